@@ -1,0 +1,67 @@
+// The error value of every operation whose result is not a plain yes or no.
+//
+// An operation returns Result<T>: its value, or an Error. Tests and callers look at the kind; people read
+// the message. Each layer may add what it was doing in front with Context().
+#pragma once
+
+#include <string>
+#include <utility>
+
+#include <tl/expected.hpp>
+
+namespace lumato {
+
+enum class ErrorKind {
+    NotFound,     // a file, folder or device is not there
+    Unreadable,   // it is there and cannot be read: permission, i/o error, a folder in a file's place
+    Unwritable,   // it cannot be created or written: permission, disk full, i/o error
+    Unsupported,  // readable, but nothing that we understand: a text file given as a picture
+    Damaged,      // of a kind that we understand, with contents that cannot be
+    TooLarge,     // beyond a limit of size or memory
+    Refused,      // the frame said no, or what was asked would be unsafe
+    Gone,         // the device has vanished
+    Busy,         // another program holds it
+};
+
+struct Error {
+    ErrorKind kind = ErrorKind::Refused;
+    std::string message;  // a sentence for people, without a final full stop
+
+    bool operator==(const Error&) const = default;
+};
+
+template <class T>
+using Result = tl::expected<T, Error>;
+
+// Shorthand for returning an error: return Fail(ErrorKind::Damaged, "...").
+[[nodiscard]] tl::unexpected<Error> Fail(ErrorKind kind, std::string message);
+
+// The same error with what was being done in front: "picture.jpg: not a picture".
+[[nodiscard]] Error Context(const std::string& doing, Error error);
+
+// The text that goes with an errno value, in the user's locale.
+[[nodiscard]] std::string SystemMessage(int errorNumber);
+
+// The kind that an errno value of a file operation stands for; `writing` tells EACCES of a reader from that
+// of a writer.
+[[nodiscard]] ErrorKind KindOfErrno(int errorNumber, bool writing);
+
+}  // namespace lumato
+
+#define LUMATO_CONCAT_INNER(a, b) a##b
+#define LUMATO_CONCAT(a, b) LUMATO_CONCAT_INNER(a, b)
+
+// LUMATO_TRY(auto bytes, ReadFile(path)): declares and fills `bytes`, or returns the error from the function.
+#define LUMATO_TRY(declaration, expression)                                                            \
+    auto LUMATO_CONCAT(lumatoTry, __LINE__) = (expression);                                            \
+    if (!LUMATO_CONCAT(lumatoTry, __LINE__))                                                           \
+        return tl::unexpected<::lumato::Error>(std::move(LUMATO_CONCAT(lumatoTry, __LINE__)).error()); \
+    declaration = std::move(*LUMATO_CONCAT(lumatoTry, __LINE__))
+
+// The same for an operation without a value.
+#define LUMATO_TRY_VOID(expression)                                                   \
+    do {                                                                              \
+        auto lumatoTryVoid = (expression);                                            \
+        if (!lumatoTryVoid)                                                           \
+            return tl::unexpected<::lumato::Error>(std::move(lumatoTryVoid).error()); \
+    } while (false)

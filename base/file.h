@@ -1,0 +1,31 @@
+// Whole files in and out of memory. A written file appears under its name complete or not at all.
+//
+// No state; callable from any thread.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <vector>
+
+#include "base/bytes.h"
+#include "base/error.h"
+
+namespace lumato {
+
+using Path = std::filesystem::path;
+
+// The whole file. Errors: NotFound, Unreadable (a folder, too), TooLarge above `limit` bytes.
+[[nodiscard]] Result<std::vector<std::uint8_t>> ReadFile(const Path& path, std::uintmax_t limit = 0x7FFFFFFF);
+
+enum class Links {
+    Follow,   // a link under the final name stays, and the file it leads to is replaced: for names users give
+    Replace,  // the link itself is replaced: in our own folders, nothing outside them is written through
+              // links
+};
+
+// Writes `bytes` to a temporary file beside `path` and renames it there, so that a failure anywhere (disk
+// full, no permission) leaves whatever stood under the name as it was. A device or pipe is written directly.
+// Errors: NotFound (no such folder), Unwritable.
+[[nodiscard]] Result<void> WriteFile(const Path& path, ByteSpan bytes, Links links = Links::Follow);
+
+}  // namespace lumato

@@ -1,0 +1,9 @@
+# LUMATO_SANITIZE is a list for -fsanitize=, such as "address,undefined" or "thread".
+set(LUMATO_SANITIZE "" CACHE STRING "Sanitizers to build with")
+
+if(LUMATO_SANITIZE)
+    add_compile_options(-fsanitize=${LUMATO_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=${LUMATO_SANITIZE})
+    # gcc's sanitizer instrumentation makes this warning fire on sound code.
+    add_compile_options(-Wno-null-dereference -Wno-maybe-uninitialized)
+endif()

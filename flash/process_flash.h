@@ -1,0 +1,67 @@
+// The SPI NOR flash of the frame, driven through its vendor commands: one method per command.
+//
+// One object exists per connected frame. Nothing is verified or retried here: see checked_transfer.h.
+// Called by the thread that owns the frame.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "device/comm_usb.h"
+
+namespace lumato::flash {
+
+// The part of the flash that may be erased and programmed. Until it is set, nothing may.
+struct WriteRange {
+    std::uint32_t begin = 0;
+    std::uint32_t end = 0;  // first address behind it
+    // True when [address, address + length) lies inside; never for an empty one.
+    [[nodiscard]] bool Holds(std::uint64_t address, std::uint64_t length) const;
+};
+
+class CProcessFlash {
+  public:
+    explicit CProcessFlash(device::CCommUSB* link);
+
+    // What the frame says of itself: its erase instruction, and whether page programs carry the option bit.
+    void SetFlashCommand(unsigned char eraseCommand, char pageFlag);
+    // Everything outside is refused from now on, without a command.
+    void SetWriteRange(WriteRange range);
+
+    bool FlashWREN();
+    bool FlashWRSR(unsigned char value);
+    // Erases whatever unit the erase instruction erases at `address`; any address inside the unit does.
+    bool Erase4KFlash(unsigned long address);
+    bool GetFlashStatus();
+    bool WaitFlashReady();
+    bool Flash_WR_Page(char* data, long length, long address);
+    bool WriteToFlash(char* data, int length, unsigned long address);
+    bool ReadFromFlash(char* data, int length, unsigned long address);
+    bool GetVerifyValue(unsigned char& high, unsigned char& low, unsigned long address, int length);
+    bool SynchronizeDPFtime();
+
+    // Bytes that the erase instruction erases (SPI NOR data sheets: 20h 4 KB, 52h 32 KB, D8h 64 KB); 65,536
+    // for an instruction that we do not know, so that nothing is ever erased beyond the unit that was asked
+    // for.
+    [[nodiscard]] std::uint32_t EraseUnit() const;
+
+  private:
+    device::CCommUSB* m_pCommUSB;
+    WriteRange m_writeRange;
+    bool m_bPageFlag = false;
+    unsigned char m_EraseCommand = 0x20;
+    unsigned char m_PageProgramCommand = 0x02;
+    unsigned char m_ReadCommand = 0x03;
+};
+
+struct FlashState {
+    // The connected frame's flash. A worker copies the pointer at its start, so the object lives until the
+    // last task has let go of it.
+    std::shared_ptr<CProcessFlash> m_PtrPF;
+    device::CCommUSB* device = nullptr;  // the program's one device link; borrowed
+};
+
+FlashState& Flash();
+void ResetFlash();
+
+}  // namespace lumato::flash

@@ -1,0 +1,68 @@
+// The picture store on the frame: what the programs call. Each operation has a file of its own name.
+//
+// Long ones are worker bodies: whoever starts the thread hands the store's state over to it (store_state.h).
+#pragma once
+
+#include "base/error.h"
+#include "device/comm_usb.h"
+#include "store/store_state.h"
+
+namespace lumato::store {
+
+// connect.cpp
+// ------------------------------------------------------------------------------------------------ Body of
+// the device-online task: device information, clock, table, read-back. The outcome is shown as notes and kept
+// in LastConnection().
+void SetFlashOnline();
+// Main thread. Releases everything that belonged to the frame.
+void SetFlashOffline();
+void DelAllPicAtStart();
+
+enum class Connection { None, Online, BadInformation, BadTable, ReadBackFailed };
+[[nodiscard]] Connection LastConnection();
+
+// Plugs the two functions above into the device link.
+class StoreFramePort : public device::FramePort {
+  public:
+    void SetFlashOnline() override;
+    void SetFlashOffline() override;
+};
+
+// flash_layout.cpp
+// -------------------------------------------------------------------------------------------
+bool GetInformation();
+bool ReadPictureList();
+void MovePicAddressInPicList(int count);
+
+// read_back.cpp
+// ----------------------------------------------------------------------------------------------
+bool ReadPicFromFlash();
+
+// download.cpp
+// ----------------------------------------------------------------------------------------------- True when
+// all pictures must be written anew from the start of the picture area.
+bool GetStartAddAndTotalDownSize(int& first, int& total, int& start);
+// The button's first half, main thread: panel off, flag, note, progress. False (nothing done) when no frame
+// is online.
+bool BeginDownload();
+// Body of the download task. True when the frame now holds the list.
+bool TranspotPic();
+
+// delete_pictures.cpp
+// ---------------------------------------------------------------------------------------- The Delete button:
+// the selected picture (gmyCurrentSelectItem) or the last one, or all when gmyDeleteAll is set.
+void DeletePictures();
+
+// local_files.cpp
+// --------------------------------------------------------------------------------------------
+void ReleaseAllFiles();
+[[nodiscard]] Path StreamPath(const std::string& fileName);  // "%s/Edata/%s"
+[[nodiscard]] Path BitmapPath(const std::string& fileName);  // "%s/data/%s"
+
+// save_pictures.cpp
+// ------------------------------------------------------------------------------------------ Copies every
+// listed picture's bitmap to folder/1.bmp, 2.bmp, ... Returns how many; fails at the first that cannot be
+// written, with those before it in place.
+Result<int> SavePictures(const Path& folder);
+
+}  // namespace lumato::store

@@ -1,0 +1,61 @@
+// The store's process-wide state, under the names that the whole program uses.
+//
+// One owner at a time: while a worker task runs, it alone touches this record; the main thread does
+// otherwise. The hand-over is the start of the task and the posted refresh event. Only gmyIsTransferData is
+// read from both sides.
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+
+#include "store/codec_port.h"
+#include "store/picture_list.h"
+#include "store/status_port.h"
+
+namespace lumato::store {
+
+inline constexpr int kTableSize = 4096;
+
+struct Rect {
+    float x = 0, y = 0, width = 0, height = 0;
+    bool operator==(const Rect&) const = default;
+};
+
+struct StoreState {
+    // From the device information block.
+    float gmyLcdWidth = 128.0F;
+    float gmyLcdHeight = 128.0F;
+    std::int32_t G_PicListAddress = 0;  // flash address of the picture table
+    std::int32_t G_FlashTotalSize = 0;  // flash size in bytes; end of the picture area
+    std::int32_t G_TotalPicNum = 0;     // picture limit of the frame; 0: none
+    std::int32_t G_YValue = 4;          // sampling value for the codec
+    std::int32_t G_PicQuality = 90;     // starting quality
+    std::uint8_t eraseInstruction = 0x20;
+    std::uint8_t pageOption = 0;
+
+    std::int32_t TotolFlashSizeForPic =
+        0;  // bytes of the picture area that no listed picture claims ("Totol" is total)
+    std::array<std::uint8_t, kTableSize> G_PictureList{};  // the picture table in memory
+
+    PictureList gmyPictureData;             // null when no list exists
+    std::int32_t gmyTotalePictureNum = 0;   // pictures in the list
+    std::int32_t gmyTotalePicture = 0;      // number used in new file names
+    std::int32_t gmyCurrentSelectItem = 0;  // position selected in the frame picture list, 0 for none
+    bool gmyDeleteAll = false;              // the Delete All check box
+
+    Rect gmyDrawrect{226, 136, 128, 128};  // LCD rectangle on the 580 x 400 edit canvas
+    std::int32_t TheSmallestValue = 0;     // fit scale of the edit picture in percent
+
+    std::atomic<bool> gmyIsTransferData{false};  // a worker transfers pictures: quitting is refused
+
+    Path gmyResousepath;           // resources folder: Language.ini, data/, Edata/
+    StatusPort* status = nullptr;  // set at start
+    CodecPort* MyJPG = nullptr;    // set at start
+};
+
+StoreState& Store();
+// Back to the defaults, ports and folder included.
+void ResetStore();
+
+}  // namespace lumato::store
