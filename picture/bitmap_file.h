@@ -1,0 +1,30 @@
+// The one bitmap file layout of the system: 54-byte header, 24 bits per pixel, bottom row first, rows padded
+// to 4 bytes.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "base/error.h"
+#include "base/file.h"
+
+namespace lumato::picture {
+
+inline constexpr std::size_t kBitmapHeaderSize = 54;
+
+// Bytes of a row with its padding.
+[[nodiscard]] constexpr std::size_t BitmapStride(int width) {
+    return (static_cast<std::size_t>(width) * 3 + 3) / 4 * 4;
+}
+
+// Writes `height` rows of `width` x 3 bytes (blue, green, red), without padding, in the order in which they
+// are to be stored (first row = bottom row of the picture).
+[[nodiscard]] Result<void> SaveBmpFile(ByteSpan pixels, int width, int height, const Path& path);
+
+// The pixel array of a bitmap file of exactly that size, 16 or 24 bits per pixel, as the encoder takes it:
+// rows of blue, green, red padded to 4 bytes, bottom row first. Rows that the file lacks are black. Errors:
+// NotFound, Unreadable, Unsupported (no bitmap), Refused (another size).
+[[nodiscard]] Result<std::vector<std::uint8_t>> LoadPicFromDir(const Path& path, int width, int height);
+
+}  // namespace lumato::picture

@@ -1,0 +1,46 @@
+// An imported picture, and the same with its pose on the edit canvas.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <vector>
+
+#include "base/error.h"
+#include "base/file.h"
+
+namespace lumato::picture {
+
+// One imported picture and its pixels: 4 bytes per pixel (one ignored, red, green, blue), sRGB, top row first
+// unless the import was asked to flip the rows.
+//
+// `width` and `height` are the picture's own, after its orientation. The pixels may be held smaller (see
+// ScaleNeeded), then heldWidth x heldHeight is what the buffer has, covering the same picture.
+struct BitmapInfo {
+    std::uint32_t width = 0;
+    std::int32_t height = 0;
+    std::uint32_t bitsPerComponent = 8;
+    std::uint32_t bitsPerPixel = 32;
+    std::uint32_t bytesPerRow = 0;  // heldWidth * 4; rows carry no padding
+    std::uint32_t dataSize = 0;     // bytesPerRow * heldHeight
+    std::uint32_t alphaInfo = 6;    // the first byte of each pixel is ignored
+    std::vector<std::uint8_t> pixels;
+    std::int32_t heldWidth = 0;
+    std::int32_t heldHeight = 0;
+};
+
+// The edit picture: where and how it lies on the 580 x 400 edit canvas.
+struct MyImage {
+    float rotation = 180.0F;  // degrees; 180 with scaleX negative is upright
+    float scaleX = -1.0F;
+    float scaleY = 1.0F;
+    float translateX = 0;               // canvas pixels, to the right
+    float translateY = 0;               // canvas pixels, downwards
+    const BitmapInfo* image = nullptr;  // borrowed: its owner outlives the handle
+};
+
+// The largest scale at which any pose will ever draw a picture of this own size (1 is pixel for pixel). The
+// importer holds at least twice that many pixels in each direction, and at most the picture's own.
+using ScaleNeeded = std::function<double(int width, int height)>;
+
+}  // namespace lumato::picture

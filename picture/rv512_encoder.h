@@ -1,0 +1,28 @@
+// The frame picture codec: the one place where bitmap files and the frame's pictures meet.
+//
+// Nothing survives a call. Separate calls may run on different threads, on different files.
+#pragma once
+
+#include "base/error.h"
+#include "base/file.h"
+#include "store/codec_port.h"
+
+namespace lumato::picture {
+
+class CRv512Encoder : public store::CodecPort {
+  public:
+    // Encodes the bitmap file `source`, whose picture must be `width` x `height`, into the stream file
+    // `destination`. `yValue` is the frame's sampling value: the encoder's mode plus 1. Returns the bytes
+    // written, or 0: then nothing stands under the destination's name that was not there before.
+    int EnCode(const Path& source, const Path& destination, int width, int height, int quality, int yValue);
+
+    bool DeCode(const Path& source, const Path& destination, int width, int height) override;
+
+    // Why the last call failed; for messages. Requires: asked on the thread that called.
+    [[nodiscard]] const Error& LastError() const { return m_lastError; }
+
+  private:
+    Error m_lastError;
+};
+
+}  // namespace lumato::picture
