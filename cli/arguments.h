@@ -1,0 +1,83 @@
+// What the command line asks for, as values. Parsing touches no file and no frame.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "base/file.h"
+
+namespace lumato::cli {
+
+enum class Command {
+    None,  // --help or --version was answered, or the usage is wrong
+    Info,
+    List,
+    Add,
+    Delete,
+    Save,
+    Compose,
+    Encode,
+    Decode,
+    Text,
+    FrameNew,
+    FrameRender,
+};
+
+struct Size {
+    int width = 0;
+    int height = 0;
+};
+
+// The values of the window's controls; what is not given keeps the fitted pose.
+struct PoseArguments {
+    std::optional<int> rotate;               // degrees, clockwise
+    std::optional<int> scale;                // percent
+    std::optional<int> x;                    // pixels to the right
+    std::optional<int> y;                    // pixels up
+    std::optional<std::vector<float>> rect;  // x, y, width, height of the LCD rectangle
+};
+
+struct NewFrameArguments {
+    std::uint64_t flashBytes = 0;
+    std::uint64_t tableAddress = 0x10000;
+    int limit = 0;
+    int sampling = 4;
+    int quality = 90;
+    std::uint8_t erase = 0xD8;
+    int pageOption = 0;
+    std::optional<std::uint64_t> firmwareEnd;
+};
+
+struct Arguments {
+    Command command = Command::None;
+    int exitStatus = 0;  // for Command::None
+
+    // Options of every command.
+    std::optional<Path> frame;
+    std::optional<Path> home;
+    std::optional<Path> trace;
+    std::vector<std::string> faults;  // "N:KIND"
+    std::optional<double> pace;
+    bool json = false;
+    bool quiet = false;
+
+    // Each command uses those that its usage names.
+    std::vector<Path> files;     // add: pictures; others: their file arguments in order
+    std::vector<int> positions;  // delete, frame render
+    bool all = false;            // delete --all
+    PoseArguments pose;
+    std::optional<Size> size;  // --size, --lcd
+    int quality = 90;
+    int sampling = 4;
+    std::string key, defaultText;
+    std::optional<std::string> section;
+    NewFrameArguments newFrame;
+};
+
+// Answers --help and --version on standard output, complains about wrong usage on standard error (exit status
+// 2).
+[[nodiscard]] Arguments ParseArguments(int argc, const char* const* argv);
+
+}  // namespace lumato::cli

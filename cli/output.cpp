@@ -1,0 +1,55 @@
+#include "cli/output.h"
+
+#include <cerrno>
+#include <cstdio>
+
+#include "base/error.h"
+
+namespace lumato::cli {
+namespace {
+
+// File names need not be UTF-8, JSON must be: bytes that are not become U+FFFD.
+std::string Serialized(const nlohmann::ordered_json& json) {
+    return json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+}
+
+}  // namespace
+
+void Output::Result(const nlohmann::ordered_json& json, const std::string& text) const {
+    std::printf("%s\n", (m_json ? Serialized(json) : text).c_str());
+}
+
+int Output::Failure(ExitStatus status, const std::string& message) const {
+    Complain(message);
+    if (m_json)
+        std::printf("%s\n", Serialized({{"error", message}}).c_str());
+    return status;
+}
+
+void Output::Complain(const std::string& message) {
+    std::fprintf(stderr, "lumatoctl: %s\n", message.c_str());
+}
+
+int FlushOutput(int status) {
+    errno = 0;
+    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0)
+        return status;
+    Output::Complain("standard output: " + SystemMessage(errno != 0 ? errno : EIO));
+    return status == kDone ? kRefused : status;
+}
+
+std::string Grouped(long long number) {
+    std::string digits = std::to_string(number);
+    const std::size_t first = digits.front() == '-' ? 1 : 0;
+    for (std::size_t at = digits.size(); at > first + 3;) {
+        at -= 3;
+        digits.insert(at, 1, ',');
+    }
+    return digits;
+}
+
+std::string Count(long long number, std::string_view noun) {
+    return Grouped(number) + " " + std::string(noun) + (number == 1 ? "" : "s");
+}
+
+}  // namespace lumato::cli

@@ -1,0 +1,45 @@
+// What a command says at its end: a result for people or as JSON on standard output, errors on standard
+// error.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include <nlohmann/json.hpp>
+
+namespace lumato::cli {
+
+enum ExitStatus {
+    kDone = 0,
+    kRefused = 1,  // the frame or a file refused something
+    kWrongUsage = 2,
+    kNoFrame = 3,  // no frame found, or the file is no usable flash image
+};
+
+class Output {
+  public:
+    explicit Output(bool json) : m_json(json) {}
+
+    // The result in both shapes; the one that was asked for is written. `text` ends without a line break.
+    void Result(const nlohmann::ordered_json& json, const std::string& text) const;
+
+    // "lumatoctl: message" on standard error; with --json an object with the member "error" on standard
+    // output, too, so that a script always finds one. Returns `status`.
+    int Failure(ExitStatus status, const std::string& message) const;
+    // The message alone, for a failure whose result follows.
+    static void Complain(const std::string& message);
+
+  private:
+    const bool m_json;
+};
+
+// Reports whether everything said so far reached standard output (which may be a full disk). kDone becomes
+// kRefused when it did not.
+int FlushOutput(int status);
+
+// 1234567 as "1,234,567".
+[[nodiscard]] std::string Grouped(long long number);
+// "1 picture", "2 pictures".
+[[nodiscard]] std::string Count(long long number, std::string_view noun);
+
+}  // namespace lumato::cli

@@ -1,0 +1,75 @@
+#include "cli/terminal_status.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include <unistd.h>
+
+namespace lumato::cli {
+namespace {
+
+constexpr int kBarCells = 40;
+
+}  // namespace
+
+TerminalStatus::TerminalStatus(bool quiet)
+    : m_showNotes(!quiet), m_showBar(!quiet && ::isatty(STDERR_FILENO) == 1) {}
+
+TerminalStatus::~TerminalStatus() {
+    ClearBar();
+}
+
+void TerminalStatus::SetNotes(std::string_view text) {
+    const std::lock_guard lock(m_mutex);
+    m_detail.clear();
+    if (m_note == text)
+        return;
+    m_note = text;
+    if (!m_showNotes)
+        return;
+    ClearBarLocked();
+    std::fprintf(stderr, "%s\n", m_note.c_str());
+}
+
+void TerminalStatus::SetNoteDetail(std::string_view text) {
+    const std::lock_guard lock(m_mutex);
+    m_detail = text;
+}
+
+void TerminalStatus::SetDownLoadPrcess(int percent) {
+    const std::lock_guard lock(m_mutex);
+    percent = std::clamp(percent, 0, 100);
+    if (!m_showBar || (m_barShown && percent == m_percent))
+        return;
+    m_percent = percent;
+    if (percent == 0) {  // nothing is under way
+        ClearBarLocked();
+        return;
+    }
+    const int filled = percent * kBarCells / 100;
+    const std::string bar = std::string(static_cast<std::size_t>(filled), '#') +
+                            std::string(static_cast<std::size_t>(kBarCells - filled), ' ');
+    std::fprintf(stderr, "\r[%s] %3d%%", bar.c_str(), percent);
+    std::fflush(stderr);
+    m_barShown = true;
+}
+
+std::string TerminalStatus::LastMessage() const {
+    const std::lock_guard lock(m_mutex);
+    return m_detail.empty() ? m_note : m_note + ": " + m_detail;
+}
+
+void TerminalStatus::ClearBar() {
+    const std::lock_guard lock(m_mutex);
+    ClearBarLocked();
+}
+
+void TerminalStatus::ClearBarLocked() {
+    if (!m_barShown)
+        return;
+    std::fputs("\r\033[K", stderr);
+    std::fflush(stderr);
+    m_barShown = false;
+}
+
+}  // namespace lumato::cli

@@ -1,0 +1,47 @@
+// The store's status notes and progress on a terminal.
+//
+// Callable from any thread. Notes go to standard error, one a line; the progress bar only if that is a
+// terminal.
+#pragma once
+
+#include <mutex>
+#include <string>
+
+#include "store/status_port.h"
+
+namespace lumato::cli {
+
+class TerminalStatus : public store::StatusPort {
+  public:
+    // `quiet`: neither notes nor progress bar.
+    explicit TerminalStatus(bool quiet);
+    ~TerminalStatus() override;
+    TerminalStatus(const TerminalStatus&) = delete;
+    TerminalStatus& operator=(const TerminalStatus&) = delete;
+
+    void SetNotes(std::string_view text) override;
+    void SetNoteDetail(std::string_view text) override;
+    void SetDownLoadPrcess(int percent) override;
+    void UpdateInfo() override {}
+    void SetControlPanlEnable(bool) override {}
+    void InvalidateMyWindow() override {}
+    void ShowPictureList(int, int) override {}
+
+    // The last note, with the reason that belongs to it: what to say when an operation failed.
+    [[nodiscard]] std::string LastMessage() const;
+    // Takes the progress bar off the line, so that other output may follow.
+    void ClearBar();
+
+  private:
+    void ClearBarLocked();
+
+    mutable std::mutex m_mutex;
+    const bool m_showNotes;
+    const bool m_showBar;
+    bool m_barShown = false;
+    int m_percent = 0;
+    std::string m_note;
+    std::string m_detail;
+};
+
+}  // namespace lumato::cli
