@@ -1,13 +1,17 @@
 #include "base/file.h"
 
+#include <algorithm>
 #include <cerrno>
-#include <cstring>
+#include <cstdio>
+#include <new>
 #include <random>
 #include <string>
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include "base/printable.h"
 
 namespace lumato {
 namespace {
@@ -36,7 +40,8 @@ class Descriptor {
 };
 
 Error FileError(const Path& path, int errorNumber, bool writing) {
-    return Error{KindOfErrno(errorNumber, writing), path.string() + ": " + SystemMessage(errorNumber)};
+    return Error{KindOfErrno(errorNumber, writing),
+                 Printable(path.native()) + ": " + SystemMessage(errorNumber)};
 }
 
 bool WriteAll(int fd, ByteSpan bytes) {
@@ -46,13 +51,17 @@ bool WriteAll(int fd, ByteSpan bytes) {
             continue;
         if (written < 0)
             return false;
+        if (written == 0) {  // a device that takes no more would hold us here for ever
+            errno = EIO;
+            return false;
+        }
         bytes = bytes.subspan(static_cast<std::size_t>(written));
     }
     return true;
 }
 
 Result<void> WriteDirectly(const Path& path, ByteSpan bytes) {
-    Descriptor file(::open(path.c_str(), O_WRONLY | O_CLOEXEC));
+    Descriptor file(::open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY));
     if (file.Get() < 0 || !WriteAll(file.Get(), bytes) || !file.Close())
         return tl::unexpected(FileError(path, errno, true));
     return {};
@@ -66,11 +75,15 @@ Path TemporaryBeside(const Path& path) {
     return path.parent_path() / name;
 }
 
-Result<void> WriteAndRename(const Path& path, ByteSpan bytes) {
+// `replaced`: the plain file that stands under the name, whose permission bits the new one takes over.
+Result<void> WriteAndRename(const Path& path, ByteSpan bytes, const struct stat* replaced) {
     const Path temporary = TemporaryBeside(path);
     Descriptor file(::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
     if (file.Get() < 0)
         return tl::unexpected(FileError(path, errno, true));
+    // A file system without permission bits refuses; the contents matter more.
+    if (replaced != nullptr && ::fchmod(file.Get(), replaced->st_mode & 0777) != 0)
+        errno = 0;
     if (!WriteAll(file.Get(), bytes) || !file.Close() || ::rename(temporary.c_str(), path.c_str()) != 0) {
         const int errorNumber = errno;
         ::unlink(temporary.c_str());
@@ -79,53 +92,117 @@ Result<void> WriteAndRename(const Path& path, ByteSpan bytes) {
     return {};
 }
 
-}  // namespace
+// Where a chain of links leads, whether something is there or not. The kernel gives up after as many.
+Path EndOfLinks(Path path) {
+    std::error_code error;
+    for (int i = 0; i < 40 && std::filesystem::is_symlink(path, error); ++i) {
+        const Path next = std::filesystem::read_symlink(path, error);
+        if (error)
+            break;
+        path = path.parent_path() / next;
+    }
+    return path;
+}
 
-Result<std::vector<std::uint8_t>> ReadFile(const Path& path, std::uintmax_t limit) {
-    Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    if (file.Get() < 0)
-        return tl::unexpected(FileError(path, errno, false));
+Result<void> WriteFollowing(const Path& path, ByteSpan bytes) {
     struct stat status {};
-    if (::fstat(file.Get(), &status) != 0)
+    const bool there = ::stat(path.c_str(), &status) == 0;
+    if (!there && errno != ENOENT)
+        return tl::unexpected(FileError(path, errno, true));
+    if (!there)
+        return WriteAndRename(EndOfLinks(path), bytes, nullptr);
+    if (S_ISDIR(status.st_mode))
+        return tl::unexpected(FileError(path, EISDIR, true));
+    if (!S_ISREG(status.st_mode))
+        return WriteDirectly(path, bytes);
+    // Renaming asks for no permission on the file itself, but whoever made it read-only meant it.
+    if (::faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) != 0)
+        return tl::unexpected(FileError(path, errno, true));
+    return WriteAndRename(EndOfLinks(path), bytes, &status);
+}
+
+Result<void> WriteReplacing(const Path& path, ByteSpan bytes) {
+    struct stat status {};
+    const bool there = ::lstat(path.c_str(), &status) == 0;
+    if (there && S_ISDIR(status.st_mode))
+        return tl::unexpected(FileError(path, EISDIR, true));
+    return WriteAndRename(path, bytes, there && S_ISREG(status.st_mode) ? &status : nullptr);
+}
+
+Error TooLargeError(const Path& path, std::uintmax_t limit) {
+    return Error{ErrorKind::TooLarge,
+                 Printable(path.native()) + ": larger than " + std::to_string(limit) + " bytes"};
+}
+
+// Appends what one read gives; 0 at the end of the file.
+Result<std::size_t> ReadMore(int fd, const Path& path, std::vector<std::uint8_t>& bytes) {
+    constexpr std::size_t kChunk = 1 << 18;
+    const std::size_t have = bytes.size();
+    if (bytes.capacity() == have)
+        bytes.reserve(std::max(2 * have, kChunk));
+    bytes.resize(bytes.capacity());
+    ssize_t got = 0;
+    do {
+        got = ::read(fd, bytes.data() + have, bytes.size() - have);
+    } while (got < 0 && errno == EINTR);
+    if (got < 0)
+        return tl::unexpected(FileError(path, errno, false));
+    bytes.resize(have + static_cast<std::size_t>(got));
+    return static_cast<std::size_t>(got);
+}
+
+Result<std::vector<std::uint8_t>> ReadAll(int fd, const Path& path, std::uintmax_t limit) {
+    struct stat status {};
+    if (::fstat(fd, &status) != 0)
         return tl::unexpected(FileError(path, errno, false));
     if (S_ISDIR(status.st_mode))
         return tl::unexpected(FileError(path, EISDIR, false));
+    const auto size = static_cast<std::uintmax_t>(status.st_size);
+    if (S_ISREG(status.st_mode) && size > limit)
+        return tl::unexpected(TooLargeError(path, limit));
 
     std::vector<std::uint8_t> bytes;
-    if (S_ISREG(status.st_mode) && static_cast<std::uintmax_t>(status.st_size) <= limit)
-        bytes.reserve(static_cast<std::size_t>(status.st_size) + 1);
-    constexpr std::size_t kChunk = 1 << 18;
+    if (S_ISREG(status.st_mode) && size > 0)
+        bytes.reserve(static_cast<std::size_t>(size) + 1);  // one more, to meet the end without growing
     for (;;) {
-        const std::size_t have = bytes.size();
-        const std::size_t room = std::max(bytes.capacity() - have, kChunk);
-        bytes.resize(have + room);
-        const ssize_t got = ::read(file.Get(), bytes.data() + have, room);
-        const int errorNumber = errno;
-        bytes.resize(have + static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
-        if (got < 0 && errorNumber == EINTR)
-            continue;
-        if (got < 0)
-            return tl::unexpected(FileError(path, errorNumber, false));
+        LUMATO_TRY(const std::size_t got, ReadMore(fd, path, bytes));
         if (bytes.size() > limit)
-            return Fail(ErrorKind::TooLarge,
-                        path.string() + ": larger than " + std::to_string(limit) + " bytes");
+            return tl::unexpected(TooLargeError(path, limit));
         if (got == 0)
             return bytes;
     }
 }
 
-Result<void> WriteFile(const Path& path, ByteSpan bytes, Links links) {
+Result<std::vector<std::uint8_t>> OpenAndRead(const Path& path, int flags, std::uintmax_t limit) {
+    Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | flags));
+    if (file.Get() < 0)
+        return tl::unexpected(FileError(path, errno, false));
+    try {
+        return ReadAll(file.Get(), path, limit);
+    } catch (const std::bad_alloc&) {
+        return tl::unexpected(FileError(path, ENOMEM, false));
+    }
+}
+
+}  // namespace
+
+Result<std::vector<std::uint8_t>> ReadFile(const Path& path, std::uintmax_t limit) {
+    return OpenAndRead(path, 0, limit);
+}
+
+Result<std::vector<std::uint8_t>> ReadPlainFile(const Path& path, std::uintmax_t limit) {
+    // Looked at before it is opened, because opening some devices does something; opened without waiting,
+    // because it may have become a pipe in between.
     struct stat status {};
-    const bool there = ::stat(path.c_str(), &status) == 0;
-    if (there && S_ISDIR(status.st_mode))
-        return tl::unexpected(FileError(path, EISDIR, true));
-    if (links == Links::Replace)
-        return WriteAndRename(path, bytes);
-    if (there && !S_ISREG(status.st_mode))
-        return WriteDirectly(path, bytes);
-    std::error_code none;
-    const Path target = there ? std::filesystem::canonical(path, none) : path;
-    return WriteAndRename(target.empty() ? path : target, bytes);
+    if (::stat(path.c_str(), &status) != 0)
+        return tl::unexpected(FileError(path, errno, false));
+    if (!S_ISREG(status.st_mode))
+        return Fail(ErrorKind::Unreadable, Printable(path.native()) + ": not a plain file");
+    return OpenAndRead(path, O_NONBLOCK, limit);
+}
+
+Result<void> WriteFile(const Path& path, ByteSpan bytes, Links links) {
+    return links == Links::Follow ? WriteFollowing(path, bytes) : WriteReplacing(path, bytes);
 }
 
 }  // namespace lumato

@@ -17,15 +17,21 @@ using Path = std::filesystem::path;
 // The whole file. Errors: NotFound, Unreadable (a folder, too), TooLarge above `limit` bytes.
 [[nodiscard]] Result<std::vector<std::uint8_t>> ReadFile(const Path& path, std::uintmax_t limit = 0x7FFFFFFF);
 
+// The same for files that only the program reads, at any moment and without being asked: a pipe or device in
+// the file's place is Unreadable at once, opened by nobody and waited for never.
+[[nodiscard]] Result<std::vector<std::uint8_t>> ReadPlainFile(const Path& path,
+                                                              std::uintmax_t limit = 0x7FFFFFFF);
+
 enum class Links {
-    Follow,   // a link under the final name stays, and the file it leads to is replaced: for names users give
-    Replace,  // the link itself is replaced: in our own folders, nothing outside them is written through
-              // links
+    Follow,   // a link under the final name stays, and the file it leads to is replaced or made: for names
+              // users give. A device or pipe is written directly, a file that denies writing is left alone
+    Replace,  // whatever stands there is replaced, unless it is a folder: in our own folders, nothing outside
+              // them is written through links
 };
 
 // Writes `bytes` to a temporary file beside `path` and renames it there, so that a failure anywhere (disk
-// full, no permission) leaves whatever stood under the name as it was. A device or pipe is written directly.
-// Errors: NotFound (no such folder), Unwritable.
+// full, no permission) leaves whatever stood under the name as it was. A replaced file's permission bits
+// stay. Errors: NotFound (no such folder), Unwritable.
 [[nodiscard]] Result<void> WriteFile(const Path& path, ByteSpan bytes, Links links = Links::Follow);
 
 }  // namespace lumato
