@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <memory>
+#include <mutex>
 #include <string>
 
 #include "platform/bus.h"
@@ -18,25 +19,38 @@ namespace lumato::device {
 class FramePort {
   public:
     virtual ~FramePort() = default;
+
     // Brings the store online; called on the device-online task.
     virtual void SetFlashOnline() = 0;
-    // Takes the store offline; called on the main thread.
+
+    // Takes the store offline; called on the main thread when GetUSBDeviceStatus already reads false and the
+    // device-online task has ended. Requires: it returns only when no other task drives this frame any more,
+    // so that what such a task still wanted to write can never reach the next frame.
     virtual void SetFlashOffline() = 0;
+
+    // Why a device that may be a frame cannot be used: another program holds it, no permission, no bus.
+    // Called on the main thread.
+    virtual void ShowLinkError(const Error& error) { static_cast<void>(error); }
 };
 
 // The link's process-wide state. Every CCommUSB addresses the same single frame.
 struct LinkState {
     std::atomic<bool> DeviceStatus{false};  // frame online
+    // The open device has vanished or was let go, though the main thread has not yet taken it offline.
+    std::atomic<bool> deviceGone{false};
+
+    std::mutex deviceMutex;  // guards DevInterface
     // The open device. The channel takes its own reference per command, so that a detachment on the main
-    // thread never frees what a worker is using. Guarded by the functions of CCommUSB.
+    // thread never frees what a worker is using.
     std::shared_ptr<platform::ScsiDevice> DevInterface;
-    std::string frameName;  // of the service that DevInterface was opened from, for notes
+
+    std::string frameName;  // of the service that DevInterface was opened from
     platform::Task task;    // the last device-online task
     FramePort* frame = nullptr;
 };
 
 LinkState& Link();
-// Back to the state at program start. Requires: no task is running.
+// Back to the state at program start. Waits for the device-online task.
 void ResetLink();
 
 class CCommUSB : private platform::BusListener {
@@ -52,14 +66,22 @@ class CCommUSB : private platform::BusListener {
     // completed the command with status GOOD.
     bool SendCmdToDPF(char* commandBlock, char* data, int length, int direction);
 
+    // True starts the device-online task; false waits for it and takes the store offline, on the calling
+    // (main) thread.
     void SetUSBDeviceStatus(bool online);
+    // Reads false from the moment a command has found the device gone, from any thread.
     bool GetUSBDeviceStatus();
 
     // Unmounts every volume that has "LanguageUnicode.ini" in its root.
     void EjectMyDPF();
 
-    // Lets go of the frame. The end of the process, which follows at shutdown, is the caller's to give.
+    // Lets go of the frame and waits for the device-online task. The end of the process, which follows at
+    // shutdown, is the caller's to give.
     void DevClose();
+
+  private:
+    void ServiceAppeared(platform::BusService& service) override;
+    void ServiceDisappeared(platform::BusService& service) override;
 };
 
 }  // namespace lumato::device

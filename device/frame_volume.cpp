@@ -1,0 +1,48 @@
+#include <algorithm>
+#include <string_view>
+
+#include "device/comm_usb.h"
+#include "platform/services.h"
+
+namespace lumato::device {
+namespace {
+
+constexpr std::string_view kMarkerFile = "languageunicode.ini";
+
+char LowerAscii(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+// The frame's volume is a FAT one, whose names have no fixed letter case.
+bool IsMarkerName(std::string_view name) {
+    return std::ranges::equal(name, kMarkerFile, {}, LowerAscii);
+}
+
+bool IsFrameVolume(const platform::Volume& volume) {
+    std::error_code error;
+    std::filesystem::directory_iterator entry(volume.root, error);
+    while (!error && entry != std::filesystem::directory_iterator()) {
+        std::error_code none;
+        if (IsMarkerName(entry->path().filename().native()) && entry->is_regular_file(none))
+            return true;
+        entry.increment(error);
+    }
+    return false;
+}
+
+}  // namespace
+
+void CCommUSB::EjectMyDPF() {
+    platform::Volumes* volumes = platform::CurrentServices().volumes;
+    if (volumes == nullptr)
+        return;
+    for (const platform::Volume& volume : volumes->List()) {
+        if (!IsFrameVolume(volume))
+            continue;
+        const Result<void> ejected = volumes->Eject(volume);
+        if (!ejected && Link().frame != nullptr)
+            Link().frame->ShowLinkError(ejected.error());
+    }
+}
+
+}  // namespace lumato::device

@@ -1,0 +1,17 @@
+// One SCSI exchange with its diagnostic: what vendor commands and the identification INQUIRY have in common.
+//
+// No state; called by the thread that owns the device at that moment.
+#pragma once
+
+#include <string_view>
+
+#include "platform/scsi.h"
+
+namespace lumato::device {
+
+// Carries out the request. True only for a command that was executed and ended with status GOOD. Data that
+// the device does not send read as 0. A failed execution prints `executionError`.
+bool Exchange(platform::ScsiDevice& device, const platform::ScsiRequest& request,
+              std::string_view executionError);
+
+}  // namespace lumato::device
