@@ -4,6 +4,7 @@
 // Called by the thread that owns the frame.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 
@@ -28,16 +29,31 @@ class CProcessFlash {
     // Everything outside is refused from now on, without a command.
     void SetWriteRange(WriteRange range);
 
+    // How long WaitFlashReady polls a busy flash; 5,000 ms unless set.
+    void SetReadyLimit(std::chrono::milliseconds limit) { m_readyLimit = limit; }
+
+    // Whether the guard lets the erase unit at `address`, or a program of `length` bytes, through.
+    [[nodiscard]] bool MayErase(std::uint64_t address) const;
+    [[nodiscard]] bool MayProgram(std::uint64_t address, std::uint64_t length) const;
+
+    // Each sends its one command; true when the frame accepted it.
     bool FlashWREN();
     bool FlashWRSR(unsigned char value);
     // Erases whatever unit the erase instruction erases at `address`; any address inside the unit does.
     bool Erase4KFlash(unsigned long address);
+    // True when the flash is ready, false when it is busy or did not answer.
     bool GetFlashStatus();
+    // Polls until the flash is ready; false when the frame goes offline or the limit is over.
     bool WaitFlashReady();
+    // Programs the bytes, whatever the online state; the frame splits them into flash pages.
     bool Flash_WR_Page(char* data, long length, long address);
+    // The same for an online frame; nothing to do, and true, for a length of 0 or less.
     bool WriteToFlash(char* data, int length, unsigned long address);
+    // Reads `length` (at most 65,536) bytes and waits until the flash is ready again.
     bool ReadFromFlash(char* data, int length, unsigned long address);
+    // The frame's 16-bit sum over `length` (1 to 65,536) flash bytes; both bytes are 0 after a failure.
     bool GetVerifyValue(unsigned char& high, unsigned char& low, unsigned long address, int length);
+    // Sets the frame's clock to the computer's local time.
     bool SynchronizeDPFtime();
 
     // Bytes that the erase instruction erases (SPI NOR data sheets: 20h 4 KB, 52h 32 KB, D8h 64 KB); 65,536
@@ -46,8 +62,11 @@ class CProcessFlash {
     [[nodiscard]] std::uint32_t EraseUnit() const;
 
   private:
+    void PrepareWrite();
+
     device::CCommUSB* m_pCommUSB;
     WriteRange m_writeRange;
+    std::chrono::milliseconds m_readyLimit{5000};
     bool m_bPageFlag = false;
     unsigned char m_EraseCommand = 0x20;
     unsigned char m_PageProgramCommand = 0x02;

@@ -1,0 +1,171 @@
+#include "flash/process_flash.h"
+
+#include <thread>
+
+#include "flash/command_block.h"
+
+namespace lumato::flash {
+namespace {
+
+constexpr int kDirectionOut = 1;
+constexpr int kDirectionIn = 2;
+constexpr int kAnswerLength = 64;  // of the status and checksum commands
+
+// A command block has three address bytes: a higher address would silently reach a lower one.
+constexpr std::uint64_t kAddressSpace = 1U << 24;
+
+constexpr std::uint8_t kOptionPageFlag = 0x02;
+
+bool IsAddressable(std::uint64_t address, std::uint64_t length) {
+    return length <= kAddressSpace && address <= kAddressSpace - length;
+}
+
+// Instructions that erase the whole chip, the frame's firmware included, whatever address comes with them.
+bool IsChipErase(std::uint8_t instruction) {
+    return instruction == 0x60 || instruction == 0xC7;
+}
+
+}  // namespace
+
+bool WriteRange::Holds(std::uint64_t address, std::uint64_t length) const {
+    return length > 0 && address >= begin && address < end && length <= end - address;
+}
+
+CProcessFlash::CProcessFlash(device::CCommUSB* link) : m_pCommUSB(link) {}
+
+void CProcessFlash::SetFlashCommand(unsigned char eraseCommand, char pageFlag) {
+    m_EraseCommand = eraseCommand;
+    m_bPageFlag = pageFlag != 0;
+}
+
+void CProcessFlash::SetWriteRange(WriteRange range) {
+    m_writeRange = range;
+}
+
+std::uint32_t CProcessFlash::EraseUnit() const {
+    switch (m_EraseCommand) {
+        case 0x20:
+            return 4096;
+        case 0x52:
+            return 32768;
+        default:
+            return 65536;
+    }
+}
+
+bool CProcessFlash::MayErase(std::uint64_t address) const {
+    const std::uint64_t unit = EraseUnit();
+    const std::uint64_t start = address - address % unit;
+    return !IsChipErase(m_EraseCommand) && IsAddressable(start, unit) && m_writeRange.Holds(start, unit);
+}
+
+bool CProcessFlash::MayProgram(std::uint64_t address, std::uint64_t length) const {
+    return IsAddressable(address, length) && m_writeRange.Holds(address, length);
+}
+
+bool CProcessFlash::FlashWREN() {
+    return Send(*m_pCommUSB, SpiBlock(kOpcodeOut, 1, kWriteEnable));
+}
+
+bool CProcessFlash::FlashWRSR(unsigned char value) {
+    CommandBlock block = SpiBlock(kOpcodeOut, 2, kWriteStatus);
+    block[11] = value;
+    return Send(*m_pCommUSB, block);
+}
+
+// The status write clears the chip's block protection; it consumes the write enable, hence the second one.
+// The outcome of the erase or program that follows tells whether they worked.
+void CProcessFlash::PrepareWrite() {
+    FlashWREN();
+    FlashWRSR(0);
+    FlashWREN();
+}
+
+bool CProcessFlash::Erase4KFlash(unsigned long address) {
+    if (!m_pCommUSB->GetUSBDeviceStatus() || !MayErase(address))
+        return false;
+    PrepareWrite();
+    return Send(*m_pCommUSB,
+                AddressedBlock(kOpcodeOut, m_EraseCommand, 0, static_cast<std::uint32_t>(address)));
+}
+
+bool CProcessFlash::GetFlashStatus() {
+    CommandBlock block = SpiBlock(kOpcodeIn, 1, kReadStatus);
+    PutBe24(MutableByteSpan(block).subspan(7), kAnswerLength);
+    std::array<char, kAnswerLength> answer{};
+    const bool answered = Send(*m_pCommUSB, block, answer.data(), kAnswerLength, kDirectionIn);
+    constexpr int kWriteInProgress = 0x01;
+    return answered && (answer[0] & kWriteInProgress) == 0;
+}
+
+bool CProcessFlash::WaitFlashReady() {
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point deadline = Clock::now() + m_readyLimit;
+    while (m_pCommUSB->GetUSBDeviceStatus()) {
+        std::this_thread::yield();
+        if (GetFlashStatus())
+            return true;
+        if (Clock::now() >= deadline)
+            return false;
+    }
+    return false;
+}
+
+bool CProcessFlash::Flash_WR_Page(char* data, long length, long address) {
+    // Negative values become huge ones, which no range holds.
+    if (!MayProgram(static_cast<std::uint64_t>(address), static_cast<std::uint64_t>(length)))
+        return false;
+    PrepareWrite();
+    CommandBlock block = AddressedBlock(kOpcodeOut, m_PageProgramCommand, static_cast<std::uint32_t>(length),
+                                        static_cast<std::uint32_t>(address));
+    block[15] = m_bPageFlag ? kOptionPageFlag : 0;
+    return Send(*m_pCommUSB, block, data, static_cast<int>(length), kDirectionOut);
+}
+
+bool CProcessFlash::WriteToFlash(char* data, int length, unsigned long address) {
+    if (!m_pCommUSB->GetUSBDeviceStatus())
+        return false;
+    if (length <= 0)
+        return true;
+    return Flash_WR_Page(data, length, static_cast<long>(address));
+}
+
+bool CProcessFlash::ReadFromFlash(char* data, int length, unsigned long address) {
+    if (!m_pCommUSB->GetUSBDeviceStatus() || length <= 0 ||
+        !IsAddressable(address, static_cast<std::uint64_t>(length)))
+        return false;
+    const CommandBlock block = AddressedBlock(kOpcodeIn, m_ReadCommand, static_cast<std::uint32_t>(length),
+                                              static_cast<std::uint32_t>(address));
+    return Send(*m_pCommUSB, block, data, length, kDirectionIn) && WaitFlashReady();
+}
+
+bool CProcessFlash::GetVerifyValue(unsigned char& high, unsigned char& low, unsigned long address,
+                                   int length) {
+    high = low = 0;
+    if (!IsAddressable(address, 1))
+        return false;
+    CommandBlock block{};
+    block[0] = kOpcodeIn;
+    block[5] = 5;
+    block[6] = 5;
+    // Two bytes hold the length, so that a region of 65,536 bytes goes as 0.
+    PutBe16(MutableByteSpan(block).subspan(7), static_cast<std::uint32_t>(length));
+    PutBe24(MutableByteSpan(block).subspan(11), static_cast<std::uint32_t>(address));
+    std::array<char, kAnswerLength> answer{};
+    if (!Send(*m_pCommUSB, block, answer.data(), kAnswerLength, kDirectionIn))
+        return false;
+    high = static_cast<unsigned char>(answer[0]);
+    low = static_cast<unsigned char>(answer[1]);
+    return true;
+}
+
+FlashState& Flash() {
+    static FlashState state;
+    return state;
+}
+
+void ResetFlash() {
+    Flash() = FlashState();
+}
+
+}  // namespace lumato::flash
