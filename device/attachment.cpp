@@ -127,8 +127,9 @@ void CCommUSB::ServiceAppeared(BusService& service) {
         return;
     Diagnose("Device appeared.");
 
-    // A frame plugged in again can be announced before the bus has reported that it was away.
-    if (Link().DeviceStatus && Link().deviceGone)
+    // A frame plugged in again quickly is announced before anybody has noticed that it was away; it may well
+    // have its old name back, which no two devices have at the same time.
+    if (Link().DeviceStatus && (Link().deviceGone || service.Name() == Link().frameName))
         Detach(*this);
     if (Link().DeviceStatus)
         return;

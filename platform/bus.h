@@ -14,7 +14,8 @@ class BusService {
   public:
     virtual ~BusService() = default;
 
-    // A name for people: "/dev/sg1", or the image file of a virtual frame.
+    // A name for people: "/dev/sg1", or the image file of a virtual frame. No two services that are present
+    // share a name.
     [[nodiscard]] virtual std::string Name() const = 0;
 
     // Opens the device for exclusive use. Errors: Gone (already detached), Busy, Refused (no permission).

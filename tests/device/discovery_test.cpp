@@ -1,0 +1,206 @@
+#include <atomic>
+#include <thread>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "device/comm_usb.h"
+#include "platform/services.h"
+#include "tests/support/diagnostic_capture.h"
+#include "tests/support/scripted_device.h"
+
+namespace lumato::device {
+namespace {
+
+// Records what the link reports; the online work runs until the frame is offline when `m_lingers` is set.
+class RecordingPort : public FramePort {
+  public:
+    void SetFlashOnline() override {
+        ++m_online;
+        while (m_lingers && FrameIsUsable())
+            std::this_thread::yield();
+        m_working = false;
+    }
+    void SetFlashOffline() override {
+        ++m_offline;
+        EXPECT_FALSE(FrameIsUsable());
+        EXPECT_FALSE(m_working) << "the store must not be emptied under its online task";
+        EXPECT_EQ(std::this_thread::get_id(), m_mainThread);
+    }
+    void ShowLinkError(const Error& error) override { m_errors.push_back(error.kind); }
+
+    std::atomic<int> m_online{0};
+    int m_offline = 0;
+    std::atomic<bool> m_lingers{false};
+    std::atomic<bool> m_working{true};
+    std::vector<ErrorKind> m_errors;
+
+  private:
+    static bool FrameIsUsable() { return Link().DeviceStatus && !Link().deviceGone; }
+    std::thread::id m_mainThread = std::this_thread::get_id();
+};
+
+class Discovery : public testing::Test {
+  protected:
+    Discovery() {
+        platform::CurrentServices() = {.bus = &m_bus, .volumes = nullptr, .clock = nullptr};
+        Link().frame = &m_port;
+    }
+    ~Discovery() override {
+        ResetLink();
+        platform::CurrentServices() = {};
+    }
+    void Start() {
+        m_link.IniUSBDevice();
+        Link().task.Join();
+    }
+    bool SendSomething() {
+        std::array<char, 16> block{};
+        return m_link.SendCmdToDPF(block.data(), nullptr, 0, 0);
+    }
+
+    test::DiagnosticCapture m_printed;
+    RecordingPort m_port;
+    test::DeviceScript m_script;
+    test::DeviceScript m_secondScript;
+    test::ScriptedService m_frame{"first", m_script};
+    test::ScriptedService m_second{"second", m_secondScript};
+    test::ScriptedBus m_bus;
+    CCommUSB m_link;
+};
+
+TEST_F(Discovery, PresentFrameIsAskedForItsNameAndComesOnline) {
+    m_bus.present = {&m_frame};
+    Start();
+    EXPECT_TRUE(m_link.GetUSBDeviceStatus());
+    EXPECT_EQ(m_port.m_online, 1);
+    EXPECT_EQ(m_printed.Text(), "Device appeared.\n");
+    ASSERT_EQ(m_script.sent.size(), 1U);
+    EXPECT_EQ(m_script.sent[0].block, "12 00 00 00 40 00");
+    EXPECT_EQ(m_script.sent[0].direction, platform::Direction::In);
+    EXPECT_EQ(m_script.sent[0].length, 36U);
+    EXPECT_EQ(m_script.sent[0].timeout, std::chrono::milliseconds(200));
+}
+
+TEST_F(Discovery, OnlyTheFamilyOfVendorsQualifies) {
+    const std::vector<std::uint8_t> whole = test::InquiryData("quorvane");
+    const struct {
+        std::vector<std::uint8_t> inquiry;
+        bool qualifies;
+    } rows[] = {
+        {test::InquiryData("QUORVANE"), true},
+        {test::InquiryData("QuorVane"), true},
+        {test::InquiryData(std::string("quorvan\0", 8)), false},
+        {test::InquiryData(std::string("quor\0ane", 8)), false},
+        {test::InquiryData("quorvan ", "e"), false},
+        {test::InquiryData("OTHER", "quorvane"), false},
+        {{whole.begin(), whole.begin() + 15}, false},  // a short answer lacks the last letter
+        {{whole.begin(), whole.begin() + 16}, true},
+    };
+    Start();
+    for (const auto& row : rows) {
+        m_script.inquiry = row.inquiry;
+        m_bus.Plug(m_frame);
+        EXPECT_EQ(m_link.GetUSBDeviceStatus(), row.qualifies) << test::Hex(row.inquiry);
+        EXPECT_EQ(m_script.opened - m_script.closed, row.qualifies ? 1 : 0);
+        m_bus.Unplug(m_frame);
+        EXPECT_EQ(m_script.opened, m_script.closed);
+    }
+    EXPECT_TRUE(m_port.m_errors.empty());
+}
+
+TEST_F(Discovery, SecondFrameIsReleasedAndItsGoingChangesNothing) {
+    m_bus.present = {&m_frame, &m_second};
+    Start();
+    EXPECT_EQ(m_printed.Text(), "Device appeared.\nDevice appeared.\n");
+    EXPECT_EQ(m_port.m_online, 1);
+    EXPECT_EQ(m_secondScript.opened, 1);
+    EXPECT_EQ(m_secondScript.closed, 1);
+
+    m_bus.Unplug(m_second);
+    EXPECT_TRUE(m_link.GetUSBDeviceStatus());
+    EXPECT_EQ(m_port.m_offline, 0);
+    EXPECT_TRUE(SendSomething());
+    EXPECT_EQ(m_script.sent.size(), 2U);
+
+    m_bus.Unplug(m_frame);
+    EXPECT_FALSE(m_link.GetUSBDeviceStatus());
+    EXPECT_EQ(m_port.m_offline, 1);
+    EXPECT_EQ(m_script.closed, 1);
+    EXPECT_FALSE(SendSomething());
+}
+
+TEST_F(Discovery, FrameThatGoesDuringItsOnlineTaskIsTakenOfflineAfterTheTask) {
+    m_port.m_lingers = true;
+    m_bus.present = {&m_frame};
+    m_link.IniUSBDevice();
+    m_bus.Unplug(m_frame);
+    EXPECT_EQ(m_port.m_offline, 1);
+    EXPECT_FALSE(m_port.m_working);
+}
+
+TEST_F(Discovery, FrameComesOnlineAgainAfterBeingAway) {
+    m_bus.present = {&m_frame};
+    Start();
+    m_bus.Unplug(m_frame);
+    m_bus.Unplug(m_frame);  // once more changes nothing
+    EXPECT_EQ(m_port.m_offline, 1);
+    m_bus.Plug(m_frame);
+    Link().task.Join();
+    EXPECT_TRUE(m_link.GetUSBDeviceStatus());
+    EXPECT_EQ(m_port.m_online, 2);
+    EXPECT_TRUE(SendSomething());
+}
+
+// The kernel may give the node's name away again before the detachment has been handled, and a command may
+// have found the device gone before the bus reports it.
+TEST_F(Discovery, ReplacedFrameIsNoticedWithoutItsDetachment) {
+    m_bus.present = {&m_frame};
+    Start();
+    test::ScriptedService sameName("first", m_secondScript);
+    m_bus.Plug(sameName);
+    Link().task.Join();
+    EXPECT_EQ(m_script.closed, 1);
+    EXPECT_EQ(m_port.m_offline, 1);
+    EXPECT_TRUE(SendSomething());
+    EXPECT_EQ(m_secondScript.sent.size(), 2U);
+
+    m_secondScript.gone = true;
+    EXPECT_FALSE(SendSomething());
+    EXPECT_FALSE(m_link.GetUSBDeviceStatus());
+    test::DeviceScript thirdScript;
+    test::ScriptedService third("third", thirdScript);
+    m_bus.Plug(third);
+    Link().task.Join();
+    m_bus.Unplug(sameName);  // the late report is of a frame that is no longer in use
+    EXPECT_TRUE(m_link.GetUSBDeviceStatus());
+    EXPECT_TRUE(SendSomething());
+    EXPECT_EQ(m_port.m_online, 3);
+    EXPECT_EQ(m_port.m_offline, 2);
+    ResetLink();
+}
+
+TEST_F(Discovery, DeviceThatCannotBeOpenedIsReportedAndLeftAlone) {
+    Start();
+    m_frame.openError = ErrorKind::Busy;
+    m_bus.Announce(m_frame);
+    m_frame.openError = ErrorKind::Gone;
+    m_bus.Announce(m_frame);
+    EXPECT_EQ(m_printed.Text(),
+              "ObtainExclusiveAccess returned 8\n\nIOCreatePlugInInterfaceForService returned 7\n\n");
+    EXPECT_THAT(m_port.m_errors, testing::ElementsAre(ErrorKind::Busy, ErrorKind::Gone));
+    EXPECT_FALSE(m_link.GetUSBDeviceStatus());
+    EXPECT_EQ(m_script.opened, 0);
+}
+
+TEST_F(Discovery, BusThatCannotBeSearchedIsReported) {
+    m_bus.startError = ErrorKind::Refused;
+    Start();
+    EXPECT_EQ(m_printed.Text(), "ERR: Couldn't create a master IOKit Port(00000006)\n\n");
+    platform::CurrentServices().bus = nullptr;
+    Start();
+    EXPECT_THAT(m_port.m_errors, testing::ElementsAre(ErrorKind::Refused, ErrorKind::NotFound));
+}
+
+}  // namespace
+}  // namespace lumato::device
