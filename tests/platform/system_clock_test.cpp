@@ -1,0 +1,50 @@
+#include "platform/linux/system_clock.h"
+
+#include <ctime>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/environment.h"
+
+namespace lumato::platform {
+namespace {
+
+// Seconds since 1970 of the civil time, taken as UTC.
+std::time_t AsUtc(const LocalTime& time) {
+    std::tm parts{};
+    parts.tm_year = time.year - 1900;
+    parts.tm_mon = time.month - 1;
+    parts.tm_mday = time.day;
+    parts.tm_hour = time.hour;
+    parts.tm_min = time.minute;
+    parts.tm_sec = time.second;
+    return ::timegm(&parts);
+}
+
+TEST(SystemClock, ReadsTheWallClockOfTheZone) {
+    const struct {
+        const char* zone;
+        int secondsEast;
+        bool daylightSaving;
+    } rows[] = {
+        {"UTC0", 0, false},
+        {"CET-1", 3600, false},
+        {"IST-5:30", 19800, false},
+        {"NST3:30", -12600, false},
+        {"LINT-14", 50400, false},
+        {"AAA-1BBB,J1/0,J365/25", 7200, true},  // daylight-saving time all the year
+    };
+    for (const auto& row : rows) {
+        const test::ScopedVariable zone("TZ", row.zone);
+        const std::time_t before = std::time(nullptr);
+        const LocalTime now = SystemClock().Now();
+        const std::time_t after = std::time(nullptr);
+        EXPECT_EQ(now.secondsEastOfGmt, row.secondsEast) << row.zone;
+        EXPECT_EQ(now.daylightSaving, row.daylightSaving) << row.zone;
+        EXPECT_GE(AsUtc(now) - now.secondsEastOfGmt, before) << row.zone;
+        EXPECT_LE(AsUtc(now) - now.secondsEastOfGmt, after) << row.zone;
+    }
+}
+
+}  // namespace
+}  // namespace lumato::platform
