@@ -1,0 +1,73 @@
+// One line for every SCSI command that a device is sent: the command block in hex, "none", "out" or "in", the
+// length of the data phase asked for, the status in hex (FF when the command came to none).
+//
+// Works around any device and any bus. Lines of several devices never mix; each is written out at once.
+#pragma once
+
+#include <cstdio>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include "base/error.h"
+#include "base/file.h"
+#include "platform/bus.h"
+#include "platform/scsi.h"
+
+namespace lumato::vframe {
+
+// The file that the lines go to. Callable from any thread.
+class TraceLog {
+  public:
+    // Empties the file, or makes it. Errors: NotFound, Unwritable.
+    [[nodiscard]] static Result<std::shared_ptr<TraceLog>> Create(const Path& path);
+    ~TraceLog();
+    TraceLog(const TraceLog&) = delete;
+    TraceLog& operator=(const TraceLog&) = delete;
+
+    // A line that cannot be written is said once, as a diagnostic.
+    void Write(const platform::ScsiRequest& request, const platform::ScsiOutcome& outcome);
+
+  private:
+    TraceLog(std::FILE* file, std::string name);
+
+    std::mutex m_mutex;
+    std::FILE* m_file;
+    std::string m_name;
+    bool m_failed = false;
+};
+
+class TracedDevice : public platform::ScsiDevice {
+  public:
+    TracedDevice(std::unique_ptr<platform::ScsiDevice> device, std::shared_ptr<TraceLog> log);
+
+    [[nodiscard]] platform::ScsiOutcome Execute(const platform::ScsiRequest& request) override;
+    [[nodiscard]] bool IsGone() const override { return m_device->IsGone(); }
+
+  private:
+    std::unique_ptr<platform::ScsiDevice> m_device;
+    std::shared_ptr<TraceLog> m_log;
+};
+
+// A bus whose devices are all traced. Main thread only, as every bus.
+class TracedBus : public platform::Bus, private platform::BusListener {
+  public:
+    // Requires: the bus outlives this object.
+    TracedBus(platform::Bus& bus, std::shared_ptr<TraceLog> log);
+    ~TracedBus() override;
+
+    [[nodiscard]] Result<void> Start(platform::BusListener& listener) override;
+
+  private:
+    class Service;
+
+    void ServiceAppeared(platform::BusService& service) override;
+    void ServiceDisappeared(platform::BusService& service) override;
+
+    platform::Bus& m_bus;
+    std::shared_ptr<TraceLog> m_log;
+    platform::BusListener* m_listener = nullptr;
+    std::vector<std::unique_ptr<Service>> m_services;  // kept to the end, as a listener may hold on to one
+};
+
+}  // namespace lumato::vframe
