@@ -1,0 +1,47 @@
+#include "base/printable.h"
+
+#include <gtest/gtest.h>
+
+#include "base/utf8.h"
+
+namespace lumato {
+namespace {
+
+TEST(Printable, ShowsTextAndWritesOutTheRest) {
+    const struct {
+        std::string_view bytes;
+        std::string_view shown;
+    } rows[] = {
+        {"", ""},
+        {"Größe 画面 🖼 a\\b.jpg", "Größe 画面 🖼 a\\b.jpg"},
+        {"a\nb\tc\rd", "a\\nb\\tc\\rd"},
+        {std::string_view("\0\x1B[31m\x7F", 7), "\\x00\\x1B[31m\\x7F"},
+        {"\u0085\u009B31m\u00A0", "\\xC2\\x85\\xC2\\x9B31m\u00A0"},
+        {"\u202Egpj.exe\u202C", "\\xE2\\x80\\xAEgpj.exe\\xE2\\x80\\xAC"},
+        {"\u2066a\u2069\u2028\u2029", "\\xE2\\x81\\xA6a\\xE2\\x81\\xA9\\xE2\\x80\\xA8\\xE2\\x80\\xA9"},
+        {"\u2029\u202A\u202F\u2065\u206A", "\\xE2\\x80\\xA9\\xE2\\x80\\xAA\u202F\u2065\u206A"},
+        {"Gr\xF6\xDF"
+         "e",
+         "Gr\\xF6\\xDFe"},
+        {"cut \xE2\x82", "cut \\xE2\\x82"},
+        {"\xC0\x8A \xED\xA0\x80 \xF4\x90\x80\x80", "\\xC0\\x8A \\xED\\xA0\\x80 \\xF4\\x90\\x80\\x80"},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(Printable(row.bytes), row.shown);
+}
+
+TEST(Utf8, EveryCharacterComesBackAndNothingElseIsOne) {
+    for (char32_t codePoint = 0; codePoint <= 0x110000; ++codePoint) {
+        std::string text;
+        AppendUtf8(text, codePoint);
+        const Utf8Character character = FirstUtf8Character(text + "x");
+        const bool isCharacter = codePoint < 0xD800 || (codePoint > 0xDFFF && codePoint < 0x110000);
+        ASSERT_TRUE(character.valid);
+        ASSERT_EQ(character.length, text.size());
+        ASSERT_EQ(character.codePoint, isCharacter ? codePoint : kReplacementCharacter);
+        ASSERT_FALSE(FirstUtf8Character(text.substr(0, text.size() - 1) + "x").valid && text.size() > 1);
+    }
+}
+
+}  // namespace
+}  // namespace lumato

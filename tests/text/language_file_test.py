@@ -1,0 +1,127 @@
+"""Judges the built Language.ini by the format alone, and make_language_file by what it must refuse.
+
+Usage: language_file_test.py LANGUAGE_INI MAKE_LANGUAGE_FILE
+"""
+import pathlib
+import subprocess
+import sys
+import tempfile
+import unittest
+
+LANGUAGE_INI, MAKE = (pathlib.Path(argument) for argument in sys.argv[1:3])
+# What a file offers must be readable as a list of languages to choose from.
+LANGUAGES = ["English", "German", "French", "Spanish", "Italian", "Portuguese", "Japanese", "Chinese"]
+# Pieces of text that go before ": 12".
+BEFORE_A_NUMBER = ["READ_PICTURES_TIPS", "THE_SEQUENCE_TIPS"]
+BUTTONS = ["Add", "Save_All", "DownLoad", "Delete", "OK_BUTTON", "CANCLE_BUTTON"]
+
+
+def sections(text):
+    """The sections in order, each a list of (key, text)."""
+    result = {}
+    current = None
+    for line in text.split("\r\n"):
+        if line.startswith("["):
+            current = result.setdefault(line[1:-1], [])
+        elif current is not None and line:
+            current.append(tuple(line.split("=", 1)))
+    return result
+
+
+class LanguageFile(unittest.TestCase):
+    def setUp(self):
+        self.bytes = LANGUAGE_INI.read_bytes()
+        self.text = self.bytes[2:].decode("utf-16-le")
+        self.sections = sections(self.text)
+
+    def test_lines(self):
+        self.assertEqual(self.bytes[:2], b"\xff\xfe")
+        self.assertTrue(self.text.endswith("\r\n"))
+        self.assertEqual(self.text.count("\r"), self.text.count("\r\n"))
+        self.assertEqual(self.text.count("\n"), self.text.count("\r\n"))
+        for line in self.text.split("\r\n"):
+            self.assertLessEqual(len(line.encode("utf-16-le")), 2048, line)
+        # No terminator stands between two code units, where the reader would find it, too.
+        body = self.bytes[2:]
+        at = body.find(b"\r\0\n\0")
+        while at >= 0:
+            self.assertEqual(at % 2, 0)
+            at = body.find(b"\r\0\n\0", at + 1)
+
+    def test_sections(self):
+        self.assertEqual(list(self.sections), ["language"] + LANGUAGES)
+        self.assertEqual(self.sections["language"], [("language_1", "English")])
+        keys = [key for key, _ in self.sections["English"]]
+        self.assertEqual(len(keys), len(set(keys)))
+        self.assertTrue(all(key.isascii() for key in keys))
+        for language in LANGUAGES:
+            self.assertEqual([key for key, _ in self.sections[language]], keys, language)
+
+    def test_texts(self):
+        for language in LANGUAGES:
+            for key, text in self.sections[language]:
+                with self.subTest(language=language, key=key):
+                    self.assertTrue(text.strip())
+                    self.assertEqual(text, text.strip())
+                    self.assertLessEqual(len(text.encode("utf-8")), 511)
+                    self.assertNotIn("%", text)
+                    self.assertNotIn("'", text, "a typewriter's apostrophe")
+                    self.assertNotIn("...", text)
+                    if key in BEFORE_A_NUMBER:
+                        self.assertNotIn(text[-1], ":：.!", "a colon follows anyway")
+                    if key in BUTTONS:
+                        self.assertLessEqual(len(text), 31, "too wide for a button")
+
+    def test_french_blanks(self):
+        for key, text in self.sections["French"]:
+            for mark in ":?!;":
+                for at in (i for i, c in enumerate(text) if c == mark):
+                    self.assertIn(text[at - 1], "\u00a0\u202f", key)
+
+
+class MakeLanguageFile(unittest.TestCase):
+    """Each row: what is wrong, the second source's name and bytes, a piece of the complaint."""
+
+    ROWS = [
+        ("missing", "German.txt", b"A = eins\n", '"B" is missing'),
+        ("unknown", "German.txt", b"A = eins\nB = zwei\nC = drei\n", '"C" is unknown'),
+        ("double", "German.txt", b"A = eins\nB = zwei\nA = drei\n", "twice"),
+        ("no separator", "German.txt", b"A = eins\nB=zwei\n", 'has no " = "'),
+        ("empty", "German.txt", b"A = eins\nB = \n", "is empty"),
+        ("blank at the end", "German.txt", b"A = eins\nB = zwei \n", "blanks"),
+        ("no UTF-8", "German.txt", b"A = eins\nB = z\xfc\n", "UTF-8"),
+        ("carriage return", "German.txt", b"A = eins\r\nB = zwei\r\n", "UTF-8"),
+        ("percent", "German.txt", b"A = eins\nB = %d\n", "%"),
+        ("512 bytes", "German.txt", b"A = eins\nB = " + b"x" * 512 + b"\n", "511"),
+        ("section name", "Français.txt", b"A = un\nB = deux\n", "ASCII"),
+        ("section taken", "language.txt", b"A = un\nB = deux\n", "taken"),
+    ]
+
+    def make(self, folder, name, source):
+        (folder / "English.txt").write_bytes(b"# A comment.\n\nA = one\nB = two = 2\n")
+        (folder / name).write_bytes(source)
+        return subprocess.run([MAKE, folder / "Language.ini", folder / "English.txt", folder / name],
+                              capture_output=True, text=True, check=False)
+
+    def test_refuses(self):
+        for what, name, source, complaint in self.ROWS:
+            with self.subTest(what), tempfile.TemporaryDirectory() as folder:
+                done = self.make(pathlib.Path(folder), name, source)
+                self.assertEqual(done.returncode, 1)
+                self.assertIn(name, done.stderr)
+                self.assertIn(complaint, done.stderr)
+                self.assertFalse((pathlib.Path(folder) / "Language.ini").exists())
+
+    def test_makes(self):
+        with tempfile.TemporaryDirectory() as folder:
+            source = "B = " + "é" * 255 + "\nA = 𝄞\n"
+            done = self.make(pathlib.Path(folder), "German.txt", source.encode("utf-8"))
+            self.assertEqual((done.returncode, done.stderr), (0, ""))
+            made = sections((pathlib.Path(folder) / "Language.ini").read_bytes().decode("utf-16"))
+            self.assertEqual(made, {"language": [("language_1", "English")],
+                                    "English": [("A", "one"), ("B", "two = 2")],
+                                    "German": [("A", "𝄞"), ("B", "é" * 255)]})
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])
