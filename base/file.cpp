@@ -202,6 +202,8 @@ Result<std::vector<std::uint8_t>> ReadPlainFile(const Path& path, std::uintmax_t
 }
 
 Result<void> WriteFile(const Path& path, ByteSpan bytes, Links links) {
+    if (path.empty())
+        return tl::unexpected(FileError(path, ENOENT, true));
     return links == Links::Follow ? WriteFollowing(path, bytes) : WriteReplacing(path, bytes);
 }
 
