@@ -51,12 +51,14 @@ using Result = tl::expected<T, Error>;
 #define LUMATO_CONCAT_INNER(a, b) a##b
 #define LUMATO_CONCAT(a, b) LUMATO_CONCAT_INNER(a, b)
 
+// NOLINTBEGIN(bugprone-macro-parentheses): a declaration cannot stand in parentheses.
 // LUMATO_TRY(auto bytes, ReadFile(path)): declares and fills `bytes`, or returns the error from the function.
 #define LUMATO_TRY(declaration, expression)                                                            \
     auto LUMATO_CONCAT(lumatoTry, __LINE__) = (expression);                                            \
     if (!LUMATO_CONCAT(lumatoTry, __LINE__))                                                           \
         return tl::unexpected<::lumato::Error>(std::move(LUMATO_CONCAT(lumatoTry, __LINE__)).error()); \
     declaration = std::move(*LUMATO_CONCAT(lumatoTry, __LINE__))
+// NOLINTEND(bugprone-macro-parentheses)
 
 // The same for an operation without a value.
 #define LUMATO_TRY_VOID(expression)                                                   \
