@@ -120,7 +120,7 @@ TEST_F(IniFileTest, DamagedFilesGiveATextOrTheDefault) {
     const Bytes good = Marked(u"[language]\r\nlanguage_1=s\r\n[r]\r\nk=no\r\n[s]\r\nother=1\r\nk=text\r\n");
     std::mt19937 random(1);
     int found = 0;
-    for (int round = 0; round < 2000; ++round) {
+    for (int round = 0; round < 500; ++round) {
         Bytes bytes = good;
         for (std::size_t i = 0; i < 1 + random() % 3; ++i)
             bytes[random() % bytes.size()] ^= static_cast<std::uint8_t>(1U << random() % 8);
@@ -134,8 +134,8 @@ TEST_F(IniFileTest, DamagedFilesGiveATextOrTheDefault) {
         found += text == u"text";
     }
     // Most damage lies outside of what this look-up depends on.
-    EXPECT_GT(found, 500);
-    EXPECT_LT(found, 2000);
+    EXPECT_GT(found, 125);
+    EXPECT_LT(found, 500);
 }
 
 TEST_F(IniFileTest, AChangedFileShowsAtTheNextLookUp) {
