@@ -35,7 +35,11 @@ class LanguageFixture : public testing::Test {
     const test::TemporaryFolder m_folder;
     const std::string m_path = m_folder / "Language.ini";
 
-    void Write(const Bytes& bytes) const { test::PutBytes(m_path, bytes); }
+    // Some disks wait when a file is emptied and written again; a new one costs nothing.
+    void Write(const Bytes& bytes) const {
+        std::filesystem::remove(m_path);
+        test::PutBytes(m_path, bytes);
+    }
     void WriteText(std::u16string_view text) const { Write(Marked(text)); }
 };
 
