@@ -1,10 +1,10 @@
-#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <string>
 #include <string_view>
 
 #include "base/diagnostics.h"
+#include "device/ascii.h"
 #include "device/comm_usb.h"
 #include "device/scsi_exchange.h"
 #include "platform/services.h"
@@ -23,18 +23,13 @@ constexpr std::size_t kVendorOffset = 8;
 constexpr std::size_t kVendorLength = 8;
 constexpr std::chrono::milliseconds kInquiryTimeout{200};
 
-char LowerAscii(std::uint8_t byte) {
-    const bool upper = byte >= 'A' && byte <= 'Z';
-    return static_cast<char>(upper ? byte - 'A' + 'a' : byte);
-}
-
 // The vendor identification up to its first zero byte, in small letters.
 std::string VendorOf(ByteSpan inquiryData) {
     std::string vendor;
     for (const std::uint8_t byte : inquiryData.subspan(kVendorOffset, kVendorLength)) {
         if (byte == 0)
             break;
-        vendor += LowerAscii(byte);
+        vendor += LowerAscii(static_cast<char>(byte));
     }
     return vendor;
 }

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <string_view>
 
+#include "device/ascii.h"
 #include "device/comm_usb.h"
 #include "platform/services.h"
 
@@ -8,10 +9,6 @@ namespace lumato::device {
 namespace {
 
 constexpr std::string_view kMarkerFile = "languageunicode.ini";
-
-char LowerAscii(char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
 
 // The frame's volume is a FAT one, whose names have no fixed letter case.
 bool IsMarkerName(std::string_view name) {

@@ -1,7 +1,8 @@
 // Reads and writes that are verified by the frame's own checksum, with three attempts each.
 //
-// They work on the connected frame. A command that failed fails its attempt: a checksum that did not arrive
-// is no checksum, and a read that failed is not data.
+// They work on the connected frame, on the thread that owns it; without one they fail silently. A command
+// that failed fails its attempt: a checksum that did not arrive is no checksum, and a read that failed is not
+// data.
 #pragma once
 
 namespace lumato::flash {
@@ -9,7 +10,8 @@ namespace lumato::flash {
 inline constexpr int kBlockSize = 65536;
 inline constexpr int kAttempts = 3;
 
-// True when the frame's 16-bit sum over [address, address + length) equals that of `data`.
+// True when the frame's 16-bit sum over [address, address + length) equals that of `data`; if not, "Verify
+// false" is printed.
 bool JugeIfWriteIsSuccess(unsigned char* data, int length, int address);  // "Juge" is judge
 
 // Fills `data` with `length` (1 to 65,536) flash bytes. False after three failed attempts; `data` is then

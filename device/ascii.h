@@ -1,0 +1,10 @@
+// Letter case without a locale: vendor names and FAT file names are ASCII where it matters.
+#pragma once
+
+namespace lumato::device {
+
+constexpr char LowerAscii(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+}  // namespace lumato::device
