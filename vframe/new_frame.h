@@ -24,7 +24,7 @@ struct NewFrame {
     std::uint32_t pageOption = 0;           // a byte
     // With it the block has a valid firmware header, which leads to this address; rounded up to a block it is
     // where the table is, whatever tableAddress says.
-    std::optional<std::uint32_t> firmwareEnd;
+    std::optional<std::uint32_t> firmwareEnd = std::nullopt;
 };
 
 // What is wrong with the options: Refused, the message names the value. Nothing is touched.

@@ -12,7 +12,7 @@
 namespace lumato::vframe {
 
 struct FrameOptions {
-    std::vector<Fault> faults;
+    std::vector<Fault> faults = {};
     double pace = 0;  // times as fast as a real one; 0: no waiting
 };
 

@@ -86,7 +86,7 @@ TEST_F(OnBus, UnpluggingEndsEverythingAtOnce) {
 }
 
 TEST_F(OnBus, UnpluggingCutsALongCommandShort) {
-    BusService& service = Plug({.faults = {}, .pace = 0.001});  // an erase of 500 s
+    BusService& service = Plug({.pace = 0.001});  // an erase of 500 s
     const auto device = service.Open().value();
     FrameDriver driver(*device);
     driver.Prepare();
