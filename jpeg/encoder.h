@@ -1,12 +1,20 @@
 // The encoder of frame picture streams: one object per picture (or per quality: the tables depend on it
 // alone).
 //
-// All mutable state is in the object; separate ones may run on different threads.
+// Nothing in the object changes while it encodes: it may be shared by threads.
 #pragma once
 
+#include <array>
 #include <cstddef>
+#include <cstdint>
+
+#include "jpeg/forward_dct.h"
+#include "jpeg/huffman_code.h"
+#include "jpeg/tables.h"
 
 namespace lumato::jpeg {
+
+class BitWriter;
 
 class CVaskJpegEncoder {
   public:
@@ -15,13 +23,32 @@ class CVaskJpegEncoder {
 
     // Encodes `source` (rows of blue, green, red bytes, bottom row first, each padded to a multiple of 4
     // bytes) into `destination`. `mode`: stream_format.h. Sets `outputSize` to the bytes written. False, with
-    // `outputSize` as it was, for a null pointer or a size below 1. Requires: the destination holds
-    // MaximumStreamSize() bytes.
-    bool CompressImage(unsigned char* source, unsigned char* destination, int width, int height,
-                       int& outputSize, int mode);
+    // `outputSize` as it was, for a null pointer, a size below 1 or above 65,535, or a stream whose size no
+    // int holds. Requires: the destination holds MaximumStreamSize() bytes.
+    bool CompressImage(const unsigned char* source, unsigned char* destination, int width, int height,
+                       int& outputSize, int mode) const;
+
+  private:
+    // What the blocks of one kind have in common; [0] is luminance, [1] chrominance.
+    struct BlockCoding {
+        Quantizer quantizer;
+        tag_HUFFMAN_TABLE dc;
+        tag_HUFFMAN_TABLE ac;
+    };
+
+    std::uint8_t* WriteJpegHeader(std::uint8_t* out, int width, int height, int mode) const;
+    static void HuffmanEncode(const Block& coefficients, const BlockCoding& coding, int& predictor,
+                              BitWriter& bits);
+    // Codes one MCU with its fill bits. `predictors`: the last DC values of Y, Cb and Cr.
+    void CompressOneTile(const std::array<Block, 6>& samples, int lumaBlocks, std::array<int, 3>& predictors,
+                         BitWriter& bits) const;
+
+    std::uint16_t m_scaleFactor;
+    std::array<QuantTable, 2> m_quant;
+    std::array<BlockCoding, 2> m_coding;
 };
 
-// The largest stream that a picture of this size can become, in bytes.
+// The largest stream that a picture of this size can become, in bytes; 0 for a size that cannot be encoded.
 [[nodiscard]] std::size_t MaximumStreamSize(int width, int height, int mode);
 
 }  // namespace lumato::jpeg

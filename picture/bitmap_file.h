@@ -8,15 +8,12 @@
 
 #include "base/error.h"
 #include "base/file.h"
+#include "jpeg/bitmap_header.h"
 
 namespace lumato::picture {
 
-inline constexpr std::size_t kBitmapHeaderSize = 54;
-
-// Bytes of a row with its padding.
-[[nodiscard]] constexpr std::size_t BitmapStride(int width) {
-    return (static_cast<std::size_t>(width) * 3 + 3) / 4 * 4;
-}
+using jpeg::BitmapStride;
+using jpeg::kBitmapHeaderSize;
 
 // Writes `height` rows of `width` x 3 bytes (blue, green, red), without padding, in the order in which they
 // are to be stored (first row = bottom row of the picture).

@@ -1,0 +1,166 @@
+#include "jpeg/encoder.h"
+
+#include <bit>
+#include <cassert>
+#include <cstdlib>
+#include <limits>
+
+#include "jpeg/bit_writer.h"
+#include "jpeg/mcu_grid.h"
+#include "jpeg/mcu_samples.h"
+#include "jpeg/stream_header.h"
+
+namespace lumato::jpeg {
+namespace {
+
+constexpr std::size_t kLuminance = 0;
+constexpr std::size_t kChrominance = 1;
+
+// The longest block: a DC code of 11 bits with 11 additional ones, then 63 times an AC code of 16 bits with
+// 10 additional ones. A run of zeros, or their end, never costs more than the same number of values would.
+constexpr std::size_t kLargestBlockBits = 11 + 11 + 63 * (16 + 10);
+
+bool CanEncode(int width, int height) {
+    return width >= 1 && height >= 1 && width <= kLargestSide && height <= kLargestSide;
+}
+
+// T.81 section F.1.2: the magnitude category of a value, and the bits that tell it within the category.
+int CategoryOf(int value) {
+    return static_cast<int>(std::bit_width(static_cast<unsigned>(std::abs(value))));
+}
+std::uint32_t AdditionalBitsOf(int value) {
+    return static_cast<std::uint32_t>(value < 0 ? value - 1 : value);
+}
+
+void EmitSymbol(const tag_HUFFMAN_TABLE& table, int symbol, BitWriter& bits) {
+    const auto index = static_cast<std::size_t>(symbol);
+    assert(table.size[index] != 0);
+    bits.Emit(table.code[index], table.size[index]);
+}
+
+// `category` is that of `value`.
+void EmitValue(const tag_HUFFMAN_TABLE& table, int symbol, int value, int category, BitWriter& bits) {
+    EmitSymbol(table, symbol, bits);
+    bits.Emit(AdditionalBitsOf(value), category);
+}
+
+// Fills the MCU table, from its first entry on.
+class McuTable {
+  public:
+    explicit McuTable(std::uint8_t* firstEntry) : m_cursor(firstEntry) {}
+
+    void Add(const std::array<int, 3>& predictors, const std::uint8_t* data) {
+        const MutableByteSpan entry(m_cursor, kMcuEntrySize);
+        for (std::size_t i = 0; i < 3; ++i)
+            PutLe16(entry.subspan(2 * i), static_cast<std::uint32_t>(predictors[i]));
+        PutLe16(entry.subspan(6), static_cast<std::uint32_t>(data - m_cursor));
+        m_cursor += kMcuEntrySize;
+    }
+
+  private:
+    std::uint8_t* m_cursor;
+};
+
+}  // namespace
+
+std::size_t MaximumStreamSize(int width, int height, int mode) {
+    if (!CanEncode(width, height))
+        return 0;
+    const McuGrid grid = GridOf(width, height, mode);
+    const std::size_t mcuBytes = (static_cast<std::size_t>(2 + grid.lumaBlocks) * kLargestBlockBits + 7) / 8;
+    return kHeaderSize + kTableBlockSize + grid.McuCount() * (kMcuEntrySize + mcuBytes);
+}
+
+CVaskJpegEncoder::CVaskJpegEncoder(int quality)
+    : m_scaleFactor(ScaleFactorOf(quality)),
+      m_quant{ScaleTable(std_luminance_quant_tbl, m_scaleFactor),
+              ScaleTable(std_chrominance_quant_tbl, m_scaleFactor)},
+      m_coding{BlockCoding{Quantizer(m_quant[kLuminance]),
+                           ComputeHuffmanTable(StandardHuffman(StandardTable::LuminanceDc)),
+                           ComputeHuffmanTable(StandardHuffman(StandardTable::LuminanceAc))},
+               BlockCoding{Quantizer(m_quant[kChrominance]),
+                           ComputeHuffmanTable(StandardHuffman(StandardTable::ChrominanceDc)),
+                           ComputeHuffmanTable(StandardHuffman(StandardTable::ChrominanceAc))}} {}
+
+bool CVaskJpegEncoder::CompressImage(const unsigned char* source, unsigned char* destination, int width,
+                                     int height, int& outputSize, int mode) const {
+    if (source == nullptr || destination == nullptr || !CanEncode(width, height))
+        return false;
+    const McuGrid grid = GridOf(width, height, mode);
+    const bool hasMcuTable = (mode & kOmitMcuTable) == 0;
+    McuTable mcuTable(destination + G_TableMCUOffSet);
+    BitWriter bits(WriteJpegHeader(destination, width, height, mode));
+    McuSampler sampler(source, width, height, grid);
+    McuBlocks samples;
+    std::array<int, 3> predictors{};
+    for (int mcuY = 0; mcuY < grid.mcusDown; ++mcuY) {
+        for (int mcuX = 0; mcuX < grid.mcusAcross; ++mcuX) {
+            sampler.Sample(mcuX, mcuY, samples);
+            if (hasMcuTable)
+                mcuTable.Add(predictors, bits.Position());
+            CompressOneTile(samples, grid.lumaBlocks, predictors, bits);
+        }
+    }
+    const std::ptrdiff_t size = bits.Position() - destination;
+    if (size > std::numeric_limits<int>::max())
+        return false;
+    outputSize = static_cast<int>(size);
+    return true;
+}
+
+// Leaves room for the MCU table; answers where the coded MCUs begin.
+std::uint8_t* CVaskJpegEncoder::WriteJpegHeader(std::uint8_t* out, int width, int height, int mode) const {
+    PutHeader(MutableByteSpan(out, kHeaderSize), width, height, mode, m_scaleFactor);
+    out += kHeaderSize;
+    if ((mode & kOmitMcuTable) == 0)
+        out += GridOf(width, height, mode).McuCount() * kMcuEntrySize;
+    if ((mode & kOmitTables) == 0) {
+        PutTableBlock(MutableByteSpan(out, kTableBlockSize), m_quant[kLuminance], m_quant[kChrominance]);
+        out += kTableBlockSize;
+    }
+    return out;
+}
+
+void CVaskJpegEncoder::CompressOneTile(const McuBlocks& samples, int lumaBlocks,
+                                       std::array<int, 3>& predictors, BitWriter& bits) const {
+    constexpr std::size_t kChromaBlocks = 2;
+    Block coefficients;
+    for (std::size_t block = 0; block < kChromaBlocks + static_cast<std::size_t>(lumaBlocks); ++block) {
+        const bool isChroma = block < kChromaBlocks;
+        const BlockCoding& coding = m_coding[isChroma ? kChrominance : kLuminance];
+        ForwardDct(samples[block], coefficients);
+        coding.quantizer.Quantize(coefficients);
+        HuffmanEncode(coefficients, coding, predictors[isChroma ? block + 1 : 0], bits);
+    }
+    bits.FillByte();
+}
+
+void CVaskJpegEncoder::HuffmanEncode(const Block& coefficients, const BlockCoding& coding, int& predictor,
+                                     BitWriter& bits) {
+    constexpr int kEndOfBlock = 0x00;
+    constexpr int kSixteenZeros = 0xF0;
+    const int difference = coefficients[0] - predictor;
+    predictor = coefficients[0];
+    const int dcCategory = CategoryOf(difference);
+    EmitValue(coding.dc, dcCategory, difference, dcCategory, bits);
+
+    int zeros = 0;
+    for (std::size_t k = 1; k < 64; ++k) {
+        const int value = coefficients[jpeg_natural_order[k]];
+        if (value == 0) {
+            ++zeros;
+            continue;
+        }
+        for (; zeros > 15; zeros -= 16)
+            EmitSymbol(coding.ac, kSixteenZeros, bits);
+        const int category = CategoryOf(value);
+        // Samples of 8 bits and divisors of 1 or more keep every AC value below 1,024.
+        assert(category <= 10);
+        EmitValue(coding.ac, 16 * zeros + category, value, category, bits);
+        zeros = 0;
+    }
+    if (zeros > 0)
+        EmitSymbol(coding.ac, kEndOfBlock, bits);
+}
+
+}  // namespace lumato::jpeg

@@ -1,0 +1,32 @@
+// The forward transform of the encoder: samples of an 8 x 8 block into quantized coefficients.
+//
+// Integers only. Everything is in natural order. No state outside the objects.
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "jpeg/tables.h"
+
+namespace lumato::jpeg {
+
+using Block = std::array<std::int32_t, 64>;
+
+// The fast DCT of Arai, Agui and Nakajima: 64 samples of -128 to 127 into coefficients that still carry a
+// factor of 8 and the scale `aanscales` of their position. The quantization takes both away.
+void ForwardDct(const Block& samples, Block& coefficients);
+
+// Divides the coefficients of ForwardDct() by their quantization values, rounding to nearest, halves away
+// from 0.
+class Quantizer {
+  public:
+    explicit Quantizer(const QuantTable& table);
+
+    void Quantize(Block& coefficients) const;
+
+  private:
+    std::array<std::int32_t, 64> m_half;         // half the divisor, rounded down
+    std::array<std::uint64_t, 64> m_reciprocal;  // 2^32 / divisor, rounded down, plus 1
+};
+
+}  // namespace lumato::jpeg

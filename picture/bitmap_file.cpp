@@ -1,0 +1,106 @@
+#include "picture/bitmap_file.h"
+
+#include <algorithm>
+#include <new>
+#include <string>
+
+namespace lumato::picture {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+std::size_t PixelBytes(int width, int height) {
+    return BitmapStride(width) * static_cast<std::size_t>(height);
+}
+
+Result<void> CheckHeader(ByteSpan file, int width, int height) {
+    if (file.size() < kBitmapHeaderSize || file[0] != 'B' || file[1] != 'M')
+        return Fail(ErrorKind::Unsupported, "not a bitmap file");
+    const auto fileWidth = static_cast<std::int32_t>(GetLe32(file.subspan(18)));
+    const auto fileHeight = static_cast<std::int32_t>(GetLe32(file.subspan(22)));
+    if (fileWidth != width || fileHeight != height)
+        return Fail(ErrorKind::Refused, "the bitmap has " + std::to_string(fileWidth) + " x " +
+                                            std::to_string(fileHeight) + " pixels, not " +
+                                            std::to_string(width) + " x " + std::to_string(height));
+    return {};
+}
+
+// Pixels of 16 bits: 5 each for blue (lowest), green and red.
+void ExpandRow(ByteSpan packed, MutableByteSpan bgr) {
+    for (; packed.size() >= 2; packed = packed.subspan(2), bgr = bgr.subspan(3)) {
+        const std::uint16_t pixel = GetLe16(packed);
+        bgr[0] = static_cast<std::uint8_t>((pixel & 31) << 3);
+        bgr[1] = static_cast<std::uint8_t>((pixel >> 5 & 31) << 3);
+        bgr[2] = static_cast<std::uint8_t>((pixel >> 10 & 31) << 3);
+    }
+}
+
+Bytes Expand16(ByteSpan packed, int width, int height) {
+    const std::size_t packedRow = static_cast<std::size_t>(width) * 2;
+    const std::size_t packedStride = (packedRow + 3) / 4 * 4;
+    const std::size_t stride = BitmapStride(width);
+    Bytes pixels(PixelBytes(width, height));
+    for (std::size_t row = 0; row * packedStride < packed.size() && row < static_cast<std::size_t>(height);
+         ++row) {
+        const ByteSpan rest = packed.subspan(row * packedStride);
+        ExpandRow(rest.first(std::min(packedRow, rest.size())),
+                  MutableByteSpan(pixels).subspan(row * stride, stride));
+    }
+    return pixels;
+}
+
+Result<Bytes> ReadPixels(const Path& path, int width, int height) {
+    const std::size_t expected = PixelBytes(width, height);
+    constexpr std::uintmax_t kUsualLimit = 0x7FFFFFFF;
+    LUMATO_TRY(Bytes file,
+               ReadFile(path, std::max<std::uintmax_t>(kUsualLimit, kBitmapHeaderSize + expected)));
+    const Result<void> sound = CheckHeader(file, width, height);
+    if (!sound)
+        return tl::unexpected(Context(path.string(), sound.error()));
+    constexpr std::size_t kBitsPerPixel = 28;
+    if (file[kBitsPerPixel] == 16)
+        return Expand16(ByteSpan(file).subspan(kBitmapHeaderSize), width, height);
+    file.erase(file.begin(), file.begin() + kBitmapHeaderSize);
+    file.resize(expected);
+    return file;
+}
+
+Bytes BitmapFile(ByteSpan pixels, int width, int height) {
+    const std::size_t rowBytes = static_cast<std::size_t>(width) * 3;
+    const std::size_t stride = BitmapStride(width);
+    Bytes file(kBitmapHeaderSize + PixelBytes(width, height));
+    jpeg::PutBitmapHeader(file, width, height, 0);
+    auto out = file.begin() + kBitmapHeaderSize;
+    for (int row = 0; row < height; ++row, out += static_cast<std::ptrdiff_t>(stride))
+        std::copy_n(pixels.begin() + static_cast<std::ptrdiff_t>(static_cast<std::size_t>(row) * rowBytes),
+                    rowBytes, out);
+    return file;
+}
+
+Error NoMemory(const Path& path) {
+    return Error{ErrorKind::TooLarge, path.string() + ": not enough memory for the picture"};
+}
+
+}  // namespace
+
+Result<void> SaveBmpFile(ByteSpan pixels, int width, int height, const Path& path) {
+    if (width < 1 || height < 1 || !jpeg::FitsBitmapFile(width, height))
+        return Fail(ErrorKind::TooLarge, path.string() + ": no bitmap file can have this size");
+    try {
+        return WriteFile(path, BitmapFile(pixels, width, height), Links::Replace);
+    } catch (const std::bad_alloc&) {
+        return tl::unexpected(NoMemory(path));
+    }
+}
+
+Result<Bytes> LoadPicFromDir(const Path& path, int width, int height) {
+    if (width < 1 || height < 1)
+        return Fail(ErrorKind::Refused, path.string() + ": a picture has at least one pixel");
+    try {
+        return ReadPixels(path, width, height);
+    } catch (const std::bad_alloc&) {
+        return tl::unexpected(NoMemory(path));
+    }
+}
+
+}  // namespace lumato::picture

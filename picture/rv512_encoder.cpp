@@ -1,0 +1,57 @@
+#include "picture/rv512_encoder.h"
+
+#include <memory>
+#include <new>
+#include <vector>
+
+#include "jpeg/decoder.h"
+#include "jpeg/encoder.h"
+#include "picture/bitmap_file.h"
+
+namespace lumato::picture {
+namespace {
+
+// The frame counts its sampling values from 1. A value of 0 sets every bit of the mode.
+int ModeOf(int yValue) {
+    return static_cast<int>(static_cast<unsigned>(yValue) - 1U);
+}
+
+Result<int> EncodeFile(const Path& source, const Path& destination, int width, int height, int quality,
+                       int mode) {
+    LUMATO_TRY(const std::vector<std::uint8_t> pixels, LoadPicFromDir(source, width, height));
+    // The bound is several times what a picture really takes; what is not written to costs no memory.
+    const auto stream =
+        std::make_unique_for_overwrite<std::uint8_t[]>(jpeg::MaximumStreamSize(width, height, mode));
+    int size = 0;
+    const jpeg::CVaskJpegEncoder encoder(quality);
+    if (!encoder.CompressImage(pixels.data(), stream.get(), width, height, size, mode))
+        return Fail(ErrorKind::TooLarge, source.string() + ": too large for a frame picture");
+    LUMATO_TRY_VOID(
+        WriteFile(destination, ByteSpan(stream.get(), static_cast<std::size_t>(size)), Links::Replace));
+    return size;
+}
+
+}  // namespace
+
+int CRv512Encoder::EnCode(const Path& source, const Path& destination, int width, int height, int quality,
+                          int yValue) {
+    Result<int> size;
+    try {
+        size = EncodeFile(source, destination, width, height, quality, ModeOf(yValue));
+    } catch (const std::bad_alloc&) {
+        size = Fail(ErrorKind::TooLarge, source.string() + ": not enough memory to encode it");
+    }
+    if (!size)
+        m_lastError = std::move(size).error();
+    return size.value_or(0);
+}
+
+bool CRv512Encoder::DeCode(const Path& source, const Path& destination, int width, int height) {
+    jpeg::JPGEncode decoder;
+    const bool isWritten = decoder.DecodeMyPicture(source.c_str(), destination.c_str(), width, height);
+    if (!isWritten)
+        m_lastError = decoder.LastError();
+    return isWritten;
+}
+
+}  // namespace lumato::picture

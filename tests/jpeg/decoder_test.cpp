@@ -1,0 +1,337 @@
+#include "jpeg/decoder.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <random>
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "jpeg/bit_writer.h"
+#include "jpeg/huffman_code.h"
+#include "jpeg/stream_format.h"
+#include "tests/jpeg/slow_reader.h"
+#include "tests/jpeg/test_picture.h"
+
+namespace lumato::jpeg {
+namespace {
+
+TEST(Decoder, ReadsWhatTheEncoderWrites) {
+    const TestPicture picture = Scene(100, 61);
+    for (int mode = 0; mode < 16; ++mode) {
+        const auto decoded = DecodeStream(Encode(picture, 95, mode), 100, 61);
+        ASSERT_TRUE(decoded.has_value()) << mode << ": " << decoded.error().message;
+        EXPECT_EQ(decoded->width, 100);
+        EXPECT_EQ(decoded->height, 61);
+        EXPECT_EQ(decoded->stride, 104);
+        // Chrominance without averaging costs at the scene's edges.
+        EXPECT_GT(Psnr(picture, decoded->pixels, 104), (mode & 3) == 0 ? 38 : 26) << mode;
+        EXPECT_EQ(decoded->pixels, DecodeStream(Encode(picture, 95, mode & 3), 0, 0)->pixels) << mode;
+    }
+}
+
+TEST(Decoder, EveryQualityRoundTrips) {
+    const TestPicture picture = Scene(64, 48);
+    double last = 0;
+    for (const int quality : {1, 5, 10, 25, 50, 75, 90}) {
+        const auto withTables = DecodeStream(Encode(picture, quality, 0), 0, 0);
+        const auto without = DecodeStream(Encode(picture, quality, kOmitTables), 0, 0);
+        ASSERT_TRUE(withTables.has_value() && without.has_value());
+        EXPECT_EQ(withTables->pixels, without->pixels) << quality;
+        const double psnr = Psnr(picture, withTables->pixels, 64);
+        EXPECT_GT(psnr, last) << quality;
+        last = psnr;
+    }
+    // At the highest quality the decoder's 6 fractional bits are what limits.
+    for (const int mode : {0, kOmitTables})
+        EXPECT_GT(Psnr(picture, DecodeStream(Encode(picture, 100, mode), 0, 0)->pixels, 64), 44);
+}
+
+// Every pixel against a double-precision reading of the same stream: colours differ by at most 8, half of
+// which are the roundings of luminance and chrominance (with its factor of 1.8) and the rest the scales of 6
+// bits.
+TEST(Decoder, MatchesADoublePrecisionDecoder) {
+    for (int mode = 0; mode < 4; ++mode) {
+        const TestPicture picture = Scene(43, 37);
+        const Bytes stream = Encode(picture, 85, mode);
+        const SlowStream slow = SlowRead(stream);
+        const auto decoded = DecodeStream(stream, 0, 0);
+        ASSERT_TRUE(decoded.has_value());
+        double sum = 0;
+        double worst = 0;
+        for (int y = 0; y < 37; ++y) {
+            for (int x = 0; x < 43; ++x) {
+                const int insideX = x % (8 * slow.wide);
+                const int insideY = y % (8 * slow.tall);
+                const SlowMcu& mcu = slow.mcus[static_cast<std::size_t>(y / (8 * slow.tall) * slow.across +
+                                                                        x / (8 * slow.wide))];
+                const auto sample = [&](int block, int column, int row) {
+                    const auto samples = SlowInverseDct(mcu.blocks[static_cast<std::size_t>(block)],
+                                                        slow.quant[block < 2 ? 1 : 0]);
+                    return samples[static_cast<std::size_t>(row * 8 + column)];
+                };
+                const double luma =
+                    sample(2 + insideY / 8 * slow.wide + insideX / 8, insideX % 8, insideY % 8);
+                const double cb = sample(0, insideX / slow.wide, insideY / slow.tall) - 128;
+                const double cr = sample(1, insideX / slow.wide, insideY / slow.tall) - 128;
+                const double bgr[] = {luma + 1.772 * cb, luma - 0.344136 * cb - 0.714136 * cr,
+                                      luma + 1.402 * cr};
+                for (std::size_t i = 0; i < 3; ++i) {
+                    const std::size_t at = static_cast<std::size_t>(y * decoded->stride + x) * 3 + i;
+                    const double error = std::abs(decoded->pixels[at] - std::clamp(bgr[i], 0.0, 255.0));
+                    sum += error;
+                    worst = std::max(worst, error);
+                }
+            }
+        }
+        EXPECT_LT(worst, 5) << mode;
+        EXPECT_LT(sum / (43 * 37 * 3), 0.8) << mode;
+    }
+}
+
+TEST(Decoder, LongThinPicturesAreDecoded) {
+    for (int mode = 0; mode < 4; ++mode) {
+        const TestPicture wide = Scene(65535, 1);
+        const auto wideDecoded = DecodeStream(Encode(wide, 95, mode), 65535, 1);
+        ASSERT_TRUE(wideDecoded.has_value());
+        EXPECT_EQ(wideDecoded->stride, 65536);
+        EXPECT_GT(Psnr(wide, wideDecoded->pixels, 65536), 25) << mode;
+        const TestPicture tall = Scene(1, 65535);
+        const auto tallDecoded = DecodeStream(Encode(tall, 95, mode), 1, 65535);
+        ASSERT_TRUE(tallDecoded.has_value());
+        EXPECT_GT(Psnr(tall, tallDecoded->pixels, 8), 25) << mode;
+    }
+}
+
+// Cut at every byte: refused until the data could hold all MCUs, then the whole MCUs are shown and nothing
+// else.
+TEST(Decoder, CutStreamsShowTheirWholeMcus) {
+    const TestPicture picture = Noise(40, 24, 9);
+    const Bytes stream = Encode(picture, 80, 0);
+    const SlowStream slow = SlowRead(stream);
+    const Bytes whole = DecodeStream(stream, 0, 0)->pixels;
+    const std::size_t front = static_cast<std::size_t>(slow.mcus.front().coded.data() - stream.data());
+    for (std::size_t size = 0; size < stream.size(); ++size) {
+        const Bytes cut(stream.begin(), stream.begin() + static_cast<std::ptrdiff_t>(size));
+        const auto decoded = DecodeStream(cut, 0, 0);
+        ASSERT_EQ(decoded.has_value(), size >= front + slow.mcus.size()) << size;
+        if (!decoded)
+            continue;
+        for (std::size_t i = 0; i < slow.mcus.size(); ++i) {
+            const ByteSpan coded = slow.mcus[i].coded;
+            const bool isWhole =
+                static_cast<std::size_t>(coded.data() + coded.size() - stream.data()) <= size;
+            for (std::size_t row = 0; row < 8; ++row) {
+                const auto at = static_cast<std::ptrdiff_t>(((i / 5 * 8 + row) * 40 + i % 5 * 8) * 3);
+                const Bytes shown(decoded->pixels.begin() + at, decoded->pixels.begin() + at + 24);
+                const Bytes expected =
+                    isWhole ? Bytes(whole.begin() + at, whole.begin() + at + 24) : Bytes(24);
+                ASSERT_EQ(shown, expected) << size << " MCU " << i;
+            }
+        }
+    }
+}
+
+// Damage must neither crash nor hang nor ask for memory that the picture's size does not explain.
+TEST(Decoder, DamagedStreamsAreHarmless) {
+    std::mt19937 random(20);
+    int shown = 0;
+    for (int mode = 0; mode < 16; ++mode) {
+        const Bytes sound = Encode(Scene(50, 34), 60, mode);
+        for (int round = 0; round < 400; ++round) {
+            Bytes stream = sound;
+            const std::size_t range =
+                round % 2 == 0 ? stream.size() : std::min<std::size_t>(stream.size(), 700);
+            for (unsigned flips = 1 + random() % 8; flips > 0; --flips)
+                stream[random() % range] = static_cast<std::uint8_t>(random() >> 7);
+            if (random() % 4 == 0)
+                stream.resize(random() % stream.size());
+            const auto decoded = DecodeStream(stream, 0, 0);
+            if (!decoded)
+                continue;
+            ++shown;
+            ASSERT_LE(decoded->pixels.size(), (stream.size() + 1) * 16 * 16 * 3);
+        }
+    }
+    EXPECT_GT(shown, 1000);
+}
+
+// A picture of grey MCUs of 8 x 8 pixels in one row whose luminance blocks are coded by hand; quantization
+// values are 1.
+class HandCoded {
+  public:
+    explicit HandCoded(int mcus)
+        : m_stream(Encode(Grey(8 * mcus, 8, 128), 100, kOmitMcuTable)), m_bits(m_stream.data() + 16 + 550) {
+        m_stream.resize(16 + 550 + 1000);
+        m_bits = BitWriter(m_stream.data() + 16 + 550);
+    }
+
+    // Starts the next MCU with Cb and Cr blocks that are 0.
+    HandCoded& Mcu() {
+        m_bits.FillByte();
+        m_bits.Emit(0, 8);
+        return *this;
+    }
+    HandCoded& Dc(int symbol) { return Code(StandardTable::LuminanceDc, symbol); }
+    HandCoded& Ac(int symbol) { return Code(StandardTable::LuminanceAc, symbol); }
+    HandCoded& Raw(std::uint32_t bits, int size) {
+        m_bits.Emit(bits, size);
+        return *this;
+    }
+
+    std::vector<std::uint8_t> Decode() {
+        m_bits.FillByte();
+        const auto size = static_cast<std::size_t>(m_bits.Position() - m_stream.data());
+        const auto decoded = DecodeStream(ByteSpan(m_stream).first(size), 0, 0);
+        EXPECT_TRUE(decoded.has_value());
+        const auto shorter = DecodeStream(ByteSpan(m_stream).first(size - 1), 0, 0);
+        EXPECT_TRUE(!shorter || shorter->pixels != decoded->pixels) << "the last byte must matter";
+        return decoded->pixels;
+    }
+
+  private:
+    HandCoded& Code(StandardTable which, int symbol) {
+        const tag_HUFFMAN_TABLE table = ComputeHuffmanTable(StandardHuffman(which));
+        const auto index = static_cast<std::size_t>(symbol);
+        return Raw(table.code.at(index), table.size.at(index));
+    }
+
+    Bytes m_stream;
+    BitWriter m_bits;
+};
+
+TEST(Decoder, RunsPastTheEndStopAtTheLastCoefficient) {
+    const auto upTo = [](int lastSymbol) {
+        HandCoded picture(1);
+        picture.Mcu().Dc(0);
+        for (const int symbol : {0xF8, 0xF8, 0xF8, lastSymbol})
+            picture.Ac(symbol).Raw(255, 8);
+        if (lastSymbol == 0xD8)
+            picture.Ac(0);
+        return picture.Decode();
+    };
+    EXPECT_EQ(upTo(0xF8), upTo(0xE8));  // places 64 and 63
+    EXPECT_NE(upTo(0xD8), upTo(0xE8));  // place 62, which leaves room for an end-of-block code
+
+    HandCoded zeros(2);  // no end-of-block code follows when zeros have passed the end
+    zeros.Mcu().Dc(0).Ac(0xF0).Ac(0xF0).Ac(0xF0).Ac(0xF0);
+    zeros.Mcu().Dc(0).Ac(0);
+    EXPECT_EQ(zeros.Decode(), Bytes(16 * 8 * 3, 128));
+
+    HandCoded full(2);  // nor when the last coefficient is coded
+    full.Mcu().Dc(0);
+    for (int k = 1; k <= 63; ++k)
+        full.Ac(0x01).Raw(0, 1);
+    full.Mcu().Dc(0).Ac(0);
+    const auto pixels = full.Decode();
+    EXPECT_EQ(pixels[8 * 3], 128);
+    EXPECT_NE(pixels[0], 128);
+}
+
+TEST(Decoder, PredictorsWrapAt16Bits) {
+    HandCoded picture(18);
+    for (int i = 0; i < 17; ++i)
+        picture.Mcu().Dc(11).Raw(2047, 11).Ac(0);
+    picture.Mcu().Dc(11).Raw(0, 11).Ac(0);
+    const auto pixels = picture.Decode();
+    EXPECT_EQ(pixels[15 * 8 * 3], 255);  // 32,752
+    EXPECT_EQ(pixels[16 * 8 * 3], 0);    // 34,799 is -30,737
+    EXPECT_EQ(pixels[17 * 8 * 3], 255);  // and back
+}
+
+TEST(Decoder, ACodeThatNamesNothingIsSymbolZero) {
+    HandCoded picture(2);
+    picture.Mcu().Raw(0xFFFF, 16).Ac(0);
+    picture.Mcu().Dc(0).Raw(0xFFFF, 16);
+    EXPECT_EQ(picture.Decode(), Bytes(16 * 8 * 3, 128));
+}
+
+// A run with no value behind it that is neither end of block nor sixteen zeros moves on by its length and
+// one.
+TEST(Decoder, OddRunsWithoutValueMoveOn) {
+    Bytes stream = Encode(Grey(8, 8, 128), 100, kOmitMcuTable);
+    const auto acValues = stream.begin() + 16 + 132 + 2 + 29 + 17;
+    *std::find(acValues, acValues + 162, 0x21) = 0x20;
+    const auto decodeWith = [&](const Bytes& data) {
+        Bytes whole(stream.begin(), stream.begin() + 16 + 550);
+        whole.insert(whole.end(), data.begin(), data.end());
+        return DecodeStream(whole, 0, 0)->pixels;
+    };
+    const tag_HUFFMAN_TABLE ac = ComputeHuffmanTable(StandardHuffman(StandardTable::LuminanceAc));
+    const auto coded = [&](int firstSymbol, int zeros) {
+        Bytes data(16);
+        BitWriter bits(data.data());
+        bits.Emit(0, 8 + 2);
+        for (int i = 0; i < zeros; ++i)
+            bits.Emit(ac.code[static_cast<std::size_t>(firstSymbol)],
+                      ac.size[static_cast<std::size_t>(firstSymbol)]);
+        const int second = zeros > 0 ? 0x01 : 0x31;
+        bits.Emit(ac.code[static_cast<std::size_t>(second)], ac.size[static_cast<std::size_t>(second)]);
+        bits.Emit(1, 1);
+        bits.Emit(ac.code[0], ac.size[0]);
+        bits.FillByte();
+        return data;
+    };
+    EXPECT_EQ(decodeWith(coded(0x21, 1)), decodeWith(coded(0, 0)));
+}
+
+class DecoderFile : public testing::Test {
+  protected:
+    void SetUp() override {
+        m_folder = std::filesystem::temp_directory_path() / ("lumato-decoder-" + std::to_string(::getpid()));
+        std::filesystem::create_directories(m_folder);
+    }
+    void TearDown() override { std::filesystem::remove_all(m_folder); }
+
+    Path Store(const Bytes& stream) {
+        const Path path = m_folder / "stream";
+        EXPECT_TRUE(WriteFile(path, stream).has_value());
+        return path;
+    }
+
+    Path m_folder;
+    JPGEncode m_decoder;
+};
+
+TEST_F(DecoderFile, RowsArePaddedWithDecodedPixels) {
+    const Bytes stream = Encode(Scene(130, 5), 90, 3);
+    const Path bitmap = m_folder / "b.bmp";
+    ASSERT_TRUE(m_decoder.DecodeMyPicture(Store(stream).c_str(), bitmap.c_str(), 130, 5));
+    const Bytes file = *ReadFile(bitmap);
+    const auto decoded = *DecodeStream(stream, 0, 0);
+    ASSERT_EQ(file.size(), 54U + 5 * 392);
+    EXPECT_EQ(GetLe32(ByteSpan(file).subspan(2)), file.size());
+    EXPECT_EQ(GetLe32(ByteSpan(file).subspan(18)), 130U);
+    EXPECT_EQ(GetLe32(ByteSpan(file).subspan(22)), 5U);
+    EXPECT_EQ(GetLe32(ByteSpan(file).subspan(34)), 5U * 392);
+    for (std::ptrdiff_t row = 0; row < 5; ++row) {
+        const auto fileRow = file.begin() + 54 + row * 392;
+        EXPECT_TRUE(std::equal(fileRow, fileRow + 392, decoded.pixels.begin() + (4 - row) * 136 * 3)) << row;
+    }
+}
+
+TEST_F(DecoderFile, FailuresLeaveTheDestinationAlone) {
+    const Path bitmap = m_folder / "b.bmp";
+    const Bytes before{1, 2, 3};
+    ASSERT_TRUE(WriteFile(bitmap, before).has_value());
+    const Path source = Store(Encode(Grey(8, 8, 1), 90, 0));
+
+    EXPECT_FALSE(m_decoder.DecodeMyPicture((m_folder / "none").c_str(), bitmap.c_str(), 0, 0));
+    EXPECT_EQ(m_decoder.LastError().kind, ErrorKind::NotFound);
+    EXPECT_FALSE(m_decoder.DecodeMyPicture(source.c_str(), bitmap.c_str(), 9, 8));
+    EXPECT_EQ(m_decoder.LastError().kind, ErrorKind::Refused);
+    Store({1, 2, 3});
+    EXPECT_FALSE(m_decoder.DecodeMyPicture(source.c_str(), bitmap.c_str(), 0, 0));
+    EXPECT_EQ(m_decoder.LastError().kind, ErrorKind::Damaged);
+    EXPECT_NE(m_decoder.LastError().message.find(source.string()), std::string::npos);
+    EXPECT_EQ(*ReadFile(bitmap), before);
+
+    Store(Encode(Grey(8, 8, 1), 90, 0));
+    EXPECT_FALSE(m_decoder.DecodeMyPicture(source.c_str(), (m_folder / "no" / "b.bmp").c_str(), 0, 0));
+    EXPECT_EQ(m_decoder.LastError().kind, ErrorKind::NotFound);
+    EXPECT_FALSE(m_decoder.DecodeMyPicture(source.c_str(), m_folder.c_str(), 0, 0));
+    EXPECT_EQ(m_decoder.LastError().kind, ErrorKind::Unwritable);
+}
+
+}  // namespace
+}  // namespace lumato::jpeg
