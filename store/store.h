@@ -14,11 +14,12 @@ namespace lumato::store {
 // the device-online task: device information, clock, table, read-back. The outcome is shown as notes and kept
 // in LastConnection().
 void SetFlashOnline();
-// Main thread. Releases everything that belonged to the frame.
+// Main thread. Releases everything that belonged to the frame; while a worker runs, FinishTransfer() does
+// that later.
 void SetFlashOffline();
 void DelAllPicAtStart();
 
-enum class Connection { None, Online, BadInformation, BadTable, ReadBackFailed };
+// How the last SetFlashOnline() ended; None before the first and while one runs. From any thread.
 [[nodiscard]] Connection LastConnection();
 
 // Plugs the two functions above into the device link.
@@ -42,8 +43,8 @@ bool ReadPicFromFlash();
 // ----------------------------------------------------------------------------------------------- True when
 // all pictures must be written anew from the start of the picture area.
 bool GetStartAddAndTotalDownSize(int& first, int& total, int& start);
-// The button's first half, main thread: panel off, flag, note, progress. False (nothing done) when no frame
-// is online.
+// The button's first half, main thread: panel off, flag, note, progress. The caller then starts the task.
+// False (nothing done) when no frame came online whole, or while another worker runs.
 bool BeginDownload();
 // Body of the download task. True when the frame now holds the list.
 bool TranspotPic();

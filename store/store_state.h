@@ -1,21 +1,27 @@
 // The store's process-wide state, under the names that the whole program uses.
 //
 // One owner at a time: while a worker task runs, it alone touches this record; the main thread does
-// otherwise. The hand-over is the start of the task and the posted refresh event. Only gmyIsTransferData is
-// read from both sides.
+// otherwise. The hand-over is the start of the task and its end (transfer.h). Only the atomic members are read
+// from both sides.
 #pragma once
 
 #include <array>
 #include <atomic>
 #include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
 
 #include "store/codec_port.h"
 #include "store/picture_list.h"
 #include "store/status_port.h"
+#include "store/transfer.h"
 
 namespace lumato::store {
 
 inline constexpr int kTableSize = 4096;
+
+enum class Connection { None, Online, BadInformation, BadTable, ReadBackFailed };
 
 struct Rect {
     float x = 0, y = 0, width = 0, height = 0;
@@ -48,6 +54,14 @@ struct StoreState {
     std::int32_t TheSmallestValue = 0;     // fit scale of the edit picture in percent
 
     std::atomic<bool> gmyIsTransferData{false};  // a worker transfers pictures: quitting is refused
+
+    // Flash blocks, by address, as they stood before a download that failed changed them: pictures that stay
+    // have bytes in them, and the next download puts these back. Empty when no download is in arrears.
+    std::map<std::int32_t, std::vector<std::uint8_t>> blocksAtRisk;
+
+    TransferState transfer;
+    std::atomic<Connection> lastConnection{Connection::None};
+    std::string whyFailed;  // reason of the last operation that answered false, in plain words
 
     Path gmyResousepath;           // resources folder: Language.ini, data/, Edata/
     StatusPort* status = nullptr;  // set at start

@@ -1,0 +1,120 @@
+#include "store/connect.h"
+
+#include <memory>
+
+#include "flash/process_flash.h"
+#include "store/local_files.h"
+#include "store/messages.h"
+#include "store/picture_table.h"
+#include "store/store.h"
+
+namespace lumato::store {
+namespace {
+
+// The canvas of the edit view, in whose middle the display's rectangle rests.
+constexpr float kCanvasWidth = 580;
+constexpr float kCanvasHeight = 400;
+
+void MakeFlashObject() {
+    auto made = std::make_shared<flash::CProcessFlash>(flash::Flash().device);
+    const std::lock_guard lock(Store().transfer.mutex);  // the main thread may have to retire it
+    flash::Flash().m_PtrPF = std::move(made);
+}
+
+void CentreDrawRect() {
+    StoreState& store = Store();
+    store.gmyDrawrect = {(kCanvasWidth - store.gmyLcdWidth) / 2, (kCanvasHeight - store.gmyLcdHeight) / 2,
+                         store.gmyLcdWidth, store.gmyLcdHeight};
+    store.status->RedrawPictures();
+}
+
+Connection InformationFailed() {
+    ShowFailure(kInformationFailed, Store().whyFailed);
+    Store().status->SetControlPanlEnable(false);
+    return Connection::BadInformation;
+}
+
+Connection TableFailed() {
+    ShowFailure(kTableFailed, Store().whyFailed);
+    return Connection::BadTable;
+}
+
+Connection ReadBackFailed() {
+    ShowFailure(kReadBackFailed, Store().whyFailed);
+    Store().status->SetDownLoadPrcess(0);
+    return Connection::ReadBackFailed;
+}
+
+bool EmptyLocalFolders() {
+    if (const auto prepared = PrepareLocalFolders(); !prepared) {
+        Store().whyFailed = prepared.error().message;
+        return false;
+    }
+    DelAllPicAtStart();
+    return true;
+}
+
+Connection ConnectFrame() {
+    StoreState& store = Store();
+    if (!GetInformation())
+        return InformationFailed();
+    CentreDrawRect();
+    flash::Flash().m_PtrPF->SynchronizeDPFtime();  // a frame that refuses the clock still shows pictures
+    if (!ReadPictureList())
+        return TableFailed();
+    store.TotolFlashSizeForPic = store.G_FlashTotalSize - PictureAreaStart();
+    if (!EmptyLocalFolders() || !ReadPicFromFlash())
+        return ReadBackFailed();
+    store.TheSmallestValue = 0;
+    return Connection::Online;
+}
+
+}  // namespace
+
+Connection LastConnection() {
+    return Store().lastConnection;
+}
+
+void SetFlashOnline() {
+    OnlineOwner owner;
+    StoreState& store = Store();
+    store.lastConnection = Connection::None;
+    store.whyFailed.clear();
+    store.blocksAtRisk.clear();
+    ShowNote(kDeviceOnline);
+    MakeFlashObject();
+    store.gmyIsTransferData = true;
+
+    const Connection ended = ConnectFrame();
+    store.lastConnection = ended;
+    if (ended == Connection::Online)
+        owner.PostRefresh();
+}
+
+void ReleaseFrame() {
+    StoreState& store = Store();
+    store.gmyIsTransferData = false;
+    ReleaseAllFiles();
+    store.gmyTotalePicture = 0;
+    store.blocksAtRisk.clear();
+    ShowNumbers();
+    store.status->RedrawPictures();
+    store.status->SetControlPanlEnable(false);
+    ShowNote(kDeviceNotOnline);
+    flash::Flash().m_PtrPF.reset();
+}
+
+void SetFlashOffline() {
+    if (!MarkFrameLost())
+        ReleaseFrame();
+}
+
+void StoreFramePort::SetFlashOnline() {
+    store::SetFlashOnline();
+}
+
+void StoreFramePort::SetFlashOffline() {
+    store::SetFlashOffline();
+}
+
+}  // namespace lumato::store

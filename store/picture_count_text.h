@@ -1,0 +1,11 @@
+// The total field's text: pictures against the frame's limit, or flash in use against its size.
+#pragma once
+
+#include <string>
+
+namespace lumato::store {
+
+// "003/040", or "1024K/2048K" for a frame without a limit. By the owner of the store.
+[[nodiscard]] std::string SpaceText();
+
+}  // namespace lumato::store

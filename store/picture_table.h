@@ -1,0 +1,50 @@
+// The frame's picture table: which pictures its flash holds, and where.
+//
+//   0     signature "ABFS"; the rest of the 16-byte header is not ours and is kept as read
+//   16    510 slots of 8 bytes: status, 24-bit address, 0, 24-bit length, little-endian
+//   4094  end mark 55h AAh, inside the last slot
+#pragma once
+
+#include <cstdint>
+
+#include "base/bytes.h"
+#include "store/store_state.h"
+
+namespace lumato::store {
+
+inline constexpr int kTableHeaderSize = 16;
+inline constexpr int kSlotSize = 8;
+inline constexpr int kSlotCount = 510;
+inline constexpr int kEndMarkOffset = 4094;
+
+inline constexpr std::uint8_t kSlotFree = 0;
+inline constexpr std::uint8_t kSlotStored = 1;
+inline constexpr std::uint8_t kSlotErased = 0xFF;
+
+// The 8 bytes of slot 1 to 510 of a table.
+[[nodiscard]] inline MutableByteSpan SlotOf(MutableByteSpan table, int slot) {
+    return table.subspan(static_cast<std::size_t>(kTableHeaderSize + kSlotSize * (slot - 1)), kSlotSize);
+}
+[[nodiscard]] inline std::int32_t SlotAddress(ByteSpan slot) {
+    return static_cast<std::int32_t>(GetLe24(slot.subspan(1)));
+}
+[[nodiscard]] inline std::int32_t SlotLength(ByteSpan slot) {
+    return static_cast<std::int32_t>(GetLe24(slot.subspan(5)));
+}
+inline void FillSlot(MutableByteSpan slot, std::int32_t address, std::int32_t length) {
+    slot[0] = kSlotStored;
+    PutLe24(slot.subspan(1), static_cast<std::uint32_t>(address));
+    slot[4] = 0;
+    PutLe24(slot.subspan(5), static_cast<std::uint32_t>(length));
+}
+inline void SetEndMark(MutableByteSpan table) {
+    table[kEndMarkOffset] = 0x55;
+    table[kEndMarkOffset + 1] = 0xAA;
+}
+
+// The picture area begins behind the table.
+[[nodiscard]] inline std::int32_t PictureAreaStart() {
+    return Store().G_PicListAddress + kTableSize;
+}
+
+}  // namespace lumato::store

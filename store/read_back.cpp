@@ -1,0 +1,152 @@
+#include <algorithm>
+#include <memory>
+#include <system_error>
+
+#include "flash/checked_transfer.h"
+#include "store/messages.h"
+#include "store/picture_table.h"
+#include "store/store.h"
+
+namespace lumato::store {
+namespace {
+
+constexpr int kReadUnit = 64;  // the last read of a picture is rounded up to it
+
+using Stream = std::vector<std::uint8_t>;
+
+class ReadBack {
+  public:
+    bool Run();
+
+  private:
+    bool ReadSlot(MutableByteSpan slot);
+    bool Store(const std::string& name, ByteSpan stream, MutableByteSpan slot);
+    void AddRecord(const std::string& name, std::int32_t size);
+    void ShowResult();
+
+    StoreState& m_store = store::Store();
+    int m_read = 0;
+    bool m_gap = false;
+};
+
+bool Because(std::string reason) {
+    Store().whyFailed = std::move(reason);
+    return false;
+}
+
+bool InPictureArea(ByteSpan slot) {
+    return SlotAddress(slot) >= Store().G_PicListAddress &&
+           SlotAddress(slot) + SlotLength(slot) <= Store().G_FlashTotalSize;
+}
+
+void ClearSlot(MutableByteSpan slot) {
+    std::ranges::fill(slot, std::uint8_t{0});
+}
+
+// The picture's bytes; the buffer has room for what the last read brings beyond them.
+bool ReadStream(std::int32_t address, std::int32_t length, Stream& stream) {
+    stream.resize(static_cast<std::size_t>(length) + kReadUnit);
+    for (std::int32_t done = 0; done < length; done += flash::kBlockSize) {
+        const std::int32_t left = length - done;
+        std::int32_t size = left > flash::kBlockSize ? flash::kBlockSize
+                                                     : (left + kReadUnit - 1) / kReadUnit * kReadUnit;
+        size = std::min(size, Store().G_FlashTotalSize - (address + done));
+        if (!flash::ReadFlashData(stream.data() + done, size, address + done))
+            return Because("a picture could not be read from the frame");
+    }
+    stream.resize(static_cast<std::size_t>(length));
+    return true;
+}
+
+bool Decode(const std::string& name) {
+    const StoreState& store = Store();
+    return store.MyJPG->DeCode(StreamPath(name), BitmapPath(name), static_cast<int>(store.gmyLcdWidth),
+                               static_cast<int>(store.gmyLcdHeight));
+}
+
+// Slots 1 to `count` describe the listed pictures afterwards, whatever stood between them.
+void CompactTable(int count) {
+    auto& table = Store().G_PictureList;
+    for (int slot = 1; slot <= kSlotCount; ++slot) {
+        if (SlotOf(table, slot)[0] != kSlotStored)
+            SlotOf(table, slot)[0] = kSlotFree;
+    }
+    MovePicAddressInPicList(count);
+}
+
+bool ReadBack::Store(const std::string& name, ByteSpan stream, MutableByteSpan slot) {
+    if (const auto written = WriteFile(StreamPath(name), stream, Links::Replace); !written)
+        return Because(written.error().message);
+    if (!Decode(name)) {
+        // Nothing that the frame could show: it goes with the next download.
+        std::error_code ignored;
+        std::filesystem::remove(StreamPath(name), ignored);
+        ClearSlot(slot);
+        return true;
+    }
+    AddRecord(name, SlotLength(slot));
+    return true;
+}
+
+void ReadBack::AddRecord(const std::string& name, std::int32_t size) {
+    auto record = std::make_unique<FileData>();
+    record->fileRef = BitmapPath(name);
+    record->fileName = name;
+    record->inFrame = 1;
+    record->afterGap = m_gap ? 1 : 0;
+    record->seqIndex = m_read;
+    record->picSize = size;
+    AddNode(m_store.gmyPictureData.get(), record.release());
+    m_store.TotolFlashSizeForPic -= size;
+    ShowNote(kReadPicture, m_read);
+    ++m_read;
+}
+
+// False ends the walk; a slot that describes no picture does not.
+bool ReadBack::ReadSlot(MutableByteSpan slot) {
+    if (slot[0] == kSlotFree)
+        m_gap = true;
+    if (slot[0] != kSlotStored)
+        return true;
+    if (!InPictureArea(slot)) {
+        ClearSlot(slot);
+        return true;
+    }
+    Stream stream;
+    return ReadStream(SlotAddress(slot), SlotLength(slot), stream) &&
+           Store("DPFPicture" + std::to_string(m_read + 1) + ".bmp", stream, slot);
+}
+
+void ReadBack::ShowResult() {
+    ShowNote(m_read > 0 ? kPicturesInFrame : kNoPictures);
+    m_store.gmyTotalePictureNum = m_store.gmyPictureData->count;
+    m_store.gmyTotalePicture = m_store.gmyPictureData->count;
+    m_store.gmyCurrentSelectItem = 0;
+    ShowNumbers();
+    m_store.status->ShowPictureList(m_store.gmyTotalePictureNum, 0);
+}
+
+bool ReadBack::Run() {
+    m_store.status->SetControlPanlEnable(false);
+    ShowNote(kReadPictures);
+    m_store.gmyPictureData.reset(CreateList());
+    for (int slot = 1; slot <= kSlotCount; ++slot) {
+        if (!ReadSlot(SlotOf(m_store.G_PictureList, slot))) {
+            m_store.status->SetDownLoadPrcess(0);
+            return false;
+        }
+    }
+    ShowResult();
+    if (m_read > 0)
+        CompactTable(m_read);
+    m_store.gmyIsTransferData = false;
+    return true;
+}
+
+}  // namespace
+
+bool ReadPicFromFlash() {
+    return ReadBack().Run();
+}
+
+}  // namespace lumato::store
