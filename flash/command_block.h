@@ -12,7 +12,6 @@
 #include <cstdint>
 
 #include "base/bytes.h"
-#include "device/comm_usb.h"
 
 namespace lumato::flash {
 
@@ -42,16 +41,6 @@ inline CommandBlock AddressedBlock(std::uint8_t opcode, std::uint8_t instruction
     PutBe24(MutableByteSpan(block).subspan(7), length);
     PutBe24(MutableByteSpan(block).subspan(11), address);
     return block;
-}
-
-inline bool Send(device::CCommUSB& link, CommandBlock block, char* data, int length, int direction) {
-    return link.SendCmdToDPF(reinterpret_cast<char*>(block.data()), data, length, direction);
-}
-
-// A command without a data phase.
-inline bool Send(device::CCommUSB& link, const CommandBlock& block) {
-    std::array<char, 64> scratch{};
-    return Send(link, block, scratch.data(), 0, 0);
 }
 
 }  // namespace lumato::flash

@@ -33,7 +33,7 @@ CommandBlock ClockBlock(const platform::LocalTime& now) {
 
 bool CProcessFlash::SynchronizeDPFtime() {
     const platform::Clock* clock = platform::CurrentServices().clock;
-    return clock != nullptr && Send(*m_pCommUSB, ClockBlock(clock->Now()));
+    return clock != nullptr && Send(ClockBlock(clock->Now()));
 }
 
 }  // namespace lumato::flash

@@ -42,6 +42,23 @@ void CProcessFlash::SetWriteRange(WriteRange range) {
     m_writeRange = range;
 }
 
+void CProcessFlash::Retire() {
+    const std::lock_guard lock(m_sendMutex);
+    m_retired = true;
+}
+
+bool CProcessFlash::Send(const CommandBlock& block, char* data, int length, int direction) {
+    const std::lock_guard lock(m_sendMutex);
+    CommandBlock sent = block;  // the link takes it as bytes that it might change
+    return !m_retired &&
+           m_pCommUSB->SendCmdToDPF(reinterpret_cast<char*>(sent.data()), data, length, direction);
+}
+
+bool CProcessFlash::Send(const CommandBlock& block) {
+    std::array<char, kAnswerLength> scratch{};
+    return Send(block, scratch.data(), 0, 0);
+}
+
 std::uint32_t CProcessFlash::EraseUnit() const {
     switch (m_EraseCommand) {
         case 0x20:
@@ -64,13 +81,13 @@ bool CProcessFlash::MayProgram(std::uint64_t address, std::uint64_t length) cons
 }
 
 bool CProcessFlash::FlashWREN() {
-    return Send(*m_pCommUSB, SpiBlock(kOpcodeOut, 1, kWriteEnable));
+    return Send(SpiBlock(kOpcodeOut, 1, kWriteEnable));
 }
 
 bool CProcessFlash::FlashWRSR(unsigned char value) {
     CommandBlock block = SpiBlock(kOpcodeOut, 2, kWriteStatus);
     block[11] = value;
-    return Send(*m_pCommUSB, block);
+    return Send(block);
 }
 
 // The status write clears the chip's block protection; it consumes the write enable, hence the second one.
@@ -85,15 +102,14 @@ bool CProcessFlash::Erase4KFlash(unsigned long address) {
     if (!m_pCommUSB->GetUSBDeviceStatus() || !MayErase(address))
         return false;
     PrepareWrite();
-    return Send(*m_pCommUSB,
-                AddressedBlock(kOpcodeOut, m_EraseCommand, 0, static_cast<std::uint32_t>(address)));
+    return Send(AddressedBlock(kOpcodeOut, m_EraseCommand, 0, static_cast<std::uint32_t>(address)));
 }
 
 bool CProcessFlash::GetFlashStatus() {
     CommandBlock block = SpiBlock(kOpcodeIn, 1, kReadStatus);
     PutBe24(MutableByteSpan(block).subspan(7), kAnswerLength);
     std::array<char, kAnswerLength> answer{};
-    const bool answered = Send(*m_pCommUSB, block, answer.data(), kAnswerLength, kDirectionIn);
+    const bool answered = Send(block, answer.data(), kAnswerLength, kDirectionIn);
     constexpr int kWriteInProgress = 0x01;
     return answered && (answer[0] & kWriteInProgress) == 0;
 }
@@ -101,7 +117,7 @@ bool CProcessFlash::GetFlashStatus() {
 bool CProcessFlash::WaitFlashReady() {
     using Clock = std::chrono::steady_clock;
     const Clock::time_point deadline = Clock::now() + m_readyLimit;
-    while (m_pCommUSB->GetUSBDeviceStatus()) {
+    while (m_pCommUSB->GetUSBDeviceStatus() && !m_retired) {
         std::this_thread::yield();
         if (GetFlashStatus())
             return true;
@@ -119,7 +135,7 @@ bool CProcessFlash::Flash_WR_Page(char* data, long length, long address) {
     CommandBlock block = AddressedBlock(kOpcodeOut, m_PageProgramCommand, static_cast<std::uint32_t>(length),
                                         static_cast<std::uint32_t>(address));
     block[15] = m_bPageFlag ? kOptionPageFlag : 0;
-    return Send(*m_pCommUSB, block, data, static_cast<int>(length), kDirectionOut);
+    return Send(block, data, static_cast<int>(length), kDirectionOut);
 }
 
 bool CProcessFlash::WriteToFlash(char* data, int length, unsigned long address) {
@@ -136,7 +152,7 @@ bool CProcessFlash::ReadFromFlash(char* data, int length, unsigned long address)
         return false;
     const CommandBlock block = AddressedBlock(kOpcodeIn, m_ReadCommand, static_cast<std::uint32_t>(length),
                                               static_cast<std::uint32_t>(address));
-    return Send(*m_pCommUSB, block, data, length, kDirectionIn) && WaitFlashReady();
+    return Send(block, data, length, kDirectionIn) && WaitFlashReady();
 }
 
 bool CProcessFlash::GetVerifyValue(unsigned char& high, unsigned char& low, unsigned long address,
@@ -152,7 +168,7 @@ bool CProcessFlash::GetVerifyValue(unsigned char& high, unsigned char& low, unsi
     PutBe16(MutableByteSpan(block).subspan(7), static_cast<std::uint32_t>(length));
     PutBe24(MutableByteSpan(block).subspan(11), static_cast<std::uint32_t>(address));
     std::array<char, kAnswerLength> answer{};
-    if (!Send(*m_pCommUSB, block, answer.data(), kAnswerLength, kDirectionIn))
+    if (!Send(block, answer.data(), kAnswerLength, kDirectionIn))
         return false;
     high = static_cast<unsigned char>(answer[0]);
     low = static_cast<unsigned char>(answer[1]);

@@ -4,9 +4,12 @@
 // Called by the thread that owns the frame.
 #pragma once
 
+#include <array>
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 
 #include "device/comm_usb.h"
 
@@ -28,6 +31,10 @@ class CProcessFlash {
     void SetFlashCommand(unsigned char eraseCommand, char pageFlag);
     // Everything outside is refused from now on, without a command.
     void SetWriteRange(WriteRange range);
+
+    // The frame has vanished: no command is sent from now on, not even to another frame that the link takes
+    // up. From any thread; waits for a command that is under way.
+    void Retire();
 
     // How long WaitFlashReady polls a busy flash; 5,000 ms unless set.
     void SetReadyLimit(std::chrono::milliseconds limit) { m_readyLimit = limit; }
@@ -63,8 +70,14 @@ class CProcessFlash {
 
   private:
     void PrepareWrite();
+    // Sends one command block; false without a command once the frame has been retired.
+    bool Send(const std::array<std::uint8_t, 16>& block, char* data, int length, int direction);
+    // The same without a data phase.
+    bool Send(const std::array<std::uint8_t, 16>& block);
 
     device::CCommUSB* m_pCommUSB;
+    std::mutex m_sendMutex;  // held while a command is under way
+    std::atomic<bool> m_retired{false};
     WriteRange m_writeRange;
     std::chrono::milliseconds m_readyLimit{5000};
     bool m_bPageFlag = false;

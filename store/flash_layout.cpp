@@ -95,8 +95,8 @@ void TakeOver(const Information& said) {
 
     flash::CProcessFlash& frame = *flash::Flash().m_PtrPF;
     frame.SetFlashCommand(said.eraseInstruction, static_cast<char>(said.pageOption != 0));
-    frame.SetWriteRange({static_cast<std::uint32_t>(said.tableAddress),
-                         static_cast<std::uint32_t>(said.flashSize)});
+    frame.SetWriteRange(
+        {static_cast<std::uint32_t>(said.tableAddress), static_cast<std::uint32_t>(said.flashSize)});
 }
 
 bool IsTable(ByteSpan table) {

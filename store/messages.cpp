@@ -18,8 +18,7 @@ void ShowNote(const Message& message, int number) {
 
 void ShowFailure(const Message& message, std::string_view reason) {
     ShowNote(message);
-    if (!reason.empty())
-        Store().status->SetNoteDetail(reason);
+    Store().status->SetNoteDetail(FrameOnline() ? reason : "the frame is no longer connected");
 }
 
 void ShowNumbers() {

@@ -36,7 +36,7 @@ inline constexpr Message kRemaining{"THE_SEQUENCE_TIPS", "The sequence number"};
 void ShowNote(const Message& message);
 // As "text: number".
 void ShowNote(const Message& message, int number);
-// With the reason beside it, in plain words; none when empty.
+// With the reason beside it, in plain words; a frame that has vanished explains everything.
 void ShowFailure(const Message& message, std::string_view reason);
 
 // Has the number fields shown anew; in an empty list nothing is selected.

@@ -15,6 +15,7 @@ namespace lumato::store {
 inline constexpr int kTableHeaderSize = 16;
 inline constexpr int kSlotSize = 8;
 inline constexpr int kSlotCount = 510;
+inline constexpr int kMostPictures = 509;  // the last slot holds the end mark
 inline constexpr int kEndMarkOffset = 4094;
 
 inline constexpr std::uint8_t kSlotFree = 0;

@@ -48,8 +48,8 @@ bool ReadStream(std::int32_t address, std::int32_t length, Stream& stream) {
     stream.resize(static_cast<std::size_t>(length) + kReadUnit);
     for (std::int32_t done = 0; done < length; done += flash::kBlockSize) {
         const std::int32_t left = length - done;
-        std::int32_t size = left > flash::kBlockSize ? flash::kBlockSize
-                                                     : (left + kReadUnit - 1) / kReadUnit * kReadUnit;
+        std::int32_t size =
+            left > flash::kBlockSize ? flash::kBlockSize : (left + kReadUnit - 1) / kReadUnit * kReadUnit;
         size = std::min(size, Store().G_FlashTotalSize - (address + done));
         if (!flash::ReadFlashData(stream.data() + done, size, address + done))
             return Because("a picture could not be read from the frame");

@@ -1,8 +1,8 @@
 // The store's process-wide state, under the names that the whole program uses.
 //
 // One owner at a time: while a worker task runs, it alone touches this record; the main thread does
-// otherwise. The hand-over is the start of the task and its end (transfer.h). Only the atomic members are read
-// from both sides.
+// otherwise. The hand-over is the start of the task and its end (transfer.h). Only the atomic members are
+// read from both sides.
 #pragma once
 
 #include <array>
