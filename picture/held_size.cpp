@@ -1,0 +1,60 @@
+#include "picture/held_size.h"
+
+#include <algorithm>
+#include <cmath>
+#include <string>
+
+namespace lumato::picture {
+namespace {
+
+int LeastSide(int side, double scale) {
+    const double least = std::ceil(2.0 * scale * side);
+    // Written so that a scale that is no number asks for everything.
+    if (!(least < side))
+        return side;
+    return std::max(1, static_cast<int>(least));
+}
+
+int DividedUp(int side, int divisor) {
+    return side / divisor + (side % divisor != 0 ? 1 : 0);
+}
+
+Size DividedUp(Size size, int divisor) {
+    return {DividedUp(size.width, divisor), DividedUp(size.height, divisor)};
+}
+
+}  // namespace
+
+Result<Size> CheckedSize(std::int64_t width, std::int64_t height, std::int64_t maxPixels) {
+    if (width <= 0 || height <= 0)
+        return Fail(ErrorKind::Damaged, "broken: its size is " + std::to_string(width) + " x " +
+                                            std::to_string(height) + " pixels");
+    if (width > kMaxSide || height > kMaxSide || width * height > maxPixels)
+        return Fail(ErrorKind::TooLarge, "too large: " + std::to_string(width) + " x " +
+                                             std::to_string(height) + " pixels, the limit here is " +
+                                             std::to_string(maxPixels / 1'000'000) + " megapixels");
+    return Size{static_cast<int>(width), static_cast<int>(height)};
+}
+
+Size LeastHeld(Size own, const ScaleNeeded& scaleNeeded) {
+    const double scale = scaleNeeded ? scaleNeeded(own.width, own.height) : 1.0;
+    return {LeastSide(own.width, scale), LeastSide(own.height, scale)};
+}
+
+int EighthsFor(Size own, Size least) {
+    const auto scaled = [](int side, int eighths) { return (std::int64_t{side} * eighths + 7) / 8; };
+    int eighths = 1;
+    while (eighths < 8 &&
+           (scaled(own.width, eighths) < least.width || scaled(own.height, eighths) < least.height))
+        ++eighths;
+    return eighths;
+}
+
+Size HeldSize(Size decoded, Size least) {
+    int divisor = std::min(decoded.width / least.width, decoded.height / least.height);
+    while (DividedUp(decoded, divisor).Pixels() > kMaxHeldPixels)
+        ++divisor;
+    return DividedUp(decoded, divisor);
+}
+
+}  // namespace lumato::picture

@@ -1,0 +1,64 @@
+#include "picture/import.h"
+
+#include <string>
+
+#include "picture/import_bmp.h"
+#include "picture/import_jpeg.h"
+#include "picture/import_vips.h"
+#include "picture/picture_file.h"
+
+namespace lumato::picture {
+namespace {
+
+Result<void> ImportFrom(const PictureFile& file, PictureBuilder& builder) {
+    if (file.Size() == 0)
+        return Fail(ErrorKind::Unsupported, "the file is empty");
+    LUMATO_TRY(const Content content, ContentOf(file));
+    switch (content) {
+        case Content::Jpeg:
+            return ImportJpeg(file, builder);
+        case Content::Bitmap:
+            return ImportBmp(file, builder);
+        case Content::Other:
+            return ImportWithVips(file, builder);
+        case Content::Nothing:
+            break;
+    }
+    return Fail(ErrorKind::Unsupported, "not a picture in any known format");
+}
+
+Result<void> Import(const Path& path, PictureBuilder& builder) {
+    LUMATO_TRY(const PictureFile file, PictureFile::Open(path));
+    return ImportFrom(file, builder);
+}
+
+}  // namespace
+
+Result<void> CreateMyImage(const Path& file, bool flipRows, const ScaleNeeded& scaleNeeded,
+                           BitmapInfo& info) {
+    info = {};
+    PictureBuilder builder(info, flipRows, scaleNeeded);
+    auto imported = Import(file, builder);
+    if (!imported)
+        info = {};
+    return imported;
+}
+
+bool IsPicture(const Path& path) {
+    const auto file = PictureFile::Open(path);
+    if (!file)
+        return false;
+    return ContentOf(*file).value_or(Content::Nothing) != Content::Nothing;
+}
+
+Result<void> WritePng(const Path& file, int width, int height, ByteSpan pixels) {
+    LUMATO_TRY(const Size size, CheckedSize(width, height));
+    if (pixels.size() != static_cast<std::size_t>(size.Pixels()) * 3)
+        return Fail(ErrorKind::Refused, "a PNG file of " + std::to_string(width) + " x " +
+                                            std::to_string(height) + " pixels from " +
+                                            std::to_string(pixels.size()) + " bytes");
+    LUMATO_TRY(const auto png, EncodePng(width, height, pixels));
+    return WriteFile(file, png);
+}
+
+}  // namespace lumato::picture

@@ -1,0 +1,38 @@
+#include "picture/import_jpeg.h"
+
+#include <vector>
+
+#include "picture/colour.h"
+#include "picture/jpeg_decoder.h"
+
+namespace lumato::picture {
+namespace {
+
+Result<void> ReadRows(JpegDecoder& decoder, Size decoded, const ColourConverter& colours,
+                      PictureBuilder& builder) {
+    const auto width = static_cast<std::size_t>(decoded.width);
+    std::vector<std::uint8_t> row(width * static_cast<std::size_t>(BytesPerPixel(decoder.Layout())));
+    std::vector<std::uint8_t> rgb(colours.IsIdentity() ? 0 : width * 3);
+    for (int y = 0; y < decoded.height; ++y) {
+        LUMATO_TRY_VOID(decoder.ReadRow(row.data()));
+        if (!colours.IsIdentity())
+            colours.Convert(row.data(), rgb.data(), decoded.width);
+        builder.AddRow(colours.IsIdentity() ? row.data() : rgb.data());
+    }
+    return decoder.Finish();
+}
+
+}  // namespace
+
+Result<void> ImportJpeg(const PictureFile& file, PictureBuilder& builder) {
+    JpegDecoder decoder(file);
+    LUMATO_TRY_VOID(decoder.ReadHeader());
+    const Size own = decoder.OwnSize();
+    const Orientation orientation = ExifOrientation(decoder.Exif());
+    const ColourConverter colours(decoder.Layout(), decoder.Profile());
+    LUMATO_TRY(const Size decoded, decoder.Start(EighthsFor(own, builder.Least(own, orientation))));
+    LUMATO_TRY_VOID(builder.Begin(own, decoded, orientation));
+    return ReadRows(decoder, decoded, colours, builder);
+}
+
+}  // namespace lumato::picture

@@ -1,0 +1,13 @@
+// JPEG files, decoded at the smallest scale that serves.
+#pragma once
+
+#include "picture/picture_builder.h"
+#include "picture/picture_file.h"
+
+namespace lumato::picture {
+
+// Baseline and progressive, grey, YCbCr, RGB, CMYK and YCCK; orientation and profile as the file states
+// them. Errors: Damaged (also when the file ends early), TooLarge, Unsupported, Unreadable.
+[[nodiscard]] Result<void> ImportJpeg(const PictureFile& file, PictureBuilder& builder);
+
+}  // namespace lumato::picture

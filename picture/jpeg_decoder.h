@@ -1,0 +1,86 @@
+// libjpeg behind an interface without jumps: its errors as values, its warnings sorted into harmless ones and
+// damage, its input from a file, its coefficient storage bounded.
+//
+// One picture per object, one thread at a time.
+#pragma once
+
+#include <csetjmp>
+#include <cstdint>
+#include <cstdio>
+#include <vector>
+
+#include <jpeglib.h>
+
+#include "picture/colour.h"
+#include "picture/held_size.h"
+#include "picture/jpeg_coefficients.h"
+#include "picture/picture_file.h"
+
+namespace lumato::picture {
+
+class JpegDecoder {
+  public:
+    // Requires: the file outlives the decoder.
+    explicit JpegDecoder(const PictureFile& file);
+    ~JpegDecoder();
+    JpegDecoder(const JpegDecoder&) = delete;
+    JpegDecoder& operator=(const JpegDecoder&) = delete;
+
+    // First of all calls. Errors: as ImportJpeg.
+    [[nodiscard]] Result<void> ReadHeader();
+
+    [[nodiscard]] Size OwnSize() const;
+    [[nodiscard]] PixelLayout Layout() const { return m_layout; }
+    // The Exif block and the colour profile; empty when the file has none (or a broken one). Valid while the
+    // decoder lives.
+    [[nodiscard]] ByteSpan Exif() const;
+    [[nodiscard]] std::vector<std::uint8_t> Profile();
+
+    // Decoding to eighths/8 of the own size; returns the size that comes out.
+    [[nodiscard]] Result<Size> Start(int eighths);
+    // The next row in Layout().
+    [[nodiscard]] Result<void> ReadRow(std::uint8_t* row);
+    // After the last row: what follows must end the picture properly.
+    [[nodiscard]] Result<void> Finish();
+
+  private:
+    // libjpeg hands its error manager back in every call; this one knows whose it is.
+    struct ErrorManager : jpeg_error_mgr {
+        JpegDecoder* decoder = nullptr;
+    };
+
+    template <class Step>
+    Result<void> Guarded(Step step);
+    [[noreturn]] void Raise(ErrorKind kind, const char* message);
+
+    Result<void> ChooseLayout();
+    Result<void> CheckCompressedSize() const;
+    Result<void> CheckScans() const;
+    void SetUpSource();
+    void WatchScans();
+    bool Fill();
+    void Skip(long count);
+    void OnError();
+    void OnMessage(int level);
+
+    static JpegDecoder& Of(j_common_ptr common);
+    static JpegDecoder& Of(j_decompress_ptr decompress);
+
+    const PictureFile& m_file;
+    jpeg_decompress_struct m_jpeg{};
+    ErrorManager m_errors;
+    jpeg_source_mgr m_source{};
+    jpeg_progress_mgr m_progress{};
+    std::jmp_buf m_jump{};
+    Error m_error;
+    JpegCoefficients m_coefficients;
+    std::vector<std::uint8_t> m_buffer;
+    std::int64_t m_offset = 0;
+    PixelLayout m_layout = PixelLayout::Rgb;
+    unsigned m_componentsSeen = 0;
+    bool m_inHeader = true;
+    bool m_ended = false;      // the file's end was reached before the picture's
+    bool m_discarded = false;  // bytes that belong to nothing were skipped
+};
+
+}  // namespace lumato::picture

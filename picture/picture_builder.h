@@ -1,0 +1,72 @@
+// Takes the rows of a picture from a reader, reduces them to the size to be held and puts them where the
+// picture's orientation wants them, so that an import holds the kept pixels and a few rows, nothing else.
+//
+// One picture per object, one thread at a time.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "picture/bitmap_info.h"
+#include "picture/held_size.h"
+#include "picture/orientation.h"
+
+namespace lumato::picture {
+
+// Averages rows over areas. Every kept pixel is the exact mean of the part of the picture that it covers, so
+// that the kept picture neither shifts nor stretches where the sizes do not divide.
+class AreaReducer {
+  public:
+    // Requires: 1 <= kept <= full in each direction.
+    AreaReducer(Size full, Size kept);
+
+    // Takes the next full row of red, green, blue. True when it completed a kept row, which is then in Row().
+    bool Add(const std::uint8_t* rgb);
+    [[nodiscard]] const std::uint8_t* Row() const { return m_row.data(); }
+
+  private:
+    void SumAcross(const std::uint8_t* rgb);
+    void Accumulate(std::int64_t weight);
+    void Emit();
+
+    Size m_full;
+    Size m_kept;
+    std::int64_t m_covered = 0;  // of the kept row in work, in units of 1/kept.height of a full row
+    std::vector<std::uint32_t> m_across;
+    std::vector<std::uint64_t> m_sums;
+    std::vector<std::uint8_t> m_row;
+};
+
+class PictureBuilder {
+  public:
+    // Requires: what is passed outlives the builder.
+    PictureBuilder(BitmapInfo& info, bool flipRows, const ScaleNeeded& scaleNeeded)
+        : m_info(info), m_flipRows(flipRows), m_scaleNeeded(scaleNeeded) {}
+
+    // The smallest size in which a reader may decode a picture stored in the size `stored`.
+    [[nodiscard]] Size Least(Size stored, Orientation orientation) const;
+
+    // The picture is stored in the size `stored`; its rows will come in the size `decoded`, between
+    // Least() and `stored`. Errors: TooLarge (no memory).
+    [[nodiscard]] Result<void> Begin(Size stored, Size decoded, Orientation orientation);
+
+    // The next decoded row, in the order of storage: red, green, blue. Rows beyond the last are ignored.
+    void AddRow(const std::uint8_t* rgb);
+
+    [[nodiscard]] bool Complete() const { return m_rowsTaken == m_decoded.height; }
+
+  private:
+    void Place(const std::uint8_t* rgb);
+
+    BitmapInfo& m_info;
+    bool m_flipRows;
+    const ScaleNeeded& m_scaleNeeded;
+    Size m_decoded;
+    Size m_held;
+    Placement m_placement;
+    std::vector<AreaReducer> m_reducer;  // one, or none when rows are kept as they come
+    int m_rowsTaken = 0;
+    int m_rowsPlaced = 0;
+};
+
+}  // namespace lumato::picture

@@ -1,0 +1,55 @@
+// The picture-reader module's one entry: what lies between this program and libvips, whose libraries take too
+// long to load to be part of every start.
+//
+// Only plain data crosses. Callable from any thread; the module lets one picture through at a time.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace lumato::picture {
+
+inline constexpr int kVipsModuleVersion = 1;
+inline constexpr char kVipsModuleName[] = "lumato_vips.so";
+inline constexpr char kVipsModuleEntry[] = "LumatoVipsModule";
+
+enum class VipsOutcome : int {
+    Done,
+    Unsupported,
+    Damaged,
+    TooLarge,
+    Stopped,  // the receiver wanted no more
+};
+
+struct VipsMessage {
+    char text[256];
+};
+
+// Takes a picture: its size as stored, its Exif orientation (1 to 8), then its rows as red, green, blue in
+// sRGB. Calls come from one thread at a time, not necessarily the caller's. False stops the reading.
+struct VipsReceiver {
+    void* user;
+    bool (*begin)(void* user, std::int64_t width, std::int64_t height, int orientation);
+    // The size in which the rows will come.
+    bool (*decoded)(void* user, int width, int height);
+    bool (*row)(void* user, const std::uint8_t* rgb);
+    // How many times smaller than stored the rows may come, at the most. Asked after begin().
+    int (*mostShrink)(void* user);
+};
+
+struct VipsModule {
+    int version;
+    // Where the libraries' warnings go, from any thread.
+    void (*setLog)(void (*log)(const char* line));
+    // Reads the picture behind the descriptor, which stays the caller's, from its beginning.
+    VipsOutcome (*read)(int descriptor, std::int64_t fileSize, const VipsReceiver* receiver,
+                        VipsMessage* message);
+    // A PNG file in memory, to be given back with `release`. Rows of red, green, blue, top row first.
+    VipsOutcome (*encodePng)(const std::uint8_t* rgb, int width, int height, void** png, std::size_t* size,
+                             VipsMessage* message);
+    void (*release)(void* png);
+};
+
+using VipsModuleEntry = const VipsModule* (*)();
+
+}  // namespace lumato::picture
