@@ -1,0 +1,52 @@
+// What each pixel along one direction of a surface takes from a picture that lies along it: the resampling
+// filter, and how much of the pixel the picture covers.
+//
+// The filter is Keys' cubic (R. Keys, "Cubic Convolution Interpolation for Digital Image Processing", 1981,
+// a = -1/2), widened by the reduction. It interpolates, so nothing changes at scale 1. No state; callable
+// from any thread.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace lumato::picture {
+
+// A picture of `held` pixels along one direction of a surface of `length` pixels.
+struct AxisPlacement {
+    double center = 0;  // of the picture, in surface pixels from the surface's start
+    double scale = 0;   // surface pixels per held pixel; negative where the picture runs backwards
+    int held = 0;
+    int length = 0;
+
+    bool operator==(const AxisPlacement&) const = default;
+};
+
+struct AxisTaps {
+    int begin = 0;                      // the first surface pixel that the picture touches
+    int count = 0;                      // how many it touches
+    int width = 0;                      // held pixels per surface pixel
+    std::vector<int> first;             // per surface pixel: the first held pixel that it takes
+    std::vector<float> coverage;        // per surface pixel: the share that the picture covers, 0..1
+    std::vector<std::int16_t> weights;  // per surface pixel: paddedWidth weights, in 1 / (1 << kWeightBits)
+    int paddedWidth = 0;                // width, made even with a weight of 0
+
+    [[nodiscard]] std::span<const std::int16_t> Weights(int index, bool padded) const;
+    // The range of held pixels that is read at all.
+    [[nodiscard]] int FirstHeld() const;
+    [[nodiscard]] int EndHeld() const;
+};
+
+// Nothing is touched (count 0) when the picture lies outside or has no size. Past its edges the picture goes
+// on with its outermost pixels, so that it does not darken there; coverage is kept apart.
+[[nodiscard]] AxisTaps PlaceAxis(const AxisPlacement& placement);
+
+// Keys' cubic, support -2..2.
+[[nodiscard]] double CubicKernel(double x);
+
+// Rounds weights to fixed point so that their sum is exactly 1. Requires: they sum up to about 1, and
+// `fixed` has room for all.
+void ToFixedPoint(std::span<const double> weights, std::int16_t* fixed);
+
+}  // namespace lumato::picture

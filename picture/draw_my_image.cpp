@@ -1,0 +1,96 @@
+#include "picture/draw_my_image.h"
+
+#include <cmath>
+#include <numbers>
+
+#include "picture/picture_placement.h"
+
+namespace lumato::picture {
+namespace {
+
+// A turn that moves no point of the surface by more than this, in its pixels, is drawn as none: nobody sees
+// it, and the straight way is exact.
+constexpr double kUnseenShift = 0.01;
+
+struct Turn {
+    double cosine = 1, sine = 0;
+};
+
+// Exact at quarter turns, where the sine of a rounded multiple of pi would not be 0.
+Turn TurnOf(double degrees, double reach) {
+    const double quarters = std::round(degrees / 90);
+    double rest = (degrees - quarters * 90) * std::numbers::pi / 180;
+    if (std::abs(rest) * reach < kUnseenShift)
+        rest = 0;
+    const double cosine = std::cos(rest);
+    const double sine = std::sin(rest);
+    switch (static_cast<int>(quarters) & 3) {
+        case 0:
+            return {cosine, sine};
+        case 1:
+            return {-sine, cosine};
+        case 2:
+            return {-cosine, -sine};
+        default:
+            return {sine, -cosine};
+    }
+}
+
+bool HasPixels(const BitmapInfo& picture) {
+    return picture.width > 0 && picture.height > 0 && picture.heldWidth > 0 && picture.heldHeight > 0 &&
+           picture.pixels.size() >=
+               static_cast<std::size_t>(picture.heldWidth) * static_cast<std::size_t>(picture.heldHeight) * 4;
+}
+
+PicturePlacement Place(const Surface& surface, float x, float y, float w, float h, const MyImage& image,
+                       bool inView) {
+    const double ratio = surface.pixelsPerCanvasPixel;
+    const BitmapInfo& picture = *image.image;
+    const double left = inView ? 0.0 : (static_cast<double>(kCanvasWidth) - w) * 0.5 - x;
+    const double top = inView ? 0.0 : (static_cast<double>(kCanvasHeight) - h) * 0.5 - y;
+    const double centerX = left + image.translateX + w * 0.5;
+    const double centerY = top + image.translateY + h * 0.5;
+    // The farthest that a point on the surface can be from the centre of the turn.
+    const double reach = std::hypot(surface.width, surface.height) + std::hypot(centerX, centerY) * ratio;
+    const Turn turn = TurnOf(std::fmod(static_cast<double>(image.rotation), 360.0), reach);
+
+    const double perU = ratio * image.scaleX * picture.width / picture.heldWidth;
+    const double perV = ratio * image.scaleY * picture.height / picture.heldHeight;
+    PicturePlacement placed{.centerColumn = centerX * ratio,
+                            .centerRow = centerY * ratio,
+                            .columnPerU = turn.cosine * perU,
+                            .columnPerV = turn.sine * perV,
+                            .rowPerU = turn.sine * perU,
+                            .rowPerV = -turn.cosine * perV};
+    if (surface.rows == RowOrder::BottomFirst) {
+        placed.centerRow = surface.height - placed.centerRow;
+        placed.rowPerU = -placed.rowPerU;
+        placed.rowPerV = -placed.rowPerV;
+    }
+    return placed;
+}
+
+bool IsFinite(const PicturePlacement& placement) {
+    return std::isfinite(placement.centerColumn) && std::isfinite(placement.centerRow) &&
+           std::isfinite(placement.columnPerU) && std::isfinite(placement.columnPerV) &&
+           std::isfinite(placement.rowPerU) && std::isfinite(placement.rowPerV);
+}
+
+}  // namespace
+
+void DrawMyImage(const Surface& surface, float x, float y, float w, float h, const MyImage* image,
+                 bool inView) {
+    if (image == nullptr || image->image == nullptr || !HasPixels(*image->image))
+        return;
+    const PicturePlacement placement = Place(surface, x, y, w, h, *image, inView);
+    if (!IsFinite(placement))
+        return;
+    const bool straight = placement.rowPerU == 0 && placement.columnPerV == 0;
+    const bool onItsSide = placement.columnPerU == 0 && placement.rowPerV == 0;
+    if (straight || onItsSide)
+        DrawStraight(surface, *image->image, placement);
+    else
+        DrawTurned(surface, *image->image, placement);
+}
+
+}  // namespace lumato::picture
