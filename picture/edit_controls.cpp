@@ -9,21 +9,12 @@
 namespace lumato::picture {
 namespace {
 
-// Larger scaled sides are undone.
-constexpr float kLargestScaledSide = 800;
-constexpr int kLargestScaleValue = 999;
+// More than any canvas; a picture of one row fitted to a large LCD would be wider than an integer counts.
+constexpr float kFarthestOffset = 1'000'000;
 
 void ShowControl(EditControl control) {
     if (EditPort* port = Pictures().port)
         port->ControlChanged(control);
-}
-
-void SetOffsetRanges(float scaledWidth, float scaledHeight) {
-    EditControls& controls = Pictures().controls;
-    const int x = static_cast<int>(scaledWidth);
-    const int y = static_cast<int>(scaledHeight);
-    controls.translateX.SetRange(-x, x);
-    controls.translateY.SetRange(-y, y);
 }
 
 void SetScale(MyImage& image, float scale) {
@@ -126,6 +117,14 @@ void MySuitableSizeCheckBoxHandler(bool on) {
     state.controls.scale.SetValue(static_cast<int>(scale * 100));
     store.gmyDrawrect = RestingRect(store.gmyLcdWidth, store.gmyLcdHeight);
     RequestRedraw();
+}
+
+void SetOffsetRanges(float scaledWidth, float scaledHeight) {
+    EditControls& controls = Pictures().controls;
+    const int x = static_cast<int>(std::min(scaledWidth, kFarthestOffset));
+    const int y = static_cast<int>(std::min(scaledHeight, kFarthestOffset));
+    controls.translateX.SetRange(-x, x);
+    controls.translateY.SetRange(-y, y);
 }
 
 void LittleArrowsControlAction(ArrowsControl& control, int part) {

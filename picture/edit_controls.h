@@ -1,5 +1,5 @@
-// The edit controls' logic without a window: the four arrows controls, the Fit-size check box and the gestures
-// that move the LCD rectangle.
+// The edit controls' logic without a window: the four arrows controls, the Fit-size check box and the
+// gestures that move the LCD rectangle.
 //
 // Used by the thread that owns the edit picture: the main thread, or the worker of a batch.
 #pragma once
@@ -59,6 +59,13 @@ void MyTranslateArrowYHandler();
 // The click on the Fit-size check box, which now stands at `on`.
 void MySuitableSizeCheckBoxHandler(bool on);
 
+// A picture's centre moves by at most its scaled size.
+void SetOffsetRanges(float scaledWidth, float scaledHeight);
+
+// What a fitted picture may be scaled to: at most so many percent, and neither side above so many pixels.
+inline constexpr int kLargestScaleValue = 999;
+inline constexpr float kLargestScaledSide = 800;
+
 inline constexpr int kUpArrowPart = 20;
 inline constexpr int kDownArrowPart = 21;
 // One step of a held arrow; runs on at the other end of the range.
@@ -83,7 +90,7 @@ struct CanvasPoint {
 
 // A gesture on the LCD rectangle, from the press to the release; in canvas coordinates.
 struct RectGesture {
-    bool gNeedRefreshRect = false;  // true: the rectangle is moved, false: a new one is placed
+    bool gNeedRefreshRect = false;   // true: the rectangle is moved, false: a new one is placed
     CanvasPoint gCurrentBeginPoint;  // of the pointer, counted from the moved rectangle's corner
 };
 

@@ -1,0 +1,151 @@
+#include "picture/add_pictures.h"
+
+#include <system_error>
+
+#include "picture/bitmap_file.h"
+#include "picture/messages.h"
+#include "picture/rv512_encoder.h"
+#include "store/local_files.h"
+#include "store/store.h"
+
+namespace lumato::picture {
+namespace {
+
+constexpr int kQualityStep = 10;
+constexpr int kAddedSequenceBase = 1000;
+
+// One picture on its way into the list, under the number that gmyTotalePicture gave it.
+class Addition {
+  public:
+    Addition() : m_name("Picture" + std::to_string(m_store.gmyTotalePicture) + ".bmp") {}
+
+    [[nodiscard]] Path Source() const { return store::BitmapPath(m_name); }
+
+    Result<AddedPicture> Encode() {
+        if (m_store.gmyTotalePictureNum > kMostPictures)
+            return RefuseForRoom(kNoRoom,
+                                 "a frame holds at most " + std::to_string(kMostPictures) + " pictures");
+        return m_store.G_TotalPicNum != 0 ? EncodeWithinShare() : EncodeOnce();
+    }
+
+    // Gives the number back.
+    tl::unexpected<Error> Refuse(const Message& note, Error reason) {
+        --m_store.gmyTotalePicture;
+        --m_store.gmyTotalePictureNum;
+        ShowNote(note, reason.message);
+        return tl::unexpected(std::move(reason));
+    }
+
+    AddedPicture Append(const Path& bmpPath, int size) {
+        auto* record = new store::FileData{.fileRef = bmpPath,
+                                           .fileName = m_name,
+                                           .seqIndex = m_store.gmyTotalePictureNum + kAddedSequenceBase,
+                                           .picSize = size};
+        if (!m_store.gmyPictureData)
+            m_store.gmyPictureData.reset(store::CreateList());
+        store::AddNode(m_store.gmyPictureData.get(), record);
+        m_store.TotolFlashSizeForPic -= size;
+        if (m_store.status != nullptr)
+            m_store.status->UpdateInfo();
+        return {m_name, size, Pictures().G_CurQuanlity};
+    }
+
+  private:
+    // A frame that limits its pictures gives each place that is left its share of the space.
+    Result<AddedPicture> EncodeWithinShare() {
+        const int limit = m_store.G_TotalPicNum;
+        if (m_store.gmyTotalePictureNum > limit)
+            return RefuseForRoom(kNoRoom, "the frame holds at most " + std::to_string(limit) + " pictures");
+        const int placesAfter = limit - m_store.gmyTotalePictureNum;
+        const int free = m_store.TotolFlashSizeForPic;
+        const int budget = placesAfter > 0 ? free / placesAfter : free;
+        int size = 0;
+        int quality = m_store.G_PicQuality;
+        do {
+            size = EncodeAt(quality);
+            if (size <= 0)
+                return Refuse(kCannotEncode, m_encoder.LastError());
+            if (size <= budget)
+                return AddedPicture{m_name, size, quality};
+            quality -= kQualityStep;
+        } while (quality > 0);
+        return RefuseForRoom(kNoQualityFits,
+                             "no room: even at the lowest quality it takes " + std::to_string(size) +
+                                 " bytes, and its share of the frame is " + std::to_string(budget));
+    }
+
+    Result<AddedPicture> EncodeOnce() {
+        const int quality = Pictures().G_CurQuanlity;
+        const int size = EncodeAt(quality);
+        if (size <= 0)
+            return Refuse(kCannotEncode, m_encoder.LastError());
+        if (size <= m_store.TotolFlashSizeForPic)
+            return AddedPicture{m_name, size, quality};
+        return RefuseForRoom(store::FrameOnline() ? kNoRoom : store::kDeviceNotOnline,
+                             "no room: it takes " + std::to_string(size) + " bytes, and " +
+                                 std::to_string(m_store.TotolFlashSizeForPic) + " are free on the frame");
+    }
+
+    int EncodeAt(int quality) {
+        Pictures().G_CurQuanlity = quality;
+        return m_encoder.EnCode(Source(), store::StreamPath(m_name), static_cast<int>(m_store.gmyLcdWidth),
+                                static_cast<int>(m_store.gmyLcdHeight), quality, m_store.G_YValue);
+    }
+
+    tl::unexpected<Error> RefuseForRoom(const Message& note, std::string reason) {
+        std::error_code ignored;
+        std::filesystem::remove(Source(), ignored);
+        std::filesystem::remove(store::StreamPath(m_name), ignored);
+        return Refuse(note, Error{ErrorKind::Refused, std::move(reason)});
+    }
+
+    store::StoreState& m_store = store::Store();
+    std::string m_name;
+    CRv512Encoder m_encoder;
+};
+
+// Nothing may be encoded but what was written just now, so every step must succeed.
+Result<void> WriteBitmap(const store::Rect& rect, const Path& path) {
+    const store::StoreState& store = store::Store();
+    LUMATO_TRY_VOID(store::PrepareLocalFolders());
+    LUMATO_TRY(const auto pixels, RenderLcdBitmap(rect));
+    return SaveBmpFile(pixels, static_cast<int>(store.gmyLcdWidth), static_cast<int>(store.gmyLcdHeight),
+                       path);
+}
+
+}  // namespace
+
+Result<AddedPicture> GetPicDataFromView(const store::Rect& rect, bool batch) {
+    store::StoreState& store = store::Store();
+    ++store.gmyTotalePicture;
+    ++store.gmyTotalePictureNum;
+    if (store.status != nullptr)
+        store::ShowNote(kSequence, store.gmyTotalePictureNum);
+    Addition addition;
+    Result<void> written = WriteBitmap(rect, addition.Source());
+    if (!written)
+        return addition.Refuse(kCannotEncode, std::move(written).error());
+    return MySelectButtonHandler(addition.Source(), !batch);
+}
+
+Result<AddedPicture> MySelectButtonHandler(const Path& bmpPath, bool advance) {
+    Addition addition;
+    const Result<AddedPicture> encoded = addition.Encode();
+    if (!encoded)
+        return encoded;
+    const AddedPicture added = addition.Append(bmpPath, encoded->bytes);
+    if (EditPort* port = Pictures().port; port != nullptr && advance)
+        port->SelectNextPicture();
+    return added;
+}
+
+Result<AddedPicture> AddEditPicture() {
+    store::StoreState& store = store::Store();
+    if (!Pictures().gmyCGimage)
+        return Fail(ErrorKind::NotFound, "no picture is selected");
+    Result<AddedPicture> added = GetPicDataFromView(WithTopLeftCorner(store.gmyDrawrect), false);
+    store.status->ShowPictureList(store.gmyTotalePictureNum, store.gmyCurrentSelectItem);
+    return added;
+}
+
+}  // namespace lumato::picture

@@ -1,0 +1,82 @@
+// From picture files to entries of the frame's picture list: select and fit, pose, compose, encode within the
+// space that the frame has left.
+//
+// Used by the thread that owns the store and the edit picture: the main thread, or the worker of a batch.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "base/error.h"
+#include "base/file.h"
+#include "picture/picture_state.h"
+#include "picture/pose.h"
+
+namespace lumato::picture {
+
+// edit_picture.cpp
+// A new edit picture in its upright starting pose; its pixels in gmyCGimagebi. Requires: the last one was
+// released. On failure gmyCGimagebi stays behind without pixels.
+[[nodiscard]] Result<std::unique_ptr<MyImage>> LoadPicture(const Path& file);
+// Nothing to do without an edit picture. The pixels stay until ReleaseMyBiBuff().
+void ReleaseMyImage();
+// The edit picture's pixels; with `preview` nothing, for the preview's stay until the next one replaces them.
+void ReleaseMyBiBuff(bool preview);
+// Makes the file the edit picture, fitted to the LCD. When it cannot be read there is none, and a note says
+// so. `interactive`: shown at once; a batch shows only its last one.
+Result<void> SelectOnePicture(const Path& file, bool interactive);
+
+// compose_picture.cpp
+// The posed edit picture inside the LCD rectangle as a bitmap file's pixels: blue, green, red, bottom row
+// first, without padding; black without an edit picture. Errors: TooLarge.
+[[nodiscard]] Result<std::vector<std::uint8_t>> RenderLcdBitmap(const store::Rect& rect);
+// Renders one picture file for an LCD of that size into a bitmap file; needs no frame. Takes the edit picture
+// and the LCD's size with it.
+[[nodiscard]] Result<void> ComposeFile(const Path& picture, int lcdWidth, int lcdHeight, const Pose& pose,
+                                       const Path& bitmap);
+
+// add_pictures.cpp
+inline constexpr int kMostPictures = 509;
+
+struct AddedPicture {
+    std::string name;  // in the local folders
+    int bytes = 0;     // of its stream
+    int quality = 0;
+};
+
+// Composes the edit picture, writes the bitmap and hands it on to MySelectButtonHandler(). `rect` has its
+// corner at the top left. Whatever fails, the counters are given back and the reason is shown.
+Result<AddedPicture> GetPicDataFromView(const store::Rect& rect, bool batch);
+// Encodes the composed bitmap, lowering the quality where the frame sets a limit, and appends it to the list.
+// The counters already include it. `advance`: the disk browser moves on afterwards.
+Result<AddedPicture> MySelectButtonHandler(const Path& bmpPath, bool advance);
+// The Add button with at most one picture selected. Requires: a frame is online, no transfer runs.
+Result<AddedPicture> AddEditPicture();
+
+// process_more_pic.cpp
+enum class AfterRefusal { Stop, GoOn };
+
+struct BatchReport {
+    struct Added {
+        Path file;
+        AddedPicture picture;
+    };
+    struct Refused {
+        Path file;
+        Error reason;
+        bool unreadable = false;  // no picture at all: the browser takes it for none from now on
+    };
+    std::vector<Added> added;
+    std::vector<Refused> refused;
+    std::vector<Path> notTried;
+};
+
+// Adds the files in their order. Files that cannot be read are passed over; at any other refusal the batch
+// stops or goes on. It ends when the frame is gone.
+BatchReport AddPictures(const std::vector<Path>& files, const Pose& pose, AfterRefusal policy);
+// Body of the batch task: adds the files with their fitted poses until one is refused, and tells people what
+// came of it. Requires: StartTransfer() succeeded and there is no edit picture.
+BatchReport ProcessMorePic(const std::vector<Path>& files);
+
+}  // namespace lumato::picture

@@ -1,0 +1,97 @@
+#include <algorithm>
+#include <utility>
+
+#include "base/printable.h"
+#include "picture/add_pictures.h"
+#include "picture/import.h"
+#include "picture/messages.h"
+#include "store/status_port.h"
+
+namespace lumato::picture {
+namespace {
+
+void ResetControls() {
+    PictureState& state = Pictures();
+    store::Store().TheSmallestValue = 0;
+    state.OldValue = 0;
+    state.controls.rotate.SetValue(0);
+    state.controls.translateY.SetValue(0);
+    state.controls.translateX.SetValue(0);
+    if (!state.gmySuitableSize) {
+        state.gmySuitableSize = true;
+        if (state.port != nullptr)
+            state.port->ControlChanged(EditControl::SuitableSize);
+    }
+}
+
+void ReleaseEditPicture() {
+    ReleaseMyImage();
+    ReleaseMyBiBuff(false);
+    Pictures().controls.scale.SetValue(0);
+}
+
+void FitToLcd() {
+    PictureState& state = Pictures();
+    store::StoreState& store = store::Store();
+    MyImage& image = *state.gmyCGimage;
+    const auto width = static_cast<int>(image.image->width);
+    const int height = image.image->height;
+    const float fit = FitScale(width, height, store.gmyLcdWidth, store.gmyLcdHeight);
+    image.scaleX *= fit;
+    image.scaleY *= fit;
+    store.gmyDrawrect = RestingRect(store.gmyLcdWidth, store.gmyLcdHeight);
+    store.TheSmallestValue = FitPercent(fit);
+    state.controls.scale.SetValue(store.TheSmallestValue);
+    SetOffsetRanges(fit * static_cast<float>(width), fit * static_cast<float>(height));
+}
+
+}  // namespace
+
+void ShowNote(const Message& message, std::string_view reason) {
+    store::StatusPort* status = store::Store().status;
+    if (status == nullptr)
+        return;
+    store::ShowNote(message);
+    status->SetNoteDetail(reason);
+}
+
+Result<std::unique_ptr<MyImage>> LoadPicture(const Path& file) {
+    PictureState& state = Pictures();
+    const store::StoreState& store = store::Store();
+    state.gmyCGimagebi = std::make_unique<BitmapInfo>();
+    LUMATO_TRY_VOID(
+        CreateMyImage(file, false, LargestScale(store.gmyLcdWidth, store.gmyLcdHeight), *state.gmyCGimagebi));
+    auto image = std::make_unique<MyImage>();
+    image->image = state.gmyCGimagebi.get();
+    return image;
+}
+
+void ReleaseMyImage() {
+    Pictures().gmyCGimage.reset();
+}
+
+void ReleaseMyBiBuff(bool preview) {
+    if (!preview)
+        Pictures().gmyCGimagebi.reset();
+}
+
+Result<void> SelectOnePicture(const Path& file, bool interactive) {
+    PictureState& state = Pictures();
+    const bool heldBefore = std::exchange(state.redrawHeld, state.redrawHeld || !interactive);
+    ResetControls();
+    ReleaseEditPicture();
+    Result<std::unique_ptr<MyImage>> loaded = LoadPicture(file);
+    if (loaded) {
+        state.gmyCGimage = std::move(*loaded);
+        FitToLcd();
+    } else {
+        ShowNote(kCannotRead, Printable(file.filename().string()) + ": " + loaded.error().message);
+    }
+    RequestRedraw();
+    state.redrawHeld = heldBefore;
+    if (!loaded)
+        return tl::unexpected(std::move(loaded).error());
+    return {};
+}
+
+}  // namespace lumato::picture

@@ -1,0 +1,34 @@
+// Poses as values, and how large any pose can show a picture.
+//
+// Used by the thread that owns the edit picture.
+#pragma once
+
+#include <optional>
+
+#include "picture/bitmap_info.h"
+#include "store/store_state.h"
+
+namespace lumato::picture {
+
+// Values of the edit controls; what is not set stays as fitted.
+struct Pose {
+    std::optional<int> rotate;  // degrees, clockwise
+    std::optional<int> scale;   // percent
+    std::optional<int> x;       // canvas pixels to the right
+    std::optional<int> y;       // canvas pixels upwards
+    std::optional<store::Rect> rect;
+};
+
+// Sets the controls as a user would after selecting the picture: rotate, scale, x, y, and the rectangle last.
+// What the controls undo is undone. The rectangle gets the LCD's size, its sides keep their signs.
+void ApplyPose(const Pose& pose);
+
+// The smallest scale at which a picture of this size covers the LCD, as a factor and in whole percent,
+// rounded up and at most 1000.
+[[nodiscard]] float FitScale(int width, int height, float lcdWidth, float lcdHeight);
+[[nodiscard]] int FitPercent(float fit);
+
+// The largest scale that the controls allow for a picture on an LCD of this size.
+[[nodiscard]] ScaleNeeded LargestScale(float lcdWidth, float lcdHeight);
+
+}  // namespace lumato::picture
