@@ -104,11 +104,20 @@ void AddGeneralOptions(CLI::App& app, Arguments& arguments) {
                    "resources folder: Language.ini, data/, Edata/ (default $XDG_DATA_HOME/lumato)")
         ->type_name("DIR");
     app.add_option("--trace", arguments.trace, "write one line per SCSI command to FILE")->type_name("FILE");
-    app.add_option("--fault", arguments.faults,
-                   "the virtual frame's N-th command goes wrong; KIND is refuse, lost, half, flip or unplug")
+    const auto takeFaults = [&arguments](const std::vector<std::string>& texts) {
+        for (const std::string& text : texts) {
+            const Result<vframe::Fault> fault = vframe::ParseFault(text);
+            if (!fault)
+                throw CLI::ValidationError("--fault", fault.error().message);
+            arguments.faults.push_back(*fault);
+        }
+    };
+    app.add_option_function<std::vector<std::string>>(
+           "--fault", takeFaults,
+           "the virtual frame's N-th command goes wrong; KIND is refuse, lost, half, flip or unplug")
         ->type_name("N:KIND")
-        ->expected(1)
-        ->take_all();
+        ->type_size(1)
+        ->allow_extra_args(false);
     app.add_option("--pace", arguments.pace, "the virtual frame takes as long as a real one, X times as fast")
         ->type_name("X")
         ->check(CLI::PositiveNumber);

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "base/file.h"
+#include "vframe/faults.h"
 
 namespace lumato::cli {
 
@@ -58,7 +59,7 @@ struct Arguments {
     std::optional<Path> frame;
     std::optional<Path> home;
     std::optional<Path> trace;
-    std::vector<std::string> faults;  // "N:KIND"
+    std::vector<vframe::Fault> faults;
     std::optional<double> pace;
     bool json = false;
     bool quiet = false;

@@ -19,11 +19,11 @@ void Output::Result(const nlohmann::ordered_json& json, const std::string& text)
     std::printf("%s\n", (m_json ? Serialized(json) : text).c_str());
 }
 
-int Output::Failure(ExitStatus status, const std::string& message) const {
-    Complain(message);
+int Output::Failed(const Failure& failure) const {
+    Complain(failure.message);
     if (m_json)
-        std::printf("%s\n", Serialized({{"error", message}}).c_str());
-    return status;
+        std::printf("%s\n", Serialized({{"error", failure.message}}).c_str());
+    return failure.status;
 }
 
 void Output::Complain(const std::string& message) {

@@ -16,6 +16,12 @@ enum ExitStatus {
     kNoFrame = 3,  // no frame found, or the file is no usable flash image
 };
 
+// Why a command ends early.
+struct Failure {
+    ExitStatus status = kRefused;
+    std::string message;
+};
+
 class Output {
   public:
     explicit Output(bool json) : m_json(json) {}
@@ -25,7 +31,8 @@ class Output {
 
     // "lumatoctl: message" on standard error; with --json an object with the member "error" on standard
     // output, too, so that a script always finds one. Returns `status`.
-    int Failure(ExitStatus status, const std::string& message) const;
+    int Failed(const Failure& failure) const;
+    int Failed(ExitStatus status, const std::string& message) const { return Failed({status, message}); }
     // The message alone, for a failure whose result follows.
     static void Complain(const std::string& message);
 

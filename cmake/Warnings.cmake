@@ -3,7 +3,7 @@ option(LUMATO_WERROR "Treat warnings as errors" ON)
 
 add_compile_options(
     -Wall -Wextra -Wconversion -Wsign-conversion -Wshadow -Wnon-virtual-dtor -Wold-style-cast
-    -Woverloaded-virtual -Wnull-dereference -Wformat=2)
+    -Woverloaded-virtual -Wformat=2)
 if(LUMATO_WERROR)
     add_compile_options(-Werror)
 endif()

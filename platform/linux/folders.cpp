@@ -15,7 +15,7 @@ Path UserHome() {
     return user != nullptr ? user->pw_dir : "/";
 }
 
-// The specification says that a relative path in these variables is to be ignored.
+// A relative path in these variables is to be ignored, after the XDG base directory rules.
 Path XdgFolder(const char* variable, const char* fallback) {
     const char* value = std::getenv(variable);
     if (value != nullptr && *value == '/')

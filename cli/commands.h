@@ -1,0 +1,26 @@
+// The commands, one file each. Every function does its whole job and returns the exit status.
+#pragma once
+
+#include "cli/arguments.h"
+#include "cli/output.h"
+
+namespace lumato::cli {
+
+// With a frame: cli/info.cpp and so on.
+int RunInfo(const Arguments& arguments, const Output& output);
+int RunList(const Arguments& arguments, const Output& output);
+int RunAdd(const Arguments& arguments, const Output& output);
+int RunDelete(const Arguments& arguments, const Output& output);
+int RunSave(const Arguments& arguments, const Output& output);
+
+// Without one.
+int RunCompose(const Arguments& arguments, const Output& output);
+int RunEncode(const Arguments& arguments, const Output& output);
+int RunDecode(const Arguments& arguments, const Output& output);
+int RunText(const Arguments& arguments, const Output& output);
+
+// Virtual frames.
+int RunFrameNew(const Arguments& arguments, const Output& output);
+int RunFrameRender(const Arguments& arguments, const Output& output);
+
+}  // namespace lumato::cli

@@ -1,0 +1,21 @@
+// lumatoctl compose: renders a posed picture as an LCD-sized bitmap file.
+#include "base/printable.h"
+#include "cli/commands.h"
+#include "cli/pose_of.h"
+#include "picture/add_pictures.h"
+
+namespace lumato::cli {
+
+int RunCompose(const Arguments& arguments, const Output& output) {
+    const Size lcd = *arguments.size;
+    const Result<void> composed = picture::ComposeFile(arguments.files[0], lcd.width, lcd.height,
+                                                       PoseOf(arguments.pose), arguments.files[1]);
+    if (!composed)
+        return output.Failed(kRefused,
+                             Printable(arguments.files[0].string()) + ": " + composed.error().message);
+    output.Result({{"width", lcd.width}, {"height", lcd.height}},
+                  std::to_string(lcd.width) + " x " + std::to_string(lcd.height) + " pixels");
+    return kDone;
+}
+
+}  // namespace lumato::cli

@@ -1,0 +1,66 @@
+// lumatoctl delete: takes pictures off the frame.
+#include <algorithm>
+#include <functional>
+
+#include "cli/commands.h"
+#include "cli/session.h"
+
+namespace lumato::cli {
+namespace {
+
+// From the highest down, each once: then every position still counts as it stood before.
+std::vector<int> InDeletionOrder(std::vector<int> positions) {
+    std::ranges::sort(positions, std::greater());
+    const auto repeated = std::ranges::unique(positions);
+    positions.erase(repeated.begin(), repeated.end());
+    return positions;
+}
+
+void DeleteAll() {
+    store::Store().gmyDeleteAll = true;
+    store::DeletePictures();
+    store::Store().gmyDeleteAll = false;
+}
+
+void DeleteAt(const std::vector<int>& positions) {
+    for (const int position : positions) {
+        store::Store().gmyCurrentSelectItem = position;
+        store::DeletePictures();
+    }
+}
+
+int Report(const Output& output, int deleted) {
+    const store::StoreState& store = store::Store();
+    output.Result({{"pictures", store.gmyTotalePictureNum}, {"free_bytes", store.TotolFlashSizeForPic}},
+                  Count(deleted, "picture") + " deleted, " + Grouped(store.gmyTotalePictureNum) + " left, " +
+                      Grouped(store.TotolFlashSizeForPic) + " bytes free");
+    return kDone;
+}
+
+}  // namespace
+
+int RunDelete(const Arguments& arguments, const Output& output) {
+    const auto session = Session::Connect(arguments);
+    if (!session)
+        return output.Failed(session.error());
+
+    const int before = store::Store().gmyTotalePictureNum;
+    const std::vector<int> positions = InDeletionOrder(arguments.positions);
+    if (!positions.empty() && positions.front() > before)
+        return output.Failed(kRefused, "there is no picture " + std::to_string(positions.front()) +
+                                           "; the frame has " + Count(before, "picture") +
+                                           ", and nothing was deleted");
+    if (arguments.all)
+        DeleteAll();
+    else
+        DeleteAt(positions);
+
+    const int deleted = before - store::Store().gmyTotalePictureNum;
+    if (deleted == 0)
+        return Report(output, 0);
+    if (const auto done = (*session)->Download(); !done)
+        return output.Failed(done.error());
+    return Report(output, deleted);
+}
+
+}  // namespace lumato::cli

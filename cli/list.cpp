@@ -1,0 +1,71 @@
+// lumatoctl list: the pictures of the frame, in order.
+#include <algorithm>
+#include <cstdio>
+
+#include "base/printable.h"
+#include "cli/commands.h"
+#include "cli/session.h"
+#include "store/picture_table.h"
+
+namespace lumato::cli {
+namespace {
+
+struct Row {
+    int position;
+    std::string name;
+    std::optional<std::uint32_t> address;  // none: it waits for a download
+    int bytes;
+};
+
+std::vector<Row> Rows() {
+    store::StoreState& store = store::Store();
+    std::vector<Row> rows;
+    for (int position = 1; position <= store.gmyTotalePictureNum; ++position) {
+        const store::FileData* picture = store::GetNode(store.gmyPictureData.get(), position);
+        Row row{position, picture->fileName, std::nullopt, picture->picSize};
+        if (picture->inFrame == 1)
+            row.address =
+                static_cast<std::uint32_t>(store::SlotAddress(store::SlotOf(store.G_PictureList, position)));
+        rows.push_back(std::move(row));
+    }
+    return rows;
+}
+
+nlohmann::ordered_json AsJson(const std::vector<Row>& rows) {
+    nlohmann::ordered_json pictures = nlohmann::ordered_json::array();
+    for (const Row& row : rows) {
+        nlohmann::ordered_json address = nullptr;
+        if (row.address)
+            address = *row.address;
+        pictures.push_back(
+            {{"position", row.position}, {"name", row.name}, {"address", address}, {"bytes", row.bytes}});
+    }
+    return {{"pictures", pictures}};
+}
+
+std::string AsText(const std::vector<Row>& rows) {
+    std::string text = Count(static_cast<long long>(rows.size()), "picture") + " in the frame";
+    for (const Row& row : rows) {
+        char address[24] = "waiting ";
+        if (row.address)
+            std::snprintf(address, sizeof address, "0x%06X", *row.address);
+        char line[80];
+        std::snprintf(line, sizeof line, "\n%4d  %-8s  %11s bytes  ", row.position, address,
+                      Grouped(row.bytes).c_str());
+        text += line + Printable(row.name);
+    }
+    return text;
+}
+
+}  // namespace
+
+int RunList(const Arguments& arguments, const Output& output) {
+    const auto session = Session::Connect(arguments);
+    if (!session)
+        return output.Failed(session.error());
+    const std::vector<Row> rows = Rows();
+    output.Result(AsJson(rows), AsText(rows));
+    return kDone;
+}
+
+}  // namespace lumato::cli

@@ -1,0 +1,25 @@
+// lumatoctl save: copies the frame's pictures as numbered bitmaps.
+#include "base/printable.h"
+#include "cli/commands.h"
+#include "cli/session.h"
+
+namespace lumato::cli {
+
+int RunSave(const Arguments& arguments, const Output& output) {
+    const auto session = Session::Connect(arguments);
+    if (!session)
+        return output.Failed(session.error());
+
+    const Path& folder = arguments.files.front();
+    std::error_code error;
+    std::filesystem::create_directories(folder, error);
+    if (error)
+        return output.Failed(kRefused, Printable(folder.string()) + ": " + error.message());
+    const Result<int> saved = store::SavePictures(folder);
+    if (!saved)
+        return output.Failed(kRefused, saved.error().message);
+    output.Result({{"saved", *saved}}, Count(*saved, "picture") + " saved in " + Printable(folder.string()));
+    return kDone;
+}
+
+}  // namespace lumato::cli

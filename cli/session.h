@@ -1,0 +1,57 @@
+// One frame for the length of one call: connected at its start, let go of at its end.
+//
+// Main thread only; the store's worker tasks run inside.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include <tl/expected.hpp>
+
+#include "cli/arguments.h"
+#include "cli/output.h"
+#include "cli/terminal_status.h"
+#include "device/comm_usb.h"
+#include "picture/rv512_encoder.h"
+#include "platform/linux/folder_lock.h"
+#include "platform/linux/system_clock.h"
+#include "store/store.h"
+#include "vframe/trace.h"
+#include "vframe/virtual_bus.h"
+
+namespace lumato::cli {
+
+class Session {
+  public:
+    // Takes the home folder, finds the frame, and waits until its pictures are read back.
+    [[nodiscard]] static tl::expected<std::unique_ptr<Session>, Failure> Connect(const Arguments& arguments);
+
+    // Lets go of the frame and of the local files of its pictures.
+    ~Session();
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+
+    // Writes the list to the frame, showing progress.
+    [[nodiscard]] tl::expected<void, Failure> Download();
+
+    [[nodiscard]] TerminalStatus& Status() { return m_status; }
+
+  private:
+    explicit Session(bool quiet) : m_status(quiet) {}
+
+    tl::expected<void, Failure> PrepareHome(const Arguments& arguments);
+    tl::expected<void, Failure> PlugFrame(const Arguments& arguments);
+    tl::expected<void, Failure> BringOnline();
+
+    TerminalStatus m_status;
+    platform::SystemClock m_clock;
+    picture::CRv512Encoder m_codec;
+    std::optional<platform::FolderLock> m_homeLock;
+    std::unique_ptr<vframe::VirtualBus> m_frameBus;
+    std::unique_ptr<vframe::TracedBus> m_tracedBus;
+    store::StoreFramePort m_framePort;
+    std::unique_ptr<device::CCommUSB> m_link;
+};
+
+}  // namespace lumato::cli
