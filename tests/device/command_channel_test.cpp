@@ -123,24 +123,48 @@ TEST_F(CommandChannel, WithoutAnOpenDeviceNothingIsSentOrPrinted) {
     EXPECT_EQ(m_data[0], 'a');
 }
 
-TEST_F(CommandChannel, DetachmentDuringACommandLeavesTheDeviceToIt) {
-    std::atomic<bool> inside{false};
-    std::atomic<bool> proceed{false};
-    m_script.answer = [&](const ScsiRequest&) {
-        inside = true;
-        while (!proceed)
+// A worker that is inside a command while the main thread goes on.
+class CommandInFlight : public CommandChannel {
+  protected:
+    CommandInFlight() {
+        m_script.answer = [this](const ScsiRequest&) {
+            m_inside = true;
+            while (!m_proceed)
+                std::this_thread::yield();
+            EXPECT_EQ(m_script.closed, 0);
+            return test::Good();
+        };
+        m_worker = std::thread([this] { EXPECT_TRUE(Send(0, 0)); });
+        while (!m_inside)
             std::this_thread::yield();
-        EXPECT_EQ(m_script.closed, 0);
-        return test::Good();
-    };
-    std::thread worker([&] { EXPECT_TRUE(Send(0, 0)); });
-    while (!inside)
-        std::this_thread::yield();
+    }
+    void Finish() {
+        m_proceed = true;
+        m_worker.join();
+    }
+
+  private:
+    std::atomic<bool> m_inside{false};
+    std::atomic<bool> m_proceed{false};
+    std::thread m_worker;
+};
+
+TEST_F(CommandInFlight, DetachmentLeavesTheDeviceToIt) {
     m_bus.Unplug(m_service);
     EXPECT_FALSE(m_link.GetUSBDeviceStatus());
-    proceed = true;
-    worker.join();
+    Finish();
     EXPECT_EQ(m_script.closed, 1);
+}
+
+TEST_F(CommandInFlight, ItsVanishedDeviceSaysNothingAboutTheNextFrame) {
+    m_bus.Unplug(m_service);
+    test::DeviceScript nextScript;
+    test::ScriptedService next("next", nextScript);
+    m_bus.Plug(next);
+    m_script.gone = true;
+    Finish();
+    EXPECT_TRUE(m_link.GetUSBDeviceStatus());
+    ResetLink();
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include "flash/process_flash.h"
 
+#include <array>
+
 #include <gtest/gtest.h>
 
 #include "tests/support/flash_frame.h"
@@ -149,9 +151,9 @@ TEST_F(ProcessFlash, NothingOutsideTheWriteRangeIsErasedOrProgrammed) {
         unsigned long address;
         bool allowed;
     } erases[] = {
-        {0x20, 0x21000, true},  {0x20, 0x21FFF, true},  {0x20, 0x20FFF, false}, {0x20, 0x2FFFF, true},
-        {0x20, 0x30000, false}, {0x52, 0x21000, false}, {0x52, 0x28000, true},  {0xD8, 0x2F000, false},
-        {0x60, 0x28000, false}, {0xC7, 0x28000, false}, {0xD8, ~0UL, false},
+        {0x20, 0x21000, true}, {0x20, 0x21FFF, true},  {0x20, 0x20FFF, false},
+        {0x20, 0x2FFFF, true}, {0x20, 0x30000, false}, {0x52, 0x21000, false},
+        {0x52, 0x28000, true}, {0xD8, 0x2F000, false}, {0xD8, ~0UL, false},
     };
     m_flash.SetWriteRange({.begin = 0x21000, .end = 0x30000});
     for (const auto& row : erases) {
@@ -167,6 +169,14 @@ TEST_F(ProcessFlash, NothingOutsideTheWriteRangeIsErasedOrProgrammed) {
     EXPECT_FALSE(m_flash.Flash_WR_Page(m_data.data(), -1, 0x21000));
     EXPECT_FALSE(m_flash.Flash_WR_Page(m_data.data(), 1, -1));
     EXPECT_EQ(m_frame.Order(), "nsnEnsnEnsnEnsnEnsnP");
+}
+
+TEST_F(ProcessFlash, WholeChipIsNeverErased) {
+    for (const unsigned char instruction : std::array<unsigned char, 2>{0x60, 0xC7}) {
+        m_flash.SetFlashCommand(instruction, 0);
+        EXPECT_FALSE(m_flash.Erase4KFlash(0x10000));
+    }
+    EXPECT_EQ(m_frame.SentCount(), 0U);
 }
 
 // Three address bytes reach 16 MB; what lies higher would be answered, or written, from the bottom.
