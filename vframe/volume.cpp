@@ -67,10 +67,11 @@ void PutBootSector(MutableByteSpan block) {
     PutBootMark(block);
 }
 
-void PutFatEntry(MutableByteSpan fat, std::size_t cluster, std::uint16_t value) {
+// Two entries of 12 bits share three bytes.
+void PutFatEntry(MutableByteSpan fat, std::size_t cluster, std::uint32_t value) {
     const MutableByteSpan at = fat.subspan(cluster * 3 / 2, 2);
-    const std::uint16_t old = GetLe16(at);
-    PutLe16(at, cluster % 2 == 0 ? (old & 0xF000) | value : (old & 0x000F) | value << 4);
+    const std::uint32_t old = GetLe16(at);
+    PutLe16(at, cluster % 2 == 0 ? (old & 0xF000U) | value : (old & 0x000FU) | value << 4);
 }
 
 // One chain from cluster 2 on.
@@ -78,7 +79,7 @@ void PutFat(MutableByteSpan fat, std::size_t clusters) {
     PutFatEntry(fat, 0, 0xF00 | kFixedMedia);
     PutFatEntry(fat, 1, 0xFFF);
     for (std::size_t i = 0; i < clusters; ++i)
-        PutFatEntry(fat, 2 + i, i + 1 == clusters ? 0xFFF : static_cast<std::uint16_t>(3 + i));
+        PutFatEntry(fat, 2 + i, i + 1 == clusters ? 0xFFF : static_cast<std::uint32_t>(3 + i));
 }
 
 std::uint8_t ShortNameSum() {
