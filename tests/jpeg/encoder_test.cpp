@@ -50,7 +50,7 @@ TEST(Encoder, OptionsLeaveTheirPartsOut) {
 
     const Bytes noTables = Encode(picture, 1, 3 | kOmitTables);
     EXPECT_THAT(Part(noTables, 4, 4), ElementsAre(0x07, 0x13, 0x88, 1));
-    const std::size_t firstOffset = noTables[16 + 6] | noTables[16 + 7] << 8;
+    const std::size_t firstOffset = GetLe16(ByteSpan(noTables).subspan(16 + 6));
     EXPECT_EQ(firstOffset, mcuTable);
 }
 
