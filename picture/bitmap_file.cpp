@@ -25,26 +25,22 @@ Result<void> CheckHeader(ByteSpan file, int width, int height) {
     return {};
 }
 
-// Pixels of 16 bits: 5 each for blue (lowest), green and red.
-void ExpandRow(ByteSpan packed, MutableByteSpan bgr) {
-    for (; packed.size() >= 2; packed = packed.subspan(2), bgr = bgr.subspan(3)) {
-        const std::uint16_t pixel = GetLe16(packed);
-        bgr[0] = static_cast<std::uint8_t>((pixel & 31) << 3);
-        bgr[1] = static_cast<std::uint8_t>((pixel >> 5 & 31) << 3);
-        bgr[2] = static_cast<std::uint8_t>((pixel >> 10 & 31) << 3);
-    }
+std::size_t PackedStride(int width) {
+    return (static_cast<std::size_t>(width) * 2 + 3) / 4 * 4;
 }
 
+// Expands rows of 16-bit pixels: 5 bits each for blue (lowest), green and red.
 Bytes Expand16(ByteSpan packed, int width, int height) {
-    const std::size_t packedRow = static_cast<std::size_t>(width) * 2;
-    const std::size_t packedStride = (packedRow + 3) / 4 * 4;
-    const std::size_t stride = BitmapStride(width);
     Bytes pixels(PixelBytes(width, height));
-    for (std::size_t row = 0; row * packedStride < packed.size() && row < static_cast<std::size_t>(height);
-         ++row) {
-        const ByteSpan rest = packed.subspan(row * packedStride);
-        ExpandRow(rest.first(std::min(packedRow, rest.size())),
-                  MutableByteSpan(pixels).subspan(row * stride, stride));
+    for (std::size_t row = 0; row < static_cast<std::size_t>(height); ++row) {
+        ByteSpan from = packed.subspan(row * PackedStride(width));
+        std::uint8_t* bgr = &pixels[row * BitmapStride(width)];
+        for (int x = 0; x < width; ++x, from = from.subspan(2), bgr += 3) {
+            const std::uint16_t pixel = GetLe16(from);
+            bgr[0] = static_cast<std::uint8_t>((pixel & 31) << 3);
+            bgr[1] = static_cast<std::uint8_t>((pixel >> 5 & 31) << 3);
+            bgr[2] = static_cast<std::uint8_t>((pixel >> 10 & 31) << 3);
+        }
     }
     return pixels;
 }
@@ -58,10 +54,12 @@ Result<Bytes> ReadPixels(const Path& path, int width, int height) {
     if (!sound)
         return tl::unexpected(Context(path.string(), sound.error()));
     constexpr std::size_t kBitsPerPixel = 28;
-    if (file[kBitsPerPixel] == 16)
-        return Expand16(ByteSpan(file).subspan(kBitmapHeaderSize), width, height);
+    const bool isPacked = file[kBitsPerPixel] == 16;
+    // The pixel array starts behind the header, whatever that says. What the file lacks is black.
     file.erase(file.begin(), file.begin() + kBitmapHeaderSize);
-    file.resize(expected);
+    file.resize(isPacked ? PackedStride(width) * static_cast<std::size_t>(height) : expected);
+    if (isPacked)
+        return Expand16(file, width, height);
     return file;
 }
 
