@@ -37,7 +37,7 @@ std::string Line(const ScsiRequest& request, const ScsiOutcome& outcome) {
     for (const std::uint8_t byte : request.block)
         AppendHex(line, byte);
     line += std::string(" ") + Name(request.direction) + " " + std::to_string(length) + " ";
-    AppendHex(line, outcome.executed ? outcome.status : platform::kStatusNone);
+    AppendHex(line, outcome.status);
     line += '\n';
     return line;
 }

@@ -77,7 +77,7 @@ TEST_F(Lcd, ShowsThePicturesOfTheTableInOrder) {
     Store(1, Stream(kRed, kBlue), 0x31000);
     Store(2, Stream(kGreen, kGreen), 0x22000, 2);                // not stored
     Store(3, Stream(kRed, kRed, kWidth + 1, kHeight), 0x23000);  // another size
-    PutSlot(4, 1, kTable - 4096, 1000);                          // below the picture area
+    Store(4, Stream(kRed, kRed), kTable - 4096);                 // below the picture area
     PutSlot(5, 1, 0x3FF00, 0x101);                               // beyond the flash
     PutSlot(6, 1, 0x24000, 1000);                                // erased flash
     Store(509, Stream(kGreen, kRed), 0x30000);

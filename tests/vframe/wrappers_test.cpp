@@ -64,6 +64,7 @@ TEST(Faults, LostExecutesAll) {
     Faulty losingData(FaultKind::Lost);
     EXPECT_EQ(losingData.driver.Read(0, 1), Bytes{PatternFlash()[0]});
     EXPECT_EQ(losingData.driver.last.status, kCheck);
+    EXPECT_EQ(losingData.driver.last.transferred, 1U);
 }
 
 TEST(Faults, HalfDoesTheFirstHalf) {
