@@ -10,6 +10,7 @@
 
 #include "jpeg/forward_dct.h"
 #include "jpeg/huffman_code.h"
+#include "jpeg/mcu_samples.h"
 #include "jpeg/tables.h"
 
 namespace lumato::jpeg {
@@ -40,7 +41,7 @@ class CVaskJpegEncoder {
     static void HuffmanEncode(const Block& coefficients, const BlockCoding& coding, int& predictor,
                               BitWriter& bits);
     // Codes one MCU with its fill bits. `predictors`: the last DC values of Y, Cb and Cr.
-    void CompressOneTile(const std::array<Block, 6>& samples, int lumaBlocks, std::array<int, 3>& predictors,
+    void CompressOneTile(const McuBlocks& samples, int lumaBlocks, std::array<int, 3>& predictors,
                          BitWriter& bits) const;
 
     std::uint16_t m_scaleFactor;
