@@ -36,7 +36,7 @@ void SymbolTable::FillLookahead() {
 
 SymbolTable::Match SymbolTable::Search(std::uint32_t window) const {
     unsigned length = 1;
-    while (length < 16 && (MINCODE[length] == 0 || window >= MINCODE[length]))
+    while (length < 16 && window >= MINCODE[length])
         ++length;
     const std::uint32_t offset = (window - MINCODE[length - 1]) & 0xFFFF;
     const std::uint32_t index = VALPTR[length - 1] + (offset >> (16 - length));
