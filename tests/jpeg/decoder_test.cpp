@@ -47,48 +47,6 @@ TEST(Decoder, EveryQualityRoundTrips) {
         EXPECT_GT(Psnr(picture, DecodeStream(Encode(picture, 100, mode), 0, 0)->pixels, 64), 44);
 }
 
-// Every pixel against a double-precision reading of the same stream: colours differ by at most 8, half of
-// which are the roundings of luminance and chrominance (with its factor of 1.8) and the rest the scales of 6
-// bits.
-TEST(Decoder, MatchesADoublePrecisionDecoder) {
-    for (int mode = 0; mode < 4; ++mode) {
-        const TestPicture picture = Scene(43, 37);
-        const Bytes stream = Encode(picture, 85, mode);
-        const SlowStream slow = SlowRead(stream);
-        const auto decoded = DecodeStream(stream, 0, 0);
-        ASSERT_TRUE(decoded.has_value());
-        double sum = 0;
-        double worst = 0;
-        for (int y = 0; y < 37; ++y) {
-            for (int x = 0; x < 43; ++x) {
-                const int insideX = x % (8 * slow.wide);
-                const int insideY = y % (8 * slow.tall);
-                const SlowMcu& mcu = slow.mcus[static_cast<std::size_t>(y / (8 * slow.tall) * slow.across +
-                                                                        x / (8 * slow.wide))];
-                const auto sample = [&](int block, int column, int row) {
-                    const auto samples = SlowInverseDct(mcu.blocks[static_cast<std::size_t>(block)],
-                                                        slow.quant[block < 2 ? 1 : 0]);
-                    return samples[static_cast<std::size_t>(row * 8 + column)];
-                };
-                const double luma =
-                    sample(2 + insideY / 8 * slow.wide + insideX / 8, insideX % 8, insideY % 8);
-                const double cb = sample(0, insideX / slow.wide, insideY / slow.tall) - 128;
-                const double cr = sample(1, insideX / slow.wide, insideY / slow.tall) - 128;
-                const double bgr[] = {luma + 1.772 * cb, luma - 0.344136 * cb - 0.714136 * cr,
-                                      luma + 1.402 * cr};
-                for (std::size_t i = 0; i < 3; ++i) {
-                    const std::size_t at = static_cast<std::size_t>(y * decoded->stride + x) * 3 + i;
-                    const double error = std::abs(decoded->pixels[at] - std::clamp(bgr[i], 0.0, 255.0));
-                    sum += error;
-                    worst = std::max(worst, error);
-                }
-            }
-        }
-        EXPECT_LT(worst, 5) << mode;
-        EXPECT_LT(sum / (43 * 37 * 3), 0.8) << mode;
-    }
-}
-
 TEST(Decoder, LongThinPicturesAreDecoded) {
     for (int mode = 0; mode < 4; ++mode) {
         const TestPicture wide = Scene(65535, 1);

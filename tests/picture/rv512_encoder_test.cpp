@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <csignal>
 
-#include <gmock/gmock.h>
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
