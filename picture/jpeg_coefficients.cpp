@@ -11,7 +11,7 @@
 namespace lumato::picture {
 namespace {
 
-constexpr std::int64_t kMostInMemory = 96 * 1024 * 1024;
+constexpr std::int64_t kMostInMemory = 160 * 1024 * 1024;
 // How much of an array in the file may be mapped before it is let go; it stays in the file.
 constexpr std::size_t kWindow = 4 * 1024 * 1024;
 

@@ -58,10 +58,10 @@ void Log(const gchar* domain, GLogLevelFlags /*level*/, const gchar* text, gpoin
 
 bool Start() {
     for (const char* domain : {"VIPS", "GLib", "GLib-GObject", "GLib-GIO"})
-        g_log_set_handler(domain,
-                          static_cast<GLogLevelFlags>(G_LOG_LEVEL_WARNING | G_LOG_LEVEL_MESSAGE |
-                                                      G_LOG_LEVEL_INFO | G_LOG_LEVEL_DEBUG),
-                          Log, nullptr);
+        g_log_set_handler(
+            domain,
+            static_cast<GLogLevelFlags>(G_LOG_LEVEL_CRITICAL | G_LOG_LEVEL_WARNING | G_LOG_LEVEL_MESSAGE),
+            Log, nullptr);
     if (VIPS_INIT("lumato") != 0)
         return false;
     // Every picture is read once, so that what its operations leave behind serves nobody.

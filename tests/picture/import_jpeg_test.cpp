@@ -1,0 +1,240 @@
+#include <random>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "import_support.h"
+#include "picture/held_size.h"
+
+namespace lumato::picture {
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+class JpegImport : public testing::Test {
+  protected:
+    Result<void> Read(const Bytes& jpeg, double scale = 1.0, bool flipRows = false) {
+        Put(m_file, jpeg);
+        return Import(m_file, m_info, scale, flipRows);
+    }
+
+    TemporaryFolder m_folder;
+    Path m_file = m_folder / "picture.jpg";
+    BitmapInfo m_info;
+};
+
+void ExpectQuarters(const BitmapInfo& info, const std::array<Rgb, 4>& expected, int tolerance = 12) {
+    const std::array<Rgb, 4> got = QuarterColours(info);
+    for (std::size_t i = 0; i < 4; ++i)
+        EXPECT_TRUE(Near(got[i], expected[i], tolerance))
+            << "quarter " << i << ": " << testing::PrintToString(got[i]);
+}
+
+TEST_F(JpegImport, EveryCodingGivesTheSamePicture) {
+    const JpegOptions codings[] = {{},
+                                   {.progressive = true},
+                                   {.separateScans = true},
+                                   {.restartRows = 1},
+                                   {.comment = Bytes(60000, 'x')},
+                                   {.profile = SrgbProfile()}};
+    for (const JpegOptions& coding : codings) {
+        ASSERT_EQ(Outcome(Read(MakeJpeg(Quarters(97, 63), coding))), "fine");
+        EXPECT_EQ(m_info.width, 97U);
+        EXPECT_EQ(m_info.height, 63);
+        EXPECT_EQ(m_info.bytesPerRow, 97U * 4);
+        EXPECT_EQ(m_info.dataSize, m_info.pixels.size());
+        ExpectQuarters(m_info, OrientedQuarters(1));
+    }
+}
+
+TEST_F(JpegImport, AllOrientationsAtAnyScaleAndRowOrder) {
+    for (int orientation = 0; orientation <= 9; ++orientation) {
+        const int shown = orientation == 9 ? 1 : orientation;
+        const Bytes jpeg = MakeJpeg(Quarters(96, 64), {.orientation = orientation});
+        for (const double scale : {1.0, 0.2, 0.05}) {
+            SCOPED_TRACE(testing::Message() << "orientation " << orientation << " scale " << scale);
+            ASSERT_EQ(Outcome(Read(jpeg, scale)), "fine");
+            EXPECT_EQ(m_info.width, shown >= 5 ? 64U : 96U);
+            EXPECT_EQ(m_info.height, shown >= 5 ? 96 : 64);
+            ExpectQuarters(m_info, OrientedQuarters(shown));
+
+            ASSERT_EQ(Outcome(Read(jpeg, scale, true)), "fine");
+            const auto [topLeft, topRight, bottomLeft, bottomRight] = OrientedQuarters(shown);
+            ExpectQuarters(m_info, {bottomLeft, bottomRight, topLeft, topRight});
+        }
+    }
+}
+
+TEST_F(JpegImport, BrokenExifIsIgnored) {
+    const Bytes sound = MakeJpeg(Quarters(32, 32), {.orientation = 6});
+    for (std::size_t at = 24; at < 56; ++at) {
+        Bytes jpeg = sound;
+        jpeg[at] ^= 0xFF;
+        EXPECT_EQ(Outcome(Read(jpeg)), "fine") << at;
+    }
+}
+
+TEST_F(JpegImport, ProfilesAreApplied) {
+    const Raw red = Plain(16, 16, {255, 0, 0});
+    ASSERT_EQ(Outcome(Read(MakeJpeg(red, {.profile = SwappedProfile()}))), "fine");
+    EXPECT_TRUE(Near(At(m_info, 8, 8), kBlue, 12));
+    // Several segments.
+    ASSERT_EQ(Outcome(Read(MakeJpeg(red, {.profile = SwappedProfile(150'000)}))), "fine");
+    EXPECT_TRUE(Near(At(m_info, 8, 8), kBlue, 12));
+}
+
+TEST_F(JpegImport, UnusableProfilesAreIgnored) {
+    const Raw red = Plain(16, 16, {255, 0, 0});
+    Bytes cut = SwappedProfile();
+    cut.resize(cut.size() / 2);
+    for (const Bytes& profile : {Bytes(300, 0x55), cut, CmykProfile()}) {
+        ASSERT_EQ(Outcome(Read(MakeJpeg(red, {.profile = profile}))), "fine");
+        EXPECT_TRUE(Near(At(m_info, 8, 8), kRed, 12));
+    }
+}
+
+TEST_F(JpegImport, Grey) {
+    ASSERT_EQ(Outcome(Read(MakeJpeg(Plain(16, 16, {77})))), "fine");
+    EXPECT_TRUE(Near(At(m_info, 8, 8), {77, 77, 77}, 2));
+    EXPECT_EQ(At(m_info, 8, 8)[0], At(m_info, 8, 8)[2]);
+}
+
+TEST_F(JpegImport, InksInBothDirections) {
+    // Half cyan, a fifth of black: what an ideal ink of each lets through.
+    const Rgb expected{128 * 204 / 255, 204, 204};
+    ASSERT_EQ(Outcome(Read(MakeJpeg(Plain(16, 16, {127, 0, 0, 51})))), "fine");
+    EXPECT_TRUE(Near(At(m_info, 8, 8), expected, 6)) << testing::PrintToString(At(m_info, 8, 8));
+    ASSERT_EQ(Outcome(Read(MakeJpeg(Plain(16, 16, {128, 255, 255, 204}), {.adobe = true}))), "fine");
+    EXPECT_TRUE(Near(At(m_info, 8, 8), expected, 6)) << testing::PrintToString(At(m_info, 8, 8));
+}
+
+TEST_F(JpegImport, InksByTheirProfile) {
+    const Bytes profile = CmykProfile();
+    ASSERT_FALSE(profile.empty());
+    ASSERT_EQ(Outcome(Read(MakeJpeg(Plain(16, 16, {255, 0, 0, 0}), {.profile = profile}))), "fine");
+    const Rgb bare = At(m_info, 8, 8);
+    ASSERT_EQ(Outcome(Read(MakeJpeg(Plain(16, 16, {0, 255, 255, 255}), {.adobe = true, .profile = profile}))),
+              "fine");
+    EXPECT_TRUE(Near(At(m_info, 8, 8), bare, 8));
+    // Printed cyan is far from the ideal one, (0, 255, 255).
+    EXPECT_LT(bare[1], 200);
+    EXPECT_GT(bare[2], bare[1]);
+}
+
+TEST_F(JpegImport, DecodesAtTheSmallestScaleThatServes) {
+    const Bytes jpeg = MakeJpeg(Quarters(800, 400));
+    const struct {
+        double scale;
+        int width, height;
+    } rows[] = {{1.0, 800, 400},  {0.5, 800, 400}, {0.45, 800, 400}, {0.4, 700, 350},
+                {0.25, 400, 200}, {0.2, 400, 200}, {0.1, 200, 100},  {0.01, 100 / 6 + 1, 50 / 6 + 1}};
+    for (const auto& row : rows) {
+        ASSERT_EQ(Outcome(Read(jpeg, row.scale)), "fine");
+        EXPECT_EQ(m_info.width, 800U);
+        EXPECT_EQ(m_info.heldWidth, row.width) << row.scale;
+        EXPECT_EQ(m_info.heldHeight, row.height) << row.scale;
+        ExpectQuarters(m_info, OrientedQuarters(1));
+    }
+}
+
+// The picture up to a cut may be complete only when nothing but the end marker is missing.
+TEST_F(JpegImport, TruncationIsNeverSilent) {
+    for (const JpegOptions& coding :
+         {JpegOptions{}, {.progressive = true}, {.separateScans = true}, {.restartRows = 1}}) {
+        const Bytes jpeg = MakeJpeg(Noise(61, 47, 5), coding);
+        ASSERT_EQ(Outcome(Read(jpeg)), "fine");
+        const Bytes whole = m_info.pixels;
+        for (std::size_t size = 3; size < jpeg.size(); size += size + 40 < jpeg.size() ? 23U : 1U) {
+            const auto result = Read(Bytes(jpeg.begin(), jpeg.begin() + static_cast<std::ptrdiff_t>(size)));
+            if (result) {
+                EXPECT_GE(size + 3, jpeg.size());
+                EXPECT_EQ(m_info.pixels, whole) << size;
+                continue;
+            }
+            EXPECT_EQ(Outcome(result), "Damaged: cut off: the file ends early") << size;
+            EXPECT_TRUE(m_info.pixels.empty());
+            EXPECT_EQ(m_info.width, 0U);
+        }
+    }
+}
+
+TEST_F(JpegImport, ATailOfZerosIsNoPicture) {
+    for (const bool progressive : {false, true}) {
+        Bytes jpeg = MakeJpeg(Noise(160, 120, 5), {.progressive = progressive});
+        std::fill(jpeg.begin() + static_cast<std::ptrdiff_t>(jpeg.size() / 3), jpeg.end(), 0);
+        EXPECT_THAT(Outcome(Read(jpeg)), StartsWith("Damaged: "));
+    }
+}
+
+TEST_F(JpegImport, GarbageBetweenMarkersIsTolerated) {
+    Bytes jpeg = MakeJpeg(Quarters(32, 32));
+    jpeg.insert(jpeg.begin() + 20, {1, 2, 3});
+    EXPECT_EQ(Outcome(Read(jpeg)), "fine");
+    jpeg.insert(jpeg.end(), 5000, 0xAB);
+    EXPECT_EQ(Outcome(Read(jpeg)), "fine");
+}
+
+// The header's sides lie behind the marker of the frame.
+Bytes WithSides(Bytes jpeg, std::uint8_t marker, std::uint32_t width, std::uint32_t height) {
+    for (std::size_t at = 0; at + 9 < jpeg.size(); ++at)
+        if (jpeg[at] == 0xFF && jpeg[at + 1] == marker) {
+            PutBe16(MutableByteSpan(jpeg).subspan(at + 5), height);
+            PutBe16(MutableByteSpan(jpeg).subspan(at + 7), width);
+            return jpeg;
+        }
+    ADD_FAILURE() << "no such frame";
+    return jpeg;
+}
+
+TEST_F(JpegImport, HostileSizesAreRefused) {
+    const Bytes baseline = MakeJpeg(Quarters(32, 32));
+    const Bytes progressive = MakeJpeg(Quarters(32, 32), {.progressive = true});
+    EXPECT_THAT(Outcome(Read(WithSides(baseline, 0xC0, 65500, 65500))), StartsWith("TooLarge: "));
+    EXPECT_THAT(Outcome(Read(WithSides(baseline, 0xC0, 30000, 30000))), StartsWith("Damaged: cut off"));
+    EXPECT_THAT(Outcome(Read(WithSides(progressive, 0xC2, 30000, 30000))), StartsWith("TooLarge: "));
+    EXPECT_THAT(Outcome(Read(WithSides(progressive, 0xC2, 1000, 1000))), StartsWith("Damaged: "));
+    EXPECT_THAT(Outcome(Read(WithSides(baseline, 0xC0, 0, 32))), StartsWith("Damaged: "));
+}
+
+TEST_F(JpegImport, UnknownCodingsSaySo) {
+    Bytes jpeg = MakeJpeg(Quarters(32, 32));
+    for (std::size_t at = 0; at + 1 < jpeg.size(); ++at)
+        if (jpeg[at] == 0xFF && jpeg[at + 1] == 0xC0) {
+            jpeg[at + 1] = 0xC3;  // lossless
+            break;
+        }
+    EXPECT_THAT(Outcome(Read(jpeg)), StartsWith("Unsupported: "));
+}
+
+// More coefficients than may lie in memory: the same pixels through the temporary file.
+TEST_F(JpegImport, LargeProgressivePicturesMatchSequentialOnes) {
+    const Raw raw = Quarters(6400, 4600);
+    ASSERT_EQ(Outcome(Read(MakeJpeg(raw, {.quality = 85}), 0.05)), "fine");
+    const Bytes sequential = m_info.pixels;
+    for (const JpegOptions& coding : {JpegOptions{.progressive = true, .quality = 85},
+                                      JpegOptions{.separateScans = true, .quality = 85}}) {
+        ASSERT_EQ(Outcome(Read(MakeJpeg(raw, coding), 0.05)), "fine");
+        EXPECT_EQ(m_info.pixels, sequential);
+    }
+}
+
+TEST_F(JpegImport, MutationsNeverCrash) {
+    std::mt19937 random(20261);
+    for (const JpegOptions& coding : {JpegOptions{.orientation = 6, .profile = SwappedProfile()},
+                                      JpegOptions{.orientation = 3, .progressive = true}}) {
+        const Bytes sound = MakeJpeg(Noise(40, 30, 9), coding);
+        for (int round = 0; round < 400; ++round) {
+            Bytes jpeg = sound;
+            // Mostly in the headers, where every byte means something.
+            for (unsigned count = 1 + random() % 4; count > 0; --count)
+                jpeg[2 + random() % (round % 2 ? jpeg.size() - 2 : 600)] =
+                    static_cast<std::uint8_t>(random());
+            const auto result = Read(jpeg, 0.3);
+            EXPECT_EQ(result.has_value(), !m_info.pixels.empty());
+        }
+    }
+}
+
+}  // namespace
+}  // namespace lumato::picture

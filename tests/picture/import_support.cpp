@@ -1,0 +1,260 @@
+#include "import_support.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <random>
+
+#include <gtest/gtest.h>
+#include <jpeglib.h>
+#include <lcms2.h>
+#include <vips/vips.h>
+
+namespace lumato::picture {
+namespace {
+
+// Exif with one tag, little-endian: the TIFF header, one entry (274, SHORT, 1), no next directory.
+Bytes ExifBlock(int orientation) {
+    Bytes exif = {'E',  'x', 'i', 'f', 0, 0, 'I', 'I', 0x2A, 0, 8, 0, 0, 0, 1, 0,
+                  0x12, 1,   3,   0,   1, 0, 0,   0,   0,    0, 0, 0, 0, 0, 0, 0};
+    exif[24] = static_cast<std::uint8_t>(orientation);
+    return exif;
+}
+
+void SetColours(jpeg_compress_struct& jpeg, const Raw& raw, const JpegOptions& options) {
+    const J_COLOR_SPACE space = raw.bands == 1 ? JCS_GRAYSCALE : raw.bands == 3 ? JCS_RGB : JCS_CMYK;
+    jpeg.input_components = raw.bands;
+    jpeg.in_color_space = space;
+    jpeg_set_defaults(&jpeg);
+    if (raw.bands == 4)
+        jpeg_set_colorspace(&jpeg, options.adobe ? JCS_YCCK : JCS_CMYK);
+    if (raw.bands == 4 && !options.adobe)
+        jpeg.write_Adobe_marker = FALSE;
+    jpeg_set_quality(&jpeg, options.quality, TRUE);
+    jpeg.restart_in_rows = options.restartRows;
+}
+
+constexpr jpeg_scan_info kSeparate[] = {{1, {0}, 0, 63, 0, 0}, {1, {1}, 0, 63, 0, 0}, {1, {2}, 0, 63, 0, 0}};
+
+Bytes Saved(cmsHPROFILE profile) {
+    cmsUInt32Number size = 0;
+    cmsSaveProfileToMem(profile, nullptr, &size);
+    Bytes bytes(size);
+    cmsSaveProfileToMem(profile, bytes.data(), &size);
+    cmsCloseProfile(profile);
+    return bytes;
+}
+
+void StartVips() {
+    static const bool started = VIPS_INIT("test") == 0;
+    ASSERT_TRUE(started);
+}
+
+VipsImage* NewVipsImage(const Raw& raw) {
+    StartVips();
+    VipsImage* const memory = vips_image_new_from_memory_copy(raw.pixels.data(), raw.pixels.size(), raw.width,
+                                                              raw.height, raw.bands, VIPS_FORMAT_UCHAR);
+    VipsImage* image = nullptr;
+    const VipsInterpretation space = raw.bands < 3 ? VIPS_INTERPRETATION_B_W : VIPS_INTERPRETATION_sRGB;
+    vips_copy(memory, &image, "interpretation", space, nullptr);
+    g_object_unref(memory);
+    return image;
+}
+
+void Save(VipsImage* image, const Path& file, const std::string& saver) {
+    // The reader under test lives in the same process, where it blocks what it does not need.
+    vips_operation_block_set("VipsForeignSaveJxl", FALSE);
+    ASSERT_EQ(vips_image_write_to_file(image, (file.string() + saver).c_str(), nullptr), 0)
+        << vips_error_buffer();
+    g_object_unref(image);
+}
+
+}  // namespace
+
+TemporaryFolder::TemporaryFolder() {
+    std::string name = (std::filesystem::temp_directory_path() / "import-test-XXXXXX").string();
+    m_path = ::mkdtemp(name.data());
+}
+
+TemporaryFolder::~TemporaryFolder() {
+    std::error_code none;
+    std::filesystem::remove_all(m_path, none);
+}
+
+Raw Quarters(int width, int height) {
+    Raw raw{width, height, 3, {}};
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x) {
+            const bool right = x >= width / 2;
+            const Rgb& colour = y < height / 2 ? (right ? kGreen : kRed) : (right ? kWhite : kBlue);
+            raw.pixels.insert(raw.pixels.end(), colour.begin(), colour.end());
+        }
+    return raw;
+}
+
+Raw Plain(int width, int height, const std::vector<int>& pixel) {
+    Raw raw{width, height, static_cast<int>(pixel.size()), {}};
+    for (int i = 0; i < width * height; ++i)
+        raw.pixels.insert(raw.pixels.end(), pixel.begin(), pixel.end());
+    return raw;
+}
+
+Raw Noise(int width, int height, unsigned seed) {
+    std::mt19937 random(seed);
+    Raw raw{width, height, 3, Bytes(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 3)};
+    for (std::uint8_t& byte : raw.pixels)
+        byte = static_cast<std::uint8_t>(random());
+    return raw;
+}
+
+Bytes MakeJpeg(const Raw& raw, const JpegOptions& options) {
+    jpeg_compress_struct jpeg{};
+    jpeg_error_mgr errors{};
+    jpeg.err = jpeg_std_error(&errors);
+    jpeg_create_compress(&jpeg);
+    unsigned char* data = nullptr;
+    unsigned long size = 0;
+    jpeg_mem_dest(&jpeg, &data, &size);
+    jpeg.image_width = static_cast<unsigned>(raw.width);
+    jpeg.image_height = static_cast<unsigned>(raw.height);
+    SetColours(jpeg, raw, options);
+    if (options.progressive)
+        jpeg_simple_progression(&jpeg);
+    if (options.separateScans) {
+        jpeg.scan_info = kSeparate;
+        jpeg.num_scans = 3;
+    }
+    jpeg_start_compress(&jpeg, TRUE);
+    if (options.orientation > 0) {
+        const Bytes exif = ExifBlock(options.orientation);
+        jpeg_write_marker(&jpeg, JPEG_APP0 + 1, exif.data(), static_cast<unsigned>(exif.size()));
+    }
+    if (!options.profile.empty())
+        jpeg_write_icc_profile(&jpeg, options.profile.data(), static_cast<unsigned>(options.profile.size()));
+    if (!options.comment.empty())
+        jpeg_write_marker(&jpeg, JPEG_COM, options.comment.data(),
+                          static_cast<unsigned>(options.comment.size()));
+    for (int y = 0; y < raw.height; ++y) {
+        auto* row = const_cast<std::uint8_t*>(raw.pixels.data()) + std::ptrdiff_t{y} * raw.width * raw.bands;
+        jpeg_write_scanlines(&jpeg, &row, 1);
+    }
+    jpeg_finish_compress(&jpeg);
+    jpeg_destroy_compress(&jpeg);
+    Bytes bytes(data, data + size);
+    std::free(data);
+    return bytes;
+}
+
+void MakeWithVips(const Raw& raw, const Path& file, const VipsOptions& options) {
+    VipsImage* const image = NewVipsImage(raw);
+    if (options.orientation > 0)
+        vips_image_set_int(image, VIPS_META_ORIENTATION, options.orientation);
+    if (!options.profile.empty())
+        vips_image_set_blob_copy(image, VIPS_META_ICC_NAME, options.profile.data(), options.profile.size());
+    Save(image, file, options.saver);
+}
+
+void MakeDeepPng(const Raw& raw, const Path& file) {
+    VipsImage* const image = NewVipsImage(raw);
+    VipsImage* scaled = nullptr;
+    VipsImage* deep = nullptr;
+    vips_linear1(image, &scaled, 257, 0, nullptr);
+    vips_cast(scaled, &deep, VIPS_FORMAT_USHORT, nullptr);
+    VipsImage* named = nullptr;
+    vips_copy(deep, &named, "interpretation", VIPS_INTERPRETATION_RGB16, nullptr);
+    for (VipsImage* const step : {image, scaled, deep})
+        g_object_unref(step);
+    Save(named, file, "");
+}
+
+Bytes SwappedProfile(std::size_t size) {
+    const cmsCIExyY white = {0.3127, 0.3290, 1.0};
+    const cmsCIExyYTRIPLE primaries = {{0.15, 0.06, 1.0}, {0.30, 0.60, 1.0}, {0.64, 0.33, 1.0}};
+    cmsToneCurve* const curve = cmsBuildGamma(nullptr, 2.2);
+    cmsToneCurve* const curves[] = {curve, curve, curve};
+    cmsHPROFILE profile = cmsCreateRGBProfile(&white, &primaries, curves);
+    cmsFreeToneCurve(curve);
+    if (size > 0) {
+        const Bytes filler(size, 7);
+        cmsWriteRawTag(profile, static_cast<cmsTagSignature>(0x66696C6C), filler.data(),
+                       static_cast<cmsUInt32Number>(size));
+    }
+    return Saved(profile);
+}
+
+Bytes SrgbProfile() {
+    return Saved(cmsCreate_sRGBProfile());
+}
+
+Bytes CmykProfile() {
+    StartVips();
+    VipsBlob* blob = nullptr;
+    if (vips_profile_load("cmyk", &blob, nullptr) != 0)
+        return {};
+    std::size_t size = 0;
+    const auto* const data = static_cast<const std::uint8_t*>(vips_blob_get(blob, &size));
+    Bytes bytes(data, data + size);
+    vips_area_unref(VIPS_AREA(blob));
+    return bytes;
+}
+
+void Put(const Path& file, ByteSpan bytes) {
+    ASSERT_TRUE(WriteFile(file, bytes)) << file;
+}
+
+Bytes Get(const Path& file) {
+    return ReadFile(file).value_or(Bytes());
+}
+
+Rgb At(const BitmapInfo& info, int x, int y) {
+    const std::size_t at = static_cast<std::size_t>(y) * info.bytesPerRow + static_cast<std::size_t>(x) * 4;
+    return {info.pixels.at(at + 1), info.pixels.at(at + 2), info.pixels.at(at + 3)};
+}
+
+std::array<Rgb, 4> QuarterColours(const BitmapInfo& info) {
+    const int x = info.heldWidth / 4;
+    const int y = info.heldHeight / 4;
+    return {At(info, x, y), At(info, x * 3, y), At(info, x, y * 3), At(info, x * 3, y * 3)};
+}
+
+bool Near(const Rgb& a, const Rgb& b, int tolerance) {
+    for (std::size_t c = 0; c < 3; ++c)
+        if (std::abs(a[c] - b[c]) > tolerance)
+            return false;
+    return true;
+}
+
+std::array<Rgb, 4> OrientedQuarters(int orientation) {
+    switch (orientation) {
+        case 2:
+            return {kGreen, kRed, kWhite, kBlue};
+        case 3:
+            return {kWhite, kBlue, kGreen, kRed};
+        case 4:
+            return {kBlue, kWhite, kRed, kGreen};
+        case 5:
+            return {kRed, kBlue, kGreen, kWhite};
+        case 6:
+            return {kBlue, kRed, kWhite, kGreen};
+        case 7:
+            return {kWhite, kGreen, kBlue, kRed};
+        case 8:
+            return {kGreen, kWhite, kRed, kBlue};
+        default:
+            return {kRed, kGreen, kBlue, kWhite};
+    }
+}
+
+Result<void> Import(const Path& file, BitmapInfo& info, double scale, bool flipRows) {
+    return CreateMyImage(
+        file, flipRows, [scale](int, int) { return scale; }, info);
+}
+
+std::string Outcome(const Result<void>& result) {
+    if (result)
+        return "fine";
+    constexpr const char* kNames[] = {"NotFound", "Unreadable", "Unwritable", "Unsupported", "Damaged",
+                                      "TooLarge", "Refused",    "Gone",       "Busy"};
+    return std::string(kNames[static_cast<int>(result.error().kind)]) + ": " + result.error().message;
+}
+
+}  // namespace lumato::picture

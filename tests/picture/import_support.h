@@ -1,0 +1,88 @@
+// Picture files for the import tests, made on the spot so that every pixel is known.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "base/file.h"
+#include "picture/import.h"
+
+namespace lumato::picture {
+
+using Bytes = std::vector<std::uint8_t>;
+using Rgb = std::array<int, 3>;
+
+inline constexpr Rgb kRed{255, 0, 0}, kGreen{0, 255, 0}, kBlue{0, 0, 255}, kWhite{255, 255, 255},
+    kBlack{0, 0, 0};
+
+// A folder that goes with all its files.
+class TemporaryFolder {
+  public:
+    TemporaryFolder();
+    ~TemporaryFolder();
+    Path operator/(const Path& name) const { return m_path / name; }
+
+  private:
+    Path m_path;
+};
+
+// Pixels of `bands` bytes, top row first.
+struct Raw {
+    int width = 0;
+    int height = 0;
+    int bands = 3;
+    Bytes pixels = {};
+};
+
+// Four quarters of one colour each: red and green above, blue and white below.
+Raw Quarters(int width, int height);
+Raw Plain(int width, int height, const std::vector<int>& pixel);
+Raw Noise(int width, int height, unsigned seed);
+
+struct JpegOptions {
+    int orientation = 0;  // 0: no Exif block
+    bool progressive = false;
+    bool separateScans = false;  // sequential, a scan per component
+    bool adobe = false;          // four bands: YCCK with Adobe's marker instead of bare inks
+    int restartRows = 0;
+    int quality = 97;
+    Bytes profile = {};
+    Bytes comment = {};
+};
+Bytes MakeJpeg(const Raw& raw, const JpegOptions& options = {});
+
+struct VipsOptions {
+    int orientation = 0;
+    Bytes profile = {};
+    std::string saver = {};  // options of the saver, as in "[Q=90]"
+};
+// In the format that the file's suffix names.
+void MakeWithVips(const Raw& raw, const Path& file, const VipsOptions& options = {});
+// 16 bits per sample: the 8-bit ones times 257.
+void MakeDeepPng(const Raw& raw, const Path& file);
+
+// A profile whose red is sRGB's blue and the other way round, of at least `size` bytes.
+Bytes SwappedProfile(std::size_t size = 0);
+Bytes SrgbProfile();
+Bytes CmykProfile();
+
+void Put(const Path& file, ByteSpan bytes);
+Bytes Get(const Path& file);
+
+// Pixels of an imported picture.
+Rgb At(const BitmapInfo& info, int x, int y);
+// The centre colours of the four quarters: top left, top right, bottom left, bottom right.
+std::array<Rgb, 4> QuarterColours(const BitmapInfo& info);
+bool Near(const Rgb& a, const Rgb& b, int tolerance);
+
+// The quarters of a picture of Quarters() as `orientation` shows them.
+std::array<Rgb, 4> OrientedQuarters(int orientation);
+
+// Imports at the scale that is given.
+Result<void> Import(const Path& file, BitmapInfo& info, double scale = 1.0, bool flipRows = false);
+// "Damaged: cut off ...", or "fine".
+std::string Outcome(const Result<void>& result);
+
+}  // namespace lumato::picture

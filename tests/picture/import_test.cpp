@@ -1,0 +1,284 @@
+#include <cmath>
+#include <limits>
+#include <thread>
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "import_support.h"
+#include "picture/held_size.h"
+#include "picture/import_vips.h"
+#include "picture/picture_builder.h"
+
+namespace lumato::picture {
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+class PictureImport : public testing::Test {
+  protected:
+    Result<void> Read(const Path& file, double scale = 1.0, bool flipRows = false) {
+        return Import(file, m_info, scale, flipRows);
+    }
+
+    TemporaryFolder m_folder;
+    BitmapInfo m_info;
+};
+
+void ExpectQuarters(const BitmapInfo& info, const std::array<Rgb, 4>& expected, int tolerance = 25) {
+    const std::array<Rgb, 4> got = QuarterColours(info);
+    for (std::size_t i = 0; i < 4; ++i)
+        EXPECT_TRUE(Near(got[i], expected[i], tolerance))
+            << "quarter " << i << ": " << testing::PrintToString(got[i]);
+}
+
+TEST_F(PictureImport, EveryFormat) {
+    for (const char* name : {"p.png", "p.webp", "p.tif", "p.gif", "p.heic", "p.avif", "p.jxl", "p.jpg"}) {
+        SCOPED_TRACE(name);
+        const Path file = m_folder / name;
+        MakeWithVips(Quarters(96, 64), file);
+        EXPECT_TRUE(IsPicture(file));
+        ASSERT_EQ(Outcome(Read(file)), "fine");
+        EXPECT_EQ(m_info.width, 96U);
+        EXPECT_EQ(m_info.height, 64);
+        EXPECT_EQ(m_info.dataSize, 96U * 64 * 4);
+        EXPECT_EQ(m_info.pixels.size(), 96U * 64 * 4);
+        ExpectQuarters(m_info, OrientedQuarters(1));
+
+        ASSERT_EQ(Outcome(Read(file, 0.1)), "fine");
+        EXPECT_EQ(m_info.width, 96U);
+        EXPECT_GE(m_info.heldWidth, 20);
+        EXPECT_LE(m_info.heldWidth, 24);
+        ExpectQuarters(m_info, OrientedQuarters(1));
+    }
+}
+
+TEST_F(PictureImport, AllOrientations) {
+    for (const char* suffix : {".webp", ".tif"}) {
+        for (int orientation = 1; orientation <= 8; ++orientation) {
+            SCOPED_TRACE(testing::Message() << suffix << " orientation " << orientation);
+            const Path file = m_folder / (std::to_string(orientation) + suffix);
+            MakeWithVips(Quarters(96, 64), file, {.orientation = orientation});
+            for (const double scale : {1.0, 0.1}) {
+                ASSERT_EQ(Outcome(Read(file, scale)), "fine");
+                EXPECT_EQ(m_info.width, orientation >= 5 ? 64U : 96U);
+                ExpectQuarters(m_info, OrientedQuarters(orientation));
+            }
+        }
+    }
+}
+
+TEST_F(PictureImport, ProfilesAreAppliedAndBrokenOnesIgnored) {
+    const Raw red = Plain(16, 16, {255, 0, 0});
+    for (const char* name : {"p.png", "p.tif", "p.webp", "p.heic"}) {
+        SCOPED_TRACE(name);
+        MakeWithVips(red, m_folder / name, {.profile = SwappedProfile()});
+        ASSERT_EQ(Outcome(Read(m_folder / name)), "fine");
+        EXPECT_TRUE(Near(At(m_info, 8, 8), kBlue, 12)) << testing::PrintToString(At(m_info, 8, 8));
+    }
+    MakeWithVips(red, m_folder / "b.tif", {.profile = Bytes(300, 0x55)});
+    ASSERT_EQ(Outcome(Read(m_folder / "b.tif")), "fine");
+    EXPECT_EQ(At(m_info, 8, 8), kRed);
+}
+
+TEST_F(PictureImport, DepthsAndTransparency) {
+    const Path file = m_folder / "p.png";
+    MakeDeepPng(Plain(9, 7, {200, 100, 50}), file);
+    ASSERT_EQ(Outcome(Read(file)), "fine");
+    EXPECT_TRUE(Near(At(m_info, 4, 4), {200, 100, 50}, 1)) << testing::PrintToString(At(m_info, 4, 4));
+    MakeWithVips(Plain(9, 7, {200, 100, 50, 51}), file);
+    ASSERT_EQ(Outcome(Read(file)), "fine");
+    EXPECT_TRUE(Near(At(m_info, 4, 4), {40, 20, 10}, 1)) << testing::PrintToString(At(m_info, 4, 4));
+    MakeWithVips(Plain(9, 7, {200, 128}), file);
+    ASSERT_EQ(Outcome(Read(file)), "fine");
+    EXPECT_TRUE(Near(At(m_info, 4, 4), {100, 100, 100}, 1)) << testing::PrintToString(At(m_info, 4, 4));
+    MakeWithVips(Plain(9, 7, {200}), file);
+    ASSERT_EQ(Outcome(Read(file)), "fine");
+    EXPECT_EQ(At(m_info, 4, 4), (Rgb{200, 200, 200}));
+    MakeWithVips(Quarters(96, 64), file, {.saver = "[palette]"});
+    ASSERT_EQ(Outcome(Read(file)), "fine");
+    ExpectQuarters(m_info, OrientedQuarters(1));
+    MakeWithVips(Quarters(96, 64), file, {.saver = "[interlace]"});
+    ASSERT_EQ(Outcome(Read(file)), "fine");
+    EXPECT_EQ(QuarterColours(m_info), OrientedQuarters(1));
+}
+
+TEST_F(PictureImport, OnlyTheFirstPictureOfAnAnimation) {
+    // Two pictures of 96 x 32 in one file: red and green first, blue and white second.
+    const Path file = m_folder / "p.gif";
+    MakeWithVips(Quarters(96, 64), file, {.saver = "[page_height=32]"});
+    ASSERT_EQ(Outcome(Read(file)), "fine");
+    EXPECT_EQ(m_info.width, 96U);
+    ASSERT_TRUE(m_info.height == 32 || m_info.height == 64);
+    EXPECT_TRUE(Near(At(m_info, 10, m_info.height - 1), m_info.height == 32 ? kRed : kBlue, 12));
+}
+
+TEST_F(PictureImport, TruncationIsNeverSilent) {
+    for (const char* name : {"p.png", "p.webp", "p.tif", "p.gif", "p.heic", "p.avif", "p.jxl"}) {
+        const Path file = m_folder / name;
+        MakeWithVips(Noise(120, 90, 3), file);
+        const Bytes sound = Get(file);
+        ASSERT_EQ(Outcome(Read(file)), "fine");
+        const Bytes whole = m_info.pixels;
+        for (std::size_t size = 40; size < sound.size(); size += sound.size() / 12) {
+            Put(file, ByteSpan(sound).first(size));
+            const auto result = Read(file);
+            if (result)
+                EXPECT_EQ(m_info.pixels, whole) << name << " cut at " << size << " of " << sound.size();
+            else
+                EXPECT_THAT(Outcome(result), testing::MatchesRegex("(Damaged|Unsupported): .+")) << name;
+        }
+    }
+}
+
+TEST_F(PictureImport, NotAPicture) {
+    Put(m_folder / "text", Bytes{'B', 'M', ' ', 't', 'e', 'x', 't', '\n'});
+    Put(m_folder / "empty", {});
+    Put(m_folder / "bare.png", Bytes{0x89, 'P', 'N', 'G', 13, 10, 26, 10, 0, 0, 0, 13});
+    ASSERT_EQ(::mkfifo((m_folder / "pipe").c_str(), 0600), 0);
+    const struct {
+        Path file;
+        const char* outcome;
+    } rows[] = {
+        {m_folder / "text", "Unsupported: not a picture in any known format"},
+        {m_folder / "empty", "Unsupported: the file is empty"},
+        {m_folder / "pipe", "Unreadable: is a device or a pipe, not a file"},
+        {"/dev/zero", "Unreadable: is a device or a pipe, not a file"},
+        {m_folder / "", "Unreadable: is a folder"},
+        {m_folder / "missing", "NotFound: No such file or directory"},
+        {m_folder / "text" / "below", "NotFound: Not a directory"},
+    };
+    for (const auto& row : rows) {
+        m_info.pixels.resize(4);
+        EXPECT_EQ(Outcome(Read(row.file)), row.outcome);
+        EXPECT_TRUE(m_info.pixels.empty());
+        EXPECT_FALSE(IsPicture(row.file)) << row.file;
+    }
+    EXPECT_THAT(Outcome(Read(m_folder / "bare.png")), StartsWith("Damaged: "));
+    if (::geteuid() != 0) {
+        ::chmod((m_folder / "text").c_str(), 0);
+        EXPECT_EQ(Outcome(Read(m_folder / "text")), "Unreadable: Permission denied");
+    }
+}
+
+// Formats that libvips would read by readers not meant for files of unknown origin.
+TEST_F(PictureImport, UntrustedReadersAreOff) {
+    const std::string svg = "<svg xmlns='http://www.w3.org/2000/svg' width='9' height='9'/>";
+    const std::string ppm = "P6 1 1 255\nabc";
+    const std::string pdf = "%PDF-1.4\n";
+    for (const std::string& text : {svg, ppm, pdf}) {
+        Put(m_folder / "p", Bytes(text.begin(), text.end()));
+        EXPECT_THAT(Outcome(Read(m_folder / "p")), StartsWith("Unsupported: "));
+    }
+}
+
+TEST_F(PictureImport, AnyFileName) {
+    for (const char* name : {"a b\n.png", "\xFF\xFE.png", "p.png[page=7]", "\xC3\xA8\".png", "%s%n", "-o"}) {
+        MakeWithVips(Quarters(32, 32), m_folder / "p.png");
+        std::filesystem::rename(m_folder / "p.png", m_folder / name);
+        EXPECT_EQ(Outcome(Read(m_folder / name)), "fine") << name;
+        EXPECT_TRUE(IsPicture(m_folder / name));
+    }
+}
+
+TEST_F(PictureImport, PngRoundTrip) {
+    const Raw raw = Noise(37, 23, 8);
+    ASSERT_TRUE(WritePng(m_folder / "p.png", 37, 23, raw.pixels));
+    ASSERT_EQ(Outcome(Read(m_folder / "p.png")), "fine");
+    Bytes got;
+    for (std::size_t i = 0; i < m_info.pixels.size(); ++i)
+        if (i % 4 != 0)
+            got.push_back(m_info.pixels[i]);
+    EXPECT_EQ(got, raw.pixels);
+    EXPECT_THAT(Outcome(WritePng(m_folder / "p.png", 37, 24, raw.pixels)), StartsWith("Refused: "));
+    EXPECT_THAT(Outcome(WritePng(m_folder / "none" / "p.png", 37, 23, raw.pixels)), StartsWith("NotFound: "));
+}
+
+TEST_F(PictureImport, MissingModuleIsNamed) {
+    const auto module = LoadVipsModule({m_folder / "a", m_folder / "b"});
+    ASSERT_FALSE(module);
+    EXPECT_EQ(module.error().kind, ErrorKind::Unsupported);
+    EXPECT_THAT(module.error().message, HasSubstr("not installed"));
+    Put(m_folder / kVipsModuleName, Bytes{'x'});
+    EXPECT_EQ(LoadVipsModule({m_folder / ""}).error().kind, ErrorKind::Unsupported);
+}
+
+TEST_F(PictureImport, SeveralThreadsAtOnce) {
+    MakeWithVips(Quarters(200, 100), m_folder / "p.png");
+    MakeWithVips(Quarters(200, 100), m_folder / "p.jpg");
+    std::vector<std::jthread> threads;
+    for (int i = 0; i < 4; ++i)
+        threads.emplace_back([this, i] {
+            for (int round = 0; round < 5; ++round) {
+                BitmapInfo info;
+                EXPECT_EQ(Outcome(Import(m_folder / (i % 2 ? "p.png" : "p.jpg"), info)), "fine");
+                EXPECT_TRUE(Near(At(info, 150, 75), kWhite, 6));
+            }
+        });
+}
+
+// A PNG of one colour: few bytes for any number of pixels.
+TEST_F(PictureImport, HugePicturesAreServedSmallOrRefused) {
+    const Path file = m_folder / "p.png";
+    MakeWithVips(Plain(1, 1, {0}), file);
+    Bytes png = Get(file);
+    PutBe32(MutableByteSpan(png).subspan(16), 60000);
+    PutBe32(MutableByteSpan(png).subspan(20), 60000);
+    std::uint32_t crc = ~0U;  // of the header chunk, which the sides are part of
+    for (std::size_t i = 12; i < 29; ++i) {
+        crc ^= png[i];
+        for (int bit = 0; bit < 8; ++bit)
+            crc = crc >> 1 ^ (crc & 1 ? 0xEDB88320U : 0U);
+    }
+    PutBe32(MutableByteSpan(png).subspan(29), ~crc);
+    Put(file, png);
+    EXPECT_THAT(Outcome(Read(file)), StartsWith("TooLarge: "));
+
+    MakeWithVips(Plain(1, 30'000, {9, 9, 9}), file);
+    ASSERT_EQ(Outcome(Read(file, 0.01)), "fine");
+    EXPECT_EQ(m_info.height, 30'000);
+    EXPECT_EQ(m_info.heldWidth, 1);
+}
+
+TEST(HeldSize, ArithmeticOfReduction) {
+    EXPECT_EQ(HeldSize({1000, 500}, {1000, 500}), (Size{1000, 500}));
+    EXPECT_EQ(HeldSize({1000, 500}, {501, 251}), (Size{1000, 500}));
+    EXPECT_EQ(HeldSize({1000, 500}, {333, 167}), (Size{500, 250}));
+    EXPECT_EQ(HeldSize({1001, 501}, {100, 51}), (Size{112, 56}));
+    EXPECT_EQ(HeldSize({1, 30'000}, {1, 600}), (Size{1, 30'000}));
+    // At most 64 million pixels, whatever is asked for.
+    EXPECT_EQ(HeldSize({16'000, 10'000}, {16'000, 10'000}), (Size{8'000, 5'000}));
+    EXPECT_EQ(HeldSize({8'000, 8'000}, {8'000, 8'000}), (Size{8'000, 8'000}));
+    EXPECT_EQ(HeldSize({1'000'000, 1'000}, {1'000'000, 1'000}), (Size{250'000, 250}));
+
+    const double odd[] = {0.0, -1.0, std::numeric_limits<double>::quiet_NaN(),
+                          std::numeric_limits<double>::infinity()};
+    const int widths[] = {1, 1, 70, 70};
+    for (int i = 0; i < 4; ++i)
+        EXPECT_EQ(LeastHeld({70, 7}, [&](int, int) { return odd[i]; }).width, widths[i]);
+    EXPECT_EQ(LeastHeld({4000, 3000}, [](int, int) { return 0.1; }), (Size{800, 600}));
+}
+
+TEST(AreaReducer, MeansAreExactWhereSizesDoNotDivide) {
+    AreaReducer reducer({5, 3}, {2, 2});
+    const Bytes rows[] = {{10, 0, 0, 20, 0, 0, 30, 0, 0, 40, 0, 0, 50, 0, 0},
+                          {10, 0, 0, 20, 0, 0, 30, 0, 0, 40, 0, 0, 50, 0, 0},
+                          {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}};
+    EXPECT_FALSE(reducer.Add(rows[0].data()));
+    ASSERT_TRUE(reducer.Add(rows[1].data()));
+    // Two and a half pixels each: (10 + 20 + 15) / 2.5 and (15 + 40 + 50) / 2.5.
+    EXPECT_EQ(reducer.Row()[0], 18);
+    EXPECT_EQ(reducer.Row()[3], 42);
+    ASSERT_TRUE(reducer.Add(rows[2].data()));
+    // A third of the lower row is the upper half of row 1.
+    EXPECT_EQ(reducer.Row()[0], 6);
+    EXPECT_EQ(reducer.Row()[3], 14);
+}
+
+}  // namespace
+}  // namespace lumato::picture
