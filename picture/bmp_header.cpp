@@ -8,9 +8,9 @@
 namespace lumato::picture {
 namespace {
 
-constexpr std::uint32_t kCoreInfoSize = 12;  // OS/2 1.x: 16-bit sides, palette entries of 3 bytes
-constexpr std::uint32_t kFullInfoSize = 40;
+constexpr std::uint32_t kCoreInfoSize = 12;    // OS/2 1.x: 16-bit sides, palette entries of 3 bytes
 constexpr std::uint32_t kMaskedInfoSize = 52;  // from here on the masks are part of the header
+constexpr std::size_t kMasksAt = kBmpFileHeaderSize + 40;
 
 enum Compression : std::uint32_t {
     kRgb = 0,
@@ -114,6 +114,55 @@ Result<Size> CheckRawSize(const RawInfo& raw) {
                        IsRunLength(raw) ? kMaxSkippedPixels : kMaxPixels);
 }
 
+Result<RawInfo> ReadInfo(ByteSpan bytes) {
+    if (bytes.size() < kBmpFileHeaderSize + kCoreInfoSize)
+        return tl::unexpected(CutOff());
+    const std::uint32_t infoSize = GetLe32(bytes.subspan(kBmpFileHeaderSize));
+    if (!IsBmpInfoSize(infoSize))
+        return Fail(ErrorKind::Unsupported, "a bitmap with an unknown header");
+    if (bytes.size() < kBmpFileHeaderSize + infoSize)
+        return tl::unexpected(CutOff());
+    RawInfo raw = ParseInfo(bytes.subspan(kBmpFileHeaderSize, infoSize));
+    LUMATO_TRY_VOID(CheckCoding(raw));
+    return raw;
+}
+
+BmpCoding CodingOf(const RawInfo& raw) {
+    if (raw.compression == kRle8)
+        return BmpCoding::RunLength8;
+    return raw.compression == kRle4 ? BmpCoding::RunLength4 : BmpCoding::Plain;
+}
+
+// Behind the header of 40 bytes or within a larger one: the masks stand at the same place.
+Result<void> TakeMasks(ByteSpan bytes, const RawInfo& raw, BmpHeader& header) {
+    header.masks = DefaultMasks(raw.bits);
+    if (!HasMasks(raw))
+        return {};
+    if (bytes.size() < kMasksAt + 12)
+        return tl::unexpected(CutOff());
+    for (std::size_t i = 0; i < 3; ++i)
+        header.masks[i] = GetLe32(bytes.subspan(kMasksAt + i * 4));
+    return {};
+}
+
+std::size_t PaletteAt(const RawInfo& raw) {
+    if (HasMasks(raw) && raw.infoSize < kMaskedInfoSize)
+        return kMasksAt + (raw.compression == kAlphaBitFields ? 16 : 12);
+    return kBmpFileHeaderSize + raw.infoSize;
+}
+
+void TakePaletteAndOffset(ByteSpan bytes, const RawInfo& raw, BmpHeader& header) {
+    const std::size_t at = PaletteAt(raw);
+    const auto begin = static_cast<std::int64_t>(at);
+    const std::int64_t stated = GetLe32(bytes.subspan(10));
+    const std::size_t entrySize = raw.infoSize == kCoreInfoSize ? 3 : 4;
+    const std::int64_t size = PaletteBytes(raw, static_cast<std::int64_t>(entrySize), stated - begin);
+    const ByteSpan rest = bytes.subspan(std::min(bytes.size(), at));
+    TakePalette(rest.first(std::min(rest.size(), static_cast<std::size_t>(size))), entrySize, header);
+    // Some writers leave the offset 0, or one that lies inside the header.
+    header.pixelOffset = stated >= begin ? stated : begin + size;
+}
+
 }  // namespace
 
 bool IsBmpInfoSize(std::uint32_t size) {
@@ -125,44 +174,15 @@ Result<BmpHeader> ReadBmpHeader(const PictureFile& file) {
     std::array<std::uint8_t, kBmpFileHeaderSize + 124 + 16 + 1024> buffer{};
     LUMATO_TRY(const std::size_t got, file.ReadAt(0, buffer));
     const ByteSpan bytes(buffer.data(), got);
-    if (got < kBmpFileHeaderSize + kCoreInfoSize)
-        return tl::unexpected(CutOff());
-    const std::uint32_t infoSize = GetLe32(bytes.subspan(kBmpFileHeaderSize));
-    if (!IsBmpInfoSize(infoSize))
-        return Fail(ErrorKind::Unsupported, "a bitmap with an unknown header");
-    if (got < kBmpFileHeaderSize + infoSize)
-        return tl::unexpected(CutOff());
-    const RawInfo raw = ParseInfo(bytes.subspan(kBmpFileHeaderSize, infoSize));
-    LUMATO_TRY_VOID(CheckCoding(raw));
+    LUMATO_TRY(const RawInfo raw, ReadInfo(bytes));
 
     BmpHeader header;
     LUMATO_TRY(header.size, CheckRawSize(raw));
     header.topDown = raw.height < 0;
     header.bitsPerPixel = raw.bits;
-    header.coding = raw.compression == kRle8   ? BmpCoding::RunLength8
-                    : raw.compression == kRle4 ? BmpCoding::RunLength4
-                                               : BmpCoding::Plain;
-    header.masks = DefaultMasks(raw.bits);
-
-    std::size_t at = kBmpFileHeaderSize + infoSize;
-    if (HasMasks(raw)) {
-        const std::size_t masksAt = kBmpFileHeaderSize + kFullInfoSize;
-        if (got < masksAt + 12)
-            return tl::unexpected(CutOff());
-        for (std::size_t i = 0; i < 3; ++i)
-            header.masks[i] = GetLe32(bytes.subspan(masksAt + i * 4));
-        if (infoSize < kMaskedInfoSize)
-            at = masksAt + (raw.compression == kAlphaBitFields ? 16 : 12);
-    }
-
-    const std::size_t entrySize = infoSize == kCoreInfoSize ? 3 : 4;
-    const std::int64_t stated = GetLe32(bytes.subspan(10));
-    const auto begin = static_cast<std::int64_t>(at);
-    const std::int64_t paletteBytes = PaletteBytes(raw, static_cast<std::int64_t>(entrySize), stated - begin);
-    const std::size_t paletteSize = std::min(static_cast<std::size_t>(paletteBytes), got - std::min(got, at));
-    TakePalette(bytes.subspan(std::min(got, at), paletteSize), entrySize, header);
-    // Some writers leave the offset 0, or one that lies inside the header.
-    header.pixelOffset = stated >= begin ? stated : begin + paletteBytes;
+    header.coding = CodingOf(raw);
+    LUMATO_TRY_VOID(TakeMasks(bytes, raw, header));
+    TakePaletteAndOffset(bytes, raw, header);
     return header;
 }
 

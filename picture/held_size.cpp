@@ -51,7 +51,7 @@ int EighthsFor(Size own, Size least) {
 }
 
 Size HeldSize(Size decoded, Size least) {
-    int divisor = std::min(decoded.width / least.width, decoded.height / least.height);
+    int divisor = std::max(1, std::min(decoded.width / least.width, decoded.height / least.height));
     while (DividedUp(decoded, divisor).Pixels() > kMaxHeldPixels)
         ++divisor;
     return DividedUp(decoded, divisor);

@@ -33,7 +33,8 @@ inline constexpr std::int64_t kMaxHeldPixels = 64'000'000;  // 256 MB
 [[nodiscard]] int EighthsFor(Size own, Size least);
 
 // What is held of a picture decoded as `decoded`: the whole divided by the largest integer that leaves
-// `least`, or by a larger one where memory asks for it. Requires: 1 <= least <= decoded in each direction.
+// `least`, or by a larger one where memory asks for it. A picture decoded smaller than
+// `least` is held as it is.
 [[nodiscard]] Size HeldSize(Size decoded, Size least);
 
 }  // namespace lumato::picture

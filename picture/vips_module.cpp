@@ -12,6 +12,7 @@
 #include <string_view>
 #include <thread>
 
+#include <unistd.h>
 #include <vips/vips.h>
 
 namespace lumato::picture {
@@ -26,16 +27,27 @@ struct Unreference {
 using Image = std::unique_ptr<VipsImage, Unreference>;
 using Source = std::unique_ptr<VipsSource, Unreference>;
 
-// The readers that may be used, and how they go about it.
+// What a reader keeps while rows come out of it.
+struct Keeping {
+    std::int64_t pixelsPerByte;  // more of them for each byte of the file are a trap rather than a picture
+    std::int64_t always;         // so many are read from any file
+    std::int64_t never;          // more are read from none
+};
+constexpr std::int64_t kMega = 1'000'000;
+constexpr Keeping kRows = {100, 256 * kMega, 1000 * kMega};  // costs time only
+constexpr Keeping kStrips = {30, 64 * kMega, 1000 * kMega};  // a strip may be the whole picture
+constexpr Keeping kWhole = {64, 64 * kMega, 256 * kMega};
+
+// The readers that may be used.
 struct Reader {
     std::string_view name;
-    bool wholeInMemory;  // decodes the whole picture before the first row comes out
-    const char* format;
+    Keeping keeping;
+    bool shrinks;  // can decode smaller
 };
 constexpr Reader kReaders[] = {
-    {"VipsForeignLoadPngSource", false, "PNG"},   {"VipsForeignLoadWebpSource", true, "WebP"},
-    {"VipsForeignLoadTiffSource", false, "TIFF"}, {"VipsForeignLoadNsgifSource", true, "GIF"},
-    {"VipsForeignLoadHeifSource", true, "HEIF"},  {"VipsForeignLoadJxlSource", true, "JPEG XL"},
+    {"VipsForeignLoadPngSource", kRows, false},    {"VipsForeignLoadWebpSource", kWhole, true},
+    {"VipsForeignLoadTiffSource", kStrips, false}, {"VipsForeignLoadNsgifSource", kWhole, false},
+    {"VipsForeignLoadHeifSource", kWhole, false},  {"VipsForeignLoadJxlSource", kWhole, false},
 };
 
 const Reader* ReaderFor(VipsSource* source) {
@@ -113,8 +125,14 @@ bool Apply(Image& image, Operation operation) {
     return true;
 }
 
+Source OpenSource(int descriptor) {
+    // The position in the file is shared with every earlier source on the descriptor.
+    ::lseek(descriptor, 0, SEEK_SET);
+    return Source(vips_source_new_from_descriptor(descriptor));
+}
+
 Image Open(int descriptor, double scale) {
-    const Source source(vips_source_new_from_descriptor(descriptor));
+    const Source source = OpenSource(descriptor);
     if (!source)
         return nullptr;
     // A name in front of it would be read for options, so that the file is handed over open.
@@ -125,36 +143,29 @@ Image Open(int descriptor, double scale) {
                                             VIPS_FAIL_ON_TRUNCATED, nullptr));
 }
 
-std::int64_t SampleBytes(const VipsImage* image) {
-    return static_cast<std::int64_t>(vips_format_sizeof(vips_image_get_format(image))) *
-           vips_image_get_bands(image);
-}
-
 bool IsInterlaced(VipsImage* image) {
     int interlaced = 0;
     return vips_image_get_typeof(image, "interlaced") != 0 &&
            vips_image_get_int(image, "interlaced", &interlaced) == 0 && interlaced != 0;
 }
 
-// How many bytes a decoding may come to. What takes no memory takes time; what holds a thousand times its
-// file's bytes is a trap rather than a picture.
-std::int64_t DecodedLimit(bool wholeInMemory, std::int64_t fileSize) {
-    constexpr std::int64_t kMega = 1'000'000;
-    if (wholeInMemory)
-        return std::clamp(fileSize * 200, 200 * kMega, 800 * kMega);
-    return std::clamp(fileSize * 500, 800 * kMega, 6000 * kMega);
+// Pixels, deeper ones as so many of the usual 3 bytes.
+std::int64_t CostOf(const VipsImage* image) {
+    const std::int64_t pixels = std::int64_t{vips_image_get_width(image)} * vips_image_get_height(image);
+    const auto sampleSize = static_cast<std::int64_t>(vips_format_sizeof(vips_image_get_format(image)));
+    return pixels * std::max<std::int64_t>(3, sampleSize * vips_image_get_bands(image)) / 3;
 }
 
+// A header may claim anything; what decoding costs must stand in some proportion to the file.
 VipsOutcome CheckLimit(VipsImage* image, const Reader& reader, std::int64_t fileSize, VipsMessage* message) {
-    const std::int64_t bytes =
-        std::int64_t{vips_image_get_width(image)} * vips_image_get_height(image) * SampleBytes(image);
-    const std::int64_t limit = DecodedLimit(reader.wholeInMemory || IsInterlaced(image), fileSize);
-    if (bytes <= limit)
+    const Keeping& keeping = IsInterlaced(image) ? kWhole : reader.keeping;
+    const std::int64_t limit = std::clamp(fileSize * keeping.pixelsPerByte, keeping.always, keeping.never);
+    if (CostOf(image) <= limit)
         return VipsOutcome::Done;
     std::snprintf(message->text, sizeof message->text,
-                  "too large: %d x %d pixels, %lld MB of data where %lld MB are the limit for such a file",
+                  "too large: %d x %d pixels, the limit for such a file is %lld megapixels",
                   vips_image_get_width(image), vips_image_get_height(image),
-                  static_cast<long long>(bytes / 1'000'000), static_cast<long long>(limit / 1'000'000));
+                  static_cast<long long>(limit / kMega));
     return VipsOutcome::TooLarge;
 }
 
@@ -228,7 +239,7 @@ VipsOutcome ReadOpened(int descriptor, std::int64_t fileSize, const Reader& read
                          vips_image_get_height(image.get()), vips_image_get_orientation(image.get())))
         return VipsOutcome::Stopped;
     const int shrink = receiver->mostShrink(receiver->user);
-    if (shrink > 1 && reader.format == std::string_view("WebP")) {
+    if (shrink > 1 && reader.shrinks) {
         image = Open(descriptor, 1.0 / shrink);
         if (!image)
             return SayVipsError(message);
@@ -249,7 +260,7 @@ VipsOutcome Read(int descriptor, std::int64_t fileSize, const VipsReceiver* rece
     if (!Started())
         return Say(message, VipsOutcome::Unsupported, "the picture reader cannot start");
     vips_error_clear();
-    const Source source(vips_source_new_from_descriptor(descriptor));
+    const Source source = OpenSource(descriptor);
     const Reader* const reader = source ? ReaderFor(source.get()) : nullptr;
     if (!reader) {
         vips_error_clear();

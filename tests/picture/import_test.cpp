@@ -222,13 +222,10 @@ TEST_F(PictureImport, SeveralThreadsAtOnce) {
         });
 }
 
-// A PNG of one colour: few bytes for any number of pixels.
-TEST_F(PictureImport, HugePicturesAreServedSmallOrRefused) {
-    const Path file = m_folder / "p.png";
-    MakeWithVips(Plain(1, 1, {0}), file);
-    Bytes png = Get(file);
-    PutBe32(MutableByteSpan(png).subspan(16), 60000);
-    PutBe32(MutableByteSpan(png).subspan(20), 60000);
+// The same PNG with other sides in its header.
+Bytes WithSides(Bytes png, std::uint32_t width, std::uint32_t height) {
+    PutBe32(MutableByteSpan(png).subspan(16), width);
+    PutBe32(MutableByteSpan(png).subspan(20), height);
     std::uint32_t crc = ~0U;  // of the header chunk, which the sides are part of
     for (std::size_t i = 12; i < 29; ++i) {
         crc ^= png[i];
@@ -236,13 +233,32 @@ TEST_F(PictureImport, HugePicturesAreServedSmallOrRefused) {
             crc = crc >> 1 ^ (crc & 1 ? 0xEDB88320U : 0U);
     }
     PutBe32(MutableByteSpan(png).subspan(29), ~crc);
-    Put(file, png);
-    EXPECT_THAT(Outcome(Read(file)), StartsWith("TooLarge: "));
+    return png;
+}
 
-    MakeWithVips(Plain(1, 30'000, {9, 9, 9}), file);
-    ASSERT_EQ(Outcome(Read(file, 0.01)), "fine");
+TEST_F(PictureImport, HostileSizesAreRefused) {
+    const Path file = m_folder / "p.png";
+    const struct {
+        const char* saver;
+        std::uint32_t width, height;
+    } rows[] = {
+        {"", 60'000, 60'000}, {"", 17'000, 17'000}, {"[interlace]", 9'000, 9'000}, {"", 2'000'000, 1}};
+    for (const auto& row : rows) {
+        MakeWithVips(Plain(1, 1, {0}), file, {.saver = row.saver});
+        Put(file, WithSides(Get(file), row.width, row.height));
+        EXPECT_THAT(Outcome(Read(file)), StartsWith("TooLarge: ")) << row.width;
+    }
+    // Within the limits, but the pixels are not there.
+    Put(file, WithSides(Get(file), 8'000, 8'000));
+    EXPECT_THAT(Outcome(Read(file, 0.01)), StartsWith("Damaged: "));
+}
+
+TEST_F(PictureImport, LongAndThinOnesKeepTheirLength) {
+    MakeWithVips(Plain(1, 30'000, {9, 9, 9}), m_folder / "p.png");
+    ASSERT_EQ(Outcome(Read(m_folder / "p.png", 0.01)), "fine");
     EXPECT_EQ(m_info.height, 30'000);
     EXPECT_EQ(m_info.heldWidth, 1);
+    EXPECT_GE(m_info.heldHeight, 600);
 }
 
 TEST(HeldSize, ArithmeticOfReduction) {
