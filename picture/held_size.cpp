@@ -42,11 +42,17 @@ Size LeastHeld(Size own, const ScaleNeeded& scaleNeeded) {
 }
 
 int EighthsFor(Size own, Size least) {
-    const auto scaled = [](int side, int eighths) { return (std::int64_t{side} * eighths + 7) / 8; };
+    const auto scaled = [own](int eighths) {
+        const auto side = [eighths](int full) {
+            return static_cast<int>((std::int64_t{full} * eighths + 7) / 8);
+        };
+        return Size{side(own.width), side(own.height)};
+    };
     int eighths = 1;
-    while (eighths < 8 &&
-           (scaled(own.width, eighths) < least.width || scaled(own.height, eighths) < least.height))
+    while (eighths < 8 && (scaled(eighths).width < least.width || scaled(eighths).height < least.height))
         ++eighths;
+    while (eighths > 1 && scaled(eighths).Pixels() > kMaxHeldPixels)
+        --eighths;
     return eighths;
 }
 

@@ -272,6 +272,12 @@ TEST(HeldSize, ArithmeticOfReduction) {
     EXPECT_EQ(HeldSize({8'000, 8'000}, {8'000, 8'000}), (Size{8'000, 8'000}));
     EXPECT_EQ(HeldSize({1'000'000, 1'000}, {1'000'000, 1'000}), (Size{250'000, 250}));
 
+    // A decoder that scales comes closer to that bound than whole divisors do.
+    EXPECT_EQ(EighthsFor({13'339, 7'502}, {13'339, 7'502}), 6);
+    EXPECT_EQ(EighthsFor({13'339, 7'502}, {1'600, 960}), 2);
+    EXPECT_EQ(EighthsFor({40'000, 25'000}, {40'000, 25'000}), 2);
+    EXPECT_EQ(HeldSize({10'005, 5'627}, {13'339, 7'502}), (Size{10'005, 5'627}));
+
     const double odd[] = {0.0, -1.0, std::numeric_limits<double>::quiet_NaN(),
                           std::numeric_limits<double>::infinity()};
     const int widths[] = {1, 1, 70, 70};
