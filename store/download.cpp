@@ -222,8 +222,8 @@ bool Download::WriteWholeBlocks() {
     const int count = (m_total + kBlockSize - 1) / kBlockSize;
     for (int block = 1; block <= count; ++block) {
         const bool last = block == count;
-        const int length =
-            last ? std::min(RoundUp(m_total, kWriteUnit), WritableEnd() - m_start) : kBlockSize;
+        // The writable end is a multiple of the unit, so that rounding never passes it.
+        const int length = last ? RoundUp(m_total, kWriteUnit) : kBlockSize;
         if (!flash::WriteDataToFlash(m_streams.data() + m_done, length, m_start))
             return Fail(last ? kLastBlockFailed : kBlockFailed, "the frame could not be written");
         TakeNewData(std::min(m_total, kBlockSize));

@@ -1,0 +1,75 @@
+#include "store_fixture.h"
+
+namespace lumato::store {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class DeletePicturesTest : public StoreTest {
+  protected:
+    DeletePicturesTest() {
+        Connect(TestFlash().Pictures({100, 200, 300, 400, 500}));
+        m_status.Notes();
+        m_status.Lists();
+    }
+    std::vector<int> SlotLengths() {
+        std::vector<int> lengths;
+        for (std::size_t at = 16; at < 16 + 8 * 5; at += 8)
+            lengths.push_back(
+                Store().G_PictureList[at] == 0
+                    ? 0
+                    : static_cast<int>(GetLe24(ByteSpan(Store().G_PictureList).subspan(at + 5))));
+        return lengths;
+    }
+    std::vector<int> Gaps() {
+        std::vector<int> gaps;
+        for (int i = 1; i <= Store().gmyPictureData->count; ++i)
+            gaps.push_back(GetNode(Store().gmyPictureData.get(), i)->afterGap);
+        return gaps;
+    }
+};
+
+TEST_F(DeletePicturesTest, TheSelectedOneGoes) {
+    const int before = Store().TotolFlashSizeForPic;
+    Delete(3);
+    EXPECT_THAT(Listed(), ElementsAre(100, 200, 400, 500));
+    EXPECT_THAT(SlotLengths(), ElementsAre(100, 200, 400, 500, 0));
+    EXPECT_THAT(Gaps(), ElementsAre(0, 0, 1, 1));
+    EXPECT_EQ(Store().TotolFlashSizeForPic, before + 300);
+    EXPECT_EQ(Store().gmyCurrentSelectItem, 0);
+    EXPECT_EQ(Store().gmyTotalePicture, 5);
+    EXPECT_FALSE(std::filesystem::exists(BitmapPath("DPFPicture3.bmp")));
+    EXPECT_TRUE(std::filesystem::exists(StreamPath("DPFPicture3.bmp")));
+    EXPECT_THAT(m_status.Notes(), ElementsAre("The sequence number: 4"));
+    EXPECT_THAT(m_status.Lists(), ElementsAre(std::pair(4, 4)));
+}
+
+TEST_F(DeletePicturesTest, WithoutSelectionTheLastOneGoes) {
+    DeletePictures();
+    EXPECT_THAT(Listed(), ElementsAre(100, 200, 300, 400));
+    EXPECT_THAT(SlotLengths(), ElementsAre(100, 200, 300, 400, 0));
+    EXPECT_THAT(Gaps(), ElementsAre(0, 0, 0, 0));
+    for (int i = 0; i < 5; ++i)
+        DeletePictures();
+    EXPECT_THAT(Listed(), IsEmpty());
+    EXPECT_EQ(m_status.Notes().size(), 5U);  // an empty list: nothing happens
+}
+
+TEST_F(DeletePicturesTest, AllGo) {
+    Store().gmyDeleteAll = true;
+    DeletePictures();
+    EXPECT_EQ(Store().gmyTotalePictureNum, 0);
+    EXPECT_EQ(Store().gmyTotalePicture, 0);
+    EXPECT_THAT(SlotLengths(), ElementsAre(0, 0, 0, 0, 0));
+    EXPECT_EQ(Store().G_PictureList[15], 'B');
+    EXPECT_EQ(Store().TotolFlashSizeForPic, 0x50000 - kArea);
+    EXPECT_TRUE(std::filesystem::is_empty(Home() / "data"));
+    EXPECT_THAT(m_status.Notes(), ElementsAre("The sequence number: 0"));
+    EXPECT_TRUE(Store().gmyDeleteAll);
+    DeletePictures();
+    EXPECT_THAT(m_status.Notes(), IsEmpty());
+}
+
+}  // namespace
+}  // namespace lumato::store
