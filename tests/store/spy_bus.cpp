@@ -51,7 +51,9 @@ std::string Word(const platform::ScsiRequest& request) {
     return Hex(b);
 }
 
-const Commands kPrepare = {"enable", "write status 00", "enable"};
+Commands Prepare() {
+    return {"enable", "write status 00", "enable"};
+}
 
 }  // namespace
 
@@ -128,12 +130,12 @@ Commands operator+(Commands first, const Commands& second) {
 }
 
 Commands Erase(int address, int instruction) {
-    return kPrepare + Commands{Text("erase %02X %06X", static_cast<unsigned>(instruction),
-                                    static_cast<unsigned>(address))};
+    return Prepare() + Commands{Text("erase %02X %06X", static_cast<unsigned>(instruction),
+                                     static_cast<unsigned>(address))};
 }
 
 Commands Program(int address, int length) {
-    return kPrepare +
+    return Prepare() +
            Commands{Text("program %06X %u", static_cast<unsigned>(address), static_cast<unsigned>(length))};
 }
 
