@@ -24,8 +24,8 @@ class FramePort {
     virtual void SetFlashOnline() = 0;
 
     // Takes the store offline; called on the main thread when GetUSBDeviceStatus already reads false and the
-    // device-online task has ended. Requires: it returns only when no other task drives this frame any more,
-    // so that what such a task still wanted to write can never reach the next frame.
+    // device-online task has ended. Requires: when it returns, no other task can send anything to this frame
+    // any more, so that what such a task still wanted to write can never reach the next frame.
     virtual void SetFlashOffline() = 0;
 
     // Why a device that may be a frame cannot be used: another program holds it, no permission, no bus.

@@ -15,10 +15,9 @@ namespace {
 constexpr float kCanvasWidth = 580;
 constexpr float kCanvasHeight = 400;
 
-void MakeFlashObject() {
-    auto made = std::make_shared<flash::CProcessFlash>(flash::Flash().device);
+void SetFlashObject(std::shared_ptr<flash::CProcessFlash> frame) {
     const std::lock_guard lock(Store().transfer.mutex);  // the main thread may have to retire it
-    flash::Flash().m_PtrPF = std::move(made);
+    flash::Flash().m_PtrPF.swap(frame);
 }
 
 void CentreDrawRect() {
@@ -82,7 +81,7 @@ void SetFlashOnline() {
     store.whyFailed.clear();
     store.blocksAtRisk.clear();
     ShowNote(kDeviceOnline);
-    MakeFlashObject();
+    SetFlashObject(std::make_shared<flash::CProcessFlash>(flash::Flash().device));
     store.gmyIsTransferData = true;
 
     const Connection ended = ConnectFrame();
@@ -101,7 +100,7 @@ void ReleaseFrame() {
     store.status->RedrawPictures();
     store.status->SetControlPanlEnable(false);
     ShowNote(kDeviceNotOnline);
-    flash::Flash().m_PtrPF.reset();
+    SetFlashObject(nullptr);
 }
 
 void SetFlashOffline() {

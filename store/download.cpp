@@ -101,7 +101,7 @@ bool Download::ReadStreams() {
     m_streams.reserve(static_cast<std::size_t>(m_total + kWriteUnit));
     for (const FileData* record = GetNode(m_list, m_first); record != nullptr; record = record->next) {
         const auto size = static_cast<std::uintmax_t>(record->picSize);
-        const auto stream = ReadFile(StreamPath(record->fileName), size);
+        const auto stream = ReadPlainFile(StreamPath(record->fileName), size);
         if (!stream)
             return Fail(kDownloadFailed, stream.error().message);
         if (stream->size() != size)

@@ -10,7 +10,7 @@ Result<int> SavePictures(const Path& folder) {
     int saved = 0;
     for (const FileData* record = store.gmyPictureData->sentinel->next; record != nullptr;
          record = record->next) {
-        LUMATO_TRY(const auto bitmap, ReadFile(BitmapPath(BitmapName(record->fileName))));
+        LUMATO_TRY(const auto bitmap, ReadPlainFile(BitmapPath(BitmapName(record->fileName))));
         LUMATO_TRY_VOID(WriteFile(folder / (std::to_string(saved + 1) + ".bmp"), bitmap));
         ++saved;
     }

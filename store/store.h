@@ -9,14 +9,15 @@
 
 namespace lumato::store {
 
-// connect.cpp
-// ------------------------------------------------------------------------------------------------ Body of
-// the device-online task: device information, clock, table, read-back. The outcome is shown as notes and kept
-// in LastConnection().
+// ---- connect.cpp
+
+// Body of the device-online task: device information, clock, table, read-back. The outcome is shown as notes
+// and kept in LastConnection().
 void SetFlashOnline();
 // Main thread. Releases everything that belonged to the frame; while a worker runs, FinishTransfer() does
 // that later.
 void SetFlashOffline();
+// Empties the local folders of bitmaps and streams; other files stay, and links are never followed.
 void DelAllPicAtStart();
 
 // How the last SetFlashOnline() ended; None before the first and while one runs. From any thread.
@@ -29,41 +30,53 @@ class StoreFramePort : public device::FramePort {
     void SetFlashOffline() override;
 };
 
-// flash_layout.cpp
-// -------------------------------------------------------------------------------------------
+// ---- flash_layout.cpp
+
+// What the frame says of itself. False, with nothing changed, when it cannot be read or makes no sense;
+// until it is true once, nothing may be written to this frame.
 bool GetInformation();
+// The picture table; an empty one when the frame has none.
 bool ReadPictureList();
+// Keeps the header and the first `count` used slots (all for 0) of the table in memory, without holes.
 void MovePicAddressInPicList(int count);
 
-// read_back.cpp
-// ----------------------------------------------------------------------------------------------
+// ---- read_back.cpp
+
+// Reads every picture of the table into local files and a new picture list. False when a read from the frame
+// or a local file fails: the list then ends before that picture.
 bool ReadPicFromFlash();
 
-// download.cpp
-// ----------------------------------------------------------------------------------------------- True when
-// all pictures must be written anew from the start of the picture area.
+// ---- download_plan.cpp
+
+// Which pictures a download writes, and where: from position `first` (-1: none is new) on, `total` bytes,
+// at flash address `start`. True when that is all of them, from the start of the picture area.
 bool GetStartAddAndTotalDownSize(int& first, int& total, int& start);
+
+// ---- download.cpp
+
 // The button's first half, main thread: panel off, flag, note, progress. The caller then starts the task.
 // False (nothing done) when no frame came online whole, or while another worker runs.
 bool BeginDownload();
 // Body of the download task. True when the frame now holds the list.
 bool TranspotPic();
 
-// delete_pictures.cpp
-// ---------------------------------------------------------------------------------------- The Delete button:
-// the selected picture (gmyCurrentSelectItem) or the last one, or all when gmyDeleteAll is set.
+// ---- delete_pictures.cpp
+
+// The Delete button: the selected picture (gmyCurrentSelectItem) or the last one, or all when gmyDeleteAll is
+// set.
 void DeletePictures();
 
-// local_files.cpp
-// --------------------------------------------------------------------------------------------
+// ---- local_files.cpp
+
+// Removes the listed pictures' streams and the list itself.
 void ReleaseAllFiles();
 [[nodiscard]] Path StreamPath(const std::string& fileName);  // "%s/Edata/%s"
 [[nodiscard]] Path BitmapPath(const std::string& fileName);  // "%s/data/%s"
 
-// save_pictures.cpp
-// ------------------------------------------------------------------------------------------ Copies every
-// listed picture's bitmap to folder/1.bmp, 2.bmp, ... Returns how many; fails at the first that cannot be
-// written, with those before it in place.
+// ---- save_pictures.cpp
+
+// Copies every listed picture's bitmap to folder/1.bmp, 2.bmp, ... Returns how many; fails at the first that
+// cannot be written, with those before it in place.
 Result<int> SavePictures(const Path& folder);
 
 }  // namespace lumato::store

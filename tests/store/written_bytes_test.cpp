@@ -18,6 +18,7 @@ class WrittenBytesTest : public StoreTest {
         const std::size_t address = GetBe24(block.subspan(11));
         const std::size_t length = GetBe24(block.subspan(7));
         if (block[0] == 0xCB && block[10] == 0x02) {
+            EXPECT_GE(address, static_cast<std::size_t>(kTable));
             Mark(m_programmed, address, length, true);
         } else if (block[0] == 0xCB && block[6] == 4) {
             const std::size_t unit = block[10] == 0x20 ? 4096 : block[10] == 0x52 ? 32768 : 65536;
