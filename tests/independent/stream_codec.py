@@ -1,0 +1,433 @@
+"""A slow twin of the frame picture codec, written for being read rather than for speed.
+
+It shares no line with the program, so a misreading on either side shows as a difference. Everything is bytes
+in and bytes out: encode() takes a bitmap file, decode() gives one.
+
+    python3 stream_codec.py encode BITMAP STREAM WIDTHxHEIGHT [QUALITY [SAMPLING]]
+    python3 stream_codec.py decode STREAM BITMAP
+"""
+import math
+import struct
+import sys
+
+OMIT_TABLES, OMIT_MCU_TABLE = 4, 8
+LUMA_BLOCKS = (1, 2, 2, 4)
+
+# ITU-T T.81 Annex K, tables K.1 and K.2, row by row.
+LUMINANCE = [16, 11, 10, 16, 24, 40, 51, 61, 12, 12, 14, 19, 26, 58, 60, 55, 14, 13, 16, 24, 40, 57, 69, 56,
+             14, 17, 22, 29, 51, 87, 80, 62, 18, 22, 37, 56, 68, 109, 103, 77, 24, 35, 55, 64, 81, 104, 113, 92,
+             49, 64, 78, 87, 103, 121, 120, 101, 72, 92, 95, 98, 112, 100, 103, 99]
+CHROMINANCE = [17, 18, 24, 47, 99, 99, 99, 99, 18, 21, 26, 66, 99, 99, 99, 99, 24, 26, 56, 99, 99, 99, 99, 99,
+               47, 66, 99, 99, 99, 99, 99, 99] + [99] * 32
+
+
+def _rows(*spans):
+    return [value for first, last in spans for value in range(first, last + 1)]
+
+
+# Tables K.3 to K.6: codes per length 1 to 16, then the symbols in code order.
+DC_Y = ([0, 1, 5, 1, 1, 1, 1, 1, 1, 0, 0, 0, 0, 0, 0, 0], list(range(12)))
+DC_C = ([0, 3, 1, 1, 1, 1, 1, 1, 1, 1, 1, 0, 0, 0, 0, 0], list(range(12)))
+AC_Y = ([0, 2, 1, 3, 3, 2, 4, 3, 5, 5, 4, 4, 0, 0, 1, 0x7D],
+        list(bytes.fromhex("01020300041105122131410613516107227114328191A1082342B1C11552D1F02433627282090A"))
+        + _rows((0x16, 0x1A), (0x25, 0x2A), (0x34, 0x3A), (0x43, 0x4A), (0x53, 0x5A), (0x63, 0x6A), (0x73, 0x7A),
+                (0x83, 0x8A), (0x92, 0x9A), (0xA2, 0xAA), (0xB2, 0xBA), (0xC2, 0xCA), (0xD2, 0xDA), (0xE1, 0xEA),
+                (0xF1, 0xFA)))
+AC_C = ([0, 2, 1, 2, 4, 4, 3, 4, 7, 5, 4, 4, 0, 1, 2, 0x77],
+        list(bytes.fromhex("0001020311040521310612415107617113223281081442 91A1B1C109233352F0156272D10A162434E125F1"))
+        + _rows((0x17, 0x1A), (0x26, 0x2A), (0x35, 0x3A), (0x43, 0x4A), (0x53, 0x5A), (0x63, 0x6A), (0x73, 0x7A),
+                (0x82, 0x8A), (0x92, 0x9A), (0xA2, 0xAA), (0xB2, 0xBA), (0xC2, 0xCA), (0xD2, 0xDA), (0xE2, 0xEA),
+                (0xF2, 0xFA)))
+
+# The T.81 scan runs along the diagonals, up on even ones and down on odd ones.
+ZIGZAG = [8 * r + c for r, c in sorted(((r, c) for r in range(8) for c in range(8)),
+                                       key=lambda p: (p[0] + p[1], p[0] if (p[0] + p[1]) % 2 else p[1]))]
+
+# The Arai-Agui-Nakajima transform leaves this factor on row and column k.
+AAN = [1.0] + [math.sqrt(2) * math.cos(k * math.pi / 16) for k in range(1, 8)]
+FORWARD_SCALE = [round(16384 * u * v) for u in AAN for v in AAN]
+INVERSE_SCALE = [math.floor(64 * u * v + 1e-9) for u in AAN for v in AAN]  # s(4) is exactly 1 on paper
+
+
+class Refused(Exception):
+    """The stream or bitmap cannot be what it claims to be."""
+
+
+def scale_factor(quality):
+    quality = min(max(quality & 0xFFFF, 1), 100)
+    return 5000 // quality if quality <= 49 else 200 - 2 * quality
+
+
+def scaled(table, factor):
+    return [min(max((q * factor + 50) // 100, 1), 255) for q in table]
+
+
+def mcu_grid(width, height, mode):
+    """(MCU width, MCU height, MCUs across, MCUs down)."""
+    wide, tall = 8 * (1 + (mode & 1)), 8 * (1 + (mode >> 1 & 1))
+    return wide, tall, -(-width // wide), -(-height // tall)
+
+
+def table_block(quant_y, quant_c):
+    block = bytearray(b"\x00\x84")
+    for number, table in enumerate((quant_y, quant_c)):
+        block.append(number)
+        block += bytes(table[n] for n in ZIGZAG)
+    block += b"\x01\xA2"
+    for kind, (counts, symbols) in ((0x00, DC_Y), (0x10, AC_Y), (0x01, DC_C), (0x11, AC_C)):
+        block.append(kind)
+        block += bytes(counts) + bytes(symbols)
+    return bytes(block)
+
+
+# ------------------------------------------------------------------------------------------ bitmap files
+
+def make_bitmap(width, height, rows, image_size=0):
+    """`rows`: top row first, each with its padding already behind it."""
+    stride = (3 * width + 3) // 4 * 4
+    header = struct.pack("<2sIIIIiiHHIIIIII", b"BM", 54 + height * stride, 0, 54, 40, width, height, 1, 24, 0,
+                         image_size, 0, 0, 0, 0)
+    return header + b"".join(bytes(row[:stride]).ljust(stride, b"\0") for row in reversed(rows))
+
+
+def bitmap_rows(bitmap, width, height):
+    """Rows of B, G, R bytes, top row first; rows that the file lacks are black."""
+    if len(bitmap) < 54 or bitmap[:2] != b"BM" or struct.unpack_from("<ii", bitmap, 18) != (width, height):
+        raise Refused("no bitmap of that size")
+    bits = bitmap[28]
+    stride = (width * (2 if bits == 16 else 3) + 3) // 4 * 4
+    rows = []
+    for y in reversed(range(height)):
+        row = bitmap[54 + y * stride:54 + (y + 1) * stride].ljust(stride, b"\0")
+        if bits == 16:
+            pixels = struct.unpack_from("<%dH" % width, row)
+            row = bytes(p >> shift << 3 & 0xF8 for p in pixels for shift in (0, 5, 10))
+        rows.append(row[:3 * width])
+    return rows
+
+
+# ------------------------------------------------------------------------------------------ encoding
+
+def _forward_pass(d):
+    t0, t7, t1, t6 = d[0] + d[7], d[0] - d[7], d[1] + d[6], d[1] - d[6]
+    t2, t5, t3, t4 = d[2] + d[5], d[2] - d[5], d[3] + d[4], d[3] - d[4]
+    a, b, c, e = t0 + t3, t0 - t3, t1 + t2, t1 - t2
+    z1 = (e + b) * 181 >> 8
+    p, q, r = t4 + t5, t5 + t6, t6 + t7
+    z5 = (p - r) * 98 >> 8
+    z2, z4, z3 = (p * 139 >> 8) + z5, (r * 334 >> 8) + z5, q * 181 >> 8
+    z11, z13 = t7 + z3, t7 - z3
+    return a + c, z11 + z4, b + z1, z13 - z2, a - c, z13 + z2, b - z1, z11 - z4
+
+
+def _quantized(samples, divisors):
+    rows = [_forward_pass(samples[8 * r:8 * r + 8]) for r in range(8)]
+    columns = [_forward_pass([row[c] for row in rows]) for c in range(8)]
+    result = []
+    for k, q in enumerate(divisors):
+        c = columns[k & 7][k >> 3]
+        size = (abs(c) + (q >> 1)) // q
+        result.append(-size if c < 0 else size)
+    return result
+
+
+def _codes(table):
+    """symbol -> (code, length), canonical as in T.81 Annex C."""
+    codes, code, symbols = {}, 0, iter(table[1])
+    for length, count in enumerate(table[0], 1):
+        for _ in range(count):
+            codes[next(symbols)] = (code, length)
+            code += 1
+        code <<= 1
+    return codes
+
+
+def _coded_block(block, predictor, dc, ac):
+    """The block's bits as a string of 0 and 1."""
+    bits = []
+
+    def emit(codes, symbol, value):
+        code, length = codes[symbol]
+        bits.append(format(code, "0%db" % length))
+        if size := symbol & 15:
+            bits.append(format((value if value > 0 else value - 1) & (1 << size) - 1, "0%db" % size))
+
+    difference = block[0] - predictor
+    emit(dc, abs(difference).bit_length(), difference)
+    run = 0
+    for position in ZIGZAG[1:]:
+        value = block[position]
+        if not value:
+            run += 1
+            continue
+        for _ in range(run >> 4):
+            emit(ac, 0xF0, 0)
+        emit(ac, (run & 15) << 4 | abs(value).bit_length(), value)
+        run = 0
+    if run:
+        emit(ac, 0x00, 0)
+    return "".join(bits)
+
+
+def _component_planes(rows, wide, tall, across, down):
+    """Y, Cb, Cr of the picture with its edges repeated up to whole MCUs."""
+    rows = [row + row[-3:] * (across * wide - len(row) // 3) for row in rows]
+    rows += rows[-1:] * (down * tall - len(rows))
+    y, cb, cr = [], [], []
+    for row in rows:
+        blue, green, red = row[0::3], row[1::3], row[2::3]
+        pixels = list(zip(red, green, blue))
+        y.append([(19595 * r + 38470 * g + 7471 * b + 32768 >> 16) - 128 for r, g, b in pixels])
+        cb.append([(-11059 * r - 21709 * g + 32768 * b + 8421375 >> 16) - 128 for r, g, b in pixels])
+        cr.append([(32768 * r + 8421375 - 27439 * g - 5329 * b >> 16) - 128 for r, g, b in pixels])
+    return y, cb, cr
+
+
+def _block_at(plane, x, y, step_x=1, step_y=1):
+    return [plane[y + r * step_y][x + c * step_x] for r in range(8) for c in range(8)]
+
+
+def encode(bitmap, width, height, quality, y_value):
+    mode = y_value - 1
+    factor = scale_factor(quality)
+    quant_y, quant_c = scaled(LUMINANCE, factor), scaled(CHROMINANCE, factor)
+    divisors_y = [q * s + 1024 >> 11 for q, s in zip(quant_y, FORWARD_SCALE)]
+    divisors_c = [q * s + 1024 >> 11 for q, s in zip(quant_c, FORWARD_SCALE)]
+    wide, tall, across, down = mcu_grid(width, height, mode)
+    y_plane, cb_plane, cr_plane = _component_planes(bitmap_rows(bitmap, width, height), wide, tall, across, down)
+    dc_y, ac_y, dc_c, ac_c = map(_codes, (DC_Y, AC_Y, DC_C, AC_C))
+    tables = b"" if mode & OMIT_TABLES else table_block(quant_y, quant_c)
+
+    entries, data = bytearray(), bytearray()
+    entry_bytes = 0 if mode & OMIT_MCU_TABLE else 8 * across * down
+    predictors = [0, 0, 0]  # Y, Cb, Cr
+    for y0 in range(0, down * tall, tall):
+        for x0 in range(0, across * wide, wide):
+            offset = entry_bytes - len(entries) + len(tables) + len(data)
+            if entry_bytes:
+                entries += struct.pack("<4H", *(p & 0xFFFF for p in predictors), offset & 0xFFFF)
+            bits = ""
+            for component, plane in ((1, cb_plane), (2, cr_plane)):
+                block = _quantized(_block_at(plane, x0, y0, wide // 8, tall // 8), divisors_c)
+                bits += _coded_block(block, predictors[component], dc_c, ac_c)
+                predictors[component] = block[0]
+            for y in range(y0, y0 + tall, 8):
+                for x in range(x0, x0 + wide, 8):
+                    block = _quantized(_block_at(y_plane, x, y), divisors_y)
+                    bits += _coded_block(block, predictors[0], dc_y, ac_y)
+                    predictors[0] = block[0]
+            bits += "1" * (-len(bits) % 8)
+            data += int(bits, 2).to_bytes(len(bits) // 8, "big")
+
+    selectors = bytearray([0, 1, 1] * 3)
+    if mode & OMIT_TABLES:
+        selectors[0:2] = factor.to_bytes(2, "big")
+    header = struct.pack(">HHB9sH", width, height, mode & 0xFF, bytes(selectors), 0)
+    return header + bytes(entries) + tables + bytes(data)
+
+
+# ------------------------------------------------------------------------------------------ decoding
+
+def _short(value):
+    return (value + 0x8000 & 0xFFFF) - 0x8000
+
+
+def _times(value, constant):
+    return value * constant + 32 >> 6
+
+
+def _inverse_pass(d0, d1, d2, d3, d4, d5, d6, d7):
+    """Every named value is 16 bits wide, as in the frame; only damaged streams ever show it."""
+    a, b, t13 = _short(d0 + d4), _short(d0 - d4), _short(d2 + d6)
+    t12 = _short(_times(d2 - d6, 91) - t13)
+    t0, t3, t1, t2 = _short(a + t13), _short(a - t13), _short(b + t12), _short(b - t12)
+    z13, z10, z11, z12 = _short(d5 + d3), _short(d5 - d3), _short(d1 + d7), _short(d1 - d7)
+    t7, t11 = _short(z11 + z13), _short(_times(z11 - z13, 91))
+    z5 = _short(_times(z10 + z12, 118))
+    t10, t12 = _short(_times(z12, 69) - z5), _short(z5 - _times(z10, 167))
+    t6 = _short(t12 - t7)
+    t5 = _short(t11 - t6)
+    t4 = _short(t10 + t5)
+    return t0 + t7, t1 + t6, t2 + t5, t3 - t4, t3 + t4, t2 - t5, t1 - t6, t0 - t7
+
+
+def _samples(block, quant):
+    """64 samples, row by row, from 64 coefficients in natural order."""
+    columns = []
+    for c in range(8):
+        d = []
+        for k in range(c, 64, 8):
+            product = block[k] * quant[k] + 32
+            d.append(_short(product // 64 if product >= 0 else -(-product // 64)))
+        columns.append([_short(w) for w in _inverse_pass(*d)] if any(d[1:]) else [d[0]] * 8)
+    return [min(max((x + 4 >> 3) + 128, 0), 255)
+            for r in range(8) for x in _inverse_pass(*(column[r] for column in columns))]
+
+
+class _Table:
+    """One Huffman table as the reader uses it: the next 16 bits give a symbol and its length."""
+
+    def __init__(self, counts, symbols):
+        self.first, self.shorter, self.symbols, self.known = [], [], symbols, {}
+        code = total = 0
+        for i, count in enumerate(counts):
+            self.first.append(code)
+            self.shorter.append(total)
+            code += count << 15 - i
+            total += count
+        if code > 0x10000:
+            raise Refused("more codes than a Huffman tree holds")
+
+    def look_up(self, window):
+        if window not in self.known:
+            length = next((i for i in range(1, 16) if self.first[i] and window < self.first[i]), 16)
+            index = self.shorter[length - 1] + ((window - self.first[length - 1] & 0xFFFF) >> 16 - length)
+            self.known[window] = (self.symbols[index] if index < len(self.symbols) else 0, length)
+        return self.known[window]
+
+
+class _Bits:
+    """The coded data; behind their end only zero bits are seen, and `position` then tells."""
+
+    def __init__(self, data):
+        self.data, self.position = data + bytes(8), 0
+        self.end = 8 * len(data)
+
+    def peek16(self):
+        byte = min(self.position >> 3, len(self.data) - 4)
+        return int.from_bytes(self.data[byte:byte + 3], "big") >> 8 - (self.position & 7) & 0xFFFF
+
+    def symbol(self, table):
+        symbol, length = table.look_up(self.peek16())
+        self.position += length
+        size = symbol & 15
+        if not size:
+            return symbol, 0
+        value = self.peek16() >> 16 - size
+        self.position += size
+        return symbol, value if value >> size - 1 else value - (1 << size) + 1
+
+
+def _read_block(bits, dc, ac, predictor):
+    block = [0] * 64
+    block[0] = _short(predictor + bits.symbol(dc)[1])
+    position = 1
+    while position <= 63:
+        symbol, value = bits.symbol(ac)
+        if symbol == 0x00:
+            break
+        if symbol == 0xF0:
+            position += 16
+            continue
+        place = position + (symbol >> 4)
+        position = place + 1
+        block[ZIGZAG[min(place, 63)]] = value
+    return block
+
+
+def _read_tables(stream, at):
+    """(quantization tables, Huffman tables by class byte, where the coded data begin)."""
+    quant, huffman = {}, {}
+    length = int.from_bytes(stream[at:at + 2], "big")
+    if length not in (67, 132) or at + length + 2 > len(stream):
+        raise Refused("length of the quantization tables")
+    for start in range(at + 2, at + length, 65):
+        if stream[start] > 1:
+            raise Refused("number of a quantization table")
+        quant[stream[start]] = values = [0] * 64
+        for k in range(64):
+            values[ZIGZAG[k]] = stream[start + 1 + k]
+    at += length
+    end = at + int.from_bytes(stream[at:at + 2], "big")
+    if end > len(stream):
+        raise Refused("length of the Huffman tables")
+    at += 2
+    while at < end:
+        kind, counts = stream[at], stream[at + 1:at + 17]
+        total = sum(counts)
+        if kind not in (0, 1, 0x10, 0x11) or not 1 <= total <= (162 if kind & 0x10 else 16) or at + 17 + total > end:
+            raise Refused("a Huffman table")
+        huffman[kind] = _Table(counts, stream[at + 17:at + 17 + total])
+        at += 17 + total
+    return quant, huffman, at
+
+
+def stream_size(stream):
+    return struct.unpack_from(">HH", stream) if len(stream) >= 16 else (0, 0)
+
+
+def decode(stream, expected=(0, 0)):
+    """The bitmap file. Raises Refused for a stream that cannot be; data that end early leave black behind."""
+    stream = bytes(stream)
+    width, height = stream_size(stream)
+    if not width or not height:
+        raise Refused("no header, or an empty picture")
+    if any(want and want != have for want, have in zip(expected, (width, height))):
+        raise Refused("another size")
+    mode, selectors = stream[4], list(stream[5:14])
+    wide, tall, across, down = mcu_grid(width, height, mode)
+    at = 16 + (0 if mode & OMIT_MCU_TABLE else 8 * across * down)
+    if mode & OMIT_TABLES:
+        factor = int.from_bytes(stream[5:7], "big")
+        selectors[0:2] = [0, 1]
+        quant = {0: scaled(LUMINANCE, factor), 1: scaled(CHROMINANCE, factor)}
+        huffman = {0: _Table(*DC_Y), 1: _Table(*DC_C), 0x10: _Table(*AC_Y), 0x11: _Table(*AC_C)}
+    else:
+        quant, huffman, at = _read_tables(stream, at)
+    if len(stream) - at < across * down:
+        raise Refused("fewer bytes than MCUs")
+    try:
+        tables = [([q * f for q, f in zip(quant[selectors[c]], INVERSE_SCALE)], huffman[selectors[3 + c]],
+                   huffman[0x10 + selectors[6 + c]]) for c in range(3)]
+    except KeyError:
+        raise Refused("a table that is not there") from None
+
+    stride = -(-width // 8) * 8
+    rows = [bytearray(3 * stride) for _ in range(height)]
+    bits, predictors = _Bits(stream[at:]), [0, 0, 0]
+
+    def next_block(component):
+        quant_table, dc, ac = tables[component]
+        block = _read_block(bits, dc, ac, predictors[component])
+        predictors[component] = block[0]
+        return block, quant_table
+
+    for y0 in range(0, down * tall, tall):
+        for x0 in range(0, across * wide, wide):
+            coded = [next_block(c) for c in [1, 2] + [0] * LUMA_BLOCKS[mode & 3]]
+            bits.position += -bits.position % 8
+            if bits.position > bits.end:
+                break
+            _place(rows, x0, y0, wide, tall, stride, [_samples(*block) for block in coded])
+    return make_bitmap(width, height, rows, height * ((3 * width + 3) // 4 * 4))
+
+
+def _place(rows, x0, y0, wide, tall, stride, blocks):
+    cb, cr, luma = blocks[0], blocks[1], blocks[2:]
+    for y in range(min(tall, len(rows) - y0)):
+        row, chroma_row = rows[y0 + y], 8 * (y * 8 // tall)
+        for x in range(min(wide, stride - x0)):
+            light = 1024 * luma[(x >> 3) + (y >> 3) * (wide >> 3)][8 * (y & 7) + (x & 7)] + 512
+            chroma = chroma_row + x * 8 // wide
+            u, v = cb[chroma] - 128, cr[chroma] - 128
+            at = 3 * (x0 + x)
+            row[at:at + 3] = bytes(min(max(value >> 10, 0), 255) for value in (
+                light + 1815 * u, light - 352 * u - 731 * v, light + 1436 * v))
+
+
+def main(arguments):
+    verb, source, destination = arguments[:3]
+    with open(source, "rb") as file:
+        data = file.read()
+    if verb == "encode":
+        width, height = map(int, arguments[3].split("x"))
+        quality, y_value = (list(map(int, arguments[4:6])) + [90, 4][len(arguments[4:6]):])
+        result = encode(data, width, height, quality, y_value)
+    else:
+        result = decode(data)
+    with open(destination, "wb") as file:
+        file.write(result)
+
+
+if __name__ == "__main__":
+    main(sys.argv[1:])
