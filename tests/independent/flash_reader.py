@@ -5,6 +5,7 @@
 Layout: device information block at 0 (little-endian fields), picture table of 4,096 bytes at a 64 KB
 boundary, pictures behind it.
 """
+import functools
 import hashlib
 import json
 import struct
@@ -50,6 +51,7 @@ def slot(table, k):
     return table[at], u24(table, at + 1), u24(table, at + 5)
 
 
+@functools.lru_cache(4096)
 def decodes(stream, width, height):
     try:
         stream_codec.decode(stream, (width, height))
@@ -60,7 +62,7 @@ def decodes(stream, width, height):
 
 def pictures_of(image, check_decoding=True):
     """Every slot in use, whatever its status, in slot order; none when the table is not valid."""
-    information, found, known = Information(image), [], {}
+    information, found = Information(image), []
     table = table_of(image, information)
     for k in range(1, SLOTS + 1 if table_is_valid(table) else 1):
         status, address, length = slot(table, k)
@@ -70,10 +72,8 @@ def pictures_of(image, check_decoding=True):
         picture = {"slot": k, "status": status, "address": address, "length": length,
                    "sha256": hashlib.sha256(stream).hexdigest()}
         if check_decoding:
-            if stream not in known:
-                known[stream] = (len(stream) == length
-                                 and decodes(stream, information.lcd_width, information.lcd_height))
-            picture["decodes"] = known[stream]
+            picture["decodes"] = (len(stream) == length
+                                  and decodes(stream, information.lcd_width, information.lcd_height))
         found.append(picture)
     return found
 

@@ -1,0 +1,331 @@
+"""Holds the built lumatoctl against the independent codec and the model of the flash.
+
+    python3 frame_story_test.py LUMATOCTL [--quick] [unittest arguments]
+"""
+import os
+import random
+import subprocess
+import sys
+import time
+import unittest
+
+import flash_model
+import flash_reader
+import story
+import stream_codec
+from flash_reader import make_image, make_table, put_picture, put_pictures, put_table
+from self_test import wave
+from story import Story, noise
+
+SIZES = [(1, 1), (7, 9), (8, 8), (16, 16), (17, 9), (33, 31), (100, 60), (130, 5), (5, 130), (128, 128)]
+QUALITIES = [0, 1, 10, 49, 50, 90, 100, 101, -1, 65536 + 30]
+FAULTS = ("refuse", "lost", "half", "flip", "unplug")
+
+
+def streams(count, size=(48, 32), make=wave):
+    return [stream_codec.encode(make(*size, n), *size, 90, 4) for n in range(1, count + 1)]
+
+
+class Codec(Story):
+    def compare(self, bitmap, size, quality, y_value):
+        source, text = self.write("source.bmp", bitmap), "%dx%d" % size
+        outcome = self.run_program("encode", source, self.path("stream"), "--size", text,
+                                   "--quality=%d" % quality, "--sampling=%d" % y_value, frame=False)
+        if outcome.status == 2 and not 0 <= quality <= 100:
+            return  # a quality that no person means may be refused at the door
+        self.assertEqual(outcome.status, 0, outcome.err)
+        expected = stream_codec.encode(bitmap, *size, quality, y_value)
+        self.assert_same_bytes(self.read("stream"), expected, "stream %s %d %d" % (text, quality, y_value))
+        self.assertEqual(outcome.json["bytes"], len(expected))
+        answer = self.good("decode", self.path("stream"), self.path("back.bmp"), frame=False)
+        self.assertEqual((answer["width"], answer["height"]), size)
+        self.assert_same_bytes(self.read("back.bmp"), stream_codec.decode(expected), "bitmap of " + text)
+
+    def test_every_sampling_value_and_size(self):
+        for n, size in enumerate(SIZES):
+            for y_value in range(n % 3, 18, 3) if story.QUICK else range(18):
+                for make in (wave, noise):
+                    self.compare(make(*size), size, 90, y_value)
+
+    def test_every_quality(self):
+        for size in [(33, 31)] if story.QUICK else SIZES:
+            for y_value in (0, 1, 4, 5, 12) if story.QUICK else range(18):
+                for quality in QUALITIES:
+                    self.compare(noise(*size, quality & 7), size, quality, y_value)
+
+    def test_large_pictures_wrap_the_offsets(self):
+        self.compare(noise(320, 240), (320, 240), 100, 1)
+        self.compare(wave(2056, 9), (2056, 9), 90, 4)  # more than 255 blocks across
+
+    def test_other_bitmaps(self):
+        width, height = 9, 5
+        pixels = random.Random(5).randbytes(20 * height)
+        bitmap = bytearray(noise(width, height)[:54])
+        bitmap[28] = 16
+        self.compare(bytes(bitmap) + pixels, (width, height), 90, 1)
+        self.compare(noise(40, 30)[:-2000], (40, 30), 90, 4)  # rows that are missing are black
+
+    def test_no_bitmap_no_stream(self):
+        for name, data in (("text", b"no picture\n" * 20), ("empty", b""), ("other size", wave(9, 8))):
+            source = self.write("source", data)
+            self.refused(1, "encode", source, self.path("stream"), "--size", "8x9", frame=False)
+            self.assertFalse(os.path.exists(self.path("stream")), name)
+        self.refused(1, "encode", self.path("missing"), self.path("stream"), "--size", "8x9", frame=False)
+
+    def test_damaged_streams(self):
+        for y_value in (1, 2, 3, 4, 8, 12, 16):
+            stream = stream_codec.encode(wave(50, 40), 50, 40, 60, y_value)
+            variants = [stream[:cut] for cut in (0, 5, 16, 100, len(stream) // 2, len(stream) - 40, len(stream) - 1)]
+            variants += [stream[:at] + b"\xEE" + stream[at + 1:] for at in (0, 7, 8, 11)]
+            for number, variant in enumerate(variants):
+                self.write("stream", variant)
+                try:
+                    expected = stream_codec.decode(variant)
+                except stream_codec.Refused:
+                    self.refused(1, "decode", self.path("stream"), self.path("back.bmp"), frame=False)
+                    self.assertFalse(os.path.exists(self.path("back.bmp")), (y_value, number))
+                    continue
+                self.good("decode", self.path("stream"), self.path("back.bmp"), frame=False)
+                self.assert_same_bytes(self.read("back.bmp"), expected, "variant %d of %d" % (number, y_value))
+                os.remove(self.path("back.bmp"))
+
+    def test_size_must_fit_when_given(self):
+        self.write("stream", streams(1)[0])
+        self.good("decode", self.path("stream"), self.path("back.bmp"), "--size", "48x32", frame=False)
+        self.refused(1, "decode", self.path("stream"), self.path("no.bmp"), "--size", "32x48", frame=False)
+        self.assertFalse(os.path.exists(self.path("no.bmp")))
+
+
+class Operations(Story):
+    def test_new_frames_are_what_was_asked_for(self):
+        self.good("frame", "new", self.frame, "--lcd", "48x32", "--flash", "512K", "--limit", 7, "--sampling", 1,
+                  "--quality", 70, "--erase", "20", "--page-option", 1, "--firmware-end", "0x11234", frame=False)
+        image = self.image()
+        self.assertEqual(len(image), 0x80000)
+        information = flash_reader.Information(image)
+        self.assertEqual((information.lcd_width, information.lcd_height, information.table_address,
+                          information.flash_size, information.picture_limit, information.sampling,
+                          information.quality, information.erase_instruction, information.page_option),
+                         (48, 32, 0x20000, 0x80000, 7, 1, 70, 0x20, 1))
+        self.assertEqual(set(image[0x20000:]), {0xFF})
+        self.connect_as_model()
+
+    def test_connecting_reads_and_saves(self):
+        self.put_frame(put_pictures(make_image(firmware_end=0xF000), streams(3)))
+        model = self.connect_as_model()
+        before = self.image()
+        os.mkdir(self.path("out"))
+        self.assertEqual(self.good("save", self.path("out"))["saved"], 3)
+        self.assert_same_bytes(self.image(), before)
+        for n, stream in enumerate(model.pictures, 1):
+            self.assert_same_bytes(self.read("out/%d.bmp" % n), stream_codec.decode(stream), "%d.bmp" % n)
+
+    def test_adding(self):
+        rows = [  # stored pictures, added ones, LCD, first stored address (default: behind the table), flash size
+            (0, 1, (48, 32), None, 0x40000), (0, 3, (131, 67), None, 0x40000), (2, 2, (48, 32), None, 0x40000),
+            (2, 2, (48, 32), 0x1FC00, 0x40000), (2, 1, (48, 32), 0x23000, 0x40000), (2, 2, (48, 32), 0x3F000, 0x40000),
+            (0, 2, (240, 160), None, 0x80000), (1, 3, (240, 160), None, 0x80000), (2, 2, (240, 160), 0x5D000, 0x80000)]
+        for erase in (0xD8, 0x52, 0x20):
+            for stored, added, lcd, address, flash_size in rows[:5] if story.QUICK and erase == 0x52 else rows:
+                with self.subTest(erase=hex(erase), stored=stored, added=added, lcd=lcd, address=address):
+                    image = make_image(lcd, flash_size, erase=erase, page_option=stored)
+                    image[0x10000:0x40000] = random.Random(3).randbytes(0x30000)  # left over by somebody else
+                    at, slots = address or 0x11000, []
+                    for stream in streams(stored, lcd, noise):
+                        slots.append(put_picture(image, at, stream))
+                        at += len(stream)
+                    put_table(image, make_table(slots))
+                    self.put_frame(image[:flash_size])
+                    made = [noise(*lcd, 90 + n) for n in range(added)]
+                    self.assertEqual(self.add_as_model(self.sources(*made)), (added, 0))
+                    self.connect_as_model()
+
+    def test_every_sampling_value_goes_to_the_frame(self):
+        for y_value in range(0, 18, 3 if story.QUICK else 1):
+            self.put_frame(make_image((33, 31), sampling=y_value, quality=40))
+            self.add_as_model(self.sources(wave(64, 64), noise(33, 31)))
+            self.assertEqual(len(self.connect_as_model().pictures), 2, y_value)
+
+    def test_deleting(self):
+        for erase in (0xD8, 0x20):
+            for positions in ((1,), (5,), (2, 4), (5, 3), (1, 2, 3, 4, 5), ()):
+                with self.subTest(erase=hex(erase), positions=positions):
+                    self.put_frame(put_pictures(make_image(erase=erase), streams(5), header=b"keep as read"))
+                    self.delete_as_model(*positions)
+                    self.connect_as_model()
+                    self.add_as_model(self.sources(wave(48, 32, 9)))
+        before = flash_reader.Information(self.image())
+        self.delete_as_model()
+        self.assertEqual(self.good("delete", "--all")["pictures"], 0)  # nothing left: nothing sent to the flash
+        self.assert_trace(flash_model.Frame(self.image()).connect().trace)
+        self.assertEqual(before.table_address, 0x10000)
+
+    def test_deleting_what_is_not_there(self):
+        self.put_frame(put_pictures(make_image(), streams(2)))
+        self.refused(1, "delete", 3)
+
+    def test_refused_sources_leave_the_others(self):
+        self.put_frame(make_image())
+        before = self.image()
+        bad = [self.path("missing.bmp"), self.write("text.bmp", b"words, words\n" * 30), self.write("empty.png", b""),
+               self.path("folder")]
+        os.mkdir(bad[3])
+        first, last = self.sources(wave(48, 32, 1), wave(96, 64, 2))
+        outcome = self.run_program("add", bad[0], first, *bad[1:], last)
+        self.assertEqual(outcome.status, 1, outcome.err)
+        self.assertEqual([a["file"] for a in outcome.json["added"]], [first, last])
+        self.assertEqual([r["file"] for r in outcome.json["refused"]], bad)
+        coded = [stream_codec.encode(self.read("home/data/Picture%d.bmp" % n), 48, 32, 90, 4) for n in (1, 2)]
+        self.assert_as_model(before, lambda frame: (frame.add(coded), frame.download()))
+        self.refused(1, "add", *bad)
+
+    def test_limits_and_full_flash(self):
+        many = self.sources(*(noise(160, 120, n) for n in range(6)))
+        for limit, flash_size, quality in ((3, 0x40000, 90), (6, 0x20000, 90), (1, 0x20000, 95), (0, 0x20000, 20)):
+            with self.subTest(limit=limit, flash=hex(flash_size)):
+                self.put_frame(make_image((160, 120), flash_size, limit=limit, quality=quality))
+                self.add_as_model(many)
+                self.connect_as_model()
+
+
+class OddFrames(Story):
+    def test_odd_tables(self):
+        a, b, c = streams(3)
+        place = {0x12000: a, 0x18000: b, 0x15000: c}
+        good = [(1, at, len(stream)) for at, stream in place.items()]
+        tables = {
+            "other states": make_table([(2, 5, 5), good[0], (255, 0xFFFFFF, 0xFFFFFF), good[1], (254, 1, 1)]),
+            "only other states": make_table([(2, 5, 5), (255, 1, 1)]),
+            "gaps": make_table([None, good[0], None, None, good[1]]),
+            "out of range": make_table([(1, 0xFFF0, 90), good[0], (1, 0x3FFFF, 2), (1, 0xFFFFFF, 0xFFFFFF), good[2]]),
+            "out of order": make_table([good[1], good[0], good[2]]),
+            "overlapping": make_table([good[0], good[0], (1, 0x12000, len(a) + 64), good[1]]),
+            "damaged": make_table([good[0], (1, 0x30000, 900), (1, 0x12000, 0), (1, 0x12000, 400), good[1]]),
+            "last slot": make_table([good[0]] + [None] * 508 + [(1, 0x18000, len(b))]),
+            "signature": make_table(good, signature=b"ABFT"),
+            "end mark": make_table(good, end_mark=b"\x55\xAB"),
+            "invalidated": make_table(good, end_mark=b"\x00\xAA"),
+        }
+        for erase in (0xD8, 0x20):
+            for name, table in tables.items():
+                with self.subTest(table=name, erase=hex(erase)):
+                    image = make_image(erase=erase)
+                    for at, stream in place.items():
+                        put_picture(image, at, stream)
+                    put_table(image, table)
+                    self.put_frame(image)
+                    model = self.connect_as_model()
+                    self.add_as_model(self.sources(wave(48, 32, 7)))
+                    self.connect_as_model()
+                    if len(model.pictures) > 1:
+                        self.put_frame(image)
+                        self.delete_as_model(1)
+                        self.connect_as_model()
+
+    def test_a_full_table(self):
+        small = streams(4, (8, 8))
+        self.put_frame(put_pictures(make_image((8, 8), 0x100000), (small * 128)[:508]))
+        self.assertEqual(self.add_as_model(self.sources(wave(8, 8, 1), wave(8, 8, 2))), (1, 1))
+        self.assertEqual(len(self.connect_as_model().pictures), 509)
+        self.assertEqual(self.add_as_model(self.sources(wave(8, 8, 3))), (0, 1))
+        self.delete_as_model(509, 1, 250)
+
+    def test_frames_that_make_no_sense(self):
+        def changed(at, data, **options):
+            image = put_pictures(make_image(**options), streams(1))
+            image[at:at + len(data)] = data
+            return image
+        frames = {"no width": changed(35, b"\0\0"), "no height": changed(37, b"\0\0"),
+                  "table inside a block": changed(32, b"\x00\x10\x01"), "table at 0": changed(32, bytes(3)),
+                  "table behind the flash": changed(32, b"\0\0\x04"), "flash too small": changed(43, b"\xFF\xFF\x01"),
+                  "no flash": changed(43, bytes(3)),
+                  "firmware pointer outside": changed(261, b"\0\0\x80", firmware_end=0x8000),
+                  "firmware pointer below 512": changed(261, b"\xFF\1\0", firmware_end=0x8000),
+                  "firmware ends at 0": make_image(firmware_end=0)}
+        source = self.sources(wave(48, 32))[0]
+        for name, image in frames.items():
+            with self.subTest(frame=name):
+                self.put_frame(image)
+                for command in (("info",), ("add", source), ("delete", "--all")):
+                    self.refused(1, *command)
+
+    def test_unusable_images(self):
+        for name, data in (("odd size", bytes(make_image()[:-1])), ("text", b"hello\n" * 100), ("empty", b"")):
+            with self.subTest(image=name):
+                self.put_frame(data)
+                self.refused(3, "info")
+        os.remove(self.frame)
+        self.refused(3, "info")
+        self.assertFalse(os.path.exists(self.frame))
+        os.mkdir(self.frame)
+        self.refused(3, "info")
+
+    def test_wrong_usage(self):
+        self.put_frame(put_pictures(make_image(), streams(2)))
+        for arguments in ((), ("dance",), ("info", "--dance"), ("add",), ("delete",), ("delete", "0"),
+                          ("delete", "one"), ("delete", "-1"), ("save",), ("encode", "a", "b"),
+                          ("encode", "a", "b", "--size", "8by8"), ("compose", "a", "b"), ("frame", "new", "x"),
+                          ("--fault", "1:dance", "info"), ("--fault", "refuse", "info")):
+            with self.subTest(arguments=arguments):
+                self.refused(2, *arguments)
+
+
+class Trouble(Story):
+    def after_fault(self, outcome, before, old, new):
+        """Success means that every picture is right; anything else leaves at least the firmware alone."""
+        self.assert_same_bytes(self.image()[:0x10000], before[:0x10000], "firmware area")
+        if outcome.status == 0:
+            self.assertEqual(flash_reader.streams_of(self.image()), [old, new], "said done")
+        else:
+            self.assertTrue(outcome.err.strip(), "failed without a word")
+
+    def test_faults_at_every_command_of_an_add(self):
+        old, new = streams(2)
+        image = bytes(put_pictures(make_image(firmware_end=0x8000), [old]))
+        source = self.sources(wave(48, 32, 2))[0]
+        self.put_frame(image)
+        new = stream_codec.encode(self.composed(source), 48, 32, 90, 4)
+        self.good("add", source)
+        commands = len(self.read("trace.txt").splitlines())
+        for n in range(1, commands + 1):
+            for number, kind in enumerate(FAULTS):
+                if story.QUICK and (n + number) % 3:
+                    continue
+                with self.subTest(command=n, kind=kind):
+                    self.put_frame(image)
+                    outcome = self.run_program("--fault", "%d:%s" % (n, kind), "add", source)
+                    self.after_fault(outcome, image, old, new)
+                    again = self.run_program("add", source)
+                    self.assertEqual(again.status, 0, again.err)
+                    self.assert_same_bytes(self.image()[:0x10000], image[:0x10000], "firmware area")
+                    self.assertEqual(flash_reader.streams_of(self.image())[-1], new)
+                    self.assertTrue(all(p["decodes"] for p in flash_reader.pictures_of(self.image())))
+
+    def test_two_programs_at_once(self):
+        source = self.sources(wave(48, 32))[0]
+        other = self.write("other.img", make_image())
+        for what in ("frame", "home"):
+            with self.subTest(shared=what):
+                image = bytes(make_image())
+                self.put_frame(image)
+                slow = self.command("--pace", "1", "add", source)
+                second = [story.PROGRAM, "--frame", self.frame if what == "frame" else other, "--home",
+                          self.home if what == "home" else self.path("elsewhere"), "--json", "add", source]
+                with subprocess.Popen(slow, env=self.environment(), stderr=subprocess.DEVNULL,
+                                      stdout=subprocess.DEVNULL) as first:
+                    time.sleep(0.3)
+                    done = subprocess.run(second, env=self.environment(), capture_output=True, timeout=60)
+                    self.assertIsNone(first.poll(), "the first had ended before the second could be refused")
+                    self.assertIn(done.returncode, (1, 3), done.stderr)
+                    self.assertTrue(done.stderr.strip())
+                    self.assertEqual(first.wait(60), 0)
+                self.assertEqual(len(flash_reader.streams_of(self.image())), 1)
+                self.assert_same_bytes(self.read("other.img"), bytes(make_image()), "the other frame")
+
+
+if __name__ == "__main__":
+    if len(sys.argv) < 2:
+        sys.exit(__doc__)
+    story.PROGRAM = os.path.abspath(sys.argv.pop(1))
+    story.QUICK = "--quick" in sys.argv
+    unittest.main(argv=[argument for argument in sys.argv if argument != "--quick"])

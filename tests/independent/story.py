@@ -1,0 +1,210 @@
+"""The fixture of the black-box tests: a folder with a home and a frame, the program run in it, and a failure
+text that lists the commands, so that a failed case can be walked again by hand.
+
+A failed case leaves its folder behind; before.img in it is the flash image before the last command.
+"""
+import json
+import os
+import random
+import shlex
+import shutil
+import subprocess
+import tempfile
+import unittest
+
+import flash_model
+import flash_reader
+import stream_codec
+
+PROGRAM = "lumatoctl"  # set by the driver
+QUICK = False
+
+
+class Outcome:
+    def __init__(self, status, out, err):
+        self.status, self.out, self.err = status, out, err
+
+    @property
+    def json(self):
+        return json.loads(self.out)
+
+
+def noise(width, height, seed=1):
+    """A bitmap that codes badly: streams of some size from small pictures."""
+    stride = (3 * width + 3) // 4 * 4
+    generator = random.Random(seed)
+    return stream_codec.make_bitmap(width, height, [generator.randbytes(stride) for _ in range(height)])
+
+
+class Story(unittest.TestCase):
+    maxDiff = 2000
+
+    def setUp(self):
+        self.folder = tempfile.mkdtemp(prefix="frame-story-")
+        self.home, self.frame, self.trace_file = map(self.path, ("home", "frame.img", "trace.txt"))
+        os.mkdir(self.home)
+        self.commands, self.failed = [], False
+
+    def tearDown(self):
+        if not self.failed:
+            shutil.rmtree(self.folder)
+
+    def _formatMessage(self, message, standard):
+        self.failed = True
+        lines = ["", "To walk it again, in %s:" % self.folder] + self.commands[-4:]
+        return super()._formatMessage(message, standard) + "\n  ".join(lines)
+
+    # ------------------------------------------------------------------------------------ files
+
+    def path(self, name):
+        return os.path.join(self.folder, name)
+
+    def write(self, name, data):
+        with open(self.path(name), "wb") as file:
+            file.write(data)
+        return self.path(name)
+
+    def read(self, name):
+        with open(self.path(name), "rb") as file:
+            return file.read()
+
+    def put_frame(self, image):
+        return self.write("frame.img", image)
+
+    def image(self):
+        return self.read("frame.img")
+
+    def sources(self, *bitmaps):
+        return [self.write("source%d.bmp" % n, bitmap) for n, bitmap in enumerate(bitmaps, 1)]
+
+    # ------------------------------------------------------------------------------------ the program
+
+    def environment(self):
+        return dict(os.environ, HOME=self.folder, LC_ALL="C.UTF-8", TZ="UTC", XDG_DATA_HOME=self.path("xdg"),
+                    XDG_STATE_HOME=self.path("xdg-state"))
+
+    def command(self, *arguments, frame=True):
+        where = ["--home", self.home] + (["--frame", self.frame, "--trace", self.trace_file] if frame else [])
+        return [PROGRAM, *where, "--json", *map(str, arguments)]
+
+    def run_program(self, *arguments, frame=True):
+        command = self.command(*arguments, frame=frame)
+        self.commands.append(shlex.join(command))
+        if frame and os.path.isfile(self.frame):
+            shutil.copyfile(self.frame, self.path("before.img"))
+        if os.path.exists(self.trace_file):
+            os.remove(self.trace_file)
+        done = subprocess.run(command, env=self.environment(), capture_output=True, timeout=120, cwd=self.folder)
+        outcome = Outcome(done.returncode, done.stdout.decode(), done.stderr.decode())
+        self.assertIn(outcome.status, (0, 1, 2, 3), outcome.err)
+        return outcome
+
+    def good(self, *arguments, frame=True):
+        outcome = self.run_program(*arguments, frame=frame)
+        self.assertEqual(outcome.status, 0, outcome.err)
+        return outcome.json
+
+    def refused(self, status, *arguments, frame=True):
+        """The program says why, answers with that exit status and leaves the image as it is."""
+        before = self.image() if frame and os.path.isfile(self.frame) else None
+        outcome = self.run_program(*arguments, frame=frame)
+        self.assertEqual(outcome.status, status, outcome.err)
+        self.assertTrue(outcome.err.strip() or outcome.out.strip(), "refused without a word")
+        if before is not None:
+            self.assert_same_bytes(self.image(), before)
+        return outcome
+
+    # ------------------------------------------------------------------------------------ comparing
+
+    def assert_same_bytes(self, have, want, what="flash"):
+        if have == want:
+            return
+        at = next((i for i, pair in enumerate(zip(have, want)) if pair[0] != pair[1]), min(len(have), len(want)))
+        count = sum(a != b for a, b in zip(have, want))
+        self.fail("%s: %d and %d bytes, %d differ, the first at 0x%X: has %s, expected %s" % (
+            what, len(have), len(want), count, at, have[at:at + 16].hex(), want[at:at + 16].hex()))
+
+    def assert_trace(self, want):
+        have = flash_model.mask_clock(self.read("trace.txt").decode().splitlines())
+        if have != want:
+            at = next((i for i, pair in enumerate(zip(have, want)) if pair[0] != pair[1]), min(len(have), len(want)))
+            self.fail("command %d of %d (expected %d): has\n%s\nexpected\n%s" % (
+                at + 1, len(have), len(want), "\n".join(have[at:at + 4]), "\n".join(want[at:at + 4])))
+
+    def assert_as_model(self, before, change):
+        """The flash and the commands are those of the model; `change`(frame) is what was asked for."""
+        for spare in (0xFF, 0x00):  # what rounds the last block up is nobody's business
+            model = flash_model.Frame(before, spare).connect()
+            change(model)
+            if bytes(model.image) == self.image():
+                break
+        self.assert_same_bytes(self.image(), bytes(model.image))
+        self.assert_trace(model.trace)
+        return model
+
+    # ------------------------------------------------------------------------------------ verbs
+
+    def composed(self, source):
+        """The LCD-sized bitmap that adding `source` starts from, by the program's own composition."""
+        information = flash_reader.Information(self.image())
+        self.good("compose", source, self.path("composed.bmp"), "--lcd",
+                  "%dx%d" % (information.lcd_width, information.lcd_height), frame=False)
+        return self.read("composed.bmp")
+
+    def add_as_model(self, sources):
+        """Adds the sources; result, budget, streams, flash and commands are the model's. (added, refused)"""
+        before, expected, composed = self.image(), [], []
+        planned = flash_model.Frame(before).connect()
+        for source in sources:
+            bitmap = self.composed(source)
+            if result := flash_model.predicted_add(planned, bitmap, 90):
+                expected.append((source, len(planned.pictures) + 1, *result))
+                composed.append(bitmap)
+                planned.add([result[0]])
+        outcome = self.run_program("add", *sources)
+        self.assertEqual(outcome.status, 0 if len(expected) == len(sources) else 1, outcome.err)
+        answer = outcome.json
+        self.assertEqual([(a["file"], a["name"], a["bytes"], a["quality"]) for a in answer["added"]],
+                         [(source, "Picture%d.bmp" % n, len(stream), quality)
+                          for source, n, stream, quality in expected])
+        for (_, n, _, _), bitmap in zip(expected, composed):
+            self.assert_same_bytes(self.read("home/data/Picture%d.bmp" % n), bitmap, "Picture%d.bmp" % n)
+        taken = [entry[0] for entry in expected]
+        self.assertEqual([r["file"] for r in answer["refused"]], [s for s in sources if s not in taken])
+        self.assertTrue(all(r["reason"] for r in answer["refused"]))
+
+        def change(frame):
+            frame.add([entry[2] for entry in expected])
+            if expected:
+                frame.download()
+        model = self.assert_as_model(before, change)
+        self.assert_space(answer, model)
+        return len(expected), len(sources) - len(expected)
+
+    def delete_as_model(self, *positions):
+        before = self.image()
+        answer = self.good("delete", *(positions or ["--all"]))
+
+        def change(frame):
+            frame.delete(positions) if positions else frame.delete_all()
+            frame.download()
+        self.assert_space(answer, self.assert_as_model(before, change))
+
+    def assert_space(self, answer, model):
+        self.assertEqual((answer["pictures"], answer["free_bytes"]),
+                         (len(model.pictures), flash_model.free_bytes(model)))
+
+    def connect_as_model(self):
+        """Information and list are right, and reading them changes nothing."""
+        before = self.image()
+        answer = self.good("info")
+        model = self.assert_as_model(before, lambda frame: None)
+        self.assert_space(answer, model)
+        for key in ("lcd_width", "lcd_height", "flash_size", "table_address", "picture_limit", "sampling", "quality",
+                    "erase_instruction", "page_option"):
+            self.assertEqual(answer[key], getattr(model.info, key), key)
+        listed = self.good("list")["pictures"]
+        slots = [flash_reader.slot(model.table, k) for k in range(1, len(model.pictures) + 1)]
+        self.assertEqual([(p["position"], p["name"], p["address"], p["bytes"]) for p in listed],
+                         [(n, "DPFPicture%d.bmp" % n, *slot[1:]) for n, slot in enumerate(slots, 1)])
+        return model
