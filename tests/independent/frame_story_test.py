@@ -123,8 +123,9 @@ class Operations(Story):
     def test_adding(self):
         rows = [  # stored pictures, added ones, LCD, first stored address (default: behind the table), flash size
             (0, 1, (48, 32), None, 0x40000), (0, 3, (131, 67), None, 0x40000), (2, 2, (48, 32), None, 0x40000),
-            (2, 2, (48, 32), 0x1FC00, 0x40000), (2, 1, (48, 32), 0x23000, 0x40000), (2, 2, (48, 32), 0x3F000, 0x40000),
-            (0, 2, (240, 160), None, 0x80000), (1, 3, (240, 160), None, 0x80000), (2, 2, (240, 160), 0x5D000, 0x80000)]
+            (2, 2, (48, 32), 0x1FC00, 0x40000), (2, 1, (48, 32), 0x23000, 0x40000), (2, 2, (48, 32), 0x3EF00, 0x40000),
+            (0, 2, (240, 160), None, 0x80000), (1, 3, (240, 160), None, 0x80000), (2, 3, (240, 160), 0x23000, 0x80000),
+            (2, 2, (240, 160), 0x5D000, 0x80000)]
         for erase in (0xD8, 0x52, 0x20):
             for stored, added, lcd, address, flash_size in rows[:5] if story.QUICK and erase == 0x52 else rows:
                 with self.subTest(erase=hex(erase), stored=stored, added=added, lcd=lcd, address=address):
@@ -280,17 +281,21 @@ class Trouble(Story):
             self.assertTrue(outcome.err.strip(), "failed without a word")
 
     def test_faults_at_every_command_of_an_add(self):
-        old, new = streams(2)
-        image = bytes(put_pictures(make_image(firmware_end=0x8000), [old]))
-        source = self.sources(wave(48, 32, 2))[0]
+        lcd = (240, 160)
+        old = streams(1, lcd, noise)[0]  # fills most of the table's block, so that damage to it shows
+        image = bytes(put_pictures(make_image(lcd, firmware_end=0x8000), [old]))
+        source = self.sources(wave(*lcd, 2))[0]
         self.put_frame(image)
-        new = stream_codec.encode(self.composed(source), 48, 32, 90, 4)
+        new = stream_codec.encode(self.composed(source), *lcd, 90, 4)
         self.good("add", source)
-        commands = len(self.read("trace.txt").splitlines())
-        for n in range(1, commands + 1):
+        commands = self.read("trace.txt").decode().splitlines()
+        unchecked = next(n for n, line in enumerate(commands, 1) if line.startswith("CD0000000000040000400300"))
+        for n in range(1, len(commands) + 1):
             for number, kind in enumerate(FAULTS):
                 if story.QUICK and (n + number) % 3:
                     continue
+                if (n, kind) == (unchecked, "flip"):
+                    continue  # where the firmware ends is read without a check: nobody could tell
                 with self.subTest(command=n, kind=kind):
                     self.put_frame(image)
                     outcome = self.run_program("--fault", "%d:%s" % (n, kind), "add", source)

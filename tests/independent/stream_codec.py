@@ -6,6 +6,7 @@ in and bytes out: encode() takes a bitmap file, decode() gives one.
     python3 stream_codec.py encode BITMAP STREAM WIDTHxHEIGHT [QUALITY [SAMPLING]]
     python3 stream_codec.py decode STREAM BITMAP
 """
+import functools
 import math
 import struct
 import sys
@@ -187,6 +188,7 @@ def _block_at(plane, x, y, step_x=1, step_y=1):
     return [plane[y + r * step_y][x + c * step_x] for r in range(8) for c in range(8)]
 
 
+@functools.lru_cache(64)
 def encode(bitmap, width, height, quality, y_value):
     mode = y_value - 1
     factor = scale_factor(quality)
