@@ -4,6 +4,7 @@
 """
 import os
 import random
+import shlex
 import subprocess
 import sys
 import time
@@ -313,12 +314,15 @@ class Trouble(Story):
             with self.subTest(shared=what):
                 image = bytes(make_image())
                 self.put_frame(image)
-                slow = self.command("--pace", "1", "add", source)
+                slow = self.command("--pace", "0.5", "add", source)
                 second = [story.PROGRAM, "--frame", self.frame if what == "frame" else other, "--home",
                           self.home if what == "home" else self.path("elsewhere"), "--json", "add", source]
+                self.commands += [shlex.join(slow) + " &", shlex.join(second)]
                 with subprocess.Popen(slow, env=self.environment(), stderr=subprocess.DEVNULL,
                                       stdout=subprocess.DEVNULL) as first:
-                    time.sleep(0.3)
+                    deadline = time.monotonic() + 20
+                    while self.image() == image and first.poll() is None and time.monotonic() < deadline:
+                        time.sleep(0.02)  # until the first has sent the flash something
                     done = subprocess.run(second, env=self.environment(), capture_output=True, timeout=60)
                     self.assertIsNone(first.poll(), "the first had ended before the second could be refused")
                     self.assertIn(done.returncode, (1, 3), done.stderr)
