@@ -126,6 +126,8 @@ Result<void> WriteReplacing(const Path& path, ByteSpan bytes) {
     const bool there = ::lstat(path.c_str(), &status) == 0;
     if (there && S_ISDIR(status.st_mode))
         return tl::unexpected(FileError(path, EISDIR, true));
+    if (there && !S_ISREG(status.st_mode) && !S_ISLNK(status.st_mode))
+        return Fail(ErrorKind::Unwritable, Printable(path.native()) + ": not a plain file");
     return WriteAndRename(path, bytes, there && S_ISREG(status.st_mode) ? &status : nullptr);
 }
 

@@ -25,7 +25,7 @@ using Path = std::filesystem::path;
 enum class Links {
     Follow,   // a link under the final name stays, and the file it leads to is replaced or made: for names
               // users give. A device or pipe is written directly, a file that denies writing is left alone
-    Replace,  // whatever stands there is replaced, unless it is a folder: in our own folders, nothing outside
+    Replace,  // a file or link that stands there is replaced: in our own folders, nothing outside
               // them is written through links
 };
 

@@ -1,6 +1,8 @@
 #include "cli/arguments.h"
 
 #include <charconv>
+#include <cmath>
+#include <cstdlib>
 #include <limits>
 
 #include <CLI/CLI.hpp>
@@ -38,6 +40,13 @@ std::optional<std::uint64_t> ParseBytes(std::string text) {
     return *number * unit;
 }
 
+std::optional<int> ParsePosition(const std::string& text) {
+    const auto number = ParseNumber(text);
+    if (!number || *number < 1 || *number > std::numeric_limits<int>::max())
+        return std::nullopt;
+    return static_cast<int>(*number);
+}
+
 std::optional<Size> ParseSize(const std::string& text) {
     const std::size_t cross = text.find_first_of("xX");
     if (cross == std::string::npos)
@@ -54,17 +63,38 @@ std::optional<Size> ParseSize(const std::string& text) {
     return size;
 }
 
-// Adds an option whose text `parse` turns into a value; a text that it refuses is wrong usage.
+constexpr const char* kPositionWanted = "a position such as 1";
+
+// The value that `parse` makes of the text; a text that it refuses is wrong usage.
+template <class Parse>
+auto Checked(const std::string& name, const std::string& text, Parse parse, const char* wanted) {
+    const auto value = parse(text);
+    if (!value)
+        throw CLI::ValidationError(name, "\"" + text + "\" is not " + wanted);
+    return *value;
+}
+
 template <class T, class Parse>
 CLI::Option* AddParsed(CLI::App* app, const std::string& name, T& target, Parse parse, const char* wanted,
                        const std::string& help) {
     const auto take = [&target, parse, name, wanted](const std::string& text) {
-        const auto value = parse(text);
-        if (!value)
-            throw CLI::ValidationError(name, "\"" + text + "\" is not " + wanted);
-        target = static_cast<T>(*value);
+        target = static_cast<T>(Checked(name, text, parse, wanted));
     };
     return app->add_option_function<std::string>(name, take, help);
+}
+
+// A number from 0 to `most`, with its default in the help.
+CLI::Option* AddNumber(CLI::App* app, const std::string& name, int& target, int most,
+                       const std::string& help) {
+    const auto parse = [most](const std::string& text) -> std::optional<int> {
+        const auto number = ParseNumber(text);
+        if (!number || *number > static_cast<std::uint64_t>(most))
+            return std::nullopt;
+        return static_cast<int>(*number);
+    };
+    return AddParsed(app, name, target, parse,
+                     most == 255 ? "a number from 0 to 255" : "a number from 0 to 65535",
+                     help + " (default " + std::to_string(target) + ")");
 }
 
 CLI::Option* AddSize(CLI::App* app, const std::string& name, Arguments& arguments, const std::string& help) {
@@ -118,9 +148,15 @@ void AddGeneralOptions(CLI::App& app, Arguments& arguments) {
         ->type_name("N:KIND")
         ->type_size(1)
         ->allow_extra_args(false);
-    app.add_option("--pace", arguments.pace, "the virtual frame takes as long as a real one, X times as fast")
-        ->type_name("X")
-        ->check(CLI::PositiveNumber);
+    const auto speed = [](const std::string& text) -> std::optional<double> {
+        char* end = nullptr;
+        const double value = std::strtod(text.c_str(), &end);
+        return !text.empty() && *end == '\0' && value > 0 && std::isfinite(value) ? std::optional(value)
+                                                                                  : std::nullopt;
+    };
+    AddParsed(&app, "--pace", arguments.pace, speed, "a number above 0",
+              "the virtual frame takes as long as a real one, X times as fast")
+        ->type_name("X");
     app.add_flag("--json", arguments.json, "one JSON object in place of text for people");
     app.add_flag("--quiet", arguments.quiet, "no progress bar and no status notes");
 }
@@ -144,10 +180,14 @@ void AddFrameCommands(CLI::App& app, Arguments& arguments) {
     AddPose(add, arguments.pose);
 
     CLI::App* remove = AddCommand(&app, arguments, Command::Delete, "delete", "take pictures off the frame");
-    CLI::Option* positions =
-        remove->add_option("POSITION", arguments.positions, "as `list` counts them, from 1")
-            ->check(CLI::PositiveNumber)
-            ->type_name("");
+    const auto takePositions = [&arguments](const std::vector<std::string>& texts) {
+        for (const std::string& text : texts)
+            arguments.positions.push_back(Checked("POSITION", text, ParsePosition, kPositionWanted));
+    };
+    CLI::Option* positions = remove
+                                 ->add_option_function<std::vector<std::string>>(
+                                     "POSITION", takePositions, "as `list` counts them, from 1")
+                                 ->type_name("");
     CLI::Option* all = remove->add_flag("--all", arguments.all, "all of them");
     all->excludes(positions);
 
@@ -206,17 +246,9 @@ void AddVirtualFrameCommands(CLI::App& app, Arguments& arguments) {
     AddParsed(make, "--table", fresh.tableAddress, address, "an address",
               "where the picture table lies (default 0x10000)")
         ->type_name("ADDRESS");
-    make->add_option("--limit", fresh.limit, "most pictures it holds (default: no limit)")
-        ->type_name("N")
-        ->check(CLI::Range(0, 65535));
-    make->add_option("--sampling", fresh.sampling, "sampling value")
-        ->type_name("V")
-        ->check(CLI::Range(0, 255))
-        ->capture_default_str();
-    make->add_option("--quality", fresh.quality, "starting quality")
-        ->type_name("Q")
-        ->check(CLI::Range(0, 255))
-        ->capture_default_str();
+    AddNumber(make, "--limit", fresh.limit, 65535, "most pictures it holds; 0 is no limit")->type_name("N");
+    AddNumber(make, "--sampling", fresh.sampling, 255, "sampling value")->type_name("V");
+    AddNumber(make, "--quality", fresh.quality, 255, "starting quality")->type_name("Q");
     const auto instruction = [](const std::string& text) -> std::optional<std::uint64_t> {
         const auto value = ParseNumber(text, 16);
         return value && *value <= 0xFF ? value : std::nullopt;
@@ -224,10 +256,7 @@ void AddVirtualFrameCommands(CLI::App& app, Arguments& arguments) {
     AddParsed(make, "--erase", fresh.erase, instruction, "an instruction byte in hex",
               "erase instruction: 20 (4 KB), 52 (32 KB) or D8 (64 KB, the default)")
         ->type_name("HEX");
-    make->add_option("--page-option", fresh.pageOption, "page-program option byte")
-        ->type_name("N")
-        ->check(CLI::Range(0, 255))
-        ->capture_default_str();
+    AddNumber(make, "--page-option", fresh.pageOption, 255, "page-program option byte")->type_name("N");
     AddParsed(make, "--firmware-end", fresh.firmwareEnd, address, "an address",
               "give it a firmware header that leads to this address")
         ->type_name("ADDRESS");
@@ -235,10 +264,8 @@ void AddVirtualFrameCommands(CLI::App& app, Arguments& arguments) {
     CLI::App* render = AddCommand(frame, arguments, Command::FrameRender, "render",
                                   "what the frame would show for a picture, as a PNG file");
     AddFile(render, "FILE", arguments, "the flash image");
-    render->add_option("POSITION", arguments.positions, "the picture, from 1")
+    AddParsed(render, "POSITION", arguments.position, ParsePosition, kPositionWanted, "the picture, from 1")
         ->required()
-        ->expected(1)
-        ->check(CLI::PositiveNumber)
         ->type_name("");
     AddFile(render, "PNG", arguments, "the file to write");
 }

@@ -66,7 +66,8 @@ struct Arguments {
 
     // Each command uses those that its usage names.
     std::vector<Path> files;     // add: pictures; others: their file arguments in order
-    std::vector<int> positions;  // delete, frame render
+    std::vector<int> positions;  // delete
+    int position = 0;            // frame render
     bool all = false;            // delete --all
     PoseArguments pose;
     std::optional<Size> size;  // --size, --lcd

@@ -5,7 +5,7 @@
 namespace lumato::cli {
 
 int RunEncode(const Arguments& arguments, const Output& output) {
-    picture::CRv512Encoder codec;
+    picture::CRv512Encoder codec(Links::Follow);
     const int bytes = codec.EnCode(arguments.files[0], arguments.files[1], arguments.size->width,
                                    arguments.size->height, arguments.quality, arguments.sampling);
     if (bytes <= 0)

@@ -13,8 +13,7 @@ int RunFrameRender(const Arguments& arguments, const Output& output) {
     const Result<vframe::Display> display = vframe::Display::PowerOn(*flash);
     if (!display)
         return output.Failed(kRefused, display.error().message);
-    const Result<vframe::Screen> screen =
-        display->Show(static_cast<std::size_t>(arguments.positions.front()));
+    const Result<vframe::Screen> screen = display->Show(static_cast<std::size_t>(arguments.position));
     if (!screen)
         return output.Failed(kRefused, screen.error().message);
     if (const Result<void> written =

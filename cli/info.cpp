@@ -32,13 +32,13 @@ std::string AsText(const store::StoreState& store) {
     return "LCD                " + std::to_string(static_cast<int>(store.gmyLcdWidth)) + " x " +
            std::to_string(static_cast<int>(store.gmyLcdHeight)) +  //
            "\nflash              " + Grouped(store.G_FlashTotalSize) + " bytes" + "\npicture table at   " +
-           "0x" + Hex(store.G_PicListAddress, 6) +                          //
-           "\npicture limit      " + limit +                                //
-           "\nsampling value     " + std::to_string(store.G_YValue) +       //
-           "\nstarting quality   " + std::to_string(store.G_PicQuality) +   //
-           "\nerase instruction  " + Hex(store.eraseInstruction, 2) +  //
-           "\npage option        " + std::to_string(store.pageOption) +     //
-           "\npictures           " + Grouped(store.gmyTotalePictureNum) +   //
+           "0x" + Hex(store.G_PicListAddress, 6) +                         //
+           "\npicture limit      " + limit +                               //
+           "\nsampling value     " + std::to_string(store.G_YValue) +      //
+           "\nstarting quality   " + std::to_string(store.G_PicQuality) +  //
+           "\nerase instruction  " + Hex(store.eraseInstruction, 2) +      //
+           "\npage option        " + std::to_string(store.pageOption) +    //
+           "\npictures           " + Grouped(store.gmyTotalePictureNum) +  //
            "\nfree               " + Grouped(store.TotolFlashSizeForPic) + " bytes";
 }
 

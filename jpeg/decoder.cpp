@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <new>
 
+#include "base/printable.h"
 #include "jpeg/bit_reader.h"
 #include "jpeg/bitmap_header.h"
 #include "jpeg/mcu_painter.h"
@@ -101,7 +102,7 @@ Result<DecodedPicture> MakePicture(const dpf_header& header) {
 
 // The bitmap file of a decoded picture. Rows are padded with the pixels right of the picture's width, which
 // the picture has because its stride is a multiple of 8.
-Result<void> BmpSave(const DecodedPicture& picture, const Path& path) {
+Result<void> BmpSave(const DecodedPicture& picture, const Path& path, Links links) {
     if (!FitsBitmapFile(picture.width, picture.height))
         return Fail(ErrorKind::TooLarge, "the picture is too large for a bitmap file");
     const std::size_t rowBytes = BitmapStride(picture.width);
@@ -119,15 +120,7 @@ Result<void> BmpSave(const DecodedPicture& picture, const Path& path) {
             static_cast<std::size_t>(row) * static_cast<std::size_t>(picture.stride) * 3;
         out = std::copy_n(picture.pixels.begin() + static_cast<std::ptrdiff_t>(start), rowBytes, out);
     }
-    return WriteFile(path, file, Links::Replace);
-}
-
-Result<void> DecodeFile(const char* source, const char* destination, int expectedWidth, int expectedHeight) {
-    LUMATO_TRY(const std::vector<std::uint8_t> stream, ReadFile(source));
-    const Result<DecodedPicture> picture = DecodeStream(stream, expectedWidth, expectedHeight);
-    if (!picture)
-        return tl::unexpected(Context(source, picture.error()));
-    return BmpSave(*picture, destination);
+    return WriteFile(path, file, links);
 }
 
 }  // namespace
@@ -145,6 +138,17 @@ Result<DecodedPicture> DecodeStream(ByteSpan stream, int expectedWidth, int expe
         }
     }
     return picture;
+}
+
+Result<void> JPGEncode::DecodeFile(const char* source, const char* destination, int expectedWidth,
+                                   int expectedHeight) {
+    LUMATO_TRY(const std::vector<std::uint8_t> stream, ReadFile(source));
+    const Result<DecodedPicture> picture = DecodeStream(stream, expectedWidth, expectedHeight);
+    if (!picture)
+        return tl::unexpected(Context(Printable(source), picture.error()));
+    m_lastWidth = picture->width;
+    m_lastHeight = picture->height;
+    return BmpSave(*picture, destination, m_links);
 }
 
 bool JPGEncode::DecodeMyPicture(const char* source, const char* destination, int expectedWidth,

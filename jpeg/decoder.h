@@ -29,13 +29,25 @@ struct DecodedPicture {
 
 class JPGEncode {  // the name is historical: it decodes
   public:
+    // `links`: whether a link under the destination's name is followed or replaced (base/file.h).
+    explicit JPGEncode(Links links = Links::Replace) : m_links(links) {}
+
     // Decodes the stream file `source` and writes the bitmap file `destination`. True when it was written.
     bool DecodeMyPicture(const char* source, const char* destination, int expectedWidth, int expectedHeight);
 
     // Why the last call answered false.
     [[nodiscard]] const Error& LastError() const { return m_lastError; }
+    // Size of the picture that the last call wrote, in pixels.
+    [[nodiscard]] int LastWidth() const { return m_lastWidth; }
+    [[nodiscard]] int LastHeight() const { return m_lastHeight; }
 
   private:
+    Result<void> DecodeFile(const char* source, const char* destination, int expectedWidth,
+                            int expectedHeight);
+
+    Links m_links;
+    int m_lastWidth = 0;
+    int m_lastHeight = 0;
     Error m_lastError;
 };
 

@@ -81,11 +81,11 @@ Error NoMemory(const Path& path) {
 
 }  // namespace
 
-Result<void> SaveBmpFile(ByteSpan pixels, int width, int height, const Path& path) {
+Result<void> SaveBmpFile(ByteSpan pixels, int width, int height, const Path& path, Links links) {
     if (width < 1 || height < 1 || !jpeg::FitsBitmapFile(width, height))
         return Fail(ErrorKind::TooLarge, path.string() + ": no bitmap file can have this size");
     try {
-        return WriteFile(path, BitmapFile(pixels, width, height), Links::Replace);
+        return WriteFile(path, BitmapFile(pixels, width, height), links);
     } catch (const std::bad_alloc&) {
         return tl::unexpected(NoMemory(path));
     }

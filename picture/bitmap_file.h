@@ -17,7 +17,8 @@ using jpeg::kBitmapHeaderSize;
 
 // Writes `height` rows of `width` x 3 bytes (blue, green, red), without padding, in the order in which they
 // are to be stored (first row = bottom row of the picture).
-[[nodiscard]] Result<void> SaveBmpFile(ByteSpan pixels, int width, int height, const Path& path);
+[[nodiscard]] Result<void> SaveBmpFile(ByteSpan pixels, int width, int height, const Path& path,
+                                       Links links = Links::Replace);
 
 // The pixel array of a bitmap file of exactly that size, 16 or 24 bits per pixel, as the encoder takes it:
 // rows of blue, green, red padded to 4 bytes, bottom row first. Rows that the file lacks are black. Errors:

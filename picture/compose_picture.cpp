@@ -45,7 +45,7 @@ Result<void> ComposeFile(const Path& picture, int lcdWidth, int lcdHeight, const
     LUMATO_TRY_VOID(SelectOnePicture(picture, false));
     ApplyPose(pose);
     LUMATO_TRY(const auto pixels, RenderLcdBitmap(WithTopLeftCorner(store.gmyDrawrect)));
-    return SaveBmpFile(pixels, lcdWidth, lcdHeight, bitmap);
+    return SaveBmpFile(pixels, lcdWidth, lcdHeight, bitmap, Links::Follow);
 }
 
 }  // namespace lumato::picture

@@ -15,13 +15,13 @@ struct PictureState {
     std::unique_ptr<BitmapInfo> gmyCGimagebi;        // owns the edit picture's pixels
     std::unique_ptr<MyImage> gmyCGimage;             // the edit picture with its pose, or null
     std::unique_ptr<BitmapInfo> gPreviewBitmapInfo;  // the preview's pixels, bottom row first
-    std::int32_t OldValue = 0;          // the last accepted scale value; 0: the next one is not limited
-    bool gmySuitableSize = true;        // the Fit-size check box
-    std::int32_t G_CurQuanlity = 90;    // the encoder quality last used ("Quanlity" is quality)
+    std::int32_t OldValue = 0;        // the last accepted scale value; 0: the next one is not limited
+    bool gmySuitableSize = true;      // the Fit-size check box
+    std::int32_t G_CurQuanlity = 90;  // the encoder quality last used ("Quanlity" is quality)
     EditControls controls;
     RectGesture gesture;
-    EditPort* port = nullptr;   // set at start by a program that shows the controls
-    bool redrawHeld = false;    // a batch selects its pictures without showing each
+    EditPort* port = nullptr;  // set at start by a program that shows the controls
+    bool redrawHeld = false;   // a batch selects its pictures without showing each
 };
 
 PictureState& Pictures();

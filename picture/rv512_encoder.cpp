@@ -4,6 +4,7 @@
 #include <new>
 #include <vector>
 
+#include "base/printable.h"
 #include "jpeg/decoder.h"
 #include "jpeg/encoder.h"
 #include "picture/bitmap_file.h"
@@ -16,8 +17,10 @@ int ModeOf(int yValue) {
     return static_cast<int>(static_cast<unsigned>(yValue) - 1U);
 }
 
-Result<int> EncodeFile(const Path& source, const Path& destination, int width, int height, int quality,
-                       int mode) {
+}  // namespace
+
+Result<int> CRv512Encoder::EncodeFile(const Path& source, const Path& destination, int width, int height,
+                                      int quality, int mode) const {
     LUMATO_TRY(const std::vector<std::uint8_t> pixels, LoadPicFromDir(source, width, height));
     // The bound is several times what a picture really takes; what is not written to costs no memory.
     const auto stream =
@@ -25,13 +28,10 @@ Result<int> EncodeFile(const Path& source, const Path& destination, int width, i
     int size = 0;
     const jpeg::CVaskJpegEncoder encoder(quality);
     if (!encoder.CompressImage(pixels.data(), stream.get(), width, height, size, mode))
-        return Fail(ErrorKind::TooLarge, source.string() + ": too large for a frame picture");
-    LUMATO_TRY_VOID(
-        WriteFile(destination, ByteSpan(stream.get(), static_cast<std::size_t>(size)), Links::Replace));
+        return Fail(ErrorKind::TooLarge, Printable(source.string()) + ": too large for a frame picture");
+    LUMATO_TRY_VOID(WriteFile(destination, ByteSpan(stream.get(), static_cast<std::size_t>(size)), m_links));
     return size;
 }
-
-}  // namespace
 
 int CRv512Encoder::EnCode(const Path& source, const Path& destination, int width, int height, int quality,
                           int yValue) {
@@ -39,7 +39,7 @@ int CRv512Encoder::EnCode(const Path& source, const Path& destination, int width
     try {
         size = EncodeFile(source, destination, width, height, quality, ModeOf(yValue));
     } catch (const std::bad_alloc&) {
-        size = Fail(ErrorKind::TooLarge, source.string() + ": not enough memory to encode it");
+        size = Fail(ErrorKind::TooLarge, Printable(source.string()) + ": not enough memory to encode it");
     }
     if (!size)
         m_lastError = std::move(size).error();
@@ -47,10 +47,12 @@ int CRv512Encoder::EnCode(const Path& source, const Path& destination, int width
 }
 
 bool CRv512Encoder::DeCode(const Path& source, const Path& destination, int width, int height) {
-    jpeg::JPGEncode decoder;
+    jpeg::JPGEncode decoder(m_links);
     const bool isWritten = decoder.DecodeMyPicture(source.c_str(), destination.c_str(), width, height);
     if (!isWritten)
         m_lastError = decoder.LastError();
+    m_lastWidth = decoder.LastWidth();
+    m_lastHeight = decoder.LastHeight();
     return isWritten;
 }
 

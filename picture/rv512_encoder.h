@@ -11,6 +11,9 @@ namespace lumato::picture {
 
 class CRv512Encoder : public store::CodecPort {
   public:
+    // `links`: whether a link under a destination's name is followed or replaced (base/file.h).
+    explicit CRv512Encoder(Links links = Links::Replace) : m_links(links) {}
+
     // Encodes the bitmap file `source`, whose picture must be `width` x `height`, into the stream file
     // `destination`. `yValue` is the frame's sampling value: the encoder's mode plus 1. Returns the bytes
     // written, or 0: then nothing stands under the destination's name that was not there before.
@@ -20,8 +23,17 @@ class CRv512Encoder : public store::CodecPort {
 
     // Why the last call failed; for messages. Requires: asked on the thread that called.
     [[nodiscard]] const Error& LastError() const { return m_lastError; }
+    // Size of the picture that DeCode() wrote last, in pixels.
+    [[nodiscard]] int LastWidth() const { return m_lastWidth; }
+    [[nodiscard]] int LastHeight() const { return m_lastHeight; }
 
   private:
+    Result<int> EncodeFile(const Path& source, const Path& destination, int width, int height, int quality,
+                           int mode) const;
+
+    Links m_links;
+    int m_lastWidth = 0;
+    int m_lastHeight = 0;
     Error m_lastError;
 };
 
