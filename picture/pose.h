@@ -12,11 +12,11 @@ namespace lumato::picture {
 
 // Values of the edit controls; what is not set stays as fitted.
 struct Pose {
-    std::optional<int> rotate;  // degrees, clockwise
-    std::optional<int> scale;   // percent
-    std::optional<int> x;       // canvas pixels to the right
-    std::optional<int> y;       // canvas pixels upwards
-    std::optional<store::Rect> rect;
+    std::optional<int> rotate{};  // degrees, clockwise
+    std::optional<int> scale{};   // percent
+    std::optional<int> x{};       // canvas pixels to the right
+    std::optional<int> y{};       // canvas pixels upwards
+    std::optional<store::Rect> rect{};
 };
 
 // Sets the controls as a user would after selecting the picture: rotate, scale, x, y, and the rectangle last.

@@ -1,0 +1,366 @@
+// Adding pictures: fitting, budgets and qualities, refusals that leave nothing behind, batches.
+#include "picture/add_pictures.h"
+
+#include <filesystem>
+#include <fstream>
+#include <random>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "device/comm_usb.h"
+#include "flash/process_flash.h"
+#include "picture/bitmap_file.h"
+#include "picture/rv512_encoder.h"
+#include "store/store.h"
+
+namespace lumato::picture {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::HasSubstr;
+
+class StatusRecorder : public store::StatusPort {
+  public:
+    void SetNotes(std::string_view text) override { notes.emplace_back(text); }
+    void SetNoteDetail(std::string_view text) override { detail = text; }
+    void SetDownLoadPrcess(int) override {}
+    void UpdateInfo() override { ++updates; }
+    void SetControlPanlEnable(bool enable) override { panel = enable; }
+    void InvalidateMyWindow() override { ++refreshes; }
+    void ShowPictureList(int count, int) override { listed = count; }
+
+    std::vector<std::string> notes;
+    std::string detail;
+    int updates = 0, refreshes = 0, listed = -1;
+    bool panel = true;
+};
+
+class PortRecorder : public EditPort {
+  public:
+    void ControlChanged(EditControl) override {}
+    void RedrawEditView() override { ++redraws; }
+    void SelectNextPicture() override { ++advances; }
+    int redraws = 0, advances = 0;
+};
+
+class AddPicturesTest : public testing::Test {
+  protected:
+    AddPicturesTest() : m_store(store::Store()) {
+        store::ResetStore();
+        ResetPictures();
+        flash::Flash().device = &m_link;
+        m_link.SetUSBDeviceStatus(true);
+        m_folder = fs::temp_directory_path() / ("lumato-add-" + std::to_string(std::random_device{}()));
+        fs::create_directories(m_folder / "data");
+        fs::create_directories(m_folder / "Edata");
+        m_store.gmyResousepath = m_folder;
+        m_store.status = &m_status;
+        m_store.gmyPictureData.reset(store::CreateList());
+        m_store.TotolFlashSizeForPic = 4'000'000;
+        Pictures().port = &m_port;
+    }
+    ~AddPicturesTest() override {
+        m_link.SetUSBDeviceStatus(false);
+        flash::ResetFlash();
+        ResetPictures();
+        store::ResetStore();
+        fs::remove_all(m_folder);
+    }
+
+    // A picture file; noise of `amplitude` makes it hard to compress.
+    Path MakeFile(const std::string& name, int width, int height, int amplitude = 0) {
+        std::vector<std::uint8_t> pixels;
+        std::minstd_rand random(1);
+        for (int i = 0; i < width * height * 3; ++i)
+            pixels.push_back(static_cast<std::uint8_t>(
+                100 + (amplitude ? random() % static_cast<unsigned>(amplitude) : 0)));
+        EXPECT_TRUE(SaveBmpFile(pixels, width, height, m_folder / name));
+        return m_folder / name;
+    }
+    Path MakeText(const std::string& name) {
+        std::ofstream(m_folder / name) << "no picture";
+        return m_folder / name;
+    }
+    void UseLcd(float width, float height) {
+        m_store.gmyLcdWidth = width;
+        m_store.gmyLcdHeight = height;
+    }
+    // The list already has that many pictures.
+    void Count(int pictures) { m_store.gmyTotalePicture = m_store.gmyTotalePictureNum = pictures; }
+    // What the selected picture takes at a quality, apart from all else.
+    int SizeAt(int quality) {
+        EXPECT_TRUE(SaveBmpFile(*RenderLcdBitmap(m_store.gmyDrawrect), static_cast<int>(m_store.gmyLcdWidth),
+                                static_cast<int>(m_store.gmyLcdHeight), m_folder / "probe.bmp"));
+        return CRv512Encoder().EnCode(m_folder / "probe.bmp", m_folder / "probe",
+                                      static_cast<int>(m_store.gmyLcdWidth),
+                                      static_cast<int>(m_store.gmyLcdHeight), quality, m_store.G_YValue);
+    }
+    std::vector<std::uint8_t> Bytes(const Path& file) { return ReadFile(file).value(); }
+    bool Exists(int number) {
+        const std::string name = "Picture" + std::to_string(number) + ".bmp";
+        return fs::exists(store::BitmapPath(name)) || fs::exists(store::StreamPath(name));
+    }
+    // Nothing of a refused addition stays but its note.
+    void ExpectRefused(const Result<AddedPicture>& result, int pictures, const std::string& note,
+                       const std::string& detail) {
+        ASSERT_FALSE(result);
+        EXPECT_EQ(m_status.notes.back(), note);
+        EXPECT_THAT(m_status.detail, HasSubstr(detail));
+        EXPECT_THAT(result.error().message, HasSubstr(detail));
+        EXPECT_EQ(m_store.gmyTotalePictureNum, pictures);
+        EXPECT_EQ(m_store.gmyTotalePicture, pictures);
+        EXPECT_EQ(m_store.gmyPictureData->count, 0);
+    }
+
+    store::StoreState& m_store;
+    device::CCommUSB m_link;
+    StatusRecorder m_status;
+    PortRecorder m_port;
+    Path m_folder;
+};
+
+TEST_F(AddPicturesTest, SelectingFitsThePictureToTheLcd) {
+    m_store.gmyDrawrect = {};
+    Pictures().gmySuitableSize = false;
+    Pictures().controls.rotate.SetValue(45);
+    ASSERT_TRUE(SelectOnePicture(MakeFile("a.bmp", 1600, 1200), true));
+    const PictureState& state = Pictures();
+    EXPECT_EQ(m_store.TheSmallestValue, 11);
+    EXPECT_EQ(state.OldValue, 11);
+    EXPECT_FLOAT_EQ(state.gmyCGimage->scaleX, -0.11F);
+    EXPECT_FLOAT_EQ(state.gmyCGimage->rotation, 180);
+    EXPECT_TRUE(state.gmySuitableSize);
+    EXPECT_EQ(state.controls.translateX.Maximum(), 170);
+    EXPECT_EQ(state.controls.translateY.Minimum(), -128);
+    EXPECT_EQ(m_store.gmyDrawrect, (store::Rect{226, 136, 128, 128}));
+    EXPECT_GT(m_port.redraws, 0);
+
+    EXPECT_FALSE(SelectOnePicture(MakeText("b.bmp"), true));
+    EXPECT_EQ(state.gmyCGimage, nullptr);
+    EXPECT_EQ(m_status.notes.back(), "Couldn't Process!");
+    EXPECT_THAT(m_status.detail, HasSubstr("b.bmp"));
+    EXPECT_EQ(state.controls.scale.Value(), 0);
+    EXPECT_EQ(m_store.TheSmallestValue, 0);
+    EXPECT_FALSE(AddEditPicture());
+    EXPECT_EQ(m_store.gmyTotalePicture, 0);
+}
+
+TEST_F(AddPicturesTest, FitPercentIsTakenFromThe32BitFit) {
+    EXPECT_EQ(FitPercent(FitScale(1600, 1200, 128, 128)), 11);
+    EXPECT_EQ(FitPercent(0.29F), 29);  // 0.29 in 32 bits lies below 0.29
+    EXPECT_EQ(FitPercent(FitScale(128, 128, 128, 128)), 101);
+    EXPECT_EQ(FitPercent(FitScale(12, 400, 128, 128)), 1000);
+    EXPECT_EQ(FitPercent(FitScale(1, 1, 65535, 65535)), 1000);
+}
+
+TEST_F(AddPicturesTest, AnAddedPictureIsListedAndCharged) {
+    ASSERT_TRUE(SelectOnePicture(MakeFile("a.bmp", 300, 200, 100), true));
+    Count(4);
+    const Result<AddedPicture> added = AddEditPicture();
+    ASSERT_TRUE(added);
+    EXPECT_EQ(added->name, "Picture5.bmp");
+    EXPECT_EQ(added->quality, 90);
+    ASSERT_EQ(m_store.gmyPictureData->count, 1);
+    const store::FileData& record = *store::GetNode(m_store.gmyPictureData.get(), 1);
+    EXPECT_EQ(record.fileName, "Picture5.bmp");
+    EXPECT_EQ(record.fileRef, store::BitmapPath("Picture5.bmp"));
+    EXPECT_EQ(record.seqIndex, 1005);
+    EXPECT_EQ(record.picSize, added->bytes);
+    EXPECT_EQ(record.inFrame, 0);
+    EXPECT_EQ(m_store.TotolFlashSizeForPic, 4'000'000 - added->bytes);
+    EXPECT_EQ(Bytes(store::StreamPath("Picture5.bmp")).size(), static_cast<std::size_t>(added->bytes));
+    EXPECT_EQ(Bytes(record.fileRef).size(), 49206U);
+    EXPECT_THAT(m_status.notes, testing::ElementsAre("The sequence number:: 5"));
+    EXPECT_EQ(m_status.listed, 5);
+    EXPECT_EQ(m_port.advances, 1);
+}
+
+TEST_F(AddPicturesTest, QualityGoesDownUntilTheShareFits) {
+    ASSERT_TRUE(SelectOnePicture(MakeFile("a.bmp", 128, 128, 150), true));
+    m_store.G_TotalPicNum = 100;
+    Count(10);
+    const int above = SizeAt(70);
+    const int size = SizeAt(60);
+    ASSERT_LT(size, above);
+    m_store.TotolFlashSizeForPic = 89 * size + 88;  // 89 places are left behind the eleventh
+    const Result<AddedPicture> added = AddEditPicture();
+    ASSERT_TRUE(added);
+    EXPECT_EQ(added->quality, 60);
+    EXPECT_EQ(added->bytes, size);
+    EXPECT_EQ(Pictures().G_CurQuanlity, 60);
+    EXPECT_EQ(Bytes(store::StreamPath("Picture11.bmp")), Bytes(m_folder / "probe"))
+        << "the last encoding must not depend on those before";
+    // The next picture starts at the frame's own quality again.
+    m_store.TotolFlashSizeForPic = 10'000'000;
+    EXPECT_EQ(AddEditPicture()->quality, 90);
+}
+
+TEST_F(AddPicturesTest, AByteLessThanTheShareTakesAnotherStep) {
+    ASSERT_TRUE(SelectOnePicture(MakeFile("a.bmp", 128, 128, 150), true));
+    m_store.G_TotalPicNum = 100;
+    Count(10);
+    m_store.TotolFlashSizeForPic = 89 * SizeAt(60) - 1;
+    EXPECT_EQ(AddEditPicture()->quality, 50);
+}
+
+TEST_F(AddPicturesTest, TheLastPlaceMayTakeAllThatIsLeft) {
+    ASSERT_TRUE(SelectOnePicture(MakeFile("a.bmp", 128, 128, 150), true));
+    m_store.G_TotalPicNum = 12;
+    Count(11);
+    m_store.TotolFlashSizeForPic = SizeAt(90);
+    EXPECT_EQ(AddEditPicture()->quality, 90);
+    EXPECT_EQ(m_store.TotolFlashSizeForPic, 0);
+    EXPECT_EQ(AddEditPicture().error().kind, ErrorKind::Refused);  // the thirteenth
+    EXPECT_EQ(m_status.notes.back(), "Can't add anymore pictures!");
+    EXPECT_EQ(m_store.gmyTotalePictureNum, 12);
+    EXPECT_FALSE(Exists(13));
+}
+
+TEST_F(AddPicturesTest, WhatFitsAtNoQualityIsRefused) {
+    ASSERT_TRUE(SelectOnePicture(MakeFile("a.bmp", 128, 128, 150), true));
+    m_store.G_TotalPicNum = 100;
+    m_store.TotolFlashSizeForPic = 99 * SizeAt(10) - 1;
+    ExpectRefused(AddEditPicture(), 0, "Couldn't Process the Picture!", "even at the lowest quality");
+    EXPECT_EQ(Pictures().G_CurQuanlity, 10);  // the last one tried
+    EXPECT_FALSE(Exists(1));
+}
+
+TEST_F(AddPicturesTest, UnlimitedFramesTakeWhatFits) {
+    ASSERT_TRUE(SelectOnePicture(MakeFile("a.bmp", 128, 128, 150), true));
+    Pictures().G_CurQuanlity = 70;
+    m_store.TotolFlashSizeForPic = SizeAt(70) - 1;
+    ExpectRefused(AddEditPicture(), 0, "Can't add anymore pictures!", "free on the frame");
+    EXPECT_FALSE(Exists(1));
+    m_link.SetUSBDeviceStatus(false);
+    ExpectRefused(AddEditPicture(), 0, "Device Not Online!", "free on the frame");
+    m_store.TotolFlashSizeForPic = SizeAt(70);
+    EXPECT_EQ(AddEditPicture()->quality, 70);
+    EXPECT_EQ(m_store.TotolFlashSizeForPic, 0);
+}
+
+TEST_F(AddPicturesTest, The509thPictureIsTheLast) {
+    ASSERT_TRUE(SelectOnePicture(MakeFile("a.bmp", 20, 20), true));
+    Count(508);
+    EXPECT_TRUE(AddEditPicture());
+    EXPECT_FALSE(AddEditPicture());
+    EXPECT_EQ(m_status.notes.back(), "Can't add anymore pictures!");
+    EXPECT_EQ(m_store.gmyTotalePictureNum, 509);
+    EXPECT_FALSE(Exists(510));
+}
+
+TEST_F(AddPicturesTest, WhatCannotBeWrittenIsNotAdded) {
+    ASSERT_TRUE(SelectOnePicture(MakeFile("a.bmp", 20, 20), true));
+    // A stale bitmap of that number must not be taken for the new one.
+    fs::copy_file(m_folder / "a.bmp", store::BitmapPath("Picture1.bmp"));
+    fs::rename(m_folder / "data", m_folder / "elsewhere");
+    std::ofstream(m_folder / "data") << "a file in the folder's place";
+    ExpectRefused(AddEditPicture(), 0, "Couldn't Process the picture!", "data");
+    fs::remove(m_folder / "data");
+    fs::rename(m_folder / "elsewhere", m_folder / "data");
+
+    fs::remove(store::BitmapPath("Picture1.bmp"));
+    fs::create_directory(store::BitmapPath("Picture1.bmp"));
+    ExpectRefused(AddEditPicture(), 0, "Couldn't Process the picture!", "Picture1.bmp");
+    fs::remove(store::BitmapPath("Picture1.bmp"));
+
+    fs::create_directory(store::StreamPath("Picture1.bmp"));
+    ExpectRefused(AddEditPicture(), 0, "Couldn't Process the picture!", "Edata");
+    fs::remove(store::StreamPath("Picture1.bmp"));
+
+    UseLcd(60000, 60000);
+    ExpectRefused(AddEditPicture(), 0, "Couldn't Process the picture!", "LCD");
+}
+
+TEST_F(AddPicturesTest, MissingFoldersAreMadeAnew) {
+    ASSERT_TRUE(SelectOnePicture(MakeFile("a.bmp", 20, 20), true));
+    fs::remove_all(m_folder / "data");
+    fs::remove_all(m_folder / "Edata");
+    EXPECT_TRUE(AddEditPicture());
+}
+
+TEST_F(AddPicturesTest, TheWindowsBatchStopsAtItsFirstRefusal) {
+    const std::vector<Path> files{MakeFile("a.bmp", 64, 64), MakeText("b.bmp"), MakeFile("c.bmp", 64, 64),
+                                  MakeFile("d.bmp", 64, 64), MakeFile("e.bmp", 64, 64)};
+    m_store.G_TotalPicNum = 2;
+    ASSERT_TRUE(store::StartTransfer());
+    const BatchReport report = ProcessMorePic(files);
+    ASSERT_EQ(report.added.size(), 2U);
+    EXPECT_EQ(report.added[1].file, files[2]);
+    EXPECT_EQ(report.added[1].picture.name, "Picture2.bmp");
+    ASSERT_EQ(report.refused.size(), 2U);
+    EXPECT_TRUE(report.refused[0].unreadable);
+    EXPECT_EQ(report.refused[1].file, files[3]);
+    EXPECT_FALSE(report.refused[1].unreadable);
+    EXPECT_EQ(report.notTried, std::vector<Path>{files[4]});
+    EXPECT_EQ(m_status.notes.back(), "Can't add anymore pictures!");
+    EXPECT_EQ(m_status.detail, "d.bmp: the frame holds at most 2 pictures; 1 picture was not tried");
+    EXPECT_EQ(m_status.listed, 2);
+    EXPECT_FALSE(m_status.panel);
+    EXPECT_EQ(m_status.refreshes, 1);
+    EXPECT_EQ(m_port.redraws, 1);
+    EXPECT_EQ(m_port.advances, 0);
+    EXPECT_FALSE(m_store.gmyIsTransferData);
+    EXPECT_FALSE(store::TransferRunning());
+}
+
+TEST_F(AddPicturesTest, ABatchNamesWhatIsNoPicture) {
+    ASSERT_TRUE(store::StartTransfer());
+    ProcessMorePic({MakeText("a.bmp"), MakeText("b\n.bmp"), MakeFile("c.bmp", 64, 64)});
+    EXPECT_EQ(m_store.gmyTotalePictureNum, 1);
+    EXPECT_EQ(m_status.notes.back(), "Couldn't Process!");
+    EXPECT_THAT(m_status.detail, HasSubstr("b\\n.bmp: "));
+    EXPECT_THAT(m_status.detail, HasSubstr("; 1 more could not be read"));
+}
+
+TEST_F(AddPicturesTest, TheOtherPolicyGoesOn) {
+    const std::vector<Path> files{MakeFile("large.bmp", 128, 128, 150), MakeFile("small.bmp", 128, 128)};
+    m_store.TotolFlashSizeForPic = 2000;
+    const BatchReport report = AddPictures(files, {}, AfterRefusal::GoOn);
+    ASSERT_EQ(report.added.size(), 1U);
+    EXPECT_EQ(report.added[0].picture.name, "Picture1.bmp");
+    ASSERT_EQ(report.refused.size(), 1U);
+    EXPECT_EQ(report.refused[0].file, files[0]);
+    EXPECT_TRUE(report.notTried.empty());
+}
+
+TEST_F(AddPicturesTest, ABatchEndsWithoutTheFrame) {
+    m_link.SetUSBDeviceStatus(false);
+    const std::vector<Path> files{MakeFile("a.bmp", 64, 64)};
+    EXPECT_EQ(AddPictures(files, {}, AfterRefusal::GoOn).notTried, files);
+    EXPECT_TRUE(m_status.notes.empty());
+}
+
+TEST_F(AddPicturesTest, ComposedFilesShowThePosedArea) {
+    // Left half dark, right half bright.
+    std::vector<std::uint8_t> pixels;
+    for (int i = 0; i < 100 * 50; ++i)
+        pixels.insert(pixels.end(), 3, i % 100 < 50 ? 10 : 240);
+    ASSERT_TRUE(SaveBmpFile(pixels, 100, 50, m_folder / "halves.bmp"));
+    const auto compose = [&](const Pose& pose) {
+        EXPECT_TRUE(ComposeFile(m_folder / "halves.bmp", 40, 30, pose, m_folder / "out.bmp"));
+        return LoadPicFromDir(m_folder / "out.bmp", 40, 30).value();
+    };
+    const auto at = [](const std::vector<std::uint8_t>& bitmap, int x, int y) {
+        return bitmap[static_cast<std::size_t>((29 - y) * 120 + x * 3)];
+    };
+    const auto fitted = compose({});
+    EXPECT_EQ(at(fitted, 1, 15), 10);
+    EXPECT_EQ(at(fitted, 38, 15), 240);
+    const auto turned = compose({.rotate = 90});  // dark on top; 61 percent leave the sides uncovered
+    EXPECT_EQ(at(turned, 20, 2), 10);
+    EXPECT_EQ(at(turned, 20, 27), 240);
+    EXPECT_EQ(at(turned, 1, 15), 0);
+    const auto shifted = compose({.scale = 100, .x = 30, .y = 10});
+    EXPECT_EQ(at(shifted, 30, 15), 10);
+    EXPECT_EQ(at(shifted, 30, 29), 10);
+    const auto moved = compose({.scale = 100, .rect = store::Rect{330, 200, -1, -1}});
+    EXPECT_EQ(at(moved, 1, 1), 0);  // above the picture, which begins at 175; this is line 170
+    EXPECT_EQ(at(moved, 1, 29), 240);
+    EXPECT_EQ(moved, compose({.scale = 100, .rect = store::Rect{290, 170, 1, 1}}));
+    EXPECT_FALSE(ComposeFile(m_folder / "none.bmp", 40, 30, {}, m_folder / "out.bmp"));
+    EXPECT_FALSE(ComposeFile(m_folder / "halves.bmp", 0, 30, {}, m_folder / "out.bmp"));
+}
+
+}  // namespace
+}  // namespace lumato::picture
