@@ -4,12 +4,15 @@
 #include <cmath>
 #include <cstdio>
 #include <ctime>
+#include <filesystem>
 #include <numbers>
 #include <string>
 #include <vector>
 
 #include <vips/vips.h>
 
+#include "picture/add_pictures.h"
+#include "picture/bitmap_file.h"
 #include "picture/draw_my_image.h"
 
 namespace {
@@ -245,6 +248,39 @@ void MeasureTurned(const std::vector<Rgb>& photographs) {
     }
 }
 
+// From the file to the bitmap, as pictures are added: import at a reduced size included.
+void MeasureFiles(char** names, const std::vector<Rgb>& photographs) {
+    std::printf("from file to fitted bitmap (mean / least, dB)\n");
+    const lumato::Path bitmap = std::filesystem::temp_directory_path() / "compose_quality.bmp";
+    for (const Size lcd : kLcds)
+        for (const int degrees : {0, 30}) {
+            double mean = 0, least = 999;
+            for (std::size_t i = 0; i < photographs.size(); ++i) {
+                const Rgb& photograph = photographs[i];
+                lumato::picture::Pose pose;
+                pose.rotate = degrees;
+                if (!lumato::picture::ComposeFile(names[i], lcd.width, lcd.height, pose, bitmap))
+                    continue;
+                const auto pixels = lumato::picture::LoadPicFromDir(bitmap, lcd.width, lcd.height).value();
+                Rgb composed{lcd.width, lcd.height, {}};
+                for (int y = 0; y < lcd.height; ++y)
+                    for (int x = 0; x < lcd.width; ++x) {
+                        const std::size_t at = static_cast<std::size_t>(lcd.height - 1 - y) *
+                                                   lumato::picture::BitmapStride(lcd.width) +
+                                               static_cast<std::size_t>(x) * 3;
+                        composed.bytes.insert(composed.bytes.end(),
+                                              {pixels[at + 2], pixels[at + 1], pixels[at]});
+                    }
+                const double scale = lumato::store::Store().TheSmallestValue / 100.0;
+                const double psnr = Psnr(TurnedAreaFilter(photograph, lcd, scale, degrees), composed);
+                mean += psnr / static_cast<double>(photographs.size());
+                least = std::min(least, psnr);
+            }
+            std::printf("  %dx%d turned by %d: %.2f / %.2f\n", lcd.width, lcd.height, degrees, mean, least);
+        }
+    std::filesystem::remove(bitmap);
+}
+
 void MeasureZonePlates() {
     std::printf("zone plates, what is left of rings above 1/2 (above 1) cycle per pixel, dB\n");
     for (const int reduction : {5, 7, 10, 14, 20}) {
@@ -302,6 +338,7 @@ int main(int argc, char** argv) {
     if (!photographs.empty()) {
         MeasurePhotographs(photographs);
         MeasureTurned(photographs);
+        MeasureFiles(argv + 1, photographs);
     }
     MeasureZonePlates();
     MeasureTimes();

@@ -143,6 +143,8 @@ Result<AddedPicture> AddEditPicture() {
     store::StoreState& store = store::Store();
     if (!Pictures().gmyCGimage)
         return Fail(ErrorKind::NotFound, "no picture is selected");
+    if (store.gmyDrawrect.width == 0 || store.gmyDrawrect.height == 0)
+        return Fail(ErrorKind::Refused, "the LCD rectangle is empty");
     Result<AddedPicture> added = GetPicDataFromView(WithTopLeftCorner(store.gmyDrawrect), false);
     store.status->ShowPictureList(store.gmyTotalePictureNum, store.gmyCurrentSelectItem);
     return added;
