@@ -130,7 +130,7 @@ Result<AddedPicture> GetPicDataFromView(const store::Rect& rect, bool batch) {
 
 Result<AddedPicture> MySelectButtonHandler(const Path& bmpPath, bool advance) {
     Addition addition;
-    const Result<AddedPicture> encoded = addition.Encode();
+    Result<AddedPicture> encoded = addition.Encode();
     if (!encoded)
         return encoded;
     const AddedPicture added = addition.Append(bmpPath, encoded->bytes);

@@ -15,6 +15,7 @@ namespace {
 constexpr double kOversize = 2;
 // Positions between pixels are told apart in steps of 1/128 pixel.
 constexpr int kPhases = 128;
+constexpr double kHalfPhase = 0.5 / kPhases;
 
 // The pixels that the turned picture is drawn from: the held ones themselves, or a window of the reduced
 // picture. Positions count in its own pixels.
@@ -126,7 +127,7 @@ class PhaseTable {
             }
             for (double& weight : weights)
                 weight /= sum;
-            ToFixedPoint(weights, m_weights.data() + phase * m_width);
+            ToFixedPoint(weights, m_weights.data() + Offset(phase));
         }
     }
 
@@ -134,13 +135,16 @@ class PhaseTable {
     // The weights for a position, and the first pixel that they are for.
     [[nodiscard]] std::span<const std::int16_t> At(double position, int& first) const {
         const double base = std::floor(position - 0.5);
-        const int phase = static_cast<int>((position - 0.5 - base) * kPhases + 0.5);
+        const int phase = static_cast<int>((position - 0.5 - base + kHalfPhase) * kPhases);
         first = static_cast<int>(base) - m_reach + 1;
-        return std::span(m_weights).subspan(static_cast<std::size_t>(phase * m_width),
-                                            static_cast<std::size_t>(m_width));
+        return std::span(m_weights).subspan(Offset(phase), static_cast<std::size_t>(m_width));
     }
 
   private:
+    [[nodiscard]] std::size_t Offset(int phase) const {
+        return static_cast<std::size_t>(phase) * static_cast<std::size_t>(m_width);
+    }
+
     int m_reach = 0;
     int m_width = 0;
     std::vector<std::int16_t> m_weights;

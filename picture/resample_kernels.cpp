@@ -96,7 +96,7 @@ void CombineRows(const std::uint8_t* source, std::size_t stride, std::span<const
 void CombinePixels(const std::int16_t* row, std::span<const std::int16_t> weights,
                    std::int32_t sum[kChannels]) {
     __m128i total = _mm_setzero_si128();
-    for (std::size_t k = 0; k < weights.size(); k += 2, row += 2 * kChannels) {
+    for (std::size_t k = 0; k < weights.size(); k += 2, row += std::size_t{2} * kChannels) {
         const __m128i two = Load(row);
         const __m128i pairs = _mm_unpacklo_epi16(two, _mm_srli_si128(two, 8));
         total = _mm_add_epi32(total, _mm_madd_epi16(pairs, WeightPair(weights[k], weights[k + 1])));

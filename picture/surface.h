@@ -3,6 +3,7 @@
 // A plain view of the caller's memory; whoever owns it decides on threads.
 #pragma once
 
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 
@@ -41,7 +42,7 @@ inline void BlendPixel(std::uint8_t* pixel, PixelOrder order, const std::uint8_t
     for (int i = 0; i < 4; ++i) {
         const float mixed =
             static_cast<float>(laid[i]) * coverage + static_cast<float>(pixel[i]) * (1 - coverage);
-        pixel[i] = coverage >= 1 ? laid[i] : static_cast<std::uint8_t>(mixed + 0.5F);
+        pixel[i] = coverage >= 1 ? laid[i] : static_cast<std::uint8_t>(std::lround(mixed));
     }
 }
 
