@@ -247,6 +247,38 @@ TEST(DrawMyImage, EnlargingRingsNoMoreThanACubic) {
     EXPECT_LE(high, 150 + 8);
 }
 
+// Waves along x, `cycles` per pixel of the picture reduced to 1/`reduction`; how much of their amplitude is
+// left.
+double AmplitudeLeft(int reduction, double cycles, float rotate) {
+    constexpr double kPi = 3.14159265358979;
+    const int side = 128 * reduction;
+    std::vector<int> wave;
+    for (int x = 0; x < side; ++x)
+        wave.push_back(
+            static_cast<int>(std::lround(127.5 + 100 * std::sin(2 * kPi * cycles / reduction * x))));
+    const BitmapInfo info = MakePicture(side, side, [&](int x, int) {
+        const int value = wave[static_cast<std::size_t>(x)];
+        return Colour{value, value, value};
+    });
+    const Canvas lcd = LcdBitmap(Posed(info, rotate, 1.0F / static_cast<float>(reduction)), 250, 160, 80, 80);
+    double squares = 0;
+    for (int y = 0; y < 80; ++y)
+        for (int x = 0; x < 80; ++x)
+            squares += std::pow(lcd.See(x, y)[0] - 127.5, 2);
+    return std::sqrt(2 * squares / 6400) / 100;
+}
+
+TEST(DrawMyImage, ReducingKeepsWhatFitsAndDropsWhatDoesNot) {
+    for (const int reduction : {5, 12})
+        for (const float rotate : {0.0F, 90.0F, 30.0F, 45.0F}) {
+            EXPECT_GT(AmplitudeLeft(reduction, 0.125, rotate), 0.93) << reduction << " " << rotate;
+            for (const double cycles : {1.1, 1.37, 2.13})
+                EXPECT_LT(AmplitudeLeft(reduction, cycles, rotate),
+                          0.032)  // the largest side lobe; an area filter leaves 0.2
+                    << reduction << " " << cycles << " " << rotate;
+        }
+}
+
 TEST(DrawMyImage, DenseScreensShowTheSamePictureFiner) {
     const BitmapInfo info = Corners(80, 40);
     const Canvas canvas = EditView(Posed(info, 90, 1, 10, 20), 2);
