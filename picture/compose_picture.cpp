@@ -17,15 +17,20 @@ std::vector<std::uint8_t> BlueGreenRed(const std::vector<std::uint8_t>& pixels) 
     return converted;
 }
 
+Result<void> CheckLcdSize(int width, int height) {
+    if (width >= 1 && height >= 1 && static_cast<double>(width) * height <= kMostLcdPixels)
+        return {};
+    return Fail(ErrorKind::TooLarge, "no picture can be made for an LCD of " + std::to_string(width) + " x " +
+                                         std::to_string(height) + " pixels");
+}
+
 }  // namespace
 
 Result<std::vector<std::uint8_t>> RenderLcdBitmap(const store::Rect& rect) {
     const store::StoreState& store = store::Store();
     const auto width = static_cast<int>(store.gmyLcdWidth);
     const auto height = static_cast<int>(store.gmyLcdHeight);
-    if (width < 1 || height < 1 || static_cast<double>(width) * height > kMostLcdPixels)
-        return Fail(ErrorKind::TooLarge, "no picture can be made for an LCD of " + std::to_string(width) +
-                                             " x " + std::to_string(height) + " pixels");
+    LUMATO_TRY_VOID(CheckLcdSize(width, height));
     std::vector<std::uint8_t> pixels(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 4,
                                      0);
     const Surface surface{.pixels = pixels.data(),
@@ -39,6 +44,7 @@ Result<std::vector<std::uint8_t>> RenderLcdBitmap(const store::Rect& rect) {
 
 Result<void> ComposeFile(const Path& picture, int lcdWidth, int lcdHeight, const Pose& pose,
                          const Path& bitmap) {
+    LUMATO_TRY_VOID(CheckLcdSize(lcdWidth, lcdHeight));
     store::StoreState& store = store::Store();
     store.gmyLcdWidth = static_cast<float>(lcdWidth);
     store.gmyLcdHeight = static_cast<float>(lcdHeight);
