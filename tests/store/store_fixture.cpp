@@ -16,7 +16,7 @@ Bytes MakeStream(int size, unsigned seed) {
         state = state * 1664525U + 1013904223U;
         byte = static_cast<std::uint8_t>(state >> 24);
     }
-    std::memcpy(stream.data(), "PIC", std::min<std::size_t>(3, stream.size()));
+    std::copy_n("PIC", std::min<std::size_t>(3, stream.size()), stream.begin());
     return stream;
 }
 
