@@ -1,11 +1,11 @@
 #include "platform/linux/folder_lock.h"
 
+#include <cerrno>
+#include <utility>
+
 #include <fcntl.h>
 #include <sys/file.h>
 #include <unistd.h>
-
-#include <cerrno>
-#include <utility>
 
 #include "base/printable.h"
 

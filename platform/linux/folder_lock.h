@@ -6,8 +6,8 @@
 
 namespace lumato::platform {
 
-// Holds the folder for as long as it lives. The lock is the kernel's, on the folder itself: a program that died
-// leaves none behind, and there is no file to clean up.
+// Holds the folder for as long as it lives. The lock is the kernel's, on the folder itself: a program that
+// died leaves none behind, and there is no file to clean up.
 class FolderLock {
   public:
     // Errors: Busy (another program holds it), NotFound, Unreadable.

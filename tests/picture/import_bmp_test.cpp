@@ -4,8 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "import_support.h"
 #include "picture/bitmap_file.h"
+#include "tests/picture/import_support.h"
 
 namespace lumato::picture {
 namespace {

@@ -3,8 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "import_support.h"
 #include "picture/held_size.h"
+#include "tests/picture/import_support.h"
 
 namespace lumato::picture {
 namespace {

@@ -1,4 +1,4 @@
-#include "import_support.h"
+#include "tests/picture/import_support.h"
 
 #include <cstdio>
 #include <cstdlib>

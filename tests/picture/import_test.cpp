@@ -9,10 +9,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "import_support.h"
 #include "picture/held_size.h"
 #include "picture/import_vips.h"
 #include "picture/picture_builder.h"
+#include "tests/picture/import_support.h"
 
 namespace lumato::picture {
 namespace {

@@ -1,7 +1,7 @@
 #include <fstream>
 
 #include "store/picture_count_text.h"
-#include "store_fixture.h"
+#include "tests/store/store_fixture.h"
 
 namespace lumato::store {
 namespace {

@@ -1,5 +1,5 @@
 // Downloads that go wrong at each of their commands in each way.
-#include "store_fixture.h"
+#include "tests/store/store_fixture.h"
 
 namespace lumato::store {
 namespace {

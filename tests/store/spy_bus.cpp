@@ -1,4 +1,4 @@
-#include "spy_bus.h"
+#include "tests/store/spy_bus.h"
 
 #include <cstdio>
 

@@ -10,8 +10,8 @@
 
 #include "flash/process_flash.h"
 #include "platform/clock.h"
-#include "spy_bus.h"
 #include "store/store.h"
+#include "tests/store/spy_bus.h"
 #include "vframe/new_frame.h"
 #include "vframe/virtual_bus.h"
 

@@ -4,7 +4,7 @@
 #include <semaphore>
 #include <thread>
 
-#include "store_fixture.h"
+#include "tests/store/store_fixture.h"
 
 namespace lumato::store {
 namespace {

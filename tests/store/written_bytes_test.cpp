@@ -1,5 +1,5 @@
 // Every byte that the store changes lies where it may, and is checked by the frame's own sum afterwards.
-#include "store_fixture.h"
+#include "tests/store/store_fixture.h"
 
 namespace lumato::store {
 namespace {
