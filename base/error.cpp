@@ -9,6 +9,10 @@ tl::unexpected<Error> Fail(ErrorKind kind, std::string message) {
     return tl::unexpected<Error>(Error{kind, std::move(message)});
 }
 
+std::string Described(const Error& error) {
+    return error.cause.empty() ? error.message : error.message + ": " + error.cause;
+}
+
 Error Context(const std::string& doing, Error error) {
     error.message = doing + ": " + error.message;
     return error;

@@ -26,6 +26,7 @@ enum class ErrorKind {
 struct Error {
     ErrorKind kind = ErrorKind::Refused;
     std::string message;  // a sentence for people, without a final full stop
+    std::string cause{};  // why, where the message alone does not say; may be empty
 
     bool operator==(const Error&) const = default;
 };
@@ -35,6 +36,9 @@ using Result = tl::expected<T, Error>;
 
 // Shorthand for returning an error: return Fail(ErrorKind::Damaged, "...").
 [[nodiscard]] tl::unexpected<Error> Fail(ErrorKind kind, std::string message);
+
+// Message and cause as one text: "Couldn't Process!: the file is empty".
+[[nodiscard]] std::string Described(const Error& error);
 
 // The same error with what was being done in front: "picture.jpg: not a picture".
 [[nodiscard]] Error Context(const std::string& doing, Error error);

@@ -20,7 +20,7 @@ struct Outcome {
 std::vector<std::pair<Path, std::string>> Refusals(const Outcome& outcome) {
     std::vector<std::pair<Path, std::string>> refusals;
     for (const BatchReport::Refused& refused : outcome.batch.refused)
-        refusals.emplace_back(refused.file, refused.reason.message);
+        refusals.emplace_back(refused.file, Described(refused.reason));
     if (outcome.failure) {
         for (const BatchReport::Added& added : outcome.batch.added)
             refusals.emplace_back(added.file, outcome.failure->message);

@@ -2,15 +2,26 @@
 
 #include <charconv>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <limits>
 
 #include <CLI/CLI.hpp>
 
+#include "base/printable.h"
+
 namespace lumato::cli {
 namespace {
 
 constexpr int kUsageError = 2;
+
+constexpr const char* kGeneralFooter =
+    "Exit status: 0 all done; 1 the frame or a file refused something; 2 wrong usage;\n"
+    "3 no frame found, or FILE is no usable flash image.\n\n"
+    "A first try, without any hardware:\n"
+    "  lumatoctl frame new my.frame --lcd 480x234 --flash 4M\n"
+    "  lumatoctl --frame my.frame add ~/Pictures/*.jpg\n"
+    "  lumatoctl frame render my.frame 1 shown.png";
 
 // Decimal or 0x hex, the whole text.
 std::optional<std::uint64_t> ParseNumber(std::string_view text, int base = 10) {
@@ -270,6 +281,13 @@ void AddVirtualFrameCommands(CLI::App& app, Arguments& arguments) {
     AddFile(render, "PNG", arguments, "the file to write");
 }
 
+// The library would only say that a command is missing. Always false.
+bool Unknown(const CLI::App& app) {
+    std::fprintf(stderr, "lumatoctl: %s is no command or option of this program\nRun with --help for more information.\n",
+                 Printable(app.remaining().front()).c_str());
+    return false;
+}
+
 }  // namespace
 
 Arguments ParseArguments(int argc, const char* const* argv) {
@@ -278,22 +296,22 @@ Arguments ParseArguments(int argc, const char* const* argv) {
     app.set_version_flag("--version", "lumatoctl " LUMATO_VERSION);
     app.require_subcommand(1);
     app.footer(
-        "Exit status: 0 all done; 1 the frame or a file refused something; 2 wrong usage;\n"
-        "3 no frame found, or FILE is no usable flash image.\n\n"
-        "A first try, without any hardware:\n"
-        "  lumatoctl frame new my.frame --lcd 480x234 --flash 4M\n"
-        "  lumatoctl --frame my.frame add ~/Pictures/*.jpg\n"
-        "  lumatoctl frame render my.frame 1 shown.png");
+        "The options of `lumatoctl --help` (--frame, --home, --json ...) go with it, before or after.");
+    app.failure_message([](const CLI::App*, const CLI::Error& error) {
+        return std::string("lumatoctl: ") + error.what() + "\nRun with --help for more information.\n";
+    });
     AddGeneralOptions(app, arguments);
     AddFrameCommands(app, arguments);
     AddFileCommands(app, arguments);
     AddVirtualFrameCommands(app, arguments);
+    app.footer(kGeneralFooter);  // the commands have taken over the other one
     try {
         app.parse(argc, argv);
         if (arguments.command == Command::Delete && !arguments.all && arguments.positions.empty())
             throw CLI::RequiredError("POSITION or --all");
     } catch (const CLI::ParseError& error) {
-        const bool answered = app.exit(error) == 0;
+        const bool unknown = app.get_subcommands().empty() && !app.remaining().empty();
+        const bool answered = unknown ? Unknown(app) : app.exit(error) == 0;
         arguments.command = Command::None;
         arguments.exitStatus = answered ? 0 : kUsageError;
     }

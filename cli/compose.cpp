@@ -10,9 +10,12 @@ int RunCompose(const Arguments& arguments, const Output& output) {
     const Size lcd = *arguments.size;
     const Result<void> composed = picture::ComposeFile(arguments.files[0], lcd.width, lcd.height,
                                                        PoseOf(arguments.pose), arguments.files[1]);
-    if (!composed)
-        return output.Failed(kRefused,
-                             Printable(arguments.files[0].string()) + ": " + composed.error().message);
+    if (!composed) {
+        // Errors of writing name the bitmap themselves.
+        const std::string picture =
+            composed.error().cause.empty() ? "" : Printable(arguments.files[0].string()) + ": ";
+        return output.Failed(kRefused, picture + Described(composed.error()));
+    }
     output.Result({{"width", lcd.width}, {"height", lcd.height}},
                   std::to_string(lcd.width) + " x " + std::to_string(lcd.height) + " pixels");
     return kDone;

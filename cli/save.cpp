@@ -15,11 +15,12 @@ int RunSave(const Arguments& arguments, const Output& output) {
     std::filesystem::create_directories(folder, error);
     if (error)
         return output.Failed(kRefused, Printable(folder.string()) + ": " + error.message());
-    const Result<int> saved = store::SavePictures(folder);
-    if (!saved)
-        return output.Failed(kRefused, saved.error().message);
-    output.Result({{"saved", *saved}}, Count(*saved, "picture") + " saved in " + Printable(folder.string()));
-    return kDone;
+    const store::SaveReport report = store::SavePictures(folder);
+    for (const Error& failed : report.failed)
+        Output::Complain(failed.message);
+    output.Result({{"saved", report.saved}},
+                  Count(report.saved, "picture") + " saved in " + Printable(folder.string()));
+    return report.failed.empty() ? kDone : kRefused;
 }
 
 }  // namespace lumato::cli

@@ -33,7 +33,7 @@ class Addition {
         --m_store.gmyTotalePicture;
         --m_store.gmyTotalePictureNum;
         ShowNote(note, reason.message);
-        return tl::unexpected(std::move(reason));
+        return tl::unexpected(Error{reason.kind, TextOf(note), std::move(reason.message)});
     }
 
     AddedPicture Append(const Path& bmpPath, int size) {

@@ -45,6 +45,8 @@ struct AddedPicture {
     int quality = 0;
 };
 
+// Errors of adding: the message is the status note that was shown, the cause is the reason in plain words.
+
 // Composes the edit picture, writes the bitmap and hands it on to MySelectButtonHandler(). `rect` has its
 // corner at the top left. Whatever fails, the counters are given back and the reason is shown.
 Result<AddedPicture> GetPicDataFromView(const store::Rect& rect, bool batch);

@@ -6,6 +6,7 @@
 #include "picture/import.h"
 #include "picture/messages.h"
 #include "store/status_port.h"
+#include "text/localized.h"
 
 namespace lumato::picture {
 namespace {
@@ -46,6 +47,10 @@ void FitToLcd() {
 }
 
 }  // namespace
+
+std::string TextOf(const Message& message) {
+    return text::Localized(message.key, message.defaultText);
+}
 
 void ShowNote(const Message& message, std::string_view reason) {
     store::StatusPort* status = store::Store().status;
@@ -90,7 +95,8 @@ Result<void> SelectOnePicture(const Path& file, bool interactive) {
     RequestRedraw();
     state.redrawHeld = heldBefore;
     if (!loaded)
-        return tl::unexpected(std::move(loaded).error());
+        return tl::unexpected(
+            Error{loaded.error().kind, TextOf(kCannotRead), std::move(loaded).error().message});
     return {};
 }
 

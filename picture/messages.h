@@ -1,6 +1,7 @@
 // The status notes of this room, and how they are shown.
 #pragma once
 
+#include <string>
 #include <string_view>
 
 #include "store/messages.h"
@@ -15,6 +16,9 @@ inline constexpr Message kNoRoom{"CANOT_ADD_ANY_MORE_TIPS", "Can't add anymore p
 inline constexpr Message kCannotEncode{"CANOT_PROCESS_PICS_TIPS", "Couldn't Process the picture!"};
 inline constexpr Message kNoQualityFits{"CANOT_PROCESS_PICS_TIPS", "Couldn't Process the Picture!"};
 inline constexpr Message kSequence{"THE_SEQUENCE_TIPS", "The sequence number:"};
+
+// In the user's language.
+[[nodiscard]] std::string TextOf(const Message& message);
 
 // The note with its reason; nothing where nobody listens.
 void ShowNote(const Message& message, std::string_view reason);

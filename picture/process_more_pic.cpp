@@ -27,7 +27,7 @@ bool AddOne(const Path& file, const Pose& pose, AfterRefusal policy, BatchReport
     }
     report.refused.push_back({file, std::move(added).error()});
     if (store::StatusPort* status = store::Store().status)
-        status->SetNoteDetail(NameFor(file) + ": " + report.refused.back().reason.message);
+        status->SetNoteDetail(NameFor(file) + ": " + report.refused.back().reason.cause);
     return policy == AfterRefusal::GoOn;
 }
 
@@ -47,7 +47,7 @@ void ShowOutcome(const BatchReport& report) {
         return;
     }
     const BatchReport::Refused& last = report.refused.back();
-    const std::string reason = NameFor(last.file) + ": " + last.reason.message;
+    const std::string reason = NameFor(last.file) + ": " + last.reason.cause;
     if (!last.unreadable) {
         status->SetNoteDetail(reason + NotTriedText(report.notTried.size()));
         return;

@@ -22,7 +22,7 @@ class CRv512Encoder : public store::CodecPort {
     bool DeCode(const Path& source, const Path& destination, int width, int height) override;
 
     // Why the last call failed; for messages. Requires: asked on the thread that called.
-    [[nodiscard]] const Error& LastError() const { return m_lastError; }
+    [[nodiscard]] const Error& LastError() const override { return m_lastError; }
     // Size of the picture that DeCode() wrote last, in pixels.
     [[nodiscard]] int LastWidth() const { return m_lastWidth; }
     [[nodiscard]] int LastHeight() const { return m_lastHeight; }

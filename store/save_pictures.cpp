@@ -2,19 +2,28 @@
 #include "store/store.h"
 
 namespace lumato::store {
+namespace {
 
-Result<int> SavePictures(const Path& folder) {
-    StoreState& store = Store();
-    if (store.gmyPictureData == nullptr)
-        return 0;
-    int saved = 0;
-    for (const FileData* record = store.gmyPictureData->sentinel->next; record != nullptr;
+Result<void> Copy(const FileData& record, const Path& target) {
+    LUMATO_TRY(const auto bitmap, ReadPlainFile(BitmapPath(BitmapName(record.fileName))));
+    return WriteFile(target, bitmap);
+}
+
+}  // namespace
+
+SaveReport SavePictures(const Path& folder) {
+    SaveReport report;
+    const FileDataHead* list = Store().gmyPictureData.get();
+    int number = 0;
+    for (const FileData* record = list != nullptr ? list->sentinel->next : nullptr; record != nullptr;
          record = record->next) {
-        LUMATO_TRY(const auto bitmap, ReadPlainFile(BitmapPath(BitmapName(record->fileName))));
-        LUMATO_TRY_VOID(WriteFile(folder / (std::to_string(saved + 1) + ".bmp"), bitmap));
-        ++saved;
+        Result<void> copied = Copy(*record, folder / (std::to_string(++number) + ".bmp"));
+        if (copied)
+            ++report.saved;
+        else
+            report.failed.push_back(std::move(copied).error());
     }
-    return saved;
+    return report;
 }
 
 }  // namespace lumato::store

@@ -75,8 +75,13 @@ void ReleaseAllFiles();
 
 // ---- save_pictures.cpp
 
-// Copies every listed picture's bitmap to folder/1.bmp, 2.bmp, ... Returns how many; fails at the first that
-// cannot be written, with those before it in place.
-Result<int> SavePictures(const Path& folder);
+struct SaveReport {
+    int saved = 0;
+    std::vector<Error> failed;  // one for each picture that could not be copied
+};
+
+// Copies every listed picture's bitmap to folder/1.bmp, 2.bmp, ..., numbered by position in the list. Files
+// of these names are overwritten.
+SaveReport SavePictures(const Path& folder);
 
 }  // namespace lumato::store

@@ -107,7 +107,7 @@ class AddPicturesTest : public testing::Test {
         ASSERT_FALSE(result);
         EXPECT_EQ(m_status.notes.back(), note);
         EXPECT_THAT(m_status.detail, HasSubstr(detail));
-        EXPECT_THAT(result.error().message, HasSubstr(detail));
+        EXPECT_THAT(result.error().cause, HasSubstr(detail));
         EXPECT_EQ(m_store.gmyTotalePictureNum, pictures);
         EXPECT_EQ(m_store.gmyTotalePicture, pictures);
         EXPECT_EQ(m_store.gmyPictureData->count, 0);

@@ -252,6 +252,20 @@ TEST_F(DownloadTest, SmallEraseUnitsGiveTheSameFlash) {
     }
 }
 
+// The table block is on the frame in pieces by then: to stop would lose the pictures in it.
+TEST_F(DownloadTest, ACommandThatFailsWhileTheTableIsInvalidatedDoesNotEndIt) {
+    const std::size_t connecting = 1 + 3 + 1 + 3 + 3;
+    for (const std::size_t n : {7U, 11U}) {
+        for (const auto kind :
+             {vframe::FaultKind::Refuse, vframe::FaultKind::Lost, vframe::FaultKind::Half}) {
+            Connect(TestFlash().Pictures({1000}), {{connecting + n, kind}});
+            Add(500, 2);
+            EXPECT_TRUE(Download()) << n;
+            Restart();
+        }
+    }
+}
+
 TEST_F(DownloadTest, EachStepHasItsMessage) {
     struct Case {
         std::vector<int> stored;
@@ -261,8 +275,8 @@ TEST_F(DownloadTest, EachStepHasItsMessage) {
     };
     const std::vector<Case> cases = {
         {{62440}, 70000, 1, "Fail To Download Picture"},     // the table block is read
-        {{62440}, 70000, 7, "Fail To Download Picture!"},    // erased
-        {{62440}, 70000, 11, "Fail To Download Picture!"},   // and programmed
+        {{62440}, 70000, 7, "Fail To Download Picture"},     // erased and programmed, which the next
+        {{62440}, 70000, 11, "Fail To Download Picture"},    // read shows
         {{62440}, 70000, 12, "Fail To Download Picture"},    // read again
         {{62440}, 70000, 15, "Fail To Download Picture"},    // block in use: read
         {{62440}, 70000, 18, "Fail To Download Picture"},    // and written

@@ -28,6 +28,15 @@ class ReadBackTest : public StoreTest {
     }
 };
 
+// What cannot be written here is no damage there: the picture must stay in the table.
+TEST_F(ReadBackTest, ALocalFailureIsNoDamagedPicture) {
+    std::filesystem::create_directories(BitmapPath("DPFPicture2.bmp"));
+    Connect(TestFlash().Pictures({100, 200, 300}));
+    EXPECT_EQ(LastConnection(), Connection::ReadBackFailed);
+    EXPECT_THAT(Store().whyFailed, testing::HasSubstr("DPFPicture2.bmp"));
+    EXPECT_EQ(Store().G_PictureList[16 + 8], 1);
+}
+
 TEST_F(ReadBackTest, PicturesBecomeFilesAndRecords) {
     Connect(TestFlash().Slots({{1, kArea, 1000}, {0, 0, 0}, {1, kArea + 1000, 65537}}));
     EXPECT_EQ(LastConnection(), Connection::Online);

@@ -91,6 +91,10 @@ class RecordingStatus : public StatusPort {
 class TestCodec : public CodecPort {
   public:
     bool DeCode(const Path& source, const Path& destination, int width, int height) override;
+    const Error& LastError() const override { return m_lastError; }
+
+  private:
+    Error m_lastError;
 };
 
 class TestClock : public platform::Clock {
