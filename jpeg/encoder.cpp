@@ -1,11 +1,13 @@
 #include "jpeg/encoder.h"
 
+#include <algorithm>
 #include <bit>
 #include <cassert>
 #include <cstdlib>
 #include <limits>
 
 #include "jpeg/bit_writer.h"
+#include "jpeg/codec_form.h"
 #include "jpeg/mcu_grid.h"
 #include "jpeg/mcu_samples.h"
 #include "jpeg/stream_header.h"
@@ -61,6 +63,64 @@ class McuTable {
     std::uint8_t* m_cursor;
 };
 
+// The four standard code tables in one of their two forms.
+template <class Table>
+struct CodeTables {
+    Table luminanceDc{ComputeHuffmanTable(StandardHuffman(StandardTable::LuminanceDc))};
+    Table luminanceAc{ComputeHuffmanTable(StandardHuffman(StandardTable::LuminanceAc))};
+    Table chrominanceDc{ComputeHuffmanTable(StandardHuffman(StandardTable::ChrominanceDc))};
+    Table chrominanceAc{ComputeHuffmanTable(StandardHuffman(StandardTable::ChrominanceAc))};
+};
+const CodeTables<tag_HUFFMAN_TABLE>& Codes() {
+    static const CodeTables<tag_HUFFMAN_TABLE> tables;
+    return tables;
+}
+const CodeTables<ValueCodes>& FastCodes() {
+    static const CodeTables<ValueCodes> tables;
+    return tables;
+}
+
+// Codes a picture's chunks in their order. The last ones take a detour, so that nothing behind the stream is
+// overwritten: an MCU takes at least a byte.
+class ChunkCoder {
+  public:
+    ChunkCoder(const std::array<const FastCoding*, 2>& codings, const McuGrid& grid, std::uint8_t* mcuTable,
+               std::uint8_t* out)
+        : m_codings(codings), m_grid(grid), m_mcusLeft(grid.McuCount()) {
+        m_position.out = out;
+        m_position.mcuEntry = mcuTable;
+    }
+
+    // Quantizes the coefficients in place.
+    void Code(int chunk, ChunkCoefficients& coefficients) {
+        const int mcus = std::min(McusPerChunk(m_grid), m_grid.mcusAcross - chunk * McusPerChunk(m_grid));
+        m_mcusLeft -= static_cast<std::size_t>(mcus);
+        if (m_mcusLeft < kCodingOverrun)
+            CodeAside(mcus, coefficients);
+        else
+            CodeChunk(m_codings, m_grid, mcus, coefficients, m_position);
+    }
+
+    [[nodiscard]] std::uint8_t* End() const { return m_position.out; }
+
+  private:
+    void CodeAside(int mcus, ChunkCoefficients& coefficients) {
+        constexpr std::size_t kMostBlocks = 3 * kChunkBlocks;
+        std::array<std::uint8_t, kMostBlocks*(kLargestBlockBits / 8 + 1) + kCodingOverrun> aside;
+        std::uint8_t* const out = m_position.out;
+        m_position.moved = out - aside.data();
+        m_position.out = aside.data();
+        CodeChunk(m_codings, m_grid, mcus, coefficients, m_position);
+        m_position.out = std::copy(aside.data(), m_position.out, out);
+        m_position.moved = 0;
+    }
+
+    std::array<const FastCoding*, 2> m_codings;
+    const McuGrid& m_grid;
+    std::size_t m_mcusLeft;
+    CodingPosition m_position;
+};
+
 }  // namespace
 
 std::size_t MaximumStreamSize(int width, int height, int mode) {
@@ -75,37 +135,59 @@ CVaskJpegEncoder::CVaskJpegEncoder(int quality)
     : m_scaleFactor(ScaleFactorOf(quality)),
       m_quant{ScaleTable(std_luminance_quant_tbl, m_scaleFactor),
               ScaleTable(std_chrominance_quant_tbl, m_scaleFactor)},
-      m_coding{BlockCoding{Quantizer(m_quant[kLuminance]),
-                           ComputeHuffmanTable(StandardHuffman(StandardTable::LuminanceDc)),
-                           ComputeHuffmanTable(StandardHuffman(StandardTable::LuminanceAc))},
-               BlockCoding{Quantizer(m_quant[kChrominance]),
-                           ComputeHuffmanTable(StandardHuffman(StandardTable::ChrominanceDc)),
-                           ComputeHuffmanTable(StandardHuffman(StandardTable::ChrominanceAc))}} {}
+      m_coding{BlockCoding{Quantizer(m_quant[kLuminance]), &Codes().luminanceDc, &Codes().luminanceAc},
+               BlockCoding{Quantizer(m_quant[kChrominance]), &Codes().chrominanceDc, &Codes().chrominanceAc}},
+      m_fastCoding{
+          FastCoding{WordQuantizer(m_quant[kLuminance]), &FastCodes().luminanceDc, &FastCodes().luminanceAc},
+          FastCoding{WordQuantizer(m_quant[kChrominance]), &FastCodes().chrominanceDc,
+                     &FastCodes().chrominanceAc}} {}
 
 bool CVaskJpegEncoder::CompressImage(const unsigned char* source, unsigned char* destination, int width,
                                      int height, int& outputSize, int mode) const {
     if (source == nullptr || destination == nullptr || !CanEncode(width, height))
         return false;
+    const SourcePicture picture{source, width, height};
     const McuGrid grid = GridOf(width, height, mode);
-    const bool hasMcuTable = (mode & kOmitMcuTable) == 0;
-    McuTable mcuTable(destination + G_TableMCUOffSet);
-    BitWriter bits(WriteJpegHeader(destination, width, height, mode));
-    McuSampler sampler(source, width, height, grid);
+    std::uint8_t* const mcuTable = (mode & kOmitMcuTable) == 0 ? destination + G_TableMCUOffSet : nullptr;
+    std::uint8_t* const coded = WriteJpegHeader(destination, width, height, mode);
+    const std::uint8_t* const end = UsesVectors() ? CodeInVectors(picture, grid, mcuTable, coded)
+                                                  : CodePlainly(picture, grid, mcuTable, coded);
+    const std::ptrdiff_t size = end - destination;
+    if (size > std::numeric_limits<int>::max())
+        return false;
+    outputSize = static_cast<int>(size);
+    return true;
+}
+
+std::uint8_t* CVaskJpegEncoder::CodePlainly(const SourcePicture& source, const McuGrid& grid,
+                                            std::uint8_t* mcuTable, std::uint8_t* out) const {
+    McuTable table(mcuTable);
+    BitWriter bits(out);
+    McuSampler sampler(source.pixels, source.width, source.height, grid);
     McuBlocks samples;
     std::array<int, 3> predictors{};
     for (int mcuY = 0; mcuY < grid.mcusDown; ++mcuY) {
         for (int mcuX = 0; mcuX < grid.mcusAcross; ++mcuX) {
             sampler.Sample(mcuX, mcuY, samples);
-            if (hasMcuTable)
-                mcuTable.Add(predictors, bits.Position());
+            if (mcuTable != nullptr)
+                table.Add(predictors, bits.Position());
             CompressOneTile(samples, grid.lumaBlocks, predictors, bits);
         }
     }
-    const std::ptrdiff_t size = bits.Position() - destination;
-    if (size > std::numeric_limits<int>::max())
-        return false;
-    outputSize = static_cast<int>(size);
-    return true;
+    return bits.Position();
+}
+
+std::uint8_t* CVaskJpegEncoder::CodeInVectors(const SourcePicture& source, const McuGrid& grid,
+                                              std::uint8_t* mcuTable, std::uint8_t* out) const {
+    ChunkCoder coder({&m_fastCoding[kLuminance], &m_fastCoding[kChrominance]}, grid, mcuTable, out);
+    ChunkCoefficients coefficients;
+    for (int mcuY = 0; mcuY < grid.mcusDown; ++mcuY) {
+        for (int chunk = 0; chunk < ChunksAcross(grid); ++chunk) {
+            TransformChunk(source, grid, chunk, mcuY, coefficients);
+            coder.Code(chunk, coefficients);
+        }
+    }
+    return coder.End();
 }
 
 // Leaves room for the MCU table; answers where the coded MCUs begin.
@@ -142,7 +224,7 @@ void CVaskJpegEncoder::HuffmanEncode(const Block& coefficients, const BlockCodin
     const int difference = coefficients[0] - predictor;
     predictor = coefficients[0];
     const int dcCategory = CategoryOf(difference);
-    EmitValue(coding.dc, dcCategory, difference, dcCategory, bits);
+    EmitValue(*coding.dc, dcCategory, difference, dcCategory, bits);
 
     int zeros = 0;
     for (std::size_t k = 1; k < 64; ++k) {
@@ -152,15 +234,15 @@ void CVaskJpegEncoder::HuffmanEncode(const Block& coefficients, const BlockCodin
             continue;
         }
         for (; zeros > 15; zeros -= 16)
-            EmitSymbol(coding.ac, kSixteenZeros, bits);
+            EmitSymbol(*coding.ac, kSixteenZeros, bits);
         const int category = CategoryOf(value);
         // Samples of 8 bits and divisors of 1 or more keep every AC value below 1,024.
         assert(category <= 10);
-        EmitValue(coding.ac, 16 * zeros + category, value, category, bits);
+        EmitValue(*coding.ac, 16 * zeros + category, value, category, bits);
         zeros = 0;
     }
     if (zeros > 0)
-        EmitSymbol(coding.ac, kEndOfBlock, bits);
+        EmitSymbol(*coding.ac, kEndOfBlock, bits);
 }
 
 }  // namespace lumato::jpeg

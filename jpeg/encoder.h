@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "jpeg/encode_vectors.h"
 #include "jpeg/forward_dct.h"
 #include "jpeg/huffman_code.h"
 #include "jpeg/mcu_samples.h"
@@ -30,11 +31,13 @@ class CVaskJpegEncoder {
                        int& outputSize, int mode) const;
 
   private:
-    // What the blocks of one kind have in common; [0] is luminance, [1] chrominance.
+    friend class TransformedPicture;
+
+    // What the blocks of one kind have in common in the plain form; [0] is luminance, [1] chrominance.
     struct BlockCoding {
         Quantizer quantizer;
-        tag_HUFFMAN_TABLE dc;
-        tag_HUFFMAN_TABLE ac;
+        const tag_HUFFMAN_TABLE* dc;
+        const tag_HUFFMAN_TABLE* ac;
     };
 
     std::uint8_t* WriteJpegHeader(std::uint8_t* out, int width, int height, int mode) const;
@@ -43,10 +46,16 @@ class CVaskJpegEncoder {
     // Codes one MCU with its fill bits. `predictors`: the last DC values of Y, Cb and Cr.
     void CompressOneTile(const McuBlocks& samples, int lumaBlocks, std::array<int, 3>& predictors,
                          BitWriter& bits) const;
+    // Code all MCUs; they return the end of the coded data. `mcuTable`: null without one.
+    std::uint8_t* CodePlainly(const SourcePicture& source, const McuGrid& grid, std::uint8_t* mcuTable,
+                              std::uint8_t* out) const;
+    std::uint8_t* CodeInVectors(const SourcePicture& source, const McuGrid& grid, std::uint8_t* mcuTable,
+                                std::uint8_t* out) const;
 
     std::uint16_t m_scaleFactor;
     std::array<QuantTable, 2> m_quant;
     std::array<BlockCoding, 2> m_coding;
+    std::array<FastCoding, 2> m_fastCoding;
 };
 
 // The largest stream that a picture of this size can become, in bytes; 0 for a size that cannot be encoded.

@@ -63,8 +63,7 @@ void ForwardDct(const Block& samples, Block& coefficients) {
 
 Quantizer::Quantizer(const QuantTable& table) {
     for (unsigned k = 0; k < 64; ++k) {
-        // The quantization value times 8 times the scale of the position (in 14 fractional bits), rounded.
-        const std::uint32_t divisor = (std::uint32_t{table[k]} * aanscales[k] + 1024) >> 11;
+        const std::uint32_t divisor = DivisorOf(table[k], aanscales[k]);
         m_half[k] = static_cast<std::int32_t>(divisor >> 1);
         m_reciprocal[k] = (std::uint64_t{1} << 32) / divisor + 1;
     }

@@ -16,6 +16,13 @@ using Block = std::array<std::int32_t, 64>;
 // factor of 8 and the scale `aanscales` of their position. The quantization takes both away.
 void ForwardDct(const Block& samples, Block& coefficients);
 
+// What a coefficient of ForwardDct() is divided by, from its quantization value and its position's scale
+// (aanscales): 1 to 3925.
+[[nodiscard]] constexpr std::uint32_t DivisorOf(std::uint8_t quantValue, std::uint16_t scale) {
+    // The quantization value times 8 times the scale of the position (in 14 fractional bits), rounded.
+    return (std::uint32_t{quantValue} * scale + 1024) >> 11;
+}
+
 // Divides the coefficients of ForwardDct() by their quantization values, rounding to nearest, halves away
 // from 0.
 class Quantizer {
