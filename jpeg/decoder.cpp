@@ -6,6 +6,8 @@
 #include "base/printable.h"
 #include "jpeg/bit_reader.h"
 #include "jpeg/bitmap_header.h"
+#include "jpeg/codec_form.h"
+#include "jpeg/decode_vectors.h"
 #include "jpeg/mcu_painter.h"
 #include "jpeg/stream_header.h"
 
@@ -85,9 +87,8 @@ class McuReader {
     std::array<std::int16_t, 64> m_block{};
 };
 
-// A black picture of the stream's size.
-Result<DecodedPicture> MakePicture(const dpf_header& header) {
-    DecodedPicture picture;
+// Gives the picture the stream's size; its pixels are those of whatever it was before.
+Result<void> Resize(DecodedPicture& picture, const dpf_header& header) {
     picture.width = header.width;
     picture.height = header.height;
     picture.stride = (header.width + 7) / 8 * 8;
@@ -97,7 +98,37 @@ Result<DecodedPicture> MakePicture(const dpf_header& header) {
     } catch (const std::bad_alloc&) {
         return Fail(ErrorKind::TooLarge, "not enough memory for the picture");
     }
-    return picture;
+    return {};
+}
+
+// Decodes the MCUs in order, as far as the data go, and paints them. Returns how many there were.
+std::size_t DecodePlainly(const ParsedStream& parsed, DecodedPicture& picture) {
+    McuReader reader(parsed);
+    McuSamples samples;
+    std::size_t decoded = 0;
+    for (int mcuY = 0; mcuY < parsed.grid.mcusDown; ++mcuY) {
+        for (int mcuX = 0; mcuX < parsed.grid.mcusAcross; ++mcuX, ++decoded) {
+            if (!reader.Read(samples))
+                return decoded;
+            PaintMcu(samples, parsed.grid, mcuX, mcuY, picture);
+        }
+    }
+    return decoded;
+}
+
+// Makes everything black behind the first `painted` MCUs.
+void Blacken(DecodedPicture& picture, const McuGrid& grid, std::size_t painted) {
+    const auto across = static_cast<std::size_t>(grid.mcusAcross);
+    const auto columns = painted % across * static_cast<std::size_t>(grid.mcuWidth);
+    const auto top = painted / across * static_cast<std::size_t>(grid.mcuHeight);
+    const auto height = static_cast<std::size_t>(picture.height);
+    const auto stride = static_cast<std::size_t>(picture.stride);
+    for (std::size_t row = top; row < height; ++row) {
+        const bool isHalfPainted = row < top + static_cast<std::size_t>(grid.mcuHeight);
+        const std::size_t from = isHalfPainted ? std::min(columns, stride) : 0;
+        std::fill_n(picture.pixels.begin() + static_cast<std::ptrdiff_t>((row * stride + from) * 3),
+                    (stride - from) * 3, std::uint8_t{0});
+    }
 }
 
 // The bitmap file of a decoded picture. Rows are padded with the pixels right of the picture's width, which
@@ -125,18 +156,19 @@ Result<void> BmpSave(const DecodedPicture& picture, const Path& path, Links link
 
 }  // namespace
 
-Result<DecodedPicture> DecodeStream(ByteSpan stream, int expectedWidth, int expectedHeight) {
+Result<void> DecodeStream(ByteSpan stream, int expectedWidth, int expectedHeight, DecodedPicture& picture) {
     LUMATO_TRY(const ParsedStream parsed, ParseStream(stream, expectedWidth, expectedHeight));
-    LUMATO_TRY(DecodedPicture picture, MakePicture(parsed.header));
-    McuReader reader(parsed);
-    McuSamples samples;
-    for (int mcuY = 0; mcuY < parsed.grid.mcusDown; ++mcuY) {
-        for (int mcuX = 0; mcuX < parsed.grid.mcusAcross; ++mcuX) {
-            if (!reader.Read(samples))
-                return picture;
-            PaintMcu(samples, parsed.grid, mcuX, mcuY, picture);
-        }
-    }
+    LUMATO_TRY_VOID(Resize(picture, parsed.header));
+    const std::size_t decoded =
+        UsesVectors() ? DecodeInVectors(parsed, picture) : DecodePlainly(parsed, picture);
+    if (decoded < parsed.grid.McuCount())
+        Blacken(picture, parsed.grid, decoded);
+    return {};
+}
+
+Result<DecodedPicture> DecodeStream(ByteSpan stream, int expectedWidth, int expectedHeight) {
+    DecodedPicture picture;
+    LUMATO_TRY_VOID(DecodeStream(stream, expectedWidth, expectedHeight, picture));
     return picture;
 }
 

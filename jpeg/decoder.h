@@ -27,6 +27,11 @@ struct DecodedPicture {
 // the rest is black.
 [[nodiscard]] Result<DecodedPicture> DecodeStream(ByteSpan stream, int expectedWidth, int expectedHeight);
 
+// The same into a picture that may have been used before: who decodes many pictures of a size saves the
+// memory's coming and going. On failure the picture's content is open.
+[[nodiscard]] Result<void> DecodeStream(ByteSpan stream, int expectedWidth, int expectedHeight,
+                                        DecodedPicture& picture);
+
 class JPGEncode {  // the name is historical: it decodes
   public:
     // `links`: whether a link under the destination's name is followed or replaced (base/file.h).

@@ -24,21 +24,15 @@ inline std::uint64_t ScanMask(const std::uint8_t* rows) {
     return mask;
 }
 
-// Where places of the scan beyond the block lead the decoder: a run that passes the last coefficient ends at
-// it, and what stands for no coefficient goes to a place behind the rows of the group (chunk.h).
-inline constexpr std::size_t kLongestRun = 16;
-inline constexpr std::size_t kNowhere = 96;  // from this place on
-
-// Place in the scan to offset from the block's start in a group of `Group` blocks (chunk.h).
+// Place in the scan to offset from the block's start in a group of `Group` blocks (chunk.h). A run that
+// passes the last coefficient ends at it: places behind the block are the last one's, too.
 template <std::size_t Group>
-inline constexpr std::array<std::uint16_t, 64> ScanOffsets = [] {
-    constexpr std::uint8_t kNatural[64] = {0,  1,  8,  16, 9,  2,  3,  10, 17, 24, 32, 25, 18, 11, 4,  5,
-                                           12, 19, 26, 33, 40, 48, 41, 34, 27, 20, 13, 6,  7,  14, 21, 28,
-                                           35, 42, 49, 56, 57, 50, 43, 36, 29, 22, 15, 23, 30, 37, 44, 51,
-                                           58, 59, 52, 45, 38, 31, 39, 46, 53, 60, 61, 54, 47, 55, 62, 63};
-    std::array<std::uint16_t, 64> offsets{};
-    for (std::size_t k = 0; k < 64; ++k)
-        offsets[k] = static_cast<std::uint16_t>(kNatural[k] / 8 * (8 * Group) + kNatural[k] % 8);
+inline constexpr std::array<std::uint8_t, 160> ScanOffsets = [] {
+    std::array<std::uint8_t, 160> offsets{};
+    for (std::size_t k = 0; k < offsets.size(); ++k) {
+        const std::size_t natural = jpeg_natural_order[k < 64 ? k : 63];
+        offsets[k] = static_cast<std::uint8_t>(natural / 8 * (8 * Group) + natural % 8);
+    }
     return offsets;
 }();
 

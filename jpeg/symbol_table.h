@@ -22,6 +22,8 @@ class SymbolTable {
     // lengths allow. Requires: as many values as the counts add up to, at most 255.
     bool Define(ByteSpan bits, ByteSpan values);
 
+    [[nodiscard]] bool operator==(const SymbolTable& other) const = default;
+
     [[nodiscard]] bool IsDefined() const { return m_symbolCount > 0; }
 
     // The symbol whose code the 16 bits of `window` start with. A code that names no symbol counts as symbol

@@ -17,7 +17,17 @@ extern const QuantTable std_luminance_quant_tbl;
 extern const QuantTable std_chrominance_quant_tbl;
 
 // T.81 section A.3.6: position in the zig-zag scan to natural index.
-extern const std::array<std::uint8_t, 64> jpeg_natural_order;
+// clang-format off
+inline constexpr std::array<std::uint8_t, 64> jpeg_natural_order = {
+     0,  1,  8, 16,  9,  2,  3, 10,
+    17, 24, 32, 25, 18, 11,  4,  5,
+    12, 19, 26, 33, 40, 48, 41, 34,
+    27, 20, 13,  6,  7, 14, 21, 28,
+    35, 42, 49, 56, 57, 50, 43, 36,
+    29, 22, 15, 23, 30, 37, 44, 51,
+    58, 59, 52, 45, 38, 31, 39, 46,
+    53, 60, 61, 54, 47, 55, 62, 63};
+// clang-format on
 
 // 16384 * s(u) * s(v), rounded: what the forward DCT leaves in each coefficient.
 extern const std::array<std::uint16_t, 64> aanscales;

@@ -1,8 +1,12 @@
+#include <algorithm>
+#include <array>
 #include <random>
 
 #include <gtest/gtest.h>
 
 #include "jpeg/codec_form.h"
+#include "jpeg/decode_vectors.h"
+#include "jpeg/decoder.h"
 #include "jpeg/encode_vectors.h"
 #include "jpeg/encoder.h"
 #include "jpeg/tables.h"
@@ -52,8 +56,8 @@ TEST(Forms, AreChosenByName) {
     EXPECT_EQ(UsesVectors(), forms.size() > 1);
 }
 
-// Every dividend and every divisor that can occur: coefficients have at most 64 times a sample's 128 and what
-// truncation adds.
+// Every dividend and every divisor that can occur, in either sign in turn: coefficients have at most 64 times
+// a sample's 128 and what truncation adds.
 TEST(Forms, QuantizersDivideExactly) {
     constexpr int kLargest = 8400;
     InEveryVectorForm([] {
@@ -74,15 +78,17 @@ TEST(Forms, QuantizersDivideExactly) {
             if (places.empty())
                 continue;
             const WordQuantizer quantizer(table);
-            for (int c = -kLargest; c <= kLargest; ++c) {
+            for (int i = 0; i <= kLargest; ++i) {
+                const int c = i % 2 == 0 ? i : -i;
                 std::fill(block.begin(), block.end(), static_cast<std::int16_t>(c));
                 QuantizeBlocks(quantizer, group, block.data(), masks.data());
                 for (const std::size_t k : places) {
                     const auto divisor = static_cast<int>(DivisorOf(table[k], aanscales[k]));
-                    const int magnitude = (std::abs(c) + divisor / 2) / divisor;
+                    const int magnitude = (i + divisor / 2) / divisor;
                     const std::size_t at = BlockStart(group - 1, group) + k / 8 * 8 * group + k % 8;
-                    ASSERT_EQ(block[at], c < 0 ? -magnitude : magnitude) << c << " / " << divisor;
-                    ASSERT_EQ(masks.back() >> k & 1, magnitude != 0 ? 1U : 0U);
+                    const bool isMarked = (masks.back() >> k & 1) != 0;
+                    if (block[at] != (c < 0 ? -magnitude : magnitude) || isMarked != (magnitude != 0))
+                        FAIL() << c << " / " << divisor << " is " << block[at];
                 }
             }
         }
@@ -104,6 +110,104 @@ TEST(Forms, EncodeTheSameBytes) {
             ASSERT_EQ(Encode(picture, quality, mode), expected)
                 << width << " x " << height << ", mode " << mode << ", quality " << quality;
         });
+    }
+}
+
+using Coefficients = std::array<std::int16_t, 64>;
+
+// The samples of the same block in all places of a group, by the plain form and by vectors.
+void ExpectSameSamples(const Coefficients& block, const DequantTable& table) {
+    const std::size_t group = BlocksPerGroup();
+    std::vector<std::int16_t> coefficients(64 * group);
+    for (std::size_t i = 0; i < coefficients.size(); ++i)
+        coefficients[i] = block[i / (8 * group) * 8 + i % 8];
+    const WordDequantizer dequantizer(table);
+    std::vector<std::uint8_t> samples(64 * group);
+    InverseBlocks(dequantizer, coefficients.data(), samples.data(), 8 * group);
+    std::array<std::uint8_t, 64> expected{};
+    idct_int(block, table, expected.data(), 8);
+    for (std::size_t i = 0; i < samples.size(); ++i)
+        ASSERT_EQ(samples[i], expected[i / (8 * group) * 8 + i % 8]) << i;
+}
+
+// From blocks as pictures have them to ones that no picture has: values wrap at 16 bits, and what is left of
+// them must be the same.
+TEST(Forms, TransformBackToTheSameSamples) {
+    InEveryVectorForm([] {
+        std::mt19937 random(4);
+        for (int round = 0; round < 20000; ++round) {
+            const bool isFine = random() % 4 == 0;
+            DequantTable table{};
+            for (std::size_t k = 0; k < 64; ++k)
+                table[k] =
+                    static_cast<std::uint16_t>((isFine ? 1 + random() % 3 : random() % 256) * factor[k]);
+            const int bits = round % 17;
+            Coefficients block{};
+            for (auto count = random() % 65; count > 0; --count)
+                block[random() % 64] =
+                    static_cast<std::int16_t>(static_cast<int>(random() % (1U << bits)) - (1 << bits) / 2);
+            if (random() % 64 == 0)
+                block[random() % 64] = -32768;
+            ASSERT_NO_FATAL_FAILURE(ExpectSameSamples(block, table)) << "round " << round;
+        }
+    });
+}
+
+// The rounding of the dequantization, for every value of a block's first coefficient that is in use.
+TEST(Forms, DequantizeTheSame) {
+    InEveryVectorForm([] {
+        for (const int quant : {1, 4, 9, 17, 31, 32, 33, 64, 123, 1000, 16320, 31365}) {
+            DequantTable table{};
+            table.fill(static_cast<std::uint16_t>(quant));
+            for (int dc = -2100; dc <= 2100; ++dc) {
+                ASSERT_NO_FATAL_FAILURE(ExpectSameSamples({static_cast<std::int16_t>(dc)}, table))
+                    << dc << " times " << quant;
+            }
+        }
+    });
+}
+
+void ExpectSamePicture(const Bytes& stream) {
+    const auto expected = Plainly([&] { return DecodeStream(stream, 0, 0); });
+    InEveryVectorForm([&] {
+        DecodedPicture used;
+        used.pixels.assign(100000, 0xA5);
+        ASSERT_EQ(DecodeStream(stream, 0, 0, used).has_value(), expected.has_value());
+        if (expected) {
+            ASSERT_EQ(used.width, expected->width);
+            ASSERT_EQ(used.stride, expected->stride);
+            ASSERT_TRUE(used.pixels == expected->pixels);
+        }
+    });
+}
+
+TEST(Forms, DecodeTheSamePixels) {
+    std::mt19937 random(5);
+    for (int round = 0; round < 160; ++round) {
+        const int width = 1 + static_cast<int>(random() % 300);
+        const int height = 1 + static_cast<int>(random() % 40);
+        const int quality = static_cast<int>(random() % 101);
+        const TestPicture picture = round % 3 == 0   ? Noise(width, height, static_cast<unsigned>(round))
+                                    : round % 3 == 1 ? Extremes(width, height, static_cast<unsigned>(round))
+                                                     : Scene(width, height);
+        ASSERT_NO_FATAL_FAILURE(ExpectSamePicture(Encode(picture, quality, round % 16)))
+            << width << " x " << height << ", mode " << round % 16 << ", quality " << quality;
+    }
+}
+
+TEST(Forms, DecodeDamageTheSame) {
+    std::mt19937 random(6);
+    for (int round = 0; round < 1500; ++round) {
+        const int mode = round % 16;
+        Bytes stream = Encode(round % 3 == 0 ? Noise(150, 18, 1) : Scene(150, 34), 10 + round % 90, mode);
+        // Half of the time in the tables and what is in front of them.
+        const std::size_t range =
+            round / 16 % 2 == 0 ? stream.size() : std::min<std::size_t>(stream.size(), 900);
+        for (auto flips = 1 + random() % 8; flips > 0; --flips)
+            stream[16 + random() % (range - 16)] = static_cast<std::uint8_t>(random() >> 7);
+        if (random() % 4 == 0)
+            stream.resize(random() % stream.size());
+        ASSERT_NO_FATAL_FAILURE(ExpectSamePicture(stream)) << "round " << round;
     }
 }
 
