@@ -1,22 +1,29 @@
 // Encoding and decoding photographs at LCD sizes, beside the fastest general JPEG library in the same run.
 //
-// One iteration goes once over all photographs with each of the two, in turn, so that both see the same
-// machine. "ratio" is the library's time divided by ours: above 1 we are faster. Both use quality 90 and 2 x
-// 2 sampling; the library may take its fast transform and upsampling. A folder of photographs may be named as
-// the last argument.
+// Every round goes over many different pictures: few would be learnt by heart by the processor's branch
+// prediction. Ours and each of the library's ways take every picture in turn, so that all see the same
+// machine; the time is the thread's own. A ratio is the library's time divided by ours: above 1 we are
+// faster. Shown are medians over the rounds. The library may take whichever of its transforms is the fastest
+// in the cell.
+//
+// Usage: codec_bench [--rounds N] [--form NAME] [--pixels MILLIONS] [folder of photographs]
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <filesystem>
+#include <functional>
+#include <random>
 #include <string>
 #include <vector>
 
-#include <benchmark/benchmark.h>
 #include <turbojpeg.h>
 
 #include "base/file.h"
 #include "jpeg/bitmap_header.h"
+#include "jpeg/codec_form.h"
 #include "jpeg/decoder.h"
 #include "jpeg/encoder.h"
 
@@ -25,9 +32,8 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-constexpr int kQuality = 90;
-constexpr int kMode = 3;
-
+int rounds = 7;
+double megapixels = 12;  // in all pictures of a cell
 std::string photographFolder = LUMATO_BENCH_PHOTOGRAPHS;
 
 [[noreturn]] void Stop(const std::string& why) {
@@ -35,51 +41,32 @@ std::string photographFolder = LUMATO_BENCH_PHOTOGRAPHS;
     std::exit(1);
 }
 
-// The smallest size that the library can decode to and that covers the LCD.
-tjscalingfactor ScaleFor(int photoWidth, int photoHeight, int width, int height) {
-    int count = 0;
-    const tjscalingfactor* factors = tjGetScalingFactors(&count);
-    tjscalingfactor best{1, 1};
-    for (int i = 0; i < count; ++i) {
-        const bool covers =
-            TJSCALED(photoWidth, factors[i]) >= width && TJSCALED(photoHeight, factors[i]) >= height;
-        if (covers && factors[i].num * best.denom < best.num * factors[i].denom)
-            best = factors[i];
-    }
-    return best;
-}
+// ---- pictures
 
-// The middle of a photograph as the encoder takes it: bottom row first, rows padded.
-Bytes LoadPhotograph(tjhandle library, const Path& path, int width, int height) {
+struct Photograph {
+    int width = 0;
+    int height = 0;
+    Bytes pixels;  // blue, green, red, without padding
+};
+
+Photograph LoadPhotograph(tjhandle library, const Path& path) {
     const auto file = ReadFile(path);
-    int photoWidth = 0;
-    int photoHeight = 0;
+    Photograph photo;
     int sampling = 0;
     int colours = 0;
-    if (!file || tjDecompressHeader3(library, file->data(), file->size(), &photoWidth, &photoHeight,
+    if (!file || tjDecompressHeader3(library, file->data(), file->size(), &photo.width, &photo.height,
                                      &sampling, &colours) != 0)
         Stop("cannot read " + path.string());
-    const tjscalingfactor scale = ScaleFor(photoWidth, photoHeight, width, height);
-    const int scaledWidth = TJSCALED(photoWidth, scale);
-    const int scaledHeight = TJSCALED(photoHeight, scale);
-    if (scaledWidth < width || scaledHeight < height)
-        Stop("too small: " + path.string());
-    Bytes scaled(static_cast<std::size_t>(scaledWidth * scaledHeight * 3));
-    tjDecompress2(library, file->data(), file->size(), scaled.data(), scaledWidth, 0, scaledHeight, TJPF_BGR,
-                  TJFLAG_BOTTOMUP);
-    const std::size_t stride = BitmapStride(width);
-    Bytes middle(stride * static_cast<std::size_t>(height));
-    for (int row = 0; row < height; ++row) {
-        const int from = ((row + (scaledHeight - height) / 2) * scaledWidth + (scaledWidth - width) / 2) * 3;
-        std::copy_n(scaled.begin() + from, width * 3, middle.begin() + row * static_cast<int>(stride));
-    }
-    return middle;
+    photo.pixels.resize(static_cast<std::size_t>(photo.width) * static_cast<std::size_t>(photo.height) * 3);
+    tjDecompress2(library, file->data(), file->size(), photo.pixels.data(), photo.width, 0, photo.height,
+                  TJPF_BGR, 0);
+    return photo;
 }
 
-std::vector<Bytes> LoadPhotographs(int width, int height) {
+std::vector<Photograph> LoadPhotographs() {
     std::vector<Path> paths;
     std::error_code error;
-    for (const auto& entry : std::filesystem::directory_iterator(photographFolder, error)) {
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(photographFolder, error)) {
         if (entry.path().extension() == ".jpg")
             paths.push_back(entry.path());
     }
@@ -87,12 +74,47 @@ std::vector<Bytes> LoadPhotographs(int width, int height) {
         Stop("no photographs in " + photographFolder);
     std::sort(paths.begin(), paths.end());
     const tjhandle library = tjInitDecompress();
-    std::vector<Bytes> photographs;
+    std::vector<Photograph> photographs;
     for (const Path& path : paths)
-        photographs.push_back(LoadPhotograph(library, path, width, height));
+        photographs.push_back(LoadPhotograph(library, path));
     tjDestroy(library);
     return photographs;
 }
+
+// A piece at native size, as the encoder takes it: bottom row first, rows padded. With noise as of a sensor:
+// these photographs are smoother than a camera's.
+Bytes Piece(const Photograph& photo, int width, int height, bool isNoisy, std::mt19937& random) {
+    const auto left = random() % static_cast<unsigned>(photo.width - width + 1);
+    const auto top = random() % static_cast<unsigned>(photo.height - height + 1);
+    const std::size_t stride = BitmapStride(width);
+    Bytes piece(stride * static_cast<std::size_t>(height));
+    std::normal_distribution<float> noise(0, 4);
+    for (std::size_t row = 0; row < static_cast<std::size_t>(height); ++row) {
+        const std::uint8_t* from =
+            &photo.pixels[((top + row) * static_cast<std::size_t>(photo.width) + left) * 3];
+        for (std::size_t i = 0; i < static_cast<std::size_t>(width) * 3; ++i) {
+            const float value = static_cast<float>(from[i]) + (isNoisy ? noise(random) : 0);
+            piece[row * stride + i] = static_cast<std::uint8_t>(std::clamp(std::lround(value), 0L, 255L));
+        }
+    }
+    return piece;
+}
+
+std::vector<Bytes> Pieces(const std::vector<Photograph>& photographs, int width, int height) {
+    std::mt19937 random(1);
+    std::vector<Bytes> pieces;
+    const auto count = static_cast<std::size_t>(megapixels * 1e6 / (width * height)) + 1;
+    for (std::size_t tries = 0; pieces.size() < count; ++tries) {
+        const Photograph& photo = photographs[tries % photographs.size()];
+        if (photo.width >= width && photo.height >= height)
+            pieces.push_back(Piece(photo, width, height, pieces.size() % 2 == 1, random));
+        else if (tries > photographs.size() && pieces.empty())
+            Stop("the photographs are too small");
+    }
+    return pieces;
+}
+
+// ---- measuring
 
 // CPU time of this thread in seconds: other programs disturb it less than the wall clock's.
 double CpuSeconds() {
@@ -101,116 +123,189 @@ double CpuSeconds() {
     return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
 }
 
-// Our encoder and the library's, with their output buffers.
-class Encoders {
-  public:
-    Encoders(int width, int height)
-        : m_width(width),
-          m_height(height),
-          m_ours(MaximumStreamSize(width, height, kMode)),
-          m_theirs(tjBufSize(width, height, TJSAMP_420)) {}
-    ~Encoders() { tjDestroy(m_library); }
-    Encoders(const Encoders&) = delete;
-    Encoders& operator=(const Encoders&) = delete;
+double Median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
 
-    ByteSpan Ours(const Bytes& photograph) {
-        int size = 0;
-        const CVaskJpegEncoder encoder(kQuality);
-        if (!encoder.CompressImage(photograph.data(), m_ours.data(), m_width, m_height, size, kMode))
-            Stop("the encoder refused a photograph");
-        return ByteSpan(m_ours).first(static_cast<std::size_t>(size));
+using Way = std::function<void(std::size_t picture)>;
+
+struct Outcome {
+    double ours = 0;   // milliseconds per picture
+    double ratio = 0;  // to the library's fastest way
+    std::size_t fastest = 0;
+};
+
+// ways[0] is ours.
+Outcome Compare(std::size_t pictures, const std::vector<Way>& ways) {
+    std::vector<std::vector<double>> times(ways.size());
+    for (int round = 0; round <= rounds; ++round) {  // the first one warms up
+        std::vector<double> sums(ways.size());
+        for (std::size_t picture = 0; picture < pictures; ++picture) {
+            for (std::size_t i = 0; i < ways.size(); ++i) {
+                const std::size_t way = (i + picture) % ways.size();
+                const double start = CpuSeconds();
+                ways[way](picture);
+                sums[way] += CpuSeconds() - start;
+            }
+        }
+        for (std::size_t way = 0; way < ways.size() && round > 0; ++way)
+            times[way].push_back(sums[way]);
     }
-    ByteSpan Theirs(const Bytes& photograph) {
-        unsigned char* out = m_theirs.data();
-        unsigned long size = m_theirs.size();
-        if (tjCompress2(m_library, photograph.data(), m_width, static_cast<int>(BitmapStride(m_width)),
-                        m_height, TJPF_BGR, &out, &size, TJSAMP_420, kQuality,
-                        TJFLAG_BOTTOMUP | TJFLAG_NOREALLOC | TJFLAG_FASTDCT) != 0)
-            Stop(tjGetErrorStr2(m_library));
-        return ByteSpan(m_theirs).first(size);
+    Outcome outcome;
+    outcome.ours = Median(times[0]) / static_cast<double>(pictures) * 1000;
+    for (std::size_t way = 1; way < ways.size(); ++way) {
+        std::vector<double> ratios;
+        for (std::size_t round = 0; round < times[0].size(); ++round)
+            ratios.push_back(times[way][round] / times[0][round]);
+        const double ratio = Median(ratios);
+        if (outcome.fastest == 0 || ratio < outcome.ratio) {
+            outcome.ratio = ratio;
+            outcome.fastest = way;
+        }
+    }
+    return outcome;
+}
+
+// ---- one cell of the table
+
+struct Cell {
+    int width;
+    int height;
+    int quality;
+    bool isSubsampled;
+
+    [[nodiscard]] int Mode() const { return isSubsampled ? 3 : 0; }
+    [[nodiscard]] int Sampling() const { return isSubsampled ? TJSAMP_420 : TJSAMP_444; }
+};
+
+class Comparison {
+  public:
+    Comparison(const Cell& cell, const std::vector<Bytes>& pictures)
+        : m_cell(cell),
+          m_pictures(pictures),
+          m_ours(MaximumStreamSize(cell.width, cell.height, cell.Mode())),
+          m_theirs(tjBufSize(cell.width, cell.height, cell.Sampling())),
+          m_pixels(static_cast<std::size_t>(cell.width) * static_cast<std::size_t>(cell.height) * 3) {}
+    ~Comparison() {
+        tjDestroy(m_compressor);
+        tjDestroy(m_decompressor);
+    }
+    Comparison(const Comparison&) = delete;
+    Comparison& operator=(const Comparison&) = delete;
+
+    Outcome Encoding() {
+        return Compare(m_pictures.size(),
+                       {[this](std::size_t i) { Encode(m_pictures[i]); },
+                        [this](std::size_t i) { Compress(m_pictures[i], TJFLAG_ACCURATEDCT); },
+                        [this](std::size_t i) { Compress(m_pictures[i], TJFLAG_FASTDCT); }});
+    }
+    Outcome Decoding() {
+        std::vector<Bytes> streams;
+        std::vector<Bytes> files;
+        for (const Bytes& picture : m_pictures) {
+            const ByteSpan stream = Encode(picture);
+            streams.emplace_back(stream.begin(), stream.end());
+            const ByteSpan file = Compress(picture, 0);
+            files.emplace_back(file.begin(), file.end());
+        }
+        return Compare(
+            m_pictures.size(),
+            {[&](std::size_t i) { Decode(streams[i]); }, [&](std::size_t i) { Decompress(files[i], 0); },
+             [&](std::size_t i) { Decompress(files[i], TJFLAG_FASTDCT); },
+             [&](std::size_t i) { Decompress(files[i], TJFLAG_FASTDCT | TJFLAG_FASTUPSAMPLE); }});
     }
 
   private:
-    int m_width;
-    int m_height;
+    ByteSpan Encode(const Bytes& picture) {
+        int size = 0;
+        const CVaskJpegEncoder encoder(m_cell.quality);
+        if (!encoder.CompressImage(picture.data(), m_ours.data(), m_cell.width, m_cell.height, size,
+                                   m_cell.Mode()))
+            Stop("the encoder refused a picture");
+        return ByteSpan(m_ours).first(static_cast<std::size_t>(size));
+    }
+    ByteSpan Compress(const Bytes& picture, int flags) {
+        unsigned char* out = m_theirs.data();
+        unsigned long size = m_theirs.size();
+        if (tjCompress2(m_compressor, picture.data(), m_cell.width,
+                        static_cast<int>(BitmapStride(m_cell.width)), m_cell.height, TJPF_BGR, &out, &size,
+                        m_cell.Sampling(), m_cell.quality, TJFLAG_BOTTOMUP | TJFLAG_NOREALLOC | flags) != 0)
+            Stop(tjGetErrorStr2(m_compressor));
+        return ByteSpan(m_theirs).first(size);
+    }
+    void Decode(const Bytes& stream) {
+        if (!DecodeStream(stream, m_cell.width, m_cell.height, m_decoded))
+            Stop("the decoder refused a picture");
+    }
+    void Decompress(const Bytes& file, int flags) {
+        if (tjDecompress2(m_decompressor, file.data(), file.size(), m_pixels.data(), m_cell.width, 0,
+                          m_cell.height, TJPF_BGR, flags) != 0)
+            Stop(tjGetErrorStr2(m_decompressor));
+    }
+
+    Cell m_cell;
+    const std::vector<Bytes>& m_pictures;
     Bytes m_ours;
     Bytes m_theirs;
-    tjhandle m_library = tjInitCompress();
+    Bytes m_pixels;
+    DecodedPicture m_decoded;
+    tjhandle m_compressor = tjInitCompress();
+    tjhandle m_decompressor = tjInitDecompress();
 };
 
-// Runs both over all photographs in turn and reports milliseconds per photograph.
-template <class Ours, class Theirs>
-void Compare(benchmark::State& state, std::size_t photographs, Ours ours, Theirs theirs) {
-    const auto timeOf = [photographs](auto& work) {
-        const double start = CpuSeconds();
-        for (std::size_t i = 0; i < photographs; ++i)
-            work(i);
-        return CpuSeconds() - start;
-    };
-    double oursTime = 0;
-    double theirsTime = 0;
-    for (auto _ : state) {
-        const double seconds = timeOf(ours);
-        state.SetIterationTime(seconds);
-        oursTime += seconds;
-        theirsTime += timeOf(theirs);
+// ---- the table
+
+void PrintTable(const std::vector<Photograph>& photographs) {
+    constexpr int kSizes[][2] = {{128, 128}, {320, 240}, {480, 234}, {800, 480}, {1024, 600}};
+    constexpr const char* kEncodings[] = {"", "accurate", "fast"};
+    constexpr const char* kDecodings[] = {"", "default", "fast DCT", "fast DCT and upsampling"};
+    std::printf("| picture | encode, ms | ratio | beside | decode, ms | ratio | beside |\n");
+    std::printf("|---|---|---|---|---|---|---|\n");
+    double encoding = 0;
+    double decoding = 0;
+    int cells = 0;
+    for (const auto& [width, height] : kSizes) {
+        const std::vector<Bytes> pictures = Pieces(photographs, width, height);
+        for (const int quality : {50, 90}) {
+            for (const bool isSubsampled : {true, false}) {
+                Comparison comparison({width, height, quality, isSubsampled}, pictures);
+                const Outcome encoded = comparison.Encoding();
+                const Outcome decoded = comparison.Decoding();
+                std::printf("| %d x %d, quality %d, %s | %.3f | %.2f | %s | %.3f | %.2f | %s |\n", width,
+                            height, quality, isSubsampled ? "4:2:0" : "4:4:4", encoded.ours, encoded.ratio,
+                            kEncodings[encoded.fastest], decoded.ours, decoded.ratio,
+                            kDecodings[decoded.fastest]);
+                std::fflush(stdout);
+                encoding += std::log(encoded.ratio);
+                decoding += std::log(decoded.ratio);
+                ++cells;
+            }
+        }
     }
-    const double perPhotograph =
-        1000 / static_cast<double>(static_cast<std::size_t>(state.iterations()) * photographs);
-    state.counters["ours_ms"] = oursTime * perPhotograph;
-    state.counters["library_ms"] = theirsTime * perPhotograph;
-    state.counters["ratio"] = theirsTime / oursTime;
+    std::printf("| geometric mean | | %.2f | | | %.2f | |\n", std::exp(encoding / cells),
+                std::exp(decoding / cells));
 }
-
-void Encode(benchmark::State& state) {
-    const int width = static_cast<int>(state.range(0));
-    const int height = static_cast<int>(state.range(1));
-    const std::vector<Bytes> photographs = LoadPhotographs(width, height);
-    Encoders encoders(width, height);
-    Compare(
-        state, photographs.size(),
-        [&](std::size_t i) { benchmark::DoNotOptimize(encoders.Ours(photographs[i]).data()); },
-        [&](std::size_t i) { benchmark::DoNotOptimize(encoders.Theirs(photographs[i]).data()); });
-}
-
-void Decode(benchmark::State& state) {
-    const int width = static_cast<int>(state.range(0));
-    const int height = static_cast<int>(state.range(1));
-    std::vector<Bytes> ours;
-    std::vector<Bytes> theirs;
-    Encoders encoders(width, height);
-    for (const Bytes& photograph : LoadPhotographs(width, height)) {
-        const ByteSpan stream = encoders.Ours(photograph);
-        ours.emplace_back(stream.begin(), stream.end());
-        const ByteSpan file = encoders.Theirs(photograph);
-        theirs.emplace_back(file.begin(), file.end());
-    }
-    Bytes pixels(static_cast<std::size_t>(width * height * 3));
-    const tjhandle library = tjInitDecompress();
-    Compare(
-        state, ours.size(),
-        [&](std::size_t i) {
-            if (!DecodeStream(ours[i], width, height))
-                Stop("the decoder refused a photograph");
-        },
-        [&](std::size_t i) {
-            if (tjDecompress2(library, theirs[i].data(), theirs[i].size(), pixels.data(), width, 0, height,
-                              TJPF_BGR, TJFLAG_FASTDCT | TJFLAG_FASTUPSAMPLE) != 0)
-                Stop(tjGetErrorStr2(library));
-        });
-    tjDestroy(library);
-}
-
-BENCHMARK(Encode)->Args({480, 234})->Args({800, 480})->UseManualTime()->Unit(benchmark::kMillisecond);
-BENCHMARK(Decode)->Args({480, 234})->Args({800, 480})->UseManualTime()->Unit(benchmark::kMillisecond);
 
 }  // namespace
 }  // namespace lumato::jpeg
 
 int main(int argc, char** argv) {
-    benchmark::Initialize(&argc, argv);
-    if (argc > 1)
-        lumato::jpeg::photographFolder = argv[1];
-    benchmark::RunSpecifiedBenchmarks();
+    using namespace lumato::jpeg;
+    for (int i = 1; i < argc; ++i) {
+        if (std::strcmp(argv[i], "--rounds") == 0 && i + 1 < argc)
+            rounds = std::max(1, std::atoi(argv[++i]));
+        else if (std::strcmp(argv[i], "--pixels") == 0 && i + 1 < argc)
+            megapixels = std::atof(argv[++i]);
+        else if (std::strcmp(argv[i], "--form") == 0 && i + 1 < argc) {
+            if (!UseCodecForm(argv[++i]))
+                Stop("no such form here");
+        } else {
+            photographFolder = argv[i];
+        }
+    }
+    std::printf("Codec, form %s; the library is TurboJPEG. Ratios above 1: ours is faster.\n\n",
+                UsesVectors() ? "with vectors" : "plain");
+    PrintTable(LoadPhotographs());
     return 0;
 }

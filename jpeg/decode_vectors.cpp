@@ -10,6 +10,8 @@
 #include <hwy/highway.h>
 
 #include "jpeg/decoder.h"
+#include "jpeg/encode_vectors.h"
+#include "jpeg/tables.h"
 
 #if HWY_TARGET != HWY_SCALAR
 #include "jpeg/vector_inverse.inl.h"
@@ -81,18 +83,16 @@ class ChunkDecoder {
     void Transform(int mcus) {
         const auto blocks = static_cast<std::size_t>(mcus);
         const std::size_t lumaBlocks = m_grid.wide ? 2 * blocks : blocks;
-        TransformRow(m_tables.dequantizers[1], m_blocks.cb, blocks, m_samples.cb);
-        TransformRow(m_tables.dequantizers[2], m_blocks.cr, blocks, m_samples.cr);
-        TransformRow(m_tables.dequantizers[0], m_blocks.luma[0], lumaBlocks, m_samples.luma);
+        TransformRow(m_blocks.cb, blocks, m_samples.cb);
+        TransformRow(m_blocks.cr, blocks, m_samples.cr);
+        TransformRow(m_blocks.luma[0], lumaBlocks, m_samples.luma);
         if (m_grid.tall)
-            TransformRow(m_tables.dequantizers[0], m_blocks.luma[1], lumaBlocks,
-                         m_samples.luma + 8 * kChunkColumns);
+            TransformRow(m_blocks.luma[1], lumaBlocks, m_samples.luma + 8 * kChunkColumns);
     }
 
-    static void TransformRow(const WordDequantizer& dequantizer, const std::int16_t* coefficients,
-                             std::size_t blocks, std::uint8_t* samples) {
+    static void TransformRow(const std::int16_t* coefficients, std::size_t blocks, std::uint8_t* samples) {
         for (std::size_t block = 0; block < blocks; block += kGroup)
-            InverseGroupExactly(dequantizer, coefficients + block * 64, samples + block * 8, kChunkColumns);
+            InverseGroupExactly(coefficients + block * 64, samples + block * 8, kChunkColumns);
     }
 
     const StreamTables& m_tables;
@@ -108,9 +108,8 @@ std::size_t DecodeHere(const ParsedStream& parsed, const StreamTables& tables, D
     return ChunkDecoder(parsed, tables, picture).DecodeAll();
 }
 
-void InverseBlocksHere(const WordDequantizer& dequantizer, const std::int16_t* coefficients,
-                       std::uint8_t* samples, std::size_t stride) {
-    InverseGroupExactly(dequantizer, coefficients, samples, stride);
+void InverseBlocksHere(const std::int16_t* coefficients, std::uint8_t* samples, std::size_t stride) {
+    InverseGroupExactly(coefficients, samples, stride);
 }
 
 }  // namespace lumato::jpeg::HWY_NAMESPACE
@@ -121,7 +120,7 @@ namespace lumato::jpeg::HWY_NAMESPACE {
 std::size_t DecodeHere(const ParsedStream&, const StreamTables&, DecodedPicture&) {
     return 0;
 }
-void InverseBlocksHere(const WordDequantizer&, const std::int16_t*, std::uint8_t*, std::size_t) {}
+void InverseBlocksHere(const std::int16_t*, std::uint8_t*, std::size_t) {}
 }  // namespace lumato::jpeg::HWY_NAMESPACE
 #endif
 
@@ -131,23 +130,24 @@ namespace lumato::jpeg {
 HWY_EXPORT(DecodeHere);
 HWY_EXPORT(InverseBlocksHere);
 
-WordDequantizer::WordDequantizer(const DequantTable& table) : plain(&table) {
-    const unsigned largest = *std::max_element(table.begin(), table.end());
-    shift = std::max(0, static_cast<int>(std::bit_width(largest)) - 6);
-    for (std::size_t k = 0; k < 64; ++k)
-        multiplier[k] = static_cast<std::int16_t>(table[k] << (9 - shift));
+ScanPlaces::ScanPlaces(const DequantTable& table, std::size_t group) {
+    for (std::size_t place = 0; place < places.size(); ++place) {
+        const std::size_t natural = jpeg_natural_order[std::min<std::size_t>(place, 63)];
+        places[place] = {static_cast<std::uint16_t>(natural / 8 * (8 * group) + natural % 8), table[natural]};
+    }
 }
 
 StreamTables::StreamTables(const ParsedStream& parsed)
-    : dequantizers{WordDequantizer(parsed.TableDQT[parsed.header.quantTable[0]]),
-                   WordDequantizer(parsed.TableDQT[parsed.header.quantTable[1]]),
-                   WordDequantizer(parsed.TableDQT[parsed.header.quantTable[2]])} {
+    : scans{ScanPlaces(parsed.TableDQT[0], BlocksPerGroup()),
+            ScanPlaces(parsed.TableDQT[1], BlocksPerGroup())} {
+    const dpf_header& header = parsed.header;
     for (std::size_t i = 0; i < 3; ++i) {
         ComponentTables& component = components[i];
-        component.dcSymbols = &parsed.huffman[parsed.header.dcTable[i]];
-        component.acSymbols = &parsed.huffman[2U + parsed.header.acTable[i]];
-        component.dcValues = &ValueTableFor(*component.dcSymbols, ValueTable::Kind::Dc, storage[2 * i]);
-        component.acValues = &ValueTableFor(*component.acSymbols, ValueTable::Kind::Ac, storage[2 * i + 1]);
+        component.scan = &scans[header.quantTable[i]];
+        component.dcSymbols = &parsed.huffman[header.dcTable[i]];
+        component.acSymbols = &parsed.huffman[2U + header.acTable[i]];
+        component.dcValues = &DcTableFor(*component.dcSymbols, dcStorage[i]);
+        component.acValues = &AcTableFor(*component.acSymbols, acStorage[i]);
     }
 }
 
@@ -156,9 +156,8 @@ std::size_t DecodeInVectors(const ParsedStream& parsed, DecodedPicture& picture)
     return HWY_DYNAMIC_DISPATCH(DecodeHere)(parsed, tables, picture);
 }
 
-void InverseBlocks(const WordDequantizer& dequantizer, const std::int16_t* coefficients,
-                   std::uint8_t* samples, std::size_t stride) {
-    HWY_DYNAMIC_DISPATCH(InverseBlocksHere)(dequantizer, coefficients, samples, stride);
+void InverseBlocks(const std::int16_t* coefficients, std::uint8_t* samples, std::size_t stride) {
+    HWY_DYNAMIC_DISPATCH(InverseBlocksHere)(coefficients, samples, stride);
 }
 
 }  // namespace lumato::jpeg

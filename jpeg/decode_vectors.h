@@ -21,24 +21,26 @@ struct DecodedPicture;
 // the stream's size. Returns how many there were.
 [[nodiscard]] std::size_t DecodeInVectors(const ParsedStream& parsed, DecodedPicture& picture);
 
-// Dequantization in 16 bits: (coefficient * quant + 32) >> 6 is the product of `coefficient << shift` and
-// `multiplier`, rounded to 15 fractional bits, as long as the coefficient stays below the limit.
-struct WordDequantizer {
-    explicit WordDequantizer(const DequantTable& table);
+// By place in the scan: what becomes of a coefficient. Places behind the block are the last one's, too: a run
+// that passes the last coefficient ends at it.
+struct ScanPlaces {
+    struct Place {
+        std::uint16_t offset;  // from the block's start in its group (chunk.h)
+        std::uint16_t quant;
+    };
 
-    [[nodiscard]] int Limit() const { return 1 << (15 - shift); }  // of the coefficients' magnitudes
+    ScanPlaces(const DequantTable& table, std::size_t group);
 
-    const DequantTable* plain;
-    int shift;
-    alignas(16) std::int16_t multiplier[64];
+    std::array<Place, 160> places;
 };
 
-// Both forms of the Huffman tables of one component.
+// The tables of one component; of the Huffman tables both forms.
 struct ComponentTables {
-    const ValueTable* dcValues;
-    const ValueTable* acValues;
+    const DcTable* dcValues;
+    const AcTable* acValues;
     const SymbolTable* dcSymbols;
     const SymbolTable* acSymbols;
+    const ScanPlaces* scan;
 };
 
 // A stream's tables as the vector forms look them up, by component; borrows from the stream.
@@ -46,13 +48,14 @@ struct StreamTables {
     explicit StreamTables(const ParsedStream& parsed);
 
     std::array<ComponentTables, 3> components;
-    std::array<WordDequantizer, 3> dequantizers;
-    std::array<std::unique_ptr<ValueTable>, 6> storage;  // of tables that are not the standard ones
+    std::array<ScanPlaces, 2> scans;  // by quantization table
+    // Of tables that are not the standard ones.
+    std::array<std::unique_ptr<DcTable>, 3> dcStorage;
+    std::array<std::unique_ptr<AcTable>, 3> acStorage;
 };
 
-// The inverse transform alone, of one group of blocks (chunk.h), for tests: the blocks' samples side by side,
-// `stride` bytes per row.
-void InverseBlocks(const WordDequantizer& dequantizer, const std::int16_t* coefficients,
-                   std::uint8_t* samples, std::size_t stride);
+// The inverse transform alone, of one group of dequantized blocks (chunk.h), for tests: the blocks' samples
+// side by side, `stride` bytes per row.
+void InverseBlocks(const std::int16_t* coefficients, std::uint8_t* samples, std::size_t stride);
 
 }  // namespace lumato::jpeg

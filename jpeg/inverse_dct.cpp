@@ -52,11 +52,6 @@ std::array<int, 8> Transform(const std::array<Int16, 8>& d) {
             tmp3 + tmp4, tmp2 - tmp5, tmp1 - tmp6, tmp0 - tmp7};
 }
 
-// The division truncates towards 0, unlike the shifts elsewhere.
-constexpr Int16 Dequantize(Int16 coefficient, std::uint16_t quant) {
-    return Wrap((coefficient * quant + 32) / 64);
-}
-
 bool OnlyFirstRow(const std::array<Int16, 64>& block, std::size_t column) {
     int any = 0;
     for (std::size_t row = 1; row < 8; ++row)
@@ -64,18 +59,16 @@ bool OnlyFirstRow(const std::array<Int16, 64>& block, std::size_t column) {
     return any == 0;
 }
 
-void ColumnPass(const std::array<Int16, 64>& block, const DequantTable& quant,
-                std::array<Int16, 64>& workspace) {
+void ColumnPass(const std::array<Int16, 64>& block, std::array<Int16, 64>& workspace) {
     for (std::size_t column = 0; column < 8; ++column) {
         if (OnlyFirstRow(block, column)) {
-            const Int16 d0 = Dequantize(block[column], quant[column]);
             for (std::size_t row = 0; row < 8; ++row)
-                workspace[row * 8 + column] = d0;
+                workspace[row * 8 + column] = block[column];
             continue;
         }
         std::array<Int16, 8> d;
         for (std::size_t row = 0; row < 8; ++row)
-            d[row] = Dequantize(block[row * 8 + column], quant[row * 8 + column]);
+            d[row] = block[row * 8 + column];
         const std::array<int, 8> w = Transform(d);
         for (std::size_t row = 0; row < 8; ++row)
             workspace[row * 8 + column] = Wrap(w[row]);
@@ -84,10 +77,9 @@ void ColumnPass(const std::array<Int16, 64>& block, const DequantTable& quant,
 
 }  // namespace
 
-void idct_int(const std::array<std::int16_t, 64>& block, const DequantTable& quant, std::uint8_t* output,
-              int stride) {
+void InverseDct(const std::array<std::int16_t, 64>& block, std::uint8_t* output, int stride) {
     std::array<Int16, 64> workspace;
-    ColumnPass(block, quant, workspace);
+    ColumnPass(block, workspace);
     for (std::size_t row = 0; row < 8; ++row, output += stride) {
         std::array<Int16, 8> d;
         std::copy_n(&workspace[row * 8], 8, d.begin());
@@ -96,6 +88,14 @@ void idct_int(const std::array<std::int16_t, 64>& block, const DequantTable& qua
             output[column] =
                 static_cast<std::uint8_t>(std::clamp(((samples[column] + 4) >> 3) + 128, 0, 255));
     }
+}
+
+void idct_int(const std::array<std::int16_t, 64>& block, const DequantTable& quant, std::uint8_t* output,
+              int stride) {
+    std::array<Int16, 64> dequantized;
+    for (std::size_t k = 0; k < 64; ++k)
+        dequantized[k] = Dequantize(block[k], quant[k]);
+    InverseDct(dequantized, output, stride);
 }
 
 }  // namespace lumato::jpeg

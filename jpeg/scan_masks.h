@@ -27,10 +27,10 @@ inline std::uint64_t ScanMask(const std::uint8_t* rows) {
 // Place in the scan to offset from the block's start in a group of `Group` blocks (chunk.h). A run that
 // passes the last coefficient ends at it: places behind the block are the last one's, too.
 template <std::size_t Group>
-inline constexpr std::array<std::uint8_t, 160> ScanOffsets = [] {
-    std::array<std::uint8_t, 160> offsets{};
+inline constexpr std::array<std::uint8_t, 64> ScanOffsets = [] {
+    std::array<std::uint8_t, 64> offsets{};
     for (std::size_t k = 0; k < offsets.size(); ++k) {
-        const std::size_t natural = jpeg_natural_order[k < 64 ? k : 63];
+        const std::size_t natural = jpeg_natural_order[k];
         offsets[k] = static_cast<std::uint8_t>(natural / 8 * (8 * Group) + natural % 8);
     }
     return offsets;

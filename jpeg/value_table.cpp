@@ -1,20 +1,39 @@
 #include "jpeg/value_table.h"
 
-#include <algorithm>
-
 #include "jpeg/tables.h"
 
 namespace lumato::jpeg {
 namespace {
 
-// A standard table in both of its forms.
-struct StandardValues {
-    StandardValues(StandardTable which, ValueTable::Kind tableKind)
-        : kind(tableKind), values(Define(which), kind) {}
+// A symbol and its additional bits.
+struct Coded {
+    int length = 0;  // 0: they do not fit
+    int symbol = 0;
+    int value = 0;
+};
 
-    ValueTable::Kind kind;
+// What the `available` bits of `bits` (left-aligned in 16) start with.
+Coded FindCoded(const SymbolTable& symbols, std::uint32_t bits, int available) {
+    const SymbolTable::Match match = symbols.Find(bits);
+    const int category = match.symbol & 15;
+    const int length = match.length + category;
+    if (length > available)
+        return {};
+    const std::uint32_t additional = bits >> (16 - length) & ((1U << category) - 1);
+    return {length, match.symbol, ExtendedValue(additional, category)};
+}
+
+std::uint8_t SkipOf(int symbol) {
+    return static_cast<std::uint8_t>(symbol == 0 ? AcTable::kPastTheBlock : (symbol >> 4) + 1);
+}
+
+// A standard table in both of its forms.
+template <class Values>
+struct StandardValues {
+    explicit StandardValues(StandardTable which) : values(Define(which)) {}
+
     SymbolTable symbols;
-    ValueTable values;
+    Values values;
 
   private:
     const SymbolTable& Define(StandardTable which) {
@@ -24,37 +43,57 @@ struct StandardValues {
     }
 };
 
+template <class Values>
+const Values& ValuesFor(const StandardValues<Values>& luminance, const StandardValues<Values>& chrominance,
+                        const SymbolTable& symbols, std::unique_ptr<Values>& storage) {
+    if (luminance.symbols == symbols)
+        return luminance.values;
+    if (chrominance.symbols == symbols)
+        return chrominance.values;
+    storage = std::make_unique<Values>(symbols);
+    return *storage;
+}
+
 }  // namespace
 
-ValueTable::ValueTable(const SymbolTable& symbols, Kind kind) {
+DcTable::DcTable(const SymbolTable& symbols) {
     for (std::uint32_t window = 0; window < m_entries.size(); ++window) {
-        const SymbolTable::Match match = symbols.Find(window << (16 - kLookahead));
-        const int category = match.symbol & 15;
-        const int run = kind == Kind::Ac ? match.symbol >> 4 : 0;
-        const int length = match.length + category;
-        m_entries[window] = 0;
-        if (length > kLookahead)
-            continue;
-        const std::uint32_t bits = window >> (kLookahead - length) & ((1U << category) - 1);
-        const int skip = run == 0 && category == 0 ? kPastTheBlock : run + 1;
-        m_entries[window] = static_cast<std::uint32_t>(ExtendedValue(bits, category)) << 16 |
-                            static_cast<std::uint32_t>(skip) << 8 | static_cast<std::uint32_t>(length);
+        const Coded coded = FindCoded(symbols, window << (16 - kLookahead), kLookahead);
+        m_entries[window] = {static_cast<std::int16_t>(coded.value), static_cast<std::uint8_t>(coded.length)};
     }
 }
 
-const ValueTable& ValueTableFor(const SymbolTable& symbols, ValueTable::Kind kind,
-                                std::unique_ptr<ValueTable>& storage) {
-    using Kind = ValueTable::Kind;
-    static const StandardValues standard[] = {{StandardTable::LuminanceDc, Kind::Dc},
-                                              {StandardTable::LuminanceAc, Kind::Ac},
-                                              {StandardTable::ChrominanceDc, Kind::Dc},
-                                              {StandardTable::ChrominanceAc, Kind::Ac}};
-    for (const StandardValues& one : standard) {
-        if (one.kind == kind && one.symbols == symbols)
-            return one.values;
+AcTable::AcTable(const SymbolTable& symbols) {
+    for (std::uint32_t window = 0; window < m_entries.size(); ++window) {
+        Entry& entry = m_entries[window];
+        const std::uint32_t bits = window << (16 - kLookahead);
+        const Coded first = FindCoded(symbols, bits, kLookahead);
+        if (first.length == 0)
+            continue;
+        entry.length = entry.firstLength = static_cast<std::uint8_t>(first.length);
+        entry.firstSkip = SkipOf(first.symbol);
+        entry.firstValue = entry.secondValue = static_cast<std::int16_t>(first.value);
+        if (first.symbol == 0)  // what follows belongs to the next block
+            continue;
+        const Coded second = FindCoded(symbols, bits << first.length & 0xFFFF, kLookahead - first.length);
+        if (second.length == 0)
+            continue;
+        entry.length = static_cast<std::uint8_t>(first.length + second.length);
+        entry.secondSkip = SkipOf(second.symbol);
+        entry.secondValue = static_cast<std::int16_t>(second.value);
     }
-    storage = std::make_unique<ValueTable>(symbols, kind);
-    return *storage;
+}
+
+const DcTable& DcTableFor(const SymbolTable& symbols, std::unique_ptr<DcTable>& storage) {
+    static const StandardValues<DcTable> luminance(StandardTable::LuminanceDc);
+    static const StandardValues<DcTable> chrominance(StandardTable::ChrominanceDc);
+    return ValuesFor(luminance, chrominance, symbols, storage);
+}
+
+const AcTable& AcTableFor(const SymbolTable& symbols, std::unique_ptr<AcTable>& storage) {
+    static const StandardValues<AcTable> luminance(StandardTable::LuminanceAc);
+    static const StandardValues<AcTable> chrominance(StandardTable::ChrominanceAc);
+    return ValuesFor(luminance, chrominance, symbols, storage);
 }
 
 }  // namespace lumato::jpeg

@@ -12,7 +12,7 @@
 #include <array>
 
 #include "jpeg/chunk.h"
-#include "jpeg/decode_vectors.h"
+#include "jpeg/inverse_dct.h"
 #include "jpeg/vector_blocks.inl.h"
 
 HWY_BEFORE_NAMESPACE();
@@ -84,30 +84,14 @@ HWY_INLINE void InversePass(Words (&d)[8], Words& wrapped) {
     d[3] = Results::Sub(tmp3, tmp4);
 }
 
-// A row of coefficients times its quantization values; the rounding is that of a division towards 0, which
-// takes 1 off what a shift makes of a negative coefficient's magnitude. Gathers the magnitudes' bits.
-HWY_INLINE Words DequantizedRow(const WordDequantizer& dequantizer, const std::int16_t* coefficients,
-                                std::size_t row, Words& magnitudes) {
-    const WordTag words;
-    const Words value = hn::LoadU(words, coefficients + row * hn::Lanes(words));
-    const Words magnitude = hn::Abs(value);
-    magnitudes = magnitudes | magnitude;
-    const Words sign = hn::BroadcastSignBit(value);
-    const Words rounded = hn::MulFixedPoint15(hn::ShiftLeftSame(magnitude, dequantizer.shift),
-                                              hn::LoadDup128(words, dequantizer.multiplier + row * 8));
-    return (hn::Max(rounded + sign, hn::Zero(words)) ^ sign) - sign;
-}
-
-// Transforms a group of blocks. False, with samples that do not count, when values leave the range in which
-// this form is exact: only damaged blocks have such values.
-HWY_INLINE bool InverseGroup(const WordDequantizer& dequantizer, const std::int16_t* coefficients,
-                             std::uint8_t* samples, std::size_t stride) {
+// Transforms a group of dequantized blocks. False, with samples that do not count, when values leave the
+// range in which this form is exact: only damaged blocks have such values.
+HWY_INLINE bool InverseGroup(const std::int16_t* coefficients, std::uint8_t* samples, std::size_t stride) {
     const WordTag words;
     Words d[8];
-    Words magnitudes = hn::Zero(words);
     for (std::size_t row = 0; row < 8; ++row)
-        d[row] = DequantizedRow(dequantizer, coefficients, row, magnitudes);
-    Words wrapped = magnitudes & Constant(-dequantizer.Limit());
+        d[row] = hn::LoadU(words, coefficients + row * hn::Lanes(words));
+    Words wrapped = hn::Zero(words);
     InversePass<Wrapping>(d, wrapped);
     Transpose(d);
     InversePass<Saturating>(d, wrapped);
@@ -119,20 +103,19 @@ HWY_INLINE bool InverseGroup(const WordDequantizer& dequantizer, const std::int1
     return hn::AllTrue(words, wrapped == hn::Zero(words));
 }
 
-inline void InverseGroupPlainly(const WordDequantizer& dequantizer, const std::int16_t* coefficients,
-                                std::uint8_t* samples, std::size_t stride) {
+inline void InverseGroupPlainly(const std::int16_t* coefficients, std::uint8_t* samples, std::size_t stride) {
     for (std::size_t block = 0; block < kGroup; ++block) {
         std::array<std::int16_t, 64> natural;
         for (std::size_t k = 0; k < 64; ++k)
             natural[k] = coefficients[block * 8 + k / 8 * (8 * kGroup) + k % 8];
-        idct_int(natural, *dequantizer.plain, samples + block * 8, static_cast<int>(stride));
+        InverseDct(natural, samples + block * 8, static_cast<int>(stride));
     }
 }
 
-HWY_INLINE void InverseGroupExactly(const WordDequantizer& dequantizer, const std::int16_t* coefficients,
-                                    std::uint8_t* samples, std::size_t stride) {
-    if (!InverseGroup(dequantizer, coefficients, samples, stride))
-        InverseGroupPlainly(dequantizer, coefficients, samples, stride);
+HWY_INLINE void InverseGroupExactly(const std::int16_t* coefficients, std::uint8_t* samples,
+                                    std::size_t stride) {
+    if (!InverseGroup(coefficients, samples, stride))
+        InverseGroupPlainly(coefficients, samples, stride);
 }
 
 }  // namespace lumato::jpeg::HWY_NAMESPACE

@@ -10,7 +10,7 @@
 #endif
 
 #include "jpeg/decode_vectors.h"
-#include "jpeg/scan_masks.h"
+#include "jpeg/inverse_dct.h"
 #include "jpeg/value_table.h"
 #include "jpeg/vector_blocks.inl.h"
 #include "jpeg/word_access.h"
@@ -69,11 +69,10 @@ class FastBitReader {
 };
 
 HWY_INLINE int ReadDifference(const ComponentTables& tables, FastBitReader& bits) {
-    const std::uint32_t entry = tables.dcValues->Find(bits.Window());
-    const int length = static_cast<int>(entry & 0xFF);
-    if (length != 0) {
-        bits.Consume(length);
-        return static_cast<std::int32_t>(entry) >> 16;
+    const DcTable::Entry entry = tables.dcValues->Find(bits.Window());
+    if (entry.length != 0) {
+        bits.Consume(entry.length);
+        return entry.value;
     }
     const SymbolTable::Match match = tables.dcSymbols->Find(static_cast<std::uint32_t>(bits.Window() >> 48));
     bits.Consume(match.length);
@@ -81,37 +80,86 @@ HWY_INLINE int ReadDifference(const ComponentTables& tables, FastBitReader& bits
     return ExtendedValue(bits.Take(category), category);
 }
 
-// An AC symbol that one look does not tell. Returns by how much the place in the scan grows.
-HWY_NOINLINE inline unsigned ReadLongSymbol(const SymbolTable& symbols, FastBitReader& bits, int& value) {
-    const SymbolTable::Match match = symbols.Find(static_cast<std::uint32_t>(bits.Window() >> 48));
-    bits.Consume(match.length);
-    const int category = match.symbol & 15;
-    value = ExtendedValue(bits.Take(category), category);
-    return match.symbol == 0 ? unsigned{ValueTable::kPastTheBlock}
-                             : static_cast<unsigned>(match.symbol >> 4) + 1;
-}
+// Reads a block's coefficients, dequantized. What decoder.cpp says of damaged data holds here, too.
+class BlockReader {
+  public:
+    // `block`: all 0.
+    HWY_INLINE BlockReader(const ComponentTables& tables, std::int16_t* block, FastBitReader& bits)
+        : m_tables(tables), m_places(tables.scan->places.data()), m_block(block), m_bits(bits) {}
 
-// Reads a block's coefficients; `block` is all 0 before. What decoder.cpp says of damaged data holds here,
-// too.
+    HWY_INLINE void Read(std::int16_t& predictor) {
+        m_bits.Refill();
+        predictor = static_cast<std::int16_t>(predictor + ReadDifference(m_tables, m_bits));
+        Put(0, predictor);
+        m_bits.Refill();
+        // Two at a time, while even the longest run before the first of them leaves room for the second. One
+        // refill does for three looks: 12 + 12 + 31 bits.
+        constexpr unsigned kLastForTwo = 63 - 17;
+        for (;;) {
+            if (ReadTwo() > kLastForTwo || ReadTwo() > kLastForTwo || ReadTwo() > kLastForTwo)
+                break;
+            m_bits.Refill();
+        }
+        while (m_place < 63) {
+            m_bits.Refill();
+            ReadOne();
+        }
+    }
+
+  private:
+    HWY_INLINE void Put(unsigned place, int value) {
+        const ScanPlaces::Place at = m_places[place];
+        m_block[at.offset] = Dequantize(static_cast<std::int16_t>(value), at.quant);
+    }
+
+    HWY_INLINE unsigned ReadTwo() {
+        const AcTable::Entry entry = m_tables.acValues->Find(m_bits.Window());
+        if (HWY_LIKELY(entry.length != 0)) {
+            m_bits.Consume(entry.length);
+            m_place += entry.firstSkip;
+            Put(m_place, entry.firstValue);
+            m_place += entry.secondSkip;
+            Put(m_place, entry.secondValue);
+        } else {
+            ReadLong();
+        }
+        return m_place;
+    }
+
+    HWY_INLINE void ReadOne() {
+        const AcTable::Entry entry = m_tables.acValues->Find(m_bits.Window());
+        if (entry.length == 0) {
+            ReadLong();
+            return;
+        }
+        m_bits.Consume(entry.firstLength);
+        m_place += entry.firstSkip;
+        Put(m_place, entry.firstValue);
+    }
+
+    // A symbol that one look does not tell.
+    HWY_INLINE void ReadLong() {
+        const SymbolTable::Match match =
+            m_tables.acSymbols->Find(static_cast<std::uint32_t>(m_bits.Window() >> 48));
+        m_bits.Consume(match.length);
+        const int category = match.symbol & 15;
+        const int value = ExtendedValue(m_bits.Take(category), category);
+        m_place += match.symbol == 0 ? unsigned{AcTable::kPastTheBlock}
+                                     : static_cast<unsigned>(match.symbol >> 4) + 1;
+        Put(m_place, value);
+        m_bits.Refill();
+    }
+
+    const ComponentTables& m_tables;
+    const ScanPlaces::Place* m_places;
+    std::int16_t* m_block;
+    FastBitReader& m_bits;
+    unsigned m_place = 0;
+};
+
 HWY_INLINE void ReadBlock(const ComponentTables& tables, std::int16_t& predictor, std::int16_t* block,
                           FastBitReader& bits) {
-    bits.Refill();
-    predictor = static_cast<std::int16_t>(predictor + ReadDifference(tables, bits));
-    block[0] = predictor;
-    unsigned place = 0;
-    do {
-        bits.Refill();
-        const std::uint32_t entry = tables.acValues->Find(bits.Window());
-        const int length = static_cast<int>(entry & 0xFF);
-        int value = static_cast<std::int32_t>(entry) >> 16;
-        if (length != 0) {
-            bits.Consume(length);
-            place += entry >> 8 & 0xFF;
-        } else {
-            place += ReadLongSymbol(*tables.acSymbols, bits, value);
-        }
-        block[ScanOffsets<kGroup>[place]] = static_cast<std::int16_t>(value);
-    } while (place < 63);
+    BlockReader(tables, block, bits).Read(predictor);
 }
 
 }  // namespace lumato::jpeg::HWY_NAMESPACE
