@@ -68,8 +68,14 @@ AcTable::AcTable(const SymbolTable& symbols) {
         Entry& entry = m_entries[window];
         const std::uint32_t bits = window << (16 - kLookahead);
         const Coded first = FindCoded(symbols, bits, kLookahead);
-        if (first.length == 0)
+        if (first.length == 0) {
+            const SymbolTable::Match match = symbols.Find(bits);
+            if (match.length <= kLookahead)
+                entry = {.firstLength = static_cast<std::uint8_t>(match.length),
+                         .firstSkip = SkipOf(match.symbol),
+                         .firstValue = static_cast<std::int16_t>(match.symbol & 15)};
             continue;
+        }
         entry.length = entry.firstLength = static_cast<std::uint8_t>(first.length);
         entry.firstSkip = SkipOf(first.symbol);
         entry.firstValue = entry.secondValue = static_cast<std::int16_t>(first.value);

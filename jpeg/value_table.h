@@ -44,9 +44,11 @@ class AcTable {
     static constexpr int kPastTheBlock = 96;
 
     // One or two coefficients. `skip`: by how much the place in the scan grows, kPastTheBlock at the end of a
-    // block. Where there is no second one it repeats the first, 0 places further on.
+    // block. Where there is no second one it repeats the first, 0 places further on. Where the bits do not
+    // tell a value `length` is 0; when they tell a code, firstLength is its length, and firstValue the number
+    // of its additional bits.
     struct Entry {
-        std::uint8_t length = 0;       // bits of all; 0: these bits do not tell a value
+        std::uint8_t length = 0;       // bits of all
         std::uint8_t firstLength = 0;  // bits of the first one
         std::uint8_t firstSkip = 0;
         std::uint8_t secondSkip = 0;

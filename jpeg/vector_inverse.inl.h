@@ -84,6 +84,33 @@ HWY_INLINE void InversePass(Words (&d)[8], Words& wrapped) {
     d[3] = Results::Sub(tmp3, tmp4);
 }
 
+// Samples from the results of both passes, still in words.
+HWY_INLINE Words Rounded(Words result) {
+    return hn::ShiftRight<3>(hn::SaturatedAdd(result, Constant(4))) + Constant(128);
+}
+
+// Blocks of which only the first coefficients are not 0 have one value everywhere.
+HWY_INLINE void FillGroup(Words firstRow, std::uint8_t* samples, std::size_t stride) {
+    alignas(16) static constexpr std::uint8_t kFirstWord[16] = {0, 1, 0, 1, 0, 1, 0, 1,
+                                                                0, 1, 0, 1, 0, 1, 0, 1};
+    const auto everywhere = hn::BitCast(ByteTag(), hn::LoadDup128(ByteTag(), kFirstWord));
+    const Words values =
+        hn::BitCast(WordTag(), hn::TableLookupBytes(hn::BitCast(ByteTag(), Rounded(firstRow)), everywhere));
+    const auto row = hn::DemoteTo(HalfByteTag(), values);
+    for (std::size_t y = 0; y < 8; ++y)
+        hn::StoreU(row, HalfByteTag(), samples + y * stride);
+}
+
+// True when of every block of the group only the first coefficient is not 0.
+HWY_INLINE bool IsFlat(const Words (&d)[8]) {
+    const WordTag words;
+    alignas(16) static constexpr std::int16_t kAllButFirst[8] = {0, -1, -1, -1, -1, -1, -1, -1};
+    Words rest = d[0] & hn::LoadDup128(words, kAllButFirst);
+    for (std::size_t row = 1; row < 8; ++row)
+        rest = rest | d[row];
+    return hn::AllTrue(words, rest == hn::Zero(words));
+}
+
 // Transforms a group of dequantized blocks. False, with samples that do not count, when values leave the
 // range in which this form is exact: only damaged blocks have such values.
 HWY_INLINE bool InverseGroup(const std::int16_t* coefficients, std::uint8_t* samples, std::size_t stride) {
@@ -91,12 +118,16 @@ HWY_INLINE bool InverseGroup(const std::int16_t* coefficients, std::uint8_t* sam
     Words d[8];
     for (std::size_t row = 0; row < 8; ++row)
         d[row] = hn::LoadU(words, coefficients + row * hn::Lanes(words));
+    if (IsFlat(d)) {
+        FillGroup(d[0], samples, stride);
+        return true;
+    }
     Words wrapped = hn::Zero(words);
     InversePass<Wrapping>(d, wrapped);
     Transpose(d);
     InversePass<Saturating>(d, wrapped);
     for (Words& row : d)
-        row = hn::ShiftRight<3>(hn::SaturatedAdd(row, Constant(4))) + Constant(128);
+        row = Rounded(row);
     Transpose(d);
     for (std::size_t row = 0; row < 8; ++row)
         hn::StoreU(hn::DemoteTo(HalfByteTag(), d[row]), HalfByteTag(), samples + row * stride);

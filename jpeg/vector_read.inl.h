@@ -31,7 +31,7 @@ class FastBitReader {
             m_next += (63 - m_count) >> 3;
             m_count |= 56;
         } else {
-            RefillNearEnd();
+            *this = RefilledNearEnd(*this);
         }
     }
     // The next bits, from the highest on; those beyond the available ones do not count.
@@ -50,15 +50,17 @@ class FastBitReader {
     [[nodiscard]] bool IsPastEnd() const { return m_padding > m_count; }
 
   private:
-    void RefillNearEnd() {
-        for (; m_count < 56; m_count += 8) {
+    // By value, so that the reader that is in use can stay in registers.
+    static HWY_NOINLINE FastBitReader RefilledNearEnd(FastBitReader reader) {
+        for (; reader.m_count < 56; reader.m_count += 8) {
             std::uint64_t byte = 0;
-            if (m_next != m_end)
-                byte = *m_next++;
+            if (reader.m_next != reader.m_end)
+                byte = *reader.m_next++;
             else
-                m_padding += 8;
-            m_window |= byte << (56 - m_count);
+                reader.m_padding += 8;
+            reader.m_window |= byte << (56 - reader.m_count);
         }
+        return reader;
     }
 
     const std::uint8_t* m_next;
@@ -121,7 +123,7 @@ class BlockReader {
             m_place += entry.secondSkip;
             Put(m_place, entry.secondValue);
         } else {
-            ReadLong();
+            ReadLong(entry);
         }
         return m_place;
     }
@@ -129,7 +131,7 @@ class BlockReader {
     HWY_INLINE void ReadOne() {
         const AcTable::Entry entry = m_tables.acValues->Find(m_bits.Window());
         if (entry.length == 0) {
-            ReadLong();
+            ReadLong(entry);
             return;
         }
         m_bits.Consume(entry.firstLength);
@@ -137,16 +139,25 @@ class BlockReader {
         Put(m_place, entry.firstValue);
     }
 
-    // A symbol that one look does not tell.
-    HWY_INLINE void ReadLong() {
-        const SymbolTable::Match match =
-            m_tables.acSymbols->Find(static_cast<std::uint32_t>(m_bits.Window() >> 48));
-        m_bits.Consume(match.length);
-        const int category = match.symbol & 15;
-        const int value = ExtendedValue(m_bits.Take(category), category);
-        m_place += match.symbol == 0 ? unsigned{AcTable::kPastTheBlock}
-                                     : static_cast<unsigned>(match.symbol >> 4) + 1;
-        Put(m_place, value);
+    // A value that one look does not tell.
+    HWY_INLINE void ReadLong(const AcTable::Entry& entry) {
+        if (entry.firstLength != 0) {
+            m_bits.Consume(entry.firstLength);
+            m_place += entry.firstSkip;
+            PutNext(entry.firstValue);
+        } else {
+            const SymbolTable::Match match =
+                m_tables.acSymbols->Find(static_cast<std::uint32_t>(m_bits.Window() >> 48));
+            m_bits.Consume(match.length);
+            m_place += match.symbol == 0 ? unsigned{AcTable::kPastTheBlock}
+                                         : static_cast<unsigned>(match.symbol >> 4) + 1;
+            PutNext(match.symbol & 15);
+        }
+    }
+
+    // Reads the additional bits.
+    HWY_INLINE void PutNext(int category) {
+        Put(m_place, ExtendedValue(m_bits.Take(category), category));
         m_bits.Refill();
     }
 

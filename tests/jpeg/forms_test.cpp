@@ -142,6 +142,8 @@ TEST(Forms, TransformBackToTheSameSamples) {
                     static_cast<std::int16_t>(static_cast<int>(random() % (1U << bits)) - (1 << bits) / 2);
             if (random() % 64 == 0)
                 block[random() % 64] = -32768;
+            if (round % 10 == 0)  // flat blocks take a short way
+                std::fill(block.begin() + 1, block.end(), std::int16_t{0});
             ASSERT_NO_FATAL_FAILURE(ExpectSameSamples(block)) << "round " << round;
         }
     });
