@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include "base/printable.h"
+#include "base/temporary_name.h"
 
 namespace lumato {
 namespace {
@@ -70,9 +71,9 @@ Result<void> WriteDirectly(const Path& path, ByteSpan bytes) {
 Path TemporaryBeside(const Path& path) {
     // The name is short whatever the final one is, so that a name of 255 bytes can be written too.
     static thread_local std::mt19937_64 random{std::random_device{}()};
-    char name[40];
-    std::snprintf(name, sizeof name, ".lumato-%016llx.tmp", static_cast<unsigned long long>(random()));
-    return path.parent_path() / name;
+    char number[20];
+    std::snprintf(number, sizeof number, "%016llx", static_cast<unsigned long long>(random()));
+    return path.parent_path() / (std::string(kTemporaryStart) + number + std::string(kTemporaryEnd));
 }
 
 // `replaced`: the plain file that stands under the name, whose permission bits the new one takes over.

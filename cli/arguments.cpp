@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <limits>
+#include <sstream>
 
 #include <CLI/CLI.hpp>
 
@@ -283,9 +284,24 @@ void AddVirtualFrameCommands(CLI::App& app, Arguments& arguments) {
 
 // The library would only say that a command is missing. Always false.
 bool Unknown(const CLI::App& app) {
-    std::fprintf(stderr, "lumatoctl: %s is no command or option of this program\nRun with --help for more information.\n",
-                 Printable(app.remaining().front()).c_str());
+    std::fprintf(
+        stderr,
+        "lumatoctl: %s is no command or option of this program\nRun with --help for more information.\n",
+        Printable(app.remaining().front()).c_str());
     return false;
+}
+
+// Help and version, or what was wrong, in which an argument may be quoted that no terminal should obey. True
+// for the former.
+bool Answer(const CLI::App& app, const CLI::ParseError& error) {
+    std::ostringstream answer;
+    std::ostringstream complaint;
+    const bool answered = app.exit(error, answer, complaint) == 0;
+    std::fputs(answer.str().c_str(), stdout);
+    std::istringstream lines(complaint.str());
+    for (std::string line; std::getline(lines, line);)
+        std::fprintf(stderr, "%s\n", Printable(line).c_str());
+    return answered;
 }
 
 }  // namespace
@@ -311,7 +327,7 @@ Arguments ParseArguments(int argc, const char* const* argv) {
             throw CLI::RequiredError("POSITION or --all");
     } catch (const CLI::ParseError& error) {
         const bool unknown = app.get_subcommands().empty() && !app.remaining().empty();
-        const bool answered = unknown ? Unknown(app) : app.exit(error) == 0;
+        const bool answered = unknown ? Unknown(app) : Answer(app, error);
         arguments.command = Command::None;
         arguments.exitStatus = answered ? 0 : kUsageError;
     }

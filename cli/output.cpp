@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "base/error.h"
+#include "base/printable.h"
 
 namespace lumato::cli {
 namespace {
@@ -27,7 +28,8 @@ int Output::Failed(const Failure& failure) const {
 }
 
 void Output::Complain(const std::string& message) {
-    std::fprintf(stderr, "lumatoctl: %s\n", message.c_str());
+    // Whatever a name or a reader's text brought along stays one line that a terminal shows as it stands.
+    std::fprintf(stderr, "lumatoctl: %s\n", Printable(message).c_str());
 }
 
 int FlushOutput(int status) {

@@ -5,6 +5,8 @@
 
 #include <unistd.h>
 
+#include "base/printable.h"
+
 namespace lumato::cli {
 namespace {
 
@@ -28,7 +30,7 @@ void TerminalStatus::SetNotes(std::string_view text) {
     if (!m_showNotes)
         return;
     ClearBarLocked();
-    std::fprintf(stderr, "%s\n", m_note.c_str());
+    std::fprintf(stderr, "%s\n", Printable(m_note).c_str());
 }
 
 void TerminalStatus::SetNoteDetail(std::string_view text) {

@@ -4,6 +4,8 @@
 #include <new>
 #include <string>
 
+#include "base/printable.h"
+
 namespace lumato::picture {
 namespace {
 
@@ -76,14 +78,14 @@ Bytes BitmapFile(ByteSpan pixels, int width, int height) {
 }
 
 Error NoMemory(const Path& path) {
-    return Error{ErrorKind::TooLarge, path.string() + ": not enough memory for the picture"};
+    return Error{ErrorKind::TooLarge, Printable(path.native()) + ": not enough memory for the picture"};
 }
 
 }  // namespace
 
 Result<void> SaveBmpFile(ByteSpan pixels, int width, int height, const Path& path, Links links) {
     if (width < 1 || height < 1 || !jpeg::FitsBitmapFile(width, height))
-        return Fail(ErrorKind::TooLarge, path.string() + ": no bitmap file can have this size");
+        return Fail(ErrorKind::TooLarge, Printable(path.native()) + ": no bitmap file can have this size");
     try {
         return WriteFile(path, BitmapFile(pixels, width, height), links);
     } catch (const std::bad_alloc&) {
@@ -93,7 +95,7 @@ Result<void> SaveBmpFile(ByteSpan pixels, int width, int height, const Path& pat
 
 Result<Bytes> LoadPicFromDir(const Path& path, int width, int height) {
     if (width < 1 || height < 1)
-        return Fail(ErrorKind::Refused, path.string() + ": a picture has at least one pixel");
+        return Fail(ErrorKind::Refused, Printable(path.native()) + ": a picture has at least one pixel");
     try {
         return ReadPixels(path, width, height);
     } catch (const std::bad_alloc&) {

@@ -14,8 +14,8 @@ class CodecPort {
     // of the given size, 0 accepts any. True when the bitmap was written.
     virtual bool DeCode(const Path& source, const Path& destination, int width, int height) = 0;
 
-    // Why the last call answered false: Damaged or Refused when the stream is no picture of that size, any
-    // other kind when this computer was at fault (disk full, no memory).
+    // Why the last DeCode() answered false. Damaged and Refused (another size) speak of the picture;
+    // everything else speaks of this computer and leaves open what the picture is.
     [[nodiscard]] virtual const Error& LastError() const = 0;
 };
 

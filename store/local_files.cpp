@@ -2,6 +2,8 @@
 
 #include <system_error>
 
+#include "base/printable.h"
+#include "base/temporary_name.h"
 #include "store/store.h"
 
 namespace lumato::store {
@@ -32,6 +34,11 @@ bool IsBitmapName(const std::string& name) {
     return true;
 }
 
+bool IsOurs(const std::string& name) {
+    return IsBitmapName(name) || IsTemporaryName(name);
+}
+
+// Bitmaps, and what a program that was killed in the middle of writing one has left.
 void DeleteBitmaps(const Path& folder) {
     if (!IsRealFolder(folder))
         return;
@@ -41,7 +48,7 @@ void DeleteBitmaps(const Path& folder) {
          entry.increment(ignored)) {
         const fs::file_status status = entry->symlink_status(ignored);
         if ((fs::is_regular_file(status) || fs::is_symlink(status)) &&
-            IsBitmapName(entry->path().filename().string()))
+            IsOurs(entry->path().filename().string()))
             doomed.push_back(entry->path());
     }
     for (const Path& file : doomed)
@@ -72,10 +79,11 @@ Result<void> PrepareLocalFolders() {
             continue;
         if (status.type() != fs::file_type::not_found)
             return Fail(ErrorKind::Unwritable,
-                        folder.string() + ": a folder belongs here, and something else stands in its place");
+                        Printable(folder.native()) +
+                            ": a folder belongs here, and something else stands in its place");
         fs::create_directories(folder, error);
         if (error)
-            return Fail(ErrorKind::Unwritable, folder.string() + ": " + error.message());
+            return Fail(ErrorKind::Unwritable, Printable(folder.native()) + ": " + error.message());
     }
     return {};
 }

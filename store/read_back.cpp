@@ -64,6 +64,10 @@ bool Decode(const std::string& name) {
                                static_cast<int>(store.gmyLcdHeight));
 }
 
+bool IsAboutPicture(const Error& error) {
+    return error.kind == ErrorKind::Damaged || error.kind == ErrorKind::Refused;
+}
+
 // Slots 1 to `count` describe the listed pictures afterwards, whatever stood between them.
 void CompactTable(int count) {
     auto& table = Store().G_PictureList;
@@ -77,18 +81,16 @@ void CompactTable(int count) {
 bool ReadBack::Store(const std::string& name, ByteSpan stream, MutableByteSpan slot) {
     if (const auto written = WriteFile(StreamPath(name), stream, Links::Replace); !written)
         return Because(written.error().message);
-    if (!Decode(name)) {
-        const Error& reason = m_store.MyJPG->LastError();
-        // A full disk here must not cost a picture there.
-        if (reason.kind != ErrorKind::Damaged && reason.kind != ErrorKind::Refused)
-            return Because(reason.message);
-        // Nothing that the frame could show: it goes with the next download.
-        std::error_code ignored;
-        std::filesystem::remove(StreamPath(name), ignored);
-        ClearSlot(slot);
+    if (Decode(name)) {
+        AddRecord(name, SlotLength(slot));
         return true;
     }
-    AddRecord(name, SlotLength(slot));
+    std::error_code ignored;
+    std::filesystem::remove(StreamPath(name), ignored);
+    // A full disk says nothing about the picture, which must not lose its place for that.
+    if (const Error& error = m_store.MyJPG->LastError(); !IsAboutPicture(error))
+        return Because(error.message);
+    ClearSlot(slot);  // nothing that the frame could show: it goes with the next download
     return true;
 }
 

@@ -17,7 +17,7 @@ void SetFlashOnline();
 // Main thread. Releases everything that belonged to the frame; while a worker runs, FinishTransfer() does
 // that later.
 void SetFlashOffline();
-// Empties the local folders of bitmaps and streams; other files stay, and links are never followed.
+// Empties the local folders of bitmaps, streams and unfinished files; others stay, links are never followed.
 void DelAllPicAtStart();
 
 // How the last SetFlashOnline() ended; None before the first and while one runs. From any thread.

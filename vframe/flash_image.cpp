@@ -9,15 +9,18 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "base/printable.h"
+
 namespace lumato::vframe {
 namespace {
 
 tl::unexpected<Error> FileFailure(const Path& path, int errorNumber, bool writing) {
-    return Fail(KindOfErrno(errorNumber, writing), path.string() + ": " + SystemMessage(errorNumber));
+    return Fail(KindOfErrno(errorNumber, writing),
+                Printable(path.native()) + ": " + SystemMessage(errorNumber));
 }
 
 tl::unexpected<Error> NoFlash(const Path& path, const std::string& why) {
-    return Fail(ErrorKind::Unsupported, path.string() + ": not a flash image: " + why);
+    return Fail(ErrorKind::Unsupported, Printable(path.native()) + ": not a flash image: " + why);
 }
 
 Result<std::size_t> FlashSizeOf(int fd, const Path& path) {
@@ -110,25 +113,25 @@ Result<FlashImage> FlashImage::Open(const Path& path) {
     FlashImage image(fd, path.string(), {});
     if (::flock(fd, LOCK_EX | LOCK_NB) != 0) {
         if (errno == EWOULDBLOCK)
-            return Fail(ErrorKind::Busy, path.string() + ": in use by another program");
+            return Fail(ErrorKind::Busy, Printable(path.native()) + ": in use by another program");
         return FileFailure(path, errno, true);
     }
     LUMATO_TRY(image.m_bytes, ReadFlash(fd, path));
     return image;
 }
 
-FlashImage FlashImage::InMemory(std::vector<std::uint8_t> bytes) {
-    return FlashImage(-1, "flash in memory", std::move(bytes));
+FlashImage FlashImage::InMemory(std::vector<std::uint8_t> bytes, std::string name) {
+    return FlashImage(-1, std::move(name), std::move(bytes));
 }
 
 Result<void> FlashImage::Write(std::size_t offset, ByteSpan bytes) {
     if (m_closed)
-        return Fail(ErrorKind::Gone, m_name + ": closed");
+        return Fail(ErrorKind::Gone, Printable(m_name) + ": closed");
     const std::size_t written = m_fd < 0 ? bytes.size() : WriteAll(m_fd, offset, bytes);
     const int errorNumber = errno;
     std::copy_n(bytes.begin(), written, m_bytes.begin() + static_cast<std::ptrdiff_t>(offset));
     if (written != bytes.size())
-        return Fail(ErrorKind::Unwritable, m_name + ": " + SystemMessage(errorNumber));
+        return Fail(ErrorKind::Unwritable, Printable(m_name) + ": " + SystemMessage(errorNumber));
     return {};
 }
 

@@ -24,8 +24,9 @@ class FlashImage {
     // file, or of a size that no flash has). Nothing is changed.
     [[nodiscard]] static Result<FlashImage> Open(const Path& path);
 
-    // A flash without a file. Requires: a valid size.
-    [[nodiscard]] static FlashImage InMemory(std::vector<std::uint8_t> bytes);
+    // A flash without a file. Requires: a valid size; a name of its own for each of those on one bus.
+    [[nodiscard]] static FlashImage InMemory(std::vector<std::uint8_t> bytes,
+                                             std::string name = "flash in memory");
 
     FlashImage(FlashImage&& other) noexcept;
     FlashImage& operator=(FlashImage&& other) noexcept;

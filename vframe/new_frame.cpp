@@ -6,6 +6,7 @@
 #include <system_error>
 
 #include "base/bytes.h"
+#include "base/printable.h"
 #include "vframe/device_information.h"
 #include "vframe/flash_image.h"
 
@@ -111,7 +112,7 @@ Result<void> CreateFrame(const Path& path, const NewFrame& options) {
     LUMATO_TRY(const auto flash, MakeFlash(options));
     std::error_code unknown;
     if (std::filesystem::exists(std::filesystem::symlink_status(path, unknown)))
-        return Fail(ErrorKind::Unwritable, path.string() + ": exists already");
+        return Fail(ErrorKind::Unwritable, Printable(path.native()) + ": exists already");
     return WriteFile(path, flash);
 }
 

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "base/diagnostics.h"
+#include "base/printable.h"
 
 namespace lumato::vframe {
 namespace {
@@ -47,7 +48,7 @@ std::string Line(const ScsiRequest& request, const ScsiOutcome& outcome) {
 Result<std::shared_ptr<TraceLog>> TraceLog::Create(const Path& path) {
     std::FILE* file = std::fopen(path.c_str(), "we");
     if (file == nullptr)
-        return Fail(KindOfErrno(errno, true), path.string() + ": " + SystemMessage(errno));
+        return Fail(KindOfErrno(errno, true), Printable(path.native()) + ": " + SystemMessage(errno));
     return std::shared_ptr<TraceLog>(new TraceLog(file, path.string()));
 }
 
@@ -63,7 +64,7 @@ void TraceLog::Write(const ScsiRequest& request, const ScsiOutcome& outcome) {
     const bool written =
         std::fwrite(line.data(), 1, line.size(), m_file) == line.size() && std::fflush(m_file) == 0;
     if (!written && !std::exchange(m_failed, true))
-        Diagnose(m_name + ": " + SystemMessage(errno));
+        Diagnose(Printable(m_name) + ": " + SystemMessage(errno));
 }
 
 TracedDevice::TracedDevice(std::unique_ptr<platform::ScsiDevice> device, std::shared_ptr<TraceLog> log)
@@ -83,7 +84,7 @@ class TracedBus::Service : public platform::BusService {
     [[nodiscard]] std::string Name() const override { return m_name; }
     [[nodiscard]] Result<std::unique_ptr<platform::ScsiDevice>> Open() override {
         if (m_service == nullptr)
-            return Fail(ErrorKind::Gone, m_name + ": detached");
+            return Fail(ErrorKind::Gone, Printable(m_name) + ": detached");
         LUMATO_TRY(auto device, m_service->Open());
         return std::make_unique<TracedDevice>(std::move(device), m_log);
     }

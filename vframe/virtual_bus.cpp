@@ -3,6 +3,8 @@
 #include <atomic>
 #include <utility>
 
+#include "base/printable.h"
+
 namespace lumato::vframe {
 namespace {
 
@@ -42,9 +44,9 @@ class VirtualBus::Service : public platform::BusService {
 
     [[nodiscard]] Result<std::unique_ptr<platform::ScsiDevice>> Open() override {
         if (Frame().IsGone())
-            return Fail(ErrorKind::Gone, m_name + ": unplugged");
+            return Fail(ErrorKind::Gone, Printable(m_name) + ": unplugged");
         if (m_slot->held.exchange(true))
-            return Fail(ErrorKind::Busy, m_name + ": in use");
+            return Fail(ErrorKind::Busy, Printable(m_name) + ": in use");
         return std::make_unique<HeldFrame>(m_slot);
     }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <system_error>
 
+#include "base/printable.h"
 #include "vframe/volume.h"
 
 namespace lumato::vframe {
@@ -14,7 +15,7 @@ Result<void> MakeFolder(const Path& path) {
     std::error_code error;
     std::filesystem::create_directory(path, error);
     if (error)
-        return Fail(ErrorKind::Unwritable, path.string() + ": " + error.message());
+        return Fail(ErrorKind::Unwritable, Printable(path.native()) + ": " + error.message());
     return {};
 }
 

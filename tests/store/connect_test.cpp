@@ -125,8 +125,8 @@ TEST_F(ConnectTest, LocalFoldersAreEmptiedOfBitmaps) {
     std::ofstream(outside) << "kept";
     fs::create_directories(Home() / "data/folder.bmp");
     fs::create_directories(Home() / "Edata");
-    for (const char* name :
-         {"data/a.bmp", "data/b.BMP", "Edata/c.bMp", "data/d.txt", "data/bmp", "Edata/.bmp"})
+    for (const char* name : {"data/a.bmp", "data/b.BMP", "Edata/c.bMp", "data/d.txt", "data/bmp",
+                             "Edata/.bmp", "data/.lumato-0123456789abcdef.tmp", "Edata/.lumato-1.tmp"})
         std::ofstream(Home() / name) << "x";
     fs::create_symlink(outside, Home() / "data/link.bmp");
     Connect(TestFlash());

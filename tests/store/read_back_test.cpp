@@ -151,6 +151,19 @@ TEST_F(ReadBackTest, AFolderInAFilesPlaceEndsIt) {
     EXPECT_THAT(m_status.Progress(), Each(0));
 }
 
+// A disk that takes no bitmap is no reason to lose a picture: it would go with the next download.
+TEST_F(ReadBackTest, ABitmapThatCannotBeWrittenEndsIt) {
+    std::filesystem::create_directories(Home() / "data/DPFPicture1.bmp/x");
+    Connect(TestFlash().Pictures({100, 100}));
+    EXPECT_EQ(LastConnection(), Connection::ReadBackFailed);
+    EXPECT_THAT(m_status.Details(), ElementsAre(testing::HasSubstr("DPFPicture1.bmp")));
+    EXPECT_FALSE(Download());
+    std::filesystem::remove_all(Home() / "data/DPFPicture1.bmp");
+    Restart();
+    Connect(TestFlash().Pictures({100, 100}));
+    EXPECT_THAT(Listed(), ElementsAre(100, 100));
+}
+
 TEST_F(ReadBackTest, CompactionKeepsTheFirstUsedSlots) {
     Connect(TestFlash());
     auto& table = Store().G_PictureList;

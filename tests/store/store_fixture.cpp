@@ -66,14 +66,15 @@ TestFlash& TestFlash::Pictures(const std::vector<int>& sizes) {
 
 bool TestCodec::DeCode(const Path& source, const Path& destination, int width, int height) {
     const auto stream = ReadFile(source);
-    m_lastError = {ErrorKind::Damaged, "no picture"};
-    if (!stream || stream->size() < 3 || std::memcmp(stream->data(), "PIC", 3) != 0)
+    if (!stream || stream->size() < 3 || std::memcmp(stream->data(), "PIC", 3) != 0) {
+        m_lastError = {ErrorKind::Damaged, "no picture"};
         return false;
+    }
     EXPECT_EQ(width, 160);
     EXPECT_EQ(height, 128);
     Bytes bitmap = {'B', 'M'};
     bitmap.insert(bitmap.end(), stream->begin(), stream->end());
-    const Result<void> written = WriteFile(destination, bitmap, Links::Replace);
+    const auto written = WriteFile(destination, bitmap, Links::Replace);
     if (!written)
         m_lastError = written.error();
     return written.has_value();

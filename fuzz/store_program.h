@@ -1,0 +1,60 @@
+// The program over a virtual bus with a home folder of its own: what the frame's target and the random lives
+// plug frames into.
+//
+// Main thread only; the store's worker tasks run inside.
+#pragma once
+
+#include <memory>
+
+#include "base/file.h"
+#include "device/comm_usb.h"
+#include "picture/rv512_encoder.h"
+#include "platform/clock.h"
+#include "store/store.h"
+#include "vframe/virtual_bus.h"
+
+namespace lumato::fuzz {
+
+class QuietStatus : public store::StatusPort {
+  public:
+    void SetNotes(std::string_view) override {}
+    void SetDownLoadPrcess(int) override {}
+    void UpdateInfo() override {}
+    void SetControlPanlEnable(bool) override {}
+    void InvalidateMyWindow() override {}
+    void ShowPictureList(int, int) override {}
+};
+
+class FixedClock : public platform::Clock {
+  public:
+    [[nodiscard]] platform::LocalTime Now() const override;
+};
+
+// From the program's start to its end; the home folder, which exists, stays. One at a time.
+class StoreProgram {
+  public:
+    explicit StoreProgram(const Path& home);
+    ~StoreProgram();
+    StoreProgram(const StoreProgram&) = delete;
+    StoreProgram& operator=(const StoreProgram&) = delete;
+
+    [[nodiscard]] vframe::VirtualBus& Bus() { return m_bus; }
+    // Waits until the online task has ended, and does what the refresh event's handler does.
+    void Settle();
+
+  private:
+    QuietStatus m_status;
+    FixedClock m_clock;
+    picture::CRv512Encoder m_codec;
+    vframe::VirtualBus m_bus;
+    store::StoreFramePort m_port;
+    std::unique_ptr<device::CCommUSB> m_link;
+};
+
+// True when pictures may be added and deleted and a download may begin.
+[[nodiscard]] bool IsOnline();
+
+// The button, the task, and the refresh event's handler. True when it succeeded.
+bool DownloadNow(vframe::VirtualBus& bus);
+
+}  // namespace lumato::fuzz

@@ -1,0 +1,46 @@
+// What is fuzzed: one function per reader of bytes that come from outside. They abort where a promise is
+// broken; everything else the sanitizers see.
+//
+// libFuzzer drives them (main.cpp), and an ordinary test replays the seeds and every input that ever found a
+// fault. One call at a time.
+#pragma once
+
+#include <string_view>
+#include <vector>
+
+#include "base/bytes.h"
+
+namespace lumato::fuzz {
+
+using Bytes = std::vector<std::uint8_t>;
+
+struct Target {
+    std::string_view name;
+    void (*run)(ByteSpan input);
+    std::vector<Bytes> (*seeds)();
+};
+
+void RunStream(ByteSpan input);    // the decoder of frame picture streams
+void RunFrame(ByteSpan input);     // a whole flash: device information, table, read-back, a download
+void RunLanguage(ByteSpan input);  // the language file
+void RunBitmap(ByteSpan input);    // both readers of bitmap files
+void RunJpeg(ByteSpan input);      // the importer of JPEG files
+void RunCommands(ByteSpan input);  // the virtual frame's side of its commands
+
+std::vector<Bytes> StreamSeeds();
+std::vector<Bytes> FrameSeeds();
+std::vector<Bytes> LanguageSeeds();
+std::vector<Bytes> BitmapSeeds();
+std::vector<Bytes> JpegSeeds();
+std::vector<Bytes> CommandSeeds();
+
+inline constexpr Target kTargets[] = {
+    {"stream", RunStream, StreamSeeds},
+    {"frame", RunFrame, FrameSeeds},
+    {"language", RunLanguage, LanguageSeeds},
+    {"bitmap", RunBitmap, BitmapSeeds},
+    {"jpeg", RunJpeg, JpegSeeds},
+    {"commands", RunCommands, CommandSeeds},
+};
+
+}  // namespace lumato::fuzz

@@ -1,0 +1,55 @@
+// Replays every target's seeds, small variations of them, and each input that ever found a fault
+// (tests/data/fuzz/TARGET/), so that no mend is lost where no fuzzer runs.
+#include <algorithm>
+#include <random>
+
+#include <gtest/gtest.h>
+
+#include "base/diagnostics.h"
+#include "base/file.h"
+#include "fuzz/targets.h"
+
+namespace lumato::fuzz {
+namespace {
+
+class Replay : public testing::TestWithParam<Target> {
+  protected:
+    void SetUp() override { SetDiagnosticStream(nullptr); }
+    void TearDown() override { SetDiagnosticStream(stdout); }
+};
+
+// Some bytes changed, cut off or doubled.
+Bytes Varied(Bytes input, std::mt19937& random) {
+    for (unsigned changes = random() % 4; changes > 0 && !input.empty(); --changes)
+        input[random() % input.size()] = static_cast<std::uint8_t>(random());
+    if (random() % 4 == 0)
+        input.resize(input.size() - random() % (input.size() + 1));
+    if (random() % 8 == 0)
+        input.insert(input.end(), input.begin(),
+                     input.begin() + static_cast<std::ptrdiff_t>(input.size() / 2));
+    return input;
+}
+
+TEST_P(Replay, SeedsAndTheirVariations) {
+    std::mt19937 random(1);
+    for (const Bytes& seed : GetParam().seeds()) {
+        GetParam().run(seed);
+        for (int i = 0; i < 20; ++i)
+            GetParam().run(Varied(seed, random));
+    }
+}
+
+TEST_P(Replay, InputsThatOnceFoundAFault) {
+    const Path folder = Path(LUMATO_FUZZ_CASES) / GetParam().name;
+    std::error_code none;
+    for (std::filesystem::directory_iterator entry(folder, none), end; !none && entry != end; ++entry) {
+        SCOPED_TRACE(entry->path().filename().string());
+        GetParam().run(ReadFile(entry->path()).value());
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Targets, Replay, testing::ValuesIn(kTargets),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+}  // namespace
+}  // namespace lumato::fuzz

@@ -1,0 +1,308 @@
+"""Pictures, names and home folders that mean harm, made with the standard library alone.
+
+    python3 hostile_files_test.py LUMATOCTL [--patient] [unittest arguments]
+
+Each picture is refused or served within 5 s of computing and 300 MB, and the rest of its batch goes on.
+--patient: for a program built with sanitizers, which is slower and larger: neither is held against it.
+"""
+import functools
+import json
+import os
+import random
+import resource
+import shutil
+import struct
+import subprocess
+import sys
+import unittest
+import zlib
+
+import flash_reader
+import story
+import stream_codec
+from flash_reader import make_image, put_pictures
+from self_test import wave
+from story import Story
+
+PATIENT = False
+SECONDS, MEGABYTES = 5, 300
+LCD = (48, 32)
+
+
+# ------------------------------------------------------------------------------------------ pictures
+
+def chunk(kind, data):
+    return struct.pack(">I", len(data)) + kind + data + struct.pack(">I", zlib.crc32(kind + data))
+
+
+@functools.lru_cache()
+def zeros(size):
+    """A zlib stream of that many zero bytes, made piece by piece."""
+    packer, pieces, block = zlib.compressobj(1), [], bytes(1 << 20)
+    for at in range(0, size, len(block)):
+        pieces.append(packer.compress(block[:size - at]))
+    return b"".join(pieces) + packer.flush()
+
+
+def png(width, height, data, depth=8, colour=2, extra=b""):
+    header = struct.pack(">IIBBBBB", width, height, depth, colour, 0, 0, 0)
+    return (b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", header) + extra + chunk(b"IDAT", data) + chunk(b"IEND", b""))
+
+
+def small_png(extra=b""):
+    rows = b"".join(b"\0" + bytes((x * 9, y * 9, 80)[c] for x in range(24) for c in range(3)) for y in range(16))
+    return png(24, 16, zlib.compress(rows), extra=extra)
+
+
+def tiff(width, height, strip, *more):
+    """One strip of uncompressed grey, whatever the size claims."""
+    entries = [(256, 4, 1, width), (257, 4, 1, height), (258, 3, 1, 8), (259, 3, 1, 1), (262, 3, 1, 1),
+               (273, 4, 1, 0), (277, 3, 1, 1), (278, 4, 1, height), (279, 4, 1, len(strip)), *more]
+    data = 8 + 2 + 12 * len(entries) + 4
+    entries[5] = (273, 4, 1, data)
+    return (b"II*\0" + struct.pack("<IH", 8, len(entries)) + b"".join(struct.pack("<HHII", *e) for e in entries)
+            + struct.pack("<I", 0) + strip)
+
+
+def gif(width, height, frames):
+    one = (b"\x21\xF9\x04\0\1\0\0\0" + b"," + struct.pack("<HHHHB", 0, 0, 1, 1, 0) + b"\x02\x02\x44\x01\0")
+    return (b"GIF89a" + struct.pack("<HHBBB", width, height, 0x80, 0, 0) + b"\0\0\0\xFF\xFF\xFF"
+            + b"\x21\xFF\x0BNETSCAPE2.0\x03\1\0\0\0" + one * frames + b";")
+
+
+def bmp(width, height, bits=24, coding=0, body=b"", offset=54):
+    return (b"BM" + struct.pack("<IHHI", 54 + len(body), 0, 0, offset)
+            + struct.pack("<IiiHHIIiiII", 40, width, height, 1, bits, coding, 0, 0, 0, 0, 0) + body)
+
+
+def jpeg_segment(marker, data):
+    return struct.pack(">BBH", 0xFF, marker, len(data) + 2) + data
+
+
+def progressive_jpeg(width, height, scans):
+    """Grey, with one DC scan and then scans of a few bytes that say "nothing here" for 16,384 blocks at a time."""
+    codes = bytes([1] + [0] * 15)
+    data = (b"\xFF\xD8" + jpeg_segment(0xDB, b"\0" + bytes([1] * 64))
+            + jpeg_segment(0xC2, struct.pack(">BHHB", 8, height, width, 1) + b"\1\x11\0")
+            + jpeg_segment(0xC4, b"\0" + codes + b"\0") + jpeg_segment(0xC4, b"\x10" + codes + b"\xE0"))
+    blocks = (width + 7) // 8 * ((height + 7) // 8)
+    data += jpeg_segment(0xDA, b"\1\1\0" + bytes([0, 0, 0])) + bytes(blocks // 8 + 1)
+    scan = jpeg_segment(0xDA, b"\1\1\0" + bytes([1, 63, 0])) + bytes((blocks // 16384 + 1) * 15 // 8 + 1)
+    return data + scan * scans + b"\xFF\xD9"
+
+
+def profile(data):
+    return chunk(b"iCCP", b"made up\0\0" + data)
+
+
+def bombs():
+    """(name, bytes, served): whether it must be served, must be refused, or either will do (None)."""
+    yield "60000 x 60000.png", lambda: png(60000, 60000, zeros(60001 * 3000)), False
+    yield "60000 x 60000 grey of 1 bit.png", lambda: png(60000, 60000, zeros(7501 * 60000), 1, 0), None
+    yield "wide.png", lambda: png(0x7FFFFFFF, 1, zeros(100)), False
+    yield "interlaced.png", lambda: png(20000, 20000, zeros(1 << 24)).replace(
+        struct.pack(">IIBBBBB", 20000, 20000, 8, 2, 0, 0, 0), struct.pack(">IIBBBBB", 20000, 20000, 8, 2, 0, 0, 1)), None
+    yield "text.png", lambda: small_png(chunk(b"zTXt", b"comment\0\0" + zeros(1 << 30))), None
+    yield "huge profile.png", lambda: small_png(profile(zeros(1 << 29))), None
+    yield "random profile.png", lambda: small_png(profile(zlib.compress(random.Random(1).randbytes(4000)))), None
+    yield "broken profile.png", lambda: small_png(profile(b"\xFF" * 40)), None
+    yield "empty profile.png", lambda: small_png(profile(zlib.compress(b""))), None
+    yield "10 GB.tif", lambda: tiff(100000, 100000, bytes(1000)), False
+    yield "4 billion.tif", lambda: tiff(0xFFFFFFFF, 0xFFFFFFFF, bytes(1000)), False
+    yield "large strip.tif", lambda: tiff(16, 16, bytes(256))[:-4], None
+    yield "endless.gif", lambda: gif(200, 200, 100000), None
+    yield "large endless.gif", lambda: gif(65535, 65535, 20), None
+    yield "large.bmp", lambda: bmp(30000, 30000, body=bytes(3000)), False
+    yield "largest.bmp", lambda: bmp(0x7FFFFFFF, 0x7FFFFFFF), False
+    yield "lowest.bmp", lambda: bmp(10, -0x80000000, body=bytes(400)), False
+    yield "run lengths.bmp", lambda: bmp(16000, 16000, 8, 1, b"\0\1", 54), None
+    yield "scans.jpg", lambda: progressive_jpeg(2000, 2000, 20000), None
+    yield "large scans.jpg", lambda: progressive_jpeg(8000, 8000, 10000), None
+    yield "largest.jpg", lambda: progressive_jpeg(65500, 15200, 40), None
+
+
+NAMES = [b"line\nbreak.bmp", b"bell\a\x1b[31mred\x1b[0m.bmp", b"-dash.bmp", b"--frame", b"not utf8 \xff\xfe.bmp",
+         "turned \u202egnp.bmp".encode(), b"n" * 251 + b".bmp", b"quote\"back\\slash.bmp", b"  .bmp", b"%s%n%1000d.bmp",
+         "c1 \u009b31m.bmp".encode()]
+
+
+class Hostile(Story):
+    def setUp(self):
+        super().setUp()
+        self.old = [stream_codec.encode(wave(*LCD, n), *LCD, 90, 4) for n in (1, 2)]
+        self.put_frame(put_pictures(make_image(LCD, 0x80000), self.old))
+
+    def run_raw(self, *arguments, as_json=True, timeout=60):
+        """(status, out, err as bytes, seconds of computing, peak megabytes)"""
+        command = [story.PROGRAM, "--home", self.home, "--frame", self.frame, *(["--json"] if as_json else []), *arguments]
+        self.commands.append(" ".join(repr(part) for part in command))
+        with open(self.path("out.txt"), "wb") as out, open(self.path("err.txt"), "wb") as err:
+            child = subprocess.Popen(command, env=self.environment(), stdout=out, stderr=err, cwd=self.folder)
+            try:
+                child.wait(timeout) if timeout > 60 else None
+                _, status, usage = os.wait4(child.pid, 0)
+                child.returncode = os.waitstatus_to_exitcode(status)
+            finally:
+                child.poll() is None and child.kill()
+        return (child.returncode, self.read("out.txt"), self.read("err.txt"),
+                usage.ru_utime + usage.ru_stime, usage.ru_maxrss / 1024)
+
+    def printable(self, data, what):
+        text = data.decode()  # valid UTF-8
+        bad = [c for c in text if c != "\n" and (ord(c) < 32 or 0x7F <= ord(c) < 0xA0 or c in "\u202e\u2028\u2029")]
+        self.assertEqual(bad, [], "%s: %r" % (what, text))
+
+
+class Pictures(Hostile):
+    def test_bombs(self):
+        before = self.image()
+        good = self.write("good.bmp", wave(*LCD, 5))
+        for name, make, served in bombs():
+            with self.subTest(picture=name):
+                self.put_frame(before)
+                bomb = self.write(name, make())
+                status, out, err, seconds, megabytes = self.run_raw("add", bomb, good)
+                answer = json.loads(out)
+                print("%-36s %8d bytes: %s, %.2f s, %.0f MB" % (
+                    name, os.path.getsize(bomb), "served" if status == 0 else answer["refused"][0]["reason"], seconds,
+                    megabytes))
+                self.assertIn(status, (0, 1), err)
+                self.assertEqual([a["file"] for a in answer["added"]][-1:], [good], err)
+                if served is not None:
+                    self.assertEqual(status == 0, served, err)
+                self.assertEqual(flash_reader.streams_of(self.image())[:2], self.old)
+                self.printable(err, name)
+                if not PATIENT:
+                    self.assertLess(seconds, SECONDS)
+                    self.assertLess(megabytes, MEGABYTES)
+                os.remove(bomb)
+
+    def test_a_batch_of_all(self):
+        files = [self.write(name, make()) for name, make, served in bombs() if served is False]
+        files.insert(3, self.write("good.bmp", wave(*LCD, 5)))
+        status, out, err, _, megabytes = self.run_raw("add", *files)
+        self.assertEqual(status, 1, err)
+        self.assertEqual([a["file"] for a in json.loads(out)["added"]], [files[3]])
+        if not PATIENT:
+            self.assertLess(megabytes, MEGABYTES)
+
+
+class Names(Hostile):
+    def put(self, name, data):
+        path = os.path.join(self.folder.encode(), name)
+        with open(path, "wb") as file:
+            file.write(data)
+        return path
+
+    def test_names_of_pictures(self):
+        for name in NAMES:
+            for data in (wave(*LCD, 3), b"no picture"):
+                with self.subTest(name=name, size=len(data)):
+                    self.put(name, data)
+                    # As the shell hands it over from the folder itself, behind "--" like any careful caller.
+                    for as_json in (True, False):
+                        status, out, err, _, _ = self.run_raw("add", "--", name, as_json=as_json)
+                        self.assertEqual(status, 0 if data[:2] == b"BM" else 1, err)
+                        self.printable(err, name)
+                        if as_json:
+                            self.assertTrue(json.loads(out))
+                            self.assertEqual(out.count(b"\n"), 1)
+                        else:
+                            self.printable(out, name)
+
+    def test_other_names(self):
+        for name in NAMES:
+            if name.startswith(b"-"):
+                continue
+            with self.subTest(name=name):
+                path = os.path.join(self.folder.encode(), b"x" + name[1:])
+                shown = [("frame", "new", path, "--lcd", "8x8", "--flash", "256K"), ("frame", "new", path, "--lcd", "8x8",
+                         "--flash", "256K"), ("frame", "render", path, "1", path), ("decode", path, path),
+                         ("compose", path, path, "--lcd", "8x8"), ("encode", path, path, "--size", "8x8"),
+                         ("save", path), ("--trace", path + b"/x", "info"), ("--frame", path + b"/x", "info"),
+                         ("--home", path, "info"), ("text", name, name), (name,), ("info", name), ("delete", name)]
+                for arguments in shown:
+                    command = [story.PROGRAM, *([] if b"--home" in arguments or "--home" in arguments else
+                                                ["--home", self.home]),
+                               *([] if "--frame" in arguments else ["--frame", self.frame]), *arguments]
+                    done = subprocess.run(command, env=self.environment(), capture_output=True, timeout=60)
+                    self.assertIn(done.returncode, (0, 1, 2, 3), done.stderr)
+                    self.printable(done.stderr, arguments)
+                    if arguments[0] != "text":
+                        self.printable(done.stdout, arguments)
+
+
+class Homes(Hostile):
+    """Links and odd files in the home folder: nothing outside is written or deleted, and nothing hangs."""
+
+    def setUp(self):
+        super().setUp()
+        self.outside = self.path("outside")
+        os.mkdir(self.outside)
+        for name in ("Picture1.bmp", "DPFPicture1.bmp", "victim"):
+            self.write("outside/" + name, b"not yours: " + name.encode())
+        self.source = self.sources(wave(*LCD, 9))[0]
+
+    def content(self):
+        return {name: self.read("outside/" + name) for name in sorted(os.listdir(self.outside))}
+
+    def everything(self):
+        """Every command that touches the home folder; all end, and none is a crash."""
+        for command in (("info",), ("add", self.source), ("list",), ("save", self.path("saved")), ("delete", "1")):
+            done = subprocess.run(self.command(*command), env=self.environment(), capture_output=True, timeout=30,
+                                  cwd=self.folder)
+            self.assertIn(done.returncode, (0, 1), done.stderr)
+            if done.returncode != 0:
+                self.assertTrue(done.stderr.strip(), "refused without a word")
+
+    def test_odd_homes(self):
+        names = [folder + "/" + name for folder in ("data", "Edata")
+                 for name in ("DPFPicture1.bmp", "Picture1.bmp", "Picture3.bmp")]
+        oddities = {
+            "folder is a link": lambda at: (shutil.rmtree(os.path.dirname(at)),
+                                            os.symlink(self.outside, os.path.dirname(at))),
+            "link to a file": lambda at: os.symlink(self.outside + "/victim", at),
+            "link to nothing": lambda at: os.symlink(self.outside + "/new", at),
+            "link to a folder": lambda at: os.symlink(self.outside, at),
+            "pipe": lambda at: os.mkfifo(at),
+            "folder": lambda at: (os.mkdir(at), os.mkdir(at + "/inside")),
+            "link to a device": lambda at: os.symlink("/dev/full", at),
+            "read-only file": lambda at: (open(at, "wb").close(), os.chmod(at, 0)),
+        }
+        image, before = self.image(), self.content()
+        os.mkdir(self.path("saved"))
+        for what, make in oddities.items():
+            for name in names:
+                with self.subTest(oddity=what, name=name):
+                    shutil.rmtree(self.home)
+                    os.makedirs(self.home + "/data")
+                    os.makedirs(self.home + "/Edata")
+                    self.put_frame(image)
+                    make(os.path.join(self.home, name))
+                    self.everything()
+                    self.assertEqual(self.content(), before)
+                    left = flash_reader.streams_of(self.image())
+                    self.assertIn(self.old[1], left, "a picture that nobody deleted is gone")
+
+    def test_language_files(self):
+        at = self.home + "/Language.ini"
+        for make in (lambda: os.mkfifo(at), lambda: os.mkdir(at), lambda: os.symlink("/dev/zero", at),
+                     lambda: os.symlink(at, at), lambda: self.write("home/Language.ini", b"\xFF\xFE" + bytes(1 << 20))):
+            make()
+            self.everything()
+            os.rmdir(at) if os.path.isdir(at) else os.remove(at)
+
+    def test_an_odd_place_for_saved_pictures(self):
+        os.mkdir(self.path("saved"))
+        os.mkfifo(self.path("saved/2.bmp"))
+        os.mkdir(self.path("saved/1.bmp"))
+        self.everything()
+
+
+if __name__ == "__main__":
+    if len(sys.argv) < 2:
+        sys.exit(__doc__)
+    story.PROGRAM = os.path.abspath(sys.argv.pop(1))
+    PATIENT = "--patient" in sys.argv
+    resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
+    unittest.main(argv=[argument for argument in sys.argv if argument != "--patient"])

@@ -1,0 +1,340 @@
+#include "tests/lives/life.h"
+
+#include <algorithm>
+#include <chrono>
+#include <thread>
+#include <utility>
+
+#include "picture/add_pictures.h"
+#include "picture/bitmap_file.h"
+#include "store/transfer.h"
+#include "vframe/new_frame.h"
+
+namespace lumato::lives {
+namespace {
+
+constexpr unsigned kSources = 6;
+constexpr std::size_t kTable = 0x10000;
+
+}  // namespace
+
+void Life::MakeSources(const Path& home) {
+    std::mt19937 random(7);
+    for (unsigned number = 0; number < kSources; ++number) {
+        const int side = number % 2 == 0 ? 8 : 16;
+        Bytes pixels(static_cast<std::size_t>(side * side * 3));
+        for (std::uint8_t& byte : pixels)
+            byte = static_cast<std::uint8_t>(random() % (40 * number + 1));
+        const auto made =
+            picture::SaveBmpFile(pixels, side, side, home / ("source" + std::to_string(number) + ".bmp"));
+        if (!made)
+            std::abort();
+    }
+}
+
+Life::Life(const Path& home, unsigned seed, Tally& tally)
+    : m_home(home), m_random(seed), m_tally(tally), m_program(home) {
+    MakeFrames();
+}
+
+void Life::Demand(bool kept, const std::string& promise) {
+    if (!kept && m_fault.empty())
+        m_fault = promise + ", after:\n" + m_steps;
+}
+
+void Life::MakeFrames() {
+    constexpr std::array<std::uint32_t, 3> kErases{0x20, 0x52, 0xD8};
+    for (Frame& frame : m_frames) {
+        vframe::NewFrame options;
+        frame.lcd = Random(2) == 0 ? 8 : 16;
+        frame.limit = Random(3) == 0 ? 3 : 0;
+        options.lcdWidth = options.lcdHeight = static_cast<std::uint32_t>(frame.lcd);
+        options.pictureLimit = static_cast<std::uint32_t>(frame.limit);
+        options.flashSize = 0x20000 + 0x8000 * Random(3);
+        options.eraseInstruction = kErases[Random(3)];
+        frame.flash = vframe::MakeFlash(options).value();
+        for (std::size_t at = 1024; at < kTable; ++at)
+            frame.flash[at] = static_cast<std::uint8_t>(at * at >> 4);
+        frame.firmware.assign(frame.flash.begin(), frame.flash.begin() + kTable);
+    }
+}
+
+std::vector<vframe::Fault> Life::SomeFaults() {
+    std::vector<vframe::Fault> faults;
+    for (unsigned count = Random(3) == 0 ? 1 + Random(3) : 0; count > 0; --count) {
+        faults.push_back({1 + Random(90), static_cast<vframe::FaultKind>(Random(5))});
+        Note("  command " + std::to_string(faults.back().command) + " will go wrong, kind " +
+             std::to_string(static_cast<int>(faults.back().kind)));
+    }
+    return faults;
+}
+
+void Life::PlugIn(int frame, std::vector<vframe::Fault> faults) {
+    Note("plug in frame " + std::to_string(frame));
+    m_plugged = frame;
+    m_service =
+        &m_program.Bus().Plug(vframe::FlashImage::InMemory(Plugged().flash, "frame " + std::to_string(frame)),
+                              {.faults = std::move(faults), .pace = 0});
+}
+
+void Life::ExpectStored() {
+    Frame& frame = Plugged();
+    Demand(m_program.Bus().Frame(*m_service).FlashBytes() == frame.flash, "connecting changes no byte");
+    if (!Online())
+        return AfterUnplug();
+    m_seen.clear();
+    for (int position = 1; position <= store::Store().gmyPictureData->count; ++position) {
+        const auto* record = store::GetNode(store::Store().gmyPictureData.get(), position);
+        m_seen.push_back(ReadFile(store::StreamPath(record->fileName)).value_or(Bytes()));
+    }
+    const bool known = m_seen == frame.stored || (frame.instead && m_seen == *frame.instead);
+    if (!known && frame.recovery)
+        ++m_tally.leftToRecovery;
+    Demand(known || frame.recovery, "a frame that comes online shows what it holds");
+    frame.stored = m_seen;
+    frame.instead.reset();
+    frame.recovery = false;
+}
+
+// Vanished by a fault, refused, or pulled out: nothing of it is seen any more.
+void Life::AfterUnplug() {
+    if (m_plugged < 0)
+        return;
+    if (!m_program.Bus().Frame(*m_service).IsGone())
+        m_program.Bus().Unplug(*m_service);
+    store::FinishTransfer();
+    Plugged().flash = m_program.Bus().Frame(*m_service).FlashBytes();
+    m_plugged = -1;
+    m_seen.clear();
+    ++m_tally.unplugged;
+    Demand(!fuzz::IsOnline(), "an unplugged frame is not online");
+}
+
+Pictures Life::OnFlash(const Bytes& flash) {
+    Pictures found;
+    for (std::size_t at = kTable + 16; at < kTable + 16 + 509 * 8; at += 8) {
+        const ByteSpan slot = ByteSpan(flash).subspan(at, 8);
+        const auto address = static_cast<std::size_t>(GetLe24(slot.subspan(1)));
+        const auto length = static_cast<std::size_t>(GetLe24(slot.subspan(5)));
+        if (slot[0] == 1 && address + length <= flash.size())
+            found.emplace_back(flash.begin() + static_cast<std::ptrdiff_t>(address),
+                               flash.begin() + static_cast<std::ptrdiff_t>(address + length));
+    }
+    return found;
+}
+
+void Life::AfterDownload(Frame& frame, const Bytes& flash, bool done) {
+    ++m_tally.downloads;
+    if (done) {
+        Demand(OnFlash(flash) == m_seen, "a download that is done has put the list on the frame");
+        frame.stored = m_seen;
+        frame.instead.reset();
+        frame.recovery = false;
+        return;
+    }
+    ++m_tally.failedDownloads;
+    Note("  failed");
+    if (!frame.recovery)
+        frame.instead = m_seen;
+    frame.recovery = true;
+}
+
+// ---------------------------------------------------------------------------------------- the steps
+
+void Life::Attach() {
+    if (m_plugged >= 0)
+        return;
+    PlugIn(static_cast<int>(Random(2)), SomeFaults());
+    m_program.Settle();
+    ExpectStored();
+}
+
+void Life::AttachAndUnplugAtOnce() {
+    if (m_plugged >= 0)
+        return;
+    PlugIn(static_cast<int>(Random(2)), {});
+    std::this_thread::sleep_for(std::chrono::microseconds(Random(3000)));
+    Note("unplug it at once");
+    const Frame& frame = Plugged();
+    const Bytes before = frame.flash;
+    AfterUnplug();
+    Demand(frame.flash == before, "connecting changes no byte");
+}
+
+void Life::Detach() {
+    if (m_plugged < 0)
+        return;
+    Note("unplug");
+    AfterUnplug();
+}
+
+void Life::Add() {
+    if (!Online())
+        return;
+    const Path source = Source(Random(kSources));
+    Note("add " + source.filename().string());
+    const int free = store::Store().TotolFlashSizeForPic;
+    const picture::BatchReport report = picture::AddPictures({source}, {}, picture::AfterRefusal::GoOn);
+    if (!report.added.empty()) {
+        const Bytes stream = ReadFile(store::StreamPath(report.added[0].picture.name)).value_or(Bytes());
+        Demand(static_cast<int>(stream.size()) == report.added[0].picture.bytes && !stream.empty(),
+               "an added picture has its stream");
+        m_seen.push_back(stream);
+    } else {
+        const int limit = Plugged().limit;
+        Demand((limit != 0 && static_cast<int>(m_seen.size()) >= limit) || free < 4096,
+               "a picture that fits is taken");
+    }
+}
+
+// The batch's own task, and the plug pulled meanwhile.
+void Life::AddBatchAndUnplug() {
+    if (!Online() || !store::StartTransfer())
+        return;
+    Note("add a batch and unplug");
+    std::vector<Path> files;
+    for (unsigned count = 1 + Random(4); count > 0; --count)
+        files.push_back(Source(Random(kSources)));
+    platform::Task task([&files] { picture::ProcessMorePic(files); });
+    std::this_thread::sleep_for(std::chrono::microseconds(Random(3000)));
+    m_program.Bus().Unplug(*m_service);
+    task.Join();
+    AfterUnplug();
+}
+
+void Life::Delete() {
+    if (!Online() || m_seen.empty())
+        return;
+    const unsigned position = Random(static_cast<unsigned>(m_seen.size()) + 1);  // 0: none is selected
+    Note("delete " + std::to_string(position));
+    store::Store().gmyCurrentSelectItem = static_cast<int>(position);
+    store::DeletePictures();
+    m_seen.erase(position == 0 ? m_seen.end() - 1 : m_seen.begin() + static_cast<int>(position) - 1);
+}
+
+void Life::DeleteAll() {
+    if (!Online())
+        return;
+    Note("delete all");
+    store::Store().gmyDeleteAll = true;
+    store::DeletePictures();
+    store::Store().gmyDeleteAll = false;
+    m_seen.clear();
+}
+
+void Life::Download() {
+    if (!Online())
+        return;
+    Note("download");
+    const bool done = fuzz::DownloadNow(m_program.Bus());
+    AfterDownload(Plugged(), m_program.Bus().Frame(*m_service).FlashBytes(), done);
+    if (!Online())
+        AfterUnplug();
+}
+
+void Life::DownloadAndUnplug() {
+    if (!Online() || !store::BeginDownload())
+        return;
+    Note("download and unplug");
+    bool done = false;
+    platform::Task task([&done] { done = store::TranspotPic(); });
+    std::this_thread::sleep_for(std::chrono::microseconds(Random(1200)));
+    platform::BusService& first = *m_service;
+    const int firstFrame = std::exchange(m_plugged, -1);
+    m_program.Bus().Unplug(first);
+    if (Random(2) == 0)
+        PlugIn(1 - firstFrame, {});  // while the task of the first may still be ending
+    task.Join();
+    m_program.Settle();
+
+    Frame& frame = m_frames[static_cast<std::size_t>(firstFrame)];
+    frame.flash = m_program.Bus().Frame(first).FlashBytes();
+    AfterDownload(frame, frame.flash, done);
+    ++m_tally.unplugged;
+    m_seen.clear();
+    if (m_plugged >= 0)
+        ExpectStored();
+}
+
+void Life::Save() {
+    if (!Online())
+        return;
+    Note("save");
+    const Path folder = m_home / "saved";
+    std::error_code ignored;
+    std::filesystem::remove_all(folder, ignored);
+    std::filesystem::create_directory(folder, ignored);
+    const Result<int> saved = store::SavePictures(folder);
+    Demand(saved && *saved == static_cast<int>(m_seen.size()), "every picture that is seen can be saved");
+}
+
+// One program drives one frame: the second is not even looked at.
+void Life::OtherFrame() {
+    if (!Online())
+        return;
+    Note("a second frame comes and goes");
+    const Bytes flash = m_frames[static_cast<std::size_t>(1 - m_plugged)].flash;
+    platform::BusService& service =
+        m_program.Bus().Plug(vframe::FlashImage::InMemory(flash, "the other frame"));
+    const bool stillThere = Online();
+    m_program.Bus().Unplug(service);
+    Demand(m_program.Bus().Frame(service).FlashBytes() == flash, "a second frame is left alone");
+    if (!stillThere)
+        AfterUnplug();
+}
+
+void Life::Check() {
+    for (int i = 0; i < 2; ++i) {
+        const Bytes flash = i == m_plugged ? m_program.Bus().Frame(*m_service).FlashBytes()
+                                           : m_frames[static_cast<std::size_t>(i)].flash;
+        const Bytes& firmware = m_frames[static_cast<std::size_t>(i)].firmware;
+        Demand(std::equal(firmware.begin(), firmware.end(), flash.begin()), "firmware is never written");
+    }
+    if (!Online())
+        return;
+    const store::StoreState& store = store::Store();
+    Demand(store.gmyPictureData->count == static_cast<int>(m_seen.size()) &&
+               store.gmyTotalePictureNum == static_cast<int>(m_seen.size()),
+           "the list is as long as what is seen");
+    std::int32_t used = 0;
+    for (std::size_t i = 0; i < m_seen.size() && m_fault.empty(); ++i) {
+        const auto* record = store::GetNode(store.gmyPictureData.get(), static_cast<int>(i) + 1);
+        Demand(ReadFile(store::StreamPath(record->fileName)).value_or(Bytes()) == m_seen[i],
+               "each picture has its own bytes");
+        used += record->picSize;
+    }
+    Demand(store.TotolFlashSizeForPic ==
+               store.G_FlashTotalSize - static_cast<std::int32_t>(kTable) - 4096 - used,
+           "the free space is what no picture takes");
+}
+
+std::string Life::Run() {
+    constexpr Step kSteps[] = {&Life::Attach,
+                               &Life::Attach,
+                               &Life::Detach,
+                               &Life::Add,
+                               &Life::Add,
+                               &Life::Add,
+                               &Life::Add,
+                               &Life::Delete,
+                               &Life::DeleteAll,
+                               &Life::Download,
+                               &Life::Download,
+                               &Life::Download,
+                               &Life::Save,
+                               &Life::OtherFrame,
+                               &Life::DownloadAndUnplug,
+                               &Life::AttachAndUnplugAtOnce,
+                               &Life::AddBatchAndUnplug};
+    ++m_tally.lives;
+    for (unsigned left = 10 + Random(20); left > 0 && m_fault.empty(); --left) {
+        ++m_tally.steps;
+        (this->*kSteps[Random(std::size(kSteps))])();
+        if (m_plugged >= 0 && !Online())
+            AfterUnplug();
+        Check();
+    }
+    return m_fault;
+}
+
+}  // namespace lumato::lives

@@ -1,0 +1,37 @@
+// Random lives. LUMATO_LIVES says how many (default 400), LUMATO_LIVES_SEED where to begin (default 1): a
+// life that failed is led again with its seed and LUMATO_LIVES=1.
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "tests/lives/life.h"
+#include "tests/support/temporary_folder.h"
+
+namespace lumato::lives {
+namespace {
+
+unsigned Setting(const char* name, unsigned otherwise) {
+    const char* value = std::getenv(name);
+    return value != nullptr ? static_cast<unsigned>(std::strtoul(value, nullptr, 10)) : otherwise;
+}
+
+TEST(Lives, WhatIsSeenIsWhatThereIs) {
+    const test::TemporaryFolder home;
+    Life::MakeSources(home.Get());
+    const unsigned first = Setting("LUMATO_LIVES_SEED", 1);
+    const unsigned count = Setting("LUMATO_LIVES", 400);
+    Tally tally;
+    for (unsigned seed = first; seed < first + count; ++seed) {
+        const std::string fault = Life(home.Get(), seed, tally).Run();
+        ASSERT_EQ(fault, "") << "LUMATO_LIVES_SEED=" << seed << " LUMATO_LIVES=1";
+    }
+    std::printf("%d lives, %d steps, %d downloads, %d of them failed, %d unplugged, %d left to recovery\n",
+                tally.lives, tally.steps, tally.downloads, tally.failedDownloads, tally.unplugged,
+                tally.leftToRecovery);
+    EXPECT_TRUE(count < 100 || (tally.downloads > 0 && tally.failedDownloads > 0 && tally.unplugged > 0));
+}
+
+}  // namespace
+}  // namespace lumato::lives

@@ -1,0 +1,59 @@
+#!/usr/bin/env bash
+# Fuzzes one target, or all of them one after the other, for some seconds each (default 60, 0: without end):
+#
+#   tools/fuzz.sh TARGET|all [SECONDS]
+#   tools/fuzz.sh build                   builds the fuzzers, no more
+#   tools/fuzz.sh targets                 their names
+#
+# What is learnt is kept in build-check/fuzz/corpus/; an input that finds a fault is left in build-check/fuzz/found/.
+# Without clang the exit status is 77: nothing was tested.
+set -euo pipefail
+top=$(cd "$(dirname "$0")/.." && pwd)
+build=$top/build-check/fuzz
+targets=(stream frame language bitmap jpeg commands)
+
+usage() {
+    sed -n '2,9s/^# \{0,1\}//p' "$0" >&2
+    exit 2
+}
+
+# Two of these may run at once: one of them builds.
+build_fuzzers() {
+    if ! command -v clang++ >/dev/null; then
+        echo "FUZZING SKIPPED: clang++ is not installed. NOTHING WAS TESTED." >&2
+        exit 77
+    fi
+    mkdir -p "$build"
+    exec 9>"$build/lock"
+    flock 9
+    [ -f "$build/build.ninja" ] ||
+        cmake -S "$top" -B "$build" -G Ninja -DCMAKE_CXX_COMPILER=clang++ -DLUMATO_FUZZ=ON -DLUMATO_TESTS=OFF \
+            -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG="-O1 -gline-tables-only" >/dev/null
+    cmake --build "$build" --target lumato_fuzzers
+    "$build/make_seeds" "$build/seeds"
+    flock -u 9
+}
+
+# A run that takes too long or too much memory is as much a fault as a crash.
+fuzz() {
+    local target=$1 seconds=$2
+    mkdir -p "$build/corpus/$target" "$build/found/$target" "$top/tests/data/fuzz/$target"
+    "$build/fuzz_$target" -max_total_time="$seconds" -timeout=25 -rss_limit_mb=1500 -max_len=4096 \
+        -print_final_stats=1 -artifact_prefix="$build/found/$target/" \
+        "$build/corpus/$target" "$build/seeds/$target" "$top/tests/data/fuzz/$target"
+}
+
+[ $# -ge 1 ] && [ $# -le 2 ] || usage
+case $1 in
+    targets) echo "${targets[*]}" && exit 0 ;;
+    build) build_fuzzers && exit 0 ;;
+    all) ;;
+    *)
+        [[ " ${targets[*]} " = *" $1 "* ]] || usage
+        targets=("$1")
+        ;;
+esac
+build_fuzzers
+for target in "${targets[@]}"; do
+    fuzz "$target" "${2:-60}"
+done

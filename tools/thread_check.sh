@@ -1,0 +1,13 @@
+#!/usr/bin/env bash
+# Builds the tests of everything that runs in worker tasks under the thread sanitizer and runs them, the random
+# lives among them (LUMATO_LIVES, LUMATO_LIVES_SEED: how many, and where to begin).
+set -euo pipefail
+top=$(cd "$(dirname "$0")/.." && pwd)
+build=$top/build-check/thread
+
+cmake -S "$top" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Debug -DLUMATO_SANITIZE=thread \
+    -DCMAKE_CXX_FLAGS_DEBUG="-O1 -g1" >/dev/null
+cmake --build "$build" --target lives_test store_test device_test vframe_test
+for test in lives store device vframe; do
+    TSAN_OPTIONS="halt_on_error=1 ${TSAN_OPTIONS:-}" "$build/tests/${test}_test" --gtest_brief=1
+done
