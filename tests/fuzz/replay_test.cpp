@@ -49,7 +49,7 @@ TEST_P(Replay, InputsThatOnceFoundAFault) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Targets, Replay, testing::ValuesIn(kTargets),
-                         [](const auto& info) { return std::string(info.param.name); });
+                         [](const auto& one) { return std::string(one.param.name); });
 
 }  // namespace
 }  // namespace lumato::fuzz
