@@ -38,6 +38,8 @@ build_fuzzers() {
 fuzz() {
     local target=$1 seconds=$2
     mkdir -p "$build/corpus/$target" "$build/found/$target" "$top/tests/data/fuzz/$target"
+    # The frame's home folder is in memory where that can be.
+    [ ! -w /dev/shm ] || export TMPDIR=/dev/shm
     "$build/fuzz_$target" -max_total_time="$seconds" -timeout=25 -rss_limit_mb=1500 -max_len=4096 \
         -print_final_stats=1 -artifact_prefix="$build/found/$target/" \
         "$build/corpus/$target" "$build/seeds/$target" "$top/tests/data/fuzz/$target"

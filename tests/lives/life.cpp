@@ -5,6 +5,7 @@
 #include <thread>
 #include <utility>
 
+#include "jpeg/encoder.h"
 #include "picture/add_pictures.h"
 #include "picture/bitmap_file.h"
 #include "store/transfer.h"
@@ -15,6 +16,38 @@ namespace {
 
 constexpr unsigned kSources = 6;
 constexpr std::size_t kTable = 0x10000;
+constexpr std::size_t kArea = kTable + 4096;
+
+// A picture's stream of some hundred bytes.
+Bytes MakeStream(int side, std::mt19937& random) {
+    constexpr int kMode = 3;
+    Bytes pixels(static_cast<std::size_t>(side * side * 3));
+    for (std::uint8_t& byte : pixels)
+        byte = static_cast<std::uint8_t>(random());
+    Bytes stream(jpeg::MaximumStreamSize(side, side, kMode));
+    int size = 0;
+    jpeg::CVaskJpegEncoder(90).CompressImage(pixels.data(), stream.data(), side, side, size, kMode);
+    stream.resize(static_cast<std::size_t>(size));
+    return stream;
+}
+
+// Back to back from `address` on, and the table that lists them.
+void PutPictures(Bytes& flash, const Pictures& pictures, std::size_t address) {
+    const MutableByteSpan table = MutableByteSpan(flash).subspan(kTable, 4096);
+    std::fill(table.begin(), table.end(), std::uint8_t{0});
+    std::copy_n("ABFS", 4, table.begin());
+    table[4094] = 0x55;
+    table[4095] = 0xAA;
+    for (std::size_t i = 0; i < pictures.size(); ++i) {
+        const MutableByteSpan slot = table.subspan(16 + 8 * i, 8);
+        slot[0] = 1;
+        PutLe24(slot.subspan(1), static_cast<std::uint32_t>(address));
+        PutLe24(slot.subspan(5), static_cast<std::uint32_t>(pictures[i].size()));
+        std::copy(pictures[i].begin(), pictures[i].end(),
+                  flash.begin() + static_cast<std::ptrdiff_t>(address));
+        address += pictures[i].size();
+    }
+}
 
 }  // namespace
 
@@ -50,11 +83,15 @@ void Life::MakeFrames() {
         frame.limit = Random(3) == 0 ? 3 : 0;
         options.lcdWidth = options.lcdHeight = static_cast<std::uint32_t>(frame.lcd);
         options.pictureLimit = static_cast<std::uint32_t>(frame.limit);
-        options.flashSize = 0x20000 + 0x8000 * Random(3);
+        options.flashSize = 0x28000 + 0x8000 * Random(3);
         options.eraseInstruction = kErases[Random(3)];
         frame.flash = vframe::MakeFlash(options).value();
         for (std::size_t at = 1024; at < kTable; ++at)
             frame.flash[at] = static_cast<std::uint8_t>(at * at >> 4);
+        // Often the next pictures share a block with stored ones, or the stored ones lie across two blocks.
+        for (unsigned count = Random(4); count > 0; --count)
+            frame.stored.push_back(MakeStream(frame.lcd, m_random));
+        PutPictures(frame.flash, frame.stored, Random(3) == 0 ? kArea : 0x20000 - Random(2000));
         frame.firmware.assign(frame.flash.begin(), frame.flash.begin() + kTable);
     }
 }
@@ -62,7 +99,7 @@ void Life::MakeFrames() {
 std::vector<vframe::Fault> Life::SomeFaults() {
     std::vector<vframe::Fault> faults;
     for (unsigned count = Random(3) == 0 ? 1 + Random(3) : 0; count > 0; --count) {
-        faults.push_back({1 + Random(90), static_cast<vframe::FaultKind>(Random(5))});
+        faults.push_back({1 + Random(160), static_cast<vframe::FaultKind>(Random(5))});
         Note("  command " + std::to_string(faults.back().command) + " will go wrong, kind " +
              std::to_string(static_cast<int>(faults.back().kind)));
     }
