@@ -76,8 +76,11 @@ Path TemporaryBeside(const Path& path) {
     return path.parent_path() / (std::string(kTemporaryStart) + number + std::string(kTemporaryEnd));
 }
 
+enum class Syncing { None, BeforeRename };
+
 // `replaced`: the plain file that stands under the name, whose permission bits the new one takes over.
-Result<void> WriteAndRename(const Path& path, ByteSpan bytes, const struct stat* replaced) {
+Result<void> WriteAndRename(const Path& path, ByteSpan bytes, const struct stat* replaced,
+                            Syncing syncing = Syncing::None) {
     const Path temporary = TemporaryBeside(path);
     Descriptor file(::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
     if (file.Get() < 0)
@@ -85,7 +88,9 @@ Result<void> WriteAndRename(const Path& path, ByteSpan bytes, const struct stat*
     // A file system without permission bits refuses; the contents matter more.
     if (replaced != nullptr && ::fchmod(file.Get(), replaced->st_mode & 0777) != 0)
         errno = 0;
-    if (!WriteAll(file.Get(), bytes) || !file.Close() || ::rename(temporary.c_str(), path.c_str()) != 0) {
+    const bool written =
+        WriteAll(file.Get(), bytes) && (syncing == Syncing::None || ::fsync(file.Get()) == 0) && file.Close();
+    if (!written || ::rename(temporary.c_str(), path.c_str()) != 0) {
         const int errorNumber = errno;
         ::unlink(temporary.c_str());
         return tl::unexpected(FileError(path, errorNumber, true));
@@ -122,14 +127,23 @@ Result<void> WriteFollowing(const Path& path, ByteSpan bytes) {
     return WriteAndRename(EndOfLinks(path), bytes, &status);
 }
 
-Result<void> WriteReplacing(const Path& path, ByteSpan bytes) {
+Result<void> WriteReplacing(const Path& path, ByteSpan bytes, Syncing syncing = Syncing::None) {
     struct stat status {};
     const bool there = ::lstat(path.c_str(), &status) == 0;
     if (there && S_ISDIR(status.st_mode))
         return tl::unexpected(FileError(path, EISDIR, true));
     if (there && !S_ISREG(status.st_mode) && !S_ISLNK(status.st_mode))
         return Fail(ErrorKind::Unwritable, Printable(path.native()) + ": not a plain file");
-    return WriteAndRename(path, bytes, there && S_ISREG(status.st_mode) ? &status : nullptr);
+    return WriteAndRename(path, bytes, there && S_ISREG(status.st_mode) ? &status : nullptr, syncing);
+}
+
+Result<void> Sync(const Path& path, int flags) {
+    Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK | flags));
+    if (file.Get() < 0)
+        return tl::unexpected(FileError(path, errno, false));
+    if (::fsync(file.Get()) != 0)
+        return tl::unexpected(FileError(path, errno, true));
+    return {};
 }
 
 Error TooLargeError(const Path& path, std::uintmax_t limit) {
@@ -208,6 +222,21 @@ Result<void> WriteFile(const Path& path, ByteSpan bytes, Links links) {
     if (path.empty())
         return tl::unexpected(FileError(path, ENOENT, true));
     return links == Links::Follow ? WriteFollowing(path, bytes) : WriteReplacing(path, bytes);
+}
+
+Result<void> WriteFileSafely(const Path& path, ByteSpan bytes) {
+    if (path.empty())
+        return tl::unexpected(FileError(path, ENOENT, true));
+    LUMATO_TRY_VOID(WriteReplacing(path, bytes, Syncing::BeforeRename));
+    return SyncFolder(path.parent_path());
+}
+
+Result<void> SyncFile(const Path& path) {
+    return Sync(path, O_NOFOLLOW);
+}
+
+Result<void> SyncFolder(const Path& folder) {
+    return Sync(folder, O_DIRECTORY);
 }
 
 }  // namespace lumato

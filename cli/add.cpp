@@ -4,6 +4,7 @@
 #include "cli/pose_of.h"
 #include "cli/session.h"
 #include "picture/add_pictures.h"
+#include "store/safekeeping.h"
 
 namespace lumato::cli {
 namespace {
@@ -73,7 +74,7 @@ Outcome AddAndDownload(Session& session, const Arguments& arguments) {
         picture::AddPictures(arguments.files, PoseOf(arguments.pose), picture::AfterRefusal::GoOn);
     if (!outcome.batch.notTried.empty())
         outcome.failure = Failure{kRefused, "the frame is no longer connected"};
-    else if (!outcome.batch.added.empty())
+    else if (store::DownloadIsDue())  // pictures that waited go with the new ones
         if (const auto done = session.Download(); !done)
             outcome.failure = done.error();
     return outcome;

@@ -4,6 +4,7 @@
 
 #include "cli/commands.h"
 #include "cli/session.h"
+#include "store/safekeeping.h"
 
 namespace lumato::cli {
 namespace {
@@ -56,7 +57,7 @@ int RunDelete(const Arguments& arguments, const Output& output) {
         DeleteAt(positions);
 
     const int deleted = before - store::Store().gmyTotalePictureNum;
-    if (deleted == 0)
+    if (deleted == 0 && !store::DownloadIsDue())
         return Report(output, 0);
     if (const auto done = (*session)->Download(); !done)
         return output.Failed(done.error());

@@ -68,6 +68,7 @@ tl::expected<void, Failure> Session::PrepareHome(const Arguments& arguments) {
     text::SetLanguageFile(home / "Language.ini");
     store::StoreState& store = store::Store();
     store.gmyResousepath = home;
+    store.statePath = platform::StateFolder(arguments.home);
     store.status = &m_status;
     store.MyJPG = &m_codec;
     return {};

@@ -6,6 +6,7 @@
 #include "picture/messages.h"
 #include "picture/rv512_encoder.h"
 #include "store/local_files.h"
+#include "store/safekeeping.h"
 #include "store/store.h"
 
 namespace lumato::picture {
@@ -45,6 +46,9 @@ class Addition {
             m_store.gmyPictureData.reset(store::CreateList());
         store::AddNode(m_store.gmyPictureData.get(), record);
         m_store.TotolFlashSizeForPic -= size;
+        // It is in the list all the same; a download makes it safe once more, or says why it cannot.
+        if (const auto kept = store::KeepAddition(*record); !kept && m_store.status != nullptr)
+            m_store.status->SetNoteDetail(kept.error().message);
         if (m_store.status != nullptr)
             m_store.status->UpdateInfo();
         return {m_name, size, Pictures().G_CurQuanlity};

@@ -6,6 +6,7 @@
 #include "store/local_files.h"
 #include "store/messages.h"
 #include "store/picture_table.h"
+#include "store/recovery.h"
 #include "store/store.h"
 
 namespace lumato::store {
@@ -62,10 +63,19 @@ Connection ConnectFrame() {
     if (!ReadPictureList())
         return TableFailed();
     store.TotolFlashSizeForPic = store.G_FlashTotalSize - PictureAreaStart();
-    if (!EmptyLocalFolders() || !ReadPicFromFlash())
+    if (!EmptyLocalFolders() || !ReadPicturesAndRecover())
         return ReadBackFailed();
     store.TheSmallestValue = 0;
     return Connection::Online;
+}
+
+// The journals on the disk stay for the next connection.
+void LeaveJournal() {
+    StoreState& store = Store();
+    store.blocksAtRisk.clear();
+    store.journal.reset();
+    store.journalFolder.clear();
+    store.resuming = false;
 }
 
 }  // namespace
@@ -79,7 +89,7 @@ void SetFlashOnline() {
     StoreState& store = Store();
     store.lastConnection = Connection::None;
     store.whyFailed.clear();
-    store.blocksAtRisk.clear();
+    LeaveJournal();
     ShowNote(kDeviceOnline);
     SetFlashObject(std::make_shared<flash::CProcessFlash>(flash::Flash().device));
     store.gmyIsTransferData = true;
@@ -95,7 +105,7 @@ void ReleaseFrame() {
     store.gmyIsTransferData = false;
     ReleaseAllFiles();
     store.gmyTotalePicture = 0;
-    store.blocksAtRisk.clear();
+    LeaveJournal();
     ShowNumbers();
     store.status->RedrawPictures();
     store.status->SetControlPanlEnable(false);

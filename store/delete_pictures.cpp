@@ -5,6 +5,7 @@
 #include "flash/process_flash.h"
 #include "store/messages.h"
 #include "store/picture_table.h"
+#include "store/safekeeping.h"
 #include "store/store.h"
 
 namespace lumato::store {
@@ -33,6 +34,7 @@ void DeleteOne() {
     const bool inside = position <= remaining;
     FileDataHead* list = store.gmyPictureData.get();
     const FileData& record = *GetNode(list, position);
+    ForgetAdditions(&record, record.next);
 
     SlotOf(store.G_PictureList, position)[0] = kSlotFree;
     if (inside)
@@ -51,6 +53,7 @@ void DeleteOne() {
 
 void DeleteAll() {
     StoreState& store = Store();
+    ForgetAdditions(store.gmyPictureData->sentinel->next, nullptr);
     for (const FileData* record = store.gmyPictureData->sentinel->next; record != nullptr;
          record = record->next)
         DeleteBitmap(*record);

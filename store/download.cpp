@@ -8,6 +8,8 @@
 #include "store/download_plan.h"
 #include "store/messages.h"
 #include "store/picture_table.h"
+#include "store/recovery.h"
+#include "store/safekeeping.h"
 #include "store/store.h"
 
 namespace lumato::store {
@@ -36,11 +38,12 @@ class Download {
     bool ReadStreams();
     bool InvalidateTable();
     bool ReadTableBlock(const Message& onFailure);
+    bool KeepJournal();
     void RememberBlocks();
     bool RestoreBlocks();
     bool WriteTableOnly();
     bool WritePictures();
-    void FillSlots();
+    void FillSlots(MutableByteSpan table) const;
     bool PrepareTableBlock();
     bool WriteUpToBoundary();
     bool WriteWholeBlocks();
@@ -125,6 +128,17 @@ bool Download::ReadTableBlock(const Message& onFailure) {
     return true;
 }
 
+// The last moment at which the frame is whole: whatever happens from here on, even to this program or to the
+// computer, the pictures are on the disk.
+bool Download::KeepJournal() {
+    DownloadPlan plan{m_fromScratch, m_first, m_total, m_start, m_store.G_PictureList};
+    FillSlots(plan.tableAfter);
+    SetEndMark(plan.tableAfter);
+    if (const auto kept = KeepDownload(plan, m_tableBlock); !kept)
+        return Fail(kDownloadFailed, "the pictures could not be made safe first: " + kept.error().message);
+    return true;
+}
+
 // From here on a failure leaves changed blocks on the frame. Pictures that stay where they are must survive
 // that; when everything is written anew, no picture is on the frame until that has succeeded.
 void Download::RememberBlocks() {
@@ -144,7 +158,7 @@ void Download::RememberBlocks() {
 // A command that fails here is no reason to stop: the block is in arrears already, and going on is what mends
 // it. The check of what is written in the end decides.
 bool Download::InvalidateTable() {
-    if (!ReadTableBlock(kDownloadFailed))
+    if (!ReadTableBlock(kDownloadFailed) || !KeepJournal())
         return false;
     RememberBlocks();
     std::fill(m_tableBlock.begin() + kInvalidBegin, m_tableBlock.begin() + kInvalidEnd, std::uint8_t{0});
@@ -176,11 +190,13 @@ bool Download::WriteTableOnly() {
     return WriteTableBlock();
 }
 
-void Download::FillSlots() {
+void Download::FillSlots(MutableByteSpan table) const {
+    if (m_total == 0)
+        return;
     int address = m_start;
     FileData* record = GetNode(m_list, m_first);
     for (int slot = m_first; record != nullptr; ++slot, record = record->next) {
-        FillSlot(SlotOf(m_store.G_PictureList, slot), address, record->picSize);
+        FillSlot(SlotOf(table, slot), address, record->picSize);
         address += record->picSize;
     }
 }
@@ -212,6 +228,8 @@ bool Download::WriteUpToBoundary() {
     if (!flash::ReadFlashData(block.data(), size, base))
         return Fail(kDownloadFailed, "the frame could not be read");
     m_store.blocksAtRisk.try_emplace(base, block);
+    if (const auto kept = KeepBlocks(); !kept)
+        return Fail(kDownloadFailed, "the pictures could not be made safe first: " + kept.error().message);
     std::copy_n(m_streams.begin() + static_cast<std::ptrdiff_t>(m_done), length, block.begin() + offset);
     if (!Write(block, size, base))
         return Fail(kDownloadFailed, "the frame could not be written");
@@ -240,7 +258,7 @@ void Download::MarkStored() {
 }
 
 bool Download::WritePictures() {
-    FillSlots();
+    FillSlots(m_store.G_PictureList);
     m_store.status->SetDownLoadPrcess(10);
     if (!PrepareTableBlock())
         return false;
@@ -260,11 +278,13 @@ bool Download::WritePictures() {
 }
 
 bool Download::Run() {
+    ResumeDownload();
     if (!MakePlan() || !ReadStreams() || !InvalidateTable() || !RestoreBlocks())
         return false;
     if (!(m_total == 0 ? WriteTableOnly() : WritePictures()))
         return false;
     m_store.blocksAtRisk.clear();
+    ForgetJournal();
     m_store.status->SetDownLoadPrcess(100);
     ShowNote(kDownloadFinished);
     return true;

@@ -99,12 +99,20 @@ void TakeOver(const Information& said) {
         {static_cast<std::uint32_t>(said.tableAddress), static_cast<std::uint32_t>(said.flashSize)});
 }
 
+// Two frames of one model that were never told apart answer alike.
+Digest Identify(ByteSpan block, std::int32_t tableAddress) {
+    std::array<std::uint8_t, kInformationSize + 4> identity{};
+    std::ranges::copy(block, identity.begin());
+    PutLe32(MutableByteSpan(identity).subspan(kInformationSize), static_cast<std::uint32_t>(tableAddress));
+    return Sha256(identity);
+}
+
+}  // namespace
+
 bool IsTable(ByteSpan table) {
     return std::memcmp(table.data(), "ABFS", 4) == 0 && table[kEndMarkOffset] == 0x55 &&
            table[kEndMarkOffset + 1] == 0xAA;
 }
-
-}  // namespace
 
 bool GetInformation() {
     std::array<std::uint8_t, kInformationSize> block{};
@@ -116,6 +124,7 @@ bool GetInformation() {
     if (!MakesSense(said))
         return false;
     TakeOver(said);
+    Store().frameIdentity = Identify(block, said.tableAddress);
     Diagnose("addr:" + std::to_string(said.tableAddress));
     char width[40];
     std::snprintf(width, sizeof width, "LCDWidth:%f", static_cast<double>(said.lcdWidth));
@@ -130,6 +139,7 @@ bool ReadPictureList() {
         store.G_PictureList.fill(0);
         return Because("the frame's picture table could not be read");
     }
+    store.tableOnFrame = store.G_PictureList;
     if (IsTable(store.G_PictureList))
         return true;
     // A new frame, or one whose download was broken off: no pictures.

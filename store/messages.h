@@ -22,6 +22,12 @@ inline constexpr Message kReadPicture{"READ_PICTURES_TIPS", "Read Picture:"};
 inline constexpr Message kPicturesInFrame{"PICTURES_IN_LUMATO_TIPS", "Picture(s) In Lumato"};
 inline constexpr Message kNoPictures{"NO_PICTURES_TIPS", "No Picture"};
 
+inline constexpr Message kDownloadBrokenOff{"DOWNLOAD_BROKEN_OFF_TIPS",
+                                            "A download broke off. No picture is lost: press Download"};
+inline constexpr Message kWaitingBack{"WAITING_PICS_TIPS",
+                                      "Pictures not yet on the frame are back in the list"};
+inline constexpr Message kJournalDamaged{"DAMAGED_JOURNAL_TIPS", "A damaged recovery file was put aside"};
+
 inline constexpr Message kDownloadStarted{"DOWNLOAD_PICS_TIPS", "Download Pictures(s)"};
 inline constexpr Message kDownloadFinished{"DOWNLOAD_FINISHED_TIPS", "DownLoad Finished!"};
 // One key, told apart by the built-in texts.

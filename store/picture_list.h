@@ -6,9 +6,11 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "base/file.h"
+#include "base/sha256.h"
 
 namespace lumato::store {
 
@@ -19,6 +21,9 @@ struct FileData {
     std::uint8_t afterGap = 0;  // 1: its flash copy lies behind a freed slot or a deleted picture
     std::int32_t seqIndex = 0;  // 0-based order among those read back, or list position + 1000 when added
     std::int32_t picSize = 0;   // bytes of its stream
+    std::optional<Digest> streamHash = {};  // of its stream when it was read from the frame or added
+    std::int32_t journalPosition = 0;  // in the list of the download that broke off, from 1; 0: not in it
+    std::int32_t oldAddress = 0;       // where it lay before that download, if it can lie there again; else 0
     FileData* next = nullptr;
 };
 

@@ -22,6 +22,9 @@ inline constexpr std::uint8_t kSlotFree = 0;
 inline constexpr std::uint8_t kSlotStored = 1;
 inline constexpr std::uint8_t kSlotErased = 0xFF;
 
+// Whether the 4,096 bytes are a table: signature and end mark are there (flash_layout.cpp).
+[[nodiscard]] bool IsTable(ByteSpan table);
+
 // The 8 bytes of slot 1 to 510 of a table.
 [[nodiscard]] inline MutableByteSpan SlotOf(MutableByteSpan table, int slot) {
     return table.subspan(static_cast<std::size_t>(kTableHeaderSize + kSlotSize * (slot - 1)), kSlotSize);

@@ -1,3 +1,5 @@
+#include "store/read_back.h"
+
 #include <algorithm>
 #include <memory>
 #include <system_error>
@@ -16,14 +18,16 @@ using Stream = std::vector<std::uint8_t>;
 
 class ReadBack {
   public:
+    explicit ReadBack(const StreamCheck& check) : m_check(check) {}
     bool Run();
 
   private:
-    bool ReadSlot(MutableByteSpan slot);
+    bool ReadSlot(int number);
     bool Store(const std::string& name, ByteSpan stream, MutableByteSpan slot);
-    void AddRecord(const std::string& name, std::int32_t size);
+    void AddRecord(const std::string& name, ByteSpan stream);
     void ShowResult();
 
+    const StreamCheck& m_check;
     StoreState& m_store = store::Store();
     int m_read = 0;
     bool m_gap = false;
@@ -82,7 +86,7 @@ bool ReadBack::Store(const std::string& name, ByteSpan stream, MutableByteSpan s
     if (const auto written = WriteFile(StreamPath(name), stream, Links::Replace); !written)
         return Because(written.error().message);
     if (Decode(name)) {
-        AddRecord(name, SlotLength(slot));
+        AddRecord(name, stream);
         return true;
     }
     std::error_code ignored;
@@ -94,7 +98,8 @@ bool ReadBack::Store(const std::string& name, ByteSpan stream, MutableByteSpan s
     return true;
 }
 
-void ReadBack::AddRecord(const std::string& name, std::int32_t size) {
+void ReadBack::AddRecord(const std::string& name, ByteSpan stream) {
+    const auto size = static_cast<std::int32_t>(stream.size());
     auto record = std::make_unique<FileData>();
     record->fileRef = BitmapPath(name);
     record->fileName = name;
@@ -102,6 +107,7 @@ void ReadBack::AddRecord(const std::string& name, std::int32_t size) {
     record->afterGap = m_gap ? 1 : 0;
     record->seqIndex = m_read;
     record->picSize = size;
+    record->streamHash = Sha256(stream);
     AddNode(m_store.gmyPictureData.get(), record.release());
     m_store.TotolFlashSizeForPic -= size;
     ShowNote(kReadPicture, m_read);
@@ -109,7 +115,8 @@ void ReadBack::AddRecord(const std::string& name, std::int32_t size) {
 }
 
 // False ends the walk; a slot that describes no picture does not.
-bool ReadBack::ReadSlot(MutableByteSpan slot) {
+bool ReadBack::ReadSlot(int number) {
+    const MutableByteSpan slot = SlotOf(m_store.G_PictureList, number);
     if (slot[0] == kSlotFree)
         m_gap = true;
     if (slot[0] != kSlotStored)
@@ -119,8 +126,13 @@ bool ReadBack::ReadSlot(MutableByteSpan slot) {
         return true;
     }
     Stream stream;
-    return ReadStream(SlotAddress(slot), SlotLength(slot), stream) &&
-           Store("DPFPicture" + std::to_string(m_read + 1) + ".bmp", stream, slot);
+    if (!ReadStream(SlotAddress(slot), SlotLength(slot), stream))
+        return false;
+    if (m_check && !m_check(number, stream)) {
+        ClearSlot(slot);
+        return true;
+    }
+    return Store("DPFPicture" + std::to_string(m_read + 1) + ".bmp", stream, slot);
 }
 
 void ReadBack::ShowResult() {
@@ -137,7 +149,7 @@ bool ReadBack::Run() {
     ShowNote(kReadPictures);
     m_store.gmyPictureData.reset(CreateList());
     for (int slot = 1; slot <= kSlotCount; ++slot) {
-        if (!ReadSlot(SlotOf(m_store.G_PictureList, slot))) {
+        if (!ReadSlot(slot)) {
             m_store.status->SetDownLoadPrcess(0);
             return false;
         }
@@ -151,8 +163,12 @@ bool ReadBack::Run() {
 
 }  // namespace
 
+bool ReadPicFromFlash(const StreamCheck& check) {
+    return ReadBack(check).Run();
+}
+
 bool ReadPicFromFlash() {
-    return ReadBack().Run();
+    return ReadPicFromFlash(StreamCheck());
 }
 
 }  // namespace lumato::store

@@ -9,9 +9,11 @@
 #include <atomic>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "base/sha256.h"
 #include "store/codec_port.h"
 #include "store/picture_list.h"
 #include "store/status_port.h"
@@ -20,6 +22,8 @@
 namespace lumato::store {
 
 inline constexpr int kTableSize = 4096;
+
+struct Journal;
 
 enum class Connection { None, Online, BadInformation, BadTable, ReadBackFailed };
 
@@ -59,11 +63,20 @@ struct StoreState {
     // have bytes in them, and the next download puts these back. Empty when no download is in arrears.
     std::map<std::int32_t, std::vector<std::uint8_t>> blocksAtRisk;
 
+    // The journal (journal.h) that protects this frame's pictures, where it lies, and what it is told apart
+    // by.
+    Digest frameIdentity{};  // of the device information block and the table's address
+    std::array<std::uint8_t, kTableSize> tableOnFrame{};  // as read at connection, valid or not
+    std::shared_ptr<Journal> journal;                     // as it lies on the disk; null: none
+    Path journalFolder;                                   // empty: nothing is journaled
+    bool resuming = false;                                // the list is that of a download that broke off
+
     TransferState transfer;
     std::atomic<Connection> lastConnection{Connection::None};
     std::string whyFailed;  // reason of the last operation that answered false, in plain words
 
     Path gmyResousepath;           // resources folder: Language.ini, data/, Edata/
+    Path statePath;                // folder of the journals, set at start; empty: none are kept
     StatusPort* status = nullptr;  // set at start
     CodecPort* MyJPG = nullptr;    // set at start
 };

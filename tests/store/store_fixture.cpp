@@ -3,8 +3,11 @@
 #include <cstdlib>
 #include <cstring>
 
+#include <unistd.h>
+
 #include "base/diagnostics.h"
 #include "platform/services.h"
+#include "store/safekeeping.h"
 #include "text/localized.h"
 
 namespace lumato::store {
@@ -89,7 +92,9 @@ platform::LocalTime TestClock::Now() const {
 
 StoreTest::StoreTest() {
     SetDiagnosticStream(nullptr);
-    std::string name = testing::TempDir() + "lumato-store-XXXXXX";
+    // Thousands of files are synced: in memory where there is such a folder.
+    const bool memory = ::access("/dev/shm", W_OK) == 0;
+    std::string name = (memory ? "/dev/shm/" : testing::TempDir()) + "lumato-store-XXXXXX";
     m_home = ::mkdtemp(name.data());
     Start();
 }
@@ -105,6 +110,7 @@ void StoreTest::Start() {
     platform::CurrentServices() = {m_spy.get(), nullptr, &m_clock};
     text::SetLanguageFile(m_home / "Language.ini");
     Store().gmyResousepath = m_home;
+    Store().statePath = m_state;
     Store().status = &m_status;
     Store().MyJPG = &m_codec;
     device::Link().frame = &m_port;
@@ -126,6 +132,11 @@ void StoreTest::Stop() {
 void StoreTest::Restart() {
     Stop();
     Start();
+}
+
+void StoreTest::KeepJournals() {
+    m_state = m_home / "state";
+    Store().statePath = m_state;
 }
 
 void StoreTest::Plug(const TestFlash& flash, std::vector<vframe::Fault> faults) {
@@ -158,6 +169,7 @@ void StoreTest::Add(int size, unsigned seed) {
     ASSERT_TRUE(WriteFile(record->fileRef, stream));
     AddNode(store.gmyPictureData.get(), record);
     store.TotolFlashSizeForPic -= size;
+    ASSERT_TRUE(KeepAddition(*record));
 }
 
 void StoreTest::Delete(int position) {

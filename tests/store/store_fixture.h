@@ -126,6 +126,8 @@ class StoreTest : public testing::Test {
     // Sizes of the listed pictures.
     std::vector<int> Listed();
     Path Home() const { return m_home; }
+    // From the next connection on, journals are kept below the home folder.
+    void KeepJournals();
 
     RecordingStatus m_status;
     TestCodec m_codec;
@@ -141,6 +143,7 @@ class StoreTest : public testing::Test {
     void Stop();
 
     Path m_home;
+    Path m_state;
 };
 
 // The first difference of two flash contents, or "" when there is none.

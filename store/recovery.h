@@ -1,0 +1,18 @@
+// What becomes of a frame whose last download broke off, or whose additions were never downloaded.
+//
+// Used by the thread that owns the store.
+#pragma once
+
+namespace lumato::store {
+
+// The read-back of a connection, with the frame's journal taken into account. A table that the download had
+// made invalid is rebuilt from the journal: pictures whose bytes are still those they were are listed as in
+// the frame, all others wait for the next download. Pictures that never got into a valid table wait, too.
+// Nothing is written to the frame. False as ReadPicFromFlash(), or when the journal cannot be read.
+bool ReadPicturesAndRecover();
+
+// At the start of a download: the list in the order of the download that broke off, with the pictures whose
+// old place the blocks at risk bring back in that place. What was changed in the list since stays changed.
+void ResumeDownload();
+
+}  // namespace lumato::store

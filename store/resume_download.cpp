@@ -1,0 +1,61 @@
+#include <algorithm>
+#include <limits>
+#include <vector>
+
+#include "store/picture_table.h"
+#include "store/recovery.h"
+
+namespace lumato::store {
+namespace {
+
+using Records = std::vector<FileData*>;
+
+Records TakeApart(FileDataHead& list) {
+    Records records;
+    for (FileData* record = list.sentinel->next; record != nullptr; record = record->next)
+        records.push_back(record);
+    return records;
+}
+
+void PutTogether(FileDataHead& list, const Records& records) {
+    FileData* last = list.sentinel;
+    for (FileData* record : records)
+        last = last->next = record;
+    last->next = nullptr;
+}
+
+// Stored pictures first; then in the order of the journal, with what was added since behind it.
+bool ComesBefore(const FileData* a, const FileData* b) {
+    const auto position = [](const FileData& record) {
+        return record.journalPosition > 0 ? record.journalPosition : std::numeric_limits<int>::max();
+    };
+    return a->inFrame != b->inFrame ? a->inFrame > b->inFrame : position(*a) < position(*b);
+}
+
+void FillTable(const Records& records) {
+    auto& table = Store().G_PictureList;
+    std::fill(table.begin() + kTableHeaderSize, table.end(), std::uint8_t{0});
+    int slot = 0;
+    for (const FileData* record : records) {
+        if (record->inFrame == 1)
+            FillSlot(SlotOf(table, ++slot), record->oldAddress, record->picSize);
+    }
+}
+
+}  // namespace
+
+void ResumeDownload() {
+    StoreState& store = Store();
+    if (!store.resuming || store.gmyPictureData == nullptr)
+        return;
+    store.resuming = false;
+    const bool fromScratch = store.blocksAtRisk.empty();
+    Records records = TakeApart(*store.gmyPictureData);
+    for (FileData* record : records)
+        record->inFrame = !fromScratch && record->oldAddress != 0 ? 1 : 0;
+    std::ranges::stable_sort(records, ComesBefore);
+    PutTogether(*store.gmyPictureData, records);
+    FillTable(records);
+}
+
+}  // namespace lumato::store

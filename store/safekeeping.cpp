@@ -1,0 +1,150 @@
+#include "store/safekeeping.h"
+
+#include <algorithm>
+
+#include "base/printable.h"
+#include "store/journal_folder.h"
+#include "store/picture_table.h"
+#include "store/store.h"
+
+namespace lumato::store {
+namespace {
+
+bool Keeping() {
+    return !Store().journalFolder.empty();
+}
+
+// The picture's bytes as its local file has them.
+Result<std::vector<std::uint8_t>> LocalStream(const FileData& record) {
+    const auto size = static_cast<std::uintmax_t>(record.picSize);
+    LUMATO_TRY(auto stream, ReadPlainFile(StreamPath(record.fileName), size));
+    const bool same = !record.streamHash || Sha256(stream) == *record.streamHash;
+    if (stream.size() != size || !same)
+        return Fail(ErrorKind::Damaged, Printable(record.fileName) +
+                                            ": the picture's local file was changed; connect the frame anew");
+    return stream;
+}
+
+// Its stream lies in the folder afterwards, not yet synced.
+Result<JournalPicture> KeepPicture(FileData& record, std::int32_t address) {
+    LUMATO_TRY(const auto stream, LocalStream(record));
+    if (!record.streamHash)
+        record.streamHash = Sha256(stream);
+    const JournalPicture picture{*record.streamHash, record.picSize, address};
+    LUMATO_TRY_VOID(KeepStream(Store().journalFolder, picture, stream));
+    return picture;
+}
+
+Result<std::vector<JournalPicture>> KeepList() {
+    StoreState& store = Store();
+    std::vector<JournalPicture> pictures;
+    int slot = 0;
+    for (FileData* record = store.gmyPictureData->sentinel->next; record != nullptr; record = record->next) {
+        ++slot;
+        const bool stored = record->inFrame == 1 && slot <= kMostPictures;
+        LUMATO_TRY(const JournalPicture picture,
+                   KeepPicture(*record, stored ? SlotAddress(SlotOf(store.G_PictureList, slot)) : 0));
+        pictures.push_back(picture);
+    }
+    LUMATO_TRY_VOID(SyncStreams(store.journalFolder, pictures));
+    return pictures;
+}
+
+Result<void> Save(Journal journal) {
+    StoreState& store = Store();
+    LUMATO_TRY_VOID(SaveJournal(store.journalFolder, journal));
+    store.journal = std::make_shared<Journal>(std::move(journal));
+    return {};
+}
+
+Journal NewJournal(Journal::Phase phase) {
+    Journal journal;
+    journal.phase = phase;
+    journal.frame = Store().frameIdentity;
+    journal.tableAddress = Store().G_PicListAddress;
+    journal.tableBefore = journal.tableAfter = Store().tableOnFrame;
+    return journal;
+}
+
+void ForgetOne(std::vector<JournalPicture>& pictures, const FileData& record) {
+    const auto found = std::ranges::find_if(pictures, [&](const JournalPicture& picture) {
+        return picture.address == 0 && picture.hash == record.streamHash;
+    });
+    if (found != pictures.end())
+        pictures.erase(found);
+}
+
+}  // namespace
+
+Result<void> KeepDownload(const DownloadPlan& plan, ByteSpan tableBlock) {
+    if (!Keeping())
+        return {};
+    StoreState& store = Store();
+    Journal journal = NewJournal(Journal::Phase::Download);
+    journal.fromScratch = plan.fromScratch;
+    journal.first = plan.first;
+    journal.total = plan.total;
+    journal.start = plan.start;
+    std::ranges::copy(tableBlock.first(kTableSize), journal.tableBefore.begin());
+    journal.tableAfter = plan.tableAfter;
+    journal.blocks = store.blocksAtRisk;
+    journal.blocks.try_emplace(store.G_PicListAddress, tableBlock.begin(), tableBlock.end());
+    LUMATO_TRY(auto pictures, KeepList());
+    journal.pictures = std::move(pictures);
+    return Save(std::move(journal));
+}
+
+Result<void> KeepBlocks() {
+    if (!Keeping() || Store().journal == nullptr)
+        return {};
+    Journal journal = *Store().journal;
+    journal.blocks = Store().blocksAtRisk;
+    return Save(std::move(journal));
+}
+
+void ForgetJournal() {
+    StoreState& store = Store();
+    store.journal.reset();
+    if (Keeping())
+        DropJournal(store.journalFolder);
+}
+
+Result<void> KeepAddition(FileData& record) {
+    if (!Keeping())
+        return {};
+    StoreState& store = Store();
+    LUMATO_TRY(const JournalPicture picture, KeepPicture(record, 0));
+    LUMATO_TRY_VOID(SyncStreams(store.journalFolder, {picture}));
+    Journal journal = store.journal != nullptr ? *store.journal : NewJournal(Journal::Phase::Additions);
+    journal.pictures.push_back(picture);
+    return Save(std::move(journal));
+}
+
+void ForgetAdditions(const FileData* from, const FileData* last) {
+    StoreState& store = Store();
+    if (!Keeping() || store.journal == nullptr)
+        return;
+    Journal journal = *store.journal;
+    for (const FileData* record = from; record != last; record = record->next) {
+        if (record->inFrame != 1)
+            ForgetOne(journal.pictures, *record);
+    }
+    if (journal == *store.journal)
+        return;
+    if (journal.pictures.empty() && journal.phase == Journal::Phase::Additions)
+        ForgetJournal();
+    else if (!Save(std::move(journal)))
+        return;  // they come back at the next connection, where they can be deleted again
+}
+
+bool DownloadIsDue() {
+    const StoreState& store = Store();
+    if (store.resuming || store.gmyPictureData == nullptr)
+        return store.resuming;
+    const FileData* record = store.gmyPictureData->sentinel->next;
+    while (record != nullptr && record->inFrame == 1)
+        record = record->next;
+    return record != nullptr;
+}
+
+}  // namespace lumato::store

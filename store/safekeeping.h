@@ -1,0 +1,39 @@
+// Keeps the journal of the connected frame in step with its list: before a download changes the frame, and
+// when pictures are added or waiting ones deleted. Without a state folder nothing is kept.
+//
+// Used by the thread that owns the store.
+#pragma once
+
+#include "store/journal.h"
+#include "store/picture_list.h"
+
+namespace lumato::store {
+
+// A download, as it is about to begin: the journal's plan and tables are given.
+struct DownloadPlan {
+    bool fromScratch = false;
+    std::int32_t first = -1;
+    std::int32_t total = 0;
+    std::int32_t start = 0;
+    std::array<std::uint8_t, kTableSize> tableAfter{};
+};
+
+// Makes everything safe that this download needs to be completed later: plan, list with every stream, the
+// table block as read, and blocksAtRisk. Errors: a picture's local file is missing or has changed; the
+// journal cannot be written. The frame must not be changed then.
+[[nodiscard]] Result<void> KeepDownload(const DownloadPlan& plan, ByteSpan tableBlock);
+// The same for a block that came into blocksAtRisk since.
+[[nodiscard]] Result<void> KeepBlocks();
+// The frame holds the list, or nothing waits any more.
+void ForgetJournal();
+
+// A picture that was just added: it comes back at the next connection if the program ends before a download.
+[[nodiscard]] Result<void> KeepAddition(FileData& record);
+// Waiting pictures that are about to be deleted: they do not come back. `last`: the end of the range of
+// records, not included.
+void ForgetAdditions(const FileData* from, const FileData* last);
+
+// Whether the list and the frame differ in what a download would write.
+[[nodiscard]] bool DownloadIsDue();
+
+}  // namespace lumato::store
