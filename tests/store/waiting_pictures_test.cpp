@@ -1,0 +1,203 @@
+// Pictures that were added and not downloaded, and journals that do not fit the frame.
+#include <gmock/gmock.h>
+
+#include "store/journal_folder.h"
+#include "store/messages.h"
+#include "store/picture_table.h"
+#include "store/safekeeping.h"
+#include "tests/store/store_fixture.h"
+
+namespace lumato::store {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+class WaitingPicturesTest : public StoreTest {
+  protected:
+    WaitingPicturesTest() { KeepJournals(); }
+
+    // The program ends without a word, and the frame is connected anew.
+    void Crash(const Bytes& flash) {
+        Restart();
+        m_status.Notes();
+        Connect(Flash(flash));
+    }
+    static TestFlash Flash(const Bytes& bytes) {
+        TestFlash flash;
+        flash.bytes = bytes;
+        return flash;
+    }
+    std::vector<std::string> Names() {
+        std::vector<std::string> names;
+        for (int i = 1; i <= Store().gmyTotalePictureNum; ++i)
+            names.push_back(GetNode(Store().gmyPictureData.get(), i)->fileName);
+        return names;
+    }
+    Path Journals() const { return Home() / "state/recovery"; }
+    // A download of one more picture breaks off behind the invalidated table. The flash afterwards.
+    Bytes BreakOff(const TestFlash& flash) {
+        Connect(flash, {{30, vframe::FaultKind::Unplug}});
+        Add(500, 9);
+        EXPECT_FALSE(Download());
+        const Bytes left = FlashBytes();
+        EXPECT_FALSE(IsTable(ByteSpan(left).subspan(kTable, 4096)));
+        return left;
+    }
+};
+
+TEST_F(WaitingPicturesTest, ComeBackInTheirOrderUnderNamesOfTheirOwn) {
+    TestFlash flash;
+    flash.Pictures({1000, 2000});
+    Connect(flash);
+    const int free = Store().TotolFlashSizeForPic;
+    Add(300, 7);
+    Add(400, 8);
+    Add(500, 9);
+    Delete(4);
+    for (int times = 0; times < 2; ++times) {
+        Crash(flash.bytes);
+        EXPECT_THAT(Listed(), ElementsAre(1000, 2000, 300, 500));
+        EXPECT_THAT(Names(),
+                    ElementsAre("DPFPicture1.bmp", "DPFPicture2.bmp", "Picture3.bmp", "Picture4.bmp"));
+        EXPECT_THAT(m_status.Notes(), Contains(kWaitingBack.defaultText));
+        EXPECT_EQ(Store().TotolFlashSizeForPic, free - 800);
+        EXPECT_EQ(Difference(FlashBytes(), flash.bytes), "");
+    }
+    Add(600, 10);
+    EXPECT_EQ(Names().back(), "Picture5.bmp");
+    EXPECT_TRUE(Download());
+    EXPECT_TRUE(fs::is_empty(Journals()));
+    Crash(FlashBytes());
+    EXPECT_THAT(Listed(), ElementsAre(1000, 2000, 300, 500, 600));
+    EXPECT_FALSE(DownloadIsDue());
+}
+
+TEST_F(WaitingPicturesTest, OnceDeletedStayAway) {
+    TestFlash flash;
+    flash.Pictures({1000});
+    Connect(flash);
+    Add(300, 7);
+    Add(400, 8);
+    Delete(2);
+    Delete(2);
+    EXPECT_TRUE(fs::is_empty(Journals()));
+    Crash(flash.bytes);
+    EXPECT_THAT(Listed(), ElementsAre(1000));
+}
+
+TEST_F(WaitingPicturesTest, AnUnpluggedFrameGetsThemBackAndAnotherFrameDoesNot) {
+    TestFlash flash;
+    flash.Pictures({1000});
+    TestFlash other(0x40000);
+    other.Pictures({700});
+    Connect(flash);
+    Add(300, 7);
+    Unplug();
+    Connect(other);
+    EXPECT_THAT(Listed(), ElementsAre(700));
+    Add(200, 8);
+    EXPECT_TRUE(Download());
+    Unplug();
+    Connect(flash);
+    EXPECT_THAT(Listed(), ElementsAre(1000, 300));
+}
+
+// Two frames of one model are told apart by what they hold.
+TEST_F(WaitingPicturesTest, ATwinOfTheFrameKeepsItsPicturesAndTheJournalWaits) {
+    TestFlash flash;
+    flash.Pictures({1000, 2000});
+    const Bytes left = BreakOff(flash);
+    TestFlash twin;
+    twin.Slots({{1, kArea + 5000, 700}}).Put(kArea + 5000, MakeStream(700, 55));
+    Crash(twin.bytes);
+    EXPECT_THAT(Listed(), ElementsAre(700));
+    Add(200, 8);
+    EXPECT_TRUE(Download());
+    Crash(left);
+    EXPECT_THAT(Listed(), testing::UnorderedElementsAre(1000, 2000, 500));
+    EXPECT_TRUE(Download());
+}
+
+TEST_F(WaitingPicturesTest, ADownloadThatFailedGoesOnWithWhatWasAddedAndDeletedSince) {
+    TestFlash flash;
+    flash.Pictures({1000, 2000, 3000});
+    Crash(BreakOff(flash));
+    EXPECT_THAT(m_status.Notes(), Contains(kDownloadBrokenOff.defaultText));
+    std::vector<int> listed = Listed();
+    Delete(static_cast<int>(std::find(listed.begin(), listed.end(), 2000) - listed.begin()) + 1);
+    Add(60, 12);
+    EXPECT_TRUE(Download());
+    Crash(FlashBytes());
+    EXPECT_THAT(Listed(), ElementsAre(1000, 3000, 500, 60));
+}
+
+TEST_F(WaitingPicturesTest, ADamagedJournalIsPutAsideWhole) {
+    TestFlash flash;
+    flash.Pictures({1000});
+    const Bytes left = BreakOff(flash);
+    Restart();
+    const Path folder = fs::directory_iterator(Journals())->path();
+    Bytes journal = ReadFile(folder / "journal").value();
+    journal[100] ^= 1;
+    ASSERT_TRUE(WriteFile(folder / "journal", journal));
+    Crash(left);
+    EXPECT_THAT(m_status.Notes(), Contains(kJournalDamaged.defaultText));
+    EXPECT_THAT(Listed(), ElementsAre());  // as without a journal
+    Add(300, 3);
+    EXPECT_TRUE(Download());
+    EXPECT_EQ(ReadFile(folder.string() + ".damaged/journal").value(), journal);
+    EXPECT_FALSE(fs::exists(folder));
+}
+
+TEST_F(WaitingPicturesTest, ADamagedStreamCostsNoOtherPicture) {
+    TestFlash flash;
+    Connect(flash);
+    Add(300, 7);
+    Add(400, 8);
+    const Path folder = fs::directory_iterator(Journals())->path();
+    const std::string name = HexText(Sha256(MakeStream(300, 7))) + ".stream";
+    ASSERT_TRUE(WriteFile(folder / name, Bytes(300)));
+    Crash(flash.bytes);
+    EXPECT_THAT(Listed(), ElementsAre(400));
+    EXPECT_THAT(m_status.Details(), Contains(HasSubstr("could not be recovered")));
+    EXPECT_TRUE(Download());
+    EXPECT_EQ(ReadFile(folder / (name + ".damaged")).value(), Bytes(300));
+}
+
+TEST_F(WaitingPicturesTest, WithoutAJournalNothingOnTheFrameIsChanged) {
+    TestFlash flash;
+    flash.Pictures({1000});
+    Connect(flash);
+    Add(300, 7);
+    fs::remove_all(Journals());
+    ASSERT_TRUE(WriteFile(Journals(), Bytes{1}));  // a file stands in the folder's place
+    m_spy->Take();
+    EXPECT_FALSE(Download());
+    EXPECT_EQ(m_spy->Take(), Read(kTable, kBlock));
+    EXPECT_EQ(Difference(FlashBytes(), flash.bytes), "");
+    fs::remove(Journals());
+    EXPECT_TRUE(Download());
+}
+
+TEST_F(WaitingPicturesTest, AJournalThatCannotBeReadKeepsTheFrameFromBeingTakenForEmpty) {
+    TestFlash flash;
+    flash.Pictures({1000});
+    const Bytes left = BreakOff(flash);
+    Restart();
+    const Path journal = fs::directory_iterator(Journals())->path() / "journal";
+    fs::rename(journal, Home() / "kept");
+    fs::create_directory(journal);
+    Crash(left);
+    EXPECT_EQ(LastConnection(), Connection::ReadBackFailed);
+    EXPECT_FALSE(Download());
+    fs::remove(journal);
+    fs::rename(Home() / "kept", journal);
+    Crash(left);
+    EXPECT_THAT(Listed(), testing::UnorderedElementsAre(1000, 500));
+}
+
+}  // namespace
+}  // namespace lumato::store
