@@ -6,6 +6,7 @@
 #include "base/diagnostics.h"
 #include "device/ascii.h"
 #include "device/comm_usb.h"
+#include "device/open_device.h"
 #include "device/scsi_exchange.h"
 #include "platform/services.h"
 
@@ -15,7 +16,6 @@ namespace {
 using platform::BusService;
 using platform::ScsiDevice;
 
-constexpr std::string_view kFamily = "quorvane";
 // INQUIRY (SPC-3, 6.4): allocation length 64, though only the standard 36 bytes are taken.
 constexpr std::array<std::uint8_t, 6> kInquiry = {0x12, 0x00, 0x00, 0x00, 0x40, 0x00};
 constexpr std::size_t kInquiryLength = 36;
@@ -159,6 +159,15 @@ void CCommUSB::SetUSBDeviceStatus(bool online) {
 
 bool CCommUSB::GetUSBDeviceStatus() {
     return Link().DeviceStatus && !Link().deviceGone;
+}
+
+bool CCommUSB::ConfirmIdentity() {
+    const std::shared_ptr<ScsiDevice> device = OpenDevice();
+    if (device == nullptr || !device->WantsIdentityConfirmed())
+        return device != nullptr;
+    const bool confirmed = GetDeviceInfo(*device);
+    NoteIfGone(device);
+    return confirmed;
 }
 
 void CCommUSB::DevClose() {

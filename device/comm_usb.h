@@ -8,6 +8,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 
 #include "platform/bus.h"
 #include "platform/scsi.h"
@@ -32,6 +33,9 @@ class FramePort {
     // Called on the main thread.
     virtual void ShowLinkError(const Error& error) { static_cast<void>(error); }
 };
+
+// What the vendor identification of a frame contains, in small letters.
+inline constexpr std::string_view kFamily = "quorvane";
 
 // The link's process-wide state. Every CCommUSB addresses the same single frame.
 struct LinkState {
@@ -71,6 +75,10 @@ class CCommUSB : private platform::BusListener {
     void SetUSBDeviceStatus(bool online);
     // Reads false from the moment a command has found the device gone, from any thread.
     bool GetUSBDeviceStatus();
+
+    // Asks the open device once more who it is, if it is hardware: false when it is no frame of the family
+    // any more, and nothing may be erased. A virtual frame is asked nothing.
+    bool ConfirmIdentity();
 
     // Unmounts every volume that has "LanguageUnicode.ini" in its root.
     void EjectMyDPF();

@@ -1,5 +1,6 @@
 #include "base/diagnostics.h"
 #include "device/comm_usb.h"
+#include "device/open_device.h"
 #include "device/scsi_exchange.h"
 
 namespace lumato::device {
@@ -19,23 +20,6 @@ Direction DirectionOf(int code) {
         default:
             return Direction::None;
     }
-}
-
-std::shared_ptr<platform::ScsiDevice> OpenDevice() {
-    LinkState& link = Link();
-    const std::lock_guard lock(link.deviceMutex);
-    return link.DevInterface;
-}
-
-// From here on nobody starts further work on the frame; the main thread takes it offline when the bus reports
-// the detachment. A device that has been replaced meanwhile says nothing about its successor.
-void NoteIfGone(const std::shared_ptr<platform::ScsiDevice>& device) {
-    if (!device->IsGone())
-        return;
-    LinkState& link = Link();
-    const std::lock_guard lock(link.deviceMutex);
-    if (link.DevInterface == device)
-        link.deviceGone = true;
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
 #include "device/comm_usb.h"
+#include "device/open_device.h"
 
 namespace lumato::device {
 
@@ -19,6 +20,21 @@ void ResetLink() {
     }
     link.frameName.clear();
     link.frame = nullptr;
+}
+
+std::shared_ptr<platform::ScsiDevice> OpenDevice() {
+    LinkState& link = Link();
+    const std::lock_guard lock(link.deviceMutex);
+    return link.DevInterface;
+}
+
+void NoteIfGone(const std::shared_ptr<platform::ScsiDevice>& device) {
+    if (!device->IsGone())
+        return;
+    LinkState& link = Link();
+    const std::lock_guard lock(link.deviceMutex);
+    if (link.DevInterface == device)
+        link.deviceGone = true;
 }
 
 }  // namespace lumato::device

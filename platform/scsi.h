@@ -50,6 +50,9 @@ class ScsiDevice {
     // True once the device has vanished; it never comes back under this object, and Execute then sends
     // nothing.
     [[nodiscard]] virtual bool IsGone() const = 0;
+
+    // True for hardware: who is about to erase something asks the device once more who it is.
+    [[nodiscard]] virtual bool WantsIdentityConfirmed() const { return false; }
 };
 
 }  // namespace lumato::platform

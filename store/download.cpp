@@ -3,6 +3,7 @@
 #include <memory>
 #include <vector>
 
+#include "device/comm_usb.h"
 #include "flash/checked_transfer.h"
 #include "flash/process_flash.h"
 #include "store/download_plan.h"
@@ -160,6 +161,9 @@ void Download::RememberBlocks() {
 bool Download::InvalidateTable() {
     if (!ReadTableBlock(kDownloadFailed) || !KeepJournal())
         return false;
+    if (!flash::Flash().device->ConfirmIdentity())
+        return Fail(kDownloadFailed,
+                    "the device does not say any more that it is a frame; nothing was changed");
     RememberBlocks();
     std::fill(m_tableBlock.begin() + kInvalidBegin, m_tableBlock.begin() + kInvalidEnd, std::uint8_t{0});
     const auto address = static_cast<unsigned long>(m_store.G_PicListAddress);

@@ -43,6 +43,7 @@ class TracedDevice : public platform::ScsiDevice {
 
     [[nodiscard]] platform::ScsiOutcome Execute(const platform::ScsiRequest& request) override;
     [[nodiscard]] bool IsGone() const override { return m_device->IsGone(); }
+    [[nodiscard]] bool WantsIdentityConfirmed() const override { return m_device->WantsIdentityConfirmed(); }
 
   private:
     std::unique_ptr<platform::ScsiDevice> m_device;

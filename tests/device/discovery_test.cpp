@@ -193,6 +193,26 @@ TEST_F(Discovery, DeviceThatCannotBeOpenedIsReportedAndLeftAlone) {
     EXPECT_EQ(m_script.opened, 0);
 }
 
+TEST_F(Discovery, OnlyHardwareIsAskedOnceMoreWhoItIs) {
+    EXPECT_FALSE(m_link.ConfirmIdentity());
+    m_bus.present = {&m_frame};
+    Start();
+    EXPECT_TRUE(m_link.ConfirmIdentity());
+    EXPECT_EQ(m_script.sent.size(), 1U);
+
+    m_script.hardware = true;
+    EXPECT_TRUE(m_link.ConfirmIdentity());
+    ASSERT_EQ(m_script.sent.size(), 2U);
+    EXPECT_EQ(m_script.sent[1].block, m_script.sent[0].block);
+    m_script.inquiry = test::InquiryData("OTHER");
+    EXPECT_FALSE(m_link.ConfirmIdentity());
+    EXPECT_TRUE(m_link.GetUSBDeviceStatus());
+    m_script.gone = true;
+    EXPECT_FALSE(m_link.ConfirmIdentity());
+    EXPECT_FALSE(m_link.GetUSBDeviceStatus());
+    EXPECT_EQ(m_script.sent.size(), 3U) << "a device that is gone is sent nothing";
+}
+
 TEST_F(Discovery, BusThatCannotBeSearchedIsReported) {
     m_bus.startError = ErrorKind::Refused;
     Start();

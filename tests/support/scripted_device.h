@@ -63,6 +63,7 @@ struct DeviceScript {
         [](const platform::ScsiRequest& request) { return Good(request.data.size()); };
     std::vector<SentCommand> sent;
     std::atomic<bool> gone{false};
+    bool hardware = false;  // wants its identity confirmed
     int opened = 0;
     std::atomic<int> closed{0};
 };
@@ -85,6 +86,7 @@ class ScriptedDevice : public platform::ScsiDevice {
         return isInquiry ? Give(request, m_script.inquiry) : m_script.answer(request);
     }
     bool IsGone() const override { return m_script.gone; }
+    bool WantsIdentityConfirmed() const override { return m_script.hardware; }
 
   private:
     DeviceScript& m_script;

@@ -1,0 +1,20 @@
+// Which programs hold a device node or files below a folder: what to tell somebody whose device is busy.
+//
+// No state; callable from any thread. Programs of other users show only to root.
+#pragma once
+
+#include <string>
+
+#include "base/file.h"
+
+namespace lumato::platform {
+
+// "gwenview (process 4711)", several separated by commas, each once; empty when none can be seen. Counted are
+// open files, working folders and mapped files that are `target` or lie below it. `procRoot` is "/proc" but
+// in tests.
+[[nodiscard]] std::string FileHolders(const Path& target, const Path& procRoot = "/proc");
+
+// "in use by gwenview (process 4711)", or "in use by another program".
+[[nodiscard]] std::string InUseBy(const Path& target, const Path& procRoot = "/proc");
+
+}  // namespace lumato::platform

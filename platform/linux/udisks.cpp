@@ -1,0 +1,87 @@
+#include "platform/linux/udisks.h"
+
+#include <chrono>
+#include <cstdio>
+#include <memory>
+#include <string_view>
+
+#include <systemd/sd-bus.h>
+
+#include "base/printable.h"
+
+namespace lumato::platform {
+namespace {
+
+using std::chrono::microseconds;
+
+constexpr microseconds kLimit = std::chrono::seconds(20);
+constexpr std::string_view kDevices = "/dev/";
+
+struct BusCloser {
+    void operator()(sd_bus* bus) const { sd_bus_flush_close_unref(bus); }
+};
+struct MessageCloser {
+    void operator()(sd_bus_message* message) const { sd_bus_message_unref(message); }
+};
+struct ErrorHolder {
+    sd_bus_error value = SD_BUS_ERROR_NULL;
+    ErrorHolder() = default;
+    ~ErrorHolder() { sd_bus_error_free(&value); }
+    ErrorHolder(const ErrorHolder&) = delete;
+    ErrorHolder& operator=(const ErrorHolder&) = delete;
+};
+
+bool IsPlain(char c) {
+    return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
+}
+
+// The service names its objects after device nodes, everything but letters and digits as _xx.
+std::string ObjectOf(std::string_view device) {
+    std::string object = "/org/freedesktop/UDisks2/block_devices/";
+    for (const char c : device.substr(device.starts_with(kDevices) ? kDevices.size() : 0)) {
+        char escaped[8];
+        std::snprintf(escaped, sizeof escaped, "_%02x", unsigned{static_cast<unsigned char>(c)});
+        object += IsPlain(c) ? std::string(1, c) : escaped;
+    }
+    return object;
+}
+
+Result<void> ResultOf(const sd_bus_error& error, int errorNumber) {
+    const std::string_view name = error.name == nullptr ? "" : error.name;
+    const std::string message =
+        error.message == nullptr ? SystemMessage(errorNumber) : Printable(error.message);
+    if (name == "org.freedesktop.UDisks2.Error.NotMounted")
+        return {};
+    if (name == "org.freedesktop.UDisks2.Error.DeviceBusy")
+        return Fail(ErrorKind::Busy, message);
+    if (name.starts_with("org.freedesktop.DBus.Error.ServiceUnknown") ||
+        name.starts_with("org.freedesktop.DBus.Error.Spawn") ||
+        name == "org.freedesktop.DBus.Error.UnknownObject" ||
+        name == "org.freedesktop.DBus.Error.UnknownMethod")
+        return Fail(ErrorKind::NotFound, message);
+    return Fail(ErrorKind::Refused, message);
+}
+
+}  // namespace
+
+Result<void> UnmountByService(const std::string& device) {
+    sd_bus* opened = nullptr;
+    if (const int error = sd_bus_open_system(&opened); error < 0)
+        return Fail(ErrorKind::NotFound, "no system bus: " + SystemMessage(-error));
+    const std::unique_ptr<sd_bus, BusCloser> bus(opened);
+
+    sd_bus_message* raw = nullptr;
+    if (sd_bus_message_new_method_call(bus.get(), &raw, "org.freedesktop.UDisks2", ObjectOf(device).c_str(),
+                                       "org.freedesktop.UDisks2.Filesystem", "Unmount") < 0)
+        return Fail(ErrorKind::NotFound, device + ": no name for the disk service");
+    const std::unique_ptr<sd_bus_message, MessageCloser> call(raw);
+    if (sd_bus_message_append(call.get(), "a{sv}", 0) < 0)
+        return Fail(ErrorKind::NotFound, device + ": no call to the disk service");
+
+    ErrorHolder error;
+    const int sent =
+        sd_bus_call(bus.get(), call.get(), static_cast<std::uint64_t>(kLimit.count()), &error.value, nullptr);
+    return sent < 0 ? ResultOf(error.value, -sent) : Result<void>();
+}
+
+}  // namespace lumato::platform

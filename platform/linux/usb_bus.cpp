@@ -1,0 +1,197 @@
+#include "platform/linux/usb_bus.h"
+
+#include <algorithm>
+#include <cctype>
+#include <string_view>
+#include <utility>
+
+#include <libudev.h>
+#include <unistd.h>
+
+#include "base/printable.h"
+#include "platform/linux/sg_device.h"
+
+namespace lumato::platform {
+namespace {
+
+constexpr const char* kSubsystem = "scsi_generic";
+// Where udevd listens while it runs. Without it nobody prepares devices, and the kernel's own events are all
+// there is.
+constexpr const char* kUdevControl = "/run/udev/control";
+
+using UdevDevice = std::unique_ptr<udev_device, udev_device* (*)(udev_device*)>;
+
+bool UdevRuns() {
+    return ::access(kUdevControl, F_OK) == 0;
+}
+
+bool Contains(std::string text, std::string_view family) {
+    std::ranges::transform(text, text.begin(),
+                           [](char c) { return c >= 'A' && c <= 'Z' ? char(c + 32) : c; });
+    return text.find(family) != std::string::npos;
+}
+
+// .../1:0:0:0/scsi_generic/sg1 -> .../1:0:0:0
+Path DeviceFolderOf(const Path& genericFolder) {
+    return genericFolder.parent_path().parent_path();
+}
+
+// The command that gives the computer's users access to frames, as it can be typed here.
+std::string PermitCommand() {
+    std::error_code error;
+    const Path beside = std::filesystem::read_symlink("/proc/self/exe", error).parent_path() / "lumatoctl";
+    const bool installed = beside.parent_path() == "/usr/bin" || !std::filesystem::exists(beside, error);
+    return "sudo " + (installed ? "lumatoctl" : Printable(beside.string())) + " permit";
+}
+
+}  // namespace
+
+class UsbBus::Service : public BusService {
+  public:
+    Service(ScsiCandidate candidate, Path node, bool mayBeFrame)
+        : m_candidate(std::move(candidate)), m_node(std::move(node)), m_mayBeFrame(mayBeFrame) {}
+
+    [[nodiscard]] std::string Name() const override { return m_node.string(); }
+
+    [[nodiscard]] Result<std::unique_ptr<ScsiDevice>> Open() override {
+        if (m_gone)
+            return Fail(ErrorKind::Gone, Name() + ": unplugged");
+        if (m_asked != nullptr)
+            return std::move(m_asked);
+        if (!m_mayBeFrame)
+            return SgDevice::Open(m_node, SgAccess::Ask);
+        if (m_candidate.generic.empty())
+            return Fail(
+                ErrorKind::NotFound,
+                "the frame has no /dev/sg node: the kernel module sg is not loaded; `sudo modprobe sg` "
+                "loads it");
+        auto opened = SgDevice::Open(m_node, SgAccess::Exclusive);
+        if (!opened && opened.error().kind == ErrorKind::Refused)
+            return Fail(ErrorKind::Refused, opened.error().message + "; `" + PermitCommand() +
+                                                "` gives it to this computer's users");
+        return opened;
+    }
+
+    // Whether it is of interest: a frame always is, so that one that cannot be opened is explained; another
+    // disk only if it can be asked.
+    [[nodiscard]] bool CanBeAsked() {
+        if (m_mayBeFrame)
+            return true;
+        if (auto opened = SgDevice::Open(m_node, SgAccess::Ask))
+            m_asked = std::move(*opened);
+        return m_asked != nullptr;
+    }
+
+    [[nodiscard]] bool IsAt(const Path& sysPath) const { return !m_gone && m_candidate.sysPath == sysPath; }
+    void Retire() {
+        m_gone = true;
+        m_asked.reset();
+    }
+    // An open handle that nobody took would keep others out.
+    void LetGo() { m_asked.reset(); }
+
+  private:
+    const ScsiCandidate m_candidate;
+    const Path m_node;
+    const bool m_mayBeFrame;
+    bool m_gone = false;
+    std::unique_ptr<ScsiDevice> m_asked;  // opened to see whether that is possible
+};
+
+UsbBus::UsbBus(UsbBusOptions options)
+    : m_options(std::move(options)), m_udev(nullptr, udev_unref), m_monitor(nullptr, udev_monitor_unref) {}
+
+UsbBus::~UsbBus() = default;
+
+// Watching begins before the search, so that nothing is missed between them; what is met twice counts once.
+Result<void> UsbBus::Start(BusListener& listener) {
+    m_listener = &listener;
+    if (m_options.watch)
+        LUMATO_TRY_VOID(Watch());
+    for (ScsiCandidate& candidate : FindCandidates(m_options.sysRoot)) {
+        if (IsPrepared(candidate))
+            Announce(std::move(candidate));
+        else
+            m_unprepared.push_back(candidate.sysPath);
+    }
+    return {};
+}
+
+Result<void> UsbBus::Watch() {
+    m_udev.reset(udev_new());
+    if (m_udev != nullptr)
+        m_monitor.reset(udev_monitor_new_from_netlink(m_udev.get(), UdevRuns() ? "udev" : "kernel"));
+    if (m_monitor == nullptr ||
+        udev_monitor_filter_add_match_subsystem_devtype(m_monitor.get(), kSubsystem, nullptr) < 0 ||
+        udev_monitor_enable_receiving(m_monitor.get()) < 0)
+        return Fail(ErrorKind::Unreadable, "the system does not report which USB devices come and go");
+    return {};
+}
+
+// udev announces a device that it is still busy with once more when it is ready.
+bool UsbBus::IsPrepared(const ScsiCandidate& candidate) const {
+    if (m_udev == nullptr || candidate.generic.empty() || !UdevRuns())
+        return true;
+    const UdevDevice device(
+        udev_device_new_from_subsystem_sysname(m_udev.get(), kSubsystem, candidate.generic.c_str()),
+        udev_device_unref);
+    return device == nullptr || udev_device_get_is_initialized(device.get()) != 0;
+}
+
+int UsbBus::Descriptor() const {
+    return m_monitor == nullptr ? -1 : udev_monitor_get_fd(m_monitor.get());
+}
+
+void UsbBus::DeliverEvents() {
+    while (m_monitor != nullptr) {
+        const UdevDevice device(udev_monitor_receive_device(m_monitor.get()), udev_device_unref);
+        if (device == nullptr)
+            return;
+        const char* action = udev_device_get_action(device.get());
+        const Path folder = DeviceFolderOf(udev_device_get_syspath(device.get()));
+        if (action != nullptr && std::string_view(action) == "remove")
+            DeviceRemoved(folder);
+        else
+            DeviceAdded(folder);
+    }
+}
+
+bool UsbBus::IsSettling() const {
+    return !m_unprepared.empty() || StorageIsSettling(m_options.sysRoot);
+}
+
+void UsbBus::DeviceAdded(const Path& deviceFolder) {
+    std::optional<ScsiCandidate> candidate = ReadCandidate(deviceFolder);
+    if (candidate)
+        Announce(std::move(*candidate));
+}
+
+void UsbBus::DeviceRemoved(const Path& deviceFolder) {
+    std::erase(m_unprepared, deviceFolder);
+    const auto found =
+        std::ranges::find_if(m_services, [&](const auto& service) { return service->IsAt(deviceFolder); });
+    if (found == m_services.end())
+        return;
+    Service& service = **found;
+    service.Retire();
+    m_listener->ServiceDisappeared(service);
+}
+
+void UsbBus::Announce(ScsiCandidate candidate) {
+    std::erase(m_unprepared, candidate.sysPath);
+    const bool known = std::ranges::any_of(
+        m_services, [&](const auto& service) { return service->IsAt(candidate.sysPath); });
+    const bool mayBeFrame = Contains(candidate.vendor, m_options.family);
+    if (known || (candidate.generic.empty() && !mayBeFrame))
+        return;
+    Path node = candidate.generic.empty() ? candidate.sysPath : m_options.deviceRoot / candidate.generic;
+    auto service = std::make_unique<Service>(std::move(candidate), std::move(node), mayBeFrame);
+    if (!service->CanBeAsked())
+        return;
+    m_services.push_back(std::move(service));
+    Service& announced = *m_services.back();
+    m_listener->ServiceAppeared(announced);
+    announced.LetGo();
+}
+
+}  // namespace lumato::platform

@@ -1,0 +1,68 @@
+// The USB bus: the SCSI devices on it that may be a frame, those there at the start and those that come and
+// go.
+//
+// Main thread only, as every bus; the devices that were opened from it may be used on any thread. Nothing
+// blocks: wait on Descriptor() in the main loop and call DeliverEvents() when it is readable.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "base/file.h"
+#include "platform/bus.h"
+#include "platform/linux/scsi_candidates.h"
+
+struct udev;
+struct udev_monitor;
+
+namespace lumato::platform {
+
+struct UsbBusOptions {
+    // What the vendor of a frame contains, in small letters. A device whose vendor lacks it is opened for
+    // reading alone, which lets an INQUIRY pass and nothing that could change it.
+    std::string family;
+    // For tests.
+    Path sysRoot = "/sys";
+    Path deviceRoot = "/dev";
+    bool watch = true;  // false: nothing comes or goes by itself
+};
+
+class UsbBus : public Bus {
+  public:
+    explicit UsbBus(UsbBusOptions options);
+    ~UsbBus() override;
+    UsbBus(const UsbBus&) = delete;
+    UsbBus& operator=(const UsbBus&) = delete;
+
+    // Errors: Unreadable (the system cannot report what comes and goes).
+    [[nodiscard]] Result<void> Start(BusListener& listener) override;
+
+    // Readable when something has come or gone; -1 before Start().
+    [[nodiscard]] int Descriptor() const;
+    // Tells the listener of it.
+    void DeliverEvents();
+
+    // True while the system still looks at a storage device that was just plugged in.
+    [[nodiscard]] bool IsSettling() const;
+
+    // One device has come or gone, by its folder in sysfs.
+    void DeviceAdded(const Path& deviceFolder);
+    void DeviceRemoved(const Path& deviceFolder);
+
+  private:
+    class Service;
+
+    [[nodiscard]] Result<void> Watch();
+    [[nodiscard]] bool IsPrepared(const ScsiCandidate& candidate) const;
+    void Announce(ScsiCandidate candidate);
+
+    UsbBusOptions m_options;
+    BusListener* m_listener = nullptr;
+    std::vector<std::unique_ptr<Service>> m_services;  // kept to the end, as a listener may hold on to one
+    std::vector<Path> m_unprepared;  // present, but udev has not yet given its user access to it
+    std::unique_ptr<udev, udev* (*)(udev*)> m_udev;
+    std::unique_ptr<udev_monitor, udev_monitor* (*)(udev_monitor*)> m_monitor;
+};
+
+}  // namespace lumato::platform
