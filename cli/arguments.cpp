@@ -232,6 +232,9 @@ void AddFileCommands(CLI::App& app, Arguments& arguments) {
     AddFile(decode, "BITMAP", arguments, "the bitmap file to write");
     AddSize(decode, "--size", arguments, "the size it must have (default: any)");
 
+    AddCommand(&app, arguments, Command::Permit, "permit",
+               "let this computer's users use frames: installs the udev rule (as root)");
+
     CLI::App* text = AddCommand(&app, arguments, Command::Text, "text",
                                 "what the language file gives for a key; no frame needed");
     text->add_option("KEY", arguments.key, "the text's key")->required()->type_name("");
@@ -272,6 +275,24 @@ void AddVirtualFrameCommands(CLI::App& app, Arguments& arguments) {
     AddParsed(make, "--firmware-end", fresh.firmwareEnd, address, "an address",
               "give it a firmware header that leads to this address")
         ->type_name("ADDRESS");
+
+    CLI::App* serve = AddCommand(
+        frame, arguments, Command::FrameServe, "serve",
+        "plug the virtual frame into a virtual machine's USB bus (usbredir protocol), until it is ended");
+    AddFile(serve, "FILE", arguments, "the flash image");
+    serve->add_option("--socket", arguments.serve.socket, "the UNIX socket to listen on")
+        ->required()
+        ->type_name("PATH");
+    serve->add_flag("--connect", arguments.serve.connect,
+                    "connect to the socket in place of listening on it");
+    serve
+        ->add_option("--control", arguments.serve.control,
+                     "listen here for orders, one a line: plug, unplug, fault N:KIND")
+        ->type_name("PATH");
+    serve
+        ->add_option("--vendor", arguments.serve.vendor,
+                     "what it answers an INQUIRY with, 8 characters at most")
+        ->type_name("NAME");
 
     CLI::App* render = AddCommand(frame, arguments, Command::FrameRender, "render",
                                   "what the frame would show for a picture, as a PNG file");

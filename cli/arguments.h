@@ -23,7 +23,9 @@ enum class Command {
     Decode,
     Text,
     FrameNew,
+    FrameServe,
     FrameRender,
+    Permit,
 };
 
 struct Size {
@@ -51,6 +53,13 @@ struct NewFrameArguments {
     std::optional<std::uint64_t> firmwareEnd;
 };
 
+struct ServeArguments {
+    Path socket;
+    bool connect = false;
+    std::optional<Path> control;
+    std::optional<std::string> vendor;
+};
+
 struct Arguments {
     Command command = Command::None;
     int exitStatus = 0;  // for Command::None
@@ -76,6 +85,7 @@ struct Arguments {
     std::string key, defaultText;
     std::optional<std::string> section;
     NewFrameArguments newFrame;
+    ServeArguments serve;
 };
 
 // Answers --help and --version on standard output, complains about wrong usage on standard error (exit status

@@ -19,8 +19,12 @@ int RunEncode(const Arguments& arguments, const Output& output);
 int RunDecode(const Arguments& arguments, const Output& output);
 int RunText(const Arguments& arguments, const Output& output);
 
+// The computer's permissions.
+int RunPermit(const Arguments& arguments, const Output& output);
+
 // Virtual frames.
 int RunFrameNew(const Arguments& arguments, const Output& output);
+int RunFrameServe(const Arguments& arguments, const Output& output);
 int RunFrameRender(const Arguments& arguments, const Output& output);
 
 }  // namespace lumato::cli

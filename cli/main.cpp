@@ -31,6 +31,10 @@ int Run(const Arguments& arguments, const Output& output) {
             return RunText(arguments, output);
         case Command::FrameNew:
             return RunFrameNew(arguments, output);
+        case Command::Permit:
+            return RunPermit(arguments, output);
+        case Command::FrameServe:
+            return RunFrameServe(arguments, output);
         case Command::FrameRender:
             return RunFrameRender(arguments, output);
     }

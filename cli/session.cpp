@@ -1,5 +1,9 @@
 #include "cli/session.h"
 
+#include <chrono>
+
+#include <poll.h>
+
 #include "base/printable.h"
 #include "flash/process_flash.h"
 #include "platform/linux/folders.h"
@@ -10,6 +14,11 @@
 namespace lumato::cli {
 namespace {
 
+constexpr const char* kNoneOnUsb =
+    "no frame found: there is none on the USB bus; --frame FILE names a virtual one";
+constexpr std::chrono::seconds kSettlingTime{3};
+constexpr int kGlanceMilliseconds = 50;
+
 tl::unexpected<Failure> Fail(ExitStatus status, std::string message) {
     return tl::unexpected<Failure>(Failure{status, std::move(message)});
 }
@@ -19,7 +28,7 @@ tl::unexpected<Failure> Fail(ExitStatus status, std::string message) {
 tl::expected<std::unique_ptr<Session>, Failure> Session::Connect(const Arguments& arguments) {
     std::unique_ptr<Session> session(new Session(arguments.quiet));
     // The frame comes first: a file that is none must not leave a new home folder behind.
-    tl::expected<void, Failure> done = session->PlugFrame(arguments);
+    tl::expected<void, Failure> done = session->FindBus(arguments);
     if (done)
         done = session->PrepareHome(arguments);
     if (done)
@@ -29,10 +38,31 @@ tl::expected<std::unique_ptr<Session>, Failure> Session::Connect(const Arguments
     return session;
 }
 
-tl::expected<void, Failure> Session::PlugFrame(const Arguments& arguments) {
-    if (!arguments.frame)
-        return Fail(kNoFrame,
-                    "no frame found: there is none on the USB bus; --frame FILE names a virtual one");
+tl::expected<void, Failure> Session::FindBus(const Arguments& arguments) {
+    const tl::expected<void, Failure> found =
+        arguments.frame ? PlugVirtualFrame(arguments) : SearchUsb(arguments);
+    if (!found)
+        return found;
+    platform::Services& services = platform::CurrentServices();
+    services.clock = &m_clock;
+    services.bus = &Bus();
+    if (!arguments.trace)
+        return {};
+    const Result<std::shared_ptr<vframe::TraceLog>> log = vframe::TraceLog::Create(*arguments.trace);
+    if (!log)
+        return Fail(kRefused, log.error().message);
+    m_tracedBus = std::make_unique<vframe::TracedBus>(Bus(), *log);
+    services.bus = m_tracedBus.get();
+    return {};
+}
+
+platform::Bus& Session::Bus() {
+    if (m_usbBus != nullptr)
+        return *m_usbBus;
+    return *m_frameBus;
+}
+
+tl::expected<void, Failure> Session::PlugVirtualFrame(const Arguments& arguments) {
     m_frameBus = std::make_unique<vframe::VirtualBus>();
     const vframe::FrameOptions options{.faults = arguments.faults, .pace = arguments.pace.value_or(0)};
     const Result<platform::BusService*> plugged = m_frameBus->Plug(*arguments.frame, options);
@@ -40,18 +70,36 @@ tl::expected<void, Failure> Session::PlugFrame(const Arguments& arguments) {
         const bool busy = plugged.error().kind == ErrorKind::Busy;
         return Fail(busy ? kRefused : kNoFrame, plugged.error().message);
     }
-
-    platform::Services& services = platform::CurrentServices();
-    services.clock = &m_clock;
-    services.bus = m_frameBus.get();
-    if (!arguments.trace)
-        return {};
-    const Result<std::shared_ptr<vframe::TraceLog>> log = vframe::TraceLog::Create(*arguments.trace);
-    if (!log)
-        return Fail(kRefused, log.error().message);
-    m_tracedBus = std::make_unique<vframe::TracedBus>(*m_frameBus, *log);
-    services.bus = m_tracedBus.get();
     return {};
+}
+
+tl::expected<void, Failure> Session::SearchUsb(const Arguments& arguments) {
+    if (!arguments.faults.empty() || arguments.pace)
+        return Fail(kWrongUsage, "--fault and --pace are for a virtual frame; --frame FILE names one");
+    m_usbBus =
+        std::make_unique<platform::UsbBus>(platform::UsbBusOptions{.family = std::string(device::kFamily)});
+    if (!m_usbBus->HasCandidates() && !m_usbBus->IsSettling())
+        return Fail(kNoFrame, kNoneOnUsb);
+    platform::CurrentServices().volumes = &m_volumes;
+    return {};
+}
+
+// A frame that was plugged in a moment ago takes the system a second or two.
+void Session::WaitForUsb() {
+    const auto end = std::chrono::steady_clock::now() + kSettlingTime;
+    while (!device::Link().task.Joinable() && m_usbBus->IsSettling() &&
+           std::chrono::steady_clock::now() < end) {
+        pollfd wait{.fd = m_usbBus->Descriptor(), .events = POLLIN, .revents = 0};
+        ::poll(&wait, 1, kGlanceMilliseconds);
+        m_usbBus->DeliverEvents();
+    }
+}
+
+void Session::DeliverEvents() {
+    if (m_usbBus != nullptr)
+        m_usbBus->DeliverEvents();
+    else
+        m_frameBus->DeliverEvents();
 }
 
 tl::expected<void, Failure> Session::PrepareHome(const Arguments& arguments) {
@@ -75,14 +123,20 @@ tl::expected<void, Failure> Session::PrepareHome(const Arguments& arguments) {
 }
 
 tl::expected<void, Failure> Session::BringOnline() {
-    device::Link().frame = &m_framePort;
+    device::Link().frame = &m_linkNotes;
     m_link = std::make_unique<device::CCommUSB>();
     flash::Flash().device = m_link.get();
     m_link->IniUSBDevice();
+    if (m_usbBus != nullptr)
+        WaitForUsb();
+    if (!device::Link().task.Joinable() && m_linkNotes.FirstError())
+        return Fail(kRefused, m_linkNotes.FirstError()->message);
+    if (!device::Link().task.Joinable() && m_usbBus != nullptr)
+        return Fail(kNoFrame, kNoneOnUsb);
     if (!device::Link().task.Joinable())
         return Fail(kNoFrame, "no frame found: what was attached does not answer as one");
     device::Link().task.Join();
-    m_frameBus->DeliverEvents();
+    DeliverEvents();
     store::FinishTransfer();
     if (store::LastConnection() != store::Connection::Online || !m_link->GetUSBDeviceStatus())
         return Fail(kRefused, m_status.LastMessage());
@@ -90,13 +144,14 @@ tl::expected<void, Failure> Session::BringOnline() {
 }
 
 tl::expected<void, Failure> Session::Download() {
+    m_link->EjectMyDPF();  // the desktop may have mounted the frame's volume since it was found
     if (!store::BeginDownload())
         return Fail(kRefused, m_status.LastMessage());
     bool done = false;
     platform::Task task([&done] { done = store::TranspotPic(); });
     task.Join();
     const std::string message = m_status.LastMessage();
-    m_frameBus->DeliverEvents();
+    DeliverEvents();
     store::FinishTransfer();
     m_status.ClearBar();
     if (!done)

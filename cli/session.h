@@ -10,12 +10,15 @@
 #include <tl/expected.hpp>
 
 #include "cli/arguments.h"
+#include "cli/link_notes.h"
 #include "cli/output.h"
 #include "cli/terminal_status.h"
 #include "device/comm_usb.h"
 #include "picture/rv512_encoder.h"
 #include "platform/linux/folder_lock.h"
+#include "platform/linux/mounted_volumes.h"
 #include "platform/linux/system_clock.h"
+#include "platform/linux/usb_bus.h"
 #include "store/store.h"
 #include "vframe/trace.h"
 #include "vframe/virtual_bus.h"
@@ -38,19 +41,26 @@ class Session {
     [[nodiscard]] TerminalStatus& Status() { return m_status; }
 
   private:
-    explicit Session(bool quiet) : m_status(quiet) {}
+    explicit Session(bool quiet) : m_status(quiet), m_linkNotes(m_status) {}
 
     tl::expected<void, Failure> PrepareHome(const Arguments& arguments);
-    tl::expected<void, Failure> PlugFrame(const Arguments& arguments);
+    tl::expected<void, Failure> FindBus(const Arguments& arguments);
+    tl::expected<void, Failure> PlugVirtualFrame(const Arguments& arguments);
+    tl::expected<void, Failure> SearchUsb(const Arguments& arguments);
     tl::expected<void, Failure> BringOnline();
+    [[nodiscard]] platform::Bus& Bus();
+    void WaitForUsb();
+    void DeliverEvents();
 
     TerminalStatus m_status;
     platform::SystemClock m_clock;
     picture::CRv512Encoder m_codec;
     std::optional<platform::FolderLock> m_homeLock;
     std::unique_ptr<vframe::VirtualBus> m_frameBus;
+    std::unique_ptr<platform::UsbBus> m_usbBus;
+    platform::MountedVolumes m_volumes;
     std::unique_ptr<vframe::TracedBus> m_tracedBus;
-    store::StoreFramePort m_framePort;
+    LinkNotes m_linkNotes;
     std::unique_ptr<device::CCommUSB> m_link;
 };
 

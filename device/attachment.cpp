@@ -126,8 +126,11 @@ void CCommUSB::ServiceAppeared(BusService& service) {
     // have its old name back, which no two devices have at the same time.
     if (Link().DeviceStatus && (Link().deviceGone || service.Name() == Link().frameName))
         Detach(*this);
-    if (Link().DeviceStatus)
+    if (Link().DeviceStatus) {
+        ShowLinkError({ErrorKind::Refused, service.Name() + ": a second frame; it is left alone while " +
+                                               Link().frameName + " is in use"});
         return;
+    }
     KeepDevice(*tested, service.Name());
     SetUSBDeviceStatus(true);
 }

@@ -38,6 +38,9 @@ class FaultyFrame : public platform::ScsiDevice {
     [[nodiscard]] platform::ScsiOutcome Execute(const platform::ScsiRequest& request) override;
     [[nodiscard]] bool IsGone() const override { return m_frame.IsGone(); }
 
+    // The next command goes wrong. Not while one runs.
+    void FailNext(FaultKind kind) { m_faults.push_back({.command = m_commands + 1, .kind = kind}); }
+
   private:
     [[nodiscard]] platform::ScsiOutcome ExecuteWrongly(const platform::ScsiRequest& request, FaultKind kind);
 

@@ -3,6 +3,7 @@
 // Runs one command at a time, from any thread.
 #pragma once
 
+#include <string>
 #include <vector>
 
 #include "vframe/faults.h"
@@ -13,13 +14,14 @@ namespace lumato::vframe {
 
 struct FrameOptions {
     std::vector<Fault> faults = {};
-    double pace = 0;  // times as fast as a real one; 0: no waiting
+    double pace = 0;                                 // times as fast as a real one; 0: no waiting
+    std::string vendor = std::string(kFrameVendor);  // 8 characters at most
 };
 
 class PluggedFrame : public platform::ScsiDevice {
   public:
     PluggedFrame(FlashImage flash, FrameOptions options)
-        : m_frame(std::move(flash)),
+        : m_frame(std::move(flash), options.vendor),
           m_faulty(m_frame, std::move(options.faults)),
           m_paced(m_faulty, options.pace) {}
 
@@ -27,6 +29,9 @@ class PluggedFrame : public platform::ScsiDevice {
         return m_paced.Execute(request);
     }
     [[nodiscard]] bool IsGone() const override { return m_frame.IsGone(); }
+
+    // The next command goes wrong. Not while one runs.
+    void FailNext(FaultKind kind) { m_faulty.FailNext(kind); }
 
     // The frame itself: its flash, its clock, its plug.
     [[nodiscard]] VirtualFrame& Frame() { return m_frame; }

@@ -25,22 +25,24 @@ enum Operation : std::uint8_t {
 
 constexpr std::size_t kInquirySize = 36;
 
-std::array<std::uint8_t, kInquirySize> InquiryData() {
+std::array<std::uint8_t, kInquirySize> InquiryData(std::string_view vendor) {
     std::array<std::uint8_t, kInquirySize> data{};
     data[1] = 0x80;  // removable
     data[2] = 2;     // SPC-2's predecessor: keeps the kernel from asking for LUNs and VPD pages
     data[3] = 2;     // response data format
     data[4] = kInquirySize - 5;
-    constexpr std::string_view names = "QUORVANEPhoto Frame     1.00";
+    constexpr std::size_t vendorLength = 8;
+    constexpr std::string_view names = "        Photo Frame     1.00";
     std::copy(names.begin(), names.end(), data.begin() + 8);
+    std::copy_n(vendor.begin(), std::min(vendor.size(), vendorLength), data.begin() + 8);
     return data;
 }
 
-Reply Inquiry(const ScsiRequest& request) {
+Reply Inquiry(const ScsiRequest& request, std::string_view vendor) {
     const bool vitalProductData = (request.block[1] & 0x01) != 0;
     if (vitalProductData || request.block[2] != 0)
         return Refuse(kInvalidField);
-    return SendAnswer(request, InquiryData(), request.block[4]);
+    return SendAnswer(request, InquiryData(vendor), request.block[4]);
 }
 
 Reply ModeSense(const ScsiRequest& request) {
@@ -76,7 +78,7 @@ Reply SendAnswer(const ScsiRequest& request, ByteSpan answer, std::size_t alloca
     return length;
 }
 
-ScsiTarget::ScsiTarget() : m_disk(MakeVolume()) {}
+ScsiTarget::ScsiTarget(std::string_view vendor) : m_vendor(vendor), m_disk(MakeVolume()) {}
 
 Reply ScsiTarget::Execute(const ScsiRequest& request) const {
     if (request.block.size() < BlockLength(request.block[0]))
@@ -87,7 +89,7 @@ Reply ScsiTarget::Execute(const ScsiRequest& request) const {
         case kStartStopUnit:
             return NoData(request);
         case kInquiry:
-            return Inquiry(request);
+            return Inquiry(request, m_vendor);
         case kModeSense6:
             return ModeSense(request);
         case kReadCapacity10:

@@ -5,6 +5,8 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/scsi.h"
@@ -12,9 +14,12 @@
 
 namespace lumato::vframe {
 
+inline constexpr std::string_view kFrameVendor = "QUORVANE";
+
 class ScsiTarget {
   public:
-    ScsiTarget();
+    // `vendor`: as INQUIRY tells it, 8 characters at most.
+    explicit ScsiTarget(std::string_view vendor = kFrameVendor);
 
     // Requires: the block is not empty.
     [[nodiscard]] Reply Execute(const platform::ScsiRequest& request) const;
@@ -22,6 +27,7 @@ class ScsiTarget {
   private:
     [[nodiscard]] Reply ReadBlocks(const platform::ScsiRequest& request) const;
 
+    std::string m_vendor;
     std::vector<std::uint8_t> m_disk;
 };
 

@@ -24,7 +24,8 @@ std::string Describe(const Sense& sense) {
 
 }  // namespace
 
-VirtualFrame::VirtualFrame(FlashImage flash) : m_chip(std::move(flash)), m_vendor(m_chip) {}
+VirtualFrame::VirtualFrame(FlashImage flash, std::string_view vendor)
+    : m_chip(std::move(flash)), m_vendor(m_chip), m_target(vendor) {}
 
 ScsiOutcome VirtualFrame::Execute(const ScsiRequest& request) {
     const std::lock_guard lock(m_mutex);

@@ -7,6 +7,7 @@
 #include <atomic>
 #include <mutex>
 #include <optional>
+#include <string_view>
 #include <vector>
 
 #include "platform/scsi.h"
@@ -18,8 +19,8 @@ namespace lumato::vframe {
 
 class VirtualFrame : public platform::ScsiDevice {
   public:
-    // A frame that has just got power.
-    explicit VirtualFrame(FlashImage flash);
+    // A frame that has just got power; `vendor` is what it says of itself.
+    explicit VirtualFrame(FlashImage flash, std::string_view vendor = kFrameVendor);
 
     [[nodiscard]] platform::ScsiOutcome Execute(const platform::ScsiRequest& request) override;
     [[nodiscard]] bool IsGone() const override { return m_gone; }

@@ -156,6 +156,10 @@ void UsbBus::DeliverEvents() {
     }
 }
 
+bool UsbBus::HasCandidates() const {
+    return !FindCandidates(m_options.sysRoot).empty();
+}
+
 bool UsbBus::IsSettling() const {
     return !m_unprepared.empty() || StorageIsSettling(m_options.sysRoot);
 }

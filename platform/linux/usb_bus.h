@@ -43,6 +43,8 @@ class UsbBus : public Bus {
     // Tells the listener of it.
     void DeliverEvents();
 
+    // True when there is anything to announce now. May be asked before Start().
+    [[nodiscard]] bool HasCandidates() const;
     // True while the system still looks at a storage device that was just plugged in.
     [[nodiscard]] bool IsSettling() const;
 

@@ -1,0 +1,59 @@
+// lumatoctl frame serve: the virtual frame as a USB mass-storage device of a virtual machine.
+#include <csignal>
+
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include "base/printable.h"
+#include "cli/commands.h"
+#include "vframe/usb_server.h"
+
+namespace lumato::cli {
+namespace {
+
+// Readable once somebody wants the program to end. The sockets are then removed in good order.
+int EndDescriptor() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGTERM);
+    sigprocmask(SIG_BLOCK, &signals, nullptr);
+    return ::signalfd(-1, &signals, SFD_CLOEXEC);
+}
+
+tl::expected<vframe::UsbServerOptions, Error> Wanted(const Arguments& arguments) {
+    vframe::UsbServerOptions options{.image = arguments.files.front(), .socket = arguments.serve.socket};
+    options.frame.faults = arguments.faults;
+    options.frame.pace = arguments.pace.value_or(0);
+    if (arguments.serve.vendor)
+        options.frame.vendor = *arguments.serve.vendor;
+    options.connect = arguments.serve.connect;
+    options.control = arguments.serve.control;
+    if (arguments.trace) {
+        LUMATO_TRY(options.trace, vframe::TraceLog::Create(*arguments.trace));
+    }
+    return options;
+}
+
+}  // namespace
+
+int RunFrameServe(const Arguments& arguments, const Output& output) {
+    const int end = EndDescriptor();
+    tl::expected<vframe::UsbServerOptions, Error> options = Wanted(arguments);
+    if (!options)
+        return output.Failed(kRefused, options.error().message);
+    Result<std::unique_ptr<vframe::UsbServer>> server = vframe::UsbServer::Create(std::move(*options));
+    if (!server) {
+        const ErrorKind kind = server.error().kind;
+        const bool noFrame = kind == ErrorKind::NotFound || kind == ErrorKind::Unsupported;
+        return output.Failed(noFrame ? kNoFrame : kRefused, server.error().message);
+    }
+    if (!arguments.quiet)
+        std::fprintf(stderr, "%s is on the bus at %s\n", Printable(arguments.files.front().native()).c_str(),
+                     Printable(arguments.serve.socket.native()).c_str());
+    (*server)->Run(end);
+    ::close(end);
+    return kDone;
+}
+
+}  // namespace lumato::cli

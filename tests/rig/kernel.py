@@ -1,0 +1,138 @@
+"""The kernel that the rig boots: Debian's own package, fetched with apt-get and unpacked into a cache folder, and
+an initrd of busybox with the modules that a USB storage device needs.
+
+Raises Missing with the reason where a part cannot be had.
+"""
+import glob
+import os
+import shutil
+import subprocess
+
+MODULES = """
+    usb-common usbcore xhci-hcd xhci-pci ehci-hcd ehci-pci scsi_common scsi_mod sg
+    crct10dif_common crc64 crct10dif_generic crc-t10dif crc64-rocksoft t10-pi sd_mod usb-storage
+    fat vfat nls_cp437 nls_ascii
+    virtio virtio_ring virtio_pci_legacy_dev virtio_pci_modern_dev virtio_pci
+    netfs fscache 9pnet 9pnet_virtio 9p overlay
+""".split()
+FOLDERS = ["drivers/usb", "drivers/scsi", "drivers/virtio", "block", "crypto", "lib", "fs", "net/9p",
+           "arch/x86/crypto"]
+
+# The guest: mounts this machine's file system read-only with a writable layer above it, starts udevd there, and
+# runs what it is told over its second serial port: "run N" runs the script N.sh of the shared folder.
+INIT = r"""#!/bin/busybox sh
+/bin/busybox --install -s /bin
+export PATH=/bin
+mount -t proc proc /proc; mount -t sysfs sys /sys; mount -t devtmpfs dev /dev
+while read -r module; do insmod /modules/$module || echo "RIG: no module $module"; done </modules/order
+mount -t 9p -o trans=virtio,version=9p2000.L,ro,msize=262144,cache=loose host /lower || echo "RIG: no host"
+mount -t tmpfs tmpfs /layer; mkdir /layer/up /layer/work
+mount -t overlay -o lowerdir=/lower,upperdir=/layer/up,workdir=/layer/work overlay /root || echo "RIG: no overlay"
+for folder in proc sys dev; do mount --bind /$folder /root/$folder; done
+mount -t tmpfs tmpfs /root/run; mount -t tmpfs tmpfs /root/tmp; mkdir -p /root/run/udev /root/mnt/share
+mount -t 9p -o trans=virtio,version=9p2000.L,msize=262144,cache=none share /root/mnt/share || echo "RIG: no share"
+stty -F /dev/ttyS1 raw -echo
+exec 3<>/dev/ttyS1
+echo ready >&3
+while read -r word number <&3; do
+    [ "$word" = run ] || continue
+    chroot /root /bin/sh /mnt/share/$number.sh >/root/mnt/share/$number.out 2>/root/mnt/share/$number.err 3>&-
+    echo $? >/root/mnt/share/$number.rc
+    echo "done $number" >&3
+done
+poweroff -f
+"""
+
+
+class Missing(Exception):
+    pass
+
+
+def _run(command, **options):
+    try:
+        return subprocess.run(command, check=True, stdout=subprocess.PIPE, stderr=subprocess.PIPE, **options).stdout
+    except (OSError, subprocess.CalledProcessError) as error:
+        reason = getattr(error, "stderr", b"") or b""
+        raise Missing("%s: %s %s" % (" ".join(command[:3]), error, reason.decode(errors="replace")[-300:]))
+
+
+def need_programs():
+    for program in ("qemu-system-x86_64", "busybox", "cpio", "modinfo", "apt-get", "dpkg-deb", "depmod"):
+        if not shutil.which(program, path=os.environ.get("PATH", "") + ":/usr/sbin:/sbin"):
+            raise Missing("%s is not installed" % program)
+
+
+def _package():
+    depends = _run(["apt-cache", "depends", "linux-image-amd64"]).decode()
+    for line in depends.splitlines():
+        word = line.split()[-1:]
+        if "Depends:" in line and word[0].startswith("linux-image-"):
+            return word[0]
+    raise Missing("linux-image-amd64 is not in the package lists (apt-get update)")
+
+
+def fetch(cache):
+    """The folder that holds boot/ and lib/ of the kernel package; fetched once."""
+    package = _package()
+    folder = os.path.join(cache, package)
+    if os.path.exists(os.path.join(folder, "complete")):
+        return folder
+    shutil.rmtree(folder, ignore_errors=True)
+    os.makedirs(folder)
+    _run(["apt-get", "download", package], cwd=folder)
+    archive, = glob.glob(os.path.join(folder, "*.deb"))
+    version = package[len("linux-image-"):]
+    kernel = "./lib/modules/%s/kernel/" % version
+    tar = subprocess.Popen(["dpkg-deb", "--fsys-tarfile", archive], stdout=subprocess.PIPE)
+    _run(["tar", "-x", "-C", folder, "./boot/vmlinuz-" + version, *[kernel + f for f in FOLDERS]], stdin=tar.stdout)
+    tar.wait()
+    os.remove(archive)
+    open(os.path.join(folder, "complete"), "w").close()
+    return folder
+
+
+def _module_files(kernel):
+    """The modules and all they need, in the order of loading."""
+    files = {}
+    for path in glob.glob(os.path.join(kernel, "lib/modules/*/kernel/**/*.ko"), recursive=True):
+        files[os.path.basename(path)[:-3].replace("-", "_")] = path
+    order = []
+
+    def add(name):
+        name = name.replace("-", "_")
+        if name not in files or files[name] in order:  # built in, or there already
+            return
+        needs = _run(["modinfo", "-F", "depends", files[name]]).decode().strip()
+        for need in filter(None, needs.split(",")):
+            add(need)
+        order.append(files[name])
+
+    for name in MODULES:
+        add(name)
+    return order
+
+
+def build(cache):
+    """(kernel image, initrd) in the cache folder."""
+    kernel = fetch(cache)
+    image, = glob.glob(os.path.join(kernel, "boot/vmlinuz-*"))
+    root = os.path.join(cache, "initrd")
+    shutil.rmtree(root, ignore_errors=True)
+    for folder in ("bin", "modules", "proc", "sys", "dev", "lower", "layer", "root", "tmp"):
+        os.makedirs(os.path.join(root, folder))
+    shutil.copy(shutil.which("busybox"), os.path.join(root, "bin/busybox"))
+    names = []
+    for path in _module_files(kernel):
+        shutil.copy(path, os.path.join(root, "modules"))
+        names.append(os.path.basename(path))
+    with open(os.path.join(root, "modules/order"), "w") as file:
+        file.write("".join(name + "\n" for name in names))
+    with open(os.path.join(root, "init"), "w") as file:
+        file.write(INIT)
+    os.chmod(os.path.join(root, "init"), 0o755)
+    listing = _run(["find", "."], cwd=root)
+    archive = _run(["cpio", "-o", "-H", "newc", "--quiet"], cwd=root, input=listing)
+    initrd = os.path.join(cache, "initrd.img")
+    with open(initrd, "wb") as file:
+        file.write(archive)
+    return image, initrd

@@ -1,0 +1,286 @@
+#include "vframe/usb_redirection.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <string>
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "base/diagnostics.h"
+#include "vframe/usb_descriptors.h"
+
+namespace lumato::vframe {
+namespace {
+
+constexpr std::uint8_t kToHost = 0x80;
+constexpr std::uint16_t kEndpointHalt = 0;
+
+// bmRequestType and bRequest in one.
+constexpr std::uint16_t Request(std::uint8_t type, std::uint8_t request) {
+    return static_cast<std::uint16_t>(type << 8 | request);
+}
+constexpr std::uint16_t kGetStatusDevice = Request(0x80, 0x00);
+constexpr std::uint16_t kGetStatusInterface = Request(0x81, 0x00);
+constexpr std::uint16_t kGetStatusEndpoint = Request(0x82, 0x00);
+constexpr std::uint16_t kClearFeatureEndpoint = Request(0x02, 0x01);
+constexpr std::uint16_t kGetDescriptor = Request(0x80, 0x06);
+constexpr std::uint16_t kGetMaxLun = Request(0xA1, 0xFE);
+constexpr std::uint16_t kBulkOnlyReset = Request(0x21, 0xFF);
+
+constexpr std::size_t EndpointIndex(std::uint8_t endpoint) {
+    return static_cast<std::size_t>((endpoint & kToHost) >> 3 | (endpoint & 0x0F));
+}
+
+std::size_t LengthOf(const usb_redir_bulk_packet_header& header) {
+    return std::size_t{header.length} | std::size_t{header.length_high} << 16;
+}
+
+void SetLength(usb_redir_bulk_packet_header& header, std::size_t length) {
+    header.length = static_cast<std::uint16_t>(length);
+    header.length_high = static_cast<std::uint16_t>(length >> 16);
+}
+
+}  // namespace
+
+// The parser's callbacks: each finds its object again and goes on there.
+struct UsbRedirection::Handlers {
+    static UsbRedirection& Self(void* object) { return *static_cast<UsbRedirection*>(object); }
+
+    static void Log(void*, int level, const char* message) {
+        if (level <= usbredirparser_warning)
+            Diagnose(std::string("usbredir: ") + message);
+    }
+    static int Read(void* object, std::uint8_t* data, int count) {
+        const ssize_t got =
+            ::recv(Self(object).m_socket, data, static_cast<std::size_t>(count), MSG_DONTWAIT);
+        if (got > 0)
+            return static_cast<int>(got);
+        if (got < 0 && (errno == EAGAIN || errno == EINTR))
+            return 0;
+        Self(object).m_ended = true;
+        return -1;
+    }
+    static int Write(void* object, std::uint8_t* data, int count) {
+        const ssize_t sent =
+            ::send(Self(object).m_socket, data, static_cast<std::size_t>(count), MSG_DONTWAIT | MSG_NOSIGNAL);
+        if (sent >= 0)
+            return static_cast<int>(sent);
+        return errno == EAGAIN || errno == EINTR ? 0 : -1;
+    }
+    static void Hello(void* object, usb_redir_hello_header*) {
+        Self(object).m_greeted = true;
+        if (Self(object).m_storage != nullptr)
+            Self(object).Connect();
+    }
+    static void Reset(void* object) { Self(object).Reset(); }
+    static void SetConfiguration(void* object, std::uint64_t id, usb_redir_set_configuration_header* header) {
+        Self(object).m_configuration = header->configuration;
+        GetConfiguration(object, id);
+    }
+    static void GetConfiguration(void* object, std::uint64_t id) {
+        usb_redir_configuration_status_header status{.status = usb_redir_success,
+                                                     .configuration = Self(object).m_configuration};
+        usbredirparser_send_configuration_status(Self(object).m_parser.get(), id, &status);
+    }
+    static void SendAltSetting(void* object, std::uint64_t id, std::uint8_t interface,
+                               std::uint8_t alternate) {
+        const bool known = interface == 0 && alternate == 0;
+        usb_redir_alt_setting_status_header status{
+            .status = static_cast<std::uint8_t>(known ? usb_redir_success : usb_redir_stall),
+            .interface = interface,
+            .alt = 0};
+        usbredirparser_send_alt_setting_status(Self(object).m_parser.get(), id, &status);
+    }
+    static void SetAltSetting(void* object, std::uint64_t id, usb_redir_set_alt_setting_header* header) {
+        SendAltSetting(object, id, header->interface, header->alt);
+    }
+    static void GetAltSetting(void* object, std::uint64_t id, usb_redir_get_alt_setting_header* header) {
+        SendAltSetting(object, id, header->interface, 0);
+    }
+    static void CancelPacket(void* object, std::uint64_t id) { Self(object).Cancel(id); }
+    static void DisconnectAck(void*) {}
+    static void Control(void* object, std::uint64_t id, usb_redir_control_packet_header* header,
+                        std::uint8_t* data, int) {
+        usbredirparser_free_packet_data(Self(object).m_parser.get(), data);
+        Self(object).HandleControl(id, *header);
+    }
+    static void Bulk(void* object, std::uint64_t id, usb_redir_bulk_packet_header* header, std::uint8_t* data,
+                     int length) {
+        Self(object).HandleBulk(id, *header, ByteSpan(data, static_cast<std::size_t>(length)));
+        usbredirparser_free_packet_data(Self(object).m_parser.get(), data);
+    }
+    static void Filter(void* object, usbredirfilter_rule* rules, int) {
+        usbredirparser_free_packet_data(Self(object).m_parser.get(), reinterpret_cast<std::uint8_t*>(rules));
+    }
+    static void FilterReject(void*) { Diagnose("usbredir: the other end does not want the frame"); }
+};
+
+UsbRedirection::UsbRedirection(int socket)
+    : m_socket(socket), m_parser(usbredirparser_create(), usbredirparser_destroy) {
+    usbredirparser& parser = *m_parser;
+    parser.priv = this;
+    parser.log_func = Handlers::Log;
+    parser.read_func = Handlers::Read;
+    parser.write_func = Handlers::Write;
+    parser.hello_func = Handlers::Hello;
+    parser.reset_func = Handlers::Reset;
+    parser.set_configuration_func = Handlers::SetConfiguration;
+    parser.get_configuration_func = Handlers::GetConfiguration;
+    parser.set_alt_setting_func = Handlers::SetAltSetting;
+    parser.get_alt_setting_func = Handlers::GetAltSetting;
+    parser.cancel_data_packet_func = Handlers::CancelPacket;
+    parser.device_disconnect_ack_func = Handlers::DisconnectAck;
+    parser.control_packet_func = Handlers::Control;
+    parser.bulk_packet_func = Handlers::Bulk;
+    parser.filter_filter_func = Handlers::Filter;
+    parser.filter_reject_func = Handlers::FilterReject;
+
+    std::array<std::uint32_t, USB_REDIR_CAPS_SIZE> capabilities{};
+    for (const int capability :
+         {usb_redir_cap_connect_device_version, usb_redir_cap_device_disconnect_ack,
+          usb_redir_cap_ep_info_max_packet_size, usb_redir_cap_64bits_ids, usb_redir_cap_32bits_bulk_length})
+        usbredirparser_caps_set_cap(capabilities.data(), capability);
+    usbredirparser_init(&parser, "Lumato virtual frame", capabilities.data(), USB_REDIR_CAPS_SIZE,
+                        usbredirparser_fl_usb_host);
+}
+
+UsbRedirection::~UsbRedirection() = default;
+
+void UsbRedirection::Plug(BulkOnly& storage) {
+    m_storage = &storage;
+    if (m_greeted)
+        Connect();
+}
+
+void UsbRedirection::Unplug() {
+    if (m_storage == nullptr)
+        return;
+    m_storage = nullptr;
+    m_waiting.clear();
+    if (m_greeted)
+        usbredirparser_send_device_disconnect(m_parser.get());
+}
+
+void UsbRedirection::Connect() {
+    usb_redir_ep_info_header endpoints{};
+    std::ranges::fill(endpoints.type, static_cast<std::uint8_t>(usb_redir_type_invalid));
+    for (const std::uint8_t control : {std::uint8_t{0}, kToHost})
+        endpoints.type[EndpointIndex(control)] = usb_redir_type_control;
+    for (const std::uint8_t bulk : {kEndpointOut, kEndpointIn}) {
+        endpoints.type[EndpointIndex(bulk)] = usb_redir_type_bulk;
+        endpoints.max_packet_size[EndpointIndex(bulk)] = kBulkPacket;
+    }
+    usbredirparser_send_ep_info(m_parser.get(), &endpoints);
+
+    usb_redir_interface_info_header interfaces{};
+    interfaces.interface_count = 1;
+    interfaces.interface_class[0] = kStorageClass;
+    interfaces.interface_subclass[0] = kStorageSubclass;
+    interfaces.interface_protocol[0] = kStorageProtocol;
+    usbredirparser_send_interface_info(m_parser.get(), &interfaces);
+
+    usb_redir_device_connect_header device{};
+    device.speed = usb_redir_speed_high;
+    device.vendor_id = kVendorId;
+    device.product_id = kProductId;
+    device.device_version_bcd = kReleaseBcd;
+    usbredirparser_send_device_connect(m_parser.get(), &device);
+}
+
+bool UsbRedirection::Receive() {
+    return usbredirparser_do_read(m_parser.get()) == 0 && !m_ended;
+}
+
+bool UsbRedirection::Send() {
+    return usbredirparser_do_write(m_parser.get()) == 0;
+}
+
+bool UsbRedirection::HasToSend() const {
+    return usbredirparser_has_data_to_write(m_parser.get()) > 0;
+}
+
+void UsbRedirection::HandleControl(std::uint64_t id, usb_redir_control_packet_header header) {
+    std::vector<std::uint8_t> answer;
+    const bool known = m_storage != nullptr && AnswerControl(header, answer);
+    header.status = static_cast<std::uint8_t>(known ? usb_redir_success : usb_redir_stall);
+    if ((header.requesttype & kToHost) != 0) {
+        answer.resize(std::min(answer.size(), std::size_t{header.length}));
+        header.length = static_cast<std::uint16_t>(answer.size());
+    }
+    usbredirparser_send_control_packet(m_parser.get(), id, &header, answer.data(),
+                                       static_cast<int>(answer.size()));
+    ServeWaiting();
+}
+
+bool UsbRedirection::AnswerControl(const usb_redir_control_packet_header& header,
+                                   std::vector<std::uint8_t>& answer) {
+    switch (Request(header.requesttype, header.request)) {
+        case kGetDescriptor: {
+            std::optional<std::vector<std::uint8_t>> descriptor = Descriptor(header.value);
+            if (descriptor)
+                answer = std::move(*descriptor);
+            return descriptor.has_value();
+        }
+        case kGetStatusDevice:
+        case kGetStatusInterface:
+        case kGetStatusEndpoint:
+            answer.assign(2, 0);
+            return true;
+        case kGetMaxLun:
+            answer.assign(1, 0);
+            return true;
+        case kClearFeatureEndpoint:
+            m_storage->ClearHalt((header.index & kToHost) != 0);
+            return header.value == kEndpointHalt;
+        case kBulkOnlyReset:
+            m_storage->Reset();
+            return true;
+        default:
+            return false;
+    }
+}
+
+void UsbRedirection::HandleBulk(std::uint64_t id, usb_redir_bulk_packet_header header, ByteSpan data) {
+    if ((header.endpoint & kToHost) != 0) {
+        m_waiting.push_back({.id = id, .header = header});
+    } else {
+        const bool taken = m_storage != nullptr && m_storage->Take(data);
+        header.status = static_cast<std::uint8_t>(taken ? usb_redir_success : usb_redir_stall);
+        usbredirparser_send_bulk_packet(m_parser.get(), id, &header, nullptr, 0);
+    }
+    ServeWaiting();
+}
+
+void UsbRedirection::ServeWaiting() {
+    while (!m_waiting.empty() && m_storage != nullptr) {
+        Waiting& first = m_waiting.front();
+        std::optional<BulkOnly::Answer> answer = m_storage->Give(LengthOf(first.header));
+        if (!answer)
+            return;
+        SetLength(first.header, answer->bytes.size());
+        first.header.status = static_cast<std::uint8_t>(answer->halted ? usb_redir_stall : usb_redir_success);
+        usbredirparser_send_bulk_packet(m_parser.get(), first.id, &first.header, answer->bytes.data(),
+                                        static_cast<int>(answer->bytes.size()));
+        m_waiting.pop_front();
+    }
+}
+
+void UsbRedirection::Cancel(std::uint64_t id) {
+    const auto found = std::ranges::find(m_waiting, id, &Waiting::id);
+    if (found == m_waiting.end())
+        return;  // answered already
+    found->header.status = usb_redir_cancelled;
+    SetLength(found->header, 0);
+    usbredirparser_send_bulk_packet(m_parser.get(), id, &found->header, nullptr, 0);
+    m_waiting.erase(found);
+}
+
+void UsbRedirection::Reset() {
+    m_waiting.clear();
+    if (m_storage != nullptr)
+        m_storage->Reset();
+}
+
+}  // namespace lumato::vframe
