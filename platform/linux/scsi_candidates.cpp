@@ -46,9 +46,22 @@ bool IsOnUsb(Path folder) {
     return false;
 }
 
-bool HasEntry(const Path& folder, std::string_view prefix) {
-    return std::ranges::any_of(
-        Entries(folder), [&](const Path& entry) { return entry.filename().native().starts_with(prefix); });
+std::vector<Path> EntriesNamed(const Path& folder, std::string_view prefix) {
+    std::vector<Path> entries = Entries(folder);
+    std::erase_if(entries, [&](const Path& entry) { return !entry.filename().native().starts_with(prefix); });
+    return entries;
+}
+
+// .../1-1:1.0 -> .../1-1:1.0/host6/target6:0:0/6:0:0:0
+bool HasScsiDevice(const Path& interface) {
+    for (const Path& host : EntriesNamed(interface, "host")) {
+        for (const Path& target : EntriesNamed(host, "target")) {
+            if (std::ranges::any_of(Entries(target),
+                                    [](const Path& entry) { return ReadType(entry).has_value(); }))
+                return true;
+        }
+    }
+    return false;
 }
 
 }  // namespace
@@ -78,14 +91,14 @@ std::vector<ScsiCandidate> FindCandidates(const Path& sysRoot) {
     return found;
 }
 
+bool GenericDriverIsLoaded(const Path& sysRoot) {
+    std::error_code error;
+    return std::filesystem::exists(sysRoot / "class/scsi_generic", error);
+}
+
 bool StorageIsSettling(const Path& sysRoot) {
     for (const Path& interface : Entries(sysRoot / "bus/usb/devices")) {
-        if (ReadAttribute(interface / "bInterfaceClass") != kStorageClass)
-            continue;
-        const std::vector<Path> below = Entries(interface);
-        const auto host = std::ranges::find_if(
-            below, [](const Path& entry) { return entry.filename().native().starts_with("host"); });
-        if (host == below.end() || !HasEntry(*host, "target"))
+        if (ReadAttribute(interface / "bInterfaceClass") == kStorageClass && !HasScsiDevice(interface))
             return true;
     }
     return false;

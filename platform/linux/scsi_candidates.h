@@ -29,6 +29,9 @@ struct ScsiCandidate {
 // All of them, by name. `sysRoot` is "/sys" but in tests.
 [[nodiscard]] std::vector<ScsiCandidate> FindCandidates(const Path& sysRoot);
 
+// False when the kernel's module sg is not loaded, so that no device has a generic node.
+[[nodiscard]] bool GenericDriverIsLoaded(const Path& sysRoot);
+
 // True while the kernel still looks at a storage device on USB: it has found its interface, and no SCSI
 // device behind it yet. That takes a second from the plug on.
 [[nodiscard]] bool StorageIsSettling(const Path& sysRoot);

@@ -111,8 +111,6 @@ Result<void> UsbBus::Start(BusListener& listener) {
     for (ScsiCandidate& candidate : FindCandidates(m_options.sysRoot)) {
         if (IsPrepared(candidate))
             Announce(std::move(candidate));
-        else
-            m_unprepared.push_back(candidate.sysPath);
     }
     return {};
 }
@@ -128,9 +126,11 @@ Result<void> UsbBus::Watch() {
     return {};
 }
 
-// udev announces a device that it is still busy with once more when it is ready.
+// A device that the kernel or udev is still busy with is announced by an event when it is ready.
 bool UsbBus::IsPrepared(const ScsiCandidate& candidate) const {
-    if (m_udev == nullptr || candidate.generic.empty() || !UdevRuns())
+    if (candidate.generic.empty())
+        return !GenericDriverIsLoaded(m_options.sysRoot);  // there will be no node to wait for
+    if (m_udev == nullptr || !UdevRuns())
         return true;
     const UdevDevice device(
         udev_device_new_from_subsystem_sysname(m_udev.get(), kSubsystem, candidate.generic.c_str()),
@@ -161,7 +161,15 @@ bool UsbBus::HasCandidates() const {
 }
 
 bool UsbBus::IsSettling() const {
-    return !m_unprepared.empty() || StorageIsSettling(m_options.sysRoot);
+    const std::vector<ScsiCandidate> present = FindCandidates(m_options.sysRoot);
+    const auto isLate = [this](const ScsiCandidate& candidate) {
+        return Contains(candidate.vendor, m_options.family) && !IsAnnounced(candidate.sysPath);
+    };
+    return StorageIsSettling(m_options.sysRoot) || std::ranges::any_of(present, isLate);
+}
+
+bool UsbBus::IsAnnounced(const Path& sysPath) const {
+    return std::ranges::any_of(m_services, [&](const auto& service) { return service->IsAt(sysPath); });
 }
 
 void UsbBus::DeviceAdded(const Path& deviceFolder) {
@@ -171,7 +179,6 @@ void UsbBus::DeviceAdded(const Path& deviceFolder) {
 }
 
 void UsbBus::DeviceRemoved(const Path& deviceFolder) {
-    std::erase(m_unprepared, deviceFolder);
     const auto found =
         std::ranges::find_if(m_services, [&](const auto& service) { return service->IsAt(deviceFolder); });
     if (found == m_services.end())
@@ -182,11 +189,8 @@ void UsbBus::DeviceRemoved(const Path& deviceFolder) {
 }
 
 void UsbBus::Announce(ScsiCandidate candidate) {
-    std::erase(m_unprepared, candidate.sysPath);
-    const bool known = std::ranges::any_of(
-        m_services, [&](const auto& service) { return service->IsAt(candidate.sysPath); });
     const bool mayBeFrame = Contains(candidate.vendor, m_options.family);
-    if (known || (candidate.generic.empty() && !mayBeFrame))
+    if (IsAnnounced(candidate.sysPath) || (candidate.generic.empty() && !mayBeFrame))
         return;
     Path node = candidate.generic.empty() ? candidate.sysPath : m_options.deviceRoot / candidate.generic;
     auto service = std::make_unique<Service>(std::move(candidate), std::move(node), mayBeFrame);

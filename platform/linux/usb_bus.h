@@ -57,12 +57,12 @@ class UsbBus : public Bus {
 
     [[nodiscard]] Result<void> Watch();
     [[nodiscard]] bool IsPrepared(const ScsiCandidate& candidate) const;
+    [[nodiscard]] bool IsAnnounced(const Path& sysPath) const;
     void Announce(ScsiCandidate candidate);
 
     UsbBusOptions m_options;
     BusListener* m_listener = nullptr;
     std::vector<std::unique_ptr<Service>> m_services;  // kept to the end, as a listener may hold on to one
-    std::vector<Path> m_unprepared;  // present, but udev has not yet given its user access to it
     std::unique_ptr<udev, udev* (*)(udev*)> m_udev;
     std::unique_ptr<udev_monitor, udev_monitor* (*)(udev_monitor*)> m_monitor;
 };

@@ -127,6 +127,23 @@ TEST(UsbBus, AFrameWithoutItsNodeIsExplainedAndAnotherDiskIsNot) {
     EXPECT_THAT(recorder.opened.error().message, HasSubstr("modprobe sg"));
 }
 
+// The kernel shows a device a moment before its node.
+TEST(UsbBus, AFrameWhoseNodeIsStillToComeIsWaitedFor) {
+    FakeSystem system;
+    std::filesystem::create_directories(system.Sys() / "class/scsi_generic");
+    const Path device = system.Add("usb", "1:0:0:0", "QUORVANE", "0", "");
+    system.Add("usb", "2:0:0:0", "Somebody", "0", "");
+    UsbBus bus(system.Options());
+    Recorder recorder;
+    ASSERT_TRUE(bus.Start(recorder));
+    EXPECT_THAT(recorder.appeared, IsEmpty());
+    EXPECT_TRUE(bus.IsSettling());
+    std::filesystem::create_directories(device / "scsi_generic/sg4");
+    bus.DeviceAdded(device);
+    EXPECT_THAT(recorder.appeared, ElementsAre("sg4"));
+    EXPECT_FALSE(bus.IsSettling());
+}
+
 TEST(UsbBus, AStorageInterfaceWithoutItsDeviceIsStillSettling) {
     FakeSystem system;
     EXPECT_FALSE(StorageIsSettling(system.Sys()));
@@ -134,7 +151,11 @@ TEST(UsbBus, AStorageInterfaceWithoutItsDeviceIsStillSettling) {
     EXPECT_FALSE(StorageIsSettling(system.Sys()));
     system.AddInterface("1-2:1.0", "08");
     EXPECT_TRUE(StorageIsSettling(system.Sys()));
-    std::filesystem::create_directories(system.Sys() / "bus/usb/devices/1-2:1.0/host1/target1:0:0");
+    const Path target = system.Sys() / "bus/usb/devices/1-2:1.0/host1/target1:0:0";
+    std::filesystem::create_directories(target / "power");
+    EXPECT_TRUE(StorageIsSettling(system.Sys()));
+    std::filesystem::create_directories(target / "1:0:0:0");
+    test::PutBytes(target / "1:0:0:0/type", {'0', '\n'});
     EXPECT_FALSE(StorageIsSettling(system.Sys()));
 }
 

@@ -60,6 +60,8 @@ def need_programs():
     for program in ("qemu-system-x86_64", "busybox", "cpio", "modinfo", "apt-get", "dpkg-deb", "depmod"):
         if not shutil.which(program, path=os.environ.get("PATH", "") + ":/usr/sbin:/sbin"):
             raise Missing("%s is not installed" % program)
+    if not os.path.exists("/lib/systemd/systemd-udevd"):
+        raise Missing("udev is not installed")
 
 
 def _package():

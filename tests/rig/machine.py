@@ -70,7 +70,7 @@ class Machine:
                    "-monitor", "none", "-serial", "file:" + os.path.join(folder, "console.log"),
                    "-chardev", "socket,id=channel,path=" + path, "-serial", "chardev:channel",
                    "-kernel", kernel, "-initrd", initrd,
-                   "-append", "console=ttyS0 quiet panic=-1 mitigations=off usb-storage.delay_use=0",
+                   "-append", "console=ttyS0 quiet panic=-1 mitigations=off",
                    "-virtfs", "local,path=/,mount_tag=host,security_model=none,readonly=on,multidevs=remap",
                    "-virtfs", "local,path=%s,mount_tag=share,security_model=none" % self.share,
                    "-device", HOST_CONTROLLERS[controller] + ",id=hc"]
