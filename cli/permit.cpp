@@ -10,7 +10,7 @@
 #include "base/file.h"
 #include "base/printable.h"
 #include "cli/commands.h"
-#include "udev_rules.h"
+#include "cli/udev_rules.h"
 
 namespace lumato::cli {
 namespace {

@@ -16,7 +16,7 @@ namespace {
 
 constexpr const char* kNoneOnUsb =
     "no frame found: there is none on the USB bus; --frame FILE names a virtual one";
-constexpr std::chrono::seconds kSettlingTime{3};
+constexpr std::chrono::seconds kSettlingTime{6};
 constexpr int kGlanceMilliseconds = 50;
 
 tl::unexpected<Failure> Fail(ExitStatus status, std::string message) {
@@ -87,11 +87,14 @@ tl::expected<void, Failure> Session::SearchUsb(const Arguments& arguments) {
 // A frame that was plugged in a moment ago takes the system a second or two.
 void Session::WaitForUsb() {
     const auto end = std::chrono::steady_clock::now() + kSettlingTime;
-    while (!device::Link().task.Joinable() && m_usbBus->IsSettling() &&
-           std::chrono::steady_clock::now() < end) {
+    // Twice settled: between two steps of the kernel a device may show nowhere for an instant.
+    for (int settled = 0; settled < 2 && !device::Link().task.Joinable();) {
+        if (std::chrono::steady_clock::now() >= end)
+            return;
         pollfd wait{.fd = m_usbBus->Descriptor(), .events = POLLIN, .revents = 0};
         ::poll(&wait, 1, kGlanceMilliseconds);
         m_usbBus->DeliverEvents();
+        settled = m_usbBus->IsSettling() ? 0 : settled + 1;
     }
 }
 

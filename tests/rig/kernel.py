@@ -4,6 +4,7 @@ an initrd of busybox with the modules that a USB storage device needs.
 Raises Missing with the reason where a part cannot be had.
 """
 import glob
+import hashlib
 import os
 import shutil
 import subprocess
@@ -118,6 +119,10 @@ def build(cache):
     """(kernel image, initrd) in the cache folder."""
     kernel = fetch(cache)
     image, = glob.glob(os.path.join(kernel, "boot/vmlinuz-*"))
+    key = hashlib.sha256("\n".join([kernel, INIT, *MODULES]).encode()).hexdigest()[:16]
+    initrd = os.path.join(cache, "initrd-%s.img" % key)
+    if os.path.exists(initrd):
+        return image, initrd
     root = os.path.join(cache, "initrd")
     shutil.rmtree(root, ignore_errors=True)
     for folder in ("bin", "modules", "proc", "sys", "dev", "lower", "layer", "root", "tmp"):
@@ -134,7 +139,7 @@ def build(cache):
     os.chmod(os.path.join(root, "init"), 0o755)
     listing = _run(["find", "."], cwd=root)
     archive = _run(["cpio", "-o", "-H", "newc", "--quiet"], cwd=root, input=listing)
-    initrd = os.path.join(cache, "initrd.img")
-    with open(initrd, "wb") as file:
+    with open(initrd + ".new", "wb") as file:
         file.write(archive)
+    os.rename(initrd + ".new", initrd)
     return image, initrd

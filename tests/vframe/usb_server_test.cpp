@@ -1,0 +1,239 @@
+#include "vframe/usb_server.h"
+
+#include <cstring>
+#include <thread>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include "tests/support/temporary_folder.h"
+#include "vframe/new_frame.h"
+
+namespace lumato::vframe {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+constexpr int kSeconds = 20;
+
+int ConnectTo(const Path& path) {
+    const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::memcpy(address.sun_path, path.c_str(), path.native().size());
+    EXPECT_EQ(::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    return fd;
+}
+
+// The virtual machine's end of the protocol, as a log of what came.
+class Guest {
+  public:
+    explicit Guest(const Path& socket)
+        : m_socket(ConnectTo(socket)), m_parser(usbredirparser_create(), usbredirparser_destroy) {
+        m_parser->priv = this;
+        m_parser->log_func = [](void*, int, const char*) {};
+        m_parser->read_func = [](void* self, std::uint8_t* data, int count) {
+            const ssize_t got =
+                ::recv(Self(self).m_socket, data, static_cast<std::size_t>(count), MSG_DONTWAIT);
+            return got < 0 ? 0 : got == 0 ? -1 : static_cast<int>(got);
+        };
+        m_parser->write_func = [](void* self, std::uint8_t* data, int count) {
+            return static_cast<int>(
+                ::send(Self(self).m_socket, data, static_cast<std::size_t>(count), MSG_NOSIGNAL));
+        };
+        m_parser->hello_func = [](void*, usb_redir_hello_header*) {};
+        m_parser->ep_info_func = [](void* self, usb_redir_ep_info_header* header) {
+            EXPECT_EQ(header->type[1], usb_redir_type_bulk);
+            EXPECT_EQ(header->type[18], usb_redir_type_bulk);
+            Self(self).m_events += "endpoints ";
+        };
+        m_parser->interface_info_func = [](void* self, usb_redir_interface_info_header* header) {
+            EXPECT_EQ(header->interface_class[0], 8);
+            Self(self).m_events += "interface ";
+        };
+        m_parser->device_connect_func = [](void* self, usb_redir_device_connect_header*) {
+            Self(self).m_events += "connect ";
+        };
+        m_parser->device_disconnect_func = [](void* self) { Self(self).m_events += "disconnect "; };
+        m_parser->control_packet_func =
+            [](void* self, std::uint64_t id, usb_redir_control_packet_header* header, std::uint8_t* data,
+               int length) { Self(self).Take("control", id, header->status, data, length); };
+        m_parser->bulk_packet_func = [](void* self, std::uint64_t id, usb_redir_bulk_packet_header* header,
+                                        std::uint8_t* data, int length) {
+            Self(self).Take("bulk", id, header->status, data, length);
+        };
+        std::uint32_t capabilities[USB_REDIR_CAPS_SIZE] = {};
+        for (const int capability :
+             {usb_redir_cap_connect_device_version, usb_redir_cap_device_disconnect_ack,
+              usb_redir_cap_ep_info_max_packet_size, usb_redir_cap_64bits_ids,
+              usb_redir_cap_32bits_bulk_length})
+            usbredirparser_caps_set_cap(capabilities, capability);
+        usbredirparser_init(m_parser.get(), "guest", capabilities, USB_REDIR_CAPS_SIZE, 0);
+        Pump();
+    }
+    ~Guest() { ::close(m_socket); }
+    Guest(const Guest&) = delete;
+    Guest& operator=(const Guest&) = delete;
+
+    // Until the log ends with `event`; false when it does not come.
+    bool Await(const std::string& event) {
+        for (int i = 0; i < kSeconds * 100 && !m_events.ends_with(event + " "); ++i)
+            Pump();
+        return m_events.ends_with(event + " ");
+    }
+    void Control(std::uint64_t id, std::uint8_t type, std::uint8_t request, int value, int length) {
+        usb_redir_control_packet_header header{};
+        header.endpoint = type & 0x80;
+        header.requesttype = type;
+        header.request = request;
+        header.value = static_cast<std::uint16_t>(value);
+        header.length = static_cast<std::uint16_t>(length);
+        usbredirparser_send_control_packet(m_parser.get(), id, &header, nullptr, 0);
+    }
+    void Out(std::uint64_t id, Bytes data) {
+        usb_redir_bulk_packet_header header{};
+        header.endpoint = 0x01;
+        header.length = static_cast<std::uint16_t>(data.size());
+        usbredirparser_send_bulk_packet(m_parser.get(), id, &header, data.data(),
+                                        static_cast<int>(data.size()));
+    }
+    void In(std::uint64_t id, std::size_t length) {
+        usb_redir_bulk_packet_header header{};
+        header.endpoint = 0x82;
+        header.length = static_cast<std::uint16_t>(length);
+        header.length_high = static_cast<std::uint16_t>(length >> 16);
+        usbredirparser_send_bulk_packet(m_parser.get(), id, &header, nullptr, 0);
+    }
+    void Cancel(std::uint64_t id) { usbredirparser_send_cancel_data_packet(m_parser.get(), id); }
+    void Reset() { usbredirparser_send_reset(m_parser.get()); }
+
+    std::string m_events;
+    Bytes m_data;  // of the last answer
+
+  private:
+    static Guest& Self(void* object) { return *static_cast<Guest*>(object); }
+    void Take(const char* kind, std::uint64_t id, int status, std::uint8_t* data, int length) {
+        m_events += std::string(kind) + std::to_string(id) + ":" + std::to_string(status) + " ";
+        m_data.assign(data, data + length);
+        usbredirparser_free_packet_data(m_parser.get(), data);
+    }
+    void Pump() {
+        usbredirparser_do_write(m_parser.get());
+        pollfd wait{.fd = m_socket, .events = POLLIN, .revents = 0};
+        if (::poll(&wait, 1, 10) > 0)
+            usbredirparser_do_read(m_parser.get());
+    }
+
+    int m_socket;
+    std::unique_ptr<usbredirparser, void (*)(usbredirparser*)> m_parser;
+};
+
+class UsbServerTest : public testing::Test {
+  protected:
+    UsbServerTest() {
+        NewFrame frame;
+        frame.lcdWidth = 32;
+        frame.lcdHeight = 24;
+        frame.flashSize = 262144;
+        EXPECT_TRUE(CreateFrame(m_folder / "image", frame));
+        auto server = UsbServer::Create(
+            {.image = m_folder / "image", .socket = m_folder / "bus", .control = m_folder / "control"});
+        EXPECT_TRUE(server);
+        m_server = std::move(*server);
+        m_thread = std::thread([this] { m_server->Run(m_stop); });
+    }
+    ~UsbServerTest() override {
+        EXPECT_EQ(::eventfd_write(m_stop, 1), 0);
+        m_thread.join();
+        ::close(m_stop);
+    }
+    std::string Order(const std::string& text) {
+        const int fd = ConnectTo(m_folder / "control");
+        EXPECT_EQ(::send(fd, text.data(), text.size(), MSG_NOSIGNAL), static_cast<ssize_t>(text.size()));
+        char answer[200] = {};
+        const ssize_t got = ::recv(fd, answer, sizeof answer - 1, 0);
+        ::close(fd);
+        return {answer, static_cast<std::size_t>(std::max<ssize_t>(got, 0))};
+    }
+
+    test::TemporaryFolder m_folder;
+    int m_stop = ::eventfd(0, EFD_CLOEXEC);
+    std::unique_ptr<UsbServer> m_server;
+    std::thread m_thread;
+};
+
+Bytes InquiryWrapper() {
+    Bytes wrapper(31);
+    PutLe32(wrapper, 0x43425355);
+    wrapper[8] = 36;
+    wrapper[12] = 0x80;
+    wrapper[14] = 6;
+    wrapper[15] = 0x12;
+    wrapper[19] = 36;
+    return wrapper;
+}
+
+TEST_F(UsbServerTest, AGuestEnumeratesAsksAndIsAnswered) {
+    Guest guest(m_folder / "bus");
+    ASSERT_TRUE(guest.Await("endpoints interface connect"));
+    guest.Control(1, 0x80, 6, 0x0100, 8);  // the first 8 bytes of the device descriptor
+    ASSERT_TRUE(guest.Await("control1:0"));
+    EXPECT_THAT(guest.m_data, testing::ElementsAre(18, 1, 0, 2, 0, 0, 0, 64));
+    guest.Control(2, 0x80, 6, 0x0600, 10);  // there is no device qualifier
+    ASSERT_TRUE(guest.Await("control2:4"));
+    guest.Control(3, 0xA1, 0xFE, 0, 1);
+    ASSERT_TRUE(guest.Await("control3:0"));
+    EXPECT_THAT(guest.m_data, testing::ElementsAre(0));
+
+    guest.In(4, 36);  // asked before there is anything: kept
+    guest.Out(5, InquiryWrapper());
+    ASSERT_TRUE(guest.Await("bulk5:0 bulk4:0"));
+    EXPECT_EQ(std::string(guest.m_data.begin() + 8, guest.m_data.begin() + 16), "QUORVANE");
+    guest.In(6, 13);
+    ASSERT_TRUE(guest.Await("bulk6:0"));
+    EXPECT_EQ(guest.m_data.size(), 13U);
+
+    guest.In(7, 512);
+    guest.Cancel(7);
+    ASSERT_TRUE(guest.Await("bulk7:1"));
+    guest.Out(8, Bytes(31));  // no wrapper
+    ASSERT_TRUE(guest.Await("bulk8:4"));
+    guest.Reset();
+    guest.Out(9, InquiryWrapper());
+    ASSERT_TRUE(guest.Await("bulk9:0"));
+}
+
+TEST_F(UsbServerTest, TheFrameComesAndGoesOnOrder) {
+    {
+        Guest guest(m_folder / "bus");
+        ASSERT_TRUE(guest.Await("connect"));
+        EXPECT_EQ(Order("plug\n").substr(0, 6), "error:");
+        EXPECT_EQ(Order("fault 1:refuse\nunplug\n").substr(0, 3), "ok\n");
+        ASSERT_TRUE(guest.Await("disconnect"));
+        EXPECT_EQ(Order("dance\n").substr(0, 6), "error:");
+        EXPECT_EQ(Order("plug\n"), "ok\n");
+        ASSERT_TRUE(guest.Await("connect"));
+    }
+    Guest next(m_folder / "bus");  // the machine was started anew
+    ASSERT_TRUE(next.Await("connect"));
+}
+
+TEST_F(UsbServerTest, SocketsInUseAreLeftAlone) {
+    const auto again = UsbServer::Create({.image = m_folder / "other", .socket = m_folder / "bus"});
+    ASSERT_FALSE(again);
+    EXPECT_EQ(again.error().kind, ErrorKind::NotFound);
+    std::filesystem::copy_file(m_folder / "image", m_folder / "other");
+    const auto busy = UsbServer::Create({.image = m_folder / "other", .socket = m_folder / "bus"});
+    ASSERT_FALSE(busy);
+    EXPECT_EQ(busy.error().kind, ErrorKind::Busy);
+    Guest guest(m_folder / "bus");
+    EXPECT_TRUE(guest.Await("connect"));
+}
+
+}  // namespace
+}  // namespace lumato::vframe
