@@ -63,6 +63,22 @@ TEST_F(DownloadTest, FewNewPicturesFitIntoTheTableBlock) {
                 {{1, kArea, 20000}, {1, kArea + 20000, 20000}, {1, kArea + 40000, 10000}});
 }
 
+TEST_F(DownloadTest, HardwareIsAskedOnceMoreWhoItIsBeforeTheFirstErase) {
+    ConnectQuietly(TestFlash());
+    Add(20000, 1);
+    m_spy->BecomeHardware("SOMEBODY");
+    EXPECT_FALSE(Download());
+    EXPECT_EQ(m_spy->Take(), Read(kTable, kBlock) + Commands{"inquiry"});
+    EXPECT_EQ(Difference(FlashBytes(), m_before), "");
+
+    m_spy->BecomeHardware("QUORVANE");
+    EXPECT_TRUE(Download());
+    Commands expected = Invalidate() + WriteTable();
+    const Commands read = Read(kTable, kBlock);
+    expected.insert(expected.begin() + static_cast<std::ptrdiff_t>(read.size()), "inquiry");
+    EXPECT_EQ(m_spy->Take(), expected);
+}
+
 TEST_F(DownloadTest, NewPicturesFollowTheStoredOnes) {
     TestFlash flash;
     flash.Pictures({1000, 2000, 3000}).Put(kArea + 50000, {1, 2, 3});

@@ -1,5 +1,6 @@
 #include "tests/store/spy_bus.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #include "base/bytes.h"
@@ -64,10 +65,13 @@ class SpyBus::Device : public platform::ScsiDevice {
 
     platform::ScsiOutcome Execute(const platform::ScsiRequest& request) override {
         platform::ScsiOutcome outcome = m_device->Execute(request);
+        if (!m_bus.m_vendor.empty() && Word(request) == "inquiry")
+            std::copy(m_bus.m_vendor.begin(), m_bus.m_vendor.end(), request.data.begin() + 8);
         m_bus.Note(request, outcome);
         return outcome;
     }
     bool IsGone() const override { return m_device->IsGone(); }
+    bool WantsIdentityConfirmed() const override { return !m_bus.m_vendor.empty(); }
 
   private:
     SpyBus& m_bus;

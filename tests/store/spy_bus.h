@@ -26,6 +26,8 @@ class SpyBus : public platform::Bus, private platform::BusListener {
     // end with GOOD has " failed" behind it. Any byte that the known commands do not have gives the whole
     // block in hex.
     Commands Take();
+    // From now on its devices pass for hardware, whose INQUIRY tells this vendor (8 characters).
+    void BecomeHardware(std::string vendor) { m_vendor = std::move(vendor); }
     // Called for each command afterwards, on the thread that sent it.
     void Watch(Watcher watcher) { m_watcher = std::move(watcher); }
 
@@ -43,6 +45,7 @@ class SpyBus : public platform::Bus, private platform::BusListener {
     std::mutex m_mutex;
     Commands m_commands;
     Watcher m_watcher;
+    std::string m_vendor;  // empty: as the devices are
 };
 
 // What the operations of the lower room send.
