@@ -4,6 +4,8 @@
 // Used by the thread that owns the store and the edit picture: the main thread, or the worker of a batch.
 #pragma once
 
+#include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -26,6 +28,13 @@ void ReleaseMyBiBuff(bool preview);
 // Makes the file the edit picture, fitted to the LCD. When it cannot be read there is none, and a note says
 // so. `interactive`: shown at once; a batch shows only its last one.
 Result<void> SelectOnePicture(const Path& file, bool interactive);
+// The same in two steps for a window that must not wait: the import, on any thread, and the owner taking its
+// outcome over. The picture is held as the edit controls of an LCD of that size need it.
+[[nodiscard]] Result<std::unique_ptr<BitmapInfo>> ImportForEditView(const Path& file, float lcdWidth,
+                                                                    float lcdHeight);
+Result<void> SelectImported(const Path& file, Result<std::unique_ptr<BitmapInfo>> imported);
+// Leaves the edit view without a picture.
+void ReleaseSelection();
 
 // compose_picture.cpp
 // The posed edit picture inside the LCD rectangle as a bitmap file's pixels: blue, green, red, bottom row
@@ -74,9 +83,13 @@ struct BatchReport {
     std::vector<Path> notTried;
 };
 
+// Told before each file how many have been tried.
+using BatchProgress = std::function<void(std::size_t tried)>;
+
 // Adds the files in their order. Files that cannot be read are passed over; at any other refusal the batch
 // stops or goes on. It ends when the frame is gone.
-BatchReport AddPictures(const std::vector<Path>& files, const Pose& pose, AfterRefusal policy);
+BatchReport AddPictures(const std::vector<Path>& files, const Pose& pose, AfterRefusal policy,
+                        const BatchProgress& progress = {});
 // Body of the batch task: adds the files with their fitted poses until one is refused, and tells people what
 // came of it. Requires: StartTransfer() succeeded and there is no edit picture.
 BatchReport ProcessMorePic(const std::vector<Path>& files);

@@ -46,6 +46,27 @@ void FitToLcd() {
     SetOffsetRanges(fit * static_cast<float>(width), fit * static_cast<float>(height));
 }
 
+std::unique_ptr<MyImage> MakeHandle() {
+    auto image = std::make_unique<MyImage>();
+    image->image = Pictures().gmyCGimagebi.get();
+    return image;
+}
+
+// The second half of a selection: the loaded picture fitted, or why there is none.
+Result<void> Show(const Path& file, Result<std::unique_ptr<MyImage>> loaded) {
+    if (loaded) {
+        Pictures().gmyCGimage = std::move(*loaded);
+        FitToLcd();
+    } else {
+        ShowNote(kCannotRead, Printable(file.filename().string()) + ": " + loaded.error().message);
+    }
+    RequestRedraw();
+    if (!loaded)
+        return tl::unexpected(
+            Error{loaded.error().kind, TextOf(kCannotRead), std::move(loaded).error().message});
+    return {};
+}
+
 }  // namespace
 
 std::string TextOf(const Message& message) {
@@ -60,15 +81,20 @@ void ShowNote(const Message& message, std::string_view reason) {
     status->SetNoteDetail(reason);
 }
 
+Result<std::unique_ptr<BitmapInfo>> ImportForEditView(const Path& file, float lcdWidth, float lcdHeight) {
+    auto info = std::make_unique<BitmapInfo>();
+    LUMATO_TRY_VOID(CreateMyImage(file, false, LargestScale(lcdWidth, lcdHeight), *info));
+    return info;
+}
+
 Result<std::unique_ptr<MyImage>> LoadPicture(const Path& file) {
     PictureState& state = Pictures();
     const store::StoreState& store = store::Store();
-    state.gmyCGimagebi = std::make_unique<BitmapInfo>();
-    LUMATO_TRY_VOID(
-        CreateMyImage(file, false, LargestScale(store.gmyLcdWidth, store.gmyLcdHeight), *state.gmyCGimagebi));
-    auto image = std::make_unique<MyImage>();
-    image->image = state.gmyCGimagebi.get();
-    return image;
+    Result<std::unique_ptr<BitmapInfo>> info = ImportForEditView(file, store.gmyLcdWidth, store.gmyLcdHeight);
+    state.gmyCGimagebi = info ? std::move(*info) : std::make_unique<BitmapInfo>();
+    if (!info)
+        return tl::unexpected(std::move(info).error());
+    return MakeHandle();
 }
 
 void ReleaseMyImage() {
@@ -85,19 +111,23 @@ Result<void> SelectOnePicture(const Path& file, bool interactive) {
     const bool heldBefore = std::exchange(state.redrawHeld, state.redrawHeld || !interactive);
     ResetControls();
     ReleaseEditPicture();
-    Result<std::unique_ptr<MyImage>> loaded = LoadPicture(file);
-    if (loaded) {
-        state.gmyCGimage = std::move(*loaded);
-        FitToLcd();
-    } else {
-        ShowNote(kCannotRead, Printable(file.filename().string()) + ": " + loaded.error().message);
-    }
-    RequestRedraw();
+    Result<void> shown = Show(file, LoadPicture(file));
     state.redrawHeld = heldBefore;
-    if (!loaded)
-        return tl::unexpected(
-            Error{loaded.error().kind, TextOf(kCannotRead), std::move(loaded).error().message});
-    return {};
+    return shown;
+}
+
+Result<void> SelectImported(const Path& file, Result<std::unique_ptr<BitmapInfo>> imported) {
+    ResetControls();
+    ReleaseEditPicture();
+    if (!imported)
+        return Show(file, tl::unexpected(std::move(imported).error()));
+    Pictures().gmyCGimagebi = std::move(*imported);
+    return Show(file, MakeHandle());
+}
+
+void ReleaseSelection() {
+    ReleaseEditPicture();
+    RequestRedraw();
 }
 
 }  // namespace lumato::picture

@@ -71,11 +71,15 @@ class StillView {
 
 }  // namespace
 
-BatchReport AddPictures(const std::vector<Path>& files, const Pose& pose, AfterRefusal policy) {
+BatchReport AddPictures(const std::vector<Path>& files, const Pose& pose, AfterRefusal policy,
+                        const BatchProgress& progress) {
     BatchReport report;
     auto file = files.begin();
-    for (bool goOn = true; goOn && file != files.end() && store::FrameOnline(); ++file)
+    for (bool goOn = true; goOn && file != files.end() && store::FrameOnline(); ++file) {
+        if (progress)
+            progress(static_cast<std::size_t>(file - files.begin()));
         goOn = AddOne(*file, pose, policy, report);
+    }
     report.notTried.assign(file, files.end());
     return report;
 }
@@ -89,7 +93,9 @@ BatchReport ProcessMorePic(const std::vector<Path>& files) {
     BatchReport report;
     {
         const StillView still;
-        report = AddPictures(files, {}, AfterRefusal::Stop);
+        report = AddPictures(files, {}, AfterRefusal::Stop, [&](std::size_t tried) {
+            store.status->SetDownLoadPrcess(static_cast<int>(100 * tried / files.size()));
+        });
     }
     store.status->ShowPictureList(store.gmyTotalePictureNum, store.gmyCurrentSelectItem);
     store.status->SetDownLoadPrcess(0);

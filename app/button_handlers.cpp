@@ -1,0 +1,185 @@
+// The buttons: add, delete, download, save.
+#include <QFileDialog>
+#include <algorithm>
+#include <utility>
+
+#include "app/app_state.h"
+#include "app/main_window.h"
+#include "app/texts.h"
+#include "picture/picture_state.h"
+#include "store/messages.h"
+#include "store/store.h"
+#include "store/transfer.h"
+#include "text/localized.h"
+
+namespace lumato::app {
+namespace {
+
+// Folders stand for the files that are in them. On the worker: folders can be large.
+std::vector<Path> FilesOf(const std::vector<Path>& dropped) {
+    std::vector<Path> files;
+    for (const Path& path : dropped) {
+        std::error_code ignored;
+        if (!std::filesystem::is_directory(path, ignored)) {
+            files.push_back(path);
+            continue;
+        }
+        for (FolderEntry& entry : FSGetDirectoryItems(path, false)) {
+            if (!entry.isFolder)
+                files.push_back(std::move(entry.path));
+        }
+    }
+    return files;
+}
+
+}  // namespace
+
+void MainWindow::ShowNote(std::string_view key, std::string_view defaultText, const std::string& detail) {
+    store::ShowNote({key, defaultText});
+    m_panel->SetNoteDetail(detail);
+}
+
+// The selected files of the folder that was opened last, from its end.
+std::vector<ItemID> MainWindow::CollectBatch() {
+    const std::vector<ItemID> selected = m_browser->Selected();
+    std::vector<ItemID> batch;
+    const FileItems::Items& items = m_browser->Items().All();
+    for (auto item = items.rbegin(); item != items.rend(); ++item) {
+        const tagFILEITEM& record = item->second;
+        if (record.isFolder == 0 && record.pictureCandidate != 0 &&
+            std::ranges::binary_search(selected, record.itemID))
+            batch.push_back(record.itemID);
+        if (record.firstInFolder != 0)
+            break;
+    }
+    return batch;
+}
+
+void MainWindow::MyAddButtonHandler() {
+    if (!MainThreadOwns() || !store::FrameOnline() || !m_panel->IsEnabled())
+        return;
+    const store::Rect& rect = store::Store().gmyDrawrect;
+    if (rect.width == 0 || rect.height == 0)
+        return;
+    SelPicArrayRef = CollectBatch();
+    if (SelPicArrayRef.size() >= 2) {
+        std::vector<Path> files;
+        for (auto id = SelPicArrayRef.rbegin(); id != SelPicArrayRef.rend(); ++id)
+            files.push_back(m_browser->Items().Find(*id)->spec);
+        AddFiles(std::move(files));
+        return;
+    }
+    SelPicArrayRef.clear();
+    // A picture that is still being loaded is the one that was meant.
+    m_addWhenLoaded = m_loader.IsLoading();
+    if (!m_addWhenLoaded)
+        AddEditPicture();
+}
+
+void MainWindow::AddEditPicture() {
+    if (picture::Pictures().gmyCGimage != nullptr && picture::AddEditPicture())
+        m_unsaved = true;
+}
+
+void MainWindow::AddFiles(std::vector<Path> files) {
+    if (files.empty() || !m_panel->IsEnabled() || !MainThreadOwns() || !store::FrameOnline())
+        return;
+    m_loader.Forget();
+    picture::ReleaseSelection();
+    m_panel->SetControlPanlEnable(false);
+    const bool started = m_link.StartTask([this, files = std::move(files)] {
+        const picture::BatchReport report = picture::ProcessMorePic(FilesOf(files));
+        QMetaObject::invokeMethod(
+            this, [this, report] { TakeBatch(report); }, Qt::QueuedConnection);
+    });
+    if (!started)
+        m_panel->SetControlPanlEnable(true);
+}
+
+void MainWindow::TakeBatch(const picture::BatchReport& report) {
+    if (!report.added.empty())
+        m_unsaved = true;
+    for (const picture::BatchReport::Refused& refused : report.refused) {
+        if (!refused.unreadable)
+            continue;
+        for (const ItemID id : SelPicArrayRef) {
+            tagFILEITEM* item = m_browser->Items().Find(id);
+            if (item != nullptr && item->spec == refused.file)
+                item->pictureCandidate = 0;
+        }
+    }
+    SelPicArrayRef.clear();
+}
+
+void MainWindow::MyDeleteAllCheckBoxHandler(bool on) {
+    if (MainThreadOwns())
+        store::Store().gmyDeleteAll = on;
+}
+
+void MainWindow::MyDelButtonHandler() {
+    if (!MainThreadOwns() || !m_panel->IsEnabled() || store::Store().gmyTotalePictureNum == 0)
+        return;
+    m_unsaved = true;
+    m_preview->Clear();
+    store::DeletePictures();
+}
+
+void MainWindow::MyDownLoadButtonHandler() {
+    if (!m_link.StartDownload([this](bool succeeded) { TakeDownload(succeeded); }))
+        return;
+    m_desktop.InhibitSleep(Localized("DOWNLOAD_PICS_TIPS", "Download Pictures(s)"));
+}
+
+void MainWindow::TakeDownload(bool succeeded) {
+    m_desktop.AllowSleep();
+    if (succeeded)
+        m_unsaved = false;
+    if (!isActiveWindow())
+        m_desktop.Notify(windowTitle(), m_panel->Note());
+}
+
+void MainWindow::MyUpLoadButtonHandler() {
+    if (!MainThreadOwns() || !m_panel->IsEnabled() || !store::FrameOnline())
+        return;
+    if (store::Store().gmyTotalePictureNum < 1)
+        ShowNote("NO_PIC_TIPS", "No Pictures");
+    else
+        SelectFileLocation();
+}
+
+void MainWindow::SelectFileLocation() {
+    auto* dialog = new QFileDialog(this, Localized("SAVE_TITLE", "Select File Location"),
+                                   FromPath(m_settings.Folder(kSaveFolderSetting)));
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->setFileMode(QFileDialog::Directory);
+    dialog->setOption(QFileDialog::ShowDirsOnly);
+    connect(dialog, &QFileDialog::fileSelected, this, [this](const QString& folder) {
+        m_settings.SetFolder(kSaveFolderSetting, PathOf(folder));
+        SavePicturesTo(PathOf(folder));
+    });
+    dialog->open();
+}
+
+void MainWindow::SavePicturesTo(const Path& folder) {
+    if (!m_panel->IsEnabled() || !MainThreadOwns())
+        return;
+    m_panel->SetControlPanlEnable(false);
+    const bool started = m_link.StartTask([this, folder] {
+        store::TransferOwner owner;
+        owner.PostRefresh();
+        const Result<int> saved = store::SavePictures(folder);
+        QMetaObject::invokeMethod(
+            this, [this, saved] { TakeSaving(saved); }, Qt::QueuedConnection);
+    });
+    if (!started)
+        m_panel->SetControlPanlEnable(true);
+}
+
+void MainWindow::TakeSaving(const Result<int>& saved) {
+    if (saved)
+        store::ShowNote({"SAVED_TIPS", "Pictures saved"}, *saved);
+    else
+        ShowNote("SAVE_FAILED_TIPS", "The pictures could not be saved", saved.error().message);
+}
+
+}  // namespace lumato::app

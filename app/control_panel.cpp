@@ -1,0 +1,230 @@
+#include "app/control_panel.h"
+
+#include <QAbstractButton>
+#include <QLabel>
+#include <QMainWindow>
+#include <QProgressBar>
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "app/detail_label.h"
+#include "app/disk_browser.h"
+#include "app/edit_view.h"
+#include "app/picture_list.h"
+#include "app/preview.h"
+#include "app/texts.h"
+#include "store/local_files.h"
+#include "store/picture_count_text.h"
+#include "store/store.h"
+
+namespace lumato::app {
+namespace {
+
+// Enabled and disabled together.
+constexpr std::array kPanelGroup = {
+    kDeleteAllCheckBoxID, kSuitableSizeID,  kOpenButtonID, kDownLoadButtonID, kTranlateArrowXID,
+    kTranlateArrowYID,    kUpLoadButtnonID, kDelButtonID,  kAddButtonID,      kRotateArrowID,
+    kScaleArrowXID,       kColumList,       dbControlID1};
+
+struct ControlText {
+    ControlId id;
+    std::string_view key;
+    std::string_view defaultText;
+};
+
+constexpr std::array kTexts = {
+    ControlText{kSuitableSizeID, "Fit_Size_For_LCD", "Fit size for LCD"},
+    ControlText{kUpLoadButtnonID, "Save_All", "Save ALL"},
+    ControlText{kAddButtonID, "Add", "Add"},
+    ControlText{kDownLoadButtonID, "DownLoad", "DownLoad"},
+    ControlText{kDelButtonID, "Delete", "Delete"},
+    ControlText{kDeleteAllCheckBoxID, "Delete_All", "Delete All"},
+    ControlText{NoticeControlID, "Information:", "Information:"},
+    ControlText{RotateControlID, "Rotate", "Rotate"},
+    ControlText{ScaleControlID, "Scale:", "Scale"},
+    ControlText{TranslateXControlID, "Translate_X", "Translate: X:"},
+    ControlText{TranslateYControlID, "Translate_Y", "Translate: Y:"},
+    ControlText{TotalControlID, "Total Picture", "Total Pictures"},
+    ControlText{CurrentControlID, "Current", "Current:"},
+};
+
+struct FieldLabel {
+    ControlId field;
+    ControlId label;
+};
+
+// Fields that a label names.
+constexpr std::array kFieldLabels = {
+    FieldLabel{kRotateArrowID, RotateControlID},
+    FieldLabel{kScaleArrowXID, ScaleControlID},
+    FieldLabel{kTranlateArrowXID, TranslateXControlID},
+    FieldLabel{kTranlateArrowYID, TranslateYControlID},
+    FieldLabel{kTotalPic, TotalControlID},
+    FieldLabel{kCurPic, CurrentControlID},
+};
+
+QString WithoutColon(QString text) {
+    while (text.endsWith(u':') || text.endsWith(u'：') || text.endsWith(QChar(0xA0)) || text.endsWith(u' '))
+        text.chop(1);
+    return text;
+}
+
+void SetHeading(QMainWindow& window, const char* name, const QString& text) {
+    if (auto* label = window.findChild<QLabel*>(QLatin1String(name)))
+        label->setText(text);
+}
+
+// The list's values, taken by the thread that owns it.
+QList<ListedPicture> TakePictures(int count) {
+    QList<ListedPicture> pictures;
+    const store::FileDataHead* list = store::Store().gmyPictureData.get();
+    const store::FileData* record = list != nullptr ? list->sentinel->next : nullptr;
+    for (int i = 0; i < count && record != nullptr; ++i, record = record->next)
+        pictures.append({QString::fromStdString(record->fileName),
+                         store::BitmapPath(store::BitmapName(record->fileName)), record->inFrame == 1});
+    return pictures;
+}
+
+}  // namespace
+
+ControlPanel::ControlPanel(QMainWindow& window) : QObject(&window), m_window(window) {}
+
+void ControlPanel::InitViewLanguage() {
+    m_window.setWindowTitle(Localized("WINDOW_TITLE", "MacLumato"));
+    for (const ControlText& row : kTexts)
+        SetControlText(row.id, Localized(row.key, row.defaultText));
+    SetHeadings();
+    SetAccessibleNames();
+}
+
+void ControlPanel::SetControlText(ControlId id, const QString& text) {
+    QWidget* control = FindControl(&m_window, id);
+    if (auto* button = qobject_cast<QAbstractButton*>(control)) {
+        button->setText(text);
+        button->setAccessibleName(text);
+    } else if (auto* label = qobject_cast<QLabel*>(control)) {
+        label->setText(text);
+    }
+}
+
+void ControlPanel::SetHeadings() {
+    SetHeading(m_window, "browserHeading", Localized("BROWSER_HEADING", "This computer"));
+    SetHeading(m_window, "editHeading", Localized("EDIT_HEADING", "Picture"));
+    SetHeading(m_window, "frameHeading", Localized("FRAME_HEADING", "On the frame"));
+    if (auto* view = FindControlAs<EditView>(&m_window, myHIViewID))
+        view->SetHint(Localized("EDIT_HINT", "Select a picture on the left, or drop one here"));
+    if (auto* list = FindControlAs<PictureList>(&m_window, dbControlID1)) {
+        list->SetHint(Localized("LIST_HINT", "The frame's pictures appear here"));
+        list->Model().SetWaitingText(Localized("LIST_WAITING", "not yet on the frame"));
+    }
+    if (auto* preview = FindControlAs<Preview>(&m_window, myHIPreviewID))
+        preview->SetHint(Localized("PREVIEW_HINT", "Preview"));
+}
+
+void ControlPanel::SetAccessibleNames() {
+    for (const FieldLabel& row : kFieldLabels) {
+        const auto* label = FindControlAs<QLabel>(&m_window, row.label);
+        QWidget* field = FindControl(&m_window, row.field);
+        if (label != nullptr && field != nullptr)
+            field->setAccessibleName(WithoutColon(label->text()));
+    }
+    const auto name = [this](ControlId id, const QString& text) {
+        if (QWidget* control = FindControl(&m_window, id))
+            control->setAccessibleName(text);
+    };
+    name(kColumList, Localized("BROWSER_HEADING", "This computer"));
+    name(dbControlID1, Localized("FRAME_HEADING", "On the frame"));
+    name(myHIViewID, Localized("EDIT_HEADING", "Picture"));
+    name(myHIRectID, Localized("RECT_NAME", "Part that the frame shows"));
+    name(myHIPreviewID, Localized("PREVIEW_HINT", "Preview"));
+    name(kDownLoadProcessID, Localized("PROGRESS_NAME", "Progress"));
+}
+
+void ControlPanel::Post(std::function<void()> call) {
+    QMetaObject::invokeMethod(this, std::move(call), Qt::QueuedConnection);
+}
+
+void ControlPanel::SetNotes(std::string_view text) {
+    Post([this, note = QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()))] {
+        if (auto* label = FindControlAs<QLabel>(&m_window, kNotesID)) {
+            label->setText(note);
+            label->setAccessibleName(note);
+        }
+        if (auto* detail = m_window.findChild<DetailLabel*>())
+            detail->SetDetail({});
+        emit NoteShown();
+    });
+}
+
+void ControlPanel::SetNoteDetail(std::string_view text) {
+    Post([this, reason = QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()))] {
+        if (auto* detail = m_window.findChild<DetailLabel*>())
+            detail->SetDetail(reason);
+        emit NoteShown();
+    });
+}
+
+QString ControlPanel::Note() const {
+    const auto* label = FindControlAs<QLabel>(&m_window, kNotesID);
+    return label != nullptr ? label->text() : QString();
+}
+
+void ControlPanel::SetDownLoadPrcess(int percent) {
+    Post([this, percent] {
+        if (auto* bar = FindControlAs<QProgressBar>(&m_window, kDownLoadProcessID))
+            bar->setValue(std::clamp(percent, 0, 100));
+    });
+}
+
+void ControlPanel::UpdateInfo() {
+    const store::StoreState& store = store::Store();
+    const int selected = store.gmyTotalePictureNum == 0 ? 0 : store.gmyCurrentSelectItem;
+    Post([this, total = QString::fromStdString(store::SpaceText()), selected] {
+        SetPicNumInfo(total, false);
+        SetPicNumInfo(QStringLiteral("%1").arg(selected, 3, 10, QLatin1Char('0')), true);
+    });
+}
+
+void ControlPanel::SetPicNumInfo(const QString& text, bool isCurrent) {
+    if (auto* field = FindControlAs<QLabel>(&m_window, isCurrent ? kCurPic : kTotalPic)) {
+        field->setText(text);
+        field->setAccessibleDescription(text);
+    }
+}
+
+void ControlPanel::SetControlPanlEnable(bool enable) {
+    Post([this, enable] { Enable(enable); });
+}
+
+void ControlPanel::Enable(bool enable) {
+    m_enabled = enable;
+    if (!enable && m_window.focusWidget() != nullptr)
+        m_focus = m_window.focusWidget();  // a control that is disabled loses it
+    for (const ControlId id : kPanelGroup) {
+        if (QWidget* control = FindControl(&m_window, id))
+            control->setEnabled(enable);
+    }
+    if (enable && m_focus != nullptr)
+        m_focus->setFocus();
+    if (enable)
+        m_focus = nullptr;
+    emit Enabled(enable);
+}
+
+void ControlPanel::InvalidateMyWindow() {
+    Post([this] { emit RefreshPosted(); });
+}
+
+void ControlPanel::ShowPictureList(int count, int selected) {
+    Post([this, pictures = TakePictures(count), selected] {
+        if (auto* list = FindControlAs<PictureList>(&m_window, dbControlID1))
+            list->ShowPictures(pictures, selected);
+    });
+}
+
+void ControlPanel::RedrawPictures() {
+    Post([this] { emit RedrawPosted(); });
+}
+
+}  // namespace lumato::app

@@ -1,0 +1,65 @@
+// The window's panel of controls: its texts, its being enabled as a whole, and what the rooms below have it
+// show.
+//
+// The status port may be called from any thread: each call is carried out on the main thread, in the order of
+// the calls. Everything else on the main thread.
+#pragma once
+
+#include <QObject>
+#include <QPointer>
+#include <QWidget>
+#include <functional>
+
+#include "app/control_id.h"
+#include "store/status_port.h"
+
+class QMainWindow;
+
+namespace lumato::app {
+
+class ControlPanel : public QObject, public store::StatusPort {
+    Q_OBJECT
+
+  public:
+    explicit ControlPanel(QMainWindow& window);
+
+    // The texts of the chosen language.
+    void InitViewLanguage();
+
+    // ---- status port
+    void SetNotes(std::string_view text) override;
+    void SetNoteDetail(std::string_view text) override;
+    void SetDownLoadPrcess(int percent) override;
+    void UpdateInfo() override;
+    void SetControlPanlEnable(bool enable) override;
+    void InvalidateMyWindow() override;
+    void ShowPictureList(int count, int selected) override;
+    void RedrawPictures() override;
+
+    [[nodiscard]] QString Note() const;
+    [[nodiscard]] bool IsEnabled() const { return m_enabled; }
+
+  signals:
+    // The panel was enabled or disabled.
+    void Enabled(bool enabled);
+    // The refresh event.
+    void RefreshPosted();
+    // The pictures are to be drawn anew.
+    void RedrawPosted();
+    // The note or its detail has changed.
+    void NoteShown();
+
+  private:
+    void Post(std::function<void()> call);
+    void Enable(bool enable);
+    void SetPicNumInfo(const QString& text, bool isCurrent);
+    void SetControlText(ControlId id, const QString& text);
+    void SetHeadings();
+    void SetAccessibleNames();
+
+    QMainWindow& m_window;
+    bool m_enabled = false;
+    QPointer<QWidget> m_focus;  // had the focus when the panel was disabled
+};
+
+}  // namespace lumato::app

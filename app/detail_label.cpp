@@ -1,0 +1,25 @@
+#include "app/detail_label.h"
+
+#include <QPainter>
+
+namespace lumato::app {
+
+DetailLabel::DetailLabel(QWidget* parent) : QLabel(parent) {
+    setTextFormat(Qt::PlainText);
+    setTextInteractionFlags(Qt::TextSelectableByMouse);
+}
+
+void DetailLabel::SetDetail(const QString& text) {
+    setText(text);
+    setToolTip(text);
+    setAccessibleName(text);
+}
+
+void DetailLabel::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    painter.setPen(palette().color(QPalette::PlaceholderText));
+    const QString cut = fontMetrics().elidedText(text(), Qt::ElideRight, width());
+    painter.drawText(rect(), Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine, cut);
+}
+
+}  // namespace lumato::app

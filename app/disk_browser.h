@@ -1,0 +1,69 @@
+// The disk browser: the computer's volumes and folders in columns. Opening a folder adds a column to its
+// right; folders are read beside the window, so that a large one keeps nobody waiting.
+//
+// Main thread only.
+#pragma once
+
+#include <QHBoxLayout>
+#include <QScrollArea>
+#include <QThreadPool>
+#include <vector>
+
+#include "app/folder_column.h"
+
+namespace lumato::app {
+
+class DiskBrowser : public QScrollArea {
+    Q_OBJECT
+
+  public:
+    explicit DiskBrowser(QWidget* parent = nullptr);
+    ~DiskBrowser() override;
+
+    // Lists the volumes in the first column.
+    void MyInitializeDataBrowserControl();
+    // Opens the columns from a volume down to this folder, as far as they exist.
+    void OpenPath(const Path& folder);
+    // Shows texts of the chosen language.
+    void ShowTexts();
+
+    [[nodiscard]] FileItems& Items() { return FileItemArray; }
+    // The IDs of all selected items, in ascending order.
+    [[nodiscard]] std::vector<ItemID> Selected() const;
+    // Makes the file the only selection of its column, without loading it.
+    void SelectQuietly(ItemID id);
+    // The deepest folder that is open; empty when none is.
+    [[nodiscard]] Path OpenFolder() const;
+    // A folder is still being read.
+    [[nodiscard]] bool IsReading() const { return m_reading > 0; }
+
+    // The file last loaded as the edit picture from this browser, or none.
+    ItemID G_CurSelItem = kNoItem;
+
+  signals:
+    // The selection has changed; walk the records to see what to load.
+    void SelectionSetChanged();
+    void FolderOpened(const Path& folder);
+
+  private:
+    FolderColumn* AddColumn(ItemID folder);
+    void CloseColumnsBehind(std::size_t column);
+    void OpenFolderOf(ItemID item);
+    void TakeFolder(ItemID folder, int request, std::vector<FolderEntry> entries);
+    void TakeSelection(FolderColumn* column);
+    void ContinueOpening();
+    void Leave(FolderColumn* column, int direction);
+    [[nodiscard]] std::size_t PositionOf(const FolderColumn* column) const;
+    void ShowLastColumn();
+
+    FileItems FileItemArray;
+    QHBoxLayout* m_layout = nullptr;
+    std::vector<FolderColumn*> m_columns;
+    QThreadPool m_reader;
+    int m_request = 0;  // of the folder asked for last
+    int m_reading = 0;
+    bool m_quiet = false;  // a selection from code that is not to be told of
+    Path m_opening;        // the folder that OpenPath() is on its way to
+};
+
+}  // namespace lumato::app

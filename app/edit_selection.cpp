@@ -1,0 +1,134 @@
+// How pictures come into the edit view and the preview, and what becomes of them when the frame changes.
+#include <algorithm>
+#include <utility>
+
+#include "app/app_state.h"
+#include "app/main_window.h"
+#include "app/texts.h"
+#include "device/comm_usb.h"
+#include "picture/picture_state.h"
+#include "store/local_files.h"
+#include "store/messages.h"
+
+namespace lumato::app {
+
+// The last of the files selected in the folder that was opened last is the one to edit.
+void MainWindow::TakeSelection() {
+    if (!MainThreadOwns())
+        return;
+    const std::vector<ItemID> selected = m_browser->Selected();
+    const FileItems::Items& items = m_browser->Items().All();
+    for (auto item = items.rbegin(); item != items.rend(); ++item) {
+        const tagFILEITEM& record = item->second;
+        if (record.isFolder != 0 && record.firstInFolder != 0)
+            return;
+        if (record.isFolder != 0 || !std::ranges::binary_search(selected, record.itemID))
+            continue;
+        m_addWhenLoaded = false;
+        if (record.pictureCandidate != 0) {
+            m_loader.Load({record.itemID, record.spec});
+        } else {
+            m_loader.Forget();
+            picture::ReleaseSelection();
+        }
+        return;
+    }
+}
+
+void MainWindow::SelectFile(const Path& file) {
+    m_addWhenLoaded = false;
+    m_loader.Load({kNoItem, file});
+}
+
+void MainWindow::TakeLoaded(LoadedPicture loaded) {
+    if (!MainThreadOwns()) {
+        m_waiting = std::move(loaded);
+        return;
+    }
+    if (!m_panel->IsEnabled())
+        return;
+    const bool selected = picture::SelectImported(loaded.file, std::move(loaded.picture)).has_value();
+    if (tagFILEITEM* item = m_browser->Items().Find(loaded.item);
+        item != nullptr && item->spec == loaded.file) {
+        m_browser->SelectQuietly(loaded.item);
+        if (selected)
+            m_browser->G_CurSelItem = loaded.item;
+        else
+            item->pictureCandidate = 0;
+    }
+    if (std::exchange(m_addWhenLoaded, false) && selected)
+        AddEditPicture();
+}
+
+// The next file after the current one that is a picture.
+void MainWindow::SelectNextPicture() {
+    if (m_browser->G_CurSelItem == kNoItem)
+        return;
+    const FileItems::Items& items = m_browser->Items().All();
+    std::vector<PictureLoader::Candidate> candidates;
+    for (auto item = items.upper_bound(m_browser->G_CurSelItem); item != items.end(); ++item) {
+        if (item->second.isFolder == 0)
+            candidates.push_back({item->first, item->second.spec});
+    }
+    m_loader.LoadFirstPicture(std::move(candidates));
+}
+
+void MainWindow::SelPicInList(int item) {
+    if (!MainThreadOwns())
+        return;
+    store::StoreState& store = store::Store();
+    const QList<ListedPicture>& pictures = m_list->Model().Pictures();
+    if (item < 1 || item > pictures.size() || item > store.gmyTotalePictureNum)
+        return;
+    store.gmyCurrentSelectItem = item;
+    m_panel->UpdateInfo();
+    m_preview->ShowFile(pictures[item - 1].bitmap, pictures[item - 1].name);
+}
+
+void MainWindow::TakeFrameChange() {
+    m_loader.Forget();
+    m_waiting.reset();
+    m_addWhenLoaded = false;
+    m_frameMenu->Refresh();
+    if (!MainThreadOwns())
+        return;
+    picture::ReleaseSelection();
+    if (!device::Link().DeviceStatus) {
+        m_unsaved = false;
+        m_preview->Clear();
+        ShowWhatToDo();
+    }
+}
+
+// A frame of another size may have come: what was in the edit view is fitted anew.
+void MainWindow::TakeOnlineEnd() {
+    if (MainThreadOwns())
+        picture::ReleaseSelection();
+    m_unsaved = false;
+    InvalidWindow();
+    if (!MainThreadOwns() || store::LastConnection() != store::Connection::Online)
+        return;
+    m_panel->UpdateInfo();
+    // Posted, so that it comes after the panel has been enabled.
+    QMetaObject::invokeMethod(
+        this, [this] { TakeUpFiles(); }, Qt::QueuedConnection);
+}
+
+void MainWindow::TakeUpFiles() {
+    const std::vector<Path> files = std::exchange(m_options.files, {});
+    if (files.empty())
+        TakeSelection();
+    else if (files.size() == 1)
+        SelectFile(files.front());
+    else
+        AddFiles(files);
+}
+
+void MainWindow::ShowWhatToDo() {
+    store::ShowNote(store::kDeviceNotOnline);
+    m_panel->SetNoteDetail(
+        Localized("CONNECT_HINT", "Connect your photo frame, or attach a virtual one from the Frame menu")
+            .toStdString());
+}
+
+}  // namespace lumato::app

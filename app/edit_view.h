@@ -1,0 +1,54 @@
+// The picture edit view: the edit picture with its pose on the canvas, at the screen's own resolution.
+//
+// Main thread only. While a worker owns the picture, the view keeps showing what it drew last.
+#pragma once
+
+#include <QImage>
+#include <QTimer>
+#include <QWidget>
+
+namespace lumato::app {
+
+class EditView : public QWidget {
+    Q_OBJECT
+
+  public:
+    explicit EditView(QWidget* parent = nullptr);
+
+    // Has the picture drawn anew, once, before the next painting.
+    void Redraw();
+    // What stands in the view without a picture.
+    void SetHint(const QString& hint);
+
+    [[nodiscard]] bool ShowsPicture() const { return m_shown && !m_drawn.isNull(); }
+    // The picture as it is drawn, in the screen's pixels.
+    [[nodiscard]] const QImage& Drawn() const { return m_drawn; }
+
+    [[nodiscard]] QSize sizeHint() const override;
+    [[nodiscard]] QSize minimumSizeHint() const override;
+
+  signals:
+    // Files were dropped onto the view.
+    void FilesDropped(const QList<QUrl>& files);
+    // The wheel was turned by so many notches.
+    void WheelTurned(int notches);
+
+  protected:
+    void paintEvent(QPaintEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    void wheelEvent(QWheelEvent* event) override;
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
+
+  private:
+    void MyDrawEventHandler();
+    void DrawHint(QPainter& painter, const QRectF& area);
+
+    QTimer m_redraw;
+    QImage m_drawn;
+    bool m_shown = false;  // there was a picture when the view was drawn
+    QString m_hint;
+    int m_wheelAngle = 0;
+};
+
+}  // namespace lumato::app

@@ -1,0 +1,67 @@
+// The disk browser's records: one per listed volume, folder or file.
+//
+// Main thread only.
+#pragma once
+
+#include <QString>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "base/file.h"
+
+namespace lumato::app {
+
+using ItemID = std::uint32_t;
+
+inline constexpr ItemID kNoItem = 0;
+inline constexpr ItemID kRootContainer = 1;
+inline constexpr ItemID kFirstItem = 2;
+
+struct tagFILEITEM {
+    ItemID itemID = kNoItem;
+    Path spec;     // the volume's root folder, or the folder or file
+    QString name;  // as shown
+    std::uint8_t isFolder = 0;
+    std::uint8_t firstInFolder = 0;     // listed first when its folder was opened
+    std::uint8_t pictureCandidate = 0;  // until the file has failed to load as a picture
+};
+
+// FileItemArray: the records in the order in which they were listed, which is that of their IDs. A record is
+// found by its ID, whatever has been removed before it.
+class FileItems {
+  public:
+    using Items = std::map<ItemID, tagFILEITEM>;
+
+    // Appends a record; its ID is one above the last record's.
+    tagFILEITEM& Append(tagFILEITEM item);
+    void Remove(ItemID id) { m_items.erase(id); }
+    void Clear() { m_items.clear(); }
+
+    [[nodiscard]] tagFILEITEM* Find(ItemID id);
+    [[nodiscard]] const Items& All() const { return m_items; }
+    [[nodiscard]] bool IsEmpty() const { return m_items.empty(); }
+
+  private:
+    Items m_items;
+};
+
+// What reading a folder found: names with kinds, sorted for people.
+struct FolderEntry {
+    QString name;
+    Path path;
+    bool isFolder = false;
+};
+
+// The direct items of a folder; none when it cannot be read. Hidden ones are left out, and on the first
+// volume (`onFirstVolume`: its root is the folder) those that hold no one's pictures. From any thread.
+[[nodiscard]] std::vector<FolderEntry> FSGetDirectoryItems(const Path& folder, bool onFirstVolume);
+
+// Appends the entries to the records; returns their IDs, in order.
+std::vector<ItemID> ExpendFolder(FileItems& items, std::vector<FolderEntry> entries);
+
+// The mounted volumes with the frame's own left out, and the user's own folder as the second.
+std::vector<ItemID> GetSystemDisk(FileItems& items);
+
+}  // namespace lumato::app

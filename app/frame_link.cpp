@@ -1,0 +1,155 @@
+#include "app/frame_link.h"
+
+#include <utility>
+
+#include "app/app_state.h"
+#include "flash/process_flash.h"
+#include "picture/picture_state.h"
+#include "platform/services.h"
+#include "store/messages.h"
+#include "store/transfer.h"
+
+namespace lumato::app {
+
+// Stands between a bus and the link to notice when the link starts an online task: from that moment on the
+// store is the task's.
+class FrameLink::WatchedBus : public platform::Bus, private platform::BusListener {
+  public:
+    WatchedBus(FrameLink& owner, platform::Bus& bus) : m_owner(owner), m_bus(bus) {}
+
+    [[nodiscard]] Result<void> Start(platform::BusListener& listener) override {
+        m_listener = &listener;
+        return m_bus.Start(*this);
+    }
+
+  private:
+    void ServiceAppeared(platform::BusService& service) override {
+        const bool wasOnline = device::Link().DeviceStatus;
+        m_owner.m_wentOffline = false;
+        m_listener->ServiceAppeared(service);
+        if (device::Link().DeviceStatus && (!wasOnline || m_owner.m_wentOffline))
+            ++App().onlineTasks;
+    }
+    void ServiceDisappeared(platform::BusService& service) override {
+        m_listener->ServiceDisappeared(service);
+    }
+
+    FrameLink& m_owner;
+    platform::Bus& m_bus;
+    platform::BusListener* m_listener = nullptr;
+};
+
+FrameLink::FrameLink(store::StatusPort& status)
+    : m_status(status), m_watchedBus(std::make_unique<WatchedBus>(*this, m_virtualBus)) {
+    platform::Services& services = platform::CurrentServices();
+    services.clock = &m_clock;
+    services.bus = m_watchedBus.get();
+    store::StoreState& store = store::Store();
+    store.status = &status;
+    store.MyJPG = &m_codec;
+}
+
+FrameLink::~FrameLink() {
+    CloseResource();
+}
+
+void FrameLink::IniUSBDevice() {
+    device::Link().frame = this;
+    m_device = std::make_unique<device::CCommUSB>();
+    flash::Flash().device = m_device.get();
+    m_device->IniUSBDevice();
+}
+
+Result<void> FrameLink::AttachVirtualFrame(const Path& file, double pace) {
+    if (device::Link().DeviceStatus)
+        return Fail(ErrorKind::Busy, "a frame is connected already");
+    LUMATO_TRY(m_virtualFrame, m_virtualBus.Plug(file, {.faults = {}, .pace = pace}));
+    emit FrameChanged();
+    return {};
+}
+
+void FrameLink::DetachVirtualFrame() {
+    if (m_virtualFrame == nullptr)
+        return;
+    m_virtualBus.Unplug(*std::exchange(m_virtualFrame, nullptr));
+    emit FrameChanged();
+}
+
+std::vector<std::uint8_t> FrameLink::VirtualFlash() const {
+    if (m_virtualFrame == nullptr)
+        return {};
+    return const_cast<vframe::VirtualBus&>(m_virtualBus).Frame(*m_virtualFrame).FlashBytes();
+}
+
+bool FrameLink::StartTask(std::function<void()> body) {
+    if (!MainThreadOwns() || !store::StartTransfer())
+        return false;
+    App().transferStarted = true;
+    m_task = platform::Task(std::move(body));
+    return true;
+}
+
+bool FrameLink::StartDownload(std::function<void(bool)> done) {
+    if (!MainThreadOwns() || !store::BeginDownload())
+        return false;
+    App().transferStarted = true;
+    m_task = platform::Task([this, done = std::move(done)] {
+        const bool succeeded = store::TranspotPic();
+        QMetaObject::invokeMethod(
+            this, [done, succeeded] { done(succeeded); }, Qt::QueuedConnection);
+    });
+    return true;
+}
+
+bool FrameLink::TakeBack() {
+    if (m_closed || store::TransferRunning() || App().onlineTasks > 0)
+        return false;  // the end of what runs now will ask again
+    App().transferStarted = false;
+    m_virtualBus.DeliverEvents();
+    return App().onlineTasks == 0 && store::FinishTransfer();
+}
+
+void FrameLink::SetFlashOnline() {
+    StoreFramePort::SetFlashOnline();
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+            --App().onlineTasks;
+            emit OnlineEnded();
+        },
+        Qt::QueuedConnection);
+}
+
+void FrameLink::SetFlashOffline() {
+    m_wentOffline = true;
+    StoreFramePort::SetFlashOffline();
+    QMetaObject::invokeMethod(this, &FrameLink::FrameChanged, Qt::QueuedConnection);
+}
+
+void FrameLink::ShowLinkError(const Error& error) {
+    store::ShowNote(store::kDeviceNotOnline);
+    m_status.SetNoteDetail(error.message);
+}
+
+// First the flash object, then the pictures, then the link. Requires: no transfer runs, or the frame is to be
+// torn away from it.
+void FrameLink::CloseResource() {
+    if (std::exchange(m_closed, true))
+        return;
+    if (!MainThreadOwns() && m_device != nullptr)
+        m_device->DevClose();  // ends the tasks that still use what is released below
+    m_task.Join();
+    device::Link().task.Join();
+    flash::Flash().m_PtrPF.reset();
+    store::ReleaseAllFiles();
+    if (m_device != nullptr)
+        m_device->DevClose();
+    device::ResetLink();
+    flash::ResetFlash();
+    store::ResetStore();
+    picture::ResetPictures();
+    platform::CurrentServices() = platform::Services();
+    App() = AppState();
+}
+
+}  // namespace lumato::app

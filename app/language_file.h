@@ -1,0 +1,35 @@
+// The languages of the language file, and which of them is chosen.
+//
+// Main thread only.
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+#include "base/error.h"
+#include "base/file.h"
+
+namespace lumato::app {
+
+class LanguageFile {
+  public:
+    explicit LanguageFile(Path file) : m_file(std::move(file)) {}
+
+    // Puts the program's own file in its place where there is none yet; without one of those, every text
+    // keeps its built-in words.
+    void ProvideDefault() const;
+
+    // The sections that hold texts, in the order of the file.
+    [[nodiscard]] QStringList Languages() const;
+    [[nodiscard]] QString Chosen() const;
+    // What the language calls itself.
+    [[nodiscard]] static QString NameOf(const QString& language);
+
+    // From now on texts are shown in this language. Errors: those of reading and writing the file.
+    [[nodiscard]] Result<void> Choose(const QString& language) const;
+
+  private:
+    Path m_file;
+};
+
+}  // namespace lumato::app

@@ -1,0 +1,132 @@
+// lumato: the picture manager's window. This is the order of its start.
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QIcon>
+#include <QMessageBox>
+#include <QTimer>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <optional>
+
+#include "app/carbon_app.h"
+#include "app/language_file.h"
+#include "app/main_window.h"
+#include "app/mounted_volumes.h"
+#include "app/texts.h"
+#include "base/printable.h"
+#include "platform/linux/folder_lock.h"
+#include "platform/linux/folders.h"
+#include "platform/services.h"
+#include "text/localized.h"
+
+namespace lumato::app {
+namespace {
+
+struct Options {
+    WindowOptions window;
+    std::optional<Path> frame;
+};
+
+// Ends the program where the command line makes no sense.
+Options ParseArguments(const QCoreApplication& application) {
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        QStringLiteral("Lumato manages the pictures of a USB digital photo frame."));
+    parser.addHelpOption();
+    parser.addVersionOption();
+    const QCommandLineOption home(QStringLiteral("home"),
+                                  QStringLiteral("the resources folder, instead of ~/.local/share/lumato"),
+                                  QStringLiteral("DIR"));
+    const QCommandLineOption frame(QStringLiteral("frame"),
+                                   QStringLiteral("attach the virtual frame whose flash is FILE"),
+                                   QStringLiteral("FILE"));
+    const QCommandLineOption pace(
+        QStringLiteral("pace"), QStringLiteral("virtual frames take as long as a real one, X times as fast"),
+        QStringLiteral("X"));
+    parser.addOptions({home, frame, pace});
+    parser.addPositionalArgument(QStringLiteral("FILES"),
+                                 QStringLiteral("pictures: one to edit, several to add"),
+                                 QStringLiteral("[FILES...]"));
+    parser.process(application);
+
+    Options options;
+    std::optional<Path> homeFolder;
+    if (parser.isSet(home))
+        homeFolder = PathOf(parser.value(home));
+    options.window.home = platform::ResourcesFolder(homeFolder);
+    options.window.stateFolder = platform::StateFolder(homeFolder);
+    if (parser.isSet(frame))
+        options.frame = PathOf(parser.value(frame));
+    if (parser.isSet(pace)) {
+        bool valid = false;
+        options.window.pace = parser.value(pace).toDouble(&valid);
+        if (!valid || !(options.window.pace > 0)) {
+            std::fputs("lumato: --pace: a number above 0 is wanted\n", stderr);
+            std::exit(2);
+        }
+    }
+    const QStringList files = parser.positionalArguments();
+    for (const QString& file : files)
+        options.window.files.push_back(std::filesystem::absolute(PathOf(file)));
+    return options;
+}
+
+// The folders of the start: made where they are missing, and held against a second program.
+Result<platform::FolderLock> TakeFolders(const WindowOptions& options) {
+    std::error_code error;
+    std::filesystem::create_directories(options.home, error);
+    if (error)
+        return Fail(ErrorKind::Unwritable, Printable(options.home.string()) + ": " + error.message());
+    std::filesystem::create_directories(options.stateFolder, error);  // without it nothing is remembered
+    return platform::FolderLock::Take(options.home);
+}
+
+void ConfigureApplication() {
+    QCoreApplication::setApplicationName(QStringLiteral("lumato"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(LUMATO_VERSION));
+    QGuiApplication::setApplicationDisplayName(QString());
+    QGuiApplication::setDesktopFileName(QStringLiteral("lumato"));
+    QGuiApplication::setWindowIcon(QIcon(QStringLiteral(":/lumato.svg")));
+    QIcon::setFallbackThemeName(QStringLiteral("Adwaita"));
+}
+
+int Run(QApplication& application) {
+    Options options = ParseArguments(application);
+    const Result<platform::FolderLock> lock = TakeFolders(options.window);
+    const LanguageFile language(options.window.home / "Language.ini");
+    if (lock)
+        language.ProvideDefault();
+    text::SetLanguageFile(options.window.home / "Language.ini");
+    if (!lock) {
+        QMessageBox::critical(nullptr, Localized("WINDOW_TITLE", "MacLumato"),
+                              QString::fromStdString(lock.error().message));
+        return 1;
+    }
+
+    std::unique_ptr<MainWindow> gMainWindowRef;
+    int status = 0;
+    {
+        CarbonApp carbonApp([&] { gMainWindowRef->QuitApplication(); },
+                            [&] { gMainWindowRef->CloseResource(); });
+        MountedVolumes volumes;
+        platform::CurrentServices().volumes = &volumes;
+        gMainWindowRef = std::make_unique<MainWindow>(std::move(options.window));
+        gMainWindowRef->show();
+        QTimer::singleShot(0, gMainWindowRef.get(), [&] { gMainWindowRef->Start(options.frame); });
+        status = carbonApp.Run();
+    }
+    return status;
+}
+
+}  // namespace
+}  // namespace lumato::app
+
+int main(int argc, char** argv) {
+    // A limit on file sizes is a failed write like any other, not the end.
+    std::signal(SIGXFSZ, SIG_IGN);
+    QApplication application(argc, argv);
+    lumato::app::ConfigureApplication();
+    return lumato::app::Run(application);
+}

@@ -1,0 +1,203 @@
+#include "app/main_window.h"
+
+#include <QAbstractButton>
+#include <QCheckBox>
+#include <QDir>
+#include <QLabel>
+#include <QPushButton>
+#include <QSplitter>
+#include <QUrl>
+#include <utility>
+
+#include "app/app_state.h"
+#include "app/t_application.h"
+#include "app/t_nib.h"
+#include "app/texts.h"
+#include "picture/picture_state.h"
+#include "store/store.h"
+
+namespace lumato::app {
+namespace {
+
+void MakeHeadings(QWidget& window) {
+    for (const char* name : {"browserHeading", "editHeading", "frameHeading"}) {
+        auto* label = window.findChild<QLabel*>(QLatin1String(name));
+        QFont font = label->font();
+        font.setBold(true);
+        label->setFont(font);
+    }
+}
+
+}  // namespace
+
+MainWindow::MainWindow(WindowOptions options)
+    : m_options(std::move(options)),
+      m_settings(m_options.stateFolder),
+      m_panel(new ControlPanel(*this)),
+      m_link(*m_panel),
+      m_loader([this](LoadedPicture loaded) { TakeLoaded(std::move(loaded)); }) {
+    store::Store().gmyResousepath = m_options.home;
+    TNib nib;
+    if (nib.Init("main") != noErr || nib.CreateWindowFromNib("MainWindow", *this) != noErr)
+        return;
+    MakeHeadings(*this);
+    m_browser = FindControlAs<DiskBrowser>(this, kColumList);
+    m_list = FindControlAs<PictureList>(this, dbControlID1);
+    m_preview = FindControlAs<Preview>(this, myHIPreviewID);
+    m_editPanel = std::make_unique<EditPanel>(this, [this] { SelectNextPicture(); });
+    picture::Pictures().port = m_editPanel.get();
+    MakeMenus();
+    InitViewLanguage();
+    ConnectControls();
+    ConnectLink();
+    m_panel->SetControlPanlEnable(false);
+    m_panel->UpdateInfo();
+    Restore();
+}
+
+MainWindow::~MainWindow() {
+    CloseResource();
+}
+
+void MainWindow::ConnectControls() {
+    const auto onClick = [this](ControlId id, void (MainWindow::*handler)()) {
+        connect(FindControlAs<QPushButton>(this, id), &QAbstractButton::clicked, this, handler);
+    };
+    onClick(kDelButtonID, &MainWindow::MyDelButtonHandler);
+    onClick(kDownLoadButtonID, &MainWindow::MyDownLoadButtonHandler);
+    onClick(kAddButtonID, &MainWindow::MyAddButtonHandler);
+    onClick(kOpenButtonID, &MainWindow::MyOpenButtonHandler);
+    onClick(kUpLoadButtnonID, &MainWindow::MyUpLoadButtonHandler);
+    connect(FindControlAs<QCheckBox>(this, kDeleteAllCheckBoxID), &QCheckBox::clicked, this,
+            &MainWindow::MyDeleteAllCheckBoxHandler);
+    connect(m_browser, &DiskBrowser::SelectionSetChanged, this, &MainWindow::TakeSelection);
+    connect(m_browser, &DiskBrowser::FolderOpened, this,
+            [this](const Path& folder) { m_settings.SetFolder(kBrowserFolderSetting, folder); });
+    connect(m_list, &PictureList::ItemSelected, this, &MainWindow::SelPicInList);
+    const auto pathsOf = [](const QList<QUrl>& urls) {
+        std::vector<Path> files;
+        for (const QUrl& url : urls) {
+            if (url.isLocalFile())
+                files.push_back(PathOf(url.toLocalFile()));
+        }
+        return files;
+    };
+    connect(m_list, &PictureList::FilesDropped, this,
+            [this, pathsOf](const QList<QUrl>& urls) { AddFiles(pathsOf(urls)); });
+    connect(FindControlAs<EditView>(this, myHIViewID), &EditView::FilesDropped, this,
+            [this, pathsOf](const QList<QUrl>& urls) {
+                const std::vector<Path> files = pathsOf(urls);
+                if (files.size() == 1)
+                    SelectFile(files.front());
+                else
+                    AddFiles(files);
+            });
+}
+
+void MainWindow::ConnectLink() {
+    connect(m_panel, &ControlPanel::RefreshPosted, this, &MainWindow::InvalidWindow);
+    connect(m_panel, &ControlPanel::Enabled, this, [this](bool enabled) {
+        m_menus->EnablePanelActions(enabled);
+        m_browser->setEnabled(enabled);
+    });
+    connect(m_panel, &ControlPanel::RedrawPosted, this, [this] {
+        m_editPanel->RedrawEditView();
+        if (MainThreadOwns() && store::Store().gmyCurrentSelectItem == 0)
+            m_preview->Clear();
+    });
+    connect(&m_link, &FrameLink::FrameChanged, this, &MainWindow::TakeFrameChange);
+    connect(&m_link, &FrameLink::OnlineEnded, this, &MainWindow::TakeOnlineEnd);
+}
+
+void MainWindow::MakeMenus() {
+    m_menus = std::make_unique<MenuBuilder>(*menuBar());
+    MakePictureMenu(m_menus->AddMenu("MENU_PICTURES", "Pictures"));
+    QMenu* frame = m_menus->AddMenu("MENU_FRAME", "Frame");
+    m_menus->AddAction(frame, "DownLoad", "DownLoad", QKeySequence("Ctrl+D"), true,
+                       [this] { MyDownLoadButtonHandler(); });
+    frame->addSeparator();
+    m_frameMenu = new FrameMenu(frame, *m_menus, m_link, m_settings, m_options.pace, this);
+    QMenu* language = m_menus->AddMenu("MENU_LANGUAGE", "Language");
+    new LanguageMenu(
+        language, LanguageFile(m_options.home / "Language.ini"), [this] { ShowLanguage(); },
+        [this](const Error& error) { ShowMessage(windowTitle(), QString::fromStdString(error.message)); });
+    QMenu* help = m_menus->AddMenu("MENU_HELP", "Help");
+    m_menus->AddAction(help, "HELP_SHORTCUTS", "Keyboard Shortcuts", QKeySequence("Ctrl+?"), false,
+                       [this] { ShowShortcuts(); });
+    m_menus->AddAction(help, "HELP_ABOUT", "About Lumato", {}, false, [this] { ShowAbout(); });
+}
+
+void MainWindow::MakePictureMenu(QMenu* menu) {
+    const auto add = [&](const char* key, const char* text, const QKeySequence& shortcut, bool panel,
+                         std::function<void()> run) {
+        return m_menus->AddAction(menu, key, text, shortcut, panel, std::move(run));
+    };
+    add("Add", "Add", QKeySequence("Ctrl+Return"), true, [this] { MyAddButtonHandler(); });
+    QAction* remove = add("Delete", "Delete", QKeySequence::Delete, true, [this] { MyDelButtonHandler(); });
+    // In a number's box the key deletes a digit.
+    remove->setShortcutContext(Qt::WidgetShortcut);
+    m_list->addAction(remove);
+    add("Save_All", "Save ALL", QKeySequence::Save, true, [this] { MyUpLoadButtonHandler(); });
+    menu->addSeparator();
+    add("TURN_LEFT", "Rotate Left", QKeySequence("Ctrl+L"), true, [this] { m_editPanel->TurnBy(-90); });
+    add("TURN_RIGHT", "Rotate Right", QKeySequence("Ctrl+R"), true, [this] { m_editPanel->TurnBy(90); });
+    add("SCALE_UP", "Enlarge", QKeySequence::ZoomIn, true, [this] { m_editPanel->ScaleBy(1); });
+    add("SCALE_DOWN", "Reduce", QKeySequence::ZoomOut, true, [this] { m_editPanel->ScaleBy(-1); });
+    add("Fit_Size_For_LCD", "Fit size for LCD", QKeySequence("Ctrl+0"), true,
+        [this] { m_editPanel->SetFitted(true); });
+    menu->addSeparator();
+    add("QUIT", "Quit", QKeySequence("Ctrl+Q"), false, [] { TApplication::SendCommand(kQuitCommand); });
+}
+
+void MainWindow::InitViewLanguage() {
+    m_panel->InitViewLanguage();
+    m_menus->ShowTexts();
+    m_menus->EnablePanelActions(m_panel->IsEnabled());
+    m_frameMenu->ShowTexts();
+    m_browser->ShowTexts();
+}
+
+void MainWindow::ShowLanguage() {
+    InitViewLanguage();
+    if (!m_panel->IsEnabled())
+        ShowWhatToDo();
+}
+
+void MainWindow::Restore() {
+    resize(sizeHint());
+    restoreGeometry(m_settings.Bytes(kGeometrySetting));
+    findChild<QSplitter*>()->restoreState(m_settings.Bytes(kPanesSetting));
+}
+
+void MainWindow::Remember() {
+    m_settings.SetBytes(kGeometrySetting, saveGeometry());
+    m_settings.SetBytes(kPanesSetting, findChild<QSplitter*>()->saveState());
+}
+
+void MainWindow::Start(const std::optional<Path>& frame) {
+    m_browser->MyInitializeDataBrowserControl();
+    const Path last = m_settings.Folder(kBrowserFolderSetting);
+    m_browser->OpenPath(last.empty() ? PathOf(QDir::homePath()) : last);
+    ShowWhatToDo();
+    m_link.IniUSBDevice();
+    if (frame)
+        m_frameMenu->Attach(*frame);
+}
+
+void MainWindow::InvalidWindow() {
+    const bool whole = m_link.TakeBack();
+    if (!MainThreadOwns())
+        return;
+    m_panel->SetControlPanlEnable(whole);
+    m_panel->SetDownLoadPrcess(0);
+    if (!whole)
+        picture::ReleaseSelection();
+    else
+        m_panel->ShowPictureList(store::Store().gmyTotalePictureNum, store::Store().gmyCurrentSelectItem);
+    m_editPanel->ShowAll();
+    m_frameMenu->Refresh();
+    if (std::optional<LoadedPicture> waiting = std::exchange(m_waiting, std::nullopt); waiting && whole)
+        TakeLoaded(std::move(*waiting));
+}
+
+}  // namespace lumato::app

@@ -1,0 +1,133 @@
+// The main window: its controls come from the interface description "main", its handlers stand here.
+//
+// Main thread only. main_window.cpp puts it together, edit_selection.cpp brings pictures into the edit view,
+// button_handlers.cpp has the buttons, quit_application.cpp the way out.
+#pragma once
+
+#include <QMainWindow>
+#include <QMessageBox>
+#include <QPointer>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "app/control_panel.h"
+#include "app/desktop.h"
+#include "app/disk_browser.h"
+#include "app/edit_panel.h"
+#include "app/frame_link.h"
+#include "app/frame_menu.h"
+#include "app/language_menu.h"
+#include "app/menu_builder.h"
+#include "app/picture_list.h"
+#include "app/picture_loader.h"
+#include "app/preview.h"
+#include "app/settings.h"
+#include "picture/add_pictures.h"
+
+namespace lumato::app {
+
+struct WindowOptions {
+    Path home;
+    Path stateFolder;
+    double pace = 0;          // of virtual frames, as FrameOptions has it
+    std::vector<Path> files;  // taken up once a frame is online: one to edit, several to add
+};
+
+class MainWindow : public QMainWindow {
+    Q_OBJECT
+
+  public:
+    explicit MainWindow(WindowOptions options);
+    ~MainWindow() override;
+
+    // Fills the disk list and starts looking for frames; the last steps of the start.
+    void Start(const std::optional<Path>& frame);
+
+    // ---- the handlers of the controls
+    void MyDelButtonHandler();
+    void MyDownLoadButtonHandler();
+    void MyAddButtonHandler();
+    void MyUpLoadButtonHandler();
+    void MyOpenButtonHandler() {}  // the button has no action
+    void MyDeleteAllCheckBoxHandler(bool on);
+    // The refresh event: a worker task has ended.
+    void InvalidWindow();
+
+    // Asks whether to quit, and does; refused while pictures are transferred.
+    void QuitApplication();
+    void CloseResource();
+
+    // Adds these files, as a batch; folders stand for what is in them.
+    void AddFiles(std::vector<Path> files);
+    void SavePicturesTo(const Path& folder);
+    void SelectFile(const Path& file);
+
+    // The list differs from what the frame holds.
+    [[nodiscard]] bool HasUnsavedChanges() const { return m_unsaved; }
+    [[nodiscard]] bool IsLoading() const { return m_loader.IsLoading(); }
+    [[nodiscard]] FrameLink& Link() { return m_link; }
+    [[nodiscard]] ControlPanel& Panel() { return *m_panel; }
+    [[nodiscard]] FrameMenu& Frames() { return *m_frameMenu; }
+    [[nodiscard]] DiskBrowser& Browser() { return *m_browser; }
+    [[nodiscard]] PictureList& List() { return *m_list; }
+
+  protected:
+    void closeEvent(QCloseEvent* event) override;
+
+  private:
+    void ConnectControls();
+    void ConnectLink();
+    void MakeMenus();
+    void MakePictureMenu(QMenu* menu);
+    void InitViewLanguage();
+    void ShowLanguage();
+    void Restore();
+    void Remember();
+
+    // ---- edit_selection.cpp
+    void TakeSelection();
+    void TakeLoaded(LoadedPicture loaded);
+    void SelectNextPicture();
+    void SelPicInList(int item);
+    void TakeFrameChange();
+    void TakeOnlineEnd();
+    void TakeUpFiles();
+    void ShowWhatToDo();
+
+    // ---- button_handlers.cpp
+    [[nodiscard]] std::vector<ItemID> CollectBatch();
+    void AddEditPicture();
+    void TakeBatch(const picture::BatchReport& report);
+    void TakeDownload(bool succeeded);
+    void SelectFileLocation();
+    void TakeSaving(const Result<int>& saved);
+    void ShowNote(std::string_view key, std::string_view defaultText, const std::string& detail = {});
+    void ShowShortcuts();
+    void ShowAbout();
+    void ShowMessage(const QString& title, const QString& text);
+
+    void TakeQuitAnswer(bool quit);
+
+    WindowOptions m_options;
+    Settings m_settings;
+    ControlPanel* m_panel;
+    FrameLink m_link;
+    PictureLoader m_loader;
+    Desktop m_desktop;
+    std::unique_ptr<EditPanel> m_editPanel;
+    std::unique_ptr<MenuBuilder> m_menus;
+    FrameMenu* m_frameMenu = nullptr;
+    DiskBrowser* m_browser = nullptr;
+    PictureList* m_list = nullptr;
+    Preview* m_preview = nullptr;
+    QPointer<QMessageBox> m_quitQuestion;
+
+    std::vector<ItemID> SelPicArrayRef;      // chosen for a batch, the last one first
+    std::optional<LoadedPicture> m_waiting;  // arrived while a task owned the edit picture
+    bool m_addWhenLoaded = false;
+    bool m_closed = false;
+    bool m_unsaved = false;
+};
+
+}  // namespace lumato::app

@@ -1,0 +1,173 @@
+#include "app/picture_list.h"
+
+#include <QDragEnterEvent>
+#include <QMimeData>
+#include <QPainter>
+#include <QUrl>
+#include <algorithm>
+
+#include "app/app_state.h"
+#include "app/screen_image.h"
+
+namespace lumato::app {
+namespace {
+
+constexpr int kThumbnailLines = 2;  // its height, in lines of text
+
+}  // namespace
+
+PictureListModel::PictureListModel(QObject* parent) : QAbstractListModel(parent) {
+    m_reader.setMaxThreadCount(1);
+}
+
+PictureListModel::~PictureListModel() {
+    m_reader.clear();
+    m_reader.waitForDone();
+}
+
+bool PictureListModel::SetPictures(QList<ListedPicture> pictures) {
+    if (!pictures.isEmpty() &&
+        std::ranges::equal(pictures, m_pictures, {}, &ListedPicture::name, &ListedPicture::name)) {
+        m_pictures = std::move(pictures);
+        emit dataChanged(index(0), index(rowCount() - 1));
+        return false;
+    }
+    // A name can come to mean another picture once its first owner has left the list.
+    for (auto thumbnail = m_thumbnails.begin(); thumbnail != m_thumbnails.end();) {
+        const bool kept = std::ranges::any_of(
+            pictures, [&](const ListedPicture& picture) { return picture.name == thumbnail.key(); });
+        thumbnail = kept && !thumbnail->isNull() ? std::next(thumbnail) : m_thumbnails.erase(thumbnail);
+    }
+    beginResetModel();
+    m_pictures = std::move(pictures);
+    endResetModel();
+    return true;
+}
+
+void PictureListModel::SetWaitingText(const QString& text) {
+    m_waitingText = text;
+    if (!m_pictures.isEmpty())
+        emit dataChanged(index(0), index(rowCount() - 1));
+}
+
+int PictureListModel::rowCount(const QModelIndex& parent) const {
+    return parent.isValid() ? 0 : static_cast<int>(m_pictures.size());
+}
+
+QVariant PictureListModel::data(const QModelIndex& index, int role) const {
+    const ListedPicture& picture = m_pictures[index.row()];
+    switch (role) {
+        case Qt::DisplayRole:
+            return picture.inFrame ? picture.name : picture.name + QStringLiteral("  –  ") + m_waitingText;
+        case Qt::AccessibleTextRole:
+            return picture.name;
+        case Qt::AccessibleDescriptionRole:
+            return picture.inFrame ? QString() : m_waitingText;
+        case Qt::DecorationRole:
+            if (!m_thumbnails.contains(picture.name))
+                MakeThumbnail(picture);
+            return m_thumbnails.value(picture.name);
+        default:
+            return {};
+    }
+}
+
+void PictureListModel::MakeThumbnail(const ListedPicture& picture) const {
+    QPixmap empty(m_thumbnailSize);  // keeps the names in their places until the picture is there
+    empty.fill(Qt::transparent);
+    m_thumbnails.insert(picture.name, QIcon(empty));
+    auto* self = const_cast<PictureListModel*>(this);
+    m_reader.start([self, name = picture.name, file = picture.bitmap, size = m_thumbnailSize] {
+        const QImage image = ReadBitmap(file, size);
+        QMetaObject::invokeMethod(
+            self, [self, name, image] { self->TakeThumbnail(name, image); }, Qt::QueuedConnection);
+    });
+}
+
+void PictureListModel::TakeThumbnail(const QString& name, const QImage& image) {
+    if (image.isNull() || !m_thumbnails.contains(name))
+        return;
+    QImage framed(m_thumbnailSize, QImage::Format_ARGB32_Premultiplied);
+    framed.fill(Qt::transparent);
+    QPainter painter(&framed);
+    painter.drawImage((framed.width() - image.width()) / 2, (framed.height() - image.height()) / 2, image);
+    painter.end();
+    m_thumbnails.insert(name, QIcon(QPixmap::fromImage(framed)));
+    for (int row = 0; row < rowCount(); ++row) {
+        if (m_pictures[row].name == name)
+            emit dataChanged(index(row), index(row), {Qt::DecorationRole});
+    }
+}
+
+PictureList::PictureList(QWidget* parent) : QListView(parent), m_model(new PictureListModel(this)) {
+    SizeThumbnails();
+    setModel(m_model);
+    setUniformItemSizes(true);
+    setAlternatingRowColors(true);
+    setEditTriggers(QAbstractItemView::NoEditTriggers);
+    setTextElideMode(Qt::ElideMiddle);
+    setAcceptDrops(true);
+    setDropIndicatorShown(false);
+}
+
+void PictureList::SizeThumbnails() {
+    const int height = fontMetrics().height() * kThumbnailLines;
+    const QSize size(height * 16 / 9, height);
+    setIconSize(size);
+    m_model->SetThumbnailSize((QSizeF(size) * devicePixelRatioF()).toSize());
+}
+
+void PictureList::ShowPictures(QList<ListedPicture> pictures, int selected) {
+    if (m_model->SetPictures(std::move(pictures)))
+        scrollToBottom();
+    if (selected > 0 && selected <= m_model->rowCount()) {
+        const QModelIndex index = m_model->index(selected - 1);
+        selectionModel()->setCurrentIndex(index, QItemSelectionModel::ClearAndSelect);
+        scrollTo(index);
+    }
+}
+
+void PictureList::SetHint(const QString& hint) {
+    m_hint = hint;
+    viewport()->update();
+}
+
+void PictureList::selectionChanged(const QItemSelection& selected, const QItemSelection& deselected) {
+    QListView::selectionChanged(selected, deselected);
+    if (!selected.isEmpty())
+        emit ItemSelected(selected.indexes().front().row() + 1);
+}
+
+void PictureList::paintEvent(QPaintEvent* event) {
+    QListView::paintEvent(event);
+    if (m_model->rowCount() > 0)
+        return;
+    QPainter painter(viewport());
+    painter.setPen(palette().color(QPalette::PlaceholderText));
+    const int margin = fontMetrics().height();
+    painter.drawText(viewport()->rect().adjusted(margin, margin, -margin, -margin),
+                     Qt::AlignCenter | Qt::TextWordWrap, m_hint);
+}
+
+void PictureList::changeEvent(QEvent* event) {
+    QListView::changeEvent(event);
+    if (event->type() == QEvent::FontChange && m_model != nullptr)
+        SizeThumbnails();
+}
+
+void PictureList::dragEnterEvent(QDragEnterEvent* event) {
+    if (event->mimeData()->hasUrls() && MainThreadOwns())
+        event->acceptProposedAction();
+}
+
+void PictureList::dragMoveEvent(QDragMoveEvent* event) {
+    if (event->mimeData()->hasUrls() && MainThreadOwns())
+        event->acceptProposedAction();
+}
+
+void PictureList::dropEvent(QDropEvent* event) {
+    event->acceptProposedAction();
+    emit FilesDropped(event->mimeData()->urls());
+}
+
+}  // namespace lumato::app

@@ -1,0 +1,70 @@
+#include "app/preview.h"
+
+#include <QPainter>
+
+#include "app/screen_image.h"
+
+namespace lumato::app {
+
+Preview::Preview(QWidget* parent) : QWidget(parent) {
+    m_reader.setMaxThreadCount(1);
+}
+
+Preview::~Preview() {
+    m_reader.waitForDone();
+}
+
+void Preview::ShowFile(const Path& file, const QString& name) {
+    const int request = ++m_request;
+    setAccessibleDescription(name);
+    m_reader.start([this, file, request] {
+        const QImage picture = ReadBitmap(file);
+        QMetaObject::invokeMethod(
+            this,
+            [this, picture, request] {
+                if (request != m_request)
+                    return;
+                m_picture = picture;
+                update();
+            },
+            Qt::QueuedConnection);
+    });
+}
+
+void Preview::Clear() {
+    ++m_request;
+    m_picture = QImage();
+    setAccessibleDescription({});
+    update();
+}
+
+void Preview::SetHint(const QString& hint) {
+    m_hint = hint;
+    update();
+}
+
+QSize Preview::sizeHint() const {
+    return {fontMetrics().averageCharWidth() * 40, fontMetrics().height() * 10};
+}
+
+void Preview::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    if (!m_picture.isNull()) {
+        MyPreviewEventHandler(painter);
+        return;
+    }
+    painter.fillRect(rect(), palette().color(QPalette::Base));
+    painter.setPen(palette().color(QPalette::PlaceholderText));
+    painter.drawText(rect(), Qt::AlignCenter | Qt::TextWordWrap, m_hint);
+}
+
+// As large as fits, at the LCD's aspect ratio, which the bitmap has.
+void Preview::MyPreviewEventHandler(QPainter& painter) {
+    const double ratio = devicePixelRatioF();
+    const QSize room = (QSizeF(size()) * ratio).toSize();
+    const QImage drawn = m_picture.scaled(room, Qt::KeepAspectRatio, Qt::SmoothTransformation);
+    const QPoint corner((room.width() - drawn.width()) / 2, (room.height() - drawn.height()) / 2);
+    painter.drawImage(QRectF(QPointF(corner) / ratio, QSizeF(drawn.size()) / ratio), drawn);
+}
+
+}  // namespace lumato::app

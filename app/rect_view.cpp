@@ -1,0 +1,121 @@
+#include "app/rect_view.h"
+
+#include <QKeyEvent>
+#include <QMouseEvent>
+#include <QPainter>
+#include <QPainterPath>
+#include <algorithm>
+#include <cmath>
+
+#include "app/app_state.h"
+#include "app/canvas.h"
+#include "picture/picture_state.h"
+
+namespace lumato::app {
+namespace {
+
+const QColor kMask = QColor::fromRgbF(0.3F, 0.3F, 0.3F, 0.5F);
+constexpr float kKeyStep = 1;
+constexpr float kLargeKeyStep = 10;
+
+}  // namespace
+
+RectView::RectView(QWidget* parent) : QWidget(parent) {
+    setFocusPolicy(Qt::StrongFocus);
+    setCursor(Qt::CrossCursor);
+    Redraw();
+}
+
+void RectView::Redraw() {
+    if (MainThreadOwns())
+        m_shown = store::Store().gmyDrawrect;
+    update();
+}
+
+void RectView::paintEvent(QPaintEvent*) {
+    if (m_shown.width == 0 || m_shown.height == 0)
+        return;
+    const Canvas canvas{QSizeF(size())};
+    store::Rect rect = picture::WithTopLeftCorner(m_shown);
+    const QRectF clear = canvas.ToWidget(rect.x, rect.y, std::abs(rect.width), std::abs(rect.height));
+    QPainterPath mask;
+    mask.addRect(canvas.area);
+    QPainterPath hole;
+    hole.addRect(clear);
+    QPainter painter(this);
+    painter.fillPath(mask.subtracted(hole), kMask);
+    painter.setClipRect(canvas.area);
+    QPen pen(hasFocus() ? palette().color(QPalette::Highlight) : QColor(255, 255, 255, 160));
+    pen.setCosmetic(true);
+    painter.setPen(pen);
+    painter.drawRect(clear.adjusted(-0.5, -0.5, 0.5, 0.5));
+}
+
+void RectView::MyRectEventHandler(RectEvent event, QPointF at) {
+    if (!MainThreadOwns() || !isEnabled())
+        return;
+    store::StoreState& store = store::Store();
+    picture::RectGesture& gesture = picture::Pictures().gesture;
+    const picture::CanvasPoint point = Canvas{QSizeF(size())}.FromWidget(at);
+    if (event == RectEvent::Press) {
+        gesture = picture::PressRect(store.gmyDrawrect, point, store.gmyLcdWidth, store.gmyLcdHeight);
+        m_tracking = true;
+    } else if (m_tracking) {
+        picture::TrackRect(store.gmyDrawrect, gesture, point, store.gmyLcdWidth);
+        if (event == RectEvent::Release) {
+            picture::ReleaseRect(store.gmyDrawrect, gesture, store.gmyLcdWidth, store.gmyLcdHeight);
+            m_tracking = false;
+        }
+    }
+    Redraw();
+}
+
+void RectView::mousePressEvent(QMouseEvent* event) {
+    if (event->button() == Qt::LeftButton)
+        MyRectEventHandler(RectEvent::Press, event->position());
+}
+
+void RectView::mouseMoveEvent(QMouseEvent* event) {
+    if (m_tracking)
+        MyRectEventHandler(RectEvent::Track, event->position());
+}
+
+void RectView::mouseReleaseEvent(QMouseEvent* event) {
+    if (event->button() == Qt::LeftButton && m_tracking)
+        MyRectEventHandler(RectEvent::Release, event->position());
+}
+
+bool RectView::MoveBy(float x, float y) {
+    if (!MainThreadOwns() || !isEnabled())
+        return false;
+    store::StoreState& store = store::Store();
+    store.gmyDrawrect.x = std::max(store.gmyDrawrect.x + x, -store.gmyLcdWidth);
+    store.gmyDrawrect.y += y;
+    Redraw();
+    return true;
+}
+
+void RectView::keyPressEvent(QKeyEvent* event) {
+    const float step = (event->modifiers() & Qt::ShiftModifier) != 0 ? kLargeKeyStep : kKeyStep;
+    bool moved = false;
+    switch (event->key()) {
+        case Qt::Key_Left:
+            moved = MoveBy(-step, 0);
+            break;
+        case Qt::Key_Right:
+            moved = MoveBy(step, 0);
+            break;
+        case Qt::Key_Up:
+            moved = MoveBy(0, -step);
+            break;
+        case Qt::Key_Down:
+            moved = MoveBy(0, step);
+            break;
+        default:
+            break;
+    }
+    if (!moved)
+        QWidget::keyPressEvent(event);
+}
+
+}  // namespace lumato::app

@@ -1,0 +1,38 @@
+// The LCD rectangle over the edit view: a grey mask that leaves clear what will go to the frame. The mouse
+// moves the rectangle or places a new one, the arrow keys move it by a pixel, with Shift by ten.
+//
+// Main thread only. While a worker owns the rectangle, the view keeps showing the last one.
+#pragma once
+
+#include <QWidget>
+
+#include "store/store_state.h"
+
+namespace lumato::app {
+
+class RectView : public QWidget {
+    Q_OBJECT
+
+  public:
+    explicit RectView(QWidget* parent = nullptr);
+
+    // Takes the rectangle as it now is and draws it.
+    void Redraw();
+
+  protected:
+    void paintEvent(QPaintEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+
+  private:
+    enum class RectEvent { Press, Track, Release };
+    void MyRectEventHandler(RectEvent event, QPointF at);
+    [[nodiscard]] bool MoveBy(float x, float y);
+
+    store::Rect m_shown;
+    bool m_tracking = false;
+};
+
+}  // namespace lumato::app

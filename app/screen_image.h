@@ -1,0 +1,19 @@
+// Imported pixels as an image that Qt can paint.
+//
+// No state; callable from any thread.
+#pragma once
+
+#include <QImage>
+
+#include "picture/bitmap_info.h"
+
+namespace lumato::app {
+
+// A copy, top row first. Requires: `info` is held at its own size, top row first; null without pixels.
+[[nodiscard]] QImage ImageOf(const picture::BitmapInfo& info);
+
+// One of the store's own bitmaps, read from its file; null when it cannot be read. `bound` (if any) is the
+// box in pixels that it is reduced to fit.
+[[nodiscard]] QImage ReadBitmap(const Path& file, QSize bound = {});
+
+}  // namespace lumato::app

@@ -1,0 +1,32 @@
+// What the window remembers from one start to the next: its place and its folders, in "window.ini" of the
+// state folder. What cannot be read or written is forgotten without a word.
+//
+// Main thread only.
+#pragma once
+
+#include <QSettings>
+
+#include "base/file.h"
+
+namespace lumato::app {
+
+class Settings {
+  public:
+    explicit Settings(const Path& stateFolder);
+
+    [[nodiscard]] QByteArray Bytes(const char* name) const;
+    void SetBytes(const char* name, const QByteArray& value);
+    [[nodiscard]] Path Folder(const char* name) const;
+    void SetFolder(const char* name, const Path& folder);
+
+  private:
+    QSettings m_file;
+};
+
+inline constexpr const char* kGeometrySetting = "geometry";
+inline constexpr const char* kPanesSetting = "panes";
+inline constexpr const char* kBrowserFolderSetting = "browserFolder";
+inline constexpr const char* kSaveFolderSetting = "saveFolder";
+inline constexpr const char* kFrameFolderSetting = "frameFolder";
+
+}  // namespace lumato::app

@@ -1,0 +1,26 @@
+// The window's texts: each looked up at the moment it is shown, so that another language takes effect at
+// once.
+//
+// Callable from any thread once the path of the language file is set.
+#pragma once
+
+#include <QString>
+#include <string_view>
+
+#include "base/file.h"
+
+namespace lumato::app {
+
+// The text of `key` in the language chosen, else `defaultText`.
+[[nodiscard]] QString Localized(std::string_view key, std::string_view defaultText);
+
+// The text with `value` in the place of its "{}".
+[[nodiscard]] QString LocalizedWith(std::string_view key, std::string_view defaultText, const QString& value);
+
+// A file's name as it may be shown.
+[[nodiscard]] QString ShownName(const Path& file);
+
+[[nodiscard]] Path PathOf(const QString& file);
+[[nodiscard]] QString FromPath(const Path& file);
+
+}  // namespace lumato::app
