@@ -77,7 +77,10 @@ void MainWindow::MyAddButtonHandler() {
 }
 
 void MainWindow::AddEditPicture() {
-    if (picture::Pictures().gmyCGimage != nullptr && picture::AddEditPicture())
+    if (picture::Pictures().gmyCGimage == nullptr)
+        return;
+    ForgetDeletion();
+    if (picture::AddEditPicture())
         m_unsaved = true;
 }
 
@@ -85,6 +88,7 @@ void MainWindow::AddFiles(std::vector<Path> files) {
     if (files.empty() || !m_panel->IsEnabled() || !MainThreadOwns() || !store::FrameOnline())
         return;
     m_loader.Forget();
+    ForgetDeletion();
     picture::ReleaseSelection();
     m_panel->SetControlPanlEnable(false);
     const bool started = m_link.StartTask([this, files = std::move(files)] {
@@ -119,14 +123,33 @@ void MainWindow::MyDeleteAllCheckBoxHandler(bool on) {
 void MainWindow::MyDelButtonHandler() {
     if (!MainThreadOwns() || !m_panel->IsEnabled() || store::Store().gmyTotalePictureNum == 0)
         return;
-    m_unsaved = true;
+    m_unsavedBefore = std::exchange(m_unsaved, true);
     m_preview->Clear();
-    store::DeletePictures();
+    m_undo.DeletePictures();
+    ShowUndo();
+}
+
+void MainWindow::UndoDeletion() {
+    if (!MainThreadOwns() || !m_panel->IsEnabled() || !m_undo.IsPossible())
+        return;
+    m_undo.Undo();
+    m_unsaved = m_unsavedBefore;
+    ShowUndo();
+}
+
+void MainWindow::ForgetDeletion() {
+    m_undo.Forget();
+    ShowUndo();
+}
+
+void MainWindow::ShowUndo() {
+    m_undoAction->setEnabled(m_undo.IsPossible() && m_panel->IsEnabled());
 }
 
 void MainWindow::MyDownLoadButtonHandler() {
     if (!m_link.StartDownload([this](bool succeeded) { TakeDownload(succeeded); }))
         return;
+    ForgetDeletion();
     m_desktop.InhibitSleep(Localized("DOWNLOAD_PICS_TIPS", "Download Pictures(s)"));
 }
 

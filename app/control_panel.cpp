@@ -10,9 +10,9 @@
 
 #include "app/detail_label.h"
 #include "app/disk_browser.h"
-#include "app/edit_view.h"
 #include "app/picture_list.h"
 #include "app/preview.h"
+#include "app/rect_view.h"
 #include "app/texts.h"
 #include "store/local_files.h"
 #include "store/picture_count_text.h"
@@ -75,6 +75,12 @@ void SetHeading(QMainWindow& window, const char* name, const QString& text) {
         label->setText(text);
 }
 
+// A bar at rest says nothing.
+void ShowProgress(QProgressBar& bar, int percent) {
+    bar.setTextVisible(percent > 0);
+    bar.setValue(percent);
+}
+
 // The list's values, taken by the thread that owns it.
 QList<ListedPicture> TakePictures(int count) {
     QList<ListedPicture> pictures;
@@ -112,7 +118,7 @@ void ControlPanel::SetHeadings() {
     SetHeading(m_window, "browserHeading", Localized("BROWSER_HEADING", "This computer"));
     SetHeading(m_window, "editHeading", Localized("EDIT_HEADING", "Picture"));
     SetHeading(m_window, "frameHeading", Localized("FRAME_HEADING", "On the frame"));
-    if (auto* view = FindControlAs<EditView>(&m_window, myHIViewID))
+    if (auto* view = FindControlAs<RectView>(&m_window, myHIRectID))
         view->SetHint(Localized("EDIT_HINT", "Select a picture on the left, or drop one here"));
     if (auto* list = FindControlAs<PictureList>(&m_window, dbControlID1)) {
         list->SetHint(Localized("LIST_HINT", "The frame's pictures appear here"));
@@ -173,7 +179,7 @@ QString ControlPanel::Note() const {
 void ControlPanel::SetDownLoadPrcess(int percent) {
     Post([this, percent] {
         if (auto* bar = FindControlAs<QProgressBar>(&m_window, kDownLoadProcessID))
-            bar->setValue(std::clamp(percent, 0, 100));
+            ShowProgress(*bar, std::clamp(percent, 0, 100));
     });
 }
 

@@ -2,6 +2,8 @@
 
 #include <QPainter>
 
+#include "app/texts.h"
+
 namespace lumato::app {
 
 DetailLabel::DetailLabel(QWidget* parent) : QLabel(parent) {
@@ -17,7 +19,7 @@ void DetailLabel::SetDetail(const QString& text) {
 
 void DetailLabel::paintEvent(QPaintEvent*) {
     QPainter painter(this);
-    painter.setPen(palette().color(QPalette::PlaceholderText));
+    painter.setPen(QuietColor(palette()));
     const QString cut = fontMetrics().elidedText(text(), Qt::ElideRight, width());
     painter.drawText(rect(), Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine, cut);
 }

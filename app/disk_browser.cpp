@@ -117,6 +117,9 @@ void DiskBrowser::OpenPath(const Path& folder) {
     if (m_columns.empty())
         return;
     CloseColumnsBehind(0);
+    m_quiet = true;
+    m_columns.front()->clearSelection();  // selecting the volume must be a change
+    m_quiet = false;
     m_opening = folder;
     ContinueOpening();
 }
@@ -171,6 +174,11 @@ void DiskBrowser::SelectQuietly(ItemID id) {
         if (column->Model().IndexOf(id).isValid())
             column->SelectOnly(id);
     m_quiet = false;
+}
+
+void DiskBrowser::TakeFocus() {
+    if (!m_columns.empty())
+        m_columns.back()->setFocus();
 }
 
 Path DiskBrowser::OpenFolder() const {

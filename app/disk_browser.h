@@ -32,6 +32,8 @@ class DiskBrowser : public QScrollArea {
     [[nodiscard]] std::vector<ItemID> Selected() const;
     // Makes the file the only selection of its column, without loading it.
     void SelectQuietly(ItemID id);
+    // Gives the keyboard to the last column.
+    void TakeFocus();
     // The deepest folder that is open; empty when none is.
     [[nodiscard]] Path OpenFolder() const;
     // A folder is still being read.

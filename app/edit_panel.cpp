@@ -52,6 +52,8 @@ EditPanel::EditPanel(QWidget* window, std::function<void()> selectNextPicture)
     m_arrows[0]->setSuffix(QStringLiteral("°"));
     m_arrows[1]->setSuffix(QStringLiteral(" %"));
     connect(m_suitableSize, &QCheckBox::clicked, this, &EditPanel::SetFitted);
+    connect(m_editView, &EditView::PictureShown, m_rectView,
+            [this](bool shown) { m_rectView->ShowHint(!shown); });
     connect(m_editView, &EditView::WheelTurned, this, &EditPanel::ScaleBy);
 }
 

@@ -92,6 +92,7 @@ void MainWindow::TakeFrameChange() {
     m_frameMenu->Refresh();
     if (!MainThreadOwns())
         return;
+    ForgetDeletion();
     picture::ReleaseSelection();
     if (!device::Link().DeviceStatus) {
         m_unsaved = false;
@@ -102,8 +103,10 @@ void MainWindow::TakeFrameChange() {
 
 // A frame of another size may have come: what was in the edit view is fitted anew.
 void MainWindow::TakeOnlineEnd() {
-    if (MainThreadOwns())
+    if (MainThreadOwns()) {
+        ForgetDeletion();
         picture::ReleaseSelection();
+    }
     m_unsaved = false;
     InvalidWindow();
     if (!MainThreadOwns() || store::LastConnection() != store::Connection::Online)
@@ -115,6 +118,8 @@ void MainWindow::TakeOnlineEnd() {
 }
 
 void MainWindow::TakeUpFiles() {
+    if (std::exchange(m_firstFrame, false))
+        m_browser->TakeFocus();
     const std::vector<Path> files = std::exchange(m_options.files, {});
     if (files.empty())
         TakeSelection();

@@ -32,11 +32,6 @@ void EditView::Redraw() {
         m_redraw.start();
 }
 
-void EditView::SetHint(const QString& hint) {
-    m_hint = hint;
-    update();
-}
-
 QSize EditView::sizeHint() const {
     return {static_cast<int>(picture::kCanvasWidth), static_cast<int>(picture::kCanvasHeight)};
 }
@@ -52,6 +47,7 @@ void EditView::MyDrawEventHandler() {
         return;
     const picture::MyImage* image = picture::Pictures().gmyCGimage.get();
     m_shown = image != nullptr;
+    emit PictureShown(m_shown);
     if (!m_shown) {
         m_drawn = QImage();
         return;
@@ -77,10 +73,8 @@ void EditView::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     const QRectF area = Canvas{QSizeF(size())}.area;
     painter.fillRect(area, palette().color(QPalette::Base));
-    if (!m_shown) {
-        DrawHint(painter, area);
+    if (!m_shown)
         return;
-    }
     // Pixel for pixel where the image has the screen's size; scaled only until the view is drawn anew.
     const QSize screen = (area.size() * devicePixelRatioF()).toSize();
     painter.setRenderHint(QPainter::SmoothPixmapTransform, screen != m_drawn.size());
@@ -88,13 +82,6 @@ void EditView::paintEvent(QPaintEvent*) {
                                 std::round(area.y() * devicePixelRatioF()) / devicePixelRatioF()),
                         QSizeF(screen) / devicePixelRatioF());
     painter.drawImage(target, m_drawn);
-}
-
-void EditView::DrawHint(QPainter& painter, const QRectF& area) {
-    painter.setPen(palette().color(QPalette::PlaceholderText));
-    const double margin = fontMetrics().height() * 2;
-    const QRectF inside = area.adjusted(margin, margin, -margin, -margin);
-    painter.drawText(inside, Qt::AlignCenter | Qt::TextWordWrap, m_hint);
 }
 
 void EditView::resizeEvent(QResizeEvent*) {

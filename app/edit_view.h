@@ -17,8 +17,6 @@ class EditView : public QWidget {
 
     // Has the picture drawn anew, once, before the next painting.
     void Redraw();
-    // What stands in the view without a picture.
-    void SetHint(const QString& hint);
 
     [[nodiscard]] bool ShowsPicture() const { return m_shown && !m_drawn.isNull(); }
     // The picture as it is drawn, in the screen's pixels.
@@ -28,6 +26,8 @@ class EditView : public QWidget {
     [[nodiscard]] QSize minimumSizeHint() const override;
 
   signals:
+    // The view was drawn, with or without a picture.
+    void PictureShown(bool shown);
     // Files were dropped onto the view.
     void FilesDropped(const QList<QUrl>& files);
     // The wheel was turned by so many notches.
@@ -42,12 +42,10 @@ class EditView : public QWidget {
 
   private:
     void MyDrawEventHandler();
-    void DrawHint(QPainter& painter, const QRectF& area);
 
     QTimer m_redraw;
     QImage m_drawn;
     bool m_shown = false;  // there was a picture when the view was drawn
-    QString m_hint;
     int m_wheelAngle = 0;
 };
 

@@ -33,7 +33,9 @@ bool IsFrameVolume(const Path& root) {
 
 // Folders first, each kind by name as people count: "2" before "10".
 void SortForPeople(std::vector<FolderEntry>& entries) {
-    QCollator collator;
+    // The C locale knows no numbers.
+    const QLocale locale;
+    QCollator collator(locale.language() == QLocale::C ? QLocale(QLocale::English) : locale);
     collator.setNumericMode(true);
     collator.setCaseSensitivity(Qt::CaseInsensitive);
     struct Keyed {

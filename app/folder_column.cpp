@@ -12,6 +12,8 @@
 namespace lumato::app {
 namespace {
 
+constexpr int kColumnLetters = 24;
+
 // By the name alone: looking into 20,000 files for their icons would keep everybody waiting.
 QIcon IconOf(const tagFILEITEM& item, const QStyle& style) {
     static const QMimeDatabase types;
@@ -91,6 +93,7 @@ FolderColumn::FolderColumn(FileItems& items, ItemID folder, QWidget* parent)
     setTextElideMode(Qt::ElideMiddle);
     setDragEnabled(true);
     setFrameShape(QFrame::NoFrame);
+    setMinimumWidth(fontMetrics().averageCharWidth() * kColumnLetters);
 }
 
 std::vector<ItemID> FolderColumn::Selected() const {
@@ -111,7 +114,7 @@ void FolderColumn::SelectOnly(ItemID id) {
 }
 
 QSize FolderColumn::sizeHint() const {
-    return {fontMetrics().averageCharWidth() * 28, QListView::sizeHint().height()};
+    return {fontMetrics().averageCharWidth() * kColumnLetters, QListView::sizeHint().height()};
 }
 
 void FolderColumn::selectionChanged(const QItemSelection& selected, const QItemSelection& deselected) {

@@ -98,7 +98,7 @@ void MainWindow::ConnectLink() {
     connect(m_panel, &ControlPanel::RefreshPosted, this, &MainWindow::InvalidWindow);
     connect(m_panel, &ControlPanel::Enabled, this, [this](bool enabled) {
         m_menus->EnablePanelActions(enabled);
-        m_browser->setEnabled(enabled);
+        ShowUndo();
     });
     connect(m_panel, &ControlPanel::RedrawPosted, this, [this] {
         m_editPanel->RedrawEditView();
@@ -138,6 +138,8 @@ void MainWindow::MakePictureMenu(QMenu* menu) {
     remove->setShortcutContext(Qt::WidgetShortcut);
     m_list->addAction(remove);
     add("Save_All", "Save ALL", QKeySequence::Save, true, [this] { MyUpLoadButtonHandler(); });
+    m_undoAction =
+        add("UNDO_DELETION", "Undo Deletion", QKeySequence::Undo, false, [this] { UndoDeletion(); });
     menu->addSeparator();
     add("TURN_LEFT", "Rotate Left", QKeySequence("Ctrl+L"), true, [this] { m_editPanel->TurnBy(-90); });
     add("TURN_RIGHT", "Rotate Right", QKeySequence("Ctrl+R"), true, [this] { m_editPanel->TurnBy(90); });
@@ -164,9 +166,13 @@ void MainWindow::ShowLanguage() {
 }
 
 void MainWindow::Restore() {
-    resize(sizeHint());
+    auto* panes = findChild<QSplitter*>();
+    const int letter = fontMetrics().averageCharWidth();
+    panes->setSizes({letter * 50, letter * 92, letter * 44});
+    panes->setStretchFactor(1, 1);
+    resize(letter * 192, sizeHint().height() * 11 / 10);
     restoreGeometry(m_settings.Bytes(kGeometrySetting));
-    findChild<QSplitter*>()->restoreState(m_settings.Bytes(kPanesSetting));
+    panes->restoreState(m_settings.Bytes(kPanesSetting));
 }
 
 void MainWindow::Remember() {

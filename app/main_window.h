@@ -24,6 +24,7 @@
 #include "app/preview.h"
 #include "app/settings.h"
 #include "picture/add_pictures.h"
+#include "store/undo_deletion.h"
 
 namespace lumato::app {
 
@@ -49,6 +50,7 @@ class MainWindow : public QMainWindow {
     void MyDownLoadButtonHandler();
     void MyAddButtonHandler();
     void MyUpLoadButtonHandler();
+    void UndoDeletion();
     void MyOpenButtonHandler() {}  // the button has no action
     void MyDeleteAllCheckBoxHandler(bool on);
     // The refresh event: a worker task has ended.
@@ -99,6 +101,8 @@ class MainWindow : public QMainWindow {
     [[nodiscard]] std::vector<ItemID> CollectBatch();
     void AddEditPicture();
     void TakeBatch(const picture::BatchReport& report);
+    void ForgetDeletion();
+    void ShowUndo();
     void TakeDownload(bool succeeded);
     void SelectFileLocation();
     void TakeSaving(const Result<int>& saved);
@@ -126,7 +130,11 @@ class MainWindow : public QMainWindow {
     std::vector<ItemID> SelPicArrayRef;      // chosen for a batch, the last one first
     std::optional<LoadedPicture> m_waiting;  // arrived while a task owned the edit picture
     bool m_addWhenLoaded = false;
+    bool m_firstFrame = true;  // none has been online yet
     bool m_closed = false;
+    store::DeletionUndo m_undo;
+    QAction* m_undoAction = nullptr;
+    bool m_unsavedBefore = false;  // the deletion that can be undone
     bool m_unsaved = false;
 };
 

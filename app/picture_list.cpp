@@ -8,6 +8,7 @@
 
 #include "app/app_state.h"
 #include "app/screen_image.h"
+#include "app/texts.h"
 
 namespace lumato::app {
 namespace {
@@ -143,7 +144,7 @@ void PictureList::paintEvent(QPaintEvent* event) {
     if (m_model->rowCount() > 0)
         return;
     QPainter painter(viewport());
-    painter.setPen(palette().color(QPalette::PlaceholderText));
+    painter.setPen(QuietColor(palette()));
     const int margin = fontMetrics().height();
     painter.drawText(viewport()->rect().adjusted(margin, margin, -margin, -margin),
                      Qt::AlignCenter | Qt::TextWordWrap, m_hint);

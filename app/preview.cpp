@@ -3,6 +3,7 @@
 #include <QPainter>
 
 #include "app/screen_image.h"
+#include "app/texts.h"
 
 namespace lumato::app {
 
@@ -54,7 +55,7 @@ void Preview::paintEvent(QPaintEvent*) {
         return;
     }
     painter.fillRect(rect(), palette().color(QPalette::Base));
-    painter.setPen(palette().color(QPalette::PlaceholderText));
+    painter.setPen(QuietColor(palette()));
     painter.drawText(rect(), Qt::AlignCenter | Qt::TextWordWrap, m_hint);
 }
 

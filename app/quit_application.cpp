@@ -77,6 +77,7 @@ void MainWindow::CloseResource() {
         m_browser->Items().Clear();
     }
     m_loader.Forget();
+    m_undo.Forget();
     m_link.CloseResource();
 }
 

@@ -49,6 +49,26 @@ void RectView::paintEvent(QPaintEvent*) {
     pen.setCosmetic(true);
     painter.setPen(pen);
     painter.drawRect(clear.adjusted(-0.5, -0.5, 0.5, 0.5));
+    if (m_hintShown)
+        DrawHint(painter, canvas.area);
+}
+
+// At the lower edge, on the mask, where the rectangle's own area does not cross the words.
+void RectView::DrawHint(QPainter& painter, const QRectF& canvas) {
+    painter.setPen(palette().color(QPalette::WindowText));
+    const double margin = fontMetrics().height();
+    painter.drawText(canvas.adjusted(margin, margin, -margin, -margin),
+                     Qt::AlignHCenter | Qt::AlignBottom | Qt::TextWordWrap, m_hint);
+}
+
+void RectView::SetHint(const QString& hint) {
+    m_hint = hint;
+    update();
+}
+
+void RectView::ShowHint(bool show) {
+    m_hintShown = show;
+    update();
 }
 
 void RectView::MyRectEventHandler(RectEvent event, QPointF at) {

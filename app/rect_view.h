@@ -18,6 +18,9 @@ class RectView : public QWidget {
 
     // Takes the rectangle as it now is and draws it.
     void Redraw();
+    // What stands over the canvas while there is no picture on it.
+    void SetHint(const QString& hint);
+    void ShowHint(bool show);
 
   protected:
     void paintEvent(QPaintEvent* event) override;
@@ -31,6 +34,10 @@ class RectView : public QWidget {
     void MyRectEventHandler(RectEvent event, QPointF at);
     [[nodiscard]] bool MoveBy(float x, float y);
 
+    void DrawHint(QPainter& painter, const QRectF& canvas);
+
+    QString m_hint;
+    bool m_hintShown = true;
     store::Rect m_shown;
     bool m_tracking = false;
 };

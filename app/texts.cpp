@@ -19,6 +19,12 @@ QString ShownName(const Path& file) {
     return QString::fromStdString(Printable(file.filename().string()));
 }
 
+QColor QuietColor(const QPalette& palette) {
+    QColor color = palette.color(QPalette::WindowText);
+    color.setAlphaF(0.65F);
+    return color;
+}
+
 Path PathOf(const QString& file) {
     return QFile::encodeName(file).toStdString();
 }

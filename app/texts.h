@@ -4,6 +4,7 @@
 // Callable from any thread once the path of the language file is set.
 #pragma once
 
+#include <QPalette>
 #include <QString>
 #include <string_view>
 
@@ -19,6 +20,10 @@ namespace lumato::app {
 
 // A file's name as it may be shown.
 [[nodiscard]] QString ShownName(const Path& file);
+
+// The colour of what is said quietly, on windows and in views alike: no palette that desktops give has one
+// that can be read on all of them.
+[[nodiscard]] QColor QuietColor(const QPalette& palette);
 
 [[nodiscard]] Path PathOf(const QString& file);
 [[nodiscard]] QString FromPath(const Path& file);

@@ -40,7 +40,8 @@ def faults_of_include(path, quoted, system):
     room = path.parts[0]
     if quoted is not None:
         used = pathlib.PurePosixPath(quoted).parts[0]
-        generated = "/" not in quoted and quoted.startswith("ui_") and room == "app"
+        generated = "/" not in quoted and (
+            quoted.startswith("ui_") and room == "app" or quoted.endswith(".moc") and room in {"app", "tests"})
         if used not in KNOWN and not generated:
             return f'"{quoted}" names no room; write "room/header.h"'
         if room in ROOMS and used != room and used not in ROOMS[room] and not generated:
@@ -81,6 +82,8 @@ def check_itself():
         ("app/a.cpp", "cli/b.h", None, True),
         ("cli/a.cpp", "app/b.h", None, True),
         ("app/a.cpp", "ui_main.h", None, False),
+        ("tests/app/a.cpp", "a.moc", None, False),
+        ("cli/a.cpp", "a.moc", None, True),
         ("store/a.cpp", "tests/b.h", None, True),
         ("tests/a.cpp", "app/b.h", None, False),
         ("device/a.cpp", None, "scsi/sg.h", True),

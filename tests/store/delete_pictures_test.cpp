@@ -1,3 +1,4 @@
+#include "store/undo_deletion.h"
 #include "tests/store/store_fixture.h"
 
 namespace lumato::store {
@@ -69,6 +70,53 @@ TEST_F(DeletePicturesTest, AllGo) {
     EXPECT_TRUE(Store().gmyDeleteAll);
     DeletePictures();
     EXPECT_THAT(m_status.Notes(), IsEmpty());
+}
+
+// What a deletion changes, for comparing before and after.
+struct Standing {
+    std::vector<int> listed, slots, gaps;
+    int space, number, selected, shown;
+    std::vector<std::uint8_t> bitmap;
+    bool operator==(const Standing&) const = default;
+};
+
+TEST_F(DeletePicturesTest, AnUndoneDeletionLeavesNoTrace) {
+    const Path bitmap = BitmapPath("DPFPicture3.bmp");
+    const auto standing = [&] {
+        const StoreState& store = Store();
+        const auto bytes = ReadPlainFile(bitmap);
+        return Standing{Listed(),
+                        SlotLengths(),
+                        Gaps(),
+                        store.TotolFlashSizeForPic,
+                        store.gmyTotalePicture,
+                        store.gmyCurrentSelectItem,
+                        store.gmyTotalePictureNum,
+                        bytes ? *bytes : std::vector<std::uint8_t>()};
+    };
+    for (const bool all : {false, true}) {
+        Store().gmyDeleteAll = all;
+        Store().gmyCurrentSelectItem = 3;
+        const Standing before = standing();
+        ASSERT_FALSE(before.bitmap.empty());
+        DeletionUndo undo;
+        undo.DeletePictures();
+        ASSERT_TRUE(undo.IsPossible());
+        EXPECT_FALSE(standing() == before);
+        undo.Undo();
+        EXPECT_TRUE(standing() == before) << (all ? "all" : "one");
+        EXPECT_FALSE(undo.IsPossible());
+        EXPECT_FALSE(std::filesystem::exists(Store().gmyResousepath / "undo"));
+    }
+}
+
+TEST_F(DeletePicturesTest, AForgottenDeletionIsForGood) {
+    DeletionUndo undo;
+    undo.DeletePictures();
+    undo.Forget();
+    EXPECT_FALSE(undo.IsPossible());
+    EXPECT_FALSE(std::filesystem::exists(Store().gmyResousepath / "undo"));
+    EXPECT_THAT(Listed(), ElementsAre(100, 200, 300, 400));
 }
 
 }  // namespace

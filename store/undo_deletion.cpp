@@ -1,0 +1,108 @@
+#include "store/undo_deletion.h"
+
+#include <system_error>
+#include <utility>
+
+#include "store/messages.h"
+#include "store/store.h"
+
+namespace lumato::store {
+namespace {
+
+namespace fs = std::filesystem;
+
+Path KeepingFolder() {
+    return Store().gmyResousepath / "undo";
+}
+
+// Another name for the file costs nothing; file systems without second names get a copy.
+bool Keep(const Path& file, const Path& as) {
+    std::error_code error;
+    fs::create_hard_link(file, as, error);
+    if (error)
+        fs::copy_file(file, as, error);
+    return !error;
+}
+
+}  // namespace
+
+DeletionUndo::~DeletionUndo() {
+    Forget();
+}
+
+void DeletionUndo::DeletePictures() {
+    Forget();
+    if (Store().gmyPictureData == nullptr || Store().gmyTotalePictureNum == 0)
+        return;
+    Note();
+    m_possible = KeepBitmaps();
+    store::DeletePictures();
+}
+
+void DeletionUndo::Note() {
+    const StoreState& store = Store();
+    m_records.clear();
+    for (const FileData* record = store.gmyPictureData->sentinel->next; record != nullptr;
+         record = record->next)
+        m_records.push_back(*record);
+    m_table = store.G_PictureList;
+    m_space = store.TotolFlashSizeForPic;
+    m_fileNumber = store.gmyTotalePicture;
+    m_selected = store.gmyCurrentSelectItem;
+}
+
+// All of them: linking is cheaper than finding out which the deletion takes. A bitmap that is missing already
+// cannot get lost.
+bool DeletionUndo::KeepBitmaps() const {
+    std::error_code error;
+    fs::remove_all(KeepingFolder(), error);
+    fs::create_directory(KeepingFolder(), error);
+    if (error)
+        return false;
+    for (const FileData& record : m_records) {
+        std::error_code ignored;
+        if (fs::exists(record.fileRef, ignored) &&
+            !Keep(record.fileRef, KeepingFolder() / record.fileRef.filename()))
+            return false;
+    }
+    return true;
+}
+
+void DeletionUndo::RestoreBitmaps() const {
+    for (const FileData& record : m_records) {
+        std::error_code ignored;
+        const Path kept = KeepingFolder() / record.fileRef.filename();
+        if (fs::exists(kept, ignored))
+            fs::rename(kept, record.fileRef, ignored);
+    }
+}
+
+void DeletionUndo::Undo() {
+    StoreState& store = Store();
+    RestoreBitmaps();
+    store.gmyPictureData.reset(CreateList());
+    for (const FileData& record : m_records) {
+        auto* copy = new FileData(record);
+        copy->next = nullptr;
+        AddNode(store.gmyPictureData.get(), copy);
+    }
+    store.gmyTotalePictureNum = store.gmyPictureData->count;
+    store.gmyTotalePicture = m_fileNumber;
+    store.gmyCurrentSelectItem = m_selected;
+    store.TotolFlashSizeForPic = m_space;
+    store.G_PictureList = m_table;
+    Forget();
+    store.status->ShowPictureList(store.gmyTotalePictureNum, store.gmyCurrentSelectItem);
+    ShowNumbers();
+    ShowNote(kRemaining, store.gmyTotalePictureNum);
+}
+
+void DeletionUndo::Forget() {
+    m_records.clear();
+    if (!std::exchange(m_possible, false))
+        return;
+    std::error_code ignored;
+    fs::remove_all(KeepingFolder(), ignored);
+}
+
+}  // namespace lumato::store

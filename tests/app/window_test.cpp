@@ -1,0 +1,431 @@
+// The window, driven through its own controls with a virtual frame attached.
+#include <QCheckBox>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QLabel>
+#include <QMessageBox>
+#include <QPainter>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QTest>
+
+#include "app/app_state.h"
+#include "app/canvas.h"
+#include "app/detail_label.h"
+#include "app/main_window.h"
+#include "picture/picture_state.h"
+#include "store/store.h"
+#include "tests/support/temporary_folder.h"
+#include "text/localized.h"
+#include "vframe/display.h"
+#include "vframe/flash_image.h"
+#include "vframe/new_frame.h"
+
+namespace lumato::app {
+namespace {
+
+constexpr int kPatience = 20000;  // milliseconds; far more than anything takes
+constexpr double kHundredTimesAsFast = 100;
+
+class WindowTest : public QObject {
+    Q_OBJECT
+
+  private:
+    std::unique_ptr<test::TemporaryFolder> m_folder;
+    std::unique_ptr<MainWindow> m_window;
+
+    Path Pictures() const { return m_folder->Get() / "pictures"; }
+    Path Frame() const { return m_folder->Get() / "test.frame"; }
+
+    template <class Control>
+    Control& Find(ControlId id) {
+        return *FindControlAs<Control>(m_window.get(), id);
+    }
+    void Click(ControlId id) { QTest::mouseClick(&Find<QPushButton>(id), Qt::LeftButton); }
+    LittleArrows& Arrows(ControlId id) { return Find<LittleArrows>(id); }
+    void Type(ControlId id, int value) {
+        Arrows(id).selectAll();
+        QTest::keyClicks(&Arrows(id), QString::number(value));
+        QTest::keyClick(&Arrows(id), Qt::Key_Return);
+    }
+
+    // A picture of 1600 x 1200 with a red left half.
+    static void MakePicture(const Path& file, int width = 1600, int height = 1200) {
+        QImage image(width, height, QImage::Format_RGB32);
+        image.fill(Qt::blue);
+        QPainter(&image).fillRect(0, 0, width / 2, height, Qt::red);
+        QVERIFY(image.save(QString::fromStdString(file.string()), "PNG"));
+    }
+
+    void Open(double pace = 0) {
+        m_window.reset();  // two at once would share their state
+        m_window = std::make_unique<MainWindow>(WindowOptions{
+            .home = m_folder->Get(), .stateFolder = m_folder->Get() / "state", .pace = pace, .files = {}});
+        m_window->resize(1200, 760);
+        m_window->show();
+        QVERIFY(QTest::qWaitForWindowExposed(m_window.get()));
+        m_window->Start(std::nullopt);
+        m_window->Browser().OpenPath(Pictures());
+        QTRY_VERIFY_WITH_TIMEOUT(m_window->Browser().OpenFolder() == Pictures(), kPatience);
+    }
+    void Attach() {
+        m_window->Frames().Attach(Frame());
+        WaitForPanel();
+    }
+    void WaitForPanel() { QTRY_VERIFY_WITH_TIMEOUT(m_window->Panel().IsEnabled(), kPatience); }
+
+    FolderColumn& LastColumn() { return *m_window->Browser().findChildren<FolderColumn*>().last(); }
+    void SelectInBrowser(const char* name, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
+        FolderColumn& column = LastColumn();
+        for (const ItemID id : column.Model().Ids()) {
+            if (m_window->Browser().Items().Find(id)->name != QLatin1String(name))
+                continue;
+            const QRect where = column.visualRect(column.Model().IndexOf(id));
+            QTest::mouseClick(column.viewport(), Qt::LeftButton, modifiers, where.center());
+            return;
+        }
+        QFAIL(name);
+    }
+    void Edit(const char* name) {
+        SelectInBrowser(name);
+        QTRY_VERIFY_WITH_TIMEOUT(!m_window->IsLoading() && picture::Pictures().gmyCGimage != nullptr,
+                                 kPatience);
+    }
+    int Listed() { return m_window->List().Model().rowCount(); }
+    QString Text(ControlId id) { return Find<QLabel>(id).text(); }
+    QMessageBox* Question() { return m_window->findChild<QMessageBox*>(); }
+
+    QPoint OnCanvas(double x, double y) {
+        RectView& view = Find<RectView>(myHIRectID);
+        const Canvas canvas{QSizeF(view.size())};
+        return (canvas.area.topLeft() + QPointF(x, y) * canvas.scale).toPoint();
+    }
+    void Drag(QPoint from, QPoint to) {
+        RectView& view = Find<RectView>(myHIRectID);
+        QTest::mousePress(&view, Qt::LeftButton, {}, from);
+        QTest::mouseMove(&view, (from + to) / 2);
+        QTest::mouseMove(&view, to);
+        QTest::mouseRelease(&view, Qt::LeftButton, {}, to);
+    }
+    std::size_t ShownByTheFrame() const {
+        const auto flash = vframe::ReadFlashImage(Frame());
+        return vframe::Display::PowerOn(*flash)->Count();
+    }
+
+  private slots:
+    void init() {
+        m_folder = std::make_unique<test::TemporaryFolder>();
+        // The browser reaches the test's folder as the user's own.
+        qputenv("HOME", m_folder->Get().c_str());
+        std::filesystem::create_directories(Pictures());
+        std::filesystem::create_directories(m_folder->Get() / "state");
+        text::SetLanguageFile(m_folder->Get() / "Language.ini");
+        MakePicture(Pictures() / "a.png");
+        for (const char* name : {"b.png", "c.png"})
+            std::filesystem::copy_file(Pictures() / "a.png", Pictures() / name);
+        test::PutBytes(Pictures() / "notes.txt", {'h', 'i'});
+        QVERIFY(vframe::CreateFrame(Frame(), {.lcdWidth = 128, .lcdHeight = 128, .flashSize = 1 << 20})
+                    .has_value());
+        Open();
+    }
+    void cleanup() {
+        m_window.reset();
+        m_folder.reset();
+    }
+
+    void everyControlIsThereAndNamed() {
+        for (const ControlId id : {kSuitableSizeID, kUpLoadButtnonID, kAddButtonID, kDownLoadButtonID,
+                                   kDelButtonID, kDeleteAllCheckBoxID, kRotateArrowID, kScaleArrowXID,
+                                   kTranlateArrowXID, kTranlateArrowYID, kColumList, dbControlID1, myHIViewID,
+                                   myHIRectID, myHIPreviewID, kDownLoadProcessID, kTotalPic, kCurPic})
+            QVERIFY(!Find<QWidget>(id).accessibleName().isEmpty());
+        QCOMPARE(m_window->windowTitle(), QStringLiteral("MacLumato"));
+        QCOMPARE(Find<QPushButton>(kAddButtonID).text(), QStringLiteral("Add"));
+    }
+
+    void withoutAFrameTheNoteSaysWhatToDo() {
+        QTRY_COMPARE(Text(kNotesID), QStringLiteral("Device Not Online!"));
+        QVERIFY(m_window->findChild<DetailLabel*>()->text().contains(QStringLiteral("Frame")));
+        QVERIFY(!Find<QPushButton>(kAddButtonID).isEnabled());
+        QVERIFY(!m_window->Browser().isEnabled());
+    }
+
+    void attachingEnablesAndDetachingDisables() {
+        for (int round = 0; round < 3; ++round) {
+            Attach();
+            QTRY_COMPARE(Text(kTotalPic), QStringLiteral("68K/1024K"));
+            QVERIFY(Find<QPushButton>(kDownLoadButtonID).isEnabled());
+            m_window->Link().DetachVirtualFrame();
+            QTRY_VERIFY(!m_window->Panel().IsEnabled());
+            QTRY_COMPARE(Text(kNotesID), QStringLiteral("Device Not Online!"));
+            QVERIFY(MainThreadOwns());
+        }
+    }
+
+    void selectingFits() {
+        Attach();
+        Edit("b.png");
+        QCOMPARE(Arrows(kScaleArrowXID).value(), 11);  // 128 / 1200, rounded up
+        QCOMPARE(Arrows(kTranlateArrowXID).maximum(), 170);
+        QCOMPARE(Arrows(kTranlateArrowYID).maximum(), 128);
+        auto& view = Find<EditView>(myHIViewID);
+        QTRY_VERIFY(view.ShowsPicture());
+        const QImage& drawn = view.Drawn();
+        QCOMPARE(drawn.pixel(drawn.width() / 2 - 20, drawn.height() / 2), qRgb(255, 0, 0));
+        QCOMPARE(drawn.pixel(drawn.width() / 2 + 20, drawn.height() / 2), qRgb(0, 0, 255));
+        QCOMPARE(qAlpha(drawn.pixel(2, 2)), 0);
+    }
+
+    void aFileThatIsNoPictureClearsTheView() {
+        Attach();
+        Edit("a.png");
+        SelectInBrowser("notes.txt");
+        QTRY_VERIFY_WITH_TIMEOUT(picture::Pictures().gmyCGimage == nullptr, kPatience);
+        QTRY_COMPARE(Text(kNotesID), QStringLiteral("Couldn't Process!"));
+        Edit("a.png");
+    }
+
+    void scalesStayWithinTheirLimits() {
+        Attach();
+        Edit("a.png");
+        Type(kScaleArrowXID, 10);
+        QCOMPARE(Arrows(kScaleArrowXID).value(), 11);
+        Type(kScaleArrowXID, 50);
+        QCOMPARE(Arrows(kScaleArrowXID).value(), 50);
+        Type(kScaleArrowXID, 51);  // 816 pixels wide
+        QCOMPARE(Arrows(kScaleArrowXID).value(), 50);
+        Type(kScaleArrowXID, 1000);
+        QCOMPARE(Arrows(kScaleArrowXID).value(), 50);
+        Type(kTranlateArrowXID, 800);
+        QTest::keyClick(&Arrows(kTranlateArrowXID), Qt::Key_Up);  // runs on at the other end
+        QCOMPARE(Arrows(kTranlateArrowXID).value(), -800);
+        QTest::mouseClick(&Find<QCheckBox>(kSuitableSizeID), Qt::LeftButton, {},
+                          QPoint(8, Find<QCheckBox>(kSuitableSizeID).height() / 2));
+        QCOMPARE(Arrows(kScaleArrowXID).value(), 36);  // the canvas's width
+        QCOMPARE(Arrows(kTranlateArrowXID).value(), 0);
+    }
+
+    void turningIsClockwise() {
+        Attach();
+        Edit("a.png");
+        Type(kRotateArrowID, 90);
+        QCOMPARE(picture::Pictures().gmyCGimage->rotation, 270.0F);
+        auto& view = Find<EditView>(myHIViewID);
+        const auto at = [&view](int dx, int dy) {
+            return view.Drawn().pixel(view.Drawn().width() / 2 + dx, view.Drawn().height() / 2 + dy);
+        };
+        QTRY_COMPARE(at(0, -20), qRgb(255, 0, 0));  // the left half is on top now
+        QCOMPARE(at(0, 20), qRgb(0, 0, 255));
+    }
+
+    void theMouseMovesAndPlacesTheRectangle() {
+        Attach();
+        Edit("a.png");
+        Drag(OnCanvas(290, 200), OnCanvas(240, 180));
+        store::Rect& rect = store::Store().gmyDrawrect;
+        QVERIFY(std::abs(rect.x - 176) < 2 && std::abs(rect.y - 116) < 2);
+        Drag(OnCanvas(500, 380), OnCanvas(450, 300));  // outside: a new one, up and to the left
+        QVERIFY(std::abs(rect.x - 500) < 2 && std::abs(rect.y - 380) < 2);
+        QCOMPARE(rect.width, -128.0F);
+        QCOMPARE(rect.height, -128.0F);
+        auto& view = Find<RectView>(myHIRectID);
+        const float x = rect.x;
+        QTest::keyClick(&view, Qt::Key_Left, Qt::ShiftModifier);
+        QCOMPARE(rect.x, x - 10);
+    }
+
+    void oneIsAddedAndTheNextSelected() {
+        Attach();
+        Edit("a.png");
+        Click(kAddButtonID);
+        QTRY_COMPARE(Listed(), 1);
+        QTRY_COMPARE(m_window->Browser().Items().Find(m_window->Browser().G_CurSelItem)->name,
+                     QStringLiteral("b.png"));
+        QCOMPARE(LastColumn().Selected(), std::vector<ItemID>{m_window->Browser().G_CurSelItem});
+        QVERIFY(m_window->HasUnsavedChanges());
+    }
+
+    void addingWaitsForThePictureThatIsBeingLoaded() {
+        Attach();
+        Edit("a.png");
+        SelectInBrowser("c.png");
+        Click(kAddButtonID);
+        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 1, kPatience);
+        QCOMPARE(m_window->Browser().Items().Find(m_window->Browser().G_CurSelItem)->name,
+                 QStringLiteral("c.png"));
+    }
+
+    void severalAreAddedAndDownloaded() {
+        Attach();
+        SelectInBrowser("a.png");
+        SelectInBrowser("notes.txt", Qt::ShiftModifier);
+        Click(kAddButtonID);
+        QTRY_VERIFY(!m_window->Panel().IsEnabled());
+        WaitForPanel();
+        QTRY_COMPARE(Listed(), 3);
+        QTRY_COMPARE(Text(kNotesID), QStringLiteral("Couldn't Process!"));  // the text file
+        QCOMPARE(ShownByTheFrame(), 0U);
+        Click(kDownLoadButtonID);
+        WaitForPanel();
+        QTRY_COMPARE(Text(kNotesID), QStringLiteral("DownLoad Finished!"));
+        QCOMPARE(ShownByTheFrame(), 3U);
+        QTRY_VERIFY(!m_window->HasUnsavedChanges());
+    }
+
+    void selectedPicturesArePreviewedDeletedAndBroughtBack() {
+        Attach();
+        m_window->AddFiles({Pictures() / "a.png", Pictures() / "b.png", Pictures() / "c.png"});
+        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 3, kPatience);
+        WaitForPanel();
+        PictureList& list = m_window->List();
+        QTest::mouseClick(list.viewport(), Qt::LeftButton, {},
+                          list.visualRect(list.model()->index(1, 0)).center());
+        QTRY_COMPARE(Text(kCurPic), QStringLiteral("002"));
+        QTRY_COMPARE(Find<Preview>(myHIPreviewID).Shown().size(), QSize(128, 128));
+        QTest::keyClick(&list, Qt::Key_Delete);
+        QTRY_COMPARE(Listed(), 2);
+        QTRY_COMPARE(Text(kNotesID), QStringLiteral("The sequence number: 2"));
+        m_window->UndoDeletion();
+        QTRY_COMPARE(Listed(), 3);
+        m_window->MyDeleteAllCheckBoxHandler(true);
+        Click(kDelButtonID);
+        QTRY_COMPARE(Listed(), 0);
+        QTRY_COMPARE(Text(kCurPic), QStringLiteral("000"));
+    }
+
+    void savingCopiesTheBitmaps() {
+        Attach();
+        m_window->MyUpLoadButtonHandler();
+        QTRY_COMPARE(Text(kNotesID), QStringLiteral("No Pictures"));
+        m_window->AddFiles({Pictures() / "a.png", Pictures() / "b.png"});
+        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 2, kPatience);
+        WaitForPanel();
+        const Path folder = m_folder->Get() / "my pictures";
+        std::filesystem::create_directory(folder);
+        m_window->SavePicturesTo(folder);
+        QTRY_COMPARE(Text(kNotesID), QStringLiteral("Pictures saved: 2"));
+        WaitForPanel();
+        for (const int number : {1, 2})
+            QVERIFY(test::TakeBytes(folder / (std::to_string(number) + ".bmp")) ==
+                    test::TakeBytes(store::BitmapPath("Picture" + std::to_string(number) + ".bmp")));
+    }
+
+    void theWindowLivesWhileItDownloadsAndRefusesToQuit() {
+        Open(kHundredTimesAsFast);
+        Attach();
+        m_window->AddFiles({Pictures() / "a.png", Pictures() / "b.png"});
+        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 2, kPatience);
+        WaitForPanel();
+        QSignalSpy progress(&Find<QProgressBar>(kDownLoadProcessID), &QProgressBar::valueChanged);
+        Click(kDownLoadButtonID);
+        m_window->close();
+        QVERIFY(m_window->isVisible());
+        QVERIFY(Question() == nullptr);
+        QTRY_COMPARE(Text(kNotesID), QStringLiteral("Can not quit application,during transfering data!"));
+        QElapsedTimer sinceLast;
+        qint64 longest = 0;
+        while (!m_window->Panel().IsEnabled()) {
+            sinceLast.restart();
+            QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+            longest = std::max(longest, sinceLast.elapsed());
+        }
+        QVERIFY2(longest < 500, qPrintable(QString::number(longest)));
+        QVERIFY(progress.count() >= 3);
+        QCOMPARE(ShownByTheFrame(), 2U);
+    }
+
+    void unpluggingEndsEverythingSafely_data() {
+        QTest::addColumn<QString>("during");
+        for (const char* name : {"reading", "idle", "loading", "batch", "download", "saving", "dragging"})
+            QTest::newRow(name) << QString::fromLatin1(name);
+    }
+    void unpluggingEndsEverythingSafely() {
+        QFETCH(QString, during);
+        Open(kHundredTimesAsFast);
+        m_window->Frames().Attach(Frame());
+        if (during != QLatin1String("reading"))
+            WaitForPanel();
+        if (during == QLatin1String("loading"))
+            SelectInBrowser("a.png");
+        if (during == QLatin1String("batch"))
+            m_window->AddFiles({Pictures() / "a.png", Pictures() / "b.png", Pictures() / "c.png"});
+        if (during == QLatin1String("download") || during == QLatin1String("saving")) {
+            m_window->AddFiles({Pictures() / "a.png"});
+            QTRY_COMPARE_WITH_TIMEOUT(Listed(), 1, kPatience);
+            WaitForPanel();
+        }
+        if (during == QLatin1String("download"))
+            Click(kDownLoadButtonID);
+        if (during == QLatin1String("saving"))
+            m_window->SavePicturesTo(m_folder->Get());
+        if (during == QLatin1String("dragging")) {
+            Edit("a.png");
+            QTest::mousePress(&Find<RectView>(myHIRectID), Qt::LeftButton, {}, OnCanvas(290, 200));
+        }
+        m_window->Link().DetachVirtualFrame();
+        QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns() && !m_window->Panel().IsEnabled() && Listed() == 0,
+                                 kPatience);
+        QTRY_COMPARE(Text(kNotesID), QStringLiteral("Device Not Online!"));
+        QVERIFY(picture::Pictures().gmyCGimage == nullptr);
+        Attach();  // and all is well again
+        Edit("b.png");
+        Click(kAddButtonID);
+        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 1, kPatience);
+    }
+
+    void quittingAsksFirst() {
+        Attach();
+        Edit("a.png");
+        Click(kAddButtonID);
+        QTRY_COMPARE(Listed(), 1);
+        m_window->close();
+        QTRY_VERIFY(Question() != nullptr);
+        QCOMPARE(Question()->text(), QStringLiteral("MacLumato"));
+        QVERIFY(Question()->informativeText().contains(QStringLiteral("differs")));
+        QVERIFY(Question()->informativeText().endsWith(QStringLiteral("Really want to quit?")));
+        QTest::keyClick(Question(), Qt::Key_Escape);
+        QTRY_VERIFY(Question() == nullptr);
+        QVERIFY(m_window->isVisible());
+        QCOMPARE(Listed(), 1);
+    }
+
+    void recordsAreFoundWhateverWasRemoved() {
+        FileItems items;
+        std::vector<FolderEntry> entries(10);
+        const std::vector<ItemID> ids = ExpendFolder(items, entries);
+        QCOMPARE(ids.front(), kFirstItem);
+        items.Remove(4);
+        items.Remove(2);
+        QVERIFY(items.Find(4) == nullptr);
+        QCOMPARE(items.Find(7)->itemID, 7U);
+        QCOMPARE(ExpendFolder(items, std::move(entries)).front(), 12U);
+    }
+
+    void foldersListWhatPeopleLookFor() {
+        const Path folder = m_folder->Get() / "listing";
+        for (const char* name : {"tmp", ".hidden", "Tool.app", "sub", "var"})
+            std::filesystem::create_directories(folder / name);
+        test::PutBytes(folder / "10.png", {});
+        test::PutBytes(folder / "9.png", {});
+        const auto names = [&](bool firstVolume) {
+            QStringList list;
+            for (const FolderEntry& entry : FSGetDirectoryItems(folder, firstVolume))
+                list.append(entry.isFolder ? entry.name + QLatin1Char('/') : entry.name);
+            return list.join(QLatin1Char(' '));
+        };
+        QCOMPARE(names(true), QStringLiteral("sub/ 9.png 10.png Tool.app"));
+        QCOMPARE(names(false), QStringLiteral("sub/ tmp/ var/ 9.png 10.png Tool.app"));
+    }
+};
+
+}  // namespace
+}  // namespace lumato::app
+
+int main(int argc, char** argv) {
+    QApplication application(argc, argv);
+    lumato::app::WindowTest test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "window_test.moc"
