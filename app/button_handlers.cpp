@@ -190,19 +190,19 @@ void MainWindow::SavePicturesTo(const Path& folder) {
     const bool started = m_link.StartTask([this, folder] {
         store::TransferOwner owner;
         owner.PostRefresh();
-        const Result<int> saved = store::SavePictures(folder);
+        const store::SaveReport report = store::SavePictures(folder);
         QMetaObject::invokeMethod(
-            this, [this, saved] { TakeSaving(saved); }, Qt::QueuedConnection);
+            this, [this, report] { TakeSaving(report); }, Qt::QueuedConnection);
     });
     if (!started)
         m_panel->SetControlPanlEnable(true);
 }
 
-void MainWindow::TakeSaving(const Result<int>& saved) {
-    if (saved)
-        store::ShowNote({"SAVED_TIPS", "Pictures saved"}, *saved);
+void MainWindow::TakeSaving(const store::SaveReport& report) {
+    if (report.failed.empty())
+        store::ShowNote({"SAVED_TIPS", "Pictures saved"}, report.saved);
     else
-        ShowNote("SAVE_FAILED_TIPS", "The pictures could not be saved", saved.error().message);
+        ShowNote("SAVE_FAILED_TIPS", "The pictures could not be saved", report.failed.front().message);
 }
 
 }  // namespace lumato::app

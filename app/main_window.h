@@ -24,6 +24,7 @@
 #include "app/preview.h"
 #include "app/settings.h"
 #include "picture/add_pictures.h"
+#include "store/store.h"
 #include "store/undo_deletion.h"
 
 namespace lumato::app {
@@ -105,7 +106,7 @@ class MainWindow : public QMainWindow {
     void ShowUndo();
     void TakeDownload(bool succeeded);
     void SelectFileLocation();
-    void TakeSaving(const Result<int>& saved);
+    void TakeSaving(const store::SaveReport& report);
     void ShowNote(std::string_view key, std::string_view defaultText, const std::string& detail = {});
     void ShowShortcuts();
     void ShowAbout();
