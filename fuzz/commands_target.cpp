@@ -23,7 +23,7 @@ Command NextCommand(Input& input) {
     command.how = input.Byte();
     command.direction = static_cast<Direction>(command.how % 3);
     const std::size_t length = input.Byte() * (command.how & 0x80 ? 256U : 1U);
-    const std::size_t blockLength = command.how & 0x40 ? input.Byte() % 17 : 16;
+    const std::size_t blockLength = (command.how & 0x40) != 0 ? input.Byte() % 17U : 16U;
     const ByteSpan block = input.Take(blockLength);
     command.block.assign(block.begin(), block.end());
     command.data.assign(length, input.Byte());

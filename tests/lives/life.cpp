@@ -96,12 +96,18 @@ void Life::MakeFrames() {
     }
 }
 
+// None, single ones, which a second attempt mends, or a row of them, which outlasts all attempts.
 std::vector<vframe::Fault> Life::SomeFaults() {
+    const unsigned rows = Random(2);
+    const unsigned length = Random(2) == 0 ? 1 : 10 + Random(30);
     std::vector<vframe::Fault> faults;
-    for (unsigned count = Random(3) == 0 ? 1 + Random(3) : 0; count > 0; --count) {
-        faults.push_back({1 + Random(160), static_cast<vframe::FaultKind>(Random(5))});
-        Note("  command " + std::to_string(faults.back().command) + " will go wrong, kind " +
-             std::to_string(static_cast<int>(faults.back().kind)));
+    for (unsigned row = 0; row < rows; ++row) {
+        const unsigned first = 1 + Random(160);
+        const auto kind = static_cast<vframe::FaultKind>(Random(5));
+        Note("  " + std::to_string(length) + " commands from " + std::to_string(first) +
+             " on will go wrong, kind " + std::to_string(static_cast<int>(kind)));
+        for (unsigned command = first; command < first + length; ++command)
+            faults.push_back({command, kind});
     }
     return faults;
 }

@@ -1,4 +1,4 @@
-// Random lives. LUMATO_LIVES says how many (default 400), LUMATO_LIVES_SEED where to begin (default 1): a
+// Random lives. LUMATO_LIVES says how many (default 200), LUMATO_LIVES_SEED where to begin (default 1): a
 // life that failed is led again with its seed and LUMATO_LIVES=1.
 #include <cstdio>
 #include <cstdlib>
@@ -21,7 +21,7 @@ TEST(Lives, WhatIsSeenIsWhatThereIs) {
     const test::TemporaryFolder home;
     Life::MakeSources(home.Get());
     const unsigned first = Setting("LUMATO_LIVES_SEED", 1);
-    const unsigned count = Setting("LUMATO_LIVES", 400);
+    const unsigned count = Setting("LUMATO_LIVES", 200);
     Tally tally;
     for (unsigned seed = first; seed < first + count; ++seed) {
         const std::string fault = Life(home.Get(), seed, tally).Run();
