@@ -307,8 +307,9 @@ void Life::Save() {
     std::error_code ignored;
     std::filesystem::remove_all(folder, ignored);
     std::filesystem::create_directory(folder, ignored);
-    const Result<int> saved = store::SavePictures(folder);
-    Demand(saved && *saved == static_cast<int>(m_seen.size()), "every picture that is seen can be saved");
+    const store::SaveReport report = store::SavePictures(folder);
+    Demand(report.failed.empty() && report.saved == static_cast<int>(m_seen.size()),
+           "every picture that is seen can be saved");
 }
 
 // One program drives one frame: the second is not even looked at.
