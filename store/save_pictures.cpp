@@ -6,7 +6,8 @@ namespace {
 
 Result<void> Copy(const FileData& record, const Path& target) {
     LUMATO_TRY(const auto bitmap, ReadPlainFile(BitmapPath(BitmapName(record.fileName))));
-    return WriteFile(target, bitmap);
+    // A pipe or device in the file's place is refused, never waited for; a link is replaced, not followed.
+    return WriteFile(target, bitmap, Links::Replace);
 }
 
 }  // namespace
