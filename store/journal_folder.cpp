@@ -4,6 +4,7 @@
 #include <system_error>
 
 #include "base/printable.h"
+#include "base/temporary_name.h"
 
 namespace lumato::store {
 namespace {
@@ -134,7 +135,8 @@ void DropJournal(const Path& folder) {
     std::vector<Path> doomed;
     for (fs::directory_iterator entry(folder, ignored), end; !ignored && entry != end;
          entry.increment(ignored)) {
-        if (entry->path().extension() == kStreamEnding)
+        // A program that was killed while it wrote has left a temporary file.
+        if (entry->path().extension() == kStreamEnding || IsTemporaryName(entry->path().filename().string()))
             doomed.push_back(entry->path());
     }
     for (const Path& file : doomed)

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include "store/journal_folder.h"
+#include "tests/support/temporary_folder.h"
+
 namespace lumato::store {
 namespace {
 
@@ -78,6 +81,16 @@ TEST(JournalTest, SurvivesCountsAndSizesThatCannotBeThoughTheSumIsRight) {
     for (std::size_t length = 8; length < content.size(); length += 13)
         EXPECT_FALSE(
             DecodeJournal(Sealed(Bytes(content.begin(), content.begin() + static_cast<int>(length)))));
+}
+
+// A program that is killed in the middle of writing leaves a temporary file; it goes with the journal.
+TEST(JournalTest, NothingOfItStays) {
+    const test::TemporaryFolder home;
+    const Path folder = home.Get() / "frame";
+    std::filesystem::create_directory(folder);
+    ASSERT_TRUE(WriteFile(folder / ".lumato-0123.tmp", {}));
+    DropJournal(folder);
+    EXPECT_FALSE(std::filesystem::exists(folder));
 }
 
 }  // namespace
