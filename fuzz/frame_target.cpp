@@ -3,43 +3,16 @@
 #include <optional>
 
 #include "fuzz/input.h"
+#include "fuzz/sound_frame.h"
 #include "fuzz/store_program.h"
 #include "fuzz/targets.h"
 #include "tests/support/temporary_folder.h"
-#include "vframe/new_frame.h"
 
 namespace lumato::fuzz {
 namespace {
 
-constexpr std::uint32_t kFlashSize = 0x20000;
-constexpr std::uint32_t kTable = 0x10000;
-constexpr std::uint32_t kArea = kTable + 4096;
-
 // What the whole flash is made of before the patches.
 enum Base : std::uint8_t { kSound, kErased, kNoise };
-
-Bytes SoundFlash() {
-    vframe::NewFrame frame;
-    frame.lcdWidth = 17;
-    frame.lcdHeight = 9;
-    frame.flashSize = kFlashSize;
-    Bytes flash = vframe::MakeFlash(frame).value();
-    Bytes table(4096, 0);
-    table[0] = 'A', table[1] = 'B', table[2] = 'F', table[3] = 'S';
-    table[4094] = 0x55, table[4095] = 0xAA;
-    const std::vector<Bytes> streams = StreamSeeds();
-    std::uint32_t address = kArea;
-    for (std::size_t slot = 0; slot < 3; ++slot) {
-        const MutableByteSpan entry = MutableByteSpan(table).subspan(16 + 8 * slot, 8);
-        entry[0] = 1;
-        PutLe24(entry.subspan(1), address);
-        PutLe24(entry.subspan(5), static_cast<std::uint32_t>(streams[slot].size()));
-        std::copy(streams[slot].begin(), streams[slot].end(), flash.begin() + address);
-        address += static_cast<std::uint32_t>(streams[slot].size());
-    }
-    std::copy(table.begin(), table.end(), flash.begin() + kTable);
-    return flash;
-}
 
 Bytes FlashOf(Input& input) {
     static const Bytes sound = SoundFlash();

@@ -15,12 +15,13 @@ platform::LocalTime FixedClock::Now() const {
     return time;
 }
 
-StoreProgram::StoreProgram(const Path& home) {
+StoreProgram::StoreProgram(const Path& home, const Path& stateFolder) {
     SetDiagnosticStream(nullptr);
     text::SetLanguageFile(home / "Language.ini");
     platform::CurrentServices() = {&m_bus, nullptr, &m_clock};
     store::StoreState& store = store::Store();
     store.gmyResousepath = home;
+    store.statePath = stateFolder;
     store.status = &m_status;
     store.MyJPG = &m_codec;
     device::Link().frame = &m_port;

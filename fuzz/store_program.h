@@ -33,7 +33,8 @@ class FixedClock : public platform::Clock {
 // From the program's start to its end; the home folder, which exists, stays. One at a time.
 class StoreProgram {
   public:
-    explicit StoreProgram(const Path& home);
+    // Without a state folder no journals are kept.
+    explicit StoreProgram(const Path& home, const Path& stateFolder = {});
     ~StoreProgram();
     StoreProgram(const StoreProgram&) = delete;
     StoreProgram& operator=(const StoreProgram&) = delete;

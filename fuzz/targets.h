@@ -22,6 +22,7 @@ struct Target {
 
 void RunStream(ByteSpan input);    // the decoder of frame picture streams
 void RunFrame(ByteSpan input);     // a whole flash: device information, table, read-back, a download
+void RunJournal(ByteSpan input);   // the journal of a download that broke off, and the recovery from it
 void RunLanguage(ByteSpan input);  // the language file
 void RunBitmap(ByteSpan input);    // both readers of bitmap files
 void RunJpeg(ByteSpan input);      // the importer of JPEG files
@@ -29,17 +30,16 @@ void RunCommands(ByteSpan input);  // the virtual frame's side of its commands
 
 std::vector<Bytes> StreamSeeds();
 std::vector<Bytes> FrameSeeds();
+std::vector<Bytes> JournalSeeds();
 std::vector<Bytes> LanguageSeeds();
 std::vector<Bytes> BitmapSeeds();
 std::vector<Bytes> JpegSeeds();
 std::vector<Bytes> CommandSeeds();
 
 inline constexpr Target kTargets[] = {
-    {"stream", RunStream, StreamSeeds},
-    {"frame", RunFrame, FrameSeeds},
-    {"language", RunLanguage, LanguageSeeds},
-    {"bitmap", RunBitmap, BitmapSeeds},
-    {"jpeg", RunJpeg, JpegSeeds},
+    {"stream", RunStream, StreamSeeds},      {"frame", RunFrame, FrameSeeds},
+    {"journal", RunJournal, JournalSeeds},   {"language", RunLanguage, LanguageSeeds},
+    {"bitmap", RunBitmap, BitmapSeeds},      {"jpeg", RunJpeg, JpegSeeds},
     {"commands", RunCommands, CommandSeeds},
 };
 

@@ -146,6 +146,9 @@ Result<Journal> DecodeJournal(ByteSpan bytes) {
     ReadHead(reader, journal);
     if (!IsPhase(journal.phase) || !ReadPictures(reader, journal) || !ReadBlocks(reader, journal))
         return damaged;
+    // Nobody else writes journals: what says the same in other bytes is not ours.
+    if (!std::ranges::equal(EncodeJournal(journal), bytes))
+        return damaged;
     return journal;
 }
 

@@ -31,6 +31,48 @@ Bytes MakeStream(int side, std::mt19937& random) {
     return stream;
 }
 
+std::vector<const store::FileData*> Records() {
+    std::vector<const store::FileData*> records;
+    for (const auto* record = store::Store().gmyPictureData->sentinel->next; record != nullptr;
+         record = record->next)
+        records.push_back(record);
+    return records;
+}
+
+bool StartsWith(const Pictures& pictures, const Pictures& first) {
+    return std::ranges::mismatch(first, pictures).in1 == first.end();
+}
+
+// Takes each of `wanted` out of `pictures`, once. False when one is not there.
+bool TakeAll(Pictures& pictures, const Pictures& wanted) {
+    return std::ranges::all_of(wanted, [&](const Bytes& picture) {
+        const auto found = std::ranges::find(pictures, picture);
+        if (found == pictures.end())
+            return false;
+        pictures.erase(found);
+        return true;
+    });
+}
+
+// How many of `pictures`, from `begin` on, stand in `order` one after the other.
+std::size_t Follow(const Pictures& pictures, std::size_t begin, const Pictures& order) {
+    std::size_t at = begin;
+    for (const Bytes& picture : order) {
+        if (at < pictures.size() && pictures[at] == picture)
+            ++at;
+    }
+    return at - begin;
+}
+
+// Whether `pictures` are those of `order` that are stored, in its order, and then those that wait.
+bool IsShuffled(const Pictures& pictures, const Pictures& order) {
+    for (std::size_t split = 0; split <= Follow(pictures, 0, order); ++split) {
+        if (split + Follow(pictures, split, order) == pictures.size())
+            return true;
+    }
+    return false;
+}
+
 // Back to back from `address` on, and the table that lists them.
 void PutPictures(Bytes& flash, const Pictures& pictures, std::size_t address) {
     const MutableByteSpan table = MutableByteSpan(flash).subspan(kTable, 4096);
@@ -65,8 +107,10 @@ void Life::MakeSources(const Path& home) {
     }
 }
 
-Life::Life(const Path& home, unsigned seed, Tally& tally)
-    : m_home(home), m_random(seed), m_tally(tally), m_program(home) {
+Life::Life(const Path& home, unsigned seed, Tally& tally) : m_home(home), m_random(seed), m_tally(tally) {
+    std::error_code ignored;
+    std::filesystem::remove_all(StateFolder(), ignored);
+    m_program.emplace(m_home, StateFolder());
     MakeFrames();
 }
 
@@ -75,15 +119,18 @@ void Life::Demand(bool kept, const std::string& promise) {
         m_fault = promise + ", after:\n" + m_steps;
 }
 
+// Of two sizes: what else they say of themselves may be the same, and then nobody could tell them apart.
 void Life::MakeFrames() {
     constexpr std::array<std::uint32_t, 3> kErases{0x20, 0x52, 0xD8};
+    std::uint32_t size = 0x28000;
     for (Frame& frame : m_frames) {
         vframe::NewFrame options;
         frame.lcd = Random(2) == 0 ? 8 : 16;
         frame.limit = Random(3) == 0 ? 3 : 0;
         options.lcdWidth = options.lcdHeight = static_cast<std::uint32_t>(frame.lcd);
         options.pictureLimit = static_cast<std::uint32_t>(frame.limit);
-        options.flashSize = 0x28000 + 0x8000 * Random(3);
+        options.flashSize = size + 0x8000 * Random(2);
+        size += 0x10000;
         options.eraseInstruction = kErases[Random(3)];
         frame.flash = vframe::MakeFlash(options).value();
         for (std::size_t at = 1024; at < kTable; ++at)
@@ -115,38 +162,65 @@ std::vector<vframe::Fault> Life::SomeFaults() {
 void Life::PlugIn(int frame, std::vector<vframe::Fault> faults) {
     Note("plug in frame " + std::to_string(frame));
     m_plugged = frame;
-    m_service =
-        &m_program.Bus().Plug(vframe::FlashImage::InMemory(Plugged().flash, "frame " + std::to_string(frame)),
-                              {.faults = std::move(faults), .pace = 0});
+    m_service = &m_program->Bus().Plug(
+        vframe::FlashImage::InMemory(Plugged().flash, "frame " + std::to_string(frame)),
+        {.faults = std::move(faults), .pace = 0});
 }
 
-void Life::ExpectStored() {
+Pictures Life::Listed() {
+    Pictures listed;
+    for (const store::FileData* record : Records())
+        listed.push_back(ReadFile(store::StreamPath(record->fileName)).value_or(Bytes()));
+    return listed;
+}
+
+// What is seen has all of the frame's pictures; the others were deleted, or come from a batch.
+bool Life::IsExpected(const Frame& frame) const {
+    Pictures due = frame.stored;
+    due.insert(due.end(), frame.waiting.begin(), frame.waiting.end());
+    if (!frame.broken)
+        return m_seen.size() <= due.size() + frame.perhaps && StartsWith(m_seen, due);
+    Pictures surplus = m_seen;
+    if (!TakeAll(surplus, due))
+        return false;
+    if (frame.deleted.empty())
+        due.insert(due.end(), surplus.begin(), surplus.end());
+    for (const Bytes& picture : frame.deleted)
+        TakeAll(surplus, {picture});
+    return surplus.size() <= frame.perhaps &&
+           (frame.anyOrder || !frame.deleted.empty() || IsShuffled(m_seen, due));
+}
+
+void Life::ExpectList() {
     Frame& frame = Plugged();
-    Demand(m_program.Bus().Frame(*m_service).FlashBytes() == frame.flash, "connecting changes no byte");
+    Demand(m_program->Bus().Frame(*m_service).FlashBytes() == frame.flash, "connecting changes no byte");
     if (!Online())
         return AfterUnplug();
-    m_seen.clear();
-    for (int position = 1; position <= store::Store().gmyPictureData->count; ++position) {
-        const auto* record = store::GetNode(store::Store().gmyPictureData.get(), position);
-        m_seen.push_back(ReadFile(store::StreamPath(record->fileName)).value_or(Bytes()));
-    }
-    const bool known = m_seen == frame.stored || (frame.instead && m_seen == *frame.instead);
-    if (!known && frame.recovery)
-        ++m_tally.leftToRecovery;
-    Demand(known || frame.recovery, "a frame that comes online shows what it holds");
-    frame.stored = m_seen;
-    frame.instead.reset();
-    frame.recovery = false;
+    m_seen = Listed();
+    Demand(IsExpected(frame), "a frame that comes online shows what is its own");
+    m_tally.recovered += frame.broken ? 1 : 0;
+    m_fromFrame = static_cast<std::size_t>(
+        std::ranges::count_if(Records(), [](const store::FileData* record) { return record->inFrame == 1; }));
+    m_tally.waitingBack += m_fromFrame < m_seen.size() ? 1 : 0;
+    const auto split = m_seen.begin() + static_cast<std::ptrdiff_t>(m_fromFrame);
+    frame.waiting.assign(split, m_seen.end());
+    if (frame.broken)
+        frame.stored.assign(m_seen.begin(), split);
+    else
+        frame.deleted.clear();
+    if (!frame.broken)
+        Demand(frame.stored.size() == m_fromFrame, "what the table lists is in the frame");
+    frame.perhaps = 0;
 }
 
 // Vanished by a fault, refused, or pulled out: nothing of it is seen any more.
 void Life::AfterUnplug() {
     if (m_plugged < 0)
         return;
-    if (!m_program.Bus().Frame(*m_service).IsGone())
-        m_program.Bus().Unplug(*m_service);
+    if (!m_program->Bus().Frame(*m_service).IsGone())
+        m_program->Bus().Unplug(*m_service);
     store::FinishTransfer();
-    Plugged().flash = m_program.Bus().Frame(*m_service).FlashBytes();
+    Plugged().flash = m_program->Bus().Frame(*m_service).FlashBytes();
     m_plugged = -1;
     m_seen.clear();
     ++m_tally.unplugged;
@@ -169,17 +243,23 @@ Pictures Life::OnFlash(const Bytes& flash) {
 void Life::AfterDownload(Frame& frame, const Bytes& flash, bool done) {
     ++m_tally.downloads;
     if (done) {
-        Demand(OnFlash(flash) == m_seen, "a download that is done has put the list on the frame");
-        frame.stored = m_seen;
-        frame.instead.reset();
-        frame.recovery = false;
+        Pictures surplus = m_seen;
+        Demand(OnFlash(flash).size() == m_seen.size() && TakeAll(surplus, OnFlash(flash)),
+               "a download that is done has put the list on the frame");
+        Demand(frame.broken || OnFlash(flash) == m_seen, "in the list's order");
+        frame.stored = m_seen = OnFlash(flash);
+        m_fromFrame = m_seen.size();
+        frame.waiting.clear();
+        frame.deleted.clear();
+        frame.broken = frame.anyOrder = false;
         return;
     }
     ++m_tally.failedDownloads;
     Note("  failed");
-    if (!frame.recovery)
-        frame.instead = m_seen;
-    frame.recovery = true;
+    frame.stored = m_seen;
+    frame.waiting.clear();
+    frame.anyOrder = frame.broken;
+    frame.broken = true;
 }
 
 // ---------------------------------------------------------------------------------------- the steps
@@ -188,8 +268,8 @@ void Life::Attach() {
     if (m_plugged >= 0)
         return;
     PlugIn(static_cast<int>(Random(2)), SomeFaults());
-    m_program.Settle();
-    ExpectStored();
+    m_program->Settle();
+    ExpectList();
 }
 
 void Life::AttachAndUnplugAtOnce() {
@@ -223,6 +303,7 @@ void Life::Add() {
         Demand(static_cast<int>(stream.size()) == report.added[0].picture.bytes && !stream.empty(),
                "an added picture has its stream");
         m_seen.push_back(stream);
+        Plugged().waiting.push_back(stream);
     } else {
         const int limit = Plugged().limit;
         Demand((limit != 0 && static_cast<int>(m_seen.size()) >= limit) || free < 4096,
@@ -238,11 +319,25 @@ void Life::AddBatchAndUnplug() {
     std::vector<Path> files;
     for (unsigned count = 1 + Random(4); count > 0; --count)
         files.push_back(Source(Random(kSources)));
+    Plugged().perhaps = files.size();
     platform::Task task([&files] { picture::ProcessMorePic(files); });
     std::this_thread::sleep_for(std::chrono::microseconds(Random(3000)));
-    m_program.Bus().Unplug(*m_service);
+    m_program->Bus().Unplug(*m_service);
     task.Join();
     AfterUnplug();
+}
+
+// A picture that only waits is gone for good; one in the frame is there until a download.
+void Life::Forget(std::size_t index) {
+    Frame& frame = Plugged();
+    if (frame.broken)
+        TakeAll(index < frame.stored.size() ? frame.stored : frame.waiting, {m_seen[index]});
+    else if (index >= m_fromFrame)
+        frame.waiting.erase(frame.waiting.begin() + static_cast<std::ptrdiff_t>(index - m_fromFrame));
+    if (frame.broken || index < m_fromFrame)
+        frame.deleted.push_back(m_seen[index]);
+    m_fromFrame -= index < m_fromFrame ? 1 : 0;
+    m_seen.erase(m_seen.begin() + static_cast<std::ptrdiff_t>(index));
 }
 
 void Life::Delete() {
@@ -252,7 +347,7 @@ void Life::Delete() {
     Note("delete " + std::to_string(position));
     store::Store().gmyCurrentSelectItem = static_cast<int>(position);
     store::DeletePictures();
-    m_seen.erase(position == 0 ? m_seen.end() - 1 : m_seen.begin() + static_cast<int>(position) - 1);
+    Forget(position == 0 ? m_seen.size() - 1 : position - 1);
 }
 
 void Life::DeleteAll() {
@@ -262,15 +357,16 @@ void Life::DeleteAll() {
     store::Store().gmyDeleteAll = true;
     store::DeletePictures();
     store::Store().gmyDeleteAll = false;
-    m_seen.clear();
+    while (!m_seen.empty())
+        Forget(m_seen.size() - 1);
 }
 
 void Life::Download() {
     if (!Online())
         return;
     Note("download");
-    const bool done = fuzz::DownloadNow(m_program.Bus());
-    AfterDownload(Plugged(), m_program.Bus().Frame(*m_service).FlashBytes(), done);
+    const bool done = fuzz::DownloadNow(m_program->Bus());
+    AfterDownload(Plugged(), m_program->Bus().Frame(*m_service).FlashBytes(), done);
     if (!Online())
         AfterUnplug();
 }
@@ -284,19 +380,19 @@ void Life::DownloadAndUnplug() {
     std::this_thread::sleep_for(std::chrono::microseconds(Random(1200)));
     platform::BusService& first = *m_service;
     const int firstFrame = std::exchange(m_plugged, -1);
-    m_program.Bus().Unplug(first);
+    m_program->Bus().Unplug(first);
     if (Random(2) == 0)
         PlugIn(1 - firstFrame, {});  // while the task of the first may still be ending
     task.Join();
-    m_program.Settle();
+    m_program->Settle();
 
     Frame& frame = m_frames[static_cast<std::size_t>(firstFrame)];
-    frame.flash = m_program.Bus().Frame(first).FlashBytes();
+    frame.flash = m_program->Bus().Frame(first).FlashBytes();
     AfterDownload(frame, frame.flash, done);
     ++m_tally.unplugged;
     m_seen.clear();
     if (m_plugged >= 0)
-        ExpectStored();
+        ExpectList();
 }
 
 void Life::Save() {
@@ -319,17 +415,28 @@ void Life::OtherFrame() {
     Note("a second frame comes and goes");
     const Bytes flash = m_frames[static_cast<std::size_t>(1 - m_plugged)].flash;
     platform::BusService& service =
-        m_program.Bus().Plug(vframe::FlashImage::InMemory(flash, "the other frame"));
+        m_program->Bus().Plug(vframe::FlashImage::InMemory(flash, "the other frame"));
     const bool stillThere = Online();
-    m_program.Bus().Unplug(service);
-    Demand(m_program.Bus().Frame(service).FlashBytes() == flash, "a second frame is left alone");
+    m_program->Bus().Unplug(service);
+    Demand(m_program->Bus().Frame(service).FlashBytes() == flash, "a second frame is left alone");
     if (!stillThere)
         AfterUnplug();
 }
 
+// The program ends, as it stands, and another one begins.
+void Life::Restart() {
+    Note("restart");
+    if (m_plugged >= 0)
+        Plugged().flash = m_program->Bus().Frame(*m_service).FlashBytes();
+    m_plugged = -1;
+    m_seen.clear();
+    m_program.reset();
+    m_program.emplace(m_home, StateFolder());
+}
+
 void Life::Check() {
     for (int i = 0; i < 2; ++i) {
-        const Bytes flash = i == m_plugged ? m_program.Bus().Frame(*m_service).FlashBytes()
+        const Bytes flash = i == m_plugged ? m_program->Bus().Frame(*m_service).FlashBytes()
                                            : m_frames[static_cast<std::size_t>(i)].flash;
         const Bytes& firmware = m_frames[static_cast<std::size_t>(i)].firmware;
         Demand(std::equal(firmware.begin(), firmware.end(), flash.begin()), "firmware is never written");
@@ -367,6 +474,7 @@ std::string Life::Run() {
                                &Life::Download,
                                &Life::Save,
                                &Life::OtherFrame,
+                               &Life::Restart,
                                &Life::DownloadAndUnplug,
                                &Life::AttachAndUnplugAtOnce,
                                &Life::AddBatchAndUnplug};

@@ -26,9 +26,8 @@ struct Tally {
     int downloads = 0;
     int failedDownloads = 0;
     int unplugged = 0;
-    // Downloads that were broken off and left a frame that shows neither the old list nor the new one: what a
-    // recovery is for.
-    int leftToRecovery = 0;
+    int waitingBack = 0;  // connections at which pictures came back that no table listed
+    int recovered = 0;    // connections after a download that broke off
 };
 
 struct Frame {
@@ -36,9 +35,13 @@ struct Frame {
     Bytes firmware;  // what must stay as it is
     int lcd = 8;
     int limit = 0;
-    Pictures stored;                  // what it holds
-    std::optional<Pictures> instead;  // or this, after a download that was broken off
-    bool recovery = false;            // or anything, after such a one
+    Pictures stored;   // what its table lists
+    Pictures waiting;  // added and not downloaded: they come back behind the stored ones
+    // Since the last download failed, all those come back, but which of them wait is open;
+    bool broken = false;
+    bool anyOrder = false;    // their order, too, when that download was itself to mend a broken-off one;
+    Pictures deleted;         // and those that were deleted and never left the frame may come back.
+    std::size_t perhaps = 0;  // pictures of a batch that may have been added before the frame was gone
 };
 
 class Life {
@@ -61,11 +64,15 @@ class Life {
     void MakeFrames();
     std::vector<vframe::Fault> SomeFaults();
     void PlugIn(int frame, std::vector<vframe::Fault> faults);
-    // What follows a plug-in that nobody disturbed: the list is the frame's.
-    void ExpectStored();
+    // What follows a plug-in: the list is the one that this frame must show, or the frame was refused.
+    void ExpectList();
+    [[nodiscard]] bool IsExpected(const Frame& frame) const;
+    // The pictures of the list, as their files have them.
+    static Pictures Listed();
     void AfterUnplug();
     // A download ended, well or not.
     void AfterDownload(Frame& frame, const Bytes& flash, bool done);
+    void Forget(std::size_t index);
     // What the table on a flash lists, read without the program's help.
     static Pictures OnFlash(const Bytes& flash);
 
@@ -81,10 +88,12 @@ class Life {
     void DownloadAndUnplug();
     void Save();
     void OtherFrame();
+    void Restart();
 
     void Check();
     [[nodiscard]] bool Online() const { return m_plugged >= 0 && fuzz::IsOnline(); }
     Frame& Plugged() { return m_frames[static_cast<std::size_t>(m_plugged)]; }
+    [[nodiscard]] Path StateFolder() const { return m_home / "state"; }
     [[nodiscard]] Path Source(unsigned number) const {
         return m_home / ("source" + std::to_string(number) + ".bmp");
     }
@@ -95,10 +104,11 @@ class Life {
     std::string m_steps;
     std::string m_fault;
     std::array<Frame, 2> m_frames;
-    fuzz::StoreProgram m_program;
+    std::optional<fuzz::StoreProgram> m_program;
     platform::BusService* m_service = nullptr;
     int m_plugged = -1;
-    Pictures m_seen;  // what the user sees while a frame is online
+    Pictures m_seen;              // what the user sees while a frame is online
+    std::size_t m_fromFrame = 0;  // so many of them, from the first on, the frame holds
 };
 
 }  // namespace lumato::lives
