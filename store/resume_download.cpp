@@ -2,6 +2,7 @@
 #include <limits>
 #include <vector>
 
+#include "store/journal.h"
 #include "store/picture_table.h"
 #include "store/recovery.h"
 
@@ -32,14 +33,22 @@ bool ComesBefore(const FileData* a, const FileData* b) {
     return a->inFrame != b->inFrame ? a->inFrame > b->inFrame : position(*a) < position(*b);
 }
 
+// Free slots get the bytes that the download which broke off was to leave there, so that the frame ends up the
+// same to the last byte.
 void FillTable(const Records& records) {
-    auto& table = Store().G_PictureList;
-    std::fill(table.begin() + kTableHeaderSize, table.end(), std::uint8_t{0});
+    StoreState& store = Store();
+    auto& table = store.G_PictureList;
+    if (store.journal != nullptr)
+        table = store.journal->tableAfter;
+    else
+        std::fill(table.begin() + kTableHeaderSize, table.end(), std::uint8_t{0});
     int slot = 0;
     for (const FileData* record : records) {
         if (record->inFrame == 1)
             FillSlot(SlotOf(table, ++slot), record->oldAddress, record->picSize);
     }
+    while (++slot <= kMostPictures)
+        SlotOf(table, slot)[0] = kSlotFree;
 }
 
 }  // namespace

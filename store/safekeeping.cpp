@@ -1,6 +1,7 @@
 #include "store/safekeeping.h"
 
 #include <algorithm>
+#include <ranges>
 
 #include "base/printable.h"
 #include "store/journal_folder.h"
@@ -66,9 +67,23 @@ Journal NewJournal(Journal::Phase phase) {
     return journal;
 }
 
+bool Waits(const FileData& record) {
+    return record.inFrame != 1;
+}
+
+// A picture may have been added twice, and the one that stays keeps its place.
+std::ptrdiff_t EarlierCopies(const FileData& record) {
+    std::ptrdiff_t copies = 0;
+    for (const FileData* other = Store().gmyPictureData->sentinel->next; other != &record;
+         other = other->next)
+        copies += Waits(*other) && other->streamHash == record.streamHash ? 1 : 0;
+    return copies;
+}
+
 void ForgetOne(std::vector<JournalPicture>& pictures, const FileData& record) {
+    std::ptrdiff_t copies = EarlierCopies(record);
     const auto found = std::ranges::find_if(pictures, [&](const JournalPicture& picture) {
-        return picture.address == 0 && picture.hash == record.streamHash;
+        return picture.address == 0 && picture.hash == record.streamHash && copies-- == 0;
     });
     if (found != pictures.end())
         pictures.erase(found);
@@ -125,10 +140,14 @@ void ForgetAdditions(const FileData* from, const FileData* last) {
     if (!Keeping() || store.journal == nullptr)
         return;
     Journal journal = *store.journal;
+    std::vector<const FileData*> doomed;
     for (const FileData* record = from; record != last; record = record->next) {
-        if (record->inFrame != 1)
-            ForgetOne(journal.pictures, *record);
+        if (Waits(*record))
+            doomed.push_back(record);
     }
+    // The last one first, so that earlier copies stay where they are counted.
+    for (const FileData* record : doomed | std::views::reverse)
+        ForgetOne(journal.pictures, *record);
     if (journal == *store.journal)
         return;
     if (journal.pictures.empty() && journal.phase == Journal::Phase::Additions)

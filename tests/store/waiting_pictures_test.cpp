@@ -88,6 +88,18 @@ TEST_F(WaitingPicturesTest, OnceDeletedStayAway) {
     EXPECT_THAT(Listed(), ElementsAre(1000));
 }
 
+TEST_F(WaitingPicturesTest, OfTwoCopiesTheOneThatStaysKeepsItsPlace) {
+    TestFlash flash;
+    flash.Pictures({1000});
+    Connect(flash);
+    Add(300, 7);
+    Add(400, 8);
+    Add(300, 7);
+    Delete(4);
+    Crash(flash.bytes);
+    EXPECT_THAT(Listed(), ElementsAre(1000, 300, 400));
+}
+
 TEST_F(WaitingPicturesTest, AnUnpluggedFrameGetsThemBackAndAnotherFrameDoesNot) {
     TestFlash flash;
     flash.Pictures({1000});
