@@ -48,12 +48,25 @@ Result<void> PrepareFolder(const Path& folder) {
     return SyncFolder(folder.parent_path());
 }
 
+// A folder whose name is not on the disk is gone after a power failure, with all that was synced in it. Who
+// made the folders above, and when, is not known here.
+void SyncFoldersAbove(const Path& folder) {
+    for (Path above = folder; above.has_relative_path();) {
+        above = above.parent_path();
+        static_cast<void>(SyncFolder(above));  // one that may not be opened has been there for long
+    }
+}
+
 Result<void> PrepareJournalFolder(const Path& folder) {
     std::error_code error;
-    fs::create_directories(Store().statePath, error);
+    const Path& state = Store().statePath;
+    fs::create_directories(state, error);
     if (error)
-        return Fail(ErrorKind::Unwritable, Printable(Store().statePath.string()) + ": " + error.message());
-    LUMATO_TRY_VOID(PrepareFolder(folder.parent_path()));
+        return Fail(ErrorKind::Unwritable, Printable(state.string()) + ": " + error.message());
+    const Path all = folder.parent_path();
+    if (!fs::exists(all, error))
+        SyncFoldersAbove(fs::absolute(all, error));
+    LUMATO_TRY_VOID(PrepareFolder(all));
     return PrepareFolder(folder);
 }
 
