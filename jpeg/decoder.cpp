@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <new>
+#include <string>
 
 #include "base/printable.h"
 #include "jpeg/bit_reader.h"
@@ -87,14 +88,22 @@ class McuReader {
     std::array<std::int16_t, 64> m_block{};
 };
 
+// Far more than any display has. A few megabytes of flash can claim sixteen times as many, and decoding those
+// would bring the computer down.
+constexpr std::size_t kMostPixels = std::size_t{1} << 28;
+
 // Gives the picture the stream's size; its pixels are those of whatever it was before.
 Result<void> Resize(DecodedPicture& picture, const dpf_header& header) {
     picture.width = header.width;
     picture.height = header.height;
     picture.stride = (header.width + 7) / 8 * 8;
+    const std::size_t count =
+        static_cast<std::size_t>(picture.stride) * static_cast<std::size_t>(picture.height);
+    if (count > kMostPixels)
+        return Fail(ErrorKind::TooLarge, "a picture of " + std::to_string(picture.width) + " x " +
+                                             std::to_string(picture.height) + " pixels is too large");
     try {
-        picture.pixels.resize(static_cast<std::size_t>(picture.stride) *
-                              static_cast<std::size_t>(picture.height) * 3);
+        picture.pixels.resize(count * 3);
     } catch (const std::bad_alloc&) {
         return Fail(ErrorKind::TooLarge, "not enough memory for the picture");
     }

@@ -23,8 +23,8 @@ struct DecodedPicture {
 
 // Decodes a whole stream. The picture must be of the expected size; 0 accepts any.
 // Errors: Damaged (header, lengths, selectors or tables that cannot be, or fewer bytes left than MCUs),
-// Refused (another size), TooLarge (no memory). Coded data that end early give the picture as far as they go;
-// the rest is black.
+// Refused (another size), TooLarge (more than 2^28 pixels, or no memory). Coded data that end early give the
+// picture as far as they go; the rest is black.
 [[nodiscard]] Result<DecodedPicture> DecodeStream(ByteSpan stream, int expectedWidth, int expectedHeight);
 
 // The same into a picture that may have been used before: who decodes many pictures of a size saves the

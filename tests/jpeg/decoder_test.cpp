@@ -114,6 +114,20 @@ TEST(Decoder, DamagedStreamsAreHarmless) {
     EXPECT_GT(shown, 1000);
 }
 
+// Seventeen megabytes that ask for thirteen thousand.
+TEST(Decoder, HugePicturesAreRefusedBeforeTheyTakeMemory) {
+    constexpr int kMode = kWideMcu | kTallMcu | kOmitMcuTable;
+    Bytes stream = Encode(Grey(16, 16, 128), 90, kMode);
+    for (const std::size_t size : {0U, 2U}) {  // width and height
+        ASSERT_EQ(GetBe16(ByteSpan(stream).subspan(size)), 16);
+        PutBe16(MutableByteSpan(stream).subspan(size), 65535);
+    }
+    stream.resize(std::size_t{4096} * 4096 + 1000);
+    const auto decoded = DecodeStream(stream, 0, 0);
+    ASSERT_FALSE(decoded.has_value());
+    EXPECT_EQ(decoded.error().kind, ErrorKind::TooLarge) << decoded.error().message;
+}
+
 // A picture of grey MCUs of 8 x 8 pixels in one row whose luminance blocks are coded by hand; quantization
 // values are 1.
 class HandCoded {
