@@ -137,15 +137,6 @@ Result<void> WriteReplacing(const Path& path, ByteSpan bytes, Syncing syncing = 
     return WriteAndRename(path, bytes, there && S_ISREG(status.st_mode) ? &status : nullptr, syncing);
 }
 
-Result<void> Sync(const Path& path, int flags) {
-    Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK | flags));
-    if (file.Get() < 0)
-        return tl::unexpected(FileError(path, errno, false));
-    if (::fsync(file.Get()) != 0)
-        return tl::unexpected(FileError(path, errno, true));
-    return {};
-}
-
 Error TooLargeError(const Path& path, std::uintmax_t limit) {
     return Error{ErrorKind::TooLarge,
                  Printable(path.native()) + ": larger than " + std::to_string(limit) + " bytes"};
@@ -224,19 +215,19 @@ Result<void> WriteFile(const Path& path, ByteSpan bytes, Links links) {
     return links == Links::Follow ? WriteFollowing(path, bytes) : WriteReplacing(path, bytes);
 }
 
-Result<void> WriteFileSafely(const Path& path, ByteSpan bytes) {
+Result<void> WriteSyncedFile(const Path& path, ByteSpan bytes) {
     if (path.empty())
         return tl::unexpected(FileError(path, ENOENT, true));
-    LUMATO_TRY_VOID(WriteReplacing(path, bytes, Syncing::BeforeRename));
-    return SyncFolder(path.parent_path());
-}
-
-Result<void> SyncFile(const Path& path) {
-    return Sync(path, O_NOFOLLOW);
+    return WriteReplacing(path, bytes, Syncing::BeforeRename);
 }
 
 Result<void> SyncFolder(const Path& folder) {
-    return Sync(folder, O_DIRECTORY);
+    Descriptor file(::open(folder.c_str(), O_RDONLY | O_CLOEXEC | O_DIRECTORY));
+    if (file.Get() < 0)
+        return tl::unexpected(FileError(folder, errno, false));
+    if (::fsync(file.Get()) != 0)
+        return tl::unexpected(FileError(folder, errno, true));
+    return {};
 }
 
 }  // namespace lumato

@@ -34,12 +34,12 @@ enum class Links {
 // stay. Errors: NotFound (no such folder), Unwritable.
 [[nodiscard]] Result<void> WriteFile(const Path& path, ByteSpan bytes, Links links = Links::Follow);
 
-// As WriteFile() with Links::Replace, and on the disk when it returns: the file is synced before it gets its
-// name and its folder afterwards, so that a power failure finds the old contents or the new ones, whole.
-[[nodiscard]] Result<void> WriteFileSafely(const Path& path, ByteSpan bytes);
+// As WriteFile() with Links::Replace, and its contents are on the disk before it gets its name: whoever finds
+// the name, after a power failure or a sync that failed, finds them whole. The name is there after
+// SyncFolder().
+[[nodiscard]] Result<void> WriteSyncedFile(const Path& path, ByteSpan bytes);
 
-// Waits until a file, or a folder's list of names, is on the disk. Errors: NotFound, Unreadable, Unwritable.
-[[nodiscard]] Result<void> SyncFile(const Path& path);
+// Waits until a folder's list of names is on the disk. Errors: NotFound, Unreadable, Unwritable.
 [[nodiscard]] Result<void> SyncFolder(const Path& folder);
 
 }  // namespace lumato

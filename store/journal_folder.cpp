@@ -1,6 +1,5 @@
 #include "store/journal_folder.h"
 
-#include <set>
 #include <system_error>
 
 #include "base/printable.h"
@@ -108,7 +107,9 @@ Result<std::optional<Journal>> LoadJournal(const Path& folder) {
 
 Result<void> SaveJournal(const Path& folder, const Journal& journal) {
     LUMATO_TRY_VOID(PrepareJournalFolder(folder));
-    return WriteFileSafely(JournalPath(folder), EncodeJournal(journal));
+    LUMATO_TRY_VOID(SyncFolder(folder));  // no journal comes before the streams that it speaks of
+    LUMATO_TRY_VOID(WriteSyncedFile(JournalPath(folder), EncodeJournal(journal)));
+    return SyncFolder(folder);
 }
 
 Result<std::vector<std::uint8_t>> LoadStream(const Path& folder, const JournalPicture& picture) {
@@ -125,16 +126,7 @@ Result<void> KeepStream(const Path& folder, const JournalPicture& picture, ByteS
     const Path path = StreamObject(folder, picture.hash);
     if (const auto there = ReadPlainFile(path); there && IsStreamOf(picture, *there))
         return {};
-    return WriteFile(path, stream, Links::Replace);
-}
-
-Result<void> SyncStreams(const Path& folder, const std::vector<JournalPicture>& pictures) {
-    std::set<Digest> done;
-    for (const JournalPicture& picture : pictures) {
-        if (done.insert(picture.hash).second)
-            LUMATO_TRY_VOID(SyncFile(StreamObject(folder, picture.hash)));
-    }
-    return pictures.empty() ? Result<void>() : SyncFolder(folder);
+    return WriteSyncedFile(path, stream);
 }
 
 void DropJournal(const Path& folder) {

@@ -17,14 +17,14 @@ namespace lumato::store {
 
 // The journal there. None when there is none. Errors: Damaged (it has been put aside), Unreadable.
 [[nodiscard]] Result<std::optional<Journal>> LoadJournal(const Path& folder);
-// On the disk when it returns; after a failure the journal that was there still stands.
+// On the disk when it returns, with the streams that were kept before; after a failure the journal that was
+// there still stands.
 [[nodiscard]] Result<void> SaveJournal(const Path& folder, const Journal& journal);
 
 // The picture's stream. Errors: NotFound, Unreadable, Damaged (it has been put aside).
 [[nodiscard]] Result<std::vector<std::uint8_t>> LoadStream(const Path& folder, const JournalPicture& picture);
-// Keeps the stream unless it is there whole. It is on the disk only after SyncStreams().
+// Keeps the stream unless it is there whole: a stream that has its name has been synced.
 [[nodiscard]] Result<void> KeepStream(const Path& folder, const JournalPicture& picture, ByteSpan stream);
-[[nodiscard]] Result<void> SyncStreams(const Path& folder, const std::vector<JournalPicture>& pictures);
 
 // Deletes the journal, then its streams; what was put aside stays.
 void DropJournal(const Path& folder);

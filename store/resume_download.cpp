@@ -33,8 +33,8 @@ bool ComesBefore(const FileData* a, const FileData* b) {
     return a->inFrame != b->inFrame ? a->inFrame > b->inFrame : position(*a) < position(*b);
 }
 
-// Free slots get the bytes that the download which broke off was to leave there, so that the frame ends up the
-// same to the last byte.
+// Free slots get the bytes that the download which broke off was to leave there, so that the frame ends up
+// the same to the last byte.
 void FillTable(const Records& records) {
     StoreState& store = Store();
     auto& table = store.G_PictureList;

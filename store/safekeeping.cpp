@@ -26,7 +26,7 @@ Result<std::vector<std::uint8_t>> LocalStream(const FileData& record) {
     return stream;
 }
 
-// Its stream lies in the folder afterwards, not yet synced.
+// Its stream lies in the folder afterwards.
 Result<JournalPicture> KeepPicture(FileData& record, std::int32_t address) {
     LUMATO_TRY(const auto stream, LocalStream(record));
     if (!record.streamHash)
@@ -47,7 +47,6 @@ Result<std::vector<JournalPicture>> KeepList() {
                    KeepPicture(*record, stored ? SlotAddress(SlotOf(store.G_PictureList, slot)) : 0));
         pictures.push_back(picture);
     }
-    LUMATO_TRY_VOID(SyncStreams(store.journalFolder, pictures));
     return pictures;
 }
 
@@ -129,7 +128,6 @@ Result<void> KeepAddition(FileData& record) {
         return {};
     StoreState& store = Store();
     LUMATO_TRY(const JournalPicture picture, KeepPicture(record, 0));
-    LUMATO_TRY_VOID(SyncStreams(store.journalFolder, {picture}));
     Journal journal = store.journal != nullptr ? *store.journal : NewJournal(Journal::Phase::Additions);
     journal.pictures.push_back(picture);
     return Save(std::move(journal));

@@ -38,6 +38,10 @@ class FaultyFrame : public platform::ScsiDevice {
     [[nodiscard]] platform::ScsiOutcome Execute(const platform::ScsiRequest& request) override;
     [[nodiscard]] bool IsGone() const override { return m_frame.IsGone(); }
 
+    // One more fault, its command counted from now on. Not while one runs.
+    void Order(Fault fault) {
+        m_faults.push_back({.command = m_commands + fault.command, .kind = fault.kind});
+    }
     // The next command goes wrong. Not while one runs.
     void FailNext(FaultKind kind) { m_faults.push_back({.command = m_commands + 1, .kind = kind}); }
 

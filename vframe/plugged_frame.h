@@ -30,6 +30,8 @@ class PluggedFrame : public platform::ScsiDevice {
     }
     [[nodiscard]] bool IsGone() const override { return m_frame.IsGone(); }
 
+    // One more fault, its command counted from now on. Not while one runs.
+    void Order(Fault fault) { m_faulty.Order(fault); }
     // The next command goes wrong. Not while one runs.
     void FailNext(FaultKind kind) { m_faulty.FailNext(kind); }
 

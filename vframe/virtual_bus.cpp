@@ -51,6 +51,7 @@ class VirtualBus::Service : public platform::BusService {
     }
 
     [[nodiscard]] VirtualFrame& Frame() { return m_slot->plugged.Frame(); }
+    void Order(Fault fault) { m_slot->plugged.Order(fault); }
 
     // Each tells the listener once.
     void Announce(platform::BusListener& listener) {
@@ -96,6 +97,10 @@ Result<platform::BusService*> VirtualBus::Plug(const Path& image, FrameOptions o
 void VirtualBus::Unplug(platform::BusService& service) {
     Frame(service).Unplug();
     DeliverEvents();
+}
+
+void VirtualBus::Order(platform::BusService& service, Fault fault) {
+    static_cast<Service&>(service).Order(fault);
 }
 
 void VirtualBus::DeliverEvents() {

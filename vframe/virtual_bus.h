@@ -29,6 +29,9 @@ class VirtualBus : public platform::Bus {
     // free, and the listener has been told when it returns. Requires: the service is one of this bus.
     void Unplug(platform::BusService& service);
 
+    // The frame gets one more fault, its command counted from now on. Not while one runs.
+    void Order(platform::BusService& service, Fault fault);
+
     // Tells the listener of frames that have vanished by themselves since the last call.
     void DeliverEvents();
 

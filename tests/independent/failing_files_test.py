@@ -70,6 +70,9 @@ class FailingFiles(Story):
         for file in glob.glob(self.home + "/Edata/*.bmp"):
             with open(file, "rb") as stream:
                 self.assertTrue(flash_reader.decodes(stream.read(), *LCD), "%s after %s" % (file, what))
+        for file in glob.glob(self.home + "/state/recovery/*/*.stream"):
+            with open(file, "rb") as stream:
+                self.assertEqual(hashlib.sha256(stream.read()).hexdigest() + ".stream", os.path.basename(file), what)
 
     def pictures_kept(self, what, keep):
         """Every picture that nobody deleted is there with its bytes, in its order."""

@@ -256,6 +256,13 @@ void Life::AfterDownload(Frame& frame, const Bytes& flash, bool done) {
     }
     ++m_tally.failedDownloads;
     Note("  failed");
+    if (Online() && &frame == &Plugged()) {
+        Pictures surplus = Listed();
+        Demand(surplus.size() == m_seen.size() && TakeAll(surplus, m_seen), "a download loses no picture");
+        // One that was to mend a broken-off one has put the list into its old order.
+        Demand(frame.broken || Listed() == m_seen, "nor the order");
+        m_seen = Listed();
+    }
     frame.stored = m_seen;
     frame.waiting.clear();
     frame.anyOrder = frame.broken;
@@ -371,6 +378,17 @@ void Life::Download() {
         AfterUnplug();
 }
 
+// The frame vanishes with one command of many half done.
+void Life::DownloadBrokenOff() {
+    if (!Online())
+        return;
+    const unsigned command = 1 + Random(45);
+    Note("after " + std::to_string(command) + " commands the frame vanishes");
+    m_program->Bus().Order(*m_service, {command, vframe::FaultKind::Half});
+    m_program->Bus().Order(*m_service, {command + 1, vframe::FaultKind::Unplug});
+    Download();
+}
+
 void Life::DownloadAndUnplug() {
     if (!Online() || !store::BeginDownload())
         return;
@@ -476,6 +494,8 @@ std::string Life::Run() {
                                &Life::OtherFrame,
                                &Life::Restart,
                                &Life::DownloadAndUnplug,
+                               &Life::DownloadBrokenOff,
+                               &Life::DownloadBrokenOff,
                                &Life::AttachAndUnplugAtOnce,
                                &Life::AddBatchAndUnplug};
     ++m_tally.lives;

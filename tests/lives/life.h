@@ -85,6 +85,7 @@ class Life {
     void Delete();
     void DeleteAll();
     void Download();
+    void DownloadBrokenOff();
     void DownloadAndUnplug();
     void Save();
     void OtherFrame();

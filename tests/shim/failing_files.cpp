@@ -8,7 +8,8 @@
 //   path
 //
 // A failed operation has done nothing, but a close, which always closes: its error is that of earlier writes.
-// Every call goes on to the kernel itself, so that nothing here can call itself.
+// What a failed sync could not write is gone, as after a power failure: the next sync would find nothing to
+// do. Every call goes on to the kernel itself, so that nothing here can call itself.
 #include <atomic>
 #include <cerrno>
 #include <cstdarg>
@@ -96,6 +97,17 @@ int Open(int folder, const char* path, int flags, mode_t mode) {
     return static_cast<int>(::syscall(SYS_openat, folder, path, flags, mode));
 }
 
+int Sync(long call, int fd) {
+    if (!Fails("sync", fd))
+        return static_cast<int>(::syscall(call, fd));
+    const int errorNumber = errno;
+    char link[40];
+    std::snprintf(link, sizeof link, "/proc/self/fd/%d", fd);
+    ::syscall(SYS_truncate, link, 0L);
+    errno = errorNumber;
+    return -1;
+}
+
 mode_t ModeOf(int flags, va_list rest) {
     return (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(rest, mode_t) : mode_t{0};
 }
@@ -170,10 +182,10 @@ int remove(const char* path) noexcept {
 }
 
 int fsync(int fd) {
-    return Fails("sync", fd) ? -1 : static_cast<int>(::syscall(SYS_fsync, fd));
+    return Sync(SYS_fsync, fd);
 }
 int fdatasync(int fd) {
-    return Fails("sync", fd) ? -1 : static_cast<int>(::syscall(SYS_fdatasync, fd));
+    return Sync(SYS_fdatasync, fd);
 }
 
 int mkdir(const char* path, mode_t mode) noexcept {
