@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "vframe/pace.h"
 #include "vframe/vendor_commands.h"
 
 namespace lumato::vframe {
@@ -27,8 +28,8 @@ bool BulkOnly::Take(ByteSpan packet) {
         case Phase::DataOut:
             m_data.insert(m_data.end(), packet.begin(), packet.end());
             m_data.resize(std::min(m_data.size(), m_expected));
-            if (m_data.size() == m_expected)
-                Execute();
+            if (m_data.size() == m_expected || (IsPulledIn() && m_data.size() >= m_expected / 2))
+                BeginWork();
             return true;
         case Phase::Silent:
             return true;
@@ -57,38 +58,66 @@ bool BulkOnly::BeginCommand(ByteSpan wrapper) {
     m_data.clear();
     m_given = 0;
     m_fault.reset();
-    CountVendorCommand();
+    for (UsbFault& fault : m_faults)
+        Count(fault);
+    std::erase_if(m_faults, [](const UsbFault& fault) { return fault.command == 0; });
     if (m_fault == TransportFault::Silent)
         m_phase = Phase::Silent;
     else if (m_direction == Direction::Out)
         m_phase = Phase::DataOut;
     else
-        Execute();
+        BeginWork();
     return true;
 }
 
-void BulkOnly::CountVendorCommand() {
-    if (!VendorCommands::IsVendorOpcode(m_block[0]))
+void BulkOnly::Count(UsbFault& fault) {
+    const bool counts = fault.block.empty()
+                            ? VendorCommands::IsVendorOpcode(m_block[0])
+                            : std::ranges::mismatch(fault.block, m_block).in1 == fault.block.end();
+    if (!counts || --fault.command != 0)
         return;
-    for (UsbFault& fault : m_faults) {
-        if (--fault.command != 0)
-            continue;
-        if (const FaultKind* kind = std::get_if<FaultKind>(&fault.kind))
-            m_frame.FailNext(*kind);
-        else
-            m_fault = std::get<TransportFault>(fault.kind);
-    }
-    std::erase_if(m_faults, [](const UsbFault& fault) { return fault.command == 0; });
+    if (const FaultKind* kind = std::get_if<FaultKind>(&fault.kind))
+        m_frame.FailNext(*kind);
+    else
+        m_fault = std::get<TransportFault>(fault.kind);
 }
 
-void BulkOnly::Execute() {
-    if (m_direction == Direction::In)
-        m_data.assign(m_expected, 0);
+// Data that the host has not sent, or will get, read as what the command would leave alone: erased flash.
+platform::ScsiRequest BulkOnly::Request() {
+    m_data.resize(m_expected, m_direction == Direction::In ? 0x00 : 0xFF);
     platform::ScsiRequest request;
     request.block = m_block;
     request.direction = m_direction;
     request.data = m_data;
-    const platform::ScsiOutcome outcome = m_device.Execute(request);
+    return request;
+}
+
+void BulkOnly::BeginWork() {
+    m_phase = Phase::Work;
+    if (IsPulledIn() && m_direction != Direction::In) {
+        Pull();
+        return;
+    }
+    if (m_speed <= 0) {
+        Execute();
+        return;
+    }
+    const platform::ScsiOutcome good{
+        .status = platform::kStatusGood, .executed = true, .transferred = 0, .diagnostic = {}};
+    m_endOfWork = std::chrono::steady_clock::now() + PacedDuration(Request(), good, m_speed);
+}
+
+std::optional<BulkOnly::Time> BulkOnly::EndOfWork() const {
+    return m_phase == Phase::Work ? std::optional(m_endOfWork) : std::nullopt;
+}
+
+void BulkOnly::Continue(Time now) {
+    if (m_phase == Phase::Work && now >= m_endOfWork)
+        Execute();
+}
+
+void BulkOnly::Execute() {
+    const platform::ScsiOutcome outcome = m_device.Execute(Request());
     const std::size_t moved = std::min(outcome.transferred, m_expected);
     m_status = outcome.status == platform::kStatusGood ? kPassed : kFailed;
     m_residue = static_cast<std::uint32_t>(m_expected - moved);
@@ -112,6 +141,10 @@ void BulkOnly::SpoilAnswer(TransportFault fault) {
         case TransportFault::Phase:
             m_status = kPhaseError;
             break;
+        case TransportFault::PullIn:
+            m_data.resize(m_data.size() / 2);
+            break;
+        case TransportFault::PullAfter:
         case TransportFault::Silent:
             break;
     }
@@ -138,7 +171,9 @@ BulkOnly::Answer BulkOnly::GiveData(std::size_t length) {
     const auto begin = m_data.begin() + static_cast<std::ptrdiff_t>(m_given);
     Answer answer{.halted = false, .bytes = {begin, begin + static_cast<std::ptrdiff_t>(count)}};
     m_given += count;
-    if (m_given == m_expected || count < length)
+    if (m_given == m_data.size() && IsPulledIn())
+        Pull();
+    else if (m_given == m_expected || count < length)
         m_phase = Phase::Status;
     return answer;
 }
@@ -151,11 +186,25 @@ BulkOnly::Answer BulkOnly::GiveStatus() {
     PutLe32(wrapper.subspan(8), m_residue);
     wrapper[12] = m_status;
     m_phase = Phase::Command;
+    if (m_fault == TransportFault::PullAfter)
+        Pull();
     return answer;
 }
 
+void BulkOnly::Pull() {
+    const bool works = m_phase == Phase::Work || (m_phase == Phase::DataOut && !m_data.empty());
+    if (works) {
+        m_frame.FailNext(FaultKind::Half);
+        static_cast<void>(m_device.Execute(Request()));
+    }
+    m_phase = Phase::Silent;
+    m_pulled = true;
+}
+
 void BulkOnly::Reset() {
-    m_phase = Phase::Command;
+    if (m_phase == Phase::Work)
+        Execute();
+    m_phase = m_pulled ? Phase::Silent : Phase::Command;
     m_halted = false;
     m_data.clear();
     m_fault.reset();

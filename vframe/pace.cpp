@@ -38,13 +38,17 @@ Seconds RealDuration(const ScsiRequest& request, const ScsiOutcome& outcome) {
     return Seconds(link + (outcome.status == platform::kStatusGood ? ChipSeconds(request) : 0));
 }
 
+Clock::duration PacedDuration(const ScsiRequest& request, const ScsiOutcome& outcome, double speed) {
+    return std::chrono::duration_cast<Clock::duration>(
+        std::min(RealDuration(request, outcome) / speed, kLongestWait));
+}
+
 ScsiOutcome PacedDevice::Execute(const ScsiRequest& request) {
     const Clock::time_point begin = Clock::now();
     ScsiOutcome outcome = m_device.Execute(request);
     if (m_speed <= 0)
         return outcome;
-    const Seconds wait = std::min(RealDuration(request, outcome) / m_speed, kLongestWait);
-    const auto end = begin + std::chrono::duration_cast<Clock::duration>(wait);
+    const Clock::time_point end = begin + PacedDuration(request, outcome, m_speed);
     for (Clock::time_point now = Clock::now(); now < end; now = Clock::now()) {
         if (m_device.IsGone())
             return {};

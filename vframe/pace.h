@@ -16,6 +16,11 @@ using Seconds = std::chrono::duration<double>;
 [[nodiscard]] Seconds RealDuration(const platform::ScsiRequest& request,
                                    const platform::ScsiOutcome& outcome);
 
+// The same for a frame that is `speed` times as fast, which is above 0.
+[[nodiscard]] std::chrono::steady_clock::duration PacedDuration(const platform::ScsiRequest& request,
+                                                                const platform::ScsiOutcome& outcome,
+                                                                double speed);
+
 class PacedDevice : public platform::ScsiDevice {
   public:
     // `speed` times as fast as a real one; 0: no waiting. Requires: the device outlives this object.

@@ -27,6 +27,9 @@ class UsbRedirection {
     void Plug(BulkOnly& storage);
     void Unplug();
 
+    // The frame has something to say that no packet of the host brought about.
+    void Continue() { ServeWaiting(); }
+
     // Reads and handles what has come. False: the connection has ended.
     [[nodiscard]] bool Receive();
     // Sends what can be sent now. False: the connection has ended.

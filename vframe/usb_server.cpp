@@ -28,6 +28,22 @@ const sockaddr* Generic(const sockaddr_un& address) {
     return reinterpret_cast<const sockaddr*>(&address);
 }
 
+// How long it is to `time`, not below nothing; none without one.
+std::optional<timespec> TimeTo(std::optional<BulkOnly::Time> time) {
+    if (!time)
+        return std::nullopt;
+    using std::chrono::nanoseconds;
+    const auto left = std::max(nanoseconds(*time - std::chrono::steady_clock::now()), nanoseconds(0));
+    return timespec{.tv_sec = left / std::chrono::seconds(1),
+                    .tv_nsec = (left % std::chrono::seconds(1)).count()};
+}
+
+// The server waits for the frame, so that the plug can be pulled meanwhile; the frame itself must not.
+FrameOptions WithoutPace(FrameOptions options) {
+    options.pace = 0;
+    return options;
+}
+
 // Forwards the commands to a frame that somebody else owns.
 class Borrowed : public platform::ScsiDevice {
   public:
@@ -101,9 +117,9 @@ class UsbServer::Socket {
 // A frame from its plug to its unplugging.
 struct UsbServer::Plugged {
     Plugged(FlashImage flash, const UsbServerOptions& options)
-        : frame(std::move(flash), options.frame),
+        : frame(std::move(flash), WithoutPace(options.frame)),
           device(Traced(frame, options.trace)),
-          storage(frame, *device) {}
+          storage(frame, *device, options.frame.pace) {}
 
     PluggedFrame frame;
     std::unique_ptr<platform::ScsiDevice> device;
@@ -112,7 +128,8 @@ struct UsbServer::Plugged {
 
 struct UsbServer::Orders {
     std::unique_ptr<Socket> socket;
-    std::string text;  // of a line that has not ended yet
+    std::string text;    // of a line that has not ended yet
+    bool waits = false;  // for the frame to be unplugged
     bool ended = false;
 };
 
@@ -147,46 +164,70 @@ Result<void> UsbServer::Plug() {
 }
 
 void UsbServer::Unplug() {
+    if (m_plugged != nullptr)
+        m_plugged->storage.Pull();
     if (m_redirection != nullptr)
         m_redirection->Unplug();
     m_plugged.reset();
+    for (const auto& orders : m_orders) {
+        if (std::exchange(orders->waits, false))
+            Answer(*orders, "ok");
+    }
+}
+
+void UsbServer::UnplugIfGone() {
+    if (m_plugged != nullptr && (m_plugged->frame.IsGone() || m_plugged->storage.IsPulled()))
+        Unplug();
 }
 
 void UsbServer::Run(int stop) {
-    while (!m_options.connect || m_connection != nullptr) {
-        std::vector<pollfd> waits;
-        const auto wait = [&](int fd, short events) {
-            waits.push_back({.fd = fd, .events = events, .revents = 0});
-        };
-        const bool sending = m_redirection != nullptr && m_redirection->HasToSend();
-        wait(stop, POLLIN);
-        wait(m_connection != nullptr  ? m_connection->Get()
-             : m_listening != nullptr ? m_listening->Get()
-                                      : -1,
-             static_cast<short>(sending ? POLLIN | POLLOUT : POLLIN));
-        wait(m_control != nullptr ? m_control->Get() : -1, POLLIN);
-        for (const auto& orders : m_orders)
-            wait(orders->socket->Get(), POLLIN);
-        if (::poll(waits.data(), waits.size(), -1) < 0 && errno != EINTR)
-            return;
+    while ((!m_options.connect || m_connection != nullptr) && AwaitEvents(stop))
+        ContinueWork();
+}
 
-        if (waits[0].revents != 0)
-            return;
-        for (std::size_t i = 0; i < m_orders.size(); ++i) {
-            if (waits[3 + i].revents != 0)
-                TakeOrders(*m_orders[i]);
-        }
-        std::erase_if(m_orders, [](const auto& orders) { return orders->ended; });
-        if (waits[2].revents != 0) {
-            if (auto accepted = m_control->Accept())
-                m_orders.push_back(
-                    std::make_unique<Orders>(Orders{.socket = std::move(accepted), .text = {}}));
-        }
-        if (waits[1].revents != 0 && m_connection == nullptr)
-            Accept();
-        else if (waits[1].revents != 0)
-            ServeConnection(waits[1].revents);
+// Handles what comes next, or nothing when a command has taken its time first. False: it is to end.
+bool UsbServer::AwaitEvents(int stop) {
+    std::vector<pollfd> waits;
+    const auto wait = [&](int fd, short events) {
+        waits.push_back({.fd = fd, .events = events, .revents = 0});
+    };
+    const bool sending = m_redirection != nullptr && m_redirection->HasToSend();
+    wait(stop, POLLIN);
+    wait(m_connection != nullptr  ? m_connection->Get()
+         : m_listening != nullptr ? m_listening->Get()
+                                  : -1,
+         static_cast<short>(sending ? POLLIN | POLLOUT : POLLIN));
+    wait(m_control != nullptr ? m_control->Get() : -1, POLLIN);
+    for (const auto& orders : m_orders)
+        wait(orders->socket->Get(), POLLIN);
+    const std::optional<timespec> limit = TimeTo(m_plugged ? m_plugged->storage.EndOfWork() : std::nullopt);
+    if (::ppoll(waits.data(), waits.size(), limit ? &*limit : nullptr, nullptr) < 0)
+        return errno == EINTR;
+
+    for (std::size_t i = 0; i < m_orders.size(); ++i) {
+        if (waits[3 + i].revents != 0)
+            TakeOrders(*m_orders[i]);
     }
+    std::erase_if(m_orders, [](const auto& orders) { return orders->ended; });
+    if (waits[2].revents != 0) {
+        if (auto accepted = m_control->Accept())
+            m_orders.push_back(std::make_unique<Orders>(Orders{.socket = std::move(accepted), .text = {}}));
+    }
+    if (waits[1].revents != 0 && m_connection == nullptr)
+        Accept();
+    else if (waits[1].revents != 0)
+        ServeConnection(waits[1].revents);
+    return waits[0].revents == 0;
+}
+
+void UsbServer::ContinueWork() {
+    if (m_plugged == nullptr || !m_plugged->storage.EndOfWork())
+        return;
+    m_plugged->storage.Continue(std::chrono::steady_clock::now());
+    if (m_redirection == nullptr)
+        return;
+    m_redirection->Continue();
+    UnplugIfGone();
 }
 
 void UsbServer::Accept() {
@@ -201,8 +242,7 @@ void UsbServer::Accept() {
 void UsbServer::ServeConnection(short events) {
     const bool alive =
         ((events & (POLLIN | POLLHUP | POLLERR)) == 0 || m_redirection->Receive()) && m_redirection->Send();
-    if (m_plugged != nullptr && m_plugged->frame.IsGone())
-        Unplug();
+    UnplugIfGone();
     if (!alive)
         EndConnection();
 }
@@ -224,11 +264,18 @@ void UsbServer::TakeOrders(Orders& orders) {
     }
     orders.text.append(bytes, static_cast<std::size_t>(got));
     for (std::size_t end = orders.text.find('\n'); end != std::string::npos; end = orders.text.find('\n')) {
-        const std::string answer = Obey(orders.text.substr(0, end)) + "\n";
+        const std::string order = orders.text.substr(0, end);
         orders.text.erase(0, end + 1);
-        if (::send(orders.socket->Get(), answer.data(), answer.size(), MSG_NOSIGNAL) < 0)
-            orders.ended = true;
+        orders.waits = order == "wait" && m_plugged != nullptr;
+        if (!orders.waits)
+            Answer(orders, order == "wait" ? "ok" : Obey(order));
     }
+}
+
+void UsbServer::Answer(Orders& orders, const std::string& answer) {
+    const std::string line = answer + "\n";
+    if (::send(orders.socket->Get(), line.data(), line.size(), MSG_NOSIGNAL) < 0)
+        orders.ended = true;
 }
 
 std::string UsbServer::Obey(const std::string& order) {
@@ -249,7 +296,7 @@ std::string UsbServer::Obey(const std::string& order) {
         else
             m_plugged->storage.Order(*parsed);
     } else {
-        done = Fail(ErrorKind::Unsupported, "the orders are plug, unplug and fault N:KIND");
+        done = Fail(ErrorKind::Unsupported, "the orders are plug, unplug, wait and fault N:KIND");
     }
     return done ? "ok" : "error: " + Printable(done.error().message);
 }

@@ -3,8 +3,9 @@
 //
 // Orders are lines of text, each answered by a line "ok" or "error: ...":
 //   plug               the frame gets power and is on the bus
-//   unplug             it is gone, whatever it was doing
+//   unplug             it is gone at once, whatever it was doing
 //   fault N:KIND       its N-th vendor command from now goes wrong, see usb_fault.h
+//   wait               answered when the frame is not plugged in any more
 //
 // One thread; Run() blocks.
 #pragma once
@@ -42,7 +43,7 @@ class UsbServer {
     // `stop` becomes readable (-1: never).
     void Run(int stop = -1);
 
-    // What an order is answered, as on the control socket.
+    // What an order is answered, as on the control socket; "wait" is none for here.
     [[nodiscard]] std::string Obey(const std::string& order);
 
   private:
@@ -54,10 +55,14 @@ class UsbServer {
 
     [[nodiscard]] Result<void> Plug();
     void Unplug();
+    void UnplugIfGone();
+    [[nodiscard]] bool AwaitEvents(int stop);
+    void ContinueWork();
     void Accept();
     void ServeConnection(short events);
     void EndConnection();
     void TakeOrders(Orders& orders);
+    static void Answer(Orders& orders, const std::string& answer);
 
     UsbServerOptions m_options;
     std::unique_ptr<Socket> m_listening, m_connection, m_control;

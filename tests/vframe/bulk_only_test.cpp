@@ -145,8 +145,82 @@ TEST_F(BulkOnlyTest, FaultsCountVendorCommandsFromTheOrderOn) {
     EXPECT_TRUE(m_frame.IsGone());
 }
 
+constexpr std::size_t kUnit = 4096;
+const Bytes kEnable = {0xCB, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0x06, 0, 0, 0, 0, 0};
+// A chip that has just got power is protected.
+const Bytes kUnlock = {0xCB, 0, 0, 0, 0, 0, 2, 0, 0, 0, 0x01, 0, 0, 0, 0, 0};
+const Bytes kErase = {0xCB, 0, 0, 0, 0, 0, 4, 0, 0, 0, 0x20, 0, 0, 0, 0, 0};
+const Bytes kProgram = {0xCB, 0, 0, 0, 0, 0, 4, 0, 0, 4, 0x02, 0, 0, 0, 0, 0};
+
+TEST_F(BulkOnlyTest, ThePlugIsPulledBeforeInAndAfterACommand) {
+    const Bytes untouched = Numbered();
+    struct Case {
+        const char* fault;
+        Bytes block;
+        std::size_t erased;  // bytes of the flash that are
+        bool answered;
+    };
+    const Bytes inquiry = {0x12, 0, 0, 0, 36, 0};
+    for (const auto& [fault, block, erased, answered] :
+         {Case{"1:unplug CB00000000000400000020", kErase, 0, false},
+          Case{"1:unplug-in CB00000000000400000020", kErase, kUnit / 2, false},
+          Case{"1:unplug-after CB00000000000400000020", kErase, kUnit, true},
+          Case{"1:unplug-in 12", inquiry, 0, false}, Case{"1:unplug-after 1200", inquiry, 0, true}}) {
+        SCOPED_TRACE(fault);
+        PluggedFrame frame{FlashImage::InMemory(untouched), {}};
+        BulkOnly storage{frame, frame};
+        storage.Order(*ParseUsbFault(fault));
+        const bool toHost = block == inquiry;
+        for (const Bytes& each : {kEnable, kUnlock, kEnable}) {
+            ASSERT_TRUE(storage.Take(Wrapper(each, 0, false)));
+            ASSERT_EQ(storage.Give(13)->bytes[12], 0);
+        }
+        ASSERT_TRUE(storage.Take(Wrapper(block, toHost ? 36 : 0, toHost)));
+        if (toHost) {
+            EXPECT_EQ(storage.Give(36)->bytes.size(), answered ? 36U : 18U);
+        }
+        EXPECT_EQ(storage.Give(13).has_value(), answered);
+        EXPECT_TRUE(storage.IsPulled() || frame.IsGone());
+        EXPECT_FALSE(storage.Give(13));
+        const Bytes flash = frame.Frame().FlashBytes();
+        const auto changed = std::ranges::mismatch(flash, untouched);
+        EXPECT_EQ(std::ranges::mismatch(flash, Bytes(kUnit, 0xFF)).in1 - flash.begin(),
+                  static_cast<std::ptrdiff_t>(erased));
+        EXPECT_EQ(changed.in1 == flash.end(), erased == 0);
+    }
+}
+
+// A host that pulls in the middle of a write: what had come is in the chip as far as the chip got.
+TEST_F(BulkOnlyTest, HalfOfAProgramIsDoneWhenThePlugIsPulledInItsData) {
+    PluggedFrame frame{FlashImage::InMemory(Bytes(kFlashSize, 0xFF)), {}};
+    BulkOnly storage{frame, frame};
+    for (const Bytes& each : {kEnable, kUnlock, kEnable}) {
+        ASSERT_TRUE(storage.Take(Wrapper(each, 0, false)));
+        ASSERT_EQ(storage.Give(13)->bytes[12], 0);
+    }
+    ASSERT_TRUE(storage.Take(Wrapper(kProgram, 4, false)));
+    ASSERT_TRUE(storage.Take(Bytes{1}));
+    storage.Pull();
+    EXPECT_FALSE(storage.Give(13));
+    const Bytes flash = frame.Frame().FlashBytes();
+    EXPECT_THAT(Bytes(flash.begin(), flash.begin() + 3), ElementsAre(1, 0xFF, 0xFF));
+}
+
+TEST_F(BulkOnlyTest, ASlowFrameAnswersWhenItsTimeIsOver) {
+    BulkOnly storage{m_frame, m_frame, 1.0};
+    const auto begin = std::chrono::steady_clock::now();
+    ASSERT_TRUE(storage.Take(Wrapper(ReadFlash(200), 200, true)));
+    ASSERT_TRUE(storage.EndOfWork());
+    EXPECT_GE(*storage.EndOfWork() - begin, std::chrono::microseconds(250));  // 200 bytes at 800 KB/s
+    EXPECT_FALSE(storage.Give(200));
+    storage.Continue(*storage.EndOfWork());
+    EXPECT_EQ(storage.Give(200)->bytes.size(), 200U);
+    EXPECT_FALSE(storage.EndOfWork());
+}
+
 TEST_F(BulkOnlyTest, OrdersThatCannotBeAreRefused) {
-    for (const char* text : {"", "short", ":short", "0:short", "1:", "1:loud", "x:phase", "1:phase "})
+    for (const char* text : {"", "short", ":short", "0:short", "1:", "1:loud", "x:phase", "1:phase ",
+                             "1:phase C", "1:phase CG", "1:phase CB CB"})
         EXPECT_FALSE(ParseUsbFault(text)) << text;
     EXPECT_EQ(ParseUsbFault("7:half")->kind, (std::variant<FaultKind, TransportFault>(FaultKind::Half)));
 }

@@ -135,14 +135,16 @@ class Guest {
 
 class UsbServerTest : public testing::Test {
   protected:
-    UsbServerTest() {
+    explicit UsbServerTest(double pace = 0) {
         NewFrame frame;
         frame.lcdWidth = 32;
         frame.lcdHeight = 24;
         frame.flashSize = 262144;
         EXPECT_TRUE(CreateFrame(m_folder / "image", frame));
-        auto server = UsbServer::Create(
-            {.image = m_folder / "image", .socket = m_folder / "bus", .control = m_folder / "control"});
+        auto server = UsbServer::Create({.image = m_folder / "image",
+                                         .frame = {.pace = pace},
+                                         .socket = m_folder / "bus",
+                                         .control = m_folder / "control"});
         EXPECT_TRUE(server);
         m_server = std::move(*server);
         m_thread = std::thread([this] { m_server->Run(m_stop); });
@@ -221,6 +223,31 @@ TEST_F(UsbServerTest, TheFrameComesAndGoesOnOrder) {
     }
     Guest next(m_folder / "bus");  // the machine was started anew
     ASSERT_TRUE(next.Await("connect"));
+}
+
+// At this pace an INQUIRY takes 45 s.
+class UsbServerOfASlowFrameTest : public UsbServerTest {
+  protected:
+    UsbServerOfASlowFrameTest() : UsbServerTest(1e-6) {}
+};
+
+TEST_F(UsbServerOfASlowFrameTest, ThePlugIsPulledAtOnceWhateverTheFrameIsDoing) {
+    Guest guest(m_folder / "bus");
+    ASSERT_TRUE(guest.Await("connect"));
+    const int waiting = ConnectTo(m_folder / "control");
+    ASSERT_EQ(::send(waiting, "wait\n", 5, MSG_NOSIGNAL), 5);
+    guest.In(1, 36);
+    guest.Out(2, InquiryWrapper());
+    ASSERT_TRUE(guest.Await("bulk2:0"));
+    char answer[8] = {};
+    EXPECT_LT(::recv(waiting, answer, sizeof answer, MSG_DONTWAIT), 0);
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(Order("unplug\n"), "ok\n");
+    ASSERT_TRUE(guest.Await("disconnect"));
+    EXPECT_EQ(::recv(waiting, answer, sizeof answer, 0), 3);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
+    EXPECT_EQ(Order("wait\n"), "ok\n");
+    ::close(waiting);
 }
 
 TEST_F(UsbServerTest, SocketsInUseAreLeftAlone) {
