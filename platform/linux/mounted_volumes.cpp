@@ -48,6 +48,7 @@ Result<void> UnmountPlainly(const Path& root) {
     return Fail(errno == EBUSY ? ErrorKind::Busy : ErrorKind::Refused, SystemMessage(errno));
 }
 
+// Through the disk service, which needs no rights; where there is none, by root alone.
 Result<void> Unmount(const std::string& device, const Path& root) {
     Result<void> done = UnmountByService(device);
     const bool noService = !done && done.error().kind == ErrorKind::NotFound;

@@ -1,6 +1,6 @@
 #include "platform/linux/udisks.h"
 
-#include <chrono>
+#include <cerrno>
 #include <cstdio>
 #include <memory>
 #include <string_view>
@@ -14,7 +14,6 @@ namespace {
 
 using std::chrono::microseconds;
 
-constexpr microseconds kLimit = std::chrono::seconds(20);
 constexpr std::string_view kDevices = "/dev/";
 
 struct BusCloser {
@@ -54,6 +53,8 @@ Result<void> ResultOf(const sd_bus_error& error, int errorNumber) {
         return {};
     if (name == "org.freedesktop.UDisks2.Error.DeviceBusy")
         return Fail(ErrorKind::Busy, message);
+    if (errorNumber == ETIMEDOUT || name == "org.freedesktop.DBus.Error.NoReply")
+        return Fail(ErrorKind::Refused, "the disk service (udisks2) does not answer");
     if (name.starts_with("org.freedesktop.DBus.Error.ServiceUnknown") ||
         name.starts_with("org.freedesktop.DBus.Error.Spawn") ||
         name == "org.freedesktop.DBus.Error.UnknownObject" ||
@@ -64,7 +65,7 @@ Result<void> ResultOf(const sd_bus_error& error, int errorNumber) {
 
 }  // namespace
 
-Result<void> UnmountByService(const std::string& device) {
+Result<void> UnmountByService(const std::string& device, std::chrono::milliseconds limit) {
     sd_bus* opened = nullptr;
     if (const int error = sd_bus_open_system(&opened); error < 0)
         return Fail(ErrorKind::NotFound, "no system bus: " + SystemMessage(-error));
@@ -80,7 +81,8 @@ Result<void> UnmountByService(const std::string& device) {
 
     ErrorHolder error;
     const int sent =
-        sd_bus_call(bus.get(), call.get(), static_cast<std::uint64_t>(kLimit.count()), &error.value, nullptr);
+        sd_bus_call(bus.get(), call.get(), static_cast<std::uint64_t>(microseconds(limit).count()),
+                    &error.value, nullptr);
     return sent < 0 ? ResultOf(error.value, -sent) : Result<void>();
 }
 
