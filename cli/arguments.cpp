@@ -293,6 +293,11 @@ void AddVirtualFrameCommands(CLI::App& app, Arguments& arguments) {
         ->add_option("--vendor", arguments.serve.vendor,
                      "what it answers an INQUIRY with, 8 characters at most")
         ->type_name("NAME");
+    serve
+        ->add_option("--type", arguments.serve.type,
+                     "the SCSI device type: 0, a disk, or 5, a writer of discs")
+        ->check(CLI::IsMember({0, 5}))
+        ->type_name("TYPE");
 
     CLI::App* render = AddCommand(frame, arguments, Command::FrameRender, "render",
                                   "what the frame would show for a picture, as a PNG file");

@@ -58,6 +58,7 @@ struct ServeArguments {
     bool connect = false;
     std::optional<Path> control;
     std::optional<std::string> vendor;
+    int type = 0;
 };
 
 struct Arguments {

@@ -26,7 +26,8 @@ tl::expected<vframe::UsbServerOptions, Error> Wanted(const Arguments& arguments)
     options.frame.faults = arguments.faults;
     options.frame.pace = arguments.pace.value_or(0);
     if (arguments.serve.vendor)
-        options.frame.vendor = *arguments.serve.vendor;
+        options.frame.identity.vendor = *arguments.serve.vendor;
+    options.frame.identity.type = static_cast<std::uint8_t>(arguments.serve.type);
     options.connect = arguments.serve.connect;
     options.control = arguments.serve.control;
     if (arguments.trace) {

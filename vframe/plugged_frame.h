@@ -3,7 +3,6 @@
 // Runs one command at a time, from any thread.
 #pragma once
 
-#include <string>
 #include <vector>
 
 #include "vframe/faults.h"
@@ -14,14 +13,14 @@ namespace lumato::vframe {
 
 struct FrameOptions {
     std::vector<Fault> faults = {};
-    double pace = 0;                                 // times as fast as a real one; 0: no waiting
-    std::string vendor = std::string(kFrameVendor);  // 8 characters at most
+    double pace = 0;  // times as fast as a real one; 0: no waiting
+    Identity identity = {};
 };
 
 class PluggedFrame : public platform::ScsiDevice {
   public:
     PluggedFrame(FlashImage flash, FrameOptions options)
-        : m_frame(std::move(flash), options.vendor),
+        : m_frame(std::move(flash), options.identity),
           m_faulty(m_frame, std::move(options.faults)),
           m_paced(m_faulty, options.pace) {}
 

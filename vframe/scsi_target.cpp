@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <string_view>
+#include <utility>
 
 #include "vframe/volume.h"
 
@@ -25,8 +26,9 @@ enum Operation : std::uint8_t {
 
 constexpr std::size_t kInquirySize = 36;
 
-std::array<std::uint8_t, kInquirySize> InquiryData(std::string_view vendor) {
+std::array<std::uint8_t, kInquirySize> InquiryData(const Identity& identity) {
     std::array<std::uint8_t, kInquirySize> data{};
+    data[0] = identity.type;
     data[1] = 0x80;  // removable
     data[2] = 2;     // SPC-2's predecessor: keeps the kernel from asking for LUNs and VPD pages
     data[3] = 2;     // response data format
@@ -34,15 +36,15 @@ std::array<std::uint8_t, kInquirySize> InquiryData(std::string_view vendor) {
     constexpr std::size_t vendorLength = 8;
     constexpr std::string_view names = "        Photo Frame     1.00";
     std::copy(names.begin(), names.end(), data.begin() + 8);
-    std::copy_n(vendor.begin(), std::min(vendor.size(), vendorLength), data.begin() + 8);
+    std::copy_n(identity.vendor.begin(), std::min(identity.vendor.size(), vendorLength), data.begin() + 8);
     return data;
 }
 
-Reply Inquiry(const ScsiRequest& request, std::string_view vendor) {
+Reply Inquiry(const ScsiRequest& request, const Identity& identity) {
     const bool vitalProductData = (request.block[1] & 0x01) != 0;
     if (vitalProductData || request.block[2] != 0)
         return Refuse(kInvalidField);
-    return SendAnswer(request, InquiryData(vendor), request.block[4]);
+    return SendAnswer(request, InquiryData(identity), request.block[4]);
 }
 
 Reply ModeSense(const ScsiRequest& request) {
@@ -78,7 +80,7 @@ Reply SendAnswer(const ScsiRequest& request, ByteSpan answer, std::size_t alloca
     return length;
 }
 
-ScsiTarget::ScsiTarget(std::string_view vendor) : m_vendor(vendor), m_disk(MakeVolume()) {}
+ScsiTarget::ScsiTarget(Identity identity) : m_identity(std::move(identity)), m_disk(MakeVolume()) {}
 
 Reply ScsiTarget::Execute(const ScsiRequest& request) const {
     if (request.block.size() < BlockLength(request.block[0]))
@@ -89,7 +91,7 @@ Reply ScsiTarget::Execute(const ScsiRequest& request) const {
         case kStartStopUnit:
             return NoData(request);
         case kInquiry:
-            return Inquiry(request, m_vendor);
+            return Inquiry(request, m_identity);
         case kModeSense6:
             return ModeSense(request);
         case kReadCapacity10:

@@ -16,10 +16,15 @@ namespace lumato::vframe {
 
 inline constexpr std::string_view kFrameVendor = "QUORVANE";
 
+// What an INQUIRY is answered with.
+struct Identity {
+    std::string vendor = std::string(kFrameVendor);  // 8 characters at most
+    std::uint8_t type = 0;                           // peripheral device type: 0 a disk, 5 a writer of discs
+};
+
 class ScsiTarget {
   public:
-    // `vendor`: as INQUIRY tells it, 8 characters at most.
-    explicit ScsiTarget(std::string_view vendor = kFrameVendor);
+    explicit ScsiTarget(Identity identity = {});
 
     // Requires: the block is not empty.
     [[nodiscard]] Reply Execute(const platform::ScsiRequest& request) const;
@@ -27,7 +32,7 @@ class ScsiTarget {
   private:
     [[nodiscard]] Reply ReadBlocks(const platform::ScsiRequest& request) const;
 
-    std::string m_vendor;
+    Identity m_identity;
     std::vector<std::uint8_t> m_disk;
 };
 

@@ -24,8 +24,8 @@ std::string Describe(const Sense& sense) {
 
 }  // namespace
 
-VirtualFrame::VirtualFrame(FlashImage flash, std::string_view vendor)
-    : m_chip(std::move(flash)), m_vendor(m_chip), m_target(vendor) {}
+VirtualFrame::VirtualFrame(FlashImage flash, Identity identity)
+    : m_chip(std::move(flash)), m_vendor(m_chip), m_target(std::move(identity)) {}
 
 ScsiOutcome VirtualFrame::Execute(const ScsiRequest& request) {
     const std::lock_guard lock(m_mutex);

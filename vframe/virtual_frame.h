@@ -7,7 +7,6 @@
 #include <atomic>
 #include <mutex>
 #include <optional>
-#include <string_view>
 #include <vector>
 
 #include "platform/scsi.h"
@@ -19,8 +18,8 @@ namespace lumato::vframe {
 
 class VirtualFrame : public platform::ScsiDevice {
   public:
-    // A frame that has just got power; `vendor` is what it says of itself.
-    explicit VirtualFrame(FlashImage flash, std::string_view vendor = kFrameVendor);
+    // A frame that has just got power; `identity` is what it says of itself.
+    explicit VirtualFrame(FlashImage flash, Identity identity = {});
 
     [[nodiscard]] platform::ScsiOutcome Execute(const platform::ScsiRequest& request) override;
     [[nodiscard]] bool IsGone() const override { return m_gone; }

@@ -3,6 +3,7 @@ an initrd of busybox with the modules that a USB storage device needs.
 
 Raises Missing with the reason where a part cannot be had.
 """
+import fcntl
 import glob
 import hashlib
 import os
@@ -116,7 +117,13 @@ def _module_files(kernel):
 
 
 def build(cache):
-    """(kernel image, initrd) in the cache folder."""
+    """(kernel image, initrd) in the cache folder, which several rigs may share."""
+    with open(os.path.join(cache, "lock"), "w") as lock:
+        fcntl.flock(lock, fcntl.LOCK_EX)
+        return _build(cache)
+
+
+def _build(cache):
     kernel = fetch(cache)
     image, = glob.glob(os.path.join(kernel, "boot/vmlinuz-*"))
     key = hashlib.sha256("\n".join([kernel, INIT, *MODULES]).encode()).hexdigest()[:16]

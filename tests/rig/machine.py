@@ -4,6 +4,7 @@ import select
 import shutil
 import socket
 import subprocess
+import threading
 import time
 
 BOOT_SECONDS = 90
@@ -12,6 +13,29 @@ HOST_CONTROLLERS = {"xhci": "qemu-xhci", "ehci": "usb-ehci"}
 
 class RigError(Exception):
     pass
+
+
+class Gone(threading.Thread):
+    """When a frame was unplugged, by whatever did that."""
+
+    def __init__(self, control):
+        super().__init__(daemon=True)
+        self.at = None
+        self.control = socket.socket(socket.AF_UNIX)
+        self.control.connect(control)
+        self.control.sendall(b"wait\n")
+        self.start()
+
+    def run(self):
+        with self.control:
+            if self.control.recv(4096) == b"ok\n":
+                self.at = time.monotonic()
+
+    def moment(self):
+        self.join(10)
+        if self.at is None:
+            raise RigError("the frame was not unplugged")
+        return self.at
 
 
 class Frame:
@@ -42,6 +66,9 @@ class Frame:
             answer = control.recv(4096).decode().strip()
         if answer != "ok":
             raise RigError("%s: %s" % (text, answer))
+
+    def gone(self):
+        return Gone(self.control)
 
     def commands(self):
         """What the frame has been sent so far, as (block, direction, length, status)."""

@@ -1,0 +1,194 @@
+"""The plug pulled before, in and after every kind of command that a frame is sent, and at random moments.
+
+After each pull: the program has said so within a second, and at the next plug every picture is there to the byte.
+"""
+import os
+import shutil
+import statistics
+import time
+
+MOMENTS = {"before": "unplug", "in": "unplug-in", "after": "unplug-after"}
+SECONDS_TO_NOTE = 1.0
+STORED = 3  # pictures on the frame; one more is on its way there
+NOTES = ("Fail To", "Not Online", "false", "no frame found", "unplugged")
+
+
+def check(truth, what):
+    if not truth:
+        raise AssertionError(what)
+
+
+def instruction(block):
+    """What a vendor block has the chip do: its opcode and SPI instruction."""
+    return block[:2] + block[20:22] if block[10:12] != "05" else "sum"
+
+
+def kinds_of(commands):
+    """(name, fault's number and block, whether it is in the connection) of the first command of each kind, given the
+    blocks of a call that adds a picture."""
+    names, found = {}, []
+    second = [n for n, block in enumerate(commands) if block.startswith("12")][1]
+    erases = [n for n, block in enumerate(commands) if instruction(block) == "CBD8"]
+    for number, block in enumerate(commands):
+        name = name_of(number, block, number < second - 3, erases)
+        if name not in names:
+            names[name] = number
+            # The clock's block holds the time.
+            key = block if not block.startswith("CA") else "CA"
+            found.append((name, "%d:%%s %s" % (commands[:number + 1].count(block), key), number < second - 3))
+    return found
+
+
+def name_of(number, block, connecting, erases):
+    if block.startswith("12"):
+        return "INQUIRY" if number == 0 else "identity INQUIRY"
+    if block.startswith("CA"):
+        return "clock"
+    what = {"CD05": "status poll", "CB06": "write enable", "CB01": "status write", "sum": "checksum"}.get(instruction(block))
+    if what == "checksum" and number > erases[-1]:
+        return "table's checksum"
+    if instruction(block) == "CD03":
+        length, address = block[14:20], block[22:28]
+        what = "read of the old block" if not connecting else \
+            "info read" if address == "000000" else "table read" if length == "001000" else "picture read"
+    if instruction(block) in ("CBD8", "CB02"):
+        what = "erase" if instruction(block) == "CBD8" else "program"
+        turn = sum(1 for erase in erases if erase <= number)
+        return "table invalidation's " + what if turn == 1 else \
+            "table's " + what if turn == len(erases) else "pictures' " + what
+    return "connection's " + what if connecting else "download's " + what
+
+
+class Pulls:
+    def __init__(self, story, frame, local):
+        """`local` runs the program here: local(image, home, arguments...)."""
+        self.machine, self.frame, self.local = story.machine, frame, local
+        self.folder = os.path.join(story.folder, "pulls-" + os.path.basename(frame.image))
+        os.makedirs(self.folder)
+        self.base = os.path.join(self.folder, "base.img")
+        self.expected = os.path.join(self.folder, "expected")
+        self.noted, self.changed, self.taken_back = [], 0, 0
+        shutil.copyfile(story.fresh, self.base)
+        sources = [os.path.join(self.machine.share, "source%d.bmp" % n) for n in range(1, STORED + 2)]
+        self.local(self.base, "home", "add", *sources[:STORED])
+        whole = os.path.join(self.folder, "whole.img")
+        shutil.copyfile(self.base, whole)
+        self.local(whole, "home", "add", sources[STORED])
+        self.local(whole, "home", "save", self.expected)
+        self.load()
+
+    # ------------------------------------------------------------------------------------ a frame in a known state
+
+    def load(self):
+        self.frame.order("unplug")
+        self.run("rm -rf /tmp/pulled", plugged=False)
+        shutil.copyfile(self.base, self.frame.image)
+        self.untouched = self.flash()
+        self.frame.order("plug")
+        self.run("true")
+
+    def flash(self):
+        with open(self.frame.image, "rb") as file:
+            return file.read()
+
+    def script(self, text, plugged=True):
+        """`text` once the frame is there, or gone. Waiting starts no program: that is slow in the machine."""
+        return "while set -- /dev/sg*; [ $# != %d ]; do sleep 0.02; done; cd /mnt/share; %s" % (1 + plugged, text)
+
+    def run(self, text, plugged=True):
+        return self.machine.run(self.script(text, plugged))
+
+    def undisturbed(self):
+        """(blocks that a call which adds a picture sends, seconds that it takes)"""
+        before = len(self.frame.commands())
+        begin = time.monotonic()
+        status, _, err = self.run("/tmp/lumatoctl --home /tmp/pulled add source%d.bmp" % (STORED + 1))
+        seconds = time.monotonic() - begin
+        check(status == 0, err)
+        blocks = [c[0] for c in self.frame.commands()[before:]]
+        self.load()
+        return [b for b in blocks if b[:2] in ("CA", "CB", "CD") or b == "120000004000"], seconds
+
+    # ------------------------------------------------------------------------------------ pulls
+
+    def everywhere(self, wanted):
+        """`wanted`: whether to pull, of a kind's name and a moment."""
+        blocks, _ = self.undisturbed()
+        kinds = kinds_of(blocks)
+        for name, fault, connecting in kinds:
+            for moment, order in MOMENTS.items():
+                if wanted(name, moment):
+                    call = "list" if connecting else "add source%d.bmp" % (STORED + 1)
+                    self.once("%s a %s" % (moment, name), call, lambda o=order: self.frame.order("fault " + fault % o), None)
+        return [name for name, *_ in kinds]
+
+    def at_random(self, generator, count):
+        _, seconds = self.undisturbed()
+        for number in range(count):
+            call = "list" if number % 4 == 3 else "add source%d.bmp" % (STORED + 1)
+            delay = generator.uniform(0.1, seconds)
+            self.once("%.3f s into %s" % (delay, call), call, None, delay)
+
+    def once(self, what, call, fault, delay):
+        gone = self.frame.gone()
+        if fault:
+            fault()
+        number = self.machine.begin(self.script("exec /tmp/lumatoctl --home /tmp/pulled " + call))
+        if delay:
+            time.sleep(delay)
+            self.frame.order("unplug")
+        status, _, err = self.machine.finish(number)
+        ended = time.monotonic()
+        pulled = gone.moment()
+        if status != 0:
+            check(ended - pulled < SECONDS_TO_NOTE, "%s: noted after %.2f s" % (what, ended - pulled))
+            check(status in (1, 3) and any(note in err for note in NOTES), "%s: status %d, %s" % (what, status, err))
+            self.noted.append(ended - pulled)
+        else:
+            check(delay or what.startswith("after"), what + ": it did not fail")
+        self.recover(what)
+
+    def recover(self, what):
+        touched = self.flash() != self.untouched
+        self.run("rm -rf saved", plugged=False)
+        self.frame.order("plug")
+        status, _, err = self.run("/tmp/lumatoctl --home /tmp/pulled save saved; status=$?; %s; exit $status"
+                                  % ("true" if touched else "rm -rf /tmp/pulled"))
+        check(status == 0, "%s: at the next plug: %s" % (what, err))
+        numbers = self.pictures(os.path.join(self.machine.share, "saved"), what)
+        self.taken_back += len(numbers) > STORED
+        if touched:
+            self.complete(what, numbers)
+
+    def complete(self, what, listed):
+        """The next download, which takes the picture that was on its way out of the list again, makes the flash whole."""
+        self.changed += 1
+        check(STORED + 1 in listed, what + ": the picture on its way is lost")
+        status, _, err = self.run("/tmp/lumatoctl --home /tmp/pulled delete %d; status=$?; rm -rf /tmp/pulled; exit $status"
+                                  % (listed.index(STORED + 1) + 1))
+        check(status == 0, "%s: the next download: %s" % (what, err))
+        image, folder = os.path.join(self.folder, "completed.img"), os.path.join(self.folder, "completed")
+        shutil.copyfile(self.frame.image, image)
+        shutil.rmtree(folder, ignore_errors=True)
+        self.local(image, "fresh", "save", folder)
+        numbers = self.pictures(folder, what + ", completed")
+        check(numbers == list(range(1, STORED + 1)), "%s, completed: %s" % (what, numbers))
+        self.untouched = self.flash()
+
+    def pictures(self, folder, what):
+        """The numbers of the pictures there, in order: all that were stored, and perhaps the one on its way."""
+        known = {}
+        for number in range(1, STORED + 2):
+            with open(os.path.join(self.expected, "%d.bmp" % number), "rb") as file:
+                known[file.read()] = number
+        numbers = []
+        for position in range(1, len(os.listdir(folder)) + 1):
+            with open(os.path.join(folder, "%d.bmp" % position), "rb") as file:
+                numbers.append(known.get(file.read(), "changed"))
+        all_stored = list(range(1, STORED + 1))
+        check(sorted(numbers, key=str) in (all_stored, all_stored + [STORED + 1]), "%s: the pictures are %s" % (what, numbers))
+        return numbers
+
+    def report(self):
+        return "%d pulls noted after %.2f s (median), %.2f s (longest); %d had changed the flash, %d gave back the picture on " \
+            "its way" % (len(self.noted), statistics.median(self.noted), max(self.noted), self.changed, self.taken_back)
