@@ -50,7 +50,10 @@ Result<void> UnmountPlainly(const Path& root) {
 
 // Through the disk service, which needs no rights; where there is none, by root alone.
 Result<void> Unmount(const std::string& device, const Path& root) {
-    Result<void> done = UnmountByService(device);
+    // The service knows devices by their own names, not by links to them such as /dev/disk/by-label/FRAME.
+    std::error_code error;
+    const Path node = std::filesystem::canonical(device, error);
+    Result<void> done = UnmountByService(error ? device : node.string());
     const bool noService = !done && done.error().kind == ErrorKind::NotFound;
     if (!noService)
         return done;

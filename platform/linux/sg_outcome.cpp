@@ -9,16 +9,9 @@
 namespace lumato::platform {
 namespace {
 
-// Host statuses of the kernel (include/scsi/scsi_status.h there). Programs get them as bare numbers.
-enum HostStatus : unsigned {
-    kHostOk = 0,
-    kHostNoConnect = 1,
-    kHostBadTarget = 4,
-    kHostError = 7,
-    kHostTransportDisrupted = 14,
-    kHostTransportFailfast = 15,
-};
-
+// Host statuses of the kernel (include/scsi/scsi_status.h there), by number. Programs get them as bare
+// numbers.
+constexpr unsigned kHostOk = 0;
 constexpr std::array kHostNames = {"OK",
                                    "no connection",
                                    "bus busy",
@@ -34,7 +27,12 @@ constexpr std::array kHostNames = {"OK",
                                    "retry now",
                                    "requeued",
                                    "transport disrupted",
-                                   "transport failed"};
+                                   "transport failed",
+                                   "target failure",
+                                   "nexus failure",
+                                   "no space on the device",
+                                   "medium error",
+                                   "transport marginal"};
 
 // The driver status holds a code in its low half. Sense data that came along are no fault by themselves.
 constexpr unsigned kDriverCode = 0x0F;
@@ -64,19 +62,6 @@ SgReport ReportOfErrno(int error) {
             return NotExecuted("the command is not permitted on this handle", Presence::Present);
         default:
             return NotExecuted(SystemMessage(error), Presence::Present);
-    }
-}
-
-Presence PresenceAfter(unsigned host) {
-    switch (host) {
-        case kHostNoConnect:
-        case kHostBadTarget:
-        case kHostError:
-        case kHostTransportDisrupted:
-        case kHostTransportFailfast:
-            return Presence::Doubtful;
-        default:
-            return Presence::Present;
     }
 }
 
@@ -136,7 +121,7 @@ SgReport ReportOf(int error, const sg_io_hdr_t& header) {
     if (error != 0)
         return ReportOfErrno(error);
     if (header.host_status != kHostOk)
-        return NotExecuted(HostText(header.host_status), PresenceAfter(header.host_status));
+        return NotExecuted(HostText(header.host_status), Presence::Doubtful);
     const unsigned driver = header.driver_status & kDriverCode;
     const bool senseCame = driver == kDriverSense && header.status != kStatusGood;
     if (header.driver_status != 0 && !senseCame)

@@ -15,7 +15,7 @@ namespace lumato::platform {
 // What became of the device itself.
 enum class Presence {
     Present,
-    Doubtful,  // a transport error, which is also how a removal begins
+    Doubtful,  // the command failed on its way, which is also how a removal begins
     Gone,      // it does not answer any more: unplugged, or given up by the kernel
 };
 

@@ -66,7 +66,8 @@ class UsbBus::Service : public BusService {
                 "the frame has no /dev/sg node: the kernel module sg is not loaded; `sudo modprobe sg` "
                 "loads it");
         auto opened = SgDevice::Open(m_node, SgAccess::Exclusive);
-        if (!opened && opened.error().kind == ErrorKind::Refused)
+        m_refused = !opened && opened.error().kind == ErrorKind::Refused;
+        if (m_refused)
             return Fail(ErrorKind::Refused, opened.error().message + "; `" + PermitCommand() +
                                                 "` gives it to this computer's users");
         return opened;
@@ -82,6 +83,8 @@ class UsbBus::Service : public BusService {
         return m_asked != nullptr;
     }
 
+    // No permission the last time: worth another try when the system has changed something about it.
+    [[nodiscard]] bool WasRefused() const { return m_refused; }
     [[nodiscard]] bool IsAt(const Path& sysPath) const { return !m_gone && m_candidate.sysPath == sysPath; }
     void Retire() {
         m_gone = true;
@@ -95,6 +98,7 @@ class UsbBus::Service : public BusService {
     const Path m_node;
     const bool m_mayBeFrame;
     bool m_gone = false;
+    bool m_refused = false;
     std::unique_ptr<ScsiDevice> m_asked;  // opened to see whether that is possible
 };
 
@@ -163,34 +167,38 @@ bool UsbBus::HasCandidates() const {
 bool UsbBus::IsSettling() const {
     const std::vector<ScsiCandidate> present = FindCandidates(m_options.sysRoot);
     const auto isLate = [this](const ScsiCandidate& candidate) {
-        return Contains(candidate.vendor, m_options.family) && !IsAnnounced(candidate.sysPath);
+        return Contains(candidate.vendor, m_options.family) && Find(candidate.sysPath) == nullptr;
     };
     return StorageIsSettling(m_options.sysRoot) || std::ranges::any_of(present, isLate);
 }
 
-bool UsbBus::IsAnnounced(const Path& sysPath) const {
-    return std::ranges::any_of(m_services, [&](const auto& service) { return service->IsAt(sysPath); });
+UsbBus::Service* UsbBus::Find(const Path& sysPath) const {
+    const auto found =
+        std::ranges::find_if(m_services, [&](const auto& service) { return service->IsAt(sysPath); });
+    return found == m_services.end() ? nullptr : found->get();
 }
 
 void UsbBus::DeviceAdded(const Path& deviceFolder) {
+    if (Service* known = Find(deviceFolder); known != nullptr && known->WasRefused()) {
+        m_listener->ServiceAppeared(*known);
+        return;
+    }
     std::optional<ScsiCandidate> candidate = ReadCandidate(deviceFolder);
     if (candidate)
         Announce(std::move(*candidate));
 }
 
 void UsbBus::DeviceRemoved(const Path& deviceFolder) {
-    const auto found =
-        std::ranges::find_if(m_services, [&](const auto& service) { return service->IsAt(deviceFolder); });
-    if (found == m_services.end())
+    Service* service = Find(deviceFolder);
+    if (service == nullptr)
         return;
-    Service& service = **found;
-    service.Retire();
-    m_listener->ServiceDisappeared(service);
+    service->Retire();
+    m_listener->ServiceDisappeared(*service);
 }
 
 void UsbBus::Announce(ScsiCandidate candidate) {
     const bool mayBeFrame = Contains(candidate.vendor, m_options.family);
-    if (IsAnnounced(candidate.sysPath) || (candidate.generic.empty() && !mayBeFrame))
+    if (Find(candidate.sysPath) != nullptr || (candidate.generic.empty() && !mayBeFrame))
         return;
     Path node = candidate.generic.empty() ? candidate.sysPath : m_options.deviceRoot / candidate.generic;
     auto service = std::make_unique<Service>(std::move(candidate), std::move(node), mayBeFrame);

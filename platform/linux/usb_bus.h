@@ -48,7 +48,8 @@ class UsbBus : public Bus {
     // True while the system still looks at a storage device that was just plugged in.
     [[nodiscard]] bool IsSettling() const;
 
-    // One device has come or gone, by its folder in sysfs.
+    // One device has come, changed or gone, by its folder in sysfs. One that changed is announced once more
+    // when there was no permission to open it.
     void DeviceAdded(const Path& deviceFolder);
     void DeviceRemoved(const Path& deviceFolder);
 
@@ -57,7 +58,8 @@ class UsbBus : public Bus {
 
     [[nodiscard]] Result<void> Watch();
     [[nodiscard]] bool IsPrepared(const ScsiCandidate& candidate) const;
-    [[nodiscard]] bool IsAnnounced(const Path& sysPath) const;
+    // The announced device there, null when there is none.
+    [[nodiscard]] Service* Find(const Path& sysPath) const;
     void Announce(ScsiCandidate candidate);
 
     UsbBusOptions m_options;

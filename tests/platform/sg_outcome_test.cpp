@@ -31,10 +31,10 @@ const Row kRows[] = {
     {.what = "refused", .status = 2, .driver = 8, .resid = 512, .executed = true, .outcome = 2},
     {.what = "refused, old driver", .status = 2, .resid = 512, .executed = true, .outcome = 2},
     {.what = "busy", .status = 8, .resid = 512, .executed = true, .outcome = 8},
-    {.what = "time-out", .host = 3},
-    {.what = "bus reset", .host = 8},
-    {.what = "transport error", .host = 7, .presence = Presence::Doubtful},
     {.what = "no connection", .host = 1, .presence = Presence::Doubtful},
+    {.what = "time-out", .host = 3, .presence = Presence::Doubtful},
+    {.what = "transport error", .host = 7, .presence = Presence::Doubtful},
+    {.what = "a status that we do not know", .host = 77, .presence = Presence::Doubtful},
     {.what = "host counts before device",
      .status = 2,
      .host = 7,
@@ -82,6 +82,8 @@ TEST(SgOutcome, SenseDataOfBothFormatsAreSpelledOut) {
     header.sbp = sense.data();
     header.sb_len_wr = 18;
     EXPECT_EQ(ReportOf(0, header).outcome.diagnostic, "sense 5/20/00 (ILLEGAL REQUEST)");
+    header.host_status = 20;
+    EXPECT_EQ(ReportOf(0, header).outcome.diagnostic, "host status 20 (transport marginal)");
 }
 
 }  // namespace

@@ -75,15 +75,24 @@ def _package():
     raise Missing("linux-image-amd64 is not in the package lists (apt-get update)")
 
 
+def _fetched(cache):
+    return sorted(os.path.dirname(mark) for mark in glob.glob(os.path.join(cache, "*/complete")))
+
+
 def fetch(cache):
-    """The folder that holds boot/ and lib/ of the kernel package; fetched once."""
-    package = _package()
+    """The folder that holds boot/ and lib/ of the kernel package; fetched once, and used when there is no other."""
+    try:
+        package = _package()
+    except Missing:
+        if _fetched(cache):
+            return _fetched(cache)[-1]
+        raise
     folder = os.path.join(cache, package)
-    if os.path.exists(os.path.join(folder, "complete")):
+    if folder in _fetched(cache):
         return folder
     shutil.rmtree(folder, ignore_errors=True)
     os.makedirs(folder)
-    _run(["apt-get", "download", package], cwd=folder)
+    _run(["apt-get", "-o", "Acquire::http::Timeout=30", "-o", "Acquire::Retries=2", "download", package], cwd=folder)
     archive, = glob.glob(os.path.join(folder, "*.deb"))
     version = package[len("linux-image-"):]
     kernel = "./lib/modules/%s/kernel/" % version

@@ -73,8 +73,7 @@ class Story:
         shutil.copyfile(self.local, image)
         return machine.Frame(self.program, self.folder, name, image, *options)
 
-    def boot(self, controller, cache):
-        image, initrd = kernel.build(cache)
+    def boot(self, controller, image, initrd):
         self.machine = machine.Machine(image, initrd, controller, (self.frame, self.other, self.second), self.folder)
         share = self.machine.share
         shutil.copy(self.program, share)
@@ -348,9 +347,9 @@ class Story:
              pulled_at_a_random_moment_no_picture_is_lost]
 
 
-def tell(story, options):
+def tell(story, options, image, initrd):
     begin = time.monotonic()
-    story.boot(options.controller, options.cache)
+    story.boot(options.controller, image, initrd)
     print("booted on %s after %.1f s" % (options.controller, time.monotonic() - begin), flush=True)
     failed = 0
     steps = [step for step in Story.STEPS if options.only in step.__name__]
@@ -384,8 +383,9 @@ def main():
     try:
         kernel.need_programs()
         os.makedirs(options.cache, exist_ok=True)
+        image, initrd = kernel.build(options.cache)
         story = Story(options, folder)
-        status = tell(story, options)
+        status = tell(story, options, image, initrd)
     except kernel.Missing as reason:
         print("SKIPPED, NOTHING WAS TESTED ON A REAL KERNEL: %s" % reason)
         status = SKIPPED
