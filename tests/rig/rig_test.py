@@ -24,6 +24,7 @@ import traceback
 import kernel
 import machine
 from pulls import Pulls
+from watch import Watch
 
 SKIPPED = 77
 WIDTH, HEIGHT = 160, 128
@@ -225,39 +226,23 @@ class Story:
 
     def a_main_loop_is_told_what_comes_and_goes(self):
         """The window's way: the bus's descriptor in the loop, a task that uses the frame."""
-        log = os.path.join(self.machine.share, "watch.out")
-        self.machine.run("mkfifo /tmp/end; sleep 300 >/tmp/end & echo $! >/tmp/end.pid; cd /mnt/share; "
-                         "{ /tmp/watch_frame </tmp/end >watch.out 2>watch.err; echo ended $? >>watch.out; } & true")
-        seen = []
-
-        def said(*wanted):
-            begin = time.monotonic()
-            while True:
-                with open(log) as file:
-                    new = file.read().splitlines()[len(seen):]
-                if all(any(text in line for line in new) for text in wanted):
-                    seen.extend(new)
-                    return time.monotonic() - begin
-                check(time.monotonic() - begin < 20, "%s was not said: %s" % (wanted, new))
-                time.sleep(0.005)
-
-        said("online /dev/" + self.node())
+        watch = Watch(self.machine)
+        watch.said("online /dev/" + self.node())
         for frame in (self.frame, self.second):
             if frame == self.second:
                 frame.order("plug")
-                said("online /dev/sg")
+                watch.said("online /dev/sg")
                 time.sleep(0.1)
             frame.order("unplug")
-            seconds = said("lost", "offline")
+            seconds = watch.said("lost", "offline")
             print("    offline after %.2f s" % seconds)
             check(seconds < 1, "offline after %.2f s" % seconds)
         self.frame.order("plug")
-        said("online /dev/sg")
+        watch.said("online /dev/sg")
         self.second.order("plug")
-        said("a second frame")
+        watch.said("a second frame")
         self.second.order("unplug")
-        self.machine.run("read pid </tmp/end.pid; kill $pid")
-        said("ended 0")
+        watch.end()
         self.settle(2)
 
     def reading_survives_what_a_bus_does(self):
@@ -289,6 +274,23 @@ class Story:
         check("vpv" in kinds or "vppv" in kinds, "the kernel polled at no time in between: " + kinds)
         self.both("delete", "1")
 
+    def a_program_that_was_stopped_goes_on(self):
+        """Stopping interrupts the call under way, which the kernel then makes anew: the command is sent twice."""
+        self.frame.order("unplug")
+        self.second.order("plug")
+        self.settle(2)
+        status, out, err = self.machine.run(
+            "cd /mnt/share; /tmp/lumatoctl --home /tmp/home --quiet add source1.bmp source2.bmp source3.bmp & sleep 0.4; "
+            "for i in 1 2 3 4 5 6; do kill -STOP $!; sleep 0.05; kill -CONT $!; sleep 0.05; done; wait $!")
+        same(status, 0, "stopped and continued: " + out + err)
+        self.second.order("unplug")
+        want = os.path.join(self.folder, "never-stopped.img")
+        shutil.copyfile(self.fresh, want)
+        self.local_call(want, "home", "add", *[os.path.join(self.machine.share, "source%d.bmp" % n) for n in (1, 2, 3)])
+        check(filecmp.cmp(self.second.image, want, shallow=False), "the flashes differ")
+        self.frame.order("plug")
+        self.settle(2)
+
     def just_plugged_in_it_is_waited_for(self):
         self.wait_before_probing(1)
         self.frame.order("unplug")
@@ -307,11 +309,15 @@ class Story:
         status, _, err = self.machine.run("chmod 755 /tmp/lumatoctl; " + command)
         same(status, 1, "without the rule: " + err)
         check("/dev/" + self.node() in err and "lumatoctl permit" in err, "node and remedy are not named: " + err)
+        watch = Watch(self.machine, user)
+        watch.said("lumatoctl permit")
         status, out, err = self.machine.run(
             "export SYSTEMD_IGNORE_CHROOT=1; mkdir -p /run/systemd/seats; "
             "printf 'IS_SEAT0=1\\nACTIVE=c1\\nACTIVE_UID=%d\\n' >/run/systemd/seats/seat0; "
             "/tmp/lumatoctl permit && udevadm settle -t 20" % USER)
         same(status, 0, "permit: " + out + err)
+        watch.said("online /dev/" + self.node())  # without another plug
+        watch.end()
         status, _, err = self.machine.run(command)
         same(status, 0, "with the rule: " + err)
 
@@ -343,7 +349,7 @@ class Story:
              identity_is_asked_before_the_first_erase, other_disks_get_an_inquiry_and_nothing_else,
              a_second_frame_is_named_and_left_alone, a_frame_that_somebody_holds_is_busy,
              a_main_loop_is_told_what_comes_and_goes, reading_survives_what_a_bus_does, writing_survives_what_a_bus_does,
-             just_plugged_in_it_is_waited_for, users_need_the_rule, pulled_in_any_command_no_picture_is_lost,
+             a_program_that_was_stopped_goes_on, just_plugged_in_it_is_waited_for, users_need_the_rule, pulled_in_any_command_no_picture_is_lost,
              pulled_at_a_random_moment_no_picture_is_lost]
 
 
