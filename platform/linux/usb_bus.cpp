@@ -1,11 +1,13 @@
 #include "platform/linux/usb_bus.h"
 
 #include <algorithm>
-#include <cctype>
+#include <cerrno>
 #include <string_view>
 #include <utility>
 
 #include <libudev.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include "base/printable.h"
@@ -17,12 +19,21 @@ namespace {
 constexpr const char* kSubsystem = "scsi_generic";
 // Where udevd listens while it runs. Without it nobody prepares devices, and the kernel's own events are all
 // there is.
-constexpr const char* kUdevControl = "/run/udev/control";
+constexpr std::string_view kUdevControl = "/run/udev/control";
 
 using UdevDevice = std::unique_ptr<udev_device, udev_device* (*)(udev_device*)>;
 
+// A socket that nobody listens on was left by one that has ended. Whom it keeps out, it tells that it is
+// there.
 bool UdevRuns() {
-    return ::access(kUdevControl, F_OK) == 0;
+    const int fd = ::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    kUdevControl.copy(address.sun_path, sizeof address.sun_path - 1);
+    const bool connected = ::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+    const bool runs = connected || (errno != ENOENT && errno != ECONNREFUSED);
+    ::close(fd);
+    return runs;
 }
 
 bool Contains(std::string text, std::string_view family) {
@@ -83,8 +94,9 @@ class UsbBus::Service : public BusService {
         return m_asked != nullptr;
     }
 
-    // No permission the last time: worth another try when the system has changed something about it.
-    [[nodiscard]] bool WasRefused() const { return m_refused; }
+    // No permission the last time, and nobody has asked since: worth another try when the system has changed
+    // something about it.
+    [[nodiscard]] bool TakeRefusal() { return std::exchange(m_refused, false); }
     [[nodiscard]] bool IsAt(const Path& sysPath) const { return !m_gone && m_candidate.sysPath == sysPath; }
     void Retire() {
         m_gone = true;
@@ -121,8 +133,9 @@ Result<void> UsbBus::Start(BusListener& listener) {
 
 Result<void> UsbBus::Watch() {
     m_udev.reset(udev_new());
+    m_udevRuns = UdevRuns();
     if (m_udev != nullptr)
-        m_monitor.reset(udev_monitor_new_from_netlink(m_udev.get(), UdevRuns() ? "udev" : "kernel"));
+        m_monitor.reset(udev_monitor_new_from_netlink(m_udev.get(), m_udevRuns ? "udev" : "kernel"));
     if (m_monitor == nullptr ||
         udev_monitor_filter_add_match_subsystem_devtype(m_monitor.get(), kSubsystem, nullptr) < 0 ||
         udev_monitor_enable_receiving(m_monitor.get()) < 0)
@@ -134,7 +147,7 @@ Result<void> UsbBus::Watch() {
 bool UsbBus::IsPrepared(const ScsiCandidate& candidate) const {
     if (candidate.generic.empty())
         return !GenericDriverIsLoaded(m_options.sysRoot);  // there will be no node to wait for
-    if (m_udev == nullptr || !UdevRuns())
+    if (m_udev == nullptr || !m_udevRuns)
         return true;
     const UdevDevice device(
         udev_device_new_from_subsystem_sysname(m_udev.get(), kSubsystem, candidate.generic.c_str()),
@@ -179,7 +192,7 @@ UsbBus::Service* UsbBus::Find(const Path& sysPath) const {
 }
 
 void UsbBus::DeviceAdded(const Path& deviceFolder) {
-    if (Service* known = Find(deviceFolder); known != nullptr && known->WasRefused()) {
+    if (Service* known = Find(deviceFolder); known != nullptr && known->TakeRefusal()) {
         m_listener->ServiceAppeared(*known);
         return;
     }

@@ -64,6 +64,7 @@ class UsbBus : public Bus {
 
     UsbBusOptions m_options;
     BusListener* m_listener = nullptr;
+    bool m_udevRuns = false;                           // when watching began
     std::vector<std::unique_ptr<Service>> m_services;  // kept to the end, as a listener may hold on to one
     std::unique_ptr<udev, udev* (*)(udev*)> m_udev;
     std::unique_ptr<udev_monitor, udev_monitor* (*)(udev_monitor*)> m_monitor;

@@ -92,7 +92,7 @@ class Machine:
         path = os.path.join(folder, "channel.sock")
         channel.bind(path)
         channel.listen(1)
-        command = ["qemu-system-x86_64", "-M", "q35", "-accel", "tcg,thread=single", "-cpu", "max", "-smp", "1",
+        command = ["qemu-system-x86_64", "-M", "q35", "-accel", "tcg,thread=single", "-cpu", "qemu64", "-smp", "1",
                    "-m", "384", "-nodefaults", "-no-user-config", "-display", "none", "-no-reboot",
                    "-monitor", "none", "-serial", "file:" + os.path.join(folder, "console.log"),
                    "-chardev", "socket,id=channel,path=" + path, "-serial", "chardev:channel",

@@ -67,7 +67,7 @@ class Pulls:
         os.makedirs(self.folder)
         self.base = os.path.join(self.folder, "base.img")
         self.expected = os.path.join(self.folder, "expected")
-        self.noted, self.changed, self.taken_back = [], 0, 0
+        self.noted, self.changed, self.taken_back, self.begun = [], 0, 0, 0
         shutil.copyfile(story.fresh, self.base)
         sources = [os.path.join(self.machine.share, "source%d.bmp" % n) for n in range(1, STORED + 2)]
         self.local(self.base, "home", "add", *sources[:STORED])
@@ -98,45 +98,58 @@ class Pulls:
     def run(self, text, plugged=True):
         return self.machine.run(self.script(text, plugged))
 
+    def sent(self, since=0):
+        """The blocks that our program has sent, without those of the kernel's own."""
+        blocks = [command[0] for command in self.frame.commands()[since:]]
+        return [block for block in blocks if block[:2] in ("CA", "CB", "CD") or block == "120000004000"]
+
     def undisturbed(self):
-        """(blocks that a call which adds a picture sends, seconds that it takes)"""
+        """The blocks that a call which adds a picture sends."""
         before = len(self.frame.commands())
-        begin = time.monotonic()
         status, _, err = self.run("/tmp/lumatoctl --home /tmp/pulled add source%d.bmp" % (STORED + 1))
-        seconds = time.monotonic() - begin
         check(status == 0, err)
-        blocks = [c[0] for c in self.frame.commands()[before:]]
+        blocks = self.sent(before)
         self.load()
-        return [b for b in blocks if b[:2] in ("CA", "CB", "CD") or b == "120000004000"], seconds
+        return blocks
 
     # ------------------------------------------------------------------------------------ pulls
 
     def everywhere(self, wanted):
         """`wanted`: whether to pull, of a kind's name and a moment."""
-        blocks, _ = self.undisturbed()
-        kinds = kinds_of(blocks)
+        kinds = kinds_of(self.undisturbed())
         for name, fault, connecting in kinds:
             for moment, order in MOMENTS.items():
                 if wanted(name, moment):
                     call = "list" if connecting else "add source%d.bmp" % (STORED + 1)
-                    self.once("%s a %s" % (moment, name), call, lambda o=order: self.frame.order("fault " + fault % o), None)
+                    self.once("%s a %s" % (moment, name), call, fault % order)
         return [name for name, *_ in kinds]
 
     def at_random(self, generator, count):
-        _, seconds = self.undisturbed()
-        for number in range(count):
-            call = "list" if number % 4 == 3 else "add source%d.bmp" % (STORED + 1)
-            delay = generator.uniform(0.1, seconds)
-            self.once("%.3f s into %s" % (delay, call), call, None, delay)
+        most = len(self.undisturbed())
+        for _ in range(count):
+            commands, seconds = generator.randrange(most), generator.uniform(0, 0.02)
+            self.once("%.4f s after %d commands" % (seconds, commands), "add source%d.bmp" % (STORED + 1), None,
+                      lambda: self.pull_after(commands, seconds))
 
-    def once(self, what, call, fault, delay):
+    def pull_after(self, commands, seconds):
+        """Requires: our program is about to begin."""
+        begin, before = time.monotonic(), self.begun
+        while len(self.sent(before)) < commands and time.monotonic() - begin < 20:
+            time.sleep(0.001)
+        time.sleep(seconds)
+        self.frame.order("unplug")
+
+    def once(self, what, call, fault, pull=None):
+        """`fault`: a fault on order that pulls the plug; without it `pull` does, while the call runs."""
         gone = self.frame.gone()
         if fault:
-            fault()
+            self.frame.order("fault " + fault)
+        else:
+            self.run("true")  # with the frame there, so that it is not pulled before it was found
+            self.begun = len(self.frame.commands())
         number = self.machine.begin(self.script("exec /tmp/lumatoctl --home /tmp/pulled " + call))
-        if delay:
-            time.sleep(delay)
-            self.frame.order("unplug")
+        if pull:
+            pull()
         status, _, err = self.machine.finish(number)
         ended = time.monotonic()
         pulled = gone.moment()
@@ -145,7 +158,7 @@ class Pulls:
             check(status in (1, 3) and any(note in err for note in NOTES), "%s: status %d, %s" % (what, status, err))
             self.noted.append(ended - pulled)
         else:
-            check(delay or what.startswith("after"), what + ": it did not fail")
+            check(pull or what.startswith("after"), what + ": it did not fail")
         self.recover(what)
 
     def recover(self, what):
