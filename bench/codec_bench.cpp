@@ -26,6 +26,7 @@
 #include "jpeg/codec_form.h"
 #include "jpeg/decoder.h"
 #include "jpeg/encoder.h"
+#include "jpeg/quality_search.h"
 
 namespace lumato::jpeg {
 namespace {
@@ -254,6 +255,44 @@ class Comparison {
     tjhandle m_decompressor = tjInitDecompress();
 };
 
+// ---- the search for the quality that fits
+
+// Beside one encoding at the quality that it finds. The budgets lie anywhere between that quality's size and
+// the next higher one's.
+void PrintSearch(const std::vector<Photograph>& photographs) {
+    constexpr int kWidth = 800;
+    constexpr int kHeight = 480;
+    constexpr int kMode = 3;
+    const std::vector<Bytes> pictures = Pieces(photographs, kWidth, kHeight);
+    Bytes out(MaximumStreamSize(kWidth, kHeight, kMode));
+    const auto encode = [&](std::size_t picture, int quality) {
+        int size = 0;
+        if (!CVaskJpegEncoder(quality).CompressImage(pictures[picture].data(), out.data(), kWidth, kHeight,
+                                                     size, kMode))
+            Stop("the encoder refused a picture");
+        return size;
+    };
+    std::printf("| search from 90 downwards, 800 x 480, 4:2:0 | ms | times one encoding |\n|---|---|---|\n");
+    std::mt19937 random(2);
+    for (int quality = 90; quality > 0; quality -= 10) {
+        std::vector<int> budgets;
+        for (std::size_t i = 0; i < pictures.size(); ++i) {
+            const int least = encode(i, quality);
+            const int above = quality == 90 ? least * 3 / 2 : encode(i, quality + 10);
+            budgets.push_back(least + static_cast<int>(random() % static_cast<unsigned>(above - least)));
+        }
+        const Way search = [&](std::size_t i) {
+            QualitySearch trial(pictures[i].data(), out.data(), kWidth, kHeight, kMode);
+            if (trial.Run(90, 10, budgets[i])->quality != quality)
+                Stop("the search found another quality");
+        };
+        const Outcome outcome =
+            Compare(pictures.size(), {search, [&](std::size_t i) { encode(i, quality); }});
+        std::printf("| ends at %d | %.3f | %.2f |\n", quality, outcome.ours, 1 / outcome.ratio);
+        std::fflush(stdout);
+    }
+}
+
 // ---- the table
 
 void PrintTable(const std::vector<Photograph>& photographs) {
@@ -306,6 +345,9 @@ int main(int argc, char** argv) {
     }
     std::printf("Codec, form %s; the library is TurboJPEG. Ratios above 1: ours is faster.\n\n",
                 UsesVectors() ? "with vectors" : "plain");
-    PrintTable(LoadPhotographs());
+    const auto photographs = LoadPhotographs();
+    PrintTable(photographs);
+    std::printf("\n");
+    PrintSearch(photographs);
     return 0;
 }

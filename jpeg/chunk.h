@@ -39,6 +39,12 @@ struct ChunkSamples {
     return (grid.mcusAcross + McusPerChunk(grid) - 1) / McusPerChunk(grid);
 }
 
+// How many MCUs the chunk has; `chunk` counts from the left.
+[[nodiscard]] constexpr int McusIn(const McuGrid& grid, int chunk) {
+    const int left = grid.mcusAcross - chunk * McusPerChunk(grid);
+    return left < McusPerChunk(grid) ? left : McusPerChunk(grid);
+}
+
 // Where block `index` of a row of blocks begins. Its row r is `r * 8 * group` further on.
 [[nodiscard]] constexpr std::size_t BlockStart(std::size_t index, std::size_t group) {
     return index / group * (64 * group) + index % group * 8;

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include <hwy/cache_control.h>
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
 
@@ -29,6 +30,9 @@ class PixelRow {
             static_cast<std::size_t>(m_source.height - 1 - within) * BitmapStride(m_source.width) +
             static_cast<std::size_t>(m_left) * 3;
         const auto left = static_cast<std::size_t>(m_source.width - m_left);
+        // The next chunk's rows are short and far apart: the processor does not foresee them by itself.
+        for (std::size_t ahead = 0; ahead < kChunkColumns * 3; ahead += 64)
+            hwy::Prefetch(pixels + kChunkColumns * 3 + ahead);
         return left >= columns ? pixels : Repeated(pixels, left, columns);
     }
 
@@ -89,6 +93,8 @@ namespace lumato::jpeg::HWY_NAMESPACE {
 void TransformChunkHere(const SourcePicture&, const McuGrid&, int, int, ChunkCoefficients&) {}
 void CodeChunkHere(const std::array<const FastCoding*, 2>&, const McuGrid&, int, ChunkCoefficients&,
                    CodingPosition&) {}
+void CountChunkHere(const std::array<const FastCoding*, 2>&, const McuGrid&, int, const ChunkCoefficients&,
+                    SizeCount&) {}
 void QuantizeBlocksHere(const WordQuantizer&, std::size_t, std::int16_t*, std::uint64_t*) {}
 std::size_t BlocksPerGroupHere() {
     return 1;
@@ -101,6 +107,7 @@ namespace lumato::jpeg {
 
 HWY_EXPORT(TransformChunkHere);
 HWY_EXPORT(CodeChunkHere);
+HWY_EXPORT(CountChunkHere);
 HWY_EXPORT(QuantizeBlocksHere);
 HWY_EXPORT(BlocksPerGroupHere);
 
@@ -122,6 +129,11 @@ void TransformChunk(const SourcePicture& source, const McuGrid& grid, int chunk,
 void CodeChunk(const std::array<const FastCoding*, 2>& codings, const McuGrid& grid, int mcus,
                ChunkCoefficients& coefficients, CodingPosition& position) {
     HWY_DYNAMIC_DISPATCH(CodeChunkHere)(codings, grid, mcus, coefficients, position);
+}
+
+void CountChunk(const std::array<const FastCoding*, 2>& codings, const McuGrid& grid, int mcus,
+                const ChunkCoefficients& coefficients, SizeCount& count) {
+    HWY_DYNAMIC_DISPATCH(CountChunkHere)(codings, grid, mcus, coefficients, count);
 }
 
 void QuantizeBlocks(const WordQuantizer& quantizer, std::size_t blocks, std::int16_t* coefficients,

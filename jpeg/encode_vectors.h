@@ -8,6 +8,7 @@
 
 #include "jpeg/chunk.h"
 #include "jpeg/forward_dct.h"
+#include "jpeg/size_codes.h"
 #include "jpeg/value_codes.h"
 
 namespace lumato::jpeg {
@@ -38,6 +39,7 @@ struct FastCoding {
     WordQuantizer quantizer;
     const ValueCodes* dc;
     const ValueCodes* ac;
+    const SizeCodes* sizes;
 };
 
 // Where coding stands between two chunks.
@@ -53,6 +55,20 @@ struct CodingPosition {
 inline constexpr std::size_t kCodingOverrun = 8;
 void CodeChunk(const std::array<const FastCoding*, 2>& codings, const McuGrid& grid, int mcus,
                ChunkCoefficients& coefficients, CodingPosition& position);
+
+// Where counting stands between two chunks.
+struct SizeCount {
+    std::array<int, 3> predictors{};
+    std::size_t bytes = 0;  // of the MCUs so far
+    // Where the next MCU's bound and its first coefficients, not quantized, go; null: nobody asks. The bound
+    // is the fewest bits that its other coefficients take at any quality from this one upwards.
+    std::uint16_t* leastBits = nullptr;
+    std::int16_t* firsts = nullptr;
+};
+
+// Counts what CodeChunk() would write, and leaves the coefficients as they are.
+void CountChunk(const std::array<const FastCoding*, 2>& codings, const McuGrid& grid, int mcus,
+                const ChunkCoefficients& coefficients, SizeCount& count);
 
 // The quantization alone, of `blocks` blocks, for tests; sets bit k of a block's mask where its coefficient k
 // (natural order) is not 0.

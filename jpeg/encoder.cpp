@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "jpeg/bit_writer.h"
+#include "jpeg/chunk_coder.h"
 #include "jpeg/codec_form.h"
 #include "jpeg/mcu_grid.h"
 #include "jpeg/mcu_samples.h"
@@ -17,10 +18,6 @@ namespace {
 
 constexpr std::size_t kLuminance = 0;
 constexpr std::size_t kChrominance = 1;
-
-// The longest block: a DC code of 11 bits with 11 additional ones, then 63 times an AC code of 16 bits with
-// 10 additional ones. A run of zeros, or their end, never costs more than the same number of values would.
-constexpr std::size_t kLargestBlockBits = 11 + 11 + 63 * (16 + 10);
 
 bool CanEncode(int width, int height) {
     return width >= 1 && height >= 1 && width <= kLargestSide && height <= kLargestSide;
@@ -80,46 +77,11 @@ const CodeTables<ValueCodes>& FastCodes() {
     return tables;
 }
 
-// Codes a picture's chunks in their order. The last ones take a detour, so that nothing behind the stream is
-// overwritten: an MCU takes at least a byte.
-class ChunkCoder {
-  public:
-    ChunkCoder(const std::array<const FastCoding*, 2>& codings, const McuGrid& grid, std::uint8_t* mcuTable,
-               std::uint8_t* out)
-        : m_codings(codings), m_grid(grid), m_mcusLeft(grid.McuCount()) {
-        m_position.out = out;
-        m_position.mcuEntry = mcuTable;
-    }
-
-    // Quantizes the coefficients in place.
-    void Code(int chunk, ChunkCoefficients& coefficients) {
-        const int mcus = std::min(McusPerChunk(m_grid), m_grid.mcusAcross - chunk * McusPerChunk(m_grid));
-        m_mcusLeft -= static_cast<std::size_t>(mcus);
-        if (m_mcusLeft < kCodingOverrun)
-            CodeAside(mcus, coefficients);
-        else
-            CodeChunk(m_codings, m_grid, mcus, coefficients, m_position);
-    }
-
-    [[nodiscard]] std::uint8_t* End() const { return m_position.out; }
-
-  private:
-    void CodeAside(int mcus, ChunkCoefficients& coefficients) {
-        constexpr std::size_t kMostBlocks = 3 * kChunkBlocks;
-        std::array<std::uint8_t, kMostBlocks*(kLargestBlockBits / 8 + 1) + kCodingOverrun> aside;
-        std::uint8_t* const out = m_position.out;
-        m_position.moved = out - aside.data();
-        m_position.out = aside.data();
-        CodeChunk(m_codings, m_grid, mcus, coefficients, m_position);
-        m_position.out = std::copy(aside.data(), m_position.out, out);
-        m_position.moved = 0;
-    }
-
-    std::array<const FastCoding*, 2> m_codings;
-    const McuGrid& m_grid;
-    std::size_t m_mcusLeft;
-    CodingPosition m_position;
-};
+const std::array<SizeCodes, 2>& Sizes() {
+    static const std::array<SizeCodes, 2> sizes{SizeCodes(Codes().luminanceDc, Codes().luminanceAc),
+                                                SizeCodes(Codes().chrominanceDc, Codes().chrominanceAc)};
+    return sizes;
+}
 
 }  // namespace
 
@@ -137,10 +99,10 @@ CVaskJpegEncoder::CVaskJpegEncoder(int quality)
               ScaleTable(std_chrominance_quant_tbl, m_scaleFactor)},
       m_coding{BlockCoding{Quantizer(m_quant[kLuminance]), &Codes().luminanceDc, &Codes().luminanceAc},
                BlockCoding{Quantizer(m_quant[kChrominance]), &Codes().chrominanceDc, &Codes().chrominanceAc}},
-      m_fastCoding{
-          FastCoding{WordQuantizer(m_quant[kLuminance]), &FastCodes().luminanceDc, &FastCodes().luminanceAc},
-          FastCoding{WordQuantizer(m_quant[kChrominance]), &FastCodes().chrominanceDc,
-                     &FastCodes().chrominanceAc}} {}
+      m_fastCoding{FastCoding{WordQuantizer(m_quant[kLuminance]), &FastCodes().luminanceDc,
+                              &FastCodes().luminanceAc, &Sizes()[kLuminance]},
+                   FastCoding{WordQuantizer(m_quant[kChrominance]), &FastCodes().chrominanceDc,
+                              &FastCodes().chrominanceAc, &Sizes()[kChrominance]}} {}
 
 bool CVaskJpegEncoder::CompressImage(const unsigned char* source, unsigned char* destination, int width,
                                      int height, int& outputSize, int mode) const {
@@ -179,12 +141,12 @@ std::uint8_t* CVaskJpegEncoder::CodePlainly(const SourcePicture& source, const M
 
 std::uint8_t* CVaskJpegEncoder::CodeInVectors(const SourcePicture& source, const McuGrid& grid,
                                               std::uint8_t* mcuTable, std::uint8_t* out) const {
-    ChunkCoder coder({&m_fastCoding[kLuminance], &m_fastCoding[kChrominance]}, grid, mcuTable, out);
+    ChunkCoder coder(FastCodings(), grid, mcuTable, out);
     ChunkCoefficients coefficients;
     for (int mcuY = 0; mcuY < grid.mcusDown; ++mcuY) {
         for (int chunk = 0; chunk < ChunksAcross(grid); ++chunk) {
             TransformChunk(source, grid, chunk, mcuY, coefficients);
-            coder.Code(chunk, coefficients);
+            coder.Code(McusIn(grid, chunk), coefficients);
         }
     }
     return coder.End();

@@ -31,7 +31,7 @@ class CVaskJpegEncoder {
                        int& outputSize, int mode) const;
 
   private:
-    friend class TransformedPicture;
+    friend class QualitySearch;  // codes from the same tables
 
     // What the blocks of one kind have in common in the plain form; [0] is luminance, [1] chrominance.
     struct BlockCoding {
@@ -40,6 +40,9 @@ class CVaskJpegEncoder {
         const tag_HUFFMAN_TABLE* ac;
     };
 
+    [[nodiscard]] std::array<const FastCoding*, 2> FastCodings() const {
+        return {&m_fastCoding[0], &m_fastCoding[1]};
+    }
     std::uint8_t* WriteJpegHeader(std::uint8_t* out, int width, int height, int mode) const;
     static void HuffmanEncode(const Block& coefficients, const BlockCoding& coding, int& predictor,
                               BitWriter& bits);

@@ -71,13 +71,16 @@ Quantizer::Quantizer(const QuantTable& table) {
 
 // Multiplying with the reciprocal is exact here: it exceeds 2^32 / divisor by at most 1, so that the quotient
 // is right for every dividend below 2^32 / divisor; divisors stay below 2^12 and the dividends below 2^19.
+std::int32_t Quantizer::Quantize(std::int32_t coefficient, std::size_t k) const {
+    const auto dividend =
+        static_cast<std::uint32_t>((coefficient < 0 ? -coefficient : coefficient) + m_half[k]);
+    const auto quotient = static_cast<std::int32_t>(dividend * m_reciprocal[k] >> 32);
+    return coefficient < 0 ? -quotient : quotient;
+}
+
 void Quantizer::Quantize(Block& coefficients) const {
-    for (unsigned k = 0; k < 64; ++k) {
-        const std::int32_t c = coefficients[k];
-        const auto dividend = static_cast<std::uint32_t>((c < 0 ? -c : c) + m_half[k]);
-        const auto quotient = static_cast<std::int32_t>(dividend * m_reciprocal[k] >> 32);
-        coefficients[k] = c < 0 ? -quotient : quotient;
-    }
+    for (std::size_t k = 0; k < 64; ++k)
+        coefficients[k] = Quantize(coefficients[k], k);
 }
 
 }  // namespace lumato::jpeg

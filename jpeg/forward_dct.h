@@ -30,6 +30,8 @@ class Quantizer {
     explicit Quantizer(const QuantTable& table);
 
     void Quantize(Block& coefficients) const;
+    // One coefficient, at natural index `k`.
+    [[nodiscard]] std::int32_t Quantize(std::int32_t coefficient, std::size_t k) const;
 
   private:
     std::array<std::int32_t, 64> m_half;         // half the divisor, rounded down

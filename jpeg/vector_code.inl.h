@@ -26,14 +26,14 @@ struct GroupMasks {
     std::uint8_t rows[8 * kGroup + 8];
 };
 
-// Quantizes a group of blocks in place.
-HWY_INLINE void QuantizeGroup(const WordQuantizer& quantizer, std::int16_t* coefficients, GroupMasks& masks) {
+// Quantizes a group of blocks; `quantized` may be `coefficients`.
+HWY_INLINE void QuantizeGroup(const WordQuantizer& quantizer, const std::int16_t* coefficients,
+                              std::int16_t* quantized, GroupMasks& masks) {
     const WordTag words;
     const UnsignedWordTag unsignedWords;
     const std::size_t lanes = hn::Lanes(words);
     for (std::size_t row = 0; row < 8; ++row) {
-        std::int16_t* const at = coefficients + row * lanes;
-        const Words value = hn::LoadU(words, at);
+        const Words value = hn::LoadU(words, coefficients + row * lanes);
         const UnsignedWords magnitude = hn::BitCast(unsignedWords, hn::Abs(value));
         const UnsignedWords dividend =
             hn::ShiftLeft<2>(magnitude) + hn::LoadDup128(unsignedWords, quantizer.half4 + row * 8);
@@ -41,9 +41,9 @@ HWY_INLINE void QuantizeGroup(const WordQuantizer& quantizer, std::int16_t* coef
             hn::MulHigh(hn::MulHigh(dividend, hn::LoadDup128(unsignedWords, quantizer.reciprocal + row * 8)),
                         hn::LoadDup128(unsignedWords, quantizer.shift + row * 8));
         const Words sign = hn::BroadcastSignBit(value);
-        const Words quantized = (hn::BitCast(words, quotient) ^ sign) - sign;
-        hn::StoreU(quantized, words, at);
-        hn::StoreMaskBits(words, hn::Ne(quantized, hn::Zero(words)), masks.rows + row * kGroup);
+        const Words result = (hn::BitCast(words, quotient) ^ sign) - sign;
+        hn::StoreU(result, words, quantized + row * lanes);
+        hn::StoreMaskBits(words, hn::Ne(result, hn::Zero(words)), masks.rows + row * kGroup);
     }
 }
 
@@ -124,7 +124,7 @@ struct CodedRow {
     void Quantize(const WordQuantizer& quantizer, std::size_t blocks, std::int16_t* row) {
         coefficients = row;
         for (std::size_t block = 0; block < blocks; block += kGroup)
-            QuantizeGroup(quantizer, row + block * 64, masks[block / kGroup]);
+            QuantizeGroup(quantizer, row + block * 64, row + block * 64, masks[block / kGroup]);
     }
     HWY_INLINE void Code(const FastCoding& coding, std::size_t block, int& predictor,
                          FastBitWriter& bits) const {
@@ -172,12 +172,84 @@ void CodeChunkHere(const std::array<const FastCoding*, 2>& codings, const McuGri
     position.out = bits.Position();
 }
 
+// Counts the bits of a block's coefficients behind the first one, from its mask in the order of the scan.
+HWY_INLINE SizeBits CountBlock(const SizeCodes& sizes, const std::int16_t* block, std::uint64_t mask) {
+    SizeBits bits;
+    unsigned last = 0;
+    for (mask &= ~std::uint64_t{1}; mask != 0; mask &= mask - 1) {
+        const auto place = static_cast<unsigned>(std::countr_zero(mask));
+        bits += sizes.Value(place - last - 1, block[ScanOffsets<kGroup>[place]]);
+        last = place;
+    }
+    bits += sizes.Tail(63 - last);
+    return bits;
+}
+
+// What a row of blocks takes, but for the first coefficients, which are left for later.
+struct CountedRow {
+    SizeBits bits[kChunkBlocks];
+    std::int16_t first[kChunkBlocks];
+    std::int16_t unquantized[kChunkBlocks];
+
+    void Count(const FastCoding& coding, std::size_t blocks, const std::int16_t* row) {
+        alignas(64) std::int16_t quantized[64 * kGroup];
+        GroupMasks masks;
+        for (std::size_t block = 0; block < blocks; ++block) {
+            const std::size_t within = block % kGroup;
+            if (within == 0)
+                QuantizeGroup(coding.quantizer, row + block * 64, quantized, masks);
+            const std::int16_t* const coefficients = quantized + within * 8;
+            bits[block] = CountBlock(*coding.sizes, coefficients, ScanMask<kGroup>(masks.rows + within));
+            first[block] = coefficients[0];
+            unquantized[block] = row[BlockStart(block, kGroup)];
+        }
+    }
+    HWY_INLINE SizeBits Of(const SizeCodes& sizes, std::size_t block, int& predictor,
+                           std::int16_t*& firsts) const {
+        SizeBits all = bits[block];
+        all.sums += sizes.First(first[block] - predictor);  // to the exact half alone
+        predictor = first[block];
+        if (firsts != nullptr)
+            *firsts++ = unquantized[block];
+        return all;
+    }
+};
+
+void CountChunkHere(const std::array<const FastCoding*, 2>& codings, const McuGrid& grid, int mcus,
+                    const ChunkCoefficients& coefficients, SizeCount& count) {
+    const FastCoding& luminance = *codings[0];
+    const FastCoding& chrominance = *codings[1];
+    const auto mcuCount = static_cast<std::size_t>(mcus);
+    const std::size_t across = grid.wide ? 2 : 1;
+    const std::size_t down = grid.tall ? 2 : 1;
+    CountedRow cb;
+    CountedRow cr;
+    CountedRow luma[2];
+    cb.Count(chrominance, mcuCount, coefficients.cb);
+    cr.Count(chrominance, mcuCount, coefficients.cr);
+    for (std::size_t row = 0; row < down; ++row)
+        luma[row].Count(luminance, mcuCount * across, coefficients.luma[row]);
+
+    std::array<int, 3>& predictors = count.predictors;
+    for (std::size_t mcu = 0; mcu < mcuCount; ++mcu) {
+        SizeBits bits = cb.Of(*chrominance.sizes, mcu, predictors[1], count.firsts);
+        bits += cr.Of(*chrominance.sizes, mcu, predictors[2], count.firsts);
+        for (std::size_t row = 0; row < down; ++row) {
+            for (std::size_t column = 0; column < across; ++column)
+                bits += luma[row].Of(*luminance.sizes, mcu * across + column, predictors[0], count.firsts);
+        }
+        count.bytes += (bits.Exact() + 7) / 8;
+        if (count.leastBits != nullptr)
+            *count.leastBits++ = static_cast<std::uint16_t>(bits.Least());
+    }
+}
+
 void QuantizeBlocksHere(const WordQuantizer& quantizer, std::size_t blocks, std::int16_t* coefficients,
                         std::uint64_t* masks) {
     GroupMasks groupMasks;
     for (std::size_t block = 0; block < blocks; ++block) {
         if (block % kGroup == 0)
-            QuantizeGroup(quantizer, coefficients + block * 64, groupMasks);
+            QuantizeGroup(quantizer, coefficients + block * 64, coefficients + block * 64, groupMasks);
         masks[block] = 0;
         for (std::size_t row = 0; row < 8; ++row)
             masks[block] |= std::uint64_t{groupMasks.rows[row * kGroup + block % kGroup]} << (8 * row);

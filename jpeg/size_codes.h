@@ -1,0 +1,65 @@
+// Symbols to sizes: how many bits coding takes, and how few it could take at any higher quality.
+//
+// Constant after construction.
+#pragma once
+
+#include <array>
+#include <bit>
+#include <cstdint>
+#include <cstdlib>
+
+#include "jpeg/huffman_code.h"
+
+namespace lumato::jpeg {
+
+// Two sums of bits in one number, for sums below 2^16: the low half counts what is there. The high half
+// counts the least that the same coefficients and any larger ones in their places could take.
+//
+// A higher quality divides by less, so no coefficient's magnitude shrinks. It does not follow that no block
+// does: where a value appears in a run of zeros, two short codes may take less than the long one did.
+struct SizeBits {
+    std::uint32_t sums = 0;
+
+    [[nodiscard]] static constexpr SizeBits Of(int exact, int least) {
+        return {static_cast<std::uint32_t>(exact) | static_cast<std::uint32_t>(least) << 16};
+    }
+    [[nodiscard]] constexpr std::uint32_t Exact() const { return sums & 0xFFFF; }
+    [[nodiscard]] constexpr std::uint32_t Least() const { return sums >> 16; }
+    constexpr SizeBits& operator+=(SizeBits other) {
+        sums += other.sums;
+        return *this;
+    }
+};
+
+class SizeCodes {
+  public:
+    SizeCodes(const tag_HUFFMAN_TABLE& dc, const tag_HUFFMAN_TABLE& ac);
+
+    // The first coefficient of a block, by its difference to the last block's: exactly. Nothing bounds it at
+    // other qualities but quantizing both coefficients again.
+    [[nodiscard]] std::uint32_t First(int difference) const {
+        return m_first[CategoryOf(std::abs(difference))];
+    }
+    // Another coefficient, behind `run` zeros (0 to 62).
+    [[nodiscard]] SizeBits Value(unsigned run, int value) const {
+        return m_values[run * kCategories + CategoryOf(std::abs(value))];
+    }
+    // The zeros (0 to 63) behind the last coefficient.
+    [[nodiscard]] SizeBits Tail(unsigned zeros) const { return m_tails[zeros]; }
+
+  private:
+    static constexpr std::size_t kCategories = 16;
+    static constexpr std::size_t kPlaces = 64;
+
+    static unsigned CategoryOf(int magnitude) {
+        return static_cast<unsigned>(std::bit_width(static_cast<unsigned>(magnitude)));
+    }
+    void FillValues(const tag_HUFFMAN_TABLE& ac);
+    void FillTails(const tag_HUFFMAN_TABLE& ac);
+
+    std::array<std::uint32_t, kCategories> m_first;
+    std::array<SizeBits, kPlaces * kCategories> m_values;
+    std::array<SizeBits, kPlaces> m_tails;
+};
+
+}  // namespace lumato::jpeg
