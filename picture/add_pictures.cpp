@@ -63,16 +63,14 @@ class Addition {
         const int placesAfter = limit - m_store.gmyTotalePictureNum;
         const int free = m_store.TotolFlashSizeForPic;
         const int budget = placesAfter > 0 ? free / placesAfter : free;
-        int size = 0;
         int quality = m_store.G_PicQuality;
-        do {
-            size = EncodeAt(quality);
-            if (size <= 0)
-                return Refuse(kCannotEncode, m_encoder.LastError());
-            if (size <= budget)
-                return AddedPicture{m_name, size, quality};
-            quality -= kQualityStep;
-        } while (quality > 0);
+        const int size = m_encoder.EnCodeWithin(Source(), store::StreamPath(m_name), Width(), Height(),
+                                                quality, kQualityStep, budget, m_store.G_YValue);
+        Pictures().G_CurQuanlity = quality;
+        if (size <= 0)
+            return Refuse(kCannotEncode, m_encoder.LastError());
+        if (size <= budget)
+            return AddedPicture{m_name, size, quality};
         return RefuseForRoom(kNoQualityFits,
                              "no room: even at the lowest quality it takes " + std::to_string(size) +
                                  " bytes, and its share of the frame is " + std::to_string(budget));
@@ -80,7 +78,8 @@ class Addition {
 
     Result<AddedPicture> EncodeOnce() {
         const int quality = Pictures().G_CurQuanlity;
-        const int size = EncodeAt(quality);
+        const int size = m_encoder.EnCode(Source(), store::StreamPath(m_name), Width(), Height(), quality,
+                                          m_store.G_YValue);
         if (size <= 0)
             return Refuse(kCannotEncode, m_encoder.LastError());
         if (size <= m_store.TotolFlashSizeForPic)
@@ -90,11 +89,8 @@ class Addition {
                                  std::to_string(m_store.TotolFlashSizeForPic) + " are free on the frame");
     }
 
-    int EncodeAt(int quality) {
-        Pictures().G_CurQuanlity = quality;
-        return m_encoder.EnCode(Source(), store::StreamPath(m_name), static_cast<int>(m_store.gmyLcdWidth),
-                                static_cast<int>(m_store.gmyLcdHeight), quality, m_store.G_YValue);
-    }
+    [[nodiscard]] int Width() const { return static_cast<int>(m_store.gmyLcdWidth); }
+    [[nodiscard]] int Height() const { return static_cast<int>(m_store.gmyLcdHeight); }
 
     tl::unexpected<Error> RefuseForRoom(const Message& note, std::string reason) {
         std::error_code ignored;

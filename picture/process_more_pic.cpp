@@ -2,6 +2,7 @@
 
 #include "base/printable.h"
 #include "picture/add_pictures.h"
+#include "picture/import_ahead.h"
 #include "picture/messages.h"
 #include "store/transfer.h"
 
@@ -13,8 +14,10 @@ std::string NameFor(const Path& file) {
 }
 
 // Selects, poses and adds one file. True when the batch goes on.
-bool AddOne(const Path& file, const Pose& pose, AfterRefusal policy, BatchReport& report) {
-    Result<void> selected = SelectOnePicture(file, false);
+bool AddOne(const Path& file, ImportAhead& imports, const Pose& pose, AfterRefusal policy,
+            BatchReport& report) {
+    ReleaseSelection();
+    Result<void> selected = SelectImported(file, imports.Next());
     if (!selected) {
         report.refused.push_back({file, std::move(selected).error(), true});
         return true;
@@ -73,12 +76,14 @@ class StillView {
 
 BatchReport AddPictures(const std::vector<Path>& files, const Pose& pose, AfterRefusal policy,
                         const BatchProgress& progress) {
+    const store::StoreState& store = store::Store();
+    ImportAhead imports(files, store.gmyLcdWidth, store.gmyLcdHeight);
     BatchReport report;
     auto file = files.begin();
     for (bool goOn = true; goOn && file != files.end() && store::FrameOnline(); ++file) {
         if (progress)
             progress(static_cast<std::size_t>(file - files.begin()));
-        goOn = AddOne(*file, pose, policy, report);
+        goOn = AddOne(*file, imports, pose, policy, report);
     }
     report.notTried.assign(file, files.end());
     return report;

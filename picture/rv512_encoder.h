@@ -3,6 +3,10 @@
 // Nothing survives a call. Separate calls may run on different threads, on different files.
 #pragma once
 
+#include <cstdint>
+#include <functional>
+#include <optional>
+
 #include "base/error.h"
 #include "base/file.h"
 #include "store/codec_port.h"
@@ -19,6 +23,13 @@ class CRv512Encoder : public store::CodecPort {
     // written, or 0: then nothing stands under the destination's name that was not there before.
     int EnCode(const Path& source, const Path& destination, int width, int height, int quality, int yValue);
 
+    // Encodes at the first of the qualities `quality`, `quality` - `step`, ... above 0 whose stream has at
+    // most `budget` bytes; the same files as EnCode() at one after the other writes. Returns the size of what
+    // was written, which is the lowest quality's stream when none fits, or 0. Sets `quality` to the one
+    // written.
+    int EnCodeWithin(const Path& source, const Path& destination, int width, int height, int& quality,
+                     int step, int budget, int yValue);
+
     bool DeCode(const Path& source, const Path& destination, int width, int height) override;
 
     // Why the last call failed; for messages. Requires: asked on the thread that called.
@@ -28,8 +39,13 @@ class CRv512Encoder : public store::CodecPort {
     [[nodiscard]] int LastHeight() const { return m_lastHeight; }
 
   private:
-    Result<int> EncodeFile(const Path& source, const Path& destination, int width, int height, int quality,
-                           int mode) const;
+    // How a picture's pixels become a stream: the bytes written to `out`, or nothing.
+    using Encoding = std::function<std::optional<int>(const std::uint8_t* pixels, std::uint8_t* out)>;
+
+    Result<int> EncodeFile(const Path& source, const Path& destination, int width, int height, int mode,
+                           const Encoding& encode) const;
+    int Guarded(const Path& source, const Path& destination, int width, int height, int mode,
+                const Encoding& encode);
 
     Links m_links;
     int m_lastWidth = 0;

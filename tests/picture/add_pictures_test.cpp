@@ -1,6 +1,7 @@
 // Adding pictures: fitting, budgets and qualities, refusals that leave nothing behind, batches.
 #include "picture/add_pictures.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <random>
@@ -322,6 +323,50 @@ TEST_F(AddPicturesTest, TheOtherPolicyGoesOn) {
     ASSERT_EQ(report.refused.size(), 1U);
     EXPECT_EQ(report.refused[0].file, files[0]);
     EXPECT_TRUE(report.notTried.empty());
+}
+
+// Files are imported ahead, on several threads; nothing of it may show. The last places' shares depend on
+// what was added before, and some files are no pictures.
+TEST_F(AddPicturesTest, ABatchComesToWhatAddingOneByOneComesTo) {
+    std::vector<Path> files;
+    for (int i = 0; i < 14; ++i) {
+        const std::string name = std::to_string(i) + ".bmp";
+        files.push_back(i % 5 == 3 ? MakeText(name)
+                                   : MakeFile(name, 700 - 40 * i, 200 + 30 * i, i % 3 == 1 ? 0 : 9 * i));
+    }
+    UseLcd(320, 240);
+    const Pose pose{.rotate = 5, .x = 11};
+    const auto addAll = [&](const std::vector<std::vector<Path>>& batches) {
+        m_store.gmyPictureData.reset(store::CreateList());
+        Count(0);
+        m_store.G_TotalPicNum = 9;
+        m_store.TotolFlashSizeForPic = 150'000;
+        m_status.notes.clear();
+        std::vector<std::string> outcome;
+        for (const std::vector<Path>& batch : batches) {
+            const BatchReport report = AddPictures(batch, pose, AfterRefusal::GoOn);
+            for (const auto& [file, picture] : report.added)
+                outcome.push_back(file.string() + picture.name + " " + std::to_string(picture.bytes) + " " +
+                                  std::to_string(picture.quality));
+            for (const BatchReport::Refused& refused : report.refused)
+                outcome.push_back(refused.file.string() + refused.reason.message + refused.reason.cause);
+        }
+        for (int i = 1; i <= m_store.gmyTotalePictureNum; ++i) {
+            const std::string name = "Picture" + std::to_string(i) + ".bmp";
+            for (const Path& path : {store::BitmapPath(name), store::StreamPath(name)}) {
+                const auto bytes = Bytes(path);
+                outcome.emplace_back(bytes.begin(), bytes.end());
+            }
+        }
+        std::sort(outcome.begin(), outcome.end());
+        return std::pair(outcome, m_status.notes);
+    };
+    std::vector<std::vector<Path>> single;
+    for (const Path& file : files)
+        single.push_back({file});
+    const auto expected = addAll(single);
+    EXPECT_EQ(m_store.gmyTotalePictureNum, 9);
+    EXPECT_TRUE(addAll({files}) == expected);
 }
 
 TEST_F(AddPicturesTest, ABatchEndsWithoutTheFrame) {
