@@ -3,6 +3,8 @@
 // Main thread only.
 #pragma once
 
+#include "platform/volumes.h"
+
 namespace lumato::app {
 
 struct AppState {
@@ -10,6 +12,9 @@ struct AppState {
     int onlineTasks = 0;
     // A download or a batch was started, and its refresh event has not yet been handled.
     bool transferStarted = false;
+    // The computer's, borrowed; null: none. Not those of platform::Services, for the link would unmount the
+    // frame's on the main thread; FrameLink has a task do that.
+    platform::Volumes* volumes = nullptr;
 };
 
 AppState& App();

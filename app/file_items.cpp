@@ -7,8 +7,8 @@
 #include <fstream>
 #include <system_error>
 
+#include "app/app_state.h"
 #include "app/texts.h"
-#include "platform/services.h"
 
 namespace lumato::app {
 namespace {
@@ -105,13 +105,14 @@ std::vector<ItemID> GetSystemDisk(FileItems& items) {
     const auto append = [&](const Path& root, const QString& name) {
         ids.push_back(items.Append({.spec = root, .name = name, .isFolder = 1}).itemID);
     };
-    platform::Volumes* volumes = platform::CurrentServices().volumes;
+    const Path home = PathOf(QDir::homePath());
+    platform::Volumes* volumes = App().volumes;
     append("/", Localized("VOLUME_COMPUTER", "Computer"));
-    append(PathOf(QDir::homePath()), Localized("VOLUME_HOME", "Home"));
+    append(home, Localized("VOLUME_HOME", "Home"));
     if (volumes == nullptr)
         return ids;
     for (const platform::Volume& volume : volumes->List()) {
-        if (volume.root != "/" && !IsFrameVolume(volume.root))
+        if (volume.root != "/" && volume.root != home && !IsFrameVolume(volume.root))
             append(volume.root, ShownName(volume.name));
     }
     return ids;

@@ -39,14 +39,19 @@ class FrameLink::WatchedBus : public platform::Bus, private platform::BusListene
     platform::BusListener* m_listener = nullptr;
 };
 
-FrameLink::FrameLink(store::StatusPort& status)
-    : m_status(status), m_watchedBus(std::make_unique<WatchedBus>(*this, m_virtualBus)) {
+FrameLink::FrameLink(store::StatusPort& status, const Surroundings& surroundings)
+    : m_status(status),
+      m_volumes(surroundings.volumes),
+      m_buses(m_virtualBus, surroundings.hardware, [this] { EjectFrame(); }),
+      m_watchedBus(std::make_unique<WatchedBus>(*this, m_buses)) {
     platform::Services& services = platform::CurrentServices();
     services.clock = &m_clock;
     services.bus = m_watchedBus.get();
     store::StoreState& store = store::Store();
     store.status = &status;
     store.MyJPG = &m_codec;
+    store.statePath = surroundings.stateFolder;
+    App().volumes = surroundings.volumes;
 }
 
 FrameLink::~FrameLink() {
@@ -81,6 +86,11 @@ std::vector<std::uint8_t> FrameLink::VirtualFlash() const {
     return const_cast<vframe::VirtualBus&>(m_virtualBus).Frame(*m_virtualFrame).FlashBytes();
 }
 
+bool FrameLink::UsesHardware() const {
+    const device::LinkState& link = device::Link();
+    return link.DeviceStatus && (m_virtualFrame == nullptr || link.frameName != m_virtualFrame->Name());
+}
+
 bool FrameLink::StartTask(std::function<void()> body) {
     if (!MainThreadOwns() || !store::StartTransfer())
         return false;
@@ -93,7 +103,9 @@ bool FrameLink::StartDownload(std::function<void(bool)> done) {
     if (!MainThreadOwns() || !store::BeginDownload())
         return false;
     App().transferStarted = true;
-    m_task = platform::Task([this, done = std::move(done)] {
+    m_task = platform::Task([this, hardware = UsesHardware(), done = std::move(done)] {
+        if (hardware)
+            EjectFrame();
         const bool succeeded = store::TranspotPic();
         QMetaObject::invokeMethod(
             this, [done, succeeded] { done(succeeded); }, Qt::QueuedConnection);
@@ -126,8 +138,16 @@ void FrameLink::SetFlashOffline() {
     QMetaObject::invokeMethod(this, &FrameLink::FrameChanged, Qt::QueuedConnection);
 }
 
+// Run by tasks. The desktop mounts the frame's volume when it finds the frame, and may do so again.
+void FrameLink::EjectFrame() {
+    if (m_volumes != nullptr)
+        device::EjectFrameVolumes(*m_volumes);
+}
+
+// A frame beside the one that is in use changes nothing.
 void FrameLink::ShowLinkError(const Error& error) {
-    store::ShowNote(store::kDeviceNotOnline);
+    if (!device::Link().DeviceStatus)
+        store::ShowNote(store::kDeviceNotOnline);
     m_status.SetNoteDetail(error.message);
 }
 
@@ -136,6 +156,7 @@ void FrameLink::ShowLinkError(const Error& error) {
 void FrameLink::CloseResource() {
     if (std::exchange(m_closed, true))
         return;
+    m_buses.Stop();
     if (!MainThreadOwns() && m_device != nullptr)
         m_device->DevClose();  // ends the tasks that still use what is released below
     m_task.Join();

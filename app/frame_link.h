@@ -1,12 +1,13 @@
 // The frame's side of the window: the bus, the device link, and the tasks that work with the frame.
 //
-// Main thread only, but for what the link calls on its online task.
+// Main thread only, but for what the link and the tasks call.
 #pragma once
 
 #include <QObject>
 #include <functional>
 #include <memory>
 
+#include "app/frame_buses.h"
 #include "device/comm_usb.h"
 #include "picture/rv512_encoder.h"
 #include "platform/linux/system_clock.h"
@@ -20,7 +21,13 @@ class FrameLink : public QObject, private store::StoreFramePort {
     Q_OBJECT
 
   public:
-    explicit FrameLink(store::StatusPort& status);
+    struct Surroundings {
+        platform::Bus* hardware = nullptr;     // where real frames appear; null: none do
+        platform::Volumes* volumes = nullptr;  // null: there are none
+        Path stateFolder;                      // of the journals
+    };
+    // What is borrowed outlives this object.
+    FrameLink(store::StatusPort& status, const Surroundings& surroundings);
     ~FrameLink() override;
 
     // Starts discovery: frames that are there, and come later, go online by themselves.
@@ -32,6 +39,8 @@ class FrameLink : public QObject, private store::StoreFramePort {
     // Pulls the virtual frame's plug, whatever it is doing.
     void DetachVirtualFrame();
     [[nodiscard]] bool HasVirtualFrame() const { return m_virtualFrame != nullptr; }
+    // A frame of hardware is in use.
+    [[nodiscard]] bool UsesHardware() const;
     // A copy of the virtual frame's flash; empty without one.
     [[nodiscard]] std::vector<std::uint8_t> VirtualFlash() const;
 
@@ -57,14 +66,17 @@ class FrameLink : public QObject, private store::StoreFramePort {
   private:
     class WatchedBus;
 
+    void EjectFrame();
     void SetFlashOnline() override;
     void SetFlashOffline() override;
     void ShowLinkError(const Error& error) override;
 
     store::StatusPort& m_status;
+    platform::Volumes* const m_volumes;
     platform::SystemClock m_clock;
     picture::CRv512Encoder m_codec;
     vframe::VirtualBus m_virtualBus;
+    FrameBuses m_buses;
     std::unique_ptr<WatchedBus> m_watchedBus;
     std::unique_ptr<device::CCommUSB> m_device;
     platform::BusService* m_virtualFrame = nullptr;

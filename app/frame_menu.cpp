@@ -39,8 +39,9 @@ FrameMenu::FrameMenu(QMenu* menu, MenuBuilder& builder, FrameLink& link, Setting
 
 void FrameMenu::Refresh() {
     const bool attached = m_link.HasVirtualFrame();
-    m_attach->setEnabled(!attached);
-    m_new->setEnabled(!attached);
+    const bool alone = !attached && !m_link.UsesHardware();
+    m_attach->setEnabled(alone);
+    m_new->setEnabled(alone);
     m_detach->setEnabled(attached);
     m_show->setEnabled(attached);
     m_screen.Refresh();

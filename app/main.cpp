@@ -13,12 +13,13 @@
 #include "app/carbon_app.h"
 #include "app/language_file.h"
 #include "app/main_window.h"
-#include "app/mounted_volumes.h"
 #include "app/texts.h"
+#include "app/usb_watch.h"
 #include "base/printable.h"
+#include "device/comm_usb.h"
 #include "platform/linux/folder_lock.h"
 #include "platform/linux/folders.h"
-#include "platform/services.h"
+#include "platform/linux/mounted_volumes.h"
 #include "text/localized.h"
 
 namespace lumato::app {
@@ -105,13 +106,15 @@ int Run(QApplication& application) {
         return 1;
     }
 
+    platform::MountedVolumes volumes;
+    UsbWatch usb({.family = std::string(device::kFamily)});
+    options.window.hardware = &usb;
+    options.window.volumes = &volumes;
     std::unique_ptr<MainWindow> gMainWindowRef;
     int status = 0;
     {
         CarbonApp carbonApp([&] { gMainWindowRef->QuitApplication(); },
                             [&] { gMainWindowRef->CloseResource(); });
-        MountedVolumes volumes;
-        platform::CurrentServices().volumes = &volumes;
         gMainWindowRef = std::make_unique<MainWindow>(std::move(options.window));
         gMainWindowRef->show();
         QTimer::singleShot(0, gMainWindowRef.get(), [&] { gMainWindowRef->Start(options.frame); });

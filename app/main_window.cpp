@@ -34,7 +34,7 @@ MainWindow::MainWindow(WindowOptions options)
     : m_options(std::move(options)),
       m_settings(m_options.stateFolder),
       m_panel(new ControlPanel(*this)),
-      m_link(*m_panel),
+      m_link(*m_panel, {m_options.hardware, m_options.volumes, m_options.stateFolder}),
       m_loader([this](LoadedPicture loaded) { TakeLoaded(std::move(loaded)); }) {
     store::Store().gmyResousepath = m_options.home;
     TNib nib;

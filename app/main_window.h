@@ -31,6 +31,8 @@ namespace lumato::app {
 
 struct WindowOptions {
     Path home;
+    platform::Bus* hardware = nullptr;     // borrowed; where real frames appear; null: none do
+    platform::Volumes* volumes = nullptr;  // borrowed; null: there are none
     Path stateFolder;
     double pace = 0;          // of virtual frames, as FrameOptions has it
     std::vector<Path> files;  // taken up once a frame is online: one to edit, several to add

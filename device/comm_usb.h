@@ -13,6 +13,7 @@
 #include "platform/bus.h"
 #include "platform/scsi.h"
 #include "platform/task.h"
+#include "platform/volumes.h"
 
 namespace lumato::device {
 
@@ -30,7 +31,7 @@ class FramePort {
     virtual void SetFlashOffline() = 0;
 
     // Why a device that may be a frame cannot be used: another program holds it, no permission, no bus.
-    // Called on the main thread.
+    // Called on the thread that found out.
     virtual void ShowLinkError(const Error& error) { static_cast<void>(error); }
 };
 
@@ -56,6 +57,9 @@ struct LinkState {
 LinkState& Link();
 // Back to the state at program start. Waits for the device-online task.
 void ResetLink();
+
+// EjectMyDPF() for these volumes. What stands in the way is told to the frame port, on the calling thread.
+void EjectFrameVolumes(platform::Volumes& volumes);
 
 class CCommUSB : private platform::BusListener {
   public:

@@ -30,13 +30,15 @@ bool IsFrameVolume(const platform::Volume& volume) {
 }  // namespace
 
 void CCommUSB::EjectMyDPF() {
-    platform::Volumes* volumes = platform::CurrentServices().volumes;
-    if (volumes == nullptr)
-        return;
-    for (const platform::Volume& volume : volumes->List()) {
+    if (platform::Volumes* volumes = platform::CurrentServices().volumes; volumes != nullptr)
+        EjectFrameVolumes(*volumes);
+}
+
+void EjectFrameVolumes(platform::Volumes& volumes) {
+    for (const platform::Volume& volume : volumes.List()) {
         if (!IsFrameVolume(volume))
             continue;
-        const Result<void> ejected = volumes->Eject(volume);
+        const Result<void> ejected = volumes.Eject(volume);
         if (!ejected && Link().frame != nullptr)
             Link().frame->ShowLinkError(ejected.error());
     }

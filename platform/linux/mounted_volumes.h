@@ -1,6 +1,6 @@
 // The computer's mounted volumes: disks that a person would call one, and the home folder.
 //
-// Main thread only.
+// Callable from any thread; an unmounting waits.
 #pragma once
 
 #include <functional>

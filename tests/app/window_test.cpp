@@ -1,153 +1,24 @@
 // The window, driven through its own controls with a virtual frame attached.
-#include <QCheckBox>
 #include <QDir>
-#include <QElapsedTimer>
-#include <QLabel>
-#include <QMessageBox>
-#include <QPainter>
-#include <QProgressBar>
 #include <QPushButton>
 #include <QSignalSpy>
-#include <QTest>
 #include <fstream>
 
 #include "app/app_state.h"
-#include "app/canvas.h"
 #include "app/detail_label.h"
-#include "app/main_window.h"
 #include "picture/picture_state.h"
-#include "store/store.h"
-#include "tests/support/temporary_folder.h"
+#include "tests/app/window_support.h"
 #include "text/localized.h"
-#include "vframe/display.h"
-#include "vframe/flash_image.h"
-#include "vframe/new_frame.h"
 
 namespace lumato::app {
 namespace {
 
-constexpr int kPatience = 20000;     // milliseconds; far more than anything takes
-constexpr qint64 kLongestGap = 300;  // milliseconds; a busy machine under a sanitizer is that slow
-constexpr double kHundredTimesAsFast = 100;
-
-class WindowTest : public QObject {
+class WindowTest : public WindowFixture {
     Q_OBJECT
 
-  private:
-    std::unique_ptr<test::TemporaryFolder> m_folder;
-    std::unique_ptr<MainWindow> m_window;
-
-    Path Pictures() const { return m_folder->Get() / "pictures"; }
-    Path Frame() const { return m_folder->Get() / "test.frame"; }
-
-    template <class Control>
-    Control& Find(ControlId id) {
-        return *FindControlAs<Control>(m_window.get(), id);
-    }
-    void Click(ControlId id) { QTest::mouseClick(&Find<QPushButton>(id), Qt::LeftButton); }
-    LittleArrows& Arrows(ControlId id) { return Find<LittleArrows>(id); }
-    void Type(ControlId id, int value) {
-        Arrows(id).selectAll();
-        QTest::keyClicks(&Arrows(id), QString::number(value));
-        QTest::keyClick(&Arrows(id), Qt::Key_Return);
-    }
-
-    // A picture of 1600 x 1200 with a red left half.
-    static void MakePicture(const Path& file, int width = 1600, int height = 1200) {
-        QImage image(width, height, QImage::Format_RGB32);
-        image.fill(Qt::blue);
-        QPainter(&image).fillRect(0, 0, width / 2, height, Qt::red);
-        QVERIFY(image.save(QString::fromStdString(file.string()), "PNG"));
-    }
-
-    void Open(double pace = 0) {
-        m_window.reset();  // two at once would share their state
-        m_window = std::make_unique<MainWindow>(WindowOptions{
-            .home = m_folder->Get(), .stateFolder = m_folder->Get() / "state", .pace = pace, .files = {}});
-        m_window->resize(1200, 760);
-        m_window->show();
-        QVERIFY(QTest::qWaitForWindowExposed(m_window.get()));
-        m_window->Start(std::nullopt);
-        m_window->Browser().OpenPath(Pictures());
-        QTRY_VERIFY_WITH_TIMEOUT(m_window->Browser().OpenFolder() == Pictures(), kPatience);
-    }
-    void Attach() {
-        m_window->Frames().Attach(Frame());
-        WaitForPanel();
-    }
-    void WaitForPanel() { QTRY_VERIFY_WITH_TIMEOUT(m_window->Panel().IsEnabled(), kPatience); }
-
-    FolderColumn& LastColumn() { return *m_window->Browser().findChildren<FolderColumn*>().last(); }
-    void SelectInBrowser(const char* name, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
-        FolderColumn& column = LastColumn();
-        for (const ItemID id : column.Model().Ids()) {
-            if (m_window->Browser().Items().Find(id)->name != QLatin1String(name))
-                continue;
-            const QRect where = column.visualRect(column.Model().IndexOf(id));
-            QTest::mouseClick(column.viewport(), Qt::LeftButton, modifiers, where.center());
-            return;
-        }
-        QFAIL(name);
-    }
-    void Edit(const char* name) {
-        SelectInBrowser(name);
-        QTRY_VERIFY_WITH_TIMEOUT(!m_window->IsLoading() && picture::Pictures().gmyCGimage != nullptr,
-                                 kPatience);
-    }
-    int Listed() { return m_window->List().Model().rowCount(); }
-    QString Text(ControlId id) { return Find<QLabel>(id).text(); }
-    QMessageBox* Question() { return m_window->findChild<QMessageBox*>(); }
-
-    QPoint OnCanvas(double x, double y) {
-        RectView& view = Find<RectView>(myHIRectID);
-        const Canvas canvas{QSizeF(view.size())};
-        return (canvas.area.topLeft() + QPointF(x, y) * canvas.scale).toPoint();
-    }
-    void Drag(QPoint from, QPoint to) {
-        RectView& view = Find<RectView>(myHIRectID);
-        QTest::mousePress(&view, Qt::LeftButton, {}, from);
-        QTest::mouseMove(&view, (from + to) / 2);
-        QTest::mouseMove(&view, to);
-        QTest::mouseRelease(&view, Qt::LeftButton, {}, to);
-    }
-    // Runs the event loop until `done`; the longest time in milliseconds that it was away.
-    template <class Done>
-    qint64 LongestGapUntil(Done done) {
-        QElapsedTimer whole, sinceLast;
-        whole.start();
-        qint64 longest = 0;
-        while (!done() && whole.elapsed() < kPatience) {
-            sinceLast.restart();
-            QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-            longest = std::max(longest, sinceLast.elapsed());
-        }
-        return longest;
-    }
-    std::size_t ShownByTheFrame() const {
-        const auto flash = vframe::ReadFlashImage(Frame());
-        return vframe::Display::PowerOn(*flash)->Count();
-    }
-
   private slots:
-    void init() {
-        m_folder = std::make_unique<test::TemporaryFolder>();
-        // The browser reaches the test's folder as the user's own.
-        qputenv("HOME", m_folder->Get().c_str());
-        std::filesystem::create_directories(Pictures());
-        std::filesystem::create_directories(m_folder->Get() / "state");
-        text::SetLanguageFile(m_folder->Get() / "Language.ini");
-        MakePicture(Pictures() / "a.png");
-        for (const char* name : {"b.png", "c.png"})
-            std::filesystem::copy_file(Pictures() / "a.png", Pictures() / name);
-        test::PutBytes(Pictures() / "notes.txt", {'h', 'i'});
-        QVERIFY(vframe::CreateFrame(Frame(), {.lcdWidth = 128, .lcdHeight = 128, .flashSize = 1 << 20})
-                    .has_value());
-        Open();
-    }
-    void cleanup() {
-        m_window.reset();
-        m_folder.reset();
-    }
+    void init() { SetUp(); }
+    void cleanup() { TearDown(); }
 
     void everyControlIsThereAndNamed() {
         for (const ControlId id : {kSuitableSizeID, kUpLoadButtnonID, kAddButtonID, kDownLoadButtonID,
@@ -345,45 +216,6 @@ class WindowTest : public QObject {
         QCOMPARE(ShownByTheFrame(), 2U);
     }
 
-    void unpluggingEndsEverythingSafely_data() {
-        QTest::addColumn<QString>("during");
-        for (const char* name : {"reading", "idle", "loading", "batch", "download", "saving", "dragging"})
-            QTest::newRow(name) << QString::fromLatin1(name);
-    }
-    void unpluggingEndsEverythingSafely() {
-        QFETCH(QString, during);
-        Open(kHundredTimesAsFast);
-        m_window->Frames().Attach(Frame());
-        if (during != QLatin1String("reading"))
-            WaitForPanel();
-        if (during == QLatin1String("loading"))
-            SelectInBrowser("a.png");
-        if (during == QLatin1String("batch"))
-            m_window->AddFiles({Pictures() / "a.png", Pictures() / "b.png", Pictures() / "c.png"});
-        if (during == QLatin1String("download") || during == QLatin1String("saving")) {
-            m_window->AddFiles({Pictures() / "a.png"});
-            QTRY_COMPARE_WITH_TIMEOUT(Listed(), 1, kPatience);
-            WaitForPanel();
-        }
-        if (during == QLatin1String("download"))
-            Click(kDownLoadButtonID);
-        if (during == QLatin1String("saving"))
-            m_window->SavePicturesTo(m_folder->Get());
-        if (during == QLatin1String("dragging")) {
-            Edit("a.png");
-            QTest::mousePress(&Find<RectView>(myHIRectID), Qt::LeftButton, {}, OnCanvas(290, 200));
-        }
-        m_window->Link().DetachVirtualFrame();
-        QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns() && !m_window->Panel().IsEnabled() && Listed() == 0,
-                                 kPatience);
-        QTRY_COMPARE(Text(kNotesID), QStringLiteral("Device Not Online!"));
-        QVERIFY(picture::Pictures().gmyCGimage == nullptr);
-        Attach();  // and all is well again
-        Edit("b.png");
-        Click(kAddButtonID);
-        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 1, kPatience);
-    }
-
     void quittingAsksFirst() {
         Attach();
         Edit("a.png");
@@ -446,10 +278,6 @@ class WindowTest : public QObject {
 }  // namespace
 }  // namespace lumato::app
 
-int main(int argc, char** argv) {
-    QApplication application(argc, argv);
-    lumato::app::WindowTest test;
-    return QTest::qExec(&test, argc, argv);
-}
+LUMATO_WINDOW_TEST(lumato::app::WindowTest)
 
 #include "window_test.moc"

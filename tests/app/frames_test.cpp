@@ -1,0 +1,188 @@
+// Real frames in the window: found, come and gone, beside virtual ones, and those that cannot be used.
+#include <atomic>
+#include <thread>
+
+#include "app/usb_watch.h"
+#include "tests/app/window_support.h"
+#include "vframe/virtual_bus.h"
+
+namespace lumato::app {
+namespace {
+
+// One volume, the frame's, which takes its time to be unmounted.
+class SlowVolumes : public platform::Volumes {
+  public:
+    explicit SlowVolumes(Path root) : m_root(std::move(root)) {
+        std::filesystem::create_directories(m_root);
+        test::PutBytes(m_root / "languageunicode.INI", {'x'});
+    }
+    [[nodiscard]] std::vector<platform::Volume> List() override {
+        if (m_unmounted)
+            return {};
+        return {{.name = "FRAME", .root = m_root}};
+    }
+    [[nodiscard]] Result<void> Eject(const platform::Volume&) override {
+        m_begun = true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(500));
+        m_unmounted = true;
+        return {};
+    }
+
+    Path m_root;
+    std::atomic<bool> m_begun{false}, m_unmounted{false};
+};
+
+// A device that cannot be opened.
+class ClosedBus : public platform::Bus, platform::BusService {
+  public:
+    explicit ClosedBus(Error error) : m_error(std::move(error)) {}
+    [[nodiscard]] Result<void> Start(platform::BusListener& listener) override {
+        listener.ServiceAppeared(*this);
+        return {};
+    }
+    [[nodiscard]] std::string Name() const override { return "/dev/sg7"; }
+    [[nodiscard]] Result<std::unique_ptr<platform::ScsiDevice>> Open() override {
+        return tl::unexpected(m_error);
+    }
+
+  private:
+    Error m_error;
+};
+
+class FramesTest : public WindowFixture {
+    Q_OBJECT
+
+    platform::BusService& Plug(vframe::VirtualBus& bus, const char* name) {
+        const Path file = m_folder->Get() / name;
+        std::filesystem::copy_file(Frame(), file, std::filesystem::copy_options::skip_existing);
+        return **bus.Plug(file);
+    }
+
+  private slots:
+    void init() { SetUp(); }
+    void cleanup() { TearDown(); }
+
+    void aFrameComesOnlineAtStartAndOnPlug() {
+        vframe::VirtualBus usb;
+        platform::BusService* frame = &Plug(usb, "real.frame");
+        Open(0, &usb);
+        for (int round = 0; round < 2; ++round) {
+            WaitForPanel();
+            QVERIFY(m_window->Link().UsesHardware());
+            usb.Unplug(*frame);
+            QTRY_VERIFY(!m_window->Panel().IsEnabled());
+            WaitForNote("Device Not Online!");
+            frame = &Plug(usb, "real.frame");
+        }
+        WaitForPanel();
+        AddAndWait({"a.png", "b.png"});
+        Click(kDownLoadButtonID);
+        WaitForNote("DownLoad Finished!");
+        m_window.reset();
+    }
+
+    void itsVolumeIsUnmountedWhileTheWindowLives() {
+        vframe::VirtualBus usb;
+        SlowVolumes volumes(m_folder->Get() / "volume");
+        Open(0, &usb, &volumes);
+        Plug(usb, "real.frame");
+        const qint64 longest = LongestGapUntil([this] { return m_window->Panel().IsEnabled(); });
+        qDebug("longest gap in unmounting: %lld ms", longest);
+        QVERIFY(longest < kLongestGap);
+        QVERIFY(volumes.m_unmounted);
+        volumes.m_unmounted = false;  // the desktop mounts it again
+        AddAndWait({"a.png"});
+        Click(kDownLoadButtonID);
+        WaitForNote("DownLoad Finished!");
+        QVERIFY(volumes.m_unmounted);
+        m_window.reset();
+    }
+
+    void aFrameUnpluggedDuringTheUnmountingIsForgotten() {
+        vframe::VirtualBus usb;
+        SlowVolumes volumes(m_folder->Get() / "volume");
+        Open(0, &usb, &volumes);
+        platform::BusService& first = Plug(usb, "first.frame");
+        QTRY_VERIFY(volumes.m_begun);
+        usb.Unplug(first);
+        Plug(usb, "second.frame");
+        usb.Unplug(Plug(usb, "third.frame"));
+        WaitForPanel();
+        QVERIFY(device::Link().frameName.ends_with("second.frame"));
+        Plug(usb, "fourth.frame");  // and the window closes meanwhile
+        m_window.reset();
+    }
+
+    void aSecondFrameIsNamedAndLeftAlone() {
+        vframe::VirtualBus usb;
+        Open(0, &usb);
+        Attach();
+        platform::BusService& real = Plug(usb, "real.frame");
+        QTRY_VERIFY(Detail().contains(QStringLiteral("real.frame: a second frame")));
+        QCOMPARE(Text(kNotesID), QStringLiteral("No Picture"));
+        QVERIFY(m_window->Panel().IsEnabled());
+        QVERIFY(!m_window->Link().UsesHardware());
+        usb.Unplug(real);
+        AddAndWait({"a.png"});
+        m_window->Link().DetachVirtualFrame();
+        QTRY_VERIFY(!m_window->Panel().IsEnabled());
+
+        Plug(usb, "other.frame");
+        WaitForPanel();
+        const auto attach = m_window->findChildren<QAction*>();
+        const auto found = std::ranges::find_if(
+            attach, [](const QAction* action) { return action->text().startsWith("Attach Virtual"); });
+        QVERIFY(found != attach.end() && !(*found)->isEnabled());
+        m_window->Frames().Attach(Frame());
+        QTRY_VERIFY(Question() != nullptr && Question()->text().contains("connected already"));
+        QVERIFY(m_window->Link().UsesHardware());
+        m_window.reset();
+    }
+
+    void whatCannotBeUsedIsExplained_data() {
+        QTest::addColumn<ErrorKind>("kind");
+        QTest::addColumn<QString>("reason");
+        QTest::newRow("busy") << ErrorKind::Busy << QStringLiteral("/dev/sg7: in use by cat (7)");
+        QTest::newRow("permission") << ErrorKind::Refused << QStringLiteral("/dev/sg7: no permission");
+    }
+    void whatCannotBeUsedIsExplained() {
+        QFETCH(ErrorKind, kind);
+        QFETCH(QString, reason);
+        ClosedBus usb({kind, reason.toStdString()});
+        Open(0, &usb);
+        QTRY_COMPARE(Detail(), reason);
+        WaitForNote("Device Not Online!");
+        QVERIFY(!m_window->Panel().IsEnabled());
+        Attach();  // a virtual one is possible all the same
+        m_window.reset();
+    }
+
+    // The kernel shows the frame, and has no node for it.
+    void theUsbBusItselfIsAsked() {
+        const Path sys = m_folder->Get() / "sys";
+        const Path device = sys / "devices/usb1/host1/1:0:0:0";
+        std::filesystem::create_directories(device);
+        for (const char* bus : {"usb", "scsi/devices"})
+            std::filesystem::create_directories(sys / "bus" / bus);
+        std::filesystem::create_symlink(sys / "bus/usb", sys / "devices/usb1/subsystem");
+        std::filesystem::create_symlink(sys / "bus/scsi", device / "subsystem");
+        std::filesystem::create_symlink(device, sys / "bus/scsi/devices/1:0:0:0");
+        const auto put = [&](const char* name, const std::string& text) {
+            test::PutBytes(device / name, {text.begin(), text.end()});
+        };
+        put("type", "0\n");
+        put("vendor", "QUORVANE\n");
+        put("model", "Photo Frame\n");
+        UsbWatch usb({.family = "quorvane", .sysRoot = sys, .deviceRoot = sys / "dev", .watch = false});
+        Open(0, &usb);
+        QTRY_VERIFY(Detail().contains(QStringLiteral("modprobe sg")));
+        m_window.reset();
+    }
+};
+
+}  // namespace
+}  // namespace lumato::app
+
+LUMATO_WINDOW_TEST(lumato::app::FramesTest)
+
+#include "frames_test.moc"

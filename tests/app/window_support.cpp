@@ -1,0 +1,147 @@
+#include "tests/app/window_support.h"
+
+#include <QElapsedTimer>
+#include <QPainter>
+#include <algorithm>
+
+#include "app/canvas.h"
+#include "app/detail_label.h"
+#include "picture/picture_state.h"
+#include "text/localized.h"
+#include "vframe/display.h"
+#include "vframe/flash_image.h"
+#include "vframe/new_frame.h"
+
+namespace lumato::app {
+
+void WindowFixture::SetUp() {
+    m_folder = std::make_unique<test::TemporaryFolder>();
+    // The browser reaches the test's folder as the user's own.
+    qputenv("HOME", m_folder->Get().c_str());
+    std::filesystem::create_directories(Pictures());
+    std::filesystem::create_directories(State());
+    text::SetLanguageFile(m_folder->Get() / "Language.ini");
+    MakePicture(Pictures() / "a.png");
+    for (const char* name : {"b.png", "c.png"})
+        std::filesystem::copy_file(Pictures() / "a.png", Pictures() / name);
+    test::PutBytes(Pictures() / "notes.txt", {'h', 'i'});
+    QVERIFY(vframe::CreateFrame(Frame(), {.lcdWidth = 128, .lcdHeight = 128, .flashSize = 1 << 20}));
+    Open();
+}
+
+void WindowFixture::TearDown() {
+    m_window.reset();
+    m_folder.reset();
+}
+
+void WindowFixture::MakePicture(const Path& file, int width, int height) {
+    QImage image(width, height, QImage::Format_RGB32);
+    image.fill(Qt::blue);
+    QPainter(&image).fillRect(0, 0, width / 2, height, Qt::red);
+    QVERIFY(image.save(QString::fromStdString(file.string())));
+}
+
+void WindowFixture::Open(double pace, platform::Bus* hardware, platform::Volumes* volumes) {
+    m_window.reset();  // two at once would share their state
+    m_window = std::make_unique<MainWindow>(WindowOptions{.home = m_folder->Get(),
+                                                          .hardware = hardware,
+                                                          .volumes = volumes,
+                                                          .stateFolder = State(),
+                                                          .pace = pace,
+                                                          .files = {}});
+    m_window->resize(1200, 760);
+    m_window->show();
+    QVERIFY(QTest::qWaitForWindowExposed(m_window.get()));
+    m_window->Start(std::nullopt);
+    m_window->Browser().OpenPath(Pictures());
+    QTRY_VERIFY_WITH_TIMEOUT(m_window->Browser().OpenFolder() == Pictures(), kPatience);
+}
+
+void WindowFixture::Attach() {
+    m_window->Frames().Attach(Frame());
+    WaitForPanel();
+}
+
+void WindowFixture::WaitForPanel() {
+    QTRY_VERIFY_WITH_TIMEOUT(m_window->Panel().IsEnabled(), kPatience);
+}
+
+void WindowFixture::WaitForNote(const char* note) {
+    QTRY_COMPARE_WITH_TIMEOUT(Text(kNotesID), QString::fromUtf8(note), kPatience);
+}
+
+void WindowFixture::AddAndWait(const std::vector<const char*>& names) {
+    const int before = Listed();
+    std::vector<Path> files;
+    for (const char* name : names)
+        files.push_back(Pictures() / name);
+    m_window->AddFiles(files);
+    QTRY_COMPARE_WITH_TIMEOUT(Listed(), before + static_cast<int>(files.size()), kPatience);
+    WaitForPanel();
+}
+
+void WindowFixture::Type(ControlId id, int value) {
+    Arrows(id).selectAll();
+    QTest::keyClicks(&Arrows(id), QString::number(value));
+    QTest::keyClick(&Arrows(id), Qt::Key_Return);
+}
+
+void WindowFixture::SelectInBrowser(const char* name, Qt::KeyboardModifiers modifiers) {
+    FolderColumn& column = LastColumn();
+    for (const ItemID id : column.Model().Ids()) {
+        if (m_window->Browser().Items().Find(id)->name != QLatin1String(name))
+            continue;
+        const QRect where = column.visualRect(column.Model().IndexOf(id));
+        QTest::mouseClick(column.viewport(), Qt::LeftButton, modifiers, where.center());
+        return;
+    }
+    QFAIL(name);
+}
+
+void WindowFixture::Edit(const char* name) {
+    SelectInBrowser(name);
+    QTRY_VERIFY_WITH_TIMEOUT(!m_window->IsLoading() && picture::Pictures().gmyCGimage != nullptr, kPatience);
+}
+
+int WindowFixture::Waiting() {
+    const QList<ListedPicture>& pictures = m_window->List().Model().Pictures();
+    return static_cast<int>(
+        std::ranges::count_if(pictures, [](const ListedPicture& picture) { return !picture.inFrame; }));
+}
+
+QString WindowFixture::Detail() {
+    return m_window->findChild<DetailLabel*>()->text();
+}
+
+QPoint WindowFixture::OnCanvas(double x, double y) {
+    RectView& view = Find<RectView>(myHIRectID);
+    const Canvas canvas{QSizeF(view.size())};
+    return (canvas.area.topLeft() + QPointF(x, y) * canvas.scale).toPoint();
+}
+
+void WindowFixture::Drag(QPoint from, QPoint to) {
+    RectView& view = Find<RectView>(myHIRectID);
+    QTest::mousePress(&view, Qt::LeftButton, {}, from);
+    QTest::mouseMove(&view, (from + to) / 2);
+    QTest::mouseMove(&view, to);
+    QTest::mouseRelease(&view, Qt::LeftButton, {}, to);
+}
+
+qint64 WindowFixture::LongestGapUntil(const std::function<bool()>& done, int patience) {
+    QElapsedTimer whole, sinceLast;
+    whole.start();
+    qint64 longest = 0;
+    while (!done() && whole.elapsed() < patience) {
+        sinceLast.restart();
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+        longest = std::max(longest, sinceLast.elapsed());
+    }
+    return longest;
+}
+
+std::size_t WindowFixture::ShownByTheFrame() const {
+    const auto flash = vframe::ReadFlashImage(Frame());
+    return vframe::Display::PowerOn(*flash)->Count();
+}
+
+}  // namespace lumato::app

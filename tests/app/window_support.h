@@ -1,0 +1,80 @@
+// The real window in a test's hands: a home folder of its own with pictures and a virtual frame, and the
+// things that people do, as verbs.
+#pragma once
+
+#include <QCheckBox>
+#include <QLabel>
+#include <QMessageBox>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QTest>
+#include <memory>
+
+#include "app/little_arrows.h"
+#include "app/main_window.h"
+#include "app/rect_view.h"
+#include "tests/support/temporary_folder.h"
+
+namespace lumato::app {
+
+inline constexpr int kPatience = 30000;     // milliseconds; far more than anything takes
+inline constexpr qint64 kLongestGap = 300;  // milliseconds; a busy machine under a sanitizer is that slow
+inline constexpr double kHundredTimesAsFast = 100;
+
+class WindowFixture : public QObject {
+    Q_OBJECT
+
+  protected:
+    // The window stands open, without a frame, over a folder with the pictures a.png, b.png and c.png (1600 x
+    // 1200, the left half red) and notes.txt; Frame() is an empty virtual frame, 128 x 128, 1 MB.
+    void SetUp();
+    void TearDown();
+
+    [[nodiscard]] Path Pictures() const { return m_folder->Get() / "pictures"; }
+    [[nodiscard]] Path Frame() const { return m_folder->Get() / "test.frame"; }
+    [[nodiscard]] Path State() const { return m_folder->Get() / "state"; }
+    static void MakePicture(const Path& file, int width = 1600, int height = 1200);
+
+    // A new window in the place of the last; real frames appear on `hardware`.
+    void Open(double pace = 0, platform::Bus* hardware = nullptr, platform::Volumes* volumes = nullptr);
+    void Attach();
+    void WaitForPanel();
+    void WaitForNote(const char* note);
+    // Puts the files on the list and waits.
+    void AddAndWait(const std::vector<const char*>& names);
+
+    template <class Control>
+    Control& Find(ControlId id) {
+        return *FindControlAs<Control>(m_window.get(), id);
+    }
+    void Click(ControlId id) { QTest::mouseClick(&Find<QPushButton>(id), Qt::LeftButton); }
+    LittleArrows& Arrows(ControlId id) { return Find<LittleArrows>(id); }
+    void Type(ControlId id, int value);
+    FolderColumn& LastColumn() { return *m_window->Browser().findChildren<FolderColumn*>().last(); }
+    void SelectInBrowser(const char* name, Qt::KeyboardModifiers modifiers = Qt::NoModifier);
+    void Edit(const char* name);
+    int Listed() { return m_window->List().Model().rowCount(); }
+    int Waiting();  // of those, not yet on the frame
+    QString Text(ControlId id) { return Find<QLabel>(id).text(); }
+    QString Detail();
+    QMessageBox* Question() { return m_window->findChild<QMessageBox*>(); }
+
+    QPoint OnCanvas(double x, double y);
+    void Drag(QPoint from, QPoint to);
+
+    // Runs the event loop until `done`; the longest time in milliseconds that it was away.
+    qint64 LongestGapUntil(const std::function<bool()>& done, int patience = kPatience);
+    [[nodiscard]] std::size_t ShownByTheFrame() const;
+
+    std::unique_ptr<test::TemporaryFolder> m_folder;
+    std::unique_ptr<MainWindow> m_window;
+};
+
+}  // namespace lumato::app
+
+#define LUMATO_WINDOW_TEST(Class)               \
+    int main(int argc, char** argv) {           \
+        QApplication application(argc, argv);   \
+        Class test;                             \
+        return QTest::qExec(&test, argc, argv); \
+    }
