@@ -39,6 +39,16 @@ void MainWindow::ShowNote(std::string_view key, std::string_view defaultText, co
     m_panel->SetNoteDetail(detail);
 }
 
+bool MainWindow::RunTask(std::function<void()> work, std::function<void()> then) {
+    return m_link.StartTask([this, work = std::move(work), then = std::move(then)] {
+        store::TransferOwner owner;
+        owner.PostRefresh();
+        work();
+        if (then)
+            QMetaObject::invokeMethod(this, then, Qt::QueuedConnection);
+    });
+}
+
 // The selected files of the folder that was opened last, from its end.
 std::vector<ItemID> MainWindow::CollectBatch() {
     const std::vector<ItemID> selected = m_browser->Selected();
@@ -56,6 +66,8 @@ std::vector<ItemID> MainWindow::CollectBatch() {
 }
 
 void MainWindow::MyAddButtonHandler() {
+    if (m_adding)
+        m_addWhenLoaded = true;  // pressed twice: the next one is meant
     if (!MainThreadOwns() || !store::FrameOnline() || !m_panel->IsEnabled())
         return;
     const store::Rect& rect = store::Store().gmyDrawrect;
@@ -76,12 +88,17 @@ void MainWindow::MyAddButtonHandler() {
         AddEditPicture();
 }
 
+// A task, for composing, encoding and putting it safely on the disk take longer than a window may be away.
 void MainWindow::AddEditPicture() {
     if (picture::Pictures().gmyCGimage == nullptr)
         return;
     ForgetDeletion();
-    if (picture::AddEditPicture())
-        m_unsaved = true;
+    auto added = std::make_shared<bool>(false);
+    m_adding = RunTask([added] { *added = picture::AddEditPicture().has_value(); },
+                       [this, added] {
+                           m_adding = false;
+                           m_unsaved = m_unsaved || *added;
+                       });
 }
 
 void MainWindow::AddFiles(std::vector<Path> files) {
@@ -125,16 +142,14 @@ void MainWindow::MyDelButtonHandler() {
         return;
     m_unsavedBefore = std::exchange(m_unsaved, true);
     m_preview->Clear();
-    m_undo.DeletePictures();
-    ShowUndo();
+    RunTask([this] { m_undo.DeletePictures(); });
 }
 
 void MainWindow::UndoDeletion() {
     if (!MainThreadOwns() || !m_panel->IsEnabled() || !m_undo.IsPossible())
         return;
-    m_undo.Undo();
     m_unsaved = m_unsavedBefore;
-    ShowUndo();
+    RunTask([this] { m_undo.Undo(); });
 }
 
 void MainWindow::ForgetDeletion() {
@@ -143,7 +158,7 @@ void MainWindow::ForgetDeletion() {
 }
 
 void MainWindow::ShowUndo() {
-    m_undoAction->setEnabled(m_undo.IsPossible() && m_panel->IsEnabled());
+    m_undoAction->setEnabled(MainThreadOwns() && m_undo.IsPossible() && m_panel->IsEnabled());
 }
 
 void MainWindow::MyDownLoadButtonHandler() {
@@ -187,14 +202,9 @@ void MainWindow::SavePicturesTo(const Path& folder) {
     if (!m_panel->IsEnabled() || !MainThreadOwns())
         return;
     m_panel->SetControlPanlEnable(false);
-    const bool started = m_link.StartTask([this, folder] {
-        store::TransferOwner owner;
-        owner.PostRefresh();
-        const store::SaveReport report = store::SavePictures(folder);
-        QMetaObject::invokeMethod(
-            this, [this, report] { TakeSaving(report); }, Qt::QueuedConnection);
-    });
-    if (!started)
+    auto report = std::make_shared<store::SaveReport>();
+    if (!RunTask([report, folder] { *report = store::SavePictures(folder); },
+                 [this, report] { TakeSaving(*report); }))
         m_panel->SetControlPanlEnable(true);
 }
 

@@ -9,6 +9,7 @@
 #include "picture/picture_state.h"
 #include "store/local_files.h"
 #include "store/messages.h"
+#include "store/safekeeping.h"
 
 namespace lumato::app {
 
@@ -74,6 +75,7 @@ void MainWindow::SelectNextPicture() {
 }
 
 void MainWindow::SelPicInList(int item) {
+    m_selectedMeanwhile = MainThreadOwns() ? 0 : item;
     if (!MainThreadOwns())
         return;
     store::StoreState& store = store::Store();
@@ -88,6 +90,7 @@ void MainWindow::SelPicInList(int item) {
 void MainWindow::TakeFrameChange() {
     m_loader.Forget();
     m_waiting.reset();
+    m_selectedMeanwhile = 0;
     m_addWhenLoaded = false;
     m_frameMenu->Refresh();
     if (!MainThreadOwns())
@@ -107,8 +110,9 @@ void MainWindow::TakeOnlineEnd() {
         ForgetDeletion();
         picture::ReleaseSelection();
     }
-    m_unsaved = false;
     InvalidWindow();
+    // Pictures may be back that an earlier download did not bring to the frame.
+    m_unsaved = MainThreadOwns() && store::DownloadIsDue();
     if (!MainThreadOwns() || store::LastConnection() != store::Connection::Online)
         return;
     m_panel->UpdateInfo();
@@ -127,6 +131,17 @@ void MainWindow::TakeUpFiles() {
         SelectFile(files.front());
     else
         AddFiles(files);
+}
+
+void MainWindow::ComeForward(std::vector<Path> files) {
+    setWindowState(windowState() & ~Qt::WindowMinimized);
+    show();
+    raise();
+    activateWindow();
+    if (!files.empty())
+        m_options.files = std::move(files);
+    if (MainThreadOwns() && m_panel->IsEnabled() && !m_options.files.empty())
+        TakeUpFiles();
 }
 
 void MainWindow::ShowWhatToDo() {

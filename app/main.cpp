@@ -11,6 +11,7 @@
 #include <optional>
 
 #include "app/carbon_app.h"
+#include "app/first_window.h"
 #include "app/language_file.h"
 #include "app/main_window.h"
 #include "app/texts.h"
@@ -96,6 +97,9 @@ void ConfigureApplication() {
 int Run(QApplication& application) {
     Options options = ParseArguments(application);
     const Result<platform::FolderLock> lock = TakeFolders(options.window);
+    if (!lock && lock.error().kind == ErrorKind::Busy &&
+        FirstWindow::Call(options.window.home, options.window.files))
+        return 0;
     const LanguageFile language(options.window.home / "Language.ini");
     if (lock)
         language.ProvideDefault();
@@ -115,7 +119,10 @@ int Run(QApplication& application) {
     {
         CarbonApp carbonApp([&] { gMainWindowRef->QuitApplication(); },
                             [&] { gMainWindowRef->CloseResource(); });
+        const Path home = options.window.home;
         gMainWindowRef = std::make_unique<MainWindow>(std::move(options.window));
+        const FirstWindow first(
+            home, [&](std::vector<Path> files) { gMainWindowRef->ComeForward(std::move(files)); });
         gMainWindowRef->show();
         QTimer::singleShot(0, gMainWindowRef.get(), [&] { gMainWindowRef->Start(options.frame); });
         status = carbonApp.Run();

@@ -196,10 +196,14 @@ void MainWindow::InvalidWindow() {
         return;
     m_panel->SetControlPanlEnable(whole);
     m_panel->SetDownLoadPrcess(0);
-    if (!whole)
+    if (!whole) {
+        ForgetDeletion();
         picture::ReleaseSelection();
-    else
+    } else {
+        if (m_selectedMeanwhile != 0)
+            SelPicInList(m_selectedMeanwhile);
         m_panel->ShowPictureList(store::Store().gmyTotalePictureNum, store::Store().gmyCurrentSelectItem);
+    }
     m_editPanel->ShowAll();
     m_frameMenu->Refresh();
     if (std::optional<LoadedPicture> waiting = std::exchange(m_waiting, std::nullopt); waiting && whole)

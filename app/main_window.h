@@ -59,6 +59,9 @@ class MainWindow : public QMainWindow {
     // The refresh event: a worker task has ended.
     void InvalidWindow();
 
+    // Another start of the program: this window is shown, and takes up its files.
+    void ComeForward(std::vector<Path> files);
+
     // Asks whether to quit, and does; refused while pictures are transferred.
     void QuitApplication();
     void CloseResource();
@@ -101,6 +104,8 @@ class MainWindow : public QMainWindow {
     void ShowWhatToDo();
 
     // ---- button_handlers.cpp
+    // Has a task work with the store, then carry out `then` on the main thread and post the refresh event.
+    bool RunTask(std::function<void()> work, std::function<void()> then = {});
     [[nodiscard]] std::vector<ItemID> CollectBatch();
     void AddEditPicture();
     void TakeBatch(const picture::BatchReport& report);
@@ -132,7 +137,9 @@ class MainWindow : public QMainWindow {
 
     std::vector<ItemID> SelPicArrayRef;      // chosen for a batch, the last one first
     std::optional<LoadedPicture> m_waiting;  // arrived while a task owned the edit picture
+    int m_selectedMeanwhile = 0;             // in the list, while a task owned the store
     bool m_addWhenLoaded = false;
+    bool m_adding = false;     // the edit picture, in a task
     bool m_firstFrame = true;  // none has been online yet
     bool m_closed = false;
     store::DeletionUndo m_undo;

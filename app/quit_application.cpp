@@ -19,7 +19,7 @@ QString QuitText(std::string_view key, std::string_view defaultText) {
 }
 
 bool Transferring() {
-    return store::Store().gmyIsTransferData || App().transferStarted;
+    return store::Store().gmyIsTransferData || !MainThreadOwns();
 }
 
 }  // namespace

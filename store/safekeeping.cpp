@@ -154,6 +154,18 @@ void ForgetAdditions(const FileData* from, const FileData* last) {
         return;  // they come back at the next connection, where they can be deleted again
 }
 
+Result<void> KeepAsBefore(const std::shared_ptr<Journal>& journal) {
+    if (!Keeping() || journal == nullptr)
+        return {};
+    for (FileData* record = Store().gmyPictureData->sentinel->next; record != nullptr;
+         record = record->next) {
+        if (record->inFrame != 1)
+            LUMATO_TRY_VOID(KeepPicture(*record, 0));
+    }
+    LUMATO_TRY_VOID(SyncStreams(Store().journalFolder, journal->pictures));
+    return Save(*journal);
+}
+
 bool DownloadIsDue() {
     const StoreState& store = Store();
     if (store.resuming || store.gmyPictureData == nullptr)

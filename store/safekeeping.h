@@ -4,6 +4,8 @@
 // Used by the thread that owns the store.
 #pragma once
 
+#include <memory>
+
 #include "store/journal.h"
 #include "store/picture_list.h"
 
@@ -32,6 +34,9 @@ void ForgetJournal();
 // Waiting pictures that are about to be deleted: they do not come back. `last`: the end of the range of
 // records, not included.
 void ForgetAdditions(const FileData* from, const FileData* last);
+
+// A deletion was undone: what waits is kept as it was in that journal, if there was one.
+[[nodiscard]] Result<void> KeepAsBefore(const std::shared_ptr<Journal>& journal);
 
 // Whether the list and the frame differ in what a download would write.
 [[nodiscard]] bool DownloadIsDue();

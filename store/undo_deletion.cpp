@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "store/messages.h"
+#include "store/safekeeping.h"
 #include "store/store.h"
 
 namespace lumato::store {
@@ -49,6 +50,7 @@ void DeletionUndo::Note() {
     m_space = store.TotolFlashSizeForPic;
     m_fileNumber = store.gmyTotalePicture;
     m_selected = store.gmyCurrentSelectItem;
+    m_journal = store.journal;
 }
 
 // All of them: linking is cheaper than finding out which the deletion takes. A bitmap that is missing already
@@ -91,14 +93,19 @@ void DeletionUndo::Undo() {
     store.gmyCurrentSelectItem = m_selected;
     store.TotolFlashSizeForPic = m_space;
     store.G_PictureList = m_table;
+    // They are in the list all the same; a download makes them safe once more, or says why it cannot.
+    const Result<void> kept = KeepAsBefore(m_journal);
     Forget();
     store.status->ShowPictureList(store.gmyTotalePictureNum, store.gmyCurrentSelectItem);
     ShowNumbers();
     ShowNote(kRemaining, store.gmyTotalePictureNum);
+    if (!kept)
+        store.status->SetNoteDetail(kept.error().message);
 }
 
 void DeletionUndo::Forget() {
     m_records.clear();
+    m_journal.reset();
     if (!std::exchange(m_possible, false))
         return;
     std::error_code ignored;

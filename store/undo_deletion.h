@@ -4,6 +4,7 @@
 #pragma once
 
 #include <array>
+#include <memory>
 #include <vector>
 
 #include "store/store_state.h"
@@ -38,6 +39,7 @@ class DeletionUndo {
     std::int32_t m_space = 0;
     std::int32_t m_fileNumber = 0;
     std::int32_t m_selected = 0;
+    std::shared_ptr<Journal> m_journal;  // of the additions that waited then
 };
 
 }  // namespace lumato::store

@@ -1,0 +1,160 @@
+// The plug pulled, and the way out asked for, in every state of the window: nothing hangs, no picture is
+// lost.
+#include <QFileDialog>
+
+#include "app/app_state.h"
+#include "picture/picture_state.h"
+#include "store/store.h"
+#include "tests/app/window_support.h"
+
+namespace lumato::app {
+namespace {
+
+constexpr const char* kStates[] = {"idle",     "loading", "adding", "deleting", "dragging",   "batch",
+                                   "download", "reading", "saving", "question", "save dialog"};
+
+class StatesTest : public WindowFixture {
+    Q_OBJECT
+
+    void OpenWithPictures() {
+        Open(kHundredTimesAsFast);
+        Attach();
+        AddAndWait({"a.png", "b.png"});
+        Click(kDownLoadButtonID);
+        WaitForNote("DownLoad Finished!");
+        WaitForPanel();
+        AddAndWait({"c.png"});
+    }
+    // Three pictures are on the list then, the third not yet on the frame, and this begins.
+    void Enter(const QString& state) {
+        if (state == QLatin1String("loading"))
+            SelectInBrowser("a.png");
+        if (state == QLatin1String("adding") || state == QLatin1String("dragging"))
+            Edit("a.png");
+        if (state == QLatin1String("adding"))
+            Click(kAddButtonID);
+        if (state == QLatin1String("deleting"))
+            m_window->MyDelButtonHandler();
+        if (state == QLatin1String("dragging"))
+            QTest::mousePress(&Find<RectView>(myHIRectID), Qt::LeftButton, {}, OnCanvas(290, 200));
+        if (state == QLatin1String("batch"))
+            m_window->AddFiles({Pictures() / "a.png", Pictures() / "b.png"});
+        if (state == QLatin1String("download"))
+            Click(kDownLoadButtonID);
+        if (state == QLatin1String("reading")) {
+            m_window->Link().DetachVirtualFrame();
+            QTRY_COMPARE(Listed(), 0);
+            m_window->Frames().Attach(Frame());
+        }
+        if (state == QLatin1String("saving"))
+            m_window->SavePicturesTo(m_folder->Get());
+        if (state == QLatin1String("question"))
+            m_window->close();
+        if (state == QLatin1String("save dialog"))
+            Click(kUpLoadButtnonID);
+    }
+    void Rows() {
+        QTest::addColumn<QString>("state");
+        for (const char* state : kStates)
+            QTest::newRow(state) << QString::fromLatin1(state);
+    }
+    static bool IsTransfer(const QString& state) {
+        return QStringList{"batch", "download", "reading", "saving"}.contains(state);
+    }
+
+  private slots:
+    void init() { SetUp(); }
+    void cleanup() { TearDown(); }
+
+    void unpluggingLosesNothing_data() { Rows(); }
+    void unpluggingLosesNothing() {
+        QFETCH(QString, state);
+        OpenWithPictures();
+        Enter(state);
+        m_window->Link().DetachVirtualFrame();
+        QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns() && !m_window->Panel().IsEnabled() && Listed() == 0,
+                                 kPatience);
+        WaitForNote("Device Not Online!");
+        QVERIFY(picture::Pictures().gmyCGimage == nullptr);
+        for (QDialog* dialog : m_window->findChildren<QDialog*>())
+            dialog->reject();
+        // Back again, with what had been added: all of it, but for what the unplugging came before.
+        Attach();
+        const int least = state == QLatin1String("deleting") ? 2 : 3;
+        QTRY_VERIFY_WITH_TIMEOUT(Listed() >= least, kPatience);
+        QCOMPARE(m_window->HasUnsavedChanges(), Waiting() > 0);
+        QTRY_VERIFY(m_window->Panel().IsEnabled());
+        const int listed = Listed();
+        Edit("b.png");
+        Click(kAddButtonID);
+        QTRY_COMPARE_WITH_TIMEOUT(Listed(), listed + 1, kPatience);
+        QTRY_VERIFY(MainThreadOwns());
+        Click(kDownLoadButtonID);
+        WaitForNote("DownLoad Finished!");
+        QCOMPARE(ShownByTheFrame(), static_cast<std::size_t>(listed) + 1);
+    }
+
+    void quittingAsksOrIsRefused_data() { Rows(); }
+    void quittingAsksOrIsRefused() {
+        QFETCH(QString, state);
+        OpenWithPictures();
+        Enter(state);
+        m_window->close();
+        QVERIFY(m_window->isVisible());
+        if (IsTransfer(state)) {
+            QVERIFY(m_window->findChild<QMessageBox*>() == nullptr);
+            WaitForNote("Can not quit application,during transfering data!");
+        }
+        QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns() && m_window->Panel().IsEnabled(), kPatience);
+        m_window->close();
+        QTRY_COMPARE(m_window->findChildren<QMessageBox*>().size(), 1);
+        QCOMPARE(Question()->informativeText().contains(QStringLiteral("differs")),
+                 state != QLatin1String("download"));
+        QTest::keyClick(Question(), Qt::Key_Return);
+        QTRY_VERIFY(device::Link().frame == nullptr);
+        for (QDialog* dialog : m_window->findChildren<QDialog*>())
+            dialog->reject();
+        if (state == QLatin1String("download"))
+            QCOMPARE(ShownByTheFrame(), 3U);
+    }
+
+    void aDownloadThatBrokeOffIsSaidSo() {
+        OpenWithPictures();
+        Click(kDownLoadButtonID);
+        LongestGapUntil([this] { return Find<QProgressBar>(kDownLoadProcessID).value() > 0; });
+        QVERIFY(!MainThreadOwns());
+        m_window->Link().DetachVirtualFrame();
+        QTRY_COMPARE(Listed(), 0);
+        Attach();
+        WaitForNote("A download broke off. No picture is lost: press Download");
+        QCOMPARE(Listed(), 3);
+        QVERIFY(Waiting() >= 1);
+        Click(kDownLoadButtonID);
+        WaitForNote("DownLoad Finished!");
+        QCOMPARE(ShownByTheFrame(), 3U);
+    }
+
+    void whatWasDeletedAndBroughtBackIsKept() {
+        OpenWithPictures();
+        m_window->MyDeleteAllCheckBoxHandler(true);
+        m_window->MyDelButtonHandler();
+        QTRY_COMPARE(Listed(), 0);
+        QTRY_VERIFY(MainThreadOwns());
+        m_window->UndoDeletion();
+        QTRY_COMPARE(Listed(), 3);
+        QTRY_VERIFY(MainThreadOwns());
+        m_window->Link().DetachVirtualFrame();
+        QTRY_COMPARE(Listed(), 0);
+        Attach();
+        QTRY_COMPARE(Listed(), 3);
+        QCOMPARE(Waiting(), 1);
+        WaitForNote("Pictures not yet on the frame are back in the list");
+    }
+};
+
+}  // namespace
+}  // namespace lumato::app
+
+LUMATO_WINDOW_TEST(lumato::app::StatesTest)
+
+#include "states_test.moc"
