@@ -10,9 +10,11 @@
 #include <QTest>
 #include <memory>
 
+#include "app/edit_view.h"
 #include "app/little_arrows.h"
 #include "app/main_window.h"
 #include "app/rect_view.h"
+#include "app/texts.h"
 #include "tests/support/temporary_folder.h"
 
 namespace lumato::app {
