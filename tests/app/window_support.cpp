@@ -3,6 +3,7 @@
 #include <QElapsedTimer>
 #include <QPainter>
 #include <algorithm>
+#include <ctime>
 
 #include "app/canvas.h"
 #include "app/detail_label.h"
@@ -13,6 +14,16 @@
 #include "vframe/new_frame.h"
 
 namespace lumato::app {
+namespace {
+
+// Processor time of this thread.
+qint64 ThreadMilliseconds() {
+    timespec time{};
+    ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return time.tv_sec * 1000 + time.tv_nsec / 1000000;
+}
+
+}  // namespace
 
 void WindowFixture::SetUp() {
     m_folder = std::make_unique<test::TemporaryFolder>();
@@ -131,10 +142,13 @@ qint64 WindowFixture::LongestGapUntil(const std::function<bool()>& done, int pat
     QElapsedTimer whole, sinceLast;
     whole.start();
     qint64 longest = 0;
+    m_longestWork = 0;
     while (!done() && whole.elapsed() < patience) {
         sinceLast.restart();
+        const qint64 worked = ThreadMilliseconds();
         QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
         longest = std::max(longest, sinceLast.elapsed());
+        m_longestWork = std::max(m_longestWork, ThreadMilliseconds() - worked);
     }
     return longest;
 }
