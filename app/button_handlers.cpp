@@ -1,4 +1,5 @@
 // The buttons: add, delete, download, save.
+#include <QApplication>
 #include <QFileDialog>
 #include <algorithm>
 #include <utility>
@@ -14,6 +15,9 @@
 
 namespace lumato::app {
 namespace {
+
+// Who turned to something else meanwhile is told of its end.
+constexpr qint64 kLongDownload = 5000;  // milliseconds
 
 // Folders stand for the files that are in them. On the worker: folders can be large.
 std::vector<Path> FilesOf(const std::vector<Path>& dropped) {
@@ -165,6 +169,7 @@ void MainWindow::MyDownLoadButtonHandler() {
     if (!m_link.StartDownload([this](bool succeeded) { TakeDownload(succeeded); }))
         return;
     ForgetDeletion();
+    m_downloadTime.start();
     m_desktop.InhibitSleep(Localized("DOWNLOAD_PICS_TIPS", "Download Pictures(s)"));
 }
 
@@ -172,7 +177,7 @@ void MainWindow::TakeDownload(bool succeeded) {
     m_desktop.AllowSleep();
     if (succeeded)
         m_unsaved = false;
-    if (!isActiveWindow())
+    if (m_downloadTime.elapsed() >= kLongDownload && QApplication::activeWindow() == nullptr)
         m_desktop.Notify(windowTitle(), m_panel->Note());
 }
 

@@ -16,7 +16,7 @@ class Desktop::Inhibition : public QObject {
         QDBusMessage call = QDBusMessage::createMethodCall(
             QStringLiteral("org.freedesktop.login1"), QStringLiteral("/org/freedesktop/login1"),
             QStringLiteral("org.freedesktop.login1.Manager"), QStringLiteral("Inhibit"));
-        call << QStringLiteral("sleep:shutdown") << QStringLiteral("Lumato") << why
+        call << QStringLiteral("sleep:shutdown:idle") << QStringLiteral("Lumato") << why
              << QStringLiteral("block");
         auto* watcher = new QDBusPendingCallWatcher(QDBusConnection::systemBus().asyncCall(call), this);
         connect(watcher, &QDBusPendingCallWatcher::finished, this, [this](QDBusPendingCallWatcher* ended) {
@@ -47,8 +47,9 @@ void Desktop::Notify(const QString& title, const QString& text) {
     QDBusMessage call = QDBusMessage::createMethodCall(
         QStringLiteral("org.freedesktop.Notifications"), QStringLiteral("/org/freedesktop/Notifications"),
         QStringLiteral("org.freedesktop.Notifications"), QStringLiteral("Notify"));
+    const QVariantMap hints{{QStringLiteral("desktop-entry"), QStringLiteral("lumato")}};
     call << QStringLiteral("Lumato") << 0U << QStringLiteral("lumato") << title << text << QStringList()
-         << QVariantMap() << -1;
+         << hints << -1;
     QDBusConnection::sessionBus().send(call);
 }
 

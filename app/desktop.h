@@ -17,7 +17,7 @@ class Desktop : public QObject {
     explicit Desktop(QObject* parent = nullptr);
     ~Desktop() override;
 
-    // Holds sleep and shutdown off until AllowSleep(); `why` is for people.
+    // Holds sleep, shutdown and what an idle computer does off until AllowSleep(); `why` is for people.
     void InhibitSleep(const QString& why);
     void AllowSleep();
 

@@ -4,6 +4,7 @@
 // button_handlers.cpp has the buttons, quit_application.cpp the way out.
 #pragma once
 
+#include <QElapsedTimer>
 #include <QMainWindow>
 #include <QMessageBox>
 #include <QPointer>
@@ -127,6 +128,7 @@ class MainWindow : public QMainWindow {
     FrameLink m_link;
     PictureLoader m_loader;
     Desktop m_desktop;
+    QElapsedTimer m_downloadTime;
     std::unique_ptr<EditPanel> m_editPanel;
     std::unique_ptr<MenuBuilder> m_menus;
     FrameMenu* m_frameMenu = nullptr;
