@@ -47,8 +47,28 @@ FolderColumn* DiskBrowser::AddColumn(ItemID folder) {
     connect(column, &FolderColumn::SelectionChanged, this, [this, column] { TakeSelection(column); });
     connect(column, &FolderColumn::LeaveTo, this, [this, column](int to) { Leave(column, to); });
     ShowTexts();
-    ShowLastColumn();
+    SizeColumns();
     return column;
+}
+
+void DiskBrowser::resizeEvent(QResizeEvent* event) {
+    QScrollArea::resizeEvent(event);
+    SizeColumns();
+}
+
+// As many whole columns as there is room for, so that none is cut at the edge.
+void DiskBrowser::SizeColumns() {
+    if (m_columns.empty())
+        return;
+    const int room = viewport()->width();
+    const int gap = m_layout->spacing();
+    const int fitting = std::max(1, (room + gap) / (m_columns.front()->minimumSizeHint().width() + gap));
+    const int shown = std::min(fitting, static_cast<int>(m_columns.size()));
+    const int width = (room + gap) / shown - gap;
+    for (FolderColumn* column : m_columns)
+        column->setFixedWidth(width);
+    m_layout->setContentsMargins(0, 0, room - shown * (width + gap) + gap, 0);
+    ShowLastColumn();
 }
 
 // The records go with their columns, the newest first.
@@ -66,6 +86,7 @@ void DiskBrowser::CloseColumnsBehind(std::size_t column) {
         last->hide();
         last->deleteLater();
     }
+    SizeColumns();
 }
 
 std::size_t DiskBrowser::PositionOf(const FolderColumn* column) const {

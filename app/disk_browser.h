@@ -47,7 +47,11 @@ class DiskBrowser : public QScrollArea {
     void SelectionSetChanged();
     void FolderOpened(const Path& folder);
 
+  protected:
+    void resizeEvent(QResizeEvent* event) override;
+
   private:
+    void SizeColumns();
     FolderColumn* AddColumn(ItemID folder);
     void CloseColumnsBehind(std::size_t column);
     void OpenFolderOf(ItemID item);

@@ -93,6 +93,7 @@ void MainWindow::TakeFrameChange() {
     m_selectedMeanwhile = 0;
     m_addWhenLoaded = false;
     m_frameMenu->Refresh();
+    ShowNoFrameNotice(!device::Link().DeviceStatus);
     if (!MainThreadOwns())
         return;
     ForgetDeletion();
@@ -144,11 +145,18 @@ void MainWindow::ComeForward(std::vector<Path> files) {
         TakeUpFiles();
 }
 
+void MainWindow::ShowNoFrameNotice(bool show) {
+    m_noFrame->setVisible(show);
+    FindControlAs<RectView>(this, myHIRectID)->MakeRoomForNotice(show);
+}
+
 void MainWindow::ShowWhatToDo() {
+    const QString hint =
+        Localized("CONNECT_HINT", "Connect your photo frame, or attach a virtual one from the Frame menu");
+    m_noFrame->SetText(hint);
+    ShowNoFrameNotice(true);
     store::ShowNote(store::kDeviceNotOnline);
-    m_panel->SetNoteDetail(
-        Localized("CONNECT_HINT", "Connect your photo frame, or attach a virtual one from the Frame menu")
-            .toStdString());
+    m_panel->SetNoteDetail(hint.toStdString());
 }
 
 }  // namespace lumato::app

@@ -4,7 +4,6 @@
 #include <QMimeData>
 #include <QPainter>
 #include <QWheelEvent>
-#include <cmath>
 
 #include "app/app_state.h"
 #include "app/canvas.h"
@@ -40,6 +39,8 @@ QSize EditView::minimumSizeHint() const {
     return sizeHint() / 2;
 }
 
+// The whole view shows the picture, beyond the canvas too: the rectangle can be moved there, and what it then
+// holds goes to the frame. The canvas is in the view's middle, and so is the picture without an offset.
 // Draws into an image of the view's own, not while painting: a turned picture on a dense screen takes longer
 // than a painting should, and paintings are many.
 void EditView::MyDrawEventHandler() {
@@ -52,11 +53,11 @@ void EditView::MyDrawEventHandler() {
         m_drawn = QImage();
         return;
     }
-    const Canvas canvas{QSizeF(size())};
     const double ratio = devicePixelRatioF();
-    const QSize pixels = (canvas.area.size() * ratio).toSize();
+    const QSize pixels = ScreenSize();
     if (pixels.isEmpty())
         return;
+    const double scale = Canvas{QSizeF(size())}.scale * ratio;
     QImage drawn(pixels, QImage::Format_ARGB32_Premultiplied);
     drawn.fill(Qt::transparent);
     const picture::Surface surface{.pixels = drawn.bits(),
@@ -64,24 +65,26 @@ void EditView::MyDrawEventHandler() {
                                    .height = drawn.height(),
                                    .bytesPerRow = static_cast<std::size_t>(drawn.bytesPerLine()),
                                    .order = picture::PixelOrder::BlueFirst,
-                                   .pixelsPerCanvasPixel = canvas.scale * ratio};
-    picture::DrawMyImage(surface, 0, 0, picture::kCanvasWidth, picture::kCanvasHeight, image, true);
+                                   .pixelsPerCanvasPixel = scale};
+    picture::DrawMyImage(surface, 0, 0, static_cast<float>(drawn.width() / scale),
+                         static_cast<float>(drawn.height() / scale), image, true);
     m_drawn = std::move(drawn);
 }
 
+// Black, as the frame shows what a picture leaves uncovered.
 void EditView::paintEvent(QPaintEvent*) {
     QPainter painter(this);
-    const QRectF area = Canvas{QSizeF(size())}.area;
-    painter.fillRect(area, palette().color(QPalette::Base));
+    painter.fillRect(rect(), Qt::black);
     if (!m_shown)
         return;
     // Pixel for pixel where the image has the screen's size; scaled only until the view is drawn anew.
-    const QSize screen = (area.size() * devicePixelRatioF()).toSize();
+    const QSize screen = ScreenSize();
     painter.setRenderHint(QPainter::SmoothPixmapTransform, screen != m_drawn.size());
-    const QRectF target(QPointF(std::round(area.x() * devicePixelRatioF()) / devicePixelRatioF(),
-                                std::round(area.y() * devicePixelRatioF()) / devicePixelRatioF()),
-                        QSizeF(screen) / devicePixelRatioF());
-    painter.drawImage(target, m_drawn);
+    painter.drawImage(QRectF(QPointF(0, 0), QSizeF(screen) / devicePixelRatioF()), m_drawn);
+}
+
+QSize EditView::ScreenSize() const {
+    return (QSizeF(size()) * devicePixelRatioF()).toSize();
 }
 
 void EditView::resizeEvent(QResizeEvent*) {

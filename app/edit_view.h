@@ -42,6 +42,7 @@ class EditView : public QWidget {
 
   private:
     void MyDrawEventHandler();
+    [[nodiscard]] QSize ScreenSize() const;  // of the view, in the screen's pixels
 
     QTimer m_redraw;
     QImage m_drawn;

@@ -93,7 +93,6 @@ FolderColumn::FolderColumn(FileItems& items, ItemID folder, QWidget* parent)
     setTextElideMode(Qt::ElideMiddle);
     setDragEnabled(true);
     setFrameShape(QFrame::NoFrame);
-    setMinimumWidth(fontMetrics().averageCharWidth() * kColumnLetters);
 }
 
 std::vector<ItemID> FolderColumn::Selected() const {
@@ -113,8 +112,8 @@ void FolderColumn::SelectOnly(ItemID id) {
     scrollTo(index);
 }
 
-QSize FolderColumn::sizeHint() const {
-    return {fontMetrics().averageCharWidth() * kColumnLetters, QListView::sizeHint().height()};
+QSize FolderColumn::minimumSizeHint() const {
+    return {fontMetrics().averageCharWidth() * kColumnLetters, QListView::minimumSizeHint().height()};
 }
 
 void FolderColumn::selectionChanged(const QItemSelection& selected, const QItemSelection& deselected) {
@@ -123,9 +122,11 @@ void FolderColumn::selectionChanged(const QItemSelection& selected, const QItemS
 }
 
 void FolderColumn::keyPressEvent(QKeyEvent* event) {
-    if (event->key() == Qt::Key_Left)
-        emit LeaveTo(-1);
-    else if (event->key() == Qt::Key_Right)
+    // Where people read from the right, the next column is on the left.
+    const bool mirrored = layoutDirection() == Qt::RightToLeft;
+    if (event->key() == Qt::Key_Left || event->key() == Qt::Key_Right)
+        emit LeaveTo((event->key() == Qt::Key_Left) == mirrored ? 1 : -1);
+    else if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter)
         emit LeaveTo(1);
     else
         QListView::keyPressEvent(event);

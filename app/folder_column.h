@@ -47,7 +47,7 @@ class FolderColumn : public QListView {
     // Makes the item the only selection, in view.
     void SelectOnly(ItemID id);
 
-    [[nodiscard]] QSize sizeHint() const override;
+    [[nodiscard]] QSize minimumSizeHint() const override;
 
   signals:
     void SelectionChanged();

@@ -47,6 +47,8 @@ MainWindow::MainWindow(WindowOptions options)
     m_editPanel = std::make_unique<EditPanel>(this, [this] { SelectNextPicture(); });
     picture::Pictures().port = m_editPanel.get();
     MakeMenus();
+    m_noFrame = new NoFrameNotice(FindControl(this, myHIRectID), m_menus->Action("FRAME_NEW"),
+                                  m_menus->Action("FRAME_ATTACH"));
     InitViewLanguage();
     ConnectControls();
     ConnectLink();

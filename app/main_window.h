@@ -20,6 +20,7 @@
 #include "app/frame_menu.h"
 #include "app/language_menu.h"
 #include "app/menu_builder.h"
+#include "app/no_frame_notice.h"
 #include "app/picture_list.h"
 #include "app/picture_loader.h"
 #include "app/preview.h"
@@ -103,6 +104,7 @@ class MainWindow : public QMainWindow {
     void TakeOnlineEnd();
     void TakeUpFiles();
     void ShowWhatToDo();
+    void ShowNoFrameNotice(bool show);
 
     // ---- button_handlers.cpp
     // Has a task work with the store, then carry out `then` on the main thread and post the refresh event.
@@ -135,6 +137,7 @@ class MainWindow : public QMainWindow {
     DiskBrowser* m_browser = nullptr;
     PictureList* m_list = nullptr;
     Preview* m_preview = nullptr;
+    NoFrameNotice* m_noFrame = nullptr;
     QPointer<QMessageBox> m_quitQuestion;
 
     std::vector<ItemID> SelPicArrayRef;      // chosen for a batch, the last one first

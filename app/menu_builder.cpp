@@ -1,5 +1,6 @@
 #include "app/menu_builder.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "app/texts.h"
@@ -25,6 +26,10 @@ QAction* MenuBuilder::AddAction(QMenu* menu, std::string key, std::string defaul
     QObject::connect(action, &QAction::triggered, action, [run = std::move(run)] { run(); });
     m_entries.push_back({action, std::move(key), std::move(defaultText), needsPanel});
     return action;
+}
+
+QAction* MenuBuilder::Action(std::string_view key) const {
+    return std::ranges::find(m_entries, key, &Entry::key)->action;
 }
 
 void MenuBuilder::ShowTexts() {

@@ -9,6 +9,7 @@
 #include <QMenuBar>
 #include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace lumato::app {
@@ -22,6 +23,9 @@ class MenuBuilder {
     // `needsPanel`: enabled and disabled with the control panel.
     QAction* AddAction(QMenu* menu, std::string key, std::string defaultText, const QKeySequence& shortcut,
                        bool needsPanel, std::function<void()> run);
+
+    // The action whose text has this key. Requires: there is one.
+    [[nodiscard]] QAction* Action(std::string_view key) const;
 
     // All texts in the chosen language.
     void ShowTexts();

@@ -7,6 +7,7 @@
 #include <algorithm>
 
 #include "app/app_state.h"
+#include "app/picture_delegate.h"
 #include "app/screen_image.h"
 #include "app/texts.h"
 
@@ -59,9 +60,9 @@ QVariant PictureListModel::data(const QModelIndex& index, int role) const {
     const ListedPicture& picture = m_pictures[index.row()];
     switch (role) {
         case Qt::DisplayRole:
-            return picture.inFrame ? picture.name : picture.name + QStringLiteral("  –  ") + m_waitingText;
         case Qt::AccessibleTextRole:
             return picture.name;
+        case kRemarkRole:
         case Qt::AccessibleDescriptionRole:
             return picture.inFrame ? QString() : m_waitingText;
         case Qt::DecorationRole:
@@ -103,6 +104,7 @@ void PictureListModel::TakeThumbnail(const QString& name, const QImage& image) {
 PictureList::PictureList(QWidget* parent) : QListView(parent), m_model(new PictureListModel(this)) {
     SizeThumbnails();
     setModel(m_model);
+    setItemDelegate(new PictureDelegate(this));
     setUniformItemSizes(true);
     setAlternatingRowColors(true);
     setEditTriggers(QAbstractItemView::NoEditTriggers);

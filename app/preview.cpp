@@ -7,7 +7,8 @@
 
 namespace lumato::app {
 
-Preview::Preview(QWidget* parent) : QWidget(parent) {
+Preview::Preview(QWidget* parent) : QFrame(parent) {
+    setFrameStyle(QFrame::StyledPanel | QFrame::Sunken);
     m_reader.setMaxThreadCount(1);
 }
 
@@ -48,24 +49,28 @@ QSize Preview::sizeHint() const {
     return {fontMetrics().averageCharWidth() * 40, fontMetrics().height() * 10};
 }
 
-void Preview::paintEvent(QPaintEvent*) {
+void Preview::paintEvent(QPaintEvent* event) {
     QPainter painter(this);
+    painter.fillRect(contentsRect(), palette().color(QPalette::Base));
     if (!m_picture.isNull()) {
         MyPreviewEventHandler(painter);
-        return;
+    } else {
+        painter.setPen(QuietColor(palette()));
+        painter.drawText(contentsRect(), Qt::AlignCenter | Qt::TextWordWrap, m_hint);
     }
-    painter.fillRect(rect(), palette().color(QPalette::Base));
-    painter.setPen(QuietColor(palette()));
-    painter.drawText(rect(), Qt::AlignCenter | Qt::TextWordWrap, m_hint);
+    painter.end();
+    QFrame::paintEvent(event);
 }
 
 // As large as fits, at the LCD's aspect ratio, which the bitmap has.
 void Preview::MyPreviewEventHandler(QPainter& painter) {
     const double ratio = devicePixelRatioF();
-    const QSize room = (QSizeF(size()) * ratio).toSize();
+    const QRect bounds = contentsRect();
+    const QSize room = (QSizeF(bounds.size()) * ratio).toSize();
     const QImage drawn = m_picture.scaled(room, Qt::KeepAspectRatio, Qt::SmoothTransformation);
     const QPoint corner((room.width() - drawn.width()) / 2, (room.height() - drawn.height()) / 2);
-    painter.drawImage(QRectF(QPointF(corner) / ratio, QSizeF(drawn.size()) / ratio), drawn);
+    painter.drawImage(QRectF(bounds.topLeft() + QPointF(corner) / ratio, QSizeF(drawn.size()) / ratio),
+                      drawn);
 }
 
 }  // namespace lumato::app

@@ -3,15 +3,15 @@
 // Main thread only; the bitmap is read beside it. While a transfer runs, the view keeps what it showed.
 #pragma once
 
+#include <QFrame>
 #include <QImage>
 #include <QThreadPool>
-#include <QWidget>
 
 #include "base/file.h"
 
 namespace lumato::app {
 
-class Preview : public QWidget {
+class Preview : public QFrame {
     Q_OBJECT
 
   public:

@@ -15,6 +15,11 @@ namespace lumato::app {
 namespace {
 
 const QColor kMask = QColor::fromRgbF(0.3F, 0.3F, 0.3F, 0.5F);
+// What lies below is a picture, or black: the colours of the desktop have no say here.
+const QColor kBorderColor = QColor(255, 255, 255, 200);
+const QColor kHintColor = QColor(235, 235, 235);
+constexpr double kBorder = 1;
+constexpr double kFocusBorder = 2;
 constexpr float kKeyStep = 1;
 constexpr float kLargeKeyStep = 10;
 
@@ -35,34 +40,46 @@ void RectView::Redraw() {
 void RectView::paintEvent(QPaintEvent*) {
     if (m_shown.width == 0 || m_shown.height == 0)
         return;
-    const Canvas canvas{QSizeF(size())};
-    store::Rect rect = picture::WithTopLeftCorner(m_shown);
-    const QRectF clear = canvas.ToWidget(rect.x, rect.y, std::abs(rect.width), std::abs(rect.height));
+    const store::Rect shown = picture::WithTopLeftCorner(m_shown);
+    const QRectF clear =
+        Canvas{QSizeF(size())}.ToWidget(shown.x, shown.y, std::abs(shown.width), std::abs(shown.height));
     QPainterPath mask;
-    mask.addRect(canvas.area);
+    mask.addRect(rect());
     QPainterPath hole;
     hole.addRect(clear);
     QPainter painter(this);
     painter.fillPath(mask.subtracted(hole), kMask);
-    painter.setClipRect(canvas.area);
-    QPen pen(hasFocus() ? palette().color(QPalette::Highlight) : QColor(255, 255, 255, 160));
-    pen.setCosmetic(true);
-    painter.setPen(pen);
-    painter.drawRect(clear.adjusted(-0.5, -0.5, 0.5, 0.5));
-    if (m_hintShown)
-        DrawHint(painter, canvas.area);
+    DrawBorder(painter, clear);
+    if (m_hintShown && !m_noticeShown)
+        DrawHint(painter, clear);
 }
 
-// At the lower edge, on the mask, where the rectangle's own area does not cross the words.
-void RectView::DrawHint(QPainter& painter, const QRectF& canvas) {
-    painter.setPen(palette().color(QPalette::WindowText));
+// Outside of what it surrounds, so that every pixel of the frame's picture is seen.
+void RectView::DrawBorder(QPainter& painter, const QRectF& clear) const {
+    const double width = hasFocus() ? kFocusBorder : kBorder;
+    painter.setPen(QPen(hasFocus() ? palette().color(QPalette::Highlight) : kBorderColor, width,
+                        Qt::SolidLine, Qt::SquareCap, Qt::MiterJoin));
+    painter.drawRect(clear.adjusted(-width / 2, -width / 2, width / 2, width / 2));
+}
+
+// On the mask below the rectangle, or at the lower edge where that leaves no room for the words.
+void RectView::DrawHint(QPainter& painter, const QRectF& clear) const {
+    constexpr int kPlace = Qt::AlignHCenter | Qt::AlignTop | Qt::TextWordWrap;
     const double margin = fontMetrics().height();
-    painter.drawText(canvas.adjusted(margin, margin, -margin, -margin),
-                     Qt::AlignHCenter | Qt::AlignBottom | Qt::TextWordWrap, m_hint);
+    QRectF room = QRectF(rect()).adjusted(margin, margin, -margin, -margin);
+    const QRectF words = painter.boundingRect(room, kPlace, m_hint);
+    room.setTop(std::max(room.top(), std::min(clear.bottom() + margin, room.bottom() - words.height())));
+    painter.setPen(kHintColor);
+    painter.drawText(room, kPlace, m_hint);
 }
 
 void RectView::SetHint(const QString& hint) {
     m_hint = hint;
+    update();
+}
+
+void RectView::MakeRoomForNotice(bool shown) {
+    m_noticeShown = shown;
     update();
 }
 

@@ -21,6 +21,8 @@ class RectView : public QWidget {
     // What stands over the canvas while there is no picture on it.
     void SetHint(const QString& hint);
     void ShowHint(bool show);
+    // While a notice stands over the view there is no hint.
+    void MakeRoomForNotice(bool shown);
 
   protected:
     void paintEvent(QPaintEvent* event) override;
@@ -34,10 +36,12 @@ class RectView : public QWidget {
     void MyRectEventHandler(RectEvent event, QPointF at);
     [[nodiscard]] bool MoveBy(float x, float y);
 
-    void DrawHint(QPainter& painter, const QRectF& canvas);
+    void DrawBorder(QPainter& painter, const QRectF& clear) const;
+    void DrawHint(QPainter& painter, const QRectF& clear) const;
 
     QString m_hint;
     bool m_hintShown = true;
+    bool m_noticeShown = false;
     store::Rect m_shown;
     bool m_tracking = false;
 };

@@ -21,7 +21,7 @@ QString ShownName(const Path& file) {
 
 QColor QuietColor(const QPalette& palette) {
     QColor color = palette.color(QPalette::WindowText);
-    color.setAlphaF(0.65F);
+    color.setAlphaF(kQuietness);
     return color;
 }
 

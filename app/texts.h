@@ -23,6 +23,7 @@ namespace lumato::app {
 
 // The colour of what is said quietly, on windows and in views alike: no palette that desktops give has one
 // that can be read on all of them.
+inline constexpr float kQuietness = 0.7F;
 [[nodiscard]] QColor QuietColor(const QPalette& palette);
 
 [[nodiscard]] Path PathOf(const QString& file);
