@@ -27,6 +27,8 @@ constexpr std::array kPanelGroup = {
     kTranlateArrowYID,    kUpLoadButtnonID, kDelButtonID,  kAddButtonID,      kRotateArrowID,
     kScaleArrowXID,       kColumList,       dbControlID1};
 
+constexpr const char* kNoteDetail = "noteDetail";
+
 struct ControlText {
     ControlId id;
     std::string_view key;
@@ -62,6 +64,7 @@ constexpr std::array kFieldLabels = {
     FieldLabel{kTranlateArrowYID, TranslateYControlID},
     FieldLabel{kTotalPic, TotalControlID},
     FieldLabel{kCurPic, CurrentControlID},
+    FieldLabel{kNotesID, NoticeControlID},
 };
 
 QString WithoutColon(QString text) {
@@ -132,7 +135,12 @@ void ControlPanel::SetAccessibleNames() {
     for (const FieldLabel& row : kFieldLabels) {
         const auto* label = FindControlAs<QLabel>(&m_window, row.label);
         QWidget* field = FindControl(&m_window, row.field);
-        if (label != nullptr && field != nullptr)
+        if (label == nullptr || field == nullptr)
+            continue;
+        // A text that changes is named by itself, whatever else has no words of its own by its label.
+        if (qobject_cast<QLabel*>(field) != nullptr)
+            field->setAccessibleDescription(WithoutColon(label->text()));
+        else
             field->setAccessibleName(WithoutColon(label->text()));
     }
     const auto name = [this](ControlId id, const QString& text) {
@@ -153,22 +161,32 @@ void ControlPanel::Post(std::function<void()> call) {
 
 void ControlPanel::SetNotes(std::string_view text) {
     Post([this, note = QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()))] {
-        if (auto* label = FindControlAs<QLabel>(&m_window, kNotesID)) {
-            label->setText(note);
-            label->setAccessibleName(note);
-        }
-        if (auto* detail = m_window.findChild<DetailLabel*>())
-            detail->SetDetail({});
-        emit NoteShown();
+        ShowNote(note, {});
     });
 }
 
 void ControlPanel::SetNoteDetail(std::string_view text) {
     Post([this, reason = QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()))] {
-        if (auto* detail = m_window.findChild<DetailLabel*>())
-            detail->SetDetail(reason);
-        emit NoteShown();
+        ShowNote(Note(), reason);
     });
+}
+
+void ControlPanel::TranslateNote(std::function<QString(const QString&)> translate) {
+    // Behind the notes that are on their way.
+    Post([this, translate = std::move(translate)] {
+        const QString detail = m_window.findChild<DetailLabel*>(QLatin1String(kNoteDetail))->text();
+        ShowNote(translate(Note()), translate(detail));
+    });
+}
+
+void ControlPanel::ShowNote(const QString& note, const QString& reason) {
+    if (auto* label = FindControlAs<QLabel>(&m_window, kNotesID)) {
+        label->setText(note);
+        label->setAccessibleName(note);
+    }
+    if (auto* detail = m_window.findChild<DetailLabel*>(QLatin1String(kNoteDetail)))
+        detail->SetDetail(reason);
+    emit NoteShown();
 }
 
 QString ControlPanel::Note() const {
@@ -192,10 +210,17 @@ void ControlPanel::UpdateInfo() {
     });
 }
 
+void ControlPanel::ClearInfo() {
+    Post([this] {
+        SetPicNumInfo(QStringLiteral("0K/0K"), false);
+        SetPicNumInfo(QStringLiteral("000"), true);
+    });
+}
+
 void ControlPanel::SetPicNumInfo(const QString& text, bool isCurrent) {
     if (auto* field = FindControlAs<QLabel>(&m_window, isCurrent ? kCurPic : kTotalPic)) {
         field->setText(text);
-        field->setAccessibleDescription(text);
+        field->setAccessibleName(text);
     }
 }
 

@@ -26,6 +26,12 @@ class ControlPanel : public QObject, public store::StatusPort {
     // The texts of the chosen language.
     void InitViewLanguage();
 
+    // Shows no pictures and no space, as there is no frame.
+    void ClearInfo();
+
+    // Has the note and its detail put into other words.
+    void TranslateNote(std::function<QString(const QString&)> translate);
+
     // ---- status port
     void SetNotes(std::string_view text) override;
     void SetNoteDetail(std::string_view text) override;
@@ -52,6 +58,7 @@ class ControlPanel : public QObject, public store::StatusPort {
   private:
     void Post(std::function<void()> call);
     void Enable(bool enable);
+    void ShowNote(const QString& note, const QString& reason);
     void SetPicNumInfo(const QString& text, bool isCurrent);
     void SetControlText(ControlId id, const QString& text);
     void SetHeadings();

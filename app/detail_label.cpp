@@ -1,6 +1,7 @@
 #include "app/detail_label.h"
 
 #include <QPainter>
+#include <QStyle>
 
 #include "app/texts.h"
 
@@ -21,7 +22,9 @@ void DetailLabel::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setPen(QuietColor(palette()));
     const QString cut = fontMetrics().elidedText(text(), Qt::ElideRight, width());
-    painter.drawText(rect(), Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine, cut);
+    painter.drawText(
+        rect(),
+        static_cast<int>(QStyle::visualAlignment(layoutDirection(), alignment())) | Qt::TextSingleLine, cut);
 }
 
 }  // namespace lumato::app

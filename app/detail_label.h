@@ -1,5 +1,5 @@
-// The reason beside a note: one line in a quieter colour, cut with an ellipsis where it does not fit and
-// whole in its tool tip.
+// What is said beside a note or a heading: one line in a quieter colour, cut with an ellipsis where it does
+// not fit and whole in its tool tip.
 //
 // Main thread only.
 #pragma once

@@ -42,6 +42,8 @@ void DiskBrowser::ShowTexts() {
 
 FolderColumn* DiskBrowser::AddColumn(ItemID folder) {
     auto* column = new FolderColumn(FileItemArray, folder, widget());
+    // In the place of the browser, not behind all else.
+    setTabOrder(m_columns.empty() ? static_cast<QWidget*>(this) : m_columns.back(), column);
     m_columns.push_back(column);
     m_layout->addWidget(column);
     connect(column, &FolderColumn::SelectionChanged, this, [this, column] { TakeSelection(column); });

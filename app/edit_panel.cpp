@@ -44,6 +44,7 @@ EditPanel::EditPanel(QWidget* window, std::function<void()> selectNextPicture)
       m_suitableSize(FindControlAs<QCheckBox>(window, kSuitableSizeID)),
       m_editView(FindControlAs<EditView>(window, myHIViewID)),
       m_rectView(FindControlAs<RectView>(window, myHIRectID)),
+      m_nameLabel(window->findChild<DetailLabel*>(QStringLiteral("editName"))),
       m_selectNextPicture(std::move(selectNextPicture)) {
     for (std::size_t i = 0; i < m_arrows.size(); ++i) {
         m_arrows[i] = FindControlAs<LittleArrows>(window, kArrowIds[i]);
@@ -52,8 +53,7 @@ EditPanel::EditPanel(QWidget* window, std::function<void()> selectNextPicture)
     m_arrows[0]->setSuffix(QStringLiteral("°"));
     m_arrows[1]->setSuffix(QStringLiteral(" %"));
     connect(m_suitableSize, &QCheckBox::clicked, this, &EditPanel::SetFitted);
-    connect(m_editView, &EditView::PictureShown, m_rectView,
-            [this](bool shown) { m_rectView->ShowHint(!shown); });
+    connect(m_editView, &EditView::PictureShown, this, &EditPanel::ShowState);
     connect(m_editView, &EditView::WheelTurned, this, &EditPanel::ScaleBy);
 }
 
@@ -90,6 +90,25 @@ void EditPanel::RedrawEditView() {
 void EditPanel::Redraw() {
     m_editView->Redraw();
     m_rectView->Redraw();
+}
+
+void EditPanel::SetPictureName(const QString& name) {
+    m_name = name;
+    ShowState();
+}
+
+// What is drawn, in words: for those who cannot see it.
+void EditPanel::ShowState() {
+    const bool shown = m_editView->ShowsPicture();
+    m_rectView->ShowHint(!shown);
+    m_nameLabel->SetDetail(shown ? m_name : QString());
+    QStringList state;
+    if (shown) {
+        state << m_name;
+        for (const LittleArrows* arrows : m_arrows)
+            state << arrows->accessibleName() + QLatin1Char(' ') + arrows->text();
+    }
+    m_editView->setAccessibleDescription(state.join(QStringLiteral(", ")));
 }
 
 void EditPanel::ShowAll() {

@@ -9,6 +9,7 @@
 #include <array>
 #include <functional>
 
+#include "app/detail_label.h"
 #include "app/edit_view.h"
 #include "app/little_arrows.h"
 #include "app/rect_view.h"
@@ -33,6 +34,9 @@ class EditPanel : public QObject, public picture::EditPort {
     void ScaleBy(int percent);
     void SetFitted(bool fitted);
 
+    // The file of the picture that is being edited, as it may be shown.
+    void SetPictureName(const QString& name);
+
     // Shows everything as it now is. Requires: the main thread owns the edit picture.
     void ShowAll();
 
@@ -43,11 +47,14 @@ class EditPanel : public QObject, public picture::EditPort {
     [[nodiscard]] static Shown ValuesOf(picture::EditControl control);
     void Show(picture::EditControl control, Shown values);
     void Redraw();
+    void ShowState();
 
     std::array<LittleArrows*, 4> m_arrows{};  // in the order of EditControl
     QCheckBox* m_suitableSize;
     EditView* m_editView;
     RectView* m_rectView;
+    DetailLabel* m_nameLabel;
+    QString m_name;
     std::function<void()> m_selectNextPicture;
 };
 

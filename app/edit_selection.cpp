@@ -48,6 +48,7 @@ void MainWindow::TakeLoaded(LoadedPicture loaded) {
     }
     if (!m_panel->IsEnabled())
         return;
+    m_editPanel->SetPictureName(ShownName(loaded.file));
     const bool selected = picture::SelectImported(loaded.file, std::move(loaded.picture)).has_value();
     if (tagFILEITEM* item = m_browser->Items().Find(loaded.item);
         item != nullptr && item->spec == loaded.file) {
@@ -101,6 +102,7 @@ void MainWindow::TakeFrameChange() {
     if (!device::Link().DeviceStatus) {
         m_unsaved = false;
         m_preview->Clear();
+        m_panel->ClearInfo();
         ShowWhatToDo();
     }
 }

@@ -48,11 +48,14 @@ void EditView::MyDrawEventHandler() {
         return;
     const picture::MyImage* image = picture::Pictures().gmyCGimage.get();
     m_shown = image != nullptr;
-    emit PictureShown(m_shown);
-    if (!m_shown) {
+    if (m_shown)
+        Draw(*image);
+    else
         m_drawn = QImage();
-        return;
-    }
+    emit PictureShown(m_shown);
+}
+
+void EditView::Draw(const picture::MyImage& image) {
     const double ratio = devicePixelRatioF();
     const QSize pixels = ScreenSize();
     if (pixels.isEmpty())
@@ -67,7 +70,7 @@ void EditView::MyDrawEventHandler() {
                                    .order = picture::PixelOrder::BlueFirst,
                                    .pixelsPerCanvasPixel = scale};
     picture::DrawMyImage(surface, 0, 0, static_cast<float>(drawn.width() / scale),
-                         static_cast<float>(drawn.height() / scale), image, true);
+                         static_cast<float>(drawn.height() / scale), &image, true);
     m_drawn = std::move(drawn);
 }
 

@@ -7,6 +7,8 @@
 #include <QTimer>
 #include <QWidget>
 
+#include "picture/bitmap_info.h"
+
 namespace lumato::app {
 
 class EditView : public QWidget {
@@ -42,6 +44,7 @@ class EditView : public QWidget {
 
   private:
     void MyDrawEventHandler();
+    void Draw(const picture::MyImage& image);
     [[nodiscard]] QSize ScreenSize() const;  // of the view, in the screen's pixels
 
     QTimer m_redraw;

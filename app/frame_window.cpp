@@ -128,7 +128,8 @@ void FrameWindow::TakeScreen(int request, const QImage& screen, std::size_t posi
         m_picture->setPixmap(pixmap);
     }
     m_caption->setText(count == 0 ? QString() : QStringLiteral("%1 / %2").arg(position).arg(count));
-    m_picture->setAccessibleName(count == 0 ? empty : m_caption->text());
+    m_picture->setAccessibleName(count == 0 ? empty : windowTitle());
+    m_picture->setAccessibleDescription(m_caption->text());
     m_previous->setEnabled(count > 1);
     m_next->setEnabled(count > 1);
 }

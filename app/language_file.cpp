@@ -38,14 +38,15 @@ Result<void> WriteText(const Path& path, const QString& text) {
 
 void LanguageFile::ProvideDefault() const {
     const QString wanted = FromPath(m_file);
-    if (QFile::exists(wanted))
-        return;
     const QString program = QCoreApplication::applicationDirPath();
     for (const char* place : {"/resources/Language.ini", "/../share/lumato/Language.ini"}) {
-        if (QFile::copy(program + QLatin1String(place), wanted)) {
+        const QString own = program + QLatin1String(place);
+        if (!QFile::exists(own))
+            continue;
+        text::SetOwnLanguageFile(PathOf(own));
+        if (!QFile::exists(wanted) && QFile::copy(own, wanted))
             QFile::setPermissions(wanted, QFile::permissions(wanted) | QFile::WriteOwner);
-            return;
-        }
+        return;
     }
 }
 
@@ -63,13 +64,38 @@ QStringList LanguageFile::Languages() const {
     return languages;
 }
 
-QString LanguageFile::Chosen() const {
+QString LanguageFile::Chosen() {
     return QString::fromStdString(text::LookUp("language", "language_1", "English"));
 }
 
 QString LanguageFile::NameOf(const QString& language) {
     return QString::fromStdString(
         text::LookUp(language.toStdString(), "LANGUAGE_NAME", language.toStdString()));
+}
+
+// The longest text that fits is the one that was meant; a number may stand behind it.
+QString LanguageFile::Translated(const QString& text, const QString& before) const {
+    const Result<QString> file = ReadText(m_file);
+    if (!file)
+        return text;
+    QString key, words;
+    bool inside = false;
+    for (const QStringView line : QStringView(*file).split(u"\r\n")) {
+        const qsizetype equals = line.indexOf(u'=');
+        if (line.startsWith(u'['))
+            inside = line == QString(QLatin1Char('[') + before + QLatin1Char(']'));
+        if (!inside || equals < 1)
+            continue;
+        const QStringView value = line.mid(equals + 1);
+        if (value.size() > words.size() && text.startsWith(value) &&
+            (text.size() == value.size() || text.mid(value.size()).startsWith(u": "))) {
+            key = line.left(equals).toString();
+            words = value.toString();
+        }
+    }
+    if (key.isEmpty())
+        return text;
+    return Localized(key.toStdString(), words.toStdString()) + text.mid(words.size());
 }
 
 Result<void> LanguageFile::Choose(const QString& language) const {

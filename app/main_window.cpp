@@ -2,14 +2,15 @@
 
 #include <QAbstractButton>
 #include <QCheckBox>
-#include <QDir>
 #include <QLabel>
 #include <QPushButton>
 #include <QSplitter>
 #include <QUrl>
 #include <utility>
 
+#include "app/accessible_views.h"
 #include "app/app_state.h"
+#include "app/qt_texts.h"
 #include "app/t_application.h"
 #include "app/t_nib.h"
 #include "app/texts.h"
@@ -36,6 +37,7 @@ MainWindow::MainWindow(WindowOptions options)
       m_panel(new ControlPanel(*this)),
       m_link(*m_panel, {m_options.hardware, m_options.volumes, m_options.stateFolder}),
       m_loader([this](LoadedPicture loaded) { TakeLoaded(std::move(loaded)); }) {
+    InstallAccessibleViews();
     store::Store().gmyResousepath = m_options.home;
     TNib nib;
     if (nib.Init("main") != noErr || nib.CreateWindowFromNib("MainWindow", *this) != noErr)
@@ -121,7 +123,8 @@ void MainWindow::MakeMenus() {
     m_frameMenu = new FrameMenu(frame, *m_menus, m_link, m_settings, m_options.pace, this);
     QMenu* language = m_menus->AddMenu("MENU_LANGUAGE", "Language");
     new LanguageMenu(
-        language, LanguageFile(m_options.home / "Language.ini"), [this] { ShowLanguage(); },
+        language, LanguageFile(m_options.home / "Language.ini"),
+        [this](const QString& before) { ShowLanguage(before); },
         [this](const Error& error) { ShowMessage(windowTitle(), QString::fromStdString(error.message)); });
     QMenu* help = m_menus->AddMenu("MENU_HELP", "Help");
     m_menus->AddAction(help, "HELP_SHORTCUTS", "Keyboard Shortcuts", QKeySequence("Ctrl+?"), false,
@@ -154,6 +157,7 @@ void MainWindow::MakePictureMenu(QMenu* menu) {
 }
 
 void MainWindow::InitViewLanguage() {
+    FollowLanguage(LanguageFile::Chosen());
     m_panel->InitViewLanguage();
     m_menus->ShowTexts();
     m_menus->EnablePanelActions(m_panel->IsEnabled());
@@ -161,10 +165,12 @@ void MainWindow::InitViewLanguage() {
     m_browser->ShowTexts();
 }
 
-void MainWindow::ShowLanguage() {
+// The note stays what it is, in other words; its detail too, where it is one of ours.
+void MainWindow::ShowLanguage(const QString& before) {
     InitViewLanguage();
-    if (!m_panel->IsEnabled())
-        ShowWhatToDo();
+    m_panel->TranslateNote([this, before](const QString& text) {
+        return LanguageFile(m_options.home / "Language.ini").Translated(text, before);
+    });
 }
 
 void MainWindow::Restore() {
@@ -184,8 +190,7 @@ void MainWindow::Remember() {
 
 void MainWindow::Start(const std::optional<Path>& frame) {
     m_browser->MyInitializeDataBrowserControl();
-    const Path last = m_settings.Folder(kBrowserFolderSetting);
-    m_browser->OpenPath(last.empty() ? PathOf(QDir::homePath()) : last);
+    m_browser->OpenPath(m_settings.Folder(kBrowserFolderSetting));
     ShowWhatToDo();
     m_link.IniUSBDevice();
     if (frame)

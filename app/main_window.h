@@ -91,7 +91,7 @@ class MainWindow : public QMainWindow {
     void MakeMenus();
     void MakePictureMenu(QMenu* menu);
     void InitViewLanguage();
-    void ShowLanguage();
+    void ShowLanguage(const QString& before);
     void Restore();
     void Remember();
 

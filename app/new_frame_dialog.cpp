@@ -10,6 +10,7 @@
 namespace lumato::app {
 namespace {
 
+constexpr int kTitleButtons = 24;  // letters that a title bar's buttons take
 constexpr int kSmallestSide = 16;
 constexpr int kLargestSide = 4096;
 constexpr std::array kFlashMegabytes = {1, 2, 4, 8};
@@ -36,6 +37,8 @@ NewFrameDialog::NewFrameDialog(QWidget* parent)
     auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
     buttons->button(QDialogButtonBox::Ok)->setText(Localized("NEW_FRAME_CREATE", "Create…"));
     buttons->button(QDialogButtonBox::Cancel)->setText(Localized("CANCLE_BUTTON", "Canle"));
+    for (QAbstractButton* button : buttons->buttons())
+        button->setIcon({});  // those that some icon themes have look like anything but these two
     connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
     auto* form = new QFormLayout(this);
@@ -43,6 +46,9 @@ NewFrameDialog::NewFrameDialog(QWidget* parent)
     form->addRow(Localized("NEW_FRAME_HEIGHT", "Screen height:"), m_height);
     form->addRow(Localized("NEW_FRAME_FLASH", "Memory:"), m_flash);
     form->addRow(buttons);
+    // Wide enough for the title, which the desktop would cut.
+    setMinimumWidth(fontMetrics().horizontalAdvance(windowTitle()) +
+                    fontMetrics().averageCharWidth() * kTitleButtons);
 }
 
 vframe::NewFrame NewFrameDialog::Options() const {

@@ -14,7 +14,9 @@ NoFrameNotice::NoFrameNotice(QWidget* view, QAction* newFrame, QAction* attachFr
     m_text->setPalette(onDark);
     auto* buttons = new QHBoxLayout;
     buttons->addStretch();
-    buttons->addWidget(MakeButton(newFrame));
+    QPushButton* first = MakeButton(newFrame);
+    setFocusProxy(first);
+    buttons->addWidget(first);
     buttons->addWidget(MakeButton(attachFrame));
     buttons->addStretch();
     auto* layout = new QVBoxLayout(this);
@@ -32,6 +34,7 @@ QPushButton* NoFrameNotice::MakeButton(QAction* action) {
     button->setAutoDefault(false);
     const auto follow = [button, action] {
         button->setText(action->text());
+        button->setMinimumWidth(button->sizeHint().width() + button->fontMetrics().averageCharWidth() * 3);
         button->setEnabled(action->isEnabled());
     };
     connect(action, &QAction::changed, button, follow);

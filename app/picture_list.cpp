@@ -14,7 +14,7 @@
 namespace lumato::app {
 namespace {
 
-constexpr int kThumbnailLines = 2;  // its height, in lines of text
+constexpr double kThumbnailLines = 2.4;  // its height, in lines of text: the two beside it and some air
 
 }  // namespace
 
@@ -114,7 +114,7 @@ PictureList::PictureList(QWidget* parent) : QListView(parent), m_model(new Pictu
 }
 
 void PictureList::SizeThumbnails() {
-    const int height = fontMetrics().height() * kThumbnailLines;
+    const int height = static_cast<int>(fontMetrics().height() * kThumbnailLines);
     const QSize size(height * 16 / 9, height);
     setIconSize(size);
     m_model->SetThumbnailSize((QSizeF(size) * devicePixelRatioF()).toSize());

@@ -34,6 +34,12 @@ RectView::RectView(QWidget* parent) : QWidget(parent) {
 void RectView::Redraw() {
     if (MainThreadOwns())
         m_shown = store::Store().gmyDrawrect;
+    const store::Rect rect = picture::WithTopLeftCorner(m_shown);
+    setAccessibleDescription(QStringLiteral("X %1, Y %2, %3 × %4")
+                                 .arg(std::lround(rect.x))
+                                 .arg(std::lround(rect.y))
+                                 .arg(std::lround(std::abs(rect.width)))
+                                 .arg(std::lround(std::abs(rect.height))));
     update();
 }
 

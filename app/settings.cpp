@@ -1,5 +1,7 @@
 #include "app/settings.h"
 
+#include <QDir>
+
 #include "app/texts.h"
 
 namespace lumato::app {
@@ -17,7 +19,8 @@ void Settings::SetBytes(const char* name, const QByteArray& value) {
 
 // As bytes: not every folder's name is a text.
 Path Settings::Folder(const char* name) const {
-    return QByteArray::fromPercentEncoding(Bytes(name)).toStdString();
+    const QByteArray saved = QByteArray::fromPercentEncoding(Bytes(name));
+    return saved.isEmpty() ? PathOf(QDir::homePath()) : Path(saved.toStdString());
 }
 
 void Settings::SetFolder(const char* name, const Path& folder) {

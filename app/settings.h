@@ -16,6 +16,7 @@ class Settings {
 
     [[nodiscard]] QByteArray Bytes(const char* name) const;
     void SetBytes(const char* name, const QByteArray& value);
+    // The user's own folder until another one is set.
     [[nodiscard]] Path Folder(const char* name) const;
     void SetFolder(const char* name, const Path& folder);
 

@@ -20,7 +20,7 @@ QString ShownName(const Path& file) {
 }
 
 QColor QuietColor(const QPalette& palette) {
-    QColor color = palette.color(QPalette::WindowText);
+    QColor color = palette.color(QPalette::Active, QPalette::WindowText);
     color.setAlphaF(kQuietness);
     return color;
 }

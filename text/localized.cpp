@@ -4,9 +4,32 @@
 #include "text/utf16.h"
 
 namespace lumato::text {
+namespace {
+
+CIniFile ownFile;
+
+// What no file says: a default that shows whether a file says anything.
+const std::u16string kNothing(1, u'\0');
+
+// What the program's own file says, or the default. A file that somebody made himself is to be taken at its
+// word: only our own, of whatever age, have a language's name.
+void TextOfOwnFile(const std::u16string& language, const std::u16string& key,
+                   const std::u16string& defaultText, std::u16string& out) {
+    iniFile.GetString(language, u"LANGUAGE_NAME", kNothing, out);
+    if (out == kNothing)
+        out = defaultText;
+    else
+        ownFile.GetString(language, key, defaultText, out);
+}
+
+}  // namespace
 
 void SetLanguageFile(const Path& path) {
     iniFile.SetFilePath(path.c_str());
+}
+
+void SetOwnLanguageFile(const Path& path) {
+    ownFile.SetFilePath(path.c_str());
 }
 
 std::string LookUp(std::string_view section, std::string_view key, std::string_view defaultText) {
@@ -16,7 +39,13 @@ std::string LookUp(std::string_view section, std::string_view key, std::string_v
 }
 
 std::string Localized(std::string_view key, std::string_view defaultText, std::string_view defaultLanguage) {
-    return LookUp(LookUp("language", "language_1", defaultLanguage), key, defaultText);
+    const std::u16string language = Utf16FromUtf8(LookUp("language", "language_1", defaultLanguage));
+    const std::u16string wanted = Utf16FromUtf8(key);
+    std::u16string text;
+    iniFile.GetString(language, wanted, kNothing, text);
+    if (text == kNothing)
+        TextOfOwnFile(language, wanted, Utf16FromUtf8(defaultText), text);
+    return Utf8FromUtf16(text);
 }
 
 std::string FitForControl(std::string text) {

@@ -14,6 +14,10 @@ namespace lumato::text {
 // The program's language file, "Language.ini" in the resources folder. Before the first look-up.
 void SetLanguageFile(const Path& path);
 
+// The file that came with the program: it gives the texts that the user's file lacks because it came with an
+// older one. Without it the built-in texts do. Before the first look-up.
+void SetOwnLanguageFile(const Path& path);
+
 // The two-step look-up: the section that key "language_1" of section "language" names (`defaultLanguage`
 // without it), then `key` there. All texts UTF-8. The quit confirmation alone gives "" as default language
 // and so keeps its built-in texts unless a language is chosen.

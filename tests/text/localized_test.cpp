@@ -106,6 +106,20 @@ TEST_F(LocalizedTest, WithoutAChoiceOnlyTheQuitConfirmationKeepsItsDefaults) {
     EXPECT_EQ(Localized("k", "default", ""), "en");
 }
 
+TEST_F(LocalizedTest, AnOlderFileOfOursIsCompletedFromTheOneThatCameWithTheProgram) {
+    const std::string own = m_folder / "own.ini";
+    test::PutBytes(own, Marked(u"[German]\r\nLANGUAGE_NAME=Deutsch\r\nk=neu\r\nl=auch neu\r\n"));
+    SetOwnLanguageFile(own);
+    WriteText(u"[language]\r\nlanguage_1=German\r\n[German]\r\nLANGUAGE_NAME=Deutsch\r\nk=alt\r\ne=\r\n");
+    EXPECT_EQ(Localized("k", "default"), "alt");
+    EXPECT_EQ(Localized("e", "default"), "") << "an empty text is one";
+    EXPECT_EQ(Localized("l", "default"), "auch neu");
+    EXPECT_EQ(Localized("m", "default"), "default");
+    WriteText(u"[language]\r\nlanguage_1=German\r\n[German]\r\nk=alt\r\n");
+    EXPECT_EQ(Localized("l", "default"), "default") << "a file of somebody's own says all there is to say";
+    SetOwnLanguageFile("");
+}
+
 // Every key that the program looks up. A text may be too short in no language, so all are read through the
 // reader itself from the file that the build has made.
 constexpr std::string_view kKeys[] = {"WINDOW_TITLE",
