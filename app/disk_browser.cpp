@@ -19,6 +19,8 @@ DiskBrowser::DiskBrowser(QWidget* parent) : QScrollArea(parent) {
     setWidgetResizable(true);
     setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setFocusPolicy(Qt::NoFocus);
+    // The layout tells its new width when it comes to it.
+    connect(horizontalScrollBar(), &QScrollBar::rangeChanged, this, &DiskBrowser::ShowLastColumn);
 }
 
 DiskBrowser::~DiskBrowser() {

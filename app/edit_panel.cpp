@@ -52,7 +52,7 @@ EditPanel::EditPanel(QWidget* window, std::function<void()> selectNextPicture)
     }
     m_arrows[0]->setSuffix(QStringLiteral("°"));
     m_arrows[1]->setSuffix(QStringLiteral(" %"));
-    connect(m_suitableSize, &QCheckBox::clicked, this, &EditPanel::SetFitted);
+    connect(m_suitableSize, &QCheckBox::toggled, this, &EditPanel::SetFitted);
     connect(m_editView, &EditView::PictureShown, this, &EditPanel::ShowState);
     connect(m_editView, &EditView::WheelTurned, this, &EditPanel::ScaleBy);
 }

@@ -17,7 +17,6 @@ constexpr int kWheelNotch = 120;  // an eighth of a degree each, 15 degrees a no
 }  // namespace
 
 EditView::EditView(QWidget* parent) : QWidget(parent) {
-    setAcceptDrops(true);
     m_redraw.setSingleShot(true);
     m_redraw.setInterval(0);
     connect(&m_redraw, &QTimer::timeout, this, [this] {
@@ -104,7 +103,7 @@ void EditView::wheelEvent(QWheelEvent* event) {
 }
 
 void EditView::dragEnterEvent(QDragEnterEvent* event) {
-    if (event->mimeData()->hasUrls() && isEnabled() && MainThreadOwns())
+    if (event->mimeData()->hasUrls() && acceptDrops() && MainThreadOwns())
         event->acceptProposedAction();
 }
 

@@ -72,7 +72,7 @@ void MainWindow::ConnectControls() {
     onClick(kAddButtonID, &MainWindow::MyAddButtonHandler);
     onClick(kOpenButtonID, &MainWindow::MyOpenButtonHandler);
     onClick(kUpLoadButtnonID, &MainWindow::MyUpLoadButtonHandler);
-    connect(FindControlAs<QCheckBox>(this, kDeleteAllCheckBoxID), &QCheckBox::clicked, this,
+    connect(FindControlAs<QCheckBox>(this, kDeleteAllCheckBoxID), &QCheckBox::toggled, this,
             &MainWindow::MyDeleteAllCheckBoxHandler);
     connect(m_browser, &DiskBrowser::SelectionSetChanged, this, &MainWindow::TakeSelection);
     connect(m_browser, &DiskBrowser::FolderOpened, this,
@@ -102,6 +102,7 @@ void MainWindow::ConnectLink() {
     connect(m_panel, &ControlPanel::RefreshPosted, this, &MainWindow::InvalidWindow);
     connect(m_panel, &ControlPanel::Enabled, this, [this](bool enabled) {
         m_menus->EnablePanelActions(enabled);
+        FindControl(this, myHIViewID)->setAcceptDrops(enabled);  // it looks the same, but takes nothing
         ShowUndo();
     });
     connect(m_panel, &ControlPanel::RedrawPosted, this, [this] {

@@ -159,12 +159,12 @@ void PictureList::changeEvent(QEvent* event) {
 }
 
 void PictureList::dragEnterEvent(QDragEnterEvent* event) {
-    if (event->mimeData()->hasUrls() && MainThreadOwns())
+    if (event->mimeData()->hasUrls() && isEnabled() && MainThreadOwns())
         event->acceptProposedAction();
 }
 
 void PictureList::dragMoveEvent(QDragMoveEvent* event) {
-    if (event->mimeData()->hasUrls() && MainThreadOwns())
+    if (event->mimeData()->hasUrls() && isEnabled() && MainThreadOwns())
         event->acceptProposedAction();
 }
 

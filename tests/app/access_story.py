@@ -1,0 +1,243 @@
+#!/usr/bin/env python3
+"""The window, worked from outside through the accessibility bus alone, as a screen reader's user works it: attach
+a frame, browse, select, fit, add, download, save, delete, undo, another language, quit.
+
+Usage: access_story.py LUMATO LUMATOCTL
+
+Runs on a display and a message bus of its own. Ends with 77 where the packages for that are missing.
+"""
+import os
+import pathlib
+import shutil
+import struct
+import subprocess
+import sys
+import tempfile
+import time
+
+SKIPPED = 77
+PATIENCE = 60  # seconds; far more than anything takes
+LAUNCHER = "/usr/libexec/at-spi-bus-launcher"
+
+try:
+    import gi
+    gi.require_version("Atspi", "2.0")
+    from gi.repository import Atspi
+except (ImportError, ValueError):
+    # The bindings belong to the system's own interpreter, which need not be the first one.
+    if os.path.realpath(sys.executable) != os.path.realpath("/usr/bin/python3") and os.path.exists("/usr/bin/python3"):
+        os.execv("/usr/bin/python3", ["/usr/bin/python3", "-B", *sys.argv])
+    sys.exit(SKIPPED)
+if not shutil.which("Xvfb") or not shutil.which("dbus-daemon") or not os.path.exists(LAUNCHER):
+    sys.exit(SKIPPED)
+
+
+def write_bitmap(path, width, height):
+    """A plain 24-bit bitmap with a red left half."""
+    row = b"\x00\x00\xff" * (width // 2) + b"\xff\x00\x00" * (width - width // 2)
+    pixels = (row + bytes(-len(row) % 4)) * height
+    header = struct.pack("<IiiHHIIiiII", 40, width, height, 1, 24, 0, len(pixels), 2835, 2835, 0, 0)
+    path.write_bytes(b"BM" + struct.pack("<IHHI", 54 + len(pixels), 0, 0, 54) + header + pixels)
+
+
+class Desk:
+    """A display, a message bus, and the program on them."""
+
+    def __init__(self, work, lumato):
+        self.processes = []
+        self.environment = dict(os.environ, HOME=str(work / "user"), XDG_RUNTIME_DIR=str(work / "run"),
+                                XDG_CONFIG_HOME=str(work / "config"), QT_QPA_PLATFORM="xcb",
+                                QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1", LANG="C.UTF-8")
+        for name in ("WAYLAND_DISPLAY", "XDG_CURRENT_DESKTOP"):
+            self.environment.pop(name, None)
+        reading, writing = os.pipe()
+        self.start("Xvfb", "-displayfd", str(writing), "-screen", "0", "1500x1000x24", "-nolisten", "tcp",
+                   pass_fds=[writing])
+        os.close(writing)
+        self.environment["DISPLAY"] = ":" + os.read(reading, 20).decode().strip()
+        bus = self.start("dbus-daemon", "--session", "--nofork", "--print-address", stdout=subprocess.PIPE, text=True)
+        self.environment["DBUS_SESSION_BUS_ADDRESS"] = bus.stdout.readline().strip()
+        self.start(LAUNCHER, "--launch-immediately")
+        # A program that starts before there is an accessibility bus does without.
+        wait("the accessibility bus", lambda: subprocess.run(
+            ["dbus-send", "--session", "--print-reply", "--dest=org.a11y.Bus", "/org/a11y/bus",
+             "org.a11y.Bus.GetAddress"], env=self.environment, stdout=subprocess.DEVNULL,
+            stderr=subprocess.DEVNULL).returncode == 0)
+        self.program = self.start(lumato, "--home", str(work / "home"), stdout=subprocess.DEVNULL)
+        os.environ.update({name: self.environment[name]
+                           for name in ("DISPLAY", "DBUS_SESSION_BUS_ADDRESS", "XDG_RUNTIME_DIR")})
+        Atspi.init()
+        Atspi.set_timeout(5000, 5000)
+        Atspi.get_desktop(0).set_cache_mask(Atspi.Cache.NONE)  # what is read is what is there
+
+    def start(self, *command, **options):
+        process = subprocess.Popen(command, env=self.environment, stderr=subprocess.DEVNULL, **options)
+        self.processes.append(process)
+        return process
+
+    def close(self):
+        for process in reversed(self.processes):
+            process.terminate()
+            process.wait()
+
+
+def below(node):
+    for index in range(Atspi.Accessible.get_child_count(node)):
+        child = Atspi.Accessible.get_child_at_index(node, index)
+        if child is not None:
+            yield child
+            yield from below(child)
+
+
+class Window:
+    """What is on the accessibility bus, found by role and name."""
+
+    def __init__(self):
+        self.application = wait("the program on the bus", lambda: next(
+            (node for node in below_desktop() if node.get_name() == "lumato"), None))
+
+    def find(self, role, name=None, where=None):
+        for node in below(where or self.application):
+            if node.get_role_name() == role and (name is None or node.get_name() == name):
+                return node
+        return None
+
+    def get(self, role, name=None, where=None):
+        return wait(f"{role} {name!r}", lambda: self.find(role, name, where))
+
+    def act(self, role, name, where=None):
+        node = wait(f"{role} {name!r}, enabled", lambda: next(
+            (node for node in [self.find(role, name, where)] if node is not None and is_in(node, "ENABLED")), None))
+        Atspi.Action.do_action(node, 0)
+
+    def items(self, name):
+        found = self.find("list", name)
+        return [] if found is None else list(below(found))
+
+    def note(self):
+        return next(node.get_name() for node in below(self.application)
+                    if node.get_role_name() == "label" and node.get_description() == "Information")
+
+
+def below_desktop():
+    desktop = Atspi.get_desktop(0)
+    return [desktop.get_child_at_index(index) for index in range(desktop.get_child_count())]
+
+
+def is_in(node, state):
+    return node.get_state_set().contains(getattr(Atspi.StateType, state))
+
+
+def wait(what, condition):
+    end = time.monotonic() + PATIENCE
+    while time.monotonic() < end:
+        try:
+            found = condition()
+            if found:
+                return found
+        except Exception:  # a node can vanish between two calls
+            pass
+        time.sleep(0.1)
+    raise SystemExit(f"Not there after {PATIENCE} seconds: {what}")
+
+
+def check_names(window):
+    """Whatever can be seen and worked has a name."""
+    roles = {"push button", "check box", "list", "list item", "spin button", "image", "progress bar", "menu item"}
+    for node in below(window.application):
+        if node.get_role_name() in roles and is_in(node, "SHOWING") and not node.get_name():
+            raise SystemExit(f"A {node.get_role_name()} has no name")
+
+
+def choose_file(window, path, button):
+    dialog = window.get("dialog")
+    field = window.get("text", None, dialog)
+    Atspi.EditableText.set_text_contents(field, str(path))
+    window.act("push button", button, dialog)
+    wait("the end of the dialog", lambda: window.find("dialog") is None)
+
+
+def story(window, work):
+    wait("the note of the start", lambda: window.note() == "Device not online")
+    assert not is_in(window.get("push button", "Add"), "ENABLED")
+    check_names(window)
+    window.act("push button", "Attach Virtual Frame…")
+    choose_file(window, work / "a.frame", "Open")
+    wait("the frame", lambda: window.note() == "No pictures")
+    check_names(window)
+
+    window.act("list item", "Pictures")
+    window.act("list item", "one.bmp", window.get("list", "Pictures"))
+    view = window.get("image", "Picture")
+    wait("the picture", lambda: view.get_description() == "one.bmp, Rotate 0°, Scale 41 %, Translate X 0, Translate Y 0")
+    scale = window.get("spin button", "Scale")
+    window.act("check box", "Fit to LCD size")
+    wait("the canvas's width", lambda: Atspi.Value.get_current_value(scale) in (144, 145))
+    window.act("check box", "Fit to LCD size")
+    wait("the fit", lambda: Atspi.Value.get_current_value(scale) == 41)
+    Atspi.Value.set_current_value(scale, 50)
+    wait("the scale in words", lambda: "Scale 50 %" in view.get_description())
+    assert window.get("image", "Part that the frame shows").get_description() == "X 210, Y 140, 160 × 120"
+
+    window.act("push button", "Add")
+    wait("the added picture", lambda: [item.get_description() for item in window.items("On the frame")]
+         == ["not yet on the frame"])
+    window.act("push button", "Download")
+    wait("the download", lambda: window.note() == "Download finished")
+    wait("the remark's end", lambda: [item.get_description() for item in window.items("On the frame")] == [""])
+
+    window.act("push button", "Save All")
+    choose_file(window, work / "saved", "Choose")
+    wait("the saved picture", lambda: window.note() == "Pictures saved: 1")
+    assert (work / "saved" / "1.bmp").stat().st_size == 54 + 160 * 120 * 3
+
+    Atspi.Action.do_action(window.items("On the frame")[0], 0)
+    preview = window.get("image", "Preview")
+    wait("the preview", lambda: preview.get_description() != "")
+    window.act("push button", "Delete")
+    wait("the deletion", lambda: window.items("On the frame") == [])
+    window.act("menu item", "Undo Deletion")
+    wait("the undone deletion", lambda: len(window.items("On the frame")) == 1)
+    window.act("check box", "Delete All")
+    window.act("push button", "Delete")
+    wait("the deletion", lambda: window.items("On the frame") == [])
+
+    note = window.note()
+    window.act("menu item", "Deutsch")
+    window.get("push button", "Löschen")
+    wait("the note in German", lambda: window.note() == note.replace("Pictures in the list", "Bilder in der Liste"))
+    window.act("menu item", "English")
+    window.get("push button", "Delete")
+    window.act("push button", "Download")
+    wait("the download", lambda: window.note() == "Download finished")
+
+    window.act("menu item", "Quit")
+    window.act("push button", "OK")
+
+
+def main():
+    lumato, lumatoctl = sys.argv[1:3]
+    work = pathlib.Path(tempfile.mkdtemp(prefix="access_story_"))
+    for folder in ("user/Pictures", "run", "config", "home", "saved"):
+        (work / folder).mkdir(parents=True)
+    (work / "run").chmod(0o700)
+    write_bitmap(work / "user/Pictures/one.bmp", 400, 300)
+    frame = str(work / "a.frame")
+    control = [lumatoctl, "--quiet", "--home", str(work / "control")]
+    subprocess.run([lumatoctl, "frame", "new", frame, "--lcd", "160x120", "--flash", "1M"], check=True,
+                   stdout=subprocess.DEVNULL)
+    desk = Desk(work, lumato)
+    try:
+        story(Window(), work)
+        if desk.program.wait(PATIENCE) != 0:
+            raise SystemExit(f"The program ended with {desk.program.returncode}")
+    finally:
+        desk.close()
+    listed = subprocess.run([*control, "--json", "--frame", frame, "list"], check=True, capture_output=True, text=True)
+    if '"pictures":[]' not in listed.stdout:
+        raise SystemExit("The frame still holds: " + listed.stdout)
+    shutil.rmtree(work)
+
+
+if __name__ == "__main__":
+    main()

@@ -1,0 +1,262 @@
+// How the window looks and reads: no text is cut in any language, everything is reached by the Tab key, files
+// are taken where they are dropped.
+#include <QAbstractButton>
+#include <QComboBox>
+#include <QDragEnterEvent>
+#include <QFile>
+#include <QLabel>
+#include <QMimeData>
+#include <QPainter>
+#include <QSet>
+#include <QSpinBox>
+#include <QStringConverter>
+#include <QTest>
+#include <QUrl>
+
+#include "app/detail_label.h"
+#include "app/edit_view.h"
+#include "app/main_window.h"
+#include "app/new_frame_dialog.h"
+#include "app/texts.h"
+#include "picture/picture_state.h"
+#include "tests/support/temporary_folder.h"
+#include "text/localized.h"
+#include "vframe/new_frame.h"
+
+namespace lumato::app {
+namespace {
+
+constexpr int kPatience = 20000;  // milliseconds; far more than anything takes
+constexpr int kSmallScreen = 1366;
+
+// The shipped file, and two languages that nobody speaks: English words drawn out by 40 %, and such as are
+// written from the right.
+QString LanguagesAndMore() {
+    QFile file(QStringLiteral(LUMATO_LANGUAGE_FILE));
+    if (!file.open(QIODevice::ReadOnly))
+        qFatal("no language file");
+    QStringDecoder decoder(QStringDecoder::Utf16LE);
+    QString text = decoder(file.readAll());
+    const qsizetype from = text.indexOf(QStringLiteral("[English]\r\n")) + 11;
+    const QString english = text.mid(from, text.indexOf(QStringLiteral("\r\n["), from) - from);
+    QString drawnOut = QStringLiteral("\r\n[Long]\r\n"), mirrored = QStringLiteral("\r\n[Hebrew]\r\n");
+    for (const QString& line : english.split(QStringLiteral("\r\n"), Qt::SkipEmptyParts)) {
+        const QString key = line.section(u'=', 0, 0), words = line.section(u'=', 1);
+        drawnOut += key + u'=' + words + QString(words.size() * 2 / 5 + 1, u'm') + QStringLiteral("\r\n");
+        mirrored += key + u'=' + QString(words.size(), QChar(0x05DE)) + QStringLiteral("\r\n");
+    }
+    return text + drawnOut + mirrored;
+}
+
+class LooksTest : public QObject {
+    Q_OBJECT
+
+  private:
+    std::unique_ptr<test::TemporaryFolder> m_folder;
+    std::unique_ptr<MainWindow> m_window;
+
+    template <class Control>
+    Control& Find(ControlId id) {
+        return *FindControlAs<Control>(m_window.get(), id);
+    }
+    void Attach() {
+        m_window->Frames().Attach(m_folder->Get() / "test.frame");
+        QTRY_VERIFY_WITH_TIMEOUT(m_window->Panel().IsEnabled(), kPatience);
+    }
+    void Speak(const QString& language) {
+        const QList<QAction*> actions = m_window->findChildren<QAction*>();
+        const auto found = std::ranges::find_if(
+            actions, [&](const QAction* action) { return action->data().toString() == language; });
+        QVERIFY2(found != actions.end(), qPrintable(language));
+        (*found)->trigger();
+        QCoreApplication::processEvents();  // posted notes
+        QTest::qWait(1);                    // and the layout behind them
+    }
+
+    // What is to be read has the room that it asks for.
+    static void CheckRoom(QWidget& window) {
+        for (const QWidget* widget : window.findChildren<QWidget*>()) {
+            const auto* label = qobject_cast<const QLabel*>(widget);
+            const bool hasText = label != nullptr ||
+                                 qobject_cast<const QAbstractButton*>(widget) != nullptr ||
+                                 qobject_cast<const QSpinBox*>(widget) != nullptr ||
+                                 qobject_cast<const QComboBox*>(widget) != nullptr;
+            if (!hasText || !widget->isVisible() || qobject_cast<const DetailLabel*>(widget) != nullptr)
+                continue;
+            const bool folds = label != nullptr && label->wordWrap();
+            const QSize wanted =
+                folds ? QSize(0, widget->heightForWidth(widget->width())) : widget->sizeHint();
+            QVERIFY2(widget->width() >= wanted.width() && widget->height() >= wanted.height(),
+                     qPrintable(widget->objectName() + u' ' + widget->accessibleName()));
+        }
+    }
+    // A drag from a file manager, to the widget that takes it.
+    template <class Target>
+    bool Drop(Target& target, const QList<Path>& files) {
+        QMimeData data;
+        QList<QUrl> urls;
+        for (const Path& file : files)
+            urls.append(QUrl::fromLocalFile(FromPath(file)));
+        data.setUrls(urls);
+        const QPointF at = QRectF(target.rect()).center();
+        QDragEnterEvent enter(at.toPoint(), Qt::CopyAction, &data, Qt::LeftButton, {});
+        enter.ignore();
+        QCoreApplication::sendEvent(&target, &enter);
+        if (!enter.isAccepted())
+            return false;
+        QDropEvent drop(at, Qt::CopyAction, &data, Qt::LeftButton, {});
+        QCoreApplication::sendEvent(&target, &drop);
+        return drop.isAccepted();
+    }
+    Path MakePicture(const char* name) {
+        const Path file = m_folder->Get() / name;
+        QImage image(320, 240, QImage::Format_RGB32);
+        image.fill(Qt::green);
+        image.save(FromPath(file), "PNG");
+        return file;
+    }
+
+  private slots:
+    void init() {
+        m_folder = std::make_unique<test::TemporaryFolder>();
+        qputenv("HOME", m_folder->Get().c_str());
+        QFile file(FromPath(m_folder->Get() / "Language.ini"));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        QStringEncoder encoder(QStringEncoder::Utf16LE, QStringEncoder::Flag::WriteBom);
+        file.write(encoder(LanguagesAndMore()));
+        file.close();
+        text::SetLanguageFile(m_folder->Get() / "Language.ini");
+        QVERIFY(vframe::CreateFrame(m_folder->Get() / "test.frame",
+                                    {.lcdWidth = 128, .lcdHeight = 128, .flashSize = 1 << 20})
+                    .has_value());
+        m_window = std::make_unique<MainWindow>(WindowOptions{
+            .home = m_folder->Get(), .stateFolder = m_folder->Get() / "state", .pace = 0, .files = {}});
+        m_window->show();
+        QVERIFY(QTest::qWaitForWindowExposed(m_window.get()));
+        m_window->Start(std::nullopt);
+    }
+    void cleanup() {
+        m_window.reset();
+        m_folder.reset();
+        QGuiApplication::setLayoutDirection(Qt::LeftToRight);
+    }
+
+    void noTextIsCut_data() {
+        QTest::addColumn<QString>("language");
+        for (const char* language : {"English", "German", "French", "Spanish", "Italian", "Portuguese",
+                                     "Japanese", "Chinese", "Long", "Hebrew"})
+            QTest::newRow(language) << QString::fromLatin1(language);
+    }
+    void noTextIsCut() {
+        QFETCH(QString, language);
+        Speak(language);
+        CheckRoom(*m_window);
+        NewFrameDialog dialog(m_window.get());
+        dialog.show();
+        QCoreApplication::processEvents();
+        CheckRoom(dialog);
+        Attach();
+        CheckRoom(*m_window);
+        m_window->resize(m_window->minimumSizeHint());
+        QCoreApplication::processEvents();
+        CheckRoom(*m_window);
+        QVERIFY(m_window->width() <= kSmallScreen);
+        m_window->Frames().Screen().show();
+        QCoreApplication::processEvents();
+        CheckRoom(m_window->Frames().Screen());
+    }
+
+    void whatIsWrittenFromTheRightIsLaidOutFromTheRight() {
+        const auto left = [this](ControlId id) {
+            QWidget& control = Find<QWidget>(id);
+            return control.mapTo(m_window.get(), QPoint(0, 0)).x();
+        };
+        QVERIFY(left(kColumList) < left(dbControlID1));
+        Speak(QStringLiteral("Hebrew"));
+        QVERIFY(left(kColumList) > left(dbControlID1));
+        Speak(QStringLiteral("English"));
+        QVERIFY(left(kColumList) < left(dbControlID1));
+    }
+
+    void theNoteChangesItsLanguage() {
+        const auto note = [this] { return m_window->Panel().Note(); };
+        QTRY_COMPARE(note(), QStringLiteral("Device not online"));
+        Speak(QStringLiteral("German"));
+        QCOMPARE(note(), QStringLiteral("Rahmen nicht verbunden"));
+        QVERIFY(m_window->findChild<DetailLabel*>(QStringLiteral("noteDetail"))
+                    ->text()
+                    .startsWith(QStringLiteral("Verbinden Sie")));
+        Attach();
+        m_window->AddFiles({MakePicture("a.png")});
+        QTRY_COMPARE_WITH_TIMEOUT(note(), QStringLiteral("Bilder in der Liste: 1"), kPatience);
+        Speak(QStringLiteral("French"));
+        QCOMPARE(note(), Localized("THE_SEQUENCE_TIPS", {}) + QStringLiteral(": 1"));
+    }
+
+    void theTabKeyReachesEverything() {
+        Attach();
+        QSet<QWidget*> reached;
+        for (int step = 0; step < 100; ++step) {
+            QTest::keyClick(m_window->focusWidget(), Qt::Key_Tab);
+            reached.insert(m_window->focusWidget());
+        }
+        for (QWidget* widget : m_window->findChildren<QWidget*>()) {
+            const bool takesTab =
+                (widget->focusPolicy() & Qt::TabFocus) != 0 && widget->focusProxy() == nullptr;
+            if (takesTab && widget->isVisible() && widget->isEnabled())
+                QVERIFY2(reached.contains(widget), qPrintable(widget->objectName()));
+        }
+        QVERIFY(reached.contains(&Find<QWidget>(myHIRectID)));
+        // From the browser on to the picture, as they stand.
+        m_window->Browser().TakeFocus();
+        QTest::keyClick(m_window->focusWidget(), Qt::Key_Tab);
+        QCOMPARE(m_window->focusWidget(), &Find<QWidget>(myHIRectID));
+    }
+
+    void columnsAreNeverCut() {
+        Attach();
+        const Path deep = m_folder->Get() / "one" / "two" / "three" / "four";
+        std::filesystem::create_directories(deep);
+        DiskBrowser& browser = m_window->Browser();
+        browser.OpenPath(deep);
+        QTRY_VERIFY_WITH_TIMEOUT(browser.OpenFolder() == deep, kPatience);
+        const auto cut = [&] {
+            QStringList found;
+            for (const FolderColumn* column : browser.findChildren<FolderColumn*>()) {
+                const int x = column->mapTo(browser.viewport(), QPoint(0, 0)).x();
+                const int seen = std::min(x + column->width(), browser.viewport()->width()) - std::max(x, 0);
+                if (!column->isHidden() && seen > 0 && seen < column->width())
+                    found.append(column->accessibleName());
+            }
+            return found;
+        };
+        for (const int width : {1100, 1301, 1700}) {
+            m_window->resize(width, 700);
+            QTRY_COMPARE_WITH_TIMEOUT(cut(), QStringList(), kPatience);
+        }
+    }
+
+    void filesAreTakenWhereTheyAreDropped() {
+        const Path a = MakePicture("a.png"), b = MakePicture("b.png");
+        auto& view = Find<EditView>(myHIViewID);
+        QVERIFY(!Drop(view, {a}));  // without a frame
+        QVERIFY(!Drop(*m_window->List().viewport(), {a, b}));
+        Attach();
+        QVERIFY(Drop(view, {a}));
+        QTRY_VERIFY_WITH_TIMEOUT(view.ShowsPicture(), kPatience);
+        QVERIFY(view.accessibleDescription().startsWith(QStringLiteral("a.png, ")));
+        QVERIFY(Drop(*m_window->List().viewport(), {a, b}));
+        QTRY_COMPARE_WITH_TIMEOUT(m_window->List().Model().rowCount(), 2, kPatience);
+    }
+};
+
+}  // namespace
+}  // namespace lumato::app
+
+int main(int argc, char** argv) {
+    QApplication application(argc, argv);
+    lumato::app::LooksTest test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "looks_test.moc"
