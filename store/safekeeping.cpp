@@ -162,7 +162,6 @@ Result<void> KeepAsBefore(const std::shared_ptr<Journal>& journal) {
         if (record->inFrame != 1)
             LUMATO_TRY_VOID(KeepPicture(*record, 0));
     }
-    LUMATO_TRY_VOID(SyncStreams(Store().journalFolder, journal->pictures));
     return Save(*journal);
 }
 
