@@ -287,7 +287,7 @@ void AddVirtualFrameCommands(CLI::App& app, Arguments& arguments) {
                     "connect to the socket in place of listening on it");
     serve
         ->add_option("--control", arguments.serve.control,
-                     "listen here for orders, one a line: plug, unplug, fault N:KIND")
+                     "listen here for orders, one a line: plug, unplug, wait, fault N:KIND")
         ->type_name("PATH");
     serve
         ->add_option("--vendor", arguments.serve.vendor,

@@ -93,7 +93,8 @@ class Pulls:
 
     def script(self, text, plugged=True):
         """`text` once the frame is there, or gone. Waiting starts no program: that is slow in the machine."""
-        return "while set -- /dev/sg*; [ $# != %d ]; do sleep 0.02; done; cd /mnt/share; %s" % (1 + plugged, text)
+        return "turns=0; while set -- /dev/sg*; [ $# != %d ]; do turns=$((turns + 1)); [ $turns -gt 1000 ] && exit 99; " \
+            "sleep 0.02; done; cd /mnt/share; %s" % (1 + plugged, text)
 
     def run(self, text, plugged=True):
         return self.machine.run(self.script(text, plugged))
@@ -142,12 +143,11 @@ class Pulls:
     def once(self, what, call, fault, pull=None):
         """`fault`: a fault on order that pulls the plug; without it `pull` does, while the call runs."""
         gone = self.frame.gone()
+        self.run("true")
+        self.begun = len(self.frame.commands())
         if fault:
             self.frame.order("fault " + fault)
-        else:
-            self.run("true")  # with the frame there, so that it is not pulled before it was found
-            self.begun = len(self.frame.commands())
-        number = self.machine.begin(self.script("exec /tmp/lumatoctl --home /tmp/pulled " + call))
+        number = self.machine.begin("cd /mnt/share; exec /tmp/lumatoctl --home /tmp/pulled " + call)
         if pull:
             pull()
         status, _, err = self.machine.finish(number)
