@@ -1,6 +1,8 @@
 // lumatoctl: the picture manager without a display.
 #include <csignal>
 
+#include <malloc.h>
+
 #include "base/diagnostics.h"
 #include "cli/commands.h"
 
@@ -49,6 +51,9 @@ int main(int argc, char** argv) {
     // A reader that went away, or a limit on file sizes, is a failed write like any other, not the end.
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
+    // Imported pictures go back to the system when they are released, not into a pool of freed ones that a
+    // batch on several threads would fill.
+    ::mallopt(M_MMAP_THRESHOLD, 1 << 20);
     const cli::Arguments arguments = cli::ParseArguments(argc, argv);
     SetDiagnosticStream(arguments.quiet ? nullptr : stderr);
     return cli::FlushOutput(cli::Run(arguments, cli::Output(arguments.json)));

@@ -115,7 +115,8 @@ Result<void> WriteBitmap(const store::Rect& rect, const Path& path) {
 
 }  // namespace
 
-Result<AddedPicture> GetPicDataFromView(const store::Rect& rect, bool batch) {
+Result<AddedPicture> GetPicDataFromView(const store::Rect& rect, bool batch,
+                                        const std::function<void()>& composed) {
     store::StoreState& store = store::Store();
     ++store.gmyTotalePicture;
     ++store.gmyTotalePictureNum;
@@ -123,6 +124,8 @@ Result<AddedPicture> GetPicDataFromView(const store::Rect& rect, bool batch) {
         store::ShowNote(kSequence, store.gmyTotalePictureNum);
     Addition addition;
     Result<void> written = WriteBitmap(rect, addition.Source());
+    if (composed)
+        composed();
     if (!written)
         return addition.Refuse(kCannotEncode, std::move(written).error());
     return MySelectButtonHandler(addition.Source(), !batch);

@@ -57,8 +57,10 @@ struct AddedPicture {
 // Errors of adding: the message is the status note that was shown, the cause is the reason in plain words.
 
 // Composes the edit picture, writes the bitmap and hands it on to MySelectButtonHandler(). `rect` has its
-// corner at the top left. Whatever fails, the counters are given back and the reason is shown.
-Result<AddedPicture> GetPicDataFromView(const store::Rect& rect, bool batch);
+// corner at the top left. Whatever fails, the counters are given back and the reason is shown. `composed` is
+// called when the edit picture is needed no more.
+Result<AddedPicture> GetPicDataFromView(const store::Rect& rect, bool batch,
+                                        const std::function<void()>& composed = {});
 // Encodes the composed bitmap, lowering the quality where the frame sets a limit, and appends it to the list.
 // The counters already include it. `advance`: the disk browser moves on afterwards.
 Result<AddedPicture> MySelectButtonHandler(const Path& bmpPath, bool advance);

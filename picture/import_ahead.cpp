@@ -68,12 +68,19 @@ ImportAhead::Outcome ImportAhead::Import(const Path& file) const {
 ImportAhead::Outcome ImportAhead::Next() {
     if (m_threads.empty())
         return Import(m_files[m_next++]);
+    Released();
     std::unique_lock lock(m_mutex);
-    m_taken = m_next;
-    m_changed.notify_all();
     std::optional<Outcome>& outcome = m_outcomes[m_next++];
     m_changed.wait(lock, [&] { return outcome.has_value(); });
     return *std::exchange(outcome, std::nullopt);
+}
+
+void ImportAhead::Released() {
+    {
+        const std::lock_guard lock(m_mutex);
+        m_taken = m_next;
+    }
+    m_changed.notify_all();
 }
 
 }  // namespace lumato::picture

@@ -32,6 +32,8 @@ class ImportAhead {
 
     // Waits for the next file's picture. Requires: there is one more file, and the last picture was released.
     [[nodiscard]] Outcome Next();
+    // The picture taken last was released: another import may begin at once.
+    void Released();
 
   private:
     void Work();

@@ -23,7 +23,16 @@ bool AddOne(const Path& file, ImportAhead& imports, const Pose& pose, AfterRefus
         return true;
     }
     ApplyPose(pose);
-    Result<AddedPicture> added = GetPicDataFromView(WithTopLeftCorner(store::Store().gmyDrawrect), true);
+    // A batch that stops leaves the picture at which it stopped in the edit view; one that goes on leaves
+    // none, and the next import may begin while this one is encoded and written.
+    const auto release = [&] {
+        if (policy == AfterRefusal::GoOn) {
+            ReleaseSelection();
+            imports.Released();
+        }
+    };
+    Result<AddedPicture> added =
+        GetPicDataFromView(WithTopLeftCorner(store::Store().gmyDrawrect), true, release);
     if (added) {
         report.added.push_back({file, std::move(*added)});
         return true;
