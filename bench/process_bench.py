@@ -1,0 +1,204 @@
+#!/usr/bin/env python3
+"""Whole processes beside their peers, in turn: start-up, one photograph, a batch, read-back of a full frame; and
+whether cost grows linearly. Usage: process_bench.py BUILD_FOLDER [--quick]
+
+A ratio is ours divided by the peer's time of the same round: below 1 ours is faster. Shown are medians over the
+rounds, of wall time, and of processor time (user and system, children included), which a busy machine disturbs less.
+"""
+import glob
+import os
+import random
+import resource
+import statistics
+import subprocess
+import sys
+import tempfile
+import time
+
+PHOTOGRAPHS = sorted(glob.glob("/usr/share/backgrounds/mate/nature/*.jpg"))
+QUICK = "--quick" in sys.argv
+ROUNDS = 5 if QUICK else 15
+
+
+class Bench:
+    def __init__(self, build, folder):
+        self.build = build
+        self.folder = folder
+        self.homes = 0
+
+    def path(self, *parts):
+        return os.path.join(self.folder, *parts)
+
+    def lumatoctl(self, *arguments):
+        """A call with a home of its own, so that every call starts from nothing."""
+        self.homes += 1
+        home = self.path(f"home{self.homes}")
+        return [os.path.join(self.build, "lumatoctl"), "--home", home, "--quiet", *arguments]
+
+    def qt(self, files):
+        return [os.path.join(self.build, "qt_scaled_reader"), "800", "480", self.path("out"), *files]
+
+    def vips(self, files):
+        return ["vipsthumbnail", *files, "-s", "800x480", "--smartcrop", "centre", "-o", self.path("out", "%s.jpg[Q=90]")]
+
+    def frame(self, name, lcd, *options):
+        frame = self.path(name)
+        if os.path.exists(frame):
+            os.remove(frame)
+        subprocess.run(self.lumatoctl("frame", "new", frame, "--lcd", lcd, "--flash", "16711680", *options), check=True,
+                       stdout=subprocess.DEVNULL)
+        return frame
+
+
+def environment():
+    return {**os.environ, "XDG_STATE_HOME": os.path.join(tempfile.gettempdir(), "lumato-bench-state")}
+
+
+def seconds(programs):
+    """Wall and processor time of programs that run at the same time; each is a list of commands."""
+    before = resource.getrusage(resource.RUSAGE_CHILDREN)
+    start = time.perf_counter()
+    running = [subprocess.Popen(["sh", "-ec", "\n".join(subprocess.list2cmdline(c) for c in commands)],
+                                stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, env=environment())
+               for commands in programs]
+    if any(process.wait() != 0 for process in running):
+        sys.exit(f"failed: {programs}"[:2000])
+    wall = time.perf_counter() - start
+    after = resource.getrusage(resource.RUSAGE_CHILDREN)
+    return wall, after.ru_utime - before.ru_utime + after.ru_stime - before.ru_stime
+
+
+def compare(title, ours, peer, goal, rounds=ROUNDS):
+    """`ours` and `peer` make the programs of a round anew."""
+    times = []
+    for number in range(rounds + 1):  # the first one warms up
+        pair = (seconds(ours()), seconds(peer())) if number % 2 == 0 else (seconds(peer()), seconds(ours()))[::-1]
+        if number > 0:
+            times.append(pair)
+    cells = []
+    for kind in (0, 1):
+        mine = statistics.median(t[0][kind] for t in times) * 1000
+        theirs = statistics.median(t[1][kind] for t in times) * 1000
+        ratio = statistics.median(t[0][kind] / t[1][kind] for t in times)
+        cells.append(f"{mine:.1f} | {theirs:.1f} | {ratio:.2f}")
+    print(f"| {title} | {cells[0]} | {cells[1]} | {goal} |", flush=True)
+
+
+def large_photograph(path, columns, rows, index):
+    """Joined from crops at native size, for the packages' photographs are smaller than a camera's; every second one
+    with noise, for they are smoother, too."""
+    generator = random.Random(index)
+    crops = [f"{generator.choice(PHOTOGRAPHS)}[1000x1000+{generator.randrange(300)}+{generator.randrange(80)}]"
+             for _ in range(columns * rows)]
+    noise = ["-attenuate", "0.4", "+noise", "Gaussian"] if index % 2 else []
+    subprocess.run(["montage", *crops, "-tile", f"{columns}x{rows}", "-geometry", "1000x1000+0+0", "miff:" + path], check=True)
+    subprocess.run(["convert", "miff:" + path, *noise, "-sampling-factor", "2x2", "-quality", "92", "jpg:" + path + ".jpg"],
+                   check=True)
+    os.remove(path)
+    return path + ".jpg"
+
+
+def start_up(bench):
+    frame = bench.frame("empty.frame", "480x234")
+    times = [(seconds([[bench.lumatoctl("--frame", frame, "info")]])[0], seconds([[["/bin/true"]]])[0])
+             for _ in range(6 * ROUNDS)]
+    more = statistics.median(t[0] - t[1] for t in times) * 1000
+    print(f"| start of `lumatoctl info` beside /bin/true | {more:.1f} ms more | | | | | | 10 ms more |", flush=True)
+
+
+def one_photograph(bench, name, photograph):
+    bitmap, stream = bench.path("composed.bmp"), bench.path("stream")
+
+    def ours():
+        return [[bench.lumatoctl("compose", photograph, bitmap, "--lcd", "800x480"),
+                 bench.lumatoctl("encode", bitmap, stream, "--size", "800x480")]]
+
+    compare(f"one {name} JPEG to an encoded 800 x 480, beside vipsthumbnail", ours,
+            lambda: [[bench.vips([photograph])]], "0.45")
+    compare(f"the same beside Qt's scaled reader", ours, lambda: [[bench.qt([photograph])]], "0.85")
+
+
+def batch(bench, photographs):
+    count = 20 if QUICK else 60
+    files = (photographs * count)[:count]
+    links = []
+    for number, file in enumerate(files):
+        links.append(bench.path(f"batch{number}.jpg"))
+        os.symlink(file, links[-1])
+
+    def ours():
+        return [[bench.lumatoctl("--frame", bench.frame("batch.frame", "800x480"), "add", *links)]]
+
+    halves = links[::2], links[1::2]
+    rounds = max(3, ROUNDS // 3)
+    compare(f"a batch of {count} 12 MP JPEGs, beside vipsthumbnail in two processes", ours,
+            lambda: [[bench.vips(half)] for half in halves], "0.50", rounds)
+    compare("the same beside Qt's scaled reader in two processes", ours, lambda: [[bench.qt(half)] for half in halves],
+            "0.87", rounds)
+    frame = bench.frame("batch.frame", "800x480")
+    measured = subprocess.run(["/usr/bin/env", "python3", "-c", "import resource, subprocess, sys\n"
+                               "subprocess.run(sys.argv[1:], check=True, stdout=subprocess.DEVNULL)\n"
+                               "print(resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss)",
+                               *bench.lumatoctl("--frame", frame, "add", *links)], check=True, capture_output=True)
+    flash = os.path.getsize(frame) / 2**20
+    print(f"| peak memory of that batch, MiB, {flash:.0f} of them the virtual frame's flash | "
+          f"{int(measured.stdout) / 1024:.1f} | | | | | | 32 |", flush=True)
+
+
+def small_photographs(bench, count):
+    """Crops of the size of an LCD, and the same as the peer reads them."""
+    for number, photograph in enumerate(PHOTOGRAPHS):
+        noise = ["-attenuate", "0.4", "+noise", "Gaussian"] if number % 2 else []
+        subprocess.run(["convert", photograph, "-crop", "480x234", "+repage", *noise, "-quality", "90",
+                        "-sampling-factor", "2x2", bench.path(f"small{number:02}-%03d.jpg")], check=True)
+    files = []
+    for file in sorted(glob.glob(bench.path("small*.jpg"))):
+        size = subprocess.run(["identify", "-format", "%wx%h", file], check=True, capture_output=True).stdout
+        if size == b"480x234":
+            files.append(file)
+        if len(files) == count:
+            return files
+    sys.exit("too few photographs")
+
+
+def read_back(bench, files):
+    frames = {}
+    batches = {}
+    for count in (1, len(files) // 2, len(files)):
+        frames[count] = bench.frame(f"full{count}.frame", "480x234", "--quality", "70")
+        batches[count] = seconds([[bench.lumatoctl("--frame", frames[count], "add", *files[:count])]])[1]
+    full = len(files)
+    compare(f"read-back of {full} pictures of 480 x 234, beside TurboJPEG and the same bitmaps",
+            lambda: [[bench.lumatoctl("--frame", frames[full], "info")]],
+            lambda: [[[os.path.join(bench.build, "turbo_bitmaps"), bench.path("out"), *files]]], "1.00",
+            max(3, ROUNDS // 3))
+    connects = {count: statistics.median(seconds([[bench.lumatoctl("--frame", frame, "info")]])[1] for _ in range(3))
+                for count, frame in frames.items()}
+    for what, times in (("a batch", batches), ("connecting", connects)):
+        half, whole = full // 2, full
+        ratio = (times[whole] - times[1]) / (times[half] - times[1]) * (half - 1) / (whole - 1)
+        print(f"| {what} of {whole}: a picture's cost over that in one of {half} (processor time) | {ratio:.2f} "
+              "| | | | | | 1.10 |", flush=True)
+
+
+def main():
+    build = os.path.abspath(sys.argv[1])
+    with tempfile.TemporaryDirectory(prefix="lumato-bench-") as folder:
+        bench = Bench(build, folder)
+        os.mkdir(bench.path("out"))
+        print("| work | ours, wall ms | peer | ratio | ours, processor ms | peer | ratio | goal |")
+        print("|---|---|---|---|---|---|---|---|", flush=True)
+        start_up(bench)
+        photographs = [large_photograph(bench.path(f"large{i}"), 4, 3, i) for i in range(4 if QUICK else 12)]
+        for number in (0, 1):
+            one_photograph(bench, "12 MP" + (" noisy" if number else ""), photographs[number])
+        for number in (0, 1):
+            one_photograph(bench, "24 MP" + (" noisy" if number else ""),
+                           large_photograph(bench.path(f"larger{number}"), 6, 4, number))
+        batch(bench, photographs)
+        read_back(bench, small_photographs(bench, 509))
+        subprocess.run([os.path.join(build, "edit_view_bench"), bench.path("larger1.jpg")], check=True)
+
+
+if __name__ == "__main__":
+    main()
