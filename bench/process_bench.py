@@ -147,10 +147,12 @@ def batch(bench, photographs):
 
 def small_photographs(bench, count):
     """Crops of the size of an LCD, and the same as the peer reads them."""
-    for number, photograph in enumerate(PHOTOGRAPHS):
+    for number, photograph in enumerate(PHOTOGRAPHS * 3):  # from another corner each time
         noise = ["-attenuate", "0.4", "+noise", "Gaussian"] if number % 2 else []
-        subprocess.run(["convert", photograph, "-crop", "480x234", "+repage", *noise, "-quality", "90",
-                        "-sampling-factor", "2x2", bench.path(f"small{number:02}-%03d.jpg")], check=True)
+        corner = f"+{number // len(PHOTOGRAPHS) * 130}+{number // len(PHOTOGRAPHS) * 70}"
+        subprocess.run(["convert", photograph, "-crop", "9999x9999" + corner, "+repage", "-crop", "480x234", "+repage",
+                        *noise, "-quality", "90", "-sampling-factor", "2x2", bench.path(f"small{number:02}-%03d.jpg")],
+                       check=True)
     files = []
     for file in sorted(glob.glob(bench.path("small*.jpg"))):
         size = subprocess.run(["identify", "-format", "%wx%h", file], check=True, capture_output=True).stdout
