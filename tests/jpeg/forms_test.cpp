@@ -10,6 +10,7 @@
 #include "jpeg/encode_vectors.h"
 #include "jpeg/encoder.h"
 #include "jpeg/tables.h"
+#include "tests/jpeg/photographs.h"
 #include "tests/jpeg/test_picture.h"
 
 namespace lumato::jpeg {
@@ -174,6 +175,22 @@ TEST(Forms, DecodeTheSamePixels) {
                                                      : Scene(width, height);
         ASSERT_NO_FATAL_FAILURE(ExpectSamePicture(Encode(picture, quality, round % 16)))
             << width << " x " << height << ", mode " << round % 16 << ", quality " << quality;
+    }
+}
+
+// Blocks as cameras make them, from the photographs of the package mate-backgrounds.
+TEST(Forms, TreatPhotographsTheSame) {
+    const std::vector<TestPicture> photographs = PhotographCrops(240, 117);
+    if (photographs.empty())
+        GTEST_SKIP() << "mate-backgrounds is not installed";
+    for (const TestPicture& picture : photographs) {
+        for (const int quality : {50, 90}) {
+            for (const int mode : {0, 3}) {
+                const Bytes expected = Plainly([&] { return Encode(picture, quality, mode); });
+                InEveryVectorForm([&] { ASSERT_TRUE(Encode(picture, quality, mode) == expected); });
+                ASSERT_NO_FATAL_FAILURE(ExpectSamePicture(expected));
+            }
+        }
     }
 }
 

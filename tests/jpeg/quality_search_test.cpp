@@ -56,7 +56,7 @@ TEST(QualitySearch, FindsWhatTryingOneByOneFinds) {
             for (const TestPicture& picture :
                  {Scene(300, 170), Noise(140, 30, 2), Grey(70, 40, 99), Scene(20, 9)}) {
                 std::vector<int> budgets{-1, 0, 1, 700, 10'000'000};
-                for (int quality = 90; quality > 0; quality -= 20) {
+                for (int quality = 90; quality > 0; quality -= 40) {
                     const auto size = static_cast<int>(Encode(picture, quality, mode).size());
                     budgets.insert(budgets.end(), {size - 1, size, size + size / 20});
                 }
