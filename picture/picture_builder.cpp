@@ -5,6 +5,8 @@
 
 #include <sys/mman.h>
 
+#include "base/bytes.h"
+
 namespace lumato::picture {
 namespace {
 
@@ -125,10 +127,8 @@ void PictureBuilder::Place(const std::uint8_t* rgb) {
     std::ptrdiff_t at = (m_placement.start + m_rowsPlaced * m_placement.stepY) * 4;
     std::uint8_t* const pixels = m_info.pixels.data();
     for (int x = 0; x < m_held.width; ++x, rgb += 3, at += step) {
-        pixels[at] = 0xFF;
-        pixels[at + 1] = rgb[0];
-        pixels[at + 2] = rgb[1];
-        pixels[at + 3] = rgb[2];
+        const std::uint32_t colour = rgb[0] | std::uint32_t{rgb[1]} << 8 | std::uint32_t{rgb[2]} << 16;
+        PutLe32(MutableByteSpan(pixels + at, 4), colour << 8 | 0xFF);
     }
     ++m_rowsPlaced;
 }
