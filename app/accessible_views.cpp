@@ -6,13 +6,14 @@
 #include "app/edit_view.h"
 #include "app/preview.h"
 #include "app/rect_view.h"
+#include "app/screen_view.h"
 
 namespace lumato::app {
 namespace {
 
 QAccessibleInterface* ViewInterface(const QString&, QObject* object) {
     if (qobject_cast<EditView*>(object) != nullptr || qobject_cast<RectView*>(object) != nullptr ||
-        qobject_cast<Preview*>(object) != nullptr)
+        qobject_cast<Preview*>(object) != nullptr || qobject_cast<ScreenView*>(object) != nullptr)
         return new QAccessibleWidget(qobject_cast<QWidget*>(object), QAccessible::Graphic);
     return nullptr;
 }

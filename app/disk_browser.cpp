@@ -195,9 +195,12 @@ std::vector<ItemID> DiskBrowser::Selected() const {
 
 void DiskBrowser::SelectQuietly(ItemID id) {
     m_quiet = true;
-    for (FolderColumn* column : m_columns)
-        if (column->Model().IndexOf(id).isValid())
+    for (FolderColumn* column : m_columns) {
+        // One of several that are selected: they stay so.
+        const bool selected = std::ranges::binary_search(column->Selected(), id);
+        if (column->Model().IndexOf(id).isValid() && !selected)
             column->SelectOnly(id);
+    }
     m_quiet = false;
 }
 

@@ -30,7 +30,7 @@ class DiskBrowser : public QScrollArea {
     [[nodiscard]] FileItems& Items() { return FileItemArray; }
     // The IDs of all selected items, in ascending order.
     [[nodiscard]] std::vector<ItemID> Selected() const;
-    // Makes the file the only selection of its column, without loading it.
+    // Selects the file, without loading it; what else is selected stays only if the file was selected, too.
     void SelectQuietly(ItemID id);
     // Gives the keyboard to the last column.
     void TakeFocus();

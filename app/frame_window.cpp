@@ -44,13 +44,12 @@ Slide SlideOf(const std::vector<std::uint8_t>& flash, std::size_t position) {
 FrameWindow::FrameWindow(FlashReader readFlash, QWidget* parent)
     : QDialog(parent),
       m_readFlash(std::move(readFlash)),
-      m_picture(new QLabel(this)),
+      m_picture(new ScreenView(this)),
       m_caption(new QLabel(this)),
       m_previous(new QPushButton(this)),
       m_play(new QPushButton(this)),
       m_next(new QPushButton(this)) {
     m_decoder.setMaxThreadCount(1);
-    m_picture->setAlignment(Qt::AlignCenter);
     m_play->setCheckable(true);
     auto* buttons = new QHBoxLayout;
     buttons->addWidget(m_previous);
@@ -62,6 +61,7 @@ FrameWindow::FrameWindow(FlashReader readFlash, QWidget* parent)
     layout->addWidget(m_picture, 1);
     layout->addLayout(buttons);
     m_slides.setInterval(kSlideMilliseconds);
+    connect(m_picture, &ScreenView::Magnified, this, &FrameWindow::ShowCaption);
     connect(&m_slides, &QTimer::timeout, this, [this] { ShowPicture(m_position + 1); });
     connect(m_previous, &QPushButton::clicked, this, [this] { ShowPicture(m_position - 1); });
     connect(m_next, &QPushButton::clicked, this, [this] { ShowPicture(m_position + 1); });
@@ -119,19 +119,20 @@ void FrameWindow::TakeScreen(int request, const QImage& screen, std::size_t posi
     m_screen = screen;
     m_position = std::max<std::size_t>(position, 1);
     m_count = count;
-    const QString empty = Localized("FRAME_SCREEN_EMPTY", "There is no picture on the frame");
-    if (screen.isNull()) {
-        m_picture->setText(empty);
-    } else {
-        QPixmap pixmap = QPixmap::fromImage(screen);
-        pixmap.setDevicePixelRatio(devicePixelRatioF());
-        m_picture->setPixmap(pixmap);
-    }
-    m_caption->setText(count == 0 ? QString() : QStringLiteral("%1 / %2").arg(position).arg(count));
-    m_picture->setAccessibleName(count == 0 ? empty : windowTitle());
-    m_picture->setAccessibleDescription(m_caption->text());
+    m_picture->Show(screen, Localized("FRAME_SCREEN_EMPTY", "There is no picture on the frame"));
     m_previous->setEnabled(count > 1);
     m_next->setEnabled(count > 1);
+}
+
+void FrameWindow::ShowCaption() {
+    QString caption;
+    if (m_count > 0)
+        caption =
+            QStringLiteral("%1 / %2  ·  %3 %").arg(m_position).arg(m_count).arg(m_picture->Magnification());
+    m_caption->setText(caption);
+    m_picture->setAccessibleName(windowTitle());
+    m_picture->setAccessibleDescription(
+        m_count > 0 ? caption : Localized("FRAME_SCREEN_EMPTY", "There is no picture on the frame"));
 }
 
 }  // namespace lumato::app

@@ -1,5 +1,5 @@
 // What the virtual frame's screen shows: a slide show of the pictures in its flash, decoded from the flash
-// itself, one screen pixel for each of the frame's.
+// itself. It grows with the window.
 //
 // Main thread only; decoding runs beside it.
 #pragma once
@@ -13,6 +13,8 @@
 #include <cstdint>
 #include <functional>
 #include <vector>
+
+#include "app/screen_view.h"
 
 namespace lumato::app {
 
@@ -40,11 +42,12 @@ class FrameWindow : public QDialog {
     void ShowPicture(std::size_t position);
     void TakeScreen(int request, const QImage& screen, std::size_t position, std::size_t count);
     void SetPlaying(bool playing);
+    void ShowCaption();
 
     FlashReader m_readFlash;
     QThreadPool m_decoder;
     QTimer m_slides;
-    QLabel* m_picture;
+    ScreenView* m_picture;
     QLabel* m_caption;
     QPushButton* m_previous;
     QPushButton* m_play;

@@ -1,0 +1,40 @@
+// The frame's screen in a window: at first as many of the desktop's units as the frame has pixels, then as
+// large as the window lets it be. Pixels stay sharp squares at whole magnifications.
+//
+// Main thread only.
+#pragma once
+
+#include <QImage>
+#include <QWidget>
+
+namespace lumato::app {
+
+class ScreenView : public QWidget {
+    Q_OBJECT
+
+  public:
+    explicit ScreenView(QWidget* parent = nullptr);
+
+    // A null image shows the words instead.
+    void Show(const QImage& screen, const QString& words);
+    // Screen pixels for each of the frame's, in percent; 0 without a picture.
+    [[nodiscard]] int Magnification() const;
+
+    [[nodiscard]] QSize sizeHint() const override;
+    [[nodiscard]] QSize minimumSizeHint() const override;
+
+  signals:
+    void Magnified();
+
+  protected:
+    void paintEvent(QPaintEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+
+  private:
+    [[nodiscard]] QSize ShownPixels() const;
+
+    QImage m_screen;
+    QString m_words;
+};
+
+}  // namespace lumato::app
