@@ -49,6 +49,7 @@ void FitToLcd() {
 std::unique_ptr<MyImage> MakeHandle() {
     auto image = std::make_unique<MyImage>();
     image->image = Pictures().gmyCGimagebi.get();
+    ++Pictures().editPictures;
     return image;
 }
 
