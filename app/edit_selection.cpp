@@ -149,6 +149,9 @@ void MainWindow::ComeForward(std::vector<Path> files) {
 
 void MainWindow::ShowNoFrameNotice(bool show) {
     m_noFrame->setVisible(show);
+    const QWidget* focus = focusWidget();
+    if (show && (focus == nullptr || focus == FindControl(this, myHIRectID)))
+        m_noFrame->setFocus();  // the rectangle has nothing to surround
     FindControlAs<RectView>(this, myHIRectID)->MakeRoomForNotice(show);
 }
 

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "app/texts.h"
+#include "store/store_state.h"
 #include "vframe/display.h"
 
 namespace lumato::app {
@@ -84,6 +85,11 @@ void FrameWindow::ShowTexts() {
 
 void FrameWindow::showEvent(QShowEvent* event) {
     QDialog::showEvent(event);
+    const store::StoreState& store = store::Store();
+    m_picture->SetFrameSize(
+        QSizeF(static_cast<double>(store.gmyLcdWidth), static_cast<double>(store.gmyLcdHeight)).toSize());
+    if (!std::exchange(m_sized, true))
+        adjustSize();  // from now on the size is the user's
     m_play->setChecked(true);
     ShowPicture(1);
 }

@@ -52,6 +52,7 @@ class FrameWindow : public QDialog {
     QPushButton* m_previous;
     QPushButton* m_play;
     QPushButton* m_next;
+    bool m_sized = false;  // it has been shown
     QImage m_screen;
     std::size_t m_position = 1;
     std::size_t m_count = 0;

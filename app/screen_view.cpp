@@ -6,13 +6,18 @@
 namespace lumato::app {
 namespace {
 
-constexpr QSize kEmpty(320, 240);
+constexpr QSize kSmallest(160, 120);
 const QColor kWords(235, 235, 235);  // on black, as the screen is
 
 }  // namespace
 
 ScreenView::ScreenView(QWidget* parent) : QWidget(parent) {
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
+}
+
+void ScreenView::SetFrameSize(QSize pixels) {
+    m_frameSize = pixels;
+    updateGeometry();
 }
 
 void ScreenView::Show(const QImage& screen, const QString& words) {
@@ -40,11 +45,11 @@ int ScreenView::Magnification() const {
 }
 
 QSize ScreenView::sizeHint() const {
-    return m_screen.isNull() ? kEmpty : m_screen.size();
+    return (m_screen.isNull() ? m_frameSize : m_screen.size()).expandedTo(kSmallest);
 }
 
 QSize ScreenView::minimumSizeHint() const {
-    return sizeHint().boundedTo(kEmpty) / 2;
+    return kSmallest;
 }
 
 void ScreenView::resizeEvent(QResizeEvent*) {

@@ -15,6 +15,8 @@ class ScreenView : public QWidget {
   public:
     explicit ScreenView(QWidget* parent = nullptr);
 
+    // What the frame's screen has; the size before there is a picture.
+    void SetFrameSize(QSize pixels);
     // A null image shows the words instead.
     void Show(const QImage& screen, const QString& words);
     // Screen pixels for each of the frame's, in percent; 0 without a picture.
@@ -33,6 +35,7 @@ class ScreenView : public QWidget {
   private:
     [[nodiscard]] QSize ShownPixels() const;
 
+    QSize m_frameSize;
     QImage m_screen;
     QString m_words;
 };

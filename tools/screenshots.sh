@@ -52,9 +52,20 @@ ForegroundNormal=252,252,252
 END
 }
 
-# shot NAME LANGUAGE THEME SCALE FRAME KEYS: KEYS are pressed (xdotool's names) before the picture is taken.
+# The visible window of that title, as soon as there is one.
+window_of() {
+    for attempt in $(seq 100); do
+        xdotool search --onlyvisible --name "$1" 2>/dev/null && return
+        sleep 0.1
+    done
+    echo "There is no window \"$1\"." >&2
+    return 1
+}
+
+# shot NAME LANGUAGE THEME SCALE FRAME [KEYS] [TITLE]: KEYS are pressed (xdotool's names) before the picture of the
+# window of that title is taken.
 shot() {
-    local name=$1 language=$2 theme=$3 scale=$4 frame=$5 keys=${6:-}
+    local name=$1 language=$2 theme=$3 scale=$4 frame=$5 keys=${6:-} title=${7:-Lumato}
     local home=$work/home-$name
     mkdir -p "$home"
     cp "$build/resources/Language.ini" "$home/"
@@ -79,22 +90,25 @@ END
     fi
     env "${desktop[@]}" QT_SCALE_FACTOR="$scale" "$build/lumato" "${arguments[@]}" >"$work/$name.log" 2>&1 &
     local program=$!
+    window_of Lumato >/dev/null
     sleep 2.5
-    local window
-    window=$(xdotool search --pid "$program" --onlyvisible | tail -1)
     for key in $keys; do
         xdotool key "$key"
         sleep 0.6
     done
     sleep 0.5
+    local window
+    window=$(window_of "$title" | tail -1)
     import -window "$window" "$out/$name.png"
     kill "$program"
     wait "$program" 2>/dev/null || true
 }
 
-shot window English light 1 frame "ctrl+Return ctrl+Return"
-shot window-dark English dark 1 frame "ctrl+Return"
+to_the_list="Tab Tab Tab Tab Tab Tab Tab Tab"  # from the browser
+shot window English light 1 frame "ctrl+Return Down Down ctrl+Return $to_the_list Down Down"
+shot window-dark English dark 1 frame "Down ctrl+Return"
 shot window-german German light 1 frame
+shot frame-screen English light 1 frame "F9" "The Frame.*s Screen"
 shot window-2x English light 2 frame
 shot window-german-dark-2x German dark 2 frame
 shot no-frame English light 1 none
