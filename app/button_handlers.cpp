@@ -49,7 +49,7 @@ bool MainWindow::RunTask(std::function<void()> work, std::function<void()> then)
         owner.PostRefresh();
         work();
         if (then)
-            QMetaObject::invokeMethod(this, then, Qt::QueuedConnection);
+            m_calls.Post(then);
     });
 }
 
@@ -114,8 +114,7 @@ void MainWindow::AddFiles(std::vector<Path> files) {
     m_panel->SetControlPanlEnable(false);
     const bool started = m_link.StartTask([this, files = std::move(files)] {
         const picture::BatchReport report = picture::ProcessMorePic(FilesOf(files));
-        QMetaObject::invokeMethod(
-            this, [this, report] { TakeBatch(report); }, Qt::QueuedConnection);
+        m_calls.Post([this, report] { TakeBatch(report); });
     });
     if (!started)
         m_panel->SetControlPanlEnable(true);

@@ -156,7 +156,7 @@ void ControlPanel::SetAccessibleNames() {
 }
 
 void ControlPanel::Post(std::function<void()> call) {
-    QMetaObject::invokeMethod(this, std::move(call), Qt::QueuedConnection);
+    m_calls.Post(std::move(call));
 }
 
 void ControlPanel::SetNotes(std::string_view text) {

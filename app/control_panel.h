@@ -11,6 +11,7 @@
 #include <functional>
 
 #include "app/control_id.h"
+#include "app/main_thread_calls.h"
 #include "store/status_port.h"
 
 class QMainWindow;
@@ -65,6 +66,7 @@ class ControlPanel : public QObject, public store::StatusPort {
     void SetAccessibleNames();
 
     QMainWindow& m_window;
+    MainThreadCalls m_calls;
     bool m_enabled = false;
     QPointer<QWidget> m_focus;  // had the focus when the panel was disabled
 };

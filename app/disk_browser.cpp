@@ -10,7 +10,6 @@
 namespace lumato::app {
 
 DiskBrowser::DiskBrowser(QWidget* parent) : QScrollArea(parent) {
-    m_reader.setMaxThreadCount(1);
     auto* content = new QWidget;
     m_layout = new QHBoxLayout(content);
     m_layout->setContentsMargins(0, 0, 0, 0);
@@ -24,7 +23,7 @@ DiskBrowser::DiskBrowser(QWidget* parent) : QScrollArea(parent) {
 }
 
 DiskBrowser::~DiskBrowser() {
-    m_reader.waitForDone();
+    m_reader.Wait();
 }
 
 void DiskBrowser::MyInitializeDataBrowserControl() {
@@ -117,15 +116,12 @@ void DiskBrowser::OpenFolderOf(ItemID item) {
     const int request = ++m_request;
     ++m_reading;
     AddColumn(item);
-    m_reader.start([this, folder, item, firstVolume, request] {
+    m_reader.Start([this, folder, item, firstVolume, request] {
         std::vector<FolderEntry> entries = FSGetDirectoryItems(folder, firstVolume);
-        QMetaObject::invokeMethod(
-            this,
-            [this, item, request, entries = std::move(entries)]() mutable {
-                --m_reading;
-                TakeFolder(item, request, std::move(entries));
-            },
-            Qt::QueuedConnection);
+        m_calls.Post([this, item, request, entries = std::move(entries)]() mutable {
+            --m_reading;
+            TakeFolder(item, request, std::move(entries));
+        });
     });
 }
 

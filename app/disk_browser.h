@@ -6,10 +6,11 @@
 
 #include <QHBoxLayout>
 #include <QScrollArea>
-#include <QThreadPool>
 #include <vector>
 
 #include "app/folder_column.h"
+#include "app/main_thread_calls.h"
+#include "app/reader_thread.h"
 
 namespace lumato::app {
 
@@ -65,7 +66,8 @@ class DiskBrowser : public QScrollArea {
     FileItems FileItemArray;
     QHBoxLayout* m_layout = nullptr;
     std::vector<FolderColumn*> m_columns;
-    QThreadPool m_reader;
+    MainThreadCalls m_calls;
+    ReaderThread m_reader;
     int m_request = 0;  // of the folder asked for last
     int m_reading = 0;
     bool m_quiet = false;  // a selection from code that is not to be told of

@@ -1,6 +1,7 @@
 #include "app/edit_panel.h"
 
 #include <QSignalBlocker>
+#include <QThread>
 #include <utility>
 
 #include "app/app_state.h"
@@ -57,6 +58,13 @@ EditPanel::EditPanel(QWidget* window, std::function<void()> selectNextPicture)
     connect(m_editView, &EditView::WheelTurned, this, &EditPanel::ScaleBy);
 }
 
+void EditPanel::Call(std::function<void()> call) {
+    if (QThread::currentThread() == thread())
+        call();
+    else
+        m_calls.Post(std::move(call));
+}
+
 EditPanel::Shown EditPanel::ValuesOf(EditControl control) {
     if (control == EditControl::SuitableSize)
         return {picture::Pictures().gmySuitableSize ? 1 : 0, 0, 1};
@@ -68,9 +76,7 @@ EditPanel::Shown EditPanel::ValuesOf(EditControl control) {
 // may own the control again and have changed it: then that is what is shown.
 void EditPanel::ControlChanged(EditControl control) {
     const Shown values = ValuesOf(control);
-    QMetaObject::invokeMethod(
-        this, [this, control, values] { Show(control, MainThreadOwns() ? ValuesOf(control) : values); },
-        Qt::AutoConnection);
+    Call([this, control, values] { Show(control, MainThreadOwns() ? ValuesOf(control) : values); });
 }
 
 void EditPanel::Show(EditControl control, Shown values) {
@@ -83,8 +89,7 @@ void EditPanel::Show(EditControl control, Shown values) {
 }
 
 void EditPanel::RedrawEditView() {
-    QMetaObject::invokeMethod(
-        this, [this] { Redraw(); }, Qt::AutoConnection);
+    Call([this] { Redraw(); });
 }
 
 void EditPanel::Redraw() {
@@ -118,8 +123,7 @@ void EditPanel::ShowAll() {
 }
 
 void EditPanel::SelectNextPicture() {
-    QMetaObject::invokeMethod(
-        this, [this] { m_selectNextPicture(); }, Qt::AutoConnection);
+    Call([this] { m_selectNextPicture(); });
 }
 
 void EditPanel::TurnBy(int degrees) {

@@ -12,6 +12,7 @@
 #include "app/detail_label.h"
 #include "app/edit_view.h"
 #include "app/little_arrows.h"
+#include "app/main_thread_calls.h"
 #include "app/rect_view.h"
 #include "picture/picture_state.h"
 
@@ -44,11 +45,14 @@ class EditPanel : public QObject, public picture::EditPort {
     struct Shown {
         int value = 0, minimum = 0, maximum = 0;
     };
+    // At once on the main thread, otherwise there later.
+    void Call(std::function<void()> call);
     [[nodiscard]] static Shown ValuesOf(picture::EditControl control);
     void Show(picture::EditControl control, Shown values);
     void Redraw();
     void ShowState();
 
+    MainThreadCalls m_calls;
     std::array<LittleArrows*, 4> m_arrows{};  // in the order of EditControl
     QCheckBox* m_suitableSize;
     EditView* m_editView;

@@ -19,7 +19,6 @@ constexpr int kWheelNotch = 120;  // an eighth of a degree each, 15 degrees a no
 }  // namespace
 
 EditView::EditView(QWidget* parent) : QWidget(parent) {
-    m_finisher.setMaxThreadCount(1);
     m_redraw.setSingleShot(true);
     m_redraw.setInterval(0);
     connect(&m_redraw, &QTimer::timeout, this, [this] {
@@ -29,8 +28,8 @@ EditView::EditView(QWidget* parent) : QWidget(parent) {
 }
 
 EditView::~EditView() {
-    m_finisher.clear();
-    m_finisher.waitForDone();
+    m_finisher.Clear();
+    m_finisher.Wait();
 }
 
 void EditView::Redraw() {
@@ -106,32 +105,26 @@ void EditView::TakeCopy(const picture::MyImage& image) {
     m_serial = serial;
     m_copy = std::make_shared<const picture::BitmapInfo>(*image.image);
     m_draft.reset();
-    m_finisher.clear();
-    m_finisher.start([this, serial, copy = m_copy] {
+    m_finisher.Clear();
+    m_finisher.Start([this, serial, copy = m_copy] {
         auto draft = std::make_shared<const DraftPicture>(*copy);
-        QMetaObject::invokeMethod(
-            this,
-            [this, serial, draft = std::move(draft)] {
-                if (m_copy != nullptr && serial == m_serial)
-                    m_draft = draft;
-            },
-            Qt::QueuedConnection);
+        m_calls.Post([this, serial, draft = std::move(draft)] {
+            if (m_copy != nullptr && serial == m_serial)
+                m_draft = draft;
+        });
     });
 }
 
 void EditView::Finish(QSize pixels, double scale, picture::MyImage image) {
-    m_finisher.clear();  // of a pose that is no more
-    m_finisher.start([this, request = m_request, pixels, scale, image, copy = m_copy]() mutable {
+    m_finisher.Clear();  // of a pose that is no more
+    m_finisher.Start([this, request = m_request, pixels, scale, image, copy = m_copy]() mutable {
         image.image = copy.get();
-        QMetaObject::invokeMethod(
-            this,
-            [this, request, drawn = Exact(pixels, scale, image)] {
-                if (request != m_request)
-                    return;
-                m_drawn = drawn;
-                update();
-            },
-            Qt::QueuedConnection);
+        m_calls.Post([this, request, drawn = Exact(pixels, scale, image)] {
+            if (request != m_request)
+                return;
+            m_drawn = drawn;
+            update();
+        });
     });
 }
 

@@ -5,13 +5,14 @@
 #pragma once
 
 #include <QImage>
-#include <QThreadPool>
 #include <QTimer>
 #include <QWidget>
 #include <cstdint>
 #include <memory>
 
 #include "app/draft_picture.h"
+#include "app/main_thread_calls.h"
+#include "app/reader_thread.h"
 #include "picture/bitmap_info.h"
 
 namespace lumato::app {
@@ -57,7 +58,8 @@ class EditView : public QWidget {
     [[nodiscard]] QSize ScreenSize() const;  // of the view, in the screen's pixels
 
     QTimer m_redraw;
-    QThreadPool m_finisher;
+    MainThreadCalls m_calls;
+    ReaderThread m_finisher;                            // draws what the composer takes long for
     std::shared_ptr<const picture::BitmapInfo> m_copy;  // of the edit picture
     std::shared_ptr<const DraftPicture> m_draft;        // null until it is made
     std::uint64_t m_serial = 0;                         // which of the edit pictures these two are of

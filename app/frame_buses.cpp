@@ -54,7 +54,7 @@ void FrameBuses::Prepare() {
     m_preparation.Join();  // it has posted its end already
     m_preparation = platform::Task([this, prepare = m_prepare] {
         prepare();
-        QMetaObject::invokeMethod(this, &FrameBuses::AnnounceHardware, Qt::QueuedConnection);
+        m_calls.Post([this] { AnnounceHardware(); });
     });
 }
 

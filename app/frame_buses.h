@@ -4,18 +4,16 @@
 // Main thread only, as every bus.
 #pragma once
 
-#include <QObject>
 #include <deque>
 #include <functional>
 
+#include "app/main_thread_calls.h"
 #include "platform/bus.h"
 #include "platform/task.h"
 
 namespace lumato::app {
 
-class FrameBuses : public QObject, public platform::Bus {
-    Q_OBJECT
-
+class FrameBuses : public platform::Bus {
   public:
     // `hardware` may be null. `prepare` is run by a task before services of the hardware are announced, those
     // that came meanwhile together.
@@ -46,6 +44,7 @@ class FrameBuses : public QObject, public platform::Bus {
     Relay m_virtualRelay, m_hardwareRelay;
     std::deque<platform::BusService*> m_waiting;  // appeared, and not yet announced
     std::size_t m_beingPrepared = 0;              // of those, from the front
+    MainThreadCalls m_calls;
     platform::Task m_preparation;
 };
 

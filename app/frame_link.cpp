@@ -107,8 +107,7 @@ bool FrameLink::StartDownload(std::function<void(bool)> done) {
         if (hardware)
             EjectFrame();
         const bool succeeded = store::TranspotPic();
-        QMetaObject::invokeMethod(
-            this, [done, succeeded] { done(succeeded); }, Qt::QueuedConnection);
+        m_calls.Post([done, succeeded] { done(succeeded); });
     });
     return true;
 }
@@ -123,19 +122,16 @@ bool FrameLink::TakeBack() {
 
 void FrameLink::SetFlashOnline() {
     StoreFramePort::SetFlashOnline();
-    QMetaObject::invokeMethod(
-        this,
-        [this] {
-            --App().onlineTasks;
-            emit OnlineEnded();
-        },
-        Qt::QueuedConnection);
+    m_calls.Post([this] {
+        --App().onlineTasks;
+        emit OnlineEnded();
+    });
 }
 
 void FrameLink::SetFlashOffline() {
     m_wentOffline = true;
     StoreFramePort::SetFlashOffline();
-    QMetaObject::invokeMethod(this, &FrameLink::FrameChanged, Qt::QueuedConnection);
+    m_calls.Post([this] { emit FrameChanged(); });
 }
 
 // Run by tasks. The desktop mounts the frame's volume when it finds the frame, and may do so again.

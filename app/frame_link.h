@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "app/frame_buses.h"
+#include "app/main_thread_calls.h"
 #include "device/comm_usb.h"
 #include "picture/rv512_encoder.h"
 #include "platform/linux/system_clock.h"
@@ -72,6 +73,7 @@ class FrameLink : public QObject, private store::StoreFramePort {
     void ShowLinkError(const Error& error) override;
 
     store::StatusPort& m_status;
+    MainThreadCalls m_calls;
     platform::Volumes* const m_volumes;
     platform::SystemClock m_clock;
     picture::CRv512Encoder m_codec;

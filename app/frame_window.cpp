@@ -50,7 +50,6 @@ FrameWindow::FrameWindow(FlashReader readFlash, QWidget* parent)
       m_previous(new QPushButton(this)),
       m_play(new QPushButton(this)),
       m_next(new QPushButton(this)) {
-    m_decoder.setMaxThreadCount(1);
     m_play->setCheckable(true);
     auto* buttons = new QHBoxLayout;
     buttons->addWidget(m_previous);
@@ -72,8 +71,8 @@ FrameWindow::FrameWindow(FlashReader readFlash, QWidget* parent)
 
 FrameWindow::~FrameWindow() {
     ++m_request;
-    m_decoder.clear();
-    m_decoder.waitForDone();
+    m_decoder.Clear();
+    m_decoder.Wait();
 }
 
 void FrameWindow::ShowTexts() {
@@ -110,12 +109,11 @@ void FrameWindow::ShowPicture(std::size_t position) {
     if (!isVisible())
         return;
     const int request = ++m_request;
-    m_decoder.clear();
-    m_decoder.start([this, request, position, flash = m_readFlash()] {
+    m_decoder.Clear();
+    m_decoder.Start([this, request, position, flash = m_readFlash()] {
         const Slide slide = SlideOf(flash, position);
-        QMetaObject::invokeMethod(
-            this, [this, request, slide] { TakeScreen(request, slide.screen, slide.position, slide.count); },
-            Qt::QueuedConnection);
+        m_calls.Post(
+            [this, request, slide] { TakeScreen(request, slide.screen, slide.position, slide.count); });
     });
 }
 

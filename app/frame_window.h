@@ -8,12 +8,13 @@
 #include <QImage>
 #include <QLabel>
 #include <QPushButton>
-#include <QThreadPool>
 #include <QTimer>
 #include <cstdint>
 #include <functional>
 #include <vector>
 
+#include "app/main_thread_calls.h"
+#include "app/reader_thread.h"
 #include "app/screen_view.h"
 
 namespace lumato::app {
@@ -45,7 +46,8 @@ class FrameWindow : public QDialog {
     void ShowCaption();
 
     FlashReader m_readFlash;
-    QThreadPool m_decoder;
+    MainThreadCalls m_calls;
+    ReaderThread m_decoder;
     QTimer m_slides;
     ScreenView* m_picture;
     QLabel* m_caption;

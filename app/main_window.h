@@ -19,6 +19,7 @@
 #include "app/frame_link.h"
 #include "app/frame_menu.h"
 #include "app/language_menu.h"
+#include "app/main_thread_calls.h"
 #include "app/menu_builder.h"
 #include "app/no_frame_notice.h"
 #include "app/picture_list.h"
@@ -126,6 +127,7 @@ class MainWindow : public QMainWindow {
 
     WindowOptions m_options;
     Settings m_settings;
+    MainThreadCalls m_calls;
     ControlPanel* m_panel;
     FrameLink m_link;
     PictureLoader m_loader;

@@ -18,13 +18,11 @@ constexpr double kThumbnailLines = 2.4;  // its height, in lines of text: the tw
 
 }  // namespace
 
-PictureListModel::PictureListModel(QObject* parent) : QAbstractListModel(parent) {
-    m_reader.setMaxThreadCount(1);
-}
+PictureListModel::PictureListModel(QObject* parent) : QAbstractListModel(parent) {}
 
 PictureListModel::~PictureListModel() {
-    m_reader.clear();
-    m_reader.waitForDone();
+    m_reader.Clear();
+    m_reader.Wait();
 }
 
 bool PictureListModel::SetPictures(QList<ListedPicture> pictures) {
@@ -79,10 +77,9 @@ void PictureListModel::MakeThumbnail(const ListedPicture& picture) const {
     empty.fill(Qt::transparent);
     m_thumbnails.insert(picture.name, QIcon(empty));
     auto* self = const_cast<PictureListModel*>(this);
-    m_reader.start([self, name = picture.name, file = picture.bitmap, size = m_thumbnailSize] {
+    m_reader.Start([self, name = picture.name, file = picture.bitmap, size = m_thumbnailSize] {
         const QImage image = ReadBitmap(file, size);
-        QMetaObject::invokeMethod(
-            self, [self, name, image] { self->TakeThumbnail(name, image); }, Qt::QueuedConnection);
+        self->m_calls.Post([self, name, image] { self->TakeThumbnail(name, image); });
     });
 }
 

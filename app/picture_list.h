@@ -8,8 +8,9 @@
 #include <QHash>
 #include <QIcon>
 #include <QListView>
-#include <QThreadPool>
 
+#include "app/main_thread_calls.h"
+#include "app/reader_thread.h"
 #include "base/file.h"
 
 namespace lumato::app {
@@ -48,7 +49,8 @@ class PictureListModel : public QAbstractListModel {
     QSize m_thumbnailSize;
     // By name; a null icon is one in the making. Filled as items are shown.
     mutable QHash<QString, QIcon> m_thumbnails;
-    mutable QThreadPool m_reader;
+    mutable MainThreadCalls m_calls;
+    mutable ReaderThread m_reader;
 };
 
 class PictureList : public QListView {

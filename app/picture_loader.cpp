@@ -9,14 +9,12 @@
 
 namespace lumato::app {
 
-PictureLoader::PictureLoader(Taker taker, QObject* parent) : QObject(parent), m_taker(std::move(taker)) {
-    m_reader.setMaxThreadCount(1);
-}
+PictureLoader::PictureLoader(Taker taker, QObject* parent) : QObject(parent), m_taker(std::move(taker)) {}
 
 PictureLoader::~PictureLoader() {
     Forget();
-    m_reader.clear();
-    m_reader.waitForDone();
+    m_reader.Clear();
+    m_reader.Wait();
 }
 
 void PictureLoader::Load(Candidate candidate) {
@@ -32,8 +30,8 @@ void PictureLoader::Start(std::vector<Candidate> candidates, bool passOverOthers
     m_underWay = request;
     const float lcdWidth = store::Store().gmyLcdWidth;
     const float lcdHeight = store::Store().gmyLcdHeight;
-    m_reader.clear();  // those that have not begun
-    m_reader.start([this, request, passOverOthers, lcdWidth, lcdHeight, candidates = std::move(candidates)] {
+    m_reader.Clear();  // those that have not begun
+    m_reader.Start([this, request, passOverOthers, lcdWidth, lcdHeight, candidates = std::move(candidates)] {
         const auto wanted = std::ranges::find_if(candidates, [&](const Candidate& candidate) {
             return m_request != request || !passOverOthers || picture::IsPicture(candidate.file);
         });
@@ -41,8 +39,7 @@ void PictureLoader::Start(std::vector<Candidate> candidates, bool passOverOthers
         if (wanted != candidates.end() && m_request == request)
             loaded = std::make_shared<LoadedPicture>(LoadedPicture{
                 wanted->item, wanted->file, picture::ImportForEditView(wanted->file, lcdWidth, lcdHeight)});
-        QMetaObject::invokeMethod(
-            this, [this, request, loaded] { Deliver(request, loaded); }, Qt::QueuedConnection);
+        m_calls.Post([this, request, loaded] { Deliver(request, loaded); });
     });
 }
 

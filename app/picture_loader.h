@@ -4,13 +4,14 @@
 #pragma once
 
 #include <QObject>
-#include <QThreadPool>
 #include <atomic>
 #include <functional>
 #include <memory>
 #include <vector>
 
 #include "app/file_items.h"
+#include "app/main_thread_calls.h"
+#include "app/reader_thread.h"
 #include "picture/bitmap_info.h"
 
 namespace lumato::app {
@@ -49,7 +50,8 @@ class PictureLoader : public QObject {
     void Deliver(int request, std::shared_ptr<LoadedPicture> loaded);
 
     Taker m_taker;
-    QThreadPool m_reader;
+    MainThreadCalls m_calls;
+    ReaderThread m_reader;
     std::atomic<int> m_request = 0;
     int m_underWay = -1;
 };

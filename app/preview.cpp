@@ -9,27 +9,23 @@ namespace lumato::app {
 
 Preview::Preview(QWidget* parent) : QFrame(parent) {
     setFrameStyle(QFrame::StyledPanel | QFrame::Sunken);
-    m_reader.setMaxThreadCount(1);
 }
 
 Preview::~Preview() {
-    m_reader.waitForDone();
+    m_reader.Wait();
 }
 
 void Preview::ShowFile(const Path& file, const QString& name) {
     const int request = ++m_request;
     setAccessibleDescription(name);
-    m_reader.start([this, file, request] {
+    m_reader.Start([this, file, request] {
         const QImage picture = ReadBitmap(file);
-        QMetaObject::invokeMethod(
-            this,
-            [this, picture, request] {
-                if (request != m_request)
-                    return;
-                m_picture = picture;
-                update();
-            },
-            Qt::QueuedConnection);
+        m_calls.Post([this, picture, request] {
+            if (request != m_request)
+                return;
+            m_picture = picture;
+            update();
+        });
     });
 }
 

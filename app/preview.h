@@ -5,8 +5,9 @@
 
 #include <QFrame>
 #include <QImage>
-#include <QThreadPool>
 
+#include "app/main_thread_calls.h"
+#include "app/reader_thread.h"
 #include "base/file.h"
 
 namespace lumato::app {
@@ -33,7 +34,8 @@ class Preview : public QFrame {
   private:
     void MyPreviewEventHandler(QPainter& painter);
 
-    QThreadPool m_reader;
+    MainThreadCalls m_calls;
+    ReaderThread m_reader;
     QImage m_picture;
     QString m_hint;
     int m_request = 0;
