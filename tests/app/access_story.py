@@ -54,7 +54,8 @@ class Desk:
         self.start("Xvfb", "-displayfd", str(writing), "-screen", "0", "1500x1000x24", "-nolisten", "tcp",
                    pass_fds=[writing])
         os.close(writing)
-        self.environment["DISPLAY"] = ":" + os.read(reading, 20).decode().strip()
+        with os.fdopen(reading) as display:
+            self.environment["DISPLAY"] = ":" + display.readline().strip()
         bus = self.start("dbus-daemon", "--session", "--nofork", "--print-address", stdout=subprocess.PIPE, text=True)
         self.environment["DBUS_SESSION_BUS_ADDRESS"] = bus.stdout.readline().strip()
         # Asking for the accessibility bus starts it; a program that starts before it does without.

@@ -279,7 +279,7 @@ class LooksTest : public QObject {
             std::filesystem::rename(MakePicture(name), folder / name);
         DiskBrowser& browser = m_window->Browser();
         browser.OpenPath(folder);
-        QTRY_VERIFY_WITH_TIMEOUT(browser.OpenFolder() == folder, kPatience);
+        QTRY_VERIFY_WITH_TIMEOUT(browser.OpenFolder() == folder && !browser.IsReading(), kPatience);
         browser.TakeFocus();
         QTest::keyClick(m_window->focusWidget(), Qt::Key_A, Qt::ControlModifier);
         QTRY_VERIFY_WITH_TIMEOUT(Find<EditView>(myHIViewID).ShowsPicture(), kPatience);
