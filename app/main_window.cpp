@@ -15,6 +15,7 @@
 #include "app/t_nib.h"
 #include "app/texts.h"
 #include "picture/picture_state.h"
+#include "store/safekeeping.h"
 #include "store/store.h"
 
 namespace lumato::app {
@@ -208,6 +209,7 @@ void MainWindow::InvalidWindow() {
         ForgetDeletion();
         picture::ReleaseSelection();
     } else {
+        m_unsaved = m_unsaved || store::DownloadIsDue();  // what the task did is told only later
         if (m_selectedMeanwhile != 0)
             SelPicInList(m_selectedMeanwhile);
         m_panel->ShowPictureList(store::Store().gmyTotalePictureNum, store::Store().gmyCurrentSelectItem);
