@@ -1,7 +1,6 @@
 #include "store/safekeeping.h"
 
 #include <algorithm>
-#include <ranges>
 
 #include "base/printable.h"
 #include "store/journal_folder.h"
@@ -144,8 +143,8 @@ void ForgetAdditions(const FileData* from, const FileData* last) {
             doomed.push_back(record);
     }
     // The last one first, so that earlier copies stay where they are counted.
-    for (const FileData* record : doomed | std::views::reverse)
-        ForgetOne(journal.pictures, *record);
+    for (auto record = doomed.rbegin(); record != doomed.rend(); ++record)
+        ForgetOne(journal.pictures, **record);
     if (journal == *store.journal)
         return;
     if (journal.pictures.empty() && journal.phase == Journal::Phase::Additions)
