@@ -332,7 +332,7 @@ bool Thorough() {
 }
 
 // Under the sanitizers, which are many times slower, only some.
-#ifdef __SANITIZE_ADDRESS__
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr std::size_t kStride = 7;
 #else
 constexpr std::size_t kStride = 1;
