@@ -14,7 +14,7 @@ work=$(mktemp -d)
 mkdir -p "$out"
 
 display=:$((90 + RANDOM % 900))
-Xvfb "$display" -screen 0 2800x1900x24 >/dev/null 2>&1 &
+Xvfb "$display" -screen 0 2800x1900x24 -noreset >/dev/null 2>&1 &
 server=$!
 trap 'kill "$server" 2>/dev/null || true; rm -rf "$work"' EXIT
 export DISPLAY=$display HOME=$work/user XDG_CONFIG_HOME=$work/config XDG_RUNTIME_DIR=$work/run

@@ -51,8 +51,10 @@ class Desk:
         for name in ("WAYLAND_DISPLAY", "XDG_CURRENT_DESKTOP"):
             self.environment.pop(name, None)
         reading, writing = os.pipe()
+        # Without -noreset the server turns everybody away for a moment whenever its last client leaves, and the
+        # accessibility bus's launcher comes and goes before the program.
         self.start("Xvfb", "-displayfd", str(writing), "-screen", "0", "1500x1000x24", "-nolisten", "tcp",
-                   pass_fds=[writing])
+                   "-noreset", pass_fds=[writing])
         os.close(writing)
         with os.fdopen(reading) as display:
             self.environment["DISPLAY"] = ":" + display.readline().strip()
@@ -63,7 +65,7 @@ class Desk:
             ["dbus-send", "--session", "--print-reply", "--dest=org.a11y.Bus", "/org/a11y/bus",
              "org.a11y.Bus.GetAddress"], env=self.environment, stdout=subprocess.DEVNULL,
             stderr=subprocess.DEVNULL).returncode == 0)
-        self.program = self.start(lumato, "--home", str(work / "home"), stdout=subprocess.DEVNULL)
+        self.program = self.start(lumato, "--home", str(work / "home"), stdout=subprocess.DEVNULL, stderr=None)
         os.environ.update({name: self.environment[name]
                            for name in ("DISPLAY", "DBUS_SESSION_BUS_ADDRESS", "XDG_RUNTIME_DIR")})
         Atspi.init()
@@ -71,7 +73,7 @@ class Desk:
         Atspi.get_desktop(0).set_cache_mask(Atspi.Cache.NONE)  # what is read is what is there
 
     def start(self, *command, **options):
-        process = subprocess.Popen(command, env=self.environment, stderr=subprocess.DEVNULL, **options)
+        process = subprocess.Popen(command, env=self.environment, **{"stderr": subprocess.DEVNULL, **options})
         self.processes.append(process)
         return process
 
@@ -92,9 +94,11 @@ def below(node):
 class Window:
     """What is on the accessibility bus, found by role and name."""
 
-    def __init__(self):
-        self.application = wait("the program on the bus", lambda: next(
+    def __init__(self, program):
+        self.application = wait("the program on the bus, or its end", lambda: program.poll() is not None or next(
             (node for node in below_desktop() if node.get_name() == "lumato"), None))
+        if program.returncode is not None:
+            raise SystemExit(f"The program ended at its start with {program.returncode}")
 
     def find(self, role, name=None, where=None):
         for node in below(where or self.application):
@@ -228,7 +232,7 @@ def main():
                    stdout=subprocess.DEVNULL)
     desk = Desk(work, lumato)
     try:
-        story(Window(), work)
+        story(Window(desk.program), work)
         if desk.program.wait(PATIENCE) != 0:
             raise SystemExit(f"The program ended with {desk.program.returncode}")
     finally:
