@@ -61,6 +61,13 @@ void WindowFixture::MakePicture(const Path& file, int width, int height) {
 }
 
 void WindowFixture::Open(double pace, platform::Bus* hardware, platform::Volumes* volumes) {
+    OpenAsLeft(pace, hardware, volumes);
+    m_window->resize(1200, 760);
+    m_window->Browser().OpenPath(Pictures());
+    QTRY_VERIFY_WITH_TIMEOUT(m_window->Browser().OpenFolder() == Pictures(), kPatience);
+}
+
+void WindowFixture::OpenAsLeft(double pace, platform::Bus* hardware, platform::Volumes* volumes) {
     m_window.reset();  // two at once would share their state
     m_window = std::make_unique<MainWindow>(WindowOptions{.home = m_folder->Get(),
                                                           .hardware = hardware,
@@ -68,12 +75,9 @@ void WindowFixture::Open(double pace, platform::Bus* hardware, platform::Volumes
                                                           .stateFolder = State(),
                                                           .pace = pace,
                                                           .files = {}});
-    m_window->resize(1200, 760);
     m_window->show();
     QVERIFY(QTest::qWaitForWindowExposed(m_window.get()));
     m_window->Start(std::nullopt);
-    m_window->Browser().OpenPath(Pictures());
-    QTRY_VERIFY_WITH_TIMEOUT(m_window->Browser().OpenFolder() == Pictures(), kPatience);
 }
 
 void WindowFixture::Attach() {

@@ -37,8 +37,10 @@ class WindowFixture : public QObject {
     [[nodiscard]] Path State() const { return m_folder->Get() / "state"; }
     static void MakePicture(const Path& file, int width = 1600, int height = 1200);
 
-    // A new window in the place of the last; real frames appear on `hardware`.
+    // A new window in the place of the last; real frames appear on `hardware`. OpenAsLeft() leaves to the
+    // window how large it is and which folder it shows.
     void Open(double pace = 0, platform::Bus* hardware = nullptr, platform::Volumes* volumes = nullptr);
+    void OpenAsLeft(double pace = 0, platform::Bus* hardware = nullptr, platform::Volumes* volumes = nullptr);
     void Attach();
     void WaitForPanel();
     void WaitForNote(const char* note);
@@ -64,8 +66,8 @@ class WindowFixture : public QObject {
     QPoint OnCanvas(double x, double y);
     void Drag(QPoint from, QPoint to);
 
-    // Runs the event loop until `done`; the longest time in milliseconds that it was away. The longest that it
-    // worked meanwhile, which other programs do not lengthen, is in m_longestWork.
+    // Runs the event loop until `done`; the longest time in milliseconds that it was away. The longest that
+    // it worked meanwhile, which other programs do not lengthen, is in m_longestWork.
     qint64 LongestGapUntil(const std::function<bool()>& done, int patience = kPatience);
     [[nodiscard]] std::size_t ShownByTheFrame() const;
 

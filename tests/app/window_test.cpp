@@ -2,6 +2,7 @@
 #include <QDir>
 #include <QPushButton>
 #include <QSignalSpy>
+#include <QSplitter>
 #include <fstream>
 
 #include "app/app_state.h"
@@ -35,6 +36,23 @@ class WindowTest : public WindowFixture {
         QVERIFY(m_window->findChild<DetailLabel*>()->text().contains(QStringLiteral("Frame")));
         QVERIFY(!Find<QPushButton>(kAddButtonID).isEnabled());
         QVERIFY(!m_window->Browser().isEnabled());
+    }
+
+    void sizePanesAndFolderComeBack() {
+        const Path folder = Pictures() / "M\xe4rz";  // no text in UTF-8, and a folder all the same
+        std::filesystem::create_directory(folder);
+        m_window->Browser().OpenPath(folder);
+        QTRY_VERIFY_WITH_TIMEOUT(m_window->Browser().OpenFolder() == folder, kPatience);
+        auto* panes = m_window->findChild<QSplitter*>();
+        m_window->resize(m_window->width(), m_window->minimumSizeHint().height() + 23);
+        panes->setSizes({panes->sizes()[0] + 40, panes->sizes()[1] - 40, panes->sizes()[2]});
+        const QSize size = m_window->size();
+        const QList<int> sizes = panes->sizes();
+
+        OpenAsLeft();
+        QCOMPARE(m_window->size(), size);
+        QCOMPARE(m_window->findChild<QSplitter*>()->sizes(), sizes);
+        QTRY_VERIFY_WITH_TIMEOUT(m_window->Browser().OpenFolder() == folder, kPatience);
     }
 
     void attachingEnablesAndDetachingDisables() {
