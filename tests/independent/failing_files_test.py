@@ -12,15 +12,12 @@ import itertools
 import os
 import shutil
 import subprocess
-import sys
 import unittest
 
 import flash_reader
 import story
-import stream_codec
 from flash_reader import make_image, put_pictures
-from self_test import wave
-from story import Outcome, Story, noise
+from story import Outcome, Story, noise, streams, wave
 
 SHIM = ""
 KINDS = ("ENOSPC", "EACCES", "EIO", "KILL")
@@ -28,10 +25,11 @@ KILLED = 99
 LCD = (48, 32)
 FIRMWARE = 0x10000
 
+
 class FailingFiles(Story):
     def setUp(self):
         super().setUp()
-        self.old = [stream_codec.encode(wave(*LCD, n), *LCD, 90, 4) for n in (1, 2)]
+        self.old = streams(2, LCD)
         self.before = bytes(put_pictures(make_image(LCD, firmware_end=0x8000), self.old))
         self.made = self.sources(wave(*LCD, 7), noise(*LCD, 8))
         self.source_bytes = [self.read(os.path.basename(source)) for source in self.made]
@@ -154,9 +152,5 @@ class FailingFiles(Story):
 
 
 if __name__ == "__main__":
-    if len(sys.argv) < 3:
-        sys.exit(__doc__)
-    story.PROGRAM = os.path.abspath(sys.argv.pop(1))
-    SHIM = os.path.abspath(sys.argv.pop(1))
-    story.QUICK = "--quick" in sys.argv
-    unittest.main(argv=[argument for argument in sys.argv if argument != "--quick"])
+    _, SHIM = story.take_files(__doc__, 2)
+    unittest.main()

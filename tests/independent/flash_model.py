@@ -37,7 +37,7 @@ class Frame:
         `decode`(stream, width, height): whether a picture is readable."""
         self.image = bytearray(image)
         self.spare, self.decode = spare, decode
-        self.trace, self.progress = [], [0]
+        self.trace = []
         self.table, self.pictures, self.stored = bytearray(TABLE_SIZE), [], 0
 
     # -------------------------------------------------------------------------------------- the link
@@ -189,22 +189,18 @@ class Frame:
         if not first:
             block = self._read(table_address, BLOCK)
             self._write_table(bytearray(block))
-            self.progress.append(100)
             return self
         data = b"".join(self.pictures[first - 1:])
         self._fill_slots(first, start)
-        self.progress.append(10)
         if start == table_address + TABLE_SIZE:
             block = bytearray(b"\xFF" * BLOCK)
         else:
             block = bytearray(self._read(table_address, BLOCK))
         copied = max(0, min(table_address + BLOCK - start, len(data)))
         block[start - table_address:start - table_address + copied] = data[:copied]
-        self.progress.append(20)
         self._write_rest(start + copied, data[copied:])
         self._write_table(block)
         self.stored = len(self.pictures)
-        self.progress += [99, 100]
         return self
 
     def _invalidate_table(self):
@@ -227,14 +223,12 @@ class Frame:
             head = BLOCK - start % BLOCK
             self._write(start, data[:head])
             start, data = start + min(head, len(data)), data[head:]
-        self.progress.append(30)
         blocks = -(-len(data) // BLOCK)
         for j in range(blocks):
             part = data[j * BLOCK:(j + 1) * BLOCK]
             if j == blocks - 1:
                 part = part.ljust(-(-len(part) // 1024) * 1024, bytes([self.spare]))
             self._write(start + j * BLOCK, part)
-            self.progress.append(30 + 60 * (j + 1) // blocks)
 
     def _write_table(self, block):
         block[:TABLE_SIZE] = self.table

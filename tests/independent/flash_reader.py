@@ -1,15 +1,11 @@
 """Reads the raw flash image of a virtual frame with eyes of its own, and crafts images for tests.
 
-    python3 flash_reader.py IMAGE      prints what stands in it as JSON
-
 Layout: device information block at 0 (little-endian fields), picture table of 4,096 bytes at a 64 KB
 boundary, pictures behind it.
 """
 import functools
 import hashlib
-import json
 import struct
-import sys
 
 import stream_codec
 
@@ -83,14 +79,6 @@ def streams_of(image):
     return [bytes(image[p["address"]:p["address"] + p["length"]]) for p in pictures_of(image, False)]
 
 
-def report(image):
-    information = Information(image)
-    result = {key: value for key, value in vars(information).items() if key != "firmware_pointer"}
-    result["table_valid"] = table_is_valid(table_of(image, information))
-    result["pictures"] = pictures_of(image)
-    return result
-
-
 # ------------------------------------------------------------------------------------------ crafting
 
 def make_image(lcd=(48, 32), flash_size=0x40000, table=0x10000, limit=0, sampling=4, quality=90, erase=0xD8,
@@ -142,8 +130,3 @@ def put_pictures(image, streams, header=bytes(12)):
         address += len(stream)
     put_table(image, make_table(slots, header=header))
     return image
-
-
-if __name__ == "__main__":
-    with open(sys.argv[1], "rb") as file:
-        print(json.dumps(report(file.read()), indent=1))

@@ -4,18 +4,13 @@
 """
 import os
 import random
-import signal
-import subprocess
 import sys
 import time
 import unittest
 
-import flash_reader
 import story
-import stream_codec
-from flash_reader import make_image, put_pictures
-from self_test import wave
-from story import Story
+from flash_reader import make_image, put_pictures, streams_of
+from story import Story, noise, streams
 
 KILLS, SEED = 12, 1
 
@@ -24,19 +19,6 @@ class Killed(Story):
     def setUp(self):
         super().setUp()
         self.random = random.Random(SEED)
-
-    def start(self, *arguments, pace):
-        command = self.command("--pace", pace, *arguments)
-        self.commands.append(" ".join(command))
-        return subprocess.Popen(command, env=self.environment(), cwd=self.folder, stdout=subprocess.DEVNULL,
-                                stderr=subprocess.DEVNULL)
-
-    def stored(self):
-        """The streams on the frame, in order."""
-        image = self.image()
-        table = flash_reader.Information(image).table_address
-        slots = [flash_reader.slot(image[table:table + 4096], k) for k in range(1, 510)]
-        return [image[at:at + length] for status, at, length in slots if status == 1]
 
     def listed(self):
         before = self.image()
@@ -50,12 +32,12 @@ class Killed(Story):
     def kill_and_complete(self, duration):
         """An add is killed; another add must leave the old pictures, its own, and the killed one's if it came
         so far that it waits. True when pictures waited."""
-        old = self.stored()
+        old = streams_of(self.image())
         firmware = self.image()[:0x10000]
         at = self.random.uniform(0, duration)
-        process = self.start("add", *self.new, pace=self.pace)
+        process = self.begin("--pace", self.pace, "add", *self.new)
         time.sleep(at)
-        process.send_signal(signal.SIGKILL)
+        process.kill()
         process.wait()
         listed = self.listed()
         waiting = [p for p in listed if p["address"] is None]
@@ -63,27 +45,26 @@ class Killed(Story):
         coming = self.new_streams[:max(0, len(listed) - len(old))]
         self.assertEqual(sorted(p["bytes"] for p in listed), sorted(map(len, old + coming)))
         self.good("add", self.last)
-        self.assertEqual(self.stored(), old + coming + [self.last_stream], "killed after %.3f s" % at)
+        self.assertEqual(streams_of(self.image()), old + coming + [self.last_stream], "killed after %.3f s" % at)
         self.assert_same_bytes(self.image()[:0x10000], firmware, "firmware")
         self.assertEqual(os.listdir(self.path("home/state/recovery")), [])
         return bool(waiting)
 
     def test_a_killed_program_costs_no_picture(self):
         lcd = (96, 64)
-        sources = self.sources(*(story.noise(*lcd, n) for n in (11, 12, 13)))
+        sources = self.sources(*(noise(*lcd, n) for n in (11, 12, 13)))
         self.new, self.last = sources[:2], sources[2]
-        old = [stream_codec.encode(wave(*lcd, n), *lcd, 90, 4) for n in (1, 2)]
-        old += [stream_codec.encode(story.noise(*lcd, 5), *lcd, 90, 4)]
+        old = streams(2, lcd) + streams(1, lcd, noise)
         image = bytes(put_pictures(make_image(lcd, 0x40000), old))
         self.pace = 6
 
         # What an undisturbed call does, and how long it takes.
         self.put_frame(image)
         begin = time.monotonic()
-        self.assertEqual(self.start("add", *self.new, pace=self.pace).wait(), 0)
+        self.assertEqual(self.begin("--pace", self.pace, "add", *self.new).wait(), 0)
         duration = time.monotonic() - begin
         self.good("add", self.last)
-        self.known = self.stored()
+        self.known = streams_of(self.image())
         self.assertEqual(self.known[:3], old)
         self.new_streams, self.last_stream = self.known[3:5], self.known[5]
         waited = 0
@@ -96,13 +77,9 @@ class Killed(Story):
 
 class OneAtATime(Story):
     def test_a_second_program_is_told_so_and_a_killed_one_leaves_no_lock(self):
-        self.put_frame(put_pictures(make_image(), [stream_codec.encode(wave(48, 32, n), 48, 32, 90, 4) for n in (1, 2)]))
+        self.put_frame(put_pictures(make_image(), streams(2)))
         before = self.image()
-        trace = self.trace_file
-        self.trace_file = self.path("other-trace.txt")
-        first = subprocess.Popen(self.command("--pace", "0.003", "list"), env=self.environment(), cwd=self.folder,
-                                 stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        self.trace_file = trace
+        first = self.begin("--pace", "0.003", "list")
         try:
             time.sleep(0.5)
             self.assertIsNone(first.poll(), "it was to be slow")
@@ -121,11 +98,10 @@ class OneAtATime(Story):
 
 
 if __name__ == "__main__":
-    arguments = sys.argv[1:]
-    story.PROGRAM = os.path.abspath(arguments.pop(0))
+    story.take_files(__doc__)
     for option in ("--kills", "--seed"):
-        if option in arguments:
-            at = arguments.index(option)
-            globals()[option[2:].upper()] = int(arguments[at + 1])
-            del arguments[at:at + 2]
-    unittest.main(argv=[sys.argv[0]] + arguments)
+        if option in sys.argv:
+            at = sys.argv.index(option)
+            globals()[option[2:].upper()] = int(sys.argv[at + 1])
+            del sys.argv[at:at + 2]
+    unittest.main()

@@ -4,11 +4,13 @@ text that lists the commands, so that a failed case can be walked again by hand.
 A failed case leaves its folder behind; before.img in it is the flash image before the last command.
 """
 import json
+import math
 import os
 import random
 import shlex
 import shutil
 import subprocess
+import sys
 import tempfile
 import unittest
 
@@ -34,6 +36,40 @@ def noise(width, height, seed=1):
     stride = (3 * width + 3) // 4 * 4
     generator = random.Random(seed)
     return stream_codec.make_bitmap(width, height, [generator.randbytes(stride) for _ in range(height)])
+
+
+def wave(width, height, phase=0.0):
+    """A bitmap with slopes, edges and colours, different for every phase."""
+    rows = []
+    for y in range(height):
+        row = bytearray()
+        for x in range(width):
+            edge = 60 if (x // 11 + y // 7) % 2 else 0
+            row += bytes(int(97 + 90 * math.sin(x / 19 + y / 27 + channel + phase)) + edge for channel in range(3))
+        rows.append(row)
+    return stream_codec.make_bitmap(width, height, rows)
+
+
+def streams(count, size=(48, 32), make=wave):
+    """Pictures for a frame with an LCD of that size."""
+    return [stream_codec.encode(make(*size, n), *size, 90, 4) for n in range(1, count + 1)]
+
+
+def take_option(name):
+    """Whether `name` stands in the command line, which is without it afterwards."""
+    found = name in sys.argv
+    sys.argv[:] = [argument for argument in sys.argv if argument != name]
+    return found
+
+
+def take_files(usage, count=1):
+    """Takes the program from the command line; the absolute paths of the `count` files that stand first, it included."""
+    global PROGRAM, QUICK
+    if len(sys.argv) < 1 + count:
+        sys.exit(usage)
+    files = [os.path.abspath(sys.argv.pop(1)) for _ in range(count)]
+    PROGRAM, QUICK = files[0], take_option("--quick")
+    return files
 
 
 class Story(unittest.TestCase):
@@ -98,6 +134,13 @@ class Story(unittest.TestCase):
         outcome = Outcome(done.returncode, done.stdout.decode(), done.stderr.decode())
         self.assertIn(outcome.status, (0, 1, 2, 3), outcome.err)
         return outcome
+
+    def begin(self, *arguments):
+        """Starts the program and does not wait for it."""
+        command = [PROGRAM, "--home", self.home, "--frame", self.frame, *map(str, arguments)]
+        self.commands.append(shlex.join(command) + " &")
+        return subprocess.Popen(command, env=self.environment(), cwd=self.folder, stdout=subprocess.DEVNULL,
+                                stderr=subprocess.DEVNULL)
 
     def good(self, *arguments, frame=True):
         outcome = self.run_program(*arguments, frame=frame)

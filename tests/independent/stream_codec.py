@@ -2,14 +2,10 @@
 
 It shares no line with the program, so a misreading on either side shows as a difference. Everything is bytes
 in and bytes out: encode() takes a bitmap file, decode() gives one.
-
-    python3 stream_codec.py encode BITMAP STREAM WIDTHxHEIGHT [QUALITY [SAMPLING]]
-    python3 stream_codec.py decode STREAM BITMAP
 """
 import functools
 import math
 import struct
-import sys
 
 OMIT_TABLES, OMIT_MCU_TABLE = 4, 8
 LUMA_BLOCKS = (1, 2, 2, 4)
@@ -415,21 +411,3 @@ def _place(rows, x0, y0, wide, tall, stride, blocks):
             at = 3 * (x0 + x)
             row[at:at + 3] = bytes(min(max(value >> 10, 0), 255) for value in (
                 light + 1815 * u, light - 352 * u - 731 * v, light + 1436 * v))
-
-
-def main(arguments):
-    verb, source, destination = arguments[:3]
-    with open(source, "rb") as file:
-        data = file.read()
-    if verb == "encode":
-        width, height = map(int, arguments[3].split("x"))
-        quality, y_value = (list(map(int, arguments[4:6])) + [90, 4][len(arguments[4:6]):])
-        result = encode(data, width, height, quality, y_value)
-    else:
-        result = decode(data)
-    with open(destination, "wb") as file:
-        file.write(result)
-
-
-if __name__ == "__main__":
-    main(sys.argv[1:])

@@ -14,16 +14,17 @@ import json
 import os
 import random
 import shutil
-import struct
 import subprocess
 import sys
 import tempfile
 import time
 import traceback
 
+sys.path.append(os.path.join(os.path.dirname(os.path.abspath(__file__)), "../independent"))
 import kernel
 import machine
-from pulls import Pulls
+from pulls import Pulls, check
+from story import noise
 from watch import Watch
 
 SKIPPED = 77
@@ -31,20 +32,6 @@ WIDTH, HEIGHT = 160, 128
 VENDOR_OPCODES = ("CA", "CB", "CD")
 INQUIRY = "120000004000"
 USER = 65534
-
-
-def bitmap(seed):
-    generator = random.Random(seed)
-    stride = (3 * WIDTH + 3) // 4 * 4
-    pixels = generator.randbytes(stride * HEIGHT)
-    header = struct.pack("<2sIHHIIiiHHIIiiII", b"BM", 54 + len(pixels), 0, 0, 54, 40, WIDTH, HEIGHT, 1, 24, 0,
-                         len(pixels), 2835, 2835, 0, 0)
-    return header + pixels
-
-
-def check(truth, what):
-    if not truth:
-        raise AssertionError(what() if callable(what) else what)
 
 
 def same(have, want, what):
@@ -83,7 +70,7 @@ class Story:
             shutil.copy(module, share)
         for number in range(1, 5):
             with open(os.path.join(share, "source%d.bmp" % number), "wb") as file:
-                file.write(bitmap(number))
+                file.write(noise(WIDTH, HEIGHT, number))
         status, out, err = self.machine.run(
             "cp /mnt/share/lumatoctl /mnt/share/watch_frame /tmp; "
             "export SYSTEMD_IGNORE_CHROOT=1; /lib/systemd/systemd-udevd --daemon && udevadm trigger --action=add && "
