@@ -4,29 +4,20 @@
 #include <QComboBox>
 #include <QDragEnterEvent>
 #include <QFile>
-#include <QLabel>
 #include <QMimeData>
-#include <QPainter>
 #include <QSet>
 #include <QSpinBox>
 #include <QStringConverter>
-#include <QTest>
 #include <QUrl>
 
 #include "app/detail_label.h"
-#include "app/edit_view.h"
-#include "app/main_window.h"
 #include "app/new_frame_dialog.h"
-#include "app/texts.h"
 #include "picture/picture_state.h"
-#include "tests/support/temporary_folder.h"
-#include "text/localized.h"
-#include "vframe/new_frame.h"
+#include "tests/app/window_support.h"
 
 namespace lumato::app {
 namespace {
 
-constexpr int kPatience = 20000;  // milliseconds; far more than anything takes
 constexpr int kSmallScreen = 1366;
 
 // The shipped file, and two languages that nobody speaks: English words drawn out by 40 %, and such as are
@@ -48,21 +39,9 @@ QString LanguagesAndMore() {
     return text + drawnOut + mirrored;
 }
 
-class LooksTest : public QObject {
+class LooksTest : public WindowFixture {
     Q_OBJECT
 
-  private:
-    std::unique_ptr<test::TemporaryFolder> m_folder;
-    std::unique_ptr<MainWindow> m_window;
-
-    template <class Control>
-    Control& Find(ControlId id) {
-        return *FindControlAs<Control>(m_window.get(), id);
-    }
-    void Attach() {
-        m_window->Frames().Attach(m_folder->Get() / "test.frame");
-        QTRY_VERIFY_WITH_TIMEOUT(m_window->Panel().IsEnabled(), kPatience);
-    }
     void Speak(const QString& language) {
         const QList<QAction*> actions = m_window->findChildren<QAction*>();
         const auto found = std::ranges::find_if(
@@ -108,36 +87,19 @@ class LooksTest : public QObject {
         QCoreApplication::sendEvent(&target, &drop);
         return drop.isAccepted();
     }
-    Path MakePicture(const char* name) {
-        const Path file = m_folder->Get() / name;
-        QImage image(320, 240, QImage::Format_RGB32);
-        image.fill(Qt::green);
-        image.save(FromPath(file), "PNG");
-        return file;
-    }
 
   private slots:
     void init() {
-        m_folder = std::make_unique<test::TemporaryFolder>();
-        qputenv("HOME", m_folder->Get().c_str());
+        SetUp();
         QFile file(FromPath(m_folder->Get() / "Language.ini"));
         QVERIFY(file.open(QIODevice::WriteOnly));
         QStringEncoder encoder(QStringEncoder::Utf16LE, QStringEncoder::Flag::WriteBom);
         file.write(encoder(LanguagesAndMore()));
         file.close();
-        text::SetLanguageFile(m_folder->Get() / "Language.ini");
-        QVERIFY(vframe::CreateFrame(m_folder->Get() / "test.frame",
-                                    {.lcdWidth = 128, .lcdHeight = 128, .flashSize = 1 << 20})
-                    .has_value());
-        m_window = std::make_unique<MainWindow>(WindowOptions{
-            .home = m_folder->Get(), .stateFolder = m_folder->Get() / "state", .pace = 0, .files = {}});
-        m_window->show();
-        QVERIFY(QTest::qWaitForWindowExposed(m_window.get()));
-        m_window->Start(std::nullopt);
+        OpenAsLeft();
     }
     void cleanup() {
-        m_window.reset();
-        m_folder.reset();
+        TearDown();
         QGuiApplication::setLayoutDirection(Qt::LeftToRight);
     }
 
@@ -176,21 +138,6 @@ class LooksTest : public QObject {
         QVERIFY(left(kColumList) > left(dbControlID1));
         Speak(QStringLiteral("English"));
         QVERIFY(left(kColumList) < left(dbControlID1));
-    }
-
-    void theNoteChangesItsLanguage() {
-        const auto note = [this] { return m_window->Panel().Note(); };
-        QTRY_COMPARE(note(), QStringLiteral("Device not online"));
-        Speak(QStringLiteral("German"));
-        QCOMPARE(note(), QStringLiteral("Rahmen nicht verbunden"));
-        QVERIFY(m_window->findChild<DetailLabel*>(QStringLiteral("noteDetail"))
-                    ->text()
-                    .startsWith(QStringLiteral("Verbinden Sie")));
-        Attach();
-        m_window->AddFiles({MakePicture("a.png")});
-        QTRY_COMPARE_WITH_TIMEOUT(note(), QStringLiteral("Bilder in der Liste: 1"), kPatience);
-        Speak(QStringLiteral("French"));
-        QCOMPARE(note(), Localized("THE_SEQUENCE_TIPS", {}) + QStringLiteral(": 1"));
     }
 
     void theTabKeyReachesEverything() {
@@ -273,13 +220,10 @@ class LooksTest : public QObject {
 
     void severalStaySelectedWhenTheLastIsLoaded() {
         Attach();
-        const Path folder = m_folder->Get() / "several";
-        std::filesystem::create_directory(folder);
-        for (const char* name : {"a.png", "b.png", "c.png"})
-            std::filesystem::rename(MakePicture(name), folder / name);
+        std::filesystem::remove(Pictures() / "notes.txt");
         DiskBrowser& browser = m_window->Browser();
-        browser.OpenPath(folder);
-        QTRY_VERIFY_WITH_TIMEOUT(browser.OpenFolder() == folder && !browser.IsReading(), kPatience);
+        browser.OpenPath(Pictures());
+        QTRY_VERIFY_WITH_TIMEOUT(browser.OpenFolder() == Pictures() && !browser.IsReading(), kPatience);
         browser.TakeFocus();
         QTest::keyClick(m_window->focusWidget(), Qt::Key_A, Qt::ControlModifier);
         QTRY_VERIFY_WITH_TIMEOUT(Find<EditView>(myHIViewID).ShowsPicture(), kPatience);
@@ -287,7 +231,7 @@ class LooksTest : public QObject {
     }
 
     void filesAreTakenWhereTheyAreDropped() {
-        const Path a = MakePicture("a.png"), b = MakePicture("b.png");
+        const Path a = Pictures() / "a.png", b = Pictures() / "b.png";
         auto& view = Find<EditView>(myHIViewID);
         QVERIFY(!Drop(view, {a}));  // without a frame
         QVERIFY(!Drop(*m_window->List().viewport(), {a, b}));
@@ -303,10 +247,6 @@ class LooksTest : public QObject {
 }  // namespace
 }  // namespace lumato::app
 
-int main(int argc, char** argv) {
-    QApplication application(argc, argv);
-    lumato::app::LooksTest test;
-    return QTest::qExec(&test, argc, argv);
-}
+LUMATO_WINDOW_TEST(lumato::app::LooksTest)
 
 #include "looks_test.moc"

@@ -114,28 +114,17 @@ class StatesTest : public WindowFixture {
         QTRY_COMPARE(m_window->findChildren<QMessageBox*>().size(), 1);
         QCOMPARE(Question()->informativeText().contains(QStringLiteral("differs")),
                  state != QLatin1String("download"));
+        QTest::keyClick(Question(), Qt::Key_Escape);
+        QTRY_VERIFY(Question() == nullptr);
+        QVERIFY(m_window->isVisible());
+        m_window->close();
+        QTRY_VERIFY(Question() != nullptr);
         QTest::keyClick(Question(), Qt::Key_Return);
         QTRY_VERIFY(device::Link().frame == nullptr);
         for (QDialog* dialog : m_window->findChildren<QDialog*>())
             dialog->reject();
         if (state == QLatin1String("download"))
             QCOMPARE(ShownByTheFrame(), 3U);
-    }
-
-    void aDownloadThatBrokeOffIsSaidSo() {
-        OpenWithPictures();
-        Click(kDownLoadButtonID);
-        LongestGapUntil([this] { return Find<QProgressBar>(kDownLoadProcessID).value() > 0; });
-        QVERIFY(!MainThreadOwns());
-        m_window->Link().DetachVirtualFrame();
-        QTRY_COMPARE(Listed(), 0);
-        Attach();
-        WaitForNote("A download broke off. No picture is lost: press Download");
-        QCOMPARE(Listed(), 3);
-        QVERIFY(Waiting() >= 1);
-        Click(kDownLoadButtonID);
-        WaitForNote("DownLoad Finished!");
-        QCOMPARE(ShownByTheFrame(), 3U);
     }
 
     void whatWasDeletedAndBroughtBackIsKept() {

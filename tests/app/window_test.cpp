@@ -1,7 +1,5 @@
 // The window, driven through its own controls with a virtual frame attached.
-#include <QDir>
 #include <QPushButton>
-#include <QSignalSpy>
 #include <QSplitter>
 #include <fstream>
 
@@ -9,7 +7,6 @@
 #include "app/detail_label.h"
 #include "picture/picture_state.h"
 #include "tests/app/window_support.h"
-#include "text/localized.h"
 
 namespace lumato::app {
 namespace {
@@ -20,23 +17,6 @@ class WindowTest : public WindowFixture {
   private slots:
     void init() { SetUp(); }
     void cleanup() { TearDown(); }
-
-    void everyControlIsThereAndNamed() {
-        for (const ControlId id : {kSuitableSizeID, kUpLoadButtnonID, kAddButtonID, kDownLoadButtonID,
-                                   kDelButtonID, kDeleteAllCheckBoxID, kRotateArrowID, kScaleArrowXID,
-                                   kTranlateArrowXID, kTranlateArrowYID, kColumList, dbControlID1, myHIViewID,
-                                   myHIRectID, myHIPreviewID, kDownLoadProcessID, kTotalPic, kCurPic})
-            QVERIFY(!Find<QWidget>(id).accessibleName().isEmpty());
-        QCOMPARE(m_window->windowTitle(), QStringLiteral("MacLumato"));
-        QCOMPARE(Find<QPushButton>(kAddButtonID).text(), QStringLiteral("Add"));
-    }
-
-    void withoutAFrameTheNoteSaysWhatToDo() {
-        QTRY_COMPARE(Text(kNotesID), QStringLiteral("Device Not Online!"));
-        QVERIFY(m_window->findChild<DetailLabel*>()->text().contains(QStringLiteral("Frame")));
-        QVERIFY(!Find<QPushButton>(kAddButtonID).isEnabled());
-        QVERIFY(!m_window->Browser().isEnabled());
-    }
 
     void sizePanesAndFolderComeBack() {
         const Path folder = Pictures() / "M\xe4rz";  // no text in UTF-8, and a folder all the same
@@ -55,32 +35,6 @@ class WindowTest : public WindowFixture {
         QTRY_VERIFY_WITH_TIMEOUT(m_window->Browser().OpenFolder() == folder, kPatience);
     }
 
-    void attachingEnablesAndDetachingDisables() {
-        for (int round = 0; round < 3; ++round) {
-            Attach();
-            QTRY_COMPARE(Text(kTotalPic), QStringLiteral("68K/1024K"));
-            QVERIFY(Find<QPushButton>(kDownLoadButtonID).isEnabled());
-            m_window->Link().DetachVirtualFrame();
-            QTRY_VERIFY(!m_window->Panel().IsEnabled());
-            QTRY_COMPARE(Text(kNotesID), QStringLiteral("Device Not Online!"));
-            QVERIFY(MainThreadOwns());
-        }
-    }
-
-    void selectingFits() {
-        Attach();
-        Edit("b.png");
-        QCOMPARE(Arrows(kScaleArrowXID).value(), 11);  // 128 / 1200, rounded up
-        QCOMPARE(Arrows(kTranlateArrowXID).maximum(), 170);
-        QCOMPARE(Arrows(kTranlateArrowYID).maximum(), 128);
-        auto& view = Find<EditView>(myHIViewID);
-        QTRY_VERIFY(view.ShowsPicture());
-        const QImage& drawn = view.Drawn();
-        QCOMPARE(drawn.pixel(drawn.width() / 2 - 20, drawn.height() / 2), qRgb(255, 0, 0));
-        QCOMPARE(drawn.pixel(drawn.width() / 2 + 20, drawn.height() / 2), qRgb(0, 0, 255));
-        QCOMPARE(qAlpha(drawn.pixel(2, 2)), 0);
-    }
-
     void aFileThatIsNoPictureClearsTheView() {
         Attach();
         Edit("a.png");
@@ -88,39 +42,6 @@ class WindowTest : public WindowFixture {
         QTRY_VERIFY_WITH_TIMEOUT(picture::Pictures().gmyCGimage == nullptr, kPatience);
         QTRY_COMPARE(Text(kNotesID), QStringLiteral("Couldn't Process!"));
         Edit("a.png");
-    }
-
-    void scalesStayWithinTheirLimits() {
-        Attach();
-        Edit("a.png");
-        Type(kScaleArrowXID, 10);
-        QCOMPARE(Arrows(kScaleArrowXID).value(), 11);
-        Type(kScaleArrowXID, 50);
-        QCOMPARE(Arrows(kScaleArrowXID).value(), 50);
-        Type(kScaleArrowXID, 51);  // 816 pixels wide
-        QCOMPARE(Arrows(kScaleArrowXID).value(), 50);
-        Type(kScaleArrowXID, 1000);
-        QCOMPARE(Arrows(kScaleArrowXID).value(), 50);
-        Type(kTranlateArrowXID, 800);
-        QTest::keyClick(&Arrows(kTranlateArrowXID), Qt::Key_Up);  // runs on at the other end
-        QCOMPARE(Arrows(kTranlateArrowXID).value(), -800);
-        QTest::mouseClick(&Find<QCheckBox>(kSuitableSizeID), Qt::LeftButton, {},
-                          QPoint(8, Find<QCheckBox>(kSuitableSizeID).height() / 2));
-        QCOMPARE(Arrows(kScaleArrowXID).value(), 36);  // the canvas's width
-        QCOMPARE(Arrows(kTranlateArrowXID).value(), 0);
-    }
-
-    void turningIsClockwise() {
-        Attach();
-        Edit("a.png");
-        Type(kRotateArrowID, 90);
-        QCOMPARE(picture::Pictures().gmyCGimage->rotation, 270.0F);
-        auto& view = Find<EditView>(myHIViewID);
-        const auto at = [&view](int dx, int dy) {
-            return view.Drawn().pixel(view.Drawn().width() / 2 + dx, view.Drawn().height() / 2 + dy);
-        };
-        QTRY_COMPARE(at(0, -20), qRgb(255, 0, 0));  // the left half is on top now
-        QCOMPARE(at(0, 20), qRgb(0, 0, 255));
     }
 
     void theMouseMovesAndPlacesTheRectangle() {
@@ -150,16 +71,6 @@ class WindowTest : public WindowFixture {
         QVERIFY(m_window->HasUnsavedChanges());
     }
 
-    void addingWaitsForThePictureThatIsBeingLoaded() {
-        Attach();
-        Edit("a.png");
-        SelectInBrowser("c.png");
-        Click(kAddButtonID);
-        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 1, kPatience);
-        QCOMPARE(m_window->Browser().Items().Find(m_window->Browser().G_CurSelItem)->name,
-                 QStringLiteral("c.png"));
-    }
-
     void severalAreAddedAndDownloaded() {
         Attach();
         SelectInBrowser("a.png");
@@ -175,79 +86,6 @@ class WindowTest : public WindowFixture {
         QTRY_COMPARE(Text(kNotesID), QStringLiteral("DownLoad Finished!"));
         QCOMPARE(ShownByTheFrame(), 3U);
         QTRY_VERIFY(!m_window->HasUnsavedChanges());
-    }
-
-    void selectedPicturesArePreviewedDeletedAndBroughtBack() {
-        Attach();
-        m_window->AddFiles({Pictures() / "a.png", Pictures() / "b.png", Pictures() / "c.png"});
-        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 3, kPatience);
-        WaitForPanel();
-        PictureList& list = m_window->List();
-        QTest::mouseClick(list.viewport(), Qt::LeftButton, {},
-                          list.visualRect(list.model()->index(1, 0)).center());
-        QTRY_COMPARE(Text(kCurPic), QStringLiteral("002"));
-        QTRY_COMPARE(Find<Preview>(myHIPreviewID).Shown().size(), QSize(128, 128));
-        QTest::keyClick(&list, Qt::Key_Delete);
-        QTRY_COMPARE(Listed(), 2);
-        QTRY_COMPARE(Text(kNotesID), QStringLiteral("The sequence number: 2"));
-        m_window->UndoDeletion();
-        QTRY_COMPARE(Listed(), 3);
-        m_window->MyDeleteAllCheckBoxHandler(true);
-        Click(kDelButtonID);
-        QTRY_COMPARE(Listed(), 0);
-        QTRY_COMPARE(Text(kCurPic), QStringLiteral("000"));
-    }
-
-    void savingCopiesTheBitmaps() {
-        Attach();
-        m_window->MyUpLoadButtonHandler();
-        QTRY_COMPARE(Text(kNotesID), QStringLiteral("No Pictures"));
-        m_window->AddFiles({Pictures() / "a.png", Pictures() / "b.png"});
-        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 2, kPatience);
-        WaitForPanel();
-        const Path folder = m_folder->Get() / "my pictures";
-        std::filesystem::create_directory(folder);
-        m_window->SavePicturesTo(folder);
-        QTRY_COMPARE(Text(kNotesID), QStringLiteral("Pictures saved: 2"));
-        WaitForPanel();
-        for (const int number : {1, 2})
-            QVERIFY(test::TakeBytes(folder / (std::to_string(number) + ".bmp")) ==
-                    test::TakeBytes(store::BitmapPath("Picture" + std::to_string(number) + ".bmp")));
-    }
-
-    void theWindowLivesWhileItDownloadsAndRefusesToQuit() {
-        Open(kHundredTimesAsFast);
-        Attach();
-        m_window->AddFiles({Pictures() / "a.png", Pictures() / "b.png"});
-        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 2, kPatience);
-        WaitForPanel();
-        QSignalSpy progress(&Find<QProgressBar>(kDownLoadProcessID), &QProgressBar::valueChanged);
-        Click(kDownLoadButtonID);
-        m_window->close();
-        QVERIFY(m_window->isVisible());
-        QVERIFY(Question() == nullptr);
-        QTRY_COMPARE(Text(kNotesID), QStringLiteral("Can not quit application,during transfering data!"));
-        const qint64 longest = LongestGapUntil([this] { return m_window->Panel().IsEnabled(); });
-        qDebug("longest gap in a download: %lld ms", longest);
-        QVERIFY(longest < kLongestGap);
-        QVERIFY(progress.count() >= 3);
-        QCOMPARE(ShownByTheFrame(), 2U);
-    }
-
-    void quittingAsksFirst() {
-        Attach();
-        Edit("a.png");
-        Click(kAddButtonID);
-        QTRY_COMPARE(Listed(), 1);
-        m_window->close();
-        QTRY_VERIFY(Question() != nullptr);
-        QCOMPARE(Question()->text(), QStringLiteral("MacLumato"));
-        QVERIFY(Question()->informativeText().contains(QStringLiteral("differs")));
-        QVERIFY(Question()->informativeText().endsWith(QStringLiteral("Really want to quit?")));
-        QTest::keyClick(Question(), Qt::Key_Escape);
-        QTRY_VERIFY(Question() == nullptr);
-        QVERIFY(m_window->isVisible());
-        QCOMPARE(Listed(), 1);
     }
 
     void aFolderOf20000FilesKeepsNobodyWaiting() {
