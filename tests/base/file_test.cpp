@@ -1,6 +1,5 @@
 #include "base/file.h"
 
-#include <csignal>
 #include <cstdlib>
 #include <future>
 #include <string>
@@ -10,6 +9,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "tests/support/environment.h"
 #include "tests/support/temporary_folder.h"
 
 namespace lumato {
@@ -124,33 +124,12 @@ TEST_F(FileTest, WritesNewFilesUnderTheUmaskAndKeepsTheBitsOfOldOnes) {
     ::umask(before);
 }
 
-TEST_F(FileTest, TheLongestNamesCanBeWritten) {
-    const Path longest = m_folder / std::string(255, 'n');
-    ASSERT_TRUE(WriteFile(longest, kNew));
-    EXPECT_EQ(TakeBytes(longest), kNew);
-    ExpectRefused(m_folder / std::string(256, 'n'), ErrorKind::Unwritable);
-}
-
-TEST_F(FileTest, WritersSayWhyNotAndLeaveNothingBehind) {
-    ExpectRefused(m_folder.Get(), ErrorKind::Unwritable);
-    ExpectRefused(m_folder.Get(), ErrorKind::Unwritable, Links::Replace);
-    ExpectRefused(m_folder / "none" / "file", ErrorKind::NotFound);
-    ExpectRefused("", ErrorKind::NotFound);
-    PutBytes(m_path, kOld);
-    ExpectRefused(m_path / "below", ErrorKind::NotFound);
-    EXPECT_EQ(TakeBytes(m_path), kOld);
-}
-
 TEST_F(FileTest, ADiskThatFillsUpLeavesTheOldFile) {
     PutBytes(m_path, kOld);
-    // A file size limit stands in for the full disk; its signal must not end the program.
-    ::signal(SIGXFSZ, SIG_IGN);
-    rlimit before{};
-    ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &before), 0);
-    const rlimit small{2, before.rlim_max};
-    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
-    const auto written = WriteFile(m_path, kNew);
-    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &before), 0);
+    const auto written = [this] {
+        const test::WriteLimit limit(2);
+        return WriteFile(m_path, kNew);
+    }();
     ASSERT_FALSE(written);
     EXPECT_EQ(TakeBytes(m_path), kOld);
     EXPECT_EQ(m_folder.CountEntries(), 1U);
@@ -190,16 +169,23 @@ TEST_F(FileTest, FollowedLinksStayAndReplacedOnesGo) {
     EXPECT_EQ(TakeBytes(target), kOld);
 }
 
-TEST_F(FileTest, LinksToFoldersAndInCircles) {
-    std::filesystem::create_symlink("file", m_path);
-    ExpectRefused(m_path, ErrorKind::Unwritable);
-    EXPECT_TRUE(std::filesystem::is_symlink(m_path));
-
+TEST_F(FileTest, WhereNoFileCanBeNothingIsLeftBehind) {
+    std::filesystem::create_symlink("circle", m_folder / "circle");
     const Path link = m_folder / "folder link";
     std::filesystem::create_directory_symlink(m_folder.Get(), link);
+    PutBytes(m_path, kOld);
+    ExpectRefused(m_folder.Get(), ErrorKind::Unwritable);
+    ExpectRefused(m_folder.Get(), ErrorKind::Unwritable, Links::Replace);
+    ExpectRefused(m_folder / "circle", ErrorKind::Unwritable);
     ExpectRefused(link, ErrorKind::Unwritable);
+    ExpectRefused(m_folder / std::string(256, 'n'), ErrorKind::Unwritable);
+    ExpectRefused(m_folder / "none" / "file", ErrorKind::NotFound);
+    ExpectRefused(m_path / "below", ErrorKind::NotFound);
+    ExpectRefused("", ErrorKind::NotFound);
+    EXPECT_EQ(TakeBytes(m_path), kOld);
     ASSERT_TRUE(WriteFile(link, kNew, Links::Replace));
     EXPECT_EQ(TakeBytes(link), kNew);
+    ASSERT_TRUE(WriteFile(m_folder / std::string(255, 'n'), kNew)) << "the longest name";
 }
 
 }  // namespace

@@ -139,19 +139,6 @@ TEST_F(Discovery, FrameThatGoesDuringItsOnlineTaskIsTakenOfflineAfterTheTask) {
     EXPECT_FALSE(m_port.m_working);
 }
 
-TEST_F(Discovery, FrameComesOnlineAgainAfterBeingAway) {
-    m_bus.present = {&m_frame};
-    Start();
-    m_bus.Unplug(m_frame);
-    m_bus.Unplug(m_frame);  // once more changes nothing
-    EXPECT_EQ(m_port.m_offline, 1);
-    m_bus.Plug(m_frame);
-    Link().task.Join();
-    EXPECT_TRUE(m_link.GetUSBDeviceStatus());
-    EXPECT_EQ(m_port.m_online, 2);
-    EXPECT_TRUE(SendSomething());
-}
-
 // The kernel may give the node's name away again before the detachment has been handled, and a command may
 // have found the device gone before the bus reports it.
 TEST_F(Discovery, ReplacedFrameIsNoticedWithoutItsDetachment) {

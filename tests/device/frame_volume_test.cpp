@@ -1,10 +1,9 @@
-#include <fstream>
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "device/comm_usb.h"
 #include "platform/services.h"
+#include "tests/support/temporary_folder.h"
 
 namespace lumato::device {
 namespace {
@@ -32,24 +31,19 @@ class NotedErrors : public FramePort {
 
 class FrameVolume : public testing::Test {
   protected:
-    FrameVolume() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "volumes-XXXXXX").string();
-        m_root = ::mkdtemp(pattern.data());
-        platform::CurrentServices().volumes = &m_volumes;
-    }
+    FrameVolume() { platform::CurrentServices().volumes = &m_volumes; }
     ~FrameVolume() override {
-        std::filesystem::remove_all(m_root);
         platform::CurrentServices() = {};
         ResetLink();
     }
     Path Mount(const std::string& name) {
-        std::filesystem::create_directory(m_root / name);
-        m_volumes.m_volumes.push_back({.name = name, .root = m_root / name});
-        return m_root / name;
+        std::filesystem::create_directory(m_folder / name);
+        m_volumes.m_volumes.push_back({.name = name, .root = m_folder / name});
+        return m_folder / name;
     }
-    static void Put(const Path& file) { std::ofstream(file) << "x"; }
+    static void Put(const Path& file) { test::PutBytes(file, {'x'}); }
 
-    Path m_root;
+    const test::TemporaryFolder m_folder;
     FakeVolumes m_volumes;
     CCommUSB m_link;
 };
@@ -62,7 +56,7 @@ TEST_F(FrameVolume, OnlyVolumesWithTheMarkerFileInTheirRootAreEjected) {
     std::filesystem::create_directory(deeper);
     Put(deeper / "LanguageUnicode.ini");
     std::filesystem::create_directory(Mount("folder") / "LanguageUnicode.ini");
-    m_volumes.m_volumes.push_back({.name = "vanished", .root = m_root / "vanished"});
+    m_volumes.m_volumes.push_back({.name = "vanished", .root = m_folder / "vanished"});
     Put(Mount("last") / "languageunicode.ini");
 
     NotedErrors errors;

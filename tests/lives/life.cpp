@@ -9,6 +9,7 @@
 #include "picture/add_pictures.h"
 #include "picture/bitmap_file.h"
 #include "store/transfer.h"
+#include "tests/support/picture_table.h"
 #include "vframe/new_frame.h"
 
 namespace lumato::lives {
@@ -75,20 +76,9 @@ bool IsShuffled(const Pictures& pictures, const Pictures& order) {
 
 // Back to back from `address` on, and the table that lists them.
 void PutPictures(Bytes& flash, const Pictures& pictures, std::size_t address) {
-    const MutableByteSpan table = MutableByteSpan(flash).subspan(kTable, 4096);
-    std::fill(table.begin(), table.end(), std::uint8_t{0});
-    std::copy_n("ABFS", 4, table.begin());
-    table[4094] = 0x55;
-    table[4095] = 0xAA;
-    for (std::size_t i = 0; i < pictures.size(); ++i) {
-        const MutableByteSpan slot = table.subspan(16 + 8 * i, 8);
-        slot[0] = 1;
-        PutLe24(slot.subspan(1), static_cast<std::uint32_t>(address));
-        PutLe24(slot.subspan(5), static_cast<std::uint32_t>(pictures[i].size()));
-        std::copy(pictures[i].begin(), pictures[i].end(),
-                  flash.begin() + static_cast<std::ptrdiff_t>(address));
-        address += pictures[i].size();
-    }
+    test::PutTable(flash, kTable);
+    for (std::size_t i = 0; i < pictures.size(); ++i)
+        address = test::PutPicture(flash, kTable, i + 1, pictures[i], address);
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <random>
 
 #include <gmock/gmock.h>
@@ -14,28 +13,14 @@
 #include "picture/bitmap_file.h"
 #include "picture/rv512_encoder.h"
 #include "store/store.h"
+#include "tests/support/recording_status.h"
+#include "tests/support/temporary_folder.h"
 
 namespace lumato::picture {
 namespace {
 
 namespace fs = std::filesystem;
 using testing::HasSubstr;
-
-class StatusRecorder : public store::StatusPort {
-  public:
-    void SetNotes(std::string_view text) override { notes.emplace_back(text); }
-    void SetNoteDetail(std::string_view text) override { detail = text; }
-    void SetDownLoadPrcess(int) override {}
-    void UpdateInfo() override { ++updates; }
-    void SetControlPanlEnable(bool enable) override { panel = enable; }
-    void InvalidateMyWindow() override { ++refreshes; }
-    void ShowPictureList(int count, int) override { listed = count; }
-
-    std::vector<std::string> notes;
-    std::string detail;
-    int updates = 0, refreshes = 0, listed = -1;
-    bool panel = true;
-};
 
 class PortRecorder : public EditPort {
   public:
@@ -52,10 +37,9 @@ class AddPicturesTest : public testing::Test {
         ResetPictures();
         flash::Flash().device = &m_link;
         m_link.SetUSBDeviceStatus(true);
-        m_folder = fs::temp_directory_path() / ("lumato-add-" + std::to_string(std::random_device{}()));
         fs::create_directories(m_folder / "data");
         fs::create_directories(m_folder / "Edata");
-        m_store.gmyResousepath = m_folder;
+        m_store.gmyResousepath = m_folder.Get();
         m_store.status = &m_status;
         m_store.gmyPictureData.reset(store::CreateList());
         m_store.TotolFlashSizeForPic = 4'000'000;
@@ -66,7 +50,6 @@ class AddPicturesTest : public testing::Test {
         flash::ResetFlash();
         ResetPictures();
         store::ResetStore();
-        fs::remove_all(m_folder);
     }
 
     // A picture file; noise of `amplitude` makes it hard to compress.
@@ -79,10 +62,7 @@ class AddPicturesTest : public testing::Test {
         EXPECT_TRUE(SaveBmpFile(pixels, width, height, m_folder / name));
         return m_folder / name;
     }
-    Path MakeText(const std::string& name) {
-        std::ofstream(m_folder / name) << "no picture";
-        return m_folder / name;
-    }
+    Path MakeText(const std::string& name) { return m_folder.Put(name, {'n', 'o'}); }
     void UseLcd(float width, float height) {
         m_store.gmyLcdWidth = width;
         m_store.gmyLcdHeight = height;
@@ -106,8 +86,8 @@ class AddPicturesTest : public testing::Test {
     void ExpectRefused(const Result<AddedPicture>& result, int pictures, const std::string& note,
                        const std::string& detail) {
         ASSERT_FALSE(result);
-        EXPECT_EQ(m_status.notes.back(), note);
-        EXPECT_THAT(m_status.detail, HasSubstr(detail));
+        EXPECT_EQ(m_status.Notes().back(), note);
+        EXPECT_THAT(m_status.Details().back(), HasSubstr(detail));
         EXPECT_THAT(result.error().cause, HasSubstr(detail));
         EXPECT_EQ(m_store.gmyTotalePictureNum, pictures);
         EXPECT_EQ(m_store.gmyTotalePicture, pictures);
@@ -116,9 +96,9 @@ class AddPicturesTest : public testing::Test {
 
     store::StoreState& m_store;
     device::CCommUSB m_link;
-    StatusRecorder m_status;
+    store::RecordingStatus m_status;
     PortRecorder m_port;
-    Path m_folder;
+    const test::TemporaryFolder m_folder;
 };
 
 TEST_F(AddPicturesTest, SelectingFitsThePictureToTheLcd) {
@@ -139,8 +119,8 @@ TEST_F(AddPicturesTest, SelectingFitsThePictureToTheLcd) {
 
     EXPECT_FALSE(SelectOnePicture(MakeText("b.bmp"), true));
     EXPECT_EQ(state.gmyCGimage, nullptr);
-    EXPECT_EQ(m_status.notes.back(), "Couldn't Process!");
-    EXPECT_THAT(m_status.detail, HasSubstr("b.bmp"));
+    EXPECT_EQ(m_status.Notes().back(), "Couldn't Process!");
+    EXPECT_THAT(m_status.Details().back(), HasSubstr("b.bmp"));
     EXPECT_EQ(state.controls.scale.Value(), 0);
     EXPECT_EQ(m_store.TheSmallestValue, 0);
     EXPECT_FALSE(AddEditPicture());
@@ -172,59 +152,51 @@ TEST_F(AddPicturesTest, AnAddedPictureIsListedAndCharged) {
     EXPECT_EQ(m_store.TotolFlashSizeForPic, 4'000'000 - added->bytes);
     EXPECT_EQ(Bytes(store::StreamPath("Picture5.bmp")).size(), static_cast<std::size_t>(added->bytes));
     EXPECT_EQ(Bytes(record.fileRef).size(), 49206U);
-    EXPECT_THAT(m_status.notes, testing::ElementsAre("The sequence number:: 5"));
-    EXPECT_EQ(m_status.listed, 5);
+    EXPECT_THAT(m_status.Notes(), testing::ElementsAre("The sequence number:: 5"));
+    EXPECT_EQ(m_status.Lists().back().first, 5);
     EXPECT_EQ(m_port.advances, 1);
 }
 
 TEST_F(AddPicturesTest, QualityGoesDownUntilTheShareFits) {
     ASSERT_TRUE(SelectOnePicture(MakeFile("a.bmp", 128, 128, 150), true));
-    m_store.G_TotalPicNum = 100;
-    Count(10);
-    const int above = SizeAt(70);
-    const int size = SizeAt(60);
-    ASSERT_LT(size, above);
-    m_store.TotolFlashSizeForPic = 89 * size + 88;  // 89 places are left behind the eleventh
-    const Result<AddedPicture> added = AddEditPicture();
-    ASSERT_TRUE(added);
-    EXPECT_EQ(added->quality, 60);
-    EXPECT_EQ(added->bytes, size);
-    EXPECT_EQ(Pictures().G_CurQuanlity, 60);
-    EXPECT_EQ(Bytes(store::StreamPath("Picture11.bmp")), Bytes(m_folder / "probe"))
-        << "the last encoding must not depend on those before";
-    // The next picture starts at the frame's own quality again.
-    m_store.TotolFlashSizeForPic = 10'000'000;
-    EXPECT_EQ(AddEditPicture()->quality, 90);
-}
-
-TEST_F(AddPicturesTest, AByteLessThanTheShareTakesAnotherStep) {
-    ASSERT_TRUE(SelectOnePicture(MakeFile("a.bmp", 128, 128, 150), true));
-    m_store.G_TotalPicNum = 100;
-    Count(10);
-    m_store.TotolFlashSizeForPic = 89 * SizeAt(60) - 1;
-    EXPECT_EQ(AddEditPicture()->quality, 50);
-}
-
-TEST_F(AddPicturesTest, TheLastPlaceMayTakeAllThatIsLeft) {
-    ASSERT_TRUE(SelectOnePicture(MakeFile("a.bmp", 128, 128, 150), true));
-    m_store.G_TotalPicNum = 12;
-    Count(11);
-    m_store.TotolFlashSizeForPic = SizeAt(90);
-    EXPECT_EQ(AddEditPicture()->quality, 90);
-    EXPECT_EQ(m_store.TotolFlashSizeForPic, 0);
-    EXPECT_EQ(AddEditPicture().error().kind, ErrorKind::Refused);  // the thirteenth
-    EXPECT_EQ(m_status.notes.back(), "Can't add anymore pictures!");
-    EXPECT_EQ(m_store.gmyTotalePictureNum, 12);
-    EXPECT_FALSE(Exists(13));
-}
-
-TEST_F(AddPicturesTest, WhatFitsAtNoQualityIsRefused) {
-    ASSERT_TRUE(SelectOnePicture(MakeFile("a.bmp", 128, 128, 150), true));
-    m_store.G_TotalPicNum = 100;
-    m_store.TotolFlashSizeForPic = 99 * SizeAt(10) - 1;
-    ExpectRefused(AddEditPicture(), 0, "Couldn't Process the Picture!", "even at the lowest quality");
-    EXPECT_EQ(Pictures().G_CurQuanlity, 10);  // the last one tried
-    EXPECT_FALSE(Exists(1));
+    const int size60 = SizeAt(60), size90 = SizeAt(90), size10 = SizeAt(10);
+    ASSERT_LT(size60, SizeAt(70));
+    const struct {
+        const char* what;
+        int limit, listed, free;
+        int quality;  // 0: refused
+    } rows[] = {
+        {"89 places are left behind the eleventh", 100, 10, 89 * size60 + 88, 60},
+        {"a byte less", 100, 10, 89 * size60 - 1, 50},
+        {"the last place may take all that is left", 12, 11, size90, 90},
+        {"the thirteenth", 12, 12, size90, 0},
+        {"too little at the lowest quality", 100, 0, 99 * size10 - 1, 0},
+        {"and the next begins at the frame's own again", 100, 0, 10'000'000, 90},
+        {"the 509th", 0, 508, 4'000'000, 90},
+        {"the 510th", 0, 509, 4'000'000, 0},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        m_store.gmyPictureData.reset(store::CreateList());
+        m_store.G_TotalPicNum = row.limit;
+        Count(row.listed);
+        m_store.TotolFlashSizeForPic = row.free;
+        const Result<AddedPicture> added = AddEditPicture();
+        EXPECT_EQ(added ? added->quality : 0, row.quality);
+        EXPECT_EQ(Exists(row.listed + 1), row.quality > 0);
+        EXPECT_EQ(m_store.TotolFlashSizeForPic, row.free - (added ? added->bytes : 0));
+        if (row.quality > 0) {
+            SizeAt(row.quality);
+            EXPECT_EQ(Bytes(store::StreamPath(added->name)), Bytes(m_folder / "probe"))
+                << "the last encoding must not depend on those before";
+        } else {
+            ExpectRefused(added, row.listed,
+                          row.limit == 100 ? "Couldn't Process the Picture!" : "Can't add anymore pictures!",
+                          row.limit == 100 ? "even at the lowest quality" : "holds at most");
+        }
+        fs::remove(store::BitmapPath("Picture" + std::to_string(row.listed + 1) + ".bmp"));
+        fs::remove(store::StreamPath("Picture" + std::to_string(row.listed + 1) + ".bmp"));
+    }
 }
 
 TEST_F(AddPicturesTest, UnlimitedFramesTakeWhatFits) {
@@ -240,44 +212,18 @@ TEST_F(AddPicturesTest, UnlimitedFramesTakeWhatFits) {
     EXPECT_EQ(m_store.TotolFlashSizeForPic, 0);
 }
 
-TEST_F(AddPicturesTest, The509thPictureIsTheLast) {
-    ASSERT_TRUE(SelectOnePicture(MakeFile("a.bmp", 20, 20), true));
-    Count(508);
-    EXPECT_TRUE(AddEditPicture());
-    EXPECT_FALSE(AddEditPicture());
-    EXPECT_EQ(m_status.notes.back(), "Can't add anymore pictures!");
-    EXPECT_EQ(m_store.gmyTotalePictureNum, 509);
-    EXPECT_FALSE(Exists(510));
-}
-
 TEST_F(AddPicturesTest, WhatCannotBeWrittenIsNotAdded) {
     ASSERT_TRUE(SelectOnePicture(MakeFile("a.bmp", 20, 20), true));
     // A stale bitmap of that number must not be taken for the new one.
     fs::copy_file(m_folder / "a.bmp", store::BitmapPath("Picture1.bmp"));
     fs::rename(m_folder / "data", m_folder / "elsewhere");
-    std::ofstream(m_folder / "data") << "a file in the folder's place";
+    m_folder.Put("data", {1});  // a file in the folder's place
     ExpectRefused(AddEditPicture(), 0, "Couldn't Process the picture!", "data");
     fs::remove(m_folder / "data");
     fs::rename(m_folder / "elsewhere", m_folder / "data");
 
-    fs::remove(store::BitmapPath("Picture1.bmp"));
-    fs::create_directory(store::BitmapPath("Picture1.bmp"));
-    ExpectRefused(AddEditPicture(), 0, "Couldn't Process the picture!", "Picture1.bmp");
-    fs::remove(store::BitmapPath("Picture1.bmp"));
-
-    fs::create_directory(store::StreamPath("Picture1.bmp"));
-    ExpectRefused(AddEditPicture(), 0, "Couldn't Process the picture!", "Edata");
-    fs::remove(store::StreamPath("Picture1.bmp"));
-
     UseLcd(60000, 60000);
     ExpectRefused(AddEditPicture(), 0, "Couldn't Process the picture!", "LCD");
-}
-
-TEST_F(AddPicturesTest, MissingFoldersAreMadeAnew) {
-    ASSERT_TRUE(SelectOnePicture(MakeFile("a.bmp", 20, 20), true));
-    fs::remove_all(m_folder / "data");
-    fs::remove_all(m_folder / "Edata");
-    EXPECT_TRUE(AddEditPicture());
 }
 
 TEST_F(AddPicturesTest, TheWindowsBatchStopsAtItsFirstRefusal) {
@@ -294,11 +240,12 @@ TEST_F(AddPicturesTest, TheWindowsBatchStopsAtItsFirstRefusal) {
     EXPECT_EQ(report.refused[1].file, files[3]);
     EXPECT_FALSE(report.refused[1].unreadable);
     EXPECT_EQ(report.notTried, std::vector<Path>{files[4]});
-    EXPECT_EQ(m_status.notes.back(), "Can't add anymore pictures!");
-    EXPECT_EQ(m_status.detail, "d.bmp: the frame holds at most 2 pictures; 1 picture was not tried");
-    EXPECT_EQ(m_status.listed, 2);
-    EXPECT_FALSE(m_status.panel);
-    EXPECT_EQ(m_status.refreshes, 1);
+    EXPECT_EQ(m_status.Notes().back(), "Can't add anymore pictures!");
+    EXPECT_EQ(m_status.Details().back(),
+              "d.bmp: the frame holds at most 2 pictures; 1 picture was not tried");
+    EXPECT_EQ(m_status.Lists().back().first, 2);
+    EXPECT_FALSE(m_status.Panel().back());
+    EXPECT_EQ(m_status.Refreshes(), 1);
     EXPECT_EQ(m_port.redraws, 1);
     EXPECT_EQ(m_port.advances, 0);
     EXPECT_FALSE(m_store.gmyIsTransferData);
@@ -309,71 +256,9 @@ TEST_F(AddPicturesTest, ABatchNamesWhatIsNoPicture) {
     ASSERT_TRUE(store::StartTransfer());
     ProcessMorePic({MakeText("a.bmp"), MakeText("b\n.bmp"), MakeFile("c.bmp", 64, 64)});
     EXPECT_EQ(m_store.gmyTotalePictureNum, 1);
-    EXPECT_EQ(m_status.notes.back(), "Couldn't Process!");
-    EXPECT_THAT(m_status.detail, HasSubstr("b\\n.bmp: "));
-    EXPECT_THAT(m_status.detail, HasSubstr("; 1 more could not be read"));
-}
-
-TEST_F(AddPicturesTest, TheOtherPolicyGoesOn) {
-    const std::vector<Path> files{MakeFile("large.bmp", 128, 128, 150), MakeFile("small.bmp", 128, 128)};
-    m_store.TotolFlashSizeForPic = 2000;
-    const BatchReport report = AddPictures(files, {}, AfterRefusal::GoOn);
-    ASSERT_EQ(report.added.size(), 1U);
-    EXPECT_EQ(report.added[0].picture.name, "Picture1.bmp");
-    ASSERT_EQ(report.refused.size(), 1U);
-    EXPECT_EQ(report.refused[0].file, files[0]);
-    EXPECT_TRUE(report.notTried.empty());
-}
-
-// Files are imported ahead, on several threads; nothing of it may show. The last places' shares depend on
-// what was added before, and some files are no pictures.
-TEST_F(AddPicturesTest, ABatchComesToWhatAddingOneByOneComesTo) {
-    std::vector<Path> files;
-    for (int i = 0; i < 14; ++i) {
-        const std::string name = std::to_string(i) + ".bmp";
-        files.push_back(i % 5 == 3 ? MakeText(name)
-                                   : MakeFile(name, 700 - 40 * i, 200 + 30 * i, i % 3 == 1 ? 0 : 9 * i));
-    }
-    UseLcd(320, 240);
-    const Pose pose{.rotate = 5, .x = 11};
-    const auto addAll = [&](const std::vector<std::vector<Path>>& batches) {
-        m_store.gmyPictureData.reset(store::CreateList());
-        Count(0);
-        m_store.G_TotalPicNum = 9;
-        m_store.TotolFlashSizeForPic = 150'000;
-        m_status.notes.clear();
-        std::vector<std::string> outcome;
-        for (const std::vector<Path>& batch : batches) {
-            const BatchReport report = AddPictures(batch, pose, AfterRefusal::GoOn);
-            for (const auto& [file, picture] : report.added)
-                outcome.push_back(file.string() + picture.name + " " + std::to_string(picture.bytes) + " " +
-                                  std::to_string(picture.quality));
-            for (const BatchReport::Refused& refused : report.refused)
-                outcome.push_back(refused.file.string() + refused.reason.message + refused.reason.cause);
-        }
-        for (int i = 1; i <= m_store.gmyTotalePictureNum; ++i) {
-            const std::string name = "Picture" + std::to_string(i) + ".bmp";
-            for (const Path& path : {store::BitmapPath(name), store::StreamPath(name)}) {
-                const auto bytes = Bytes(path);
-                outcome.emplace_back(bytes.begin(), bytes.end());
-            }
-        }
-        std::sort(outcome.begin(), outcome.end());
-        return std::pair(outcome, m_status.notes);
-    };
-    std::vector<std::vector<Path>> single;
-    for (const Path& file : files)
-        single.push_back({file});
-    const auto expected = addAll(single);
-    EXPECT_EQ(m_store.gmyTotalePictureNum, 9);
-    EXPECT_TRUE(addAll({files}) == expected);
-}
-
-TEST_F(AddPicturesTest, ABatchEndsWithoutTheFrame) {
-    m_link.SetUSBDeviceStatus(false);
-    const std::vector<Path> files{MakeFile("a.bmp", 64, 64)};
-    EXPECT_EQ(AddPictures(files, {}, AfterRefusal::GoOn).notTried, files);
-    EXPECT_TRUE(m_status.notes.empty());
+    EXPECT_EQ(m_status.Notes().back(), "Couldn't Process!");
+    EXPECT_THAT(m_status.Details().back(),
+                testing::AllOf(HasSubstr("b\\n.bmp: "), HasSubstr("; 1 more could not be read")));
 }
 
 TEST_F(AddPicturesTest, ComposedFilesShowThePosedArea) {

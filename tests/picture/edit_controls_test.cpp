@@ -75,21 +75,18 @@ TEST_F(EditControlsTest, ScaleIsKeptBetweenFitAndItsLimits) {
     EXPECT_EQ(m_controls.translateY.Maximum(), 360);
 }
 
-TEST_F(EditControlsTest, SmallPicturesStopAt999) {
+TEST_F(EditControlsTest, SmallPicturesStopAt999AndNarrowOnesFitAtTenTimes) {
     Fit(64, 64);
-    m_controls.scale.SetValue(999);
-    EXPECT_EQ(m_controls.scale.Value(), 999);
-    m_controls.scale.SetValue(1000);
-    EXPECT_EQ(m_controls.scale.Value(), 999);
-}
-
-TEST_F(EditControlsTest, NarrowPicturesFitAtTenTimes) {
+    for (const int scale : {999, 1000}) {
+        m_controls.scale.SetValue(scale);
+        EXPECT_EQ(m_controls.scale.Value(), 999);
+    }
     const MyImage& image = Fit(10, 400);
-    EXPECT_EQ(m_controls.scale.Value(), 1000);
-    EXPECT_FLOAT_EQ(image.scaleY, 10.0F);
-    m_controls.scale.SetValue(500);
-    EXPECT_EQ(m_controls.scale.Value(), 1000);
-    EXPECT_FLOAT_EQ(image.scaleY, 10.0F);
+    for (const int scale : {1000, 500}) {
+        m_controls.scale.SetValue(scale);
+        EXPECT_EQ(m_controls.scale.Value(), 1000);
+        EXPECT_FLOAT_EQ(image.scaleY, 10.0F);
+    }
 }
 
 TEST_F(EditControlsTest, ShrinkingBringsTheOffsetsIn) {

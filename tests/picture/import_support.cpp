@@ -1,11 +1,9 @@
 #include "tests/picture/import_support.h"
 
-#include <cstdio>
 #include <cstdlib>
 #include <random>
 
 #include <gtest/gtest.h>
-#include <jpeglib.h>
 #include <lcms2.h>
 #include <vips/vips.h>
 
@@ -17,29 +15,6 @@ extern "C" const char* __lsan_default_suppressions() {
 
 namespace lumato::picture {
 namespace {
-
-// Exif with one tag, little-endian: the TIFF header, one entry (274, SHORT, 1), no next directory.
-Bytes ExifBlock(int orientation) {
-    Bytes exif = {'E',  'x', 'i', 'f', 0, 0, 'I', 'I', 0x2A, 0, 8, 0, 0, 0, 1, 0,
-                  0x12, 1,   3,   0,   1, 0, 0,   0,   0,    0, 0, 0, 0, 0, 0, 0};
-    exif[24] = static_cast<std::uint8_t>(orientation);
-    return exif;
-}
-
-void SetColours(jpeg_compress_struct& jpeg, const Raw& raw, const JpegOptions& options) {
-    const J_COLOR_SPACE space = raw.bands == 1 ? JCS_GRAYSCALE : raw.bands == 3 ? JCS_RGB : JCS_CMYK;
-    jpeg.input_components = raw.bands;
-    jpeg.in_color_space = space;
-    jpeg_set_defaults(&jpeg);
-    if (raw.bands == 4)
-        jpeg_set_colorspace(&jpeg, options.adobe ? JCS_YCCK : JCS_CMYK);
-    if (raw.bands == 4 && !options.adobe)
-        jpeg.write_Adobe_marker = FALSE;
-    jpeg_set_quality(&jpeg, options.quality, TRUE);
-    jpeg.restart_in_rows = options.restartRows;
-}
-
-constexpr jpeg_scan_info kSeparate[] = {{1, {0}, 0, 63, 0, 0}, {1, {1}, 0, 63, 0, 0}, {1, {2}, 0, 63, 0, 0}};
 
 Bytes Saved(cmsHPROFILE profile) {
     cmsUInt32Number size = 0;
@@ -76,16 +51,6 @@ void Save(VipsImage* image, const Path& file, const std::string& saver) {
 
 }  // namespace
 
-TemporaryFolder::TemporaryFolder() {
-    std::string name = (std::filesystem::temp_directory_path() / "import-test-XXXXXX").string();
-    m_path = ::mkdtemp(name.data());
-}
-
-TemporaryFolder::~TemporaryFolder() {
-    std::error_code none;
-    std::filesystem::remove_all(m_path, none);
-}
-
 Raw Quarters(int width, int height) {
     Raw raw{width, height, 3, {}};
     for (int y = 0; y < height; ++y)
@@ -110,44 +75,6 @@ Raw Noise(int width, int height, unsigned seed) {
     for (std::uint8_t& byte : raw.pixels)
         byte = static_cast<std::uint8_t>(random());
     return raw;
-}
-
-Bytes MakeJpeg(const Raw& raw, const JpegOptions& options) {
-    jpeg_compress_struct jpeg{};
-    jpeg_error_mgr errors{};
-    jpeg.err = jpeg_std_error(&errors);
-    jpeg_create_compress(&jpeg);
-    unsigned char* data = nullptr;
-    unsigned long size = 0;
-    jpeg_mem_dest(&jpeg, &data, &size);
-    jpeg.image_width = static_cast<unsigned>(raw.width);
-    jpeg.image_height = static_cast<unsigned>(raw.height);
-    SetColours(jpeg, raw, options);
-    if (options.progressive)
-        jpeg_simple_progression(&jpeg);
-    if (options.separateScans) {
-        jpeg.scan_info = kSeparate;
-        jpeg.num_scans = 3;
-    }
-    jpeg_start_compress(&jpeg, TRUE);
-    if (options.orientation > 0) {
-        const Bytes exif = ExifBlock(options.orientation);
-        jpeg_write_marker(&jpeg, JPEG_APP0 + 1, exif.data(), static_cast<unsigned>(exif.size()));
-    }
-    if (!options.profile.empty())
-        jpeg_write_icc_profile(&jpeg, options.profile.data(), static_cast<unsigned>(options.profile.size()));
-    if (!options.comment.empty())
-        jpeg_write_marker(&jpeg, JPEG_COM, options.comment.data(),
-                          static_cast<unsigned>(options.comment.size()));
-    for (int y = 0; y < raw.height; ++y) {
-        auto* row = const_cast<std::uint8_t*>(raw.pixels.data()) + std::ptrdiff_t{y} * raw.width * raw.bands;
-        jpeg_write_scanlines(&jpeg, &row, 1);
-    }
-    jpeg_finish_compress(&jpeg);
-    jpeg_destroy_compress(&jpeg);
-    Bytes bytes(data, data + size);
-    std::free(data);
-    return bytes;
 }
 
 void MakeWithVips(const Raw& raw, const Path& file, const VipsOptions& options) {
@@ -230,24 +157,11 @@ bool Near(const Rgb& a, const Rgb& b, int tolerance) {
 }
 
 std::array<Rgb, 4> OrientedQuarters(int orientation) {
-    switch (orientation) {
-        case 2:
-            return {kGreen, kRed, kWhite, kBlue};
-        case 3:
-            return {kWhite, kBlue, kGreen, kRed};
-        case 4:
-            return {kBlue, kWhite, kRed, kGreen};
-        case 5:
-            return {kRed, kBlue, kGreen, kWhite};
-        case 6:
-            return {kBlue, kRed, kWhite, kGreen};
-        case 7:
-            return {kWhite, kGreen, kBlue, kRed};
-        case 8:
-            return {kGreen, kWhite, kRed, kBlue};
-        default:
-            return {kRed, kGreen, kBlue, kWhite};
-    }
+    constexpr std::array<Rgb, 4> kShown[] = {{kRed, kGreen, kBlue, kWhite}, {kGreen, kRed, kWhite, kBlue},
+                                             {kWhite, kBlue, kGreen, kRed}, {kBlue, kWhite, kRed, kGreen},
+                                             {kRed, kBlue, kGreen, kWhite}, {kBlue, kRed, kWhite, kGreen},
+                                             {kWhite, kGreen, kBlue, kRed}, {kGreen, kWhite, kRed, kBlue}};
+    return kShown[orientation >= 1 && orientation <= 8 ? orientation - 1 : 0];
 }
 
 Result<void> Import(const Path& file, BitmapInfo& info, double scale, bool flipRows) {

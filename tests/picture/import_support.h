@@ -8,50 +8,22 @@
 
 #include "base/file.h"
 #include "picture/import.h"
+#include "tests/support/jpeg_writer.h"
+#include "tests/support/temporary_folder.h"
 
 namespace lumato::picture {
 
 using Bytes = std::vector<std::uint8_t>;
 using Rgb = std::array<int, 3>;
+using test::JpegOptions, test::MakeJpeg, test::Raw, test::TemporaryFolder;
 
 inline constexpr Rgb kRed{255, 0, 0}, kGreen{0, 255, 0}, kBlue{0, 0, 255}, kWhite{255, 255, 255},
     kBlack{0, 0, 0};
-
-// A folder that goes with all its files.
-class TemporaryFolder {
-  public:
-    TemporaryFolder();
-    ~TemporaryFolder();
-    Path operator/(const Path& name) const { return m_path / name; }
-
-  private:
-    Path m_path;
-};
-
-// Pixels of `bands` bytes, top row first.
-struct Raw {
-    int width = 0;
-    int height = 0;
-    int bands = 3;
-    Bytes pixels = {};
-};
 
 // Four quarters of one colour each: red and green above, blue and white below.
 Raw Quarters(int width, int height);
 Raw Plain(int width, int height, const std::vector<int>& pixel);
 Raw Noise(int width, int height, unsigned seed);
-
-struct JpegOptions {
-    int orientation = 0;  // 0: no Exif block
-    bool progressive = false;
-    bool separateScans = false;  // sequential, a scan per component
-    bool adobe = false;          // four bands: YCCK with Adobe's marker instead of bare inks
-    int restartRows = 0;
-    int quality = 97;
-    Bytes profile = {};
-    Bytes comment = {};
-};
-Bytes MakeJpeg(const Raw& raw, const JpegOptions& options = {});
 
 struct VipsOptions {
     int orientation = 0;

@@ -3,9 +3,9 @@
 //   FAILING_FILES_BELOW    path prefixes, separated by ':'; only operations on files below them count
 //   FAILING_FILES_AT       n, from 1; without it nothing fails
 //   FAILING_FILES_HOW      ENOSPC, EACCES, EIO, or KILL: the program ends there, without a word
-//   FAILING_FILES_CLASS    open, write, rename, unlink, sync, mkdir, close; without it all of them count
-//   FAILING_FILES_REPORT   a file that gets a line for the operation that went wrong: its number, class and
-//   path
+//   FAILING_FILES_REPORT   a file that gets a line for the operation that went wrong: its number, class
+//   (open, write,
+//                          rename, unlink, sync, mkdir, close) and path
 //
 // A failed operation has done nothing, but a close, which always closes: its error is that of earlier writes.
 // What a failed sync could not write is gone, as after a power failure: the next sync would find nothing to
@@ -64,8 +64,7 @@ int ErrorNumber(const char* how) {
 // True when this operation is the one to fail; errno then says how.
 bool Fails(const char* kind, const char* path) {
     static std::atomic<long> count{0};
-    const char* only = Setting("FAILING_FILES_CLASS");
-    if (path == nullptr || !Below(path) || (*only != '\0' && std::strcmp(only, kind) != 0))
+    if (path == nullptr || !Below(path))
         return false;
     const long number = ++count;
     if (number != std::atol(Setting("FAILING_FILES_AT")))
@@ -108,48 +107,33 @@ int Sync(long call, int fd) {
     return -1;
 }
 
-mode_t ModeOf(int flags, va_list rest) {
-    return (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(rest, mode_t) : mode_t{0};
-}
-
 }  // namespace
+
+// A file's size has 64 bits here, so that the functions with 64 in their names are the same ones.
+#define SAME_AS(name) __attribute__((alias(name)))
 
 extern "C" {
 
 int open(const char* path, int flags, ...) {
     va_list rest;
     va_start(rest, flags);
-    const mode_t mode = ModeOf(flags, rest);
-    va_end(rest);
-    return Open(AT_FDCWD, path, flags, mode);
-}
-int open64(const char* path, int flags, ...) {
-    va_list rest;
-    va_start(rest, flags);
-    const mode_t mode = ModeOf(flags, rest);
+    const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(rest, mode_t) : mode_t{0};
     va_end(rest);
     return Open(AT_FDCWD, path, flags, mode);
 }
 int openat(int folder, const char* path, int flags, ...) {
     va_list rest;
     va_start(rest, flags);
-    const mode_t mode = ModeOf(flags, rest);
-    va_end(rest);
-    return Open(folder, path, flags, mode);
-}
-int openat64(int folder, const char* path, int flags, ...) {
-    va_list rest;
-    va_start(rest, flags);
-    const mode_t mode = ModeOf(flags, rest);
+    const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(rest, mode_t) : mode_t{0};
     va_end(rest);
     return Open(folder, path, flags, mode);
 }
 int creat(const char* path, mode_t mode) {
     return Open(AT_FDCWD, path, O_CREAT | O_WRONLY | O_TRUNC, mode);
 }
-int creat64(const char* path, mode_t mode) {
-    return Open(AT_FDCWD, path, O_CREAT | O_WRONLY | O_TRUNC, mode);
-}
+int open64(const char* path, int flags, ...) SAME_AS("open");
+int openat64(int folder, const char* path, int flags, ...) SAME_AS("openat");
+int creat64(const char* path, mode_t mode) SAME_AS("creat");
 
 ssize_t write(int fd, const void* data, size_t size) {
     return Fails("write", fd) ? -1 : ::syscall(SYS_write, fd, data, size);
@@ -157,9 +141,7 @@ ssize_t write(int fd, const void* data, size_t size) {
 ssize_t pwrite(int fd, const void* data, size_t size, off_t at) {
     return Fails("write", fd) ? -1 : ::syscall(SYS_pwrite64, fd, data, size, at);
 }
-ssize_t pwrite64(int fd, const void* data, size_t size, off64_t at) {
-    return Fails("write", fd) ? -1 : ::syscall(SYS_pwrite64, fd, data, size, at);
-}
+ssize_t pwrite64(int fd, const void* data, size_t size, off64_t at) SAME_AS("pwrite");
 
 int rename(const char* from, const char* to) noexcept {
     return Fails("rename", to) ? -1 : static_cast<int>(::syscall(SYS_rename, from, to));

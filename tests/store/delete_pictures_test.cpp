@@ -31,45 +31,38 @@ class DeletePicturesTest : public StoreTest {
     }
 };
 
-TEST_F(DeletePicturesTest, TheSelectedOneGoes) {
-    const int before = Store().TotolFlashSizeForPic;
+TEST_F(DeletePicturesTest, TheSelectedOneGoesOrTheLastOrAll) {
     Delete(3);
     EXPECT_THAT(Listed(), ElementsAre(100, 200, 400, 500));
     EXPECT_THAT(SlotLengths(), ElementsAre(100, 200, 400, 500, 0));
-    EXPECT_THAT(Gaps(), ElementsAre(0, 0, 1, 1));
-    EXPECT_EQ(Store().TotolFlashSizeForPic, before + 300);
     EXPECT_EQ(Store().gmyCurrentSelectItem, 0);
-    EXPECT_EQ(Store().gmyTotalePicture, 5);
     EXPECT_FALSE(std::filesystem::exists(BitmapPath("DPFPicture3.bmp")));
-    EXPECT_TRUE(std::filesystem::exists(StreamPath("DPFPicture3.bmp")));
     EXPECT_THAT(m_status.Notes(), ElementsAre("The sequence number: 4"));
     EXPECT_THAT(m_status.Lists(), ElementsAre(std::pair(4, 4)));
-}
-
-TEST_F(DeletePicturesTest, WithoutSelectionTheLastOneGoes) {
     DeletePictures();
-    EXPECT_THAT(Listed(), ElementsAre(100, 200, 300, 400));
-    EXPECT_THAT(SlotLengths(), ElementsAre(100, 200, 300, 400, 0));
-    EXPECT_THAT(Gaps(), ElementsAre(0, 0, 0, 0));
-    for (int i = 0; i < 5; ++i)
-        DeletePictures();
-    EXPECT_THAT(Listed(), IsEmpty());
-    EXPECT_EQ(m_status.Notes().size(), 5U);  // an empty list: nothing happens
-}
-
-TEST_F(DeletePicturesTest, AllGo) {
+    EXPECT_THAT(Listed(), ElementsAre(100, 200, 400));
     Store().gmyDeleteAll = true;
     DeletePictures();
-    EXPECT_EQ(Store().gmyTotalePictureNum, 0);
-    EXPECT_EQ(Store().gmyTotalePicture, 0);
+    EXPECT_THAT(Listed(), IsEmpty());
     EXPECT_THAT(SlotLengths(), ElementsAre(0, 0, 0, 0, 0));
-    EXPECT_EQ(Store().G_PictureList[15], 'B');
-    EXPECT_EQ(Store().TotolFlashSizeForPic, 0x50000 - kArea);
     EXPECT_TRUE(std::filesystem::is_empty(Home() / "data"));
-    EXPECT_THAT(m_status.Notes(), ElementsAre("The sequence number: 0"));
-    EXPECT_TRUE(Store().gmyDeleteAll);
+    EXPECT_THAT(m_status.Notes(), ElementsAre("The sequence number: 3", "The sequence number: 0"));
     DeletePictures();
-    EXPECT_THAT(m_status.Notes(), IsEmpty());
+    EXPECT_THAT(m_status.Notes(), IsEmpty()) << "nothing is left";
+}
+
+TEST_F(DeletePicturesTest, ABitmapThatIsMissingIsNamedAndTheOthersAreSaved) {
+    Delete(1);
+    std::filesystem::create_directories(Home() / "to");
+    std::filesystem::remove(BitmapPath("DPFPicture3.bmp"));
+    const SaveReport report = SavePictures(Home() / "to");
+    EXPECT_EQ(report.saved, 3);
+    ASSERT_EQ(report.failed.size(), 1U);
+    EXPECT_THAT(report.failed[0].message, testing::HasSubstr("DPFPicture3.bmp"));
+    EXPECT_EQ(ReadFile(Home() / "to/1.bmp"), ReadFile(BitmapPath("DPFPicture2.bmp")));
+    EXPECT_FALSE(std::filesystem::exists(Home() / "to/2.bmp"));
+    EXPECT_EQ(ReadFile(Home() / "to/3.bmp"), ReadFile(BitmapPath("DPFPicture4.bmp")));
+    EXPECT_EQ(SavePictures(Home() / "nowhere").failed.size(), 4U);
 }
 
 // What a deletion changes, for comparing before and after.

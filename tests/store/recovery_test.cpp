@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <map>
+#include <optional>
 
 #include "store/picture_table.h"
 #include "store/safekeeping.h"
@@ -13,21 +14,18 @@ namespace {
 namespace fs = std::filesystem;
 using vframe::FaultKind;
 
-// How a download breaks off at its n-th command.
-enum class Cut {
-    Refuse,  // that command goes wrong, and the frame is gone with the next one
-    Lost,
-    Half,
-    Flip,
-    Unplug,  // the frame is gone instead
-    Kill,    // the program ends after the command, as it stands
-};
-constexpr Cut kCuts[] = {Cut::Refuse, Cut::Lost, Cut::Half, Cut::Flip, Cut::Unplug, Cut::Kill};
+// How a download breaks off at its n-th command: that command goes wrong, and the frame is gone with the next
+// one; or, without a kind, the program ends after the command, as it stands.
+using Cut = std::optional<FaultKind>;
+constexpr Cut kKill = std::nullopt;
+constexpr Cut kCuts[] = {FaultKind::Refuse, FaultKind::Lost,   FaultKind::Half,
+                         FaultKind::Flip,   FaultKind::Unplug, kKill};
 
 struct Scenario {
     const char* name;
     TestFlash flash;
     std::function<void(class RecoveryTest&)> change;
+    std::size_t stride = 1;  // from one of its commands to the next that is tried
 };
 
 // A picture as the frame has it.
@@ -54,8 +52,9 @@ class RecoveryTest : public StoreTest {
     using StoreTest::Delete;
 
   protected:
+    const test::TemporaryFolder m_aside{Home().parent_path()};  // for the disk as a killed program left it
+
     RecoveryTest() { KeepJournals(); }
-    ~RecoveryTest() override { fs::remove_all(Aside()); }
 
     // What an undisturbed download sends and leaves.
     struct Undisturbed {
@@ -64,12 +63,6 @@ class RecoveryTest : public StoreTest {
         Bytes flash;
         std::vector<Bytes> pictures;
     };
-
-    static TestFlash FlashOf(const Bytes& bytes) {
-        TestFlash flash;
-        flash.bytes = bytes;
-        return flash;
-    }
 
     static std::vector<Stored> StoredIn(Bytes flash) {
         const MutableByteSpan table = MutableByteSpan(flash).subspan(kTable, 4096);
@@ -82,17 +75,6 @@ class RecoveryTest : public StoreTest {
             stored.push_back({SlotAddress(bytes), Bytes(at, at + SlotLength(bytes))});
         }
         return stored;
-    }
-
-    static Bytes StreamOf(const FileData& record) {
-        return ReadFile(StreamPath(record.fileName)).value_or(Bytes());
-    }
-
-    std::vector<Bytes> Streams() {
-        std::vector<Bytes> streams;
-        for (int i = 1; i <= Store().gmyTotalePictureNum; ++i)
-            streams.push_back(StreamOf(*GetNode(Store().gmyPictureData.get(), i)));
-        return streams;
     }
 
     void Forget() {
@@ -115,19 +97,17 @@ class RecoveryTest : public StoreTest {
         return run;
     }
 
-    Path Aside() const { return Home().string() + ".killed"; }
-
     // The disk as the program left it when it was killed.
     void TakeSnapshot(Bytes& flash) {
         flash = FlashBytes();
-        fs::remove_all(Aside());
-        fs::copy(Home(), Aside(), fs::copy_options::recursive);
+        fs::remove_all(m_aside / "home");
+        fs::copy(Home(), m_aside / "home", fs::copy_options::recursive);
     }
 
     // Downloads, and breaks off at command `at` of everything since the connection. The flash afterwards.
     Bytes BreakOff(Cut cut, std::size_t at) {
         Bytes left;
-        if (cut != Cut::Kill) {
+        if (cut != kKill) {
             static_cast<void>(Download());
             left = FlashBytes();
             m_bus->DeliverEvents();  // the frame vanishes
@@ -135,7 +115,7 @@ class RecoveryTest : public StoreTest {
             return left;
         }
         std::size_t seen = 0;
-        m_spy->Watch([&](const auto&, const auto&) {
+        m_spy->Watch([&] {
             if (++seen == at)
                 TakeSnapshot(left);
         });
@@ -143,39 +123,27 @@ class RecoveryTest : public StoreTest {
         m_spy->Watch({});
         Restart();
         fs::remove_all(Home());
-        fs::rename(Aside(), Home());
+        fs::copy(m_aside / "home", Home(), fs::copy_options::recursive);
         return left;
     }
 
     static std::vector<vframe::Fault> FaultsOf(Cut cut, std::size_t command) {
-        switch (cut) {
-            case Cut::Refuse:
-                return {{command, FaultKind::Refuse}, {command + 1, FaultKind::Unplug}};
-            case Cut::Lost:
-                return {{command, FaultKind::Lost}, {command + 1, FaultKind::Unplug}};
-            case Cut::Half:
-                return {{command, FaultKind::Half}, {command + 1, FaultKind::Unplug}};
-            case Cut::Flip:
-                return {{command, FaultKind::Flip}, {command + 1, FaultKind::Unplug}};
-            case Cut::Unplug:
-                return {{command, FaultKind::Unplug}};
-            case Cut::Kill:
-                break;
-        }
-        return {};
+        if (cut == kKill)
+            return {};
+        return {{command, *cut}, {command + 1, FaultKind::Unplug}};
     }
 
     // Whether the list has every picture that it should have, and what it calls stored is there.
     bool NothingLost(const Undisturbed& undisturbed) {
         std::map<Bytes, int> listed;
         const Bytes flash = FlashBytes();
-        for (int i = 1; i <= Store().gmyTotalePictureNum; ++i) {
-            const FileData& record = *GetNode(Store().gmyPictureData.get(), i);
-            const Bytes stream = StreamOf(record);
-            ++listed[stream];
-            if (record.inFrame == 1 &&
-                !std::equal(stream.begin(), stream.end(),
-                            flash.begin() + SlotAddress(SlotOf(Store().G_PictureList, i))))
+        const std::vector<Bytes> streams = Streams();
+        for (std::size_t i = 0; i < streams.size(); ++i) {
+            ++listed[streams[i]];
+            const int position = static_cast<int>(i) + 1;
+            if (GetNode(Store().gmyPictureData.get(), position)->inFrame == 1 &&
+                !std::equal(streams[i].begin(), streams[i].end(),
+                            flash.begin() + SlotAddress(SlotOf(Store().G_PictureList, position))))
                 return false;
         }
         for (const Bytes& picture : undisturbed.pictures) {
@@ -221,7 +189,7 @@ class RecoveryTest : public StoreTest {
     // Reconnects, recovers, and completes the download. False when something was lost.
     bool Recover(const Bytes& left, const Undisturbed& undisturbed, const std::string& where,
                  std::vector<vframe::Fault> faults = {}) {
-        Connect(FlashOf(left), std::move(faults));
+        Connect(TestFlash::Of(left), std::move(faults));
         EXPECT_EQ(LastConnection(), Connection::Online) << where;
         const bool whole = LastConnection() == Connection::Online && NothingLost(undisturbed);
         EXPECT_TRUE(whole) << where;
@@ -231,15 +199,18 @@ class RecoveryTest : public StoreTest {
         return whole;
     }
 
-    void CutOnce(const Scenario& scenario, const Undisturbed& undisturbed, Cut cut, std::size_t n,
-                 Tally& tally) {
-        const std::string where = std::string(scenario.name) + ", command " + std::to_string(n) + ", kind " +
-                                  std::to_string(static_cast<int>(cut));
+    // The flash after a download that breaks off at its command `n`.
+    Bytes FirstCut(const Scenario& scenario, const Undisturbed& undisturbed, Cut cut, std::size_t n) {
         Connect(scenario.flash, FaultsOf(cut, undisturbed.before + n));
         scenario.change(*this);
-        const Bytes left = BreakOff(cut, n);
+        return BreakOff(cut, n);
+    }
+
+    // The last connection, which is to make everything good; `whole`: nothing was lost until then.
+    void Complete(const Scenario& scenario, const Undisturbed& undisturbed, const Bytes& left, Tally& tally,
+                  const std::string& where, bool whole = true) {
+        whole = Recover(left, undisturbed, where) && whole;
         ++tally.cuts;
-        const bool whole = Recover(left, undisturbed, where);
         tally.losses += whole ? 0 : 1;
         if (whole) {
             EXPECT_TRUE(!IsDue(undisturbed) || Download()) << where;
@@ -248,38 +219,50 @@ class RecoveryTest : public StoreTest {
         Forget();
     }
 
+    static std::string Where(const Scenario& scenario, Cut cut, std::size_t n) {
+        return std::string(scenario.name) + ", command " + std::to_string(n) + ", " +
+               (cut == kKill ? "killed" : "kind " + std::to_string(static_cast<int>(*cut)));
+    }
+
+    void CutOnce(const Scenario& scenario, const Undisturbed& undisturbed, std::size_t n, Tally& tally) {
+        for (const Cut cut : kCuts)
+            Complete(scenario, undisturbed, FirstCut(scenario, undisturbed, cut, n), tally,
+                     Where(scenario, cut, n));
+    }
+
     // Command `n` of the download is the first cut, command `m` of the one that completes it the second.
     // False when there is no such command any more.
     bool CutTwice(const Scenario& scenario, const Undisturbed& undisturbed, Cut cut, std::size_t n,
                   std::size_t m, Tally& tally) {
-        const std::string where = std::string(scenario.name) + ", commands " + std::to_string(n) + " and " +
-                                  std::to_string(m) + ", kind " + std::to_string(static_cast<int>(cut));
-        Connect(scenario.flash, FaultsOf(cut, undisturbed.before + n));
-        scenario.change(*this);
-        Bytes left = BreakOff(cut, n);
+        const std::string where = Where(scenario, cut, n) + ", again at " + std::to_string(m);
+        Bytes left = FirstCut(scenario, undisturbed, cut, n);
         // How many commands this connection has is known when it is over.
         m_spy->Take();
         bool whole = Recover(left, undisturbed, where);
         const std::size_t connecting = m_spy->Take().size();
-        if (!IsDue(undisturbed) || (Download() && m_spy->Take().size() < m)) {
-            Forget();
+        const bool cutTwice = IsDue(undisturbed) && (!Download() || m_spy->Take().size() >= m);
+        Forget();
+        if (!cutTwice)
             return false;
-        }
-        Forget();
-        Connect(scenario.flash, FaultsOf(cut, undisturbed.before + n));
-        scenario.change(*this);
-        left = BreakOff(cut, n);
+        left = FirstCut(scenario, undisturbed, cut, n);
         whole = whole && Recover(left, undisturbed, where, FaultsOf(cut, connecting + m));
-        left = BreakOff(cut, m);
-        whole = whole && Recover(left, undisturbed, where);
-        ++tally.cuts;
-        tally.losses += whole ? 0 : 1;
-        if (whole) {
-            EXPECT_TRUE(!IsDue(undisturbed) || Download()) << where;
-            Judge(scenario, undisturbed, tally, where);
-        }
-        Forget();
+        Complete(scenario, undisturbed, BreakOff(cut, m), tally, where, whole);
         return true;
+    }
+
+    // `count` commands from the n-th on go wrong, and then it is tried again, on the same connection.
+    void TryAgain(const Scenario& scenario, const Undisturbed& undisturbed, std::size_t n, FaultKind kind,
+                  std::size_t count, Tally& tally) {
+        std::vector<vframe::Fault> faults;
+        for (std::size_t i = 0; i < count; ++i)
+            faults.push_back({undisturbed.before + n + i, kind});
+        Connect(scenario.flash, faults);
+        scenario.change(*this);
+        for (int tries = 0; tries < 30 && !Download(); ++tries) {
+        }
+        ++tally.cuts;
+        Judge(scenario, undisturbed, tally, Where(scenario, kind, n) + ", times " + std::to_string(count));
+        Forget();
     }
 };
 
@@ -317,20 +300,6 @@ std::vector<Scenario> Scenarios() {
     };
 }
 
-Scenario MostPictures() {
-    TestFlash flash(0x30000);
-    std::vector<int> sizes(500, 100);
-    flash.Pictures(sizes);
-    return {"509 pictures", flash, [](RecoveryTest& test) {
-                for (unsigned seed = 1001; seed <= 1009; ++seed)
-                    test.Add(100, seed);
-            }};
-}
-
-bool Thorough() {
-    return std::getenv("LUMATO_EVERY_CUT") != nullptr;
-}
-
 // Under the sanitizers, which are many times slower, only some.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr std::size_t kStride = 7;
@@ -338,29 +307,33 @@ constexpr std::size_t kStride = 7;
 constexpr std::size_t kStride = 1;
 #endif
 
+Scenario MostPictures() {
+    TestFlash flash(0x30000);
+    std::vector<int> sizes(500, 100);
+    flash.Pictures(sizes);
+    return {"509 pictures", flash,
+            [](RecoveryTest& test) {
+                for (unsigned seed = 1001; seed <= 1009; ++seed)
+                    test.Add(100, seed);
+            },
+            kStride};
+}
+
+bool Thorough() {
+    return std::getenv("LUMATO_EVERY_CUT") != nullptr;
+}
+
 TEST_F(RecoveryTest, OneCutLosesNothing) {
-    for (const Scenario& scenario : Scenarios()) {
+    std::vector<Scenario> scenarios = Scenarios();
+    scenarios.push_back(MostPictures());
+    for (const Scenario& scenario : scenarios) {
         Tally tally;
         const Undisturbed undisturbed = RunUndisturbed(scenario);
-        for (std::size_t n = 1; n <= undisturbed.commands; ++n) {
-            for (const Cut cut : kCuts)
-                CutOnce(scenario, undisturbed, cut, n, tally);
-        }
+        for (std::size_t n = 1; n <= undisturbed.commands; n += scenario.stride)
+            CutOnce(scenario, undisturbed, n, tally);
         tally.Print(scenario.name);
         EXPECT_EQ(tally.losses + tally.differences, 0);
     }
-}
-
-TEST_F(RecoveryTest, OneCutLosesNoneOfAsManyPicturesAsATableHolds) {
-    const Scenario scenario = MostPictures();
-    Tally tally;
-    const Undisturbed undisturbed = RunUndisturbed(scenario);
-    for (std::size_t n = 1; n <= undisturbed.commands; n += kStride) {
-        for (const Cut cut : kCuts)
-            CutOnce(scenario, undisturbed, cut, n, tally);
-    }
-    tally.Print(scenario.name);
-    EXPECT_EQ(tally.losses + tally.differences, 0);
 }
 
 // Of every kind when the environment says so, else of the two that leave most behind.
@@ -371,7 +344,7 @@ TEST_F(RecoveryTest, TwoCutsInARowLoseNothing) {
         const Undisturbed undisturbed = RunUndisturbed(scenario);
         for (std::size_t n = 1; n <= undisturbed.commands; n += kStride) {
             for (const Cut cut : kCuts) {
-                if (!Thorough() && cut != Cut::Half && cut != Cut::Kill)
+                if (!Thorough() && cut != FaultKind::Half && cut != kKill)
                     continue;
                 for (std::size_t m = 1; CutTwice(scenario, undisturbed, cut, n, m, tally);)
                     m += kStride;
@@ -379,6 +352,40 @@ TEST_F(RecoveryTest, TwoCutsInARowLoseNothing) {
         }
         tally.Print((std::string(scenario.name) + ", twice").c_str());
         EXPECT_EQ(tally.losses + tally.differences, 0);
+    }
+}
+
+TEST_F(RecoveryTest, AnotherDownloadOnTheSameConnectionCompletesTheSameFlash) {
+    for (const std::size_t i : {1U, 2U, 3U, 4U}) {
+        const Scenario scenario = Scenarios()[i];
+        Tally tally;
+        const Undisturbed undisturbed = RunUndisturbed(scenario);
+        for (std::size_t n = 1; n <= undisturbed.commands; n += kStride) {
+            for (const FaultKind kind :
+                 {FaultKind::Refuse, FaultKind::Lost, FaultKind::Half, FaultKind::Flip}) {
+                TryAgain(scenario, undisturbed, n, kind, 1, tally);
+                TryAgain(scenario, undisturbed, n, kind, 30, tally);
+            }
+        }
+        tally.Print((std::string(scenario.name) + ", tried again").c_str());
+    }
+}
+
+TEST_F(RecoveryTest, ABlockDamagedByAFailureIsRestoredThoughNothingNewIsLeft) {
+    const Scenario scenario = Scenarios()[2];
+    const Undisturbed undisturbed = RunUndisturbed(scenario);
+    for (std::size_t n = 18; n < 27; ++n) {  // while the block in use is written
+        std::vector<vframe::Fault> faults;
+        for (std::size_t i = 0; i < 30; ++i)
+            faults.push_back({undisturbed.before + n + i, i % 9 == 5 ? FaultKind::Half : FaultKind::Lost});
+        Connect(scenario.flash, faults);
+        scenario.change(*this);
+        EXPECT_FALSE(Download());
+        Delete(5), Delete(4);
+        for (int tries = 0; tries < 9 && !Download(); ++tries) {
+        }
+        EXPECT_EQ(StoredIn(FlashBytes()), StoredIn(scenario.flash.bytes)) << n;
+        Forget();
     }
 }
 

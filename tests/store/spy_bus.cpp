@@ -1,62 +1,10 @@
 #include "tests/store/spy_bus.h"
 
 #include <algorithm>
-#include <cstdio>
 
-#include "base/bytes.h"
+#include "tests/support/command_letter.h"
 
 namespace lumato::store {
-namespace {
-
-std::string Text(const char* format, unsigned a = 0, unsigned b = 0) {
-    char text[64];
-    // The formats are the literals below.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
-    std::snprintf(text, sizeof text, format, a, b);
-#pragma GCC diagnostic pop
-    return text;
-}
-
-std::string Hex(ByteSpan block) {
-    std::string hex;
-    for (const std::uint8_t byte : block)
-        hex += Text("%02X", byte);
-    return hex;
-}
-
-std::string Word(const platform::ScsiRequest& request) {
-    const ByteSpan b = request.block;
-    if (b.size() != 16)
-        return b.size() == 6 && b[0] == 0x12 ? "inquiry" : Hex(b);
-    const unsigned address = GetBe24(b.subspan(11));
-    const unsigned length = GetBe24(b.subspan(7));
-    const bool in = b[0] == 0xCD;
-    const unsigned kind = (unsigned{b[5]} << 16) | (unsigned{b[6]} << 8) | b[10];
-    if (b[0] == 0xCA)
-        return "clock";
-    if (in && kind == 0x050500)
-        return Text("sum %06X %u", address, b[7] == 0 && b[8] == 0 ? 65536U : GetBe16(b.subspan(7)));
-    if (in && kind == 0x000105)
-        return "status";
-    if (in && kind == 0x000403)
-        return Text("read %06X %u", address, length);
-    if (!in && kind == 0x000106)
-        return "enable";
-    if (!in && kind == 0x000201)
-        return Text("write status %02X", b[11]);
-    if (!in && kind == 0x000402)
-        return Text("program %06X %u", address, length);
-    if (!in && (kind & 0xFFFF00) == 0x000400 && length == 0)
-        return Text("erase %02X %06X", b[10], address);
-    return Hex(b);
-}
-
-Commands Prepare() {
-    return {"enable", "write status 00", "enable"};
-}
-
-}  // namespace
 
 class SpyBus::Device : public platform::ScsiDevice {
   public:
@@ -65,9 +13,15 @@ class SpyBus::Device : public platform::ScsiDevice {
 
     platform::ScsiOutcome Execute(const platform::ScsiRequest& request) override {
         platform::ScsiOutcome outcome = m_device->Execute(request);
-        if (!m_bus.m_vendor.empty() && Word(request) == "inquiry")
-            std::copy(m_bus.m_vendor.begin(), m_bus.m_vendor.end(), request.data.begin() + 8);
-        m_bus.Note(request, outcome);
+        const char letter = test::LetterOf(request.block);
+        if (letter == 'I')
+            std::ranges::copy(m_bus.m_vendor, request.data.begin() + 8);
+        {
+            const std::lock_guard lock(m_bus.m_mutex);
+            m_bus.m_commands += letter;
+        }
+        if (m_bus.m_watcher)
+            m_bus.m_watcher();
         return outcome;
     }
     bool IsGone() const override { return m_device->IsGone(); }
@@ -102,7 +56,7 @@ Result<void> SpyBus::Start(platform::BusListener& listener) {
     return m_bus.Start(*this);
 }
 
-Commands SpyBus::Take() {
+std::string SpyBus::Take() {
     const std::lock_guard lock(m_mutex);
     return std::exchange(m_commands, {});
 }
@@ -117,44 +71,6 @@ void SpyBus::ServiceDisappeared(platform::BusService& service) {
         if (known->Wraps(service))
             m_listener->ServiceDisappeared(*known);
     }
-}
-
-void SpyBus::Note(const platform::ScsiRequest& request, const platform::ScsiOutcome& outcome) {
-    {
-        const std::lock_guard lock(m_mutex);
-        m_commands.push_back(Word(request) + (outcome.status == platform::kStatusGood ? "" : " failed"));
-    }
-    if (m_watcher)
-        m_watcher(request, outcome);
-}
-
-Commands operator+(Commands first, const Commands& second) {
-    first.insert(first.end(), second.begin(), second.end());
-    return first;
-}
-
-Commands Erase(int address, int instruction) {
-    return Prepare() + Commands{Text("erase %02X %06X", static_cast<unsigned>(instruction),
-                                     static_cast<unsigned>(address))};
-}
-
-Commands Program(int address, int length) {
-    return Prepare() +
-           Commands{Text("program %06X %u", static_cast<unsigned>(address), static_cast<unsigned>(length))};
-}
-
-Commands Sum(int address, int length) {
-    return {Text("sum %06X %u", static_cast<unsigned>(address), static_cast<unsigned>(length))};
-}
-
-Commands Read(int address, int length) {
-    return Commands{Text("read %06X %u", static_cast<unsigned>(address), static_cast<unsigned>(length)),
-                    "status"} +
-           Sum(address, length);
-}
-
-Commands Write(int address, int length) {
-    return Erase(address) + Program(address, length) + Sum(address, length);
 }
 
 }  // namespace lumato::store

@@ -1,6 +1,5 @@
 #include "tests/store/store_fixture.h"
 
-#include <cstdlib>
 #include <cstring>
 
 #include <unistd.h>
@@ -8,6 +7,7 @@
 #include "base/diagnostics.h"
 #include "platform/services.h"
 #include "store/safekeeping.h"
+#include "tests/support/picture_table.h"
 #include "text/localized.h"
 
 namespace lumato::store {
@@ -39,22 +39,23 @@ TestFlash& TestFlash::Put(int address, const Bytes& data) {
     return *this;
 }
 
-TestFlash& TestFlash::Slots(const std::vector<TestSlot>& slots, int table) {
-    Bytes content(4096, 0);
-    std::memcpy(content.data(), "ABFS0123456789AB", 16);
-    content[4094] = 0x55;
-    content[4095] = 0xAA;
+TestFlash TestFlash::Of(const Bytes& bytes) {
+    TestFlash flash;
+    flash.bytes = bytes;
+    return flash;
+}
+
+TestFlash& TestFlash::Slots(const std::vector<TestSlot>& slots) {
+    test::PutTable(bytes, kTable);
+    std::copy_n("0123456789AB", 12, bytes.begin() + kTable + 4);
     for (std::size_t i = 0; i < slots.size(); ++i) {
-        const TestSlot& slot = slots[i];
-        std::uint8_t* at = &content[16 + 8 * i];
-        at[0] = slot.status;
-        PutLe24({at + 1, 3}, static_cast<std::uint32_t>(slot.address));
-        PutLe24({at + 5, 3}, static_cast<std::uint32_t>(slot.length));
-        if (slot.status == 1 && slot.address >= kTable &&
-            slot.address + slot.length <= static_cast<int>(bytes.size()))
-            Put(slot.address, MakeStream(slot.length, static_cast<unsigned>(i + 1)));
+        const auto& [status, address, length] = slots[i];
+        test::PutSlot(bytes, kTable, i + 1, status, static_cast<std::size_t>(address),
+                      static_cast<std::size_t>(length));
+        if (status == 1 && address >= kTable && address + length <= static_cast<int>(bytes.size()))
+            Put(address, MakeStream(length, static_cast<unsigned>(i + 1)));
     }
-    return Put(table, content);
+    return *this;
 }
 
 TestFlash& TestFlash::Pictures(const std::vector<int>& sizes) {
@@ -83,33 +84,22 @@ bool TestCodec::DeCode(const Path& source, const Path& destination, int width, i
     return written.has_value();
 }
 
-platform::LocalTime TestClock::Now() const {
-    platform::LocalTime time;
-    time.year = 2026;
-    time.month = time.day = 1;
-    return time;
-}
-
-StoreTest::StoreTest() {
+// Thousands of files are synced: in memory where there is such a folder.
+StoreTest::StoreTest() : m_folder(::access("/dev/shm", W_OK) == 0 ? "/dev/shm" : testing::TempDir()) {
     SetDiagnosticStream(nullptr);
-    // Thousands of files are synced: in memory where there is such a folder.
-    const bool memory = ::access("/dev/shm", W_OK) == 0;
-    std::string name = (memory ? "/dev/shm/" : testing::TempDir()) + "lumato-store-XXXXXX";
-    m_home = ::mkdtemp(name.data());
     Start();
 }
 
 StoreTest::~StoreTest() {
     Stop();
-    std::filesystem::remove_all(m_home);
 }
 
 void StoreTest::Start() {
     m_bus = std::make_unique<vframe::VirtualBus>();
     m_spy = std::make_unique<SpyBus>(*m_bus);
     platform::CurrentServices() = {m_spy.get(), nullptr, &m_clock};
-    text::SetLanguageFile(m_home / "Language.ini");
-    Store().gmyResousepath = m_home;
+    text::SetLanguageFile(Home() / "Language.ini");
+    Store().gmyResousepath = Home();
     Store().statePath = m_state;
     Store().status = &m_status;
     Store().MyJPG = &m_codec;
@@ -135,7 +125,7 @@ void StoreTest::Restart() {
 }
 
 void StoreTest::KeepJournals() {
-    m_state = m_home / "state";
+    m_state = Home() / "state";
     Store().statePath = m_state;
 }
 
@@ -196,6 +186,14 @@ std::vector<int> StoreTest::Listed() {
     for (int i = 1; i <= Store().gmyPictureData->count; ++i)
         sizes.push_back(GetNode(Store().gmyPictureData.get(), i)->picSize);
     return sizes;
+}
+
+std::vector<Bytes> StoreTest::Streams() {
+    std::vector<Bytes> streams;
+    for (int i = 1; i <= Store().gmyPictureData->count; ++i)
+        streams.push_back(
+            ReadFile(StreamPath(GetNode(Store().gmyPictureData.get(), i)->fileName)).value_or(Bytes()));
+    return streams;
 }
 
 std::string Difference(const Bytes& a, const Bytes& b) {

@@ -2,16 +2,17 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
 #include <gmock/gmock.h>
 
 #include "flash/process_flash.h"
-#include "platform/clock.h"
+#include "platform/linux/system_clock.h"
 #include "store/store.h"
 #include "tests/store/spy_bus.h"
+#include "tests/support/recording_status.h"
+#include "tests/support/temporary_folder.h"
 #include "vframe/new_frame.h"
 #include "vframe/virtual_bus.h"
 
@@ -30,61 +31,22 @@ struct TestSlot {
     std::uint8_t status = 1;
     int address = 0;
     int length = 0;
-    bool operator==(const TestSlot&) const = default;
 };
 
 // The flash of a frame, to be given pictures before it is plugged in.
 class TestFlash {
   public:
     explicit TestFlash(int size = 0x50000, std::uint32_t erase = 0xD8, std::uint32_t limit = 0);
+    static TestFlash Of(const Bytes& bytes);
 
-    // A table with these slots, from slot 1 on, at `table`. Slots of status 1 get a stream of that length at
+    // A table with these slots, from slot 1 on. Slots of status 1 get a stream of that length at
     // their address, seeded with the slot's number, if it lies on the flash.
-    TestFlash& Slots(const std::vector<TestSlot>& slots, int table = kTable);
+    TestFlash& Slots(const std::vector<TestSlot>& slots);
     // Pictures of these sizes, back to back from the start of the picture area.
     TestFlash& Pictures(const std::vector<int>& sizes);
     TestFlash& Put(int address, const Bytes& bytes);
 
     Bytes bytes;
-};
-
-class RecordingStatus : public StatusPort {
-  public:
-    void SetNotes(std::string_view text) override { Record(m_notes, std::string(text)); }
-    void SetNoteDetail(std::string_view text) override { Record(m_details, std::string(text)); }
-    void SetDownLoadPrcess(int percent) override { Record(m_progress, percent); }
-    void UpdateInfo() override {}
-    void SetControlPanlEnable(bool enable) override { Record(m_panel, enable); }
-    void InvalidateMyWindow() override { Record(m_refreshes, 0); }
-    void ShowPictureList(int count, int selected) override { Record(m_lists, {count, selected}); }
-
-    // Each takes what came since the last call.
-    std::vector<std::string> Notes() { return Take(m_notes); }
-    std::vector<std::string> Details() { return Take(m_details); }
-    std::vector<int> Progress() { return Take(m_progress); }
-    std::vector<bool> Panel() { return Take(m_panel); }
-    int Refreshes() { return static_cast<int>(Take(m_refreshes).size()); }
-    std::vector<std::pair<int, int>> Lists() { return Take(m_lists); }
-
-  private:
-    template <class T>
-    void Record(std::vector<T>& to, T what) {
-        const std::lock_guard lock(m_mutex);
-        to.push_back(std::move(what));
-    }
-    template <class T>
-    std::vector<T> Take(std::vector<T>& from) {
-        const std::lock_guard lock(m_mutex);
-        return std::exchange(from, {});
-    }
-
-    std::mutex m_mutex;
-    std::vector<std::string> m_notes;
-    std::vector<std::string> m_details;
-    std::vector<int> m_progress;
-    std::vector<bool> m_panel;
-    std::vector<int> m_refreshes;
-    std::vector<std::pair<int, int>> m_lists;
 };
 
 // A bitmap is "BM" and the stream; only streams of MakeStream() are pictures.
@@ -95,11 +57,6 @@ class TestCodec : public CodecPort {
 
   private:
     Error m_lastError;
-};
-
-class TestClock : public platform::Clock {
-  public:
-    platform::LocalTime Now() const override;
 };
 
 class StoreTest : public testing::Test {
@@ -125,13 +82,15 @@ class StoreTest : public testing::Test {
     Bytes FlashBytes();
     // Sizes of the listed pictures.
     std::vector<int> Listed();
-    Path Home() const { return m_home; }
+    // The bytes of their streams; none where there is no file.
+    std::vector<Bytes> Streams();
+    Path Home() const { return m_folder.Get(); }
     // From the next connection on, journals are kept below the home folder.
     void KeepJournals();
 
     RecordingStatus m_status;
     TestCodec m_codec;
-    TestClock m_clock;
+    platform::SystemClock m_clock;
     std::unique_ptr<vframe::VirtualBus> m_bus;
     std::unique_ptr<SpyBus> m_spy;
     std::unique_ptr<device::CCommUSB> m_device;
@@ -142,7 +101,7 @@ class StoreTest : public testing::Test {
     void Start();
     void Stop();
 
-    Path m_home;
+    test::TemporaryFolder m_folder;
     Path m_state;
 };
 

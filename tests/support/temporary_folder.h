@@ -1,4 +1,5 @@
-// A folder of a test's own, removed with all it holds at the test's end.
+// A folder of a test's own, removed with all it holds at the test's end, and plain reading and writing of
+// bytes.
 #pragma once
 
 #include <cstdint>
@@ -12,31 +13,6 @@
 #include <vector>
 
 namespace lumato::test {
-
-class TemporaryFolder {
-  public:
-    TemporaryFolder() {
-        std::string name = (std::filesystem::temp_directory_path() / "lumato-test-XXXXXX").string();
-        if (::mkdtemp(name.data()) == nullptr)
-            throw std::runtime_error("no temporary folder");
-        m_path = name;
-    }
-    ~TemporaryFolder() {
-        std::error_code ignored;
-        std::filesystem::remove_all(m_path, ignored);
-    }
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-    const std::filesystem::path& Get() const { return m_path; }
-    std::filesystem::path operator/(const std::filesystem::path& name) const { return m_path / name; }
-    std::size_t CountEntries() const {
-        return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(m_path), {}));
-    }
-
-  private:
-    std::filesystem::path m_path;
-};
 
 // Plain stream reading and writing, so that tests of the file functions do not judge themselves.
 inline void PutBytes(const std::filesystem::path& path, const std::vector<std::uint8_t>& bytes) {
@@ -52,5 +28,36 @@ inline std::vector<std::uint8_t> TakeBytes(const std::filesystem::path& path) {
         bytes.push_back(static_cast<std::uint8_t>(byte));
     return bytes;
 }
+
+class TemporaryFolder {
+  public:
+    explicit TemporaryFolder(const std::filesystem::path& parent = std::filesystem::temp_directory_path()) {
+        std::string name = (parent / "lumato-test-XXXXXX").string();
+        if (::mkdtemp(name.data()) == nullptr)
+            throw std::runtime_error("no temporary folder");
+        m_path = name;
+    }
+    ~TemporaryFolder() {
+        std::error_code ignored;
+        std::filesystem::remove_all(m_path, ignored);
+    }
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+    const std::filesystem::path& Get() const { return m_path; }
+    std::filesystem::path operator/(const std::filesystem::path& name) const { return m_path / name; }
+    // The path of a new file with these bytes.
+    std::filesystem::path Put(const std::filesystem::path& name,
+                              const std::vector<std::uint8_t>& bytes) const {
+        PutBytes(m_path / name, bytes);
+        return m_path / name;
+    }
+    std::size_t CountEntries() const {
+        return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(m_path), {}));
+    }
+
+  private:
+    std::filesystem::path m_path;
+};
 
 }  // namespace lumato::test

@@ -13,6 +13,13 @@ LANGUAGE_INI, MAKE = (pathlib.Path(argument) for argument in sys.argv[1:3])
 LANGUAGES = ["English", "German", "French", "Spanish", "Italian", "Portuguese", "Japanese", "Chinese"]
 # Pieces of text that go before ": 12".
 BEFORE_A_NUMBER = ["READ_PICTURES_TIPS", "THE_SEQUENCE_TIPS"]
+# What the program looks up. No two of these may read the same.
+KEYS = [key.replace("Total_", "Total ") for key in """WINDOW_TITLE Fit_Size_For_LCD Save_All Add DownLoad Delete Delete_All Information: Rotate Scale: Translate_X
+    Translate_Y Total_Picture Current DEVICE_ONLINE_TIPS READ_INITIAL_INFO_FALSE_TIPS READ_PICS_LIST_FALSE_TIPS
+    READ_PICS_FALSE_TIPS DEVICE_NOT_ONLINE_TIPS READ_PICTURES_TIPS PICTURES_IN_LUMATO_TIPS NO_PICTURES_TIPS
+    DOWNLOAD_PICS_TIPS DOWNLOAD_FINISHED_TIPS FAILE_TO_DOWNLOAD_PICS_TIPS THE_SEQUENCE_TIPS CANNOT_PROCESS_TIPS
+    CANOT_ADD_ANY_MORE_TIPS CANOT_PROCESS_PICS_TIPS CANNOT_QUIT_TIPS OK_BUTTON EXIT_APPLICATION_TIPS CANCLE_BUTTON
+    NO_PIC_TIPS""".split()]
 BUTTONS = ["Add", "Save_All", "DownLoad", "Delete", "OK_BUTTON", "CANCLE_BUTTON"]
 
 
@@ -56,6 +63,13 @@ class LanguageFile(unittest.TestCase):
         self.assertTrue(all(key.isascii() for key in keys))
         for language in LANGUAGES:
             self.assertEqual([key for key, _ in self.sections[language]], keys, language)
+
+    def test_every_text_that_is_looked_up(self):
+        for language in LANGUAGES:
+            texts = dict(self.sections[language])
+            found = [texts.get(key) for key in KEYS]
+            self.assertNotIn(None, found, language)
+            self.assertEqual(sorted(set(found)), sorted(found), language)
 
     def test_texts(self):
         for language in LANGUAGES:

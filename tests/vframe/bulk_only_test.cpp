@@ -150,7 +150,6 @@ const Bytes kEnable = {0xCB, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0x06, 0, 0, 0, 0, 0};
 // A chip that has just got power is protected.
 const Bytes kUnlock = {0xCB, 0, 0, 0, 0, 0, 2, 0, 0, 0, 0x01, 0, 0, 0, 0, 0};
 const Bytes kErase = {0xCB, 0, 0, 0, 0, 0, 4, 0, 0, 0, 0x20, 0, 0, 0, 0, 0};
-const Bytes kProgram = {0xCB, 0, 0, 0, 0, 0, 4, 0, 0, 4, 0x02, 0, 0, 0, 0, 0};
 
 TEST_F(BulkOnlyTest, ThePlugIsPulledBeforeInAndAfterACommand) {
     const Bytes untouched = Numbered();
@@ -188,41 +187,6 @@ TEST_F(BulkOnlyTest, ThePlugIsPulledBeforeInAndAfterACommand) {
                   static_cast<std::ptrdiff_t>(erased));
         EXPECT_EQ(changed.in1 == flash.end(), erased == 0);
     }
-}
-
-// A host that pulls in the middle of a write: what had come is in the chip as far as the chip got.
-TEST_F(BulkOnlyTest, HalfOfAProgramIsDoneWhenThePlugIsPulledInItsData) {
-    PluggedFrame frame{FlashImage::InMemory(Bytes(kFlashSize, 0xFF)), {}};
-    BulkOnly storage{frame, frame};
-    for (const Bytes& each : {kEnable, kUnlock, kEnable}) {
-        ASSERT_TRUE(storage.Take(Wrapper(each, 0, false)));
-        ASSERT_EQ(storage.Give(13)->bytes[12], 0);
-    }
-    ASSERT_TRUE(storage.Take(Wrapper(kProgram, 4, false)));
-    ASSERT_TRUE(storage.Take(Bytes{1}));
-    storage.Pull();
-    EXPECT_FALSE(storage.Give(13));
-    const Bytes flash = frame.Frame().FlashBytes();
-    EXPECT_THAT(Bytes(flash.begin(), flash.begin() + 3), ElementsAre(1, 0xFF, 0xFF));
-}
-
-TEST_F(BulkOnlyTest, ASlowFrameAnswersWhenItsTimeIsOver) {
-    BulkOnly storage{m_frame, m_frame, 1.0};
-    const auto begin = std::chrono::steady_clock::now();
-    ASSERT_TRUE(storage.Take(Wrapper(ReadFlash(200), 200, true)));
-    ASSERT_TRUE(storage.EndOfWork());
-    EXPECT_GE(*storage.EndOfWork() - begin, std::chrono::microseconds(250));  // 200 bytes at 800 KB/s
-    EXPECT_FALSE(storage.Give(200));
-    storage.Continue(*storage.EndOfWork());
-    EXPECT_EQ(storage.Give(200)->bytes.size(), 200U);
-    EXPECT_FALSE(storage.EndOfWork());
-}
-
-TEST_F(BulkOnlyTest, OrdersThatCannotBeAreRefused) {
-    for (const char* text : {"", "short", ":short", "0:short", "1:", "1:loud", "x:phase", "1:phase ",
-                             "1:phase C", "1:phase CG", "1:phase CB CB"})
-        EXPECT_FALSE(ParseUsbFault(text)) << text;
-    EXPECT_EQ(ParseUsbFault("7:half")->kind, (std::variant<FaultKind, TransportFault>(FaultKind::Half)));
 }
 
 }  // namespace

@@ -22,6 +22,14 @@ inline Bytes PatternFlash(std::size_t size = kSmallestFlash) {
     return bytes;
 }
 
+// "CB00..." as bytes.
+inline Bytes FromHex(std::string_view digits) {
+    Bytes bytes;
+    for (std::size_t i = 0; i + 1 < digits.size(); i += 2)
+        bytes.push_back(static_cast<std::uint8_t>(std::stoi(std::string(digits.substr(i, 2)), nullptr, 16)));
+    return bytes;
+}
+
 // Each verb answers the status; the last outcome stays readable.
 class FrameDriver {
   public:

@@ -210,21 +210,6 @@ TEST_F(UsbServerTest, AGuestEnumeratesAsksAndIsAnswered) {
     ASSERT_TRUE(guest.Await("bulk9:0"));
 }
 
-TEST_F(UsbServerTest, TheFrameComesAndGoesOnOrder) {
-    {
-        Guest guest(m_folder / "bus");
-        ASSERT_TRUE(guest.Await("connect"));
-        EXPECT_EQ(Order("plug\n").substr(0, 6), "error:");
-        EXPECT_EQ(Order("fault 1:refuse\nunplug\n").substr(0, 3), "ok\n");
-        ASSERT_TRUE(guest.Await("disconnect"));
-        EXPECT_EQ(Order("dance\n").substr(0, 6), "error:");
-        EXPECT_EQ(Order("plug\n"), "ok\n");
-        ASSERT_TRUE(guest.Await("connect"));
-    }
-    Guest next(m_folder / "bus");  // the machine was started anew
-    ASSERT_TRUE(next.Await("connect"));
-}
-
 // At this pace an INQUIRY takes 45 s.
 class UsbServerOfASlowFrameTest : public UsbServerTest {
   protected:
