@@ -9,7 +9,6 @@ Runs on a display and a message bus of its own. Ends with 77 where the packages 
 import os
 import pathlib
 import shutil
-import struct
 import subprocess
 import sys
 import tempfile
@@ -28,16 +27,10 @@ except (ImportError, ValueError):
     if os.path.realpath(sys.executable) != os.path.realpath("/usr/bin/python3") and os.path.exists("/usr/bin/python3"):
         os.execv("/usr/bin/python3", ["/usr/bin/python3", "-B", *sys.argv])
     sys.exit(SKIPPED)
+sys.path.append(os.path.join(os.path.dirname(os.path.abspath(__file__)), "../independent"))
+from stream_codec import make_bitmap
 if not shutil.which("Xvfb") or not shutil.which("dbus-daemon") or not os.path.exists(LAUNCHER):
     sys.exit(SKIPPED)
-
-
-def write_bitmap(path, width, height):
-    """A plain 24-bit bitmap with a red left half."""
-    row = b"\x00\x00\xff" * (width // 2) + b"\xff\x00\x00" * (width - width // 2)
-    pixels = (row + bytes(-len(row) % 4)) * height
-    header = struct.pack("<IiiHHIIiiII", 40, width, height, 1, 24, 0, len(pixels), 2835, 2835, 0, 0)
-    path.write_bytes(b"BM" + struct.pack("<IHHI", 54 + len(pixels), 0, 0, 54) + header + pixels)
 
 
 class Desk:
@@ -225,7 +218,8 @@ def main():
     for folder in ("user/Pictures", "run", "config", "home", "saved"):
         (work / folder).mkdir(parents=True)
     (work / "run").chmod(0o700)
-    write_bitmap(work / "user/Pictures/one.bmp", 400, 300)
+    row = b"\x00\x00\xff" * 200 + b"\xff\x00\x00" * 200  # the left half is red
+    (work / "user/Pictures/one.bmp").write_bytes(make_bitmap(400, 300, [row] * 300))
     frame = str(work / "a.frame")
     control = [lumatoctl, "--quiet", "--home", str(work / "control")]
     subprocess.run([lumatoctl, "frame", "new", frame, "--lcd", "160x120", "--flash", "1M"], check=True,

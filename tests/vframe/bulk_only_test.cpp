@@ -5,10 +5,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/vframe/frame_driver.h"
+
 namespace lumato::vframe {
 namespace {
 
-using Bytes = std::vector<std::uint8_t>;
 using testing::ElementsAre;
 
 constexpr std::size_t kFlashSize = 131072;
@@ -22,16 +23,6 @@ Bytes Numbered() {
 // A host that speaks bulk-only transport with a frame whose flash holds 1, 2, 3, ...
 class BulkOnlyTest : public testing::Test {
   protected:
-    static Bytes Wrapper(const Bytes& block, std::size_t length, bool toHost) {
-        Bytes wrapper(31);
-        PutLe32(wrapper, 0x43425355);
-        PutLe32(MutableByteSpan(wrapper).subspan(4), 0x12345678);
-        PutLe32(MutableByteSpan(wrapper).subspan(8), static_cast<std::uint32_t>(length));
-        wrapper[12] = toHost ? 0x80 : 0;
-        wrapper[14] = static_cast<std::uint8_t>(block.size());
-        std::copy(block.begin(), block.end(), wrapper.begin() + 15);
-        return wrapper;
-    }
     static Bytes ReadFlash(std::uint8_t length) {
         return {0xCD, 0, 0, 0, 0, 0, 4, 0, 0, length, 0x03, 0, 0, 0, 0, 0};
     }
@@ -57,17 +48,17 @@ using Outcome = std::pair<int, std::uint32_t>;
 
 TEST_F(BulkOnlyTest, DataAndStatusFollowACommandInPiecesOfAnySize) {
     EXPECT_THAT(Give(512), ElementsAre()) << "nothing was asked";
-    ASSERT_TRUE(m_storage.Take(Wrapper(ReadFlash(5), 5, true)));
+    ASSERT_TRUE(m_storage.Take(CommandWrapper(ReadFlash(5), 5, true)));
     EXPECT_THAT(Give(3), ElementsAre(1, 2, 3));
     EXPECT_THAT(Give(3), ElementsAre(4, 5));
     EXPECT_EQ(Status(), Outcome(0, 0U));
     EXPECT_THAT(Give(13), ElementsAre());
 
     const Bytes enable = {0xCB, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0x06, 0, 0, 0, 0, 0};
-    ASSERT_TRUE(m_storage.Take(Wrapper(enable, 0, false)));
+    ASSERT_TRUE(m_storage.Take(CommandWrapper(enable, 0, false)));
     EXPECT_EQ(Status(), Outcome(0, 0U));
     const Bytes program = {0xCB, 0, 0, 0, 0, 0, 4, 0, 0, 4, 0x02, 0, 0, 0, 0, 0};
-    ASSERT_TRUE(m_storage.Take(Wrapper(program, 4, false)));
+    ASSERT_TRUE(m_storage.Take(CommandWrapper(program, 4, false)));
     EXPECT_THAT(Give(13), ElementsAre()) << "its data are still to come";
     ASSERT_TRUE(m_storage.Take(Bytes{0, 0}));
     ASSERT_TRUE(m_storage.Take(Bytes{0, 0}));
@@ -76,12 +67,12 @@ TEST_F(BulkOnlyTest, DataAndStatusFollowACommandInPiecesOfAnySize) {
 
 TEST_F(BulkOnlyTest, FewerDataThanExpectedEndShortOrHalted) {
     const Bytes inquiry = {0x12, 0, 0, 0, 64, 0};
-    ASSERT_TRUE(m_storage.Take(Wrapper(inquiry, 64, true)));
+    ASSERT_TRUE(m_storage.Take(CommandWrapper(inquiry, 64, true)));
     EXPECT_EQ(Give(64).size(), 36U);
     EXPECT_EQ(Status(), Outcome(0, 28U));
 
     // The data fill the host's request, so that only a halt tells their end.
-    ASSERT_TRUE(m_storage.Take(Wrapper(inquiry, 64, true)));
+    ASSERT_TRUE(m_storage.Take(CommandWrapper(inquiry, 64, true)));
     EXPECT_EQ(Give(36).size(), 36U);
     EXPECT_THAT(Give(28), ElementsAre(0xEE));
     EXPECT_THAT(Give(13), ElementsAre(0xEE)) << "until the halt is cleared";
@@ -89,14 +80,14 @@ TEST_F(BulkOnlyTest, FewerDataThanExpectedEndShortOrHalted) {
     EXPECT_EQ(Status(), Outcome(0, 28U));
 
     const Bytes unknown = {0xD0, 0, 0, 0, 0, 0};
-    ASSERT_TRUE(m_storage.Take(Wrapper(unknown, 8, true)));
+    ASSERT_TRUE(m_storage.Take(CommandWrapper(unknown, 8, true)));
     EXPECT_THAT(Give(8), ElementsAre(0xEE));
     m_storage.ClearHalt(true);
     EXPECT_EQ(Status(), Outcome(1, 8U));
 }
 
 TEST_F(BulkOnlyTest, WrappersThatCannotBeHaltTheDeviceUntilItIsReset) {
-    const Bytes good = Wrapper(ReadFlash(5), 5, true);
+    const Bytes good = CommandWrapper(ReadFlash(5), 5, true);
     std::vector<Bytes> bad = {Bytes(good.begin(), good.end() - 1), Bytes(512), good, good, good, good};
     bad[2][0] ^= 1;     // signature
     bad[3][14] = 17;    // longer than a command block
@@ -117,13 +108,13 @@ TEST_F(BulkOnlyTest, WrappersThatCannotBeHaltTheDeviceUntilItIsReset) {
 TEST_F(BulkOnlyTest, FaultsCountVendorCommandsFromTheOrderOn) {
     const auto order = [&](const char* text) { m_storage.Order(*ParseUsbFault(text)); };
     const auto read = [&] {
-        EXPECT_TRUE(m_storage.Take(Wrapper(ReadFlash(4), 4, true)));
+        EXPECT_TRUE(m_storage.Take(CommandWrapper(ReadFlash(4), 4, true)));
         return Give(4);
     };
     order("2:short");
     EXPECT_EQ(read().size(), 4U);
     EXPECT_EQ(Status(), Outcome(0, 0U));
-    ASSERT_TRUE(m_storage.Take(Wrapper({0, 0, 0, 0, 0, 0}, 0, false)));  // a kernel's TEST UNIT READY
+    ASSERT_TRUE(m_storage.Take(CommandWrapper({0, 0, 0, 0, 0, 0}, 0, false)));  // a kernel's TEST UNIT READY
     EXPECT_EQ(Status(), Outcome(0, 0U));
     EXPECT_THAT(read(), ElementsAre(1, 2));
     EXPECT_EQ(Status(), Outcome(0, 2U));
@@ -146,10 +137,10 @@ TEST_F(BulkOnlyTest, FaultsCountVendorCommandsFromTheOrderOn) {
 }
 
 constexpr std::size_t kUnit = 4096;
-const Bytes kEnable = {0xCB, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0x06, 0, 0, 0, 0, 0};
+const Bytes kEnable = FromHex("CB000000000001000000060000000000");
 // A chip that has just got power is protected.
-const Bytes kUnlock = {0xCB, 0, 0, 0, 0, 0, 2, 0, 0, 0, 0x01, 0, 0, 0, 0, 0};
-const Bytes kErase = {0xCB, 0, 0, 0, 0, 0, 4, 0, 0, 0, 0x20, 0, 0, 0, 0, 0};
+const Bytes kUnlock = FromHex("CB000000000002000000010000000000");
+const Bytes kErase = FromHex("CB000000000004000000200000000000");
 
 TEST_F(BulkOnlyTest, ThePlugIsPulledBeforeInAndAfterACommand) {
     const Bytes untouched = Numbered();
@@ -171,10 +162,10 @@ TEST_F(BulkOnlyTest, ThePlugIsPulledBeforeInAndAfterACommand) {
         storage.Order(*ParseUsbFault(fault));
         const bool toHost = block == inquiry;
         for (const Bytes& each : {kEnable, kUnlock, kEnable}) {
-            ASSERT_TRUE(storage.Take(Wrapper(each, 0, false)));
+            ASSERT_TRUE(storage.Take(CommandWrapper(each, 0, false)));
             ASSERT_EQ(storage.Give(13)->bytes[12], 0);
         }
-        ASSERT_TRUE(storage.Take(Wrapper(block, toHost ? 36 : 0, toHost)));
+        ASSERT_TRUE(storage.Take(CommandWrapper(block, toHost ? 36 : 0, toHost)));
         if (toHost) {
             EXPECT_EQ(storage.Give(36)->bytes.size(), answered ? 36U : 18U);
         }

@@ -1,6 +1,7 @@
 // Drives a frame in verbs, byte by byte after the command table, for the tests of this room.
 #pragma once
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -28,6 +29,18 @@ inline Bytes FromHex(std::string_view digits) {
     for (std::size_t i = 0; i + 1 < digits.size(); i += 2)
         bytes.push_back(static_cast<std::uint8_t>(std::stoi(std::string(digits.substr(i, 2)), nullptr, 16)));
     return bytes;
+}
+
+// A command in the wrapper of bulk-only transport, whose tag is 0x12345678.
+inline Bytes CommandWrapper(const Bytes& block, std::size_t length, bool toHost) {
+    Bytes wrapper(31);
+    PutLe32(wrapper, 0x43425355);
+    PutLe32(MutableByteSpan(wrapper).subspan(4), 0x12345678);
+    PutLe32(MutableByteSpan(wrapper).subspan(8), static_cast<std::uint32_t>(length));
+    wrapper[12] = toHost ? 0x80 : 0;
+    wrapper[14] = static_cast<std::uint8_t>(block.size());
+    std::ranges::copy(block, wrapper.begin() + 15);
+    return wrapper;
 }
 
 // Each verb answers the status; the last outcome stays readable.

@@ -12,12 +12,11 @@
 #include <unistd.h>
 
 #include "tests/support/temporary_folder.h"
+#include "tests/vframe/frame_driver.h"
 #include "vframe/new_frame.h"
 
 namespace lumato::vframe {
 namespace {
-
-using Bytes = std::vector<std::uint8_t>;
 
 constexpr int kSeconds = 20;
 
@@ -170,14 +169,7 @@ class UsbServerTest : public testing::Test {
 };
 
 Bytes InquiryWrapper() {
-    Bytes wrapper(31);
-    PutLe32(wrapper, 0x43425355);
-    wrapper[8] = 36;
-    wrapper[12] = 0x80;
-    wrapper[14] = 6;
-    wrapper[15] = 0x12;
-    wrapper[19] = 36;
-    return wrapper;
+    return CommandWrapper({0x12, 0, 0, 0, 36, 0}, 36, true);
 }
 
 TEST_F(UsbServerTest, AGuestEnumeratesAsksAndIsAnswered) {
