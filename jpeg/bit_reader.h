@@ -1,12 +1,14 @@
 // Reads coded bits, most significant first. Every byte is data: there are no markers and no stuffing.
 //
 // Past the end it supplies zeros, and says so afterwards, so that the decoding loops need no checks of their
-// own. Borrows the bytes. One thread.
+// own. Everything is inlined, so that each form of the decoder (codec_form.h) gets the bit instructions of
+// its processor. Borrows the bytes. One thread.
 #pragma once
 
 #include <cstdint>
 
 #include "base/bytes.h"
+#include "jpeg/word_access.h"
 
 namespace lumato::jpeg {
 
@@ -14,50 +16,47 @@ class BitReader {
   public:
     explicit BitReader(ByteSpan bytes) : m_next(bytes.data()), m_end(bytes.data() + bytes.size()) {}
 
-    // Makes at least 32 bits available to the calls below: enough for one symbol and its additional bits.
-    void Refill() {
-        if (m_count >= 32)
-            return;
-        if (m_end - m_next >= 4) {
-            m_window |= static_cast<std::uint64_t>(GetBe32(ByteSpan(m_next, 4))) << (32 - m_count);
-            m_next += 4;
-            m_count += 32;
+    // Makes at least 56 bits available.
+    [[gnu::always_inline]] void Refill() {
+        if (m_end - m_next >= 8) {
+            // What does not fit is loaded again by the next call.
+            m_window |= LoadBigEndian(m_next) >> m_count;
+            m_next += (63 - m_count) >> 3;
+            m_count |= 56;
         } else {
-            RefillNearEnd();
+            *this = RefilledNearEnd(*this);
         }
     }
-
-    // The next 16 bits, not consumed.
-    [[nodiscard]] std::uint32_t Peek16() const { return static_cast<std::uint32_t>(m_window >> 48); }
-
-    void Consume(int size) {
+    // The next bits, from the highest on; those beyond the available ones do not count.
+    [[nodiscard, gnu::always_inline]] std::uint64_t Window() const { return m_window; }
+    [[gnu::always_inline]] void Consume(int size) {
         m_window <<= size;
         m_count -= size;
     }
-
-    // The next `size` bits, 1 to 16.
-    std::uint32_t Take(int size) {
-        const auto bits = static_cast<std::uint32_t>(m_window >> (64 - size));
+    // 0 to 16 bits.
+    [[gnu::always_inline]] std::uint32_t Take(int size) {
+        const auto bits = static_cast<std::uint32_t>(m_window >> 1 >> (63 - size));
         Consume(size);
         return bits;
     }
-
     // Drops the bits up to the next byte boundary.
-    void AlignToByte() { Consume(m_count & 7); }
+    [[gnu::always_inline]] void AlignToByte() { Consume(m_count & 7); }
 
     // True when more bits were consumed than there are.
     [[nodiscard]] bool IsPastEnd() const { return m_padding > m_count; }
 
   private:
-    void RefillNearEnd() {
-        for (; m_count < 32; m_count += 8) {
+    // By value, so that the reader that is in use can stay in registers.
+    [[gnu::noinline]] static BitReader RefilledNearEnd(BitReader reader) {
+        for (; reader.m_count < 56; reader.m_count += 8) {
             std::uint64_t byte = 0;
-            if (m_next != m_end)
-                byte = *m_next++;
+            if (reader.m_next != reader.m_end)
+                byte = *reader.m_next++;
             else
-                m_padding += 8;
-            m_window |= byte << (56 - m_count);
+                reader.m_padding += 8;
+            reader.m_window |= byte << (56 - reader.m_count);
         }
+        return reader;
     }
 
     const std::uint8_t* m_next;

@@ -1,9 +1,10 @@
-// The inverse transform of the decoder: quantized coefficients of an 8 x 8 block into samples.
+// The inverse transform of the decoder: coefficients of an 8 x 8 block into samples.
 //
 // Integers only. No state.
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 
 namespace lumato::jpeg {
@@ -17,12 +18,8 @@ using DequantTable = std::array<std::uint16_t, 64>;
     return static_cast<std::int16_t>((coefficient * quant + 32) / 64);
 }
 
-// The fast inverse DCT of Arai, Agui and Nakajima with 6 fractional bits: writes 8 rows of 8 samples (0 to
-// 255) to `output`, `stride` bytes apart. `block` is in natural order.
-void idct_int(const std::array<std::int16_t, 64>& block, const DequantTable& quant, std::uint8_t* output,
-              int stride);
-
-// The same of a block that is dequantized already.
-void InverseDct(const std::array<std::int16_t, 64>& block, std::uint8_t* output, int stride);
+// The fast inverse DCT of Arai, Agui and Nakajima with 6 fractional bits: 64 dequantized coefficients in
+// natural order into 8 rows of 8 samples (0 to 255), `stride` bytes apart.
+void idct_int(const std::int16_t* block, std::uint8_t* output, std::size_t stride);
 
 }  // namespace lumato::jpeg

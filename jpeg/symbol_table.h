@@ -7,7 +7,6 @@
 #include <cstdint>
 
 #include "base/bytes.h"
-#include "jpeg/bit_reader.h"
 
 namespace lumato::jpeg {
 
@@ -33,13 +32,6 @@ class SymbolTable {
         if (entry != 0)
             return {entry >> 8, entry & 0xFF};
         return Search(window);
-    }
-
-    // Reads one symbol. Requires: the reader was refilled; 16 more bits are left for it afterwards.
-    int Read(BitReader& bits) const {
-        const Match match = Find(bits.Peek16());
-        bits.Consume(match.length);
-        return match.symbol;
     }
 
     // The same as Find() without looking ahead: by comparing with the first code of each length.

@@ -9,8 +9,6 @@
 #define LUMATO_JPEG_VECTOR_INVERSE
 #endif
 
-#include <array>
-
 #include "jpeg/chunk.h"
 #include "jpeg/inverse_dct.h"
 #include "jpeg/vector_blocks.inl.h"
@@ -90,7 +88,7 @@ HWY_INLINE Words Rounded(Words result) {
 }
 
 // Blocks of which only the first coefficients are not 0 have one value everywhere.
-HWY_INLINE void FillGroup(Words firstRow, std::uint8_t* samples, std::size_t stride) {
+HWY_INLINE void FillGroup(Words firstRow, std::uint8_t* samples) {
     alignas(16) static constexpr std::uint8_t kFirstWord[16] = {0, 1, 0, 1, 0, 1, 0, 1,
                                                                 0, 1, 0, 1, 0, 1, 0, 1};
     const auto everywhere = hn::BitCast(ByteTag(), hn::LoadDup128(ByteTag(), kFirstWord));
@@ -98,7 +96,7 @@ HWY_INLINE void FillGroup(Words firstRow, std::uint8_t* samples, std::size_t str
         hn::BitCast(WordTag(), hn::TableLookupBytes(hn::BitCast(ByteTag(), Rounded(firstRow)), everywhere));
     const auto row = hn::DemoteTo(HalfByteTag(), values);
     for (std::size_t y = 0; y < 8; ++y)
-        hn::StoreU(row, HalfByteTag(), samples + y * stride);
+        hn::StoreU(row, HalfByteTag(), samples + y * kChunkColumns);
 }
 
 // True when of every block of the group only the first coefficient is not 0.
@@ -111,15 +109,16 @@ HWY_INLINE bool IsFlat(const Words (&d)[8]) {
     return hn::AllTrue(words, rest == hn::Zero(words));
 }
 
-// Transforms a group of dequantized blocks. False, with samples that do not count, when values leave the
-// range in which this form is exact: only damaged blocks have such values.
-HWY_INLINE bool InverseGroup(const std::int16_t* coefficients, std::uint8_t* samples, std::size_t stride) {
+// Transforms a group of dequantized blocks into samples, kChunkColumns bytes per row. False, with samples
+// that do not count, when values leave the range in which this form is exact: only damaged blocks have such
+// values.
+HWY_INLINE bool InverseGroup(const std::int16_t* coefficients, std::uint8_t* samples) {
     const WordTag words;
     Words d[8];
     for (std::size_t row = 0; row < 8; ++row)
         d[row] = hn::LoadU(words, coefficients + row * hn::Lanes(words));
     if (IsFlat(d)) {
-        FillGroup(d[0], samples, stride);
+        FillGroup(d[0], samples);
         return true;
     }
     Words wrapped = hn::Zero(words);
@@ -130,23 +129,17 @@ HWY_INLINE bool InverseGroup(const std::int16_t* coefficients, std::uint8_t* sam
         row = Rounded(row);
     Transpose(d);
     for (std::size_t row = 0; row < 8; ++row)
-        hn::StoreU(hn::DemoteTo(HalfByteTag(), d[row]), HalfByteTag(), samples + row * stride);
+        hn::StoreU(hn::DemoteTo(HalfByteTag(), d[row]), HalfByteTag(), samples + row * kChunkColumns);
     return hn::AllTrue(words, wrapped == hn::Zero(words));
 }
 
-inline void InverseGroupPlainly(const std::int16_t* coefficients, std::uint8_t* samples, std::size_t stride) {
+HWY_NOINLINE void InverseGroupPlainly(const std::int16_t* coefficients, std::uint8_t* samples) {
     for (std::size_t block = 0; block < kGroup; ++block) {
-        std::array<std::int16_t, 64> natural;
+        std::int16_t natural[64];
         for (std::size_t k = 0; k < 64; ++k)
             natural[k] = coefficients[block * 8 + k / 8 * (8 * kGroup) + k % 8];
-        InverseDct(natural, samples + block * 8, static_cast<int>(stride));
+        idct_int(natural, samples + block * 8, kChunkColumns);
     }
-}
-
-HWY_INLINE void InverseGroupExactly(const std::int16_t* coefficients, std::uint8_t* samples,
-                                    std::size_t stride) {
-    if (!InverseGroup(coefficients, samples, stride))
-        InverseGroupPlainly(coefficients, samples, stride);
 }
 
 }  // namespace lumato::jpeg::HWY_NAMESPACE

@@ -1,4 +1,4 @@
-// The decoder's way from samples to pixels in vectors. The plain twin is mcu_painter.cpp.
+// The decoder's way from samples to pixels in vectors. The plain twin is in decode_plainly.cpp.
 //
 // Included once per vector width.
 #if defined(LUMATO_JPEG_VECTOR_PAINT) == defined(HWY_TARGET_TOGGLE)
@@ -12,15 +12,15 @@
 #include <cstring>
 
 #include "jpeg/chunk.h"
-#include "jpeg/decoder.h"
+#include "jpeg/decode_loops.h"
 #include "jpeg/vector_blocks.inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace lumato::jpeg::HWY_NAMESPACE {
 
 // What chrominance adds to a pixel's luminance in each colour. 1024 * luminance divides by 1024 without
-// remainder, so it can be left out of mcu_painter.cpp's sums; and with a constant split into 32 * high + low,
-// floor((32 * a + b) / 1024) is floor((a + floor(b / 32)) / 32), which fits 16 bits.
+// remainder, so it can be left out of decode_plainly.cpp's sums; and with a constant split into 32 * high +
+// low, floor((32 * a + b) / 1024) is floor((a + floor(b / 32)) / 32), which fits 16 bits.
 struct ColourTerms {
     Words b;
     Words g;
@@ -92,8 +92,8 @@ HWY_INLINE void PaintVector(const std::uint8_t* luma, const ByteTerms& terms, st
 
 // Paints the rows that share a row of chrominance.
 template <bool Wide>
-HWY_INLINE void PaintRows(const std::uint8_t* luma, const std::uint8_t* cb, const std::uint8_t* cr, int rows,
-                          std::size_t columns, std::uint8_t* pixels, std::size_t rowBytes) {
+HWY_INLINE void PaintRows(const std::uint8_t* luma, const std::uint8_t* cb, const std::uint8_t* cr,
+                          std::size_t rows, std::size_t columns, std::uint8_t* pixels, std::size_t rowBytes) {
     const std::size_t lanes = hn::Lanes(ByteTag());
     for (std::size_t x = 0; x < columns; x += lanes) {
         const std::size_t chroma = Wide ? x / 2 : x;
@@ -105,21 +105,13 @@ HWY_INLINE void PaintRows(const std::uint8_t* luma, const std::uint8_t* cb, cons
 }
 
 template <bool Wide>
-HWY_INLINE void PaintChunk(const ChunkSamples& samples, const McuGrid& grid, int chunk, int mcuY, int mcus,
-                           DecodedPicture& picture) {
-    const int left = chunk * static_cast<int>(kChunkColumns);
-    const int top = mcuY * grid.mcuHeight;
-    const int rows = std::min(grid.mcuHeight, picture.height - top);
-    const auto columns = static_cast<std::size_t>(std::min(mcus * grid.mcuWidth, picture.stride - left));
-    const auto rowBytes = static_cast<std::size_t>(picture.stride) * 3;
-    std::uint8_t* pixels =
-        picture.pixels.data() + static_cast<std::size_t>(top) * rowBytes + static_cast<std::size_t>(left) * 3;
-    const int step = grid.tall ? 2 : 1;
-    for (int row = 0; row < rows; row += step) {
-        const std::size_t chromaStart = static_cast<std::size_t>(row / step) * kChunkColumns;
-        PaintRows<Wide>(samples.luma + static_cast<std::size_t>(row) * kChunkColumns,
-                        samples.cb + chromaStart, samples.cr + chromaStart, std::min(step, rows - row),
-                        columns, pixels + static_cast<std::size_t>(row) * rowBytes, rowBytes);
+HWY_INLINE void PaintChunk(const ChunkSamples& samples, const McuGrid& grid, const ChunkArea& area) {
+    const std::size_t step = grid.tall ? 2 : 1;
+    for (std::size_t row = 0; row < area.rows; row += step) {
+        const std::size_t chroma = row / step * kChunkColumns;
+        PaintRows<Wide>(samples.luma + row * kChunkColumns, samples.cb + chroma, samples.cr + chroma,
+                        std::min(step, area.rows - row), area.columns, area.pixels + row * area.rowBytes,
+                        area.rowBytes);
     }
 }
 

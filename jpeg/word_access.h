@@ -15,6 +15,12 @@ namespace lumato::jpeg {
     return value;
 }
 
+[[nodiscard]] inline std::uint64_t LittleEndian(std::uint64_t value) {
+    if constexpr (std::endian::native == std::endian::big)
+        return __builtin_bswap64(value);
+    return value;
+}
+
 inline void StoreBigEndian(std::uint8_t* out, std::uint64_t value) {
     value = BigEndian(value);
     std::memcpy(out, &value, sizeof value);

@@ -1,5 +1,5 @@
 // A second reading of frame picture streams, written close to ITU-T T.81 and without any of the codec's code:
-// bit by bit, in double precision. It knows only sound streams and fails the test on others.
+// bit by bit, in double precision.
 #pragma once
 
 #include <array>
@@ -30,8 +30,13 @@ struct SlowStream {
     std::size_t unread = 0;  // bytes behind the last MCU
 };
 
-// Reads a stream that has its tables and its MCU table. Borrows `stream`.
+// Reads a stream that has its tables and its MCU table; fails the test when it is not sound. Borrows
+// `stream`.
 [[nodiscard]] SlowStream SlowRead(ByteSpan stream);
+
+// The same of one that may be damaged behind its header, but has a front that was found sound: with the MCUs
+// that its data hold.
+[[nodiscard]] SlowStream SlowReadDamaged(ByteSpan stream);
 
 // The samples of a block, not rounded and not bounded, level shift undone.
 [[nodiscard]] std::array<double, 64> SlowInverseDct(const SlowBlock& block, const std::array<int, 64>& quant);
