@@ -1,6 +1,7 @@
 #include "fuzz/input.h"
 #include "fuzz/targets.h"
 #include "picture/import.h"
+#include "picture/import_jpeg.h"
 #include "tests/support/jpeg_writer.h"
 
 namespace lumato::fuzz {
@@ -29,6 +30,14 @@ void RunJpeg(ByteSpan input) {
         file.Name(), false, [](int, int) { return 0.125; }, info);
     Demand(imported.has_value() == !info.pixels.empty(), "pixels come with success alone");
     Demand(imported || !imported.error().message.empty(), "a refusal has its reason");
+
+    picture::BitmapInfo byLibjpeg;
+    const auto path = picture::PictureFile::Open(file.Name());
+    const picture::ScaleNeeded eighth = [](int, int) { return 0.125; };
+    picture::PictureBuilder builder(byLibjpeg, false, eighth);
+    const bool sound = picture::ImportJpegByLibjpeg(*path, builder).has_value();
+    Demand(sound == imported.has_value(), "what libjpeg refuses is refused, and nothing else");
+    Demand(!sound || byLibjpeg.pixels == info.pixels, "pixels are those that libjpeg makes");
 }
 
 std::vector<Bytes> JpegSeeds() {

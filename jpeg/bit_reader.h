@@ -5,6 +5,7 @@
 // its processor. Borrows the bytes. One thread.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "base/bytes.h"
@@ -42,6 +43,8 @@ class BitReader {
     // Drops the bits up to the next byte boundary.
     [[gnu::always_inline]] void AlignToByte() { Consume(m_count & 7); }
 
+    // Of the bytes that were borrowed.
+    [[nodiscard]] std::ptrdiff_t UnreadBits() const { return (m_end - m_next) * 8 + m_count - m_padding; }
     // True when more bits were consumed than there are.
     [[nodiscard]] bool IsPastEnd() const { return m_padding > m_count; }
 

@@ -22,10 +22,7 @@ Result<void> ReadRows(JpegDecoder& decoder, Size decoded, const ColourConverter&
     return decoder.Finish();
 }
 
-}  // namespace
-
-Result<void> ImportJpeg(const PictureFile& file, PictureBuilder& builder) {
-    JpegDecoder decoder(file);
+Result<void> Decode(JpegDecoder& decoder, PictureBuilder& builder) {
     LUMATO_TRY_VOID(decoder.ReadHeader());
     const Size own = decoder.OwnSize();
     const Orientation orientation = ExifOrientation(decoder.Exif());
@@ -33,6 +30,23 @@ Result<void> ImportJpeg(const PictureFile& file, PictureBuilder& builder) {
     LUMATO_TRY(const Size decoded, decoder.Start(EighthsFor(own, builder.Least(own, orientation))));
     LUMATO_TRY_VOID(builder.Begin(own, decoded, orientation));
     return ReadRows(decoder, decoded, colours, builder);
+}
+
+}  // namespace
+
+Result<void> ImportJpeg(const PictureFile& file, PictureBuilder& builder) {
+    {
+        JpegDecoder decoder(file, JpegDecoder::Reading::Usual);
+        auto decoded = Decode(decoder, builder);
+        if (!decoder.IsUnusual())
+            return decoded;
+    }
+    return ImportJpegByLibjpeg(file, builder);
+}
+
+Result<void> ImportJpegByLibjpeg(const PictureFile& file, PictureBuilder& builder) {
+    JpegDecoder decoder(file, JpegDecoder::Reading::Any);
+    return Decode(decoder, builder);
 }
 
 }  // namespace lumato::picture

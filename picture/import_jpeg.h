@@ -10,4 +10,7 @@ namespace lumato::picture {
 // them. Errors: Damaged (also when the file ends early), TooLarge, Unsupported, Unreadable.
 [[nodiscard]] Result<void> ImportJpeg(const PictureFile& file, PictureBuilder& builder);
 
+// The same by libjpeg alone, whose word on every file ImportJpeg() must give: for tests.
+[[nodiscard]] Result<void> ImportJpegByLibjpeg(const PictureFile& file, PictureBuilder& builder);
+
 }  // namespace lumato::picture

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include <jerror.h>
+#include <jpegint.h>
 
 namespace lumato::picture {
 namespace {
@@ -73,7 +74,8 @@ JpegDecoder& JpegDecoder::Of(j_decompress_ptr decompress) {
     return Of(reinterpret_cast<j_common_ptr>(decompress));
 }
 
-JpegDecoder::JpegDecoder(const PictureFile& file) : m_file(file), m_buffer(kBufferSize) {
+JpegDecoder::JpegDecoder(const PictureFile& file, Reading reading)
+    : m_file(file), m_buffer(kBufferSize), m_reading(reading) {
     m_jpeg.err = jpeg_std_error(&m_errors);
     m_errors.decoder = this;
     m_errors.error_exit = [](j_common_ptr common) { Of(common).OnError(); };
@@ -265,7 +267,34 @@ Result<Size> JpegDecoder::Start(int eighths) {
     }));
     if (jpeg_has_multiple_scans(&m_jpeg))
         LUMATO_TRY_VOID(CheckScans());
+    else if (m_reading == Reading::Usual)
+        TakeOverScan();
     return Size{static_cast<int>(m_jpeg.output_width), static_cast<int>(m_jpeg.output_height)};
+}
+
+// libjpeg asks its entropy decoder for one MCU after the other. It has asked for none yet.
+void JpegDecoder::TakeOverScan() {
+    m_scan =
+        JpegScanReader::For(m_jpeg, m_file, m_offset - static_cast<std::int64_t>(m_source.bytes_in_buffer));
+    if (!m_scan)
+        return;
+    m_mcusLeft = std::int64_t{m_jpeg.MCUs_per_row} * m_jpeg.MCU_rows_in_scan;
+    m_jpeg.entropy->decode_mcu = [](j_decompress_ptr jpeg, JBLOCKROW* blocks) -> boolean {
+        Of(jpeg).ReadMcu(blocks);
+        return TRUE;
+    };
+}
+
+void JpegDecoder::ReadMcu(JBLOCKROW* blocks) {
+    m_unusual = !m_scan->ReadMcu(blocks);
+    if (!m_unusual && --m_mcusLeft == 0) {
+        m_jpeg.unread_marker = m_scan->FinalMarker();
+        m_unusual = m_jpeg.unread_marker == 0;
+        m_offset = m_scan->OffsetBehindMarker();
+        m_source.bytes_in_buffer = 0;
+    }
+    if (m_unusual)
+        Raise(ErrorKind::Damaged, "broken: its coefficients");
 }
 
 // All scans have been read by now. Where the file ended between two of them, nothing else would tell.

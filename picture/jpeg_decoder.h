@@ -7,6 +7,7 @@
 #include <csetjmp>
 #include <cstdint>
 #include <cstdio>
+#include <memory>
 #include <vector>
 
 #include <jpeglib.h>
@@ -14,14 +15,19 @@
 #include "picture/colour.h"
 #include "picture/held_size.h"
 #include "picture/jpeg_coefficients.h"
+#include "picture/jpeg_scan_reader.h"
 #include "picture/picture_file.h"
 
 namespace lumato::picture {
 
 class JpegDecoder {
   public:
+    // Who reads the coefficients of the scan. Usual: JpegScanReader, if it can. Any: libjpeg, which knows all
+    // codings, and what is wrong with broken ones.
+    enum class Reading { Usual, Any };
+
     // Requires: the file outlives the decoder.
-    explicit JpegDecoder(const PictureFile& file);
+    JpegDecoder(const PictureFile& file, Reading reading);
     ~JpegDecoder();
     JpegDecoder(const JpegDecoder&) = delete;
     JpegDecoder& operator=(const JpegDecoder&) = delete;
@@ -43,6 +49,11 @@ class JpegDecoder {
     // After the last row: what follows must end the picture properly.
     [[nodiscard]] Result<void> Finish();
 
+    // After an error: the file is not what JpegScanReader knows, and must be read anew with Reading::Any.
+    [[nodiscard]] bool IsUnusual() const { return m_unusual; }
+    // After Start().
+    [[nodiscard]] bool HasScanReader() const { return m_scan != nullptr; }
+
   private:
     // libjpeg hands its error manager back in every call; this one knows whose it is.
     struct ErrorManager : jpeg_error_mgr {
@@ -57,6 +68,8 @@ class JpegDecoder {
     Result<void> CheckCompressedSize() const;
     Result<void> CheckScans() const;
     void SetUpSource();
+    void TakeOverScan();
+    void ReadMcu(JBLOCKROW* blocks);
     void WatchScans();
     bool Fill();
     void Skip(long count);
@@ -76,8 +89,12 @@ class JpegDecoder {
     JpegCoefficients m_coefficients;
     std::vector<std::uint8_t> m_buffer;
     std::int64_t m_offset = 0;
+    std::unique_ptr<JpegScanReader> m_scan;  // none where libjpeg reads
+    std::int64_t m_mcusLeft = 0;
     PixelLayout m_layout = PixelLayout::Rgb;
     unsigned m_componentsSeen = 0;
+    const Reading m_reading;
+    bool m_unusual = false;
     bool m_inHeader = true;
     bool m_ended = false;      // the file's end was reached before the picture's
     bool m_discarded = false;  // bytes that belong to nothing were skipped

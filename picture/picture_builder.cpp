@@ -89,6 +89,9 @@ Size PictureBuilder::Least(Size stored, Orientation orientation) const {
 
 Result<void> PictureBuilder::Begin(Size stored, Size decoded, Orientation orientation) {
     m_decoded = decoded;
+    m_rowsTaken = 0;
+    m_rowsPlaced = 0;
+    m_reducer.clear();
     m_held = HeldSize(decoded, Least(stored, orientation));
     m_placement = PlacementFor(orientation, m_held, m_flipRows);
     if (m_held != m_decoded)

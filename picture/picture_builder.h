@@ -47,7 +47,7 @@ class PictureBuilder {
     [[nodiscard]] Size Least(Size stored, Orientation orientation) const;
 
     // The picture is stored in the size `stored`; its rows will come in the size `decoded`, between
-    // Least() and `stored`. Errors: TooLarge (no memory).
+    // Least() and `stored`. A reader that failed may begin anew. Errors: TooLarge (no memory).
     [[nodiscard]] Result<void> Begin(Size stored, Size decoded, Orientation orientation);
 
     // The next decoded row, in the order of storage: red, green, blue. Rows beyond the last are ignored.

@@ -69,9 +69,9 @@ Raw Plain(int width, int height, const std::vector<int>& pixel) {
     return raw;
 }
 
-Raw Noise(int width, int height, unsigned seed) {
+Raw Noise(int width, int height, unsigned seed, int bands) {
     std::mt19937 random(seed);
-    Raw raw{width, height, 3, Bytes(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 3)};
+    Raw raw{width, height, bands, Bytes(static_cast<std::size_t>(width * height * bands))};
     for (std::uint8_t& byte : raw.pixels)
         byte = static_cast<std::uint8_t>(random());
     return raw;

@@ -23,7 +23,7 @@ inline constexpr Rgb kRed{255, 0, 0}, kGreen{0, 255, 0}, kBlue{0, 0, 255}, kWhit
 // Four quarters of one colour each: red and green above, blue and white below.
 Raw Quarters(int width, int height);
 Raw Plain(int width, int height, const std::vector<int>& pixel);
-Raw Noise(int width, int height, unsigned seed);
+Raw Noise(int width, int height, unsigned seed, int bands = 3);
 
 struct VipsOptions {
     int orientation = 0;

@@ -26,6 +26,7 @@ struct JpegOptions {
     bool progressive = false;
     bool separateScans = false;  // sequential, a scan per component
     bool adobe = false;          // four bands: YCCK with Adobe's marker instead of bare inks
+    bool optimized = false;      // Huffman tables of its own
     int restartRows = 0;
     int quality = 97;
     Bytes profile = {};
@@ -51,6 +52,7 @@ inline void SetColours(jpeg_compress_struct& jpeg, const Raw& raw, const JpegOpt
         jpeg.write_Adobe_marker = FALSE;
     jpeg_set_quality(&jpeg, options.quality, TRUE);
     jpeg.restart_in_rows = options.restartRows;
+    jpeg.optimize_coding = options.optimized ? TRUE : FALSE;
 }
 
 inline constexpr jpeg_scan_info kSeparate[] = {
