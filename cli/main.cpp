@@ -52,8 +52,10 @@ int main(int argc, char** argv) {
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
     // Imported pictures go back to the system when they are released, not into a pool of freed ones that a
-    // batch on several threads would fill.
-    ::mallopt(M_MMAP_THRESHOLD, 1 << 20);
+    // batch on several threads would fill. Bitmaps for the LCD come and go with each picture and do stay:
+    // memory from the system costs more than what is done with it.
+    ::mallopt(M_MMAP_THRESHOLD, 4 << 20);
+    ::mallopt(M_TRIM_THRESHOLD, 8 << 20);
     const cli::Arguments arguments = cli::ParseArguments(argc, argv);
     SetDiagnosticStream(arguments.quiet ? nullptr : stderr);
     return cli::FlushOutput(cli::Run(arguments, cli::Output(arguments.json)));

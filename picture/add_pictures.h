@@ -29,9 +29,10 @@ void ReleaseMyBiBuff(bool preview);
 // so. `interactive`: shown at once; a batch shows only its last one.
 Result<void> SelectOnePicture(const Path& file, bool interactive);
 // The same in two steps for a window that must not wait: the import, on any thread, and the owner taking its
-// outcome over. The picture is held as the edit controls of an LCD of that size need it.
-[[nodiscard]] Result<std::unique_ptr<BitmapInfo>> ImportForEditView(const Path& file, float lcdWidth,
-                                                                    float lcdHeight);
+// outcome over. The picture is held as the edit controls of an LCD of that size need it, in the memory of an
+// `old` one if there is one.
+[[nodiscard]] Result<std::unique_ptr<BitmapInfo>> ImportForEditView(
+    const Path& file, float lcdWidth, float lcdHeight, std::unique_ptr<BitmapInfo> old = nullptr);
 Result<void> SelectImported(const Path& file, Result<std::unique_ptr<BitmapInfo>> imported);
 // Leaves the edit view without a picture.
 void ReleaseSelection();

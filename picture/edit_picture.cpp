@@ -82,8 +82,9 @@ void ShowNote(const Message& message, std::string_view reason) {
     status->SetNoteDetail(reason);
 }
 
-Result<std::unique_ptr<BitmapInfo>> ImportForEditView(const Path& file, float lcdWidth, float lcdHeight) {
-    auto info = std::make_unique<BitmapInfo>();
+Result<std::unique_ptr<BitmapInfo>> ImportForEditView(const Path& file, float lcdWidth, float lcdHeight,
+                                                      std::unique_ptr<BitmapInfo> old) {
+    std::unique_ptr<BitmapInfo> info = old ? std::move(old) : std::make_unique<BitmapInfo>();
     LUMATO_TRY_VOID(CreateMyImage(file, false, LargestScale(lcdWidth, lcdHeight), *info));
     return info;
 }

@@ -1,6 +1,8 @@
 #include "picture/import.h"
 
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "picture/import_bmp.h"
 #include "picture/import_jpeg.h"
@@ -36,7 +38,9 @@ Result<void> Import(const Path& path, PictureBuilder& builder) {
 
 Result<void> CreateMyImage(const Path& file, bool flipRows, const ScaleNeeded& scaleNeeded,
                            BitmapInfo& info) {
+    std::vector<std::uint8_t> memory = std::move(info.pixels);
     info = {};
+    info.pixels = std::move(memory);
     PictureBuilder builder(info, flipRows, scaleNeeded);
     auto imported = Import(file, builder);
     if (!imported)

@@ -49,17 +49,26 @@ void ImportAhead::Work() {
         if (m_ended || m_started == m_files.size())
             return;
         const std::size_t index = m_started++;
+        std::unique_ptr<BitmapInfo> old = TakeSpare();
         lock.unlock();
-        Outcome outcome = Import(m_files[index]);
+        Outcome outcome = Import(m_files[index], std::move(old));
         lock.lock();
         m_outcomes[index] = std::move(outcome);
         m_changed.notify_all();
     }
 }
 
-ImportAhead::Outcome ImportAhead::Import(const Path& file) const {
+std::unique_ptr<BitmapInfo> ImportAhead::TakeSpare() {
+    if (m_spares.empty())
+        return nullptr;
+    std::unique_ptr<BitmapInfo> spare = std::move(m_spares.back());
+    m_spares.pop_back();
+    return spare;
+}
+
+ImportAhead::Outcome ImportAhead::Import(const Path& file, std::unique_ptr<BitmapInfo> old) const {
     try {
-        return ImportForEditView(file, m_lcdWidth, m_lcdHeight);
+        return ImportForEditView(file, m_lcdWidth, m_lcdHeight, std::move(old));
     } catch (const std::bad_alloc&) {
         return Fail(ErrorKind::TooLarge, "too large for this computer's memory");
     }
@@ -67,18 +76,19 @@ ImportAhead::Outcome ImportAhead::Import(const Path& file) const {
 
 ImportAhead::Outcome ImportAhead::Next() {
     if (m_threads.empty())
-        return Import(m_files[m_next++]);
-    Released();
+        return Import(m_files[m_next++], TakeSpare());
     std::unique_lock lock(m_mutex);
     std::optional<Outcome>& outcome = m_outcomes[m_next++];
     m_changed.wait(lock, [&] { return outcome.has_value(); });
     return *std::exchange(outcome, std::nullopt);
 }
 
-void ImportAhead::Released() {
+void ImportAhead::GiveBack(std::unique_ptr<BitmapInfo> picture) {
     {
         const std::lock_guard lock(m_mutex);
         m_taken = m_next;
+        if (picture && m_spares.size() < m_atOnce)
+            m_spares.push_back(std::move(picture));
     }
     m_changed.notify_all();
 }

@@ -106,8 +106,11 @@ Result<void> PictureBuilder::Begin(Size stored, Size decoded, Orientation orient
     m_info.bytesPerRow = static_cast<std::uint32_t>(shown.width) * 4;
     m_info.dataSize = static_cast<std::uint32_t>(shown.Pixels() * 4);
     try {
-        m_info.pixels.reserve(m_info.dataSize);
-        AskForLargePages(m_info.pixels.data(), m_info.dataSize);
+        if (m_info.pixels.capacity() < m_info.dataSize) {
+            m_info.pixels = {};
+            m_info.pixels.reserve(m_info.dataSize);
+            AskForLargePages(m_info.pixels.data(), m_info.dataSize);
+        }
         m_info.pixels.resize(m_info.dataSize);
     } catch (const std::bad_alloc&) {
         return Fail(ErrorKind::TooLarge, "too large for this computer's memory");

@@ -1,3 +1,4 @@
+#include <memory>
 #include <utility>
 
 #include "base/printable.h"
@@ -13,10 +14,18 @@ std::string NameFor(const Path& file) {
     return Printable(file.filename().string());
 }
 
+// Leaves the edit view without a picture.
+void GiveBack(ImportAhead& imports) {
+    ReleaseMyImage();
+    std::unique_ptr<BitmapInfo> picture = std::move(Pictures().gmyCGimagebi);
+    ReleaseSelection();
+    imports.GiveBack(std::move(picture));
+}
+
 // Selects, poses and adds one file. True when the batch goes on.
 bool AddOne(const Path& file, ImportAhead& imports, const Pose& pose, AfterRefusal policy,
             BatchReport& report) {
-    ReleaseSelection();
+    GiveBack(imports);
     Result<void> selected = SelectImported(file, imports.Next());
     if (!selected) {
         report.refused.push_back({file, std::move(selected).error(), true});
@@ -26,10 +35,8 @@ bool AddOne(const Path& file, ImportAhead& imports, const Pose& pose, AfterRefus
     // A batch that stops leaves the picture at which it stopped in the edit view; one that goes on leaves
     // none, and the next import may begin while this one is encoded and written.
     const auto release = [&] {
-        if (policy == AfterRefusal::GoOn) {
-            ReleaseSelection();
-            imports.Released();
-        }
+        if (policy == AfterRefusal::GoOn)
+            GiveBack(imports);
     };
     Result<AddedPicture> added =
         GetPicDataFromView(WithTopLeftCorner(store::Store().gmyDrawrect), true, release);
