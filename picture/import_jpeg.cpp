@@ -8,12 +8,20 @@
 namespace lumato::picture {
 namespace {
 
+Result<void> ReadHeldRows(JpegDecoder& decoder, PictureBuilder& builder) {
+    LUMATO_TRY_VOID(decoder.Start(true));
+    while (!builder.Complete())
+        LUMATO_TRY_VOID(decoder.ReadRow(builder.NextRow()));
+    return decoder.Finish();
+}
+
 Result<void> ReadRows(JpegDecoder& decoder, Size decoded, const ColourConverter& colours,
                       PictureBuilder& builder) {
+    LUMATO_TRY_VOID(decoder.Start());
     const auto width = static_cast<std::size_t>(decoded.width);
     std::vector<std::uint8_t> row(width * static_cast<std::size_t>(BytesPerPixel(decoder.Layout())));
     std::vector<std::uint8_t> rgb(colours.IsIdentity() ? 0 : width * 3);
-    for (int y = 0; y < decoded.height; ++y) {
+    while (!builder.Complete()) {
         LUMATO_TRY_VOID(decoder.ReadRow(row.data()));
         if (!colours.IsIdentity())
             colours.Convert(row.data(), rgb.data(), decoded.width);
@@ -27,8 +35,10 @@ Result<void> Decode(JpegDecoder& decoder, PictureBuilder& builder) {
     const Size own = decoder.OwnSize();
     const Orientation orientation = ExifOrientation(decoder.Exif());
     const ColourConverter colours(decoder.Layout(), decoder.Profile());
-    LUMATO_TRY(const Size decoded, decoder.Start(EighthsFor(own, builder.Least(own, orientation))));
+    LUMATO_TRY(const Size decoded, decoder.Scale(EighthsFor(own, builder.Least(own, orientation))));
     LUMATO_TRY_VOID(builder.Begin(own, decoded, orientation));
+    if (colours.IsIdentity() && builder.KeepsRows())
+        return ReadHeldRows(decoder, builder);
     return ReadRows(decoder, decoded, colours, builder);
 }
 

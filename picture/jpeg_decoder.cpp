@@ -257,19 +257,28 @@ std::vector<std::uint8_t> JpegDecoder::Profile() {
     return owned ? std::vector<std::uint8_t>(data, data + size) : std::vector<std::uint8_t>();
 }
 
-Result<Size> JpegDecoder::Start(int eighths) {
+Result<Size> JpegDecoder::Scale(int eighths) {
     LUMATO_TRY_VOID(Guarded([this, eighths] {
         m_jpeg.scale_num = static_cast<unsigned>(eighths);
         m_jpeg.scale_denom = 8;
+        jpeg_calc_output_dimensions(&m_jpeg);
+    }));
+    return Size{static_cast<int>(m_jpeg.output_width), static_cast<int>(m_jpeg.output_height)};
+}
+
+Result<void> JpegDecoder::Start(bool asHeld) {
+    LUMATO_TRY_VOID(Guarded([this, asHeld] {
+        if (asHeld)
+            m_jpeg.out_color_space = JCS_EXT_XRGB;
         // Smoothing guesses what a scan that is still to come will bring; ours have all come.
         m_jpeg.do_block_smoothing = FALSE;
         jpeg_start_decompress(&m_jpeg);
     }));
     if (jpeg_has_multiple_scans(&m_jpeg))
-        LUMATO_TRY_VOID(CheckScans());
-    else if (m_reading == Reading::Usual)
+        return CheckScans();
+    if (m_reading == Reading::Usual)
         TakeOverScan();
-    return Size{static_cast<int>(m_jpeg.output_width), static_cast<int>(m_jpeg.output_height)};
+    return {};
 }
 
 // libjpeg asks its entropy decoder for one MCU after the other. It has asked for none yet.

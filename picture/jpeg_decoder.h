@@ -42,9 +42,11 @@ class JpegDecoder {
     [[nodiscard]] ByteSpan Exif() const;
     [[nodiscard]] std::vector<std::uint8_t> Profile();
 
-    // Decoding to eighths/8 of the own size; returns the size that comes out.
-    [[nodiscard]] Result<Size> Start(int eighths);
-    // The next row in Layout().
+    // Decoding is to be to eighths/8 of the own size; returns the size that comes out.
+    [[nodiscard]] Result<Size> Scale(int eighths);
+    // After Scale(). `asHeld`: rows come as BitmapInfo holds them instead of in Layout(), which is Rgb.
+    [[nodiscard]] Result<void> Start(bool asHeld = false);
+    // The next row.
     [[nodiscard]] Result<void> ReadRow(std::uint8_t* row);
     // After the last row: what follows must end the picture properly.
     [[nodiscard]] Result<void> Finish();

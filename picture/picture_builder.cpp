@@ -128,15 +128,22 @@ void PictureBuilder::AddRow(const std::uint8_t* rgb) {
         Place(m_reducer.front().Row());
 }
 
+std::uint8_t* PictureBuilder::NextRow() {
+    ++m_rowsTaken;
+    return RowToPlace();
+}
+
+std::uint8_t* PictureBuilder::RowToPlace() {
+    return m_info.pixels.data() + (m_placement.start + m_rowsPlaced++ * m_placement.stepY) * 4;
+}
+
 void PictureBuilder::Place(const std::uint8_t* rgb) {
     const std::ptrdiff_t step = m_placement.stepX * 4;
-    std::ptrdiff_t at = (m_placement.start + m_rowsPlaced * m_placement.stepY) * 4;
-    std::uint8_t* const pixels = m_info.pixels.data();
-    for (int x = 0; x < m_held.width; ++x, rgb += 3, at += step) {
+    std::uint8_t* const row = RowToPlace();
+    for (std::ptrdiff_t x = 0; x < m_held.width; ++x, rgb += 3) {
         const std::uint32_t colour = rgb[0] | std::uint32_t{rgb[1]} << 8 | std::uint32_t{rgb[2]} << 16;
-        PutLe32(MutableByteSpan(pixels + at, 4), colour << 8 | 0xFF);
+        PutLe32(MutableByteSpan(row + x * step, 4), colour << 8 | 0xFF);
     }
-    ++m_rowsPlaced;
 }
 
 }  // namespace lumato::picture

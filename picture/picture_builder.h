@@ -50,6 +50,11 @@ class PictureBuilder {
     // Least() and `stored`. A reader that failed may begin anew. Errors: TooLarge (no memory).
     [[nodiscard]] Result<void> Begin(Size stored, Size decoded, Orientation orientation);
 
+    // Whether decoded rows are held as they come: then NextRow() is where the next one belongs, in the held
+    // pixels' layout, and takes AddRow()'s place.
+    [[nodiscard]] bool KeepsRows() const { return m_reducer.empty() && m_placement.stepX == 1; }
+    [[nodiscard]] std::uint8_t* NextRow();
+
     // The next decoded row, in the order of storage: red, green, blue. Rows beyond the last are ignored.
     void AddRow(const std::uint8_t* rgb);
 
@@ -57,6 +62,7 @@ class PictureBuilder {
 
   private:
     void Place(const std::uint8_t* rgb);
+    [[nodiscard]] std::uint8_t* RowToPlace();
 
     BitmapInfo& m_info;
     bool m_flipRows;

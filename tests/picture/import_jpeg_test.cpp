@@ -248,8 +248,8 @@ TEST_F(JpegImport, OrdinaryPhotographsAreReadHereAndGiveTheSamePixels) {
                 const auto file = PictureFile::Open(m_file);
                 JpegDecoder decoder(*file, JpegDecoder::Reading::Usual);
                 ASSERT_TRUE(decoder.ReadHeader());
-                const auto size = decoder.Start(8);
-                ASSERT_TRUE(size && decoder.HasScanReader());
+                const auto size = decoder.Scale(8);
+                ASSERT_TRUE(size && decoder.Start() && decoder.HasScanReader());
                 Bytes row(static_cast<std::size_t>(size->width) * 4);
                 for (int y = 0; y < size->height; ++y)
                     ASSERT_TRUE(decoder.ReadRow(row.data()));
