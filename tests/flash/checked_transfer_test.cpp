@@ -87,6 +87,15 @@ TEST_F(CheckedTransfer, AttemptsAreThreeAndAFailedCommandEndsItsOwn) {
     }
 }
 
+TEST_F(CheckedTransfer, WriteInsideABlockKeepsTheRestOfIt) {
+    ASSERT_TRUE(Write(kBlockSize, 0x20000));
+    std::vector<unsigned char> part(4096, 0x5A), block(kBlockSize);
+    EXPECT_TRUE(WriteDataToFlash(part.data(), 4096, 0x28000));
+    std::ranges::copy(part, m_data.begin() + 0x8000);
+    EXPECT_TRUE(ReadFlashData(block.data(), kBlockSize, 0x20000));
+    EXPECT_EQ(block, m_data);
+}
+
 TEST_F(CheckedTransfer, BlockThatCannotBeReadIsNotTouched) {
     for (int attempt = 1; attempt <= kAttempts; ++attempt)
         m_frame.FailAt(Kind::Read, attempt, Fault::Flip);

@@ -49,14 +49,19 @@ TEST_F(ProcessFlash, NothingOutsideTheWriteRangeIsErasedOrProgrammed) {
     EXPECT_FALSE(fresh.Erase4KFlash(0x10000));
     EXPECT_FALSE(fresh.Flash_WR_Page(m_data.data(), 1, 0x10000));
 
+    for (const unsigned char wholeChip : std::initializer_list<unsigned char>{0x60, 0xC7}) {
+        m_flash.SetFlashCommand(wholeChip, 0);
+        EXPECT_FALSE(m_flash.Erase4KFlash(0x10000));
+    }
+
     const struct {
         unsigned char instruction;
         unsigned long address;
         bool allowed;
     } erases[] = {
-        {0x20, 0x21000, true},  {0x20, 0x21FFF, true},  {0x20, 0x20FFF, false}, {0x20, 0x2FFFF, true},
-        {0x20, 0x30000, false}, {0x52, 0x21000, false}, {0x52, 0x28000, true},  {0xD8, 0x2F000, false},
-        {0xD8, ~0UL, false},    {0x60, 0x21000, false}, {0xC7, 0x21000, false},  // the whole chip
+        {0x20, 0x21000, true}, {0x20, 0x21FFF, true},  {0x20, 0x20FFF, false},
+        {0x20, 0x2FFFF, true}, {0x20, 0x30000, false}, {0x52, 0x21000, false},
+        {0x52, 0x28000, true}, {0xD8, 0x2F000, false}, {0xD8, ~0UL, false},
     };
     m_flash.SetWriteRange({.begin = 0x21000, .end = 0x30000});
     for (const auto& row : erases) {

@@ -33,12 +33,12 @@ class CodecFiles : public testing::Test {
 };
 
 TEST_F(CodecFiles, ABitmapIsWrittenByteForByte) {
-    ASSERT_TRUE(SaveBmpFile(Bytes{1, 2, 3}, 1, 1, m_bitmap));
+    ASSERT_TRUE(SaveBmpFile(Bytes{1, 2, 3, 4, 5, 6}, 1, 2, m_bitmap));
     EXPECT_THAT(test::TakeBytes(m_bitmap),
-                ElementsAre('B', 'M', 58, 0, 0, 0, 0, 0, 0, 0, 54, 0, 0, 0, 40, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0,
+                ElementsAre('B', 'M', 62, 0, 0, 0, 0, 0, 0, 0, 54, 0, 0, 0, 40, 0, 0, 0, 1, 0, 0, 0, 2, 0, 0,
                             0, 1, 0, 24, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
-                            0, 0, 1, 2, 3, 0));
-    EXPECT_THAT(*LoadPicFromDir(m_bitmap, 1, 1), ElementsAre(1, 2, 3, 0));
+                            0, 0, 1, 2, 3, 0, 4, 5, 6, 0));
+    EXPECT_THAT(*LoadPicFromDir(m_bitmap, 1, 2), ElementsAre(1, 2, 3, 0, 4, 5, 6, 0));
 }
 
 TEST_F(CodecFiles, ABitmapsMissingRowsAreBlackAndBytesBehindAreIgnored) {

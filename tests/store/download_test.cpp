@@ -115,7 +115,9 @@ TEST_F(DownloadTest, AnEndThatCannotBeErasedIsNotUsed) {
         Add(c.end - kArea - 2000, 1);
         EXPECT_TRUE(Download());
         Add(2000, 2);
+        m_spy->Take();
         EXPECT_TRUE(Download());
+        EXPECT_EQ(std::ranges::count(m_spy->Take(), 'P'), 3) << "it fits behind the others";
         const Bytes after = FlashBytes(), last = MakeStream(2000, 2);
         EXPECT_TRUE(std::equal(last.begin(), last.end(), after.begin() + c.end - 2000)) << std::hex << c.end;
         Restart();
