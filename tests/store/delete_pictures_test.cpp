@@ -51,6 +51,13 @@ TEST_F(DeletePicturesTest, TheSelectedOneGoesOrTheLastOrAll) {
     EXPECT_THAT(m_status.Notes(), IsEmpty()) << "nothing is left";
 }
 
+TEST_F(DeletePicturesTest, CompactionKeepsTheFirstUsedSlots) {
+    Store().G_PictureList[16] = 0xFF;  // never written
+    Store().G_PictureList[24] = 2;     // of some other use
+    MovePicAddressInPicList(2);
+    EXPECT_THAT(SlotLengths(), ElementsAre(200, 300, 0, 0, 0));
+}
+
 TEST_F(DeletePicturesTest, ABitmapThatIsMissingIsNamedAndTheOthersAreSaved) {
     Delete(1);
     std::filesystem::create_directories(Home() / "to");

@@ -104,15 +104,6 @@ TEST_F(IniFileTest, LoneSurrogatesAndZeroesAreHandedOutAsTheyStand) {
     EXPECT_EQ(Get(u"s", u"k"), odd);
 }
 
-TEST_F(IniFileTest, AChangedFileShowsAtTheNextLookUp) {
-    WriteText(u"[s]\r\nk=one\r\n");
-    EXPECT_EQ(Get(u"s", u"k"), u"one");
-    WriteText(u"[s]\r\nk=two\r\n");
-    EXPECT_EQ(Get(u"s", u"k"), u"two");
-    std::filesystem::remove(m_path);
-    EXPECT_EQ(Get(u"s", u"k"), u"default");
-}
-
 TEST_F(IniFileTest, APathHolds511Bytes) {
     // A folder chain whose file has a path of exactly `length` bytes.
     const auto deepPath = [this](std::size_t length) {

@@ -7,23 +7,6 @@
 namespace lumato::text {
 namespace {
 
-TEST(Utf16, GoesToUtf8AndBack) {
-    const struct {
-        std::u16string_view utf16;
-        std::string_view utf8;
-    } rows[] = {
-        {u"", ""},
-        {u"a\u007F\u0080\u07FF\u0800\uFFFF", "a\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF"},
-        {u"\U00010000\U0010FFFF", "\xF0\x90\x80\x80\xF4\x8F\xBF\xBF"},
-        {u"größe 画面 🖼", "gr\u00F6\u00DFe \u753B\u9762 \U0001F5BC"},
-        {std::u16string_view(u"a\0b", 3), std::string_view("a\0b", 3)},
-    };
-    for (const auto& row : rows) {
-        EXPECT_EQ(Utf8FromUtf16(row.utf16), row.utf8);
-        EXPECT_EQ(Utf16FromUtf8(row.utf8), row.utf16);
-    }
-}
-
 TEST(Utf16, ReplacesWhatIsNoText) {
     const struct {
         std::u16string utf16;
