@@ -73,6 +73,8 @@ class WindowTest : public WindowFixture {
 
     void severalAreAddedAndDownloaded() {
         Attach();
+        m_window->MyUpLoadButtonHandler();
+        QTRY_COMPARE(Text(kNotesID), QStringLiteral("No Pictures"));
         SelectInBrowser("a.png");
         SelectInBrowser("notes.txt", Qt::ShiftModifier);
         Click(kAddButtonID);

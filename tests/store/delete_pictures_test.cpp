@@ -110,14 +110,5 @@ TEST_F(DeletePicturesTest, AnUndoneDeletionLeavesNoTrace) {
     }
 }
 
-TEST_F(DeletePicturesTest, AForgottenDeletionIsForGood) {
-    DeletionUndo undo;
-    undo.DeletePictures();
-    undo.Forget();
-    EXPECT_FALSE(undo.IsPossible());
-    EXPECT_FALSE(std::filesystem::exists(Store().gmyResousepath / "undo"));
-    EXPECT_THAT(Listed(), ElementsAre(100, 200, 300, 400));
-}
-
 }  // namespace
 }  // namespace lumato::store

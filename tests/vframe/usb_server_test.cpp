@@ -202,6 +202,17 @@ TEST_F(UsbServerTest, AGuestEnumeratesAsksAndIsAnswered) {
     ASSERT_TRUE(guest.Await("bulk9:0"));
 }
 
+TEST_F(UsbServerTest, TheFrameComesAndGoesOnOrder) {
+    Guest guest(m_folder / "bus");
+    ASSERT_TRUE(guest.Await("connect"));
+    for (const char* wrong : {"plug\n", "dance\n", "fault short\n", "fault 1:loud\n", "fault 1:phase CG\n"})
+        EXPECT_EQ(Order(wrong).substr(0, 6), "error:") << wrong;
+    EXPECT_EQ(Order("fault 1:refuse\nunplug\n").substr(0, 3), "ok\n");
+    ASSERT_TRUE(guest.Await("disconnect"));
+    EXPECT_EQ(Order("plug\n"), "ok\n");
+    ASSERT_TRUE(guest.Await("connect"));
+}
+
 // At this pace an INQUIRY takes 45 s.
 class UsbServerOfASlowFrameTest : public UsbServerTest {
   protected:

@@ -75,15 +75,6 @@ TEST(Faults, FlipChangesOneBitOnTheWay) {
     EXPECT_EQ(programming.frame.FlashBytes()[4], PatternFlash()[4] & 0xFE);
 }
 
-TEST(Faults, UnplugIsForEver) {
-    Faulty unplugging(FaultKind::Unplug);
-    EXPECT_EQ(unplugging.driver.Erase(0x20, 0), platform::kStatusNone);
-    EXPECT_FALSE(unplugging.driver.last.executed);
-    EXPECT_TRUE(unplugging.faulty.IsGone());
-    EXPECT_EQ(unplugging.driver.WriteEnable(), platform::kStatusNone);
-    EXPECT_EQ(unplugging.frame.FlashBytes(), PatternFlash());
-}
-
 TEST(Trace, HasOneLineForEveryCommandAtOnce) {
     const test::TemporaryFolder folder;
     TracedDevice traced(std::make_unique<PluggedFrame>(FlashImage::InMemory(PatternFlash()),
