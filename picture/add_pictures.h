@@ -31,8 +31,10 @@ Result<void> SelectOnePicture(const Path& file, bool interactive);
 // The same in two steps for a window that must not wait: the import, on any thread, and the owner taking its
 // outcome over. The picture is held as the edit controls of an LCD of that size need it, in the memory of an
 // `old` one if there is one.
-[[nodiscard]] Result<std::unique_ptr<BitmapInfo>> ImportForEditView(
-    const Path& file, float lcdWidth, float lcdHeight, std::unique_ptr<BitmapInfo> old = nullptr);
+[[nodiscard]] Result<std::unique_ptr<BitmapInfo>> ImportForEditView(const Path& file, float lcdWidth,
+                                                                    float lcdHeight,
+                                                                    std::unique_ptr<BitmapInfo> old = nullptr,
+                                                                    Processors processors = Processors::All);
 Result<void> SelectImported(const Path& file, Result<std::unique_ptr<BitmapInfo>> imported);
 // Leaves the edit view without a picture.
 void ReleaseSelection();

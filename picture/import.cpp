@@ -12,13 +12,13 @@
 namespace lumato::picture {
 namespace {
 
-Result<void> ImportFrom(const PictureFile& file, PictureBuilder& builder) {
+Result<void> ImportFrom(const PictureFile& file, PictureBuilder& builder, Processors processors) {
     if (file.Size() == 0)
         return Fail(ErrorKind::Unsupported, "the file is empty");
     LUMATO_TRY(const Content content, ContentOf(file));
     switch (content) {
         case Content::Jpeg:
-            return ImportJpeg(file, builder);
+            return ImportJpeg(file, builder, processors);
         case Content::Bitmap:
             return ImportBmp(file, builder);
         case Content::Other:
@@ -29,20 +29,20 @@ Result<void> ImportFrom(const PictureFile& file, PictureBuilder& builder) {
     return Fail(ErrorKind::Unsupported, "not a picture in any known format");
 }
 
-Result<void> Import(const Path& path, PictureBuilder& builder) {
+Result<void> Import(const Path& path, PictureBuilder& builder, Processors processors) {
     LUMATO_TRY(const PictureFile file, PictureFile::Open(path));
-    return ImportFrom(file, builder);
+    return ImportFrom(file, builder, processors);
 }
 
 }  // namespace
 
-Result<void> CreateMyImage(const Path& file, bool flipRows, const ScaleNeeded& scaleNeeded,
-                           BitmapInfo& info) {
+Result<void> CreateMyImage(const Path& file, bool flipRows, const ScaleNeeded& scaleNeeded, BitmapInfo& info,
+                           Processors processors) {
     std::vector<std::uint8_t> memory = std::move(info.pixels);
     info = {};
     info.pixels = std::move(memory);
     PictureBuilder builder(info, flipRows, scaleNeeded);
-    auto imported = Import(file, builder);
+    auto imported = Import(file, builder, processors);
     if (!imported)
         info = {};
     return imported;

@@ -15,7 +15,7 @@ namespace lumato::picture {
 // Unreadable (folders, too), Unsupported (no picture), Damaged (a picture, but broken or cut off), TooLarge.
 // On failure `info` has no pixels.
 [[nodiscard]] Result<void> CreateMyImage(const Path& file, bool flipRows, const ScaleNeeded& scaleNeeded,
-                                         BitmapInfo& info);
+                                         BitmapInfo& info, Processors processors = Processors::All);
 
 // True when an importer accepts the file, by its contents: decides what counts as a picture. Reads only its
 // start.

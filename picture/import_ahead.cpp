@@ -68,7 +68,8 @@ std::unique_ptr<BitmapInfo> ImportAhead::TakeSpare() {
 
 ImportAhead::Outcome ImportAhead::Import(const Path& file, std::unique_ptr<BitmapInfo> old) const {
     try {
-        return ImportForEditView(file, m_lcdWidth, m_lcdHeight, std::move(old));
+        return ImportForEditView(file, m_lcdWidth, m_lcdHeight, std::move(old),
+                                 m_atOnce < 2 ? Processors::All : Processors::One);
     } catch (const std::bad_alloc&) {
         return Fail(ErrorKind::TooLarge, "too large for this computer's memory");
     }

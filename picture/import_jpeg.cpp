@@ -44,9 +44,10 @@ Result<void> Decode(JpegDecoder& decoder, PictureBuilder& builder) {
 
 }  // namespace
 
-Result<void> ImportJpeg(const PictureFile& file, PictureBuilder& builder) {
+Result<void> ImportJpeg(const PictureFile& file, PictureBuilder& builder, Processors processors) {
     {
-        JpegDecoder decoder(file, JpegDecoder::Reading::Usual);
+        using Reading = JpegDecoder::Reading;
+        JpegDecoder decoder(file, processors == Processors::All ? Reading::UsualAhead : Reading::Usual);
         auto decoded = Decode(decoder, builder);
         if (!decoder.IsUnusual())
             return decoded;

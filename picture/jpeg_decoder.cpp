@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <exception>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -24,6 +25,9 @@ constexpr std::int64_t kMaxHeader = 32 * 1024 * 1024;
 // A scan of next to no bytes costs a pass over all coefficients, so that a small file could keep us busy for
 // hours. Real ones have about ten scans.
 constexpr std::int64_t kMaxScanWork = std::int64_t{32} * 1024 * 1024 * 1024;
+
+// Below, starting a thread costs as much as it saves.
+constexpr std::int64_t kLeastPixelsForThread = 500'000;
 
 // Coefficients are a hundred times as many bytes as their file only in pictures of next to nothing.
 std::int64_t CoefficientLimit(std::int64_t fileSize) {
@@ -276,7 +280,7 @@ Result<void> JpegDecoder::Start(bool asHeld) {
     }));
     if (jpeg_has_multiple_scans(&m_jpeg))
         return CheckScans();
-    if (m_reading == Reading::Usual)
+    if (m_reading != Reading::Any)
         TakeOverScan();
     return {};
 }
@@ -288,6 +292,12 @@ void JpegDecoder::TakeOverScan() {
     if (!m_scan)
         return;
     m_mcusLeft = std::int64_t{m_jpeg.MCUs_per_row} * m_jpeg.MCU_rows_in_scan;
+    if (m_reading == Reading::UsualAhead && OwnSize().Pixels() >= kLeastPixelsForThread) {
+        try {
+            m_scanAhead = std::make_unique<JpegScanAhead>(*m_scan, m_jpeg);
+        } catch (const std::exception&) {  // this thread will do
+        }
+    }
     m_jpeg.entropy->decode_mcu = [](j_decompress_ptr jpeg, JBLOCKROW* blocks) -> boolean {
         Of(jpeg).ReadMcu(blocks);
         return TRUE;
@@ -295,7 +305,7 @@ void JpegDecoder::TakeOverScan() {
 }
 
 void JpegDecoder::ReadMcu(JBLOCKROW* blocks) {
-    m_unusual = !m_scan->ReadMcu(blocks);
+    m_unusual = !(m_scanAhead ? m_scanAhead->ReadMcu(blocks) : m_scan->ReadMcu(blocks));
     if (!m_unusual && --m_mcusLeft == 0) {
         m_jpeg.unread_marker = m_scan->FinalMarker();
         m_unusual = m_jpeg.unread_marker == 0;

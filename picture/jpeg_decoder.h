@@ -15,6 +15,7 @@
 #include "picture/colour.h"
 #include "picture/held_size.h"
 #include "picture/jpeg_coefficients.h"
+#include "picture/jpeg_scan_ahead.h"
 #include "picture/jpeg_scan_reader.h"
 #include "picture/picture_file.h"
 
@@ -22,9 +23,10 @@ namespace lumato::picture {
 
 class JpegDecoder {
   public:
-    // Who reads the coefficients of the scan. Usual: JpegScanReader, if it can. Any: libjpeg, which knows all
-    // codings, and what is wrong with broken ones.
-    enum class Reading { Usual, Any };
+    // Who reads the coefficients of the scan. Usual: JpegScanReader, if it can; UsualAhead: on a thread of
+    // its own, if the picture is large. Any: libjpeg, which knows all codings, and what is wrong with broken
+    // ones.
+    enum class Reading { Usual, UsualAhead, Any };
 
     // Requires: the file outlives the decoder.
     JpegDecoder(const PictureFile& file, Reading reading);
@@ -91,7 +93,8 @@ class JpegDecoder {
     JpegCoefficients m_coefficients;
     std::vector<std::uint8_t> m_buffer;
     std::int64_t m_offset = 0;
-    std::unique_ptr<JpegScanReader> m_scan;  // none where libjpeg reads
+    std::unique_ptr<JpegScanReader> m_scan;      // none where libjpeg reads
+    std::unique_ptr<JpegScanAhead> m_scanAhead;  // none where it reads in this thread
     std::int64_t m_mcusLeft = 0;
     PixelLayout m_layout = PixelLayout::Rgb;
     unsigned m_componentsSeen = 0;

@@ -11,7 +11,11 @@ constexpr std::uint8_t kMarkerStart = 0xFF;
 
 }  // namespace
 
-ScanBytes::ScanBytes(const PictureFile& file, std::int64_t offset) : m_file(file), m_offset(offset) {}
+// Memory is claimed here alone: a call comes from inside libjpeg, which lets no exception through.
+ScanBytes::ScanBytes(const PictureFile& file, std::int64_t offset) : m_file(file), m_offset(offset) {
+    m_raw.reserve(kReadSize);
+    m_bytes.reserve(2 * kReadSize);
+}
 
 ByteSpan ScanBytes::Fetch(std::size_t kept, std::size_t wanted) {
     std::copy_n(m_bytes.begin() + static_cast<std::ptrdiff_t>(m_end - kept), kept, m_bytes.begin());
@@ -19,7 +23,7 @@ ByteSpan ScanBytes::Fetch(std::size_t kept, std::size_t wanted) {
     while (m_marker == 0 && m_end < wanted) {
         if (m_rawNext == m_raw.size() && !Read())
             return {};
-        // One more: for a byte whose meaning the last one read did not tell.
+        // Within what was reserved. One more: for a byte whose meaning the last one read did not tell.
         m_bytes.resize(std::max(m_bytes.size(), m_end + m_raw.size() + 1));
         Unstuff();
     }

@@ -18,8 +18,8 @@ class ScanBytes {
     ScanBytes(const PictureFile& file, std::int64_t offset);
 
     // The last `kept` of the bytes that the last call gave, and behind them as many as make at least
-    // `wanted`, or all that are left of the interval. Valid until the next call. Empty when the file ended
-    // before the interval, or cannot be read.
+    // `wanted`, or all that are left of the interval. `wanted`: below 32 KB. Valid until the next call. Empty
+    // when the file ended before the interval, or cannot be read.
     [[nodiscard]] ByteSpan Fetch(std::size_t kept, std::size_t wanted);
     // The marker that ends the interval, once Fetch() came to it; else 0.
     [[nodiscard]] int Marker() const { return m_marker; }

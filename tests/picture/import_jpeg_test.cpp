@@ -257,6 +257,22 @@ TEST_F(JpegImport, OrdinaryPhotographsAreReadHereAndGiveTheSamePixels) {
             }
 }
 
+// Large enough to be read on two threads.
+TEST_F(JpegImport, APictureReadAheadIsTheSameAndBreaksTheSame) {
+    const Bytes sound = MakeJpeg(Noise(1001, 703, 4), {.quality = 60});
+    for (const double at : {0.0, 0.1, 0.5, 0.99}) {
+        Bytes jpeg = sound;
+        if (at > 0)
+            std::fill_n(jpeg.begin() + static_cast<std::ptrdiff_t>(static_cast<double>(jpeg.size()) * at), 3,
+                        0xFF);
+        const auto result = Read(jpeg, 0.2);
+        std::string outcome;
+        EXPECT_EQ(m_info.pixels, PixelsByLibjpeg(m_file, 0.2, outcome)) << at;
+        EXPECT_EQ(Outcome(result), outcome) << at;
+        EXPECT_EQ(result.has_value(), at == 0) << at;
+    }
+}
+
 TEST_F(JpegImport, MutationsAreTakenAsLibjpegTakesThem) {
     std::mt19937 random(20261);
     int taken = 0;
