@@ -5,6 +5,7 @@
 // the group, then all second rows, and so on. `Group` says how many.
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 
@@ -45,9 +46,10 @@ struct ChunkSamples {
     return left < McusPerChunk(grid) ? left : McusPerChunk(grid);
 }
 
-// Where block `index` of a row of blocks begins. Its row r is `r * 8 * group` further on.
+// Where block `index` of a row of blocks begins. Its row r is `r * 8 * group` further on. `group`: a power
+// of 2.
 [[nodiscard]] constexpr std::size_t BlockStart(std::size_t index, std::size_t group) {
-    return index / group * (64 * group) + index % group * 8;
+    return (index >> std::countr_zero(group)) * (64 * group) + (index & (group - 1)) * 8;
 }
 
 }  // namespace lumato::jpeg

@@ -27,8 +27,10 @@ class ChunkCoder {
         m_position.mcuEntry = mcuTable;
     }
 
-    // Quantizes the coefficients in place.
-    void Code(int mcus, ChunkCoefficients& coefficients) {
+    // From now on, bounds of what MCUs take at higher qualities go there (CodingPosition::leastBits).
+    void KeepBounds(std::uint16_t* leastBits) { m_position.leastBits = leastBits; }
+
+    void Code(int mcus, const ChunkCoefficients& coefficients) {
         m_mcusLeft -= static_cast<std::size_t>(mcus);
         if (m_mcusLeft < kCodingOverrun)
             CodeAside(mcus, coefficients);
@@ -39,7 +41,7 @@ class ChunkCoder {
     [[nodiscard]] std::uint8_t* End() const { return m_position.out; }
 
   private:
-    void CodeAside(int mcus, ChunkCoefficients& coefficients) {
+    void CodeAside(int mcus, const ChunkCoefficients& coefficients) {
         constexpr std::size_t kMostBlocks = 3 * kChunkBlocks;
         std::array<std::uint8_t, kMostBlocks*(kLargestBlockBits / 8 + 1) + kCodingOverrun> aside;
         std::uint8_t* const out = m_position.out;

@@ -60,27 +60,26 @@ class McuTable {
     std::uint8_t* m_cursor;
 };
 
-// The four standard code tables in one of their two forms.
-template <class Table>
+// The four standard code tables, in the form of the plain encoder and in that of the fast one.
 struct CodeTables {
-    Table luminanceDc{ComputeHuffmanTable(StandardHuffman(StandardTable::LuminanceDc))};
-    Table luminanceAc{ComputeHuffmanTable(StandardHuffman(StandardTable::LuminanceAc))};
-    Table chrominanceDc{ComputeHuffmanTable(StandardHuffman(StandardTable::ChrominanceDc))};
-    Table chrominanceAc{ComputeHuffmanTable(StandardHuffman(StandardTable::ChrominanceAc))};
+    tag_HUFFMAN_TABLE luminanceDc{ComputeHuffmanTable(StandardHuffman(StandardTable::LuminanceDc))};
+    tag_HUFFMAN_TABLE luminanceAc{ComputeHuffmanTable(StandardHuffman(StandardTable::LuminanceAc))};
+    tag_HUFFMAN_TABLE chrominanceDc{ComputeHuffmanTable(StandardHuffman(StandardTable::ChrominanceDc))};
+    tag_HUFFMAN_TABLE chrominanceAc{ComputeHuffmanTable(StandardHuffman(StandardTable::ChrominanceAc))};
 };
-const CodeTables<tag_HUFFMAN_TABLE>& Codes() {
-    static const CodeTables<tag_HUFFMAN_TABLE> tables;
+const CodeTables& Codes() {
+    static const CodeTables tables;
     return tables;
 }
-const CodeTables<ValueCodes>& FastCodes() {
-    static const CodeTables<ValueCodes> tables;
+struct FastCodeTables {
+    ValueCodes luminanceDc{Codes().luminanceDc};
+    ValueCodes luminanceAc{Codes().luminanceAc, StandardSizes()[kLuminance]};
+    ValueCodes chrominanceDc{Codes().chrominanceDc};
+    ValueCodes chrominanceAc{Codes().chrominanceAc, StandardSizes()[kChrominance]};
+};
+const FastCodeTables& FastCodes() {
+    static const FastCodeTables tables;
     return tables;
-}
-
-const std::array<SizeCodes, 2>& Sizes() {
-    static const std::array<SizeCodes, 2> sizes{SizeCodes(Codes().luminanceDc, Codes().luminanceAc),
-                                                SizeCodes(Codes().chrominanceDc, Codes().chrominanceAc)};
-    return sizes;
 }
 
 }  // namespace
@@ -100,9 +99,9 @@ CVaskJpegEncoder::CVaskJpegEncoder(int quality)
       m_coding{BlockCoding{Quantizer(m_quant[kLuminance]), &Codes().luminanceDc, &Codes().luminanceAc},
                BlockCoding{Quantizer(m_quant[kChrominance]), &Codes().chrominanceDc, &Codes().chrominanceAc}},
       m_fastCoding{FastCoding{WordQuantizer(m_quant[kLuminance]), &FastCodes().luminanceDc,
-                              &FastCodes().luminanceAc, &Sizes()[kLuminance]},
+                              &FastCodes().luminanceAc, &StandardSizes()[kLuminance]},
                    FastCoding{WordQuantizer(m_quant[kChrominance]), &FastCodes().chrominanceDc,
-                              &FastCodes().chrominanceAc, &Sizes()[kChrominance]}} {}
+                              &FastCodes().chrominanceAc, &StandardSizes()[kChrominance]}} {}
 
 bool CVaskJpegEncoder::CompressImage(const unsigned char* source, unsigned char* destination, int width,
                                      int height, int& outputSize, int mode) const {

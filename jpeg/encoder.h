@@ -31,7 +31,8 @@ class CVaskJpegEncoder {
                        int& outputSize, int mode) const;
 
   private:
-    friend class QualitySearch;  // codes from the same tables
+    friend class BoundedEncoding;  // these two code from the same tables
+    friend class QualitySearch;
 
     // What the blocks of one kind have in common in the plain form; [0] is luminance, [1] chrominance.
     struct BlockCoding {

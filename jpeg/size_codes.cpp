@@ -17,6 +17,10 @@ int ValueBits(const tag_HUFFMAN_TABLE& ac, std::size_t run, int category) {
 SizeCodes::SizeCodes(const tag_HUFFMAN_TABLE& dc, const tag_HUFFMAN_TABLE& ac) {
     for (std::size_t category = 0; category < kCategories; ++category)
         m_first[category] = static_cast<std::uint32_t>(dc.size[category] + category);
+    for (int half = 0; half < 16; ++half) {
+        m_firstByLowBits[static_cast<std::size_t>(half)] = static_cast<std::uint8_t>(First(half));
+        m_firstByHighBits[static_cast<std::size_t>(half)] = static_cast<std::uint8_t>(First(half * 16));
+    }
     FillValues(ac);
     FillTails(ac);
 }
@@ -51,6 +55,14 @@ void SizeCodes::FillTails(const tag_HUFFMAN_TABLE& ac) {
         }
         m_tails[zeros] = SizeBits::Of(ac.size[0x00], least);
     }
+}
+
+const std::array<SizeCodes, 2>& StandardSizes() {
+    const auto codes = [](StandardTable which) { return ComputeHuffmanTable(StandardHuffman(which)); };
+    static const std::array<SizeCodes, 2> sizes{
+        SizeCodes(codes(StandardTable::LuminanceDc), codes(StandardTable::LuminanceAc)),
+        SizeCodes(codes(StandardTable::ChrominanceDc), codes(StandardTable::ChrominanceAc))};
+    return sizes;
 }
 
 }  // namespace lumato::jpeg

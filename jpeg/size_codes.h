@@ -40,9 +40,16 @@ class SizeCodes {
     [[nodiscard]] std::uint32_t First(int difference) const {
         return m_first[CategoryOf(std::abs(difference))];
     }
+    // The same by the low and by the high 4 bits of a difference below 256: the larger one counts, because a
+    // larger difference never takes fewer bits.
+    [[nodiscard]] const std::uint8_t* FirstByLowBits() const { return m_firstByLowBits.data(); }
+    [[nodiscard]] const std::uint8_t* FirstByHighBits() const { return m_firstByHighBits.data(); }
     // Another coefficient, behind `run` zeros (0 to 62).
     [[nodiscard]] SizeBits Value(unsigned run, int value) const {
-        return m_values[run * kCategories + CategoryOf(std::abs(value))];
+        return ValueOfCategory(run, CategoryOf(std::abs(value)));
+    }
+    [[nodiscard]] SizeBits ValueOfCategory(unsigned run, unsigned category) const {
+        return m_values[run * kCategories + category];
     }
     // The zeros (0 to 63) behind the last coefficient.
     [[nodiscard]] SizeBits Tail(unsigned zeros) const { return m_tails[zeros]; }
@@ -58,8 +65,13 @@ class SizeCodes {
     void FillTails(const tag_HUFFMAN_TABLE& ac);
 
     std::array<std::uint32_t, kCategories> m_first;
+    alignas(16) std::array<std::uint8_t, 16> m_firstByLowBits;
+    alignas(16) std::array<std::uint8_t, 16> m_firstByHighBits;
     std::array<SizeBits, kPlaces * kCategories> m_values;
     std::array<SizeBits, kPlaces> m_tails;
 };
+
+// Those of the standard tables: luminance, chrominance.
+[[nodiscard]] const std::array<SizeCodes, 2>& StandardSizes();
 
 }  // namespace lumato::jpeg

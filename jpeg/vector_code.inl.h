@@ -26,6 +26,16 @@ struct GroupMasks {
     std::uint8_t rows[8 * kGroup + 8];
 };
 
+// Division of a vector of coefficients; the vectors that belong to the divisors are those of WordQuantizer.
+HWY_INLINE Words Quantized(Words value, UnsignedWords half4, UnsignedWords reciprocal, UnsignedWords shift) {
+    const WordTag words;
+    const UnsignedWordTag unsignedWords;
+    const UnsignedWords dividend = hn::ShiftLeft<2>(hn::BitCast(unsignedWords, hn::Abs(value))) + half4;
+    const UnsignedWords quotient = hn::MulHigh(hn::MulHigh(dividend, reciprocal), shift);
+    const Words sign = hn::BroadcastSignBit(value);
+    return (hn::BitCast(words, quotient) ^ sign) - sign;
+}
+
 // Quantizes a group of blocks; `quantized` may be `coefficients`.
 HWY_INLINE void QuantizeGroup(const WordQuantizer& quantizer, const std::int16_t* coefficients,
                               std::int16_t* quantized, GroupMasks& masks) {
@@ -33,15 +43,10 @@ HWY_INLINE void QuantizeGroup(const WordQuantizer& quantizer, const std::int16_t
     const UnsignedWordTag unsignedWords;
     const std::size_t lanes = hn::Lanes(words);
     for (std::size_t row = 0; row < 8; ++row) {
-        const Words value = hn::LoadU(words, coefficients + row * lanes);
-        const UnsignedWords magnitude = hn::BitCast(unsignedWords, hn::Abs(value));
-        const UnsignedWords dividend =
-            hn::ShiftLeft<2>(magnitude) + hn::LoadDup128(unsignedWords, quantizer.half4 + row * 8);
-        const UnsignedWords quotient =
-            hn::MulHigh(hn::MulHigh(dividend, hn::LoadDup128(unsignedWords, quantizer.reciprocal + row * 8)),
-                        hn::LoadDup128(unsignedWords, quantizer.shift + row * 8));
-        const Words sign = hn::BroadcastSignBit(value);
-        const Words result = (hn::BitCast(words, quotient) ^ sign) - sign;
+        const Words result = Quantized(hn::LoadU(words, coefficients + row * lanes),
+                                       hn::LoadDup128(unsignedWords, quantizer.half4 + row * 8),
+                                       hn::LoadDup128(unsignedWords, quantizer.reciprocal + row * 8),
+                                       hn::LoadDup128(unsignedWords, quantizer.shift + row * 8));
         hn::StoreU(result, words, quantized + row * lanes);
         hn::StoreMaskBits(words, hn::Ne(result, hn::Zero(words)), masks.rows + row * kGroup);
     }
@@ -81,55 +86,64 @@ class FastBitWriter {
 };
 
 // Appends the code of a value's category, whose symbol has `run` in its upper half, with the additional bits.
-HWY_INLINE void PutValue(const ValueCodes& codes, unsigned run, int value, FastBitWriter& bits) {
+// Returns the symbol's entry.
+HWY_INLINE std::uint64_t PutValue(const ValueCodes& codes, unsigned run, int value, FastBitWriter& bits) {
     const auto negative = static_cast<unsigned>(value >> 31);
     const auto category =
         static_cast<unsigned>(std::bit_width((static_cast<unsigned>(value) ^ negative) - negative));
-    const std::uint32_t entry = codes[run << 4 | category];
+    const std::uint64_t entry = codes[run << 4 | category];
     const unsigned additional = (static_cast<unsigned>(value) + negative) & ((1U << category) - 1);
-    bits.Put(entry >> 5 | additional, entry & 31);
+    bits.Put(static_cast<std::uint32_t>(entry) >> 5 | additional, entry & 31);
+    return entry;
 }
 
-// Codes a block from its mask of coefficients in the order of the scan.
-HWY_INLINE void CodeBlock(const FastCoding& coding, const std::int16_t* block, std::uint64_t mask,
-                          int& predictor, FastBitWriter& bits) {
+// A symbol without additional bits.
+HWY_INLINE void PutSymbol(const ValueCodes& codes, std::size_t symbol, FastBitWriter& bits) {
+    const auto entry = static_cast<std::uint32_t>(codes[symbol]);
+    bits.Put(entry >> 5, entry & 31);
+    bits.Flush();
+}
+
+// Codes a block from its mask of coefficients in the order of the scan. Returns the fewest bits that its
+// coefficients behind the first one take at any quality from this one upwards.
+HWY_INLINE std::uint32_t CodeBlock(const FastCoding& coding, const std::int16_t* block, std::uint64_t mask,
+                                   int& predictor, FastBitWriter& bits) {
     PutValue(*coding.dc, 0, block[0] - predictor, bits);
     predictor = block[0];
     bits.Flush();
     unsigned last = 0;
+    SizeBits sizes;
     for (mask &= ~std::uint64_t{1}; mask != 0; mask &= mask - 1) {
         const auto place = static_cast<unsigned>(std::countr_zero(mask));
-        unsigned run = place - last - 1;
+        const unsigned zeros = place - last - 1;
+        const int value = block[ScanOffsets<kGroup>[place]];
         last = place;
-        for (; run > 15; run -= 16) {
-            const std::uint32_t sixteenZeros = (*coding.ac)[0xF0];
-            bits.Put(sixteenZeros >> 5, sixteenZeros & 31);
-            bits.Flush();
-        }
-        PutValue(*coding.ac, run, block[ScanOffsets<kGroup>[place]], bits);
+        for (unsigned run = zeros; run > 15; run -= 16)
+            PutSymbol(*coding.ac, 0xF0, bits);
+        const std::uint64_t entry = PutValue(*coding.ac, zeros & 15, value, bits);
         bits.Flush();
+        sizes += zeros < 16 ? ValueCodes::SizeIn(entry) : coding.sizes->Value(zeros, value);
     }
-    if (last != 63) {
-        const std::uint32_t endOfBlock = (*coding.ac)[0x00];
-        bits.Put(endOfBlock >> 5, endOfBlock & 31);
-        bits.Flush();
-    }
+    if (last != 63)
+        PutSymbol(*coding.ac, 0x00, bits);
+    sizes += coding.sizes->Tail(63 - last);
+    return sizes.Least();
 }
 
-// A row of blocks with their masks.
+// A row of blocks, quantized, with their masks.
 struct CodedRow {
-    const std::int16_t* coefficients;
+    alignas(64) std::int16_t coefficients[ChunkCoefficients::kRowOfBlocks];
     GroupMasks masks[kChunkBlocks / kGroup];
 
-    void Quantize(const WordQuantizer& quantizer, std::size_t blocks, std::int16_t* row) {
-        coefficients = row;
+    void Quantize(const WordQuantizer& quantizer, std::size_t blocks, const std::int16_t* row) {
         for (std::size_t block = 0; block < blocks; block += kGroup)
-            QuantizeGroup(quantizer, row + block * 64, row + block * 64, masks[block / kGroup]);
+            QuantizeGroup(quantizer, row + block * 64, coefficients + block * 64, masks[block / kGroup]);
     }
-    HWY_INLINE void Code(const FastCoding& coding, std::size_t block, int& predictor,
-                         FastBitWriter& bits) const {
+    HWY_INLINE std::uint32_t Code(const FastCoding& coding, std::size_t block, int& predictor,
+                                  FastBitWriter& bits) const {
         const std::uint8_t* const rows = masks[block / kGroup].rows + block % kGroup;
-        CodeBlock(coding, coefficients + BlockStart(block, kGroup), ScanMask<kGroup>(rows), predictor, bits);
+        return CodeBlock(coding, coefficients + BlockStart(block, kGroup), ScanMask<kGroup>(rows), predictor,
+                         bits);
     }
 };
 
@@ -142,7 +156,7 @@ HWY_INLINE void AddMcuEntry(CodingPosition& position, const std::uint8_t* data) 
 }
 
 void CodeChunkHere(const std::array<const FastCoding*, 2>& codings, const McuGrid& grid, int mcus,
-                   ChunkCoefficients& coefficients, CodingPosition& position) {
+                   const ChunkCoefficients& coefficients, CodingPosition& position) {
     const FastCoding& luminance = *codings[0];
     const FastCoding& chrominance = *codings[1];
     const auto count = static_cast<std::size_t>(mcus);
@@ -161,87 +175,17 @@ void CodeChunkHere(const std::array<const FastCoding*, 2>& codings, const McuGri
     for (std::size_t mcu = 0; mcu < count; ++mcu) {
         if (position.mcuEntry != nullptr)
             AddMcuEntry(position, bits.Position());
-        cb.Code(chrominance, mcu, predictors[1], bits);
-        cr.Code(chrominance, mcu, predictors[2], bits);
+        std::uint32_t least = cb.Code(chrominance, mcu, predictors[1], bits);
+        least += cr.Code(chrominance, mcu, predictors[2], bits);
         for (std::size_t row = 0; row < down; ++row) {
             for (std::size_t column = 0; column < across; ++column)
-                luma[row].Code(luminance, mcu * across + column, predictors[0], bits);
+                least += luma[row].Code(luminance, mcu * across + column, predictors[0], bits);
         }
+        if (position.leastBits != nullptr)
+            *position.leastBits++ = static_cast<std::uint16_t>(least);
         bits.FillByte();
     }
     position.out = bits.Position();
-}
-
-// Counts the bits of a block's coefficients behind the first one, from its mask in the order of the scan.
-HWY_INLINE SizeBits CountBlock(const SizeCodes& sizes, const std::int16_t* block, std::uint64_t mask) {
-    SizeBits bits;
-    unsigned last = 0;
-    for (mask &= ~std::uint64_t{1}; mask != 0; mask &= mask - 1) {
-        const auto place = static_cast<unsigned>(std::countr_zero(mask));
-        bits += sizes.Value(place - last - 1, block[ScanOffsets<kGroup>[place]]);
-        last = place;
-    }
-    bits += sizes.Tail(63 - last);
-    return bits;
-}
-
-// What a row of blocks takes, but for the first coefficients, which are left for later.
-struct CountedRow {
-    SizeBits bits[kChunkBlocks];
-    std::int16_t first[kChunkBlocks];
-    std::int16_t unquantized[kChunkBlocks];
-
-    void Count(const FastCoding& coding, std::size_t blocks, const std::int16_t* row) {
-        alignas(64) std::int16_t quantized[64 * kGroup];
-        GroupMasks masks;
-        for (std::size_t block = 0; block < blocks; ++block) {
-            const std::size_t within = block % kGroup;
-            if (within == 0)
-                QuantizeGroup(coding.quantizer, row + block * 64, quantized, masks);
-            const std::int16_t* const coefficients = quantized + within * 8;
-            bits[block] = CountBlock(*coding.sizes, coefficients, ScanMask<kGroup>(masks.rows + within));
-            first[block] = coefficients[0];
-            unquantized[block] = row[BlockStart(block, kGroup)];
-        }
-    }
-    HWY_INLINE SizeBits Of(const SizeCodes& sizes, std::size_t block, int& predictor,
-                           std::int16_t*& firsts) const {
-        SizeBits all = bits[block];
-        all.sums += sizes.First(first[block] - predictor);  // to the exact half alone
-        predictor = first[block];
-        if (firsts != nullptr)
-            *firsts++ = unquantized[block];
-        return all;
-    }
-};
-
-void CountChunkHere(const std::array<const FastCoding*, 2>& codings, const McuGrid& grid, int mcus,
-                    const ChunkCoefficients& coefficients, SizeCount& count) {
-    const FastCoding& luminance = *codings[0];
-    const FastCoding& chrominance = *codings[1];
-    const auto mcuCount = static_cast<std::size_t>(mcus);
-    const std::size_t across = grid.wide ? 2 : 1;
-    const std::size_t down = grid.tall ? 2 : 1;
-    CountedRow cb;
-    CountedRow cr;
-    CountedRow luma[2];
-    cb.Count(chrominance, mcuCount, coefficients.cb);
-    cr.Count(chrominance, mcuCount, coefficients.cr);
-    for (std::size_t row = 0; row < down; ++row)
-        luma[row].Count(luminance, mcuCount * across, coefficients.luma[row]);
-
-    std::array<int, 3>& predictors = count.predictors;
-    for (std::size_t mcu = 0; mcu < mcuCount; ++mcu) {
-        SizeBits bits = cb.Of(*chrominance.sizes, mcu, predictors[1], count.firsts);
-        bits += cr.Of(*chrominance.sizes, mcu, predictors[2], count.firsts);
-        for (std::size_t row = 0; row < down; ++row) {
-            for (std::size_t column = 0; column < across; ++column)
-                bits += luma[row].Of(*luminance.sizes, mcu * across + column, predictors[0], count.firsts);
-        }
-        count.bytes += (bits.Exact() + 7) / 8;
-        if (count.leastBits != nullptr)
-            *count.leastBits++ = static_cast<std::uint16_t>(bits.Least());
-    }
 }
 
 void QuantizeBlocksHere(const WordQuantizer& quantizer, std::size_t blocks, std::int16_t* coefficients,

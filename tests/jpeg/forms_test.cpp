@@ -114,6 +114,81 @@ TEST(Forms, EncodeTheSameBytes) {
     }
 }
 
+void ExpectSameBounds(const TestPicture& picture, const McuGrid& grid,
+                      const std::array<QuantTable, 2>& tables) {
+    const tag_HUFFMAN_TABLE dc = ComputeHuffmanTable(StandardHuffman(StandardTable::LuminanceDc));
+    const tag_HUFFMAN_TABLE ac = ComputeHuffmanTable(StandardHuffman(StandardTable::LuminanceAc));
+    const SizeCodes& sizes = StandardSizes()[0];
+    const ValueCodes dcCodes(dc);
+    const ValueCodes acCodes(ac, sizes);
+    const FastCoding luminance{WordQuantizer(tables[0]), &dcCodes, &acCodes, &sizes};
+    const FastCoding chrominance{WordQuantizer(tables[1]), &dcCodes, &acCodes, &sizes};
+    ChunkCoefficients coefficients;
+    TransformChunk({picture.pixels.data(), picture.width, picture.height}, grid, 1, 0, coefficients);
+    const int mcus = McusIn(grid, 1);
+    Bytes coded(100000);
+    std::vector<std::uint16_t> whileCoding(static_cast<std::size_t>(mcus));
+    std::vector<std::uint16_t> whileCounting(whileCoding.size());
+    CodingPosition position;
+    position.out = coded.data();
+    position.leastBits = whileCoding.data();
+    CodeChunk({&luminance, &chrominance}, grid, mcus, coefficients, position);
+    SizeCount count;
+    count.leastBits = whileCounting.data();
+    CountChunk({&luminance, &chrominance}, grid, mcus, coefficients, count);
+    EXPECT_EQ(count.bytes, static_cast<std::size_t>(position.out - coded.data()));
+    EXPECT_EQ(whileCounting, whileCoding);
+}
+
+void ExpectFirstsBounded(const FirstCoefficients& firsts, const std::array<QuantTable, 2>& tables) {
+    const std::array<Quantizer, 2> quantizers{Quantizer(tables[0]), Quantizer(tables[1])};
+    const auto coding = [&](std::size_t kind) {
+        return FirstCoding{WordDivisor(DivisorOf(tables[kind][0], aanscales[0])), &StandardSizes()[kind]};
+    };
+    std::vector<std::uint16_t> least(firsts.McuCount() + kFirstsPadding, 40);
+    std::vector<std::uint16_t> bytes(least.size());
+    const std::size_t sum = BoundSizes({coding(0), coding(1)}, firsts, least.data(), bytes.data());
+    std::array<int, 3> predictors{};
+    std::size_t expectedSum = 0;
+    for (std::size_t mcu = 0; mcu < firsts.McuCount(); ++mcu) {
+        std::uint32_t bits = 40;
+        for (std::size_t block = 0; block < firsts.BlocksPerMcu(); ++block) {
+            const std::size_t kind = block < 2 ? 1 : 0;
+            const int value = quantizers[kind].Quantize(firsts.Of(block)[mcu], 0);
+            int& predictor = predictors[block < 2 ? block : 2];
+            bits += StandardSizes()[kind].First(std::min(std::abs(value - predictor), 255));
+            predictor = value;
+        }
+        ASSERT_EQ(bytes[mcu], (bits + 7) / 8) << mcu;
+        expectedSum += bytes[mcu];
+    }
+    EXPECT_EQ(sum, expectedSum);
+}
+
+// What coding says of the sizes at higher qualities must be what counting says, and bounds of the first
+// coefficients what the tables and the plain quantization say.
+TEST(Forms, BoundTheSameSizes) {
+    std::mt19937 random(7);
+    for (int round = 0; round < 60; ++round) {
+        const int mode = round % 4;
+        const TestPicture picture = round % 3 == 0 ? Noise(300, 40, 1) : Scene(300, 40);
+        const McuGrid grid = GridOf(300, 40, mode);
+        std::array<QuantTable, 2> tables;
+        for (QuantTable& table : tables)
+            std::generate(table.begin(), table.end(),
+                          [&] { return static_cast<std::uint8_t>(1 + random() % 99); });
+        FirstCoefficients firsts(grid);
+        for (std::size_t block = 0; block < firsts.BlocksPerMcu(); ++block)
+            std::generate_n(firsts.Of(block), firsts.McuCount(), [&] {
+                return static_cast<std::int16_t>(static_cast<int>(random() % 16384) - 8192);
+            });
+        InEveryVectorForm([&] {
+            ExpectSameBounds(picture, grid, tables);
+            ExpectFirstsBounded(firsts, tables);
+        });
+    }
+}
+
 using Coefficients = std::array<std::int16_t, 64>;
 
 // The samples of the same block in all places of a group, by the plain form and by vectors.
