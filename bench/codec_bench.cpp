@@ -6,6 +6,10 @@
 // faster. Shown are medians over the rounds. The library may take whichever of its transforms is the fastest
 // in the cell.
 //
+// Where pictures are small (128 x 128), our median is held against the library's 9th decile: what it reaches
+// in the fastest tenth of its rounds. Of these pictures there are a thousand at least, and 30 rounds at
+// least.
+//
 // Usage: codec_bench [--rounds N] [--form NAME] [--pixels MILLIONS] [folder of photographs]
 #include <algorithm>
 #include <cmath>
@@ -104,10 +108,16 @@ Bytes Piece(const Photograph& photo, int width, int height, bool isNoisy, std::m
     return piece;
 }
 
+bool IsSmall(int width, int height) {
+    return width * height <= 128 * 128;
+}
+
 std::vector<Bytes> Pieces(const std::vector<Photograph>& photographs, int width, int height) {
+    constexpr std::size_t kManySmall = 1000;
     std::mt19937 random(1);
     std::vector<Bytes> pieces;
-    const auto count = static_cast<std::size_t>(megapixels * 1e6 / (width * height)) + 1;
+    const auto count = std::max(static_cast<std::size_t>(megapixels * 1e6 / (width * height)) + 1,
+                                IsSmall(width, height) ? kManySmall : 1);
     for (std::size_t tries = 0; pieces.size() < count; ++tries) {
         const Photograph& photo = photographs[tries % photographs.size()];
         if (photo.width >= width && photo.height >= height)
@@ -127,10 +137,17 @@ double CpuSeconds() {
     return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
 }
 
-double Median(std::vector<double> values) {
+// The value below which that share of all lies.
+double Quantile(std::vector<double> values, double share) {
     std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
+    return values[static_cast<std::size_t>(static_cast<double>(values.size()) * share)];
 }
+double Median(const std::vector<double>& values) {
+    return Quantile(values, 0.5);
+}
+
+// What of the library's rounds ours are held against.
+enum class Against { Median, NinthDecile };
 
 using Way = std::function<void(std::size_t picture)>;
 
@@ -141,9 +158,11 @@ struct Outcome {
 };
 
 // ways[0] is ours.
-Outcome Compare(std::size_t pictures, const std::vector<Way>& ways) {
+Outcome Compare(std::size_t pictures, const std::vector<Way>& ways, Against against = Against::Median) {
+    constexpr int kRoundsForDeciles = 30;
+    const int wanted = against == Against::Median ? rounds : std::max(rounds, kRoundsForDeciles);
     std::vector<std::vector<double>> times(ways.size());
-    for (int round = 0; round <= rounds; ++round) {  // the first one warms up
+    for (int round = 0; round <= wanted; ++round) {  // the first one warms up
         std::vector<double> sums(ways.size());
         for (std::size_t picture = 0; picture < pictures; ++picture) {
             for (std::size_t i = 0; i < ways.size(); ++i) {
@@ -162,7 +181,9 @@ Outcome Compare(std::size_t pictures, const std::vector<Way>& ways) {
         std::vector<double> ratios;
         for (std::size_t round = 0; round < times[0].size(); ++round)
             ratios.push_back(times[way][round] / times[0][round]);
-        const double ratio = Median(ratios);
+        // The fastest tenth is the one of the shortest times.
+        const double ratio =
+            against == Against::Median ? Median(ratios) : Quantile(times[way], 0.1) / Median(times[0]);
         if (outcome.fastest == 0 || ratio < outcome.ratio) {
             outcome.ratio = ratio;
             outcome.fastest = way;
@@ -181,6 +202,9 @@ struct Cell {
 
     [[nodiscard]] int Mode() const { return isSubsampled ? 3 : 0; }
     [[nodiscard]] int Sampling() const { return isSubsampled ? TJSAMP_420 : TJSAMP_444; }
+    [[nodiscard]] Against HeldAgainst() const {
+        return IsSmall(width, height) ? Against::NinthDecile : Against::Median;
+    }
 };
 
 class Comparison {
@@ -202,7 +226,8 @@ class Comparison {
         return Compare(m_pictures.size(),
                        {[this](std::size_t i) { Encode(m_pictures[i]); },
                         [this](std::size_t i) { Compress(m_pictures[i], TJFLAG_ACCURATEDCT); },
-                        [this](std::size_t i) { Compress(m_pictures[i], TJFLAG_FASTDCT); }});
+                        [this](std::size_t i) { Compress(m_pictures[i], TJFLAG_FASTDCT); }},
+                       m_cell.HeldAgainst());
     }
     // Beside stb's writer, which subsamples up to quality 90. It takes what is there for red, green, blue.
     Outcome EncodingBesideStb() {
@@ -228,7 +253,8 @@ class Comparison {
             m_pictures.size(),
             {[&](std::size_t i) { Decode(streams[i]); }, [&](std::size_t i) { Decompress(files[i], 0); },
              [&](std::size_t i) { Decompress(files[i], TJFLAG_FASTDCT); },
-             [&](std::size_t i) { Decompress(files[i], TJFLAG_FASTDCT | TJFLAG_FASTUPSAMPLE); }});
+             [&](std::size_t i) { Decompress(files[i], TJFLAG_FASTDCT | TJFLAG_FASTUPSAMPLE); }},
+            m_cell.HeldAgainst());
     }
 
   private:
@@ -324,16 +350,18 @@ void PrintTable(const std::vector<Photograph>& photographs) {
         const std::vector<Bytes> pictures = Pieces(photographs, width, height);
         for (const int quality : {50, 90}) {
             for (const bool isSubsampled : {true, false}) {
-                Comparison comparison({width, height, quality, isSubsampled}, pictures);
+                const Cell cell{width, height, quality, isSubsampled};
+                const char* const held = cell.HeldAgainst() == Against::NinthDecile ? ", 9th decile" : "";
+                Comparison comparison(cell, pictures);
                 const Outcome encoded = comparison.Encoding();
                 const Outcome decoded = comparison.Decoding();
                 // All these widths are multiples of 4: rows without padding, as stb wants them.
                 if (!UsesVectors() && isSubsampled)
                     stb += std::log(comparison.EncodingBesideStb().ratio);
-                std::printf("| %d x %d, quality %d, %s | %.3f | %.2f | %s | %.3f | %.2f | %s |\n", width,
+                std::printf("| %d x %d, quality %d, %s | %.3f | %.2f | %s%s | %.3f | %.2f | %s%s |\n", width,
                             height, quality, isSubsampled ? "4:2:0" : "4:4:4", encoded.ours, encoded.ratio,
-                            kEncodings[encoded.fastest], decoded.ours, decoded.ratio,
-                            kDecodings[decoded.fastest]);
+                            kEncodings[encoded.fastest], held, decoded.ours, decoded.ratio,
+                            kDecodings[decoded.fastest], held);
                 std::fflush(stdout);
                 encoding += std::log(encoded.ratio);
                 decoding += std::log(decoded.ratio);
@@ -365,8 +393,10 @@ int main(int argc, char** argv) {
             photographFolder = argv[i];
         }
     }
-    std::printf("Codec, form %s; the library is TurboJPEG. Ratios above 1: ours is faster.\n\n",
-                UsesVectors() ? "with vectors" : "plain");
+    std::printf(
+        "Codec, form %s; the library is TurboJPEG. Ratios above 1: ours is faster. Medians; of the library "
+        "at 128 x 128 its 9th decile.\n\n",
+        UsesVectors() ? "with vectors" : "plain");
     const auto photographs = LoadPhotographs();
     PrintTable(photographs);
     if (UsesVectors())
