@@ -157,13 +157,6 @@ TEST(Encoder, NothingExceedsTheBound) {
     }
 }
 
-TEST(Encoder, LongThinPicturesAreEncoded) {
-    for (int mode = 0; mode < 4; ++mode) {
-        EXPECT_EQ(SlowRead(Encode(Noise(65535, 1, 1), 30, mode)).unread, 0U);
-        EXPECT_EQ(SlowRead(Encode(Noise(1, 65535, 1), 30, mode)).unread, 0U);
-    }
-}
-
 TEST(Encoder, RefusesWhatCannotBe) {
     TestPicture picture = Grey(8, 8, 0);
     Bytes out(MaximumStreamSize(8, 8, 0), 0xA5);
