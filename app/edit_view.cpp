@@ -27,11 +27,6 @@ EditView::EditView(QWidget* parent) : QWidget(parent) {
     });
 }
 
-EditView::~EditView() {
-    m_finisher.Clear();
-    m_finisher.Wait();
-}
-
 void EditView::Redraw() {
     if (MainThreadOwns())
         m_redraw.start();
@@ -45,29 +40,28 @@ QSize EditView::minimumSizeHint() const {
     return sizeHint() / 2;
 }
 
-// Draws into an image of the view's own, not while painting: a turned picture on a dense screen takes longer
-// than a painting should, and paintings are many.
+// Draws into an image of the view's own, not while painting: paintings are many.
 void EditView::MyDrawEventHandler() {
     if (!MainThreadOwns())
         return;
     const picture::MyImage* image = picture::Pictures().gmyCGimage.get();
     m_shown = image != nullptr;
-    ++m_request;
-    if (m_shown) {
+    if (m_shown)
         Draw(*image);
-    } else {
+    else
         m_drawn = QImage();
-        m_copy.reset();
-        m_draft.reset();
-    }
     emit PictureShown(m_shown);
 }
 
 // The whole view shows the picture, beyond the canvas too: the rectangle can be moved there, and what it then
 // holds goes to the frame. The canvas is in the view's middle, and so is the picture without an offset.
-QImage EditView::Exact(QSize pixels, double scale, const picture::MyImage& image) {
+void EditView::Draw(const picture::MyImage& image) {
+    const QSize pixels = ScreenSize();
+    if (pixels.isEmpty())
+        return;
     QImage drawn(pixels, QImage::Format_ARGB32_Premultiplied);
     drawn.fill(Qt::transparent);
+    const double scale = Canvas{QSizeF(size())}.scale * devicePixelRatioF();
     const picture::Surface surface{.pixels = drawn.bits(),
                                    .width = drawn.width(),
                                    .height = drawn.height(),
@@ -76,56 +70,7 @@ QImage EditView::Exact(QSize pixels, double scale, const picture::MyImage& image
                                    .pixelsPerCanvasPixel = scale};
     picture::DrawMyImage(surface, 0, 0, static_cast<float>(drawn.width() / scale),
                          static_cast<float>(drawn.height() / scale), &image, true);
-    return drawn;
-}
-
-// A new pose is a draft at first: the composer takes longer than a held arrow waits for.
-void EditView::Draw(const picture::MyImage& image) {
-    const QSize pixels = ScreenSize();
-    if (pixels.isEmpty())
-        return;
-    TakeCopy(image);
-    const double scale = Canvas{QSizeF(size())}.scale * devicePixelRatioF();
-    if (m_draft == nullptr) {
-        m_drawn = Exact(pixels, scale, image);
-        return;
-    }
-    QImage drawn(pixels, QImage::Format_ARGB32_Premultiplied);
-    drawn.fill(Qt::transparent);
-    m_draft->Draw(drawn, image, scale);
     m_drawn = std::move(drawn);
-    Finish(pixels, scale, image);
-}
-
-// The worker draws from a copy: the picture can go at any time.
-void EditView::TakeCopy(const picture::MyImage& image) {
-    const std::uint64_t serial = picture::Pictures().editPictures;
-    if (m_copy != nullptr && m_serial == serial)
-        return;
-    m_serial = serial;
-    m_copy = std::make_shared<const picture::BitmapInfo>(*image.image);
-    m_draft.reset();
-    m_finisher.Clear();
-    m_finisher.Start([this, serial, copy = m_copy] {
-        auto draft = std::make_shared<const DraftPicture>(*copy);
-        m_calls.Post([this, serial, draft = std::move(draft)] {
-            if (m_copy != nullptr && serial == m_serial)
-                m_draft = draft;
-        });
-    });
-}
-
-void EditView::Finish(QSize pixels, double scale, picture::MyImage image) {
-    m_finisher.Clear();  // of a pose that is no more
-    m_finisher.Start([this, request = m_request, pixels, scale, image, copy = m_copy]() mutable {
-        image.image = copy.get();
-        m_calls.Post([this, request, drawn = Exact(pixels, scale, image)] {
-            if (request != m_request)
-                return;
-            m_drawn = drawn;
-            update();
-        });
-    });
 }
 
 // Black, as the frame shows what a picture leaves uncovered.

@@ -204,7 +204,8 @@ def main():
                            large_photograph(bench.path(f"larger{number}"), 6, 4, number))
         batch(bench, photographs)
         read_back(bench, small_photographs(bench, 509))
-        subprocess.run([os.path.join(build, "edit_view_bench"), bench.path("larger1.jpg")], check=True)
+        subprocess.run([os.path.join(build, "edit_view_bench"), bench.path("larger1.jpg")], check=True,
+                       env={**os.environ, "QT_QPA_PLATFORM": "offscreen"})
 
 
 if __name__ == "__main__":

@@ -2,9 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numbers>
 #include <numeric>
-
-#include "picture/resample_kernels.h"
 
 namespace lumato::picture {
 namespace {
@@ -27,17 +26,32 @@ double FilterScale(const AxisPlacement& placement) {
     return std::max(1.0, 1.0 / std::abs(placement.scale));
 }
 
+double LanczosKernel(double x) {
+    constexpr double kLobes = 3;
+    if (std::abs(x) >= kLobes)
+        return 0;
+    const double angle = x * std::numbers::pi;
+    return angle == 0 ? 1 : kLobes * std::sin(angle) * std::sin(angle / kLobes) / (angle * angle);
+}
+
+double Support(Filter filter) {
+    return filter == Filter::Cubic ? 2 : 3;
+}
+
 // The filter around `position` (in held pixels) on the held pixels from `first`; what reaches past an edge
 // of the picture counts for the pixel at that edge.
-void FillWeights(double position, double filterScale, int held, int first, std::span<double> weights) {
+void FillWeights(const AxisPlacement& placement, double position, int first, std::span<double> weights) {
+    const double filterScale = FilterScale(placement);
+    const double reach = Support(placement.filter) * filterScale;
     std::fill(weights.begin(), weights.end(), 0.0);
-    const int from = static_cast<int>(std::ceil(position - 2 * filterScale - 0.5));
-    const int to = static_cast<int>(std::floor(position + 2 * filterScale - 0.5));
+    const int from = static_cast<int>(std::ceil(position - reach - 0.5));
+    const int to = static_cast<int>(std::floor(position + reach - 0.5));
     for (int j = from; j <= to; ++j) {
-        const int inside = std::clamp(j, 0, held - 1) - first;
+        const int inside = std::clamp(j, 0, placement.held - 1) - first;
         const auto index =
             static_cast<std::size_t>(std::clamp(inside, 0, static_cast<int>(weights.size()) - 1));
-        weights[index] += CubicKernel((j + 0.5 - position) / filterScale);
+        const double x = (j + 0.5 - position) / filterScale;
+        weights[index] += placement.filter == Filter::Cubic ? CubicKernel(x) : LanczosKernel(x);
     }
     const double sum = std::accumulate(weights.begin(), weights.end(), 0.0);
     for (double& weight : weights)
@@ -47,16 +61,16 @@ void FillWeights(double position, double filterScale, int held, int first, std::
 void AppendPixel(const AxisPlacement& placement, int pixel, bool speck, AxisTaps& taps,
                  std::vector<double>& weights) {
     const Interval overlap = Overlap(placement, pixel);
-    const double filterScale = FilterScale(placement);
     // A pixel that lies partly outside shows the part that it covers.
     const double position = (overlap.Middle() - placement.center) / placement.scale + placement.held / 2.0;
     int first = 0;
     if (speck) {
         std::fill(weights.begin(), weights.end(), 1.0 / placement.held);
     } else {
-        first = std::clamp(static_cast<int>(std::ceil(position - 2 * filterScale - 0.5)), 0,
-                           placement.held - taps.width);
-        FillWeights(position, filterScale, placement.held, first, weights);
+        first = std::clamp(
+            static_cast<int>(std::ceil(position - Support(placement.filter) * FilterScale(placement) - 0.5)),
+            0, placement.held - taps.width);
+        FillWeights(placement, position, first, weights);
     }
     taps.first.push_back(first);
     taps.coverage.push_back(static_cast<float>(std::clamp(overlap.high - overlap.low, 0.0, 1.0)));
@@ -88,9 +102,9 @@ void ToFixedPoint(std::span<const double> weights, std::int16_t* fixed) {
     }
 }
 
-std::span<const std::int16_t> AxisTaps::Weights(int index, bool padded) const {
+std::span<const std::int16_t> AxisTaps::Weights(int index) const {
     return std::span(weights).subspan(static_cast<std::size_t>(index) * static_cast<std::size_t>(paddedWidth),
-                                      static_cast<std::size_t>(padded ? paddedWidth : width));
+                                      static_cast<std::size_t>(width));
 }
 
 int AxisTaps::FirstHeld() const {
@@ -112,9 +126,9 @@ AxisTaps PlaceAxis(const AxisPlacement& placement) {
     taps.begin = static_cast<int>(low);
     taps.count = static_cast<int>(high - low);
     const bool speck = 2 * half < kSpeck;
-    const double reach = 4 * FilterScale(placement) + 1;
-    taps.width = speck || reach > placement.held ? placement.held : static_cast<int>(reach);
-    taps.paddedWidth = (taps.width + 1) / 2 * 2;
+    const double width = 2 * Support(placement.filter) * FilterScale(placement) + 1;
+    taps.width = speck || width > placement.held ? placement.held : static_cast<int>(width);
+    taps.paddedWidth = (taps.width + kTapGroup - 1) / kTapGroup * kTapGroup;
     std::vector<double> weights(static_cast<std::size_t>(taps.width));
     for (int i = 0; i < taps.count; ++i)
         AppendPixel(placement, taps.begin + i, speck, taps, weights);

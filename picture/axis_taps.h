@@ -1,9 +1,7 @@
 // What each pixel along one direction of a surface takes from a picture that lies along it: the resampling
 // filter, and how much of the pixel the picture covers.
 //
-// The filter is Keys' cubic (R. Keys, "Cubic Convolution Interpolation for Digital Image Processing", 1981,
-// a = -1/2), widened by the reduction. It interpolates, so nothing changes at scale 1. No state; callable
-// from any thread.
+// No state; callable from any thread.
 #pragma once
 
 #include <cstddef>
@@ -13,14 +11,28 @@
 
 namespace lumato::picture {
 
+inline constexpr int kWeightBits = 14;  // a weight of 1.0 is 1 << 14
+inline constexpr int kTapGroup = 4;     // weights come in whole groups, for vectors
+
+// Both filters are widened by the reduction, and interpolate: nothing changes at scale 1.
+enum class Filter {
+    // Keys' cubic (R. Keys, "Cubic Convolution Interpolation for Digital Image Processing", 1981, a = -1/2):
+    // what
+    // is shown. It rings little.
+    Cubic,
+    // The sinc with three lobes of a window of itself: what is reduced once more. It leaves less of what is
+    // too
+    // fine.
+    Lanczos,
+};
+
 // A picture of `held` pixels along one direction of a surface of `length` pixels.
 struct AxisPlacement {
     double center = 0;  // of the picture, in surface pixels from the surface's start
     double scale = 0;   // surface pixels per held pixel; negative where the picture runs backwards
     int held = 0;
     int length = 0;
-
-    bool operator==(const AxisPlacement&) const = default;
+    Filter filter = Filter::Cubic;
 };
 
 struct AxisTaps {
@@ -30,9 +42,9 @@ struct AxisTaps {
     std::vector<int> first;             // per surface pixel: the first held pixel that it takes
     std::vector<float> coverage;        // per surface pixel: the share that the picture covers, 0..1
     std::vector<std::int16_t> weights;  // per surface pixel: paddedWidth weights, in 1 / (1 << kWeightBits)
-    int paddedWidth = 0;                // width, made even with a weight of 0
+    int paddedWidth = 0;                // width, made whole groups with weights of 0
 
-    [[nodiscard]] std::span<const std::int16_t> Weights(int index, bool padded) const;
+    [[nodiscard]] std::span<const std::int16_t> Weights(int index) const;
     // The range of held pixels that is read at all.
     [[nodiscard]] int FirstHeld() const;
     [[nodiscard]] int EndHeld() const;

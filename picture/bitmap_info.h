@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <vector>
 
 #include "base/error.h"
@@ -29,14 +30,17 @@ struct BitmapInfo {
     std::int32_t heldHeight = 0;
 };
 
+class PictureLevels;
+
 // The edit picture: where and how it lies on the 580 x 400 edit canvas.
 struct MyImage {
     float rotation = 180.0F;  // degrees; 180 with scaleX negative is upright
     float scaleX = -1.0F;
     float scaleY = 1.0F;
-    float translateX = 0;               // canvas pixels, to the right
-    float translateY = 0;               // canvas pixels, downwards
-    const BitmapInfo* image = nullptr;  // borrowed: its owner outlives the handle
+    float translateX = 0;                     // canvas pixels, to the right
+    float translateY = 0;                     // canvas pixels, downwards
+    const BitmapInfo* image = nullptr;        // borrowed: its owner outlives the handle
+    std::shared_ptr<PictureLevels> levels{};  // of `image`; without them each drawing makes its own
 };
 
 // How many an import may keep busy: all of them when it is the only one.

@@ -87,10 +87,14 @@ void DrawMyImage(const Surface& surface, float x, float y, float w, float h, con
         return;
     const bool straight = placement.rowPerU == 0 && placement.columnPerV == 0;
     const bool onItsSide = placement.columnPerU == 0 && placement.rowPerV == 0;
-    if (straight || onItsSide)
-        DrawStraight(surface, *image->image, placement);
-    else
-        DrawTurned(surface, *image->image, placement);
+    if (straight || onItsSide) {
+        DrawStraight(surface, HeldPixels(*image->image), placement);
+    } else if (image->levels != nullptr) {
+        DrawTurned(surface, *image->levels, placement);
+    } else {
+        PictureLevels levels(*image->image);
+        DrawTurned(surface, levels, placement);
+    }
 }
 
 }  // namespace lumato::picture

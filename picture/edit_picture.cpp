@@ -5,6 +5,7 @@
 #include "picture/add_pictures.h"
 #include "picture/import.h"
 #include "picture/messages.h"
+#include "picture/picture_levels.h"
 #include "store/status_port.h"
 #include "text/localized.h"
 
@@ -49,7 +50,7 @@ void FitToLcd() {
 std::unique_ptr<MyImage> MakeHandle() {
     auto image = std::make_unique<MyImage>();
     image->image = Pictures().gmyCGimagebi.get();
-    ++Pictures().editPictures;
+    image->levels = std::make_shared<PictureLevels>(*image->image);
     return image;
 }
 

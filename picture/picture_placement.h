@@ -4,7 +4,8 @@
 #pragma once
 
 #include "picture/axis_taps.h"
-#include "picture/bitmap_info.h"
+#include "picture/picture_levels.h"
+#include "picture/pixel_view.h"
 #include "picture/surface.h"
 
 namespace lumato::picture {
@@ -18,14 +19,14 @@ struct PicturePlacement {
 };
 
 // For pictures that lie straight (rowPerU and columnPerV are 0) or on their side (the other two are).
-void DrawStraight(const Surface& surface, const BitmapInfo& picture, const PicturePlacement& placement);
+void DrawStraight(const Surface& surface, const PixelView& picture, const PicturePlacement& placement);
 
 // For any other angle.
-void DrawTurned(const Surface& surface, const BitmapInfo& picture, const PicturePlacement& placement);
+void DrawTurned(const Surface& surface, PictureLevels& picture, const PicturePlacement& placement);
 
 // Puts the pixels that the two axes take from `picture` onto the surface, with their coverage; `turned`
 // exchanges the surface's columns and rows.
-void DrawAxes(const Surface& surface, const BitmapInfo& picture, const AxisTaps& across, const AxisTaps& down,
+void DrawAxes(const Surface& surface, const PixelView& picture, const AxisTaps& across, const AxisTaps& down,
               bool turned);
 
 }  // namespace lumato::picture

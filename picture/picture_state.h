@@ -15,7 +15,6 @@ struct PictureState {
     std::unique_ptr<BitmapInfo> gmyCGimagebi;        // owns the edit picture's pixels
     std::unique_ptr<MyImage> gmyCGimage;             // the edit picture with its pose, or null
     std::unique_ptr<BitmapInfo> gPreviewBitmapInfo;  // the preview's pixels, bottom row first
-    std::uint64_t editPictures = 0;                  // how many there have been: tells one from the next
     std::int32_t OldValue = 0;        // the last accepted scale value; 0: the next one is not limited
     bool gmySuitableSize = true;      // the Fit-size check box
     std::int32_t G_CurQuanlity = 90;  // the encoder quality last used ("Quanlity" is quality)

@@ -6,6 +6,9 @@
 namespace lumato::picture {
 namespace {
 
+// No part of a pixel is farther from its middle.
+constexpr double kHalfDiagonal = 0.70711;
+
 struct Point {
     double column = 0, row = 0;
 };
@@ -70,13 +73,41 @@ void PixelCoverage::MakeEdges(double normalColumn, double normalRow, double cent
 }
 
 float PixelCoverage::Of(int column, int row) const {
-    constexpr double kHalfDiagonal = 0.70711;
     double nearest = kHalfDiagonal;
     for (const HalfPlane& edge : m_edges)
         nearest = std::min(nearest, edge.Distance(column + 0.5, row + 0.5));
     if (nearest >= kHalfDiagonal)
         return 1;
     return nearest <= -kHalfDiagonal ? 0 : static_cast<float>(ClippedArea(column, row));
+}
+
+// Leaves the columns whose middles are at a distance of more than `distance` from every edge, to the inside.
+void PixelCoverage::Narrow(int row, double distance, int& begin, int& end) const {
+    for (const HalfPlane& edge : m_edges) {
+        // a * column >= least
+        const double least = distance - edge.Distance(0.5, row + 0.5);
+        if (edge.a == 0) {
+            if (least > 0)
+                end = begin;
+            continue;
+        }
+        const double limit = std::clamp(least / edge.a, begin - 1.0, end + 1.0);
+        if (edge.a > 0)
+            begin = std::max(begin, static_cast<int>(std::ceil(limit)));
+        else
+            end = std::min(end, static_cast<int>(std::floor(limit)) + 1);
+    }
+    end = std::max(begin, end);
+}
+
+PixelCoverage::RowPart PixelCoverage::InRow(int row, int width) const {
+    constexpr double kMargin = 1e-3;  // for what the divisions round
+    RowPart part{0, width, 0, 0};
+    Narrow(row, -kHalfDiagonal - kMargin, part.begin, part.end);
+    part.wholeBegin = part.begin;
+    part.wholeEnd = part.end;
+    Narrow(row, kHalfDiagonal + kMargin, part.wholeBegin, part.wholeEnd);
+    return part;
 }
 
 double PixelCoverage::ClippedArea(int column, int row) const {

@@ -17,6 +17,14 @@ class PixelCoverage {
     // The covered share of the pixel, 0..1.
     [[nodiscard]] float Of(int column, int row) const;
 
+    // The columns of a surface row beyond which nothing is covered, and among them those that are covered
+    // whole for certain.
+    struct RowPart {
+        int begin = 0, end = 0;
+        int wholeBegin = 0, wholeEnd = 0;
+    };
+    [[nodiscard]] RowPart InRow(int row, int width) const;
+
   private:
     // The points with a * column + b * row + c >= 0; (a, b) has length 1.
     struct HalfPlane {
@@ -26,6 +34,7 @@ class PixelCoverage {
     static void MakeEdges(double normalColumn, double normalRow, double centerColumn, double centerRow,
                           double distance, HalfPlane edges[2]);
     [[nodiscard]] double ClippedArea(int column, int row) const;
+    void Narrow(int row, double distance, int& begin, int& end) const;
 
     std::array<HalfPlane, 4> m_edges;
 };

@@ -1,38 +1,36 @@
 // The inner loops of resampling: weighted sums of rows and of neighbouring pixels, in 16-bit fixed point.
 //
 // All channels are treated alike, four per pixel, whatever they hold. The same bytes result with and without
-// vector instructions. No state; callable from any thread.
+// vectors, of any width. No state; callable from any thread.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <span>
 
+#include "picture/axis_taps.h"
+#include "picture/block_reader.h"
+
 namespace lumato::picture {
 
-inline constexpr int kWeightBits = 14;  // a weight of 1.0 is 1 << 14
-inline constexpr int kExtraBits = 6;    // a combined row keeps 6 bits below the 8 of its source
-inline constexpr int kChannels = 4;
+inline constexpr int kExtraBits = 6;  // a combined row keeps 6 bits below the 8 of its source
 
 // out[i] = sum of weights[k] * source[k * stride + i] for `count` bytes, a multiple of 4, as values with
 // kExtraBits. Requires: the weights sum up to about 1, so that the results fit.
 void CombineRows(const std::uint8_t* source, std::size_t stride, std::span<const std::int16_t> weights,
                  std::size_t count, std::int16_t* out);
 
-// The weighted sum of neighbouring pixels of a combined row, scaled by 1 << (kWeightBits + kExtraBits).
-// Requires: an even number of weights; the row may be read as far as they reach.
-void CombinePixels(const std::int16_t* row, std::span<const std::int16_t> weights,
-                   std::int32_t sum[kChannels]);
+// The pixels that an axis takes from a combined row, which starts with held pixel taps.FirstHeld() and may be
+// read for kTapGroup pixels beyond its end: taps.count pixels of kChannels bytes.
+void CombineColumns(const std::int16_t* row, const AxisTaps& taps, std::uint8_t* out);
 
-// The weighted sum of a block of 8-bit pixels, `stride` bytes from row to row, scaled by 1 << kWeightBits.
-// Requires: an even number of weights across; the rows may be read as far as they reach.
-void CombineBlock(const std::uint8_t* block, std::size_t stride, std::span<const std::int16_t> across,
-                  std::span<const std::int16_t> down, float sum[kChannels]);
+// Positions along a straight line through a picture.
+struct PositionRun {
+    std::int64_t u = 0, v = 0;  // the first one
+    std::int64_t uStep = 0, vStep = 0;
+};
 
-// sum / 2^bits, rounded, within 0..255.
-inline std::uint8_t RoundToByte(std::int32_t sum, int bits) {
-    const std::int32_t value = (sum + (1 << (bits - 1))) >> bits;
-    return static_cast<std::uint8_t>(value < 0 ? 0 : value > 255 ? 255 : value);
-}
+// The filtered colours at `count` positions.
+void CombineBlocks(BlockReader& reader, const PositionRun& run, std::size_t count, std::uint8_t* out);
 
 }  // namespace lumato::picture

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 namespace lumato::picture {
 
@@ -39,10 +40,14 @@ inline void BlendPixel(std::uint8_t* pixel, PixelOrder order, const std::uint8_t
         laid[2] = rgb[0];
         laid[3] = 255;
     }
+    if (coverage >= 1) {
+        std::memcpy(pixel, laid, sizeof laid);
+        return;
+    }
     for (int i = 0; i < 4; ++i) {
         const float mixed =
             static_cast<float>(laid[i]) * coverage + static_cast<float>(pixel[i]) * (1 - coverage);
-        pixel[i] = coverage >= 1 ? laid[i] : static_cast<std::uint8_t>(std::lround(mixed));
+        pixel[i] = static_cast<std::uint8_t>(std::lround(mixed));
     }
 }
 

@@ -183,41 +183,6 @@ class LooksTest : public WindowFixture {
         }
     }
 
-    // What is shown of a new pose at once is where the composer then draws it, all but as sharp.
-    void theDraftLiesWhereTheComposerDraws() {
-        Attach();
-        QImage image(600, 400, QImage::Format_RGB32);
-        for (int y = 0; y < image.height(); ++y)
-            for (int x = 0; x < image.width(); ++x)
-                image.setPixel(x, y, qRgb(x * 255 / 600, y * 255 / 400, x < 100 && y < 100 ? 255 : 0));
-        const Path file = m_folder->Get() / "gradient.png";
-        QVERIFY(image.save(FromPath(file), "PNG"));
-        auto& view = Find<EditView>(myHIViewID);
-        QVERIFY(Drop(view, {file}));
-        QTRY_VERIFY_WITH_TIMEOUT(view.ShowsPicture(), kPatience);
-        QTest::qWait(500);  // the draft is made beside
-        picture::EditControls& controls = picture::Pictures().controls;
-        for (const int turn : {0, 33, 90, -120}) {
-            QImage draft;
-            const auto taken = connect(&view, &EditView::PictureShown, this, [&] { draft = view.Drawn(); });
-            controls.rotate.SetValue(turn);
-            controls.translateX.SetValue(40 + turn);
-            controls.translateY.SetValue(25);
-            QTRY_VERIFY_WITH_TIMEOUT(!draft.isNull() && view.Drawn() != draft, kPatience);
-            disconnect(taken);
-            qint64 difference = 0;
-            const QImage exact = view.Drawn();
-            for (int y = 0; y < exact.height(); ++y)
-                for (int x = 0; x < exact.width(); ++x) {
-                    const QRgb a = exact.pixel(x, y), b = draft.pixel(x, y);
-                    difference += std::abs(qRed(a) - qRed(b)) + std::abs(qGreen(a) - qGreen(b)) +
-                                  std::abs(qBlue(a) - qBlue(b)) + std::abs(qAlpha(a) - qAlpha(b));
-                }
-            const double mean = static_cast<double>(difference) / exact.width() / exact.height();
-            QVERIFY2(mean < 1, qPrintable(QStringLiteral("%1: %2").arg(turn).arg(mean)));
-        }
-    }
-
     void severalStaySelectedWhenTheLastIsLoaded() {
         Attach();
         std::filesystem::remove(Pictures() / "notes.txt");

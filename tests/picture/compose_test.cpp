@@ -3,11 +3,15 @@
 #include <array>
 #include <cmath>
 #include <functional>
+#include <memory>
 #include <string>
+#include <thread>
 
 #include <gtest/gtest.h>
 
+#include "jpeg/codec_form.h"
 #include "picture/draw_my_image.h"
+#include "picture/picture_levels.h"
 
 namespace lumato::picture {
 namespace {
@@ -313,6 +317,50 @@ TEST(DrawMyImage, OddPosesDrawNothingOrStayInside) {
     for (const float scale : {1e-30F, 1e-6F, 1e-3F, 1e6F, 1e30F})
         for (const float rotate : {0.0F, 90.0F, 45.0F})
             EditView(Posed(info, rotate, scale, 3, 4));  // sanitizers judge
+}
+
+// A picture that is odd everywhere, in poses that are drawn from its pixels and from its levels.
+std::vector<MyImage> ManyPoses(const BitmapInfo& info) {
+    std::vector<MyImage> poses;
+    for (const float rotate : {0.0F, 90.0F, 33.0F, -101.5F})
+        for (const float scale : {0.031F, 0.24F, 0.36F, 0.7F, 1.0F, 1.9F})
+            poses.push_back(Posed(info, rotate, scale, 3.3F, -40));
+    return poses;
+}
+
+std::vector<std::vector<std::uint8_t>> DrawAll(const std::vector<MyImage>& poses) {
+    std::vector<std::vector<std::uint8_t>> drawn;
+    for (const MyImage& pose : poses)
+        drawn.push_back(EditView(pose).pixels);
+    return drawn;
+}
+
+TEST(DrawMyImage, GivesTheSameBytesInEveryVectorWidth) {
+    const BitmapInfo info = Noise(801, 603);
+    ASSERT_TRUE(jpeg::UseCodecForm("plain"));
+    const auto plain = DrawAll(ManyPoses(info));
+    for (const std::string& form : jpeg::CodecForms()) {
+        ASSERT_TRUE(jpeg::UseCodecForm(form));
+        const auto drawn = DrawAll(ManyPoses(info));
+        for (std::size_t i = 0; i < plain.size(); ++i)
+            EXPECT_TRUE(drawn[i] == plain[i]) << form << ", pose " << i;
+    }
+    jpeg::UseCodecForm("");
+}
+
+TEST(DrawMyImage, GivesTheSameBytesWhateverWasDrawnBefore) {
+    const BitmapInfo info = Noise(801, 603);
+    std::vector<MyImage> poses = ManyPoses(info);
+    const auto expected = DrawAll(poses);  // each with levels of its own
+    const auto levels = std::make_shared<PictureLevels>(info);
+    for (MyImage& pose : poses)
+        pose.levels = levels;
+    std::vector<std::vector<std::uint8_t>> beside;
+    std::thread other([&] { beside = DrawAll(poses); });  // who comes first makes a level
+    const auto drawn = DrawAll(poses);
+    other.join();
+    EXPECT_TRUE(drawn == expected);
+    EXPECT_TRUE(beside == expected);
 }
 
 }  // namespace
