@@ -37,43 +37,34 @@ Result<std::size_t> FlashSizeOf(int fd, const Path& path) {
     return static_cast<std::size_t>(size);
 }
 
-// The bytes from `offset` on that could be read: all, unless an error (errno) or the file's end stopped it.
-std::size_t ReadAll(int fd, MutableByteSpan bytes) {
-    std::size_t done = 0;
-    while (done < bytes.size()) {
-        const ssize_t got = ::pread(fd, bytes.data() + done, bytes.size() - done, static_cast<off_t>(done));
+// False, and errno, when not all of them could be read.
+bool ReadAll(int fd, std::size_t offset, MutableByteSpan bytes) {
+    while (!bytes.empty()) {
+        const ssize_t got = ::pread(fd, bytes.data(), bytes.size(), static_cast<off_t>(offset));
         if (got < 0 && errno == EINTR)
             continue;
         if (got == 0)
             errno = EIO;  // the file has shrunk since its size was asked
         if (got <= 0)
-            break;
-        done += static_cast<std::size_t>(got);
+            return false;
+        bytes = bytes.subspan(static_cast<std::size_t>(got));
+        offset += static_cast<std::size_t>(got);
     }
-    return done;
+    return true;
 }
 
-std::size_t WriteAll(int fd, std::size_t offset, ByteSpan bytes) {
-    std::size_t done = 0;
-    while (done < bytes.size()) {
-        const ssize_t put =
-            ::pwrite(fd, bytes.data() + done, bytes.size() - done, static_cast<off_t>(offset + done));
+// False, and errno, when not all of them could be written.
+bool WriteAll(int fd, std::size_t offset, ByteSpan bytes) {
+    while (!bytes.empty()) {
+        const ssize_t put = ::pwrite(fd, bytes.data(), bytes.size(), static_cast<off_t>(offset));
         if (put < 0 && errno == EINTR)
             continue;
         if (put <= 0)
-            break;
-        done += static_cast<std::size_t>(put);
+            return false;
+        bytes = bytes.subspan(static_cast<std::size_t>(put));
+        offset += static_cast<std::size_t>(put);
     }
-    return done;
-}
-
-// Reads the open file; the size is checked before memory is asked for.
-Result<std::vector<std::uint8_t>> ReadFlash(int fd, const Path& path) {
-    LUMATO_TRY(const std::size_t size, FlashSizeOf(fd, path));
-    std::vector<std::uint8_t> bytes(size);
-    if (ReadAll(fd, bytes) != size)
-        return FileFailure(path, errno, false);
-    return bytes;
+    return true;
 }
 
 // Not blocking, so that a pipe in a file's place is refused at once.
@@ -83,25 +74,28 @@ int OpenFile(const Path& path, int access) {
 
 }  // namespace
 
-FlashImage::FlashImage(int fd, std::string name, std::vector<std::uint8_t> bytes)
-    : m_fd(fd), m_name(std::move(name)), m_bytes(std::move(bytes)) {}
+FlashImage::FlashImage(int fd, std::string name, std::size_t size, std::vector<std::uint8_t> memory)
+    : m_fd(fd), m_name(std::move(name)), m_size(size), m_memory(std::move(memory)) {}
 
 FlashImage::FlashImage(FlashImage&& other) noexcept
     : m_fd(std::exchange(other.m_fd, -1)),
       m_closed(other.m_closed),
       m_name(std::move(other.m_name)),
-      m_bytes(std::move(other.m_bytes)) {}
+      m_size(other.m_size),
+      m_memory(std::move(other.m_memory)) {}
 
 FlashImage& FlashImage::operator=(FlashImage&& other) noexcept {
     std::swap(m_fd, other.m_fd);
     std::swap(m_closed, other.m_closed);
     std::swap(m_name, other.m_name);
-    std::swap(m_bytes, other.m_bytes);
+    std::swap(m_size, other.m_size);
+    std::swap(m_memory, other.m_memory);
     return *this;
 }
 
 FlashImage::~FlashImage() {
-    Close();
+    if (m_fd >= 0)
+        ::close(m_fd);
 }
 
 Result<FlashImage> FlashImage::Open(const Path& path) {
@@ -110,43 +104,53 @@ Result<FlashImage> FlashImage::Open(const Path& path) {
         return NoFlash(path, "it is a folder");
     if (fd < 0)
         return FileFailure(path, errno, true);
-    FlashImage image(fd, path.string(), {});
+    FlashImage image(fd, path.string(), 0, {});
     if (::flock(fd, LOCK_EX | LOCK_NB) != 0) {
         if (errno == EWOULDBLOCK)
             return Fail(ErrorKind::Busy, Printable(path.native()) + ": in use by another program");
         return FileFailure(path, errno, true);
     }
-    LUMATO_TRY(image.m_bytes, ReadFlash(fd, path));
+    LUMATO_TRY(image.m_size, FlashSizeOf(fd, path));
     return image;
 }
 
 FlashImage FlashImage::InMemory(std::vector<std::uint8_t> bytes, std::string name) {
-    return FlashImage(-1, std::move(name), std::move(bytes));
+    const std::size_t size = bytes.size();
+    return FlashImage(-1, std::move(name), size, std::move(bytes));
+}
+
+Result<void> FlashImage::Read(std::size_t offset, MutableByteSpan bytes) const {
+    if (m_fd < 0)
+        std::copy_n(m_memory.begin() + static_cast<std::ptrdiff_t>(offset), bytes.size(), bytes.begin());
+    else if (!ReadAll(m_fd, offset, bytes))
+        return FileFailure(m_name, errno, false);
+    return {};
 }
 
 Result<void> FlashImage::Write(std::size_t offset, ByteSpan bytes) {
     if (m_closed)
         return Fail(ErrorKind::Gone, Printable(m_name) + ": closed");
-    const std::size_t written = m_fd < 0 ? bytes.size() : WriteAll(m_fd, offset, bytes);
-    const int errorNumber = errno;
-    std::copy_n(bytes.begin(), written, m_bytes.begin() + static_cast<std::ptrdiff_t>(offset));
-    if (written != bytes.size())
-        return Fail(ErrorKind::Unwritable, Printable(m_name) + ": " + SystemMessage(errorNumber));
+    if (m_fd < 0)
+        std::copy(bytes.begin(), bytes.end(), m_memory.begin() + static_cast<std::ptrdiff_t>(offset));
+    else if (!WriteAll(m_fd, offset, bytes))
+        return Fail(ErrorKind::Unwritable, Printable(m_name) + ": " + SystemMessage(errno));
     return {};
 }
 
 void FlashImage::Close() {
     m_closed = true;
     if (m_fd >= 0)
-        ::close(std::exchange(m_fd, -1));
+        ::flock(m_fd, LOCK_UN);
 }
 
 Result<std::vector<std::uint8_t>> ReadFlashImage(const Path& path) {
     const int fd = OpenFile(path, O_RDONLY);
     if (fd < 0)
         return FileFailure(path, errno, false);
-    auto bytes = ReadFlash(fd, path);
-    ::close(fd);
+    const FlashImage image(fd, path.string(), 0, {});
+    LUMATO_TRY(const std::size_t size, FlashSizeOf(fd, path));
+    std::vector<std::uint8_t> bytes(size);
+    LUMATO_TRY_VOID(image.Read(0, bytes));
     return bytes;
 }
 

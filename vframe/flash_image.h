@@ -1,6 +1,6 @@
 // The flash of a virtual frame: a file that holds exactly the flash's bytes, or memory alone for tests.
 //
-// The object owns the file and its lock. One thread at a time.
+// The object owns the file and its lock, and keeps none of its bytes. One thread at a time.
 #pragma once
 
 #include <cstdint>
@@ -32,28 +32,31 @@ class FlashImage {
     FlashImage& operator=(FlashImage&& other) noexcept;
     ~FlashImage();
 
-    // The whole flash; valid until the next call that is not const.
-    [[nodiscard]] ByteSpan Bytes() const { return m_bytes; }
-    [[nodiscard]] std::size_t Size() const { return m_bytes.size(); }
+    [[nodiscard]] std::size_t Size() const { return m_size; }
     // The file's name, for people.
     [[nodiscard]] const std::string& Name() const { return m_name; }
 
+    // The bytes from `offset` on. Errors: Unreadable (the disk fails, or somebody cut the file short).
+    // Requires: the range lies inside.
+    [[nodiscard]] Result<void> Read(std::size_t offset, MutableByteSpan bytes) const;
+
     // Replaces the bytes from `offset` on; they are in the file when it returns. After an error (Unwritable,
-    // such as a full disk) flash and file hold the same: what could still be written.
+    // such as a full disk) the flash holds what could still be written.
     // Requires: the range lies inside.
     [[nodiscard]] Result<void> Write(std::size_t offset, ByteSpan bytes);
 
-    // Lets go of the file and its lock, so that it can be opened again; Write() fails from now on. The bytes
-    // stay.
+    // Gives up the lock, so that the file can be opened again; Write() fails from now on, Read() goes on.
     void Close();
 
   private:
-    FlashImage(int fd, std::string name, std::vector<std::uint8_t> bytes);
+    friend Result<std::vector<std::uint8_t>> ReadFlashImage(const Path& path);
+    FlashImage(int fd, std::string name, std::size_t size, std::vector<std::uint8_t> memory);
 
-    int m_fd = -1;
+    int m_fd = -1;  // of the file, if there is one
     bool m_closed = false;
     std::string m_name;
-    std::vector<std::uint8_t> m_bytes;
+    std::size_t m_size = 0;
+    std::vector<std::uint8_t> m_memory;  // otherwise
 };
 
 // The bytes of an image file, for looking only: no lock is taken, a frame in use can be looked at too.

@@ -7,6 +7,16 @@
 #include "base/diagnostics.h"
 
 namespace lumato::vframe {
+namespace {
+
+// What a failure of the image's disk becomes.
+Sense Failure(Sense sense, const Error& error) {
+    Diagnose(error.message);
+    sense.detail = error.message;
+    return sense;
+}
+
+}  // namespace
 
 NorChip::NorChip(FlashImage image) : m_image(std::move(image)) {}
 
@@ -33,35 +43,30 @@ Reply NorChip::Program(std::uint32_t address, ByteSpan data) {
         return Refuse(kOutOfRange);
     if (!ConsumeLatch() || Protected(address, data.size()))
         return data.size();
-    std::vector<std::uint8_t> cells(data.begin(), data.end());
-    const ByteSpan before = m_image.Bytes().subspan(address, data.size());
-    std::transform(cells.begin(), cells.end(), before.begin(), cells.begin(),
-                   [](std::uint8_t wanted, std::uint8_t cell) -> std::uint8_t { return wanted & cell; });
+    std::vector<std::uint8_t> cells(data.size());
+    if (Reply before = Read(address, cells); !before)
+        return before;
+    std::transform(cells.begin(), cells.end(), data.begin(), cells.begin(),
+                   [](std::uint8_t cell, std::uint8_t wanted) -> std::uint8_t { return wanted & cell; });
     return Store(address, cells);
 }
 
-void NorChip::Read(std::uint32_t address, MutableByteSpan data) const {
-    const ByteSpan cells = m_image.Bytes();
-    std::size_t from = address % cells.size();
-    while (!data.empty()) {
-        const std::size_t length = std::min(data.size(), cells.size() - from);
-        std::copy_n(cells.begin() + static_cast<std::ptrdiff_t>(from), length, data.begin());
-        data = data.subspan(length);
-        from = 0;
+Reply NorChip::Read(std::uint32_t address, MutableByteSpan data) const {
+    std::size_t from = address % m_image.Size();
+    for (MutableByteSpan left = data; !left.empty(); from = 0) {
+        const std::size_t length = std::min(left.size(), m_image.Size() - from);
+        if (const auto read = m_image.Read(from, left.first(length)); !read)
+            return Refuse(Failure(kReadError, read.error()));
+        left = left.subspan(length);
     }
+    return data.size();
 }
 
-std::uint16_t NorChip::Sum(std::uint32_t address, std::size_t length) const {
-    const ByteSpan cells = m_image.Bytes();
-    std::size_t from = address % cells.size();
-    std::uint16_t sum = 0;
-    while (length > 0) {
-        const std::size_t part = std::min(length, cells.size() - from);
-        sum = static_cast<std::uint16_t>(sum + Sum16(cells.subspan(from, part)));
-        length -= part;
-        from = 0;
-    }
-    return sum;
+tl::expected<std::uint16_t, Sense> NorChip::Sum(std::uint32_t address, std::size_t length) const {
+    std::vector<std::uint8_t> cells(length);
+    if (const Reply read = Read(address, cells); !read)
+        return Refuse(read.error());
+    return Sum16(cells);
 }
 
 bool NorChip::OnChip(std::uint64_t address, std::uint64_t length) const {
@@ -84,12 +89,8 @@ bool NorChip::Protected(std::uint64_t address, std::uint64_t length) const {
 }
 
 Reply NorChip::Store(std::size_t address, ByteSpan bytes) {
-    if (auto written = m_image.Write(address, bytes); !written) {
-        Diagnose(written.error().message);
-        Sense sense = kWriteError;
-        sense.detail = written.error().message;
-        return Refuse(sense);
-    }
+    if (const auto written = m_image.Write(address, bytes); !written)
+        return Refuse(Failure(kWriteError, written.error()));
     return bytes.size();
 }
 

@@ -39,11 +39,12 @@ class NorChip {
     // Erases the unit (a power of two, in bytes) that holds `address`. Refused with kOutOfRange when it does
     // not lie wholly on the chip, with kWriteError when the image cannot be written.
     [[nodiscard]] Reply Erase(std::size_t unit, std::uint32_t address, Extent extent);
-    // Programs all of `data`. Refused as Erase.
+    // Programs all of `data`. Refused as Erase and as Read.
     [[nodiscard]] Reply Program(std::uint32_t address, ByteSpan data);
 
-    void Read(std::uint32_t address, MutableByteSpan data) const;
-    [[nodiscard]] std::uint16_t Sum(std::uint32_t address, std::size_t length) const;
+    // Refused with kReadError when the image cannot be read. At the chip's end they go on at its start.
+    [[nodiscard]] Reply Read(std::uint32_t address, MutableByteSpan data) const;
+    [[nodiscard]] tl::expected<std::uint16_t, Sense> Sum(std::uint32_t address, std::size_t length) const;
 
   private:
     [[nodiscard]] bool OnChip(std::uint64_t address, std::uint64_t length) const;

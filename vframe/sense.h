@@ -26,6 +26,7 @@ inline const Sense kOutOfRange{0x05, 0x21, 0x00, {}};      // logical block addr
 inline const Sense kInvalidField{0x05, 0x24, 0x00, {}};    // invalid field in command descriptor block
 inline const Sense kWriteProtected{0x07, 0x27, 0x00, {}};
 inline const Sense kWriteError{0x03, 0x0C, 0x00, {}};
+inline const Sense kReadError{0x03, 0x11, 0x00, {}};  // unrecovered read error
 
 // Bytes of the data phase that moved, or why the command got CHECK CONDITION.
 using Reply = tl::expected<std::size_t, Sense>;

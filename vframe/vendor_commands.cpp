@@ -118,9 +118,11 @@ Reply VendorCommands::Checksum(const ScsiRequest& request) {
         return Refuse(kInvalidField);
     // The field has 16 bits, and nobody asks for the sum of nothing: 0 is a whole 64 KB block.
     const std::size_t length = GetBe16(block.subspan(7));
-    const std::uint16_t sum = m_chip.Sum(Address(block), length == 0 ? 65536 : length);
+    const auto sum = m_chip.Sum(Address(block), length == 0 ? 65536 : length);
+    if (!sum)
+        return Refuse(sum.error());
     std::fill(request.data.begin(), request.data.end(), std::uint8_t{0});
-    PutBe16(request.data, sum);
+    PutBe16(request.data, *sum);
     return kAnswerSize;
 }
 
@@ -145,8 +147,7 @@ Reply VendorCommands::RunInstruction(const ScsiRequest& request, Extent extent) 
         case Shape::Program:
             return Program(request, extent);
         case Shape::Read:
-            m_chip.Read(Address(request.block), request.data);
-            return request.data.size();
+            return m_chip.Read(Address(request.block), request.data);
         default:
             // A chip that is asked on repeats its register for as long as the clock runs.
             std::fill(request.data.begin(), request.data.end(), m_chip.Status());

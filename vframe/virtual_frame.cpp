@@ -59,8 +59,10 @@ void VirtualFrame::Unplug() {
 
 std::vector<std::uint8_t> VirtualFrame::FlashBytes() const {
     const std::lock_guard lock(m_mutex);
-    const ByteSpan bytes = m_chip.Image().Bytes();
-    return {bytes.begin(), bytes.end()};
+    std::vector<std::uint8_t> bytes(m_chip.Image().Size());
+    if (!m_chip.Image().Read(0, bytes))
+        return {};
+    return bytes;
 }
 
 std::optional<ClockSetting> VirtualFrame::Clock() const {

@@ -34,7 +34,7 @@ class VirtualFrame : public platform::ScsiDevice {
     // The frame is gone at once and for ever, and its image file is free when it returns.
     void Unplug();
 
-    // A copy of the flash as it stands.
+    // A copy of the flash as it stands; nothing when its image cannot be read.
     [[nodiscard]] std::vector<std::uint8_t> FlashBytes() const;
     // What the clock was last set to; none before.
     [[nodiscard]] std::optional<ClockSetting> Clock() const;

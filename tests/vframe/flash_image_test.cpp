@@ -33,5 +33,25 @@ TEST(FlashImageFile, AFailingWriteFailsTheCommand) {
     EXPECT_EQ(flash[65536 + 1024], PatternFlash()[65536 + 1024]);
 }
 
+TEST(FlashImageFile, AFailingReadFailsTheCommand) {
+    const test::TemporaryFolder folder;
+    const Path path = folder.Put("flash.img", PatternFlash());
+    VirtualFrame frame(FlashImage::Open(path).value());
+    FrameDriver driver(frame);
+    const test::DiagnosticCapture notes;
+    std::filesystem::resize_file(path, 65536);
+    const Bytes pattern = PatternFlash();
+    EXPECT_TRUE(driver.Read(65280, 256) == Bytes(pattern.begin() + 65280, pattern.begin() + 65536));
+    driver.Read(65280, 512);
+    EXPECT_EQ(driver.last.status, kCheck);
+    EXPECT_EQ(driver.Sense(), "3/11/00");
+    driver.Sum(65536, 4096);
+    EXPECT_EQ(driver.last.status, kCheck);
+    driver.Prepare();
+    EXPECT_EQ(driver.Program(65536, {1, 2, 3}), kCheck) << "what was there is not known";
+    EXPECT_EQ(std::filesystem::file_size(path), 65536U);
+    EXPECT_TRUE(frame.FlashBytes().empty());
+}
+
 }  // namespace
 }  // namespace lumato::vframe
