@@ -51,12 +51,12 @@ void Blacken(DecodedPicture& picture, const McuGrid& grid, std::size_t painted) 
 
 // The bitmap file of a decoded picture. Rows are padded with the pixels right of the picture's width, which
 // the picture has because its stride is a multiple of 8.
-Result<void> BmpSave(const DecodedPicture& picture, const Path& path, Links links) {
+Result<void> BmpSave(const DecodedPicture& picture, std::vector<std::uint8_t>& file, const Path& path,
+                     Links links) {
     if (!FitsBitmapFile(picture.width, picture.height))
         return Fail(ErrorKind::TooLarge, "the picture is too large for a bitmap file");
     const std::size_t rowBytes = BitmapStride(picture.width);
     const std::size_t pixelBytes = rowBytes * static_cast<std::size_t>(picture.height);
-    std::vector<std::uint8_t> file;
     try {
         file.resize(kBitmapHeaderSize + pixelBytes);
     } catch (const std::bad_alloc&) {
@@ -92,12 +92,25 @@ Result<DecodedPicture> DecodeStream(ByteSpan stream, int expectedWidth, int expe
 Result<void> JPGEncode::DecodeFile(const char* source, const char* destination, int expectedWidth,
                                    int expectedHeight) {
     LUMATO_TRY(const std::vector<std::uint8_t> stream, ReadFile(source));
-    const Result<DecodedPicture> picture = DecodeStream(stream, expectedWidth, expectedHeight);
-    if (!picture)
-        return tl::unexpected(Context(Printable(source), picture.error()));
-    m_lastWidth = picture->width;
-    m_lastHeight = picture->height;
-    return BmpSave(*picture, destination, m_links);
+    if (const auto decoded = DecodeStream(stream, expectedWidth, expectedHeight, m_picture); !decoded)
+        return tl::unexpected(Context(Printable(source), decoded.error()));
+    return Save(destination);
+}
+
+bool JPGEncode::DecodeMyStream(ByteSpan stream, const char* destination, int expectedWidth,
+                               int expectedHeight) {
+    Result<void> result = DecodeStream(stream, expectedWidth, expectedHeight, m_picture);
+    if (result)
+        result = Save(destination);
+    if (!result)
+        m_lastError = std::move(result).error();
+    return result.has_value();
+}
+
+Result<void> JPGEncode::Save(const char* destination) {
+    m_lastWidth = m_picture.width;
+    m_lastHeight = m_picture.height;
+    return BmpSave(m_picture, m_file, destination, m_links);
 }
 
 bool JPGEncode::DecodeMyPicture(const char* source, const char* destination, int expectedWidth,

@@ -40,6 +40,9 @@ class JPGEncode {  // the name is historical: it decodes
     // Decodes the stream file `source` and writes the bitmap file `destination`. True when it was written.
     bool DecodeMyPicture(const char* source, const char* destination, int expectedWidth, int expectedHeight);
 
+    // The same from a stream in memory. An object that decodes many pictures keeps its buffers.
+    bool DecodeMyStream(ByteSpan stream, const char* destination, int expectedWidth, int expectedHeight);
+
     // Why the last call answered false.
     [[nodiscard]] const Error& LastError() const { return m_lastError; }
     // Size of the picture that the last call wrote, in pixels.
@@ -49,11 +52,14 @@ class JPGEncode {  // the name is historical: it decodes
   private:
     Result<void> DecodeFile(const char* source, const char* destination, int expectedWidth,
                             int expectedHeight);
+    Result<void> Save(const char* destination);
 
     Links m_links;
     int m_lastWidth = 0;
     int m_lastHeight = 0;
     Error m_lastError;
+    DecodedPicture m_picture;
+    std::vector<std::uint8_t> m_file;
 };
 
 }  // namespace lumato::jpeg

@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "base/printable.h"
-#include "jpeg/decoder.h"
 #include "jpeg/encoder.h"
 #include "jpeg/quality_search.h"
 #include "picture/bitmap_file.h"
@@ -74,12 +73,16 @@ int CRv512Encoder::EnCodeWithin(const Path& source, const Path& destination, int
 }
 
 bool CRv512Encoder::DeCode(const Path& source, const Path& destination, int width, int height) {
-    jpeg::JPGEncode decoder(m_links);
-    const bool isWritten = decoder.DecodeMyPicture(source.c_str(), destination.c_str(), width, height);
+    const bool isWritten = m_decoder.DecodeMyPicture(source.c_str(), destination.c_str(), width, height);
     if (!isWritten)
-        m_lastError = decoder.LastError();
-    m_lastWidth = decoder.LastWidth();
-    m_lastHeight = decoder.LastHeight();
+        m_lastError = m_decoder.LastError();
+    return isWritten;
+}
+
+bool CRv512Encoder::DeCodeStream(ByteSpan stream, const Path& destination, int width, int height) {
+    const bool isWritten = m_decoder.DecodeMyStream(stream, destination.c_str(), width, height);
+    if (!isWritten)
+        m_lastError = m_decoder.LastError();
     return isWritten;
 }
 

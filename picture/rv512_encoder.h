@@ -1,6 +1,7 @@
 // The frame picture codec: the one place where bitmap files and the frame's pictures meet.
 //
-// Nothing survives a call. Separate calls may run on different threads, on different files.
+// Nothing but memory to work in survives a call. One thread at a time; separate objects may run on different
+// threads, on different files.
 #pragma once
 
 #include <cstdint>
@@ -9,6 +10,7 @@
 
 #include "base/error.h"
 #include "base/file.h"
+#include "jpeg/decoder.h"
 #include "store/codec_port.h"
 
 namespace lumato::picture {
@@ -16,7 +18,7 @@ namespace lumato::picture {
 class CRv512Encoder : public store::CodecPort {
   public:
     // `links`: whether a link under a destination's name is followed or replaced (base/file.h).
-    explicit CRv512Encoder(Links links = Links::Replace) : m_links(links) {}
+    explicit CRv512Encoder(Links links = Links::Replace) : m_links(links), m_decoder(links) {}
 
     // Encodes the bitmap file `source`, whose picture must be `width` x `height`, into the stream file
     // `destination`. `yValue` is the frame's sampling value: the encoder's mode plus 1. Returns the bytes
@@ -31,12 +33,13 @@ class CRv512Encoder : public store::CodecPort {
                      int step, int budget, int yValue);
 
     bool DeCode(const Path& source, const Path& destination, int width, int height) override;
+    bool DeCodeStream(ByteSpan stream, const Path& destination, int width, int height) override;
 
     // Why the last call failed; for messages. Requires: asked on the thread that called.
     [[nodiscard]] const Error& LastError() const override { return m_lastError; }
-    // Size of the picture that DeCode() wrote last, in pixels.
-    [[nodiscard]] int LastWidth() const { return m_lastWidth; }
-    [[nodiscard]] int LastHeight() const { return m_lastHeight; }
+    // Size of the picture that was decoded and written last, in pixels.
+    [[nodiscard]] int LastWidth() const { return m_decoder.LastWidth(); }
+    [[nodiscard]] int LastHeight() const { return m_decoder.LastHeight(); }
 
   private:
     // How a picture's pixels become a stream: the bytes written to `out`, or nothing.
@@ -48,8 +51,7 @@ class CRv512Encoder : public store::CodecPort {
                 const Encoding& encode);
 
     Links m_links;
-    int m_lastWidth = 0;
-    int m_lastHeight = 0;
+    jpeg::JPGEncode m_decoder;
     Error m_lastError;
 };
 

@@ -5,6 +5,7 @@
 #include <system_error>
 
 #include "flash/checked_transfer.h"
+#include "store/decode_task.h"
 #include "store/messages.h"
 #include "store/picture_table.h"
 #include "store/store.h"
@@ -24,11 +25,13 @@ class ReadBack {
   private:
     bool ReadSlot(int number);
     bool Store(const std::string& name, ByteSpan stream, MutableByteSpan slot);
-    void AddRecord(const std::string& name, ByteSpan stream);
+    void AddRecord(const std::string& name, ByteSpan stream, const Digest& hash);
     void ShowResult();
 
     const StreamCheck& m_check;
     StoreState& m_store = store::Store();
+    DecodeTask m_decoding{m_store.MyJPG, static_cast<int>(m_store.gmyLcdWidth),
+                          static_cast<int>(m_store.gmyLcdHeight)};
     int m_read = 0;
     bool m_gap = false;
 };
@@ -62,10 +65,9 @@ bool ReadStream(std::int32_t address, std::int32_t length, Stream& stream) {
     return true;
 }
 
-bool Decode(const std::string& name) {
-    const StoreState& store = Store();
-    return store.MyJPG->DeCode(StreamPath(name), BitmapPath(name), static_cast<int>(store.gmyLcdWidth),
-                               static_cast<int>(store.gmyLcdHeight));
+void Remove(const Path& file) {
+    std::error_code ignored;
+    std::filesystem::remove(file, ignored);
 }
 
 bool IsAboutPicture(const Error& error) {
@@ -83,14 +85,20 @@ void CompactTable(int count) {
 }
 
 bool ReadBack::Store(const std::string& name, ByteSpan stream, MutableByteSpan slot) {
-    if (const auto written = WriteFile(StreamPath(name), stream, Links::Replace); !written)
+    // Both files are made at the same time: most of it is the kernel's work on two folders.
+    m_decoding.Begin(stream, BitmapPath(name));
+    const auto written = WriteFile(StreamPath(name), stream, Links::Replace);
+    const auto hash = Sha256(stream);
+    const bool decoded = m_decoding.End();
+    if (!written) {
+        Remove(BitmapPath(name));
         return Because(written.error().message);
-    if (Decode(name)) {
-        AddRecord(name, stream);
+    }
+    if (decoded) {
+        AddRecord(name, stream, hash);
         return true;
     }
-    std::error_code ignored;
-    std::filesystem::remove(StreamPath(name), ignored);
+    Remove(StreamPath(name));
     // A full disk says nothing about the picture, which must not lose its place for that.
     if (const Error& error = m_store.MyJPG->LastError(); !IsAboutPicture(error))
         return Because(error.message);
@@ -98,7 +106,7 @@ bool ReadBack::Store(const std::string& name, ByteSpan stream, MutableByteSpan s
     return true;
 }
 
-void ReadBack::AddRecord(const std::string& name, ByteSpan stream) {
+void ReadBack::AddRecord(const std::string& name, ByteSpan stream, const Digest& hash) {
     const auto size = static_cast<std::int32_t>(stream.size());
     auto record = std::make_unique<FileData>();
     record->fileRef = BitmapPath(name);
@@ -107,7 +115,7 @@ void ReadBack::AddRecord(const std::string& name, ByteSpan stream) {
     record->afterGap = m_gap ? 1 : 0;
     record->seqIndex = m_read;
     record->picSize = size;
-    record->streamHash = Sha256(stream);
+    record->streamHash = hash;
     AddNode(m_store.gmyPictureData.get(), record.release());
     m_store.TotolFlashSizeForPic -= size;
     ShowNote(kReadPicture, m_read);

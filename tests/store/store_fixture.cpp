@@ -69,15 +69,18 @@ TestFlash& TestFlash::Pictures(const std::vector<int>& sizes) {
 }
 
 bool TestCodec::DeCode(const Path& source, const Path& destination, int width, int height) {
-    const auto stream = ReadFile(source);
-    if (!stream || stream->size() < 3 || std::memcmp(stream->data(), "PIC", 3) != 0) {
+    return DeCodeStream(ReadFile(source).value_or(Bytes()), destination, width, height);
+}
+
+bool TestCodec::DeCodeStream(ByteSpan stream, const Path& destination, int width, int height) {
+    if (stream.size() < 3 || std::memcmp(stream.data(), "PIC", 3) != 0) {
         m_lastError = {ErrorKind::Damaged, "no picture"};
         return false;
     }
     EXPECT_EQ(width, 160);
     EXPECT_EQ(height, 128);
     Bytes bitmap = {'B', 'M'};
-    bitmap.insert(bitmap.end(), stream->begin(), stream->end());
+    bitmap.insert(bitmap.end(), stream.begin(), stream.end());
     const auto written = WriteFile(destination, bitmap, Links::Replace);
     if (!written)
         m_lastError = written.error();

@@ -53,6 +53,7 @@ class TestFlash {
 class TestCodec : public CodecPort {
   public:
     bool DeCode(const Path& source, const Path& destination, int width, int height) override;
+    bool DeCodeStream(ByteSpan stream, const Path& destination, int width, int height) override;
     const Error& LastError() const override { return m_lastError; }
 
   private:
