@@ -100,7 +100,8 @@ void DiskBrowser::TakeSelection(FolderColumn* column) {
     const std::size_t position = PositionOf(column);
     if (m_quiet || position == m_columns.size())
         return;
-    ++m_request;  // whatever folder is still being read is no longer wanted
+    m_opening.clear();  // where the user turns off, the way ends
+    ++m_request;        // whatever folder is still being read is no longer wanted
     CloseColumnsBehind(position);
     const std::vector<ItemID> selected = column->Selected();
     const tagFILEITEM* only = selected.size() == 1 ? FileItemArray.Find(selected.front()) : nullptr;
@@ -130,8 +131,9 @@ void DiskBrowser::TakeFolder(ItemID folder, int request, std::vector<FolderEntry
         return;
     m_columns.back()->Model().SetItems(ExpendFolder(FileItemArray, std::move(entries)));
     ShowLastColumn();
-    emit FolderOpened(FileItemArray.Find(folder)->spec);
     ContinueOpening();
+    if (m_opening.empty())
+        emit FolderOpened(OpenFolder());
 }
 
 void DiskBrowser::OpenPath(const Path& folder) {
@@ -161,10 +163,12 @@ void DiskBrowser::ContinueOpening() {
             bestLength = length;
         }
     }
-    if (best == kNoItem || FileItemArray.Find(best)->spec == m_opening)
-        m_opening.clear();
-    if (best != kNoItem)
-        last->SelectOnly(best);
+    const Path opening = std::exchange(m_opening, {});
+    if (best == kNoItem)
+        return;
+    last->SelectOnly(best);
+    if (FileItemArray.Find(best)->spec != opening)
+        m_opening = opening;
 }
 
 void DiskBrowser::Leave(FolderColumn* column, int direction) {

@@ -37,6 +37,8 @@ class DiskBrowser : public QScrollArea {
     void TakeFocus();
     // The deepest folder that is open; empty when none is.
     [[nodiscard]] Path OpenFolder() const;
+    // The folder to come back to: the open one, or the one that OpenPath() is still on its way to.
+    [[nodiscard]] Path WantedFolder() const { return m_opening.empty() ? OpenFolder() : m_opening; }
     // A folder is still being read.
     [[nodiscard]] bool IsReading() const { return m_reading > 0; }
 
@@ -46,6 +48,7 @@ class DiskBrowser : public QScrollArea {
   signals:
     // The selection has changed; walk the records to see what to load.
     void SelectionSetChanged();
+    // The user's folder, or the one that OpenPath() has come to, has been read; none of those on the way.
     void FolderOpened(const Path& folder);
 
   protected:

@@ -188,6 +188,9 @@ void MainWindow::Restore() {
 void MainWindow::Remember() {
     m_settings.SetBytes(kGeometrySetting, saveGeometry());
     m_settings.SetBytes(kPanesSetting, findChild<QSplitter*>()->saveState());
+    // Not only once it has been read: the window may be left sooner.
+    if (const Path folder = m_browser->WantedFolder(); !folder.empty())
+        m_settings.SetFolder(kBrowserFolderSetting, folder);
 }
 
 void MainWindow::Start(const std::optional<Path>& frame) {

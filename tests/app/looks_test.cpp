@@ -166,7 +166,7 @@ class LooksTest : public WindowFixture {
         std::filesystem::create_directories(deep);
         DiskBrowser& browser = m_window->Browser();
         browser.OpenPath(deep);
-        QTRY_VERIFY_WITH_TIMEOUT(browser.OpenFolder() == deep, kPatience);
+        WaitForFolder(deep);
         const auto cut = [&] {
             QStringList found;
             for (const FolderColumn* column : browser.findChildren<FolderColumn*>()) {
@@ -188,7 +188,7 @@ class LooksTest : public WindowFixture {
         std::filesystem::remove(Pictures() / "notes.txt");
         DiskBrowser& browser = m_window->Browser();
         browser.OpenPath(Pictures());
-        QTRY_VERIFY_WITH_TIMEOUT(browser.OpenFolder() == Pictures() && !browser.IsReading(), kPatience);
+        WaitForFolder(Pictures());
         browser.TakeFocus();
         QTest::keyClick(m_window->focusWidget(), Qt::Key_A, Qt::ControlModifier);
         QTRY_VERIFY_WITH_TIMEOUT(Find<EditView>(myHIViewID).ShowsPicture(), kPatience);

@@ -64,7 +64,7 @@ void WindowFixture::Open(double pace, platform::Bus* hardware, platform::Volumes
     OpenAsLeft(pace, hardware, volumes);
     m_window->resize(1200, 760);
     m_window->Browser().OpenPath(Pictures());
-    QTRY_VERIFY_WITH_TIMEOUT(m_window->Browser().OpenFolder() == Pictures(), kPatience);
+    WaitForFolder(Pictures());
 }
 
 void WindowFixture::OpenAsLeft(double pace, platform::Bus* hardware, platform::Volumes* volumes) {
@@ -78,6 +78,11 @@ void WindowFixture::OpenAsLeft(double pace, platform::Bus* hardware, platform::V
     m_window->show();
     QVERIFY(QTest::qWaitForWindowExposed(m_window.get()));
     m_window->Start(std::nullopt);
+}
+
+void WindowFixture::WaitForFolder(const Path& folder) {
+    DiskBrowser& browser = m_window->Browser();
+    QTRY_VERIFY_WITH_TIMEOUT(browser.OpenFolder() == folder && !browser.IsReading(), kPatience);
 }
 
 void WindowFixture::Attach() {

@@ -41,6 +41,8 @@ class WindowFixture : public QObject {
     // window how large it is and which folder it shows.
     void Open(double pace = 0, platform::Bus* hardware = nullptr, platform::Volumes* volumes = nullptr);
     void OpenAsLeft(double pace = 0, platform::Bus* hardware = nullptr, platform::Volumes* volumes = nullptr);
+    // The folder is open and its items are listed.
+    void WaitForFolder(const Path& folder);
     void Attach();
     void WaitForPanel();
     void WaitForNote(const char* note);
