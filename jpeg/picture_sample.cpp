@@ -42,7 +42,7 @@ PictureSample::PictureSample(const SourcePicture& source, int mode)
     : m_pictureMcus(GridOf(source.width, source.height, mode).McuCount()), m_grid(GridOf(kWidth, 1, mode)) {
     const std::vector<Corner> tiles = Tiles(source, m_grid.mcuHeight);
     m_chunks = std::make_unique_for_overwrite<ChunkCoefficients[]>(tiles.size() / kTilesPerChunk);
-    std::array<std::uint8_t, 16 * kChunkColumns * 3> pixels;  // two tiles side by side
+    std::array<std::uint8_t, 16 * kChunkColumns * 3> pixels;  // a chunk's tiles side by side
     for (std::size_t tile = 0; tile < tiles.size(); ++tile) {
         for (int row = 0; row < m_grid.mcuHeight; ++row) {
             const std::uint8_t* const from =

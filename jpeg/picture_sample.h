@@ -24,7 +24,7 @@ class PictureSample {
     std::size_t m_pictureMcus;
     McuGrid m_grid;  // of the chunks
     std::size_t m_count = 0;
-    std::unique_ptr<ChunkCoefficients[]> m_chunks;  // two tiles each
+    std::unique_ptr<ChunkCoefficients[]> m_chunks;  // four tiles each
 };
 
 }  // namespace lumato::jpeg

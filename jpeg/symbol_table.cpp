@@ -17,6 +17,7 @@ bool SymbolTable::Define(ByteSpan bits, ByteSpan values) {
         return false;
     std::copy(values.begin(), values.end(), m_symbols.begin());
     m_symbolCount = static_cast<int>(count);
+    m_codeEnd = code;
     FillLookahead();
     return true;
 }

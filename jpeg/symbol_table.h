@@ -23,6 +23,9 @@ class SymbolTable {
 
     [[nodiscard]] bool operator==(const SymbolTable& other) const = default;
 
+    // True when the 16 bits of `window` start with a code that names a symbol.
+    [[nodiscard]] bool Names(std::uint32_t window) const { return window < m_codeEnd; }
+
     [[nodiscard]] bool IsDefined() const { return m_symbolCount > 0; }
 
     // The symbol whose code the 16 bits of `window` start with. A code that names no symbol counts as symbol
@@ -44,6 +47,7 @@ class SymbolTable {
 
     std::array<std::uint8_t, 256> m_symbols{};
     int m_symbolCount = 0;
+    std::uint32_t m_codeEnd = 0;  // no code, left-aligned in 16 bits, is as large
     // By code length - 1: the first code of that length, left-aligned in 16 bits, and the codes shorter than
     // it. After a complete code the sum wraps to 0, and that length can no longer be found.
     std::array<std::uint16_t, 16> MINCODE{};

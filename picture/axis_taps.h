@@ -16,13 +16,12 @@ inline constexpr int kTapGroup = 4;     // weights come in whole groups, for vec
 
 // Both filters are widened by the reduction, and interpolate: nothing changes at scale 1.
 enum class Filter {
-    // Keys' cubic (R. Keys, "Cubic Convolution Interpolation for Digital Image Processing", 1981, a = -1/2):
-    // what
-    // is shown. It rings little.
+    // Keys' cubic (R. Keys, "Cubic Convolution Interpolation for Digital Image Processing", 1981, a = -1/2),
+    // for what is shown: it rings little.
     Cubic,
-    // The sinc with three lobes of a window of itself: what is reduced once more. It leaves less of what is
-    // too
-    // fine.
+    // The sinc with three lobes of a window of itself, for what is reduced once more: it leaves less of what
+    // is
+    // too fine.
     Lanczos,
 };
 

@@ -92,7 +92,7 @@ void DrawTurned(const Surface& surface, PictureLevels& picture, const PicturePla
                              source.height / (scaleV * held.height));
     const PixelCoverage coverage(placement, held.width / 2.0, held.height / 2.0);
     DrawInBands(surface.height, [&](int begin, int end) {
-        BlockReader reader(source, filter);
+        PixelBlockReader reader(source, filter);
         std::vector<std::uint8_t> colours(static_cast<std::size_t>(surface.width) * kChannels);
         for (int row = begin; row < end; ++row) {
             const PixelCoverage::RowPart part = coverage.InRow(row, surface.width);

@@ -1,8 +1,8 @@
 // Imports the files of a batch ahead of the one who adds them, on all processors, while the outcomes are
 // taken in the files' order.
 //
-// New memory costs as much as a fifth of an import, in pages that the system has to clear: a picture that is
-// given back makes room for a later one.
+// New memory costs a good part of an import, in pages that the system has to clear: a picture that is given
+// back makes room for a later one.
 //
 // Used by one thread; its own threads touch nothing but the files and the pictures they make of them. At most
 // as many pictures are held at a time as there are threads, the one taken last included: memory stays bounded

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <numeric>
+#include <type_traits>
 
 #include "jpeg/tables.h"
 
@@ -34,9 +36,9 @@ bool IsUsual(ByteSpan acSymbols) {
 }  // namespace
 
 // Reads the blocks of an MCU. The bits are its own meanwhile, so that they stay in registers.
-class JpegScanReader::BlockReader {
+class JpegScanReader::McuReader {
   public:
-    explicit BlockReader(const jpeg::BitReader& bits) : m_bits(bits) {}
+    explicit McuReader(const jpeg::BitReader& bits) : m_bits(bits) {}
 
     [[nodiscard]] const jpeg::BitReader& Bits() const { return m_bits; }
 
@@ -61,8 +63,7 @@ class JpegScanReader::BlockReader {
     template <class Values>
     int Symbol(const Table<Values>& table) {
         const auto bits = static_cast<std::uint32_t>(m_bits.Window() >> 48);
-        if (bits >= table.codeEnd)
-            m_sound = false;
+        m_sound &= table.symbols.Names(bits);
         const jpeg::SymbolTable::Match match = table.symbols.Find(bits);
         m_bits.Consume(match.length);
         return match.symbol;
@@ -151,20 +152,13 @@ std::unique_ptr<JpegScanReader::Table<Values>> JpegScanReader::MakeTable(const J
     if (list == nullptr)
         return nullptr;
     const ByteSpan bits(list->bits + 1, 16);
-    std::size_t count = 0;
-    std::uint32_t codeEnd = 0;
-    for (std::size_t i = 0; i < bits.size(); ++i) {
-        count += bits[i];
-        codeEnd += std::uint32_t{bits[i]} << (15 - i);
-    }
+    const ByteSpan values(list->huffval, std::accumulate(bits.begin(), bits.end(), std::size_t{0}));
     jpeg::SymbolTable symbols;
-    if (count > 255 || !symbols.Define(bits, ByteSpan(list->huffval, count)))
+    if (values.size() > 255 || !symbols.Define(bits, values))
         return nullptr;
-    if (std::is_same_v<Values, CoefficientTable> && !IsUsual(ByteSpan(list->huffval, count)))
+    if (std::is_same_v<Values, CoefficientTable> && !IsUsual(values))
         return nullptr;
-    auto table = std::make_unique<Table<Values>>(symbols);
-    table->codeEnd = codeEnd;
-    return table;
+    return std::make_unique<Table<Values>>(symbols);
 }
 
 bool JpegScanReader::Prepare(const jpeg_decompress_struct& jpeg) {
@@ -203,7 +197,7 @@ bool JpegScanReader::ReadMcu(JBLOCKROW* blocks) {
 }
 
 bool JpegScanReader::ReadBlocks(JBLOCKROW* blocks) {
-    BlockReader reader(m_bits);
+    McuReader reader(m_bits);
     bool sound = true;
     for (std::size_t i = 0; i < m_blocks; ++i) {
         alignas(32) std::int16_t block[64 + 16];

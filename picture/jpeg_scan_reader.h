@@ -44,14 +44,13 @@ class JpegScanReader {
         explicit Table(const jpeg::SymbolTable& of) : symbols(of), values(of) {}
         jpeg::SymbolTable symbols;
         Values values;
-        std::uint32_t codeEnd = 0;  // no code, left-aligned in 16 bits, is as large
     };
     struct Component {
         std::unique_ptr<Table<jpeg::DcTable>> dc;
         std::unique_ptr<Table<CoefficientTable>> ac;
         int predictor = 0;
     };
-    class BlockReader;
+    class McuReader;
 
     JpegScanReader(const jpeg_decompress_struct& jpeg, const PictureFile& file, std::int64_t offset);
     template <class Values>

@@ -37,7 +37,8 @@ void CombineColumnsPlainly(const std::int16_t* row, const AxisTaps& taps, std::u
     }
 }
 
-void CombineBlocksPlainly(BlockReader& reader, const PositionRun& run, std::size_t count, std::uint8_t* out) {
+void CombineBlocksPlainly(PixelBlockReader& reader, const PositionRun& run, std::size_t count,
+                          std::uint8_t* out) {
     std::int64_t u = run.u;
     std::int64_t v = run.v;
     for (std::size_t i = 0; i < count; ++i, u += run.uStep, v += run.vStep) {
@@ -71,7 +72,7 @@ void CombineColumns(const std::int16_t* row, const AxisTaps& taps, std::uint8_t*
         CombineColumnsPlainly(row, taps, out);
 }
 
-void CombineBlocks(BlockReader& reader, const PositionRun& run, std::size_t count, std::uint8_t* out) {
+void CombineBlocks(PixelBlockReader& reader, const PositionRun& run, std::size_t count, std::uint8_t* out) {
     if (jpeg::UsesVectors())
         CombineBlocksInVectors(reader, run, count, out);
     else

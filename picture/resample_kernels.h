@@ -9,7 +9,7 @@
 #include <span>
 
 #include "picture/axis_taps.h"
-#include "picture/block_reader.h"
+#include "picture/pixel_block_reader.h"
 
 namespace lumato::picture {
 
@@ -31,6 +31,6 @@ struct PositionRun {
 };
 
 // The filtered colours at `count` positions.
-void CombineBlocks(BlockReader& reader, const PositionRun& run, std::size_t count, std::uint8_t* out);
+void CombineBlocks(PixelBlockReader& reader, const PositionRun& run, std::size_t count, std::uint8_t* out);
 
 }  // namespace lumato::picture

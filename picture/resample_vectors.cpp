@@ -136,7 +136,8 @@ void CombineColumnsHere(const std::int16_t* row, const AxisTaps& taps, std::uint
     }
 }
 
-void CombineBlocksHere(BlockReader& reader, const PositionRun& run, std::size_t count, std::uint8_t* out) {
+void CombineBlocksHere(PixelBlockReader& reader, const PositionRun& run, std::size_t count,
+                       std::uint8_t* out) {
     const std::size_t width = reader.Width();
     const std::size_t height = reader.Height();
     std::int64_t u = run.u;
@@ -162,7 +163,7 @@ std::size_t CombineRowsHere(const std::uint8_t*, std::size_t, std::span<const st
     return 0;
 }
 void CombineColumnsHere(const std::int16_t*, const AxisTaps&, std::uint8_t*) {}
-void CombineBlocksHere(BlockReader&, const PositionRun&, std::size_t, std::uint8_t*) {}
+void CombineBlocksHere(PixelBlockReader&, const PositionRun&, std::size_t, std::uint8_t*) {}
 }  // namespace lumato::picture::HWY_NAMESPACE
 #endif
 
@@ -183,7 +184,7 @@ void CombineColumnsInVectors(const std::int16_t* row, const AxisTaps& taps, std:
     HWY_DYNAMIC_DISPATCH(CombineColumnsHere)(row, taps, out);
 }
 
-void CombineBlocksInVectors(BlockReader& reader, const PositionRun& run, std::size_t count,
+void CombineBlocksInVectors(PixelBlockReader& reader, const PositionRun& run, std::size_t count,
                             std::uint8_t* out) {
     HWY_DYNAMIC_DISPATCH(CombineBlocksHere)(reader, run, count, out);
 }

@@ -11,7 +11,7 @@ namespace lumato::picture {
 std::size_t CombineRowsInVectors(const std::uint8_t* source, std::size_t stride,
                                  std::span<const std::int16_t> weights, std::size_t count, std::int16_t* out);
 void CombineColumnsInVectors(const std::int16_t* row, const AxisTaps& taps, std::uint8_t* out);
-void CombineBlocksInVectors(BlockReader& reader, const PositionRun& run, std::size_t count,
+void CombineBlocksInVectors(PixelBlockReader& reader, const PositionRun& run, std::size_t count,
                             std::uint8_t* out);
 
 }  // namespace lumato::picture

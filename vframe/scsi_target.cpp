@@ -80,7 +80,7 @@ Reply SendAnswer(const ScsiRequest& request, ByteSpan answer, std::size_t alloca
     return length;
 }
 
-ScsiTarget::ScsiTarget(Identity identity) : m_identity(std::move(identity)), m_disk(MakeVolume()) {}
+ScsiTarget::ScsiTarget(Identity identity) : m_identity(std::move(identity)) {}
 
 Reply ScsiTarget::Execute(const ScsiRequest& request) const {
     if (request.block.size() < BlockLength(request.block[0]))
@@ -110,7 +110,7 @@ Reply ScsiTarget::ReadBlocks(const ScsiRequest& request) const {
     const std::uint64_t count = GetBe16(request.block.subspan(7));
     if (first + count > kVolumeBlocks)
         return Refuse(kOutOfRange);
-    const ByteSpan data = ByteSpan(m_disk).subspan(first * kVolumeBlockSize, count * kVolumeBlockSize);
+    const ByteSpan data = VolumeBytes().subspan(first * kVolumeBlockSize, count * kVolumeBlockSize);
     if (data.size() != request.data.size())
         return Refuse(kInvalidField);
     return SendAnswer(request, data, data.size());

@@ -7,7 +7,6 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "platform/scsi.h"
 #include "vframe/sense.h"
@@ -33,7 +32,6 @@ class ScsiTarget {
     [[nodiscard]] Reply ReadBlocks(const platform::ScsiRequest& request) const;
 
     Identity m_identity;
-    std::vector<std::uint8_t> m_disk;
 };
 
 // Sends `answer` to the host, cut to `allocation` and to the data phase that there is. Refused when the data

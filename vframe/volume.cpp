@@ -135,6 +135,8 @@ Bytes VolumeMarkContent() {
     return bytes;
 }
 
+namespace {
+
 Bytes MakeVolume() {
     Bytes disk(kVolumeBlocks * kVolumeBlockSize);
     const auto blocks = [&disk](std::size_t first, std::size_t count) {
@@ -152,6 +154,13 @@ Bytes MakeVolume() {
     PutRoot(blocks(at, kRootBlocks), content.size());
     at += kRootBlocks;
     std::copy(content.begin(), content.end(), blocks(at, clusters * kBlocksPerCluster).begin());
+    return disk;
+}
+
+}  // namespace
+
+ByteSpan VolumeBytes() {
+    static const Bytes disk = MakeVolume();
     return disk;
 }
 

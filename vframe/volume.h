@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "base/bytes.h"
+
 namespace lumato::vframe {
 
 inline constexpr std::size_t kVolumeBlockSize = 512;
@@ -20,7 +22,8 @@ inline constexpr std::string_view kVolumeMarkName = "LanguageUnicode.ini";
 // What the file holds: UTF-16LE text with a byte-order mark.
 [[nodiscard]] std::vector<std::uint8_t> VolumeMarkContent();
 
-// The whole disk, kVolumeBlocks * kVolumeBlockSize bytes.
-[[nodiscard]] std::vector<std::uint8_t> MakeVolume();
+// The whole disk, kVolumeBlocks * kVolumeBlockSize bytes. Made when somebody first looks: few who have a
+// frame do. Any thread.
+[[nodiscard]] ByteSpan VolumeBytes();
 
 }  // namespace lumato::vframe

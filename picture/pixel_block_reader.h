@@ -28,10 +28,10 @@ struct PixelBlock {
     const std::int16_t* down;    // Height() weights
 };
 
-class BlockReader {
+class PixelBlockReader {
   public:
     // Borrows both.
-    BlockReader(const PixelView& source, const BlockFilter& filter)
+    PixelBlockReader(const PixelView& source, const BlockFilter& filter)
         : m_source(source),
           m_filter(filter),
           m_endU(std::int64_t{source.width} << kPositionBits),

@@ -1,8 +1,8 @@
-#include "picture/block_reader.h"
+#include "picture/pixel_block_reader.h"
 
 namespace lumato::picture {
 
-const std::uint8_t* BlockReader::CopyAtEdge(int column, int row) {
+const std::uint8_t* PixelBlockReader::CopyAtEdge(int column, int row) {
     m_copy.resize(Width() * Height() * kChannels);
     std::uint8_t* out = m_copy.data();
     for (int r = 0; r < m_filter.down.Width(); ++r)
