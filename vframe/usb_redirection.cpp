@@ -10,6 +10,7 @@
 
 #include "base/diagnostics.h"
 #include "vframe/usb_descriptors.h"
+#include "vframe/usbredir_library.h"
 
 namespace lumato::vframe {
 namespace {
@@ -82,7 +83,7 @@ struct UsbRedirection::Handlers {
     static void GetConfiguration(void* object, std::uint64_t id) {
         usb_redir_configuration_status_header status{.status = usb_redir_success,
                                                      .configuration = Self(object).m_configuration};
-        usbredirparser_send_configuration_status(Self(object).m_parser.get(), id, &status);
+        UsbredirLibrary::Get().sendConfiguration(Self(object).m_parser.get(), id, &status);
     }
     static void SendAltSetting(void* object, std::uint64_t id, std::uint8_t interface,
                                std::uint8_t alternate) {
@@ -91,7 +92,7 @@ struct UsbRedirection::Handlers {
             .status = static_cast<std::uint8_t>(known ? usb_redir_success : usb_redir_stall),
             .interface = interface,
             .alt = 0};
-        usbredirparser_send_alt_setting_status(Self(object).m_parser.get(), id, &status);
+        UsbredirLibrary::Get().sendAltSetting(Self(object).m_parser.get(), id, &status);
     }
     static void SetAltSetting(void* object, std::uint64_t id, usb_redir_set_alt_setting_header* header) {
         SendAltSetting(object, id, header->interface, header->alt);
@@ -103,22 +104,25 @@ struct UsbRedirection::Handlers {
     static void DisconnectAck(void*) {}
     static void Control(void* object, std::uint64_t id, usb_redir_control_packet_header* header,
                         std::uint8_t* data, int) {
-        usbredirparser_free_packet_data(Self(object).m_parser.get(), data);
+        UsbredirLibrary::Get().freeData(Self(object).m_parser.get(), data);
         Self(object).HandleControl(id, *header);
     }
     static void Bulk(void* object, std::uint64_t id, usb_redir_bulk_packet_header* header, std::uint8_t* data,
                      int length) {
         Self(object).HandleBulk(id, *header, ByteSpan(data, static_cast<std::size_t>(length)));
-        usbredirparser_free_packet_data(Self(object).m_parser.get(), data);
+        UsbredirLibrary::Get().freeData(Self(object).m_parser.get(), data);
     }
     static void Filter(void* object, usbredirfilter_rule* rules, int) {
-        usbredirparser_free_packet_data(Self(object).m_parser.get(), reinterpret_cast<std::uint8_t*>(rules));
+        UsbredirLibrary::Get().freeData(Self(object).m_parser.get(), reinterpret_cast<std::uint8_t*>(rules));
     }
     static void FilterReject(void*) { Diagnose("usbredir: the other end does not want the frame"); }
 };
 
-UsbRedirection::UsbRedirection(int socket)
-    : m_socket(socket), m_parser(usbredirparser_create(), usbredirparser_destroy) {
+void UsbRedirection::ParserReleaser::operator()(usbredirparser* parser) const {
+    UsbredirLibrary::Get().destroy(parser);
+}
+
+UsbRedirection::UsbRedirection(int socket) : m_socket(socket), m_parser(UsbredirLibrary::Get().create()) {
     usbredirparser& parser = *m_parser;
     parser.priv = this;
     parser.log_func = Handlers::Log;
@@ -141,9 +145,9 @@ UsbRedirection::UsbRedirection(int socket)
     for (const int capability :
          {usb_redir_cap_connect_device_version, usb_redir_cap_device_disconnect_ack,
           usb_redir_cap_ep_info_max_packet_size, usb_redir_cap_64bits_ids, usb_redir_cap_32bits_bulk_length})
-        usbredirparser_caps_set_cap(capabilities.data(), capability);
-    usbredirparser_init(&parser, "Lumato virtual frame", capabilities.data(), USB_REDIR_CAPS_SIZE,
-                        usbredirparser_fl_usb_host);
+        UsbredirLibrary::Get().setCapability(capabilities.data(), capability);
+    UsbredirLibrary::Get().init(&parser, "Lumato virtual frame", capabilities.data(), USB_REDIR_CAPS_SIZE,
+                                usbredirparser_fl_usb_host);
 }
 
 UsbRedirection::~UsbRedirection() = default;
@@ -160,7 +164,7 @@ void UsbRedirection::Unplug() {
     m_storage = nullptr;
     m_waiting.clear();
     if (m_greeted)
-        usbredirparser_send_device_disconnect(m_parser.get());
+        UsbredirLibrary::Get().sendDisconnect(m_parser.get());
 }
 
 void UsbRedirection::Connect() {
@@ -172,33 +176,33 @@ void UsbRedirection::Connect() {
         endpoints.type[EndpointIndex(bulk)] = usb_redir_type_bulk;
         endpoints.max_packet_size[EndpointIndex(bulk)] = kBulkPacket;
     }
-    usbredirparser_send_ep_info(m_parser.get(), &endpoints);
+    UsbredirLibrary::Get().sendEndpoints(m_parser.get(), &endpoints);
 
     usb_redir_interface_info_header interfaces{};
     interfaces.interface_count = 1;
     interfaces.interface_class[0] = kStorageClass;
     interfaces.interface_subclass[0] = kStorageSubclass;
     interfaces.interface_protocol[0] = kStorageProtocol;
-    usbredirparser_send_interface_info(m_parser.get(), &interfaces);
+    UsbredirLibrary::Get().sendInterfaces(m_parser.get(), &interfaces);
 
     usb_redir_device_connect_header device{};
     device.speed = usb_redir_speed_high;
     device.vendor_id = kVendorId;
     device.product_id = kProductId;
     device.device_version_bcd = kReleaseBcd;
-    usbredirparser_send_device_connect(m_parser.get(), &device);
+    UsbredirLibrary::Get().sendConnect(m_parser.get(), &device);
 }
 
 bool UsbRedirection::Receive() {
-    return usbredirparser_do_read(m_parser.get()) == 0 && !m_ended;
+    return UsbredirLibrary::Get().read(m_parser.get()) == 0 && !m_ended;
 }
 
 bool UsbRedirection::Send() {
-    return usbredirparser_do_write(m_parser.get()) == 0;
+    return UsbredirLibrary::Get().write(m_parser.get()) == 0;
 }
 
 bool UsbRedirection::HasToSend() const {
-    return usbredirparser_has_data_to_write(m_parser.get()) > 0;
+    return UsbredirLibrary::Get().toWrite(m_parser.get()) > 0;
 }
 
 void UsbRedirection::HandleControl(std::uint64_t id, usb_redir_control_packet_header header) {
@@ -209,7 +213,7 @@ void UsbRedirection::HandleControl(std::uint64_t id, usb_redir_control_packet_he
         answer.resize(std::min(answer.size(), std::size_t{header.length}));
         header.length = static_cast<std::uint16_t>(answer.size());
     }
-    usbredirparser_send_control_packet(m_parser.get(), id, &header, answer.data(),
+    UsbredirLibrary::Get().sendControl(m_parser.get(), id, &header, answer.data(),
                                        static_cast<int>(answer.size()));
     ServeWaiting();
 }
@@ -248,7 +252,7 @@ void UsbRedirection::HandleBulk(std::uint64_t id, usb_redir_bulk_packet_header h
     } else {
         const bool taken = m_storage != nullptr && m_storage->Take(data);
         header.status = static_cast<std::uint8_t>(taken ? usb_redir_success : usb_redir_stall);
-        usbredirparser_send_bulk_packet(m_parser.get(), id, &header, nullptr, 0);
+        UsbredirLibrary::Get().sendBulk(m_parser.get(), id, &header, nullptr, 0);
     }
     ServeWaiting();
 }
@@ -261,7 +265,7 @@ void UsbRedirection::ServeWaiting() {
             return;
         SetLength(first.header, answer->bytes.size());
         first.header.status = static_cast<std::uint8_t>(answer->halted ? usb_redir_stall : usb_redir_success);
-        usbredirparser_send_bulk_packet(m_parser.get(), first.id, &first.header, answer->bytes.data(),
+        UsbredirLibrary::Get().sendBulk(m_parser.get(), first.id, &first.header, answer->bytes.data(),
                                         static_cast<int>(answer->bytes.size()));
         m_waiting.pop_front();
     }
@@ -273,7 +277,7 @@ void UsbRedirection::Cancel(std::uint64_t id) {
         return;  // answered already
     found->header.status = usb_redir_cancelled;
     SetLength(found->header, 0);
-    usbredirparser_send_bulk_packet(m_parser.get(), id, &found->header, nullptr, 0);
+    UsbredirLibrary::Get().sendBulk(m_parser.get(), id, &found->header, nullptr, 0);
     m_waiting.erase(found);
 }
 

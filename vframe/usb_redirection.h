@@ -16,7 +16,8 @@ namespace lumato::vframe {
 
 class UsbRedirection {
   public:
-    // Greets the other end. `socket` must not block and stays the caller's.
+    // Greets the other end. `socket` must not block and stays the caller's. Requires: libusbredirparser is
+    // there.
     explicit UsbRedirection(int socket);
     ~UsbRedirection();
     UsbRedirection(const UsbRedirection&) = delete;
@@ -42,6 +43,9 @@ class UsbRedirection {
         usb_redir_bulk_packet_header header;
     };
     struct Handlers;
+    struct ParserReleaser {
+        void operator()(usbredirparser* parser) const;
+    };
 
     void Connect();
     void HandleControl(std::uint64_t id, usb_redir_control_packet_header header);
@@ -58,7 +62,7 @@ class UsbRedirection {
     BulkOnly* m_storage = nullptr;
     std::uint8_t m_configuration = 1;
     std::deque<Waiting> m_waiting;  // requests of the host for data, until there are any
-    std::unique_ptr<usbredirparser, void (*)(usbredirparser*)> m_parser;
+    std::unique_ptr<usbredirparser, ParserReleaser> m_parser;
 };
 
 }  // namespace lumato::vframe

@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include "base/printable.h"
+#include "vframe/usbredir_library.h"
 
 namespace lumato::vframe {
 namespace {
@@ -139,6 +140,7 @@ UsbServer::~UsbServer() = default;
 Result<std::unique_ptr<UsbServer>> UsbServer::Create(UsbServerOptions options) {
     std::unique_ptr<UsbServer> server(new UsbServer(std::move(options)));
     const UsbServerOptions& wanted = server->m_options;
+    LUMATO_TRY_VOID(UsbredirLibrary::Get().library.Check());
     LUMATO_TRY_VOID(server->Plug());
     if (wanted.control) {
         LUMATO_TRY(server->m_control, Socket::Listen(*wanted.control));

@@ -33,7 +33,8 @@ struct UsbServerOptions {
 class UsbServer {
   public:
     // Opens image and sockets; the frame is plugged in. Errors: those of FlashImage::Open(), Busy (another
-    // program listens there), Unwritable, NotFound (nobody to connect to).
+    // program listens there), Unwritable, NotFound (nobody to connect to), Unsupported (no
+    // libusbredirparser).
     [[nodiscard]] static Result<std::unique_ptr<UsbServer>> Create(UsbServerOptions options);
     ~UsbServer();
     UsbServer(const UsbServer&) = delete;

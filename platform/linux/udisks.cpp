@@ -8,6 +8,7 @@
 #include <systemd/sd-bus.h>
 
 #include "base/printable.h"
+#include "base/system_library.h"
 
 namespace lumato::platform {
 namespace {
@@ -16,16 +17,33 @@ using std::chrono::microseconds;
 
 constexpr std::string_view kDevices = "/dev/";
 
+// One method call over the system's bus.
+struct SystemdLibrary {
+    SystemLibrary library{"libsystemd.so.0"};
+    decltype(&sd_bus_open_system) openSystem = library["sd_bus_open_system"];
+    decltype(&sd_bus_flush_close_unref) close = library["sd_bus_flush_close_unref"];
+    decltype(&sd_bus_message_new_method_call) newCall = library["sd_bus_message_new_method_call"];
+    decltype(&sd_bus_message_append) append = library["sd_bus_message_append"];
+    decltype(&sd_bus_message_unref) releaseMessage = library["sd_bus_message_unref"];
+    decltype(&sd_bus_call) call = library["sd_bus_call"];
+    decltype(&sd_bus_error_free) freeError = library["sd_bus_error_free"];
+};
+
+const SystemdLibrary& Systemd() {
+    static const SystemdLibrary systemd;
+    return systemd;
+}
+
 struct BusCloser {
-    void operator()(sd_bus* bus) const { sd_bus_flush_close_unref(bus); }
+    void operator()(sd_bus* bus) const { Systemd().close(bus); }
 };
 struct MessageCloser {
-    void operator()(sd_bus_message* message) const { sd_bus_message_unref(message); }
+    void operator()(sd_bus_message* message) const { Systemd().releaseMessage(message); }
 };
 struct ErrorHolder {
     sd_bus_error value = SD_BUS_ERROR_NULL;
     ErrorHolder() = default;
-    ~ErrorHolder() { sd_bus_error_free(&value); }
+    ~ErrorHolder() { Systemd().freeError(&value); }
     ErrorHolder(const ErrorHolder&) = delete;
     ErrorHolder& operator=(const ErrorHolder&) = delete;
 };
@@ -66,23 +84,26 @@ Result<void> ResultOf(const sd_bus_error& error, int errorNumber) {
 }  // namespace
 
 Result<void> UnmountByService(const std::string& device, std::chrono::milliseconds limit) {
+    const SystemdLibrary& systemd = Systemd();
+    if (const auto usable = systemd.library.Check(); !usable)
+        return Fail(ErrorKind::NotFound, "no system bus: " + usable.error().message);
     sd_bus* opened = nullptr;
-    if (const int error = sd_bus_open_system(&opened); error < 0)
+    if (const int error = systemd.openSystem(&opened); error < 0)
         return Fail(ErrorKind::NotFound, "no system bus: " + SystemMessage(-error));
     const std::unique_ptr<sd_bus, BusCloser> bus(opened);
 
     sd_bus_message* raw = nullptr;
-    if (sd_bus_message_new_method_call(bus.get(), &raw, "org.freedesktop.UDisks2", ObjectOf(device).c_str(),
-                                       "org.freedesktop.UDisks2.Filesystem", "Unmount") < 0)
+    if (systemd.newCall(bus.get(), &raw, "org.freedesktop.UDisks2", ObjectOf(device).c_str(),
+                        "org.freedesktop.UDisks2.Filesystem", "Unmount") < 0)
         return Fail(ErrorKind::NotFound, device + ": no name for the disk service");
     const std::unique_ptr<sd_bus_message, MessageCloser> call(raw);
-    if (sd_bus_message_append(call.get(), "a{sv}", 0) < 0)
+    if (systemd.append(call.get(), "a{sv}", 0) < 0)
         return Fail(ErrorKind::NotFound, device + ": no call to the disk service");
 
     ErrorHolder error;
     const int sent =
-        sd_bus_call(bus.get(), call.get(), static_cast<std::uint64_t>(microseconds(limit).count()),
-                    &error.value, nullptr);
+        systemd.call(bus.get(), call.get(), static_cast<std::uint64_t>(microseconds(limit).count()),
+                     &error.value, nullptr);
     return sent < 0 ? ResultOf(error.value, -sent) : Result<void>();
 }
 

@@ -5,13 +5,13 @@
 #include <string_view>
 #include <utility>
 
-#include <libudev.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 
 #include "base/printable.h"
 #include "platform/linux/sg_device.h"
+#include "platform/linux/udev_library.h"
 
 namespace lumato::platform {
 namespace {
@@ -21,7 +21,10 @@ constexpr const char* kSubsystem = "scsi_generic";
 // there is.
 constexpr std::string_view kUdevControl = "/run/udev/control";
 
-using UdevDevice = std::unique_ptr<udev_device, udev_device* (*)(udev_device*)>;
+struct DeviceReleaser {
+    void operator()(udev_device* device) const { UdevLibrary::Get().releaseDevice(device); }
+};
+using UdevDevice = std::unique_ptr<udev_device, DeviceReleaser>;
 
 // A socket that nobody listens on was left by one that has ended. Whom it keeps out, it tells that it is
 // there.
@@ -114,8 +117,15 @@ class UsbBus::Service : public BusService {
     std::unique_ptr<ScsiDevice> m_asked;  // opened to see whether that is possible
 };
 
-UsbBus::UsbBus(UsbBusOptions options)
-    : m_options(std::move(options)), m_udev(nullptr, udev_unref), m_monitor(nullptr, udev_monitor_unref) {}
+void UsbBus::Releaser::operator()(udev* context) const {
+    UdevLibrary::Get().release(context);
+}
+
+void UsbBus::Releaser::operator()(udev_monitor* monitor) const {
+    UdevLibrary::Get().releaseMonitor(monitor);
+}
+
+UsbBus::UsbBus(UsbBusOptions options) : m_options(std::move(options)) {}
 
 UsbBus::~UsbBus() = default;
 
@@ -132,13 +142,14 @@ Result<void> UsbBus::Start(BusListener& listener) {
 }
 
 Result<void> UsbBus::Watch() {
-    m_udev.reset(udev_new());
+    const UdevLibrary& udev = UdevLibrary::Get();
+    LUMATO_TRY_VOID(udev.library.Check());
+    m_udev.reset(udev.create());
     m_udevRuns = UdevRuns();
     if (m_udev != nullptr)
-        m_monitor.reset(udev_monitor_new_from_netlink(m_udev.get(), m_udevRuns ? "udev" : "kernel"));
-    if (m_monitor == nullptr ||
-        udev_monitor_filter_add_match_subsystem_devtype(m_monitor.get(), kSubsystem, nullptr) < 0 ||
-        udev_monitor_enable_receiving(m_monitor.get()) < 0)
+        m_monitor.reset(udev.newMonitor(m_udev.get(), m_udevRuns ? "udev" : "kernel"));
+    if (m_monitor == nullptr || udev.filterSubsystem(m_monitor.get(), kSubsystem, nullptr) < 0 ||
+        udev.enableReceiving(m_monitor.get()) < 0)
         return Fail(ErrorKind::Unreadable, "the system does not report which USB devices come and go");
     return {};
 }
@@ -149,23 +160,23 @@ bool UsbBus::IsPrepared(const ScsiCandidate& candidate) const {
         return !GenericDriverIsLoaded(m_options.sysRoot);  // there will be no node to wait for
     if (m_udev == nullptr || !m_udevRuns)
         return true;
-    const UdevDevice device(
-        udev_device_new_from_subsystem_sysname(m_udev.get(), kSubsystem, candidate.generic.c_str()),
-        udev_device_unref);
-    return device == nullptr || udev_device_get_is_initialized(device.get()) != 0;
+    const UdevLibrary& udev = UdevLibrary::Get();
+    const UdevDevice device(udev.newDevice(m_udev.get(), kSubsystem, candidate.generic.c_str()));
+    return device == nullptr || udev.isInitialized(device.get()) != 0;
 }
 
 int UsbBus::Descriptor() const {
-    return m_monitor == nullptr ? -1 : udev_monitor_get_fd(m_monitor.get());
+    return m_monitor == nullptr ? -1 : UdevLibrary::Get().monitorDescriptor(m_monitor.get());
 }
 
 void UsbBus::DeliverEvents() {
     while (m_monitor != nullptr) {
-        const UdevDevice device(udev_monitor_receive_device(m_monitor.get()), udev_device_unref);
+        const UdevLibrary& udev = UdevLibrary::Get();
+        const UdevDevice device(udev.receiveDevice(m_monitor.get()));
         if (device == nullptr)
             return;
-        const char* action = udev_device_get_action(device.get());
-        const Path folder = DeviceFolderOf(udev_device_get_syspath(device.get()));
+        const char* action = udev.actionOf(device.get());
+        const Path folder = DeviceFolderOf(udev.sysPathOf(device.get()));
         if (action != nullptr && std::string_view(action) == "remove")
             DeviceRemoved(folder);
         else

@@ -55,6 +55,10 @@ class UsbBus : public Bus {
 
   private:
     class Service;
+    struct Releaser {
+        void operator()(udev* context) const;
+        void operator()(udev_monitor* monitor) const;
+    };
 
     [[nodiscard]] Result<void> Watch();
     [[nodiscard]] bool IsPrepared(const ScsiCandidate& candidate) const;
@@ -66,8 +70,8 @@ class UsbBus : public Bus {
     BusListener* m_listener = nullptr;
     bool m_udevRuns = false;                           // when watching began
     std::vector<std::unique_ptr<Service>> m_services;  // kept to the end, as a listener may hold on to one
-    std::unique_ptr<udev, udev* (*)(udev*)> m_udev;
-    std::unique_ptr<udev_monitor, udev_monitor* (*)(udev_monitor*)> m_monitor;
+    std::unique_ptr<udev, Releaser> m_udev;
+    std::unique_ptr<udev_monitor, Releaser> m_monitor;
 };
 
 }  // namespace lumato::platform
