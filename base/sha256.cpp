@@ -1,15 +1,15 @@
 #include "base/sha256.h"
 
-#include <sha2.h>
+#include <nettle/sha2.h>
 
 namespace lumato {
 
 Digest Sha256(ByteSpan bytes) {
-    SHA2_CTX context;
-    SHA256Init(&context);
-    SHA256Update(&context, bytes.data(), bytes.size());
+    sha256_ctx context;
+    sha256_init(&context);
+    sha256_update(&context, bytes.size(), bytes.data());
     Digest digest{};
-    SHA256Final(digest.data(), &context);
+    sha256_digest(&context, digest.size(), digest.data());
     return digest;
 }
 

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <vector>
 
 #include "picture/picture_placement.h"
@@ -36,6 +37,13 @@ void DrawAxes(const Surface& surface, const PixelView& picture, const AxisTaps& 
     if (across.count == 0 || down.count == 0)
         return;
     CombinedLine line(picture, across);
+    const auto isPartial = [](float coverage) { return coverage < 1; };
+    const std::size_t fullBegin = static_cast<std::size_t>(
+        std::ranges::find_if_not(across.coverage, isPartial) - across.coverage.begin());
+    const std::size_t fullEnd = static_cast<std::size_t>(
+        std::find_if(across.coverage.begin() + static_cast<std::ptrdiff_t>(fullBegin), across.coverage.end(),
+                     isPartial) -
+        across.coverage.begin());
     std::vector<std::uint8_t> colours(static_cast<std::size_t>(across.count) * kChannels);
     const std::size_t step = turned ? surface.bytesPerRow : kChannels;
     for (int i = 0; i < down.count; ++i) {
@@ -44,9 +52,19 @@ void DrawAxes(const Surface& surface, const PixelView& picture, const AxisTaps& 
         const int position = down.begin + i;
         std::uint8_t* pixel =
             turned ? surface.At(position, across.begin) : surface.At(across.begin, position);
-        for (std::size_t k = 0; k < across.coverage.size(); ++k)
-            BlendPixel(pixel + k * step, surface.order, &colours[k * kChannels + 1],
-                       across.coverage[k] * lineCoverage);
+        const auto blend = [&](std::size_t begin, std::size_t end) {
+            for (std::size_t k = begin; k < end; ++k)
+                BlendPixel(pixel + k * step, surface.order, &colours[k * kChannels + 1],
+                           across.coverage[k] * lineCoverage);
+        };
+        if (turned || lineCoverage < 1) {
+            blend(0, across.coverage.size());
+            continue;
+        }
+        blend(0, fullBegin);
+        LayPixels(pixel + fullBegin * kChannels, surface.order, &colours[fullBegin * kChannels],
+                  fullEnd - fullBegin);
+        blend(fullEnd, across.coverage.size());
     }
 }
 

@@ -51,4 +51,15 @@ inline void BlendPixel(std::uint8_t* pixel, PixelOrder order, const std::uint8_t
     }
 }
 
+// Lays whole pixels, given as one ignored byte, red, green, blue each, side by side.
+inline void LayPixels(std::uint8_t* pixels, PixelOrder order, const std::uint8_t* colours,
+                      std::size_t count) {
+    const bool blueFirst = order == PixelOrder::BlueFirst;
+    for (std::size_t i = 0; i < count * 4; i += 4) {
+        const std::uint8_t laid[4] = {255, colours[i + 1], colours[i + 2], colours[i + 3]};
+        const std::uint8_t reversed[4] = {laid[3], laid[2], laid[1], laid[0]};
+        std::memcpy(pixels + i, blueFirst ? reversed : laid, sizeof laid);
+    }
+}
+
 }  // namespace lumato::picture
