@@ -49,6 +49,7 @@ class PicturesTest : public WindowFixture {
                m_longestWork);
         QVERIFY2(done(), what);
         QVERIFY2(longest < kLongestGap, what);
+        QVERIFY2(m_longestWork < kLongestWork, what);
     }
     bool Idle() { return MainThreadOwns() && m_window->Panel().IsEnabled(); }
 

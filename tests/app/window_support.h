@@ -19,8 +19,11 @@
 
 namespace lumato::app {
 
-inline constexpr int kPatience = 30000;     // milliseconds; far more than anything takes
-inline constexpr qint64 kLongestGap = 500;  // milliseconds; a busy machine under a sanitizer is that slow
+inline constexpr int kPatience = 30000;  // milliseconds; far more than anything takes
+// Milliseconds in which the window does not answer: of work, under a sanitizer, and of whatever else the
+// machine does.
+inline constexpr qint64 kLongestWork = 500;
+inline constexpr qint64 kLongestGap = 3000;
 inline constexpr double kHundredTimesAsFast = 100;
 
 class WindowFixture : public QObject {

@@ -1,10 +1,10 @@
 """Lets every single file operation of the program fail, or kills the program there, and looks what is left.
 
-    python3 failing_files_test.py LUMATOCTL SHIM [--quick] [unittest arguments]
+    python3 failing_files_test.py LUMATOCTL SHIM [--quick] [--sparse] [unittest arguments]
 
 SHIM is libfailing_files.so (tests/shim/). For each command the n-th operation below the home folder or on the
 flash image goes wrong, for n = 1, 2, ... until a run in which nothing went wrong any more. --quick takes one
-kind of failure for each n instead of all.
+kind of failure for each n instead of all, --sparse takes every third n.
 """
 import glob
 import hashlib
@@ -20,6 +20,7 @@ from flash_reader import make_image, put_pictures
 from story import Outcome, Story, noise, streams, wave
 
 SHIM = ""
+EVERY = 1
 KINDS = ("ENOSPC", "EACCES", "EIO", "KILL")
 KILLED = 99
 LCD = (48, 32)
@@ -122,7 +123,7 @@ class FailingFiles(Story):
 
         def wanted(outcome):
             return (outcome.json, digest()) if outcome else expected
-        for n in itertools.count(1):
+        for n in itertools.count(1, EVERY):
             for kind in KINDS[n % 4:n % 4 + 1] if story.QUICK else KINDS:
                 self.start_anew(fresh_home)
                 what, outcome = self.disturbed(n, kind, *arguments)
@@ -153,4 +154,5 @@ class FailingFiles(Story):
 
 if __name__ == "__main__":
     _, SHIM = story.take_files(__doc__, 2)
+    EVERY = 3 if story.take_option("--sparse") else 1
     unittest.main()

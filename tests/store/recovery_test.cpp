@@ -21,11 +21,17 @@ constexpr Cut kKill = std::nullopt;
 constexpr Cut kCuts[] = {FaultKind::Refuse, FaultKind::Lost,   FaultKind::Half,
                          FaultKind::Flip,   FaultKind::Unplug, kKill};
 
+// From one command that is cut to the next: under the sanitizers, which are many times slower, only some.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr std::size_t kStride = 7;
+#else
+constexpr std::size_t kStride = 1;
+#endif
+
 struct Scenario {
     const char* name;
     TestFlash flash;
     std::function<void(class RecoveryTest&)> change;
-    std::size_t stride = 1;  // from one of its commands to the next that is tried
 };
 
 // A picture as the frame has it.
@@ -300,23 +306,14 @@ std::vector<Scenario> Scenarios() {
     };
 }
 
-// Under the sanitizers, which are many times slower, only some.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr std::size_t kStride = 7;
-#else
-constexpr std::size_t kStride = 1;
-#endif
-
 Scenario MostPictures() {
     TestFlash flash(0x30000);
     std::vector<int> sizes(500, 100);
     flash.Pictures(sizes);
-    return {"509 pictures", flash,
-            [](RecoveryTest& test) {
+    return {"509 pictures", flash, [](RecoveryTest& test) {
                 for (unsigned seed = 1001; seed <= 1009; ++seed)
                     test.Add(100, seed);
-            },
-            kStride};
+            }};
 }
 
 bool Thorough() {
@@ -329,7 +326,7 @@ TEST_F(RecoveryTest, OneCutLosesNothing) {
     for (const Scenario& scenario : scenarios) {
         Tally tally;
         const Undisturbed undisturbed = RunUndisturbed(scenario);
-        for (std::size_t n = 1; n <= undisturbed.commands; n += scenario.stride)
+        for (std::size_t n = 1; n <= undisturbed.commands; n += kStride)
             CutOnce(scenario, undisturbed, n, tally);
         tally.Print(scenario.name);
         EXPECT_EQ(tally.losses + tally.differences, 0);
