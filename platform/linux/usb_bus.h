@@ -35,7 +35,7 @@ class UsbBus : public Bus {
     UsbBus(const UsbBus&) = delete;
     UsbBus& operator=(const UsbBus&) = delete;
 
-    // Errors: Unreadable (the system cannot report what comes and goes).
+    // Errors: Unreadable (the system cannot report what comes and goes), Unsupported (no libudev).
     [[nodiscard]] Result<void> Start(BusListener& listener) override;
 
     // Readable when something has come or gone; -1 before Start().
