@@ -73,7 +73,7 @@ class FramesTest : public WindowFixture {
             WaitForPanel();
             QVERIFY(m_window->Link().UsesHardware());
             usb.Unplug(*frame);
-            QTRY_VERIFY(!m_window->Panel().IsEnabled());
+            QTRY_VERIFY_WITH_TIMEOUT(!m_window->Panel().IsEnabled(), kPatience);
             WaitForNote("Device Not Online!");
             frame = &Plug(usb, "real.frame");
         }
@@ -106,7 +106,7 @@ class FramesTest : public WindowFixture {
         SlowVolumes volumes(m_folder->Get() / "volume");
         Open(0, &usb, &volumes);
         platform::BusService& first = Plug(usb, "first.frame");
-        QTRY_VERIFY(volumes.m_begun);
+        QTRY_VERIFY_WITH_TIMEOUT(volumes.m_begun, kPatience);
         usb.Unplug(first);
         Plug(usb, "second.frame");
         usb.Unplug(Plug(usb, "third.frame"));
@@ -121,14 +121,14 @@ class FramesTest : public WindowFixture {
         Open(0, &usb);
         Attach();
         platform::BusService& real = Plug(usb, "real.frame");
-        QTRY_VERIFY(Detail().contains(QStringLiteral("real.frame: a second frame")));
+        QTRY_VERIFY_WITH_TIMEOUT(Detail().contains(QStringLiteral("real.frame: a second frame")), kPatience);
         QCOMPARE(Text(kNotesID), QStringLiteral("No Picture"));
         QVERIFY(m_window->Panel().IsEnabled());
         QVERIFY(!m_window->Link().UsesHardware());
         usb.Unplug(real);
         AddAndWait({"a.png"});
         m_window->Link().DetachVirtualFrame();
-        QTRY_VERIFY(!m_window->Panel().IsEnabled());
+        QTRY_VERIFY_WITH_TIMEOUT(!m_window->Panel().IsEnabled(), kPatience);
 
         Plug(usb, "other.frame");
         WaitForPanel();
@@ -137,7 +137,8 @@ class FramesTest : public WindowFixture {
             attach, [](const QAction* action) { return action->text().startsWith("Attach Virtual"); });
         QVERIFY(found != attach.end() && !(*found)->isEnabled());
         m_window->Frames().Attach(Frame());
-        QTRY_VERIFY(Question() != nullptr && Question()->text().contains("connected already"));
+        QTRY_VERIFY_WITH_TIMEOUT(Question() != nullptr && Question()->text().contains("connected already"),
+                                 kPatience);
         QVERIFY(m_window->Link().UsesHardware());
         m_window.reset();
     }
@@ -153,7 +154,7 @@ class FramesTest : public WindowFixture {
         QFETCH(QString, reason);
         ClosedBus usb({kind, reason.toStdString()});
         Open(0, &usb);
-        QTRY_COMPARE(Detail(), reason);
+        QTRY_COMPARE_WITH_TIMEOUT(Detail(), reason, kPatience);
         WaitForNote("Device Not Online!");
         QVERIFY(!m_window->Panel().IsEnabled());
         Attach();  // a virtual one is possible all the same
@@ -178,7 +179,7 @@ class FramesTest : public WindowFixture {
         put("model", "Photo Frame\n");
         UsbWatch usb({.family = "quorvane", .sysRoot = sys, .deviceRoot = sys / "dev", .watch = false});
         Open(0, &usb);
-        QTRY_VERIFY(Detail().contains(QStringLiteral("modprobe sg")));
+        QTRY_VERIFY_WITH_TIMEOUT(Detail().contains(QStringLiteral("modprobe sg")), kPatience);
         m_window.reset();
     }
 };

@@ -71,7 +71,9 @@ class LooksTest : public WindowFixture {
         return {};
     }
     // A busy machine lays out later: a text that stays cut is the fault.
-    static void CheckRoom(const QWidget& window) { QTRY_COMPARE(WithoutRoom(window), QString()); }
+    static void CheckRoom(const QWidget& window) {
+        QTRY_COMPARE_WITH_TIMEOUT(WithoutRoom(window), QString(), kPatience);
+    }
 
     // A drag from a file manager, to the widget that takes it.
     template <class Target>

@@ -105,7 +105,7 @@ class PicturesTest : public WindowFixture {
         Measure("downloading 509", [this] { return Idle() && !m_window->HasUnsavedChanges(); });
         QCOMPARE(ShownByTheFrame(), std::size_t{kMany});
         m_window->Link().DetachVirtualFrame();
-        QTRY_COMPARE(Listed(), 0);
+        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 0, kPatience);
         m_window->Frames().Attach(Frame());
         Measure("reading 509 back", [this] { return Listed() == kMany && Idle(); });
 
@@ -114,7 +114,8 @@ class PicturesTest : public WindowFixture {
             list.scrollTo(list.model()->index(row, 0));
             QTest::mouseClick(list.viewport(), Qt::LeftButton, {},
                               list.visualRect(list.model()->index(row, 0)).center());
-            QTRY_COMPARE(Text(kCurPic), QStringLiteral("%1").arg(row + 1, 3, 10, QLatin1Char('0')));
+            QTRY_COMPARE_WITH_TIMEOUT(Text(kCurPic),
+                                      QStringLiteral("%1").arg(row + 1, 3, 10, QLatin1Char('0')), kPatience);
         }
         QTest::keyClick(&list, Qt::Key_Delete);
         Measure("deleting the middle one", [this] { return Listed() == kMany - 1 && Idle(); });
@@ -151,7 +152,7 @@ class PicturesTest : public WindowFixture {
         Type(kTranlateArrowYID, -13);
         Click(kAddButtonID);
         QTRY_COMPARE_WITH_TIMEOUT(Listed(), 1, kPatience);
-        QTRY_VERIFY(Idle());
+        QTRY_VERIFY_WITH_TIMEOUT(Idle(), kPatience);
         Control(call + QStringList{FromPath(Pictures() / "photo.jpg"), "--rotate", "30", "--scale", "40",
                                    "--x", "25", "--y", "-13"});
 
@@ -161,7 +162,7 @@ class PicturesTest : public WindowFixture {
         QVERIFY(rect.width < 0);
         Click(kAddButtonID);
         QTRY_COMPARE_WITH_TIMEOUT(Listed(), 2, kPatience);
-        QTRY_VERIFY(Idle());
+        QTRY_VERIFY_WITH_TIMEOUT(Idle(), kPatience);
         Control(call + QStringList{FromPath(Pictures() / "a.png"), QStringLiteral("--rect=%1,%2,%3,%4")
                                                                        .arg(double{rect.x}, 0, 'g', 9)
                                                                        .arg(double{rect.y}, 0, 'g', 9)
@@ -172,7 +173,7 @@ class PicturesTest : public WindowFixture {
         Control(call + QStringList{FromPath(Pictures() / "b.png"), FromPath(Pictures() / "photo.jpg")});
         Click(kDownLoadButtonID);
         WaitForNote("DownLoad Finished!");
-        QTRY_VERIFY(Idle());
+        QTRY_VERIFY_WITH_TIMEOUT(Idle(), kPatience);
         QCOMPARE(ShownByTheFrame(), 4U);
         QVERIFY(*vframe::ReadFlashImage(Frame()) == *vframe::ReadFlashImage(other));
     }

@@ -43,7 +43,7 @@ class StatesTest : public WindowFixture {
             Click(kDownLoadButtonID);
         if (state == QLatin1String("reading")) {
             m_window->Link().DetachVirtualFrame();
-            QTRY_COMPARE(Listed(), 0);
+            QTRY_COMPARE_WITH_TIMEOUT(Listed(), 0, kPatience);
             m_window->Frames().Attach(Frame());
         }
         if (state == QLatin1String("saving"))
@@ -83,12 +83,12 @@ class StatesTest : public WindowFixture {
         const int least = state == QLatin1String("deleting") ? 2 : 3;
         QTRY_VERIFY_WITH_TIMEOUT(Listed() >= least, kPatience);
         QCOMPARE(m_window->HasUnsavedChanges(), Waiting() > 0);
-        QTRY_VERIFY(m_window->Panel().IsEnabled());
+        QTRY_VERIFY_WITH_TIMEOUT(m_window->Panel().IsEnabled(), kPatience);
         const int listed = Listed();
         Edit("b.png");
         Click(kAddButtonID);
         QTRY_COMPARE_WITH_TIMEOUT(Listed(), listed + 1, kPatience);
-        QTRY_VERIFY(MainThreadOwns());
+        QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns(), kPatience);
         Click(kDownLoadButtonID);
         WaitForNote("DownLoad Finished!");
         QCOMPARE(ShownByTheFrame(), static_cast<std::size_t>(listed) + 1);
@@ -107,20 +107,22 @@ class StatesTest : public WindowFixture {
         QVERIFY(m_window->isVisible());
         if (IsTransfer(state)) {
             QVERIFY(m_window->findChild<QMessageBox*>() == nullptr);
-            QTRY_VERIFY(notes.contains(QStringLiteral("Can not quit application,during transfering data!")));
+            QTRY_VERIFY_WITH_TIMEOUT(
+                notes.contains(QStringLiteral("Can not quit application,during transfering data!")),
+                kPatience);
         }
         QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns() && m_window->Panel().IsEnabled(), kPatience);
         m_window->close();
-        QTRY_COMPARE(m_window->findChildren<QMessageBox*>().size(), 1);
+        QTRY_COMPARE_WITH_TIMEOUT(m_window->findChildren<QMessageBox*>().size(), 1, kPatience);
         QCOMPARE(Question()->informativeText().contains(QStringLiteral("differs")),
                  state != QLatin1String("download"));
         QTest::keyClick(Question(), Qt::Key_Escape);
-        QTRY_VERIFY(Question() == nullptr);
+        QTRY_VERIFY_WITH_TIMEOUT(Question() == nullptr, kPatience);
         QVERIFY(m_window->isVisible());
         m_window->close();
-        QTRY_VERIFY(Question() != nullptr);
+        QTRY_VERIFY_WITH_TIMEOUT(Question() != nullptr, kPatience);
         QTest::keyClick(Question(), Qt::Key_Return);
-        QTRY_VERIFY(device::Link().frame == nullptr);
+        QTRY_VERIFY_WITH_TIMEOUT(device::Link().frame == nullptr, kPatience);
         for (QDialog* dialog : m_window->findChildren<QDialog*>())
             dialog->reject();
         if (state == QLatin1String("download"))
@@ -131,15 +133,15 @@ class StatesTest : public WindowFixture {
         OpenWithPictures();
         m_window->MyDeleteAllCheckBoxHandler(true);
         m_window->MyDelButtonHandler();
-        QTRY_COMPARE(Listed(), 0);
-        QTRY_VERIFY(MainThreadOwns());
+        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 0, kPatience);
+        QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns(), kPatience);
         m_window->UndoDeletion();
-        QTRY_COMPARE(Listed(), 3);
-        QTRY_VERIFY(MainThreadOwns());
+        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 3, kPatience);
+        QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns(), kPatience);
         m_window->Link().DetachVirtualFrame();
-        QTRY_COMPARE(Listed(), 0);
+        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 0, kPatience);
         Attach();
-        QTRY_COMPARE(Listed(), 3);
+        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 3, kPatience);
         QCOMPARE(Waiting(), 1);
         WaitForNote("Pictures not yet on the frame are back in the list");
     }

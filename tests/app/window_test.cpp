@@ -50,7 +50,7 @@ class WindowTest : public WindowFixture {
         Edit("a.png");
         SelectInBrowser("notes.txt");
         QTRY_VERIFY_WITH_TIMEOUT(picture::Pictures().gmyCGimage == nullptr, kPatience);
-        QTRY_COMPARE(Text(kNotesID), QStringLiteral("Couldn't Process!"));
+        QTRY_COMPARE_WITH_TIMEOUT(Text(kNotesID), QStringLiteral("Couldn't Process!"), kPatience);
         Edit("a.png");
     }
 
@@ -74,9 +74,9 @@ class WindowTest : public WindowFixture {
         Attach();
         Edit("a.png");
         Click(kAddButtonID);
-        QTRY_COMPARE(Listed(), 1);
-        QTRY_COMPARE(m_window->Browser().Items().Find(m_window->Browser().G_CurSelItem)->name,
-                     QStringLiteral("b.png"));
+        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 1, kPatience);
+        QTRY_COMPARE_WITH_TIMEOUT(m_window->Browser().Items().Find(m_window->Browser().G_CurSelItem)->name,
+                                  QStringLiteral("b.png"), kPatience);
         QCOMPARE(LastColumn().Selected(), std::vector<ItemID>{m_window->Browser().G_CurSelItem});
         QVERIFY(m_window->HasUnsavedChanges());
     }
@@ -84,20 +84,21 @@ class WindowTest : public WindowFixture {
     void severalAreAddedAndDownloaded() {
         Attach();
         m_window->MyUpLoadButtonHandler();
-        QTRY_COMPARE(Text(kNotesID), QStringLiteral("No Pictures"));
+        QTRY_COMPARE_WITH_TIMEOUT(Text(kNotesID), QStringLiteral("No Pictures"), kPatience);
         SelectInBrowser("a.png");
         SelectInBrowser("notes.txt", Qt::ShiftModifier);
         Click(kAddButtonID);
-        QTRY_VERIFY(!m_window->Panel().IsEnabled());
+        QTRY_VERIFY_WITH_TIMEOUT(!m_window->Panel().IsEnabled(), kPatience);
         WaitForPanel();
-        QTRY_COMPARE(Listed(), 3);
-        QTRY_COMPARE(Text(kNotesID), QStringLiteral("Couldn't Process!"));  // the text file
+        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 3, kPatience);
+        QTRY_COMPARE_WITH_TIMEOUT(Text(kNotesID), QStringLiteral("Couldn't Process!"),
+                                  kPatience);  // the text file
         QCOMPARE(ShownByTheFrame(), 0U);
         Click(kDownLoadButtonID);
         WaitForPanel();
-        QTRY_COMPARE(Text(kNotesID), QStringLiteral("DownLoad Finished!"));
+        QTRY_COMPARE_WITH_TIMEOUT(Text(kNotesID), QStringLiteral("DownLoad Finished!"), kPatience);
         QCOMPARE(ShownByTheFrame(), 3U);
-        QTRY_VERIFY(!m_window->HasUnsavedChanges());
+        QTRY_VERIFY_WITH_TIMEOUT(!m_window->HasUnsavedChanges(), kPatience);
     }
 
     void aFolderOf20000FilesKeepsNobodyWaiting() {
