@@ -2,8 +2,11 @@
 
     python3 frame_story_test.py LUMATOCTL [--quick] [unittest arguments]
 """
+import contextlib
+import math
 import os
 import random
+import shutil
 import struct
 import unittest
 import zlib
@@ -68,22 +71,96 @@ class Codec(Story):
             self.assertFalse(os.path.exists(self.path("stream")), name)
         self.refused(1, "encode", self.path("missing"), self.path("stream"), "--size", "8x9", frame=False)
 
+    def test_blocks_of_every_kind(self):
+        """Flat blocks of every level, and those that hold the largest coefficients there are, black and white."""
+        def pixel(x, y):
+            if y < 8:
+                return x // 8 * 4 % 256
+            wave = math.cos((x % 8 * 2 + 1) * (x // 8 % 8) * math.pi / 16) * math.cos((y % 8 * 2 + 1) * (x // 64)
+                                                                                      * math.pi / 16)
+            return 255 if (wave > 0) == (y < 16) else 0
+        rows = [bytes(pixel(x, y) for x in range(512) for _ in range(3)) for y in range(24)]
+        for quality in (1, 90, 100):
+            self.compare(stream_codec.make_bitmap(512, 24, rows), (512, 24), quality, 4)
+        colours = bytes(255 * (n >> channel & 1) for n in range(8) for _ in range(8) for channel in range(3))
+        self.compare(stream_codec.make_bitmap(64, 8, [colours] * 8), (64, 8), 100, 1)
+
+    def decoded_as_by_the_twin(self, size, streams):
+        """Puts the streams on frames: those that the twin can decode are read back alike, and the others not at all."""
+        for start in range(0, len(streams), 509):
+            some, expected = streams[start:start + 509], []
+            for number, stream in enumerate(some, start):
+                with contextlib.suppress(stream_codec.Refused):
+                    expected.append((number, stream_codec.decode(stream, size)))
+            self.put_frame(put_pictures(make_image(size, 0x200000), some))
+            os.mkdir(self.path("out"))
+            self.assertEqual(self.good("save", self.path("out"))["saved"], len(expected))
+            for n, (number, bitmap) in enumerate(expected, 1):
+                self.assert_same_bytes(self.read("out/%d.bmp" % n), bitmap, "stream %d" % number)
+            shutil.rmtree(self.path("out"))
+
     def test_damaged_streams(self):
-        for y_value in (1, 2, 3, 4, 8, 12, 16):
-            stream = stream_codec.encode(wave(50, 40), 50, 40, 60, y_value)
-            variants = [stream[:cut] for cut in (0, 5, 16, 100, len(stream) // 2, len(stream) - 40, len(stream) - 1)]
-            variants += [stream[:at] + b"\xEE" + stream[at + 1:] for at in (0, 7, 8, 11)]
-            for number, variant in enumerate(variants):
-                self.write("stream", variant)
-                try:
-                    expected = stream_codec.decode(variant)
-                except stream_codec.Refused:
-                    self.refused(1, "decode", self.path("stream"), self.path("back.bmp"), frame=False)
-                    self.assertFalse(os.path.exists(self.path("back.bmp")), (y_value, number))
-                    continue
-                self.good("decode", self.path("stream"), self.path("back.bmp"), frame=False)
-                self.assert_same_bytes(self.read("back.bmp"), expected, "variant %d of %d" % (number, y_value))
-                os.remove(self.path("back.bmp"))
+        variants, generator = [], random.Random(20)
+        for number in range(240 if story.QUICK else 4000):
+            stream = bytearray(stream_codec.encode(wave(26, 18), 26, 18, 10 + number % 80, 1 + number % 16))
+            front = 16 if number % 3 else len(stream) // 2
+            for _ in range(generator.randint(1, 8)):
+                stream[generator.randrange(front, len(stream))] = generator.randrange(256)
+            variants.append(bytes(stream[:generator.randint(1, len(stream))] if number % 4 == 0 else stream))
+        self.decoded_as_by_the_twin((26, 18), variants)
+        stream = stream_codec.encode(noise(24, 8), 24, 8, 40, 1)
+        self.decoded_as_by_the_twin((24, 8), [stream[:cut] for cut in range(1, len(stream) + 1)
+                                              if cut > 580 or cut % 9 == 0])
+
+    def test_changed_fronts(self):
+        """The first half of a stream's bytes says how the second is to be read."""
+        stream = stream_codec.encode(stream_codec.make_bitmap(16, 16, [bytes([128] * 48)] * 16), 16, 16, 90, 12)
+        head, quant, codes, data = stream[:16], stream[16:148], stream[148:566], stream[566:]
+        variants = [stream[:at] + bytes([value]) + stream[at + 1:] for at in range(len(stream))
+                    if at < 200 or at % 5 == 0 for value in {0, 2, 255, stream[at] + 1 & 255, stream[at] - 1 & 255}]
+        variants += [
+            head + b"\0\xC5" + quant[2:] + bytes(65) + codes + data,  # three quantization tables
+            head[:5] + bytes(3) + head[8:] + b"\0\x43" + quant[2:67] + codes + data,  # one for all
+            head + quant[:67] + b"\0" + quant[68:] + codes + data,  # the same one twice
+            head + quant + b"\0\2" + data,  # no codes
+            head[:8] + bytes(3) + head[11:] + quant + b"\1\x85" + codes[2:210] + codes[239:] + data,  # a table left out
+            head + quant + codes + data + bytes(100),
+            *(head[:4] + bytes([mode | 0x0F]) + factor.to_bytes(2, "big") + head[7:] + rest
+              for factor in (0, 20, 5000, 5001, 0xFFFF) for mode, rest in ((0, data), (0xF0, data + data)))]
+        self.decoded_as_by_the_twin((16, 16), variants)
+        for variant in (b"", stream[:15], b"\0\0" + stream[2:], stream[:2] + b"\0\0" + stream[4:]):
+            self.write("stream", variant)
+            self.write("back.bmp", b"as it was")
+            answer = self.refused(1, "decode", self.path("stream"), self.path("back.bmp"), frame=False)
+            self.assertIn(self.path("stream"), answer.err + answer.out)
+            self.assertEqual(self.read("back.bmp"), b"as it was")
+
+    def test_odd_codes(self):
+        """Huffman tables that nobody writes, over data that are not meant for them."""
+        stream, generator = stream_codec.encode(noise(64, 8), 64, 8, 90, 9), random.Random(1)
+        def table(kind, *counts):
+            return bytes([kind, *counts]) + bytes(16 - len(counts)) + bytes(range(1, 1 + sum(counts)))
+        def lists(*tables):
+            body = b"".join(tables)
+            return stream[:16 + 132] + (2 + len(body)).to_bytes(2, "big") + body
+        shapes = [(1,), (0,) * 15 + (1,), (0, 4), (1, 1, 1, 2), (1,) * 15 + (2,), (0, 0, 1), (0, 1, 5, 1, 1, 1, 1, 1, 1),
+                  (1,) * 15 + (3,), (3,), (2, 1)]  # the last three have more codes than there can be
+        broad = [*shapes, (0, 0, 1, 0, 0, 0, 0, 5, 20, 40, 3), stream_codec.AC_C[0]]
+        fronts = [lists(table(0, *shape), table(1, *shape), table(16, *wide), table(17, *broad[-2]))
+                  for shape in shapes for wide in broad]
+        fronts.append(lists(table(0, 0, 4), table(1, 0, 4), table(16, *broad[-1]), table(17, *broad[-2]),
+                            table(16, *shapes[1])))  # the last definition counts
+        self.decoded_as_by_the_twin((64, 8), [front + generator.randbytes(300) for front in fronts * 2])
+
+    def test_predictors_wrap(self):
+        codes, streams = [stream_codec._codes(table) for table in (stream_codec.DC_Y, stream_codec.AC_Y)], []
+        for quality in (1, 100):
+            streams.append(stream_codec.encode(noise(144, 8), 144, 8, quality, 9)[:566])
+            for number in range(18):
+                bits = "0" * 8 + stream_codec._coded_block([2047 * (number < 17)] + [0] * 63, 0, *codes)
+                bits += "1" * (-len(bits) % 8)
+                streams[-1] += int(bits, 2).to_bytes(len(bits) // 8, "big")
+        self.decoded_as_by_the_twin((144, 8), streams)
 
 
 class Operations(Story):

@@ -269,7 +269,7 @@ class _Table:
         self.first, self.shorter, self.symbols, self.known = [], [], symbols, {}
         code = total = 0
         for i, count in enumerate(counts):
-            self.first.append(code)
+            self.first.append(code & 0xFFFF)  # a complete code wraps to 0, and what begins at 0 is passed over
             self.shorter.append(total)
             code += count << 15 - i
             total += count
@@ -367,6 +367,8 @@ def decode(stream, expected=(0, 0)):
     at = 16 + (0 if mode & OMIT_MCU_TABLE else 8 * across * down)
     if mode & OMIT_TABLES:
         factor = int.from_bytes(stream[5:7], "big")
+        if factor > 5000:
+            raise Refused("a quality that cannot be")
         selectors[0:2] = [0, 1]
         quant = {0: scaled(LUMINANCE, factor), 1: scaled(CHROMINANCE, factor)}
         huffman = {0: _Table(*DC_Y), 1: _Table(*DC_C), 0x10: _Table(*AC_Y), 0x11: _Table(*AC_C)}

@@ -16,19 +16,11 @@ TestPicture Black(int width, int height) {
     return {width, height, Bytes(BitmapStride(width) * static_cast<std::size_t>(height))};
 }
 
-std::size_t OffsetOf(const TestPicture& picture, int x, int y) {
-    return static_cast<std::size_t>(picture.height - 1 - y) * BitmapStride(picture.width) +
-           static_cast<std::size_t>(x) * 3;
-}
-
 }  // namespace
 
 std::uint8_t* TestPicture::At(int x, int y) {
-    return &pixels.at(OffsetOf(*this, x, y));
-}
-
-const std::uint8_t* TestPicture::At(int x, int y) const {
-    return &pixels.at(OffsetOf(*this, x, y));
+    return &pixels.at(static_cast<std::size_t>(height - 1 - y) * BitmapStride(width) +
+                      static_cast<std::size_t>(x) * 3);
 }
 
 TestPicture Grey(int width, int height, std::uint8_t value) {
@@ -72,18 +64,6 @@ Bytes Encode(const TestPicture& picture, int quality, int mode) {
     EXPECT_TRUE(std::all_of(stream.begin() + size, stream.end(), [](auto byte) { return byte == kGuard; }));
     stream.resize(static_cast<std::size_t>(size));
     return stream;
-}
-
-double Psnr(const TestPicture& picture, const std::vector<std::uint8_t>& decoded, int stride) {
-    double sum = 0;
-    for (int y = 0; y < picture.height; ++y) {
-        for (int x = 0; x < picture.width; ++x) {
-            const std::size_t offset = static_cast<std::size_t>(y * stride + x) * 3;
-            for (std::size_t i = 0; i < 3; ++i)
-                sum += std::pow(picture.At(x, y)[i] - decoded.at(offset + i), 2);
-        }
-    }
-    return 10 * std::log10(255.0 * 255.0 * 3 * picture.width * picture.height / std::max(sum, 1e-9));
 }
 
 }  // namespace lumato::jpeg

@@ -17,7 +17,6 @@ struct TestPicture {
 
     // The three bytes of a pixel; row 0 is the top one.
     [[nodiscard]] std::uint8_t* At(int x, int y);
-    [[nodiscard]] const std::uint8_t* At(int x, int y) const;
 };
 
 [[nodiscard]] TestPicture Grey(int width, int height, std::uint8_t value);
@@ -30,8 +29,5 @@ struct TestPicture {
 
 // The whole stream; fails the test when the encoder refuses or goes beyond MaximumStreamSize().
 [[nodiscard]] Bytes Encode(const TestPicture& picture, int quality, int mode);
-
-// Peak signal-to-noise ratio in dB between a picture and the pixels that DecodeStream() made of it.
-[[nodiscard]] double Psnr(const TestPicture& picture, const std::vector<std::uint8_t>& decoded, int stride);
 
 }  // namespace lumato::jpeg

@@ -1,0 +1,107 @@
+// What the codec refuses, and how far it goes. What it makes of pictures and of streams, sound and damaged
+// ones, is compared to the bit with a second implementation: tests/independent/.
+#include <cstdlib>
+
+#include <gtest/gtest.h>
+
+#include "jpeg/decoder.h"
+#include "jpeg/encoder.h"
+#include "jpeg/stream_format.h"
+#include "tests/jpeg/test_picture.h"
+#include "tests/support/temporary_folder.h"
+
+namespace lumato::jpeg {
+namespace {
+
+// Each MCU, of the largest size there is, has a grey of its own.
+TEST(Codec, LongThinPicturesGoThereAndBack) {
+    for (int mode = 0; mode < 4; ++mode) {
+        for (const auto& [width, height] : {std::pair{65535, 1}, {1, 65535}}) {
+            TestPicture picture = Grey(width, height, 0);
+            for (int i = 0; i < 65535; ++i)
+                std::fill_n(picture.At(std::min(i, width - 1), std::min(i, height - 1)), 3, i / 16 % 256);
+            const auto decoded = DecodeStream(Encode(picture, 100, mode), width, height);
+            ASSERT_TRUE(decoded.has_value());
+            const int stride = decoded->stride;
+            EXPECT_EQ(stride, (width + 7) / 8 * 8);
+            for (int i = 0; i < 65535; ++i) {
+                const int at = width == 1 ? i * stride : i;
+                ASSERT_NEAR(decoded->pixels[static_cast<std::size_t>(at) * 3], i / 16 % 256, 2)
+                    << i << " of " << width << " x " << height << ", mode " << mode;
+            }
+        }
+    }
+}
+
+TEST(Codec, QualityIsBoundedIn16Bits) {
+    const TestPicture picture = Scene(24, 24);
+    for (const auto& [quality, same] :
+         {std::pair{0, 1}, {65536, 1}, {101, 100}, {1000, 100}, {-1, 100}, {65536 + 30, 30}})
+        EXPECT_EQ(Encode(picture, quality, 3), Encode(picture, same, 3)) << quality;
+}
+
+TEST(Codec, NothingExceedsTheBound) {
+    for (int mode = 0; mode < 16; ++mode) {
+        for (const int side : {1, 2, 9, 33}) {
+            for (const int quality : {1, 100})
+                (void)Encode(Noise(side, side, 11), quality, mode);  // Encode() checks the bound
+        }
+    }
+}
+
+TEST(Codec, WhatCannotBeIsNotEncoded) {
+    TestPicture picture = Grey(8, 8, 0);
+    Bytes out(MaximumStreamSize(8, 8, 0), 0xA5);
+    const Bytes untouched = out;
+    const CVaskJpegEncoder encoder(90);
+    int size = -7;
+    std::uint8_t* const pixels = picture.pixels.data();
+    EXPECT_FALSE(encoder.CompressImage(nullptr, out.data(), 8, 8, size, 0));
+    EXPECT_FALSE(encoder.CompressImage(pixels, nullptr, 8, 8, size, 0));
+    for (const auto& [width, height] : {std::pair{0, 8}, {8, 0}, {-1, 8}, {8, -1}, {65536, 1}, {1, 65537}}) {
+        EXPECT_FALSE(encoder.CompressImage(pixels, out.data(), width, height, size, 0));
+        EXPECT_EQ(MaximumStreamSize(width, height, 0), 0U);
+    }
+    EXPECT_EQ(size, -7);
+    EXPECT_EQ(out, untouched);
+}
+
+// Seventeen megabytes that ask for thirteen thousand.
+TEST(Codec, HugePicturesAreRefusedBeforeTheyTakeMemory) {
+    Bytes stream = Encode(Grey(16, 16, 128), 90, kWideMcu | kTallMcu | kOmitMcuTable);
+    for (const std::size_t size : {0U, 2U})  // width and height
+        PutBe16(MutableByteSpan(stream).subspan(size), 65535);
+    stream.resize(std::size_t{4096} * 4096 + 1000);
+    const auto decoded = DecodeStream(stream, 0, 0);
+    ASSERT_FALSE(decoded.has_value());
+    EXPECT_EQ(decoded.error().kind, ErrorKind::TooLarge) << decoded.error().message;
+}
+
+TEST(Codec, SaysWhyAFileIsNotDecoded) {
+    const test::TemporaryFolder folder;
+    const Path sound = folder.Put("sound", Encode(Grey(16, 8, 1), 90, 0));
+    const Path broken = folder.Put("broken", {1, 2, 3});
+    const Path bitmap = folder / "b.bmp";
+    const struct {
+        Path source, destination;
+        int width;
+        ErrorKind kind;
+        const char* message;
+    } rows[] = {
+        {folder / "none", bitmap, 0, ErrorKind::NotFound, ""},
+        {sound, bitmap, 17, ErrorKind::Refused, "16 x 8"},
+        {broken, bitmap, 0, ErrorKind::Damaged, "broken"},
+        {sound, folder / "no" / "b.bmp", 0, ErrorKind::NotFound, ""},
+        {sound, folder.Get(), 0, ErrorKind::Unwritable, ""},
+    };
+    JPGEncode decoder;
+    for (const auto& row : rows) {
+        EXPECT_FALSE(decoder.DecodeMyPicture(row.source.c_str(), row.destination.c_str(), row.width, 8));
+        EXPECT_EQ(decoder.LastError().kind, row.kind) << decoder.LastError().message;
+        EXPECT_NE(decoder.LastError().message.find(row.message), std::string::npos);
+    }
+    EXPECT_EQ(folder.CountEntries(), 2U);
+}
+
+}  // namespace
+}  // namespace lumato::jpeg
