@@ -10,10 +10,6 @@ namespace fs = std::filesystem;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-vframe::Fault Refuse(std::uint64_t command) {
-    return {command, vframe::FaultKind::Refuse};
-}
-
 class ConnectTest : public StoreTest {};
 
 TEST_F(ConnectTest, AFrameComesOnline) {
@@ -56,27 +52,31 @@ TEST_F(ConnectTest, WhatCannotBeReadIsReported) {
     flash.Pictures({100});
     TestFlash withHeader = flash;
     withHeader.Put(256, {0x44, 0x50, 0x46, 0x48, 0xDE, 0x00, 0x0C, 0x00});
-
     // Command 1 is the INQUIRY; a checked read is three commands, of which a refused one ends an attempt.
-    Connect(flash, {Refuse(2), Refuse(3), Refuse(4)});
-    EXPECT_EQ(LastConnection(), Connection::BadInformation);
-    Restart();
-    Connect(withHeader, {Refuse(5)});
-    EXPECT_EQ(LastConnection(), Connection::BadInformation);
-    Restart();
-    Connect(flash, {Refuse(6), Refuse(7), Refuse(8)});
-    EXPECT_EQ(LastConnection(), Connection::BadTable);
-    EXPECT_FALSE(BeginDownload());
-    Restart();
-    m_status.Notes();
-    Connect(flash, {Refuse(9), Refuse(10), Refuse(11)});
-    EXPECT_EQ(LastConnection(), Connection::ReadBackFailed);
-    EXPECT_THAT(m_status.Notes(), ElementsAre("Device Online", "Read Picture(s)", "Read picture(s) false"));
-    EXPECT_FALSE(BeginDownload());
-    EXPECT_EQ(Difference(FlashBytes(), flash.bytes), "");
-    Restart();
-    Connect(flash, {Refuse(5)});  // the clock
-    EXPECT_EQ(LastConnection(), Connection::Online);
+    const struct {
+        const TestFlash* flash;
+        std::vector<std::uint64_t> refused;  // commands
+        Connection ending;
+    } rows[] = {{&flash, {2, 3, 4}, Connection::BadInformation},
+                {&withHeader, {5}, Connection::BadInformation},
+                {&flash, {6, 7, 8}, Connection::BadTable},
+                {&flash, {9, 10, 11}, Connection::ReadBackFailed},
+                {&flash, {5}, Connection::Online}};  // the clock
+    for (const auto& row : rows) {
+        std::vector<vframe::Fault> faults;
+        for (const std::uint64_t command : row.refused)
+            faults.push_back({command, vframe::FaultKind::Refuse});
+        m_status.Notes();
+        Connect(*row.flash, faults);
+        EXPECT_EQ(LastConnection(), row.ending);
+        if (row.ending == Connection::ReadBackFailed) {
+            EXPECT_THAT(m_status.Notes(),
+                        ElementsAre("Device Online", "Read Picture(s)", "Read picture(s) false"));
+        }
+        EXPECT_EQ(Difference(FlashBytes(), row.flash->bytes), "");
+        EXPECT_EQ(BeginDownload(), row.ending == Connection::Online);
+        Restart();
+    }
 }
 
 TEST_F(ConnectTest, LocalFoldersAreEmptiedOfBitmaps) {

@@ -1,5 +1,10 @@
-// What a download says and refuses. Which commands it sends, and what they leave on the flash, is compared
-// with a model of the whole: tests/independent/; how it breaks off: recovery_test.cpp.
+// What a download says and refuses, and frames that come and go meanwhile. Which commands it sends, and what
+// they leave on the flash, is compared with a model of the whole: tests/independent/; how it breaks off:
+// recovery_test.cpp.
+#include <chrono>
+#include <semaphore>
+#include <thread>
+
 #include "store/safekeeping.h"
 #include "tests/store/store_fixture.h"
 
@@ -155,6 +160,47 @@ TEST_F(DownloadTest, ACommandThatFailsWhileTheTableIsInvalidatedDoesNotEndIt) {
             EXPECT_TRUE(Download()) << n;
             Restart();
         }
+    }
+}
+
+TEST_F(DownloadTest, OneAtATime) {
+    Connect(TestFlash().Pictures({50000, 12440}));
+    ASSERT_TRUE(StartTransfer());
+    EXPECT_TRUE(TransferRunning());
+    EXPECT_FALSE(BeginDownload());
+    EXPECT_FALSE(FinishTransfer());
+    { const TransferOwner owner; }
+    EXPECT_FALSE(TransferRunning());
+    EXPECT_TRUE(FinishTransfer());
+    EXPECT_TRUE(Download());
+}
+
+TEST_F(DownloadTest, TheNextFrameGetsNothingOfTheLastOnesDownload) {
+    // The frame changes hands while the n-th command of the download is under way.
+    for (int n = 1; n < 40; n += 3) {
+        Connect(TestFlash().Pictures({50000, 12440}));
+        Add(70000, 3);
+        std::binary_semaphore reached(0);
+        std::atomic<int> commands{0};
+        m_spy->Watch([&] {
+            if (++commands != n)
+                return;
+            reached.release();
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        });
+        ASSERT_TRUE(BeginDownload());
+        platform::Task worker([] { TranspotPic(); });
+        reached.acquire();
+        Unplug();
+        const TestFlash next = TestFlash().Pictures({111, 222, 333});
+        Plug(next);
+        WaitForOnline();
+        worker.Join();
+        EXPECT_EQ(LastConnection(), Connection::Online);
+        EXPECT_TRUE(FinishTransfer());
+        EXPECT_THAT(Listed(), testing::ElementsAre(111, 222, 333));
+        EXPECT_EQ(Difference(FlashBytes(), next.bytes), "") << n;
+        Restart();
     }
 }
 
