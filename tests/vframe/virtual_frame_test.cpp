@@ -1,18 +1,24 @@
-// The chip behind the vendor commands: what a data sheet forbids. What it promises is compared from outside,
-// command by command: tests/independent/.
+// The frame at the end of a command: what its chip's data sheet forbids, what is not in its tables, and the
+// disk that a kernel sees. What it promises is compared from outside, command by command: tests/independent/.
+#include "vframe/virtual_frame.h"
+
 #include <algorithm>
+#include <string>
 
 #include <gtest/gtest.h>
 
+#include "base/sha256.h"
+#include "tests/support/diagnostic_capture.h"
+#include "tests/support/environment.h"
+#include "tests/support/temporary_folder.h"
 #include "tests/vframe/frame_driver.h"
-#include "vframe/virtual_frame.h"
 
 namespace lumato::vframe {
 namespace {
 
 using platform::Direction;
 
-class Chip : public testing::Test {
+class Frame : public testing::Test {
   protected:
     // The flash as it was, with one range erased.
     Bytes OriginalErased(std::size_t begin, std::size_t length) const {
@@ -26,7 +32,7 @@ class Chip : public testing::Test {
     FrameDriver driver{frame};
 };
 
-TEST_F(Chip, EveryChangeConsumesTheLatch) {
+TEST_F(Frame, EveryChangeConsumesTheLatch) {
     driver.Prepare();
     EXPECT_EQ(driver.Status(), 0x02);
     driver.Erase(0x20, 0);
@@ -44,7 +50,7 @@ TEST_F(Chip, EveryChangeConsumesTheLatch) {
     EXPECT_EQ(driver.Status(), 0x00);
 }
 
-TEST_F(Chip, IsProtectedUntilTheStatusRegisterIsCleared) {
+TEST_F(Frame, IsProtectedUntilTheStatusRegisterIsCleared) {
     EXPECT_EQ(driver.Status(), 0x1C);
     driver.WriteEnable();
     EXPECT_EQ(driver.Erase(0xD8, 65536), kGood);
@@ -55,7 +61,7 @@ TEST_F(Chip, IsProtectedUntilTheStatusRegisterIsCleared) {
     EXPECT_EQ(frame.FlashBytes(), original);
 }
 
-TEST_F(Chip, ProtectsTheUpperPartThatTheStatusRegisterNames) {
+TEST_F(Frame, ProtectsTheUpperPartThatTheStatusRegisterNames) {
     driver.WriteEnable();
     driver.WriteStatus(0x18 | 0x03);  // upper half; busy and latch cannot be written
     EXPECT_EQ(driver.Status(), 0x18);
@@ -68,7 +74,7 @@ TEST_F(Chip, ProtectsTheUpperPartThatTheStatusRegisterNames) {
     EXPECT_EQ(frame.FlashBytes(), OriginalErased(61440, 4096));
 }
 
-TEST_F(Chip, ReadsAndSumsWrapAtItsEnd) {
+TEST_F(Frame, ReadsAndSumsWrapAtItsEnd) {
     const Bytes wrapped = {original[131070], original[131071], original[0], original[1]};
     EXPECT_EQ(driver.Read(131070, 4), wrapped);
     EXPECT_EQ(driver.Read(131070 + 131072, 4), wrapped);
@@ -77,7 +83,7 @@ TEST_F(Chip, ReadsAndSumsWrapAtItsEnd) {
     EXPECT_EQ(driver.Sum(100, 1), original[100]);
 }
 
-TEST_F(Chip, RefusesChangesBeyondItsEnd) {
+TEST_F(Frame, RefusesChangesBeyondItsEnd) {
     driver.Prepare();
     EXPECT_EQ(driver.Program(131071, {0, 0}), kCheck);
     EXPECT_EQ(driver.Sense(), "5/21/00");
@@ -97,9 +103,7 @@ TEST(OddChip, RefusesAUnitThatOnlyBeginsOnIt) {
     EXPECT_EQ(driver.Erase(0x20, 131072), kGood);
 }
 
-using Vendor = Chip;
-
-TEST_F(Vendor, RefusesWhatIsNotInTheTable) {
+TEST_F(Frame, RefusesWhatIsNotInTheTable) {
     Bytes in(64);
     Bytes out(64);
     const struct {
@@ -139,10 +143,113 @@ TEST_F(Vendor, RefusesWhatIsNotInTheTable) {
     EXPECT_EQ(driver.Status(), 0x1C) << "nothing of this reached the latch";
 }
 
-TEST_F(Vendor, KeepsTheClockItWasSetTo) {
+TEST_F(Frame, KeepsTheClockItWasSetTo) {
     EXPECT_FALSE(frame.Clock().has_value());
     EXPECT_EQ(driver.Send(FromHex("CA000000000914030305090000000D01")), kGood);
     EXPECT_EQ(frame.Clock(), (ClockSetting{9, 0x14, 3, 3, 5, 9, 0, 0, 0, 13, 1}));
+}
+
+std::uint8_t ReadBlocks(FrameDriver& driver, std::uint32_t first, std::uint16_t count, Bytes& data) {
+    Bytes block = {0x28, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+    PutBe32(MutableByteSpan(block).subspan(2), first);
+    PutBe16(MutableByteSpan(block).subspan(7), count);
+    return driver.Send(block, Direction::In, data);
+}
+
+// As a kernel sees it: a small write-protected disk with a FAT volume.
+TEST_F(Frame, IntroducesItselfAsADisk) {
+    Bytes data(36, 0xEE);
+    EXPECT_EQ(driver.Send({0x12, 0, 0, 0, 0x40, 0}, Direction::In, data), kGood);
+    EXPECT_EQ(driver.last.transferred, 36U);
+    EXPECT_EQ(Bytes(data.begin(), data.begin() + 8), (Bytes{0, 0x80, 2, 2, 31, 0, 0, 0}));
+    EXPECT_EQ(std::string(data.begin() + 8, data.end()), "QUORVANEPhoto Frame     1.00");
+
+    data.assign(36, 0xEE);
+    EXPECT_EQ(driver.Send({0x12, 0, 0, 0, 5, 0}, Direction::In, data), kGood);
+    EXPECT_EQ(driver.last.transferred, 5U);
+    EXPECT_EQ(data[5], 0xEE) << "bytes behind the allocation length are not touched";
+    EXPECT_EQ(driver.Send({0x12, 1, 0x80, 0, 0x40, 0}, Direction::In, data), kCheck) << "vital product data";
+}
+
+TEST_F(Frame, AnswersWhatAKernelSends) {
+    Bytes header(4);
+    Bytes capacity(8);
+    EXPECT_EQ(driver.Send({0x00, 0, 0, 0, 0, 0}), kGood);
+    EXPECT_EQ(driver.Send({0x1A, 0, 0x3F, 0, 4, 0}, Direction::In, header), kGood);
+    EXPECT_EQ(header, (Bytes{3, 0, 0x80, 0}));
+    EXPECT_EQ(driver.Send({0x25, 0, 0, 0, 0, 0, 0, 0, 0, 0}, Direction::In, capacity), kGood);
+    EXPECT_EQ(capacity, (Bytes{0, 0, 0x0F, 0xFF, 0, 0, 2, 0}));
+    EXPECT_EQ(driver.Send({0x1E, 0, 0, 0, 1, 0}), kGood);
+    EXPECT_EQ(driver.Send({0x1B, 0, 0, 0, 1, 0}), kGood);
+}
+
+TEST_F(Frame, RefusesOtherCommandsOfADisk) {
+    Bytes block(512, 0);
+    EXPECT_EQ(driver.Send({0x2A, 0, 0, 0, 0, 63, 0, 0, 1, 0}, Direction::Out, block), kCheck);
+    EXPECT_EQ(driver.Sense(), "7/27/00");
+    EXPECT_EQ(driver.Send({0xA0, 0, 0, 0, 0, 0, 0, 0, 0, 8, 0, 0}, Direction::In, block), kCheck);
+    EXPECT_EQ(driver.Sense(), "5/20/00");
+    EXPECT_EQ(ReadBlocks(driver, 4096, 1, block), kCheck);
+    EXPECT_EQ(driver.Sense(), "5/21/00");
+    EXPECT_EQ(ReadBlocks(driver, 0xFFFFFFFF, 1, block), kCheck);
+    EXPECT_EQ(ReadBlocks(driver, 4095, 2, block), kCheck);
+    EXPECT_EQ(ReadBlocks(driver, 0, 2, block), kCheck) << "another length than that of the data phase";
+    EXPECT_EQ(driver.Sense(), "5/24/00");
+    EXPECT_EQ(driver.Send({0x28, 0, 0, 0}, Direction::In, block), kCheck) << "a short block";
+    EXPECT_EQ(driver.Send({0x00, 0, 0, 0, 0, 0}, Direction::In, block), kCheck)
+        << "a data phase nobody fills";
+    EXPECT_EQ(driver.Send({}), kCheck);
+    EXPECT_EQ(ReadBlocks(driver, 4095, 1, block), kGood);
+}
+
+// A real kernel mounts this volume and reads its file: tests/rig/.
+TEST_F(Frame, CarriesTheMarkFileInItsVolume) {
+    Bytes volume(std::size_t{4096} * 512);
+    EXPECT_EQ(ReadBlocks(driver, 0, 4096, volume), kGood);
+    EXPECT_EQ(HexText(Sha256(volume)), "29db312945b7cc8fd16d28374b2e5a4f11bbc17f72d20d9bfe6261cd3682c226")
+        << "another volume: see that it can be mounted before this sum is written anew";
+}
+
+// An image file that cannot be written or read. What is taken for one, and by whom, is asked from outside.
+class FlashImageFile : public testing::Test {
+  protected:
+    const test::TemporaryFolder folder;
+    const Path path = folder.Put("flash.img", PatternFlash());
+    VirtualFrame frame{FlashImage::Open(path).value()};
+    FrameDriver driver{frame};
+    const test::DiagnosticCapture notes;
+};
+
+TEST_F(FlashImageFile, AFailingWriteFailsTheCommand) {
+    {
+        const test::WriteLimit limit(65536 + 1024);
+        driver.Prepare();
+        EXPECT_EQ(driver.Erase(0x20, 65536), kCheck);
+        EXPECT_NE(driver.last.diagnostic.find(path.string()), std::string::npos);
+        EXPECT_EQ(driver.Sense(), "3/0C/00");
+        driver.Prepare();
+        EXPECT_EQ(driver.Erase(0x20, 4096), kGood) << "what can be written still is";
+    }
+    EXPECT_NE(notes.Text(), "");
+    const Bytes flash = frame.FlashBytes();
+    EXPECT_EQ(ReadFile(path), flash);
+    EXPECT_EQ(flash[65536 + 1023], 0xFF);
+    EXPECT_EQ(flash[65536 + 1024], PatternFlash()[65536 + 1024]);
+}
+
+TEST_F(FlashImageFile, AFailingReadFailsTheCommand) {
+    std::filesystem::resize_file(path, 65536);
+    const Bytes pattern = PatternFlash();
+    EXPECT_TRUE(driver.Read(65280, 256) == Bytes(pattern.begin() + 65280, pattern.begin() + 65536));
+    driver.Read(65280, 512);
+    EXPECT_EQ(driver.last.status, kCheck);
+    EXPECT_EQ(driver.Sense(), "3/11/00");
+    driver.Sum(65536, 4096);
+    EXPECT_EQ(driver.last.status, kCheck);
+    driver.Prepare();
+    EXPECT_EQ(driver.Program(65536, {1, 2, 3}), kCheck) << "what was there is not known";
+    EXPECT_EQ(std::filesystem::file_size(path), 65536U);
+    EXPECT_TRUE(frame.FlashBytes().empty());
 }
 
 }  // namespace

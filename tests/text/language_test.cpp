@@ -1,0 +1,369 @@
+// The language file: as bytes and lines, as sections and entries, and as what the program looks up.
+#include <cstdint>
+#include <limits>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/temporary_folder.h"
+#include "text/ini_file.h"
+#include "text/localized.h"
+#include "text/unicode_file.h"
+#include "text/utf16.h"
+
+namespace lumato::text {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+// The code units as UTF-16LE, without a mark.
+Bytes Utf16Le(std::u16string_view text) {
+    Bytes bytes;
+    for (const char16_t unit : text) {
+        bytes.push_back(static_cast<std::uint8_t>(unit & 0xFF));
+        bytes.push_back(static_cast<std::uint8_t>(unit >> 8));
+    }
+    return bytes;
+}
+
+Bytes Marked(std::u16string_view text) {
+    Bytes bytes = Utf16Le(text);
+    bytes.insert(bytes.begin(), {0xFF, 0xFE});
+    return bytes;
+}
+
+class LanguageFixture : public testing::Test {
+  protected:
+    const test::TemporaryFolder m_folder;
+    const std::string m_path = m_folder / "Language.ini";
+
+    // Some disks wait when a file is emptied and written again; a new one costs nothing.
+    void Write(const Bytes& bytes) const {
+        std::filesystem::remove(m_path);
+        test::PutBytes(m_path, bytes);
+    }
+    void WriteText(std::u16string_view text) const { Write(Marked(text)); }
+};
+
+constexpr int kUntouched = -7;
+
+struct Line {
+    int code = kUntouched;
+    int length = kUntouched;
+    Bytes bytes;
+};
+
+class UnicodeFileTest : public LanguageFixture {
+  protected:
+    CUnicodeFile m_file;
+
+    int Load() { return m_file.Load(m_path.c_str()); }
+    int Load(const Bytes& bytes) {
+        Write(bytes);
+        return Load();
+    }
+    Line ReadLine(int capacity = 2048) {
+        Line line;
+        line.bytes.resize(4096, 0xEE);
+        line.code = m_file.ReadLine(line.bytes.data(), capacity, line.length);
+        line.bytes.resize(line.code == kSuccess ? static_cast<std::size_t>(line.length) : 0);
+        return line;
+    }
+};
+
+TEST_F(UnicodeFileTest, LoadTellsUtf16FromEverythingElse) {
+    const struct {
+        const char* what;
+        Bytes bytes;
+        int code;
+    } rows[] = {
+        {"empty", {}, 7},
+        {"one byte", {0xFF}, 7},
+        {"a mark alone", {0xFF, 0xFE}, 0},
+        {"a mark and half a code unit", {0xFF, 0xFE, 'a'}, 0},
+        {"big-endian", {0xFE, 0xFF, 0, 'a'}, 7},
+        {"UTF-8 with its mark", {0xEF, 0xBB, 0xBF, 'a'}, 7},
+        {"little-endian without a mark", {'[', 0, 'a', 0}, 7},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(Load(row.bytes), row.code) << row.what;
+}
+
+TEST_F(UnicodeFileTest, AHugeFileIsRefusedAndTheLargestIsRead) {
+    WriteText(u"a");
+    std::filesystem::resize_file(m_path, CUnicodeFile::kLargestFile);
+    EXPECT_EQ(Load(), kSuccess);
+    EXPECT_EQ(ReadLine().code, kLineTooLong);
+    std::filesystem::resize_file(m_path, CUnicodeFile::kLargestFile + 1ULL);
+    EXPECT_EQ(Load(), kCannotOpen);
+}
+
+TEST_F(UnicodeFileTest, AFailedLoadLeavesNothingOfAnEarlierFile) {
+    ASSERT_EQ(Load(Marked(u"old\r\n")), kSuccess);
+    ASSERT_EQ(ReadLine().code, kSuccess);
+    ASSERT_EQ(Load({0xFE, 0xFF}), kNotUtf16);
+    EXPECT_EQ(ReadLine().code, kNoLine);
+    EXPECT_EQ(m_file.GetNextLineOffset(), -1);
+}
+
+TEST_F(UnicodeFileTest, LinesEndAtCarriageReturnAndLineFeedWhereverTheseStand) {
+    const struct {
+        Bytes file;
+        std::vector<Bytes> lines;
+    } rows[] = {
+        {Marked(u""), {}},
+        {Marked(u"one\r\n\r\ntwo"), {Utf16Le(u"one"), {}, Utf16Le(u"two")}},
+        {Marked(u"a\nb\rc\n\rd\r\r\n"), {Utf16Le(u"a\nb\rc\n\rd\r")}},
+        // Between the code units U+0D41, U+0A00 and U+4200 stand the bytes 0D 00 0A 00, one byte off.
+        {{0xFF, 0xFE, 0x41, 0x0D, 0x00, 0x0A, 0x00, 0x42, 0x43}, {{0x41}, {0x42, 0x43}}},
+        // A terminator cut short is none.
+        {{0xFF, 0xFE, 'a', 0, 0x0D, 0x00, 0x0A}, {{'a', 0, 0x0D, 0x00, 0x0A}}},
+    };
+    for (const auto& row : rows) {
+        ASSERT_EQ(Load(row.file), kSuccess);
+        m_file.Seek(2, CUnicodeFile::kSeekBegin);
+        for (const Bytes& line : row.lines)
+            EXPECT_EQ(ReadLine().bytes, line);
+        EXPECT_EQ(ReadLine().code, kNoLine);
+    }
+}
+
+TEST_F(UnicodeFileTest, ReadsFromWhereASeekLeads) {
+    const long farthest = std::numeric_limits<long>::max();
+    const struct {
+        long offset;
+        CUnicodeFile::SeekPosition origin;
+        int code;
+        Bytes bytes;
+    } rows[] = {
+        {0, CUnicodeFile::kSeekBegin, kSuccess, {0xFF, 0xFE, 'a', 0}},
+        {2, CUnicodeFile::kSeekBegin, kSuccess, {'a', 0}},
+        {3, CUnicodeFile::kSeekBegin, kSuccess, {0}},
+        {-2, CUnicodeFile::kSeekEnd, kSuccess, {'b', 0}},
+        {0, CUnicodeFile::kSeekEnd, kNoLine, {}},
+        {1, CUnicodeFile::kSeekEnd, kNoLine, {}},
+        {-1, CUnicodeFile::kSeekBegin, kNoLine, {}},
+        {farthest, CUnicodeFile::kSeekEnd, kNoLine, {}},
+        {-farthest - 1, CUnicodeFile::kSeekBegin, kNoLine, {}},
+    };
+    ASSERT_EQ(Load(Marked(u"a\r\nb")), kSuccess);
+    for (const auto& row : rows) {
+        EXPECT_EQ(m_file.Seek(row.offset, row.origin), kSuccess);
+        const Line line = ReadLine();
+        EXPECT_EQ(line.code, row.code) << row.offset << " from " << row.origin;
+        EXPECT_EQ(line.bytes, row.bytes) << row.offset << " from " << row.origin;
+    }
+    m_file.Seek(0, CUnicodeFile::kSeekBegin);
+    m_file.Seek(-100, CUnicodeFile::kSeekCurrent);
+    EXPECT_EQ(ReadLine().code, kNoLine);
+    EXPECT_EQ(m_file.Seek(1, static_cast<CUnicodeFile::SeekPosition>(3)), kUnknownOrigin);
+    m_file.Seek(102, CUnicodeFile::kSeekCurrent);
+    EXPECT_EQ(m_file.GetNextLineOffset(), 2) << "-100 + 102, and an unknown origin moves nothing";
+}
+
+class IniFileTest : public LanguageFixture {
+  protected:
+    CIniFile m_ini;
+    int m_code = -1;
+
+    void SetUp() override { m_ini.SetFilePath(m_path.c_str()); }
+    std::u16string Get(std::u16string_view section, std::u16string_view key) {
+        std::u16string out = u"left over";
+        m_code = m_ini.GetString(section, key, u"default", out);
+        return out;
+    }
+};
+
+TEST_F(IniFileTest, FindsWhatTheFormatSays) {
+    const struct {
+        const char* what;
+        std::u16string_view file;
+        std::u16string_view section;
+        std::u16string_view key;
+        std::u16string_view text;
+        int code;
+    } rows[] = {
+        {"an entry", u"[s]\r\nk=text\r\n", u"s", u"k", u"text", 0},
+        {"a last line without an end", u"[s]\r\nk=text", u"s", u"k", u"text", 0},
+        {"an empty text", u"[s]\r\nk=\r\n", u"s", u"k", u"", 0},
+        {"blanks and more equals signs", u"[s]\r\nk= a=b = \r\n", u"s", u"k", u" a=b = ", 0},
+        {"a later section", u"[r]\r\nk=r\r\n[s]\r\nk=s\r\n", u"s", u"k", u"s", 0},
+        {"other lines", u"[s]\r\n\r\n; k=no\r\nnothing\r\nk=text\r\n", u"s", u"k", u"text", 0},
+        {"lone breaks", u"[s]\r\nk=a\nb\rc\r\n", u"s", u"k", u"a\nb\rc", 0},
+        {"a key with a blank and a colon", u"[s]\r\nTotal Picture=1\r\nScale:=2\r\n", u"s", u"Scale:", u"2",
+         0},
+        {"a section and a key beyond ASCII", u"[日]\r\nü=text\r\n", u"日", u"ü", u"text", 0},
+        {"the first of two entries", u"[s]\r\nk=1\r\nk=2\r\n", u"s", u"k", u"1", 0},
+        {"the first of two sections", u"[s]\r\na=1\r\n[s]\r\nk=2\r\n", u"s", u"k", u"default", 0},
+        {"the section's end", u"[s]\r\n[\r\nk=2\r\n", u"s", u"k", u"default", 0},
+        {"a key that begins with a bracket", u"[s]\r\n[k=2\r\n", u"s", u"[k", u"default", 0},
+        {"a blank before the equals sign", u"[s]\r\nk =1\r\n", u"s", u"k", u"default", 10},
+        {"a blank before the key", u"[s]\r\n k=1\r\n", u"s", u"k", u"default", 10},
+        {"the tail of a key", u"[s]\r\nOK_BUTTON=1\r\n", u"s", u"BUTTON", u"default", 10},
+        {"the head of a key", u"[s]\r\nDelete_All=1\r\n", u"s", u"Delete", u"default", 10},
+        {"another letter case of a key", u"[s]\r\nK=1\r\n", u"s", u"k", u"default", 10},
+        {"another letter case of a section", u"[S]\r\nk=1\r\n", u"s", u"k", u"default", 10},
+        {"a header with a blank", u"[s] \r\nk=1\r\n", u"s", u"k", u"default", 10},
+        {"a header with something before", u" [s]\r\nk=1\r\n", u"s", u"k", u"default", 10},
+        {"an entry above all headers", u"k=1\r\n[s]\r\n", u"s", u"k", u"default", 10},
+        {"line feeds only", u"[s]\nk=1\n", u"s", u"k", u"default", 10},
+        {"no section at all", u"", u"s", u"k", u"default", 10},
+        {"the section of no name", u"[]\r\nk=1\r\n", u"", u"k", u"1", 0},
+    };
+    for (const auto& row : rows) {
+        WriteText(row.file);
+        EXPECT_EQ(Get(row.section, row.key), row.text) << row.what;
+        EXPECT_EQ(m_code, row.code) << row.what;
+    }
+}
+
+TEST_F(IniFileTest, ALineOf1024CodeUnitsIsTheLongest) {
+    const std::u16string text(1022, u'x');
+    WriteText(u"[s]\r\nk=" + text + u"\r\n");
+    EXPECT_EQ(Get(u"s", u"k"), text);
+
+    WriteText(u"[s]\r\na=1\r\nb=x" + text + u"\r\nk=1\r\n");
+    EXPECT_EQ(Get(u"s", u"k"), u"default") << "lines behind the long one are not read";
+    EXPECT_EQ(m_code, kLineTooLong);
+    EXPECT_EQ(Get(u"s", u"a"), u"1");
+
+    WriteText(std::u16string(1025, u'x') + u"\r\n[s]\r\nk=1\r\n");
+    EXPECT_EQ(Get(u"s", u"k"), u"default") << "nor above the header";
+    EXPECT_EQ(m_code, kLineTooLong);
+}
+
+TEST_F(IniFileTest, FilesThatCannotBeReadGiveDefaults) {
+    EXPECT_EQ(Get(u"s", u"k"), u"default");
+    EXPECT_EQ(m_code, kCannotOpen) << "missing";
+    Write({0xFE, 0xFF, 0, '[', 0, 's', 0, ']'});
+    EXPECT_EQ(Get(u"s", u"k"), u"default");
+    EXPECT_EQ(m_code, kNotUtf16);
+}
+
+TEST_F(IniFileTest, AnOddLastByteAndAShiftedLineAreReadAsFarAsTheyGo) {
+    Bytes bytes = Marked(u"[s]\r\nk=ab");
+    bytes.push_back('c');
+    Write(bytes);
+    EXPECT_EQ(Get(u"s", u"k"), u"ab");
+
+    // The odd byte shifts the terminator behind it, which is found all the same, and the next line with it.
+    const Bytes next = Utf16Le(u"\r\nl=2\r\n");
+    bytes.insert(bytes.end(), next.begin(), next.end());
+    Write(bytes);
+    EXPECT_EQ(Get(u"s", u"k"), u"ab");
+    EXPECT_EQ(Get(u"s", u"l"), u"2");
+}
+
+TEST_F(IniFileTest, LoneSurrogatesAndZeroesAreHandedOutAsTheyStand) {
+    const std::u16string odd{u'a', 0xD800, u'b', 0xDC00, 0, u'c'};
+    WriteText(u"[s]\r\nk=" + odd + u"\r\n");
+    EXPECT_EQ(Get(u"s", u"k"), odd);
+}
+
+TEST_F(IniFileTest, APathHolds511Bytes) {
+    // A folder chain whose file has a path of exactly `length` bytes.
+    const auto deepPath = [this](std::size_t length) {
+        std::filesystem::path folder = m_folder / std::string(200, 'a');
+        folder /= std::string(length - folder.native().size() - 2 - 100, 'b');
+        std::filesystem::create_directories(folder);
+        return folder / std::string(100, 'c');
+    };
+    for (const std::size_t length : {511U, 512U}) {
+        const std::filesystem::path path = deepPath(length);
+        ASSERT_EQ(path.native().size(), length);
+        test::PutBytes(path, Marked(u"[s]\r\nk=text\r\n"));
+        m_ini.SetFilePath(path.c_str());
+        EXPECT_EQ(Get(u"s", u"k"), length == 511 ? u"text" : u"default");
+    }
+    m_ini.SetFilePath(m_path.c_str());
+    WriteText(u"[s]\r\nk=short\r\n");
+    EXPECT_EQ(Get(u"s", u"k"), u"short") << "nothing of the longer path is left";
+}
+
+TEST(Utf16, ReplacesWhatIsNoText) {
+    const struct {
+        std::u16string utf16;
+        std::string_view utf8;
+    } lone[] = {
+        {{0xD800}, "\uFFFD"},
+        {{0xDC00}, "\uFFFD"},
+        {{0xD800, u'a'}, "\uFFFDa"},
+        {{0xDC00, 0xD800}, "\uFFFD\uFFFD"},
+        {{0xD800, 0xD800, 0xDC00}, "\uFFFD\U00010000"},
+    };
+    for (const auto& row : lone)
+        EXPECT_EQ(Utf8FromUtf16(row.utf16), row.utf8);
+
+    EXPECT_EQ(Utf16FromUtf8("a\x80z\xE2\x82"), u"a\uFFFDz\uFFFD\uFFFD");
+}
+
+TEST(FitForControl, CutsBetweenCharacters) {
+    const auto repeated = [](std::string_view piece, std::size_t count) {
+        std::string text;
+        for (std::size_t i = 0; i < count; ++i)
+            text += piece;
+        return text;
+    };
+    const struct {
+        std::string text;
+        std::size_t kept;
+    } rows[] = {
+        {std::string(511, 'a'), 511},          {std::string(512, 'a'), 511},
+        {repeated("\u00E9", 256), 510},        {repeated("\u753B", 171), 510},
+        {"ab" + repeated("\u753B", 171), 509}, {repeated("\U0001F5BC", 128), 508},
+        {std::string(600, '\x80'), 511},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(FitForControl(row.text), row.text.substr(0, row.kept)) << row.text;
+}
+
+class LocalizedTest : public LanguageFixture {
+  protected:
+    void SetUp() override { SetLanguageFile(m_path); }
+    void TearDown() override { SetLanguageFile(""); }
+};
+
+TEST_F(LocalizedTest, TheChosenSectionGivesTheText) {
+    EXPECT_EQ(Localized("k", "d\u00E9faut"), "d\u00E9faut") << "no file";
+    WriteText(u"[language]\r\nlanguage_1=日本\r\n[English]\r\nk=en\r\n[日本]\r\nk=画像 🖼\r\n");
+    EXPECT_EQ(Localized("k", "default"), "\u753B\u50CF \U0001F5BC");
+    EXPECT_EQ(Localized("other", "default"), "default");
+    EXPECT_EQ(LookUp("English", "k", "default"), "en");
+    WriteText(u"[language]\r\nlanguage_1=Missing\r\n[English]\r\nk=en\r\n");
+    EXPECT_EQ(Localized("k", "default"), "default") << "no second choice";
+}
+
+TEST_F(LocalizedTest, WithoutAChoiceOnlyTheQuitConfirmationKeepsItsDefaults) {
+    WriteText(u"[English]\r\nk=en\r\n[]\r\n");
+    EXPECT_EQ(Localized("k", "default"), "en");
+    EXPECT_EQ(Localized("k", "default", ""), "default");
+    WriteText(u"[language]\r\nlanguage_1=English\r\n[English]\r\nk=en\r\n");
+    EXPECT_EQ(Localized("k", "default", ""), "en");
+}
+
+TEST_F(LocalizedTest, AnOlderFileOfOursIsCompletedFromTheOneThatCameWithTheProgram) {
+    const std::string own = m_folder / "own.ini";
+    test::PutBytes(own, Marked(u"[German]\r\nLANGUAGE_NAME=Deutsch\r\nk=neu\r\nl=auch neu\r\n"));
+    SetOwnLanguageFile(own);
+    WriteText(u"[language]\r\nlanguage_1=German\r\n[German]\r\nLANGUAGE_NAME=Deutsch\r\nk=alt\r\ne=\r\n");
+    EXPECT_EQ(Localized("k", "default"), "alt");
+    EXPECT_EQ(Localized("e", "default"), "") << "an empty text is one";
+    EXPECT_EQ(Localized("l", "default"), "auch neu");
+    EXPECT_EQ(Localized("m", "default"), "default");
+    WriteText(u"[language]\r\nlanguage_1=German\r\n[German]\r\nk=alt\r\n");
+    EXPECT_EQ(Localized("l", "default"), "default") << "a file of somebody's own says all there is to say";
+    SetOwnLanguageFile("");
+}
+
+TEST(ShippedLanguageFile, IsRead) {
+    SetLanguageFile(LUMATO_LANGUAGE_FILE);
+    EXPECT_EQ(LookUp("language", "language_1", ""), "English");
+    EXPECT_EQ(LookUp("German", "CANCLE_BUTTON", ""), "Abbrechen");
+    EXPECT_EQ(LookUp("Japanese", "Add", ""), "\u8FFD\u52A0");
+    SetLanguageFile("");
+}
+
+}  // namespace
+}  // namespace lumato::text
