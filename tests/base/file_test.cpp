@@ -9,7 +9,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "tests/support/environment.h"
 #include "tests/support/temporary_folder.h"
 
 namespace lumato {
@@ -122,17 +121,6 @@ TEST_F(FileTest, WritesNewFilesUnderTheUmaskAndKeepsTheBitsOfOldOnes) {
     EXPECT_EQ(TakeBytes(m_path), Bytes{});
     EXPECT_EQ(m_folder.CountEntries(), 1U);
     ::umask(before);
-}
-
-TEST_F(FileTest, ADiskThatFillsUpLeavesTheOldFile) {
-    PutBytes(m_path, kOld);
-    const auto written = [this] {
-        const test::WriteLimit limit(2);
-        return WriteFile(m_path, kNew);
-    }();
-    ASSERT_FALSE(written);
-    EXPECT_EQ(TakeBytes(m_path), kOld);
-    EXPECT_EQ(m_folder.CountEntries(), 1U);
 }
 
 TEST_F(FileTest, DevicesAndPipesAreWrittenDirectly) {

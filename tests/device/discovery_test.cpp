@@ -1,3 +1,4 @@
+// Frames that come and go, and their volumes.
 #include <atomic>
 #include <thread>
 
@@ -8,9 +9,12 @@
 #include "platform/services.h"
 #include "tests/support/diagnostic_capture.h"
 #include "tests/support/scripted_device.h"
+#include "tests/support/temporary_folder.h"
 
 namespace lumato::device {
 namespace {
+
+using platform::Volume;
 
 // Records what the link reports; the online work runs until the frame is offline when `m_lingers` is set.
 class RecordingPort : public FramePort {
@@ -27,13 +31,17 @@ class RecordingPort : public FramePort {
         EXPECT_FALSE(m_working) << "the store must not be emptied under its online task";
         EXPECT_EQ(std::this_thread::get_id(), m_mainThread);
     }
-    void ShowLinkError(const Error& error) override { m_errors.push_back(error.kind); }
+    void ShowLinkError(const Error& error) override {
+        m_errors.push_back(error.kind);
+        m_messages.push_back(error.message);
+    }
 
     std::atomic<int> m_online{0};
     int m_offline = 0;
     std::atomic<bool> m_lingers{false};
     std::atomic<bool> m_working{true};
     std::vector<ErrorKind> m_errors;
+    std::vector<std::string> m_messages;
 
   private:
     static bool FrameIsUsable() { return Link().DeviceStatus && !Link().deviceGone; }
@@ -207,6 +215,59 @@ TEST_F(Discovery, BusThatCannotBeSearchedIsReported) {
     platform::CurrentServices().bus = nullptr;
     Start();
     EXPECT_THAT(m_port.m_errors, testing::ElementsAre(ErrorKind::Refused, ErrorKind::NotFound));
+}
+
+class FakeVolumes : public platform::Volumes {
+  public:
+    std::vector<Volume> List() override { return m_volumes; }
+    Result<void> Eject(const Volume& volume) override {
+        m_ejected.push_back(volume.name);
+        return Fail(ErrorKind::Busy, volume.name + " is held");
+    }
+    std::vector<Volume> m_volumes;
+    std::vector<std::string> m_ejected;
+};
+
+class FrameVolume : public testing::Test {
+  protected:
+    FrameVolume() { platform::CurrentServices().volumes = &m_volumes; }
+    ~FrameVolume() override {
+        platform::CurrentServices() = {};
+        ResetLink();
+    }
+    Path Mount(const std::string& name) {
+        std::filesystem::create_directory(m_folder / name);
+        m_volumes.m_volumes.push_back({.name = name, .root = m_folder / name});
+        return m_folder / name;
+    }
+    static void Put(const Path& file) { test::PutBytes(file, {'x'}); }
+
+    const test::TemporaryFolder m_folder;
+    FakeVolumes m_volumes;
+    CCommUSB m_link;
+};
+
+TEST_F(FrameVolume, OnlyVolumesWithTheMarkerFileInTheirRootAreEjected) {
+    Put(Mount("frame") / "LanguageUnicode.ini");
+    Put(Mount("fat") / "LANGUAGEUNICODE.INI");
+    Put(Mount("stick") / "Language.ini");
+    const Path deeper = Mount("deeper") / "sub";
+    std::filesystem::create_directory(deeper);
+    Put(deeper / "LanguageUnicode.ini");
+    std::filesystem::create_directory(Mount("folder") / "LanguageUnicode.ini");
+    m_volumes.m_volumes.push_back({.name = "vanished", .root = m_folder / "vanished"});
+    Put(Mount("last") / "languageunicode.ini");
+
+    RecordingPort errors;
+    Link().frame = &errors;
+    m_link.EjectMyDPF();
+    EXPECT_THAT(m_volumes.m_ejected, testing::ElementsAre("frame", "fat", "last"));
+    EXPECT_THAT(errors.m_messages, testing::ElementsAre("frame is held", "fat is held", "last is held"));
+}
+
+TEST_F(FrameVolume, NoVolumesAtAllIsFine) {
+    platform::CurrentServices().volumes = nullptr;
+    m_link.EjectMyDPF();
 }
 
 }  // namespace

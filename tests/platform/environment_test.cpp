@@ -1,13 +1,42 @@
-#include "platform/linux/system_clock.h"
+// What the process's environment decides: folders and the time zone.
+#include "tests/support/environment.h"
 
 #include <ctime>
 
 #include <gtest/gtest.h>
 
-#include "tests/support/environment.h"
+#include "platform/linux/folders.h"
+#include "platform/linux/system_clock.h"
 
 namespace lumato::platform {
 namespace {
+
+using test::ScopedVariable;
+
+TEST(Folders, GivenHomeComesBeforeTheEnvironment) {
+    const ScopedVariable data("XDG_DATA_HOME", "/data");
+    const ScopedVariable state("XDG_STATE_HOME", "/state");
+    EXPECT_EQ(ResourcesFolder("some/where"), "some/where");
+    EXPECT_EQ(StateFolder("some/where"), "some/where/state");
+    EXPECT_EQ(ResourcesFolder({}), "/data/lumato");
+    EXPECT_EQ(StateFolder({}), "/state/lumato");
+}
+
+TEST(Folders, UnsetEmptyAndRelativeVariablesFallBackToTheUsersHome) {
+    const ScopedVariable home("HOME", "/home/user");
+    for (const char* value : {static_cast<const char*>(nullptr), "", "relative"}) {
+        const ScopedVariable data("XDG_DATA_HOME", value);
+        const ScopedVariable state("XDG_STATE_HOME", value);
+        EXPECT_EQ(ResourcesFolder({}), "/home/user/.local/share/lumato");
+        EXPECT_EQ(StateFolder({}), "/home/user/.local/state/lumato");
+    }
+}
+
+TEST(Folders, WithoutHomeTheUserDatabaseTellsIt) {
+    const ScopedVariable home("HOME", nullptr);
+    const ScopedVariable data("XDG_DATA_HOME", nullptr);
+    EXPECT_TRUE(ResourcesFolder({}).is_absolute());
+}
 
 // Seconds since 1970 of the civil time, taken as UTC.
 std::time_t AsUtc(const LocalTime& time) {
@@ -35,7 +64,7 @@ TEST(SystemClock, ReadsTheWallClockOfTheZone) {
         {"AAA-1BBB,J1/0,J365/25", 7200, true},  // daylight-saving time all the year
     };
     for (const auto& row : rows) {
-        const test::ScopedVariable zone("TZ", row.zone);
+        const ScopedVariable zone("TZ", row.zone);
         const std::time_t before = std::time(nullptr);
         const LocalTime now = SystemClock().Now();
         const std::time_t after = std::time(nullptr);

@@ -1,0 +1,367 @@
+// Attempts that go wrong, what is refused, and the clock. The commands of attempts that do not are compared
+// from outside: tests/independent/.
+#include <map>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "device/comm_usb.h"
+#include "flash/checked_transfer.h"
+#include "flash/process_flash.h"
+#include "platform/services.h"
+#include "tests/support/command_letter.h"
+#include "tests/support/diagnostic_capture.h"
+#include "tests/support/scripted_device.h"
+#include "vframe/virtual_frame.h"
+
+namespace lumato::flash {
+namespace {
+
+// A command by its letter.
+enum class Kind : char {
+    Enable = 'n',
+    WriteStatus = 's',
+    Erase = 'E',
+    Program = 'P',
+    Status = '?',
+    Read = 'R',
+    Checksum = '=',
+    Clock = 'C'
+};
+
+enum class Fault {
+    Refuse,   // not executed, CHECK CONDITION
+    Flip,     // data changed by one bit on their way (a checksum, too), reported good
+    Nothing,  // not executed, reported good
+    Unplug,   // not executed, and the frame is gone
+};
+
+// A virtual frame with 256 KB of zeros; a test can make the n-th command of a kind go wrong.
+class FlashFrame {
+  public:
+    FlashFrame() {
+        m_script.answer = [this](const platform::ScsiRequest& request) { return Answer(request); };
+        m_bus.present = {&m_service};
+        platform::CurrentServices().bus = &m_bus;
+        m_link.IniUSBDevice();
+        m_script.sent.clear();
+    }
+    ~FlashFrame() {
+        device::ResetLink();
+        platform::CurrentServices() = {};
+    }
+
+    // What happens to the `number`-th command of the kind from now on, counted from 1.
+    void FailAt(Kind kind, int number, Fault fault) { m_faults[{kind, m_counts[kind] + number}] = fault; }
+
+    // The block of the `index`-th command, in hex.
+    std::string Sent(std::size_t index) const { return m_script.sent.at(index).block; }
+    std::size_t SentCount() const { return m_script.sent.size(); }
+    void ForgetSent() { m_script.sent.clear(); }
+    // The commands that were sent, as command_letter.h has them.
+    std::string Order() const { return m_order; }
+
+    bool m_busy = false;
+    test::DeviceScript m_script;
+    test::DiagnosticCapture m_printed;
+    test::ScriptedService m_service{"frame", m_script};
+    test::ScriptedBus m_bus;
+    device::CCommUSB m_link;
+
+  private:
+    platform::ScsiOutcome Answer(const platform::ScsiRequest& request) {
+        m_order += test::LetterOf(request.block);
+        const auto kind = static_cast<Kind>(m_order.back());
+        const auto fault = m_faults.find({kind, ++m_counts[kind]});
+        if (fault == m_faults.end())
+            return Obey(kind, request);
+        switch (fault->second) {
+            case Fault::Refuse:
+                return test::Refused();
+            case Fault::Nothing:
+                return test::Good(request.data.size());
+            case Fault::Unplug:
+                m_script.gone = true;
+                return {};
+            case Fault::Flip:
+                break;
+        }
+        const bool out = request.direction == platform::Direction::Out;
+        std::vector<std::uint8_t> changed(request.data.begin(), request.data.end());
+        platform::ScsiRequest other = request;
+        other.data = out ? MutableByteSpan(changed) : request.data;
+        if (out)
+            changed[0] ^= 0x10;
+        const platform::ScsiOutcome outcome = Obey(kind, other);
+        if (!out)
+            other.data[0] ^= 0x10;
+        return outcome;
+    }
+
+    platform::ScsiOutcome Obey(Kind kind, const platform::ScsiRequest& request) {
+        if (kind == Kind::Status && m_busy)
+            return test::Give(request, std::vector<std::uint8_t>(64, 0x03));
+        return m_frame.Execute(request);
+    }
+
+    vframe::VirtualFrame m_frame{vframe::FlashImage::InMemory(std::vector<std::uint8_t>(4 * 65536))};
+    std::string m_order;
+    std::map<Kind, int> m_counts;
+    std::map<std::pair<Kind, int>, Fault> m_faults;
+};
+
+class CheckedTransfer : public testing::Test {
+  protected:
+    CheckedTransfer() {
+        Flash().m_PtrPF = std::make_shared<CProcessFlash>(&m_frame.m_link);
+        Flash().m_PtrPF->SetWriteRange({.begin = 0x10000, .end = 0x40000});
+        Flash().m_PtrPF->SetFlashCommand(0xD8, 0);
+        Flash().device = &m_frame.m_link;
+        for (std::size_t i = 0; i < m_data.size(); ++i)
+            m_data[i] = static_cast<unsigned char>(i * 7 + i / 256 + 1);
+    }
+    ~CheckedTransfer() override { ResetFlash(); }
+
+    bool Write(int length, int address) { return WriteDataToFlash(m_data.data(), length, address); }
+    // How often the check's failure was printed since the attachment; nothing else may be.
+    std::size_t FailedChecks() const {
+        const std::string kAttachment = "Device appeared.\n", kFalse = "Verify false\n";
+        std::string printed = m_frame.m_printed.Text().substr(kAttachment.size());
+        std::size_t count = 0;
+        for (; printed.starts_with(kFalse); ++count)
+            printed.erase(0, kFalse.size());
+        EXPECT_EQ(printed, "");
+        return count;
+    }
+
+    FlashFrame m_frame;
+    std::vector<unsigned char> m_data = std::vector<unsigned char>(kBlockSize);
+};
+
+TEST_F(CheckedTransfer, ChecksumThatDidNotArriveIsNoChecksum) {
+    std::vector<unsigned char> zeros(16, 0);
+    m_frame.FailAt(Kind::Checksum, 1, Fault::Refuse);
+    EXPECT_FALSE(JugeIfWriteIsSuccess(zeros.data(), 16, 0x10000));
+    EXPECT_EQ(FailedChecks(), 1U);
+}
+
+// The flash holds zeros, and so does the buffer: a read that was refused would pass the check.
+TEST_F(CheckedTransfer, AttemptsAreThreeAndAFailedCommandEndsItsOwn) {
+    const struct {
+        bool write;
+        std::vector<std::tuple<Kind, int, Fault>> faults;
+        const char* order;  // the commands, as FlashFrame has them
+        std::size_t failedChecks;
+        bool done;
+    } rows[] = {
+        {false, {{Kind::Read, 1, Fault::Flip}, {Kind::Checksum, 2, Fault::Flip}}, "R?=R?=R?=", 2, true},
+        {false,
+         {{Kind::Read, 1, Fault::Refuse}, {Kind::Read, 2, Fault::Flip}, {Kind::Read, 3, Fault::Refuse}},
+         "RR?=R",
+         1,
+         false},
+        {true,
+         {{Kind::Erase, 1, Fault::Refuse}, {Kind::Program, 1, Fault::Refuse}},
+         "nsnEnsnEnsnPnsnEnsnP=",
+         0,
+         true},
+        {true,
+         {{Kind::Program, 1, Fault::Flip},
+          {Kind::Program, 2, Fault::Nothing},
+          {Kind::Checksum, 3, Fault::Refuse}},
+         "nsnEnsnP=nsnEnsnP=nsnEnsnP=",
+         3,
+         false},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.order);
+        const std::size_t before = m_frame.Order().size(), checks = FailedChecks();
+        std::vector<unsigned char> zeros(4096);
+        for (const auto& [kind, number, fault] : row.faults)
+            m_frame.FailAt(kind, number, fault);
+        EXPECT_EQ(row.write ? Write(4096, 0x20000) : ReadFlashData(zeros.data(), 4096, 0x12345), row.done);
+        EXPECT_EQ(m_frame.Order().substr(before), row.order);
+        EXPECT_EQ(FailedChecks() - checks, row.failedChecks);
+    }
+}
+
+TEST_F(CheckedTransfer, WriteInsideABlockKeepsTheRestOfIt) {
+    ASSERT_TRUE(Write(kBlockSize, 0x20000));
+    std::vector<unsigned char> part(4096, 0x5A), block(kBlockSize);
+    EXPECT_TRUE(WriteDataToFlash(part.data(), 4096, 0x28000));
+    std::ranges::copy(part, m_data.begin() + 0x8000);
+    EXPECT_TRUE(ReadFlashData(block.data(), kBlockSize, 0x20000));
+    EXPECT_EQ(block, m_data);
+}
+
+TEST_F(CheckedTransfer, BlockThatCannotBeReadIsNotTouched) {
+    for (int attempt = 1; attempt <= kAttempts; ++attempt)
+        m_frame.FailAt(Kind::Read, attempt, Fault::Flip);
+    EXPECT_FALSE(Write(4096, 0x28000));
+    EXPECT_EQ(m_frame.Order(), "R?=R?=R?=");
+}
+
+TEST_F(CheckedTransfer, WriteThatLeavesItsBlockOrTheRangeIsRefused) {
+    const std::pair<int, int> rows[] = {{4097, 0x2F000},       {kBlockSize + 1, 0x20000},
+                                        {kBlockSize, 0x20001}, {0, 0x20000},
+                                        {-1, 0x20000},         {16, 0},
+                                        {16, 0x0F000},         {16, 0x40000},
+                                        {16, -65536},          {0x7FFFFFFF, 0x20001}};
+    for (const auto& [length, address] : rows)
+        EXPECT_FALSE(Write(length, address)) << length << " at " << address;
+    EXPECT_FALSE(ReadFlashData(m_data.data(), 0, 0));
+    EXPECT_FALSE(ReadFlashData(m_data.data(), kBlockSize + 1, 0));
+    EXPECT_FALSE(ReadFlashData(m_data.data(), 16, -1));
+    EXPECT_EQ(m_frame.SentCount(), 0U);
+    EXPECT_TRUE(Write(4096, 0x3F000));
+}
+
+TEST_F(CheckedTransfer, WithoutAFrameNothingIsSentOrPrinted) {
+    const auto refusesAll = [this] {
+        return !JugeIfWriteIsSuccess(m_data.data(), 16, 0x20000) &&
+               !ReadFlashData(m_data.data(), 16, 0x20000) && !Write(16, 0x20000);
+    };
+    const std::shared_ptr<CProcessFlash> flash = std::exchange(Flash().m_PtrPF, nullptr);
+    EXPECT_TRUE(refusesAll());
+    Flash().m_PtrPF = flash;
+    m_frame.m_link.SetUSBDeviceStatus(false);
+    EXPECT_TRUE(refusesAll());
+    EXPECT_EQ(m_frame.SentCount(), 0U);
+    EXPECT_EQ(FailedChecks(), 0U);
+}
+
+class ProcessFlash : public testing::Test {
+  protected:
+    ProcessFlash() { m_flash.SetWriteRange({.begin = 0x10000, .end = 0x40000}); }
+
+    FlashFrame m_frame;
+    CProcessFlash m_flash{&m_frame.m_link};
+    std::vector<char> m_data = std::vector<char>(65536, 'x');
+};
+
+TEST_F(ProcessFlash, PreparationMayFailTheCommandItselfMayNot) {
+    m_frame.FailAt(Kind::Enable, 1, Fault::Refuse);
+    m_frame.FailAt(Kind::WriteStatus, 1, Fault::Refuse);
+    m_frame.FailAt(Kind::Enable, 2, Fault::Refuse);
+    EXPECT_TRUE(m_flash.Erase4KFlash(0x10000));
+    m_frame.FailAt(Kind::Erase, 1, Fault::Refuse);
+    EXPECT_FALSE(m_flash.Erase4KFlash(0x10000));
+    m_frame.FailAt(Kind::Program, 1, Fault::Refuse);
+    EXPECT_FALSE(m_flash.WriteToFlash(m_data.data(), 16, 0x10000));
+    EXPECT_EQ(m_frame.Order(), "nsnEnsnEnsnP");
+}
+
+TEST_F(ProcessFlash, PollsAreBoundedByTimeAndByTheFrame) {
+    m_flash.SetReadyLimit(std::chrono::milliseconds(500));
+    m_frame.m_busy = true;
+    EXPECT_FALSE(m_flash.ReadFromFlash(m_data.data(), 64, 0));
+    EXPECT_GT(m_frame.Order().size(), 3U);  // it did poll for a while
+
+    m_flash.SetReadyLimit(std::chrono::hours(1));
+    m_frame.FailAt(Kind::Status, 5, Fault::Unplug);
+    m_frame.ForgetSent();
+    EXPECT_FALSE(m_flash.WaitFlashReady());
+    EXPECT_EQ(m_frame.SentCount(), 5U);
+}
+
+TEST_F(ProcessFlash, NothingOutsideTheWriteRangeIsErasedOrProgrammed) {
+    CProcessFlash fresh(&m_frame.m_link);
+    EXPECT_FALSE(fresh.Erase4KFlash(0x10000));
+    EXPECT_FALSE(fresh.Flash_WR_Page(m_data.data(), 1, 0x10000));
+
+    for (const unsigned char wholeChip : std::initializer_list<unsigned char>{0x60, 0xC7}) {
+        m_flash.SetFlashCommand(wholeChip, 0);
+        EXPECT_FALSE(m_flash.Erase4KFlash(0x10000));
+    }
+
+    const struct {
+        unsigned char instruction;
+        unsigned long address;
+        bool allowed;
+    } erases[] = {
+        {0x20, 0x21000, true}, {0x20, 0x21FFF, true},  {0x20, 0x20FFF, false},
+        {0x20, 0x2FFFF, true}, {0x20, 0x30000, false}, {0x52, 0x21000, false},
+        {0x52, 0x28000, true}, {0xD8, 0x2F000, false}, {0xD8, ~0UL, false},
+    };
+    m_flash.SetWriteRange({.begin = 0x21000, .end = 0x30000});
+    for (const auto& row : erases) {
+        m_flash.SetFlashCommand(row.instruction, 0);
+        EXPECT_EQ(m_flash.Erase4KFlash(row.address), row.allowed) << std::hex << row.address;
+    }
+    EXPECT_EQ(m_frame.Order(), "nsnEnsnEnsnEnsnE");
+
+    EXPECT_TRUE(m_flash.Flash_WR_Page(m_data.data(), 0xF000, 0x21000));
+    EXPECT_FALSE(m_flash.Flash_WR_Page(m_data.data(), 0xF001, 0x21000));
+    EXPECT_FALSE(m_flash.Flash_WR_Page(m_data.data(), 2, 0x20FFF));
+    EXPECT_FALSE(m_flash.Flash_WR_Page(m_data.data(), 1, 0x30000));
+    EXPECT_FALSE(m_flash.Flash_WR_Page(m_data.data(), -1, 0x21000));
+    EXPECT_FALSE(m_flash.Flash_WR_Page(m_data.data(), 1, -1));
+    EXPECT_EQ(m_frame.Order(), "nsnEnsnEnsnEnsnEnsnP");
+}
+
+// Three address bytes reach 16 MB; what lies higher would be answered, or written, from the bottom.
+TEST_F(ProcessFlash, AddressesBeyondThreeBytesAreRefused) {
+    m_flash.SetWriteRange({.begin = 0x10000, .end = 0x2000000});
+    m_flash.SetFlashCommand(0xD8, 0);
+    unsigned char high = 9;
+    unsigned char low = 9;
+    EXPECT_FALSE(m_flash.Erase4KFlash(0x1000000));
+    EXPECT_FALSE(m_flash.WriteToFlash(m_data.data(), 2, 0xFFFFFF));
+    EXPECT_FALSE(m_flash.ReadFromFlash(m_data.data(), 2, 0xFFFFFF));
+    EXPECT_FALSE(m_flash.GetVerifyValue(high, low, 0x1000000, 1));
+    EXPECT_EQ(high + low, 0);
+    EXPECT_TRUE(m_flash.WriteToFlash(m_data.data(), 0, 0x10000));
+    EXPECT_FALSE(m_flash.ReadFromFlash(m_data.data(), 0, 0x10000));
+    EXPECT_EQ(m_frame.SentCount(), 0U);
+}
+
+class FakeClock : public platform::Clock {
+  public:
+    platform::LocalTime Now() const override {
+        ++m_readings;
+        return m_time;
+    }
+    platform::LocalTime m_time;
+    mutable int m_readings = 0;
+};
+
+constexpr int kHour = 3600;
+constexpr int kHalfHour = 1800;
+
+TEST(FlashClock, SendsLocalTimeAndZone) {
+    const struct {
+        platform::LocalTime time;
+        const char* block;
+    } rows[] = {
+        {{2009, 3, 3, 14, 5, 9, false, kHour}, "CA 00 00 00 00 09 14 03 03 0E 05 09 00 00 00 0D"},
+        {{2026, 7, 31, 23, 59, 59, true, 2 * kHour}, "CA 00 00 00 00 1A 14 07 1F 17 3B 3B 00 00 01 0E"},
+        {{1999, 12, 1, 0, 0, 0, false, 8 * kHour}, "CA 00 00 00 00 63 13 0C 01 00 00 00 00 00 00 14"},
+        {{2000, 2, 29, 1, 2, 3, false, -5 * kHour}, "CA 00 00 00 00 00 14 02 1D 01 02 03 00 00 00 07"},
+        {{2026, 1, 1, 0, 0, 0, false, 5 * kHour + kHalfHour},
+         "CA 00 00 00 00 1A 14 01 01 00 00 00 00 00 00 11"},
+        {{2026, 1, 1, 0, 0, 0, false, -3 * kHour - kHalfHour},
+         "CA 00 00 00 00 1A 14 01 01 00 00 00 00 00 00 09"},
+        {{2026, 1, 1, 0, 0, 0, false, -kHalfHour}, "CA 00 00 00 00 1A 14 01 01 00 00 00 00 00 00 0C"},
+        {{2016, 12, 31, 23, 59, 60, false, 0}, "CA 00 00 00 00 10 14 0C 1F 17 3B 3B 00 00 00 0C"},
+    };
+    FlashFrame frame;
+    FakeClock clock;
+    platform::CurrentServices().clock = &clock;
+    CProcessFlash flash(&frame.m_link);
+    for (const auto& row : rows) {
+        clock.m_time = row.time;
+        frame.ForgetSent();
+        EXPECT_TRUE(flash.SynchronizeDPFtime());
+        ASSERT_EQ(frame.SentCount(), 1U);
+        EXPECT_EQ(frame.Sent(0), row.block);
+        EXPECT_EQ(frame.m_script.sent[0].direction, platform::Direction::None);
+    }
+    EXPECT_EQ(clock.m_readings, static_cast<int>(std::size(rows)));
+
+    frame.FailAt(Kind::Clock, 1, Fault::Refuse);
+    EXPECT_FALSE(flash.SynchronizeDPFtime());
+}
+
+}  // namespace
+}  // namespace lumato::flash
