@@ -72,12 +72,18 @@ class OneProgram(Story):
         slow = self.started(self.begin("--pace", "0.0005", "list"))
         self.wait_until(lambda: os.path.isdir(self.home), "lumatoctl does not take the home folder")
         time.sleep(0.3)
+        self.assert_taken()
         self.assert_taken(home=self.path("other"))
+        self.assert_taken(frame=self.write("other.frame", self.image()))
         window = self.window("--frame", self.frame, *self.pictures)
         with self.assertRaises(subprocess.TimeoutExpired):
             window.wait(4)  # its message stands there
         self.assertIsNone(slow.poll(), "it was to be slow")
         self.assertFalse(os.path.exists(self.path("home/state/recovery")))
+        for process in (window, slow):
+            process.kill()
+            process.wait()
+        self.assertEqual(self.good("list")["pictures"], [])
 
 
 if __name__ == "__main__":

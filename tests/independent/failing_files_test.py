@@ -11,13 +11,12 @@ import hashlib
 import itertools
 import os
 import shutil
-import subprocess
 import unittest
 
 import flash_reader
 import story
 from flash_reader import make_image, put_pictures
-from story import Outcome, Story, noise, streams, wave
+from story import Story, noise, streams, wave
 
 SHIM = ""
 EVERY = 1
@@ -49,17 +48,14 @@ class FailingFiles(Story):
         """Runs a command whose n-th operation goes wrong. What went wrong, or None; and the outcome."""
         if os.path.exists(self.report):
             os.remove(self.report)
-        command = [story.PROGRAM, "--home", self.home, "--frame", self.frame, "--json", *map(str, arguments)]
-        settings = dict(LD_PRELOAD=SHIM, FAILING_FILES_BELOW=":".join((self.home, self.frame, self.out)),
-                        FAILING_FILES_AT=str(n), FAILING_FILES_HOW=kind, FAILING_FILES_REPORT=self.report)
-        self.commands.append(" ".join("%s=%s" % pair for pair in settings.items()) + " " + " ".join(command))
-        # Nothing hangs, either. The address sanitizer wants to be first, and is told that it need not.
+        # The address sanitizer wants to be first, and is told that it need not.
         sanitizer = os.environ.get("ASAN_OPTIONS", "") + ":verify_asan_link_order=0"
-        done = subprocess.run(command, env=dict(self.environment(), ASAN_OPTIONS=sanitizer, **settings),
-                              capture_output=True, timeout=60, cwd=self.folder)
+        settings = dict(LD_PRELOAD=SHIM, FAILING_FILES_BELOW=":".join((self.home, self.frame, self.out)),
+                        FAILING_FILES_AT=str(n), FAILING_FILES_HOW=kind, FAILING_FILES_REPORT=self.report,
+                        ASAN_OPTIONS=sanitizer)
+        outcome = self.run_program(*arguments, settings=settings, statuses=(0, 1, 2, 3, KILLED))
         self.runs += 1
-        what = self.read("report").decode().split() if os.path.exists(self.report) else None
-        return what, Outcome(done.returncode, done.stdout.decode(), done.stderr.decode())
+        return self.read("report").decode().split() if os.path.exists(self.report) else None, outcome
 
     def whole_files_only(self, what):
         """No name that a reader may trust holds a part of something."""

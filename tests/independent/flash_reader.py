@@ -4,7 +4,6 @@ Layout: device information block at 0 (little-endian fields), picture table of 4
 boundary, pictures behind it.
 """
 import functools
-import hashlib
 import struct
 
 import stream_codec
@@ -32,8 +31,8 @@ class Information:
             self.table_address = -(-end // BLOCK) * BLOCK
 
 
-def table_of(image, information=None):
-    at = (information or Information(image)).table_address
+def table_of(image):
+    at = Information(image).table_address
     return bytes(image[at:at + TABLE_SIZE])
 
 
@@ -56,27 +55,11 @@ def decodes(stream, width, height):
         return False
 
 
-def pictures_of(image, check_decoding=True):
-    """Every slot in use, whatever its status, in slot order; none when the table is not valid."""
-    information, found = Information(image), []
-    table = table_of(image, information)
-    for k in range(1, SLOTS + 1 if table_is_valid(table) else 1):
-        status, address, length = slot(table, k)
-        if status == 0:
-            continue
-        stream = bytes(image[address:address + length])
-        picture = {"slot": k, "status": status, "address": address, "length": length,
-                   "sha256": hashlib.sha256(stream).hexdigest()}
-        if check_decoding:
-            picture["decodes"] = (len(stream) == length
-                                  and decodes(stream, information.lcd_width, information.lcd_height))
-        found.append(picture)
-    return found
-
-
 def streams_of(image):
-    """The pictures' bytes, in slot order."""
-    return [bytes(image[p["address"]:p["address"] + p["length"]]) for p in pictures_of(image, False)]
+    """The bytes of every slot in use, whatever its status, in slot order; none when the table is not valid."""
+    table = table_of(image)
+    slots = [slot(table, k) for k in range(1, SLOTS + 1 if table_is_valid(table) else 1)]
+    return [bytes(image[address:address + length]) for status, address, length in slots if status]
 
 
 # ------------------------------------------------------------------------------------------ crafting

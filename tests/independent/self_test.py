@@ -3,10 +3,8 @@ too: frame_story_test.py."""
 import unittest
 
 import flash_model
-import flash_reader
 import stream_codec
-from flash_reader import make_image, make_table, put_pictures, put_table
-from story import wave
+from flash_reader import make_image, put_pictures
 
 
 def flat(width, height, value):
@@ -32,17 +30,6 @@ class Codec(unittest.TestCase):
                 head = "00%02x00%02x%s00010100010100010100000000000000002e02" % (side, side, mode)
                 self.assertEqual((stream[:24].hex(), stream[574:].hex()), (head, coded))
                 self.assertEqual(stream_codec.decode(stream)[54:], bytes([128]) * (3 * side * side))
-
-
-class Reader(unittest.TestCase):
-    def test_what_is_crafted_is_read(self):
-        stream = stream_codec.encode(wave(48, 32), 48, 32, 90, 4)
-        image = put_pictures(make_image(limit=7, quality=60, erase=0x20, page_option=1), [stream, b"junk", stream])
-        self.assertEqual([(p["slot"], p["address"], p["length"], p["decodes"]) for p in flash_reader.pictures_of(image)],
-                         [(1, 0x11000, len(stream), True), (2, 0x11000 + len(stream), 4, False),
-                          (3, 0x11004 + len(stream), len(stream), True)])
-        put_table(image, make_table([(1, 0x11000, 5)], end_mark=b"\x55\xAB"))
-        self.assertEqual(flash_reader.pictures_of(image), [])
 
 
 class Model(unittest.TestCase):

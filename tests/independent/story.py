@@ -123,16 +123,18 @@ class Story(unittest.TestCase):
         where = ["--home", self.home] + (["--frame", self.frame, "--trace", self.trace_file] if frame else [])
         return [PROGRAM, *where, "--json", *map(str, arguments)]
 
-    def run_program(self, *arguments, frame=True):
-        command = self.command(*arguments, frame=frame)
-        self.commands.append(shlex.join(command))
+    def run_program(self, *arguments, frame=True, settings=None, statuses=(0, 1, 2, 3)):
+        """`settings`: environment variables besides the usual ones."""
+        command, settings = self.command(*arguments, frame=frame), settings or {}
+        self.commands.append(shlex.join(["%s=%s" % pair for pair in settings.items()] + command))
         if frame and os.path.isfile(self.frame):
             shutil.copyfile(self.frame, self.path("before.img"))
         if os.path.exists(self.trace_file):
             os.remove(self.trace_file)
-        done = subprocess.run(command, env=self.environment(), capture_output=True, timeout=120, cwd=self.folder)
+        done = subprocess.run(command, env=dict(self.environment(), **settings), capture_output=True, timeout=120,
+                              cwd=self.folder)
         outcome = Outcome(done.returncode, done.stdout.decode(), done.stderr.decode())
-        self.assertIn(outcome.status, (0, 1, 2, 3), outcome.err)
+        self.assertIn(outcome.status, statuses, outcome.err)
         return outcome
 
     def begin(self, *arguments):
@@ -190,9 +192,11 @@ class Story(unittest.TestCase):
     def composed(self, source):
         """The LCD-sized bitmap that adding `source` starts from, by the program's own composition."""
         information = flash_reader.Information(self.image())
-        self.good("compose", source, self.path("composed.bmp"), "--lcd",
-                  "%dx%d" % (information.lcd_width, information.lcd_height), frame=False)
-        return self.read("composed.bmp")
+        size = information.lcd_width, information.lcd_height
+        self.good("compose", source, self.path("composed.bmp"), "--lcd", "%dx%d" % size, frame=False)
+        bitmap = self.read("composed.bmp")
+        self.assert_same_bytes(bitmap, stream_codec.make_bitmap(*size, stream_codec.bitmap_rows(bitmap, *size)), "bitmap")
+        return bitmap
 
     def add_as_model(self, sources):
         """Adds the sources; result, budget, streams, flash and commands are the model's. (added, refused)"""
