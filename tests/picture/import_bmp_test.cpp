@@ -32,17 +32,14 @@ Bytes MakeBmp(const BmpParts& parts) {
     file[0] = 'B';
     file[1] = 'M';
     PutLe32(span.subspan(14), parts.infoSize);
-    if (core) {
-        PutLe16(span.subspan(18), static_cast<std::uint32_t>(parts.width));
-        PutLe16(span.subspan(20), static_cast<std::uint32_t>(parts.height));
-        PutLe16(span.subspan(22), 1);
-        PutLe16(span.subspan(24), static_cast<std::uint32_t>(parts.bits));
-    } else {
-        PutLe32(span.subspan(18), static_cast<std::uint32_t>(parts.width));
-        PutLe32(span.subspan(22), static_cast<std::uint32_t>(parts.height));
-        PutLe16(span.subspan(26), 1);
-        PutLe16(span.subspan(28), static_cast<std::uint32_t>(parts.bits));
+    std::size_t at = 18;
+    for (const int side : {parts.width, parts.height}) {
+        core ? PutLe16(span.subspan(at), static_cast<std::uint32_t>(side))
+             : PutLe32(span.subspan(at), static_cast<std::uint32_t>(side));
+        at += core ? 2 : 4;
     }
+    PutLe16(span.subspan(at), 1);
+    PutLe16(span.subspan(at + 2), static_cast<std::uint32_t>(parts.bits));
     if (parts.infoSize >= 40) {
         PutLe32(span.subspan(30), parts.compression);
         PutLe32(span.subspan(46), parts.coloursUsed);
@@ -64,20 +61,12 @@ Bytes MakeBmp(const BmpParts& parts) {
     return file;
 }
 
-class BmpImport : public testing::Test {
+class BmpImport : public ImportTest {
   protected:
-    Result<void> Read(const Bytes& bmp, double scale = 1.0) {
-        Put(m_file, bmp);
-        return Import(m_file, m_info, scale);
-    }
     // The four pixels of a 2 x 2 picture: top left, top right, bottom left, bottom right.
     std::array<Rgb, 4> Four() const {
         return {At(m_info, 0, 0), At(m_info, 1, 0), At(m_info, 0, 1), At(m_info, 1, 1)};
     }
-
-    TemporaryFolder m_folder;
-    Path m_file = m_folder / "picture.bmp";
-    BitmapInfo m_info;
 };
 
 const std::vector<Rgb> kPalette = {kRed, kGreen, kBlue, kWhite};

@@ -3,7 +3,6 @@
 #include <cstdlib>
 #include <random>
 
-#include <gtest/gtest.h>
 #include <lcms2.h>
 #include <vips/vips.h>
 
@@ -175,6 +174,13 @@ std::string Outcome(const Result<void>& result) {
     constexpr const char* kNames[] = {"NotFound", "Unreadable", "Unwritable", "Unsupported", "Damaged",
                                       "TooLarge", "Refused",    "Gone",       "Busy"};
     return std::string(kNames[static_cast<int>(result.error().kind)]) + ": " + result.error().message;
+}
+
+void ExpectQuarters(const BitmapInfo& info, const std::array<Rgb, 4>& expected, int tolerance) {
+    const std::array<Rgb, 4> got = QuarterColours(info);
+    for (std::size_t i = 0; i < 4; ++i)
+        EXPECT_TRUE(Near(got[i], expected[i], tolerance))
+            << "quarter " << i << ": " << testing::PrintToString(got[i]);
 }
 
 }  // namespace lumato::picture

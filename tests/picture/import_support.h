@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include "base/file.h"
 #include "picture/import.h"
 #include "tests/support/jpeg_writer.h"
@@ -56,5 +58,23 @@ std::array<Rgb, 4> OrientedQuarters(int orientation);
 Result<void> Import(const Path& file, BitmapInfo& info, double scale = 1.0, bool flipRows = false);
 // "Damaged: cut off ...", or "fine".
 std::string Outcome(const Result<void>& result);
+
+void ExpectQuarters(const BitmapInfo& info, const std::array<Rgb, 4>& expected, int tolerance = 12);
+
+// A folder, and the picture that was last read.
+class ImportTest : public testing::Test {
+  protected:
+    Result<void> Read(const Path& file, double scale = 1.0, bool flipRows = false) {
+        return Import(file, m_info, scale, flipRows);
+    }
+    Result<void> Read(const Bytes& bytes, double scale = 1.0, bool flipRows = false) {
+        Put(m_file, bytes);
+        return Read(m_file, scale, flipRows);
+    }
+
+    TemporaryFolder m_folder;
+    Path m_file = m_folder / "picture";
+    BitmapInfo m_info;
+};
 
 }  // namespace lumato::picture
