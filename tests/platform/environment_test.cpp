@@ -1,6 +1,5 @@
 // What the process's environment decides: folders and the time zone.
-#include "tests/support/environment.h"
-
+#include <cstdlib>
 #include <ctime>
 
 #include <gtest/gtest.h>
@@ -11,11 +10,17 @@
 namespace lumato::platform {
 namespace {
 
-using test::ScopedVariable;
+// For the rest of the test's process; null removes the variable.
+void SetVariable(const char* name, const char* value) {
+    if (value != nullptr)
+        ::setenv(name, value, 1);
+    else
+        ::unsetenv(name);
+}
 
 TEST(Folders, GivenHomeComesBeforeTheEnvironment) {
-    const ScopedVariable data("XDG_DATA_HOME", "/data");
-    const ScopedVariable state("XDG_STATE_HOME", "/state");
+    SetVariable("XDG_DATA_HOME", "/data");
+    SetVariable("XDG_STATE_HOME", "/state");
     EXPECT_EQ(ResourcesFolder("some/where"), "some/where");
     EXPECT_EQ(StateFolder("some/where"), "some/where/state");
     EXPECT_EQ(ResourcesFolder({}), "/data/lumato");
@@ -23,18 +28,18 @@ TEST(Folders, GivenHomeComesBeforeTheEnvironment) {
 }
 
 TEST(Folders, UnsetEmptyAndRelativeVariablesFallBackToTheUsersHome) {
-    const ScopedVariable home("HOME", "/home/user");
+    SetVariable("HOME", "/home/user");
     for (const char* value : {static_cast<const char*>(nullptr), "", "relative"}) {
-        const ScopedVariable data("XDG_DATA_HOME", value);
-        const ScopedVariable state("XDG_STATE_HOME", value);
+        SetVariable("XDG_DATA_HOME", value);
+        SetVariable("XDG_STATE_HOME", value);
         EXPECT_EQ(ResourcesFolder({}), "/home/user/.local/share/lumato");
         EXPECT_EQ(StateFolder({}), "/home/user/.local/state/lumato");
     }
 }
 
 TEST(Folders, WithoutHomeTheUserDatabaseTellsIt) {
-    const ScopedVariable home("HOME", nullptr);
-    const ScopedVariable data("XDG_DATA_HOME", nullptr);
+    SetVariable("HOME", nullptr);
+    SetVariable("XDG_DATA_HOME", nullptr);
     EXPECT_TRUE(ResourcesFolder({}).is_absolute());
 }
 
@@ -64,7 +69,7 @@ TEST(SystemClock, ReadsTheWallClockOfTheZone) {
         {"AAA-1BBB,J1/0,J365/25", 7200, true},  // daylight-saving time all the year
     };
     for (const auto& row : rows) {
-        const ScopedVariable zone("TZ", row.zone);
+        SetVariable("TZ", row.zone);
         const std::time_t before = std::time(nullptr);
         const LocalTime now = SystemClock().Now();
         const std::time_t after = std::time(nullptr);
