@@ -72,11 +72,13 @@ class Codec(Story):
 
     def test_blocks_of_every_kind(self):
         """Flat blocks of every level, and those that hold the largest coefficients there are, black and white."""
+        def cosine(at, frequency):
+            return math.cos((2 * at + 1) * frequency * math.pi / 16)
+
         def pixel(x, y):
             if y < 8:
-                return x // 8 * 4 % 256
-            wave = math.cos((x % 8 * 2 + 1) * (x // 8 % 8) * math.pi / 16) * math.cos((y % 8 * 2 + 1) * (x // 64)
-                                                                                      * math.pi / 16)
+                return x // 8 * 4
+            wave = cosine(x % 8, x // 8 % 8) * cosine(y % 8, x // 64)
             return 255 if (wave > 0) == (y < 16) else 0
         rows = [bytes(pixel(x, y) for x in range(512) for _ in range(3)) for y in range(24)]
         for quality in (1, 90, 100):
@@ -155,11 +157,11 @@ class Codec(Story):
         self.decoded_as_by_the_twin((64, 8), streams)
 
     def test_predictors_wrap(self):
-        codes, streams = [stream_codec._codes(table) for table in (stream_codec.DC_Y, stream_codec.AC_Y)], []
+        codes, streams = [stream_codec.codes_of(table) for table in (stream_codec.DC_Y, stream_codec.AC_Y)], []
         for quality in (1, 100):
             streams.append(stream_codec.encode(noise(144, 8), 144, 8, quality, 9)[:566])
             for number in range(18):
-                bits = "0" * 8 + stream_codec._coded_block([2047 * (number < 17)] + [0] * 63, 0, *codes)
+                bits = "0" * 8 + stream_codec.coded_block([2047 * (number < 17)] + [0] * 63, 0, *codes)
                 bits += "1" * (-len(bits) % 8)
                 streams[-1] += int(bits, 2).to_bytes(len(bits) // 8, "big")
         self.decoded_as_by_the_twin((144, 8), streams)

@@ -128,7 +128,7 @@ def _quantized(samples, divisors):
     return result
 
 
-def _codes(table):
+def codes_of(table):
     """symbol -> (code, length), canonical as in T.81 Annex C."""
     codes, code, symbols = {}, 0, iter(table[1])
     for length, count in enumerate(table[0], 1):
@@ -139,7 +139,7 @@ def _codes(table):
     return codes
 
 
-def _coded_block(block, predictor, dc, ac):
+def coded_block(block, predictor, dc, ac):
     """The block's bits as a string of 0 and 1."""
     bits = []
 
@@ -193,7 +193,7 @@ def encode(bitmap, width, height, quality, y_value):
     divisors_c = [q * s + 1024 >> 11 for q, s in zip(quant_c, FORWARD_SCALE)]
     wide, tall, across, down = mcu_grid(width, height, mode)
     y_plane, cb_plane, cr_plane = _component_planes(bitmap_rows(bitmap, width, height), wide, tall, across, down)
-    dc_y, ac_y, dc_c, ac_c = map(_codes, (DC_Y, AC_Y, DC_C, AC_C))
+    dc_y, ac_y, dc_c, ac_c = map(codes_of, (DC_Y, AC_Y, DC_C, AC_C))
     tables = b"" if mode & OMIT_TABLES else table_block(quant_y, quant_c)
 
     entries, data = bytearray(), bytearray()
@@ -207,12 +207,12 @@ def encode(bitmap, width, height, quality, y_value):
             bits = ""
             for component, plane in ((1, cb_plane), (2, cr_plane)):
                 block = _quantized(_block_at(plane, x0, y0, wide // 8, tall // 8), divisors_c)
-                bits += _coded_block(block, predictors[component], dc_c, ac_c)
+                bits += coded_block(block, predictors[component], dc_c, ac_c)
                 predictors[component] = block[0]
             for y in range(y0, y0 + tall, 8):
                 for x in range(x0, x0 + wide, 8):
                     block = _quantized(_block_at(y_plane, x, y), divisors_y)
-                    bits += _coded_block(block, predictors[0], dc_y, ac_y)
+                    bits += coded_block(block, predictors[0], dc_y, ac_y)
                     predictors[0] = block[0]
             bits += "1" * (-len(bits) % 8)
             data += int(bits, 2).to_bytes(len(bits) // 8, "big")
