@@ -72,13 +72,10 @@ class LanguageFile(unittest.TestCase):
             self.assertEqual(sorted(set(found)), sorted(found), language)
 
     def test_texts(self):
+        """What make_language_file does not refuse."""
         for language in LANGUAGES:
             for key, text in self.sections[language]:
                 with self.subTest(language=language, key=key):
-                    self.assertTrue(text.strip())
-                    self.assertEqual(text, text.strip())
-                    self.assertLessEqual(len(text.encode("utf-8")), 511)
-                    self.assertNotIn("%", text)
                     self.assertNotIn("'", text, "a typewriter's apostrophe")
                     self.assertNotIn("...", text)
                     if key in BEFORE_A_NUMBER:
