@@ -62,9 +62,6 @@ class FramesTest : public WindowFixture {
     }
 
   private slots:
-    void init() { SetUp(); }
-    void cleanup() { TearDown(); }
-
     void aFrameComesOnlineAtStartAndOnPlug() {
         vframe::VirtualBus usb;
         platform::BusService* frame = &Plug(usb, "real.frame");
@@ -143,22 +140,17 @@ class FramesTest : public WindowFixture {
         m_window.reset();
     }
 
-    void whatCannotBeUsedIsExplained_data() {
-        QTest::addColumn<ErrorKind>("kind");
-        QTest::addColumn<QString>("reason");
-        QTest::newRow("busy") << ErrorKind::Busy << QStringLiteral("/dev/sg7: in use by cat (7)");
-        QTest::newRow("permission") << ErrorKind::Refused << QStringLiteral("/dev/sg7: no permission");
-    }
     void whatCannotBeUsedIsExplained() {
-        QFETCH(ErrorKind, kind);
-        QFETCH(QString, reason);
-        ClosedBus usb({kind, reason.toStdString()});
-        Open(0, &usb);
-        QTRY_COMPARE_WITH_TIMEOUT(Detail(), reason, kPatience);
-        WaitForNote("Device Not Online!");
-        QVERIFY(!m_window->Panel().IsEnabled());
-        Attach();  // a virtual one is possible all the same
-        m_window.reset();
+        for (const auto& [kind, reason] : {std::pair{ErrorKind::Busy, "/dev/sg7: in use by cat (7)"},
+                                           {ErrorKind::Refused, "/dev/sg7: no permission"}}) {
+            ClosedBus usb({kind, reason});
+            Open(0, &usb);
+            QTRY_COMPARE_WITH_TIMEOUT(Detail(), QString::fromLatin1(reason), kPatience);
+            WaitForNote("Device Not Online!");
+            QVERIFY(!m_window->Panel().IsEnabled());
+            Attach();  // a virtual one is possible all the same
+            m_window.reset();
+        }
     }
 
     // The kernel shows the frame, and has no node for it.

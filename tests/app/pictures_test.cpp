@@ -61,9 +61,6 @@ class PicturesTest : public WindowFixture {
     }
 
   private slots:
-    void init() { SetUp(); }
-    void cleanup() { TearDown(); }
-
     void aPhotographOf24Megapixels() {
         MakeFrame(800, 480, 4 << 20);
         MakePhotograph(Pictures() / "photo1.jpg", 6000, 4000);

@@ -63,9 +63,6 @@ class StatesTest : public WindowFixture {
     }
 
   private slots:
-    void init() { SetUp(); }
-    void cleanup() { TearDown(); }
-
     void unpluggingLosesNothing_data() { Rows(); }
     void unpluggingLosesNothing() {
         QFETCH(QString, state);

@@ -79,6 +79,10 @@ class WindowFixture : public QObject {
     std::unique_ptr<test::TemporaryFolder> m_folder;
     std::unique_ptr<MainWindow> m_window;
     qint64 m_longestWork = 0;
+
+  private slots:  // before and after each test, unless a test has its own
+    void init() { SetUp(); }
+    void cleanup() { TearDown(); }
 };
 
 }  // namespace lumato::app

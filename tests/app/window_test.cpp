@@ -15,9 +15,6 @@ class WindowTest : public WindowFixture {
     Q_OBJECT
 
   private slots:
-    void init() { SetUp(); }
-    void cleanup() { TearDown(); }
-
     void sizePanesAndFolderComeBack() {
         const Path folder = Pictures() / "M\xe4rz";  // no text in UTF-8, and a folder all the same
         std::filesystem::create_directory(folder);
