@@ -137,8 +137,12 @@ TEST_F(BmpImport, EveryVariantToThePixel) {
 }
 
 TEST_F(BmpImport, OneBitPerPixel) {
-    const BmpParts parts{
-        .width = 10, .height = 1, .bits = 1, .palette = {kRed, kBlue}, .data = {0x55, 0x80, 0, 0}};
+    const BmpParts parts{.infoSize = 12,
+                         .width = 10,
+                         .height = 1,
+                         .bits = 1,
+                         .palette = {kRed, kBlue},
+                         .data = {0x55, 0x80, 0, 0}};
     ASSERT_EQ(Outcome(Read(MakeBmp(parts))), "fine");
     for (int x = 0; x < 10; ++x)
         EXPECT_EQ(At(m_info, x, 0), (x < 8 ? x % 2 : x == 8) ? kBlue : kRed) << x;
