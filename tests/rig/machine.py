@@ -1,7 +1,6 @@
 """A virtual machine with USB frames on its bus, and our own programs in it."""
 import os
 import select
-import shutil
 import socket
 import subprocess
 import threading
@@ -157,7 +156,3 @@ class Machine:
         self.process.terminate()
         self.process.wait()
         self.log.close()
-
-
-def remove(folder):
-    shutil.rmtree(folder, ignore_errors=True)

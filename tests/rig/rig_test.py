@@ -396,7 +396,7 @@ def main():
     if options.keep or status == 1:
         print("logs and images: " + folder)
     else:
-        machine.remove(folder)
+        shutil.rmtree(folder, ignore_errors=True)
     return status
 
 
