@@ -3,15 +3,14 @@
 #include "vframe/virtual_frame.h"
 
 #include <algorithm>
-#include <csignal>
 #include <string>
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
 #include "base/sha256.h"
 #include "tests/support/diagnostic_capture.h"
 #include "tests/support/temporary_folder.h"
+#include "tests/support/write_limit.h"
 #include "tests/vframe/frame_driver.h"
 
 namespace lumato::vframe {
@@ -211,26 +210,6 @@ TEST_F(Frame, CarriesTheMarkFileInItsVolume) {
         << "another volume: see that it can be mounted before this sum is written anew";
 }
 
-// Writes behind the first `bytes` of any file fail, as on a full disk.
-class WriteLimit {
-  public:
-    explicit WriteLimit(rlim_t bytes) : m_handler(std::signal(SIGXFSZ, SIG_IGN)) {
-        ::getrlimit(RLIMIT_FSIZE, &m_before);
-        const rlimit limited{bytes, m_before.rlim_max};
-        ::setrlimit(RLIMIT_FSIZE, &limited);
-    }
-    ~WriteLimit() {
-        ::setrlimit(RLIMIT_FSIZE, &m_before);
-        std::signal(SIGXFSZ, m_handler);
-    }
-    WriteLimit(const WriteLimit&) = delete;
-    WriteLimit& operator=(const WriteLimit&) = delete;
-
-  private:
-    rlimit m_before{};
-    void (*m_handler)(int);
-};
-
 // An image file that cannot be written or read. What is taken for one, and by whom, is asked from outside.
 class FlashImageFile : public testing::Test {
   protected:
@@ -243,7 +222,7 @@ class FlashImageFile : public testing::Test {
 
 TEST_F(FlashImageFile, AFailingWriteFailsTheCommand) {
     {
-        const WriteLimit limit(65536 + 1024);
+        const test::WriteLimit limit(65536 + 1024);
         driver.Prepare();
         EXPECT_EQ(driver.Erase(0x20, 65536), kCheck);
         EXPECT_NE(driver.last.diagnostic.find(path.string()), std::string::npos);
