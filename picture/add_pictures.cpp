@@ -105,27 +105,29 @@ class Addition {
 };
 
 // Nothing may be encoded but what was written just now, so every step must succeed.
-Result<void> WriteBitmap(const store::Rect& rect, const Path& path) {
+Result<void> WriteBitmap(const Result<std::vector<std::uint8_t>>& pixels, const Path& path) {
     const store::StoreState& store = store::Store();
     LUMATO_TRY_VOID(store::PrepareLocalFolders());
-    LUMATO_TRY(const auto pixels, RenderLcdBitmap(rect));
-    return SaveBmpFile(pixels, static_cast<int>(store.gmyLcdWidth), static_cast<int>(store.gmyLcdHeight),
+    if (!pixels)
+        return tl::unexpected(pixels.error());
+    return SaveBmpFile(*pixels, static_cast<int>(store.gmyLcdWidth), static_cast<int>(store.gmyLcdHeight),
                        path);
 }
 
 }  // namespace
 
-Result<AddedPicture> GetPicDataFromView(const store::Rect& rect, bool batch,
-                                        const std::function<void()>& composed) {
+Result<AddedPicture> GetPicDataFromView(const store::Rect& rect, bool batch) {
+    return AddComposed(RenderLcdBitmap(rect), batch);
+}
+
+Result<AddedPicture> AddComposed(const Result<std::vector<std::uint8_t>>& pixels, bool batch) {
     store::StoreState& store = store::Store();
     ++store.gmyTotalePicture;
     ++store.gmyTotalePictureNum;
     if (store.status != nullptr)
         store::ShowNote(kSequence, store.gmyTotalePictureNum);
     Addition addition;
-    Result<void> written = WriteBitmap(rect, addition.Source());
-    if (composed)
-        composed();
+    Result<void> written = WriteBitmap(pixels, addition.Source());
     if (!written)
         return addition.Refuse(kCannotEncode, std::move(written).error());
     return MySelectButtonHandler(addition.Source(), !batch);

@@ -4,6 +4,7 @@
 // Used by the thread that owns the store and the edit picture: the main thread, or the worker of a batch.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -29,11 +30,9 @@ void ReleaseMyBiBuff(bool preview);
 // so. `interactive`: shown at once; a batch shows only its last one.
 Result<void> SelectOnePicture(const Path& file, bool interactive);
 // The same in two steps for a window that must not wait: the import, on any thread, and the owner taking its
-// outcome over. The picture is held as the edit controls of an LCD of that size need it, in the memory of an
-// `old` one if there is one.
+// outcome over. The picture is held as the edit controls of an LCD of that size need it.
 [[nodiscard]] Result<std::unique_ptr<BitmapInfo>> ImportForEditView(const Path& file, float lcdWidth,
                                                                     float lcdHeight,
-                                                                    std::unique_ptr<BitmapInfo> old = nullptr,
                                                                     Processors processors = Processors::All);
 Result<void> SelectImported(const Path& file, Result<std::unique_ptr<BitmapInfo>> imported);
 // Leaves the edit view without a picture.
@@ -43,6 +42,13 @@ void ReleaseSelection();
 // The posed edit picture inside the LCD rectangle as a bitmap file's pixels: blue, green, red, bottom row
 // first, without padding; black without an edit picture. Errors: TooLarge.
 [[nodiscard]] Result<std::vector<std::uint8_t>> RenderLcdBitmap(const store::Rect& rect);
+// The picture of a file, fitted to an LCD of that size, as RenderLcdBitmap() makes it after the selection of
+// the file; the picture is not held for it, but composed while it is imported, where it is stored as it is
+// shown. Touches no state; any thread. Errors: those of the import; TooLarge.
+[[nodiscard]] Result<std::vector<std::uint8_t>> ComposeFitted(const Path& file, int lcdWidth, int lcdHeight,
+                                                              Processors processors = Processors::All);
+// Whether a bitmap can be made for an LCD of that size. Errors: TooLarge.
+[[nodiscard]] Result<void> CheckLcdSize(int width, int height);
 // Renders one picture file for an LCD of that size into a bitmap file; needs no frame. Takes the edit picture
 // and the LCD's size with it.
 [[nodiscard]] Result<void> ComposeFile(const Path& picture, int lcdWidth, int lcdHeight, const Pose& pose,
@@ -60,10 +66,10 @@ struct AddedPicture {
 // Errors of adding: the message is the status note that was shown, the cause is the reason in plain words.
 
 // Composes the edit picture, writes the bitmap and hands it on to MySelectButtonHandler(). `rect` has its
-// corner at the top left. Whatever fails, the counters are given back and the reason is shown. `composed` is
-// called when the edit picture is needed no more.
-Result<AddedPicture> GetPicDataFromView(const store::Rect& rect, bool batch,
-                                        const std::function<void()>& composed = {});
+// corner at the top left. Whatever fails, the counters are given back and the reason is shown.
+Result<AddedPicture> GetPicDataFromView(const store::Rect& rect, bool batch);
+// The same with what RenderLcdBitmap() or ComposeFitted() returned.
+Result<AddedPicture> AddComposed(const Result<std::vector<std::uint8_t>>& pixels, bool batch);
 // Encodes the composed bitmap, lowering the quality where the frame sets a limit, and appends it to the list.
 // The counters already include it. `advance`: the disk browser moves on afterwards.
 Result<AddedPicture> MySelectButtonHandler(const Path& bmpPath, bool advance);
@@ -92,7 +98,8 @@ struct BatchReport {
 using BatchProgress = std::function<void(std::size_t tried)>;
 
 // Adds the files in their order. Files that cannot be read are passed over; at any other refusal the batch
-// stops or goes on. It ends when the frame is gone.
+// stops or goes on. It ends when the frame is gone. One that may stop leaves the picture at which it ended in
+// the edit view, as people expect who have to decide about it.
 BatchReport AddPictures(const std::vector<Path>& files, const Pose& pose, AfterRefusal policy,
                         const BatchProgress& progress = {});
 // Body of the batch task: adds the files with their fitted poses until one is refused, and tells people what

@@ -1,21 +1,89 @@
+#include <optional>
+#include <string>
+
 #include "picture/add_pictures.h"
 #include "picture/bitmap_file.h"
 #include "picture/draw_my_image.h"
+#include "picture/import.h"
+#include "picture/picture_placement.h"
+#include "picture/strip_painter.h"
 
 namespace lumato::picture {
 namespace {
 
 constexpr double kMostLcdPixels = 1 << 26;
 
-std::vector<std::uint8_t> BlueGreenRed(const std::vector<std::uint8_t>& pixels) {
-    std::vector<std::uint8_t> converted(pixels.size() / 4 * 3);
-    for (std::size_t i = 0; i * 4 < pixels.size(); ++i) {
-        converted[i * 3] = pixels[i * 4 + 3];
-        converted[i * 3 + 1] = pixels[i * 4 + 2];
-        converted[i * 3 + 2] = pixels[i * 4 + 1];
+// The pixels of an LCD, black at first.
+class LcdSurface {
+  public:
+    LcdSurface(int width, int height) : m_width(width), m_height(height) { Clear(); }
+
+    void Clear() {
+        m_pixels.assign(static_cast<std::size_t>(m_width) * static_cast<std::size_t>(m_height) * 4, 0);
     }
-    return converted;
-}
+    [[nodiscard]] Surface Get() {
+        return {.pixels = m_pixels.data(),
+                .width = m_width,
+                .height = m_height,
+                .bytesPerRow = static_cast<std::size_t>(m_width) * 4,
+                .rows = RowOrder::BottomFirst};
+    }
+    [[nodiscard]] std::vector<std::uint8_t> BlueGreenRed() const {
+        std::vector<std::uint8_t> converted(m_pixels.size() / 4 * 3);
+        for (std::size_t i = 0; i * 4 < m_pixels.size(); ++i) {
+            converted[i * 3] = m_pixels[i * 4 + 3];
+            converted[i * 3 + 1] = m_pixels[i * 4 + 2];
+            converted[i * 3 + 2] = m_pixels[i * 4 + 1];
+        }
+        return converted;
+    }
+
+  private:
+    int m_width;
+    int m_height;
+    std::vector<std::uint8_t> m_pixels;
+};
+
+// Composes the fitted picture while its rows come.
+class FittedComposer : public RowTaker {
+  public:
+    FittedComposer(int lcdWidth, int lcdHeight)
+        : m_rect(RestingRect(static_cast<float>(lcdWidth), static_cast<float>(lcdHeight))),
+          m_lcd(lcdWidth, lcdHeight) {}
+
+    void Begin(const BitmapInfo& info) override {
+        m_lcd.Clear();
+        const Surface surface = m_lcd.Get();
+        const auto placement =
+            PlacementOf(surface, m_rect.x, m_rect.y, m_rect.width, m_rect.height, Fitted(info), false);
+        m_strip.emplace(
+            StraightPainter(surface, info.heldWidth, info.heldHeight, placement.value_or(PicturePlacement())),
+            info.heldHeight, info.bytesPerRow);
+    }
+    std::uint8_t* NextRow() override { return m_strip->NextRow(); }
+
+    // The picture is complete: all rows were taken, or `info` holds it.
+    [[nodiscard]] std::vector<std::uint8_t> Finish(const BitmapInfo& info) {
+        if (info.pixels.empty()) {
+            m_strip->Finish();
+        } else {
+            const MyImage image = Fitted(info);
+            DrawMyImage(m_lcd.Get(), m_rect.x, m_rect.y, m_rect.width, m_rect.height, &image, false);
+        }
+        return m_lcd.BlueGreenRed();
+    }
+
+  private:
+    [[nodiscard]] MyImage Fitted(const BitmapInfo& info) const {
+        return FittedImage(info, m_rect.width, m_rect.height);
+    }
+
+    store::Rect m_rect;
+    LcdSurface m_lcd;
+    std::optional<StripPainter> m_strip;
+};
+
+}  // namespace
 
 Result<void> CheckLcdSize(int width, int height) {
     if (width >= 1 && height >= 1 && static_cast<double>(width) * height <= kMostLcdPixels)
@@ -24,27 +92,36 @@ Result<void> CheckLcdSize(int width, int height) {
                                          std::to_string(height) + " pixels");
 }
 
-}  // namespace
-
 Result<std::vector<std::uint8_t>> RenderLcdBitmap(const store::Rect& rect) {
     const store::StoreState& store = store::Store();
     const auto width = static_cast<int>(store.gmyLcdWidth);
     const auto height = static_cast<int>(store.gmyLcdHeight);
     LUMATO_TRY_VOID(CheckLcdSize(width, height));
-    std::vector<std::uint8_t> pixels(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 4,
-                                     0);
-    const Surface surface{.pixels = pixels.data(),
-                          .width = width,
-                          .height = height,
-                          .bytesPerRow = static_cast<std::size_t>(width) * 4,
-                          .rows = RowOrder::BottomFirst};
-    DrawMyImage(surface, rect.x, rect.y, rect.width, rect.height, Pictures().gmyCGimage.get(), false);
-    return BlueGreenRed(pixels);
+    LcdSurface lcd(width, height);
+    DrawMyImage(lcd.Get(), rect.x, rect.y, rect.width, rect.height, Pictures().gmyCGimage.get(), false);
+    return lcd.BlueGreenRed();
+}
+
+Result<std::vector<std::uint8_t>> ComposeFitted(const Path& file, int lcdWidth, int lcdHeight,
+                                                Processors processors) {
+    LUMATO_TRY_VOID(CheckLcdSize(lcdWidth, lcdHeight));
+    FittedComposer composer(lcdWidth, lcdHeight);
+    BitmapInfo info;
+    LUMATO_TRY_VOID(CreateMyImage(file, false,
+                                  LargestScale(static_cast<float>(lcdWidth), static_cast<float>(lcdHeight)),
+                                  info, processors, &composer));
+    return composer.Finish(info);
 }
 
 Result<void> ComposeFile(const Path& picture, int lcdWidth, int lcdHeight, const Pose& pose,
                          const Path& bitmap) {
     LUMATO_TRY_VOID(CheckLcdSize(lcdWidth, lcdHeight));
+    if (pose.IsFitted()) {
+        Result<std::vector<std::uint8_t>> pixels = ComposeFitted(picture, lcdWidth, lcdHeight);
+        if (!pixels)
+            return SelectImported(picture, tl::unexpected(std::move(pixels).error()));
+        return SaveBmpFile(*pixels, lcdWidth, lcdHeight, bitmap, Links::Follow);
+    }
     store::StoreState& store = store::Store();
     store.gmyLcdWidth = static_cast<float>(lcdWidth);
     store.gmyLcdHeight = static_cast<float>(lcdHeight);

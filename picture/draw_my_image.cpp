@@ -42,8 +42,16 @@ bool HasPixels(const BitmapInfo& picture) {
                static_cast<std::size_t>(picture.heldWidth) * static_cast<std::size_t>(picture.heldHeight) * 4;
 }
 
-PicturePlacement Place(const Surface& surface, float x, float y, float w, float h, const MyImage& image,
-                       bool inView) {
+bool IsFinite(const PicturePlacement& placement) {
+    return std::isfinite(placement.centerColumn) && std::isfinite(placement.centerRow) &&
+           std::isfinite(placement.columnPerU) && std::isfinite(placement.columnPerV) &&
+           std::isfinite(placement.rowPerU) && std::isfinite(placement.rowPerV);
+}
+
+}  // namespace
+
+std::optional<PicturePlacement> PlacementOf(const Surface& surface, float x, float y, float w, float h,
+                                            const MyImage& image, bool inView) {
     const double ratio = surface.pixelsPerCanvasPixel;
     const BitmapInfo& picture = *image.image;
     const double left = inView ? 0.0 : (static_cast<double>(kCanvasWidth) - w) * 0.5 - x;
@@ -67,33 +75,25 @@ PicturePlacement Place(const Surface& surface, float x, float y, float w, float 
         placed.rowPerU = -placed.rowPerU;
         placed.rowPerV = -placed.rowPerV;
     }
+    if (!IsFinite(placed))
+        return std::nullopt;
     return placed;
 }
-
-bool IsFinite(const PicturePlacement& placement) {
-    return std::isfinite(placement.centerColumn) && std::isfinite(placement.centerRow) &&
-           std::isfinite(placement.columnPerU) && std::isfinite(placement.columnPerV) &&
-           std::isfinite(placement.rowPerU) && std::isfinite(placement.rowPerV);
-}
-
-}  // namespace
 
 void DrawMyImage(const Surface& surface, float x, float y, float w, float h, const MyImage* image,
                  bool inView) {
     if (image == nullptr || image->image == nullptr || !HasPixels(*image->image))
         return;
-    const PicturePlacement placement = Place(surface, x, y, w, h, *image, inView);
-    if (!IsFinite(placement))
+    const auto placement = PlacementOf(surface, x, y, w, h, *image, inView);
+    if (!placement)
         return;
-    const bool straight = placement.rowPerU == 0 && placement.columnPerV == 0;
-    const bool onItsSide = placement.columnPerU == 0 && placement.rowPerV == 0;
-    if (straight || onItsSide) {
-        DrawStraight(surface, HeldPixels(*image->image), placement);
+    if (placement->IsStraight() || placement->IsOnItsSide()) {
+        DrawStraight(surface, HeldPixels(*image->image), *placement);
     } else if (image->levels != nullptr) {
-        DrawTurned(surface, *image->levels, placement);
+        DrawTurned(surface, *image->levels, *placement);
     } else {
         PictureLevels levels(*image->image);
-        DrawTurned(surface, levels, placement);
+        DrawTurned(surface, levels, *placement);
     }
 }
 

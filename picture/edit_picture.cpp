@@ -84,9 +84,8 @@ void ShowNote(const Message& message, std::string_view reason) {
 }
 
 Result<std::unique_ptr<BitmapInfo>> ImportForEditView(const Path& file, float lcdWidth, float lcdHeight,
-                                                      std::unique_ptr<BitmapInfo> old,
                                                       Processors processors) {
-    std::unique_ptr<BitmapInfo> info = old ? std::move(old) : std::make_unique<BitmapInfo>();
+    auto info = std::make_unique<BitmapInfo>();
     LUMATO_TRY_VOID(CreateMyImage(file, false, LargestScale(lcdWidth, lcdHeight), *info, processors));
     return info;
 }

@@ -37,11 +37,11 @@ Result<void> Import(const Path& path, PictureBuilder& builder, Processors proces
 }  // namespace
 
 Result<void> CreateMyImage(const Path& file, bool flipRows, const ScaleNeeded& scaleNeeded, BitmapInfo& info,
-                           Processors processors) {
+                           Processors processors, RowTaker* taker) {
     std::vector<std::uint8_t> memory = std::move(info.pixels);
     info = {};
     info.pixels = std::move(memory);
-    PictureBuilder builder(info, flipRows, scaleNeeded);
+    PictureBuilder builder(info, flipRows, scaleNeeded, taker);
     auto imported = Import(file, builder, processors);
     if (!imported)
         info = {};

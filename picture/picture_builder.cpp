@@ -105,17 +105,29 @@ Result<void> PictureBuilder::Begin(Size stored, Size decoded, Orientation orient
     m_info.heldHeight = shown.height;
     m_info.bytesPerRow = static_cast<std::uint32_t>(shown.width) * 4;
     m_info.dataSize = static_cast<std::uint32_t>(shown.Pixels() * 4);
+    const bool isAsShown =
+        m_placement.start == 0 && m_placement.stepX == 1 && m_placement.stepY == shown.width;
+    m_rowsAreTaken = m_taker != nullptr && isAsShown;
     try {
-        if (m_info.pixels.capacity() < m_info.dataSize) {
-            m_info.pixels = {};
-            m_info.pixels.reserve(m_info.dataSize);
-            AskForLargePages(m_info.pixels.data(), m_info.dataSize);
+        if (m_rowsAreTaken) {
+            m_info.pixels.clear();
+            m_taker->Begin(m_info);
+        } else {
+            MakeRoom();
         }
-        m_info.pixels.resize(m_info.dataSize);
     } catch (const std::bad_alloc&) {
         return Fail(ErrorKind::TooLarge, "too large for this computer's memory");
     }
     return {};
+}
+
+void PictureBuilder::MakeRoom() {
+    if (m_info.pixels.capacity() < m_info.dataSize) {
+        m_info.pixels = {};
+        m_info.pixels.reserve(m_info.dataSize);
+        AskForLargePages(m_info.pixels.data(), m_info.dataSize);
+    }
+    m_info.pixels.resize(m_info.dataSize);
 }
 
 void PictureBuilder::AddRow(const std::uint8_t* rgb) {
@@ -134,6 +146,8 @@ std::uint8_t* PictureBuilder::NextRow() {
 }
 
 std::uint8_t* PictureBuilder::RowToPlace() {
+    if (m_rowsAreTaken)
+        return m_taker->NextRow();
     return m_info.pixels.data() + (m_placement.start + m_rowsPlaced++ * m_placement.stepY) * 4;
 }
 

@@ -1,5 +1,6 @@
 // Takes the rows of a picture from a reader, reduces them to the size to be held and puts them where the
-// picture's orientation wants them, so that an import holds the kept pixels and a few rows, nothing else.
+// picture's orientation wants them, so that an import holds the kept pixels and a few rows, nothing else; or
+// hands them on to somebody who needs each row once.
 //
 // One picture per object, one thread at a time.
 #pragma once
@@ -10,6 +11,7 @@
 #include "picture/bitmap_info.h"
 #include "picture/held_size.h"
 #include "picture/orientation.h"
+#include "picture/row_taker.h"
 
 namespace lumato::picture {
 
@@ -39,9 +41,10 @@ class AreaReducer {
 
 class PictureBuilder {
   public:
-    // Requires: what is passed outlives the builder.
-    PictureBuilder(BitmapInfo& info, bool flipRows, const ScaleNeeded& scaleNeeded)
-        : m_info(info), m_flipRows(flipRows), m_scaleNeeded(scaleNeeded) {}
+    // The rows of a picture that is stored as it is shown go to `taker`, if there is one, and `info` gets no
+    // pixels then. Requires: what is passed outlives the builder.
+    PictureBuilder(BitmapInfo& info, bool flipRows, const ScaleNeeded& scaleNeeded, RowTaker* taker = nullptr)
+        : m_info(info), m_flipRows(flipRows), m_scaleNeeded(scaleNeeded), m_taker(taker) {}
 
     // The smallest size in which a reader may decode a picture stored in the size `stored`.
     [[nodiscard]] Size Least(Size stored, Orientation orientation) const;
@@ -63,10 +66,13 @@ class PictureBuilder {
   private:
     void Place(const std::uint8_t* rgb);
     [[nodiscard]] std::uint8_t* RowToPlace();
+    void MakeRoom();
 
     BitmapInfo& m_info;
     bool m_flipRows;
     const ScaleNeeded& m_scaleNeeded;
+    RowTaker* const m_taker;
+    bool m_rowsAreTaken = false;
     Size m_decoded;
     Size m_held;
     Placement m_placement;

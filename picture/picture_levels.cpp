@@ -34,7 +34,7 @@ PixelView PictureLevels::At(int level) {
                            kChannels);
         const Surface surface{made.pixels.data(), made.width, made.height,
                               static_cast<std::size_t>(made.width) * kChannels};
-        DrawAxes(surface, from, Fitted(from.width, made.width), Fitted(from.height, made.height), false);
+        PaintAll({surface, Fitted(from.width, made.width), Fitted(from.height, made.height), false}, from);
         m_reduced.push_back(std::move(made));
     }
     const Level& wanted = m_reduced[count - 1];

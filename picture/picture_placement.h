@@ -3,7 +3,9 @@
 // No state; callable from any thread.
 #pragma once
 
-#include "picture/axis_taps.h"
+#include <optional>
+
+#include "picture/axes_painter.h"
 #include "picture/picture_levels.h"
 #include "picture/pixel_view.h"
 #include "picture/surface.h"
@@ -16,17 +18,25 @@ struct PicturePlacement {
     double centerColumn = 0, centerRow = 0;
     double columnPerU = 0, columnPerV = 0;
     double rowPerU = 0, rowPerV = 0;
+
+    [[nodiscard]] bool IsStraight() const { return rowPerU == 0 && columnPerV == 0; }
+    [[nodiscard]] bool IsOnItsSide() const { return columnPerU == 0 && rowPerV == 0; }
 };
 
-// For pictures that lie straight (rowPerU and columnPerV are 0) or on their side (the other two are).
+// Where a picture of that size, with the pose of `image`, lies on the surface, which shows what DrawMyImage()
+// says; nothing for poses without a size.
+[[nodiscard]] std::optional<PicturePlacement> PlacementOf(const Surface& surface, float x, float y, float w,
+                                                          float h, const MyImage& image, bool inView);
+
+// For pictures that lie straight or on their side.
+[[nodiscard]] AxesPainter StraightPainter(const Surface& surface, int heldWidth, int heldHeight,
+                                          const PicturePlacement& placement);
 void DrawStraight(const Surface& surface, const PixelView& picture, const PicturePlacement& placement);
 
 // For any other angle.
 void DrawTurned(const Surface& surface, PictureLevels& picture, const PicturePlacement& placement);
 
-// Puts the pixels that the two axes take from `picture` onto the surface, with their coverage; `turned`
-// exchanges the surface's columns and rows.
-void DrawAxes(const Surface& surface, const PixelView& picture, const AxisTaps& across, const AxisTaps& down,
-              bool turned);
+// All lines, out of a picture that is held.
+void PaintAll(AxesPainter painter, const PixelView& picture);
 
 }  // namespace lumato::picture

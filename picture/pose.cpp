@@ -38,6 +38,12 @@ int FitPercent(float fit) {
     return static_cast<int>(std::min(static_cast<double>(fit) * 100 + 1.0, 1000.0));
 }
 
+MyImage FittedImage(const BitmapInfo& picture, float lcdWidth, float lcdHeight) {
+    const float fit = FitScale(static_cast<int>(picture.width), picture.height, lcdWidth, lcdHeight);
+    const float scale = static_cast<float>(FitPercent(fit)) / 100;
+    return {.scaleX = -scale, .scaleY = scale, .image = &picture};
+}
+
 ScaleNeeded LargestScale(float lcdWidth, float lcdHeight) {
     return [=](int width, int height) { return LargestScaleFor(width, height, lcdWidth, lcdHeight); };
 }

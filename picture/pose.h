@@ -17,6 +17,8 @@ struct Pose {
     std::optional<int> x{};       // canvas pixels to the right
     std::optional<int> y{};       // canvas pixels upwards
     std::optional<store::Rect> rect{};
+
+    [[nodiscard]] bool IsFitted() const { return !rotate && !scale && !x && !y && !rect; }
 };
 
 // Sets the controls as a user would after selecting the picture: rotate, scale, x, y, and the rectangle last.
@@ -27,6 +29,10 @@ void ApplyPose(const Pose& pose);
 // rounded up and at most 1000.
 [[nodiscard]] float FitScale(int width, int height, float lcdWidth, float lcdHeight);
 [[nodiscard]] int FitPercent(float fit);
+
+// The picture as its selection fits it to an LCD of this size: upright, in the middle, its scale in whole
+// percent. Any thread.
+[[nodiscard]] MyImage FittedImage(const BitmapInfo& picture, float lcdWidth, float lcdHeight);
 
 // The largest scale that the controls allow for a picture on an LCD of this size.
 [[nodiscard]] ScaleNeeded LargestScale(float lcdWidth, float lcdHeight);

@@ -1,10 +1,14 @@
+#include <algorithm>
+#include <iterator>
 #include <memory>
+#include <new>
+#include <thread>
 #include <utility>
 
 #include "base/printable.h"
 #include "picture/add_pictures.h"
-#include "picture/import_ahead.h"
 #include "picture/messages.h"
+#include "picture/work_ahead.h"
 #include "store/transfer.h"
 
 namespace lumato::picture {
@@ -14,32 +18,100 @@ std::string NameFor(const Path& file) {
     return Printable(file.filename().string());
 }
 
-// Leaves the edit view without a picture.
-void GiveBack(ImportAhead& imports) {
-    ReleaseMyImage();
-    std::unique_ptr<BitmapInfo> picture = std::move(Pictures().gmyCGimagebi);
-    ReleaseSelection();
-    imports.GiveBack(std::move(picture));
+using Pixels = std::vector<std::uint8_t>;
+
+std::size_t AtOnce() {
+    return std::max(1U, std::thread::hardware_concurrency());
 }
 
-// Selects, poses and adds one file. True when the batch goes on.
-bool AddOne(const Path& file, ImportAhead& imports, const Pose& pose, AfterRefusal policy,
-            BatchReport& report) {
-    GiveBack(imports);
-    Result<void> selected = SelectImported(file, imports.Next());
-    if (!selected) {
-        report.refused.push_back({file, std::move(selected).error(), true});
+// A single file has all processors for itself.
+Processors For(const std::vector<Path>& files) {
+    return files.size() < 2 || AtOnce() < 2 ? Processors::All : Processors::One;
+}
+
+template <class Make>
+auto WithinMemory(Make make) -> decltype(make()) {
+    try {
+        return make();
+    } catch (const std::bad_alloc&) {
+        return Fail(ErrorKind::TooLarge, "too large for this computer's memory");
+    }
+}
+
+// The pictures of a batch, composed as AddComposed() takes them, in the order of its files.
+class Compositions {
+  public:
+    virtual ~Compositions() = default;
+    // Errors: the file cannot be read, and a note said so.
+    [[nodiscard]] virtual Result<Result<Pixels>> Next(const Path& file) = 0;
+};
+
+// Read and composed on all processors while those before are encoded and written. None is held.
+class FittedCompositions : public Compositions {
+  public:
+    FittedCompositions(const std::vector<Path>& files, int lcdWidth, int lcdHeight)
+        : m_composed(files.size(), AtOnce(), AtOnce() + kWaiting,
+                     [&files, lcdWidth, lcdHeight, processors = For(files)](std::size_t i) {
+                         return WithinMemory(
+                             [&] { return ComposeFitted(files[i], lcdWidth, lcdHeight, processors); });
+                     }) {}
+
+    Result<Result<Pixels>> Next(const Path& file) override {
+        Result<Pixels> composed = m_composed.Next();
+        if (!composed)
+            LUMATO_TRY_VOID(SelectImported(file, tl::unexpected(std::move(composed).error())));
+        return composed;
+    }
+
+  private:
+    static constexpr std::size_t kWaiting = 2;  // while a picture takes longer than others to be written
+
+    WorkAhead<Result<Pixels>> m_composed;
+};
+
+// Read on all processors, and posed by the controls. As many are held as there are processors: some megabytes
+// each.
+class PosedCompositions : public Compositions {
+  public:
+    PosedCompositions(const std::vector<Path>& files, float lcdWidth, float lcdHeight, const Pose& pose)
+        : m_imported(files.size(), AtOnce(), AtOnce(),
+                     [&files, lcdWidth, lcdHeight, processors = For(files)](std::size_t i) {
+                         return WithinMemory(
+                             [&] { return ImportForEditView(files[i], lcdWidth, lcdHeight, processors); });
+                     }),
+          m_pose(pose) {}
+
+    Result<Result<Pixels>> Next(const Path& file) override {
+        LUMATO_TRY_VOID(SelectImported(file, m_imported.Next()));
+        ApplyPose(m_pose);
+        Result<Pixels> composed = RenderLcdBitmap(WithTopLeftCorner(store::Store().gmyDrawrect));
+        ReleaseSelection();
+        m_imported.Release();
+        return composed;
+    }
+
+  private:
+    WorkAhead<Result<std::unique_ptr<BitmapInfo>>> m_imported;
+    const Pose m_pose;
+};
+
+std::unique_ptr<Compositions> Compose(const std::vector<Path>& files, const Pose& pose) {
+    const store::StoreState& store = store::Store();
+    const auto width = static_cast<int>(store.gmyLcdWidth);
+    const auto height = static_cast<int>(store.gmyLcdHeight);
+    if (pose.IsFitted() && CheckLcdSize(width, height))
+        return std::make_unique<FittedCompositions>(files, width, height);
+    return std::make_unique<PosedCompositions>(files, store.gmyLcdWidth, store.gmyLcdHeight, pose);
+}
+
+// Adds one file. True when the batch goes on.
+bool AddOne(const Path& file, Compositions& compositions, AfterRefusal policy, BatchReport& report) {
+    Result<Result<Pixels>> composed = compositions.Next(file);
+    if (!composed) {
+        report.refused.push_back({file, std::move(composed).error(), true});
         return true;
     }
-    ApplyPose(pose);
-    // A batch that stops leaves the picture at which it stopped in the edit view; one that goes on leaves
-    // none, and the next import may begin while this one is encoded and written.
-    const auto release = [&] {
-        if (policy == AfterRefusal::GoOn)
-            GiveBack(imports);
-    };
-    Result<AddedPicture> added =
-        GetPicDataFromView(WithTopLeftCorner(store::Store().gmyDrawrect), true, release);
+    Result<AddedPicture> added = AddComposed(*composed, true);
     if (added) {
         report.added.push_back({file, std::move(*added)});
         return true;
@@ -48,6 +120,14 @@ bool AddOne(const Path& file, ImportAhead& imports, const Pose& pose, AfterRefus
     if (store::StatusPort* status = store::Store().status)
         status->SetNoteDetail(NameFor(file) + ": " + report.refused.back().reason.cause);
     return policy == AfterRefusal::GoOn;
+}
+
+// The edit view shows the picture at which a batch ended.
+void ShowLast(const Path& file, const Pose& pose, const BatchReport& report) {
+    const bool readable =
+        report.refused.empty() || !report.refused.back().unreadable || report.refused.back().file != file;
+    if (readable && SelectOnePicture(file, false))
+        ApplyPose(pose);
 }
 
 std::string NotTriedText(std::size_t count) {
@@ -92,16 +172,19 @@ class StillView {
 
 BatchReport AddPictures(const std::vector<Path>& files, const Pose& pose, AfterRefusal policy,
                         const BatchProgress& progress) {
-    const store::StoreState& store = store::Store();
-    ImportAhead imports(files, store.gmyLcdWidth, store.gmyLcdHeight);
     BatchReport report;
     auto file = files.begin();
-    for (bool goOn = true; goOn && file != files.end() && store::FrameOnline(); ++file) {
-        if (progress)
-            progress(static_cast<std::size_t>(file - files.begin()));
-        goOn = AddOne(*file, imports, pose, policy, report);
+    {
+        const std::unique_ptr<Compositions> compositions = Compose(files, pose);
+        for (bool goOn = true; goOn && file != files.end() && store::FrameOnline(); ++file) {
+            if (progress)
+                progress(static_cast<std::size_t>(file - files.begin()));
+            goOn = AddOne(*file, *compositions, policy, report);
+        }
     }
     report.notTried.assign(file, files.end());
+    if (policy == AfterRefusal::Stop && file != files.begin())
+        ShowLast(*std::prev(file), pose, report);
     return report;
 }
 

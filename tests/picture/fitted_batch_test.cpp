@@ -1,0 +1,160 @@
+// A batch composes its pictures while they are imported, several at a time: every byte and every word to
+// people must be as if they had been selected and added one by one.
+#include <algorithm>
+#include <filesystem>
+
+#include <gtest/gtest.h>
+
+#include "device/comm_usb.h"
+#include "flash/process_flash.h"
+#include "picture/add_pictures.h"
+#include "picture/bitmap_file.h"
+#include "store/store.h"
+#include "tests/picture/import_support.h"
+#include "tests/support/recording_status.h"
+
+namespace lumato::picture {
+namespace {
+
+namespace fs = std::filesystem;
+
+class FittedBatchTest : public testing::Test {
+  protected:
+    FittedBatchTest() { Begin("one"); }
+    ~FittedBatchTest() override {
+        m_link.SetUSBDeviceStatus(false);
+        flash::ResetFlash();
+        ResetPictures();
+        store::ResetStore();
+    }
+
+    // An empty list, in a folder of its own.
+    void Begin(const std::string& folder) {
+        store::ResetStore();
+        ResetPictures();
+        store::StoreState& store = store::Store();
+        store.gmyResousepath = m_folder / folder;
+        fs::create_directories(store.gmyResousepath / "data");
+        fs::create_directories(store.gmyResousepath / "Edata");
+        store.status = &m_status;
+        store.gmyPictureData.reset(store::CreateList());
+        store.TotolFlashSizeForPic = 4'000'000;
+        flash::Flash().device = &m_link;
+        m_link.SetUSBDeviceStatus(true);
+    }
+    Path Jpeg(const std::string& name, const Raw& raw, const JpegOptions& options = {}) {
+        Put(m_folder / name, MakeJpeg(raw, options));
+        return m_folder / name;
+    }
+    Path ByVips(const std::string& name, const Raw& raw) {
+        MakeWithVips(raw, m_folder / name);
+        return m_folder / name;
+    }
+    Path Sheet(const std::string& name) {
+        EXPECT_TRUE(SaveBmpFile(Noise(300, 211, 7).pixels, 300, 211, m_folder / name));
+        return m_folder / name;
+    }
+    // Ordinary until the middle: read anew by libjpeg alone, which forgives bytes in front of a restart
+    // marker.
+    Path Odd(const std::string& name) {
+        Bytes jpeg = MakeJpeg(Noise(900, 700, 5), {.restartRows = 1});
+        const Bytes marker{0xFF, 0xD3};
+        const auto middle = jpeg.begin() + static_cast<std::ptrdiff_t>(jpeg.size() / 2);
+        jpeg.insert(std::search(middle, jpeg.end(), marker.begin(), marker.end()), {1, 2, 3});
+        Put(m_folder / name, jpeg);
+        return m_folder / name;
+    }
+    std::vector<Path> Files() {
+        std::vector<Path> files{
+            Jpeg("photo.jpg", Noise(1203, 907, 1)),
+            Jpeg("tall.jpg", Noise(140, 1999, 2)),
+            Jpeg("wide.jpg", Noise(1999, 33, 2)),
+            Jpeg("small.jpg", Noise(61, 47, 3)),
+            Jpeg("grey.jpg", Noise(640, 480, 4, 1), {.progressive = true}),
+            Odd("odd.jpg"),
+            ByVips("flat.png", Noise(533, 401, 6)),
+            ByVips("speck.png", Quarters(2, 2)),
+            Sheet("sheet.bmp"),
+        };
+        for (int orientation = 2; orientation <= 8; ++orientation)
+            files.push_back(Jpeg("turned" + std::to_string(orientation) + ".jpg", Noise(700, 500, 8),
+                                 {.orientation = orientation}));
+        return files;
+    }
+
+    device::CCommUSB m_link;
+    store::RecordingStatus m_status;
+    const TemporaryFolder m_folder;
+};
+
+TEST_F(FittedBatchTest, EveryPictureIsComposedAsItsSelectionShowsIt) {
+    for (const Path& file : Files())
+        for (const auto& [width, height] : {std::pair{480, 234}, {128, 128}, {37, 301}, {1, 1}}) {
+            SCOPED_TRACE(testing::Message() << file << " for " << width << " x " << height);
+            store::Store().gmyLcdWidth = static_cast<float>(width);
+            store::Store().gmyLcdHeight = static_cast<float>(height);
+            ASSERT_TRUE(SelectOnePicture(file, true));
+            const auto selected = RenderLcdBitmap(WithTopLeftCorner(store::Store().gmyDrawrect));
+            for (const Processors processors : {Processors::One, Processors::All}) {
+                const auto composed = ComposeFitted(file, width, height, processors);
+                ASSERT_TRUE(composed);
+                EXPECT_EQ(*composed, *selected);
+            }
+        }
+}
+
+TEST_F(FittedBatchTest, StreamsOrderAndRefusalsAreThoseOfOneByOne) {
+    std::vector<Path> files = Files();
+    Put(m_folder / "notes.txt", Bytes{'n', 'o'});
+    files.insert(files.begin() + 1, m_folder / "notes.txt");
+    files.insert(files.begin() + 5, m_folder / "missing.jpg");
+    std::vector<std::string> refused;
+    for (const Path& file : files) {
+        if (SelectOnePicture(file, true))
+            EXPECT_TRUE(AddEditPicture());
+        else
+            refused.push_back(file.filename());
+    }
+    const std::vector<std::string> notes = m_status.Notes();
+    const std::vector<std::string> details = m_status.Details();
+
+    Begin("batch");
+    const BatchReport report = AddPictures(files, {}, AfterRefusal::GoOn);
+    ASSERT_EQ(report.added.size(), files.size() - refused.size());
+    EXPECT_EQ(m_status.Notes(), notes);
+    EXPECT_EQ(m_status.Details(), details);
+    ASSERT_EQ(report.refused.size(), refused.size());
+    for (std::size_t i = 0; i < refused.size(); ++i) {
+        EXPECT_EQ(report.refused[i].file.filename(), refused[i]);
+        EXPECT_TRUE(report.refused[i].unreadable);
+    }
+    for (std::size_t i = 0; i < report.added.size(); ++i) {
+        const Path name = store::StreamPath(report.added[i].picture.name).filename();
+        EXPECT_EQ(Get(m_folder / "batch" / "Edata" / name), Get(m_folder / "one" / "Edata" / name)) << i;
+    }
+    EXPECT_FALSE(Pictures().gmyCGimage);
+}
+
+TEST_F(FittedBatchTest, ABatchThatMayStopLeavesItsLastPictureInTheEditView) {
+    const std::vector<Path> files{Jpeg("a.jpg", Noise(300, 200, 1)), Jpeg("b.jpg", Noise(200, 400, 2)),
+                                  Jpeg("c.jpg", Noise(100, 100, 3))};
+    store::Store().G_TotalPicNum = 1;
+    AddPictures(files, {}, AfterRefusal::Stop);
+    ASSERT_TRUE(Pictures().gmyCGimage);
+    EXPECT_EQ(Pictures().gmyCGimagebi->height, 400);
+    const int scale = Pictures().controls.scale.Value();
+
+    Begin("posed");
+    AddPictures({files[0], files[1]}, {.rotate = 30, .scale = scale + 10}, AfterRefusal::Stop);
+    ASSERT_TRUE(Pictures().gmyCGimage);
+    EXPECT_EQ(Pictures().gmyCGimagebi->height, 400);
+    EXPECT_EQ(Pictures().controls.rotate.Value(), 30);
+
+    Begin("unreadable");
+    Put(m_folder / "last.jpg", Bytes{'n', 'o'});
+    AddPictures({files[0], m_folder / "last.jpg"}, {}, AfterRefusal::Stop);
+    EXPECT_FALSE(Pictures().gmyCGimage);
+}
+
+}  // namespace
+}  // namespace lumato::picture
