@@ -1,5 +1,3 @@
-#include <utility>
-
 #include "picture/picture_placement.h"
 
 namespace lumato::picture {
@@ -15,14 +13,15 @@ AxesPainter StraightPainter(const Surface& surface, int heldWidth, int heldHeigh
                        turned);
 }
 
-void PaintAll(AxesPainter painter, const PixelView& picture) {
-    for (int line = 0; line < painter.Lines(); ++line)
+void PaintLines(AxesPainter& painter, const PixelView& picture, int begin, int end) {
+    for (int line = begin; line < end; ++line)
         painter.PaintLine(line, picture.At(0, painter.Down().first[static_cast<std::size_t>(line)]),
                           picture.Stride());
 }
 
 void DrawStraight(const Surface& surface, const PixelView& picture, const PicturePlacement& placement) {
-    PaintAll(StraightPainter(surface, picture.width, picture.height, placement), picture);
+    AxesPainter painter = StraightPainter(surface, picture.width, picture.height, placement);
+    PaintLines(painter, picture, 0, painter.Lines());
 }
 
 }  // namespace lumato::picture

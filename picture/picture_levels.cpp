@@ -1,6 +1,7 @@
 #include "picture/picture_levels.h"
 
 #include "picture/picture_placement.h"
+#include "picture/row_bands.h"
 
 namespace lumato::picture {
 namespace {
@@ -34,7 +35,12 @@ PixelView PictureLevels::At(int level) {
                            kChannels);
         const Surface surface{made.pixels.data(), made.width, made.height,
                               static_cast<std::size_t>(made.width) * kChannels};
-        PaintAll({surface, Fitted(from.width, made.width), Fitted(from.height, made.height), false}, from);
+        const AxesPainter painter(surface, Fitted(from.width, made.width), Fitted(from.height, made.height),
+                                  false);
+        DrawInBands(painter.Lines(), [&](int begin, int end) {
+            AxesPainter own = painter;
+            PaintLines(own, from, begin, end);
+        });
         m_reduced.push_back(std::move(made));
     }
     const Level& wanted = m_reduced[count - 1];

@@ -1,8 +1,8 @@
 // A picture as it is held, and the same reduced by halves: turned pictures are drawn from the level that has
 // about as many pixels as they show, so that a step of a turn costs the same for every photograph.
 //
-// Levels are made when they are first asked for, once, and are all the same whoever asks when. Any thread.
-// All of them together take a third of the held picture's memory.
+// Levels are made when they are first asked for, once, on several processors, and are all the same whoever
+// asks when. Any thread. All of them together take a third of the held picture's memory.
 #pragma once
 
 #include <mutex>

@@ -36,7 +36,7 @@ void DrawStraight(const Surface& surface, const PixelView& picture, const Pictur
 // For any other angle.
 void DrawTurned(const Surface& surface, PictureLevels& picture, const PicturePlacement& placement);
 
-// All lines, out of a picture that is held.
-void PaintAll(AxesPainter painter, const PixelView& picture);
+// Some of the lines, out of a picture that is held.
+void PaintLines(AxesPainter& painter, const PixelView& picture, int begin, int end);
 
 }  // namespace lumato::picture

@@ -1,6 +1,7 @@
 #include "picture/row_bands.h"
 
 #include <algorithm>
+#include <atomic>
 #include <system_error>
 #include <thread>
 #include <vector>
@@ -8,27 +9,28 @@
 namespace lumato::picture {
 namespace {
 
-// More would wait for each other's memory; fewer rows are drawn before a thread has started.
-constexpr int kMostBands = 4;
-constexpr int kLeastRows = 64;
+constexpr int kMostThreads = 4;  // more would wait for each other's memory
+constexpr int kBandRows = 32;    // fewer would cost more than they shorten the wait for the last one
 
 }  // namespace
 
+// Who is free takes the next band: a new thread may be kept waiting for a processor for longer than a whole
+// drawing takes, and then finds nothing left.
 void DrawInBands(int rows, const std::function<void(int, int)>& draw) {
     const int processors = static_cast<int>(std::min(std::thread::hardware_concurrency(), 64U));
-    const int bands = std::clamp(std::min(processors, rows / kLeastRows), 1, kMostBands);
+    const int most = std::min({processors, kMostThreads, rows / (2 * kBandRows)});
+    std::atomic<int> next = 0;
+    const auto drawBands = [&] {
+        for (int begin = next.fetch_add(kBandRows); begin < rows; begin = next.fetch_add(kBandRows))
+            draw(begin, std::min(begin + kBandRows, rows));
+    };
     std::vector<std::thread> threads;
-    int begin = 0;
-    for (int band = 1; band < bands; ++band) {
-        const int end = rows * band / bands;
-        try {
-            threads.emplace_back(draw, begin, end);
-        } catch (const std::system_error&) {  // no thread to be had: this one draws the rest
-            break;
-        }
-        begin = end;
+    try {
+        for (int i = 1; i < most; ++i)
+            threads.emplace_back(drawBands);
+    } catch (const std::system_error&) {  // no thread to be had: fewer will do
     }
-    draw(begin, rows);
+    drawBands();
     for (std::thread& thread : threads)
         thread.join();
 }
