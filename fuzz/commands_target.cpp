@@ -1,5 +1,6 @@
 // The input is a sequence of commands: how it is executed, direction, length of the data phase, block.
 #include "fuzz/input.h"
+#include "fuzz/sound_frame.h"
 #include "fuzz/targets.h"
 #include "vframe/vendor_commands.h"
 #include "vframe/virtual_frame.h"
@@ -8,8 +9,6 @@ namespace lumato::fuzz {
 namespace {
 
 using platform::Direction;
-
-constexpr std::size_t kFlashSize = 0x20000;
 
 struct Command {
     std::uint8_t how = 0;

@@ -22,7 +22,7 @@ constexpr int k1_847759065 = 118;
 constexpr int k1_082392200 = 69;
 constexpr int k2_613125930 = 167;
 
-constexpr int Multiply(int x, int constant) {
+constexpr int MultiplyRounded(int x, int constant) {
     return (x * constant + 32) >> 6;
 }
 
@@ -39,17 +39,17 @@ template <int Inputs, std::size_t Step>
     const int even10 = d(0) + d(4);
     const int even11 = d(0) - d(4);
     const int even13 = d(2) + d(6);
-    const int even12 = Multiply(d(2) - d(6), k1_414213562) - even13;
+    const int even12 = MultiplyRounded(d(2) - d(6), k1_414213562) - even13;
 
     const int z13 = Wrap(d(5) + d(3));
     const int z10 = Wrap(d(5) - d(3));
     const int z11 = Wrap(d(1) + d(7));
     const int z12 = Wrap(d(1) - d(7));
     const int tmp7 = z11 + z13;
-    const int odd11 = Multiply(z11 - z13, k1_414213562);
-    const int z5 = Multiply(z10 + z12, k1_847759065);
-    const int odd10 = Multiply(z12, k1_082392200) - z5;
-    const int odd12 = z5 - Multiply(z10, k2_613125930);
+    const int odd11 = MultiplyRounded(z11 - z13, k1_414213562);
+    const int z5 = MultiplyRounded(z10 + z12, k1_847759065);
+    const int odd10 = MultiplyRounded(z12, k1_082392200) - z5;
+    const int odd12 = z5 - MultiplyRounded(z10, k2_613125930);
     const int tmp6 = odd12 - tmp7;
     const int tmp5 = odd11 - tmp6;
     const int tmp4 = odd10 + tmp5;

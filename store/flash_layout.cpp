@@ -47,11 +47,6 @@ bool HasFirmwareHeader(ByteSpan block) {
     return std::memcmp(header.data(), "DPFH", 4) == 0 && (Sum16(header) & 0xFF) == 0;
 }
 
-bool Because(std::string reason) {
-    Store().whyFailed = std::move(reason);
-    return false;
-}
-
 // The firmware's own end decides where the table lies when there is a valid header. Without the bytes that
 // tell it the table's place is not known, and a guess could overwrite the firmware.
 bool FindTableBehindFirmware(ByteSpan block, Information& said) {

@@ -36,11 +36,6 @@ class ReadBack {
     bool m_gap = false;
 };
 
-bool Because(std::string reason) {
-    Store().whyFailed = std::move(reason);
-    return false;
-}
-
 bool InPictureArea(ByteSpan slot) {
     return SlotAddress(slot) >= Store().G_PicListAddress &&
            SlotAddress(slot) + SlotLength(slot) <= Store().G_FlashTotalSize;

@@ -19,11 +19,6 @@ using Bytes = std::vector<std::uint8_t>;
 constexpr int kMostJournals = 99;
 constexpr int kAddedSequenceBase = 1000;
 
-bool Because(std::string reason) {
-    Store().whyFailed = std::move(reason);
-    return false;
-}
-
 // A picture of the journal, and what the frame has of it.
 struct Candidate {
     JournalPicture picture;

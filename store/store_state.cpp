@@ -1,6 +1,7 @@
 #include "store/store_state.h"
 
 #include <optional>
+#include <utility>
 
 namespace lumato::store {
 namespace {
@@ -14,6 +15,11 @@ std::optional<StoreState>& Instance() {
 
 StoreState& Store() {
     return *Instance();
+}
+
+bool Because(std::string reason) {
+    Store().whyFailed = std::move(reason);
+    return false;
 }
 
 void ResetStore() {

@@ -82,6 +82,8 @@ struct StoreState {
 };
 
 StoreState& Store();
+// Notes why an operation fails, and is its answer: false.
+bool Because(std::string reason);
 // Back to the defaults, ports and folder included.
 void ResetStore();
 

@@ -1,8 +1,12 @@
 #include <algorithm>
 #include <array>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
 #include <random>
 
 #include <gtest/gtest.h>
+#include <jpeglib.h>
 
 #include "jpeg/codec_form.h"
 #include "jpeg/decode_loops.h"
@@ -273,6 +277,44 @@ TEST(Forms, CodeTheSame) {
         ASSERT_NO_FATAL_FAILURE(ExpectSameBytesAndPixels(picture, quality, mode))
             << width << " x " << height << ", mode " << mode << ", quality " << quality;
     }
+}
+
+// The middle of an installed photograph at native size. It is sound: libjpeg's own handling of errors, which
+// ends the program, will do.
+TestPicture Crop(const std::filesystem::path& path, int width, int height) {
+    const std::unique_ptr<FILE, int (*)(FILE*)> file(std::fopen(path.c_str(), "rb"), std::fclose);
+    jpeg_decompress_struct jpeg{};
+    jpeg_error_mgr errors{};
+    jpeg.err = jpeg_std_error(&errors);
+    jpeg_create_decompress(&jpeg);
+    jpeg_stdio_src(&jpeg, file.get());
+    jpeg_read_header(&jpeg, TRUE);
+    jpeg.out_color_space = JCS_EXT_BGR;
+    jpeg_start_decompress(&jpeg);
+    TestPicture picture(width, height);
+    Bytes row(std::size_t{jpeg.output_width} * 3);
+    const int left = (static_cast<int>(jpeg.output_width) - width) / 2;
+    const int top = (static_cast<int>(jpeg.output_height) - height) / 2;
+    for (int y = 0; y < top + height; ++y) {
+        JSAMPROW rows[] = {row.data()};
+        jpeg_read_scanlines(&jpeg, rows, 1);
+        if (y >= top)
+            std::copy_n(row.begin() + left * 3, width * 3, picture.At(0, y - top));
+    }
+    jpeg_destroy_decompress(&jpeg);
+    return picture;
+}
+
+// Blocks as cameras make them, from the photographs of the package mate-backgrounds.
+TEST(Forms, TreatPhotographsTheSame) {
+    const std::filesystem::path folder = "/usr/share/backgrounds/mate/nature";
+    if (!std::filesystem::exists(folder))
+        GTEST_SKIP() << "mate-backgrounds is not installed";
+    for (const auto& entry : std::filesystem::directory_iterator(folder))
+        for (const int quality : {50, 90})
+            for (const int mode : {0, 3})
+                ASSERT_NO_FATAL_FAILURE(ExpectSameBytesAndPixels(Crop(entry.path(), 240, 117), quality, mode))
+                    << entry.path();
 }
 
 TEST(Forms, DecodeDamageTheSame) {

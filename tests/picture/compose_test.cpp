@@ -12,12 +12,10 @@
 #include "jpeg/codec_form.h"
 #include "picture/draw_my_image.h"
 #include "picture/picture_levels.h"
+#include "tests/picture/import_support.h"
 
 namespace lumato::picture {
 namespace {
-
-using Colour = std::array<int, 3>;
-constexpr Colour kBlack{0, 0, 0}, kRed{255, 0, 0}, kGreen{0, 255, 0}, kBlue{0, 0, 255}, kWhite{255, 255, 255};
 
 BitmapInfo MakePicture(int width, int height, const std::function<Colour(int, int)>& colourAt) {
     BitmapInfo info;
@@ -43,7 +41,7 @@ BitmapInfo Corners(int width, int height) {
     });
 }
 
-BitmapInfo Noise(int width, int height) {
+BitmapInfo Grain(int width, int height) {
     return MakePicture(width, height, [](int x, int y) {
         const auto mixed = static_cast<unsigned>(x * 7919 + y * 104729) * 2654435761U;
         return Colour{static_cast<int>(mixed >> 8 & 255), static_cast<int>(mixed >> 16 & 255),
@@ -132,7 +130,7 @@ TEST(DrawMyImage, NegativeScalesMirror) {
 }
 
 TEST(DrawMyImage, LcdBitmapHoldsTheCanvasAreaBottomRowFirst) {
-    const BitmapInfo info = Noise(300, 200);
+    const BitmapInfo info = Grain(300, 200);
     for (const float rotate : {0.0F, 90.0F, 37.0F}) {
         const MyImage image = Posed(info, rotate, 1, 11, -7);
         const Canvas whole = EditView(image);
@@ -157,7 +155,7 @@ TEST(DrawMyImage, LcdBitmapHoldsTheCanvasAreaBottomRowFirst) {
 }
 
 TEST(DrawMyImage, PixelForPixelIsExact) {
-    const BitmapInfo info = Noise(128, 96);
+    const BitmapInfo info = Grain(128, 96);
     const Canvas straight = LcdBitmap(Posed(info, 0, 1), 226, 152, 128, 96);
     const Canvas turned = LcdBitmap(Posed(info, 90, 1, 3, 5), 242 + 3, 136 - 5, 96, 128);
     for (int y = 0; y < 96; ++y)
@@ -170,7 +168,7 @@ TEST(DrawMyImage, PixelForPixelIsExact) {
 }
 
 TEST(DrawMyImage, TurnsThatNobodySeesChangeNothing) {
-    const BitmapInfo info = Noise(128, 128);
+    const BitmapInfo info = Grain(128, 128);
     const Canvas upright = LcdBitmap(Posed(info, 0, 1), 226, 136, 128, 128);
     for (const float rotate : {0.0001F, -0.0001F, 360.0F, -720.0F, 3600.0F})
         EXPECT_EQ(LcdBitmap(Posed(info, rotate, 1), 226, 136, 128, 128).pixels, upright.pixels) << rotate;
@@ -303,7 +301,7 @@ TEST(DrawMyImage, WindowsGetTheirPixelOrder) {
 }
 
 TEST(DrawMyImage, OddPosesDrawNothingOrStayInside) {
-    const BitmapInfo info = Noise(64, 48);
+    const BitmapInfo info = Grain(64, 48);
     const BitmapInfo empty;
     const std::vector<std::uint8_t> black(std::size_t{580} * 400 * 4, 0);
     MyImage none = Posed(info, 0, 1);
@@ -336,7 +334,7 @@ std::vector<std::vector<std::uint8_t>> DrawAll(const std::vector<MyImage>& poses
 }
 
 TEST(DrawMyImage, GivesTheSameBytesInEveryVectorWidth) {
-    const BitmapInfo info = Noise(801, 603);
+    const BitmapInfo info = Grain(801, 603);
     ASSERT_TRUE(jpeg::UseCodecForm("plain"));
     const auto plain = DrawAll(ManyPoses(info));
     for (const std::string& form : jpeg::CodecForms()) {
@@ -349,7 +347,7 @@ TEST(DrawMyImage, GivesTheSameBytesInEveryVectorWidth) {
 }
 
 TEST(DrawMyImage, GivesTheSameBytesWhateverWasDrawnBefore) {
-    const BitmapInfo info = Noise(801, 603);
+    const BitmapInfo info = Grain(801, 603);
     std::vector<MyImage> poses = ManyPoses(info);
     const auto expected = DrawAll(poses);  // each with levels of its own
     const auto levels = std::make_shared<PictureLevels>(info);

@@ -20,7 +20,7 @@ struct BmpParts {
     std::uint32_t compression = 0;
     std::uint32_t coloursUsed = 0;
     std::vector<std::uint32_t> masks = {};
-    std::vector<Rgb> palette = {};
+    std::vector<Colour> palette = {};
     Bytes data = {};
     bool noOffset = false;
 };
@@ -49,7 +49,7 @@ Bytes MakeBmp(const BmpParts& parts) {
             file.resize(file.size() + 4);
         PutLe32(MutableByteSpan(file).subspan(54 + i * 4), parts.masks[i]);
     }
-    for (const Rgb& colour : parts.palette) {
+    for (const Colour& colour : parts.palette) {
         for (const std::size_t c : {2U, 1U, 0U})
             file.push_back(static_cast<std::uint8_t>(colour[c]));
         if (!core)
@@ -64,12 +64,12 @@ Bytes MakeBmp(const BmpParts& parts) {
 class BmpImport : public ImportTest {
   protected:
     // The four pixels of a 2 x 2 picture: top left, top right, bottom left, bottom right.
-    std::array<Rgb, 4> Four() const {
+    std::array<Colour, 4> Four() const {
         return {At(m_info, 0, 0), At(m_info, 1, 0), At(m_info, 0, 1), At(m_info, 1, 1)};
     }
 };
 
-const std::vector<Rgb> kPalette = {kRed, kGreen, kBlue, kWhite};
+const std::vector<Colour> kPalette = {kRed, kGreen, kBlue, kWhite};
 
 // All of them show red and green above blue and white.
 const struct {
@@ -132,7 +132,7 @@ TEST_F(BmpImport, EveryVariantToThePixel) {
         EXPECT_TRUE(IsPicture(m_file));
         EXPECT_EQ(m_info.width, 2U);
         EXPECT_EQ(m_info.height, 2);
-        EXPECT_EQ(Four(), (std::array<Rgb, 4>{kRed, kGreen, kBlue, kWhite}));
+        EXPECT_EQ(Four(), (std::array<Colour, 4>{kRed, kGreen, kBlue, kWhite}));
     }
 }
 
@@ -178,8 +178,8 @@ TEST_F(BmpImport, HeldSmallerAsNeeded) {
     EXPECT_EQ(m_info.heldWidth, 40);
     EXPECT_EQ(m_info.heldHeight, 20);
     EXPECT_EQ(At(m_info, 19, 0), kBlack);
-    EXPECT_EQ(At(m_info, 20, 9), (Rgb{200, 200, 200}));
-    EXPECT_EQ(At(m_info, 20, 10), (Rgb{100, 100, 100}));
+    EXPECT_EQ(At(m_info, 20, 9), (Colour{200, 200, 200}));
+    EXPECT_EQ(At(m_info, 20, 10), (Colour{100, 100, 100}));
 }
 
 TEST_F(BmpImport, EveryCutIsTold) {

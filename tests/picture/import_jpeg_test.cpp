@@ -46,11 +46,11 @@ TEST_F(JpegImport, BrokenExifIsIgnored) {
 TEST_F(JpegImport, ProfilesAreAppliedAndUnusableOnesIgnored) {
     Bytes cut = SwappedProfile();
     cut.resize(cut.size() / 2);
-    const std::pair<Bytes, Rgb> rows[] = {{SwappedProfile(), kBlue},
-                                          {SwappedProfile(150'000), kBlue},  // segments
-                                          {Bytes(300, 0x55), kRed},
-                                          {cut, kRed},
-                                          {CmykProfile(), kRed}};
+    const std::pair<Bytes, Colour> rows[] = {{SwappedProfile(), kBlue},
+                                             {SwappedProfile(150'000), kBlue},  // segments
+                                             {Bytes(300, 0x55), kRed},
+                                             {cut, kRed},
+                                             {CmykProfile(), kRed}};
     for (const auto& [profile, shown] : rows) {
         ASSERT_EQ(Outcome(Read(MakeJpeg(Plain(16, 16, {255, 0, 0}), {.profile = profile}))), "fine");
         EXPECT_TRUE(Near(At(m_info, 8, 8), shown, 12)) << profile.size();
@@ -65,7 +65,7 @@ TEST_F(JpegImport, Grey) {
 
 TEST_F(JpegImport, InksInBothDirections) {
     // Half cyan, a fifth of black: what an ideal ink of each lets through.
-    const Rgb expected{128 * 204 / 255, 204, 204};
+    const Colour expected{128 * 204 / 255, 204, 204};
     ASSERT_EQ(Outcome(Read(MakeJpeg(Plain(16, 16, {127, 0, 0, 51})))), "fine");
     EXPECT_TRUE(Near(At(m_info, 8, 8), expected, 6)) << testing::PrintToString(At(m_info, 8, 8));
     ASSERT_EQ(Outcome(Read(MakeJpeg(Plain(16, 16, {128, 255, 255, 204}), {.adobe = true}))), "fine");
@@ -76,7 +76,7 @@ TEST_F(JpegImport, InksByTheirProfile) {
     const Bytes profile = CmykProfile();
     ASSERT_FALSE(profile.empty());
     ASSERT_EQ(Outcome(Read(MakeJpeg(Plain(16, 16, {255, 0, 0, 0}), {.profile = profile}))), "fine");
-    const Rgb bare = At(m_info, 8, 8);
+    const Colour bare = At(m_info, 8, 8);
     ASSERT_EQ(Outcome(Read(MakeJpeg(Plain(16, 16, {0, 255, 255, 255}), {.adobe = true, .profile = profile}))),
               "fine");
     EXPECT_TRUE(Near(At(m_info, 8, 8), bare, 8));

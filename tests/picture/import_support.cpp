@@ -55,7 +55,7 @@ Raw Quarters(int width, int height) {
     for (int y = 0; y < height; ++y)
         for (int x = 0; x < width; ++x) {
             const bool right = x >= width / 2;
-            const Rgb& colour = y < height / 2 ? (right ? kGreen : kRed) : (right ? kWhite : kBlue);
+            const Colour& colour = y < height / 2 ? (right ? kGreen : kRed) : (right ? kWhite : kBlue);
             raw.pixels.insert(raw.pixels.end(), colour.begin(), colour.end());
         }
     return raw;
@@ -137,29 +137,29 @@ Bytes Get(const Path& file) {
     return ReadFile(file).value_or(Bytes());
 }
 
-Rgb At(const BitmapInfo& info, int x, int y) {
+Colour At(const BitmapInfo& info, int x, int y) {
     const std::size_t at = static_cast<std::size_t>(y) * info.bytesPerRow + static_cast<std::size_t>(x) * 4;
     return {info.pixels.at(at + 1), info.pixels.at(at + 2), info.pixels.at(at + 3)};
 }
 
-std::array<Rgb, 4> QuarterColours(const BitmapInfo& info) {
+std::array<Colour, 4> QuarterColours(const BitmapInfo& info) {
     const int x = info.heldWidth / 4;
     const int y = info.heldHeight / 4;
     return {At(info, x, y), At(info, x * 3, y), At(info, x, y * 3), At(info, x * 3, y * 3)};
 }
 
-bool Near(const Rgb& a, const Rgb& b, int tolerance) {
+bool Near(const Colour& a, const Colour& b, int tolerance) {
     for (std::size_t c = 0; c < 3; ++c)
         if (std::abs(a[c] - b[c]) > tolerance)
             return false;
     return true;
 }
 
-std::array<Rgb, 4> OrientedQuarters(int orientation) {
-    constexpr std::array<Rgb, 4> kShown[] = {{kRed, kGreen, kBlue, kWhite}, {kGreen, kRed, kWhite, kBlue},
-                                             {kWhite, kBlue, kGreen, kRed}, {kBlue, kWhite, kRed, kGreen},
-                                             {kRed, kBlue, kGreen, kWhite}, {kBlue, kRed, kWhite, kGreen},
-                                             {kWhite, kGreen, kBlue, kRed}, {kGreen, kWhite, kRed, kBlue}};
+std::array<Colour, 4> OrientedQuarters(int orientation) {
+    constexpr std::array<Colour, 4> kShown[] = {{kRed, kGreen, kBlue, kWhite}, {kGreen, kRed, kWhite, kBlue},
+                                                {kWhite, kBlue, kGreen, kRed}, {kBlue, kWhite, kRed, kGreen},
+                                                {kRed, kBlue, kGreen, kWhite}, {kBlue, kRed, kWhite, kGreen},
+                                                {kWhite, kGreen, kBlue, kRed}, {kGreen, kWhite, kRed, kBlue}};
     return kShown[orientation >= 1 && orientation <= 8 ? orientation - 1 : 0];
 }
 
@@ -176,8 +176,8 @@ std::string Outcome(const Result<void>& result) {
     return std::string(kNames[static_cast<int>(result.error().kind)]) + ": " + result.error().message;
 }
 
-void ExpectQuarters(const BitmapInfo& info, const std::array<Rgb, 4>& expected, int tolerance) {
-    const std::array<Rgb, 4> got = QuarterColours(info);
+void ExpectQuarters(const BitmapInfo& info, const std::array<Colour, 4>& expected, int tolerance) {
+    const std::array<Colour, 4> got = QuarterColours(info);
     for (std::size_t i = 0; i < 4; ++i)
         EXPECT_TRUE(Near(got[i], expected[i], tolerance))
             << "quarter " << i << ": " << testing::PrintToString(got[i]);

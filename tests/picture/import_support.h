@@ -16,10 +16,10 @@
 namespace lumato::picture {
 
 using Bytes = std::vector<std::uint8_t>;
-using Rgb = std::array<int, 3>;
+using Colour = std::array<int, 3>;
 using test::JpegOptions, test::MakeJpeg, test::Raw, test::TemporaryFolder;
 
-inline constexpr Rgb kRed{255, 0, 0}, kGreen{0, 255, 0}, kBlue{0, 0, 255}, kWhite{255, 255, 255},
+inline constexpr Colour kRed{255, 0, 0}, kGreen{0, 255, 0}, kBlue{0, 0, 255}, kWhite{255, 255, 255},
     kBlack{0, 0, 0};
 
 // Four quarters of one colour each: red and green above, blue and white below.
@@ -46,20 +46,20 @@ void Put(const Path& file, ByteSpan bytes);
 Bytes Get(const Path& file);
 
 // Pixels of an imported picture.
-Rgb At(const BitmapInfo& info, int x, int y);
+Colour At(const BitmapInfo& info, int x, int y);
 // The centre colours of the four quarters: top left, top right, bottom left, bottom right.
-std::array<Rgb, 4> QuarterColours(const BitmapInfo& info);
-bool Near(const Rgb& a, const Rgb& b, int tolerance);
+std::array<Colour, 4> QuarterColours(const BitmapInfo& info);
+bool Near(const Colour& a, const Colour& b, int tolerance);
 
 // The quarters of a picture of Quarters() as `orientation` shows them.
-std::array<Rgb, 4> OrientedQuarters(int orientation);
+std::array<Colour, 4> OrientedQuarters(int orientation);
 
 // Imports at the scale that is given.
 Result<void> Import(const Path& file, BitmapInfo& info, double scale = 1.0, bool flipRows = false);
 // "Damaged: cut off ...", or "fine".
 std::string Outcome(const Result<void>& result);
 
-void ExpectQuarters(const BitmapInfo& info, const std::array<Rgb, 4>& expected, int tolerance = 12);
+void ExpectQuarters(const BitmapInfo& info, const std::array<Colour, 4>& expected, int tolerance = 12);
 
 // A folder, and the picture that was last read.
 class ImportTest : public testing::Test {

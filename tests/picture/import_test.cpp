@@ -85,13 +85,13 @@ TEST_F(PictureImport, ProfilesAreAppliedAndBrokenOnesIgnored) {
 
 TEST_F(PictureImport, DepthsAndTransparency) {
     const Path file = m_folder / "p.png";
-    const auto expect = [&](const Rgb& colour) {
+    const auto expect = [&](const Colour& colour) {
         ASSERT_EQ(Outcome(Read(file)), "fine");
         EXPECT_TRUE(Near(At(m_info, 4, 4), colour, 1)) << testing::PrintToString(At(m_info, 4, 4));
     };
     MakeDeepPng(Plain(9, 7, {200, 100, 50}), file);
     expect({200, 100, 50});
-    const std::pair<std::vector<int>, Rgb> rows[] = {
+    const std::pair<std::vector<int>, Colour> rows[] = {
         {{200, 100, 50, 51}, {40, 20, 10}}, {{200, 128}, {100, 100, 100}}, {{200}, {200, 200, 200}}};
     for (const auto& [pixel, colour] : rows) {
         MakeWithVips(Plain(9, 7, pixel), file);
