@@ -49,8 +49,8 @@ void ReleaseSelection();
                                                               Processors processors = Processors::All);
 // Whether a bitmap can be made for an LCD of that size. Errors: TooLarge.
 [[nodiscard]] Result<void> CheckLcdSize(int width, int height);
-// Renders one picture file for an LCD of that size into a bitmap file; needs no frame. Takes the edit picture
-// and the LCD's size with it.
+// Renders one picture file for an LCD of that size into a bitmap file; needs no frame. A pose other than the
+// fitted one takes the edit picture and the LCD's size with it.
 [[nodiscard]] Result<void> ComposeFile(const Path& picture, int lcdWidth, int lcdHeight, const Pose& pose,
                                        const Path& bitmap);
 

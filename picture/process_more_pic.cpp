@@ -46,7 +46,8 @@ class Compositions {
     [[nodiscard]] virtual Result<Result<Pixels>> Next(const Path& file) = 0;
 };
 
-// Read and composed on all processors while those before are encoded and written. None is held.
+// Read and composed on all processors while those before are encoded and written. None is held
+// but those that their orientation turns.
 class FittedCompositions : public Compositions {
   public:
     FittedCompositions(const std::vector<Path>& files, int lcdWidth, int lcdHeight)
