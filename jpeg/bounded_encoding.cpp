@@ -29,13 +29,13 @@ BoundedEncoding::BoundedEncoding(const SourcePicture& source, std::uint8_t* dest
 std::optional<std::size_t> BoundedEncoding::Encode(int quality, const Ahead& ahead) {
     const CVaskJpegEncoder encoder(quality);
     std::optional<CVaskJpegEncoder> counting;
-    if (ahead.share > 0)
+    if (ahead.share > 0) {
         counting.emplace(ahead.quality);
+        StartCounting(ahead.quality);
+    }
     std::uint8_t* const mcuTable = (m_mode & kOmitMcuTable) == 0 ? m_destination + G_TableMCUOffSet : nullptr;
     ChunkCoder coder(encoder.FastCodings(), m_grid, mcuTable,
                      encoder.WriteJpegHeader(m_destination, m_source.width, m_source.height, m_mode));
-    m_countedQuality = ahead.quality;
-    std::fill(m_countedBytes.begin(), m_countedBytes.end(), 0);
     double counted = 0;
     for (std::size_t index = 0; index < m_countedBytes.size(); ++index) {
         const Chunk chunk = ChunkAt(index);
@@ -47,18 +47,20 @@ std::optional<std::size_t> BoundedEncoding::Encode(int quality, const Ahead& ahe
             ++counted;
         }
         // What was counted gives better bounds.
-        coder.KeepBounds(isCounted ? nullptr : &m_leastBits[chunk.firstMcu]);
+        const bool isBounded = isCounted || index < m_boundedChunks;
+        coder.KeepBounds(isBounded ? nullptr : &m_leastBits[chunk.firstMcu]);
         coder.Code(chunk.mcus, m_coefficients);
-        if (static_cast<std::size_t>(coder.End() - m_destination) > m_budget)
+        if (static_cast<std::size_t>(coder.End() - m_destination) > m_budget) {
+            m_boundedChunks = std::max(m_boundedChunks, index + 1);
             return std::nullopt;
+        }
     }
     return static_cast<std::size_t>(coder.End() - m_destination);
 }
 
 bool BoundedEncoding::Fits(int quality) {
     if (quality != m_countedQuality)
-        std::fill(m_countedBytes.begin(), m_countedBytes.end(), 0);
-    m_countedQuality = quality;
+        StartCounting(quality);
     const int scale = ScaleFactorOf(quality);
     const auto first = [scale](const QuantTable& table, const SizeCodes& sizes) {
         return FirstCoding{WordDivisor(DivisorOf(ScaleTable(table, scale)[0], aanscales[0])), &sizes};
@@ -85,6 +87,11 @@ bool BoundedEncoding::Fits(int quality) {
             return false;
     }
     return true;
+}
+
+void BoundedEncoding::StartCounting(int quality) {
+    m_countedQuality = quality;
+    std::fill(m_countedBytes.begin(), m_countedBytes.end(), 0);
 }
 
 BoundedEncoding::Chunk BoundedEncoding::ChunkAt(std::size_t index) const {

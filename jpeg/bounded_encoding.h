@@ -31,7 +31,8 @@ class BoundedEncoding {
     // Encodes at that quality. Answers with the stream's size, or nothing, as soon as the budget is exceeded.
     [[nodiscard]] std::optional<std::size_t> Encode(int quality, const Ahead& ahead);
 
-    // True when the stream fits at that quality. Requires: it was encoded last, and fits, at a lower one.
+    // True when the stream fits at that quality. Requires: it was encoded last, and fits, at a lower one;
+    // none that Encode() found to exceed the budget is higher.
     [[nodiscard]] bool Fits(int quality);
 
   private:
@@ -43,6 +44,7 @@ class BoundedEncoding {
         int mcus;
     };
 
+    void StartCounting(int quality);
     [[nodiscard]] Chunk ChunkAt(std::size_t index) const;
     void Transform(const Chunk& chunk);
     void KeepFirsts(const Chunk& chunk);
@@ -60,6 +62,9 @@ class BoundedEncoding {
     // at.
     std::vector<std::uint16_t> m_leastBits;
     std::vector<std::uint16_t> m_leastBytes;
+    // Chunks in front whose bounds stay: they are those of a quality that exceeded the budget, and better
+    // than those of the lower one that follows.
+    std::size_t m_boundedChunks = 0;
     // What chunks take at that quality; 0: not counted yet.
     int m_countedQuality = 0;
     std::vector<std::size_t> m_countedBytes;

@@ -49,7 +49,8 @@ bool UseCodecForm(std::string_view name) {
     }
     for (const std::int64_t target : RunnableTargets()) {
         if (name == hwy::TargetName(target)) {
-            Choose(target);
+            // With all lesser ones, for loops that do not know this one. Better ones have lower bits.
+            Choose(hwy::SupportedTargets() & ~(target - 1));
             isPlainForced = false;
             return true;
         }

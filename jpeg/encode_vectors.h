@@ -74,6 +74,9 @@ struct SizeCount {
     std::array<int, 3> predictors{};
     std::size_t bytes = 0;               // of the MCUs so far
     std::uint16_t* leastBits = nullptr;  // as CodingPosition's
+    // More than 1: pieces of so many MCUs lie side by side in the chunk. What a piece begins with is
+    // predicted from within it: what lies beside it is not its neighbour in the picture.
+    std::size_t tileMcus = 0;
 };
 
 // Counts what CodeChunk() would write.

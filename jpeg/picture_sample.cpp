@@ -12,9 +12,8 @@ namespace {
 constexpr int kTilesPerChunk = 4;
 constexpr int kWidth = static_cast<int>(kChunkColumns);
 constexpr int kTileWidth = kWidth / kTilesPerChunk;
-constexpr int kEnoughTiles = 64;
-// Where tiles meet, first coefficients differ more than they do in the picture. Measured on photographs.
-constexpr double kFromSample = 0.97;
+constexpr int kEnoughTiles = 32;
+constexpr int kLargestSpacing = 32;
 
 struct Corner {
     int x;
@@ -22,14 +21,15 @@ struct Corner {
 };
 
 // Where tiles lie, in pixels from the picture's beginning: the bottom left.
-std::vector<Corner> Tiles(const SourcePicture& source, int tileHeight) {
+std::vector<Corner> Tiles(const SourcePicture& source, int tileHeight, PictureSample::Which which) {
     const int across = source.width / kTileWidth;
     const int down = source.height / tileHeight;
-    const int spacing = std::clamp(across * down / kEnoughTiles, 2, 16);
+    const int spacing = std::clamp(across * down / kEnoughTiles, 2, kLargestSpacing);
+    const int begin = which == PictureSample::Which::First ? 0 : spacing / 2;
     std::vector<Corner> tiles;
     for (int y = 0; y < down; ++y) {
         for (int x = 0; x < across; ++x) {
-            if ((x + 3 * y) % spacing == 0)
+            if ((x + 3 * y) % spacing == begin)
                 tiles.push_back({x * kTileWidth, y * tileHeight});
         }
     }
@@ -38,9 +38,9 @@ std::vector<Corner> Tiles(const SourcePicture& source, int tileHeight) {
 
 }  // namespace
 
-PictureSample::PictureSample(const SourcePicture& source, int mode)
+PictureSample::PictureSample(const SourcePicture& source, int mode, Which which)
     : m_pictureMcus(GridOf(source.width, source.height, mode).McuCount()), m_grid(GridOf(kWidth, 1, mode)) {
-    const std::vector<Corner> tiles = Tiles(source, m_grid.mcuHeight);
+    const std::vector<Corner> tiles = Tiles(source, m_grid.mcuHeight, which);
     m_chunks = std::make_unique_for_overwrite<ChunkCoefficients[]>(tiles.size() / kTilesPerChunk);
     std::array<std::uint8_t, 16 * kChunkColumns * 3> pixels;  // a chunk's tiles side by side
     for (std::size_t tile = 0; tile < tiles.size(); ++tile) {
@@ -59,10 +59,11 @@ PictureSample::PictureSample(const SourcePicture& source, int mode)
 
 double PictureSample::MeasureWith(const std::array<const FastCoding*, 2>& codings) const {
     SizeCount count;
+    count.tileMcus = static_cast<std::size_t>(m_grid.mcusAcross / kTilesPerChunk);
     for (std::size_t chunk = 0; chunk < m_count; ++chunk)
         CountChunk(codings, m_grid, m_grid.mcusAcross, m_chunks[chunk], count);
     const auto mcus = static_cast<double>(m_count) * m_grid.mcusAcross;
-    return kFromSample * static_cast<double>(count.bytes) * static_cast<double>(m_pictureMcus) / mcus;
+    return static_cast<double>(count.bytes) * static_cast<double>(m_pictureMcus) / mcus;
 }
 
 }  // namespace lumato::jpeg

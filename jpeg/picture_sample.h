@@ -12,7 +12,10 @@ namespace lumato::jpeg {
 
 class PictureSample {
   public:
-    PictureSample(const SourcePicture& source, int mode);
+    // They have no tile in common.
+    enum class Which { First, Second };
+
+    PictureSample(const SourcePicture& source, int mode, Which which);
 
     // Nothing of a picture that is too small for samples.
     [[nodiscard]] bool IsEmpty() const { return m_count == 0; }

@@ -1,6 +1,9 @@
 #include "jpeg/quality_search.h"
 
 #include <algorithm>
+#include <cmath>
+#include <numeric>
+#include <utility>
 
 #include "jpeg/bounded_encoding.h"
 #include "jpeg/codec_form.h"
@@ -21,56 +24,92 @@ std::vector<int> QualitiesFrom(int start, int step) {
 
 }  // namespace
 
-// What the sample says of the sizes.
+// What samples say of the sizes.
 class QualitySearch::Forecast {
   public:
     explicit Forecast(const QualitySearch& search)
         : m_search(search),
-          m_sample(search.m_source, search.m_mode),
           m_forMcus(search.m_budget - static_cast<double>(SizeBeforeMcus(search.m_grid, search.m_mode))),
-          m_sizes(search.m_qualities.size()) {}
+          m_sizes(search.m_qualities.size()) {
+        TakeSample(PictureSample::Which::First);
+    }
 
     // The index of the quality that will probably be the one.
     std::size_t Guess() {
-        if (m_sample.IsEmpty())
+        if (IsBlind())
             return 0;
-        // Rather one too high: what is coded in vain takes the place of what would be counted, while one too
-        // low is counted as a whole, and coded again.
-        constexpr double kShift = 0.985;
-        std::size_t first = 0;
-        std::size_t last = m_sizes.size() - 1;
-        while (first < last) {
-            const std::size_t middle = (first + last) / 2;
-            if (SizeAt(middle) * kShift > m_forMcus)
-                first = middle + 1;
-            else
-                last = middle;
+        std::size_t index = Bracket();
+        if (IsClose(index) || (index > 0 && IsClose(index - 1))) {
+            TakeSample(PictureSample::Which::Second);
+            while (index > 0 && Fits(index - 1))
+                --index;
+            while (index + 1 < m_sizes.size() && !Fits(index))
+                ++index;
         }
-        return first;
+        return index;
     }
 
     // How much of the picture has to be counted at the next higher quality than that of the index.
     BoundedEncoding::Ahead AheadOf(std::size_t index) {
-        if (index == 0 || m_sample.IsEmpty())
+        if (index == 0 || IsBlind())
             return {};
-        constexpr double kMargin = 0.07;
+        constexpr double kMargin = 0.06;
         const double size = SizeAt(index);
         const double step = std::max(SizeAt(index - 1) - size, 1.0);
         return {m_search.m_qualities[index - 1], std::clamp((m_forMcus - size) / step + kMargin, 0.0, 1.0)};
     }
 
   private:
+    void TakeSample(PictureSample::Which which) {
+        PictureSample sample(m_search.m_source, m_search.m_mode, which);
+        if (!sample.IsEmpty())
+            m_samples.push_back(std::move(sample));
+    }
+    [[nodiscard]] bool IsBlind() const { return m_samples.empty(); }
+
+    // The first index whose size fits. Where to look next follows from where we are: sizes fall about with
+    // this power of the divisors' scale.
+    std::size_t Bracket() {
+        constexpr double kSteepness = 0.75;
+        std::size_t first = 0;
+        std::size_t last = m_sizes.size() - 1;
+        for (std::size_t index = last / 2; first < last;) {
+            if (Fits(index))
+                last = index;
+            else
+                first = index + 1;
+            const double scale = ScaleFactorOf(m_search.m_qualities[index]) *
+                                 std::pow(SizeAt(index) / m_forMcus, 1 / kSteepness);
+            const auto isFine = [scale](int quality) { return ScaleFactorOf(quality) < scale; };
+            const auto found =
+                std::find_if_not(m_search.m_qualities.begin(), m_search.m_qualities.end(), isFine);
+            index = static_cast<std::size_t>(found - m_search.m_qualities.begin());
+            index = std::clamp(index, first, std::max(first + 1, last) - 1);
+        }
+        return first;
+    }
+    bool Fits(std::size_t index) { return SizeAt(index) <= m_forMcus; }
+    // A second sample decides where the first may err.
+    bool IsClose(std::size_t index) {
+        constexpr double kError = 0.045;
+        return std::abs(SizeAt(index) / m_forMcus - 1) < kError;
+    }
+
+    // Of the MCUs: the samples' mean.
     double SizeAt(std::size_t index) {
-        double& size = m_sizes[index];
-        if (size == 0)
-            size = m_sample.MeasureWith(CVaskJpegEncoder(m_search.m_qualities[index]).FastCodings());
-        return size;
+        std::vector<double>& sizes = m_sizes[index];
+        if (sizes.size() < m_samples.size()) {
+            const CVaskJpegEncoder encoder(m_search.m_qualities[index]);
+            for (std::size_t sample = sizes.size(); sample < m_samples.size(); ++sample)
+                sizes.push_back(m_samples[sample].MeasureWith(encoder.FastCodings()));
+        }
+        return std::accumulate(sizes.begin(), sizes.end(), 0.0) / static_cast<double>(sizes.size());
     }
 
     const QualitySearch& m_search;
-    PictureSample m_sample;
-    double m_forMcus;             // the budget
-    std::vector<double> m_sizes;  // of the MCUs, by index; 0: not measured yet
+    double m_forMcus;  // the budget
+    std::vector<PictureSample> m_samples;
+    std::vector<std::vector<double>> m_sizes;  // by index: as far as measured, by sample
 };
 
 QualitySearch::QualitySearch(const std::uint8_t* pixels, std::uint8_t* destination, int width, int height,

@@ -15,8 +15,10 @@ int ValueBits(const tag_HUFFMAN_TABLE& ac, std::size_t run, int category) {
 }  // namespace
 
 SizeCodes::SizeCodes(const tag_HUFFMAN_TABLE& dc, const tag_HUFFMAN_TABLE& ac) {
-    for (std::size_t category = 0; category < kCategories; ++category)
-        m_first[category] = static_cast<std::uint32_t>(dc.size[category] + category);
+    for (std::size_t i = 0; i < m_first.size(); ++i) {
+        const unsigned category = CategoryOf(std::abs(static_cast<int>(i) - kLargestDifference));
+        m_first[i] = static_cast<std::uint8_t>(dc.size[category] + category);
+    }
     for (int half = 0; half < 16; ++half) {
         m_firstByLowBits[static_cast<std::size_t>(half)] = static_cast<std::uint8_t>(First(half));
         m_firstByHighBits[static_cast<std::size_t>(half)] = static_cast<std::uint8_t>(First(half * 16));
@@ -40,6 +42,11 @@ void SizeCodes::FillValues(const tag_HUFFMAN_TABLE& ac) {
                 least = std::min(least, static_cast<int>(appeared.Least() + rest.Least()));
             }
             m_values[run * kCategories + static_cast<std::size_t>(category)] = SizeBits::Of(bits, least);
+            if (run < 16 && category < 8) {
+                const std::size_t index = static_cast<std::size_t>(category) * 16 + run;
+                m_exactBytes[index] = static_cast<std::uint8_t>(bits);
+                m_leastBytes[index] = static_cast<std::uint8_t>(least);
+            }
         }
     }
 }

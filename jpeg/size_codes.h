@@ -38,7 +38,7 @@ class SizeCodes {
     // The first coefficient of a block, by its difference to the last block's: exactly. Nothing bounds it at
     // other qualities but quantizing both coefficients again.
     [[nodiscard]] std::uint32_t First(int difference) const {
-        return m_first[CategoryOf(std::abs(difference))];
+        return m_first[static_cast<std::size_t>(difference + kLargestDifference)];
     }
     // The same by the low and by the high 4 bits of a difference below 256: the larger one counts, because a
     // larger difference never takes fewer bits.
@@ -51,12 +51,16 @@ class SizeCodes {
     [[nodiscard]] SizeBits ValueOfCategory(unsigned run, unsigned category) const {
         return m_values[run * kCategories + category];
     }
+    // The same in bytes, exact and least, by run (0 to 15) and category (0 to 7): 16 * category + run.
+    [[nodiscard]] const std::array<std::uint8_t, 128>& ExactBytes() const { return m_exactBytes; }
+    [[nodiscard]] const std::array<std::uint8_t, 128>& LeastBytes() const { return m_leastBytes; }
     // The zeros (0 to 63) behind the last coefficient.
     [[nodiscard]] SizeBits Tail(unsigned zeros) const { return m_tails[zeros]; }
 
   private:
     static constexpr std::size_t kCategories = 16;
     static constexpr std::size_t kPlaces = 64;
+    static constexpr int kLargestDifference = 2047;  // of 8-bit samples (ITU-T T.81, F.1.2.1.1)
 
     static unsigned CategoryOf(int magnitude) {
         return static_cast<unsigned>(std::bit_width(static_cast<unsigned>(magnitude)));
@@ -64,11 +68,13 @@ class SizeCodes {
     void FillValues(const tag_HUFFMAN_TABLE& ac);
     void FillTails(const tag_HUFFMAN_TABLE& ac);
 
-    std::array<std::uint32_t, kCategories> m_first;
+    std::array<std::uint8_t, 2 * kLargestDifference + 1> m_first;
     alignas(16) std::array<std::uint8_t, 16> m_firstByLowBits;
     alignas(16) std::array<std::uint8_t, 16> m_firstByHighBits;
     std::array<SizeBits, kPlaces * kCategories> m_values;
     std::array<SizeBits, kPlaces> m_tails;
+    alignas(64) std::array<std::uint8_t, 128> m_exactBytes{};
+    alignas(64) std::array<std::uint8_t, 128> m_leastBytes{};
 };
 
 // Those of the standard tables: luminance, chrominance.

@@ -4,9 +4,7 @@
 #pragma once
 
 #include <array>
-#include <bit>
 #include <cstdint>
-#include <cstdlib>
 
 #include "jpeg/huffman_code.h"
 #include "jpeg/size_codes.h"
@@ -37,11 +35,7 @@ class ValueCodes {
     [[nodiscard]] std::uint64_t operator[](std::size_t symbol) const { return m_entries[symbol]; }
     static constexpr int kSizeShift = 32;
 
-    // With bounds: those of a value behind `run` zeros, less than 16.
-    [[nodiscard]] SizeBits SizeOf(unsigned run, int value) const {
-        const auto category = static_cast<unsigned>(std::bit_width(static_cast<unsigned>(std::abs(value))));
-        return SizeIn(m_entries[run << 4 | category]);
-    }
+    // With bounds: those of a value behind less than 16 zeros.
     [[nodiscard]] static SizeBits SizeIn(std::uint64_t entry) {
         return {static_cast<std::uint32_t>(entry >> kSizeShift)};
     }

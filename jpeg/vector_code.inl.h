@@ -27,13 +27,15 @@ struct GroupMasks {
 };
 
 // Division of a vector of coefficients; the vectors that belong to the divisors are those of WordQuantizer.
+HWY_INLINE UnsignedWords QuantizedMagnitude(Words value, UnsignedWords half4, UnsignedWords reciprocal,
+                                            UnsignedWords shift) {
+    const UnsignedWords magnitude = hn::BitCast(UnsignedWordTag(), hn::Abs(value));
+    return hn::MulHigh(hn::MulHigh(hn::ShiftLeft<2>(magnitude) + half4, reciprocal), shift);
+}
 HWY_INLINE Words Quantized(Words value, UnsignedWords half4, UnsignedWords reciprocal, UnsignedWords shift) {
-    const WordTag words;
-    const UnsignedWordTag unsignedWords;
-    const UnsignedWords dividend = hn::ShiftLeft<2>(hn::BitCast(unsignedWords, hn::Abs(value))) + half4;
-    const UnsignedWords quotient = hn::MulHigh(hn::MulHigh(dividend, reciprocal), shift);
+    const Words quotient = hn::BitCast(WordTag(), QuantizedMagnitude(value, half4, reciprocal, shift));
     const Words sign = hn::BroadcastSignBit(value);
-    return (hn::BitCast(words, quotient) ^ sign) - sign;
+    return (quotient ^ sign) - sign;
 }
 
 // Quantizes a group of blocks; `quantized` may be `coefficients`.

@@ -8,26 +8,12 @@
 #define LUMATO_JPEG_VECTOR_COUNT
 #endif
 
-#include "jpeg/vector_code.inl.h"
+#include <algorithm>
+
+#include "jpeg/vector_group_count.inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace lumato::jpeg::HWY_NAMESPACE {
-
-// Counts the bits of a block's coefficients behind the first one, from its mask in the order of the scan.
-// Nearly all of them are looked up where coding looks, too: those tables are at hand.
-HWY_INLINE SizeBits CountBlock(const FastCoding& coding, const std::int16_t* block, std::uint64_t mask) {
-    SizeBits bits;
-    unsigned last = 0;
-    for (mask &= ~std::uint64_t{1}; mask != 0; mask &= mask - 1) {
-        const auto place = static_cast<unsigned>(std::countr_zero(mask));
-        const unsigned zeros = place - last - 1;
-        const int value = block[ScanOffsets<kGroup>[place]];
-        bits += zeros < 16 ? coding.ac->SizeOf(zeros, value) : coding.sizes->Value(zeros, value);
-        last = place;
-    }
-    bits += coding.sizes->Tail(63 - last);
-    return bits;
-}
 
 // What a row of blocks takes, but for the first coefficients, which are left for later.
 struct CountedRow {
@@ -35,16 +21,9 @@ struct CountedRow {
     std::int16_t first[kChunkBlocks];
 
     void Count(const FastCoding& coding, std::size_t blocks, const std::int16_t* row) {
-        alignas(64) std::int16_t quantized[64 * kGroup];
-        GroupMasks masks;
-        for (std::size_t block = 0; block < blocks; ++block) {
-            const std::size_t within = block % kGroup;
-            if (within == 0)
-                QuantizeGroup(coding.quantizer, row + block * 64, quantized, masks);
-            const std::int16_t* const coefficients = quantized + within * 8;
-            bits[block] = CountBlock(coding, coefficients, ScanMask<kGroup>(masks.rows + within));
-            first[block] = coefficients[0];
-        }
+        const GroupCounter counter(coding);
+        for (std::size_t block = 0; block < blocks; block += kGroup)
+            counter.Count(row + block * 64, std::min(kGroup, blocks - block), bits + block, first + block);
     }
     HWY_INLINE SizeBits Of(const SizeCodes& sizes, std::size_t block, int& predictor) const {
         SizeBits all = bits[block];
@@ -71,6 +50,9 @@ void CountChunkHere(const std::array<const FastCoding*, 2>& codings, const McuGr
 
     std::array<int, 3>& predictors = count.predictors;
     for (std::size_t mcu = 0; mcu < mcuCount; ++mcu) {
+        if (count.tileMcus != 0 && mcu % count.tileMcus == 0)
+            predictors = {luma[down - 1].first[mcu * across + across - 1], cb.first[mcu + 1],
+                          cr.first[mcu + 1]};
         SizeBits bits = cb.Of(*chrominance.sizes, mcu, predictors[1]);
         bits += cr.Of(*chrominance.sizes, mcu, predictors[2]);
         for (std::size_t row = 0; row < down; ++row) {
