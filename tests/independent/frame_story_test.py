@@ -33,8 +33,6 @@ class Codec(Story):
         expected = stream_codec.encode(bitmap, *size, quality, y_value)
         self.assert_same_bytes(self.read("stream"), expected, "stream %s %d %d" % (text, quality, y_value))
         self.assertEqual(outcome.json["bytes"], len(expected))
-        self.refused(1, "decode", self.path("stream"), self.path("back.bmp"), "--size", "%dx%d" % (size[0] + 1, size[1]),
-                     frame=False)
         answer = self.good("decode", self.path("stream"), self.path("back.bmp"), "--size", text, frame=False)
         self.assertEqual((answer["width"], answer["height"]), size)
         self.assert_same_bytes(self.read("back.bmp"), stream_codec.decode(expected), "bitmap of " + text)
@@ -44,6 +42,8 @@ class Codec(Story):
             for y_value in range(n % 3, 18, 3) if story.QUICK else range(18):
                 for make in (wave, noise):
                     self.compare(make(*size), size, 90, y_value)
+            self.refused(1, "decode", self.path("stream"), self.path("back.bmp"), "--size",
+                         "%dx%d" % (size[0] + 1, size[1]), frame=False)
 
     def test_every_quality(self):
         for size in [(33, 31)] if story.QUICK else SIZES:
