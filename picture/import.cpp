@@ -1,8 +1,6 @@
 #include "picture/import.h"
 
 #include <string>
-#include <utility>
-#include <vector>
 
 #include "picture/import_bmp.h"
 #include "picture/import_jpeg.h"
@@ -38,9 +36,7 @@ Result<void> Import(const Path& path, PictureBuilder& builder, Processors proces
 
 Result<void> CreateMyImage(const Path& file, bool flipRows, const ScaleNeeded& scaleNeeded, BitmapInfo& info,
                            Processors processors, RowTaker* taker) {
-    std::vector<std::uint8_t> memory = std::move(info.pixels);
     info = {};
-    info.pixels = std::move(memory);
     PictureBuilder builder(info, flipRows, scaleNeeded, taker);
     auto imported = Import(file, builder, processors);
     if (!imported)

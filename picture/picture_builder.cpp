@@ -122,11 +122,9 @@ Result<void> PictureBuilder::Begin(Size stored, Size decoded, Orientation orient
 }
 
 void PictureBuilder::MakeRoom() {
-    if (m_info.pixels.capacity() < m_info.dataSize) {
-        m_info.pixels = {};
-        m_info.pixels.reserve(m_info.dataSize);
-        AskForLargePages(m_info.pixels.data(), m_info.dataSize);
-    }
+    m_info.pixels = {};
+    m_info.pixels.reserve(m_info.dataSize);
+    AskForLargePages(m_info.pixels.data(), m_info.dataSize);
     m_info.pixels.resize(m_info.dataSize);
 }
 
