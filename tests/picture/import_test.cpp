@@ -70,6 +70,15 @@ TEST_F(PictureImport, AllOrientationsAtAnyScaleAndRowOrder) {
     }
 }
 
+TEST_F(PictureImport, WhatIsHeldFollowsTheSidesAsShown) {
+    const Path file = m_folder / "p.jpg";
+    Put(file, MakeJpeg(Quarters(800, 400), {.orientation = 6}));
+    const auto fiftyAcross = [](int width, int) { return 50.0 / width; };
+    ASSERT_EQ(Outcome(CreateMyImage(file, false, fiftyAcross, m_info)), "fine");
+    EXPECT_EQ(m_info.heldWidth, 100);
+    EXPECT_EQ(m_info.heldHeight, 200);
+}
+
 TEST_F(PictureImport, ProfilesAreAppliedAndBrokenOnesIgnored) {
     const Raw red = Plain(16, 16, {255, 0, 0});
     for (const char* name : {"p.png", "p.tif", "p.webp", "p.heic"}) {

@@ -26,6 +26,7 @@ class DeletePicturesTest : public StoreTest {
 TEST_F(DeletePicturesTest, TheSelectedOneGoesOrTheLastOrAll) {
     Delete(3);
     EXPECT_THAT(Listed(), ElementsAre(100, 200, 400, 500));
+    EXPECT_THAT(Gaps(), ElementsAre(0, 0, 1, 1));
     EXPECT_EQ(Store().gmyCurrentSelectItem, 0);
     EXPECT_FALSE(std::filesystem::exists(BitmapPath("DPFPicture3.bmp")));
     EXPECT_THAT(m_status.Notes(), ElementsAre("The sequence number: 4"));
