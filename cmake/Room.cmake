@@ -1,12 +1,10 @@
 # Most of a build's time goes into the same headers, over and over. LUMATO_MERGE has several sources of a target
-# compiled as one: the tests' or all. Nothing may be named alike in two files of a room then, not even in anonymous
+# compiled as one. Nothing may be named alike in two files of a room then, not even in anonymous
 # namespaces; sources with compile options of their own stay apart.
-set(LUMATO_MERGE none CACHE STRING "Which sources are compiled several at a time: none, tests or all")
-if(LUMATO_MERGE STREQUAL all)
-    set(CMAKE_UNITY_BUILD ON)
-endif()
+option(LUMATO_MERGE "Compile several sources at a time")
+set(CMAKE_UNITY_BUILD ${LUMATO_MERGE})
 # To gcc, what is included is a header.
-if(NOT LUMATO_MERGE STREQUAL none AND CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+if(LUMATO_MERGE AND CMAKE_CXX_COMPILER_ID STREQUAL GNU)
     add_compile_options(-Wno-subobject-linkage)
 endif()
 
@@ -25,9 +23,6 @@ function(lumato_test name)
     cmake_parse_arguments(TEST "" "" "SOURCES;USES" ${ARGN})
     add_executable(${name}_test ${TEST_SOURCES})
     set_target_properties(${name}_test PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
-    if(NOT LUMATO_MERGE STREQUAL none)
-        set_target_properties(${name}_test PROPERTIES UNITY_BUILD ON)
-    endif()
     target_include_directories(${name}_test PRIVATE ${CMAKE_SOURCE_DIR})
     target_link_libraries(${name}_test PRIVATE ${TEST_USES} GTest::gmock GTest::gtest_main)
     gtest_discover_tests(${name}_test TEST_PREFIX "${name}." DISCOVERY_TIMEOUT 60)

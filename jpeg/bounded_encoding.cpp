@@ -46,9 +46,8 @@ std::optional<std::size_t> BoundedEncoding::Encode(int quality, const Ahead& ahe
             Count(*counting, chunk);
             ++counted;
         }
-        // What was counted gives better bounds.
-        const bool isBounded = isCounted || index < m_boundedChunks;
-        coder.KeepBounds(isBounded ? nullptr : &m_leastBits[chunk.firstMcu]);
+        const bool hasBetterBounds = isCounted || index < m_boundedChunks;
+        coder.KeepBounds(hasBetterBounds ? nullptr : &m_leastBits[chunk.firstMcu]);
         coder.Code(chunk.mcus, m_coefficients);
         if (static_cast<std::size_t>(coder.End() - m_destination) > m_budget) {
             m_boundedChunks = std::max(m_boundedChunks, index + 1);

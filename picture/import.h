@@ -12,9 +12,9 @@
 namespace lumato::picture {
 
 // Imports `file` into `info`, whose earlier contents are replaced; bottom row first if `flipRows`. With a
-// `taker` it may be handed out row by row instead, and `info` has its sizes but no pixels. Errors, each with a message that names the reason but not the file: NotFound, Unreadable
-// (folders, too), Unsupported (no picture), Damaged (a picture, but broken or cut off), TooLarge. On failure
-// `info` has no pixels.
+// `taker` it may be handed out row by row instead, and `info` has its sizes but no pixels. Errors, each with
+// a message that names the reason but not the file: NotFound, Unreadable (folders, too), Unsupported (no
+// picture), Damaged (a picture, but broken or cut off), TooLarge. On failure `info` has no pixels.
 [[nodiscard]] Result<void> CreateMyImage(const Path& file, bool flipRows, const ScaleNeeded& scaleNeeded,
                                          BitmapInfo& info, Processors processors = Processors::All,
                                          RowTaker* taker = nullptr);
