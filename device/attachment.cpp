@@ -68,9 +68,10 @@ Result<std::shared_ptr<ScsiDevice>> TestDevice(BusService& service) {
     return device;
 }
 
-void KeepDevice(std::shared_ptr<ScsiDevice> device, std::string name) {
+void KeepDevice(std::shared_ptr<ScsiDevice> device, const BusService& service) {
     LinkState& link = Link();
-    link.frameName = std::move(name);
+    link.frameName = service.Name();
+    link.frameIndividual = service.Individual();
     const std::lock_guard lock(link.deviceMutex);
     link.DevInterface = std::move(device);
     link.deviceGone = false;
@@ -79,6 +80,7 @@ void KeepDevice(std::shared_ptr<ScsiDevice> device, std::string name) {
 void ReleaseDevice() {
     LinkState& link = Link();
     link.frameName.clear();
+    link.frameIndividual.clear();
     std::shared_ptr<ScsiDevice> last;  // closed outside the lock, if no command of a worker still holds it
     const std::lock_guard lock(link.deviceMutex);
     last.swap(link.DevInterface);
@@ -131,7 +133,7 @@ void CCommUSB::ServiceAppeared(BusService& service) {
                                                Link().frameName + " is in use"});
         return;
     }
-    KeepDevice(*tested, service.Name());
+    KeepDevice(*tested, service);
     SetUSBDeviceStatus(true);
 }
 

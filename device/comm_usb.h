@@ -49,7 +49,8 @@ struct LinkState {
     // thread never frees what a worker is using.
     std::shared_ptr<platform::ScsiDevice> DevInterface;
 
-    std::string frameName;  // of the service that DevInterface was opened from
+    std::string frameName;        // of the service that DevInterface was opened from
+    std::string frameIndividual;  // what tells that frame from others of its model; may be empty
     platform::Task task;    // the last device-online task
     FramePort* frame = nullptr;
 };

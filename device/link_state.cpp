@@ -19,6 +19,7 @@ void ResetLink() {
         link.DevInterface.reset();
     }
     link.frameName.clear();
+    link.frameIndividual.clear();
     link.frame = nullptr;
 }
 

@@ -18,6 +18,10 @@ class BusService {
     // share a name.
     [[nodiscard]] virtual std::string Name() const = 0;
 
+    // What tells this device from another of its model, as far as the system knows: the USB serial number, or
+    // the file of an image. Stays the same when it is plugged in again; empty where nothing is known.
+    [[nodiscard]] virtual std::string Individual() const { return {}; }
+
     // Opens the device for exclusive use. Errors: Gone (already detached), Busy, Refused (no permission).
     [[nodiscard]] virtual Result<std::unique_ptr<ScsiDevice>> Open() = 0;
 };

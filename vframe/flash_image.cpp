@@ -119,6 +119,13 @@ FlashImage FlashImage::InMemory(std::vector<std::uint8_t> bytes, std::string nam
     return FlashImage(-1, std::move(name), size, std::move(bytes));
 }
 
+std::string FlashImage::FileIdentity() const {
+    struct stat status {};
+    if (m_fd < 0 || ::fstat(m_fd, &status) != 0)
+        return {};
+    return "file " + std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino);
+}
+
 Result<void> FlashImage::Read(std::size_t offset, MutableByteSpan bytes) const {
     if (m_fd < 0)
         std::copy_n(m_memory.begin() + static_cast<std::ptrdiff_t>(offset), bytes.size(), bytes.begin());

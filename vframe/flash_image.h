@@ -36,6 +36,9 @@ class FlashImage {
     // The file's name, for people.
     [[nodiscard]] const std::string& Name() const { return m_name; }
 
+    // The file itself, whatever names it has; empty for a flash without one.
+    [[nodiscard]] std::string FileIdentity() const;
+
     // The bytes from `offset` on. Errors: Unreadable (the disk fails, or somebody cut the file short).
     // Requires: the range lies inside.
     [[nodiscard]] Result<void> Read(std::size_t offset, MutableByteSpan bytes) const;

@@ -79,9 +79,13 @@ ScsiOutcome TracedDevice::Execute(const ScsiRequest& request) {
 class TracedBus::Service : public platform::BusService {
   public:
     Service(platform::BusService& service, std::shared_ptr<TraceLog> log)
-        : m_service(&service), m_name(service.Name()), m_log(std::move(log)) {}
+        : m_service(&service),
+          m_name(service.Name()),
+          m_individual(service.Individual()),
+          m_log(std::move(log)) {}
 
     [[nodiscard]] std::string Name() const override { return m_name; }
+    [[nodiscard]] std::string Individual() const override { return m_individual; }
     [[nodiscard]] Result<std::unique_ptr<platform::ScsiDevice>> Open() override {
         if (m_service == nullptr)
             return Fail(ErrorKind::Gone, Printable(m_name) + ": detached");
@@ -95,6 +99,7 @@ class TracedBus::Service : public platform::BusService {
   private:
     platform::BusService* m_service;  // null once it is gone
     std::string m_name;
+    std::string m_individual;
     std::shared_ptr<TraceLog> m_log;
 };
 

@@ -37,10 +37,13 @@ class HeldFrame : public platform::ScsiDevice {
 
 class VirtualBus::Service : public platform::BusService {
   public:
-    Service(std::string name, FlashImage flash, FrameOptions options)
-        : m_name(std::move(name)), m_slot(std::make_shared<Slot>(std::move(flash), std::move(options))) {}
+    Service(FlashImage flash, FrameOptions options)
+        : m_name(flash.Name()),
+          m_individual(flash.FileIdentity()),
+          m_slot(std::make_shared<Slot>(std::move(flash), std::move(options))) {}
 
     [[nodiscard]] std::string Name() const override { return m_name; }
+    [[nodiscard]] std::string Individual() const override { return m_individual; }
 
     [[nodiscard]] Result<std::unique_ptr<platform::ScsiDevice>> Open() override {
         if (Frame().IsGone())
@@ -65,6 +68,7 @@ class VirtualBus::Service : public platform::BusService {
 
   private:
     std::string m_name;
+    std::string m_individual;
     std::shared_ptr<Slot> m_slot;
     bool m_announced = false;
 };
@@ -81,8 +85,7 @@ Result<void> VirtualBus::Start(platform::BusListener& listener) {
 }
 
 platform::BusService& VirtualBus::Plug(FlashImage flash, FrameOptions options) {
-    std::string name = flash.Name();
-    m_services.push_back(std::make_unique<Service>(std::move(name), std::move(flash), std::move(options)));
+    m_services.push_back(std::make_unique<Service>(std::move(flash), std::move(options)));
     Service& service = *m_services.back();
     if (m_listener != nullptr)
         service.Announce(*m_listener);

@@ -46,6 +46,19 @@ bool IsOnUsb(Path folder) {
     return false;
 }
 
+// Of the USB device that the SCSI device belongs to: the nearest folder above that states its vendor.
+std::string UsbSerial(Path folder) {
+    for (; folder.has_relative_path(); folder = folder.parent_path()) {
+        const std::optional<std::string> vendor = ReadAttribute(folder / "idVendor");
+        if (!vendor)
+            continue;
+        const std::string serial = ReadAttribute(folder / "serial").value_or("");
+        const std::string product = ReadAttribute(folder / "idProduct").value_or("");
+        return serial.empty() ? serial : *vendor + ":" + product + " " + serial;
+    }
+    return {};
+}
+
 std::vector<Path> EntriesNamed(const Path& folder, std::string_view prefix) {
     std::vector<Path> entries = Entries(folder);
     std::erase_if(entries, [&](const Path& entry) { return !entry.filename().native().starts_with(prefix); });
@@ -79,7 +92,8 @@ std::optional<ScsiCandidate> ReadCandidate(const Path& deviceFolder) {
                          .generic = generic.empty() ? std::string() : generic.front().filename().string(),
                          .type = *type,
                          .vendor = ReadAttribute(sysPath / "vendor").value_or(""),
-                         .model = ReadAttribute(sysPath / "model").value_or("")};
+                         .model = ReadAttribute(sysPath / "model").value_or(""),
+                         .serial = UsbSerial(sysPath)};
 }
 
 std::vector<ScsiCandidate> FindCandidates(const Path& sysRoot) {

@@ -21,6 +21,7 @@ struct ScsiCandidate {
     int type = kScsiDisk;
     std::string vendor;  // as the device told the kernel, without trailing blanks
     std::string model;
+    std::string serial = {};  // "vendor:product serial" of its USB device; empty when it states no serial
 };
 
 // The candidate at this device folder of sysfs; none when it is of another type or not on USB.

@@ -66,6 +66,7 @@ class UsbBus::Service : public BusService {
         : m_candidate(std::move(candidate)), m_node(std::move(node)), m_mayBeFrame(mayBeFrame) {}
 
     [[nodiscard]] std::string Name() const override { return m_node.string(); }
+    [[nodiscard]] std::string Individual() const override { return m_candidate.serial; }
 
     [[nodiscard]] Result<std::unique_ptr<ScsiDevice>> Open() override {
         if (m_gone)
