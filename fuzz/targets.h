@@ -22,7 +22,7 @@ struct Target {
 
 void RunStream(ByteSpan input);    // the decoder of frame picture streams
 void RunFrame(ByteSpan input);     // a whole flash: device information, table, read-back, a download
-void RunJournal(ByteSpan input);   // the journal of a download that broke off, and the recovery from it
+void RunJournal(ByteSpan input);   // the journal of a download that broke off
 void RunLanguage(ByteSpan input);  // the language file
 void RunBitmap(ByteSpan input);    // both readers of bitmap files
 void RunJpeg(ByteSpan input);      // the importer of JPEG files
