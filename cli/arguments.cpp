@@ -18,7 +18,8 @@ constexpr int kUsageError = 2;
 
 constexpr const char* kGeneralFooter =
     "Exit status: 0 all done; 1 the frame or a file refused something; 2 wrong usage;\n"
-    "3 no frame found, or FILE is no usable flash image.\n\n"
+    "3 no frame found, or FILE is no usable flash image; 4 kept and waiting, but not on the frame,\n"
+    "for its download broke off (`lumatoctl download` finishes it).\n\n"
     "A first try, without any hardware:\n"
     "  lumatoctl frame new my.frame --lcd 480x234 --flash 4M\n"
     "  lumatoctl --frame my.frame add ~/Pictures/*.jpg\n"
@@ -190,6 +191,9 @@ void AddFrameCommands(CLI::App& app, Arguments& arguments) {
         ->required()
         ->type_name("");
     AddPose(add, arguments.pose);
+
+    AddCommand(&app, arguments, Command::Download, "download",
+               "finish a download that broke off, or write what waits");
 
     CLI::App* remove = AddCommand(&app, arguments, Command::Delete, "delete", "take pictures off the frame");
     const auto takePositions = [&arguments](const std::vector<std::string>& texts) {

@@ -16,6 +16,7 @@ enum class Command {
     Info,
     List,
     Add,
+    Download,
     Delete,
     Save,
     Compose,

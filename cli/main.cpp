@@ -19,6 +19,8 @@ int Run(const Arguments& arguments, const Output& output) {
             return RunList(arguments, output);
         case Command::Add:
             return RunAdd(arguments, output);
+        case Command::Download:
+            return RunDownload(arguments, output);
         case Command::Delete:
             return RunDelete(arguments, output);
         case Command::Save:

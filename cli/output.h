@@ -14,6 +14,7 @@ enum ExitStatus {
     kRefused = 1,  // the frame or a file refused something
     kWrongUsage = 2,
     kNoFrame = 3,  // no frame found, or the file is no usable flash image
+    kWaits = 4,    // what was asked for is kept and waits, but is not on the frame: its download broke off
 };
 
 // Why a command ends early.
