@@ -133,7 +133,7 @@ int RunAdd(const Arguments& arguments, const Output& output) {
     output.Result(AsJson(outcome), AsText(outcome));
     if (!outcome.refused.empty())
         return kRefused;
-    return outcome.waiting.empty() ? kDone : kWaits;
+    return outcome.waiting.empty() ? kDone : kWaiting;
 }
 
 }  // namespace lumato::cli

@@ -14,7 +14,7 @@ int RunDownload(const Arguments& arguments, const Output& output) {
     const int waiting = CountWaiting();
     if (due) {
         if (const auto done = (*session)->Download(); !done)
-            return output.Failed(kWaits, done.error().message);
+            return output.Failed(kWaiting, done.error().message);
     }
     const store::StoreState& store = store::Store();
     output.Result({{"written", waiting},
