@@ -55,8 +55,6 @@ void ReleaseSelection();
                                        const Path& bitmap);
 
 // add_pictures.cpp
-inline constexpr int kMostPictures = 509;
-
 struct AddedPicture {
     std::string name;  // in the local folders
     int bytes = 0;     // of its stream
