@@ -30,6 +30,20 @@ inline constexpr std::uint8_t kRead = 0x03;
 inline constexpr std::uint8_t kReadStatus = 0x05;
 inline constexpr std::uint8_t kWriteEnable = 0x06;
 
+// Bytes that an erase instruction erases (SPI NOR data sheets); 0 for one that we do not know.
+[[nodiscard]] constexpr std::uint32_t EraseUnitOf(std::uint8_t instruction) {
+    switch (instruction) {
+        case 0x20:
+            return 4096;
+        case 0x52:
+            return 32768;
+        case 0xD8:
+            return 65536;
+        default:
+            return 0;
+    }
+}
+
 inline CommandBlock SpiBlock(std::uint8_t opcode, std::uint8_t instructionBytes, std::uint8_t instruction) {
     CommandBlock block{};
     block[0] = opcode;

@@ -72,14 +72,8 @@ bool CProcessFlash::Send(const CommandBlock& block) {
 }
 
 std::uint32_t CProcessFlash::EraseUnit() const {
-    switch (m_EraseCommand) {
-        case 0x20:
-            return 4096;
-        case 0x52:
-            return 32768;
-        default:
-            return 65536;
-    }
+    const std::uint32_t unit = EraseUnitOf(m_EraseCommand);
+    return unit != 0 ? unit : 65536;
 }
 
 bool CProcessFlash::MayErase(std::uint64_t address) const {

@@ -64,9 +64,8 @@ class CProcessFlash {
     // Sets the frame's clock to the computer's local time.
     bool SynchronizeDPFtime();
 
-    // Bytes that the erase instruction erases (SPI NOR data sheets: 20h 4 KB, 52h 32 KB, D8h 64 KB); 65,536
-    // for an instruction that we do not know, so that nothing is ever erased beyond the unit that was asked
-    // for.
+    // Bytes that the erase instruction erases; 65,536 for one that we do not know, so that nothing is ever
+    // erased beyond the unit that was asked for.
     [[nodiscard]] std::uint32_t EraseUnit() const;
 
   private:

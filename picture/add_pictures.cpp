@@ -22,9 +22,12 @@ class Addition {
     [[nodiscard]] Path Source() const { return store::BitmapPath(m_name); }
 
     Result<AddedPicture> Encode() {
-        if (m_store.gmyTotalePictureNum > kMostPictures)
-            return RefuseForRoom(kNoRoom,
-                                 "a frame holds at most " + std::to_string(kMostPictures) + " pictures");
+        const store::FrameGeometry& geometry = m_store.geometry;
+        if (!geometry.whyReadOnly.empty())
+            return RefuseForRoom(kNoRoom, geometry.whyReadOnly);
+        if (m_store.gmyTotalePictureNum > geometry.mostPictures)
+            return RefuseForRoom(
+                kNoRoom, "the frame holds at most " + std::to_string(geometry.mostPictures) + " pictures");
         return m_store.G_TotalPicNum != 0 ? EncodeWithinShare() : EncodeOnce();
     }
 
@@ -44,7 +47,7 @@ class Addition {
         if (!m_store.gmyPictureData)
             m_store.gmyPictureData.reset(store::CreateList());
         store::AddNode(m_store.gmyPictureData.get(), record);
-        m_store.TotolFlashSizeForPic -= size;
+        store::CountFreeSpace();
         // It is in the list all the same; a download makes it safe once more, or says why it cannot.
         if (const auto kept = store::KeepAddition(*record); !kept && m_store.status != nullptr)
             m_store.status->SetNoteDetail(kept.error().message);
@@ -57,8 +60,6 @@ class Addition {
     // A frame that limits its pictures gives each place that is left its share of the space.
     Result<AddedPicture> EncodeWithinShare() {
         const int limit = m_store.G_TotalPicNum;
-        if (m_store.gmyTotalePictureNum > limit)
-            return RefuseForRoom(kNoRoom, "the frame holds at most " + std::to_string(limit) + " pictures");
         const int placesAfter = limit - m_store.gmyTotalePictureNum;
         const int free = m_store.TotolFlashSizeForPic;
         const int budget = placesAfter > 0 ? free / placesAfter : free;

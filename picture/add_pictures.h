@@ -55,7 +55,6 @@ void ReleaseSelection();
                                        const Path& bitmap);
 
 // add_pictures.cpp
-inline constexpr int kMostPictures = 509;
 inline constexpr int kQualityStep = 10;  // by which the quality is lowered where a picture must fit a share
 
 struct AddedPicture {

@@ -3,9 +3,9 @@
 #include <memory>
 
 #include "flash/process_flash.h"
+#include "store/flash_layout.h"
 #include "store/local_files.h"
 #include "store/messages.h"
-#include "store/picture_table.h"
 #include "store/recovery.h"
 #include "store/store.h"
 
@@ -28,44 +28,35 @@ void CentreDrawRect() {
     store.status->RedrawPictures();
 }
 
-Connection InformationFailed() {
-    ShowFailure(kInformationFailed, Store().whyFailed);
-    Store().status->SetControlPanlEnable(false);
-    return Connection::BadInformation;
+Connection Failed(Connection ended, const Message& note, const Error& why) {
+    ShowFailure(note, why.message);
+    if (ended == Connection::BadInformation)
+        Store().status->SetControlPanlEnable(false);
+    if (ended == Connection::ReadBackFailed)
+        Store().status->SetDownLoadPrcess(0);
+    return ended;
 }
 
-Connection TableFailed() {
-    ShowFailure(kTableFailed, Store().whyFailed);
-    return Connection::BadTable;
-}
-
-Connection ReadBackFailed() {
-    ShowFailure(kReadBackFailed, Store().whyFailed);
-    Store().status->SetDownLoadPrcess(0);
-    return Connection::ReadBackFailed;
-}
-
-bool EmptyLocalFolders() {
-    if (const auto prepared = PrepareLocalFolders(); !prepared) {
-        Store().whyFailed = prepared.error().message;
-        return false;
-    }
+Result<void> ReadPicturesIntoEmptyFolders() {
+    LUMATO_TRY_VOID(PrepareLocalFolders());
     DelAllPicAtStart();
-    return true;
+    if (!ReadPicturesAndRecover())
+        return Fail(ErrorKind::Unreadable, Store().whyFailed);
+    return {};
 }
 
 Connection ConnectFrame() {
-    StoreState& store = Store();
-    if (!GetInformation())
-        return InformationFailed();
+    if (const auto learnt = LearnGeometry(); !learnt)
+        return Failed(Connection::BadInformation, kInformationFailed, learnt.error());
     CentreDrawRect();
     flash::Flash().m_PtrPF->SynchronizeDPFtime();  // a frame that refuses the clock still shows pictures
-    if (!ReadPictureList())
-        return TableFailed();
-    store.TotolFlashSizeForPic = store.G_FlashTotalSize - PictureAreaStart();
-    if (!EmptyLocalFolders() || !ReadPicturesAndRecover())
-        return ReadBackFailed();
-    store.TheSmallestValue = 0;
+    if (const auto read = ReadTable(); !read)
+        return Failed(Connection::BadTable, kTableFailed, read.error());
+    const auto listed = ReadPicturesIntoEmptyFolders();
+    CountFreeSpace();
+    if (!listed)
+        return Failed(Connection::ReadBackFailed, kReadBackFailed, listed.error());
+    Store().TheSmallestValue = 0;
     return Connection::Online;
 }
 

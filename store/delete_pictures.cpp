@@ -40,9 +40,9 @@ void DeleteOne() {
     if (inside)
         MovePicAddressInPicList(remaining);
     DeleteBitmap(record);
-    if (FrameConnected())
-        store.TotolFlashSizeForPic += record.picSize;
     DelNode(list, position);
+    if (FrameConnected())
+        CountFreeSpace();
     if (inside) {
         for (FileData* behind = GetNode(list, position); behind != nullptr; behind = behind->next)
             behind->afterGap = 1;
@@ -57,9 +57,9 @@ void DeleteAll() {
     for (const FileData* record = store.gmyPictureData->sentinel->next; record != nullptr;
          record = record->next)
         DeleteBitmap(*record);
-    if (FrameConnected())
-        store.TotolFlashSizeForPic = store.G_FlashTotalSize - PictureAreaStart();
     store.gmyPictureData.reset(CreateList());
+    if (FrameConnected())
+        CountFreeSpace();
     store.gmyTotalePictureNum = 0;
     store.gmyTotalePicture = 0;
     store.status->ShowPictureList(0, 0);

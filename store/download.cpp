@@ -6,7 +6,6 @@
 #include "device/comm_usb.h"
 #include "flash/checked_transfer.h"
 #include "flash/process_flash.h"
-#include "store/download_plan.h"
 #include "store/messages.h"
 #include "store/picture_table.h"
 #include "store/recovery.h"
@@ -56,6 +55,7 @@ class Download {
     void TakeNewData(int length);
 
     StoreState& m_store = Store();
+    const FrameGeometry& m_geometry = m_store.geometry;
     std::shared_ptr<flash::CProcessFlash> m_frame = flash::Flash().m_PtrPF;
     FileDataHead* m_list = m_store.gmyPictureData.get();
     bool m_rewriteAll = false;
@@ -89,12 +89,16 @@ void Download::TakeNewData(int length) {
 bool Download::MakePlan() {
     if (m_frame == nullptr || m_list == nullptr)
         return Fail(kDownloadFailed, "no frame is connected");
+    if (!m_geometry.whyReadOnly.empty())
+        return Fail(kDownloadFailed, m_geometry.whyReadOnly);
     m_rewriteAll = GetStartAddAndTotalDownSize(m_first, m_total, m_start);
-    if (m_total > 0 && m_list->count > kMostPictures)
-        return Fail(kDownloadFailed, "the frame's picture table has no room for so many pictures");
-    if (std::int64_t{m_start} + m_total > WritableEnd())
+    if (m_list->count > kMostPictures)
+        return Fail(kDownloadFailed, "the frame's picture table has room for " +
+                                         std::to_string(kMostPictures) + " pictures, not for " +
+                                         std::to_string(m_list->count));
+    if (!m_geometry.CanWrite(m_start, m_total))
         return Fail(kDownloadFailed, "the pictures are larger than the frame's flash");
-    m_fromScratch = m_start == PictureAreaStart() && m_total > 0;
+    m_fromScratch = m_start == m_geometry.PictureAreaStart() && m_total > 0;
     return true;
 }
 
@@ -118,11 +122,11 @@ bool Download::ReadStreams() {
 
 bool Download::ReadTableBlock(const Message& onFailure) {
     m_tableBlock.resize(kBlockSize);
-    if (!flash::ReadFlashData(m_tableBlock.data(), kBlockSize, m_store.G_PicListAddress))
+    if (!flash::ReadFlashData(m_tableBlock.data(), kBlockSize, m_geometry.tableAddress))
         return Fail(onFailure, "the frame's picture table could not be read");
     // What stood behind the table before the first change counts: the copy without a valid table is
     // programmed without a check, and an earlier download may have broken off in the middle of it.
-    if (const auto before = m_store.blocksAtRisk.find(m_store.G_PicListAddress);
+    if (const auto before = m_store.blocksAtRisk.find(m_geometry.tableAddress);
         before != m_store.blocksAtRisk.end())
         std::copy(before->second.begin() + kTableSize, before->second.end(),
                   m_tableBlock.begin() + kTableSize);
@@ -144,7 +148,7 @@ bool Download::KeepJournal() {
 // that; when everything is written anew, no picture is on the frame until that has succeeded.
 void Download::RememberBlocks() {
     if (!m_fromScratch) {
-        m_store.blocksAtRisk.try_emplace(m_store.G_PicListAddress, m_tableBlock);
+        m_store.blocksAtRisk.try_emplace(m_geometry.tableAddress, m_tableBlock);
         return;
     }
     m_store.blocksAtRisk.clear();
@@ -166,7 +170,7 @@ bool Download::InvalidateTable() {
                     "the device does not say any more that it is a frame; nothing was changed");
     RememberBlocks();
     std::fill(m_tableBlock.begin() + kInvalidBegin, m_tableBlock.begin() + kInvalidEnd, std::uint8_t{0});
-    const auto address = static_cast<unsigned long>(m_store.G_PicListAddress);
+    const auto address = static_cast<unsigned long>(m_geometry.tableAddress);
     m_frame->Erase4KFlash(address);
     m_frame->WriteToFlash(reinterpret_cast<char*>(m_tableBlock.data()), kBlockSize, address);
     return FrameOnline() || Fail(kBlockFailed, "the frame could not be written");
@@ -175,14 +179,14 @@ bool Download::InvalidateTable() {
 // What a download that broke off has done to blocks with bytes of pictures that stay.
 bool Download::RestoreBlocks() {
     for (auto& [address, bytes] : m_store.blocksAtRisk) {
-        if (address != m_store.G_PicListAddress && !Write(bytes, static_cast<int>(bytes.size()), address))
+        if (address != m_geometry.tableAddress && !Write(bytes, static_cast<int>(bytes.size()), address))
             return Fail(kBlockFailed, "the frame could not be written");
     }
     return true;
 }
 
 bool Download::WriteTableBlock() {
-    return Write(m_tableBlock, kBlockSize, m_store.G_PicListAddress) ||
+    return Write(m_tableBlock, kBlockSize, m_geometry.tableAddress) ||
            Fail(kBlockFailed, "the frame's picture table could not be written");
 }
 
@@ -210,10 +214,10 @@ bool Download::PrepareTableBlock() {
         m_tableBlock.assign(kBlockSize, kErased);
     else if (!ReadTableBlock(kDownloadFailed))
         return false;
-    const int blockEnd = m_store.G_PicListAddress + kBlockSize;
+    const int blockEnd = m_geometry.tableAddress + kBlockSize;
     const int length = std::clamp(blockEnd - m_start, 0, m_total);
     std::copy_n(m_streams.begin(), length,
-                m_tableBlock.begin() + std::min(m_start - m_store.G_PicListAddress, kBlockSize));
+                m_tableBlock.begin() + std::min(m_start - m_geometry.tableAddress, kBlockSize));
     TakeNewData(length);
     m_store.status->SetDownLoadPrcess(20);
     std::ranges::copy(m_store.G_PictureList, m_tableBlock.begin());
@@ -226,7 +230,7 @@ bool Download::WriteUpToBoundary() {
     if (offset == 0)
         return true;
     const int base = m_start - offset;
-    const int size = std::min(kBlockSize, WritableEnd() - base);
+    const int size = std::min(kBlockSize, m_geometry.writableEnd - base);
     const int length = std::min(m_total, kBlockSize - offset);
     Bytes block(static_cast<std::size_t>(size));
     if (!flash::ReadFlashData(block.data(), size, base))

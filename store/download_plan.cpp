@@ -1,9 +1,8 @@
-#include "store/download_plan.h"
-
+// Where a download puts pictures, and how much room that leaves.
 #include <algorithm>
 #include <cstdint>
+#include <limits>
 
-#include "flash/process_flash.h"
 #include "store/picture_table.h"
 #include "store/store.h"
 
@@ -11,11 +10,11 @@ namespace lumato::store {
 namespace {
 
 struct NewPictures {
-    int first = -1;  // position of the first one; -1: none
-    int total = 0;   // bytes of all
+    int first = -1;          // position of the first one; -1: none
+    std::int64_t total = 0;  // bytes of all
 };
 
-NewPictures FindNew(FileDataHead* list) {
+NewPictures FindNew(const FileDataHead* list) {
     NewPictures found;
     int position = 0;
     for (const FileData* record = list->sentinel->next; record != nullptr; record = record->next) {
@@ -29,11 +28,17 @@ NewPictures FindNew(FileDataHead* list) {
     return found;
 }
 
-int TotalSize(FileDataHead* list) {
-    int total = 0;
-    for (const FileData* record = list->sentinel->next; record != nullptr; record = record->next)
+// Slots of a frame can overlap and claim more than its flash has.
+std::int64_t TotalSize(const FileDataHead* list) {
+    std::int64_t total = 0;
+    for (const FileData* record = list != nullptr ? list->sentinel->next : nullptr; record != nullptr;
+         record = record->next)
         total += record->picSize;
     return total;
+}
+
+int Saturated(std::int64_t total) {
+    return static_cast<int>(std::min<std::int64_t>(total, std::numeric_limits<int>::max()));
 }
 
 // Where the stored pictures at the head of the list lie, as the table tells.
@@ -43,7 +48,7 @@ struct StoredPictures {
     std::int64_t end = 0;       // behind the highest byte of all: slots may be out of order
 };
 
-StoredPictures FindStored(FileDataHead* list, int count) {
+StoredPictures FindStored(const FileDataHead* list, int count) {
     StoredPictures stored;
     const FileData* record = list->sentinel->next;
     int left = count;
@@ -53,7 +58,7 @@ StoredPictures FindStored(FileDataHead* list, int count) {
             continue;
         const int address = SlotAddress(bytes);
         stored.end = std::max(stored.end, std::int64_t{address} + record->picSize);
-        stored.overlapTable |= address < PictureAreaStart();
+        stored.overlapTable |= address < Store().geometry.PictureAreaStart();
         record = record->next;
         --left;
     }
@@ -63,29 +68,29 @@ StoredPictures FindStored(FileDataHead* list, int count) {
 
 }  // namespace
 
-std::int32_t WritableEnd() {
-    const auto& frame = flash::Flash().m_PtrPF;
-    const auto unit = static_cast<std::int32_t>(frame != nullptr ? frame->EraseUnit() : 1);
-    return Store().G_FlashTotalSize / unit * unit;
+void CountFreeSpace() {
+    StoreState& store = Store();
+    store.TotolFlashSizeForPic = store.geometry.FreeBeside(TotalSize(store.gmyPictureData.get()));
 }
 
 bool GetStartAddAndTotalDownSize(int& first, int& total, int& start) {
-    FileDataHead* list = Store().gmyPictureData.get();
+    const FrameGeometry& geometry = Store().geometry;
+    const FileDataHead* list = Store().gmyPictureData.get();
     const NewPictures added = FindNew(list);
     first = added.first;
-    total = added.total;
-    start = PictureAreaStart();
+    total = Saturated(added.total);
+    start = geometry.PictureAreaStart();
     const int storedCount = first == -1 ? list->count : first - 1;
     if (storedCount == 0)
         return false;  // nothing new, or everything
     const StoredPictures stored = FindStored(list, storedCount);
     if (first == -1 && !stored.overlapTable)
         return false;
-    if (stored.found && !stored.overlapTable && stored.end + total <= WritableEnd()) {
+    if (stored.found && !stored.overlapTable && geometry.CanWrite(stored.end, added.total)) {
         start = static_cast<int>(stored.end);
         return false;
     }
-    total = TotalSize(list);
+    total = Saturated(TotalSize(list));
     first = 1;
     return true;
 }

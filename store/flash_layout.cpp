@@ -1,3 +1,5 @@
+#include "store/flash_layout.h"
+
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
@@ -12,31 +14,25 @@ namespace lumato::store {
 namespace {
 
 constexpr int kInformationSize = 512;
-constexpr int kFirmwareTailSize = 64;
-constexpr int kFirmwareTailDistance = 512;
+constexpr int kTailRecordDistance = 512;
 
 // The device information block's fields, little-endian.
 struct Information {
-    std::int32_t tableAddress = 0;
-    std::int32_t lcdWidth = 0;
-    std::int32_t lcdHeight = 0;
-    std::uint8_t eraseInstruction = 0;
+    ReportedGeometry geometry;
     std::uint8_t pageOption = 0;
-    std::int32_t flashSize = 0;
-    std::int32_t pictureLimit = 0;
     std::uint8_t sampling = 0;
     std::uint8_t quality = 0;
 };
 
 Information ParseInformation(ByteSpan block) {
     Information said;
-    said.tableAddress = static_cast<std::int32_t>(GetLe24(block.subspan(32)));
-    said.lcdWidth = GetLe16(block.subspan(35));
-    said.lcdHeight = GetLe16(block.subspan(37));
-    said.eraseInstruction = block[39];
+    said.geometry.tableAddress = static_cast<std::int32_t>(GetLe24(block.subspan(32)));
+    said.geometry.lcdWidth = GetLe16(block.subspan(35));
+    said.geometry.lcdHeight = GetLe16(block.subspan(37));
+    said.geometry.eraseInstruction = block[39];
     said.pageOption = block[40];
-    said.flashSize = static_cast<std::int32_t>(GetLe24(block.subspan(43)));
-    said.pictureLimit = GetLe16(block.subspan(46));
+    said.geometry.flashSize = static_cast<std::int32_t>(GetLe24(block.subspan(43)));
+    said.geometry.pictureLimit = GetLe16(block.subspan(46));
     said.sampling = block[48];
     said.quality = block[49];
     return said;
@@ -49,49 +45,37 @@ bool HasFirmwareHeader(ByteSpan block) {
 
 // The firmware's own end decides where the table lies when there is a valid header. Without the bytes that
 // tell it the table's place is not known, and a guess could overwrite the firmware.
-bool FindTableBehindFirmware(ByteSpan block, Information& said) {
-    const std::int32_t at = static_cast<std::int32_t>(GetLe24(block.subspan(261))) - kFirmwareTailDistance;
-    if (at < 0 || at + kFirmwareTailSize > said.flashSize)
-        return Because("the firmware header points outside the frame's flash");
-    std::array<std::uint8_t, kFirmwareTailSize> tail{};
-    if (!flash::Flash().m_PtrPF->ReadFromFlash(reinterpret_cast<char*>(tail.data()), kFirmwareTailSize,
+Result<void> FindTableBehindFirmware(ByteSpan block, ReportedGeometry& said) {
+    const std::int32_t at = static_cast<std::int32_t>(GetLe24(block.subspan(261))) - kTailRecordDistance;
+    if (at < 0 || at + kTailRecordSize > said.flashSize)
+        return Fail(ErrorKind::Refused, "the firmware header points outside the frame's flash");
+    std::array<std::uint8_t, kTailRecordSize> tail{};
+    if (!flash::Flash().m_PtrPF->ReadFromFlash(reinterpret_cast<char*>(tail.data()), kTailRecordSize,
                                                static_cast<unsigned long>(at)))
-        return Because("the end of the frame's firmware could not be read");
+        return Fail(ErrorKind::Unreadable, "the end of the frame's firmware could not be read");
     const auto end = static_cast<std::int32_t>(GetLe24(ByteSpan(tail).subspan(11)));
     said.tableAddress = (end + flash::kBlockSize - 1) / flash::kBlockSize * flash::kBlockSize;
-    return true;
+    said.tailRecord = at;
+    return {};
 }
 
-// Whatever is erased and programmed later rests on these values, and a wrong one could cost the firmware.
-bool MakesSense(const Information& said) {
-    if (said.lcdWidth < 1 || said.lcdHeight < 1)
-        return Because("the frame reports no display size");
-    if (said.tableAddress < flash::kBlockSize || said.tableAddress % flash::kBlockSize != 0)
-        return Because("the frame reports a picture table where none can be");
-    if (said.tableAddress + flash::kBlockSize > said.flashSize)
-        return Because("the frame reports a picture table beyond its flash");
-    // 60h and C7h erase the whole chip (SPI NOR data sheets), firmware included.
-    if (said.eraseInstruction == 0x60 || said.eraseInstruction == 0xC7)
-        return Because("the frame reports an erase instruction that would erase its firmware");
-    return true;
-}
-
-void TakeOver(const Information& said) {
+void TakeOver(const Information& said, const FrameGeometry& geometry) {
     StoreState& store = Store();
-    store.gmyLcdWidth = static_cast<float>(said.lcdWidth);
-    store.gmyLcdHeight = static_cast<float>(said.lcdHeight);
-    store.G_PicListAddress = said.tableAddress;
-    store.G_FlashTotalSize = said.flashSize;
-    store.G_TotalPicNum = said.pictureLimit;
+    store.geometry = geometry;
+    store.gmyLcdWidth = static_cast<float>(geometry.lcdWidth);
+    store.gmyLcdHeight = static_cast<float>(geometry.lcdHeight);
+    store.G_PicListAddress = geometry.tableAddress;
+    store.G_FlashTotalSize = geometry.flashSize;
+    store.G_TotalPicNum = said.geometry.pictureLimit;
     store.G_YValue = said.sampling;
     store.G_PicQuality = said.quality;
-    store.eraseInstruction = said.eraseInstruction;
+    store.eraseInstruction = said.geometry.eraseInstruction;
     store.pageOption = said.pageOption;
 
     flash::CProcessFlash& frame = *flash::Flash().m_PtrPF;
-    frame.SetFlashCommand(said.eraseInstruction, static_cast<char>(said.pageOption != 0));
-    frame.SetWriteRange(
-        {static_cast<std::uint32_t>(said.tableAddress), static_cast<std::uint32_t>(said.flashSize)});
+    frame.SetFlashCommand(store.eraseInstruction, static_cast<char>(said.pageOption != 0));
+    frame.SetWriteRange({static_cast<std::uint32_t>(geometry.tableAddress),
+                         static_cast<std::uint32_t>(geometry.writableEnd)});
 }
 
 // Two frames of one model that were never told apart answer alike.
@@ -104,44 +88,59 @@ Digest Identify(ByteSpan block, std::int32_t tableAddress) {
 
 }  // namespace
 
+MutableByteSpan SlotOf(MutableByteSpan table, int slot) {
+    if (slot >= 1 && slot <= kSlotCount)
+        return table.subspan(static_cast<std::size_t>(kTableHeaderSize + kSlotSize * (slot - 1)), kSlotSize);
+    thread_local std::array<std::uint8_t, kSlotSize> none;
+    none.fill(0);
+    return none;
+}
+
 bool IsTable(ByteSpan table) {
     return std::memcmp(table.data(), "ABFS", 4) == 0 && table[kEndMarkOffset] == 0x55 &&
            table[kEndMarkOffset + 1] == 0xAA;
 }
 
-bool GetInformation() {
+Result<void> LearnGeometry() {
     std::array<std::uint8_t, kInformationSize> block{};
     if (flash::Flash().m_PtrPF == nullptr || !flash::ReadFlashData(block.data(), kInformationSize, 0))
-        return Because("the frame's device information could not be read");
+        return Fail(ErrorKind::Unreadable, "the frame's device information could not be read");
     Information said = ParseInformation(block);
-    if (HasFirmwareHeader(block) && !FindTableBehindFirmware(block, said))
-        return false;
-    if (!MakesSense(said))
-        return false;
-    TakeOver(said);
-    Store().frameIdentity = Identify(block, said.tableAddress);
-    Diagnose("addr:" + std::to_string(said.tableAddress));
+    if (HasFirmwareHeader(block))
+        LUMATO_TRY_VOID(FindTableBehindFirmware(block, said.geometry));
+    LUMATO_TRY(const FrameGeometry geometry, FrameGeometry::Of(said.geometry));
+    TakeOver(said, geometry);
+    Store().frameIdentity = Identify(block, geometry.tableAddress);
+    Diagnose("addr:" + std::to_string(geometry.tableAddress));
     char width[40];
-    std::snprintf(width, sizeof width, "LCDWidth:%f", static_cast<double>(said.lcdWidth));
+    std::snprintf(width, sizeof width, "LCDWidth:%f", static_cast<double>(geometry.lcdWidth));
     Diagnose(width);
-    return true;
+    return {};
 }
 
-bool ReadPictureList() {
+bool GetInformation() {
+    return LearnGeometry().has_value();
+}
+
+Result<void> ReadTable() {
     StoreState& store = Store();
     store.G_PictureList.fill(0);
-    if (!flash::ReadFlashData(store.G_PictureList.data(), kTableSize, store.G_PicListAddress)) {
+    if (!flash::ReadFlashData(store.G_PictureList.data(), kTableSize, store.geometry.tableAddress)) {
         store.G_PictureList.fill(0);
-        return Because("the frame's picture table could not be read");
+        return Fail(ErrorKind::Unreadable, "the frame's picture table could not be read");
     }
     store.tableOnFrame = store.G_PictureList;
     if (IsTable(store.G_PictureList))
-        return true;
+        return {};
     // A new frame, or one whose download was broken off: no pictures.
     store.G_PictureList.fill(0);
     std::memcpy(store.G_PictureList.data(), "ABFS", 4);
     SetEndMark(store.G_PictureList);
-    return true;
+    return {};
+}
+
+bool ReadPictureList() {
+    return ReadTable().has_value();
 }
 
 void MovePicAddressInPicList(int count) {

@@ -13,8 +13,8 @@ std::string SpaceText() {
         std::snprintf(text, sizeof text, "%03d/%03d", store.gmyTotalePictureNum, store.G_TotalPicNum);
     else
         std::snprintf(text, sizeof text, "%dK/%dK",
-                      (store.G_FlashTotalSize - store.TotolFlashSizeForPic) / 1024,
-                      store.G_FlashTotalSize / 1024);
+                      (store.geometry.flashSize - store.TotolFlashSizeForPic) / 1024,
+                      store.geometry.flashSize / 1024);
     return text;
 }
 

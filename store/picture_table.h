@@ -14,8 +14,7 @@ namespace lumato::store {
 
 inline constexpr int kTableHeaderSize = 16;
 inline constexpr int kSlotSize = 8;
-inline constexpr int kSlotCount = 510;
-inline constexpr int kMostPictures = 509;  // the last slot holds the end mark
+inline constexpr int kSlotCount = 510;  // the last one holds the end mark and describes no picture
 inline constexpr int kEndMarkOffset = 4094;
 
 inline constexpr std::uint8_t kSlotFree = 0;
@@ -25,10 +24,9 @@ inline constexpr std::uint8_t kSlotErased = 0xFF;
 // Whether the 4,096 bytes are a table: signature and end mark are there (flash_layout.cpp).
 [[nodiscard]] bool IsTable(ByteSpan table);
 
-// The 8 bytes of slot 1 to 510 of a table.
-[[nodiscard]] inline MutableByteSpan SlotOf(MutableByteSpan table, int slot) {
-    return table.subspan(static_cast<std::size_t>(kTableHeaderSize + kSlotSize * (slot - 1)), kSlotSize);
-}
+// The 8 bytes of slot 1 to 510 of a table. A list can be longer than a table, with pictures that wait: they
+// get a free slot that is in no table, and what is written into it is lost.
+[[nodiscard]] MutableByteSpan SlotOf(MutableByteSpan table, int slot);
 [[nodiscard]] inline std::int32_t SlotAddress(ByteSpan slot) {
     return static_cast<std::int32_t>(GetLe24(slot.subspan(1)));
 }
@@ -44,11 +42,6 @@ inline void FillSlot(MutableByteSpan slot, std::int32_t address, std::int32_t le
 inline void SetEndMark(MutableByteSpan table) {
     table[kEndMarkOffset] = 0x55;
     table[kEndMarkOffset + 1] = 0xAA;
-}
-
-// The picture area begins behind the table.
-[[nodiscard]] inline std::int32_t PictureAreaStart() {
-    return Store().G_PicListAddress + kTableSize;
 }
 
 }  // namespace lumato::store

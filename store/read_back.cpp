@@ -30,16 +30,10 @@ class ReadBack {
 
     const StreamCheck& m_check;
     StoreState& m_store = store::Store();
-    DecodeTask m_decoding{m_store.MyJPG, static_cast<int>(m_store.gmyLcdWidth),
-                          static_cast<int>(m_store.gmyLcdHeight)};
+    DecodeTask m_decoding{m_store.MyJPG, m_store.geometry.lcdWidth, m_store.geometry.lcdHeight};
     int m_read = 0;
     bool m_gap = false;
 };
-
-bool InPictureArea(ByteSpan slot) {
-    return SlotAddress(slot) >= Store().G_PicListAddress &&
-           SlotAddress(slot) + SlotLength(slot) <= Store().G_FlashTotalSize;
-}
 
 void ClearSlot(MutableByteSpan slot) {
     std::ranges::fill(slot, std::uint8_t{0});
@@ -52,7 +46,7 @@ bool ReadStream(std::int32_t address, std::int32_t length, Stream& stream) {
         const std::int32_t left = length - done;
         std::int32_t size =
             left > flash::kBlockSize ? flash::kBlockSize : (left + kReadUnit - 1) / kReadUnit * kReadUnit;
-        size = std::min(size, Store().G_FlashTotalSize - (address + done));
+        size = std::min(size, Store().geometry.flashSize - (address + done));
         if (!flash::ReadFlashData(stream.data() + done, size, address + done))
             return Because("a picture could not be read from the frame");
     }
@@ -112,7 +106,6 @@ void ReadBack::AddRecord(const std::string& name, ByteSpan stream, const Digest&
     record->picSize = size;
     record->streamHash = hash;
     AddNode(m_store.gmyPictureData.get(), record.release());
-    m_store.TotolFlashSizeForPic -= size;
     ShowNote(kReadPicture, m_read);
     ++m_read;
 }
@@ -124,7 +117,7 @@ bool ReadBack::ReadSlot(int number) {
         m_gap = true;
     if (slot[0] != kSlotStored)
         return true;
-    if (!InPictureArea(slot)) {
+    if (!m_store.geometry.HoldsPicture(SlotAddress(slot), SlotLength(slot))) {
         ClearSlot(slot);
         return true;
     }

@@ -170,7 +170,6 @@ bool Recovery::Check(Candidate& candidate, ByteSpan stream) const {
 // The table on the frame says nothing, or lists pictures whose bytes are not there.
 bool Recovery::Rebuild() {
     DelAllPicAtStart();
-    m_store.TotolFlashSizeForPic = m_store.G_FlashTotalSize - PictureAreaStart();
     MakeTable();
     std::vector<Candidate*> slots;
     for (Candidate& candidate : m_candidates) {
@@ -244,7 +243,6 @@ void Recovery::Append(const std::string& name, const Candidate& candidate) {
     AddNode(m_store.gmyPictureData.get(), record.release());
     ++m_store.gmyTotalePicture;
     ++m_waiting;
-    m_store.TotolFlashSizeForPic -= candidate.picture.length;
 }
 
 void Recovery::Finish() {

@@ -60,7 +60,7 @@ Journal NewJournal(Journal::Phase phase) {
     Journal journal;
     journal.phase = phase;
     journal.frame = Store().frameIdentity;
-    journal.tableAddress = Store().G_PicListAddress;
+    journal.tableAddress = Store().geometry.tableAddress;
     journal.tableBefore = journal.tableAfter = Store().tableOnFrame;
     return journal;
 }
@@ -101,7 +101,7 @@ Result<void> KeepDownload(const DownloadPlan& plan, ByteSpan tableBlock) {
     std::ranges::copy(tableBlock.first(kTableSize), journal.tableBefore.begin());
     journal.tableAfter = plan.tableAfter;
     journal.blocks = store.blocksAtRisk;
-    journal.blocks.try_emplace(store.G_PicListAddress, tableBlock.begin(), tableBlock.end());
+    journal.blocks.try_emplace(store.geometry.tableAddress, tableBlock.begin(), tableBlock.end());
     LUMATO_TRY(auto pictures, KeepList());
     journal.pictures = std::move(pictures);
     return Save(std::move(journal));

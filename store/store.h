@@ -48,6 +48,8 @@ bool ReadPicFromFlash();
 
 // ---- download_plan.cpp
 
+// Sets TotolFlashSizeForPic: what the picture area has left beside the list.
+void CountFreeSpace();
 // Which pictures a download writes, and where: from position `first` (-1: none is new) on, `total` bytes,
 // at flash address `start`. True when that is all of them, from the start of the picture area.
 bool GetStartAddAndTotalDownSize(int& first, int& total, int& start);

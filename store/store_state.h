@@ -15,13 +15,12 @@
 
 #include "base/sha256.h"
 #include "store/codec_port.h"
+#include "store/frame_geometry.h"
 #include "store/picture_list.h"
 #include "store/status_port.h"
 #include "store/transfer.h"
 
 namespace lumato::store {
-
-inline constexpr int kTableSize = 4096;
 
 struct Journal;
 
@@ -33,19 +32,20 @@ struct Rect {
 };
 
 struct StoreState {
-    // From the device information block.
+    // From the device information block. Where something lies and fits, the geometry is asked.
+    FrameGeometry geometry;
     float gmyLcdWidth = 128.0F;
     float gmyLcdHeight = 128.0F;
     std::int32_t G_PicListAddress = 0;  // flash address of the picture table
-    std::int32_t G_FlashTotalSize = 0;  // flash size in bytes; end of the picture area
+    std::int32_t G_FlashTotalSize = 0;  // flash size in bytes
     std::int32_t G_TotalPicNum = 0;     // picture limit of the frame; 0: none
     std::int32_t G_YValue = 4;          // sampling value for the codec
     std::int32_t G_PicQuality = 90;     // starting quality
     std::uint8_t eraseInstruction = 0x20;
     std::uint8_t pageOption = 0;
 
-    std::int32_t TotolFlashSizeForPic =
-        0;  // bytes of the picture area that no listed picture claims ("Totol" is total)
+    // Bytes of the picture area that no listed picture claims ("Totol" is total); CountFreeSpace() sets it.
+    std::int32_t TotolFlashSizeForPic = 0;
     std::array<std::uint8_t, kTableSize> G_PictureList{};  // the picture table in memory
 
     PictureList gmyPictureData;             // null when no list exists

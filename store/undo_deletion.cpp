@@ -47,7 +47,6 @@ void DeletionUndo::Note() {
          record = record->next)
         m_records.push_back(*record);
     m_table = store.G_PictureList;
-    m_space = store.TotolFlashSizeForPic;
     m_fileNumber = store.gmyTotalePicture;
     m_selected = store.gmyCurrentSelectItem;
     m_journal = store.journal;
@@ -91,7 +90,7 @@ void DeletionUndo::Undo() {
     store.gmyTotalePictureNum = store.gmyPictureData->count;
     store.gmyTotalePicture = m_fileNumber;
     store.gmyCurrentSelectItem = m_selected;
-    store.TotolFlashSizeForPic = m_space;
+    CountFreeSpace();
     store.G_PictureList = m_table;
     // They are in the list all the same; a download makes them safe once more, or says why it cannot.
     const Result<void> kept = KeepAsBefore(m_journal);

@@ -36,7 +36,6 @@ class DeletionUndo {
     bool m_possible = false;
     std::vector<FileData> m_records;  // `next` means nothing
     std::array<std::uint8_t, kTableSize> m_table{};
-    std::int32_t m_space = 0;
     std::int32_t m_fileNumber = 0;
     std::int32_t m_selected = 0;
     std::shared_ptr<Journal> m_journal;  // of the additions that waited then

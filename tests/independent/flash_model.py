@@ -12,9 +12,8 @@ trace out:
 """
 import flash_reader
 import stream_codec
-from flash_reader import BLOCK, TABLE_SIZE, SLOTS
+from flash_reader import BLOCK, ERASE_UNITS, TABLE_SIZE, SLOTS
 
-ERASE_UNITS = {0x20: 4096, 0x52: 32768, 0xD8: 65536}
 FIRST_BLOCK_ROOM = BLOCK - TABLE_SIZE
 CLOCK = "CA00000000" + "*" * 22  # the time bytes differ from call to call
 
@@ -82,10 +81,10 @@ class Frame:
         return data
 
     def _write(self, address, data):
-        """At a block boundary the data alone; inside a block the whole block, read first."""
+        """At a block boundary the data alone; inside a block all of it that can be written, read first."""
         inside = address % BLOCK
         if inside:
-            block = bytearray(self._read(address - inside, BLOCK))
+            block = bytearray(self._read(address - inside, min(BLOCK, self.info.writable_end - address + inside)))
             block[inside:inside + len(data)] = data
             address, data = address - inside, bytes(block)
         unit = ERASE_UNITS[self.info.erase_instruction]
@@ -178,7 +177,7 @@ class Frame:
         ends = [address + length for status, address, length in
                 (flash_reader.slot(self.table, k) for k in range(1, SLOTS + 1)) if status == 1]
         start = max(ends[:self.stored] + [area])
-        if start + sum(map(len, self.pictures[self.stored:])) > self.info.flash_size:
+        if start + sum(map(len, self.pictures[self.stored:])) > self.info.writable_end:
             return 1, area, True
         return self.stored + 1, start, False
 
@@ -238,7 +237,8 @@ class Frame:
 
 
 def free_bytes(frame):
-    return frame.info.flash_size - frame.info.table_address - TABLE_SIZE - sum(map(len, frame.pictures))
+    area = max(0, frame.info.writable_end - frame.info.table_address - TABLE_SIZE)
+    return max(0, area - sum(map(len, frame.pictures)))
 
 
 def predicted_add(frame, bitmap, quality):

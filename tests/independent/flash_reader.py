@@ -9,6 +9,7 @@ import struct
 import stream_codec
 
 BLOCK, TABLE_SIZE, SLOTS = 65536, 4096, 510
+ERASE_UNITS = {0x20: 4096, 0x52: 32768, 0xD8: 65536}
 
 
 def u24(data, at):
@@ -29,6 +30,15 @@ class Information:
             self.firmware_pointer = u24(image, 261)
             end = u24(image, self.firmware_pointer - 512 + 11)
             self.table_address = -(-end // BLOCK) * BLOCK
+
+    @property
+    def writable_end(self):
+        """Where the erase units end that the flash holds whole and that do not hold the firmware's record."""
+        unit = ERASE_UNITS.get(self.erase_instruction)
+        if unit is None:
+            return self.table_address
+        record = (self.firmware_pointer or 0) - 512
+        return min(self.flash_size, record if record > self.table_address else self.flash_size) // unit * unit
 
 
 def table_of(image):
@@ -65,7 +75,7 @@ def streams_of(image):
 # ------------------------------------------------------------------------------------------ crafting
 
 def make_image(lcd=(48, 32), flash_size=0x40000, table=0x10000, limit=0, sampling=4, quality=90, erase=0xD8,
-               page_option=0, firmware_end=None):
+               page_option=0, firmware_end=None, pointer=0x3000, told_size=None):
     """A fresh frame: firmware area of changing bytes, everything from the table on erased."""
     image = bytearray(b"\xFF" * flash_size)
     firmware = min(table, flash_size)
@@ -73,10 +83,9 @@ def make_image(lcd=(48, 32), flash_size=0x40000, table=0x10000, limit=0, samplin
     image[0:512] = bytes(512)
     image[32:35] = table.to_bytes(3, "little")
     struct.pack_into("<HHBB", image, 35, *lcd, erase, page_option)
-    image[43:46] = (flash_size & 0xFFFFFF).to_bytes(3, "little")
+    image[43:46] = ((told_size or flash_size) & 0xFFFFFF).to_bytes(3, "little")
     struct.pack_into("<HBB", image, 46, limit, sampling, quality)
     if firmware_end is not None:
-        pointer = 0x3000
         image[256:264] = b"DPFH\xDE" + pointer.to_bytes(3, "little")
         image[pointer - 512 + 11:pointer - 512 + 14] = firmware_end.to_bytes(3, "little")
     return image

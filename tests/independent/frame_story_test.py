@@ -269,12 +269,22 @@ class Operations(Story):
 
     def test_limits_and_full_flash(self):
         many = self.sources(*(noise(160, 120, n) for n in range(6)))
-        for limit, flash_size, quality, y_value in ((3, 0x40000, 90, 4), (6, 0x20000, 90, 1), (1, 0x20000, 95, 12),
-                                                    (0, 0x20000, 20, 8)):
-            with self.subTest(limit=limit, flash=hex(flash_size)):
-                self.put_frame(make_image((160, 120), flash_size, limit=limit, quality=quality, sampling=y_value))
+        frames = [make_image((160, 120), size, limit=limit, quality=quality, sampling=y_value)
+                  for limit, size, quality, y_value in ((3, 0x40000, 90, 4), (6, 0x20000, 90, 1), (1, 0x20000, 95, 12),
+                                                        (0, 0x20000, 20, 8))]
+        # The record by which the table is found behind the pictures, at 0x31000; an end that cannot be erased.
+        frames += [make_image((160, 120), 0x50000, erase=erase, **odd) for erase in (0xD8, 0x52, 0x20)
+                   for odd in ({"firmware_end": 0xF000, "pointer": 201216}, {"told_size": 0x3FF9C})]
+        for n, image in enumerate(frames):
+            with self.subTest(frame=n):
+                self.put_frame(image)
                 self.add_as_model(many)
                 self.connect_as_model()
+        for image in frames[4::2]:  # stored where nothing can be written: read, and moved when everything is
+            put_table(image, make_table([put_picture(image, 0x31040, streams(1, (160, 120))[0])]))
+            self.put_frame(image)
+            self.add_as_model(many[:1])
+            self.assertEqual(len(self.connect_as_model().pictures), 2)
 
 
 def png_rows(data):
@@ -372,15 +382,23 @@ class OddFrames(Story):
                   "erases everything, otherwise": make_image(erase=0x60),
                   "firmware pointer outside": changed(261, b"\0\0\x80", firmware_end=0x8000),
                   "firmware pointer below 512": changed(261, b"\xFF\1\0", firmware_end=0x8000),
-                  "firmware ends at 0": make_image(firmware_end=0)}
+                  "firmware ends at 0": make_image(firmware_end=0),
+                  "record in the table": make_image(firmware_end=0x8000, pointer=0x14000),
+                  "record reaches into the table": make_image(firmware_end=0x8000, pointer=0x10200 - 32)}
         source = self.sources(wave(48, 32))[0]
         for name, image in frames.items():
             with self.subTest(frame=name):
                 self.put_frame(image)
                 for command in (("info",), ("add", source), ("delete", "--all")):
                     self.refused(1, *command)
-                if "flash" not in name and "erases" not in name:
+                if "flash" not in name and "erases" not in name and "record" not in name:
                     self.refused(1, "frame", "render", self.frame, 1, self.path("shown.png"), frame=False)
+
+    def test_a_frame_that_cannot_be_erased_shows_its_pictures(self):
+        self.put_frame(put_pictures(make_image(erase=0xD7), streams(2)))
+        self.connect_as_model()
+        for command in ("add", self.sources(wave(48, 32))[0]), ("delete", 1), ("delete", "--all"):
+            self.assertIn("can only be read", self.refused(1, *command).err)
 
     def test_unusable_images(self):
         for size in (0, 600, 0x1F000, 0x20001, 0x1000000 + 4096):

@@ -418,7 +418,7 @@ void Life::Check() {
         used += record->picSize;
     }
     Demand(store.TotolFlashSizeForPic ==
-               store.G_FlashTotalSize - static_cast<std::int32_t>(kTable) - 4096 - used,
+               store.geometry.writableEnd - static_cast<std::int32_t>(kTable) - 4096 - used,
            "the free space is what no picture takes");
 }
 

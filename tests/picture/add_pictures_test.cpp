@@ -41,8 +41,7 @@ class AddPicturesTest : public testing::Test {
         fs::create_directories(m_folder / "Edata");
         m_store.gmyResousepath = m_folder.Get();
         m_store.status = &m_status;
-        m_store.gmyPictureData.reset(store::CreateList());
-        m_store.TotolFlashSizeForPic = 4'000'000;
+        UseSpace(4'000'000);
         Pictures().port = &m_port;
     }
     ~AddPicturesTest() override {
@@ -66,6 +65,12 @@ class AddPicturesTest : public testing::Test {
     void UseLcd(float width, float height) {
         m_store.gmyLcdWidth = width;
         m_store.gmyLcdHeight = height;
+    }
+    // A frame without pictures that has room for so many bytes of them.
+    void UseSpace(int bytes) {
+        m_store.geometry.writableEnd = m_store.geometry.PictureAreaStart() + bytes;
+        m_store.gmyPictureData.reset(store::CreateList());
+        store::CountFreeSpace();
     }
     // The list already has that many pictures.
     void Count(int pictures) { m_store.gmyTotalePicture = m_store.gmyTotalePictureNum = pictures; }
@@ -177,10 +182,10 @@ TEST_F(AddPicturesTest, QualityGoesDownUntilTheShareFits) {
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.what);
-        m_store.gmyPictureData.reset(store::CreateList());
         m_store.G_TotalPicNum = row.limit;
+        m_store.geometry.mostPictures = row.limit != 0 ? row.limit : store::kMostPictures;
         Count(row.listed);
-        m_store.TotolFlashSizeForPic = row.free;
+        UseSpace(row.free);
         const Result<AddedPicture> added = AddEditPicture();
         EXPECT_EQ(added ? added->quality : 0, row.quality);
         EXPECT_EQ(Exists(row.listed + 1), row.quality > 0);
@@ -202,12 +207,12 @@ TEST_F(AddPicturesTest, QualityGoesDownUntilTheShareFits) {
 TEST_F(AddPicturesTest, UnlimitedFramesTakeWhatFits) {
     ASSERT_TRUE(SelectOnePicture(MakeFile("a.bmp", 128, 128, 150), true));
     Pictures().G_CurQuanlity = 70;
-    m_store.TotolFlashSizeForPic = SizeAt(70) - 1;
+    UseSpace(SizeAt(70) - 1);
     ExpectRefused(AddEditPicture(), 0, "Can't add anymore pictures!", "free on the frame");
     EXPECT_FALSE(Exists(1));
     m_link.SetUSBDeviceStatus(false);
     ExpectRefused(AddEditPicture(), 0, "Device Not Online!", "free on the frame");
-    m_store.TotolFlashSizeForPic = SizeAt(70);
+    UseSpace(SizeAt(70));
     EXPECT_EQ(AddEditPicture()->quality, 70);
     EXPECT_EQ(m_store.TotolFlashSizeForPic, 0);
 }

@@ -38,7 +38,8 @@ class FittedBatchTest : public testing::Test {
         fs::create_directories(store.gmyResousepath / "Edata");
         store.status = &m_status;
         store.gmyPictureData.reset(store::CreateList());
-        store.TotolFlashSizeForPic = 4'000'000;
+        store.geometry.writableEnd = 4'000'000 + store::kTableSize;
+        store::CountFreeSpace();
         flash::Flash().device = &m_link;
         m_link.SetUSBDeviceStatus(true);
     }

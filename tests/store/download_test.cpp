@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "store/safekeeping.h"
+#include "store/undo_deletion.h"
 #include "tests/store/store_fixture.h"
 
 namespace lumato::store {
@@ -127,6 +128,39 @@ TEST_F(DownloadTest, AnEndThatCannotBeErasedIsNotUsed) {
         EXPECT_TRUE(std::equal(last.begin(), last.end(), after.begin() + c.end - 2000)) << std::hex << c.end;
         Restart();
     }
+}
+
+// Pictures that wait come back from the journal, whatever else the frame was given meanwhile.
+TEST_F(DownloadTest, MorePicturesThanTheTableDescribesCanOnlyBecomeFewer) {
+    KeepJournals();
+    ConnectQuietly(TestFlash().Pictures(std::vector<int>(kMostPictures, 100)));
+    for (unsigned seed = 1; seed <= 4; ++seed)
+        Add(50, 1000 + seed);
+    DeletionUndo undo;
+    Store().gmyCurrentSelectItem = 512;
+    undo.DeletePictures();
+    undo.Undo();
+    EXPECT_EQ(Listed().size(), 513U);
+    for (const int position : {512, 510, 511, 510}) {
+        EXPECT_FALSE(Download());
+        EXPECT_THAT(m_status.Details(), ElementsAre(testing::HasSubstr("has room for 509 pictures")));
+        ExpectUnchanged();
+        Delete(position);
+    }
+    EXPECT_EQ(Listed(), std::vector<int>(kMostPictures, 100));
+    Delete(1);
+    EXPECT_TRUE(Download());
+    EXPECT_EQ(Listed().size(), 508U);
+}
+
+TEST_F(DownloadTest, SlotsThatOverlapLeaveNoRoomAndNoLessThanNone) {
+    TestFlash flash;
+    ConnectQuietly(flash.Slots(std::vector<TestSlot>(8, {1, kArea, 60000})).Put(kArea, MakeStream(60000, 1)));
+    for (const int left : {7, 6, 5, 4, 3}) {
+        EXPECT_EQ(Store().TotolFlashSizeForPic, std::max(0, 0x50000 - kArea - (left + 1) * 60000));
+        Delete(1);
+    }
+    EXPECT_TRUE(Download());
 }
 
 TEST_F(DownloadTest, AMissingFileCostsNothing) {

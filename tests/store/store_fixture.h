@@ -245,7 +245,7 @@ class StoreTest : public testing::Test {
         ASSERT_TRUE(WriteFile(StreamPath(record->fileName), stream));
         ASSERT_TRUE(WriteFile(record->fileRef, stream));
         AddNode(store.gmyPictureData.get(), record);
-        store.TotolFlashSizeForPic -= size;
+        CountFreeSpace();
         ASSERT_TRUE(KeepAddition(*record));
     }
     void Delete(int position) {
