@@ -51,6 +51,9 @@ class Codec(Story):
                 for quality in QUALITIES:
                     self.compare(noise(*size, quality & 7), size, quality, y_value)
 
+        row = bytes(v for v in (255, 0, 255, 0, 255, 0, 255, 5) for _ in "bgr")
+        self.compare(stream_codec.make_bitmap(8, 8, [row] * 8), (8, 8), 100, 1)  # reaches the largest code
+
     def test_large_pictures_wrap_the_offsets(self):
         self.compare(noise(320, 240), (320, 240), 100, 1)
         self.compare(wave(2056, 9), (2056, 9), 90, 4)  # more than 255 blocks across
