@@ -280,14 +280,16 @@ void AddVirtualFrameCommands(CLI::App& app, Arguments& arguments) {
         frame, arguments, Command::FrameServe, "serve",
         "plug the virtual frame into a virtual machine's USB bus (usbredir protocol), until it is ended");
     AddFile(serve, "FILE", arguments, "the flash image");
-    serve->add_option("--socket", arguments.serve.socket, "the UNIX socket to listen on")
+    const auto socket = [](const std::string& text) {
+        return text.empty() ? std::nullopt : std::optional<Path>(text);
+    };
+    AddParsed(serve, "--socket", arguments.serve.socket, socket, "a path", "the UNIX socket to listen on")
         ->required()
         ->type_name("PATH");
     serve->add_flag("--connect", arguments.serve.connect,
                     "connect to the socket in place of listening on it");
-    serve
-        ->add_option("--control", arguments.serve.control,
-                     "listen here for orders, one a line: plug, unplug, wait, fault N:KIND")
+    AddParsed(serve, "--control", arguments.serve.control, socket, "a path",
+              "listen here for orders, one a line: plug, unplug, wait, fault N:KIND")
         ->type_name("PATH");
     serve
         ->add_option("--vendor", arguments.serve.vendor,

@@ -8,6 +8,8 @@ import os
 import random
 import shutil
 import struct
+import subprocess
+import time
 import unittest
 import zlib
 
@@ -403,11 +405,28 @@ class OddFrames(Story):
         for arguments in ((), ("dance",), ("info", "--dance"), ("add",), ("delete",), ("delete", "0"),
                           ("delete", "one"), ("delete", "-1"), ("save",), ("encode", "a", "b"),
                           ("encode", "a", "b", "--size", "8by8"), ("compose", "a", "b"), ("frame", "new", "x"),
+                          ("frame", "serve", "x", "--socket", ""),
                           *(("--fault", fault, "info") for fault in (
                               "", ":", "1", "1:", ":flip", "refuse", "1:dance", "1:Flip", "0:flip", "-1:flip", "+1:flip",
                               "1x:flip", " 1:flip", "1:flip ", "99999999999999999999:flip"))):
             with self.subTest(arguments=arguments):
                 self.refused(2, *arguments)
+
+    def test_serving_ends_when_told(self):
+        """In good order, and within a second also while it waits for somebody to read its trace."""
+        os.mkfifo(self.path("pipe"))
+        for trace in ((), ("--trace", self.path("pipe"))):
+            self.put_frame(make_image())
+            socket = self.path("bus%d" % len(trace))
+            with subprocess.Popen([story.PROGRAM, *trace, "frame", "serve", self.frame, "--socket", socket],
+                                  stderr=subprocess.PIPE) as server:
+                if not trace:
+                    self.assertIn(b"is on the bus", server.stderr.readline())
+                else:
+                    time.sleep(0.5)
+                server.terminate()
+                self.assertEqual(server.wait(10), 0)
+            self.assertFalse(os.path.exists(socket))
 
 
 if __name__ == "__main__":
