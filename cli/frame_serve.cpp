@@ -1,7 +1,8 @@
 // lumatoctl frame serve: the virtual frame as a USB mass-storage device of a virtual machine.
+#include <cerrno>
 #include <csignal>
 
-#include <sys/signalfd.h>
+#include <sys/eventfd.h>
 #include <unistd.h>
 
 #include "base/printable.h"
@@ -11,14 +12,23 @@
 namespace lumato::cli {
 namespace {
 
-// Readable once somebody wants the program to end. The sockets are then removed in good order.
-int EndDescriptor() {
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGINT);
-    sigaddset(&signals, SIGTERM);
-    sigprocmask(SIG_BLOCK, &signals, nullptr);
-    return ::signalfd(-1, &signals, SFD_CLOEXEC);
+int end = -1;
+
+// The sockets are removed in good order, unless the program cannot come to it: it may be writing its trace or
+// a diagnostic to a pipe that nobody reads.
+void End(int) {
+    const int kept = errno;
+    static_cast<void>(::eventfd_write(end, 1));
+    ::ualarm(700'000, 0);
+    errno = kept;
+}
+
+// Makes `end` readable once somebody wants the program to end.
+void AwaitSignals() {
+    end = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    std::signal(SIGALRM, [](int) { ::_exit(kDone); });
+    for (const int ending : {SIGINT, SIGTERM})
+        std::signal(ending, End);
 }
 
 tl::expected<vframe::UsbServerOptions, Error> Wanted(const Arguments& arguments) {
@@ -39,7 +49,7 @@ tl::expected<vframe::UsbServerOptions, Error> Wanted(const Arguments& arguments)
 }  // namespace
 
 int RunFrameServe(const Arguments& arguments, const Output& output) {
-    const int end = EndDescriptor();
+    AwaitSignals();
     tl::expected<vframe::UsbServerOptions, Error> options = Wanted(arguments);
     if (!options)
         return output.Failed(kRefused, options.error().message);
@@ -53,7 +63,6 @@ int RunFrameServe(const Arguments& arguments, const Output& output) {
         std::fprintf(stderr, "%s is on the bus at %s\n", Printable(arguments.files.front().native()).c_str(),
                      Printable(arguments.serve.socket.native()).c_str());
     (*server)->Run(end);
-    ::close(end);
     return kDone;
 }
 

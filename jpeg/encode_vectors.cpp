@@ -129,6 +129,7 @@ WordQuantizer::WordQuantizer(const QuantTable& table) {
         half4[k] = divisor.half4;
         reciprocal[k] = divisor.reciprocal;
         shift[k] = divisor.shift;
+        largest[k] = LargestMagnitude(k);
     }
 }
 

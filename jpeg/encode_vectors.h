@@ -42,6 +42,7 @@ struct WordQuantizer {
     alignas(16) std::uint16_t half4[64];
     alignas(16) std::uint16_t reciprocal[64];
     alignas(16) std::uint16_t shift[64];
+    alignas(16) std::uint16_t largest[64];  // magnitude
 };
 
 // What the blocks of one kind have in common.

@@ -197,8 +197,7 @@ void CVaskJpegEncoder::HuffmanEncode(const Block& coefficients, const BlockCodin
         for (; zeros > 15; zeros -= 16)
             EmitSymbol(*coding.ac, kSixteenZeros, bits);
         const int category = CategoryOf(value);
-        // Samples of 8 bits and divisors of 1 or more keep every AC value below 1,024.
-        assert(category <= 10);
+        assert(category <= 10);  // the quantizer bounds them
         EmitValue(*coding.ac, 16 * zeros + category, value, category, bits);
         zeros = 0;
     }

@@ -1,5 +1,7 @@
 #include "jpeg/forward_dct.h"
 
+#include <algorithm>
+
 namespace lumato::jpeg {
 namespace {
 
@@ -74,7 +76,8 @@ Quantizer::Quantizer(const QuantTable& table) {
 std::int32_t Quantizer::Quantize(std::int32_t coefficient, std::size_t k) const {
     const auto dividend =
         static_cast<std::uint32_t>((coefficient < 0 ? -coefficient : coefficient) + m_half[k]);
-    const auto quotient = static_cast<std::int32_t>(dividend * m_reciprocal[k] >> 32);
+    const auto quotient = static_cast<std::int32_t>(
+        std::min<std::uint64_t>(dividend * m_reciprocal[k] >> 32, LargestMagnitude(k)));
     return coefficient < 0 ? -quotient : quotient;
 }
 

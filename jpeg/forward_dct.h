@@ -4,6 +4,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 
 #include "jpeg/tables.h"
@@ -23,8 +24,15 @@ void ForwardDct(const Block& samples, Block& coefficients);
     return (std::uint32_t{quantValue} * scale + 1024) >> 11;
 }
 
+// The largest magnitude of a quantized coefficient: the first of a block is as large as it comes, but the
+// codes of the others end here (ITU-T T.81, F.1.2.2.1), and at the highest qualities what the transform
+// truncates can add up to one more.
+[[nodiscard]] constexpr std::uint16_t LargestMagnitude(std::size_t k) {
+    return k == 0 ? 0xFFFF : 1023;
+}
+
 // Divides the coefficients of ForwardDct() by their quantization values, rounding to nearest, halves away
-// from 0.
+// from 0, and bounds them.
 class Quantizer {
   public:
     explicit Quantizer(const QuantTable& table);

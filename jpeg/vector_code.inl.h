@@ -26,29 +26,34 @@ struct GroupMasks {
     std::uint8_t rows[8 * kGroup + 8];
 };
 
-// Division of a vector of coefficients; the vectors that belong to the divisors are those of WordQuantizer.
+// Division of a vector of coefficients; the vectors that belong to the divisors are those of WordDivisor.
 HWY_INLINE UnsignedWords QuantizedMagnitude(Words value, UnsignedWords half4, UnsignedWords reciprocal,
                                             UnsignedWords shift) {
     const UnsignedWords magnitude = hn::BitCast(UnsignedWordTag(), hn::Abs(value));
     return hn::MulHigh(hn::MulHigh(hn::ShiftLeft<2>(magnitude) + half4, reciprocal), shift);
 }
-HWY_INLINE Words Quantized(Words value, UnsignedWords half4, UnsignedWords reciprocal, UnsignedWords shift) {
-    const Words quotient = hn::BitCast(WordTag(), QuantizedMagnitude(value, half4, reciprocal, shift));
+// `magnitude` with the sign of `value`.
+HWY_INLINE Words Signed(UnsignedWords magnitude, Words value) {
     const Words sign = hn::BroadcastSignBit(value);
-    return (quotient ^ sign) - sign;
+    return (hn::BitCast(WordTag(), magnitude) ^ sign) - sign;
+}
+// Those of the blocks' rows `row`.
+HWY_INLINE UnsignedWords RowMagnitudes(const WordQuantizer& quantizer, std::size_t row, Words value) {
+    const UnsignedWordTag tag;
+    return hn::Min(QuantizedMagnitude(value, hn::LoadDup128(tag, quantizer.half4 + row * 8),
+                                      hn::LoadDup128(tag, quantizer.reciprocal + row * 8),
+                                      hn::LoadDup128(tag, quantizer.shift + row * 8)),
+                   hn::LoadDup128(tag, quantizer.largest + row * 8));
 }
 
 // Quantizes a group of blocks; `quantized` may be `coefficients`.
 HWY_INLINE void QuantizeGroup(const WordQuantizer& quantizer, const std::int16_t* coefficients,
                               std::int16_t* quantized, GroupMasks& masks) {
     const WordTag words;
-    const UnsignedWordTag unsignedWords;
     const std::size_t lanes = hn::Lanes(words);
     for (std::size_t row = 0; row < 8; ++row) {
-        const Words result = Quantized(hn::LoadU(words, coefficients + row * lanes),
-                                       hn::LoadDup128(unsignedWords, quantizer.half4 + row * 8),
-                                       hn::LoadDup128(unsignedWords, quantizer.reciprocal + row * 8),
-                                       hn::LoadDup128(unsignedWords, quantizer.shift + row * 8));
+        const Words value = hn::LoadU(words, coefficients + row * lanes);
+        const Words result = Signed(RowMagnitudes(quantizer, row, value), value);
         hn::StoreU(result, words, quantized + row * lanes);
         hn::StoreMaskBits(words, hn::Ne(result, hn::Zero(words)), masks.rows + row * kGroup);
     }

@@ -77,7 +77,8 @@ class FirstBounds {
           m_high(hn::LoadDup128(ByteTag(), coding.sizes->FirstByHighBits())) {}
 
     HWY_INLINE Words Load(const std::int16_t* firsts) const {
-        return Quantized(hn::LoadU(WordTag(), firsts), m_half4, m_reciprocal, m_shift);
+        const Words value = hn::LoadU(WordTag(), firsts);
+        return Signed(QuantizedMagnitude(value, m_half4, m_reciprocal, m_shift), value);
     }
     // Looked up by the halves of the difference's low byte; larger ones count as 255.
     HWY_INLINE Words BitsOf(Words difference) const {

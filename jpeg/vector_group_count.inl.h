@@ -78,15 +78,10 @@ class GroupCounter {
 
     HWY_INLINE void Quantize(const std::int16_t* group, std::int16_t* magnitudes, Block* looked) const {
         const WordTag words;
-        const UnsignedWordTag unsignedWords;
         __m512i rows[8];
         for (std::size_t row = 0; row < 8; ++row) {
-            const UnsignedWords magnitude =
-                QuantizedMagnitude(hn::LoadU(words, group + row * 8 * kGroup),
-                                   hn::LoadDup128(unsignedWords, m_coding.quantizer.half4 + row * 8),
-                                   hn::LoadDup128(unsignedWords, m_coding.quantizer.reciprocal + row * 8),
-                                   hn::LoadDup128(unsignedWords, m_coding.quantizer.shift + row * 8));
-            rows[row] = magnitude.raw;
+            rows[row] =
+                RowMagnitudes(m_coding.quantizer, row, hn::LoadU(words, group + row * 8 * kGroup)).raw;
             _mm512_store_si512(magnitudes + row * 8 * kGroup, rows[row]);
         }
         // Chrominance has often nothing but first coefficients.

@@ -26,8 +26,8 @@ bool BulkOnly::Take(ByteSpan packet) {
         case Phase::Command:
             return BeginCommand(packet);
         case Phase::DataOut:
+            packet = packet.first(std::min(packet.size(), m_expected - m_data.size()));
             m_data.insert(m_data.end(), packet.begin(), packet.end());
-            m_data.resize(std::min(m_data.size(), m_expected));
             if (m_data.size() == m_expected || (IsPulledIn() && m_data.size() >= m_expected / 2))
                 BeginWork();
             return true;

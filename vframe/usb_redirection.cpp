@@ -17,6 +17,10 @@ namespace {
 
 constexpr std::uint8_t kToHost = 0x80;
 constexpr std::uint16_t kEndpointHalt = 0;
+// What one call reads at most, and how many requests for data wait at most: a driver has one or two under
+// way.
+constexpr int kMostPerCall = 1 << 20;
+constexpr std::size_t kMostWaiting = 1024;
 
 // bmRequestType and bRequest in one.
 constexpr std::uint16_t Request(std::uint8_t type, std::uint8_t request) {
@@ -53,11 +57,17 @@ struct UsbRedirection::Handlers {
         if (level <= usbredirparser_warning)
             Diagnose(std::string("usbredir: ") + message);
     }
+    // Nothing more than can be answered: whoever does not read his answers is not listened to.
     static int Read(void* object, std::uint8_t* data, int count) {
-        const ssize_t got =
-            ::recv(Self(object).m_socket, data, static_cast<std::size_t>(count), MSG_DONTWAIT);
-        if (got > 0)
+        int& allowance = Self(object).m_allowance;
+        if (Self(object).HasToSend() || allowance == 0)
+            return 0;
+        const ssize_t got = ::recv(Self(object).m_socket, data,
+                                   static_cast<std::size_t>(std::min(count, allowance)), MSG_DONTWAIT);
+        if (got > 0) {
+            allowance -= static_cast<int>(got);
             return static_cast<int>(got);
+        }
         if (got < 0 && (errno == EAGAIN || errno == EINTR))
             return 0;
         Self(object).m_ended = true;
@@ -102,6 +112,26 @@ struct UsbRedirection::Handlers {
     }
     static void CancelPacket(void* object, std::uint64_t id) { Self(object).Cancel(id); }
     static void DisconnectAck(void*) {}
+    // Of what the frame has not got: streams, interrupts, and endpoints for them.
+    template <auto Send, class Status, class Header>
+    static void Refuse(void* object, std::uint64_t id, Header* header) {
+        Status status{};
+        status.status = usb_redir_stall;
+        if constexpr (requires { header->endpoint; })
+            status.endpoint = header->endpoint;
+        else
+            status.endpoints = header->endpoints;
+        if constexpr (requires { status.stream_id; })
+            status.stream_id = header->stream_id;
+        (UsbredirLibrary::Get().*Send)(Self(object).m_parser.get(), id, &status);
+    }
+    template <auto Send, class Header>
+    static void RefuseData(void* object, std::uint64_t id, Header* header, std::uint8_t* data, int) {
+        UsbredirLibrary::Get().freeData(Self(object).m_parser.get(), data);
+        header->status = usb_redir_stall;
+        header->length = 0;
+        (UsbredirLibrary::Get().*Send)(Self(object).m_parser.get(), id, header, nullptr, 0);
+    }
     static void Control(void* object, std::uint64_t id, usb_redir_control_packet_header* header,
                         std::uint8_t* data, int) {
         UsbredirLibrary::Get().freeData(Self(object).m_parser.get(), data);
@@ -140,6 +170,7 @@ UsbRedirection::UsbRedirection(int socket) : m_socket(socket), m_parser(Usbredir
     parser.bulk_packet_func = Handlers::Bulk;
     parser.filter_filter_func = Handlers::Filter;
     parser.filter_reject_func = Handlers::FilterReject;
+    RefuseWhatIsNotThere();
 
     std::array<std::uint32_t, USB_REDIR_CAPS_SIZE> capabilities{};
     for (const int capability :
@@ -151,6 +182,27 @@ UsbRedirection::UsbRedirection(int socket) : m_socket(socket), m_parser(Usbredir
 }
 
 UsbRedirection::~UsbRedirection() = default;
+
+// The parser calls without looking whether there is anybody. Packets that only a device sends it refuses
+// itself.
+void UsbRedirection::RefuseWhatIsNotThere() {
+    using Library = UsbredirLibrary;
+    usbredirparser& parser = *m_parser;
+    using IsoStatus = usb_redir_iso_stream_status_header;
+    parser.start_iso_stream_func = Handlers::Refuse<&Library::sendIsoStatus, IsoStatus>;
+    parser.stop_iso_stream_func = Handlers::Refuse<&Library::sendIsoStatus, IsoStatus>;
+    using InterruptStatus = usb_redir_interrupt_receiving_status_header;
+    parser.start_interrupt_receiving_func = Handlers::Refuse<&Library::sendInterruptStatus, InterruptStatus>;
+    parser.stop_interrupt_receiving_func = Handlers::Refuse<&Library::sendInterruptStatus, InterruptStatus>;
+    using StreamsStatus = usb_redir_bulk_streams_status_header;
+    parser.alloc_bulk_streams_func = Handlers::Refuse<&Library::sendStreamsStatus, StreamsStatus>;
+    parser.free_bulk_streams_func = Handlers::Refuse<&Library::sendStreamsStatus, StreamsStatus>;
+    using ReceivingStatus = usb_redir_bulk_receiving_status_header;
+    parser.start_bulk_receiving_func = Handlers::Refuse<&Library::sendReceivingStatus, ReceivingStatus>;
+    parser.stop_bulk_receiving_func = Handlers::Refuse<&Library::sendReceivingStatus, ReceivingStatus>;
+    parser.iso_packet_func = Handlers::RefuseData<&Library::sendIso>;
+    parser.interrupt_packet_func = Handlers::RefuseData<&Library::sendInterrupt>;
+}
 
 void UsbRedirection::Plug(BulkOnly& storage) {
     m_storage = &storage;
@@ -194,6 +246,7 @@ void UsbRedirection::Connect() {
 }
 
 bool UsbRedirection::Receive() {
+    m_allowance = kMostPerCall;
     return UsbredirLibrary::Get().read(m_parser.get()) == 0 && !m_ended;
 }
 
@@ -247,11 +300,14 @@ bool UsbRedirection::AnswerControl(const usb_redir_control_packet_header& header
 }
 
 void UsbRedirection::HandleBulk(std::uint64_t id, usb_redir_bulk_packet_header header, ByteSpan data) {
-    if ((header.endpoint & kToHost) != 0) {
+    const bool isForHost = (header.endpoint & kToHost) != 0;
+    if (isForHost && m_waiting.size() < kMostWaiting) {
         m_waiting.push_back({.id = id, .header = header});
     } else {
-        const bool taken = m_storage != nullptr && m_storage->Take(data);
+        const bool taken = !isForHost && m_storage != nullptr && m_storage->Take(data);
         header.status = static_cast<std::uint8_t>(taken ? usb_redir_success : usb_redir_stall);
+        if (isForHost)
+            SetLength(header, 0);
         UsbredirLibrary::Get().sendBulk(m_parser.get(), id, &header, nullptr, 0);
     }
     ServeWaiting();

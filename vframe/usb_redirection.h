@@ -31,7 +31,8 @@ class UsbRedirection {
     // The frame has something to say that no packet of the host brought about.
     void Continue() { ServeWaiting(); }
 
-    // Reads and handles what has come. False: the connection has ended.
+    // Reads and handles what has come, a bounded part of it and nothing while HasToSend(). False: the
+    // connection has ended.
     [[nodiscard]] bool Receive();
     // Sends what can be sent now. False: the connection has ended.
     [[nodiscard]] bool Send();
@@ -47,6 +48,7 @@ class UsbRedirection {
         void operator()(usbredirparser* parser) const;
     };
 
+    void RefuseWhatIsNotThere();
     void Connect();
     void HandleControl(std::uint64_t id, usb_redir_control_packet_header header);
     [[nodiscard]] bool AnswerControl(const usb_redir_control_packet_header& header,
@@ -59,6 +61,7 @@ class UsbRedirection {
     int m_socket;
     bool m_greeted = false;
     bool m_ended = false;
+    int m_allowance = 0;  // bytes that the call of Receive() under way may still read
     BulkOnly* m_storage = nullptr;
     std::uint8_t m_configuration = 1;
     std::deque<Waiting> m_waiting;  // requests of the host for data, until there are any

@@ -19,8 +19,10 @@ namespace {
 Result<sockaddr_un> AddressOf(const Path& path) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
-    if (path.native().size() >= sizeof address.sun_path)
-        return Fail(ErrorKind::Unwritable, Printable(path.native()) + ": too long a name for a socket");
+    // Without a name it would be a socket that is in no folder, open to all users.
+    if (path.empty() || path.native().size() >= sizeof address.sun_path)
+        return Fail(ErrorKind::Unwritable,
+                    Printable(path.native()) + ": no name for a socket, or too long a one");
     std::memcpy(address.sun_path, path.c_str(), path.native().size());
     return address;
 }
@@ -28,6 +30,9 @@ Result<sockaddr_un> AddressOf(const Path& path) {
 const sockaddr* Generic(const sockaddr_un& address) {
     return reinterpret_cast<const sockaddr*>(&address);
 }
+
+constexpr std::size_t kMostOrderers = 16;
+constexpr std::size_t kLongestOrder = 200;
 
 // How long it is to `time`, not below nothing; none without one.
 std::optional<timespec> TimeTo(std::optional<BulkOnly::Time> time) {
@@ -79,11 +84,13 @@ class UsbServer::Socket {
     Socket(const Socket&) = delete;
     Socket& operator=(const Socket&) = delete;
 
+    // Busy: somebody listens there, and does not accept those who wait already.
     static Result<std::unique_ptr<Socket>> Connect(const Path& path) {
         LUMATO_TRY(const sockaddr_un address, AddressOf(path));
-        auto socket = std::make_unique<Socket>(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        auto socket = Make();
         if (::connect(socket->Get(), Generic(address), sizeof address) != 0)
-            return Fail(ErrorKind::NotFound, Printable(path.native()) + ": " + SystemMessage(errno));
+            return Fail(errno == EAGAIN ? ErrorKind::Busy : ErrorKind::NotFound,
+                        Printable(path.native()) + ": " + SystemMessage(errno));
         return socket;
     }
 
@@ -91,11 +98,12 @@ class UsbServer::Socket {
         LUMATO_TRY(const sockaddr_un address, AddressOf(path));
         std::error_code error;
         if (std::filesystem::is_socket(path, error)) {
-            if (Connect(path))
+            const auto other = Connect(path);
+            if (other || other.error().kind == ErrorKind::Busy)
                 return Fail(ErrorKind::Busy, Printable(path.native()) + ": another program listens there");
             ::unlink(path.c_str());  // left over by a program that was killed
         }
-        auto socket = std::make_unique<Socket>(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        auto socket = Make();
         if (::bind(socket->Get(), Generic(address), sizeof address) != 0)
             return Fail(ErrorKind::Unwritable, Printable(path.native()) + ": " + SystemMessage(errno));
         socket->m_path = path;
@@ -111,6 +119,11 @@ class UsbServer::Socket {
     [[nodiscard]] int Get() const { return m_fd; }
 
   private:
+    // Nothing here waits but for all of its sockets at once.
+    static std::unique_ptr<Socket> Make() {
+        return std::make_unique<Socket>(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    }
+
     const int m_fd;
     Path m_path;  // to be removed with the socket; empty for a connection
 };
@@ -194,12 +207,13 @@ bool UsbServer::AwaitEvents(int stop) {
         waits.push_back({.fd = fd, .events = events, .revents = 0});
     };
     const bool sending = m_redirection != nullptr && m_redirection->HasToSend();
+    const auto descriptor = [](const std::unique_ptr<Socket>& socket) {
+        return socket != nullptr ? socket->Get() : -1;
+    };
     wait(stop, POLLIN);
-    wait(m_connection != nullptr  ? m_connection->Get()
-         : m_listening != nullptr ? m_listening->Get()
-                                  : -1,
-         static_cast<short>(sending ? POLLIN | POLLOUT : POLLIN));
-    wait(m_control != nullptr ? m_control->Get() : -1, POLLIN);
+    wait(descriptor(m_connection), sending ? POLLOUT : POLLIN);
+    wait(descriptor(m_control), POLLIN);
+    wait(descriptor(m_listening), POLLIN);
     for (const auto& orders : m_orders)
         wait(orders->socket->Get(), POLLIN);
     const std::optional<timespec> limit = TimeTo(m_plugged ? m_plugged->storage.EndOfWork() : std::nullopt);
@@ -207,18 +221,19 @@ bool UsbServer::AwaitEvents(int stop) {
         return errno == EINTR;
 
     for (std::size_t i = 0; i < m_orders.size(); ++i) {
-        if (waits[3 + i].revents != 0)
+        if (waits[4 + i].revents != 0)
             TakeOrders(*m_orders[i]);
     }
     std::erase_if(m_orders, [](const auto& orders) { return orders->ended; });
     if (waits[2].revents != 0) {
-        if (auto accepted = m_control->Accept())
+        auto accepted = m_control->Accept();
+        if (accepted != nullptr && m_orders.size() < kMostOrderers)
             m_orders.push_back(std::make_unique<Orders>(Orders{.socket = std::move(accepted), .text = {}}));
     }
-    if (waits[1].revents != 0 && m_connection == nullptr)
-        Accept();
-    else if (waits[1].revents != 0)
+    if (waits[1].revents != 0)
         ServeConnection(waits[1].revents);
+    if (waits[3].revents != 0)
+        Accept();
     return waits[0].revents == 0;
 }
 
@@ -232,10 +247,12 @@ void UsbServer::ContinueWork() {
     UnplugIfGone();
 }
 
+// The bus has one frame: who comes while a machine has it is turned away rather than left waiting.
 void UsbServer::Accept() {
-    m_connection = m_listening->Accept();
-    if (m_connection == nullptr)
+    auto accepted = m_listening->Accept();
+    if (accepted == nullptr || m_connection != nullptr)
         return;
+    m_connection = std::move(accepted);
     m_redirection = std::make_unique<UsbRedirection>(m_connection->Get());
     if (m_plugged != nullptr)
         m_redirection->Plug(m_plugged->storage);
@@ -272,11 +289,17 @@ void UsbServer::TakeOrders(Orders& orders) {
         if (!orders.waits)
             Answer(orders, order == "wait" ? "ok" : Obey(order));
     }
+    if (orders.text.size() > kLongestOrder) {
+        Answer(orders, "error: too long an order");
+        orders.ended = true;
+    }
 }
 
+// Whoever does not read his answers gets no more of them.
 void UsbServer::Answer(Orders& orders, const std::string& answer) {
     const std::string line = answer + "\n";
-    if (::send(orders.socket->Get(), line.data(), line.size(), MSG_NOSIGNAL) < 0)
+    if (::send(orders.socket->Get(), line.data(), line.size(), MSG_NOSIGNAL | MSG_DONTWAIT) !=
+        static_cast<ssize_t>(line.size()))
         orders.ended = true;
 }
 

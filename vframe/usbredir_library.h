@@ -27,6 +27,17 @@ struct UsbredirLibrary {
         library["usbredirparser_send_configuration_status"];
     decltype(&usbredirparser_send_alt_setting_status) sendAltSetting =
         library["usbredirparser_send_alt_setting_status"];
+    decltype(&usbredirparser_send_iso_stream_status) sendIsoStatus =
+        library["usbredirparser_send_iso_stream_status"];
+    decltype(&usbredirparser_send_interrupt_receiving_status) sendInterruptStatus =
+        library["usbredirparser_send_interrupt_receiving_status"];
+    decltype(&usbredirparser_send_bulk_streams_status) sendStreamsStatus =
+        library["usbredirparser_send_bulk_streams_status"];
+    decltype(&usbredirparser_send_bulk_receiving_status) sendReceivingStatus =
+        library["usbredirparser_send_bulk_receiving_status"];
+    decltype(&usbredirparser_send_iso_packet) sendIso = library["usbredirparser_send_iso_packet"];
+    decltype(&usbredirparser_send_interrupt_packet) sendInterrupt =
+        library["usbredirparser_send_interrupt_packet"];
     decltype(&usbredirparser_send_control_packet) sendControl = library["usbredirparser_send_control_packet"];
     decltype(&usbredirparser_send_bulk_packet) sendBulk = library["usbredirparser_send_bulk_packet"];
 

@@ -8,6 +8,8 @@ import os
 import random
 import shutil
 import struct
+import subprocess
+import time
 import unittest
 import zlib
 
@@ -50,6 +52,9 @@ class Codec(Story):
             for y_value in (0, 1, 4, 5, 12) if story.QUICK else range(18):
                 for quality in QUALITIES:
                     self.compare(noise(*size, quality & 7), size, quality, y_value)
+
+        row = bytes(v for v in (255, 0, 255, 0, 255, 0, 255, 5) for _ in "bgr")
+        self.compare(stream_codec.make_bitmap(8, 8, [row] * 8), (8, 8), 100, 1)  # reaches the largest code
 
     def test_large_pictures_wrap_the_offsets(self):
         self.compare(noise(320, 240), (320, 240), 100, 1)
@@ -412,6 +417,22 @@ class OddFrames(Story):
             self.refused(3, "info")
             if not os.path.exists(self.frame):
                 self.put_frame(b"")
+
+    def test_serving_ends_when_told(self):
+        """In good order, and within a second also while it waits for somebody to read its trace."""
+        os.mkfifo(self.path("pipe"))
+        for trace in ((), ("--trace", self.path("pipe"))):
+            self.put_frame(make_image())
+            socket = self.path("bus%d" % len(trace))
+            with subprocess.Popen([story.PROGRAM, *trace, "frame", "serve", self.frame, "--socket", socket],
+                                  stderr=subprocess.PIPE) as server:
+                if not trace:
+                    self.assertIn(b"is on the bus", server.stderr.readline())
+                else:
+                    time.sleep(0.5)
+                server.terminate()
+                self.assertEqual(server.wait(10), 0)
+            self.assertFalse(os.path.exists(socket))
 
 
 if __name__ == "__main__":

@@ -41,7 +41,8 @@ def wrong_usage():
     yield ("delete", "--all=0"), "all"
     yield from (((call), "") for call in (
         (), ("dance",), ("info", "--dance"), ("add",), ("delete",), ("delete", "-1"), ("save",), ("save", ""),
-        ("encode", "a", "b"), ("compose", "a", "b"), ("frame", "new", "x"), ("frame", "serve", "x", "--type=2", "--socket=s")))
+        ("encode", "a", "b"), ("compose", "a", "b"), ("frame", "new", "x"), ("frame", "serve", "x", "--type=2", "--socket=s"),
+        ("frame", "serve", "x", "--socket", "")))
 
 
 class Calls(Story):

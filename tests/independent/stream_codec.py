@@ -123,7 +123,7 @@ def _quantized(samples, divisors):
     result = []
     for k, q in enumerate(divisors):
         c = columns[k & 7][k >> 3]
-        size = (abs(c) + (q >> 1)) // q
+        size = min((abs(c) + (q >> 1)) // q, 1023 if k else 0xFFFF)
         result.append(-size if c < 0 else size)
     return result
 

@@ -69,27 +69,8 @@ TEST(Forms, AreChosenByName) {
     EXPECT_EQ(UsesVectors(), forms.size() > 1);
 }
 
-// The division by multiplication must be the division, for every dividend and divisor that occur.
-TEST(Forms, ThePlainQuantizerDividesExactly) {
-    for (int quant = 1; quant <= 255; ++quant) {
-        QuantTable table{};
-        table.fill(static_cast<std::uint8_t>(quant));
-        const Quantizer quantizer(table);
-        for (int c = -20000; c <= 20000; c += quant % 16 == 1 ? 1 : 37) {
-            Block block;
-            block.fill(c);
-            quantizer.Quantize(block);
-            for (const std::size_t k : {0U, 1U, 9U, 35U, 63U}) {
-                const int divisor = (quant * aanscales[k] + 1024) >> 11;
-                const int magnitude = (std::abs(c) + divisor / 2) / divisor;
-                ASSERT_EQ(block[k], c < 0 ? -magnitude : magnitude) << c << " / " << divisor;
-            }
-        }
-    }
-}
-
 // Every dividend and every divisor that can occur, in either sign in turn: coefficients have at most 64 times
-// a sample's 128 and what truncation adds.
+// a sample's 128 and what truncation adds. There are codes for magnitudes up to 1,023 behind the first one.
 TEST(Forms, QuantizersDivideExactly) {
     constexpr int kLargest = 8400;
     InEveryVectorForm([] {
@@ -110,16 +91,19 @@ TEST(Forms, QuantizersDivideExactly) {
             if (places.empty())
                 continue;
             const WordQuantizer quantizer(table);
+            const Quantizer plain(table);
             for (int i = 0; i <= kLargest; ++i) {
                 const int c = i % 2 == 0 ? i : -i;
                 std::fill(block.begin(), block.end(), static_cast<std::int16_t>(c));
                 QuantizeBlocks(quantizer, group, block.data(), masks.data());
                 for (const std::size_t k : places) {
                     const auto divisor = static_cast<int>(DivisorOf(table[k], aanscales[k]));
-                    const int magnitude = (i + divisor / 2) / divisor;
+                    const int magnitude = std::min((i + divisor / 2) / divisor, k == 0 ? kLargest : 1023);
                     const std::size_t at = BlockStart(group - 1, group) + k / 8 * 8 * group + k % 8;
                     const bool isMarked = (masks.back() >> k & 1) != 0;
-                    if (block[at] != (c < 0 ? -magnitude : magnitude) || isMarked != (magnitude != 0))
+                    const int expected = c < 0 ? -magnitude : magnitude;
+                    if (block[at] != expected || plain.Quantize(c, k) != expected ||
+                        isMarked != (expected != 0))
                         FAIL() << c << " / " << divisor << " is " << block[at];
                 }
             }
@@ -276,6 +260,21 @@ TEST(Forms, CodeTheSame) {
         const TestPicture& picture = kinds[round / 16 % 4];
         ASSERT_NO_FATAL_FAILURE(ExpectSameBytesAndPixels(picture, quality, mode))
             << width << " x " << height << ", mode " << mode << ", quality " << quality;
+    }
+}
+
+// A coefficient of 1,024 behind the first one, for which there is no code.
+TEST(Forms, BoundWhatHasNoCode) {
+    constexpr std::array<std::uint8_t, 8> kRow{255, 0, 255, 0, 255, 0, 255, 5};
+    TestPicture picture = Grey(8, 8, 0);
+    for (int i = 0; i < 64; ++i)
+        std::fill_n(picture.At(i % 8, i / 8), 3, kRow[static_cast<std::size_t>(i % 8)]);
+    for (const int quality : {99, 100}) {
+        ASSERT_NO_FATAL_FAILURE(ExpectSameBytesAndPixels(picture, quality, 0));
+        const auto decoded = DecodeStream(Encode(picture, quality, 0), 8, 8);
+        ASSERT_TRUE(decoded);
+        for (std::size_t i = 0; i < picture.pixels.size(); ++i)
+            ASSERT_NEAR(decoded->pixels[i], picture.pixels[i], 4) << quality;
     }
 }
 

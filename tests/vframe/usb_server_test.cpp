@@ -1,10 +1,12 @@
 #include "vframe/usb_server.h"
 
 #include <cstring>
+#include <future>
 #include <thread>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <malloc.h>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
@@ -19,9 +21,14 @@ namespace lumato::vframe {
 namespace {
 
 constexpr int kSeconds = 20;
+constexpr std::size_t kFlood = 2 << 20;
 
+// Nothing waits for ever for what it sends or reads.
 int ConnectTo(const Path& path) {
     const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const timeval limit{.tv_sec = 5, .tv_usec = 0};
+    for (const int way : {SO_RCVTIMEO, SO_SNDTIMEO})
+        EXPECT_EQ(::setsockopt(fd, SOL_SOCKET, way, &limit, sizeof limit), 0);
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     std::memcpy(address.sun_path, path.c_str(), path.native().size());
@@ -146,10 +153,18 @@ class UsbServerTest : public testing::Test {
                                          .control = m_folder / "control"});
         EXPECT_TRUE(server);
         m_server = std::move(*server);
-        m_thread = std::thread([this] { m_server->Run(m_stop); });
+        std::promise<void> ended;
+        m_ended = ended.get_future();
+        m_thread = std::thread([this, ended = std::move(ended)]() mutable {
+            m_server->Run(m_stop);
+            ended.set_value();
+        });
     }
     ~UsbServerTest() override {
         EXPECT_EQ(::eventfd_write(m_stop, 1), 0);
+        EXPECT_EQ(m_ended.wait_for(std::chrono::seconds(1)), std::future_status::ready);
+        for (const int fd : m_flooders)
+            ::close(fd);
         m_thread.join();
         ::close(m_stop);
     }
@@ -162,10 +177,27 @@ class UsbServerTest : public testing::Test {
         return {answer, static_cast<std::size_t>(std::max<ssize_t>(got, 0))};
     }
 
+    // Sends `bytes` over and over and never reads.
+    void Flood(const Path& socket, const std::string& first, const std::string& bytes) {
+        const int fd = m_flooders.emplace_back(ConnectTo(socket));
+        EXPECT_GE(::send(fd, first.data(), first.size(), MSG_NOSIGNAL), 0);
+        std::size_t sent = 0;
+        pollfd wait{.fd = fd, .events = POLLOUT, .revents = 0};
+        while (sent<kFlood&& ::poll(&wait, 1, 300)> 0) {
+            const ssize_t count = ::send(fd, bytes.data() + sent % bytes.size(),
+                                         bytes.size() - sent % bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+            if (count < 0)
+                break;
+            sent += static_cast<std::size_t>(count);
+        }
+    }
+
     test::TemporaryFolder m_folder;
+    std::vector<int> m_flooders;
     int m_stop = ::eventfd(0, EFD_CLOEXEC);
     std::unique_ptr<UsbServer> m_server;
     std::thread m_thread;
+    std::future<void> m_ended;
 };
 
 Bytes InquiryWrapper() {
@@ -236,6 +268,82 @@ TEST_F(UsbServerOfASlowFrameTest, ThePlugIsPulledAtOnceWhateverTheFrameIsDoing) 
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
     EXPECT_EQ(Order("wait\n"), "ok\n");
     ::close(waiting);
+}
+
+// One packet as it goes over the wire, its ids in 32 bits; zeros behind its header.
+std::string Packet(std::uint32_t type, std::string body) {
+    std::string packet(12, '\0');
+    const MutableByteSpan header(reinterpret_cast<std::uint8_t*>(packet.data()), packet.size());
+    PutLe32(header, type);
+    PutLe32(header.subspan(4), static_cast<std::uint32_t>(body.size()));
+    return packet + body;
+}
+
+std::string Hello() {
+    return Packet(usb_redir_hello, std::string(64, 'x') + std::string(4, '\0'));
+}
+
+// Every packet type there is, may come to be or is not, of every length that one of them has and of odd ones,
+// from one who has greeted and from one who has not.
+TEST_F(UsbServerTest, AnswersAnyPacketInAnyOrder) {
+    for (std::uint32_t type = 0; type <= 110; ++type) {
+        for (const std::size_t length : {0U, 1U, 2U, 3U, 4U, 6U, 8U, 9U, 10U, 17U, 68U, 200U}) {
+            for (const bool hasGreeted : {false, true}) {
+                const std::string packet = Packet(type, std::string(length, '\0'));
+                const std::string bytes = (hasGreeted ? Hello() : "") + packet + Hello() + packet + packet;
+                const int fd = ConnectTo(m_folder / "bus");
+                EXPECT_GT(::send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL), 0);
+                ::shutdown(fd, SHUT_WR);
+                char answer[4096];
+                while (::recv(fd, answer, sizeof answer, 0) > 0) {
+                }
+                ::close(fd);
+            }
+        }
+    }
+    Guest guest(m_folder / "bus");
+    EXPECT_TRUE(guest.Await("connect"));
+}
+
+std::size_t MemoryInUse() {
+    const struct mallinfo2 info = ::mallinfo2();
+    return info.uordblks + info.hblkhd;
+}
+
+// Whoever asks and does not listen holds nobody up and takes no memory. The fixture ends the server with all
+// of them still there.
+TEST_F(UsbServerTest, ClientsThatOnlySendHoldNobodyUp) {
+    const std::string control("\x80\6\x80\0\0\1\0\0\x12\0", 10);
+    const struct {
+        const char* socket;
+        std::string once, bytes;
+    } rows[] = {
+        {"control", "", "dance\n"},
+        {"control", "", std::string(4096, 'x')},  // a line that never ends
+        {"bus", Hello(), Packet(usb_redir_control_packet, control)},
+        {"bus", Hello(), Packet(usb_redir_bulk_packet, std::string("\x82\0\x24\0\0\0\0\0", 8))},
+        {"bus", Hello(), Packet(usb_redir_get_configuration, "")},
+        {"bus", Hello(), Packet(usb_redir_device_disconnect_ack, "")},
+    };
+    for (const auto& row : rows) {
+        const std::size_t before = MemoryInUse();
+        Flood(m_folder / row.socket, row.once, row.bytes);
+        EXPECT_EQ(Order("plug\n").substr(0, 6), "error:") << row.socket << " " << row.bytes.substr(0, 20);
+        EXPECT_LT(MemoryInUse(), before + (2 << 20)) << row.socket << " " << row.bytes.substr(0, 20);
+        if (row.socket == std::string("bus"))  // the next one's turn
+            ::shutdown(m_flooders.back(), SHUT_RDWR);
+    }
+}
+
+TEST_F(UsbServerTest, TurnsAwayWhoCannotBeServed) {
+    Guest guest(m_folder / "bus");
+    ASSERT_TRUE(guest.Await("connect"));
+    for (int i = 0; i < 20; ++i) {
+        const int fd = ConnectTo(m_folder / "bus");
+        char answer[200];
+        while (::recv(fd, answer, sizeof answer, 0) > 0) {
+        }
+    }
 }
 
 TEST_F(UsbServerTest, SocketsInUseAreLeftAlone) {
