@@ -125,7 +125,9 @@ void AddPose(CLI::App* app, PoseArguments& pose) {
 // The general options stand on every command, so that they may come before or after it and its help lists
 // them.
 void AddGeneralOptions(CLI::App& app, Arguments& arguments) {
-    AddPath(&app, "--frame", arguments.frame, "the virtual frame whose flash is FILE")->type_name("FILE");
+    AddPath(&app, "--frame", arguments.frame,
+            "the virtual frame whose flash is FILE, or the frame at a node that `frames` lists")
+        ->type_name("FILE");
     AddPath(&app, "--home", arguments.home,
             "resources folder: Language.ini, data/, Edata/ (default $XDG_DATA_HOME/lumato)")
         ->type_name("DIR");
@@ -151,6 +153,23 @@ void AddGeneralOptions(CLI::App& app, Arguments& arguments) {
     AddFlag(&app, "--quiet", arguments.quiet, "no progress bar and no status notes");
 }
 
+// Before what the help ends with on every command.
+void AddExamples(CLI::App* app, const std::string& examples) {
+    app->footer("Examples:\n" + examples + "\n" + app->get_footer());
+}
+
+CLI::Option* AddPositions(CLI::App* app, Arguments& arguments) {
+    const auto take = [&arguments](const std::string& text) {
+        const auto some = Checked("POSITION", text, ParsePositions, PositionWanted() + ", or such as 2-5,9");
+        arguments.positions.insert(arguments.positions.end(), some.begin(), some.end());
+    };
+    return AddSeveral(app, "POSITION", take, "as `list` counts them; or such as 2-5,9")->type_name("");
+}
+
+void AddDryRun(CLI::App* app, Arguments& arguments) {
+    AddFlag(app, "--dry-run", arguments.dryRun, "only say what would be written, and how long it takes");
+}
+
 CLI::App* AddCommand(CLI::App* parent, Arguments& arguments, Command command, const std::string& name,
                      const std::string& help) {
     CLI::App* app = parent->add_subcommand(name, help);
@@ -160,31 +179,59 @@ CLI::App* AddCommand(CLI::App* parent, Arguments& arguments, Command command, co
 }
 
 void AddFrameCommands(CLI::App& app, Arguments& arguments) {
+    CLI::App* frames = AddCommand(&app, arguments, Command::Frames, "frames",
+                                  "every frame that is there; nothing is written to any");
+    AddExamples(frames, "  lumatoctl frames\n  lumatoctl --frame /dev/sg2 list");
     AddCommand(&app, arguments, Command::Info, "info", "what the frame says of itself, and its space");
     AddCommand(&app, arguments, Command::List, "list", "the pictures of the frame, in order");
 
     CLI::App* add = AddCommand(&app, arguments, Command::Add, "add", "put pictures on the frame");
     const auto takePicture = [&arguments](const std::string& text) { arguments.files.emplace_back(text); };
-    AddSeveral(add, "FILE", takePicture, "picture files, in the order wanted on the frame")
+    AddSeveral(
+        add, "FILE", takePicture,
+        "picture files, in the order wanted on the frame; - is standard input, @LIST a file with a name "
+        "a line (or between NULs), @- such a list from standard input, ./@x a file called @x")
         ->required()
         ->type_name("");
+    AddDryRun(add, arguments);
     AddPose(add, arguments.pose);
+    AddExamples(add,
+                "  lumatoctl add ~/Pictures/*.jpg\n  convert tower.tif -crop 50% png:- | lumatoctl add -\n"
+                "  find ~/Pictures -name '*.jpg' -print0 | lumatoctl add --dry-run @-");
 
-    AddCommand(&app, arguments, Command::Download, "download",
-               "finish a download that broke off, or write what waits");
+    CLI::App* download = AddCommand(&app, arguments, Command::Download, "download",
+                                    "finish a download that broke off, or write what waits");
+    AddDryRun(download, arguments);
+    AddExamples(download, "  lumatoctl download --dry-run\n  lumatoctl download");
 
     CLI::App* remove = AddCommand(&app, arguments, Command::Delete, "delete", "take pictures off the frame");
-    const auto takePosition = [&arguments](const std::string& text) {
-        arguments.positions.push_back(Checked("POSITION", text, ParsePosition, PositionWanted()));
-    };
-    CLI::Option* positions =
-        AddSeveral(remove, "POSITION", takePosition, "as `list` counts them, from 1")->type_name("");
-    CLI::Option* all = AddFlag(remove, "--all", arguments.all, "all of them");
-    all->excludes(positions);
+    CLI::Option* positions = AddPositions(remove, arguments);
+    AddFlag(remove, "--all", arguments.all, "all of them; asks first on a terminal")->excludes(positions);
+    AddFlag(remove, "--yes", arguments.yes, "do not ask");
+    AddDryRun(remove, arguments);
+    AddExamples(remove, "  lumatoctl delete 2-5,9\n  lumatoctl delete --all --yes");
 
     CLI::App* save = AddCommand(&app, arguments, Command::Save, "save",
                                 "copy the frame's pictures as bitmaps 1.bmp, 2.bmp, ...");
     AddFile(save, "DIR", arguments, "the folder for them; made if it is not there");
+    AddPositions(save, arguments);
+    AddFlag(save, "--original-names", arguments.originalNames, "named as `list` names them");
+    AddExamples(save, "  lumatoctl save ~/from-frame\n  lumatoctl save ~/from-frame 3 7-9");
+}
+
+void AddFlashCommands(CLI::App& app, Arguments& arguments) {
+    CLI::App* dump = AddCommand(&app, arguments, Command::Dump, "dump",
+                                "copy the whole flash as it is into a file; the frame is only read");
+    AddFile(dump, "FILE", arguments, "the file to write");
+    AddExamples(
+        dump,
+        "  lumatoctl dump my.flash\n  lumatoctl frame new my.frame --from my.flash\n"
+        "No command writes a dump back, on purpose: it holds the firmware of one unit in one version,\n"
+        "and a frame that gets another one's cannot be brought back from outside.");
+    CLI::App* verify = AddCommand(&app, arguments, Command::Verify, "verify",
+                                  "compare the whole flash with a file; exit status 1 if they differ");
+    AddFile(verify, "FILE", arguments, "a dump");
+    AddExamples(verify, "  lumatoctl verify my.flash");
 }
 
 void AddFileCommands(CLI::App& app, Arguments& arguments) {
@@ -233,11 +280,17 @@ void AddVirtualFrameCommands(CLI::App& app, Arguments& arguments) {
     NewFrameArguments& fresh = arguments.newFrame;
     CLI::App* make = AddCommand(frame, arguments, Command::FrameNew, "new", "make a fresh virtual frame");
     AddFile(make, "FILE", arguments, "the flash image to make; must not be there yet");
-    AddSize(make, "--lcd", arguments, "size of the LCD")->required();
-    AddParsed(make, "--flash", fresh.flashBytes, ParseBytes, "a number of bytes",
-              "size of the flash, such as 4M")
-        ->type_name("BYTES")
-        ->required();
+    CLI::Option* lcd = AddSize(make, "--lcd", arguments, "size of the LCD");
+    CLI::Option* flash = AddParsed(make, "--flash", fresh.flashBytes, ParseBytes, "a number of bytes",
+                                   "size of the flash, such as 4M")
+                             ->type_name("BYTES");
+    AddPath(make, "--from", fresh.from, "a dump of some frame, in place of all other options")
+        ->type_name("DUMP")
+        ->excludes(lcd)
+        ->excludes(flash);
+    AddExamples(make,
+                "  lumatoctl frame new my.frame --lcd 480x234 --flash 4M\n  lumatoctl frame new my.frame "
+                "--from my.flash");
     AddParsed(make, "--table", fresh.tableAddress, ParseAddress, "an address",
               "where the picture table lies (default 0x10000)")
         ->type_name("ADDRESS");
@@ -324,6 +377,7 @@ Arguments ParseArguments(int argc, const char* const* argv) {
         "The options of `lumatoctl --help` (--frame, --home, --json ...) go with it, before or after.");
     AddGeneralOptions(app, arguments);
     AddFrameCommands(app, arguments);
+    AddFlashCommands(app, arguments);
     AddFileCommands(app, arguments);
     AddVirtualFrameCommands(app, arguments);
     app.footer(kGeneralFooter);  // the commands have taken over the other one
@@ -333,6 +387,9 @@ Arguments ParseArguments(int argc, const char* const* argv) {
         app.parse(argc, argv);
         if (arguments.command == Command::Delete && !arguments.all && arguments.positions.empty())
             throw CLI::RequiredError("POSITION or --all");
+        if (arguments.command == Command::FrameNew && !arguments.newFrame.from &&
+            (!arguments.size || arguments.newFrame.flashBytes == 0))
+            throw CLI::RequiredError("--lcd and --flash, or --from");
     } catch (const CLI::ParseError& error) {
         arguments.command = Command::None;
         arguments.exitStatus = Answer(app, error, WantsJson(words));

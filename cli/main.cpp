@@ -14,6 +14,12 @@ int Run(const Arguments& arguments, const Output& output) {
     switch (arguments.command) {
         case Command::None:
             return arguments.exitStatus;
+        case Command::Frames:
+            return RunFrames(arguments, output);
+        case Command::Dump:
+            return RunDump(arguments, output);
+        case Command::Verify:
+            return RunVerify(arguments, output);
         case Command::Info:
             return RunInfo(arguments, output);
         case Command::List:
