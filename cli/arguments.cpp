@@ -78,13 +78,25 @@ CLI::Option* AddPath(CLI::App* app, const std::string& name, T& target, const st
     return AddParsed(app, name, target, parse, "a name", help);
 }
 
-CLI::Option* AddFile(CLI::App* app, const std::string& name, Arguments& arguments, const std::string& help) {
-    const auto take = [&arguments, name](const std::string& text) {
+// A file argument, in `files` and among those that the call reads or writes.
+CLI::Option* AddFile(CLI::App* app, const std::string& name, Arguments& arguments, std::vector<Path>& others,
+                     const std::string& help) {
+    const auto take = [&arguments, &others, name](const std::string& text) {
         if (text.empty())
             throw CLI::ValidationError(name, "a name is wanted");
         arguments.files.emplace_back(text);
+        others.emplace_back(text);
     };
     return app->add_option_function<std::string>(name, take, help)->required()->type_name("");
+}
+
+CLI::Option* AddInput(CLI::App* app, const std::string& name, Arguments& arguments, const std::string& help) {
+    return AddFile(app, name, arguments, arguments.inputs, help);
+}
+
+CLI::Option* AddOutput(CLI::App* app, const std::string& name, Arguments& arguments,
+                       const std::string& help) {
+    return AddFile(app, name, arguments, arguments.outputs, help);
 }
 
 // "--json=0" would be the opposite of what it says.
@@ -164,7 +176,10 @@ void AddFrameCommands(CLI::App& app, Arguments& arguments) {
     AddCommand(&app, arguments, Command::List, "list", "the pictures of the frame, in order");
 
     CLI::App* add = AddCommand(&app, arguments, Command::Add, "add", "put pictures on the frame");
-    const auto takePicture = [&arguments](const std::string& text) { arguments.files.emplace_back(text); };
+    const auto takePicture = [&arguments](const std::string& text) {
+        arguments.files.emplace_back(text);
+        arguments.inputs.emplace_back(text);
+    };
     AddSeveral(add, "FILE", takePicture, "picture files, in the order wanted on the frame")
         ->required()
         ->type_name("");
@@ -181,21 +196,21 @@ void AddFrameCommands(CLI::App& app, Arguments& arguments) {
 
     CLI::App* save = AddCommand(&app, arguments, Command::Save, "save",
                                 "copy the frame's pictures as bitmaps 1.bmp, 2.bmp, ...");
-    AddFile(save, "DIR", arguments, "the folder for them; made if it is not there");
+    AddOutput(save, "DIR", arguments, "the folder for them; made if it is not there");
 }
 
 void AddFileCommands(CLI::App& app, Arguments& arguments) {
     CLI::App* compose = AddCommand(&app, arguments, Command::Compose, "compose",
                                    "render a posed picture as an LCD-sized bitmap file; no frame needed");
-    AddFile(compose, "PICTURE", arguments, "the picture file");
-    AddFile(compose, "BITMAP", arguments, "the bitmap file to write");
+    AddInput(compose, "PICTURE", arguments, "the picture file");
+    AddOutput(compose, "BITMAP", arguments, "the bitmap file to write");
     AddSize(compose, "--lcd", arguments, "size of the LCD")->required();
     AddPose(compose, arguments.pose);
 
     CLI::App* encode = AddCommand(&app, arguments, Command::Encode, "encode",
                                   "bitmap file to frame picture stream; no frame needed");
-    AddFile(encode, "BITMAP", arguments, "the bitmap file");
-    AddFile(encode, "STREAM", arguments, "the stream file to write");
+    AddInput(encode, "BITMAP", arguments, "the bitmap file");
+    AddOutput(encode, "STREAM", arguments, "the stream file to write");
     AddSize(encode, "--size", arguments, "size of the bitmap")->required();
     AddNumber(encode, "--quality", arguments.quality, {0, 65535}, "1 to 100; 0 counts as 1, more as 100")
         ->type_name("Q");
@@ -206,8 +221,8 @@ void AddFileCommands(CLI::App& app, Arguments& arguments) {
 
     CLI::App* decode = AddCommand(&app, arguments, Command::Decode, "decode",
                                   "frame picture stream to bitmap file; no frame needed");
-    AddFile(decode, "STREAM", arguments, "the stream file");
-    AddFile(decode, "BITMAP", arguments, "the bitmap file to write");
+    AddInput(decode, "STREAM", arguments, "the stream file");
+    AddOutput(decode, "BITMAP", arguments, "the bitmap file to write");
     AddSize(decode, "--size", arguments, "the size it must have (default: any)");
 
     AddCommand(&app, arguments, Command::Permit, "permit",
@@ -229,7 +244,7 @@ void AddVirtualFrameCommands(CLI::App& app, Arguments& arguments) {
 
     NewFrameArguments& fresh = arguments.newFrame;
     CLI::App* make = AddCommand(frame, arguments, Command::FrameNew, "new", "make a fresh virtual frame");
-    AddFile(make, "FILE", arguments, "the flash image to make; must not be there yet");
+    AddOutput(make, "FILE", arguments, "the flash image to make; must not be there yet");
     AddSize(make, "--lcd", arguments, "size of the LCD")->required();
     AddParsed(make, "--flash", fresh.flashBytes, ParseBytes, "a number of bytes",
               "size of the flash, such as 4M")
@@ -253,7 +268,7 @@ void AddVirtualFrameCommands(CLI::App& app, Arguments& arguments) {
     CLI::App* serve = AddCommand(
         frame, arguments, Command::FrameServe, "serve",
         "plug the virtual frame into a virtual machine's USB bus (usbredir protocol), until it is ended");
-    AddFile(serve, "FILE", arguments, "the flash image");
+    AddInput(serve, "FILE", arguments, "the flash image");
     AddPath(serve, "--socket", arguments.serve.socket, "the UNIX socket to listen on")
         ->required()
         ->type_name("PATH");
@@ -275,11 +290,11 @@ void AddVirtualFrameCommands(CLI::App& app, Arguments& arguments) {
 
     CLI::App* render = AddCommand(frame, arguments, Command::FrameRender, "render",
                                   "what the frame would show for a picture, as a PNG file");
-    AddFile(render, "FILE", arguments, "the flash image");
+    AddInput(render, "FILE", arguments, "the flash image");
     AddParsed(render, "POSITION", arguments.position, ParsePosition, PositionWanted(), "the picture, from 1")
         ->required()
         ->type_name("");
-    AddFile(render, "PNG", arguments, "the file to write");
+    AddOutput(render, "PNG", arguments, "the file to write");
 }
 
 // Wherever it stands: behind the fault, too, where parsing never came.

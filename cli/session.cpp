@@ -5,6 +5,7 @@
 #include <poll.h>
 
 #include "base/printable.h"
+#include "cli/file_roles.h"
 #include "flash/process_flash.h"
 #include "platform/linux/folders.h"
 #include "platform/services.h"
@@ -27,8 +28,10 @@ tl::unexpected<Failure> Fail(ExitStatus status, std::string message) {
 
 tl::expected<std::unique_ptr<Session>, Failure> Session::Connect(const Arguments& arguments) {
     std::unique_ptr<Session> session(new Session(arguments.quiet));
+    tl::expected<void, Failure> done = CheckInputsOfConnecting(arguments);
     // The frame comes first: a file that is none must not leave a new home folder behind.
-    tl::expected<void, Failure> done = session->FindBus(arguments);
+    if (done)
+        done = session->FindBus(arguments);
     if (done)
         done = session->PrepareHome(arguments);
     if (done)
