@@ -5,6 +5,7 @@
 #include "cli/add_sources.h"
 #include "cli/commands.h"
 #include "cli/dry_run.h"
+#include "cli/file_roles.h"
 #include "cli/pose_of.h"
 #include "cli/session.h"
 #include "picture/add_pictures.h"
@@ -115,9 +116,9 @@ void Finish(Session& session, const Arguments& arguments, bool allTried, Outcome
         outcome.failure = planned.error();
 }
 
-Outcome AddAndDownload(Session& session, const Arguments& arguments, const std::vector<Path>& files) {
-    BatchReport batch = picture::AddPictures(files, PoseOf(arguments.pose), picture::AfterRefusal::GoOn, {},
-                                             picture::Waiting::AddOnlyNew);
+Outcome AddAndDownload(Session& session, const Arguments& arguments) {
+    BatchReport batch = picture::AddPictures(arguments.files, PoseOf(arguments.pose),
+                                             picture::AfterRefusal::GoOn, {}, picture::Waiting::AddOnlyNew);
     Outcome outcome;
     for (const BatchReport::Refused& refused : batch.refused)
         outcome.refused.emplace_back(refused.file, Described(refused.reason));
@@ -147,10 +148,14 @@ int RunAdd(const Arguments& arguments, const Output& output) {
     if (!sources)
         return output.Failed(sources.error().kind == ErrorKind::Unsupported ? kWrongUsage : kRefused,
                              sources.error().message);
-    const auto session = Session::Connect(arguments);
+    Arguments expanded = arguments;
+    expanded.files = expanded.inputs = sources->Files();
+    if (const auto harmless = CheckOutputs(expanded); !harmless)
+        return output.Failed(harmless.error());
+    const auto session = Session::Connect(expanded);
     if (!session)
         return output.Failed(session.error());
-    const Outcome outcome = AddAndDownload(**session, arguments, sources->Files());
+    const Outcome outcome = AddAndDownload(**session, expanded);
     for (const auto& [file, reason] : outcome.refused)
         Output::Complain(Printable(sources->NameOf(file)) + ": " + reason);
     for (const BatchReport::Added& one : outcome.waiting)

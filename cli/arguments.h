@@ -76,7 +76,9 @@ struct Arguments {
     bool quiet = false;
 
     // Each command uses those that its usage names.
-    std::vector<Path> files;     // add: pictures; others: their file arguments in order
+    std::vector<Path> files;  // add: pictures; others: their file arguments in order
+    // Those that the call reads and writes, `files` and others, for the checks that hold for every command.
+    std::vector<Path> inputs, outputs;
     std::vector<int> positions;  // delete, save
     int position = 0;            // frame render
     bool all = false;            // delete --all

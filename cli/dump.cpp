@@ -2,36 +2,15 @@
 // the flash holds the firmware of this unit, in its version, and a frame that was given another one's does
 // not start again.
 #include <algorithm>
+#include <cstdio>
 
 #include "base/printable.h"
-#include "cli/bus_filter.h"
 #include "cli/commands.h"
 #include "cli/look.h"
 
 namespace lumato::cli {
-namespace {
-
-bool IsSameFile(const Path& one, const Path& other) {
-    std::error_code ignored;
-    return std::filesystem::equivalent(one, other, ignored);
-}
-
-// Why nothing is ever written there; nothing if it may be.
-std::optional<std::string> WhyNoTarget(const Path& file, const Arguments& arguments) {
-    std::error_code ignored;
-    if (arguments.frame && IsSameFile(file, *arguments.frame))
-        return "that is the frame itself";
-    if (std::filesystem::is_block_file(file, ignored) || file.native().starts_with("/dev/sg"))
-        return "that is a device, not a file";
-    return std::nullopt;
-}
-
-}  // namespace
-
 int RunDump(const Arguments& arguments, const Output& output) {
     const Path& file = arguments.files.front();
-    if (const auto why = WhyNoTarget(file, arguments))
-        return output.Failed(kWrongUsage, Printable(file.native()) + ": " + *why);
     const auto look = Look::OpenOne(arguments);
     if (!look)
         return output.Failed(look.error());

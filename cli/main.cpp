@@ -6,11 +6,14 @@
 #include "base/diagnostics.h"
 #include "base/standard_descriptors.h"
 #include "cli/commands.h"
+#include "cli/file_roles.h"
 
 namespace lumato::cli {
 namespace {
 
 int Run(const Arguments& arguments, const Output& output) {
+    if (const auto harmless = CheckOutputs(arguments); !harmless)
+        return output.Failed(harmless.error());
     switch (arguments.command) {
         case Command::None:
             return arguments.exitStatus;

@@ -3,6 +3,7 @@
 #include "base/printable.h"
 #include "cli/bus_filter.h"
 #include "cli/dry_run.h"
+#include "cli/file_roles.h"
 #include "cli/wait_for_usb.h"
 #include "flash/process_flash.h"
 #include "platform/linux/folders.h"
@@ -25,8 +26,10 @@ tl::unexpected<Failure> Fail(ExitStatus status, std::string message) {
 
 tl::expected<std::unique_ptr<Session>, Failure> Session::Connect(const Arguments& arguments) {
     std::unique_ptr<Session> session(new Session(arguments.quiet));
+    tl::expected<void, Failure> done = CheckInputsOfConnecting(arguments);
     // The frame comes first: a file that is none must not leave a new home folder behind.
-    tl::expected<void, Failure> done = session->FindBus(arguments);
+    if (done)
+        done = session->FindBus(arguments);
     if (done)
         done = session->PrepareHome(arguments);
     if (done)

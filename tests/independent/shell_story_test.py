@@ -177,7 +177,7 @@ class Shell(Story):
         self.good("--fault", "8:flip", "dump", dump)
         self.assert_same_bytes(self.read("dump"), image)
         os.symlink(self.frame, self.path("link"))
-        for target in (self.frame, self.path("link"), "/dev/sg0"):
+        for target in (self.frame, self.path("link"), self.home + "/state/recovery/x"):
             self.refused(2, "dump", target)
         for fault, target in (("9:unplug", self.path("new")), ("3:unplug", self.path("new")), ("999:flip", self.path("no/new"))):
             self.refused(1, "--fault", fault, "dump", target)
