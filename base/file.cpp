@@ -11,6 +11,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "base/file_identity.h"
 #include "base/printable.h"
 #include "base/temporary_name.h"
 
@@ -96,18 +97,6 @@ Result<void> WriteAndRename(const Path& path, ByteSpan bytes, const struct stat*
         return tl::unexpected(FileError(path, errorNumber, true));
     }
     return {};
-}
-
-// Where a chain of links leads, whether something is there or not. The kernel gives up after as many.
-Path EndOfLinks(Path path) {
-    std::error_code error;
-    for (int i = 0; i < 40 && std::filesystem::is_symlink(path, error); ++i) {
-        const Path next = std::filesystem::read_symlink(path, error);
-        if (error)
-            break;
-        path = path.parent_path() / next;
-    }
-    return path;
 }
 
 Result<void> WriteFollowing(const Path& path, ByteSpan bytes) {

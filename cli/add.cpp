@@ -2,7 +2,10 @@
 #include <algorithm>
 
 #include "base/printable.h"
+#include "cli/add_sources.h"
 #include "cli/commands.h"
+#include "cli/dry_run.h"
+#include "cli/file_roles.h"
 #include "cli/pose_of.h"
 #include "cli/session.h"
 #include "picture/add_pictures.h"
@@ -20,7 +23,8 @@ struct Outcome {
     Added added;    // they are on the frame
     Added waiting;  // kept on this computer, not yet on the frame
     std::vector<std::pair<Path, std::string>> refused;
-    std::optional<Failure> failure;  // of the download, or the frame has vanished
+    std::optional<Failure> failure;    // of the download, or the frame has vanished
+    std::optional<DownloadWork> work;  // of a dry run, in which "added" are those that would be
 };
 
 // Whether the picture comes back at the next connection: the journal on the disk has it.
@@ -37,12 +41,12 @@ bool IsKept(const BatchReport::Added& added) {
            });
 }
 
-nlohmann::ordered_json AsJson(const Outcome& outcome) {
+nlohmann::ordered_json AsJson(const Outcome& outcome, const AddSources& sources) {
     nlohmann::ordered_json added = nlohmann::ordered_json::array();
     nlohmann::ordered_json refused = nlohmann::ordered_json::array();
     nlohmann::ordered_json waiting = nlohmann::ordered_json::array();
     for (const BatchReport::Added& one : outcome.added) {
-        added.push_back({{"file", one.file.string()},
+        added.push_back({{"file", sources.NameOf(one.file)},
                          {"name", one.picture.name},
                          {"bytes", one.picture.bytes},
                          {"quality", one.picture.quality}});
@@ -50,35 +54,39 @@ nlohmann::ordered_json AsJson(const Outcome& outcome) {
             added.back()["waited"] = true;
     }
     for (const auto& [file, reason] : outcome.refused)
-        refused.push_back({{"file", file.string()}, {"reason", reason}});
+        refused.push_back({{"file", sources.NameOf(file)}, {"reason", reason}});
     for (const BatchReport::Added& one : outcome.waiting)
         waiting.push_back(
-            {{"file", one.file.string()}, {"name", one.picture.name}, {"bytes", one.picture.bytes}});
+            {{"file", sources.NameOf(one.file)}, {"name", one.picture.name}, {"bytes", one.picture.bytes}});
     const store::StoreState& store = store::Store();
     nlohmann::ordered_json json = {{"added", added},
                                    {"refused", refused},
                                    {"waiting", waiting},
                                    {"pictures", store.gmyTotalePictureNum},
                                    {"free_bytes", store.TotolFlashSizeForPic}};
+    if (outcome.work)
+        AddTo(json, *outcome.work);
     if (outcome.failure)
         json["error"] = outcome.failure->message;
     return json;
 }
 
-std::string AsText(const Outcome& outcome) {
+std::string AsText(const Outcome& outcome, const AddSources& sources) {
     std::string text;
     for (const BatchReport::Added& one : outcome.added)
-        text += "added " + Printable(one.file.string()) + ": " + Grouped(one.picture.bytes) +
-                " bytes at quality " + std::to_string(one.picture.quality) +
+        text += (outcome.work ? "would add " : "added ") + Printable(sources.NameOf(one.file)) + ": " +
+                Grouped(one.picture.bytes) + " bytes at quality " + std::to_string(one.picture.quality) +
                 (one.waited ? " (it waited since an earlier call)\n" : "\n");
     const auto number = [](std::size_t count) { return static_cast<long long>(count); };
+    const std::string refused = Grouped(number(outcome.refused.size())) + " refused; ";
+    if (outcome.work)
+        return text + refused + AsText(*outcome.work);
+    const std::string waiting = outcome.waiting.empty()
+                                    ? ""
+                                    : Grouped(number(outcome.waiting.size())) +
+                                          " kept, not yet on the frame (`lumatoctl download` writes them), ";
     const store::StoreState& store = store::Store();
-    return text + Count(number(outcome.added.size()), "picture") + " added, " +
-           (outcome.waiting.empty()
-                ? ""
-                : Grouped(number(outcome.waiting.size())) +
-                      " kept, not yet on the frame (`lumatoctl download` writes them), ") +
-           Grouped(number(outcome.refused.size())) + " refused; " +
+    return text + Count(number(outcome.added.size()), "picture") + " added, " + waiting + refused +
            Count(store.gmyTotalePictureNum, "picture") + " in the frame, " +
            Grouped(store.TotolFlashSizeForPic) + " bytes free";
 }
@@ -93,6 +101,21 @@ std::optional<Failure> Download(Session& session, bool allTried) {
     return done ? std::nullopt : std::optional(done.error());
 }
 
+// The download, or what it would write.
+void Finish(Session& session, const Arguments& arguments, bool allTried, Outcome& outcome) {
+    if (!arguments.dryRun || !allTried) {
+        outcome.failure = Download(session, allTried);
+        return;
+    }
+    outcome.work.emplace();
+    if (!store::DownloadIsDue())
+        return;
+    if (const auto planned = PlanDownload())
+        outcome.work = *planned;
+    else
+        outcome.failure = planned.error();
+}
+
 Outcome AddAndDownload(Session& session, const Arguments& arguments) {
     BatchReport batch = picture::AddPictures(arguments.files, PoseOf(arguments.pose),
                                              picture::AfterRefusal::GoOn, {}, picture::Waiting::AddOnlyNew);
@@ -102,7 +125,7 @@ Outcome AddAndDownload(Session& session, const Arguments& arguments) {
     // Asked before the download: a frame that vanishes takes its list along.
     std::vector<bool> kept;
     std::ranges::transform(batch.added, std::back_inserter(kept), IsKept);
-    outcome.failure = Download(session, batch.notTried.empty());
+    Finish(session, arguments, batch.notTried.empty(), outcome);
     if (!outcome.failure) {
         outcome.added = std::move(batch.added);
         return outcome;
@@ -121,16 +144,24 @@ Outcome AddAndDownload(Session& session, const Arguments& arguments) {
 }  // namespace
 
 int RunAdd(const Arguments& arguments, const Output& output) {
-    const auto session = Session::Connect(arguments);
+    const Result<AddSources> sources = AddSources::Read(arguments.files);
+    if (!sources)
+        return output.Failed(sources.error().kind == ErrorKind::Unsupported ? kWrongUsage : kRefused,
+                             sources.error().message);
+    Arguments expanded = arguments;
+    expanded.files = expanded.inputs = sources->Files();
+    if (const auto harmless = CheckOutputs(expanded); !harmless)
+        return output.Failed(harmless.error());
+    const auto session = Session::Connect(expanded);
     if (!session)
         return output.Failed(session.error());
-    const Outcome outcome = AddAndDownload(**session, arguments);
+    const Outcome outcome = AddAndDownload(**session, expanded);
     for (const auto& [file, reason] : outcome.refused)
-        Output::Complain(Printable(file.string()) + ": " + reason);
+        Output::Complain(Printable(sources->NameOf(file)) + ": " + reason);
     for (const BatchReport::Added& one : outcome.waiting)
-        Output::Complain(Printable(one.file.string()) +
+        Output::Complain(Printable(sources->NameOf(one.file)) +
                          ": kept, not yet on the frame: " + outcome.failure->message);
-    output.Result(AsJson(outcome), AsText(outcome));
+    output.Result(AsJson(outcome, *sources), AsText(outcome, *sources));
     if (!outcome.refused.empty())
         return kRefused;
     return outcome.waiting.empty() ? kDone : kWaiting;

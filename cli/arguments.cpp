@@ -9,6 +9,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "cli/help_texts.h"
 #include "cli/output.h"
 
 namespace lumato::cli {
@@ -16,15 +17,6 @@ namespace {
 
 // Of a pose's numbers, and the greatest haste: more than any canvas, and than anybody waits for.
 constexpr int kFarthest = 1'000'000;
-
-constexpr const char* kGeneralFooter =
-    "Exit status: 0 all done; 1 the frame or a file refused something; 2 wrong usage;\n"
-    "3 no frame found, or FILE is no usable flash image; 4 what was asked for is kept and\n"
-    "waits, but is not on the frame (`lumatoctl download` writes it).\n\n"
-    "A first try, without any hardware:\n"
-    "  lumatoctl frame new my.frame --lcd 480x234 --flash 4M\n"
-    "  lumatoctl --frame my.frame add ~/Pictures/*.jpg\n"
-    "  lumatoctl frame render my.frame 1 shown.png";
 
 // The value that `parse` makes of the text; a text that it refuses is wrong usage.
 template <class Parse>
@@ -78,13 +70,25 @@ CLI::Option* AddPath(CLI::App* app, const std::string& name, T& target, const st
     return AddParsed(app, name, target, parse, "a name", help);
 }
 
-CLI::Option* AddFile(CLI::App* app, const std::string& name, Arguments& arguments, const std::string& help) {
-    const auto take = [&arguments, name](const std::string& text) {
+// A file argument, in `files` and among those that the call reads or writes.
+CLI::Option* AddFile(CLI::App* app, const std::string& name, Arguments& arguments, std::vector<Path>& others,
+                     const std::string& help) {
+    const auto take = [&arguments, &others, name](const std::string& text) {
         if (text.empty())
             throw CLI::ValidationError(name, "a name is wanted");
         arguments.files.emplace_back(text);
+        others.emplace_back(text);
     };
     return app->add_option_function<std::string>(name, take, help)->required()->type_name("");
+}
+
+CLI::Option* AddInput(CLI::App* app, const std::string& name, Arguments& arguments, const std::string& help) {
+    return AddFile(app, name, arguments, arguments.inputs, help);
+}
+
+CLI::Option* AddOutput(CLI::App* app, const std::string& name, Arguments& arguments,
+                       const std::string& help) {
+    return AddFile(app, name, arguments, arguments.outputs, help);
 }
 
 // "--json=0" would be the opposite of what it says.
@@ -125,7 +129,9 @@ void AddPose(CLI::App* app, PoseArguments& pose) {
 // The general options stand on every command, so that they may come before or after it and its help lists
 // them.
 void AddGeneralOptions(CLI::App& app, Arguments& arguments) {
-    AddPath(&app, "--frame", arguments.frame, "the virtual frame whose flash is FILE")->type_name("FILE");
+    AddPath(&app, "--frame", arguments.frame,
+            "the virtual frame whose flash is FILE, or the frame at a node that `frames` lists")
+        ->type_name("FILE");
     AddPath(&app, "--home", arguments.home,
             "resources folder: Language.ini, data/, Edata/ (default $XDG_DATA_HOME/lumato)")
         ->type_name("DIR");
@@ -151,6 +157,23 @@ void AddGeneralOptions(CLI::App& app, Arguments& arguments) {
     AddFlag(&app, "--quiet", arguments.quiet, "no progress bar and no status notes");
 }
 
+// Before what the help ends with on every command.
+void AddExamples(CLI::App* app, const std::string& examples) {
+    app->footer("Examples:\n" + examples + "\n" + app->get_footer());
+}
+
+CLI::Option* AddPositions(CLI::App* app, Arguments& arguments) {
+    const auto take = [&arguments](const std::string& text) {
+        const auto some = Checked("POSITION", text, ParsePositions, PositionWanted() + ", or such as 2-5,9");
+        arguments.positions.insert(arguments.positions.end(), some.begin(), some.end());
+    };
+    return AddSeveral(app, "POSITION", take, "as `list` counts them; or such as 2-5,9")->type_name("");
+}
+
+void AddDryRun(CLI::App* app, Arguments& arguments) {
+    AddFlag(app, "--dry-run", arguments.dryRun, "only say what would be written, and how long it takes");
+}
+
 CLI::App* AddCommand(CLI::App* parent, Arguments& arguments, Command command, const std::string& name,
                      const std::string& help) {
     CLI::App* app = parent->add_subcommand(name, help);
@@ -160,45 +183,70 @@ CLI::App* AddCommand(CLI::App* parent, Arguments& arguments, Command command, co
 }
 
 void AddFrameCommands(CLI::App& app, Arguments& arguments) {
+    CLI::App* frames = AddCommand(&app, arguments, Command::Frames, "frames",
+                                  "every frame that is there; nothing is written to any");
+    AddExamples(frames, kFramesExamples);
     AddCommand(&app, arguments, Command::Info, "info", "what the frame says of itself, and its space");
     AddCommand(&app, arguments, Command::List, "list", "the pictures of the frame, in order");
 
     CLI::App* add = AddCommand(&app, arguments, Command::Add, "add", "put pictures on the frame");
-    const auto takePicture = [&arguments](const std::string& text) { arguments.files.emplace_back(text); };
-    AddSeveral(add, "FILE", takePicture, "picture files, in the order wanted on the frame")
+    const auto takePicture = [&arguments](const std::string& text) {
+        arguments.files.emplace_back(text);
+        arguments.inputs.emplace_back(text.starts_with('@') ? text.substr(1) : text);
+    };
+    AddSeveral(
+        add, "FILE", takePicture,
+        "picture files, in the order wanted on the frame; - is standard input, @LIST a file with a name "
+        "a line (or between NULs), @- such a list from standard input, ./@x a file called @x")
         ->required()
         ->type_name("");
+    AddDryRun(add, arguments);
     AddPose(add, arguments.pose);
+    AddExamples(add, kAddExamples);
 
-    AddCommand(&app, arguments, Command::Download, "download",
-               "finish a download that broke off, or write what waits");
+    CLI::App* download = AddCommand(&app, arguments, Command::Download, "download",
+                                    "finish a download that broke off, or write what waits");
+    AddDryRun(download, arguments);
+    AddExamples(download, kDownloadExamples);
 
     CLI::App* remove = AddCommand(&app, arguments, Command::Delete, "delete", "take pictures off the frame");
-    const auto takePosition = [&arguments](const std::string& text) {
-        arguments.positions.push_back(Checked("POSITION", text, ParsePosition, PositionWanted()));
-    };
-    CLI::Option* positions =
-        AddSeveral(remove, "POSITION", takePosition, "as `list` counts them, from 1")->type_name("");
-    CLI::Option* all = AddFlag(remove, "--all", arguments.all, "all of them");
-    all->excludes(positions);
+    CLI::Option* positions = AddPositions(remove, arguments);
+    AddFlag(remove, "--all", arguments.all, "all of them; asks first on a terminal")->excludes(positions);
+    AddFlag(remove, "--yes", arguments.yes, "do not ask");
+    AddDryRun(remove, arguments);
+    AddExamples(remove, kDeleteExamples);
 
     CLI::App* save = AddCommand(&app, arguments, Command::Save, "save",
                                 "copy the frame's pictures as bitmaps 1.bmp, 2.bmp, ...");
-    AddFile(save, "DIR", arguments, "the folder for them; made if it is not there");
+    AddOutput(save, "DIR", arguments, "the folder for them; made if it is not there");
+    AddPositions(save, arguments);
+    AddFlag(save, "--original-names", arguments.originalNames, "named as `list` names them");
+    AddExamples(save, kSaveExamples);
+}
+
+void AddFlashCommands(CLI::App& app, Arguments& arguments) {
+    CLI::App* dump = AddCommand(&app, arguments, Command::Dump, "dump",
+                                "copy the whole flash as it is into a file; the frame is only read");
+    AddOutput(dump, "FILE", arguments, "the file to write");
+    AddExamples(dump, kDumpExamples);
+    CLI::App* verify = AddCommand(&app, arguments, Command::Verify, "verify",
+                                  "compare the whole flash with a file; exit status 1 if they differ");
+    AddInput(verify, "FILE", arguments, "a dump");
+    AddExamples(verify, kVerifyExamples);
 }
 
 void AddFileCommands(CLI::App& app, Arguments& arguments) {
     CLI::App* compose = AddCommand(&app, arguments, Command::Compose, "compose",
                                    "render a posed picture as an LCD-sized bitmap file; no frame needed");
-    AddFile(compose, "PICTURE", arguments, "the picture file");
-    AddFile(compose, "BITMAP", arguments, "the bitmap file to write");
+    AddInput(compose, "PICTURE", arguments, "the picture file");
+    AddOutput(compose, "BITMAP", arguments, "the bitmap file to write");
     AddSize(compose, "--lcd", arguments, "size of the LCD")->required();
     AddPose(compose, arguments.pose);
 
     CLI::App* encode = AddCommand(&app, arguments, Command::Encode, "encode",
                                   "bitmap file to frame picture stream; no frame needed");
-    AddFile(encode, "BITMAP", arguments, "the bitmap file");
-    AddFile(encode, "STREAM", arguments, "the stream file to write");
+    AddInput(encode, "BITMAP", arguments, "the bitmap file");
+    AddOutput(encode, "STREAM", arguments, "the stream file to write");
     AddSize(encode, "--size", arguments, "size of the bitmap")->required();
     AddNumber(encode, "--quality", arguments.quality, {0, 65535}, "1 to 100; 0 counts as 1, more as 100")
         ->type_name("Q");
@@ -209,8 +257,8 @@ void AddFileCommands(CLI::App& app, Arguments& arguments) {
 
     CLI::App* decode = AddCommand(&app, arguments, Command::Decode, "decode",
                                   "frame picture stream to bitmap file; no frame needed");
-    AddFile(decode, "STREAM", arguments, "the stream file");
-    AddFile(decode, "BITMAP", arguments, "the bitmap file to write");
+    AddInput(decode, "STREAM", arguments, "the stream file");
+    AddOutput(decode, "BITMAP", arguments, "the bitmap file to write");
     AddSize(decode, "--size", arguments, "the size it must have (default: any)");
 
     AddCommand(&app, arguments, Command::Permit, "permit",
@@ -232,12 +280,21 @@ void AddVirtualFrameCommands(CLI::App& app, Arguments& arguments) {
 
     NewFrameArguments& fresh = arguments.newFrame;
     CLI::App* make = AddCommand(frame, arguments, Command::FrameNew, "new", "make a fresh virtual frame");
-    AddFile(make, "FILE", arguments, "the flash image to make; must not be there yet");
-    AddSize(make, "--lcd", arguments, "size of the LCD")->required();
-    AddParsed(make, "--flash", fresh.flashBytes, ParseBytes, "a number of bytes",
-              "size of the flash, such as 4M")
-        ->type_name("BYTES")
-        ->required();
+    AddOutput(make, "FILE", arguments, "the flash image to make; must not be there yet");
+    CLI::Option* lcd = AddSize(make, "--lcd", arguments, "size of the LCD");
+    CLI::Option* flash = AddParsed(make, "--flash", fresh.flashBytes, ParseBytes, "a number of bytes",
+                                   "size of the flash, such as 4M")
+                             ->type_name("BYTES");
+    const auto takeDump = [&arguments](const std::string& text) {
+        arguments.newFrame.from = text;
+        arguments.inputs.emplace_back(text);
+    };
+    make->add_option_function<std::string>("--from", takeDump,
+                                           "a dump of some frame, in place of all other options")
+        ->type_name("DUMP")
+        ->excludes(lcd)
+        ->excludes(flash);
+    AddExamples(make, kNewFrameExamples);
     AddParsed(make, "--table", fresh.tableAddress, ParseAddress, "an address",
               "where the picture table lies (default 0x10000)")
         ->type_name("ADDRESS");
@@ -256,7 +313,7 @@ void AddVirtualFrameCommands(CLI::App& app, Arguments& arguments) {
     CLI::App* serve = AddCommand(
         frame, arguments, Command::FrameServe, "serve",
         "plug the virtual frame into a virtual machine's USB bus (usbredir protocol), until it is ended");
-    AddFile(serve, "FILE", arguments, "the flash image");
+    AddInput(serve, "FILE", arguments, "the flash image");
     AddPath(serve, "--socket", arguments.serve.socket, "the UNIX socket to listen on")
         ->required()
         ->type_name("PATH");
@@ -278,11 +335,11 @@ void AddVirtualFrameCommands(CLI::App& app, Arguments& arguments) {
 
     CLI::App* render = AddCommand(frame, arguments, Command::FrameRender, "render",
                                   "what the frame would show for a picture, as a PNG file");
-    AddFile(render, "FILE", arguments, "the flash image");
+    AddInput(render, "FILE", arguments, "the flash image");
     AddParsed(render, "POSITION", arguments.position, ParsePosition, PositionWanted(), "the picture, from 1")
         ->required()
         ->type_name("");
-    AddFile(render, "PNG", arguments, "the file to write");
+    AddOutput(render, "PNG", arguments, "the file to write");
 }
 
 // Wherever it stands: behind the fault, too, where parsing never came.
@@ -324,6 +381,7 @@ Arguments ParseArguments(int argc, const char* const* argv) {
         "The options of `lumatoctl --help` (--frame, --home, --json ...) go with it, before or after.");
     AddGeneralOptions(app, arguments);
     AddFrameCommands(app, arguments);
+    AddFlashCommands(app, arguments);
     AddFileCommands(app, arguments);
     AddVirtualFrameCommands(app, arguments);
     app.footer(kGeneralFooter);  // the commands have taken over the other one
@@ -333,6 +391,9 @@ Arguments ParseArguments(int argc, const char* const* argv) {
         app.parse(argc, argv);
         if (arguments.command == Command::Delete && !arguments.all && arguments.positions.empty())
             throw CLI::RequiredError("POSITION or --all");
+        if (arguments.command == Command::FrameNew && !arguments.newFrame.from &&
+            (!arguments.size || arguments.newFrame.flashBytes == 0))
+            throw CLI::RequiredError("--lcd and --flash, or --from");
     } catch (const CLI::ParseError& error) {
         arguments.command = Command::None;
         arguments.exitStatus = Answer(app, error, WantsJson(words));

@@ -14,12 +14,15 @@ namespace lumato::cli {
 
 enum class Command {
     None,  // --help or --version was answered, or the usage is wrong
+    Frames,
     Info,
     List,
     Add,
     Download,
     Delete,
     Save,
+    Dump,
+    Verify,
     Compose,
     Encode,
     Decode,
@@ -48,6 +51,7 @@ struct NewFrameArguments {
     std::uint8_t erase = 0xD8;
     int pageOption = 0;
     std::optional<std::uint64_t> firmwareEnd;
+    std::optional<Path> from;  // a dump, in place of all that
 };
 
 struct ServeArguments {
@@ -72,10 +76,15 @@ struct Arguments {
     bool quiet = false;
 
     // Each command uses those that its usage names.
-    std::vector<Path> files;     // add: pictures; others: their file arguments in order
-    std::vector<int> positions;  // delete
+    std::vector<Path> files;  // add: pictures; others: their file arguments in order
+    // Those that the call reads and writes, `files` and others, for the checks that hold for every command.
+    std::vector<Path> inputs, outputs;
+    std::vector<int> positions;  // delete, save
     int position = 0;            // frame render
     bool all = false;            // delete --all
+    bool yes = false;            // and without a question
+    bool originalNames = false;  // save
+    bool dryRun = false;         // add, download, delete
     PoseArguments pose;
     std::optional<Size> size;  // --size, --lcd
     int quality = 90;

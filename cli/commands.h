@@ -7,12 +7,15 @@
 namespace lumato::cli {
 
 // With a frame: cli/info.cpp and so on.
+int RunFrames(const Arguments& arguments, const Output& output);
 int RunInfo(const Arguments& arguments, const Output& output);
 int RunList(const Arguments& arguments, const Output& output);
 int RunAdd(const Arguments& arguments, const Output& output);
 int RunDownload(const Arguments& arguments, const Output& output);
 int RunDelete(const Arguments& arguments, const Output& output);
 int RunSave(const Arguments& arguments, const Output& output);
+int RunDump(const Arguments& arguments, const Output& output);
+int RunVerify(const Arguments& arguments, const Output& output);
 
 // Without one.
 int RunCompose(const Arguments& arguments, const Output& output);

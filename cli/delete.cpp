@@ -1,8 +1,14 @@
 // lumatoctl delete: takes pictures off the frame.
 #include <algorithm>
+#include <cstdio>
 #include <functional>
+#include <iostream>
+#include <string>
+
+#include <unistd.h>
 
 #include "cli/commands.h"
+#include "cli/dry_run.h"
 #include "cli/session.h"
 #include "store/safekeeping.h"
 
@@ -30,11 +36,27 @@ void DeleteAt(const std::vector<int>& positions) {
     }
 }
 
-int Report(const Output& output, int deleted) {
+// A person at a terminal is asked once more; a script has said what it wants.
+bool IsMeant(const Arguments& arguments, int pictures, TerminalStatus& status) {
+    if (!arguments.all || arguments.yes || arguments.dryRun || pictures == 0 || ::isatty(STDIN_FILENO) == 0 ||
+        ::isatty(STDERR_FILENO) == 0)
+        return true;
+    status.ClearBar();
+    std::fprintf(stderr, "Delete all %s of the frame? [y/N] ", Count(pictures, "picture").c_str());
+    std::string answer;
+    std::getline(std::cin, answer);
+    return answer == "y" || answer == "Y" || answer == "yes";
+}
+
+int Report(const Output& output, int deleted, const std::optional<DownloadWork>& work = std::nullopt) {
     const store::StoreState& store = store::Store();
-    output.Result({{"pictures", store.gmyTotalePictureNum}, {"free_bytes", store.TotolFlashSizeForPic}},
-                  Count(deleted, "picture") + " deleted, " + Grouped(store.gmyTotalePictureNum) + " left, " +
-                      Grouped(store.TotolFlashSizeForPic) + " bytes free");
+    nlohmann::ordered_json json = {{"pictures", store.gmyTotalePictureNum},
+                                   {"free_bytes", store.TotolFlashSizeForPic}};
+    if (work)
+        AddTo(json, *work);
+    output.Result(json, work ? Count(deleted, "picture") + " would be deleted; " + AsText(*work)
+                             : Count(deleted, "picture") + " deleted, " + Grouped(store.gmyTotalePictureNum) +
+                                   " left, " + Grouped(store.TotolFlashSizeForPic) + " bytes free");
     return kDone;
 }
 
@@ -51,6 +73,8 @@ int RunDelete(const Arguments& arguments, const Output& output) {
         return output.Failed(kRefused, "there is no picture " + std::to_string(positions.front()) +
                                            "; the frame has " + Count(before, "picture") +
                                            ", and nothing was deleted");
+    if (!IsMeant(arguments, before, (*session)->Status()))
+        return output.Failed(kRefused, "nothing was deleted");
     if (arguments.all)
         DeleteAll();
     else
@@ -58,7 +82,11 @@ int RunDelete(const Arguments& arguments, const Output& output) {
 
     const int deleted = before - store::Store().gmyTotalePictureNum;
     if (deleted == 0 && !store::DownloadIsDue())
-        return Report(output, 0);
+        return Report(output, 0, arguments.dryRun ? std::optional(DownloadWork()) : std::nullopt);
+    if (arguments.dryRun) {
+        const auto work = PlanDownload();
+        return work ? Report(output, deleted, *work) : output.Failed(work.error());
+    }
     if (const auto done = (*session)->Download(); !done)
         return output.Failed(done.error());
     return Report(output, deleted);

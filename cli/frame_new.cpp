@@ -33,10 +33,17 @@ vframe::NewFrame Wanted(const Arguments& arguments) {
 }  // namespace
 
 int RunFrameNew(const Arguments& arguments, const Output& output) {
+    const Path& file = arguments.files.front();
+    if (const auto& dump = arguments.newFrame.from) {
+        if (const Result<void> made = vframe::CreateFrame(file, *dump); !made)
+            return output.Failed(made.error().kind == ErrorKind::Unsupported ? kNoFrame : kRefused,
+                                 made.error().message);
+        output.Result({{"file", file.string()}}, "made " + Printable(file.string()));
+        return kDone;
+    }
     const vframe::NewFrame frame = Wanted(arguments);
     if (const Result<void> possible = vframe::CheckNewFrame(frame); !possible)
         return output.Failed(kWrongUsage, possible.error().message);
-    const Path& file = arguments.files.front();
     if (const Result<void> made = vframe::CreateFrame(file, frame); !made)
         return output.Failed(kRefused, made.error().message);
     output.Result({{"file", file.string()}}, "made " + Printable(file.string()));

@@ -6,14 +6,23 @@
 #include "base/diagnostics.h"
 #include "base/standard_descriptors.h"
 #include "cli/commands.h"
+#include "cli/file_roles.h"
 
 namespace lumato::cli {
 namespace {
 
 int Run(const Arguments& arguments, const Output& output) {
+    if (const auto harmless = CheckOutputs(arguments); !harmless)
+        return output.Failed(harmless.error());
     switch (arguments.command) {
         case Command::None:
             return arguments.exitStatus;
+        case Command::Frames:
+            return RunFrames(arguments, output);
+        case Command::Dump:
+            return RunDump(arguments, output);
+        case Command::Verify:
+            return RunVerify(arguments, output);
         case Command::Info:
             return RunInfo(arguments, output);
         case Command::List:

@@ -1,10 +1,10 @@
 #include "cli/session.h"
 
-#include <chrono>
-
-#include <poll.h>
-
 #include "base/printable.h"
+#include "cli/bus_filter.h"
+#include "cli/dry_run.h"
+#include "cli/file_roles.h"
+#include "cli/wait_for_usb.h"
 #include "flash/process_flash.h"
 #include "platform/linux/folders.h"
 #include "platform/services.h"
@@ -17,8 +17,6 @@ namespace {
 
 constexpr const char* kNoneOnUsb =
     "no frame found: there is none on the USB bus; --frame FILE names a virtual one";
-constexpr std::chrono::seconds kSettlingTime{6};
-constexpr int kGlanceMilliseconds = 50;
 
 tl::unexpected<Failure> Fail(ExitStatus status, std::string message) {
     return tl::unexpected<Failure>(Failure{status, std::move(message)});
@@ -28,20 +26,24 @@ tl::unexpected<Failure> Fail(ExitStatus status, std::string message) {
 
 tl::expected<std::unique_ptr<Session>, Failure> Session::Connect(const Arguments& arguments) {
     std::unique_ptr<Session> session(new Session(arguments.quiet));
+    tl::expected<void, Failure> done = CheckInputsOfConnecting(arguments);
     // The frame comes first: a file that is none must not leave a new home folder behind.
-    tl::expected<void, Failure> done = session->FindBus(arguments);
+    if (done)
+        done = session->FindBus(arguments);
     if (done)
         done = session->PrepareHome(arguments);
     if (done)
         done = session->BringOnline();
     if (!done)
         return tl::unexpected<Failure>(done.error());
+    if (arguments.dryRun)
+        BeginDryRun();
     return session;
 }
 
 tl::expected<void, Failure> Session::FindBus(const Arguments& arguments) {
-    const tl::expected<void, Failure> found =
-        arguments.frame ? PlugVirtualFrame(arguments) : SearchUsb(arguments);
+    const bool isVirtual = arguments.frame && !IsDeviceNode(*arguments.frame);
+    const tl::expected<void, Failure> found = isVirtual ? PlugVirtualFrame(arguments) : SearchUsb(arguments);
     if (!found)
         return found;
     platform::Services& services = platform::CurrentServices();
@@ -58,6 +60,8 @@ tl::expected<void, Failure> Session::FindBus(const Arguments& arguments) {
 }
 
 platform::Bus& Session::Bus() {
+    if (m_oneDeviceBus != nullptr)
+        return *m_oneDeviceBus;
     if (m_usbBus != nullptr)
         return *m_usbBus;
     return *m_frameBus;
@@ -81,22 +85,10 @@ tl::expected<void, Failure> Session::SearchUsb(const Arguments& arguments) {
         std::make_unique<platform::UsbBus>(platform::UsbBusOptions{.family = std::string(device::kFamily)});
     if (!m_usbBus->HasCandidates() && !m_usbBus->IsSettling())
         return Fail(kNoFrame, kNoneOnUsb);
+    if (arguments.frame)
+        m_oneDeviceBus = std::make_unique<OneDeviceBus>(*m_usbBus, *arguments.frame);
     platform::CurrentServices().volumes = &m_volumes;
     return {};
-}
-
-// A frame that was plugged in a moment ago takes the system a second or two.
-void Session::WaitForUsb() {
-    const auto end = std::chrono::steady_clock::now() + kSettlingTime;
-    // Twice settled: between two steps of the kernel a device may show nowhere for an instant.
-    for (int settled = 0; settled < 2 && !device::Link().task.Joinable();) {
-        if (std::chrono::steady_clock::now() >= end)
-            return;
-        pollfd wait{.fd = m_usbBus->Descriptor(), .events = POLLIN, .revents = 0};
-        ::poll(&wait, 1, kGlanceMilliseconds);
-        m_usbBus->DeliverEvents();
-        settled = m_usbBus->IsSettling() ? 0 : settled + 1;
-    }
 }
 
 void Session::DeliverEvents() {
@@ -132,7 +124,7 @@ tl::expected<void, Failure> Session::BringOnline() {
     flash::Flash().device = m_link.get();
     m_link->IniUSBDevice();
     if (m_usbBus != nullptr)
-        WaitForUsb();
+        WaitForUsb(*m_usbBus, [] { return device::Link().task.Joinable(); });
     if (!device::Link().task.Joinable() && m_linkNotes.FirstError())
         return Fail(kRefused, m_linkNotes.FirstError()->message);
     if (!device::Link().task.Joinable() && m_usbBus != nullptr)

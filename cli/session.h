@@ -10,6 +10,7 @@
 #include <tl/expected.hpp>
 
 #include "cli/arguments.h"
+#include "cli/bus_filter.h"
 #include "cli/link_notes.h"
 #include "cli/output.h"
 #include "cli/terminal_status.h"
@@ -31,6 +32,7 @@ namespace lumato::cli {
 class Session {
   public:
     // Takes the home folder, finds the frame, and waits until its pictures are read back.
+    // A dry run's list then reaches no disk.
     [[nodiscard]] static tl::expected<std::unique_ptr<Session>, Failure> Connect(const Arguments& arguments);
 
     // Lets go of the frame and of the local files of its pictures.
@@ -55,7 +57,6 @@ class Session {
     tl::expected<void, Failure> SearchUsb(const Arguments& arguments);
     tl::expected<void, Failure> BringOnline();
     [[nodiscard]] platform::Bus& Bus();
-    void WaitForUsb();
     void DeliverEvents();
 
     TerminalStatus m_status;
@@ -64,6 +65,7 @@ class Session {
     std::optional<platform::FolderLock> m_homeLock;
     std::unique_ptr<vframe::VirtualBus> m_frameBus;
     std::unique_ptr<platform::UsbBus> m_usbBus;
+    std::unique_ptr<OneDeviceBus> m_oneDeviceBus;  // of the node that was asked for
     platform::MountedVolumes m_volumes;
     std::unique_ptr<vframe::TracedBus> m_tracedBus;
     LinkNotes m_linkNotes;

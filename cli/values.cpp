@@ -56,6 +56,24 @@ Parsed<std::vector<float>> ParseReals(std::string_view text, std::size_t count, 
     return values.size() == count ? Parsed<std::vector<float>>(std::move(values)) : std::nullopt;
 }
 
+Parsed<std::vector<int>> ParsePositions(std::string_view text) {
+    std::vector<int> positions;
+    for (std::size_t comma = 0; comma != std::string_view::npos;) {
+        comma = text.find(',');
+        const std::string_view part = text.substr(0, comma);
+        const std::size_t dash = part.find('-');
+        const auto first = ParseWhole(part.substr(0, dash), kPositions);
+        const auto last =
+            dash == std::string_view::npos ? first : ParseWhole(part.substr(dash + 1), kPositions);
+        if (!first || !last || *first > *last)
+            return std::nullopt;
+        for (int position = *first; position <= *last; ++position)
+            positions.push_back(position);
+        text.remove_prefix(comma == std::string_view::npos ? text.size() : comma + 1);
+    }
+    return positions;
+}
+
 Parsed<std::uint64_t> ParseAddress(std::string_view text) {
     return IsHex(text) ? ParseAll<std::uint64_t>(text.substr(2), 16) : ParseAll<std::uint64_t>(text, 10);
 }

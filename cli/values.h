@@ -32,6 +32,9 @@ using Parsed = std::optional<T>;
 // As many reals as `count`, with commas between them.
 [[nodiscard]] Parsed<std::vector<float>> ParseReals(std::string_view text, std::size_t count, double most);
 
+// Positions and ranges with both ends: "2-5,9".
+[[nodiscard]] Parsed<std::vector<int>> ParsePositions(std::string_view text);
+
 // Decimal, or hex behind 0x.
 [[nodiscard]] Parsed<std::uint64_t> ParseAddress(std::string_view text);
 // The same; a decimal number may end in K or M.

@@ -12,13 +12,20 @@ Result<void> Copy(const FileData& record, const Path& target) {
 
 }  // namespace
 
-SaveReport SavePictures(const Path& folder) {
+std::optional<std::string> NumberedName(int position, const FileData&) {
+    return std::to_string(position) + ".bmp";
+}
+
+SaveReport SavePictures(const Path& folder, const SaveName& nameOf) {
     SaveReport report;
     const FileDataHead* list = Store().gmyPictureData.get();
     int number = 0;
     for (const FileData* record = list != nullptr ? list->sentinel->next : nullptr; record != nullptr;
          record = record->next) {
-        Result<void> copied = Copy(*record, folder / (std::to_string(++number) + ".bmp"));
+        const std::optional<std::string> name = nameOf(++number, *record);
+        if (!name)
+            continue;
+        Result<void> copied = Copy(*record, folder / *name);
         if (copied)
             ++report.saved;
         else

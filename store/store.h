@@ -3,6 +3,10 @@
 // Long ones are worker bodies: whoever starts the thread hands the store's state over to it (store_state.h).
 #pragma once
 
+#include <functional>
+#include <optional>
+#include <string>
+
 #include "base/error.h"
 #include "device/comm_usb.h"
 #include "store/store_state.h"
@@ -82,8 +86,12 @@ struct SaveReport {
     std::vector<Error> failed;  // one for each picture that could not be copied
 };
 
-// Copies every listed picture's bitmap to folder/1.bmp, 2.bmp, ..., numbered by position in the list. Files
-// of these names are overwritten.
-SaveReport SavePictures(const Path& folder);
+// The name that the copy of a picture of the list gets; nothing: it is not copied.
+using SaveName = std::function<std::optional<std::string>(int position, const FileData& picture)>;
+// 1.bmp, 2.bmp, ..., numbered by position.
+[[nodiscard]] std::optional<std::string> NumberedName(int position, const FileData& picture);
+
+// Copies the listed pictures' bitmaps into the folder. Files of these names are overwritten.
+SaveReport SavePictures(const Path& folder, const SaveName& nameOf = NumberedName);
 
 }  // namespace lumato::store

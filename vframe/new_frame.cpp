@@ -8,6 +8,7 @@
 #include "base/bytes.h"
 #include "base/printable.h"
 #include "vframe/device_information.h"
+#include "vframe/display.h"
 #include "vframe/flash_image.h"
 
 namespace lumato::vframe {
@@ -76,6 +77,13 @@ void PutFirmwareHeader(InformationBlock& block) {
     PutLe24(bytes.subspan(kAtFirmwarePointer), kFirmwarePointer);
 }
 
+Result<void> WriteNewFile(const Path& path, ByteSpan flash) {
+    std::error_code unknown;
+    if (std::filesystem::exists(std::filesystem::symlink_status(path, unknown)))
+        return Fail(ErrorKind::Unwritable, Printable(path.native()) + ": exists already");
+    return WriteFile(path, flash);
+}
+
 }  // namespace
 
 Result<void> CheckNewFrame(const NewFrame& options) {
@@ -110,10 +118,19 @@ Result<std::vector<std::uint8_t>> MakeFlash(const NewFrame& options) {
 
 Result<void> CreateFrame(const Path& path, const NewFrame& options) {
     LUMATO_TRY(const auto flash, MakeFlash(options));
-    std::error_code unknown;
-    if (std::filesystem::exists(std::filesystem::symlink_status(path, unknown)))
-        return Fail(ErrorKind::Unwritable, Printable(path.native()) + ": exists already");
-    return WriteFile(path, flash);
+    return WriteNewFile(path, flash);
+}
+
+Result<void> CreateFrame(const Path& path, const Path& dump) {
+    LUMATO_TRY(const auto flash, ReadFlashImage(dump));
+    if (const auto frame = Display::PowerOn(flash); !frame)
+        return tl::unexpected(Context(Printable(dump.native()), frame.error()));
+    const std::uint32_t stated = GetLe24(ByteSpan(flash).subspan(kAtFlashSize));
+    if (stated > flash.size())
+        return Fail(ErrorKind::Unsupported, Printable(dump.native()) + ": no whole flash: it speaks of " +
+                                                std::to_string(stated) + " bytes and has " +
+                                                std::to_string(flash.size()));
+    return WriteNewFile(path, flash);
 }
 
 }  // namespace lumato::vframe

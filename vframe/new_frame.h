@@ -36,5 +36,8 @@ struct NewFrame {
 // Writes them to a new file, complete or not at all. Errors: those of the check; Unwritable when the name is
 // taken, as a frame's pictures are never overwritten; those of WriteFile().
 [[nodiscard]] Result<void> CreateFrame(const Path& path, const NewFrame& options);
+// The same with the bytes of a file: the whole flash of some frame. Errors: Unsupported, too, when it is
+// none.
+[[nodiscard]] Result<void> CreateFrame(const Path& path, const Path& dump);
 
 }  // namespace lumato::vframe

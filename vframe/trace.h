@@ -19,7 +19,8 @@ namespace lumato::vframe {
 // The file that the lines go to. Callable from any thread.
 class TraceLog {
   public:
-    // Empties the file, or makes it. Errors: NotFound, Unwritable.
+    // Empties the file, or makes it, and writes in place: what was sent before a crash is there to be read.
+    // Errors: NotFound, Unwritable.
     [[nodiscard]] static Result<std::shared_ptr<TraceLog>> Create(const Path& path);
     ~TraceLog();
     TraceLog(const TraceLog&) = delete;

@@ -4,10 +4,12 @@
 """
 import json
 import os
+import shutil
 import subprocess
 import unittest
 
 import story
+import stream_codec
 from flash_reader import make_image, put_pictures
 from story import Story, streams, wave
 
@@ -52,17 +54,17 @@ class Calls(Story):
         self.write("one.bmp", wave(48, 32, 5))
 
     def content(self):
-        """Every file below the folder, by name."""
+        """What stands below the folder, by name."""
         found = {}
         for folder, _, names in os.walk(self.folder):
-            found.update({os.path.relpath(os.path.join(folder, name), self.folder): self.read(os.path.join(folder, name))
-                          for name in names if name != "before.img"})
+            for name in (os.path.join(folder, name) for name in names if name != "before.img"):
+                found[name] = os.readlink(name) if os.path.islink(name) else self.read(name)
         return found
 
-    def run_bare(self, *arguments, **options):
+    def run_bare(self, *arguments, prefix=(), **options):
         """Without the options that every other call gets."""
         self.commands.append(repr(arguments))
-        return subprocess.run([story.PROGRAM, *arguments], env=self.environment(), cwd=self.folder, timeout=60,
+        return subprocess.run([*prefix, story.PROGRAM, *arguments], env=self.environment(), cwd=self.folder, timeout=60,
                               **{"capture_output": True, **options})
 
     def test_wrong_usage(self):
@@ -84,6 +86,77 @@ class Calls(Story):
         for name in ("[one.bmp]", "{}", "[]", "%%", "a,b"):
             self.write(name, wave(48, 32, 6))
             self.assertEqual([added["file"] for added in self.good("add", name)["added"]], [name])
+
+    def every_command(self):
+        """All that can be called, with what each needs; their outputs are called new."""
+        self.write("stream", stream_codec.encode(wave(48, 32), 48, 32, 90, 4))
+        return [("info",), ("list",), ("add", "one.bmp"), ("delete", "1"), ("save", "new"), ("text", "KEY", "default"),
+                ("compose", "one.bmp", "new", "--lcd", "48x32"), ("encode", "one.bmp", "new", "--size", "48x32"),
+                ("decode", "stream", "new"), ("frame", "render", "frame.img", "1", "new"),
+                ("frame", "new", "new", "--lcd", "48x32", "--flash", "256K"), ("dance",)]
+
+    def test_closed_descriptors(self):
+        """What is said to nobody goes nowhere: not into the frame, whose file would be given the free number."""
+        for call in (*self.every_command(), ("--json", "info"), ("--quiet", "list"), ("--trace", "trace", "list")):
+            for closed in ((0,), (1,), (2,), (0, 1, 2)):
+                with self.subTest(call=call, closed=closed):
+                    for name in ("new", "home"):
+                        shutil.rmtree(self.path(name)) if os.path.isdir(self.path(name)) else None
+                    if os.path.exists(self.path("new")):
+                        os.remove(self.path("new"))
+                    self.put_frame(put_pictures(make_image(), streams(2)))
+                    firmware = self.image()[:0x10000]
+                    shell = "exec \"$@\" " + " ".join("%d%s&-" % (number, "<>"[number > 0]) for number in closed)
+                    done = self.run_bare("--home=home", "--frame=frame.img", *call, prefix=["sh", "-c", shell, "sh"])
+                    self.assert_same_bytes(self.image()[:0x10000], firmware, "firmware")
+                    self.assertEqual(done.returncode, 2 if call == ("dance",) else int(1 in closed), done.stderr)
+                    for name in ("new", "trace"):
+                        if os.path.isfile(self.path(name)):
+                            self.assertNotIn(b"evice", self.read(name))
+
+    def test_outputs_that_are_inputs(self):
+        os.makedirs(self.path("home/state/recovery/frame"))
+        os.mkdir(self.path("home/data"))
+        self.write("home/Language.ini", b"")
+        for name in ("home/state/recovery/frame/journal", "stream"):
+            self.write(name, stream_codec.encode(wave(48, 32), 48, 32, 90, 4))
+        os.link(self.path("home/state/recovery/frame/journal"), self.path("linked journal"))
+        for name, target in (("link.img", "frame.img"), ("link.bmp", "one.bmp"), ("to new", "new"), ("below", ".")):
+            os.symlink(target, self.path(name))
+        os.link(self.frame, self.path("hard.img"))
+        os.mkdir(self.path("saved"))
+        os.link(self.frame, self.path("saved/2.bmp"))
+        self.write("home/data/mine.bmp", wave(48, 32, 8))
+        os.symlink("../../one.bmp", self.path("home/data/link.bmp"))
+        frame = ("--frame", "frame.img")
+        size, lcd = ("--size", "48x32"), ("--lcd", "48x32")
+        calls = [
+            *((*frame, "--trace", name, "list") for name in (
+                "frame.img", "./frame.img", self.frame, "link.img", "hard.img", "below/frame.img", "saved/../frame.img",
+                "home/Language.ini", "home/state/recovery/new", "home/state/recovery/frame/journal", "linked journal")),
+            *(("frame", "render", "frame.img", "1", name) for name in ("frame.img", "link.img", "hard.img")),
+            ("compose", "one.bmp", "one.bmp", *lcd), ("compose", "link.bmp", "one.bmp", *lcd),
+            ("encode", "one.bmp", "link.bmp", *size), ("decode", "stream", "./stream"),
+            ("decode", "stream", "home/state/recovery/new"), ("decode", "home/state/recovery/frame/journal", "linked journal"),
+            ("encode", "one.bmp", "frame.img", *size, *frame),
+            (*frame, "--trace", "one.bmp", "add", "one.bmp"), (*frame, "--trace", "link.bmp", "add", "below/one.bmp"),
+            ("--trace", "new", "frame", "render", "frame.img", "1", "to new"),
+            ("--trace", "below/new", "decode", "stream", "new"),
+            (*frame, "save", "saved"), (*frame, "save", "home/state/recovery"),
+            *((*frame, "add", name) for name in ("home/data/mine.bmp", "below/home/data/mine.bmp", "home/data/link.bmp")),
+            (*frame, "add", "one.bmp", "home/data/mine.bmp"), ("--frame", "home/data/mine.bmp", "info")]
+        before = self.content()
+        for call in calls:
+            with self.subTest(call=call):
+                done = self.run_bare("--home=home", *call)
+                self.assertEqual(done.returncode, 2, done.stderr)
+                self.assertEqual(self.content(), before)
+        for call in ((*frame, "--trace", "/dev/null", "add", "one.bmp"), ("decode", "stream", "home/data/other.bmp"),
+                     (*frame, "--trace", "trace", "save", "."), ("compose", "home/Language.bmp", "to new", *lcd)):
+            self.write("home/Language.bmp", wave(48, 32, 8))
+            done = self.run_bare("--home=home", *call)
+            self.assertEqual(done.returncode, 0, done.stderr)
+        self.assertTrue(os.path.islink(self.path("to new")))
 
 
 if __name__ == "__main__":

@@ -123,8 +123,8 @@ class Story(unittest.TestCase):
         where = ["--home", self.home] + (["--frame", self.frame, "--trace", self.trace_file] if frame else [])
         return [PROGRAM, *where, "--json", *map(str, arguments)]
 
-    def run_program(self, *arguments, frame=True, settings=None, statuses=(0, 1, 2, 3)):
-        """`settings`: environment variables besides the usual ones."""
+    def run_program(self, *arguments, frame=True, settings=None, statuses=(0, 1, 2, 3, 4), given=b""):
+        """`settings`: environment variables besides the usual ones; `given`: standard input."""
         command, settings = self.command(*arguments, frame=frame), settings or {}
         self.commands.append(shlex.join(["%s=%s" % pair for pair in settings.items()] + command))
         if frame and os.path.isfile(self.frame):
@@ -132,7 +132,7 @@ class Story(unittest.TestCase):
         if os.path.exists(self.trace_file):
             os.remove(self.trace_file)
         done = subprocess.run(command, env=dict(self.environment(), **settings), capture_output=True, timeout=120,
-                              cwd=self.folder)
+                              cwd=self.folder, input=given)
         outcome = Outcome(done.returncode, done.stdout.decode(), done.stderr.decode())
         self.assertIn(outcome.status, statuses, outcome.err)
         return outcome

@@ -186,6 +186,15 @@ class Story:
         check("a second frame" in err, "nothing said of the second frame: " + err)
         vendor = [[c for c in frame.commands() if c[0].startswith(VENDOR_OPCODES)] for frame in (self.frame, self.second)]
         same(vendor[1], [], "vendor commands to the second frame")
+        status, out, err = self.there("frames")
+        found = {frame["node"]: frame for frame in json.loads(out)["frames"]}
+        same((status, len(found)), (0, 2), "frames: " + out + err)
+        for node, frame in found.items():
+            answer = json.loads(self.there("--frame", node, "info")[1])
+            same({key: frame[key] for key in ("lcd_width", "flash_size", "pictures")},
+                 {key: answer[key] for key in ("lcd_width", "flash_size", "pictures")}, node)
+        same([c for c in self.second.commands() if c[0].startswith("CB")], [], "writes to the second frame")
+        check(self.there("--frame", "/dev/sg99", "info")[0] == 3, "a frame at a node that is not there")
         self.second.order("unplug")
         self.settle(2)
 

@@ -1,0 +1,41 @@
+// What the help of the program and of its commands ends with.
+#pragma once
+
+namespace lumato::cli {
+
+inline constexpr const char* kGeneralFooter =
+    "Exit status: 0 all done; 1 the frame or a file refused something; 2 wrong usage;\n"
+    "3 no frame found, or FILE is no usable flash image; 4 what was asked for is kept and\n"
+    "waits, but is not on the frame (`lumatoctl download` writes it).\n\n"
+    "A first try, without any hardware:\n"
+    "  lumatoctl frame new my.frame --lcd 480x234 --flash 4M\n"
+    "  lumatoctl --frame my.frame add ~/Pictures/*.jpg\n"
+    "  lumatoctl frame render my.frame 1 shown.png";
+
+inline constexpr const char* kFramesExamples =
+    "  lumatoctl frames\n"
+    "  lumatoctl --frame /dev/sg2 list";
+inline constexpr const char* kAddExamples =
+    "  lumatoctl add ~/Pictures/*.jpg\n"
+    "  convert tower.tif -crop 50% png:- | lumatoctl add -\n"
+    "  find ~/Pictures -name '*.jpg' -print0 | lumatoctl add --dry-run @-";
+inline constexpr const char* kDownloadExamples =
+    "  lumatoctl download --dry-run\n"
+    "  lumatoctl download";
+inline constexpr const char* kDeleteExamples =
+    "  lumatoctl delete 2-5,9\n"
+    "  lumatoctl delete --all --yes";
+inline constexpr const char* kSaveExamples =
+    "  lumatoctl save ~/from-frame\n"
+    "  lumatoctl save ~/from-frame 3 7-9";
+inline constexpr const char* kDumpExamples =
+    "  lumatoctl dump my.flash\n"
+    "  lumatoctl frame new my.frame --from my.flash\n"
+    "No command writes a dump back, on purpose: it holds the firmware of one unit in one version,\n"
+    "and a frame that gets another one's cannot be brought back from outside.";
+inline constexpr const char* kVerifyExamples = "  lumatoctl verify my.flash";
+inline constexpr const char* kNewFrameExamples =
+    "  lumatoctl frame new my.frame --lcd 480x234 --flash 4M\n"
+    "  lumatoctl frame new my.frame --from my.flash";
+
+}  // namespace lumato::cli

@@ -1,0 +1,211 @@
+"""What a person at a shell, or a script, asks of lumatoctl besides the plain operations.
+
+    python3 shell_story_test.py LUMATOCTL [unittest arguments]
+"""
+import os
+import pty
+import subprocess
+import unittest
+
+import flash_model
+import flash_reader
+import story
+import stream_codec
+from flash_reader import make_image, put_pictures
+from story import Story, noise, streams, wave
+
+LCD = (160, 120)
+
+
+class Shell(Story):
+    def setUp(self):
+        super().setUp()
+        self.stored = streams(2, LCD)
+        self.put_frame(put_pictures(make_image(LCD, 0x80000, limit=12), self.stored))
+        self.wanted = self.sources(*(noise(*LCD, n) for n in (3, 4)), wave(*LCD, 5))
+
+    def kept(self):
+        """What this computer keeps for the frame."""
+        return {os.path.join(at, name): self.read(os.path.join(at, name))
+                for at, _, names in os.walk(self.home + "/state") for name in names}
+
+    def on_frame(self):
+        return flash_reader.streams_of(self.image())
+
+    def cut(self, *arguments, at=2, status=4):
+        """Unplugged at the `at`-th erase of the download; the answer."""
+        image, plain = self.image(), self.path("plain.img")
+        self.write("plain.img", image)
+        trace = self.path("plain.txt")
+        subprocess.run([story.PROGRAM, "--home", self.path("other"), "--frame", plain, "--trace", trace, *arguments],
+                       env=self.environment(), capture_output=True, check=False)
+        erases = [n for n, line in enumerate(self.read("plain.txt").decode().splitlines(), 1) if line[20:22] == "D8"]
+        outcome = self.run_program("--fault", "%d:unplug" % erases[at - 1], *arguments)
+        self.assertEqual(outcome.status, status, outcome.err)
+        return outcome
+
+    # ------------------------------------------------------------------------------------ what waits
+
+    def test_a_download_that_broke_off(self):
+        """Nothing of it is called refused; again, or `download`, puts each picture on the frame once."""
+        bad, image = self.path("missing.jpg"), self.image()
+        for at, files, again in ((1, self.wanted, "add"), (2, self.wanted, "download"), (3, self.wanted * 2, "add"),
+                                 (2, [bad, *self.wanted], "add"), (2, self.wanted[:1], "other")):
+            with self.subTest(at=at, files=len(files), again=again):
+                self.put_frame(image)
+                good = [file for file in files if file != bad]
+                answer = self.cut("add", *files, at=at, status=1 if bad in files else 4).json
+                self.assertEqual([w["file"] for w in answer["waiting"]], good)
+                self.assertEqual([r["file"] for r in answer["refused"]], [bad] * (bad in files))
+                self.assertEqual(answer["added"], [])
+                self.assertIn("`lumatoctl download` writes", self.run_program("list").err)
+                before, kept = self.image(), self.kept()
+                self.assertGreaterEqual(self.good("download", "--dry-run")["written"], len(good))
+                self.assertEqual((self.image(), self.kept()), (before, kept))
+                if again == "download":
+                    self.assertGreaterEqual(self.good("download")["written"], len(good))
+                else:
+                    added = self.good("add", *(good if again == "add" else self.wanted[1:]))["added"]
+                    self.assertEqual([a.get("waited", False) for a in added], [again == "add"] * len(added))
+                self.assertEqual(self.good("download")["written"], 0)
+                self.assertEqual(self.kept(), {})
+                have = self.on_frame()
+                self.assertEqual(have[:2], self.stored)
+                self.assertEqual(len(set(have)), 2 + (3 if again == "other" else len(set(good))))
+                self.assertEqual(len(have), 2 + (len(good) if again != "other" else 3))
+                self.good("add", self.wanted[0])  # what is stored may come once more
+                self.assertEqual(len(self.on_frame()), len(have) + 1)
+
+    def test_what_cannot_be_kept_is_refused(self):
+        os.makedirs(self.home + "/state")
+        self.write("home/state/recovery", b"a file in the folder's place")
+        answer = self.run_program("--fault", "30:unplug", "add", self.wanted[0])
+        self.assertEqual((answer.status, answer.json["waiting"]), (1, []))
+        self.assertEqual([r["file"] for r in answer.json["refused"]], self.wanted[:1])
+
+    def test_dry_runs(self):
+        """They say what the frame is then really sent, and touch nothing."""
+        image = self.image()
+        for call in (("add", *self.wanted), ("add", self.wanted[0]), ("delete", "1"), ("delete", "--all"), ("download",)):
+            with self.subTest(call=call):
+                self.put_frame(image)
+                said, kept = self.good(*call, "--dry-run"), self.kept()
+                self.assertEqual((self.image(), kept), (image, {}))
+                answer = self.good(*call)
+                sent = self.read("trace.txt").decode().splitlines()[len(flash_model.Frame(image).connect().trace):]
+                programs = [int(line.split()[2]) for line in sent if line[:2] == "CB" and " out " in line]
+                seconds = sum(0.5 * (line[20:22] == "D8") + int(line.split()[2]) / 800000 for line in sent)
+                self.assertEqual((said.pop("blocks"), said.pop("bytes")), (len(programs), sum(programs)))
+                self.assertAlmostEqual(said.pop("seconds"), seconds + sum(programs) / 256 * 0.0007, delta=seconds / 100)
+                self.assertEqual(said, answer)
+
+    # ------------------------------------------------------------------------------------ positions and questions
+
+    def test_positions(self):
+        five = put_pictures(make_image(LCD, 0x80000), streams(5, LCD))
+        for words, positions in ((["2-3,5"], (2, 3, 5)), (["1", "4-4,1"], (1, 4)), (["1-5"], (1, 2, 3, 4, 5))):
+            with self.subTest(words=words):
+                self.put_frame(five)
+                self.assertEqual(self.good("save", self.path("out"), *words)["saved"], len(positions))
+                self.assertEqual(sorted(os.listdir(self.path("out"))), ["%d.bmp" % n for n in positions])
+                for n in positions:
+                    self.assert_same_bytes(self.read("out/%d.bmp" % n), stream_codec.decode(streams(5, LCD)[n - 1]))
+                    os.remove(self.path("out/%d.bmp" % n))
+                self.good("delete", *words)
+                self.assertEqual(self.on_frame(), [s for n, s in enumerate(streams(5, LCD), 1) if n not in positions])
+        self.put_frame(five)
+        self.good("save", self.path("out"), "--original-names", "2")
+        self.assertEqual(os.listdir(self.path("out")), [self.good("list")["pictures"][1]["name"]])
+        for words in ("3-2", "1,", ",1", "1--2", "1-", "0-2", "1-65536", "1;2"):
+            for command in (("delete",), ("save", self.path("out"))):
+                self.refused(2, *command, words)
+        for command in (("delete",), ("save", self.path("out"))):
+            self.refused(1, *command, "4-6")
+
+    def test_deleting_all_is_asked_about_on_a_terminal(self):
+        image = self.image()
+        for answer, words, left in ((b"n\n", (), 2), (b"\n", (), 2), (b"y\n", (), 0), (b"", ("--yes",), 0)):
+            with self.subTest(answer=answer, words=words):
+                self.put_frame(image)
+                ours, theirs = pty.openpty()
+                os.write(ours, answer)
+                command = [story.PROGRAM, "--home", self.home, "--frame", self.frame, "delete", "--all", *words]
+                done = subprocess.run(command, env=self.environment(), stdin=theirs, stderr=theirs, timeout=60,
+                                      stdout=subprocess.PIPE)
+                self.assertEqual(done.returncode, 1 if left else 0)
+                self.assertIn(b"[y/N]" if answer else b"Finished", os.read(ours, 65536))
+                os.close(ours), os.close(theirs)
+                self.assertEqual(len(self.on_frame()), left)
+
+    # ------------------------------------------------------------------------------------ sources
+
+    def test_sources(self):
+        names = [name.encode() for name in self.wanted]
+        odd = self.path("a\nb.bmp")
+        os.link(self.wanted[0], odd)
+        os.link(self.wanted[1], self.path("@odd"))
+        self.write("list", b"\n".join(names) + b"\n\n")
+        self.write("nuls", b"\0".join([odd.encode(), names[1]]))
+        for words, given, files in ((["-"], self.read(self.wanted[2]), ["standard input"]),
+                                    (["@list", self.wanted[0]], b"", [*self.wanted, self.wanted[0]]),
+                                    (["@nuls"], b"", [odd, self.wanted[1]]), (["./@odd"], b"", ["./@odd"]),
+                                    (["@-", "@list"], b"./@odd", ["./@odd", *self.wanted]),
+                                    (["-"], b"no picture", []), (["-"], b"", []), (["@-"], b"\n", None),
+                                    (["@missing"], b"", None), (["-", "@-"], b"", None)):
+            with self.subTest(words=words, given=given[:9]):
+                self.put_frame(make_image(LCD, 0x80000))
+                outcome = self.run_program("add", *words, given=given)
+                self.assertEqual(outcome.status, 0 if files else 2 if len(words) == 2 else 1, outcome.err)
+                if files is not None:
+                    self.assertEqual([added["file"] for added in outcome.json["added"]], files)
+                    self.assertEqual(len(self.on_frame()), len(files))
+                    self.assertEqual([r["file"] for r in outcome.json["refused"]], ["standard input"] * (not files))
+
+    # ------------------------------------------------------------------------------------ the whole flash, all frames
+
+    def test_dumps(self):
+        image, dump = self.image(), self.path("dump")
+        self.assertEqual(self.good("dump", dump)["bytes"], len(image))
+        self.assertTrue(all(line[:2] in ("12", "CD") for line in self.read("trace.txt").decode().splitlines()))
+        self.assert_same_bytes(self.read("dump"), image)
+        for data, at in ((image, None), (image[:-1], len(image) - 1), (image + b"x", len(image)), (b"", 0),
+                         (image[:0x12345] + b"?" + image[0x12346:], 0x12345)):
+            outcome = self.run_program("verify", self.write("other", data))
+            self.assertEqual((outcome.status, outcome.json), (0 if at is None else 1, {"equal": at is None, "differs_at": at}))
+        self.good("frame", "new", self.path("made"), "--from", dump, frame=False)
+        self.assert_same_bytes(self.read("made"), image)
+        self.good("--fault", "8:flip", "dump", dump)
+        self.assert_same_bytes(self.read("dump"), image)
+        os.symlink(self.frame, self.path("link"))
+        for target in (self.frame, self.path("link"), self.home + "/state/recovery/x"):
+            self.refused(2, "dump", target)
+        for fault, target in (("9:unplug", self.path("new")), ("3:unplug", self.path("new")), ("999:flip", self.path("no/new"))):
+            self.refused(1, "--fault", fault, "dump", target)
+            self.assertFalse(os.path.exists(target))
+        self.refused(1, "frame", "new", self.path("made"), "--from", dump, frame=False)  # a frame is never replaced
+        for data in (b"", image[:0x60000], bytes(0x40000), b"\xFF" * 0x40000, b"words" * 60000):
+            self.refused(3, "frame", "new", self.path("new"), "--from", self.write("other", data), frame=False)
+            self.assertFalse(os.path.exists(self.path("new")))
+        self.refused(2, "frame", "new", self.path("new"), "--from", dump, "--lcd", "8x8", frame=False)
+
+    def test_frames(self):
+        image = self.image()
+        facts = {"node": self.frame, "lcd_width": 160, "lcd_height": 120, "flash_size": 0x80000, "pictures": 2, "due": False}
+        self.assertEqual(self.good("frames")["frames"][-1].items() & facts.items(), facts.items())
+        self.assertTrue(all(line[:2] in ("12", "CD") for line in self.read("trace.txt").decode().splitlines()))
+        self.assertEqual((self.image(), os.listdir(self.home)), (image, []))
+        self.cut("add", self.wanted[0])
+        self.assertTrue(self.good("frames")["frames"][-1]["due"])
+        self.put_frame(image)
+        holder = self.begin("frame", "serve", self.frame, "--socket", self.path("socket"))
+        while not os.path.exists(self.path("socket")):
+            self.assertIsNone(holder.poll())
+        self.assertIn("in use", self.good("frames")["frames"][-1]["reason"])
+        holder.kill()
+        holder.wait()
+        self.refused(3, "--frame", "/dev/sg9999", "info", frame=False)
+
+
+if __name__ == "__main__":
+    story.take_files(__doc__)
+    unittest.main()
