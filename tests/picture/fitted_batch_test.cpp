@@ -47,10 +47,6 @@ class FittedBatchTest : public testing::Test {
         Put(m_folder / name, MakeJpeg(raw, options));
         return m_folder / name;
     }
-    Path ByVips(const std::string& name, const Raw& raw) {
-        MakeWithVips(raw, m_folder / name);
-        return m_folder / name;
-    }
     Path Sheet(const std::string& name) {
         EXPECT_TRUE(SaveBmpFile(Noise(300, 211, 7).pixels, 300, 211, m_folder / name));
         return m_folder / name;
@@ -88,8 +84,8 @@ class FittedBatchTest : public testing::Test {
 
 TEST_F(FittedBatchTest, EveryPictureIsComposedAsItsSelectionShowsIt) {
     std::vector<Path> files = Photographs();
-    files.push_back(ByVips("flat.png", Noise(533, 401, 6)));
-    files.push_back(ByVips("speck.png", Quarters(2, 2)));
+    files.push_back(SampleFile("noise.png"));
+    files.push_back(Jpeg("speck.jpg", Quarters(2, 2)));
     for (const Path& file : files)
         for (const auto& [width, height] : {std::pair{480, 234}, {128, 128}, {37, 301}, {1, 1}}) {
             SCOPED_TRACE(testing::Message() << file << " for " << width << " x " << height);

@@ -221,5 +221,26 @@ TEST_F(BmpImport, WhatCannotBeIsRefused) {
     EXPECT_EQ(At(m_info, 0, 0), kBlack);
 }
 
+TEST_F(BmpImport, OnlyABitmapOfTheSizeAskedForIsEncoded) {
+    const Path sound = m_folder.Put("sound", MakeBmp({.width = 16, .height = 16, .data = Bytes(768)}));
+    const struct {
+        Path source;
+        int width, height;
+        ErrorKind kind;
+    } rows[] = {
+        {m_folder / "none", 16, 16, ErrorKind::NotFound},
+        {m_folder.Get(), 16, 16, ErrorKind::Unreadable},
+        {m_folder.Put("short", Bytes(53, 'B')), 16, 16, ErrorKind::Unsupported},
+        {m_folder.Put("other", Bytes(200, 'M')), 16, 16, ErrorKind::Unsupported},
+        {sound, 16, 17, ErrorKind::Refused},
+        {sound, 15, 16, ErrorKind::Refused},
+        {sound, 16, -16, ErrorKind::Refused},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(LoadPicFromDir(row.source, row.width, row.height).error().kind, row.kind) << row.source;
+    EXPECT_EQ(SaveBmpFile(Bytes(3), 1, 1, m_folder.Get()).error().kind, ErrorKind::Unwritable);
+    EXPECT_EQ(SaveBmpFile({}, 0, 1, m_folder / "b.bmp").error().kind, ErrorKind::TooLarge);
+}
+
 }  // namespace
 }  // namespace lumato::picture

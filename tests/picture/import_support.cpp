@@ -1,54 +1,12 @@
 #include "tests/picture/import_support.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <random>
 
-#include <lcms2.h>
 #include <vips/vips.h>
 
-// The HEVC encoder behind the HEIC samples never gives back some of its thread data.
-extern "C" const char* __lsan_default_suppressions();
-extern "C" const char* __lsan_default_suppressions() {
-    return "leak:libx265";
-}
-
 namespace lumato::picture {
-namespace {
-
-Bytes Saved(cmsHPROFILE profile) {
-    cmsUInt32Number size = 0;
-    cmsSaveProfileToMem(profile, nullptr, &size);
-    Bytes bytes(size);
-    cmsSaveProfileToMem(profile, bytes.data(), &size);
-    cmsCloseProfile(profile);
-    return bytes;
-}
-
-void StartVips() {
-    static const bool started = VIPS_INIT("test") == 0;
-    ASSERT_TRUE(started);
-}
-
-VipsImage* NewVipsImage(const Raw& raw) {
-    StartVips();
-    VipsImage* const memory = vips_image_new_from_memory_copy(raw.pixels.data(), raw.pixels.size(), raw.width,
-                                                              raw.height, raw.bands, VIPS_FORMAT_UCHAR);
-    VipsImage* image = nullptr;
-    const VipsInterpretation space = raw.bands < 3 ? VIPS_INTERPRETATION_B_W : VIPS_INTERPRETATION_sRGB;
-    vips_copy(memory, &image, "interpretation", space, nullptr);
-    g_object_unref(memory);
-    return image;
-}
-
-void Save(VipsImage* image, const Path& file, const std::string& saver) {
-    // The reader under test lives in the same process, where it blocks what it does not need.
-    vips_operation_block_set("VipsForeignSaveJxl", FALSE);
-    ASSERT_EQ(vips_image_write_to_file(image, (file.string() + saver).c_str(), nullptr), 0)
-        << vips_error_buffer();
-    g_object_unref(image);
-}
-
-}  // namespace
 
 Raw Quarters(int width, int height) {
     Raw raw{width, height, 3, {}};
@@ -76,51 +34,20 @@ Raw Noise(int width, int height, unsigned seed, int bands) {
     return raw;
 }
 
-void MakeWithVips(const Raw& raw, const Path& file, const VipsOptions& options) {
-    VipsImage* const image = NewVipsImage(raw);
-    if (options.orientation > 0)
-        vips_image_set_int(image, VIPS_META_ORIENTATION, options.orientation);
-    if (!options.profile.empty())
-        vips_image_set_blob_copy(image, VIPS_META_ICC_NAME, options.profile.data(), options.profile.size());
-    Save(image, file, options.saver);
+Bytes Sample(const std::string& name) {
+    return ReadFile(SampleFile(name)).value();
 }
 
-void MakeDeepPng(const Raw& raw, const Path& file) {
-    VipsImage* const image = NewVipsImage(raw);
-    VipsImage* scaled = nullptr;
-    VipsImage* deep = nullptr;
-    vips_linear1(image, &scaled, 257, 0, nullptr);
-    vips_cast(scaled, &deep, VIPS_FORMAT_USHORT, nullptr);
-    VipsImage* named = nullptr;
-    vips_copy(deep, &named, "interpretation", VIPS_INTERPRETATION_RGB16, nullptr);
-    for (VipsImage* const step : {image, scaled, deep})
-        g_object_unref(step);
-    Save(named, file, "");
-}
-
-Bytes SwappedProfile(std::size_t size) {
-    const cmsCIExyY white = {0.3127, 0.3290, 1.0};
-    const cmsCIExyYTRIPLE primaries = {{0.15, 0.06, 1.0}, {0.30, 0.60, 1.0}, {0.64, 0.33, 1.0}};
-    cmsToneCurve* const curve = cmsBuildGamma(nullptr, 2.2);
-    cmsToneCurve* const curves[] = {curve, curve, curve};
-    cmsHPROFILE profile = cmsCreateRGBProfile(&white, &primaries, curves);
-    cmsFreeToneCurve(curve);
-    if (size > 0) {
-        const Bytes filler(size, 7);
-        cmsWriteRawTag(profile, static_cast<cmsTagSignature>(0x66696C6C), filler.data(),
-                       static_cast<cmsUInt32Number>(size));
-    }
-    return Saved(profile);
-}
-
-Bytes SrgbProfile() {
-    return Saved(cmsCreate_sRGBProfile());
+Bytes WithOrientation(Bytes file, int orientation) {
+    constexpr std::uint8_t kEntry[] = {0x12, 1, 3, 0, 1, 0, 0, 0};
+    *(std::search(file.begin(), file.end(), std::begin(kEntry), std::end(kEntry)) + sizeof kEntry) =
+        static_cast<std::uint8_t>(orientation);
+    return file;
 }
 
 Bytes CmykProfile() {
-    StartVips();
     VipsBlob* blob = nullptr;
-    if (vips_profile_load("cmyk", &blob, nullptr) != 0)
+    if (VIPS_INIT("test") != 0 || vips_profile_load("cmyk", &blob, nullptr) != 0)
         return {};
     std::size_t size = 0;
     const auto* const data = static_cast<const std::uint8_t*>(vips_blob_get(blob, &size));

@@ -1,4 +1,4 @@
-// Picture files for the import tests, made on the spot so that every pixel is known.
+// Picture files for the import tests: every pixel of them is known.
 #pragma once
 
 #include <array>
@@ -27,19 +27,13 @@ Raw Quarters(int width, int height);
 Raw Plain(int width, int height, const std::vector<int>& pixel);
 Raw Noise(int width, int height, unsigned seed, int bands = 3);
 
-struct VipsOptions {
-    int orientation = 0;
-    Bytes profile = {};
-    std::string saver = {};  // options of the saver, as in "[Q=90]"
-};
-// In the format that the file's suffix names.
-void MakeWithVips(const Raw& raw, const Path& file, const VipsOptions& options = {});
-// 16 bits per sample: the 8-bit ones times 257.
-void MakeDeepPng(const Raw& raw, const Path& file);
-
-// A profile whose red is sRGB's blue and the other way round, of at least `size` bytes.
-Bytes SwappedProfile(std::size_t size = 0);
-Bytes SrgbProfile();
+// Files of tests/data/pictures/: see what is written there.
+inline Path SampleFile(const std::string& name) {
+    return Path(LUMATO_SAMPLES) / name;
+}
+Bytes Sample(const std::string& name);
+// A TIFF or WebP file whose orientation is another.
+Bytes WithOrientation(Bytes file, int orientation);
 Bytes CmykProfile();
 
 void Put(const Path& file, ByteSpan bytes);
