@@ -94,12 +94,17 @@ void MainWindow::TakeFrameChange() {
     m_selectedMeanwhile = 0;
     m_addWhenLoaded = false;
     m_frameMenu->Refresh();
-    ShowNoFrameNotice(!device::Link().DeviceStatus);
+    ShowNoFrameNotice(device::Link().Attached() == nullptr);
     if (!MainThreadOwns())
         return;
+    ForgetFrame();
+}
+
+// What the window had of a frame that is no longer there, or of the one before this one.
+void MainWindow::ForgetFrame() {
     ForgetDeletion();
     picture::ReleaseSelection();
-    if (!device::Link().DeviceStatus) {
+    if (device::Link().Attached() == nullptr) {
         m_unsaved = false;
         m_preview->Clear();
         m_panel->ClearInfo();

@@ -11,42 +11,13 @@
 
 namespace lumato::app {
 
-// Stands between a bus and the link to notice when the link starts an online task: from that moment on the
-// store is the task's.
-class FrameLink::WatchedBus : public platform::Bus, private platform::BusListener {
-  public:
-    WatchedBus(FrameLink& owner, platform::Bus& bus) : m_owner(owner), m_bus(bus) {}
-
-    [[nodiscard]] Result<void> Start(platform::BusListener& listener) override {
-        m_listener = &listener;
-        return m_bus.Start(*this);
-    }
-
-  private:
-    void ServiceAppeared(platform::BusService& service) override {
-        const bool wasOnline = device::Link().DeviceStatus;
-        m_owner.m_wentOffline = false;
-        m_listener->ServiceAppeared(service);
-        if (device::Link().DeviceStatus && (!wasOnline || m_owner.m_wentOffline))
-            ++App().onlineTasks;
-    }
-    void ServiceDisappeared(platform::BusService& service) override {
-        m_listener->ServiceDisappeared(service);
-    }
-
-    FrameLink& m_owner;
-    platform::Bus& m_bus;
-    platform::BusListener* m_listener = nullptr;
-};
-
 FrameLink::FrameLink(store::StatusPort& status, const Surroundings& surroundings)
     : m_status(status),
       m_volumes(surroundings.volumes),
-      m_buses(m_virtualBus, surroundings.hardware, [this] { EjectFrame(); }),
-      m_watchedBus(std::make_unique<WatchedBus>(*this, m_buses)) {
+      m_buses(m_virtualBus, surroundings.hardware, [this] { EjectFrame(); }) {
     platform::Services& services = platform::CurrentServices();
     services.clock = &m_clock;
-    services.bus = m_watchedBus.get();
+    services.bus = &m_buses;
     store::StoreState& store = store::Store();
     store.status = &status;
     store.MyJPG = &m_codec;
@@ -61,12 +32,11 @@ FrameLink::~FrameLink() {
 void FrameLink::IniUSBDevice() {
     device::Link().frame = this;
     m_device = std::make_unique<device::CCommUSB>();
-    flash::Flash().device = m_device.get();
     m_device->IniUSBDevice();
 }
 
 Result<void> FrameLink::AttachVirtualFrame(const Path& file, double pace) {
-    if (device::Link().DeviceStatus)
+    if (device::Link().Attached() != nullptr)
         return Fail(ErrorKind::Busy, "a frame is connected already");
     LUMATO_TRY(m_virtualFrame, m_virtualBus.Plug(file, {.faults = {}, .pace = pace}));
     emit FrameChanged();
@@ -87,8 +57,8 @@ std::vector<std::uint8_t> FrameLink::VirtualFlash() const {
 }
 
 bool FrameLink::UsesHardware() const {
-    const device::LinkState& link = device::Link();
-    return link.DeviceStatus && (m_virtualFrame == nullptr || link.frameName != m_virtualFrame->Name());
+    const auto frame = device::Link().Attached();
+    return frame != nullptr && (m_virtualFrame == nullptr || frame->Name() != m_virtualFrame->Name());
 }
 
 bool FrameLink::StartTask(std::function<void()> body) {
@@ -120,8 +90,13 @@ bool FrameLink::TakeBack() {
     return App().onlineTasks == 0 && store::FinishTransfer();
 }
 
-void FrameLink::SetFlashOnline() {
-    StoreFramePort::SetFlashOnline();
+void FrameLink::BeginOnline() {
+    ++App().onlineTasks;
+    StoreFramePort::BeginOnline();
+}
+
+void FrameLink::SetFlashOnline(std::shared_ptr<device::AttachedFrame> frame) {
+    StoreFramePort::SetFlashOnline(std::move(frame));
     m_calls.Post([this] {
         --App().onlineTasks;
         emit OnlineEnded();
@@ -129,7 +104,6 @@ void FrameLink::SetFlashOnline() {
 }
 
 void FrameLink::SetFlashOffline() {
-    m_wentOffline = true;
     StoreFramePort::SetFlashOffline();
     m_calls.Post([this] { emit FrameChanged(); });
 }
@@ -142,7 +116,7 @@ void FrameLink::EjectFrame() {
 
 // A frame beside the one that is in use changes nothing.
 void FrameLink::ShowLinkError(const Error& error) {
-    if (!device::Link().DeviceStatus)
+    if (device::Link().Attached() == nullptr)
         store::ShowNote(store::kDeviceNotOnline);
     m_status.SetNoteDetail(error.message);
 }

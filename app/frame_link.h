@@ -65,10 +65,9 @@ class FrameLink : public QObject, private store::StoreFramePort {
     void OnlineEnded();
 
   private:
-    class WatchedBus;
-
     void EjectFrame();
-    void SetFlashOnline() override;
+    void BeginOnline() override;
+    void SetFlashOnline(std::shared_ptr<device::AttachedFrame> frame) override;
     void SetFlashOffline() override;
     void ShowLinkError(const Error& error) override;
 
@@ -79,11 +78,9 @@ class FrameLink : public QObject, private store::StoreFramePort {
     picture::CRv512Encoder m_codec;
     vframe::VirtualBus m_virtualBus;
     FrameBuses m_buses;
-    std::unique_ptr<WatchedBus> m_watchedBus;
     std::unique_ptr<device::CCommUSB> m_device;
     platform::BusService* m_virtualFrame = nullptr;
     platform::Task m_task;
-    bool m_wentOffline = false;  // since it was last cleared
     bool m_closed = false;
 };
 

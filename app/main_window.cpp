@@ -209,8 +209,7 @@ void MainWindow::InvalidWindow() {
     m_panel->SetControlPanlEnable(whole);
     m_panel->SetDownLoadPrcess(0);
     if (!whole) {
-        ForgetDeletion();
-        picture::ReleaseSelection();
+        ForgetFrame();
     } else {
         m_unsaved = m_unsaved || store::DownloadIsDue();  // what the task did is told only later
         if (m_selectedMeanwhile != 0)

@@ -102,6 +102,7 @@ class MainWindow : public QMainWindow {
     void SelectNextPicture();
     void SelPicInList(int item);
     void TakeFrameChange();
+    void ForgetFrame();
     void TakeOnlineEnd();
     void TakeUpFiles();
     void ShowWhatToDo();

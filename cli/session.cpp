@@ -121,7 +121,6 @@ tl::expected<void, Failure> Session::PrepareHome(const Arguments& arguments) {
 tl::expected<void, Failure> Session::BringOnline() {
     device::Link().frame = &m_linkNotes;
     m_link = std::make_unique<device::CCommUSB>();
-    flash::Flash().device = m_link.get();
     m_link->IniUSBDevice();
     if (m_usbBus != nullptr)
         WaitForUsb(*m_usbBus, [] { return device::Link().task.Joinable(); });

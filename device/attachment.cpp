@@ -1,12 +1,8 @@
-#include <array>
 #include <cstdio>
 #include <string>
-#include <string_view>
 
 #include "base/diagnostics.h"
-#include "device/ascii.h"
 #include "device/comm_usb.h"
-#include "device/open_device.h"
 #include "device/scsi_exchange.h"
 #include "platform/services.h"
 
@@ -15,37 +11,6 @@ namespace {
 
 using platform::BusService;
 using platform::ScsiDevice;
-
-// INQUIRY (SPC-3, 6.4): allocation length 64, though only the standard 36 bytes are taken.
-constexpr std::array<std::uint8_t, 6> kInquiry = {0x12, 0x00, 0x00, 0x00, 0x40, 0x00};
-constexpr std::size_t kInquiryLength = 36;
-constexpr std::size_t kVendorOffset = 8;
-constexpr std::size_t kVendorLength = 8;
-constexpr std::chrono::milliseconds kInquiryTimeout{200};
-
-// The vendor identification up to its first zero byte, in small letters.
-std::string VendorOf(ByteSpan inquiryData) {
-    std::string vendor;
-    for (const std::uint8_t byte : inquiryData.subspan(kVendorOffset, kVendorLength)) {
-        if (byte == 0)
-            break;
-        vendor += LowerAscii(static_cast<char>(byte));
-    }
-    return vendor;
-}
-
-bool GetDeviceInfo(ScsiDevice& device) {
-    if (device.IsGone())
-        return false;
-    std::array<std::uint8_t, kInquiryLength> answer{};
-    platform::ScsiRequest request;
-    request.block = kInquiry;
-    request.direction = platform::Direction::In;
-    request.data = answer;
-    request.timeout = kInquiryTimeout;
-    return Exchange(device, request, "*********** ERROR Executing Task ***********\n") &&
-           VendorOf(answer).find(kFamily) != std::string::npos;
-}
 
 // Opening is two steps in one: reaching the device, then being alone with it. The texts are those of the
 // steps' origin, the system service that they stand for; the number is our error kind.
@@ -63,33 +28,9 @@ Result<std::shared_ptr<ScsiDevice>> TestDevice(BusService& service) {
         return tl::unexpected(opened.error());
     }
     std::shared_ptr<ScsiDevice> device = std::move(*opened);
-    if (device == nullptr || !GetDeviceInfo(*device))
+    if (device == nullptr || !AnswersAsFrame(*device))
         return std::shared_ptr<ScsiDevice>();
     return device;
-}
-
-void KeepDevice(std::shared_ptr<ScsiDevice> device, const BusService& service) {
-    LinkState& link = Link();
-    link.frameName = service.Name();
-    link.frameIndividual = service.Individual();
-    const std::lock_guard lock(link.deviceMutex);
-    link.DevInterface = std::move(device);
-    link.deviceGone = false;
-}
-
-void ReleaseDevice() {
-    LinkState& link = Link();
-    link.frameName.clear();
-    link.frameIndividual.clear();
-    std::shared_ptr<ScsiDevice> last;  // closed outside the lock, if no command of a worker still holds it
-    const std::lock_guard lock(link.deviceMutex);
-    last.swap(link.DevInterface);
-    link.deviceGone = true;
-}
-
-void Detach(CCommUSB& link) {
-    ReleaseDevice();
-    link.SetUSBDeviceStatus(false);
 }
 
 void ShowLinkError(const Error& error) {
@@ -98,10 +39,6 @@ void ShowLinkError(const Error& error) {
 }
 
 }  // namespace
-
-CCommUSB::CCommUSB() {
-    Link().DeviceStatus = false;
-}
 
 void CCommUSB::IniUSBDevice() {
     platform::Bus* bus = platform::CurrentServices().bus;
@@ -126,59 +63,62 @@ void CCommUSB::ServiceAppeared(BusService& service) {
 
     // A frame plugged in again quickly is announced before anybody has noticed that it was away; it may well
     // have its old name back, which no two devices have at the same time.
-    if (Link().DeviceStatus && (Link().deviceGone || service.Name() == Link().frameName))
-        Detach(*this);
-    if (Link().DeviceStatus) {
+    const std::shared_ptr<AttachedFrame> before = Link().Attached();
+    const bool replaced = before != nullptr && (!before->IsThere() || service.Name() == before->Name());
+    if (replaced)
+        SetUSBDeviceStatus(false);
+    if (before != nullptr && !replaced) {
         ShowLinkError({ErrorKind::Refused, service.Name() + ": a second frame; it is left alone while " +
-                                               Link().frameName + " is in use"});
+                                               before->Name() + " is in use"});
         return;
     }
-    KeepDevice(*tested, service);
+    Link().Take(std::make_shared<AttachedFrame>(*tested, service.Name(), service.Individual()));
     SetUSBDeviceStatus(true);
 }
 
 void CCommUSB::ServiceDisappeared(BusService& service) {
-    const bool ours = Link().DeviceStatus && service.Name() == Link().frameName;
+    const std::shared_ptr<AttachedFrame> frame = Link().Attached();
+    const bool ours = frame != nullptr && service.Name() == frame->Name();
     const Result<std::shared_ptr<ScsiDevice>> tested = TestDevice(service);
     const bool stillThere = tested && *tested != nullptr;
     if (ours && !stillThere)
-        Detach(*this);
+        SetUSBDeviceStatus(false);
 }
 
+// What the last frame's task still does, it does on its own: the next one's task waits for it, nobody else.
 void CCommUSB::SetUSBDeviceStatus(bool online) {
     LinkState& link = Link();
+    FramePort* port = link.frame;
     if (!online) {
-        link.DeviceStatus = false;
-        // The online task fails its next command and ends. Only then may the store be emptied under it.
-        link.task.Join();
-        if (link.frame != nullptr)
-            link.frame->SetFlashOffline();
+        link.Take(nullptr);
+        if (port != nullptr)
+            port->SetFlashOffline();
         return;
     }
-    link.task.Join();
-    link.deviceGone = false;
-    link.DeviceStatus = true;
-    if (FramePort* frame = link.frame; frame != nullptr)
-        link.task = platform::Task([frame] { frame->SetFlashOnline(); });
+    if (link.Attached() == nullptr)
+        link.Take(std::make_shared<AttachedFrame>());
+    if (port == nullptr)
+        return;
+    port->BeginOnline();
+    auto last = std::make_shared<platform::Task>(std::move(link.task));
+    link.task = platform::Task([port, last, frame = link.Attached()] {
+        last->Join();
+        port->SetFlashOnline(frame);
+    });
 }
 
 bool CCommUSB::GetUSBDeviceStatus() {
-    return Link().DeviceStatus && !Link().deviceGone;
+    const std::shared_ptr<AttachedFrame> frame = Link().Attached();
+    return frame != nullptr && frame->IsThere();
 }
 
-bool CCommUSB::ConfirmIdentity() {
-    const std::shared_ptr<ScsiDevice> device = OpenDevice();
-    if (device == nullptr || !device->WantsIdentityConfirmed())
-        return device != nullptr;
-    const bool confirmed = GetDeviceInfo(*device);
-    NoteIfGone(device);
-    return confirmed;
+bool CCommUSB::SendCmdToDPF(char* commandBlock, char* data, int length, int direction) {
+    const std::shared_ptr<AttachedFrame> frame = Link().Attached();
+    return frame != nullptr && frame->SendCmdToDPF(commandBlock, data, length, direction);
 }
 
 void CCommUSB::DevClose() {
-    if (!Link().DeviceStatus)
-        return;
-    ReleaseDevice();
+    Link().Take(nullptr);
     Link().task.Join();
 }
 

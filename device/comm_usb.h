@@ -1,17 +1,16 @@
-// The device link: finds the frame, checks its identity, holds it for exclusive use, carries vendor command
-// blocks and their data, and notices its removal.
+// The device link: finds the frame, checks its identity, holds it for exclusive use, and notices its removal.
+// What is sent to it goes through attached_frame.h.
 //
-// Discovery runs on the main thread; SendCmdToDPF on whichever thread owns the frame at that moment.
+// Discovery runs on the main thread, which waits for no task in it.
 #pragma once
 
-#include <atomic>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
 
+#include "device/attached_frame.h"
 #include "platform/bus.h"
-#include "platform/scsi.h"
 #include "platform/task.h"
 #include "platform/volumes.h"
 
@@ -22,12 +21,15 @@ class FramePort {
   public:
     virtual ~FramePort() = default;
 
-    // Brings the store online; called on the device-online task.
-    virtual void SetFlashOnline() = 0;
+    // Called on the main thread before a device-online task is started: it will use the store until its end.
+    virtual void BeginOnline() {}
 
-    // Takes the store offline; called on the main thread when GetUSBDeviceStatus already reads false and the
-    // device-online task has ended. Requires: when it returns, no other task can send anything to this frame
-    // any more, so that what such a task still wanted to write can never reach the next frame.
+    // Brings the store online with this frame, which may be gone again; called on the device-online task,
+    // when that of the last frame has ended.
+    virtual void SetFlashOnline(std::shared_ptr<AttachedFrame> frame) = 0;
+
+    // Takes the store offline; called on the main thread when the frame has been released. A task that still
+    // works with it cannot send it anything any more, and ends by itself.
     virtual void SetFlashOffline() = 0;
 
     // Why a device that may be a frame cannot be used: another program holds it, no permission, no bus.
@@ -39,20 +41,19 @@ class FramePort {
 inline constexpr std::string_view kFamily = "quorvane";
 
 // The link's process-wide state. Every CCommUSB addresses the same single frame.
-struct LinkState {
-    std::atomic<bool> DeviceStatus{false};  // frame online
-    // The open device has vanished or was let go, though the main thread has not yet taken it offline.
-    std::atomic<bool> deviceGone{false};
+class LinkState {
+  public:
+    // The frame that the link holds, until the bus reports that it has gone; null without one. Any thread.
+    [[nodiscard]] std::shared_ptr<AttachedFrame> Attached() const;
+    // Main thread: holds `next` (null: none) from now on, and releases the frame of before.
+    void Take(std::shared_ptr<AttachedFrame> next);
 
-    std::mutex deviceMutex;  // guards DevInterface
-    // The open device. The channel takes its own reference per command, so that a detachment on the main
-    // thread never frees what a worker is using.
-    std::shared_ptr<platform::ScsiDevice> DevInterface;
-
-    std::string frameName;        // of the service that DevInterface was opened from
-    std::string frameIndividual;  // what tells that frame from others of its model; may be empty
-    platform::Task task;    // the last device-online task
+    platform::Task task;  // the last device-online task, which waits for those before it
     FramePort* frame = nullptr;
+
+  private:
+    mutable std::mutex m_mutex;  // guards m_attached
+    std::shared_ptr<AttachedFrame> m_attached;
 };
 
 LinkState& Link();
@@ -64,26 +65,17 @@ void EjectFrameVolumes(platform::Volumes& volumes);
 
 class CCommUSB : private platform::BusListener {
   public:
-    CCommUSB();
-
     // Starts discovery on the platform's bus; frames already present come online before it returns (their
     // online task is then running).
     void IniUSBDevice();
 
-    // Sends one 16-byte vendor command. `direction` 0: no data phase, 1: `data` is sent, 2: `data` is filled,
-    // and bytes the frame does not send read as 0; any other code counts as 0. True only when the frame
-    // completed the command with status GOOD.
+    // AttachedFrame::SendCmdToDPF of the frame that the link holds; false without one.
     bool SendCmdToDPF(char* commandBlock, char* data, int length, int direction);
 
-    // True starts the device-online task; false waits for it and takes the store offline, on the calling
-    // (main) thread.
+    // True starts the device-online task; false releases the frame and takes the store offline. Main thread.
     void SetUSBDeviceStatus(bool online);
     // Reads false from the moment a command has found the device gone, from any thread.
     bool GetUSBDeviceStatus();
-
-    // Asks the open device once more who it is, if it is hardware: false when it is no frame of the family
-    // any more, and nothing may be erased. A virtual frame is asked nothing.
-    bool ConfirmIdentity();
 
     // Unmounts every volume that has "LanguageUnicode.ini" in its root.
     void EjectMyDPF();

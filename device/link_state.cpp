@@ -1,5 +1,4 @@
 #include "device/comm_usb.h"
-#include "device/open_device.h"
 
 namespace lumato::device {
 
@@ -8,34 +7,26 @@ LinkState& Link() {
     return state;
 }
 
+std::shared_ptr<AttachedFrame> LinkState::Attached() const {
+    const std::lock_guard lock(m_mutex);
+    return m_attached;
+}
+
+void LinkState::Take(std::shared_ptr<AttachedFrame> next) {
+    {
+        const std::lock_guard lock(m_mutex);
+        m_attached.swap(next);
+    }
+    if (next != nullptr)
+        next->Release();
+}
+
 void ResetLink() {
     LinkState& link = Link();
-    link.DeviceStatus = false;
-    link.deviceGone = false;
+    link.Take(nullptr);
     link.task.Join();
     link.task = platform::Task();
-    {
-        const std::lock_guard lock(link.deviceMutex);
-        link.DevInterface.reset();
-    }
-    link.frameName.clear();
-    link.frameIndividual.clear();
     link.frame = nullptr;
-}
-
-std::shared_ptr<platform::ScsiDevice> OpenDevice() {
-    LinkState& link = Link();
-    const std::lock_guard lock(link.deviceMutex);
-    return link.DevInterface;
-}
-
-void NoteIfGone(const std::shared_ptr<platform::ScsiDevice>& device) {
-    if (!device->IsGone())
-        return;
-    LinkState& link = Link();
-    const std::lock_guard lock(link.deviceMutex);
-    if (link.DevInterface == device)
-        link.deviceGone = true;
 }
 
 }  // namespace lumato::device

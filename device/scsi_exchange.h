@@ -1,4 +1,5 @@
-// One SCSI exchange with its diagnostic: what vendor commands and the identification INQUIRY have in common.
+// One SCSI exchange with its diagnostic: what vendor commands and the identification INQUIRY have in common;
+// and that INQUIRY.
 //
 // No state; called by the thread that owns the device at that moment.
 #pragma once
@@ -13,5 +14,8 @@ namespace lumato::device {
 // the device does not send read as 0. A failed execution prints `executionError`.
 bool Exchange(platform::ScsiDevice& device, const platform::ScsiRequest& request,
               std::string_view executionError);
+
+// True when the device identifies itself as a frame of the family.
+bool AnswersAsFrame(platform::ScsiDevice& device);
 
 }  // namespace lumato::device

@@ -11,11 +11,10 @@
 namespace lumato::flash {
 namespace {
 
-// The connected frame's flash while the frame is online, else null.
+// The connected frame's flash while the frame is there, else null.
 std::shared_ptr<CProcessFlash> OnlineFlash() {
-    const FlashState& state = Flash();
-    const bool online = state.device != nullptr && state.device->GetUSBDeviceStatus();
-    return online ? state.m_PtrPF : nullptr;
+    const std::shared_ptr<CProcessFlash>& flash = Flash().m_PtrPF;
+    return flash != nullptr && flash->Frame().IsThere() ? flash : nullptr;
 }
 
 bool IsTransferLength(int length) {

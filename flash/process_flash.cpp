@@ -1,6 +1,7 @@
 #include "flash/process_flash.h"
 
 #include <thread>
+#include <utility>
 
 #include "flash/command_block.h"
 
@@ -43,7 +44,7 @@ bool WriteRange::Holds(std::uint64_t address, std::uint64_t length) const {
     return length > 0 && address >= begin && address < end && length <= end - address;
 }
 
-CProcessFlash::CProcessFlash(device::CCommUSB* link) : m_pCommUSB(link) {}
+CProcessFlash::CProcessFlash(std::shared_ptr<device::AttachedFrame> frame) : m_frame(std::move(frame)) {}
 
 void CProcessFlash::SetFlashCommand(unsigned char eraseCommand, char pageFlag) {
     m_EraseCommand = eraseCommand;
@@ -54,16 +55,10 @@ void CProcessFlash::SetWriteRange(WriteRange range) {
     m_writeRange = range;
 }
 
-void CProcessFlash::Retire() {
-    const std::lock_guard lock(m_sendMutex);
-    m_retired = true;
-}
-
 bool CProcessFlash::Send(const CommandBlock& block, char* data, int length, int direction) {
-    const std::lock_guard lock(m_sendMutex);
-    CommandBlock sent = block;  // the link takes it as bytes that it might change
-    return !m_retired && MayReachChip(block) &&
-           m_pCommUSB->SendCmdToDPF(reinterpret_cast<char*>(sent.data()), data, length, direction);
+    CommandBlock sent = block;  // the frame takes it as bytes that it might change
+    return MayReachChip(block) &&
+           m_frame->SendCmdToDPF(reinterpret_cast<char*>(sent.data()), data, length, direction);
 }
 
 bool CProcessFlash::Send(const CommandBlock& block) {
@@ -106,7 +101,7 @@ void CProcessFlash::PrepareWrite() {
 }
 
 bool CProcessFlash::Erase4KFlash(unsigned long address) {
-    if (!m_pCommUSB->GetUSBDeviceStatus() || !MayErase(address))
+    if (!m_frame->IsThere() || !MayErase(address))
         return false;
     PrepareWrite();
     return Send(AddressedBlock(kOpcodeOut, m_EraseCommand, 0, static_cast<std::uint32_t>(address)));
@@ -124,7 +119,7 @@ bool CProcessFlash::GetFlashStatus() {
 bool CProcessFlash::WaitFlashReady() {
     using Clock = std::chrono::steady_clock;
     const Clock::time_point deadline = Clock::now() + m_readyLimit;
-    while (m_pCommUSB->GetUSBDeviceStatus() && !m_retired) {
+    while (m_frame->IsThere()) {
         std::this_thread::yield();
         if (GetFlashStatus())
             return true;
@@ -146,7 +141,7 @@ bool CProcessFlash::Flash_WR_Page(char* data, long length, long address) {
 }
 
 bool CProcessFlash::WriteToFlash(char* data, int length, unsigned long address) {
-    if (!m_pCommUSB->GetUSBDeviceStatus())
+    if (!m_frame->IsThere())
         return false;
     if (length <= 0)
         return true;
@@ -154,8 +149,7 @@ bool CProcessFlash::WriteToFlash(char* data, int length, unsigned long address) 
 }
 
 bool CProcessFlash::ReadFromFlash(char* data, int length, unsigned long address) {
-    if (!m_pCommUSB->GetUSBDeviceStatus() || length <= 0 ||
-        !IsAddressable(address, static_cast<std::uint64_t>(length)))
+    if (!m_frame->IsThere() || length <= 0 || !IsAddressable(address, static_cast<std::uint64_t>(length)))
         return false;
     const CommandBlock block = AddressedBlock(kOpcodeIn, m_ReadCommand, static_cast<std::uint32_t>(length),
                                               static_cast<std::uint32_t>(address));

@@ -1,17 +1,15 @@
 // The SPI NOR flash of the frame, driven through its vendor commands: one method per command.
 //
-// One object exists per connected frame. Nothing is verified or retried here: see checked_transfer.h.
-// Called by the thread that owns the frame.
+// One object exists per connected frame, and reaches no other. Nothing is verified or retried here: see
+// checked_transfer.h. Called by the thread that owns the frame.
 #pragma once
 
 #include <array>
-#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 
-#include "device/comm_usb.h"
+#include "device/attached_frame.h"
 
 namespace lumato::flash {
 
@@ -25,16 +23,15 @@ struct WriteRange {
 
 class CProcessFlash {
   public:
-    explicit CProcessFlash(device::CCommUSB* link);
+    explicit CProcessFlash(std::shared_ptr<device::AttachedFrame> frame);
+
+    // Its frame; never null.
+    [[nodiscard]] device::AttachedFrame& Frame() const { return *m_frame; }
 
     // What the frame says of itself: its erase instruction, and whether page programs carry the option bit.
     void SetFlashCommand(unsigned char eraseCommand, char pageFlag);
     // Everything outside is refused from now on, without a command.
     void SetWriteRange(WriteRange range);
-
-    // The frame has vanished: no command is sent from now on, not even to another frame that the link takes
-    // up. From any thread; waits for a command that is under way.
-    void Retire();
 
     // How long WaitFlashReady polls a busy flash; 5,000 ms unless set.
     void SetReadyLimit(std::chrono::milliseconds limit) { m_readyLimit = limit; }
@@ -76,9 +73,7 @@ class CProcessFlash {
     // The same without a data phase.
     bool Send(const std::array<std::uint8_t, 16>& block);
 
-    device::CCommUSB* m_pCommUSB;
-    std::mutex m_sendMutex;  // held while a command is under way
-    std::atomic<bool> m_retired{false};
+    const std::shared_ptr<device::AttachedFrame> m_frame;
     WriteRange m_writeRange;
     std::chrono::milliseconds m_readyLimit{5000};
     bool m_bPageFlag = false;
@@ -91,7 +86,6 @@ struct FlashState {
     // The connected frame's flash. A worker copies the pointer at its start, so the object lives until the
     // last task has let go of it.
     std::shared_ptr<CProcessFlash> m_PtrPF;
-    device::CCommUSB* device = nullptr;  // the program's one device link; borrowed
 };
 
 FlashState& Flash();

@@ -26,7 +26,6 @@ StoreProgram::StoreProgram(const Path& home, const Path& stateFolder) {
     store.MyJPG = &m_codec;
     device::Link().frame = &m_port;
     m_link = std::make_unique<device::CCommUSB>();
-    flash::Flash().device = m_link.get();
     m_link->IniUSBDevice();
 }
 

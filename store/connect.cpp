@@ -1,6 +1,7 @@
 #include "store/connect.h"
 
 #include <memory>
+#include <utility>
 
 #include "flash/process_flash.h"
 #include "store/flash_layout.h"
@@ -17,7 +18,7 @@ constexpr float kCanvasWidth = 580;
 constexpr float kCanvasHeight = 400;
 
 void SetFlashObject(std::shared_ptr<flash::CProcessFlash> frame) {
-    const std::lock_guard lock(Store().transfer.mutex);  // the main thread may have to retire it
+    const std::lock_guard lock(Store().transfer.mutex);  // FrameOnline() reads it
     flash::Flash().m_PtrPF.swap(frame);
 }
 
@@ -75,14 +76,14 @@ Connection LastConnection() {
     return Store().lastConnection;
 }
 
-void SetFlashOnline() {
+void SetFlashOnline(std::shared_ptr<device::AttachedFrame> frame) {
     OnlineOwner owner;
     StoreState& store = Store();
     store.lastConnection = Connection::None;
     store.whyFailed.clear();
     LeaveJournal();
     ShowNote(kDeviceOnline);
-    SetFlashObject(std::make_shared<flash::CProcessFlash>(flash::Flash().device));
+    SetFlashObject(std::make_shared<flash::CProcessFlash>(std::move(frame)));
     store.gmyIsTransferData = true;
 
     const Connection ended = ConnectFrame();
@@ -94,6 +95,7 @@ void SetFlashOnline() {
 void ReleaseFrame() {
     StoreState& store = Store();
     store.gmyIsTransferData = false;
+    store.lastConnection = Connection::None;
     ReleaseAllFiles();
     store.gmyTotalePicture = 0;
     LeaveJournal();
@@ -105,12 +107,16 @@ void ReleaseFrame() {
 }
 
 void SetFlashOffline() {
-    if (!MarkFrameLost())
+    if (!TransferRunning())
         ReleaseFrame();
 }
 
-void StoreFramePort::SetFlashOnline() {
-    store::SetFlashOnline();
+void StoreFramePort::BeginOnline() {
+    store::BeginOnline();
+}
+
+void StoreFramePort::SetFlashOnline(std::shared_ptr<device::AttachedFrame> frame) {
+    store::SetFlashOnline(std::move(frame));
 }
 
 void StoreFramePort::SetFlashOffline() {

@@ -165,7 +165,7 @@ void Download::RememberBlocks() {
 bool Download::InvalidateTable() {
     if (!ReadTableBlock(kDownloadFailed) || !KeepJournal())
         return false;
-    if (!flash::Flash().device->ConfirmIdentity())
+    if (!m_frame->Frame().ConfirmIdentity())
         return Fail(kDownloadFailed,
                     "the device does not say any more that it is a frame; nothing was changed");
     RememberBlocks();

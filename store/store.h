@@ -17,20 +17,21 @@ namespace lumato::store {
 
 // Body of the device-online task: device information, clock, table, read-back. The outcome is shown as notes
 // and kept in LastConnection().
-void SetFlashOnline();
+void SetFlashOnline(std::shared_ptr<device::AttachedFrame> frame);
 // Main thread. Releases everything that belonged to the frame; while a worker runs, FinishTransfer() does
 // that later.
 void SetFlashOffline();
 // Empties the local folders of bitmaps, streams and unfinished files; others stay, links are never followed.
 void DelAllPicAtStart();
 
-// How the last SetFlashOnline() ended; None before the first and while one runs. From any thread.
+// How the frame's SetFlashOnline() ended; None without a frame and while one runs. From any thread.
 [[nodiscard]] Connection LastConnection();
 
-// Plugs the two functions above into the device link.
+// Plugs the functions above into the device link.
 class StoreFramePort : public device::FramePort {
   public:
-    void SetFlashOnline() override;
+    void BeginOnline() override;
+    void SetFlashOnline(std::shared_ptr<device::AttachedFrame> frame) override;
     void SetFlashOffline() override;
 };
 

@@ -9,37 +9,58 @@ namespace {
 
 using Lock = std::unique_lock<std::mutex>;
 
+// All three require the transfer's mutex.
+
+bool IsTaken(const TransferState& transfer) {
+    return transfer.running || transfer.announced > 0;
+}
+
+bool FrameIsThere() {
+    const auto& flash = flash::Flash().m_PtrPF;
+    return flash != nullptr && flash->Frame().IsThere();
+}
+
+bool FrameIsReleased() {
+    const auto& flash = flash::Flash().m_PtrPF;
+    return flash != nullptr && flash->Frame().IsReleased();
+}
+
 }  // namespace
 
 bool FrameOnline() {
-    device::CCommUSB* link = flash::Flash().device;
-    return link != nullptr && link->GetUSBDeviceStatus();
+    const Lock lock(Store().transfer.mutex);
+    return FrameIsThere();
 }
 
 bool StartTransfer() {
     TransferState& transfer = Store().transfer;
     const Lock lock(transfer.mutex);
-    if (transfer.running)
+    if (IsTaken(transfer))
         return false;
     transfer.running = true;
     return true;
 }
 
+void BeginOnline() {
+    TransferState& transfer = Store().transfer;
+    const Lock lock(transfer.mutex);
+    ++transfer.announced;
+}
+
 bool TransferRunning() {
     TransferState& transfer = Store().transfer;
     const Lock lock(transfer.mutex);
-    return transfer.running;
+    return IsTaken(transfer);
 }
 
 bool FinishTransfer() {
     TransferState& transfer = Store().transfer;
     {
         const Lock lock(transfer.mutex);
-        if (transfer.running)
+        if (IsTaken(transfer))
             return false;
-        if (!transfer.frameLost)
-            return FrameOnline() && LastConnection() == Connection::Online;
-        transfer.frameLost = false;
+        if (!FrameIsReleased())
+            return FrameIsThere() && LastConnection() == Connection::Online;
     }
     ReleaseFrame();
     return false;
@@ -59,7 +80,7 @@ TransferOwner::~TransferOwner() {
     {
         const Lock lock(transfer.mutex);
         transfer.running = false;
-        lost = transfer.frameLost;
+        lost = FrameIsReleased();
         transfer.ended.notify_all();
     }
     if (m_refresh || lost)
@@ -72,25 +93,11 @@ OnlineOwner::OnlineOwner() : TransferOwner(Waiting{}) {
         Lock lock(transfer.mutex);
         transfer.ended.wait(lock, [&] { return !transfer.running; });
         transfer.running = true;
-        // The new frame may be gone by now, too. The link marks it offline before it reports that, so a mark
-        // found while it is online is the last frame's.
-        if (!transfer.frameLost || !FrameOnline())
+        --transfer.announced;
+        if (flash::Flash().m_PtrPF == nullptr)
             return;
-        transfer.frameLost = false;
     }
     ReleaseFrame();
-}
-
-bool MarkFrameLost() {
-    TransferState& transfer = Store().transfer;
-    const Lock lock(transfer.mutex);
-    if (!transfer.running)
-        return false;
-    transfer.frameLost = true;
-    // Another frame may take the link over before the task has noticed: nothing of this one may reach it.
-    if (flash::Flash().m_PtrPF != nullptr)
-        flash::Flash().m_PtrPF->Retire();
-    return true;
 }
 
 }  // namespace lumato::store

@@ -4,8 +4,11 @@
 //   the task      const TransferOwner owner; ...its work...       its end hands the store back
 //   main thread   FinishTransfer(), when the refresh event arrives or after joining the task
 //
-// A frame that vanishes while a task runs is only marked; its lists are released by FinishTransfer(), for
-// which the end of the task posts the refresh event.
+// A task that brings a frame online is announced by BeginOnline(), and owns the store from then on, too: it
+// waits for the one before it by itself.
+//
+// What belonged to a frame that is released while a task runs is released by FinishTransfer(), for which the
+// end of the task posts the refresh event, or by the next online task.
 #pragma once
 
 #include <condition_variable>
@@ -16,18 +19,21 @@ namespace lumato::store {
 struct TransferState {
     std::mutex mutex;
     std::condition_variable ended;
-    bool running = false;    // guarded by mutex
-    bool frameLost = false;  // guarded by mutex: it vanished while a task ran
+    bool running = false;  // guarded by mutex
+    int announced = 0;     // guarded by mutex: online tasks that have not taken over yet
 };
 
 // Main thread, before the task is started. False, and nothing changed, while another one runs.
 [[nodiscard]] bool StartTransfer();
 
+// Main thread, before an online task is started.
+void BeginOnline();
+
 // From any thread.
 [[nodiscard]] bool TransferRunning();
 
-// Main thread. Releases what belonged to a frame that vanished during the task that has ended. True when the
-// panel may be enabled: a frame is online whole, and no task runs.
+// Main thread. Releases what belonged to a frame that was released during the task that has ended. True when
+// the panel may be enabled: a frame is online whole, and no task runs.
 bool FinishTransfer();
 
 // Stands in the body of a task for as long as it uses the store.
@@ -51,18 +57,14 @@ class TransferOwner {
     bool m_refresh = false;
 };
 
-// The online task's: a new frame may come while a task of the last one is still ending. Waits for that, and
-// releases what the last frame left.
+// The online task's: takes over what BeginOnline() announced. A new frame may come while a task of the last
+// one is still ending: waits for that, and releases what the last frame left.
 class OnlineOwner : public TransferOwner {
   public:
     OnlineOwner();
 };
 
-// Main thread, when the frame vanishes. True when a task runs: it sends no more commands, and the release
-// waits for its end.
-bool MarkFrameLost();
-
-// True while the device link holds a frame. From any thread.
+// True while the frame that the store belongs to is there. From any thread.
 [[nodiscard]] bool FrameOnline();
 
 }  // namespace lumato::store

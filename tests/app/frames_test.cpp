@@ -108,7 +108,7 @@ class FramesTest : public WindowFixture {
         Plug(usb, "second.frame");
         usb.Unplug(Plug(usb, "third.frame"));
         WaitForPanel();
-        QVERIFY(device::Link().frameName.ends_with("second.frame"));
+        QVERIFY(device::Link().Attached()->Name().ends_with("second.frame"));
         Plug(usb, "fourth.frame");  // and the window closes meanwhile
         m_window.reset();
     }

@@ -21,19 +21,22 @@ using platform::ScsiOutcome;
 using platform::ScsiRequest;
 using platform::Volume;
 
-// Records what the link reports; the online work runs until the frame is offline when `m_lingers` is set.
+// Records what the link reports. The online work sends commands until its frame refuses one, when `m_lingers`
+// is set.
 class RecordingPort : public FramePort {
   public:
-    void SetFlashOnline() override {
+    void BeginOnline() override { EXPECT_EQ(std::this_thread::get_id(), m_mainThread); }
+    void SetFlashOnline(std::shared_ptr<AttachedFrame> frame) override {
+        EXPECT_FALSE(m_working.exchange(true)) << "one online task at a time";
         ++m_online;
-        while (m_lingers && FrameIsUsable())
+        std::array<char, 16> block{};
+        while (m_lingers && frame->SendCmdToDPF(block.data(), nullptr, 0, 0))
             std::this_thread::yield();
         m_working = false;
     }
     void SetFlashOffline() override {
         ++m_offline;
-        EXPECT_FALSE(FrameIsUsable());
-        EXPECT_FALSE(m_working) << "the store must not be emptied under its online task";
+        EXPECT_EQ(Link().Attached(), nullptr);
         EXPECT_EQ(std::this_thread::get_id(), m_mainThread);
     }
     void ShowLinkError(const Error& error) override {
@@ -44,12 +47,11 @@ class RecordingPort : public FramePort {
     std::atomic<int> m_online{0};
     int m_offline = 0;
     std::atomic<bool> m_lingers{false};
-    std::atomic<bool> m_working{true};
+    std::atomic<bool> m_working{false};
     std::vector<ErrorKind> m_errors;
     std::vector<std::string> m_messages;
 
   private:
-    static bool FrameIsUsable() { return Link().DeviceStatus && !Link().deviceGone; }
     std::thread::id m_mainThread = std::this_thread::get_id();
 };
 
@@ -143,13 +145,33 @@ TEST_F(Discovery, SecondFrameIsReleasedAndItsGoingChangesNothing) {
     EXPECT_FALSE(SendSomething());
 }
 
-TEST_F(Discovery, FrameThatGoesDuringItsOnlineTaskIsTakenOfflineAfterTheTask) {
+// The first frame answers nothing for a while: the main thread goes on, and the next frame's task waits.
+TEST_F(Discovery, FrameThatGoesDuringItsOnlineTaskIsNotWaitedFor) {
+    std::atomic<bool> stuck{false}, proceed{false};
+    m_script.answer = [&](const ScsiRequest&) {
+        stuck = true;
+        while (!proceed)
+            std::this_thread::yield();
+        return test::Good();
+    };
     m_port.m_lingers = true;
     m_bus.present = {&m_frame};
     m_link.IniUSBDevice();
+    while (!stuck)
+        std::this_thread::yield();
     m_bus.Unplug(m_frame);
     EXPECT_EQ(m_port.m_offline, 1);
-    EXPECT_FALSE(m_port.m_working);
+    m_bus.Plug(m_second);
+    EXPECT_TRUE(m_link.GetUSBDeviceStatus());
+    EXPECT_EQ(m_port.m_online, 1);
+    EXPECT_EQ(m_script.closed, 0) << "a command uses it";
+    proceed = true;
+    while (m_port.m_online < 2)
+        std::this_thread::yield();
+    EXPECT_EQ(m_script.closed, 1);
+    m_link.DevClose();
+    EXPECT_EQ(m_port.m_online, 2);
+    EXPECT_EQ(m_script.sent.size(), 2U) << "the second command went to nobody";
 }
 
 // The kernel may give the node's name away again before the detachment has been handled, and a command may
@@ -194,21 +216,20 @@ TEST_F(Discovery, DeviceThatCannotBeOpenedIsReportedAndLeftAlone) {
 }
 
 TEST_F(Discovery, OnlyHardwareIsAskedOnceMoreWhoItIs) {
-    EXPECT_FALSE(m_link.ConfirmIdentity());
     m_bus.present = {&m_frame};
     Start();
-    EXPECT_TRUE(m_link.ConfirmIdentity());
+    EXPECT_TRUE(Link().Attached()->ConfirmIdentity());
     EXPECT_EQ(m_script.sent.size(), 1U);
 
     m_script.hardware = true;
-    EXPECT_TRUE(m_link.ConfirmIdentity());
+    EXPECT_TRUE(Link().Attached()->ConfirmIdentity());
     ASSERT_EQ(m_script.sent.size(), 2U);
     EXPECT_EQ(m_script.sent[1].block, m_script.sent[0].block);
     m_script.inquiry = test::InquiryData("OTHER");
-    EXPECT_FALSE(m_link.ConfirmIdentity());
+    EXPECT_FALSE(Link().Attached()->ConfirmIdentity());
     EXPECT_TRUE(m_link.GetUSBDeviceStatus());
     m_script.gone = true;
-    EXPECT_FALSE(m_link.ConfirmIdentity());
+    EXPECT_FALSE(Link().Attached()->ConfirmIdentity());
     EXPECT_FALSE(m_link.GetUSBDeviceStatus());
     EXPECT_EQ(m_script.sent.size(), 3U) << "a device that is gone is sent nothing";
 }

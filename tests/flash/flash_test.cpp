@@ -114,10 +114,9 @@ class FlashFrame {
 class CheckedTransfer : public testing::Test {
   protected:
     CheckedTransfer() {
-        Flash().m_PtrPF = std::make_shared<CProcessFlash>(&m_frame.m_link);
+        Flash().m_PtrPF = std::make_shared<CProcessFlash>(device::Link().Attached());
         Flash().m_PtrPF->SetWriteRange({.begin = 0x10000, .end = 0x40000});
         Flash().m_PtrPF->SetFlashCommand(0xD8, 0);
-        Flash().device = &m_frame.m_link;
         for (std::size_t i = 0; i < m_data.size(); ++i)
             m_data[i] = static_cast<unsigned char>(i * 7 + i / 256 + 1);
     }
@@ -227,6 +226,13 @@ TEST_F(CheckedTransfer, WithoutAFrameNothingIsSentOrPrinted) {
     Flash().m_PtrPF = flash;
     m_frame.m_link.SetUSBDeviceStatus(false);
     EXPECT_TRUE(refusesAll());
+    test::DeviceScript nextScript;
+    test::ScriptedService next("next", nextScript);
+    m_frame.m_bus.Plug(next);
+    EXPECT_TRUE(refusesAll()) << "the next frame is none of its business";
+    EXPECT_FALSE(flash->FlashWREN());
+    EXPECT_EQ(nextScript.sent.size(), 1U);  // the INQUIRY
+    m_frame.m_link.DevClose();
     EXPECT_EQ(m_frame.SentCount(), 0U);
     EXPECT_EQ(FailedChecks(), 0U);
 }
@@ -236,7 +242,7 @@ class ProcessFlash : public testing::Test {
     ProcessFlash() { m_flash.SetWriteRange({.begin = 0x10000, .end = 0x40000}); }
 
     FlashFrame m_frame;
-    CProcessFlash m_flash{&m_frame.m_link};
+    CProcessFlash m_flash{device::Link().Attached()};
     std::vector<char> m_data = std::vector<char>(65536, 'x');
 };
 
@@ -266,7 +272,7 @@ TEST_F(ProcessFlash, PollsAreBoundedByTimeAndByTheFrame) {
 }
 
 TEST_F(ProcessFlash, NothingOutsideTheWriteRangeIsErasedOrProgrammed) {
-    CProcessFlash fresh(&m_frame.m_link);
+    CProcessFlash fresh(device::Link().Attached());
     EXPECT_FALSE(fresh.Erase4KFlash(0x10000));
     EXPECT_FALSE(fresh.Flash_WR_Page(m_data.data(), 1, 0x10000));
 
@@ -352,7 +358,7 @@ TEST(FlashClock, SendsLocalTimeAndZone) {
     FlashFrame frame;
     FakeClock clock;
     platform::CurrentServices().clock = &clock;
-    CProcessFlash flash(&frame.m_link);
+    CProcessFlash flash(device::Link().Attached());
     for (const auto& row : rows) {
         clock.m_time = row.time;
         frame.ForgetSent();

@@ -35,8 +35,7 @@ class AddPicturesTest : public testing::Test {
     AddPicturesTest() : m_store(store::Store()) {
         store::ResetStore();
         ResetPictures();
-        flash::Flash().device = &m_link;
-        m_link.SetUSBDeviceStatus(true);
+        flash::Flash().m_PtrPF = std::make_shared<flash::CProcessFlash>(m_frame);
         fs::create_directories(m_folder / "data");
         fs::create_directories(m_folder / "Edata");
         m_store.gmyResousepath = m_folder.Get();
@@ -45,7 +44,6 @@ class AddPicturesTest : public testing::Test {
         Pictures().port = &m_port;
     }
     ~AddPicturesTest() override {
-        m_link.SetUSBDeviceStatus(false);
         flash::ResetFlash();
         ResetPictures();
         store::ResetStore();
@@ -100,7 +98,7 @@ class AddPicturesTest : public testing::Test {
     }
 
     store::StoreState& m_store;
-    device::CCommUSB m_link;
+    std::shared_ptr<device::AttachedFrame> m_frame = std::make_shared<device::AttachedFrame>();
     store::RecordingStatus m_status;
     PortRecorder m_port;
     const test::TemporaryFolder m_folder;
@@ -210,7 +208,7 @@ TEST_F(AddPicturesTest, UnlimitedFramesTakeWhatFits) {
     UseSpace(SizeAt(70) - 1);
     ExpectRefused(AddEditPicture(), 0, "Can't add anymore pictures!", "free on the frame");
     EXPECT_FALSE(Exists(1));
-    m_link.SetUSBDeviceStatus(false);
+    m_frame->Release();
     ExpectRefused(AddEditPicture(), 0, "Device Not Online!", "free on the frame");
     UseSpace(SizeAt(70));
     EXPECT_EQ(AddEditPicture()->quality, 70);

@@ -22,7 +22,6 @@ class FittedBatchTest : public testing::Test {
   protected:
     FittedBatchTest() { Begin("one"); }
     ~FittedBatchTest() override {
-        m_link.SetUSBDeviceStatus(false);
         flash::ResetFlash();
         ResetPictures();
         store::ResetStore();
@@ -40,8 +39,8 @@ class FittedBatchTest : public testing::Test {
         store.gmyPictureData.reset(store::CreateList());
         store.geometry.writableEnd = 4'000'000 + store::kTableSize;
         store::CountFreeSpace();
-        flash::Flash().device = &m_link;
-        m_link.SetUSBDeviceStatus(true);
+        flash::Flash().m_PtrPF =
+            std::make_shared<flash::CProcessFlash>(std::make_shared<device::AttachedFrame>());
     }
     Path Jpeg(const std::string& name, const Raw& raw, const JpegOptions& options = {}) {
         Put(m_folder / name, MakeJpeg(raw, options));
@@ -77,7 +76,6 @@ class FittedBatchTest : public testing::Test {
         return files;
     }
 
-    device::CCommUSB m_link;
     store::RecordingStatus m_status;
     const TemporaryFolder m_folder;
 };

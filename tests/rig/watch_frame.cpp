@@ -34,16 +34,14 @@ constexpr int kWholeBlock = 65536;
 
 class Watcher : public device::FramePort {
   public:
-    explicit Watcher(device::CCommUSB& link) : m_link(link) {}
-
     // Reads the flash from the start over and over, a whole block in a command.
-    void SetFlashOnline() override {
-        Say("online " + device::Link().frameName);
+    void SetFlashOnline(std::shared_ptr<device::AttachedFrame> frame) override {
+        Say("online " + frame->Name());
         std::array<char, 16> block = {'\xCD', 0, 0, 0, 0, 0, 4, 1, 0, 0, 3, 0, 0, 0, 0, 0};
         std::vector<char> data(kWholeBlock);
-        while (m_link.SendCmdToDPF(block.data(), data.data(), kWholeBlock, kInData)) {
+        while (frame->SendCmdToDPF(block.data(), data.data(), kWholeBlock, kInData)) {
         }
-        Say(m_link.GetUSBDeviceStatus() ? "failed" : "lost");
+        Say(frame->IsThere() ? "failed" : "lost");
     }
     void SetFlashOffline() override { Say("offline"); }
     void ShowLinkError(const Error& error) override { Say("error " + error.message); }
@@ -58,7 +56,6 @@ class Watcher : public device::FramePort {
         std::fflush(stdout);
     }
 
-    device::CCommUSB& m_link;
     std::mutex m_mutex;
 };
 
@@ -68,7 +65,7 @@ int Watch() {
     platform::CurrentServices().bus = &bus;
     platform::CurrentServices().volumes = &volumes;
     device::CCommUSB link;
-    Watcher watcher(link);
+    Watcher watcher;
     device::Link().frame = &watcher;
     link.IniUSBDevice();
     for (;;) {

@@ -209,21 +209,26 @@ TEST_F(DownloadTest, OneAtATime) {
     EXPECT_TRUE(Download());
 }
 
-TEST_F(DownloadTest, TheNextFrameGetsNothingOfTheLastOnesDownload) {
-    // The frame changes hands while the n-th command of the download is under way.
-    for (int n = 1; n < 40; n += 3) {
-        Connect(TestFlash().Pictures({50000, 12440}));
-        Add(70000, 3);
+TEST_F(DownloadTest, TheNextFrameGetsNothingOfTheLastOnesTask) {
+    // The frame changes hands while the n-th command of a connection (-12 to -1) or of a download is under
+    // way.
+    for (int n = -12; n < 40; n += n < 0 ? 1 : 3) {
+        const TestFlash first = TestFlash().Pictures({50000, 12440});
+        if (n >= 0)
+            Connect(first), Add(70000, 3);
         std::binary_semaphore reached(0);
         std::atomic<int> commands{0};
         m_spy->Watch([&] {
-            if (++commands != n)
+            if (++commands != (n < 0 ? n + 13 : n + 1))
                 return;
             reached.release();
             std::this_thread::sleep_for(std::chrono::milliseconds(5));
         });
-        ASSERT_TRUE(BeginDownload());
-        platform::Task worker([] { TranspotPic(); });
+        platform::Task worker;
+        if (n < 0)
+            Plug(first);
+        else if (BeginDownload())
+            worker = platform::Task([] { TranspotPic(); });
         reached.acquire();
         Unplug();
         const TestFlash next = TestFlash().Pictures({111, 222, 333});

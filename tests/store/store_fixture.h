@@ -307,7 +307,6 @@ class StoreTest : public testing::Test {
         Store().MyJPG = &m_codec;
         device::Link().frame = &m_port;
         m_device = std::make_unique<device::CCommUSB>();
-        flash::Flash().device = m_device.get();
         m_device->IniUSBDevice();
     }
     void Stop() {

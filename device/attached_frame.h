@@ -1,0 +1,64 @@
+// One attached frame: its open device, what tells it from others, and the one answer to "is it there?".
+//
+//   Attached -> Vanished   a command finds the device gone; nothing is sent any more, and nothing else
+//   happens
+//                          until the link hears of the detachment
+//   Attached -> Released   the link lets go of it: detached, replaced, or the program ends. Nothing is sent
+//   Vanished -> Released   any more, the device is closed as soon as no command uses it, and whoever owns the
+//                          store releases what belonged to the frame
+//
+// There is no way back: a frame that is plugged in again is another object. Whoever works with a frame holds
+// on to its object and sends through that alone, so that what was meant for one never reaches the next.
+//
+// Any thread, one command at a time; Release() is the link's, on the main thread.
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "platform/scsi.h"
+
+namespace lumato::device {
+
+class AttachedFrame {
+  public:
+    // One that nothing can be sent to, though it is there.
+    AttachedFrame() = default;
+    // `individual`: what tells the frame from others of its model; may be empty.
+    AttachedFrame(std::shared_ptr<platform::ScsiDevice> device, std::string name, std::string individual);
+
+    [[nodiscard]] const std::string& Name() const { return m_name; }
+    [[nodiscard]] const std::string& Individual() const { return m_individual; }
+
+    [[nodiscard]] bool IsThere() const { return DeviceStatus == Presence::Attached; }
+    [[nodiscard]] bool IsReleased() const { return DeviceStatus == Presence::Released; }
+
+    // Sends one 16-byte vendor command. `direction` 0: no data phase, 1: `data` is sent, 2: `data` is filled,
+    // and bytes the frame does not send read as 0; any other code counts as 0. True only when the frame
+    // completed the command with status GOOD.
+    bool SendCmdToDPF(char* commandBlock, char* data, int length, int direction);
+
+    // Asks once more who it is, if it is hardware: false when it is no frame of the family any more, and
+    // nothing may be erased. A virtual frame is asked nothing.
+    bool ConfirmIdentity();
+
+    // Does not wait for a command that is under way.
+    void Release();
+
+  private:
+    enum class Presence { Attached, Vanished, Released };
+
+    // The device for a command, which keeps it from being closed meanwhile; null when nothing may be sent.
+    [[nodiscard]] std::shared_ptr<platform::ScsiDevice> Borrow();
+    void NoteIfGone(const platform::ScsiDevice& device);
+
+    const std::string m_name;
+    const std::string m_individual;
+    std::atomic<Presence> DeviceStatus{Presence::Attached};
+    std::mutex m_mutex;  // guards DevInterface
+    std::shared_ptr<platform::ScsiDevice> DevInterface;
+};
+
+}  // namespace lumato::device
