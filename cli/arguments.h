@@ -18,6 +18,7 @@ enum class Command {
     Add,
     Delete,
     Save,
+    Recover,
     Compose,
     Encode,
     Decode,
@@ -75,10 +76,12 @@ struct Arguments {
     bool quiet = false;
 
     // Each command uses those that its usage names.
-    std::vector<Path> files;     // add: pictures; others: their file arguments in order
-    std::vector<int> positions;  // delete
-    int position = 0;            // frame render
-    bool all = false;            // delete --all
+    std::vector<Path> files;         // add: pictures; others: their file arguments in order
+    std::vector<int> positions;      // delete
+    int position = 0;                // frame render; recover: the journal, 0 for none
+    bool all = false;                // delete --all
+    std::optional<Path> saveFolder;  // recover --save
+    bool forget = false;             // recover --forget
     PoseArguments pose;
     std::optional<Size> size;  // --size, --lcd
     int quality = 90;

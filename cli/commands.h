@@ -17,6 +17,7 @@ int RunSave(const Arguments& arguments, const Output& output);
 int RunCompose(const Arguments& arguments, const Output& output);
 int RunEncode(const Arguments& arguments, const Output& output);
 int RunDecode(const Arguments& arguments, const Output& output);
+int RunRecover(const Arguments& arguments, const Output& output);
 int RunText(const Arguments& arguments, const Output& output);
 
 // The computer's permissions.
