@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "base/file.h"
+#include "cli/values.h"
 #include "vframe/faults.h"
 
 namespace lumato::cli {
@@ -16,6 +17,7 @@ enum class Command {
     Info,
     List,
     Add,
+    Download,
     Delete,
     Save,
     Recover,
@@ -27,11 +29,6 @@ enum class Command {
     FrameServe,
     FrameRender,
     Permit,
-};
-
-struct Size {
-    int width = 0;
-    int height = 0;
 };
 
 // The values of the window's controls; what is not given keeps the fitted pose.
@@ -92,8 +89,8 @@ struct Arguments {
     ServeArguments serve;
 };
 
-// Answers --help and --version on standard output, complains about wrong usage on standard error (exit status
-// 2).
+// Answers --help and --version on standard output. Wrong usage (exit status 2) is complained about as
+// Output::Failed() does, as JSON wherever --json stands.
 [[nodiscard]] Arguments ParseArguments(int argc, const char* const* argv);
 
 }  // namespace lumato::cli

@@ -10,6 +10,7 @@ namespace lumato::cli {
 int RunInfo(const Arguments& arguments, const Output& output);
 int RunList(const Arguments& arguments, const Output& output);
 int RunAdd(const Arguments& arguments, const Output& output);
+int RunDownload(const Arguments& arguments, const Output& output);
 int RunDelete(const Arguments& arguments, const Output& output);
 int RunSave(const Arguments& arguments, const Output& output);
 

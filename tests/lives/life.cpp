@@ -148,7 +148,7 @@ std::vector<vframe::Fault> Life::SomeFaults() {
     std::vector<vframe::Fault> faults;
     for (unsigned row = 0; row < rows; ++row) {
         const unsigned first = 1 + Random(160);
-        const auto kind = static_cast<vframe::FaultKind>(Random(5));
+        const auto kind = static_cast<vframe::FaultKind>(Random(6));
         Note("  " + std::to_string(length) + " commands from " + std::to_string(first) +
              " on will go wrong, kind " + std::to_string(static_cast<int>(kind)));
         for (unsigned command = first; command < first + length; ++command)
