@@ -261,6 +261,24 @@ void AddFileCommands(CLI::App& app, Arguments& arguments) {
     AddOutput(decode, "BITMAP", arguments, "the bitmap file to write");
     AddSize(decode, "--size", arguments, "the size it must have (default: any)");
 
+    CLI::App* recover = AddCommand(
+        &app, arguments, Command::Recover, "recover",
+        "pictures of downloads that broke off and of additions that wait, as files; no frame needed");
+    CLI::Option* journal = AddParsed(recover, "N", arguments.position, ParsePosition, "a number such as 1",
+                                     "the recovery journal, as `recover` alone lists them")
+                               ->type_name("");
+    CLI::Option* save = recover
+                            ->add_option("--save", arguments.saveFolder,
+                                         "write its pictures as N.stream and N.bmp into DIR; no file there "
+                                         "is replaced")
+                            ->type_name("DIR")
+                            ->needs(journal);
+    recover
+        ->add_flag("--forget", arguments.forget,
+                   "set it aside, so that no frame is offered its pictures any more; nothing is deleted")
+        ->needs(journal)
+        ->excludes(save);
+
     AddCommand(&app, arguments, Command::Permit, "permit",
                "let this computer's users use frames: installs the udev rule (as root)");
 
@@ -394,6 +412,9 @@ Arguments ParseArguments(int argc, const char* const* argv) {
         if (arguments.command == Command::FrameNew && !arguments.newFrame.from &&
             (!arguments.size || arguments.newFrame.flashBytes == 0))
             throw CLI::RequiredError("--lcd and --flash, or --from");
+        if (arguments.command == Command::Recover && arguments.position != 0 && !arguments.saveFolder &&
+            !arguments.forget)
+            throw CLI::RequiredError("--save DIR or --forget");
     } catch (const CLI::ParseError& error) {
         arguments.command = Command::None;
         arguments.exitStatus = Answer(app, error, WantsJson(words));

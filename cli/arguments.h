@@ -23,6 +23,7 @@ enum class Command {
     Save,
     Dump,
     Verify,
+    Recover,
     Compose,
     Encode,
     Decode,
@@ -79,12 +80,14 @@ struct Arguments {
     std::vector<Path> files;  // add: pictures; others: their file arguments in order
     // Those that the call reads and writes, `files` and others, for the checks that hold for every command.
     std::vector<Path> inputs, outputs;
-    std::vector<int> positions;  // delete, save
-    int position = 0;            // frame render
-    bool all = false;            // delete --all
-    bool yes = false;            // and without a question
-    bool originalNames = false;  // save
-    bool dryRun = false;         // add, download, delete
+    std::vector<int> positions;      // delete, save
+    int position = 0;                // frame render; recover: the journal, 0 for none
+    bool all = false;                // delete --all
+    bool yes = false;                // and without a question
+    bool originalNames = false;      // save
+    bool dryRun = false;             // add, download, delete
+    std::optional<Path> saveFolder;  // recover --save
+    bool forget = false;             // recover --forget
     PoseArguments pose;
     std::optional<Size> size;  // --size, --lcd
     int quality = 90;

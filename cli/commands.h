@@ -21,6 +21,7 @@ int RunVerify(const Arguments& arguments, const Output& output);
 int RunCompose(const Arguments& arguments, const Output& output);
 int RunEncode(const Arguments& arguments, const Output& output);
 int RunDecode(const Arguments& arguments, const Output& output);
+int RunRecover(const Arguments& arguments, const Output& output);
 int RunText(const Arguments& arguments, const Output& output);
 
 // The computer's permissions.

@@ -11,6 +11,7 @@
 #include "flash/checked_transfer.h"
 #include "flash/process_flash.h"
 #include "platform/services.h"
+#include "store/flash_layout.h"
 #include "store/store.h"
 
 namespace lumato::cli {
@@ -36,10 +37,10 @@ class SingleBus : public platform::Bus {
 // Reads what a frame says of itself; no read-back, and its clock stays.
 class Reader : public device::FramePort {
   public:
-    void SetFlashOnline() override {
-        flash::Flash().m_PtrPF = std::make_shared<flash::CProcessFlash>(flash::Flash().device);
-        if (!store::GetInformation() || !store::ReadPictureList())
-            m_error = Error{ErrorKind::Unreadable, store::Store().whyFailed};
+    void SetFlashOnline(std::shared_ptr<device::AttachedFrame> frame) override {
+        flash::Flash().m_PtrPF = std::make_shared<flash::CProcessFlash>(std::move(frame));
+        if (const auto read = ReadTables(); !read)
+            m_error = read.error();
     }
     void SetFlashOffline() override {}
     void ShowLinkError(const Error& error) override { m_error = m_error ? m_error : error; }
@@ -47,6 +48,11 @@ class Reader : public device::FramePort {
     [[nodiscard]] const std::optional<Error>& FirstError() const { return m_error; }
 
   private:
+    static Result<void> ReadTables() {
+        LUMATO_TRY_VOID(store::LearnGeometry());
+        return store::ReadTable();
+    }
+
     std::optional<Error> m_error;
 };
 

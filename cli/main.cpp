@@ -41,6 +41,8 @@ int Run(const Arguments& arguments, const Output& output) {
             return RunEncode(arguments, output);
         case Command::Decode:
             return RunDecode(arguments, output);
+        case Command::Recover:
+            return RunRecover(arguments, output);
         case Command::Text:
             return RunText(arguments, output);
         case Command::FrameNew:

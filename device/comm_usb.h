@@ -57,6 +57,7 @@ class LinkState {
 };
 
 LinkState& Link();
+
 // Back to the state at program start. Waits for the device-online task.
 void ResetLink();
 

@@ -11,8 +11,8 @@ namespace {
 Bytes SoundJournal() {
     store::Journal journal;
     journal.phase = store::Journal::Phase::Download;
-    journal.tableAddress = 0x10000;
-    journal.total = 3;
+    journal.counter = 3;
+    journal.individual = "one";
     journal.pictures = {{Sha256(Bytes{1}), 1, 0x11000}, {Sha256(Bytes{2}), 2, 0}};
     journal.blocks[0x20000] = Bytes(store::kTableSize, 4);
     return store::EncodeJournal(journal);
@@ -38,9 +38,10 @@ std::vector<Bytes> JournalSeeds() {
         {0, 0, 0, 8, 1, 1},                             // additions only
         {0, 0, 0, 9, 1, 1},                             // from scratch
         {0, 0, 0, 10, 1, 1},                            // what must be 0: once a fault
-        {0, 0, 0x20, 0x3C, 4, 0xFF, 0xFF, 0xFF, 0x7F},  // as many pictures as there are numbers
-        {0, 0, 0x20, 0x3C, 4, 3, 0, 0, 0},              // more of them than bytes
-        {0, 0, 0x20, 0x63, 1, 0x80},                    // a picture of less than nothing
+        {0, 0, 0x20, 0x40, 4, 0xFF, 0xFF, 0xFF, 0x7F},  // as many pictures as there are numbers
+        {0, 0, 0x20, 0x40, 4, 3, 0, 0, 0},              // more of them than bytes
+        {0, 0, 0x20, 0x67, 1, 0x80},                    // a picture of less than nothing
+        {0, 0, 0x30, 0xA0, 4, 0xFF, 0xFF, 0xFF, 0x7F},  // a name without an end
     };
 }
 

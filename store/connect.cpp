@@ -41,9 +41,7 @@ Connection Failed(Connection ended, const Message& note, const Error& why) {
 Result<void> ReadPicturesIntoEmptyFolders() {
     LUMATO_TRY_VOID(PrepareLocalFolders());
     DelAllPicAtStart();
-    if (!ReadPicturesAndRecover())
-        return Fail(ErrorKind::Unreadable, Store().whyFailed);
-    return {};
+    return ReadPicturesAndRecover();
 }
 
 Connection ConnectFrame() {
@@ -67,6 +65,7 @@ void LeaveJournal() {
     store.blocksAtRisk.clear();
     store.journal.reset();
     store.journalFolder.clear();
+    store.lenderFolder.clear();
     store.resuming = false;
 }
 
