@@ -2,7 +2,8 @@
 // so that the fuzzer gets behind it. What recovery makes of journals is in the store's own tests.
 #include "fuzz/input.h"
 #include "fuzz/targets.h"
-#include "store/journal.h"
+#include "store/journal_folder.h"
+#include "tests/support/temporary_folder.h"
 
 namespace lumato::fuzz {
 namespace {
@@ -27,8 +28,18 @@ void RunJournal(ByteSpan bytes) {
     Patch(input, journal);
     const Digest sum = Sha256(ByteSpan(journal).first(journal.size() - sizeof(Digest)));
     std::ranges::copy(sum, journal.end() - static_cast<std::ptrdiff_t>(sizeof(Digest)));
-    const auto decoded = store::DecodeJournal(journal);
-    Demand(!decoded || store::EncodeJournal(*decoded) == journal, "a journal says all that its bytes say");
+    const test::TemporaryFolder home;
+    const Path folder = home / "frame", aside = home / "frame.damaged";
+    std::filesystem::create_directory(folder);
+    test::PutBytes(folder / "journal", journal);
+    test::PutBytes(folder / "1.stream", {1});
+    const auto loaded = store::LoadJournal(folder);
+    if (loaded)
+        Demand(*loaded && store::EncodeJournal(**loaded) == journal, "a journal says all that its bytes say");
+    else
+        Demand(
+            test::TakeBytes(aside / "journal") == journal && test::TakeBytes(aside / "1.stream") == Bytes{1},
+            "a damaged journal is put aside with its pictures");
 }
 
 std::vector<Bytes> JournalSeeds() {

@@ -142,9 +142,9 @@ class DesktopTest : public WindowFixture {
     }
 };
 
+LUMATO_WINDOW_TEST(DesktopTest)
+
 }  // namespace
 }  // namespace lumato::app
-
-LUMATO_WINDOW_TEST(lumato::app::DesktopTest)
 
 #include "desktop_test.moc"

@@ -176,9 +176,9 @@ class FramesTest : public WindowFixture {
     }
 };
 
+LUMATO_WINDOW_TEST(FramesTest)
+
 }  // namespace
 }  // namespace lumato::app
-
-LUMATO_WINDOW_TEST(lumato::app::FramesTest)
 
 #include "frames_test.moc"

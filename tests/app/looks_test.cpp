@@ -215,9 +215,9 @@ class LooksTest : public WindowFixture {
     }
 };
 
+LUMATO_WINDOW_TEST(LooksTest)
+
 }  // namespace
 }  // namespace lumato::app
-
-LUMATO_WINDOW_TEST(lumato::app::LooksTest)
 
 #include "looks_test.moc"

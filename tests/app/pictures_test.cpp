@@ -176,9 +176,9 @@ class PicturesTest : public WindowFixture {
     }
 };
 
+LUMATO_WINDOW_TEST(PicturesTest)
+
 }  // namespace
 }  // namespace lumato::app
-
-LUMATO_WINDOW_TEST(lumato::app::PicturesTest)
 
 #include "pictures_test.moc"

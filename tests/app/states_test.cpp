@@ -144,9 +144,9 @@ class StatesTest : public WindowFixture {
     }
 };
 
+LUMATO_WINDOW_TEST(StatesTest)
+
 }  // namespace
 }  // namespace lumato::app
-
-LUMATO_WINDOW_TEST(lumato::app::StatesTest)
 
 #include "states_test.moc"

@@ -4,6 +4,7 @@
 #include <QPainter>
 #include <algorithm>
 #include <ctime>
+#include <map>
 
 #include "app/canvas.h"
 #include "app/detail_label.h"
@@ -31,7 +32,16 @@ qint64 ThreadMilliseconds() {
     return time.tv_sec * 1000 + time.tv_nsec / 1000000;
 }
 
+std::map<std::string, RunWindowTest>& WindowTests() {
+    static std::map<std::string, RunWindowTest> tests;
+    return tests;
+}
+
 }  // namespace
+
+bool AddWindowTest(const char* name, RunWindowTest run) {
+    return WindowTests().emplace(name, run).second;
+}
 
 void WindowFixture::SetUp() {
     m_folder = std::make_unique<test::TemporaryFolder>();
@@ -176,3 +186,8 @@ std::size_t WindowFixture::ShownByTheFrame() const {
 }
 
 }  // namespace lumato::app
+
+int main(int argc, char** argv) {
+    QApplication application(argc, argv);
+    return lumato::app::WindowTests().at(argc > 1 ? argv[1] : "")(argc - 1, argv + 1);
+}

@@ -85,11 +85,14 @@ class WindowFixture : public QObject {
     void cleanup() { TearDown(); }
 };
 
+// A subject's tests: the program runs those that its first argument names.
+using RunWindowTest = int (*)(int argc, char** argv);
+bool AddWindowTest(const char* name, RunWindowTest run);
+
 }  // namespace lumato::app
 
-#define LUMATO_WINDOW_TEST(Class)               \
-    int main(int argc, char** argv) {           \
-        QApplication application(argc, argv);   \
-        Class test;                             \
-        return QTest::qExec(&test, argc, argv); \
-    }
+#define LUMATO_WINDOW_TEST(Class)                                                    \
+    const bool kIs##Class##Added = AddWindowTest(#Class, [](int argc, char** argv) { \
+        Class test;                                                                  \
+        return QTest::qExec(&test, argc, argv);                                      \
+    });

@@ -141,9 +141,9 @@ class WindowTest : public WindowFixture {
     }
 };
 
+LUMATO_WINDOW_TEST(WindowTest)
+
 }  // namespace
 }  // namespace lumato::app
-
-LUMATO_WINDOW_TEST(lumato::app::WindowTest)
 
 #include "window_test.moc"

@@ -60,6 +60,7 @@ TEST_F(UnicodeFileTest, ReadsFromWhereASeekLeads) {
         {-5, CUnicodeFile::kSeekCurrent, kSuccess, {0}},  // behind the terminator, which the line before took
         {-2, CUnicodeFile::kSeekEnd, kSuccess, {'b', 0}},
         {5, 3, kUnknownOrigin, {}},  // moves nothing
+        {-2, CUnicodeFile::kSeekCurrent, kSuccess, {'b', 0}},
         {0, CUnicodeFile::kSeekEnd, kNoLine, {}},
         {-1, CUnicodeFile::kSeekBegin, kNoLine, {}},
         {farthest, CUnicodeFile::kSeekEnd, kNoLine, {}},
@@ -194,7 +195,7 @@ TEST_F(IniFileTest, AnOddLastByteAndAShiftedLineAreReadAsFarAsTheyGo) {
 
 TEST_F(IniFileTest, APathHolds511Bytes) {
     WriteText(u"[s]\r\nk=text\r\n");
-    for (const std::size_t length : {512U, 511U}) {
+    for (const std::size_t length : {511U, 512U}) {
         const std::string slashes(length - m_folder.Get().native().size() - 12, '/');
         m_ini.SetFilePath((m_folder.Get().native() + slashes + "Language.ini").c_str());
         EXPECT_EQ(Get(u"s", u"k"), length == 511 ? u"text" : u"default");

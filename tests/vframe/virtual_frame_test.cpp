@@ -195,7 +195,8 @@ TEST_F(Frame, RefusesOtherCommandsOfADisk) {
     EXPECT_EQ(ReadBlocks(driver, 4095, 2, block), kCheck);
     EXPECT_EQ(ReadBlocks(driver, 0, 2, block), kCheck) << "another length than that of the data phase";
     EXPECT_EQ(driver.Sense(), "5/24/00");
-    EXPECT_EQ(driver.Send({0x28, 0, 0, 0}, Direction::In, block), kCheck) << "a short block";
+    for (const Bytes& cut : {Bytes{0x28, 0, 0, 0}, Bytes{0x12, 0}, Bytes{0x03, 0}})
+        EXPECT_EQ(driver.Send(cut, Direction::In, block), kCheck) << "a short block";
     EXPECT_EQ(driver.Send({0x00, 0, 0, 0, 0, 0}, Direction::In, block), kCheck)
         << "a data phase nobody fills";
     EXPECT_EQ(driver.Send({}), kCheck);
