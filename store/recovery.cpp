@@ -106,8 +106,11 @@ bool Recovery::LostNothing() const {
 // something to give; one whose download the frame proves complete has done its work.
 Result<void> Recovery::MatchTable() {
     for (const FrameJournal* candidate : m_journals.NamingTable()) {
-        Take(*candidate);
         const Journal& journal = candidate->journal;
+        // All emptied frames have the same table.
+        if (IndividualOf(journal) == Individual::Another && m_store.gmyPictureData->count == 0)
+            continue;
+        Take(*candidate);
         if (journal.phase == Journal::Phase::Additions) {
             m_journals.Claim(*candidate, m_store.gmyPictureData->count > 0);
             return AddWaiting();
