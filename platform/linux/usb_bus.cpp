@@ -101,6 +101,7 @@ class UsbBus::Service : public BusService {
     // No permission the last time, and nobody has asked since: worth another try when the system has changed
     // something about it.
     [[nodiscard]] bool TakeRefusal() { return std::exchange(m_refused, false); }
+    [[nodiscard]] bool LacksNode() const { return m_candidate.generic.empty(); }
     [[nodiscard]] bool IsAt(const Path& sysPath) const { return !m_gone && m_candidate.sysPath == sysPath; }
     void Retire() {
         m_gone = true;
@@ -204,11 +205,14 @@ UsbBus::Service* UsbBus::Find(const Path& sysPath) const {
 }
 
 void UsbBus::DeviceAdded(const Path& deviceFolder) {
-    if (Service* known = Find(deviceFolder); known != nullptr && known->TakeRefusal()) {
+    Service* known = Find(deviceFolder);
+    if (known != nullptr && known->TakeRefusal()) {
         m_listener->ServiceAppeared(*known);
         return;
     }
     std::optional<ScsiCandidate> candidate = ReadCandidate(deviceFolder);
+    if (known != nullptr && known->LacksNode() && candidate && !candidate->generic.empty())
+        DeviceRemoved(deviceFolder);  // with its node it is another one, which can be opened
     if (candidate)
         Announce(std::move(*candidate));
 }

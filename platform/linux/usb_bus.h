@@ -49,7 +49,7 @@ class UsbBus : public Bus {
     [[nodiscard]] bool IsSettling() const;
 
     // One device has come, changed or gone, by its folder in sysfs. One that changed is announced once more
-    // when there was no permission to open it.
+    // when there was no permission to open it, or no node.
     void DeviceAdded(const Path& deviceFolder);
     void DeviceRemoved(const Path& deviceFolder);
 

@@ -114,17 +114,25 @@ TEST(UsbBus, FramesAreAnnouncedOnceAndTakenLeaveOf) {
     EXPECT_THAT(recorder.appeared, ElementsAre("sg1", "sg2", "sg2"));
 }
 
+// The node may come later, with the kernel's module.
 TEST(UsbBus, AFrameWithoutItsNodeIsExplainedAndAnotherDiskIsNot) {
     FakeSystem system;
     system.Add("usb", "1:0:0:0", "Somebody", "0", "");
     system.Add("usb", "2:0:0:0", "Somebody", "0", "sg7");  // a file, not a device: cannot be asked
-    system.Add("usb", "3:0:0:0", "QUORVANE", "0", "");
+    const Path frame = system.Add("usb", "3:0:0:0", "QUORVANE", "0", "");
     UsbBus bus(system.Options());
     Recorder recorder;
     ASSERT_TRUE(bus.Start(recorder));
     EXPECT_THAT(recorder.appeared, ElementsAre("3:0:0:0"));
     ASSERT_FALSE(recorder.opened);
     EXPECT_THAT(recorder.opened.error().message, HasSubstr("modprobe sg"));
+
+    bus.DeviceAdded(frame);  // not yet
+    std::filesystem::create_directories(frame / "scsi_generic/sg3");
+    bus.DeviceAdded(frame);
+    bus.DeviceAdded(frame);
+    EXPECT_THAT(recorder.appeared, ElementsAre("3:0:0:0", "sg3"));
+    EXPECT_THAT(recorder.disappeared, ElementsAre("3:0:0:0"));
 }
 
 // The kernel shows a device a moment before its node.
