@@ -26,18 +26,24 @@ enum class Links {
     Follow,   // a link under the final name stays, and the file it leads to is replaced or made: for names
               // users give. A device or pipe is written directly, a file that denies writing is left alone
     Replace,  // a file or link that stands there is replaced: in our own folders, nothing outside
-              // them is written through links
+              // them is written through links, and nobody but the user reads what is in them
 };
 
 // Writes `bytes` to a temporary file beside `path` and renames it there, so that a failure anywhere (disk
-// full, no permission) leaves whatever stood under the name as it was. A replaced file's permission bits
-// stay. Errors: NotFound (no such folder), Unwritable.
+// full, no permission) leaves whatever stood under the name as it was. With Links::Follow a replaced file's
+// permission bits stay. Errors: NotFound (no such folder), Unwritable.
 [[nodiscard]] Result<void> WriteFile(const Path& path, ByteSpan bytes, Links links = Links::Follow);
 
 // As WriteFile() with Links::Replace, and its contents are on the disk before it gets its name: whoever finds
 // the name, after a power failure or a sync that failed, finds them whole. The name is there after
 // SyncFolder().
 [[nodiscard]] Result<void> WriteSyncedFile(const Path& path, ByteSpan bytes);
+
+// Makes the folder, and those above it, for the owner alone; one that is there is closed to others. Errors:
+// Unwritable, for something else in its place, too: a link is none of ours.
+[[nodiscard]] Result<void> MakePrivateFolder(const Path& folder);
+// Takes from others what they may do with a file or folder of ours, as far as that can be done.
+void ClosePath(const Path& path);
 
 // Waits until a folder's list of names is on the disk. Errors: NotFound, Unreadable, Unwritable.
 [[nodiscard]] Result<void> SyncFolder(const Path& folder);

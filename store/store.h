@@ -77,11 +77,15 @@ void ReleaseAllFiles();
 
 struct SaveReport {
     int saved = 0;
-    std::vector<Error> failed;  // one for each picture that could not be copied
+    std::vector<Error> failed;   // one for each picture that could not be copied
+    std::vector<Path> replaced;  // where files are now that were in the way and none of ours: in the trash
 };
+// "2 files that were in the way are now in FOLDER"; empty without any.
+[[nodiscard]] std::string ReplacedText(const SaveReport& report);
 
-// Copies every listed picture's bitmap to folder/1.bmp, 2.bmp, ..., numbered by position in the list. Files
-// of these names are overwritten.
+// Copies every listed picture's bitmap to folder/1.bmp, 2.bmp, ..., numbered by position in the list. An
+// earlier copy of these names is overwritten, another file goes to the trash first, and what cannot be
+// written is passed over.
 SaveReport SavePictures(const Path& folder);
 
 }  // namespace lumato::store
