@@ -213,10 +213,13 @@ void MainWindow::SavePicturesTo(const Path& folder) {
 }
 
 void MainWindow::TakeSaving(const store::SaveReport& report) {
-    if (report.failed.empty())
+    if (report.failed.empty()) {
         store::ShowNote({"SAVED_TIPS", "Pictures saved"}, report.saved);
-    else
+        if (!report.replaced.empty())
+            m_panel->SetNoteDetail(store::ReplacedText(report));
+    } else {
         ShowNote("SAVE_FAILED_TIPS", "The pictures could not be saved", report.failed.front().message);
+    }
 }
 
 }  // namespace lumato::app

@@ -79,10 +79,10 @@ Options ParseArguments(const QCoreApplication& application) {
 // The folders of the start: made where they are missing, and held against a second program.
 Result<platform::FolderLock> TakeFolders(const WindowOptions& options) {
     std::error_code error;
-    std::filesystem::create_directories(options.home, error);
-    if (error)
-        return Fail(ErrorKind::Unwritable, Printable(options.home.string()) + ": " + error.message());
-    std::filesystem::create_directories(options.stateFolder, error);  // without it nothing is remembered
+    if (!std::filesystem::exists(options.home, error)) {
+        LUMATO_TRY_VOID(MakePrivateFolder((options.home / "").parent_path()));
+    }
+    static_cast<void>(MakePrivateFolder(options.stateFolder));  // without it nothing is remembered
     return platform::FolderLock::Take(options.home);
 }
 

@@ -82,15 +82,13 @@ enum class Syncing { None, BeforeRename };
 
 // `replaced`: the plain file that stands under the name, whose permission bits the new one takes over.
 Result<void> WriteAndRename(const Path& path, ByteSpan bytes, const struct stat* replaced,
-                            Syncing syncing = Syncing::None) {
+                            Syncing syncing = Syncing::None, mode_t access = 0666) {
     const Path temporary = TemporaryBeside(path);
-    const mode_t mode = syncing == Syncing::None ? 0666 : 0600;
-    Descriptor file(::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
+    Descriptor file(::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, access));
     if (file.Get() < 0)
         return tl::unexpected(FileError(path, errno, true));
     // A file system without permission bits refuses; the contents matter more.
-    if (replaced != nullptr && syncing == Syncing::None &&
-        ::fchmod(file.Get(), replaced->st_mode & 0777) != 0)
+    if (replaced != nullptr && ::fchmod(file.Get(), replaced->st_mode & 0777) != 0)
         errno = 0;
     const bool written =
         WriteAll(file.Get(), bytes) && (syncing == Syncing::None || ::fsync(file.Get()) == 0) && file.Close();
@@ -126,7 +124,7 @@ Result<void> WriteReplacing(const Path& path, ByteSpan bytes, Syncing syncing = 
         return tl::unexpected(FileError(path, EISDIR, true));
     if (there && !S_ISREG(status.st_mode) && !S_ISLNK(status.st_mode))
         return Fail(ErrorKind::Unwritable, Printable(path.native()) + ": not a plain file");
-    return WriteAndRename(path, bytes, there && S_ISREG(status.st_mode) ? &status : nullptr, syncing);
+    return WriteAndRename(path, bytes, nullptr, syncing, 0600);
 }
 
 Error TooLargeError(const Path& path, std::uintmax_t limit) {

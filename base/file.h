@@ -26,12 +26,12 @@ enum class Links {
     Follow,   // a link under the final name stays, and the file it leads to is replaced or made: for names
               // users give. A device or pipe is written directly, a file that denies writing is left alone
     Replace,  // a file or link that stands there is replaced: in our own folders, nothing outside
-              // them is written through links
+              // them is written through links, and nobody but the user reads what is in them
 };
 
 // Writes `bytes` to a temporary file beside `path` and renames it there, so that a failure anywhere (disk
-// full, no permission) leaves whatever stood under the name as it was. A replaced file's permission bits
-// stay. Errors: NotFound (no such folder), Unwritable.
+// full, no permission) leaves whatever stood under the name as it was. With Links::Follow a replaced file's
+// permission bits stay. Errors: NotFound (no such folder), Unwritable.
 [[nodiscard]] Result<void> WriteFile(const Path& path, ByteSpan bytes, Links links = Links::Follow);
 
 // As WriteFile() with Links::Replace, for its owner's eyes alone, and its contents are on the disk before it

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include <spawn.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -37,6 +38,9 @@ bool ApplyRules() {
 }  // namespace
 
 int RunPermit(const Arguments&, const Output& output) {
+    // Whatever the caller's umask: everybody may read a rule, and root alone may change it, an older one's
+    // permissions included.
+    ::umask(022);
     std::error_code error;
     const Path file = kRulesFile;
     std::filesystem::create_directories(file.parent_path(), error);
@@ -46,6 +50,7 @@ int RunPermit(const Arguments&, const Output& output) {
         return output.Failed(
             kRefused,
             written.error().message + (::geteuid() == 0 ? "" : "; this needs root: sudo lumatoctl permit"));
+    std::filesystem::permissions(file, std::filesystem::perms{0644}, error);
     const bool applied = ApplyRules();
     output.Result({{"file", kRulesFile}},
                   std::string("installed ") + kRulesFile +

@@ -48,8 +48,10 @@ int RunSave(const Arguments& arguments, const Output& output) {
     const store::SaveReport report = store::SavePictures(folder, NamesFor(arguments));
     for (const Error& failed : report.failed)
         Output::Complain(failed.message);
-    output.Result({{"saved", report.saved}},
-                  Count(report.saved, "picture") + " saved in " + Printable(folder.string()));
+    const std::string replaced = store::ReplacedText(report);
+    output.Result({{"saved", report.saved}, {"replaced", report.replaced.size()}},
+                  Count(report.saved, "picture") + " saved in " + Printable(folder.string()) +
+                      (replaced.empty() ? "" : "; " + replaced));
     return report.failed.empty() ? kDone : kRefused;
 }
 

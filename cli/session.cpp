@@ -100,10 +100,10 @@ void Session::DeliverEvents() {
 
 tl::expected<void, Failure> Session::PrepareHome(const Arguments& arguments) {
     const Path home = platform::ResourcesFolder(arguments.home);
-    std::error_code error;
-    std::filesystem::create_directories(home, error);
-    if (error)
-        return Fail(kRefused, Printable(home.string()) + ": " + error.message());
+    if (!std::filesystem::exists(home)) {
+        if (const Result<void> made = MakePrivateFolder((home / "").parent_path()); !made)
+            return Fail(kRefused, made.error().message);
+    }
     Result<platform::FolderLock> lock = platform::FolderLock::Take(home);
     if (!lock)
         return Fail(kRefused, lock.error().message);

@@ -1,9 +1,13 @@
 #include "store/local_files.h"
 
+#include <algorithm>
+#include <string_view>
 #include <system_error>
 
+#include "base/diagnostics.h"
 #include "base/printable.h"
 #include "base/temporary_name.h"
+#include "platform/linux/trash.h"
 #include "store/store.h"
 
 namespace lumato::store {
@@ -34,11 +38,8 @@ bool IsBitmapName(const std::string& name) {
     return true;
 }
 
-bool IsOurs(const std::string& name) {
-    return IsBitmapName(name) || IsTemporaryName(name);
-}
-
-// Bitmaps, and what a program that was killed in the middle of writing one has left.
+// Bitmaps, and what a program that was killed in the middle of writing one has left. What does not bear a
+// name of ours is somebody's, and goes to the trash, or stays where even that cannot be done.
 void DeleteBitmaps(const Path& folder) {
     if (!IsRealFolder(folder))
         return;
@@ -47,15 +48,35 @@ void DeleteBitmaps(const Path& folder) {
     for (fs::directory_iterator entry(folder, ignored), end; !ignored && entry != end;
          entry.increment(ignored)) {
         const fs::file_status status = entry->symlink_status(ignored);
+        const std::string name = entry->path().filename().string();
         if ((fs::is_regular_file(status) || fs::is_symlink(status)) &&
-            IsOurs(entry->path().filename().string()))
+            (IsBitmapName(name) || IsOurName(name)))
             doomed.push_back(entry->path());
     }
-    for (const Path& file : doomed)
-        fs::remove(file, ignored);
+    for (const Path& file : doomed) {
+        if (IsOurName(file.filename().string())) {
+            fs::remove(file, ignored);
+            continue;
+        }
+        const Result<Path> moved = platform::MoveToTrash(file);
+        Diagnose(Printable(file.string()) + ": none of our pictures, " +
+                 (moved ? "moved to " + Printable(moved->string()) : "left: " + moved.error().message));
+    }
 }
 
 }  // namespace
+
+bool IsOurName(const std::string& name) {
+    std::string_view rest = name;
+    for (const std::string_view start : {"DPFPicture", "Picture"}) {
+        if (rest.starts_with(start)) {
+            rest.remove_prefix(start.size());
+            const std::size_t digits = std::min(rest.find_first_not_of("0123456789"), rest.size());
+            return digits > 0 && rest.substr(digits) == ".bmp";
+        }
+    }
+    return IsTemporaryName(name);
+}
 
 Path StreamPath(const std::string& fileName) {
     return FolderPath("Edata").string() + "/" + fileName;
@@ -72,18 +93,7 @@ std::string BitmapName(const std::string& fileName) {
 
 Result<void> PrepareLocalFolders() {
     for (const char* name : {"data", "Edata"}) {
-        const Path folder = FolderPath(name);
-        std::error_code error;
-        const fs::file_status status = fs::symlink_status(folder, error);
-        if (fs::is_directory(status))
-            continue;
-        if (status.type() != fs::file_type::not_found)
-            return Fail(ErrorKind::Unwritable,
-                        Printable(folder.native()) +
-                            ": a folder belongs here, and something else stands in its place");
-        fs::create_directories(folder, error);
-        if (error)
-            return Fail(ErrorKind::Unwritable, Printable(folder.native()) + ": " + error.message());
+        LUMATO_TRY_VOID(MakePrivateFolder(FolderPath(name)));
     }
     return {};
 }

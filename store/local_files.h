@@ -13,4 +13,7 @@ namespace lumato::store {
 // The picture's name as the local bitmap bears it: one character before "DPFPicture" does not count.
 [[nodiscard]] std::string BitmapName(const std::string& fileName);
 
+// Whether files of such a name in our folders are ours to remove: pictures, and what was being written.
+[[nodiscard]] bool IsOurName(const std::string& name);
+
 }  // namespace lumato::store

@@ -1,13 +1,16 @@
+#include "base/printable.h"
 #include "store/local_files.h"
+#include "store/saved_copies.h"
 #include "store/store.h"
 
 namespace lumato::store {
 namespace {
 
-Result<void> Copy(const FileData& record, const Path& target) {
-    LUMATO_TRY(const auto bitmap, ReadPlainFile(BitmapPath(BitmapName(record.fileName))));
-    // A pipe or device in the file's place is refused, never waited for; a link is replaced, not followed.
-    return WriteFile(target, bitmap, Links::Replace);
+// A bitmap that is missing leaves an empty file, so that the numbers stay the pictures' own.
+Result<void> Copy(const FileData& record, const Path& target, SavedCopies& copies) {
+    const auto bitmap = ReadPlainFile(BitmapPath(BitmapName(record.fileName)));
+    LUMATO_TRY_VOID(copies.Put(target, bitmap ? ByteSpan(*bitmap) : ByteSpan()));
+    return bitmap ? Result<void>() : tl::unexpected(bitmap.error());
 }
 
 }  // namespace
@@ -16,8 +19,18 @@ std::optional<std::string> NumberedName(int position, const FileData&) {
     return std::to_string(position) + ".bmp";
 }
 
+std::string ReplacedText(const SaveReport& report) {
+    const std::size_t count = report.replaced.size();
+    if (count == 0)
+        return {};
+    return (count == 1 ? "1 file that was in the way is now in "
+                       : std::to_string(count) + " files that were in the way are now in ") +
+           Printable(report.replaced.front().parent_path().string());
+}
+
 SaveReport SavePictures(const Path& folder, const SaveName& nameOf) {
     SaveReport report;
+    SavedCopies copies;
     const FileDataHead* list = Store().gmyPictureData.get();
     int number = 0;
     for (const FileData* record = list != nullptr ? list->sentinel->next : nullptr; record != nullptr;
@@ -25,12 +38,13 @@ SaveReport SavePictures(const Path& folder, const SaveName& nameOf) {
         const std::optional<std::string> name = nameOf(++number, *record);
         if (!name)
             continue;
-        Result<void> copied = Copy(*record, folder / *name);
+        Result<void> copied = Copy(*record, folder / *name, copies);
         if (copied)
             ++report.saved;
         else
             report.failed.push_back(std::move(copied).error());
     }
+    report.replaced = copies.Replaced();
     return report;
 }
 

@@ -84,15 +84,19 @@ void ReleaseAllFiles();
 
 struct SaveReport {
     int saved = 0;
-    std::vector<Error> failed;  // one for each picture that could not be copied
+    std::vector<Error> failed;   // one for each picture that could not be copied
+    std::vector<Path> replaced;  // where files are now that were in the way and none of ours: in the trash
 };
+// "2 files that were in the way are now in FOLDER"; empty without any.
+[[nodiscard]] std::string ReplacedText(const SaveReport& report);
 
 // The name that the copy of a picture of the list gets; nothing: it is not copied.
 using SaveName = std::function<std::optional<std::string>(int position, const FileData& picture)>;
 // 1.bmp, 2.bmp, ..., numbered by position.
 [[nodiscard]] std::optional<std::string> NumberedName(int position, const FileData& picture);
 
-// Copies the listed pictures' bitmaps into the folder. Files of these names are overwritten.
+// Copies the listed pictures' bitmaps into the folder. An earlier copy of these names is overwritten, another
+// file goes to the trash first, and what cannot be written is passed over.
 SaveReport SavePictures(const Path& folder, const SaveName& nameOf = NumberedName);
 
 }  // namespace lumato::store

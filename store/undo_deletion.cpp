@@ -3,6 +3,7 @@
 #include <system_error>
 #include <utility>
 
+#include "store/local_files.h"
 #include "store/messages.h"
 #include "store/safekeeping.h"
 #include "store/store.h"
@@ -14,6 +15,23 @@ namespace fs = std::filesystem;
 
 Path KeepingFolder() {
     return Store().gmyResousepath / "undo";
+}
+
+// Ours alone: the folder goes with its last file.
+void EmptyKeepingFolder() {
+    std::error_code ignored;
+    std::vector<Path> kept;
+    if (fs::is_directory(fs::symlink_status(KeepingFolder(), ignored))) {
+        for (fs::directory_iterator entry(KeepingFolder(), ignored), end; !ignored && entry != end;
+             entry.increment(ignored)) {
+            if (!fs::is_directory(entry->symlink_status(ignored)) &&
+                IsOurName(entry->path().filename().string()))
+                kept.push_back(entry->path());
+        }
+        for (const Path& file : kept)
+            fs::remove(file, ignored);
+        fs::remove(KeepingFolder(), ignored);
+    }
 }
 
 // Another name for the file costs nothing; file systems without second names get a copy.
@@ -55,10 +73,8 @@ void DeletionUndo::Note() {
 // All of them: linking is cheaper than finding out which the deletion takes. A bitmap that is missing already
 // cannot get lost.
 bool DeletionUndo::KeepBitmaps() const {
-    std::error_code error;
-    fs::remove_all(KeepingFolder(), error);
-    fs::create_directory(KeepingFolder(), error);
-    if (error)
+    EmptyKeepingFolder();
+    if (!MakePrivateFolder(KeepingFolder()))
         return false;
     for (const FileData& record : m_records) {
         std::error_code ignored;
@@ -107,8 +123,7 @@ void DeletionUndo::Forget() {
     m_journal.reset();
     if (!std::exchange(m_possible, false))
         return;
-    std::error_code ignored;
-    fs::remove_all(KeepingFolder(), ignored);
+    EmptyKeepingFolder();
 }
 
 }  // namespace lumato::store

@@ -73,9 +73,11 @@ Result<void> ResultOf(const sd_bus_error& error, int errorNumber) {
         return Fail(ErrorKind::Busy, message);
     if (errorNumber == ETIMEDOUT || name == "org.freedesktop.DBus.Error.NoReply")
         return Fail(ErrorKind::Refused, "the disk service (udisks2) does not answer");
+    // The service is there and knows no such device.
+    if (name == "org.freedesktop.DBus.Error.UnknownObject")
+        return Fail(ErrorKind::Gone, "the volume is no longer there");
     if (name.starts_with("org.freedesktop.DBus.Error.ServiceUnknown") ||
         name.starts_with("org.freedesktop.DBus.Error.Spawn") ||
-        name == "org.freedesktop.DBus.Error.UnknownObject" ||
         name == "org.freedesktop.DBus.Error.UnknownMethod")
         return Fail(ErrorKind::NotFound, message);
     return Fail(ErrorKind::Refused, message);

@@ -15,7 +15,7 @@ namespace lumato::platform {
 inline constexpr std::chrono::milliseconds kUnmountLimit{20000};
 
 // `device`: "/dev/sdb1". Waits for the service, `limit` at most. Errors: NotFound (there is no such service),
-// Busy, Refused; the message is the service's own.
+// Gone (there is no such volume), Busy, Refused; the message is the service's own.
 [[nodiscard]] Result<void> UnmountByService(const std::string& device,
                                             std::chrono::milliseconds limit = kUnmountLimit);
 

@@ -113,11 +113,15 @@ TEST_F(FileTest, WritesNewFilesUnderTheUmaskAndKeepsTheBitsOfOldOnes) {
     ASSERT_TRUE(WriteFile(m_path, kOld));
     EXPECT_EQ(Mode(m_path), 0640U);
     ASSERT_EQ(::chmod(m_path.c_str(), 0606), 0);
-    for (const Links links : {Links::Follow, Links::Replace}) {
+    for (const auto& [links, mode] : {std::pair(Links::Follow, 0606U), {Links::Replace, 0600U}}) {
         ASSERT_TRUE(WriteFile(m_path, kNew, links));
-        EXPECT_EQ(Mode(m_path), 0606U);
+        EXPECT_EQ(Mode(m_path), mode);
         EXPECT_EQ(TakeBytes(m_path), kNew);
     }
+    ASSERT_TRUE(MakePrivateFolder(m_folder / "a/b"));
+    for (const char* made : {"a", "a/b"})
+        EXPECT_EQ(Mode(m_folder / made), 0700U) << made;
+    std::filesystem::remove_all(m_folder / "a");
     ASSERT_TRUE(WriteFile(m_path, {}));
     EXPECT_EQ(TakeBytes(m_path), Bytes{});
     EXPECT_EQ(m_folder.CountEntries(), 1U);

@@ -233,7 +233,7 @@ TEST_F(UdisksTest, WithoutTheServiceOrTheBusThereIsNone) {
     EXPECT_EQ(UnmountByService("/dev/sdb1").error().kind, ErrorKind::NotFound);
     {
         DiskService service(m_bus.Address(), "");
-        EXPECT_EQ(UnmountByService("/dev/unknown").error().kind, ErrorKind::NotFound);
+        EXPECT_EQ(UnmountByService("/dev/unknown").error().kind, ErrorKind::Gone) << "a volume, not the service";
     }
     ::setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nowhere", 1);
     EXPECT_EQ(UnmountByService("/dev/sdb1").error().kind, ErrorKind::NotFound);

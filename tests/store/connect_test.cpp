@@ -84,16 +84,25 @@ TEST_F(ConnectTest, LocalFoldersAreEmptiedOfBitmaps) {
     std::ofstream(outside) << "kept";
     fs::create_directories(Home() / "data/folder.bmp");
     fs::create_directories(Home() / "Edata");
-    for (const char* name : {"data/a.bmp", "data/b.BMP", "Edata/c.bMp", "data/d.txt", "data/bmp",
-                             "Edata/.bmp", "data/.lumato-0123456789abcdef.tmp", "Edata/.lumato-1.tmp"})
+    ::setenv("XDG_DATA_HOME", (Home() / "xdg").c_str(), 1);
+    for (const char* name : {"data/a.bmp", "data/b.BMP", "Edata/c.bMp", "Edata/a.bmp", "data/Picture.bmp",
+                             "data/Picture1.bmp", "data/DPFPicture20.bmp", "Edata/Picture3.bmp", "data/d.txt",
+                             "data/bmp", "data/.lumato-0123456789abcdef.tmp", "Edata/.lumato-1.tmp"})
         std::ofstream(Home() / name) << "x";
     fs::create_symlink(outside, Home() / "data/link.bmp");
     Connect(TestFlash());
     std::vector<std::string> left;
-    for (const auto& entry : fs::recursive_directory_iterator(Home()))
-        left.push_back(fs::relative(entry.path(), Home()));
-    EXPECT_THAT(left, testing::UnorderedElementsAre("outside.bmp", "data", "Edata", "data/folder.bmp",
-                                                    "data/d.txt", "data/bmp"));
+    for (const char* folder : {".", "data", "Edata", "xdg/Trash/files"}) {
+        for (const auto& entry : fs::directory_iterator(Home() / folder))
+            left.push_back(Path(folder) / entry.path().filename());
+    }
+    // What bears no name of ours is in the trash.
+    EXPECT_THAT(
+        left, testing::UnorderedElementsAre(
+                  "./outside.bmp", "./data", "./Edata", "./xdg", "data/folder.bmp", "data/d.txt", "data/bmp",
+                  "xdg/Trash/files/a.bmp", "xdg/Trash/files/a.bmp.2", "xdg/Trash/files/b.BMP",
+                  "xdg/Trash/files/c.bMp", "xdg/Trash/files/Picture.bmp", "xdg/Trash/files/link.bmp"));
+    EXPECT_EQ(fs::status(Home() / "data").permissions(), fs::perms::owner_all);
 }
 
 }  // namespace

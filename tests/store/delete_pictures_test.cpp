@@ -42,18 +42,41 @@ TEST_F(DeletePicturesTest, TheSelectedOneGoesOrTheLastOrAll) {
     EXPECT_THAT(m_status.Notes(), IsEmpty()) << "nothing is left";
 }
 
-TEST_F(DeletePicturesTest, ABitmapThatIsMissingIsNamedAndTheOthersAreSaved) {
+TEST_F(DeletePicturesTest, SavingTakesNothingFromAnybody) {
+    namespace fs = std::filesystem;
+    ::setenv("XDG_DATA_HOME", (Home() / "xdg").c_str(), 1);
+    const Path trash = Home() / "xdg/Trash/files";
+    const Path to = Home() / "to";
     Delete(1);
-    std::filesystem::create_directories(Home() / "to");
-    std::filesystem::remove(BitmapPath("DPFPicture3.bmp"));
-    const SaveReport report = SavePictures(Home() / "to");
-    EXPECT_EQ(report.saved, 3);
-    ASSERT_EQ(report.failed.size(), 1U);
+    fs::create_directories(to);
+    fs::remove(BitmapPath("DPFPicture3.bmp"));
+    test::PutBytes(to / "1.bmp", {'m', 'i', 'n', 'e'});
+    test::PutBytes(to / "3.bmp", {'k', 'e', 'p', 't'});
+    fs::permissions(to / "3.bmp", fs::perms{0444});
+    test::PutBytes(Home() / "elsewhere", {'f', 'a', 'r'});
+    fs::create_symlink(Home() / "elsewhere", to / "4.bmp");
+
+    SaveReport report = SavePictures(to);
+    EXPECT_EQ(report.saved, 2);
+    EXPECT_THAT(report.replaced, ElementsAre(trash / "1.bmp", trash / "4.bmp"));
+    ASSERT_EQ(report.failed.size(), 2U);
     EXPECT_THAT(report.failed[0].message, testing::HasSubstr("DPFPicture3.bmp"));
-    EXPECT_EQ(ReadFile(Home() / "to/1.bmp"), ReadFile(BitmapPath("DPFPicture2.bmp")));
-    EXPECT_FALSE(std::filesystem::exists(Home() / "to/2.bmp"));
-    EXPECT_EQ(ReadFile(Home() / "to/3.bmp"), ReadFile(BitmapPath("DPFPicture4.bmp")));
-    EXPECT_EQ(SavePictures(Home() / "nowhere").failed.size(), 4U);
+    EXPECT_THAT(report.failed[1].message, testing::HasSubstr("3.bmp"));
+    EXPECT_EQ(ReadFile(to / "1.bmp"), ReadFile(BitmapPath("DPFPicture2.bmp")));
+    EXPECT_EQ(test::TakeBytes(to / "2.bmp"), Bytes()) << "one that is missing has an empty file";
+    EXPECT_EQ(test::TakeBytes(to / "3.bmp"), Bytes({'k', 'e', 'p', 't'})) << "made read-only by somebody";
+    EXPECT_EQ(ReadFile(to / "4.bmp"), ReadFile(BitmapPath("DPFPicture5.bmp")));
+    EXPECT_EQ(test::TakeBytes(trash / "1.bmp"), Bytes({'m', 'i', 'n', 'e'}));
+    EXPECT_TRUE(fs::is_symlink(trash / "4.bmp"));
+    EXPECT_EQ(test::TakeBytes(Home() / "elsewhere"), Bytes({'f', 'a', 'r'}));
+
+    Delete(1);  // every number has another picture
+    report = SavePictures(to);
+    EXPECT_THAT(report.replaced, IsEmpty()) << "all of them are copies of ours";
+    EXPECT_EQ(ReadFile(to / "2.bmp"), ReadFile(BitmapPath("DPFPicture4.bmp")));
+    fs::copy_file(to / "2.bmp", to / "1.bmp", fs::copy_options::overwrite_existing);
+    EXPECT_EQ(SavePictures(to).replaced.size(), 1U) << "a copy that somebody put there";
+    EXPECT_EQ(SavePictures(Home() / "nowhere").failed.size(), 3U);
 }
 
 // What a deletion changes, for comparing before and after.
@@ -82,6 +105,9 @@ TEST_F(DeletePicturesTest, AnUndoneDeletionLeavesNoTrace) {
         Store().gmyCurrentSelectItem = 3;
         const Standing before = standing();
         ASSERT_FALSE(before.bitmap.empty());
+        const Path kept = Home() / "undo";
+        std::filesystem::create_directory(kept);
+        test::PutBytes(kept / "letter.txt", {'x'});
         DeletionUndo undo;
         undo.DeletePictures();
         ASSERT_TRUE(undo.IsPossible());
@@ -89,7 +115,8 @@ TEST_F(DeletePicturesTest, AnUndoneDeletionLeavesNoTrace) {
         undo.Undo();
         EXPECT_TRUE(standing() == before) << (all ? "all" : "one");
         EXPECT_FALSE(undo.IsPossible());
-        EXPECT_FALSE(std::filesystem::exists(Store().gmyResousepath / "undo"));
+        EXPECT_TRUE(std::filesystem::remove(kept / "letter.txt")) << "somebody's own";
+        EXPECT_TRUE(std::filesystem::is_empty(kept));
     }
 }
 
