@@ -43,6 +43,7 @@ int RunFrameServe(const Arguments& arguments, const Output& output) {
     tl::expected<vframe::UsbServerOptions, Error> options = Wanted(arguments);
     if (!options)
         return output.Failed(kRefused, options.error().message);
+    const std::shared_ptr<vframe::TraceLog> trace = options->trace;
     Result<std::unique_ptr<vframe::UsbServer>> server = vframe::UsbServer::Create(std::move(*options));
     if (!server) {
         const ErrorKind kind = server.error().kind;
@@ -54,6 +55,8 @@ int RunFrameServe(const Arguments& arguments, const Output& output) {
                      Printable(arguments.serve.socket.native()).c_str());
     (*server)->Run(end);
     ::close(end);
+    if (const Result<void> whole = trace ? trace->Whole() : Result<void>(); !whole)
+        *arguments.traceError = whole.error();
     return kDone;
 }
 

@@ -6,7 +6,7 @@
 namespace lumato::cli {
 
 int RunSave(const Arguments& arguments, const Output& output) {
-    const auto session = Session::Connect(arguments);
+    const auto session = Session::Connect(arguments, Session::Purpose::Look);
     if (!session)
         return output.Failed(session.error());
 
