@@ -1,7 +1,7 @@
 // The one-line diagnostics of the lower rooms: for developers and bug reports, never the user's only message.
 //
-// The window sends them to standard output (the default), lumatoctl to standard error. Callable from any
-// thread.
+// The window sends them to standard output (the default), lumatoctl to standard error if told to
+// (--verbose). Callable from any thread.
 #pragma once
 
 #include <cstdio>

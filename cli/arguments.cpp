@@ -18,6 +18,18 @@ namespace {
 // Of a pose's numbers, and the greatest haste: more than any canvas, and than anybody waits for.
 constexpr int kFarthest = 1'000'000;
 
+// Several values in a row would have the library take "[a]" for a list of its own; behind this mark it stands
+// as it is.
+constexpr char kMark = '\x1F';
+
+std::string Marked(std::string word) {
+    return word.starts_with('[') || word.starts_with(kMark) ? kMark + word : word;
+}
+
+std::string Unmarked(const std::string& word) {
+    return word.starts_with(kMark) ? word.substr(1) : word;
+}
+
 // The value that `parse` makes of the text; a text that it refuses is wrong usage.
 template <class Parse>
 auto Checked(const std::string& name, const std::string& text, Parse parse, const std::string& wanted) {
@@ -31,7 +43,7 @@ template <class T, class Parse>
 CLI::Option* AddParsed(CLI::App* app, const std::string& name, T& target, Parse parse,
                        const std::string& wanted, const std::string& help) {
     const auto take = [&target, parse, name, wanted](const std::string& text) {
-        target = static_cast<T>(Checked(name, text, parse, wanted));
+        target = static_cast<T>(Checked(name, Unmarked(text), parse, wanted));
     };
     return app->add_option_function<std::string>(name, take, help);
 }
@@ -76,8 +88,8 @@ CLI::Option* AddFile(CLI::App* app, const std::string& name, Arguments& argument
     const auto take = [&arguments, &others, name](const std::string& text) {
         if (text.empty())
             throw CLI::ValidationError(name, "a name is wanted");
-        arguments.files.emplace_back(text);
-        others.emplace_back(text);
+        arguments.files.emplace_back(Unmarked(text));
+        others.emplace_back(Unmarked(text));
     };
     return app->add_option_function<std::string>(name, take, help)->required()->type_name("");
 }
@@ -96,14 +108,19 @@ CLI::Option* AddFlag(CLI::App* app, const std::string& name, bool& target, const
     return app->add_flag(name, target, help)->disable_flag_override();
 }
 
-// Several values in a row, each as it stands: the library would take "[a]" for a list of its own.
+template <class T>
+CLI::Option* AddText(CLI::App* app, const std::string& name, T& target, const std::string& help) {
+    return app->add_option_function<std::string>(
+        name, [&target](const std::string& text) { target = Unmarked(text); }, help);
+}
+
 CLI::Option* AddSeveral(CLI::App* app, const std::string& name,
                         const std::function<void(const std::string&)>& take, const std::string& help) {
     const auto takeAll = [take](const std::vector<std::string>& texts) {
         for (const std::string& text : texts)
-            take(text);
+            take(Unmarked(text));
     };
-    return app->add_option_function<std::vector<std::string>>(name, takeAll, help)->allow_extra_args(false);
+    return app->add_option_function<std::vector<std::string>>(name, takeAll, help);
 }
 
 void AddPose(CLI::App* app, PoseArguments& pose) {
@@ -145,7 +162,8 @@ void AddGeneralOptions(CLI::App& app, Arguments& arguments) {
     AddSeveral(&app, "--fault", takeFault,
                "the virtual frame's N-th command goes wrong; KIND is refuse, lost, half, flip, lie or unplug")
         ->type_name("N:KIND")
-        ->type_size(1);
+        ->type_size(1)
+        ->allow_extra_args(false);
     AddParsed(
         &app, "--pace", arguments.pace,
         [](const std::string& text) { return ParseReal(text, 0.001, kFarthest); },
@@ -155,6 +173,7 @@ void AddGeneralOptions(CLI::App& app, Arguments& arguments) {
         ->type_name("X");
     AddFlag(&app, "--json", arguments.json, "one JSON object in place of text for people");
     AddFlag(&app, "--quiet", arguments.quiet, "no progress bar and no status notes");
+    AddFlag(&app, "--verbose", arguments.verbose, "diagnostics of the lower layers on standard error, too");
 }
 
 // Before what the help ends with on every command.
@@ -284,11 +303,9 @@ void AddFileCommands(CLI::App& app, Arguments& arguments) {
 
     CLI::App* text = AddCommand(&app, arguments, Command::Text, "text",
                                 "what the language file gives for a key; no frame needed");
-    text->add_option("KEY", arguments.key, "the text's key")->required()->type_name("");
-    text->add_option("DEFAULT", arguments.defaultText, "the text without an entry")
-        ->required()
-        ->type_name("");
-    text->add_option("--section", arguments.section, "look only in this section")->type_name("NAME");
+    AddText(text, "KEY", arguments.key, "the text's key")->required()->type_name("");
+    AddText(text, "DEFAULT", arguments.defaultText, "the text without an entry")->required()->type_name("");
+    AddText(text, "--section", arguments.section, "look only in this section")->type_name("NAME");
 }
 
 void AddVirtualFrameCommands(CLI::App& app, Arguments& arguments) {
@@ -339,9 +356,8 @@ void AddVirtualFrameCommands(CLI::App& app, Arguments& arguments) {
     AddPath(serve, "--control", arguments.serve.control,
             "listen here for orders, one a line: plug, unplug, wait, fault N:KIND")
         ->type_name("PATH");
-    serve
-        ->add_option("--vendor", arguments.serve.vendor,
-                     "what it answers an INQUIRY with, 8 characters at most")
+    AddText(serve, "--vendor", arguments.serve.vendor,
+            "what it answers an INQUIRY with, 8 characters at most")
         ->type_name("NAME");
     const auto type = [](const std::string& text) {
         const auto value = ParseWhole(text, {0, 5});
@@ -406,7 +422,10 @@ Arguments ParseArguments(int argc, const char* const* argv) {
     const std::span<const char* const> words(argv, static_cast<std::size_t>(argc));
     try {
         RefuseEmptyValues(words);
-        app.parse(argc, argv);
+        std::vector<std::string> reversed;  // as the library wants them, without the program's name
+        for (std::size_t i = words.size(); i > 1; --i)
+            reversed.push_back(Marked(words[i - 1]));
+        app.parse(std::move(reversed));
         if (arguments.command == Command::Delete && !arguments.all && arguments.positions.empty())
             throw CLI::RequiredError("POSITION or --all");
         if (arguments.command == Command::FrameNew && !arguments.newFrame.from &&

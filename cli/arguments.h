@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -71,10 +72,13 @@ struct Arguments {
     std::optional<Path> frame;
     std::optional<Path> home;
     std::optional<Path> trace;
+    std::shared_ptr<std::optional<Error>> traceError =
+        std::make_shared<std::optional<Error>>();  // why it is not whole: whoever wrote it says so in the end
     std::vector<vframe::Fault> faults;
     std::optional<double> pace;
     bool json = false;
     bool quiet = false;
+    bool verbose = false;
 
     // Each command uses those that its usage names.
     std::vector<Path> files;  // add: pictures; others: their file arguments in order

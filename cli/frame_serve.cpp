@@ -53,6 +53,7 @@ int RunFrameServe(const Arguments& arguments, const Output& output) {
     tl::expected<vframe::UsbServerOptions, Error> options = Wanted(arguments);
     if (!options)
         return output.Failed(kRefused, options.error().message);
+    const std::shared_ptr<vframe::TraceLog> trace = options->trace;
     Result<std::unique_ptr<vframe::UsbServer>> server = vframe::UsbServer::Create(std::move(*options));
     if (!server) {
         const ErrorKind kind = server.error().kind;
@@ -63,6 +64,8 @@ int RunFrameServe(const Arguments& arguments, const Output& output) {
         std::fprintf(stderr, "%s is on the bus at %s\n", Printable(arguments.files.front().native()).c_str(),
                      Printable(arguments.serve.socket.native()).c_str());
     (*server)->Run(end);
+    if (const Result<void> whole = trace ? trace->Whole() : Result<void>(); !whole)
+        *arguments.traceError = whole.error();
     return kDone;
 }
 

@@ -45,7 +45,7 @@ std::string AsText(const store::StoreState& store) {
 }  // namespace
 
 int RunInfo(const Arguments& arguments, const Output& output) {
-    const auto session = Session::Connect(arguments);
+    const auto session = Session::Connect(arguments, Session::Purpose::Look);
     if (!session)
         return output.Failed(session.error());
     (*session)->NoteDownloadDue();

@@ -60,7 +60,7 @@ std::string AsText(const std::vector<Row>& rows) {
 }  // namespace
 
 int RunList(const Arguments& arguments, const Output& output) {
-    const auto session = Session::Connect(arguments);
+    const auto session = Session::Connect(arguments, Session::Purpose::Look);
     if (!session)
         return output.Failed(session.error());
     const std::vector<Row> rows = Rows();

@@ -1,5 +1,8 @@
 // lumatoctl: the picture manager without a display.
 #include <csignal>
+#include <cstdlib>
+#include <exception>
+#include <new>
 
 #include <malloc.h>
 
@@ -11,7 +14,7 @@
 namespace lumato::cli {
 namespace {
 
-int Run(const Arguments& arguments, const Output& output) {
+int RunCommand(const Arguments& arguments, const Output& output) {
     if (const auto harmless = CheckOutputs(arguments); !harmless)
         return output.Failed(harmless.error());
     switch (arguments.command) {
@@ -57,6 +60,38 @@ int Run(const Arguments& arguments, const Output& output) {
     return kWrongUsage;
 }
 
+std::string ReasonOf(const std::exception& error) {
+    return dynamic_cast<const std::bad_alloc*>(&error) != nullptr ? "memory ran out" : error.what();
+}
+
+// An error that nobody expected on a thread of its own. What the frame and the disk hold at any moment can be
+// recovered, so that ending here does no harm.
+[[noreturn]] void EndAtOnce() {
+    try {
+        if (const std::exception_ptr error = std::current_exception())
+            std::rethrow_exception(error);
+    } catch (const std::exception& error) {
+        Output::Complain(ReasonOf(error));
+        std::_Exit(kRefused);
+    } catch (...) {
+    }
+    std::abort();
+}
+
+int Run(const Arguments& arguments, const Output& output) {
+    int status = kRefused;
+    try {
+        status = RunCommand(arguments, output);
+    } catch (const std::exception& error) {
+        status = output.Failed(kRefused, ReasonOf(error));
+    }
+    if (const auto& error = *arguments.traceError) {
+        Output::Complain("the trace is not whole: " + error->message);
+        return status == kDone ? kRefused : status;
+    }
+    return status;
+}
+
 }  // namespace
 }  // namespace lumato::cli
 
@@ -72,6 +107,7 @@ int main(int argc, char** argv) {
     ::mallopt(M_MMAP_THRESHOLD, 4 << 20);
     ::mallopt(M_TRIM_THRESHOLD, 8 << 20);
     const cli::Arguments arguments = cli::ParseArguments(argc, argv);
-    SetDiagnosticStream(arguments.quiet ? nullptr : stderr);
+    SetDiagnosticStream(arguments.verbose ? stderr : nullptr);
+    std::set_terminate(cli::EndAtOnce);
     return cli::FlushOutput(cli::Run(arguments, cli::Output(arguments.json)));
 }

@@ -31,7 +31,7 @@ store::SaveName NamesFor(const Arguments& arguments) {
 }  // namespace
 
 int RunSave(const Arguments& arguments, const Output& output) {
-    const auto session = Session::Connect(arguments);
+    const auto session = Session::Connect(arguments, Session::Purpose::Look);
     if (!session)
         return output.Failed(session.error());
 

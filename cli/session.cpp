@@ -1,5 +1,10 @@
 #include "cli/session.h"
 
+#include <algorithm>
+#include <array>
+
+#include <unistd.h>
+
 #include "base/printable.h"
 #include "cli/bus_filter.h"
 #include "cli/dry_run.h"
@@ -8,6 +13,7 @@
 #include "flash/process_flash.h"
 #include "platform/linux/folders.h"
 #include "platform/services.h"
+#include "store/picture_table.h"
 #include "store/safekeeping.h"
 #include "store/transfer.h"
 #include "text/localized.h"
@@ -17,6 +23,27 @@ namespace {
 
 constexpr const char* kNoneOnUsb =
     "no frame found: there is none on the USB bus; --frame FILE names a virtual one";
+constexpr std::string_view kTableSignature = "ABFS";
+
+constexpr const char* kBrokenOffElsewhere =
+    "the frame's table is not valid: a download seems to have broken off. Another home (--home, or another "
+    "user's) may hold its journal, and with it the pictures";
+
+// Every download begins with spoiling the end of the table. No journal of this home was the frame's.
+bool DownloadSeemsBrokenOff() {
+    const store::StoreState& store = store::Store();
+    return !store.resuming && !store::IsTable(store.tableOnFrame) &&
+           std::equal(kTableSignature.begin(), kTableSignature.end(), store.tableOnFrame.begin());
+}
+
+// The two folders of pictures can be filled, or made.
+bool CanKeepPictures(const Path& home) {
+    return std::ranges::all_of(std::array{"data", "Edata"}, [&](const char* name) {
+        const Path folder = home / name;
+        const bool there = ::access(folder.c_str(), F_OK) == 0;
+        return ::access((there ? folder : home).c_str(), W_OK | X_OK) == 0;
+    });
+}
 
 tl::unexpected<Failure> Fail(ExitStatus status, std::string message) {
     return tl::unexpected<Failure>(Failure{status, std::move(message)});
@@ -24,8 +51,9 @@ tl::unexpected<Failure> Fail(ExitStatus status, std::string message) {
 
 }  // namespace
 
-tl::expected<std::unique_ptr<Session>, Failure> Session::Connect(const Arguments& arguments) {
-    std::unique_ptr<Session> session(new Session(arguments.quiet));
+tl::expected<std::unique_ptr<Session>, Failure> Session::Connect(const Arguments& arguments,
+                                                                 Purpose purpose) {
+    std::unique_ptr<Session> session(new Session(arguments, purpose));
     tl::expected<void, Failure> done = CheckInputsOfConnecting(arguments);
     // The frame comes first: a file that is none must not leave a new home folder behind.
     if (done)
@@ -38,6 +66,8 @@ tl::expected<std::unique_ptr<Session>, Failure> Session::Connect(const Arguments
         return tl::unexpected<Failure>(done.error());
     if (arguments.dryRun)
         BeginDryRun();
+    if (purpose == Purpose::Look && DownloadSeemsBrokenOff())
+        Output::Complain(kBrokenOffElsewhere);
     return session;
 }
 
@@ -51,10 +81,11 @@ tl::expected<void, Failure> Session::FindBus(const Arguments& arguments) {
     services.bus = &Bus();
     if (!arguments.trace)
         return {};
-    const Result<std::shared_ptr<vframe::TraceLog>> log = vframe::TraceLog::Create(*arguments.trace);
+    Result<std::shared_ptr<vframe::TraceLog>> log = vframe::TraceLog::Create(*arguments.trace);
     if (!log)
         return Fail(kRefused, log.error().message);
-    m_tracedBus = std::make_unique<vframe::TracedBus>(Bus(), *log);
+    m_traceLog = std::move(*log);
+    m_tracedBus = std::make_unique<vframe::TracedBus>(Bus(), m_traceLog);
     services.bus = m_tracedBus.get();
     return {};
 }
@@ -70,11 +101,14 @@ platform::Bus& Session::Bus() {
 tl::expected<void, Failure> Session::PlugVirtualFrame(const Arguments& arguments) {
     m_frameBus = std::make_unique<vframe::VirtualBus>();
     const vframe::FrameOptions options{.faults = arguments.faults, .pace = arguments.pace.value_or(0)};
-    const Result<platform::BusService*> plugged = m_frameBus->Plug(*arguments.frame, options);
-    if (!plugged) {
-        const bool busy = plugged.error().kind == ErrorKind::Busy;
-        return Fail(busy ? kRefused : kNoFrame, plugged.error().message);
+    Result<vframe::FlashImage> flash = vframe::FlashImage::Open(*arguments.frame);
+    if (!flash && flash.error().kind == ErrorKind::Unwritable && m_purpose == Purpose::Look)
+        flash = vframe::FlashImage::Open(*arguments.frame, vframe::ImageUse::Read);
+    if (!flash) {
+        const bool busy = flash.error().kind == ErrorKind::Busy;
+        return Fail(busy ? kRefused : kNoFrame, flash.error().message);
     }
+    m_frameBus->Plug(std::move(*flash), options);
     return {};
 }
 
@@ -98,20 +132,36 @@ void Session::DeliverEvents() {
         m_frameBus->DeliverEvents();
 }
 
+// The home, held, or a folder of this call's own where nothing can be kept there.
+tl::expected<Path, Failure> Session::TakeHome(const Path& home) {
+    std::error_code ignored;
+    const bool there = std::filesystem::exists(home, ignored);
+    const Result<void> made = there ? Result<void>() : MakePrivateFolder((home / "").parent_path());
+    const bool elsewhere = m_purpose == Purpose::Look && (!made || !CanKeepPictures(home));
+    if (!made && !elsewhere)
+        return Fail(kRefused, made.error().message);
+    Result<platform::FolderLock> lock = platform::FolderLock::Take(home);
+    if (lock)
+        m_homeLock = std::move(*lock);
+    else if (!elsewhere || lock.error().kind == ErrorKind::Busy)
+        return Fail(kRefused, lock.error().message);
+    if (!elsewhere)
+        return home;
+    Result<PrivateFolder> folder = PrivateFolder::Make();
+    if (!folder)
+        return Fail(kRefused, folder.error().message);
+    m_localFiles = std::move(*folder);
+    return m_localFiles->Get();
+}
+
 tl::expected<void, Failure> Session::PrepareHome(const Arguments& arguments) {
     const Path home = platform::ResourcesFolder(arguments.home);
-    if (!std::filesystem::exists(home)) {
-        if (const Result<void> made = MakePrivateFolder((home / "").parent_path()); !made)
-            return Fail(kRefused, made.error().message);
-    }
-    Result<platform::FolderLock> lock = platform::FolderLock::Take(home);
-    if (!lock)
-        return Fail(kRefused, lock.error().message);
-    m_homeLock = std::move(*lock);
-
+    const auto localFiles = TakeHome(home);
+    if (!localFiles)
+        return tl::unexpected<Failure>(localFiles.error());
     text::SetLanguageFile(home / "Language.ini");
     store::StoreState& store = store::Store();
-    store.gmyResousepath = home;
+    store.gmyResousepath = *localFiles;
     store.statePath = platform::StateFolder(arguments.home);
     store.status = &m_status;
     store.MyJPG = &m_codec;
@@ -172,7 +222,7 @@ void Session::NoteDownloadDue() {
 
 // The order of a shutdown: first the flash object, then the pictures, then the link.
 Session::~Session() {
-    if (m_homeLock) {
+    if (m_homeLock || m_localFiles) {
         flash::Flash().m_PtrPF.reset();
         store::ReleaseAllFiles();
     }
@@ -182,6 +232,9 @@ Session::~Session() {
     flash::ResetFlash();
     store::ResetStore();
     platform::CurrentServices() = platform::Services();
+    if (m_traceLog)
+        if (const Result<void> whole = m_traceLog->Whole(); !whole)
+            *m_traceError = whole.error();
 }
 
 }  // namespace lumato::cli

@@ -13,6 +13,7 @@
 #include "cli/bus_filter.h"
 #include "cli/link_notes.h"
 #include "cli/output.h"
+#include "cli/private_folder.h"
 #include "cli/terminal_status.h"
 #include "device/comm_usb.h"
 #include "picture/rv512_encoder.h"
@@ -31,9 +32,11 @@ namespace lumato::cli {
 
 class Session {
   public:
-    // Takes the home folder, finds the frame, and waits until its pictures are read back.
-    // A dry run's list then reaches no disk.
-    [[nodiscard]] static tl::expected<std::unique_ptr<Session>, Failure> Connect(const Arguments& arguments);
+    // Takes the home folder, finds the frame, and waits until its pictures are read back. To look at a frame,
+    // neither its image nor the home need be writable. A dry run's list reaches no disk.
+    enum class Purpose { Change, Look };
+    [[nodiscard]] static tl::expected<std::unique_ptr<Session>, Failure> Connect(
+        const Arguments& arguments, Purpose purpose = Purpose::Change);
 
     // Lets go of the frame and of the local files of its pictures.
     ~Session();
@@ -49,9 +52,14 @@ class Session {
     [[nodiscard]] TerminalStatus& Status() { return m_status; }
 
   private:
-    explicit Session(bool quiet) : m_status(quiet), m_linkNotes(m_status) {}
+    Session(const Arguments& arguments, Purpose purpose)
+        : m_purpose(purpose),
+          m_status(arguments.quiet),
+          m_traceError(arguments.traceError),
+          m_linkNotes(m_status) {}
 
     tl::expected<void, Failure> PrepareHome(const Arguments& arguments);
+    tl::expected<Path, Failure> TakeHome(const Path& home);
     tl::expected<void, Failure> FindBus(const Arguments& arguments);
     tl::expected<void, Failure> PlugVirtualFrame(const Arguments& arguments);
     tl::expected<void, Failure> SearchUsb(const Arguments& arguments);
@@ -59,14 +67,18 @@ class Session {
     [[nodiscard]] platform::Bus& Bus();
     void DeliverEvents();
 
+    const Purpose m_purpose;
     TerminalStatus m_status;
+    const std::shared_ptr<std::optional<Error>> m_traceError;
     platform::SystemClock m_clock;
     picture::CRv512Encoder m_codec;
     std::optional<platform::FolderLock> m_homeLock;
+    std::optional<PrivateFolder> m_localFiles;  // in place of a home that cannot be written
     std::unique_ptr<vframe::VirtualBus> m_frameBus;
     std::unique_ptr<platform::UsbBus> m_usbBus;
     std::unique_ptr<OneDeviceBus> m_oneDeviceBus;  // of the node that was asked for
     platform::MountedVolumes m_volumes;
+    std::shared_ptr<vframe::TraceLog> m_traceLog;
     std::unique_ptr<vframe::TracedBus> m_tracedBus;
     LinkNotes m_linkNotes;
     std::unique_ptr<device::CCommUSB> m_link;

@@ -109,6 +109,8 @@ VipsOutcome SayVipsError(VipsMessage* message) {
     for (char* at = detail; *at; ++at)
         if (*at == '\n')
             *at = at[1] ? ' ' : '\0';
+    if (std::string_view(detail).find("out of memory") != std::string_view::npos)
+        return Say(message, VipsOutcome::TooLarge, "too large for this computer's memory");
     constexpr std::string_view kEnds[] = {
         "end of file", "end of input",   "EOF",        "eof",       "truncated",
         "Truncated",   "Unexpected end", "not enough", "Not enough"};

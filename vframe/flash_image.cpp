@@ -98,8 +98,8 @@ FlashImage::~FlashImage() {
         ::close(m_fd);
 }
 
-Result<FlashImage> FlashImage::Open(const Path& path) {
-    const int fd = OpenFile(path, O_RDWR);
+Result<FlashImage> FlashImage::Open(const Path& path, ImageUse use) {
+    const int fd = OpenFile(path, use == ImageUse::Read ? O_RDONLY : O_RDWR);
     if (fd < 0 && errno == EISDIR)
         return NoFlash(path, "it is a folder");
     if (fd < 0)

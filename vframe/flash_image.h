@@ -17,12 +17,14 @@ inline constexpr std::size_t kFlashGranule = 4096;  // sizes are multiples of th
 inline constexpr std::size_t kSmallestFlash = 131072;
 inline constexpr std::size_t kLargestFlash = 16777216;  // what 24-bit addresses reach
 
+enum class ImageUse { ReadAndWrite, Read };
+
 class FlashImage {
   public:
-    // Opens the file for reading and writing and locks it against other programs (flock on the file itself)
-    // until Close(). Errors: Busy, NotFound, Unreadable or Unwritable (no permission), Unsupported (not a
-    // file, or of a size that no flash has). Nothing is changed.
-    [[nodiscard]] static Result<FlashImage> Open(const Path& path);
+    // Opens the file for that use (Write() fails without the permission) and locks it against other programs
+    // (flock on the file itself) until Close(). Errors: Busy, NotFound, Unreadable or Unwritable (no
+    // permission), Unsupported (not a file, or of a size that no flash has). Nothing is changed.
+    [[nodiscard]] static Result<FlashImage> Open(const Path& path, ImageUse use = ImageUse::ReadAndWrite);
 
     // A flash without a file. Requires: a valid size; a name of its own for each of those on one bus.
     [[nodiscard]] static FlashImage InMemory(std::vector<std::uint8_t> bytes,

@@ -5,7 +5,6 @@
 #include <string>
 #include <utility>
 
-#include "base/diagnostics.h"
 #include "base/printable.h"
 
 namespace lumato::vframe {
@@ -58,13 +57,18 @@ TraceLog::~TraceLog() {
     std::fclose(m_file);
 }
 
+Result<void> TraceLog::Whole() {
+    const std::lock_guard lock(m_mutex);
+    return m_whole;
+}
+
 void TraceLog::Write(const ScsiRequest& request, const ScsiOutcome& outcome) {
     const std::string line = Line(request, outcome);
     const std::lock_guard lock(m_mutex);
     const bool written =
         std::fwrite(line.data(), 1, line.size(), m_file) == line.size() && std::fflush(m_file) == 0;
-    if (!written && !std::exchange(m_failed, true))
-        Diagnose(Printable(m_name) + ": " + SystemMessage(errno));
+    if (!written && m_whole)
+        m_whole = Fail(KindOfErrno(errno, true), Printable(m_name) + ": " + SystemMessage(errno));
 }
 
 TracedDevice::TracedDevice(std::unique_ptr<platform::ScsiDevice> device, std::shared_ptr<TraceLog> log)

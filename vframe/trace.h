@@ -26,7 +26,9 @@ class TraceLog {
     TraceLog(const TraceLog&) = delete;
     TraceLog& operator=(const TraceLog&) = delete;
 
-    // A line that cannot be written is said once, as a diagnostic.
+    // Whether every line so far has been written; the first error otherwise.
+    [[nodiscard]] Result<void> Whole();
+
     void Write(const platform::ScsiRequest& request, const platform::ScsiOutcome& outcome);
 
   private:
@@ -35,7 +37,7 @@ class TraceLog {
     std::mutex m_mutex;
     std::FILE* m_file;
     std::string m_name;
-    bool m_failed = false;
+    Result<void> m_whole;
 };
 
 class TracedDevice : public platform::ScsiDevice {

@@ -6,8 +6,10 @@ import json
 import os
 import shutil
 import subprocess
+import tempfile
 import unittest
 
+import flash_reader
 import story
 import stream_codec
 from flash_reader import make_image, put_pictures
@@ -85,7 +87,13 @@ class Calls(Story):
         self.assertEqual(self.read("stream050"), self.read("stream50"))
         for name in ("[one.bmp]", "{}", "[]", "%%", "a,b"):
             self.write(name, wave(48, 32, 6))
-            self.assertEqual([added["file"] for added in self.good("add", name)["added"]], [name])
+            self.assertEqual([added["file"] for added in self.good("add", name, "./" + name)["added"]], [name, "./" + name])
+        self.assertEqual(self.good("text", "[a,b]", "[c]", frame=False)["text"], "[c]")
+        self.assertEqual(self.good("delete", "1", "3")["pictures"], 10)
+
+    def remove(self, *names):
+        for name in map(self.path, names):
+            shutil.rmtree(name) if os.path.isdir(name) else os.path.exists(name) and os.remove(name)
 
     def every_command(self):
         """All that can be called, with what each needs; their outputs are called new."""
@@ -100,10 +108,7 @@ class Calls(Story):
         for call in (*self.every_command(), ("--json", "info"), ("--quiet", "list"), ("--trace", "trace", "list")):
             for closed in ((0,), (1,), (2,), (0, 1, 2)):
                 with self.subTest(call=call, closed=closed):
-                    for name in ("new", "home"):
-                        shutil.rmtree(self.path(name)) if os.path.isdir(self.path(name)) else None
-                    if os.path.exists(self.path("new")):
-                        os.remove(self.path("new"))
+                    self.remove("new", "home")
                     self.put_frame(put_pictures(make_image(), streams(2)))
                     firmware = self.image()[:0x10000]
                     shell = "exec \"$@\" " + " ".join("%d%s&-" % (number, "<>"[number > 0]) for number in closed)
@@ -113,6 +118,91 @@ class Calls(Story):
                     for name in ("new", "trace"):
                         if os.path.isfile(self.path(name)):
                             self.assertNotIn(b"evice", self.read(name))
+
+    def assert_shape(self, answer, shape, where):
+        """What was answered is what docs/json.md says: these members of these types, and no others."""
+        if isinstance(shape, dict):
+            self.assertEqual(list(answer), list(shape), where)
+            for name, inner in shape.items():
+                self.assert_shape(answer[name], inner, where + "." + name)
+        elif isinstance(shape, list):
+            for one in answer:
+                self.assert_shape(one, shape[0], where)
+        else:
+            self.assertIn({str: "text", int: "number", type(None): "null"}[type(answer)], shape.split(" or "), where)
+
+    def test_answers_are_as_documented(self):
+        with open(os.path.join(os.path.dirname(__file__), "../../docs/json.md")) as file:
+            shapes = json.loads(file.read().split("```json")[1].split("```")[0])
+        unseen = set(shapes) - {"permit"}  # which changes the computer
+        for call in (*self.every_command(), ("add", "missing.bmp", "one.bmp"), ("info", "--quality"), ("decode", "missing", "x")):
+            self.remove("new")
+            with self.subTest(call=call):
+                done = self.run_bare("--home=home", "--frame=frame.img", *call, "--json")
+                answer = json.loads(done.stdout)
+                name = "error" if "error" in answer else " ".join(call[:2]) if call[0] == "frame" else call[0]
+                self.assertEqual(name == "error", done.returncode > 0 and call[0] != "add")
+                self.assert_shape(answer, shapes[name], name)
+                unseen -= {name}
+        self.assertEqual(unseen, set())
+
+    def test_what_cannot_be_written(self):
+        """Standard output, a trace, memory, an image and a home: each is said, and what can be done is done."""
+        full = ["sh", "-c", 'exec "$@" >/dev/full', "sh"]
+        little = ["sh", "-c", 'ulimit -v 14000; exec "$@"', "sh"]
+        for prefix, call, said in ((full, ("list",), "standard output"), ((), ("--trace=/dev/full", "add", "one.bmp"), "/dev/full"),
+                                   (little, ("add", "one.bmp", "big.bmp"), "")):
+            with self.subTest(call=call):
+                if self.run_bare("--version", prefix=little).returncode and prefix is little:
+                    continue  # sanitizers take more than that
+                self.write("big.bmp", wave(700, 500))
+                done = self.run_bare("--home=home", "--frame=frame.img", *call, prefix=prefix)
+                self.assertEqual(done.returncode, 1, done.stderr)
+                self.assertIn(said, done.stderr.decode())
+                self.assertNotIn(b"terminate", done.stderr)
+                self.assertNotIn(b"broken", done.stderr)
+        self.assertEqual(len(flash_reader.streams_of(self.image())), 3, "the traced call added its picture")
+
+    def test_what_can_only_be_looked_at(self):
+        self.good("add", "one.bmp")
+        os.mkdir(self.path("new"))
+        closed = [self.path(name) for name in ("home/data", "home/Edata", "home/state", "home", "frame.img", ".")]
+        modes = [os.stat(name).st_mode for name in closed]
+        before, temporary = self.content(), set(os.listdir(tempfile.gettempdir()))
+        # Root may do everything, unless it gives that up.
+        mortal = ["setpriv", "--bounding-set=-dac_override,-dac_read_search"] if os.getuid() == 0 else []
+        try:
+            for name in closed:
+                os.chmod(name, 0o555 if os.path.isdir(name) else 0o444)
+            for writable, refusal in ((False, 3), (True, 1)):
+                os.chmod(self.frame, 0o644 if writable else 0o444)
+                for call, status in ((("list",), 0), (("info",), 0), (("save", "new"), 0), (("add", "one.bmp"), refusal),
+                                     (("delete", "1"), refusal)):
+                    for home in ("home", "nowhere"):
+                        done = self.run_bare("--home=" + home, "--frame=frame.img", "--quiet", *call, prefix=mortal)
+                        self.assertEqual(done.returncode, status, (call, home, done.stderr))
+                        self.assertEqual(done.stderr.decode().count("ermission denied"), int(status > 0), done.stderr)
+        finally:
+            for name, mode in zip(reversed(closed), reversed(modes)):
+                os.chmod(name, mode)
+        self.assertEqual(sorted(os.listdir(self.path("new"))), ["1.bmp", "2.bmp", "3.bmp"])
+        self.assertEqual({name: self.content()[name] for name in before}, before)
+        self.assertEqual([name for name in os.listdir(tempfile.gettempdir())
+                          if name.startswith("lumato-") and name not in temporary], [])
+
+    def test_a_download_of_another_home(self):
+        self.run_program("--fault", "29:unplug", "add", "one.bmp", statuses=(1, 4))
+        self.assertEqual(flash_reader.streams_of(self.image()), [], "the cut came too early or too late")
+        for home, said in (("home", 0), ("other", 1)):
+            for command in ("info", "list"):
+                done = self.run_bare("--home=" + home, "--frame=frame.img", "--quiet", command)
+                self.assertEqual((done.returncode, done.stderr.decode().count("nother home")), (0, said), done.stderr)
+
+    def test_what_is_said_of_the_inside(self):
+        for options, inside in (((), False), (("--quiet",), False), (("--verbose",), True), (("--quiet", "--verbose"), True)):
+            done = self.run_bare("--home=home", "--frame=frame.img", *options, "list")
+            self.assertEqual(b"LCDWidth" in done.stderr, inside)
+            self.assertEqual(b"Device Online" in done.stderr, "--quiet" not in options)
 
     def test_outputs_that_are_inputs(self):
         os.makedirs(self.path("home/state/recovery/frame"))
