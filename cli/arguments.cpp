@@ -96,14 +96,14 @@ CLI::Option* AddFlag(CLI::App* app, const std::string& name, bool& target, const
     return app->add_flag(name, target, help)->disable_flag_override();
 }
 
-// Several values in a row, each as it stands: the library would take "[a]" for a list of its own.
+// Several values in a row.
 CLI::Option* AddSeveral(CLI::App* app, const std::string& name,
                         const std::function<void(const std::string&)>& take, const std::string& help) {
     const auto takeAll = [take](const std::vector<std::string>& texts) {
         for (const std::string& text : texts)
             take(text);
     };
-    return app->add_option_function<std::vector<std::string>>(name, takeAll, help)->allow_extra_args(false);
+    return app->add_option_function<std::vector<std::string>>(name, takeAll, help);
 }
 
 void AddPose(CLI::App* app, PoseArguments& pose) {
@@ -145,7 +145,8 @@ void AddGeneralOptions(CLI::App& app, Arguments& arguments) {
     AddSeveral(&app, "--fault", takeFault,
                "the virtual frame's N-th command goes wrong; KIND is refuse, lost, half, flip or unplug")
         ->type_name("N:KIND")
-        ->type_size(1);
+        ->type_size(1)
+        ->allow_extra_args(false);
     AddParsed(
         &app, "--pace", arguments.pace,
         [](const std::string& text) { return ParseReal(text, 0.001, kFarthest); },
@@ -171,7 +172,7 @@ CLI::Option* AddPositions(CLI::App* app, Arguments& arguments) {
 }
 
 void AddDryRun(CLI::App* app, Arguments& arguments) {
-    AddFlag(app, "--dry-run", arguments.dryRun, "only say what would be written, and how long it takes");
+    AddFlag(app, "--dry-run", arguments.dryRun, "only say what would be written");
 }
 
 CLI::App* AddCommand(CLI::App* parent, Arguments& arguments, Command command, const std::string& name,
@@ -194,12 +195,7 @@ void AddFrameCommands(CLI::App& app, Arguments& arguments) {
         arguments.files.emplace_back(text);
         arguments.inputs.emplace_back(text.starts_with('@') ? text.substr(1) : text);
     };
-    AddSeveral(
-        add, "FILE", takePicture,
-        "picture files, in the order wanted on the frame; - is standard input, @LIST a file with a name "
-        "a line (or between NULs), @- such a list from standard input, ./@x a file called @x")
-        ->required()
-        ->type_name("");
+    AddSeveral(add, "FILE", takePicture, kPicturesHelp)->required()->type_name("");
     AddDryRun(add, arguments);
     AddPose(add, arguments.pose);
     AddExamples(add, kAddExamples);
