@@ -114,6 +114,7 @@ CLI::Option* AddText(CLI::App* app, const std::string& name, T& target, const st
         name, [&target](const std::string& text) { target = Unmarked(text); }, help);
 }
 
+// Several values in a row.
 CLI::Option* AddSeveral(CLI::App* app, const std::string& name,
                         const std::function<void(const std::string&)>& take, const std::string& help) {
     const auto takeAll = [take](const std::vector<std::string>& texts) {
@@ -190,7 +191,7 @@ CLI::Option* AddPositions(CLI::App* app, Arguments& arguments) {
 }
 
 void AddDryRun(CLI::App* app, Arguments& arguments) {
-    AddFlag(app, "--dry-run", arguments.dryRun, "only say what would be written, and how long it takes");
+    AddFlag(app, "--dry-run", arguments.dryRun, "only say what would be written");
 }
 
 CLI::App* AddCommand(CLI::App* parent, Arguments& arguments, Command command, const std::string& name,
@@ -213,12 +214,7 @@ void AddFrameCommands(CLI::App& app, Arguments& arguments) {
         arguments.files.emplace_back(text);
         arguments.inputs.emplace_back(text.starts_with('@') ? text.substr(1) : text);
     };
-    AddSeveral(
-        add, "FILE", takePicture,
-        "picture files, in the order wanted on the frame; - is standard input, @LIST a file with a name "
-        "a line (or between NULs), @- such a list from standard input, ./@x a file called @x")
-        ->required()
-        ->type_name("");
+    AddSeveral(add, "FILE", takePicture, kPicturesHelp)->required()->type_name("");
     AddDryRun(add, arguments);
     AddPose(add, arguments.pose);
     AddExamples(add, kAddExamples);

@@ -1,4 +1,4 @@
-// What the help of the program and of its commands ends with.
+// The longer texts of the help: what FILE can be, and the examples at its end.
 #pragma once
 
 namespace lumato::cli {
@@ -11,6 +11,10 @@ inline constexpr const char* kGeneralFooter =
     "  lumatoctl frame new my.frame --lcd 480x234 --flash 4M\n"
     "  lumatoctl --frame my.frame add ~/Pictures/*.jpg\n"
     "  lumatoctl frame render my.frame 1 shown.png";
+
+inline constexpr const char* kPicturesHelp =
+    "picture files, in the order wanted on the frame; - is standard input, @LIST a file with a name a line "
+    "(or between NULs), @- such a list from standard input, ./@x a file called @x";
 
 inline constexpr const char* kFramesExamples =
     "  lumatoctl frames\n"

@@ -253,10 +253,6 @@ class Operations(Story):
         self.assert_trace(flash_model.Frame(self.image()).connect().trace)
         self.assertEqual(before.table_address, 0x10000)
 
-    def test_deleting_what_is_not_there(self):
-        self.put_frame(put_pictures(make_image(), streams(2)))
-        self.refused(1, "delete", 3)
-
     def test_refused_sources_leave_the_others(self):
         self.put_frame(make_image())
         before = self.image()
