@@ -5,6 +5,8 @@ namespace lumato::store {
 namespace {
 
 Result<void> Copy(const FileData& record, const Path& target) {
+    if (!record.whyNoBitmap.empty())
+        return Fail(ErrorKind::TooLarge, record.fileName + ": " + record.whyNoBitmap);
     LUMATO_TRY(const auto bitmap, ReadPlainFile(BitmapPath(BitmapName(record.fileName))));
     // A pipe or device in the file's place is refused, never waited for; a link is replaced, not followed.
     return WriteFile(target, bitmap, Links::Replace);
