@@ -15,6 +15,7 @@ struct Row {
     std::string name;
     std::optional<std::uint32_t> address;  // none: it waits for a download
     int bytes;
+    std::string reason;  // why there is no bitmap of it here; empty: there is one
 };
 
 std::vector<Row> Rows() {
@@ -22,7 +23,7 @@ std::vector<Row> Rows() {
     std::vector<Row> rows;
     for (int position = 1; position <= store.gmyTotalePictureNum; ++position) {
         const store::FileData* picture = store::GetNode(store.gmyPictureData.get(), position);
-        Row row{position, picture->fileName, std::nullopt, picture->picSize};
+        Row row{position, picture->fileName, std::nullopt, picture->picSize, picture->whyNoBitmap};
         if (picture->inFrame == 1)
             row.address =
                 static_cast<std::uint32_t>(store::SlotAddress(store::SlotOf(store.G_PictureList, position)));
@@ -39,6 +40,8 @@ nlohmann::ordered_json AsJson(const std::vector<Row>& rows) {
             address = *row.address;
         pictures.push_back(
             {{"position", row.position}, {"name", row.name}, {"address", address}, {"bytes", row.bytes}});
+        if (!row.reason.empty())
+            pictures.back()["reason"] = row.reason;
     }
     return {{"pictures", pictures}};
 }
@@ -52,7 +55,7 @@ std::string AsText(const std::vector<Row>& rows) {
         char line[80];
         std::snprintf(line, sizeof line, "\n%4d  %-8s  %11s bytes  ", row.position, address,
                       Grouped(row.bytes).c_str());
-        text += line + Printable(row.name);
+        text += line + Printable(row.name) + (row.reason.empty() ? "" : ": " + Printable(row.reason));
     }
     return text;
 }

@@ -11,7 +11,8 @@
 namespace lumato::picture {
 namespace {
 
-constexpr double kMostLcdPixels = 1 << 26;
+// More than any display of a frame has. A picture takes 15 bytes of memory for each on its way into the list.
+constexpr double kMostLcdPixels = 1 << 23;
 
 // The pixels of an LCD, black at first.
 class LcdSurface {

@@ -25,9 +25,18 @@ std::size_t AtOnce() {
     return std::max(1U, std::thread::hardware_concurrency());
 }
 
+// How many compositions may be held, begun ones included: their pixels take memory, however many processors
+// there are.
+std::size_t MostHeld(int lcdWidth, int lcdHeight) {
+    constexpr std::size_t kMostPixels = std::size_t{1} << 23;
+    constexpr std::size_t kWaiting = 2;  // while a picture takes longer than others to be written
+    const std::size_t pixels = static_cast<std::size_t>(lcdWidth) * static_cast<std::size_t>(lcdHeight);
+    return std::clamp<std::size_t>(kMostPixels / pixels, 1, AtOnce() + kWaiting);
+}
+
 // A single file has all processors for itself.
-Processors For(const std::vector<Path>& files) {
-    return files.size() < 2 || AtOnce() < 2 ? Processors::All : Processors::One;
+Processors For(const std::vector<Path>& files, std::size_t atOnce) {
+    return files.size() < 2 || atOnce < 2 ? Processors::All : Processors::One;
 }
 
 template <class Make>
@@ -52,8 +61,9 @@ class Compositions {
 class FittedCompositions : public Compositions {
   public:
     FittedCompositions(const std::vector<Path>& files, int lcdWidth, int lcdHeight)
-        : m_composed(files.size(), AtOnce(), AtOnce() + kWaiting,
-                     [&files, lcdWidth, lcdHeight, processors = For(files)](std::size_t i) {
+        : m_held(MostHeld(lcdWidth, lcdHeight)),
+          m_composed(files.size(), std::min(AtOnce(), m_held), m_held,
+                     [&files, lcdWidth, lcdHeight, processors = For(files, m_held)](std::size_t i) {
                          return WithinMemory(
                              [&] { return ComposeFitted(files[i], lcdWidth, lcdHeight, processors); });
                      }) {}
@@ -66,8 +76,7 @@ class FittedCompositions : public Compositions {
     }
 
   private:
-    static constexpr std::size_t kWaiting = 2;  // while a picture takes longer than others to be written
-
+    const std::size_t m_held;
     WorkAhead<Result<Pixels>> m_composed;
 };
 
@@ -77,7 +86,7 @@ class PosedCompositions : public Compositions {
   public:
     PosedCompositions(const std::vector<Path>& files, float lcdWidth, float lcdHeight, const Pose& pose)
         : m_imported(files.size(), AtOnce(), AtOnce(),
-                     [&files, lcdWidth, lcdHeight, processors = For(files)](std::size_t i) {
+                     [&files, lcdWidth, lcdHeight, processors = For(files, AtOnce())](std::size_t i) {
                          return WithinMemory(
                              [&] { return ImportForEditView(files[i], lcdWidth, lcdHeight, processors); });
                      }),
@@ -97,11 +106,24 @@ class PosedCompositions : public Compositions {
     const Pose m_pose;
 };
 
+// For a display so large that no picture is even read.
+class NoCompositions : public Compositions {
+  public:
+    explicit NoCompositions(Error reason) : m_reason(std::move(reason)) {}
+
+    Result<Result<Pixels>> Next(const Path&) override { return Result<Pixels>(tl::unexpected(m_reason)); }
+
+  private:
+    const Error m_reason;
+};
+
 std::unique_ptr<Compositions> Compose(const std::vector<Path>& files, const Pose& pose) {
     const store::StoreState& store = store::Store();
     const auto width = static_cast<int>(store.gmyLcdWidth);
     const auto height = static_cast<int>(store.gmyLcdHeight);
-    if (pose.IsFitted() && CheckLcdSize(width, height))
+    if (Result<void> possible = CheckLcdSize(width, height); !possible)
+        return std::make_unique<NoCompositions>(std::move(possible).error());
+    if (pose.IsFitted())
         return std::make_unique<FittedCompositions>(files, width, height);
     return std::make_unique<PosedCompositions>(files, store.gmyLcdWidth, store.gmyLcdHeight, pose);
 }

@@ -79,7 +79,6 @@ void SetFlashOnline(std::shared_ptr<device::AttachedFrame> frame) {
     OnlineOwner owner;
     StoreState& store = Store();
     store.lastConnection = Connection::None;
-    store.whyFailed.clear();
     LeaveJournal();
     ShowNote(kDeviceOnline);
     SetFlashObject(std::make_shared<flash::CProcessFlash>(std::move(frame)));

@@ -8,6 +8,7 @@
 #include "flash/process_flash.h"
 #include "store/messages.h"
 #include "store/picture_table.h"
+#include "store/read_back.h"
 #include "store/recovery.h"
 #include "store/safekeeping.h"
 #include "store/store.h"
@@ -34,24 +35,27 @@ class Download {
     bool Run();
 
   private:
-    bool MakePlan();
-    bool ReadStreams();
-    bool InvalidateTable();
-    bool ReadTableBlock(const Message& onFailure);
-    bool KeepJournal();
+    Result<void> Write();
+    Result<void> MakePlan();
+    Result<void> ReadStreams();
+    Result<Bytes> ReadStream(FileData& record, int position);
+    Result<void> InvalidateTable();
+    Result<void> ReadTableBlock(const Message& onFailure);
+    Result<void> KeepJournal();
     void RememberBlocks();
-    bool RestoreBlocks();
-    bool WriteTableOnly();
-    bool WritePictures();
+    Result<void> RestoreBlocks();
+    Result<void> WriteTableOnly();
+    Result<void> WritePictures();
     void FillSlots(MutableByteSpan table) const;
-    bool PrepareTableBlock();
-    bool WriteUpToBoundary();
-    bool WriteWholeBlocks();
-    bool WriteTableBlock();
+    Result<void> PrepareTableBlock();
+    Result<void> WriteUpToBoundary();
+    Result<void> WriteWholeBlocks();
+    Result<void> WriteTableBlock();
     void MarkStored();
 
-    bool Fail(const Message& message, const std::string& reason);
-    bool Write(Bytes& bytes, int length, int address) const;
+    // What a step fails with: the note to be shown, and why.
+    tl::unexpected<Error> Fail(const Message& note, std::string reason);
+    Result<void> WriteBlock(Bytes& bytes, int length, int address, const Message& onFailure);
     void TakeNewData(int length);
 
     StoreState& m_store = Store();
@@ -66,18 +70,18 @@ class Download {
     Bytes m_streams;         // all new data, and kWriteUnit spare bytes
     std::size_t m_done = 0;  // bytes of m_streams already written
     Bytes m_tableBlock;
+    Message m_note = kDownloadFailed;  // of the step that failed
 };
 
-bool Download::Fail(const Message& message, const std::string& reason) {
-    m_store.gmyIsTransferData = false;
-    m_store.whyFailed = reason;
-    ShowFailure(message, reason);
-    m_store.status->SetDownLoadPrcess(0);
-    return false;
+tl::unexpected<Error> Download::Fail(const Message& note, std::string reason) {
+    m_note = note;
+    return lumato::Fail(ErrorKind::Refused, std::move(reason));
 }
 
-bool Download::Write(Bytes& bytes, int length, int address) const {
-    return flash::WriteDataToFlash(bytes.data(), length, address);
+Result<void> Download::WriteBlock(Bytes& bytes, int length, int address, const Message& onFailure) {
+    if (!flash::WriteDataToFlash(bytes.data(), length, address))
+        return Fail(onFailure, "the frame could not be written");
+    return {};
 }
 
 void Download::TakeNewData(int length) {
@@ -86,7 +90,7 @@ void Download::TakeNewData(int length) {
     m_total -= length;
 }
 
-bool Download::MakePlan() {
+Result<void> Download::MakePlan() {
     if (m_frame == nullptr || m_list == nullptr)
         return Fail(kDownloadFailed, "no frame is connected");
     if (!m_geometry.whyReadOnly.empty())
@@ -99,28 +103,38 @@ bool Download::MakePlan() {
     if (!m_geometry.CanWrite(m_start, m_total))
         return Fail(kDownloadFailed, "the pictures are larger than the frame's flash");
     m_fromScratch = m_start == m_geometry.PictureAreaStart() && m_total > 0;
-    return true;
+    return {};
 }
 
 // Before the frame's table is touched, so that a missing file costs nothing.
-bool Download::ReadStreams() {
+Result<void> Download::ReadStreams() {
     if (m_total == 0)
-        return true;
+        return {};
     m_streams.reserve(static_cast<std::size_t>(m_total + kWriteUnit));
-    for (const FileData* record = GetNode(m_list, m_first); record != nullptr; record = record->next) {
-        const auto size = static_cast<std::uintmax_t>(record->picSize);
-        const auto stream = ReadPlainFile(StreamPath(record->fileName), size);
+    int position = m_first;
+    for (FileData* record = GetNode(m_list, m_first); record != nullptr; record = record->next) {
+        const auto stream = ReadStream(*record, position++);
         if (!stream)
             return Fail(kDownloadFailed, stream.error().message);
-        if (stream->size() != size)
-            return Fail(kDownloadFailed, record->fileName + ": the picture's local file is too short");
         m_streams.insert(m_streams.end(), stream->begin(), stream->end());
     }
     m_streams.resize(m_streams.size() + kWriteUnit, kErased);
-    return true;
+    return {};
 }
 
-bool Download::ReadTableBlock(const Message& onFailure) {
+Result<Bytes> Download::ReadStream(FileData& record, int position) {
+    LUMATO_TRY(Bytes stream, StreamOf(record, SlotAddress(SlotOf(m_store.G_PictureList, position))));
+    if (stream.size() != static_cast<std::size_t>(record.picSize))
+        return Fail(kDownloadFailed, record.fileName + ": the picture's local file is too short");
+    // It leaves its place on the frame. All that a download writes is less than the flash.
+    if (record.onlyOnFrame) {
+        LUMATO_TRY_VOID(WriteFile(StreamPath(record.fileName), stream, Links::Replace));
+        record.onlyOnFrame = false;
+    }
+    return stream;
+}
+
+Result<void> Download::ReadTableBlock(const Message& onFailure) {
     m_tableBlock.resize(kBlockSize);
     if (!flash::ReadFlashData(m_tableBlock.data(), kBlockSize, m_geometry.tableAddress))
         return Fail(onFailure, "the frame's picture table could not be read");
@@ -130,18 +144,18 @@ bool Download::ReadTableBlock(const Message& onFailure) {
         before != m_store.blocksAtRisk.end())
         std::copy(before->second.begin() + kTableSize, before->second.end(),
                   m_tableBlock.begin() + kTableSize);
-    return true;
+    return {};
 }
 
 // The last moment at which the frame is whole: whatever happens from here on, even to this program or to the
 // computer, the pictures are on the disk.
-bool Download::KeepJournal() {
+Result<void> Download::KeepJournal() {
     DownloadPlan plan{m_fromScratch, m_store.G_PictureList};
     FillSlots(plan.tableAfter);
     SetEndMark(plan.tableAfter);
     if (const auto kept = KeepDownload(plan, m_tableBlock); !kept)
         return Fail(kDownloadFailed, "the pictures could not be made safe first: " + kept.error().message);
-    return true;
+    return {};
 }
 
 // From here on a failure leaves changed blocks on the frame. Pictures that stay where they are must survive
@@ -162,9 +176,9 @@ void Download::RememberBlocks() {
 // A frame whose download breaks off now starts with an empty table, not with slots that lead to other bytes.
 // A command that fails here is no reason to stop: the block is in arrears already, and going on is what mends
 // it. The check of what is written in the end decides.
-bool Download::InvalidateTable() {
-    if (!ReadTableBlock(kDownloadFailed) || !KeepJournal())
-        return false;
+Result<void> Download::InvalidateTable() {
+    LUMATO_TRY_VOID(ReadTableBlock(kDownloadFailed));
+    LUMATO_TRY_VOID(KeepJournal());
     if (!m_frame->Frame().ConfirmIdentity())
         return Fail(kDownloadFailed,
                     "the device does not say any more that it is a frame; nothing was changed");
@@ -173,26 +187,26 @@ bool Download::InvalidateTable() {
     const auto address = static_cast<unsigned long>(m_geometry.tableAddress);
     m_frame->Erase4KFlash(address);
     m_frame->WriteToFlash(reinterpret_cast<char*>(m_tableBlock.data()), kBlockSize, address);
-    return FrameOnline() || Fail(kBlockFailed, "the frame could not be written");
+    if (!FrameOnline())
+        return Fail(kBlockFailed, "the frame could not be written");
+    return {};
 }
 
 // What a download that broke off has done to blocks with bytes of pictures that stay.
-bool Download::RestoreBlocks() {
+Result<void> Download::RestoreBlocks() {
     for (auto& [address, bytes] : m_store.blocksAtRisk) {
-        if (address != m_geometry.tableAddress && !Write(bytes, static_cast<int>(bytes.size()), address))
-            return Fail(kBlockFailed, "the frame could not be written");
+        if (address != m_geometry.tableAddress)
+            LUMATO_TRY_VOID(WriteBlock(bytes, static_cast<int>(bytes.size()), address, kBlockFailed));
     }
-    return true;
+    return {};
 }
 
-bool Download::WriteTableBlock() {
-    return Write(m_tableBlock, kBlockSize, m_geometry.tableAddress) ||
-           Fail(kBlockFailed, "the frame's picture table could not be written");
+Result<void> Download::WriteTableBlock() {
+    return WriteBlock(m_tableBlock, kBlockSize, m_geometry.tableAddress, kBlockFailed);
 }
 
-bool Download::WriteTableOnly() {
-    if (!ReadTableBlock(kTableBlockUnreadable))
-        return false;
+Result<void> Download::WriteTableOnly() {
+    LUMATO_TRY_VOID(ReadTableBlock(kTableBlockUnreadable));
     std::ranges::copy(m_store.G_PictureList, m_tableBlock.begin());
     SetEndMark(m_tableBlock);
     return WriteTableBlock();
@@ -209,11 +223,11 @@ void Download::FillSlots(MutableByteSpan table) const {
     }
 }
 
-bool Download::PrepareTableBlock() {
+Result<void> Download::PrepareTableBlock() {
     if (m_fromScratch)
         m_tableBlock.assign(kBlockSize, kErased);
-    else if (!ReadTableBlock(kDownloadFailed))
-        return false;
+    else
+        LUMATO_TRY_VOID(ReadTableBlock(kDownloadFailed));
     const int blockEnd = m_geometry.tableAddress + kBlockSize;
     const int length = std::clamp(blockEnd - m_start, 0, m_total);
     std::copy_n(m_streams.begin(), length,
@@ -221,14 +235,14 @@ bool Download::PrepareTableBlock() {
     TakeNewData(length);
     m_store.status->SetDownLoadPrcess(20);
     std::ranges::copy(m_store.G_PictureList, m_tableBlock.begin());
-    return true;
+    return {};
 }
 
 // The block in which the stored pictures end is read, completed and written whole.
-bool Download::WriteUpToBoundary() {
+Result<void> Download::WriteUpToBoundary() {
     const int offset = m_start % kBlockSize;
     if (offset == 0)
-        return true;
+        return {};
     const int base = m_start - offset;
     const int size = std::min(kBlockSize, m_geometry.writableEnd - base);
     const int length = std::min(m_total, kBlockSize - offset);
@@ -239,13 +253,12 @@ bool Download::WriteUpToBoundary() {
     if (const auto kept = KeepBlocks(); !kept)
         return Fail(kDownloadFailed, "the pictures could not be made safe first: " + kept.error().message);
     std::copy_n(m_streams.begin() + static_cast<std::ptrdiff_t>(m_done), length, block.begin() + offset);
-    if (!Write(block, size, base))
-        return Fail(kDownloadFailed, "the frame could not be written");
+    LUMATO_TRY_VOID(WriteBlock(block, size, base, kDownloadFailed));
     TakeNewData(length);
-    return true;
+    return {};
 }
 
-bool Download::WriteWholeBlocks() {
+Result<void> Download::WriteWholeBlocks() {
     const int count = (m_total + kBlockSize - 1) / kBlockSize;
     for (int block = 1; block <= count; ++block) {
         const bool last = block == count;
@@ -256,7 +269,7 @@ bool Download::WriteWholeBlocks() {
         TakeNewData(std::min(m_total, kBlockSize));
         m_store.status->SetDownLoadPrcess(30 + 60 * block / count);
     }
-    return true;
+    return {};
 }
 
 void Download::MarkStored() {
@@ -265,32 +278,38 @@ void Download::MarkStored() {
         record->inFrame = 1;
 }
 
-bool Download::WritePictures() {
+Result<void> Download::WritePictures() {
     FillSlots(m_store.G_PictureList);
     m_store.status->SetDownLoadPrcess(10);
-    if (!PrepareTableBlock())
-        return false;
+    LUMATO_TRY_VOID(PrepareTableBlock());
     if (m_total > 0) {
-        if (!WriteUpToBoundary())
-            return false;
+        LUMATO_TRY_VOID(WriteUpToBoundary());
         m_store.status->SetDownLoadPrcess(30);
-        if (!WriteWholeBlocks())
-            return false;
+        LUMATO_TRY_VOID(WriteWholeBlocks());
     }
     if (m_tableBlock[1] != 0)
         SetEndMark(m_tableBlock);
-    if (!WriteTableBlock())
-        return false;
+    LUMATO_TRY_VOID(WriteTableBlock());
     MarkStored();
-    return true;
+    return {};
+}
+
+Result<void> Download::Write() {
+    ResumeDownload();
+    LUMATO_TRY_VOID(MakePlan());
+    LUMATO_TRY_VOID(ReadStreams());
+    LUMATO_TRY_VOID(InvalidateTable());
+    LUMATO_TRY_VOID(RestoreBlocks());
+    return m_total == 0 ? WriteTableOnly() : WritePictures();
 }
 
 bool Download::Run() {
-    ResumeDownload();
-    if (!MakePlan() || !ReadStreams() || !InvalidateTable() || !RestoreBlocks())
+    if (const Result<void> written = Write(); !written) {
+        m_store.gmyIsTransferData = false;
+        ShowFailure(m_note, written.error().message);
+        m_store.status->SetDownLoadPrcess(0);
         return false;
-    if (!(m_total == 0 ? WriteTableOnly() : WritePictures()))
-        return false;
+    }
     m_store.blocksAtRisk.clear();
     ForgetJournal();
     m_store.status->SetDownLoadPrcess(100);

@@ -1,11 +1,11 @@
 #include "store/read_back.h"
 
 #include <algorithm>
-#include <memory>
 #include <system_error>
 
 #include "flash/checked_transfer.h"
 #include "store/decode_task.h"
+#include "store/local_room.h"
 #include "store/messages.h"
 #include "store/picture_table.h"
 #include "store/store.h"
@@ -20,17 +20,19 @@ using Stream = std::vector<std::uint8_t>;
 class ReadBack {
   public:
     explicit ReadBack(const StreamCheck& check) : m_check(check) {}
-    bool Run();
+    Result<void> Run();
 
   private:
-    bool ReadSlot(int number);
-    bool Store(const std::string& name, ByteSpan stream, MutableByteSpan slot);
-    void AddRecord(const std::string& name, ByteSpan stream, const Digest& hash);
+    Result<void> ReadSlot(int number);
+    Result<void> Keep(FileData& record, ByteSpan stream, MutableByteSpan slot);
+    Result<bool> WriteFiles(FileData& record, ByteSpan stream);
+    void List(FileData record);
     void ShowResult();
 
     const StreamCheck& m_check;
     StoreState& m_store = store::Store();
     DecodeTask m_decoding{m_store.MyJPG, m_store.geometry.lcdWidth, m_store.geometry.lcdHeight};
+    LocalRoom m_room{m_store.geometry};
     int m_read = 0;
     bool m_gap = false;
 };
@@ -58,62 +60,78 @@ void CompactTable(int count) {
     MovePicAddressInPicList(count);
 }
 
-bool ReadBack::Store(const std::string& name, ByteSpan stream, MutableByteSpan slot) {
+// Whether it is a picture, or may be one.
+Result<bool> ReadBack::WriteFiles(FileData& record, ByteSpan stream) {
+    record.onlyOnFrame = !m_room.HasRoomFor(record.picSize);
+    record.whyNoBitmap = m_room.WhyNoBitmap(record.picSize);
+    const bool decodes = record.whyNoBitmap.empty();
     // Both files are made at the same time: most of it is the kernel's work on two folders.
-    m_decoding.Begin(stream, BitmapPath(name));
-    const auto written = WriteFile(StreamPath(name), stream, Links::Replace);
-    const auto hash = Sha256(stream);
-    const bool decoded = m_decoding.End();
+    if (decodes)
+        m_decoding.Begin(stream, record.fileRef);
+    const auto written =
+        record.onlyOnFrame ? Result<void>() : WriteFile(StreamPath(record.fileName), stream, Links::Replace);
+    record.streamHash = Sha256(stream);
+    const bool decoded = decodes && m_decoding.End();
     if (!written) {
-        Remove(BitmapPath(name));
-        return Because(written.error().message);
+        Remove(record.fileRef);
+        return tl::unexpected(written.error());
     }
-    if (decoded) {
-        AddRecord(name, stream, hash);
+    if (decoded || !decodes)
         return true;
-    }
-    Remove(StreamPath(name));
+    const Error& error = m_store.MyJPG->LastError();
+    record.whyNoBitmap = error.message;
+    if (error.kind == ErrorKind::TooLarge)
+        return true;
+    Remove(StreamPath(record.fileName));
+    if (IsAboutPicture(error))
+        return false;
     // A full disk says nothing about the picture, which must not lose its place for that.
-    if (const Error& error = m_store.MyJPG->LastError(); !IsAboutPicture(error))
-        return Because(error.message);
-    ClearSlot(slot);  // nothing that the frame could show: it goes with the next download
-    return true;
+    return tl::unexpected(error);
 }
 
-void ReadBack::AddRecord(const std::string& name, ByteSpan stream, const Digest& hash) {
-    const auto size = static_cast<std::int32_t>(stream.size());
-    auto record = std::make_unique<FileData>();
-    record->fileRef = BitmapPath(name);
-    record->fileName = name;
-    record->inFrame = 1;
-    record->afterGap = m_gap ? 1 : 0;
-    record->seqIndex = m_read;
-    record->picSize = size;
-    record->streamHash = hash;
-    AddNode(m_store.gmyPictureData.get(), record.release());
+Result<void> ReadBack::Keep(FileData& record, ByteSpan stream, MutableByteSpan slot) {
+    LUMATO_TRY(const bool isPicture, WriteFiles(record, stream));
+    if (isPicture)
+        List(std::move(record));
+    else
+        ClearSlot(slot);  // nothing that the frame could show: it goes with the next download
+    return {};
+}
+
+void ReadBack::List(FileData record) {
+    if (!record.onlyOnFrame)
+        m_room.TakeStream(record.picSize);
+    if (record.whyNoBitmap.empty())
+        m_room.TakeBitmap();
+    AddNode(m_store.gmyPictureData.get(), new FileData(std::move(record)));
     ShowNote(kReadPicture, m_read);
     ++m_read;
 }
 
-// False ends the walk; a slot that describes no picture does not.
-bool ReadBack::ReadSlot(int number) {
+// Fails, which ends the walk, for what says nothing about the picture.
+Result<void> ReadBack::ReadSlot(int number) {
     const MutableByteSpan slot = SlotOf(m_store.G_PictureList, number);
     if (slot[0] == kSlotFree)
         m_gap = true;
     if (slot[0] != kSlotStored)
-        return true;
+        return {};
     if (!m_store.geometry.HoldsPicture(SlotAddress(slot), SlotLength(slot))) {
         ClearSlot(slot);
-        return true;
+        return {};
     }
-    Stream stream;
-    if (!ReadPictureBytes(SlotAddress(slot), SlotLength(slot), stream))
-        return false;
+    LUMATO_TRY(const Stream stream, ReadPictureBytes(SlotAddress(slot), SlotLength(slot)));
     if (m_check && !m_check(number, stream)) {
         ClearSlot(slot);
-        return true;
+        return {};
     }
-    return Store("DPFPicture" + std::to_string(m_read + 1) + ".bmp", stream, slot);
+    const std::string name = "DPFPicture" + std::to_string(m_read + 1) + ".bmp";
+    FileData record{.fileRef = BitmapPath(name),
+                    .fileName = name,
+                    .inFrame = 1,
+                    .afterGap = static_cast<std::uint8_t>(m_gap ? 1 : 0),
+                    .seqIndex = m_read,
+                    .picSize = SlotLength(slot)};
+    return Keep(record, stream, slot);
 }
 
 void ReadBack::ShowResult() {
@@ -125,46 +143,52 @@ void ReadBack::ShowResult() {
     m_store.status->ShowPictureList(m_store.gmyTotalePictureNum, 0);
 }
 
-bool ReadBack::Run() {
+Result<void> ReadBack::Run() {
     m_store.status->SetControlPanlEnable(false);
     ShowNote(kReadPictures);
     m_store.gmyPictureData.reset(CreateList());
     for (int slot = 1; slot <= kSlotCount; ++slot) {
-        if (!ReadSlot(slot)) {
+        if (const Result<void> read = ReadSlot(slot); !read) {
             m_store.status->SetDownLoadPrcess(0);
-            return false;
+            return read;
         }
     }
     ShowResult();
     if (m_read > 0)
         CompactTable(m_read);
     m_store.gmyIsTransferData = false;
-    return true;
+    return {};
 }
 
 }  // namespace
 
 // The buffer has room for what the last read brings beyond them.
-bool ReadPictureBytes(std::int32_t address, std::int32_t length, Stream& stream) {
-    stream.resize(static_cast<std::size_t>(length) + kReadUnit);
+Result<Stream> ReadPictureBytes(std::int32_t address, std::int32_t length) {
+    Stream stream(static_cast<std::size_t>(length) + kReadUnit);
     for (std::int32_t done = 0; done < length; done += flash::kBlockSize) {
         const std::int32_t left = length - done;
         std::int32_t size =
             left > flash::kBlockSize ? flash::kBlockSize : (left + kReadUnit - 1) / kReadUnit * kReadUnit;
         size = std::min(size, Store().geometry.flashSize - (address + done));
         if (!flash::ReadFlashData(stream.data() + done, size, address + done))
-            return Because("a picture could not be read from the frame");
+            return Fail(ErrorKind::Unreadable, "a picture could not be read from the frame");
     }
     stream.resize(static_cast<std::size_t>(length));
-    return true;
+    return stream;
 }
 
-bool ReadPicFromFlash(const StreamCheck& check) {
+Result<Stream> StreamOf(const FileData& record, std::int32_t address) {
+    if (record.onlyOnFrame)
+        return ReadPictureBytes(address, record.picSize);
+    return ReadPlainFile(StreamPath(record.fileName), static_cast<std::uintmax_t>(record.picSize));
+}
+
+Result<void> ReadPictures(const StreamCheck& check) {
     return ReadBack(check).Run();
 }
 
 bool ReadPicFromFlash() {
-    return ReadPicFromFlash(StreamCheck());
+    return ReadPictures().has_value();
 }
 
 }  // namespace lumato::store

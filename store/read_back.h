@@ -6,6 +6,8 @@
 #include <vector>
 
 #include "base/bytes.h"
+#include "base/error.h"
+#include "store/picture_list.h"
 
 namespace lumato::store {
 
@@ -13,10 +15,13 @@ namespace lumato::store {
 // cleared.
 using StreamCheck = std::function<bool(int slot, ByteSpan stream)>;
 
-// A picture's bytes. Requires: they lie inside the flash.
-bool ReadPictureBytes(std::int32_t address, std::int32_t length, std::vector<std::uint8_t>& stream);
+// A picture's bytes on the frame. Requires: they lie inside the flash.
+[[nodiscard]] Result<std::vector<std::uint8_t>> ReadPictureBytes(std::int32_t address, std::int32_t length);
+// The bytes of a listed picture: of its local file or, where it has none, from its place on the frame.
+[[nodiscard]] Result<std::vector<std::uint8_t>> StreamOf(const FileData& record, std::int32_t address);
 
-// ReadPicFromFlash() (store.h), which takes any bytes that decode.
-bool ReadPicFromFlash(const StreamCheck& check);
+// ReadPicFromFlash() (store.h), which takes any bytes that decode. What is beyond LocalRoom's bounds is
+// listed all the same, with the reason, and keeps its slot.
+[[nodiscard]] Result<void> ReadPictures(const StreamCheck& check = {});
 
 }  // namespace lumato::store

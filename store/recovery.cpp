@@ -33,7 +33,6 @@ class Recovery {
     Result<void> Run();
 
   private:
-    Result<void> ReadBack(const StreamCheck& check = {}) const;
     Result<void> MatchTable();
     Result<void> MatchContents();
     void Take(const FrameJournal& found);
@@ -57,12 +56,6 @@ class Recovery {
     int m_waiting = 0;
     std::string m_damage;  // what was damaged and put aside
 };
-
-Result<void> Recovery::ReadBack(const StreamCheck& check) const {
-    if (!ReadPicFromFlash(check))
-        return Fail(ErrorKind::Refused, m_store.whyFailed);
-    return {};
-}
 
 void Recovery::Take(const FrameJournal& found) {
     m_chosen = &found;
@@ -139,12 +132,12 @@ Result<void> Recovery::MatchTable() {
 Result<void> Recovery::MatchContents() {
     LUMATO_TRY(const ContentMatch match, m_journals.MatchingContents());
     if (match.found == nullptr)
-        return ReadBack();
+        return ReadPictures();
     Take(*match.found);
     m_journals.Claim(*match.found, match.evident);
     if (match.found->journal.phase == Journal::Phase::Download)
         return Rebuild();
-    LUMATO_TRY_VOID(ReadBack());
+    LUMATO_TRY_VOID(ReadPictures());
     return AddWaiting();
 }
 
@@ -183,7 +176,7 @@ Result<void> Recovery::Rebuild() {
         if (picture.picture.address != 0)
             slots.push_back(&picture);
     }
-    LUMATO_TRY_VOID(ReadBack([&](int slot, ByteSpan stream) {
+    LUMATO_TRY_VOID(ReadPictures([&](int slot, ByteSpan stream) {
         return Check(*slots[static_cast<std::size_t>(slot - 1)], stream);
     }));
     LinkStored();
@@ -275,7 +268,7 @@ void Recovery::ShowNotes() const {
 Result<void> Recovery::Run() {
     LUMATO_TRY(m_damage, m_journals.Load());
     if (IsTable(m_store.tableOnFrame)) {
-        LUMATO_TRY_VOID(ReadBack());
+        LUMATO_TRY_VOID(ReadPictures());
         LUMATO_TRY_VOID(MatchTable());
     } else {
         LUMATO_TRY_VOID(MatchContents());
@@ -296,7 +289,7 @@ Result<void> ReadPicturesAndRecover() {
     store.frameName = frame.Name();
     store.frameIndividual = frame.Individual();
     if (store.statePath.empty())
-        return ReadPicFromFlash() ? Result<void>() : Fail(ErrorKind::Refused, store.whyFailed);
+        return ReadPictures();
     Result<void> recovered = Recovery().Run();
     if (!recovered)
         store.journalFolder.clear();  // whatever lies there is not to be touched by this connection

@@ -8,6 +8,7 @@
 #include "store/frame_journals.h"
 #include "store/journal_folder.h"
 #include "store/picture_table.h"
+#include "store/read_back.h"
 #include "store/store.h"
 
 namespace lumato::store {
@@ -20,9 +21,9 @@ bool Keeping() {
 }
 
 // The picture's bytes as its local file has them.
-Result<std::vector<std::uint8_t>> LocalStream(const FileData& record) {
+Result<std::vector<std::uint8_t>> LocalStream(const FileData& record, std::int32_t address) {
     const auto size = static_cast<std::uintmax_t>(record.picSize);
-    LUMATO_TRY(auto stream, ReadPlainFile(StreamPath(record.fileName), size));
+    LUMATO_TRY(auto stream, StreamOf(record, address));
     const bool same = !record.streamHash || Sha256(stream) == *record.streamHash;
     if (stream.size() != size || !same)
         return Fail(ErrorKind::Damaged, Printable(record.fileName) +
@@ -32,7 +33,7 @@ Result<std::vector<std::uint8_t>> LocalStream(const FileData& record) {
 
 // Its stream lies in the folder afterwards.
 Result<JournalPicture> KeepPicture(FileData& record, std::int32_t address) {
-    LUMATO_TRY(const auto stream, LocalStream(record));
+    LUMATO_TRY(const auto stream, LocalStream(record, address));
     if (!record.streamHash)
         record.streamHash = Sha256(stream);
     const JournalPicture picture{*record.streamHash, record.picSize, address};

@@ -8,7 +8,9 @@ namespace {
 
 // A bitmap that is missing leaves an empty file, so that the numbers stay the pictures' own.
 Result<void> Copy(const FileData& record, const Path& target, SavedCopies& copies) {
-    const auto bitmap = ReadPlainFile(BitmapPath(BitmapName(record.fileName)));
+    const Result<std::vector<std::uint8_t>> bitmap =
+        record.whyNoBitmap.empty() ? ReadPlainFile(BitmapPath(BitmapName(record.fileName)))
+                                   : Fail(ErrorKind::TooLarge, record.fileName + ": " + record.whyNoBitmap);
     LUMATO_TRY_VOID(copies.Put(target, bitmap ? ByteSpan(*bitmap) : ByteSpan()));
     return bitmap ? Result<void>() : tl::unexpected(bitmap.error());
 }

@@ -17,11 +17,6 @@ StoreState& Store() {
     return *Instance();
 }
 
-bool Because(std::string reason) {
-    Store().whyFailed = std::move(reason);
-    return false;
-}
-
 void ResetStore() {
     Instance().emplace();
 }

@@ -76,7 +76,6 @@ struct StoreState {
 
     TransferState transfer;
     std::atomic<Connection> lastConnection{Connection::None};
-    std::string whyFailed;  // reason of the last operation that answered false, in plain words
 
     Path gmyResousepath;           // resources folder: Language.ini, data/, Edata/
     Path statePath;                // folder of the journals, set at start; empty: none are kept
@@ -85,8 +84,6 @@ struct StoreState {
 };
 
 StoreState& Store();
-// Notes why an operation fails, and is its answer: false.
-bool Because(std::string reason);
 // Back to the defaults, ports and folder included.
 void ResetStore();
 

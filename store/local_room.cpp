@@ -1,0 +1,36 @@
+#include "store/local_room.h"
+
+namespace lumato::store {
+namespace {
+
+// Decoding takes 6 bytes of memory for a pixel, its bitmap file 3: 126 MB, and no display of a frame has
+// nearly as many.
+constexpr std::int64_t kMostPixels = std::int64_t{20} << 20;
+constexpr std::int64_t kBitmapBytesPerPixel = 3;
+
+// Together below 1 GB. Streams that do not overlap take 16 MB at most, so that they are always kept.
+constexpr std::int64_t kMostBitmapBytes = 800'000'000;
+constexpr std::int64_t kMostStreamBytes = 150'000'000;
+
+}  // namespace
+
+LocalRoom::LocalRoom(const FrameGeometry& geometry)
+    : m_pixels(std::int64_t{geometry.lcdWidth} * geometry.lcdHeight) {}
+
+std::string LocalRoom::WhyNoBitmap(std::int64_t streamBytes) const {
+    if (m_pixels > kMostPixels)
+        return "a picture for a display of so many pixels is too large to be shown here";
+    if (!HasRoomFor(streamBytes) || m_bitmapBytes + m_pixels * kBitmapBytesPerPixel > kMostBitmapBytes)
+        return "the pictures before it take all the room that one frame is given on this computer";
+    return "";
+}
+
+bool LocalRoom::HasRoomFor(std::int64_t streamBytes) const {
+    return m_streamBytes + streamBytes <= kMostStreamBytes;
+}
+
+void LocalRoom::TakeBitmap() {
+    m_bitmapBytes += m_pixels * kBitmapBytesPerPixel;
+}
+
+}  // namespace lumato::store

@@ -1,0 +1,32 @@
+// How much a connection takes of this computer, whatever a frame claims: slots that share a stream, and a
+// display of any size, cost the frame nothing.
+//
+// One object for each read-back; used by the thread that owns the store.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "store/frame_geometry.h"
+
+namespace lumato::store {
+
+class LocalRoom {
+  public:
+    explicit LocalRoom(const FrameGeometry& geometry);
+
+    // Whether a stream of so many bytes may be kept as a file.
+    [[nodiscard]] bool HasRoomFor(std::int64_t streamBytes) const;
+    // Why no bitmap is to be made of it; empty: it may.
+    [[nodiscard]] std::string WhyNoBitmap(std::int64_t streamBytes) const;
+
+    void TakeBitmap();
+    void TakeStream(std::int64_t bytes) { m_streamBytes += bytes; }
+
+  private:
+    const std::int64_t m_pixels;
+    std::int64_t m_bitmapBytes = 0;
+    std::int64_t m_streamBytes = 0;
+};
+
+}  // namespace lumato::store
