@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "picture/bitmap_file.h"
+#include "picture/rv512_encoder.h"
 #include "tests/picture/import_support.h"
 
 namespace lumato::picture {
@@ -235,9 +236,18 @@ TEST_F(BmpImport, OnlyABitmapOfTheSizeAskedForIsEncoded) {
         {sound, 16, 17, ErrorKind::Refused},
         {sound, 15, 16, ErrorKind::Refused},
         {sound, 16, -16, ErrorKind::Refused},
+        {m_folder.Put("wide", MakeBmp({.width = 65536, .height = 1, .data = Bytes(196608)})), 65536, 1,
+         ErrorKind::TooLarge},
     };
-    for (const auto& row : rows)
-        EXPECT_EQ(LoadPicFromDir(row.source, row.width, row.height).error().kind, row.kind) << row.source;
+    const Path stream = m_folder.Put("stream", {1, 2, 3});
+    CRv512Encoder codec;
+    for (const auto& row : rows) {
+        EXPECT_EQ(codec.EnCode(row.source, stream, row.width, row.height, 90, 4), 0);
+        EXPECT_EQ(codec.LastError().kind, row.kind) << row.source << codec.LastError().message;
+    }
+    EXPECT_EQ(Get(stream), (Bytes{1, 2, 3}));
+    EXPECT_FALSE(codec.DeCode(m_folder / "none", m_folder / "b.bmp", 0, 0));
+    EXPECT_EQ(codec.LastError().kind, ErrorKind::NotFound);
     EXPECT_EQ(SaveBmpFile(Bytes(3), 1, 1, m_folder.Get()).error().kind, ErrorKind::Unwritable);
     EXPECT_EQ(SaveBmpFile({}, 0, 1, m_folder / "b.bmp").error().kind, ErrorKind::TooLarge);
 }

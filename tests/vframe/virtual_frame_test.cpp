@@ -200,6 +200,7 @@ TEST_F(Frame, RefusesOtherCommandsOfADisk) {
     EXPECT_EQ(driver.Send({0x00, 0, 0, 0, 0, 0}, Direction::In, block), kCheck)
         << "a data phase nobody fills";
     EXPECT_EQ(driver.Send({}), kCheck);
+    EXPECT_EQ(driver.Send({0x00, 0}), kCheck) << "a short block, without data";
     EXPECT_EQ(ReadBlocks(driver, 4095, 1, block), kGood);
 }
 
