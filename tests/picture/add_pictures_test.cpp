@@ -232,7 +232,7 @@ TEST_F(AddPicturesTest, WhatCannotBeWrittenIsNotAdded) {
 TEST_F(AddPicturesTest, TheWindowsBatchStopsAtItsFirstRefusal) {
     const std::vector<Path> files{MakeFile("a.bmp", 64, 64), MakeText("b.bmp"), MakeFile("c.bmp", 64, 64),
                                   MakeFile("d.bmp", 64, 64), MakeFile("e.bmp", 64, 64)};
-    m_store.G_TotalPicNum = 2;
+    m_store.G_TotalPicNum = m_store.geometry.mostPictures = 2;
     ASSERT_TRUE(store::StartTransfer());
     const BatchReport report = ProcessMorePic(files);
     ASSERT_EQ(report.added.size(), 2U);

@@ -134,7 +134,7 @@ TEST_F(FittedBatchTest, StreamsOrderAndRefusalsAreThoseOfOneByOne) {
 TEST_F(FittedBatchTest, ABatchThatMayStopLeavesItsLastPictureInTheEditView) {
     const std::vector<Path> files{Jpeg("a.jpg", Noise(300, 200, 1)), Jpeg("b.jpg", Noise(200, 400, 2)),
                                   Jpeg("c.jpg", Noise(100, 100, 3))};
-    store::Store().G_TotalPicNum = 1;
+    store::Store().G_TotalPicNum = store::Store().geometry.mostPictures = 1;
     AddPictures(files, {}, AfterRefusal::Stop);
     ASSERT_TRUE(Pictures().gmyCGimage);
     EXPECT_EQ(Pictures().gmyCGimagebi->height, 400);
