@@ -338,50 +338,6 @@ TEST_F(CommandChannel, DeviceThatVanishesEndsAllFlashWorkAtOnce) {
     EXPECT_EQ(printed.Text(), kExecutionError);
 }
 
-// A worker that is inside a command while the main thread goes on.
-class CommandInFlight : public CommandChannel {
-  protected:
-    CommandInFlight() {
-        m_script.answer = [this](const ScsiRequest&) {
-            m_inside = true;
-            while (!m_proceed)
-                std::this_thread::yield();
-            EXPECT_EQ(m_script.closed, 0);
-            return test::Good();
-        };
-        m_worker = std::thread([this] { EXPECT_TRUE(Send(0, 0)); });
-        while (!m_inside)
-            std::this_thread::yield();
-    }
-    void Finish() {
-        m_proceed = true;
-        m_worker.join();
-    }
-
-  private:
-    std::atomic<bool> m_inside{false};
-    std::atomic<bool> m_proceed{false};
-    std::thread m_worker;
-};
-
-TEST_F(CommandInFlight, DetachmentLeavesTheDeviceToIt) {
-    m_bus.Unplug(m_frame);
-    EXPECT_FALSE(m_link.GetUSBDeviceStatus());
-    Finish();
-    EXPECT_EQ(m_script.closed, 1);
-}
-
-TEST_F(CommandInFlight, ItsVanishedDeviceSaysNothingAboutTheNextFrame) {
-    m_bus.Unplug(m_frame);
-    test::DeviceScript nextScript;
-    test::ScriptedService next("next", nextScript);
-    m_bus.Plug(next);
-    m_script.gone = true;
-    Finish();
-    EXPECT_TRUE(m_link.GetUSBDeviceStatus());
-    ResetLink();
-}
-
 class FrameVolume : public testing::Test {
   protected:
     FrameVolume() { platform::CurrentServices().volumes = &m_volumes; }

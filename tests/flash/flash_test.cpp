@@ -226,6 +226,8 @@ TEST_F(CheckedTransfer, WithoutAFrameNothingIsSentOrPrinted) {
     Flash().m_PtrPF = flash;
     m_frame.m_link.SetUSBDeviceStatus(false);
     EXPECT_TRUE(refusesAll());
+    EXPECT_EQ(m_frame.SentCount(), 0U);
+    EXPECT_EQ(FailedChecks(), 0U);
     test::DeviceScript nextScript;
     test::ScriptedService next("next", nextScript);
     m_frame.m_bus.Plug(next);
@@ -233,8 +235,6 @@ TEST_F(CheckedTransfer, WithoutAFrameNothingIsSentOrPrinted) {
     EXPECT_FALSE(flash->FlashWREN());
     EXPECT_EQ(nextScript.sent.size(), 1U);  // the INQUIRY
     m_frame.m_link.DevClose();
-    EXPECT_EQ(m_frame.SentCount(), 0U);
-    EXPECT_EQ(FailedChecks(), 0U);
 }
 
 class ProcessFlash : public testing::Test {
