@@ -67,7 +67,8 @@ class Journals(Story):
         self.cut(self.source())
         first, self.home = self.home, self.path("other home")
         anew = [self.source(), self.source()]
-        self.good("add", *anew)
+        for source in anew:
+            self.good("add", source)
         self.home = first
         second = self.cut(self.source())
         self.completes(*map(self.stream_of, anew), second)
