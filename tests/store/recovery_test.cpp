@@ -34,6 +34,21 @@ struct Scenario {
     std::function<void(class RecoveryTest&)> change;
 };
 
+// What happens between the cut and the connection that is to make everything good: the frame is only looked
+// at on another computer, or a twin is connected here, which holds what the frame held before the download or
+// what it is to hold after it; looked at, or downloaded to.
+struct Meanwhile {
+    const char* name;
+    bool twin;
+    bool after;
+    bool downloaded;
+};
+constexpr Meanwhile kMeanwhile[] = {
+    {"elsewhere", false, false, false},           {"twin as before", true, false, false},
+    {"twin as after", true, true, false},         {"twin as before, written", true, false, true},
+    {"twin as after, written", true, true, true},
+};
+
 // A picture as the frame has it.
 struct Stored {
     int address;
@@ -83,6 +98,11 @@ class RecoveryTest : public StoreTest {
         return stored;
     }
 
+    void ConnectFrame(const TestFlash& flash, std::vector<vframe::Fault> faults = {}) {
+        m_spy->Call("the frame");
+        Connect(flash, std::move(faults));
+    }
+
     void Forget() {
         Restart();
         fs::remove_all(Home());
@@ -91,7 +111,7 @@ class RecoveryTest : public StoreTest {
 
     Undisturbed RunUndisturbed(const Scenario& scenario) {
         Undisturbed run;
-        Connect(scenario.flash);
+        ConnectFrame(scenario.flash);
         run.before = m_spy->Take().size();
         scenario.change(*this);
         run.pictures = Streams();
@@ -195,7 +215,7 @@ class RecoveryTest : public StoreTest {
     // Reconnects, recovers, and completes the download. False when something was lost.
     bool Recover(const Bytes& left, const Undisturbed& undisturbed, const std::string& where,
                  std::vector<vframe::Fault> faults = {}) {
-        Connect(TestFlash::Of(left), std::move(faults));
+        ConnectFrame(TestFlash::Of(left), std::move(faults));
         EXPECT_EQ(LastConnection(), Connection::Online) << where;
         const bool whole = LastConnection() == Connection::Online && NothingLost(undisturbed);
         EXPECT_TRUE(whole) << where;
@@ -207,7 +227,7 @@ class RecoveryTest : public StoreTest {
 
     // The flash after a download that breaks off at its command `n`.
     Bytes FirstCut(const Scenario& scenario, const Undisturbed& undisturbed, Cut cut, std::size_t n) {
-        Connect(scenario.flash, FaultsOf(cut, undisturbed.before + n));
+        ConnectFrame(scenario.flash, FaultsOf(cut, undisturbed.before + n));
         scenario.change(*this);
         return BreakOff(cut, n);
     }
@@ -225,15 +245,42 @@ class RecoveryTest : public StoreTest {
         Forget();
     }
 
+    // Nothing of it may show on the frame, nor may anything of the frame's go.
+    void Spend(const Meanwhile& meanwhile, const Scenario& scenario, const Undisturbed& undisturbed,
+               const Bytes& left, const std::string& where) {
+        if (!meanwhile.twin) {
+            Store().gmyResousepath = m_aside / "elsewhere";
+            Store().statePath = Store().gmyResousepath / "state";
+            fs::create_directories(Store().statePath);
+            ConnectFrame(TestFlash::Of(left));
+        } else {
+            m_spy->Call("its twin");
+            Connect(meanwhile.after ? TestFlash::Of(undisturbed.flash) : scenario.flash);
+        }
+        EXPECT_EQ(LastConnection(), Connection::Online) << where;
+        EXPECT_TRUE(!meanwhile.downloaded || Download()) << where;
+        Restart();
+    }
+
     static std::string Where(const Scenario& scenario, Cut cut, std::size_t n) {
         return std::string(scenario.name) + ", command " + std::to_string(n) + ", " +
                (cut == kKill ? "killed" : "kind " + std::to_string(static_cast<int>(*cut)));
     }
 
-    void CutOnce(const Scenario& scenario, const Undisturbed& undisturbed, std::size_t n, Tally& tally) {
-        for (const Cut cut : kCuts)
-            Complete(scenario, undisturbed, FirstCut(scenario, undisturbed, cut, n), tally,
-                     Where(scenario, cut, n));
+    // `body` for each command of the download and each way to break off there; for those two that leave most
+    // behind unless `all`, or the environment, says otherwise.
+    template <typename Body>
+    void EachCut(const Scenario& scenario, const char* what, bool all, Body body) {
+        Tally tally;
+        const Undisturbed undisturbed = RunUndisturbed(scenario);
+        for (std::size_t n = 1; n <= undisturbed.commands; n += kStride) {
+            for (const Cut cut : kCuts) {
+                if (all || cut == FaultKind::Half || cut == kKill)
+                    body(undisturbed, cut, n, tally);
+            }
+        }
+        tally.Print((scenario.name + std::string(what)).c_str());
+        EXPECT_EQ(tally.losses + tally.differences, 0);
     }
 
     // Command `n` of the download is the first cut, command `m` of the one that completes it the second.
@@ -262,7 +309,7 @@ class RecoveryTest : public StoreTest {
         std::vector<vframe::Fault> faults;
         for (std::size_t i = 0; i < count; ++i)
             faults.push_back({undisturbed.before + n + i, kind});
-        Connect(scenario.flash, faults);
+        ConnectFrame(scenario.flash, faults);
         scenario.change(*this);
         for (int tries = 0; tries < 30 && !Download(); ++tries) {
         }
@@ -324,31 +371,41 @@ TEST_F(RecoveryTest, OneCutLosesNothing) {
     std::vector<Scenario> scenarios = Scenarios();
     scenarios.push_back(MostPictures());
     for (const Scenario& scenario : scenarios) {
-        Tally tally;
-        const Undisturbed undisturbed = RunUndisturbed(scenario);
-        for (std::size_t n = 1; n <= undisturbed.commands; n += kStride)
-            CutOnce(scenario, undisturbed, n, tally);
-        tally.Print(scenario.name);
-        EXPECT_EQ(tally.losses + tally.differences, 0);
+        EachCut(scenario, "", true, [&](const auto& undisturbed, Cut cut, std::size_t n, Tally& tally) {
+            Complete(scenario, undisturbed, FirstCut(scenario, undisturbed, cut, n), tally,
+                     Where(scenario, cut, n));
+        });
     }
 }
 
-// Of every kind when the environment says so, else of the two that leave most behind.
 TEST_F(RecoveryTest, TwoCutsInARowLoseNothing) {
     for (const std::size_t i : {1U, 4U, 10U}) {
         const Scenario scenario = Scenarios()[i];
-        Tally tally;
-        const Undisturbed undisturbed = RunUndisturbed(scenario);
-        for (std::size_t n = 1; n <= undisturbed.commands; n += kStride) {
-            for (const Cut cut : kCuts) {
-                if (!Thorough() && cut != FaultKind::Half && cut != kKill)
+        const auto again = [&](const auto& undisturbed, Cut cut, std::size_t n, Tally& tally) {
+            for (std::size_t m = 1; CutTwice(scenario, undisturbed, cut, n, m, tally);)
+                m += kStride;
+        };
+        EachCut(scenario, ", twice", Thorough(), again);
+    }
+}
+
+TEST_F(RecoveryTest, NeitherATwinNorAnotherComputerChangesWhatComesBack) {
+    for (const std::size_t i : {1U, 3U, 6U, 10U}) {
+        const Scenario scenario = Scenarios()[i];
+        const auto spend = [&](const auto& undisturbed, Cut cut, std::size_t n, Tally& tally) {
+            for (const Meanwhile& meanwhile : kMeanwhile) {
+                const std::string where = Where(scenario, cut, n) + ", meanwhile " + meanwhile.name;
+                const Bytes left = FirstCut(scenario, undisturbed, cut, n);
+                // What waits for a frame that nothing has changed yet may go to its twin instead.
+                if (meanwhile.downloaded && !meanwhile.after && left == scenario.flash.bytes) {
+                    Forget();
                     continue;
-                for (std::size_t m = 1; CutTwice(scenario, undisturbed, cut, n, m, tally);)
-                    m += kStride;
+                }
+                Spend(meanwhile, scenario, undisturbed, left, where);
+                Complete(scenario, undisturbed, left, tally, where);
             }
-        }
-        tally.Print((std::string(scenario.name) + ", twice").c_str());
-        EXPECT_EQ(tally.losses + tally.differences, 0);
+        };
+        EachCut(scenario, ", not alone", Thorough(), spend);
     }
 }
 
@@ -375,7 +432,7 @@ TEST_F(RecoveryTest, ABlockDamagedByAFailureIsRestoredThoughNothingNewIsLeft) {
         std::vector<vframe::Fault> faults;
         for (std::size_t i = 0; i < 30; ++i)
             faults.push_back({undisturbed.before + n + i, i % 9 == 5 ? FaultKind::Half : FaultKind::Lost});
-        Connect(scenario.flash, faults);
+        ConnectFrame(scenario.flash, faults);
         scenario.change(*this);
         EXPECT_FALSE(Download());
         Delete(5), Delete(4);

@@ -147,6 +147,8 @@ class SpyBus : public platform::Bus, private platform::BusListener {
     }
     // From now on its devices pass for hardware, whose INQUIRY tells this vendor (8 characters).
     void BecomeHardware(std::string vendor) { m_vendor = std::move(vendor); }
+    // What tells the next device from others of its model.
+    void Call(std::string individual) { m_individual = std::move(individual); }
     // Called for each command afterwards, on the thread that sent it.
     void Watch(std::function<void()> watcher) { m_watcher = std::move(watcher); }
 
@@ -177,6 +179,7 @@ class SpyBus : public platform::Bus, private platform::BusListener {
         Service(SpyBus& spy, platform::BusService& real) : bus(spy), service(real) {}
 
         std::string Name() const override { return service.Name(); }
+        std::string Individual() const override { return bus.m_individual; }
         Result<std::unique_ptr<platform::ScsiDevice>> Open() override {
             LUMATO_TRY(auto device, service.Open());
             return std::make_unique<Device>(bus, std::move(device));
@@ -204,6 +207,7 @@ class SpyBus : public platform::Bus, private platform::BusListener {
     std::string m_commands;
     std::function<void()> m_watcher;
     std::string m_vendor;  // empty: as the devices are
+    std::string m_individual;
 };
 
 class StoreTest : public testing::Test {
