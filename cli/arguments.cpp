@@ -156,7 +156,7 @@ void AddGeneralOptions(CLI::App& app, Arguments& arguments) {
     };
     app.add_option_function<std::vector<std::string>>(
            "--fault", takeFaults,
-           "the virtual frame's N-th command goes wrong; KIND is refuse, lost, half, flip or unplug")
+           "the virtual frame's N-th command goes wrong; KIND is refuse, lost, half, flip, lie or unplug")
         ->type_name("N:KIND")
         ->type_size(1)
         ->allow_extra_args(false);

@@ -21,8 +21,12 @@ inline constexpr std::uint8_t kOpcodeSetClock = 0xCA;
 inline constexpr std::uint8_t kOpcodeOut = 0xCB;  // SPI instruction with data to the frame, or without data
 inline constexpr std::uint8_t kOpcodeIn = 0xCD;   // SPI instruction with data from the frame
 
+inline constexpr std::uint8_t kChecksumMark = 5;
+
 // SPI NOR instructions.
 inline constexpr std::uint8_t kWriteStatus = 0x01;
+inline constexpr std::uint8_t kPageProgram = 0x02;
+inline constexpr std::uint8_t kRead = 0x03;
 inline constexpr std::uint8_t kReadStatus = 0x05;
 inline constexpr std::uint8_t kWriteEnable = 0x06;
 

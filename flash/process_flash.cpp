@@ -20,9 +20,21 @@ bool IsAddressable(std::uint64_t address, std::uint64_t length) {
     return length <= kAddressSpace && address <= kAddressSpace - length;
 }
 
-// Instructions that erase the whole chip, the frame's firmware included, whatever address comes with them.
-bool IsChipErase(std::uint8_t instruction) {
-    return instruction == 0x60 || instruction == 0xC7;
+// The erase instructions that keep to one unit. Others may erase more than that, the firmware included.
+bool ErasesOneUnit(std::uint8_t instruction) {
+    return instruction == 0x20 || instruction == 0x52 || instruction == 0xD8;
+}
+
+// The frame hands every SPI instruction on to its chip. These, and no others, may reach it: a chip has many
+// more, among them some that erase it whole or lock it for ever.
+bool MayReachChip(const CommandBlock& block) {
+    if (block[0] == kOpcodeSetClock || (block[0] == kOpcodeIn && block[5] == kChecksumMark))
+        return true;  // the frame's own work
+    const std::uint8_t instruction = block[10];
+    if (block[0] == kOpcodeIn)
+        return instruction == kReadStatus || instruction == kRead;
+    return instruction == kWriteEnable || instruction == kWriteStatus || instruction == kPageProgram ||
+           ErasesOneUnit(instruction);
 }
 
 }  // namespace
@@ -50,7 +62,7 @@ void CProcessFlash::Retire() {
 bool CProcessFlash::Send(const CommandBlock& block, char* data, int length, int direction) {
     const std::lock_guard lock(m_sendMutex);
     CommandBlock sent = block;  // the link takes it as bytes that it might change
-    return !m_retired &&
+    return !m_retired && MayReachChip(block) &&
            m_pCommUSB->SendCmdToDPF(reinterpret_cast<char*>(sent.data()), data, length, direction);
 }
 
@@ -73,11 +85,12 @@ std::uint32_t CProcessFlash::EraseUnit() const {
 bool CProcessFlash::MayErase(std::uint64_t address) const {
     const std::uint64_t unit = EraseUnit();
     const std::uint64_t start = address - address % unit;
-    return !IsChipErase(m_EraseCommand) && IsAddressable(start, unit) && m_writeRange.Holds(start, unit);
+    return ErasesOneUnit(m_EraseCommand) && IsAddressable(start, unit) && m_writeRange.Holds(start, unit);
 }
 
 bool CProcessFlash::MayProgram(std::uint64_t address, std::uint64_t length) const {
-    return IsAddressable(address, length) && m_writeRange.Holds(address, length);
+    return ErasesOneUnit(m_EraseCommand) && IsAddressable(address, length) &&
+           m_writeRange.Holds(address, length);
 }
 
 bool CProcessFlash::FlashWREN() {
@@ -162,8 +175,8 @@ bool CProcessFlash::GetVerifyValue(unsigned char& high, unsigned char& low, unsi
         return false;
     CommandBlock block{};
     block[0] = kOpcodeIn;
-    block[5] = 5;
-    block[6] = 5;
+    block[5] = kChecksumMark;
+    block[6] = kChecksumMark;
     // Two bytes hold the length, so that a region of 65,536 bytes goes as 0.
     PutBe16(MutableByteSpan(block).subspan(7), static_cast<std::uint32_t>(length));
     PutBe24(MutableByteSpan(block).subspan(11), static_cast<std::uint32_t>(address));

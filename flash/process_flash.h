@@ -39,7 +39,8 @@ class CProcessFlash {
     // How long WaitFlashReady polls a busy flash; 5,000 ms unless set.
     void SetReadyLimit(std::chrono::milliseconds limit) { m_readyLimit = limit; }
 
-    // Whether the guard lets the erase unit at `address`, or a program of `length` bytes, through.
+    // Whether the guard lets the erase unit at `address`, or a program of `length` bytes, through. Neither
+    // with an erase instruction that we do not know: what cannot be erased is not to be programmed over.
     [[nodiscard]] bool MayErase(std::uint64_t address) const;
     [[nodiscard]] bool MayProgram(std::uint64_t address, std::uint64_t length) const;
 
@@ -70,7 +71,8 @@ class CProcessFlash {
 
   private:
     void PrepareWrite();
-    // Sends one command block; false without a command once the frame has been retired.
+    // Sends one command block; false without a command once the frame has been retired, and for an
+    // instruction that must not reach the chip.
     bool Send(const std::array<std::uint8_t, 16>& block, char* data, int length, int direction);
     // The same without a data phase.
     bool Send(const std::array<std::uint8_t, 16>& block);

@@ -13,8 +13,8 @@ using platform::ScsiOutcome;
 using platform::ScsiRequest;
 
 constexpr std::pair<std::string_view, FaultKind> kKinds[] = {
-    {"refuse", FaultKind::Refuse}, {"lost", FaultKind::Lost},     {"half", FaultKind::Half},
-    {"flip", FaultKind::Flip},     {"unplug", FaultKind::Unplug},
+    {"refuse", FaultKind::Refuse}, {"lost", FaultKind::Lost}, {"half", FaultKind::Half},
+    {"flip", FaultKind::Flip},     {"lie", FaultKind::Lie},   {"unplug", FaultKind::Unplug},
 };
 
 tl::unexpected<Error> NoFault(std::string_view text, const char* why) {
@@ -44,6 +44,17 @@ ScsiOutcome ExecuteFlipped(VirtualFrame& frame, const ScsiRequest& request) {
     return outcome;
 }
 
+ScsiOutcome Pretend(const VirtualFrame& frame, const ScsiRequest& request) {
+    if (frame.IsGone())
+        return {};
+    if (request.direction == Direction::In)
+        std::ranges::fill(request.data, std::uint8_t{0});
+    return {.status = platform::kStatusGood,
+            .executed = true,
+            .transferred = request.data.size(),
+            .diagnostic = {}};
+}
+
 }  // namespace
 
 Result<Fault> ParseFault(std::string_view text) {
@@ -58,7 +69,7 @@ Result<Fault> ParseFault(std::string_view text) {
     const auto* kind = std::find_if(std::begin(kKinds), std::end(kKinds),
                                     [&](const auto& known) { return known.first == text.substr(colon + 1); });
     if (kind == std::end(kKinds))
-        return NoFault(text, "the kind is one of refuse, lost, half, flip and unplug");
+        return NoFault(text, "the kind is one of refuse, lost, half, flip, lie and unplug");
     fault.kind = kind->second;
     return fault;
 }
@@ -83,6 +94,8 @@ ScsiOutcome FaultyFrame::ExecuteWrongly(const ScsiRequest& request, FaultKind ki
             return m_frame.ExecuteHalf(request);
         case FaultKind::Flip:
             return ExecuteFlipped(m_frame, request);
+        case FaultKind::Lie:
+            return Pretend(m_frame, request);
         case FaultKind::Unplug:
             break;
     }

@@ -17,6 +17,7 @@ enum class FaultKind {
     Lost,    // executed, reported as CHECK CONDITION
     Half,    // the first half of its data, or of the unit it erases, is done; reported as CHECK CONDITION
     Flip,    // the lowest bit of its first data byte arrives changed; reported good
+    Lie,     // not executed, reported good; data from the frame are zeros
     Unplug,  // not executed, and the frame is gone
 };
 

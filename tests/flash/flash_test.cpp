@@ -270,10 +270,14 @@ TEST_F(ProcessFlash, NothingOutsideTheWriteRangeIsErasedOrProgrammed) {
     EXPECT_FALSE(fresh.Erase4KFlash(0x10000));
     EXPECT_FALSE(fresh.Flash_WR_Page(m_data.data(), 1, 0x10000));
 
-    for (const unsigned char wholeChip : std::initializer_list<unsigned char>{0x60, 0xC7}) {
-        m_flash.SetFlashCommand(wholeChip, 0);
-        EXPECT_FALSE(m_flash.Erase4KFlash(0x10000));
+    for (int instruction = 0; instruction <= 0xFF; ++instruction) {
+        if (instruction == 0x20 || instruction == 0x52 || instruction == 0xD8)
+            continue;
+        m_flash.SetFlashCommand(static_cast<unsigned char>(instruction), 0);
+        EXPECT_FALSE(m_flash.Erase4KFlash(0x10000)) << instruction;
+        EXPECT_FALSE(m_flash.Flash_WR_Page(m_data.data(), 1, 0x10000)) << instruction;
     }
+    ASSERT_EQ(m_frame.SentCount(), 0U);
 
     const struct {
         unsigned char instruction;

@@ -23,7 +23,7 @@ namespace lumato::lives {
 namespace {
 
 constexpr unsigned kSources = 12;
-constexpr unsigned kFaultKinds = 5;
+constexpr unsigned kFaultKinds = 6;
 constexpr std::size_t kMostFrames = 4;
 constexpr std::size_t kArea = kTable + 4096;
 

@@ -242,8 +242,9 @@ class Story:
         """Each fault costs an attempt, and the flash is what it would be without."""
         erase, program, checksum, info = "CB000000000004000000D8", "CB0000000000040100000201", "CD0000000005050000", "CD"
         for fault, sense in (("refuse " + erase, "sense "), ("half " + program, "sense "), ("lost " + program, "sense "),
-                             ("residue " + program, ""), ("short " + checksum, ""), ("phase " + program, "host status"),
-                             ("silent " + program, "host status"))[0 if self.thorough else 3:6 + self.thorough]:
+                             ("lie " + program, ""), ("residue " + program, ""), ("short " + checksum, ""),
+                             ("phase " + program, "host status"), ("silent " + program, "host status")
+                             )[0 if self.thorough else 3:7 + self.thorough]:
             self.frame.order("fault 1:" + fault)
             status, out, err = self.there("add", "source1.bmp")
             want = self.here("add", "source1.bmp")

@@ -18,8 +18,13 @@ using vframe::FaultKind;
 // one; or, without a kind, the program ends after the command, as it stands.
 using Cut = std::optional<FaultKind>;
 constexpr Cut kKill = std::nullopt;
-constexpr Cut kCuts[] = {FaultKind::Refuse, FaultKind::Lost,   FaultKind::Half,
-                         FaultKind::Flip,   FaultKind::Unplug, kKill};
+constexpr Cut kCuts[] = {FaultKind::Refuse,
+                         FaultKind::Lost,
+                         FaultKind::Half,
+                         FaultKind::Flip,
+                         FaultKind::Lie,
+                         FaultKind::Unplug,
+                         kKill};
 
 // From one command that is cut to the next: under the sanitizers, which are many times slower, only some.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
@@ -74,6 +79,7 @@ class RecoveryTest : public StoreTest {
 
   protected:
     const test::TemporaryFolder m_aside{Home().parent_path()};  // for the disk as a killed program left it
+    bool m_tableStays = false;  // the frame lies when the first download makes its table invalid
 
     RecoveryTest() { KeepJournals(); }
 
@@ -81,6 +87,7 @@ class RecoveryTest : public StoreTest {
     struct Undisturbed {
         std::size_t before = 0;  // commands until it begins
         std::size_t commands = 0;
+        std::size_t erase = 0, program = 0;  // those that make the table invalid
         Bytes flash;
         std::vector<Bytes> pictures;
     };
@@ -116,7 +123,10 @@ class RecoveryTest : public StoreTest {
         scenario.change(*this);
         run.pictures = Streams();
         EXPECT_TRUE(Download());
-        run.commands = m_spy->Take().size();
+        const std::string sent = m_spy->Take();
+        run.commands = sent.size();
+        run.erase = sent.find('E') + 1;
+        run.program = sent.find('P') + 1;
         run.flash = FlashBytes();
         EXPECT_EQ(StoredIn(run.flash).size(), run.pictures.size());
         Forget();
@@ -227,7 +237,12 @@ class RecoveryTest : public StoreTest {
 
     // The flash after a download that breaks off at its command `n`.
     Bytes FirstCut(const Scenario& scenario, const Undisturbed& undisturbed, Cut cut, std::size_t n) {
-        ConnectFrame(scenario.flash, FaultsOf(cut, undisturbed.before + n));
+        std::vector<vframe::Fault> faults = FaultsOf(cut, undisturbed.before + n);
+        if (m_tableStays) {
+            faults.push_back({undisturbed.before + undisturbed.erase, FaultKind::Lie});
+            faults.push_back({undisturbed.before + undisturbed.program, FaultKind::Lie});
+        }
+        ConnectFrame(scenario.flash, faults);
         scenario.change(*this);
         return BreakOff(cut, n);
     }
@@ -273,12 +288,17 @@ class RecoveryTest : public StoreTest {
     void EachCut(const Scenario& scenario, const char* what, bool all, Body body) {
         Tally tally;
         const Undisturbed undisturbed = RunUndisturbed(scenario);
-        for (std::size_t n = 1; n <= undisturbed.commands; n += kStride) {
-            for (const Cut cut : kCuts) {
-                if (all || cut == FaultKind::Half || cut == kKill)
-                    body(undisturbed, cut, n, tally);
+        for (const bool stays : {false, true}) {
+            m_tableStays = stays;
+            for (std::size_t n = stays ? undisturbed.program + 1 : 1; n <= undisturbed.commands;
+                 n += kStride) {
+                for (const Cut cut : kCuts) {
+                    if (all || (!stays && (cut == FaultKind::Half || cut == kKill)))
+                        body(undisturbed, cut, n, tally);
+                }
             }
         }
+        m_tableStays = false;
         tally.Print((scenario.name + std::string(what)).c_str());
         EXPECT_EQ(tally.losses + tally.differences, 0);
     }
@@ -416,7 +436,7 @@ TEST_F(RecoveryTest, AnotherDownloadOnTheSameConnectionCompletesTheSameFlash) {
         const Undisturbed undisturbed = RunUndisturbed(scenario);
         for (std::size_t n = 1; n <= undisturbed.commands; n += kStride) {
             for (const FaultKind kind :
-                 {FaultKind::Refuse, FaultKind::Lost, FaultKind::Half, FaultKind::Flip}) {
+                 {FaultKind::Refuse, FaultKind::Lost, FaultKind::Half, FaultKind::Flip, FaultKind::Lie}) {
                 TryAgain(scenario, undisturbed, n, kind, 1, tally);
                 TryAgain(scenario, undisturbed, n, kind, 30, tally);
             }

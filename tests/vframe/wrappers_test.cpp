@@ -37,7 +37,13 @@ class Faulty {
     FrameDriver driver{faulty};
 };
 
-TEST(Faults, RefuseExecutesNothingAndLostExecutesAll) {
+TEST(Faults, RefuseAndLieExecuteNothingAndLostExecutesAll) {
+    Faulty lying(FaultKind::Lie), lyingToAReader(FaultKind::Lie);
+    EXPECT_EQ(lying.driver.Erase(0x20, 0), kGood);
+    EXPECT_EQ(lying.frame.FlashBytes(), PatternFlash());
+    EXPECT_EQ(lyingToAReader.driver.Read(128, 64), Bytes(64, 0));
+    EXPECT_EQ(lyingToAReader.driver.last.transferred, 64U);
+
     Faulty refusing(FaultKind::Refuse);
     EXPECT_EQ(refusing.driver.Erase(0x20, 0), kCheck);
     EXPECT_TRUE(refusing.driver.last.executed);
