@@ -4,7 +4,9 @@
 #include <QMessageBox>
 
 #include "app/new_frame_dialog.h"
+#include "app/recover_dialog.h"
 #include "app/texts.h"
+#include "store/store_state.h"
 #include "vframe/new_frame.h"
 
 namespace lumato::app {
@@ -34,6 +36,7 @@ FrameMenu::FrameMenu(QMenu* menu, MenuBuilder& builder, FrameLink& link, Setting
                                  false, [this] { m_link.DetachVirtualFrame(); })),
       m_show(builder.AddAction(menu, "FRAME_SHOW_SCREEN", "Show the Frame's Screen", QKeySequence("F9"),
                                false, [this] { m_screen.show(); })) {
+    builder.AddAction(menu, "FRAME_RECOVER", "Recover Pictures…", {}, false, [this] { Recover(); });
     Refresh();
 }
 
@@ -92,6 +95,13 @@ void FrameMenu::Create(const Path& file, const vframe::NewFrame& options) {
         Attach(file);
     else
         ShowProblem(QString::fromStdString(created.error().message));
+}
+
+void FrameMenu::Recover() {
+    auto* dialog =
+        new RecoverDialog(store::Store().statePath, m_settings.Folder(kSaveFolderSetting), m_window);
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->open();
 }
 
 void FrameMenu::ShowProblem(const QString& text) {

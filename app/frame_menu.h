@@ -35,6 +35,7 @@ class FrameMenu : public QObject {
     void AskForNewFrame();
     void ChooseNewFile(const vframe::NewFrame& options);
     void Create(const Path& file, const vframe::NewFrame& options);
+    void Recover();
     void ShowProblem(const QString& text);
 
     FrameLink& m_link;

@@ -17,6 +17,7 @@
 #include "app/texts.h"
 #include "app/usb_watch.h"
 #include "base/printable.h"
+#include "base/standard_descriptors.h"
 #include "device/comm_usb.h"
 #include "platform/linux/folder_lock.h"
 #include "platform/linux/folders.h"
@@ -134,6 +135,7 @@ int Run(QApplication& application) {
 }  // namespace lumato::app
 
 int main(int argc, char** argv) {
+    lumato::OccupyStandardDescriptors();
     // A limit on file sizes is a failed write like any other, not the end.
     std::signal(SIGXFSZ, SIG_IGN);
     QApplication application(argc, argv);

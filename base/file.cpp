@@ -76,17 +76,20 @@ Path TemporaryBeside(const Path& path) {
     return path.parent_path() / (std::string(kTemporaryStart) + number + std::string(kTemporaryEnd));
 }
 
+// A synced file is for its owner alone.
 enum class Syncing { None, BeforeRename };
 
 // `replaced`: the plain file that stands under the name, whose permission bits the new one takes over.
 Result<void> WriteAndRename(const Path& path, ByteSpan bytes, const struct stat* replaced,
                             Syncing syncing = Syncing::None) {
     const Path temporary = TemporaryBeside(path);
-    Descriptor file(::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+    const mode_t mode = syncing == Syncing::None ? 0666 : 0600;
+    Descriptor file(::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
     if (file.Get() < 0)
         return tl::unexpected(FileError(path, errno, true));
     // A file system without permission bits refuses; the contents matter more.
-    if (replaced != nullptr && ::fchmod(file.Get(), replaced->st_mode & 0777) != 0)
+    if (replaced != nullptr && syncing == Syncing::None &&
+        ::fchmod(file.Get(), replaced->st_mode & 0777) != 0)
         errno = 0;
     const bool written =
         WriteAll(file.Get(), bytes) && (syncing == Syncing::None || ::fsync(file.Get()) == 0) && file.Close();
@@ -219,6 +222,31 @@ Result<void> WriteSyncedFile(const Path& path, ByteSpan bytes) {
     if (path.empty())
         return tl::unexpected(FileError(path, ENOENT, true));
     return WriteReplacing(path, bytes, Syncing::BeforeRename);
+}
+
+Result<void> MakePrivateFolder(const Path& folder) {
+    std::error_code error;
+    const std::filesystem::file_status status = std::filesystem::symlink_status(folder, error);
+    if (std::filesystem::is_directory(status)) {
+        ClosePath(folder);
+        return {};
+    }
+    if (status.type() != std::filesystem::file_type::not_found)
+        return Fail(
+            ErrorKind::Unwritable,
+            Printable(folder.native()) + ": a folder belongs here, and something else stands in its place");
+    if (folder.has_parent_path() && !std::filesystem::exists(folder.parent_path(), error))
+        LUMATO_TRY_VOID(MakePrivateFolder(folder.parent_path()));
+    if (::mkdir(folder.c_str(), 0700) != 0)
+        return tl::unexpected(FileError(folder, errno, true));
+    return {};
+}
+
+void ClosePath(const Path& path) {
+    struct stat status {};
+    if (::lstat(path.c_str(), &status) == 0 && !S_ISLNK(status.st_mode) && (status.st_mode & 077) != 0 &&
+        ::chmod(path.c_str(), status.st_mode & 0700) != 0)
+        errno = 0;  // a file system without permission bits, or somebody else's folder
 }
 
 Result<void> SyncFolder(const Path& folder) {

@@ -34,10 +34,16 @@ enum class Links {
 // stay. Errors: NotFound (no such folder), Unwritable.
 [[nodiscard]] Result<void> WriteFile(const Path& path, ByteSpan bytes, Links links = Links::Follow);
 
-// As WriteFile() with Links::Replace, and its contents are on the disk before it gets its name: whoever finds
-// the name, after a power failure or a sync that failed, finds them whole. The name is there after
-// SyncFolder().
+// As WriteFile() with Links::Replace, for its owner's eyes alone, and its contents are on the disk before it
+// gets its name: whoever finds the name, after a power failure or a sync that failed, finds them whole. The
+// name is there after SyncFolder().
 [[nodiscard]] Result<void> WriteSyncedFile(const Path& path, ByteSpan bytes);
+
+// Makes the folder, and those above it, for the owner alone; one that is there is closed to others. Errors:
+// Unwritable, for something else in its place, too: a link is none of ours.
+[[nodiscard]] Result<void> MakePrivateFolder(const Path& folder);
+// Takes from others what they may do with a file or folder of ours, as far as that can be done.
+void ClosePath(const Path& path);
 
 // Waits until a folder's list of names is on the disk. Errors: NotFound, Unreadable, Unwritable.
 [[nodiscard]] Result<void> SyncFolder(const Path& folder);

@@ -1,85 +1,34 @@
 #include "cli/arguments.h"
 
-#include <charconv>
-#include <cmath>
+#include <algorithm>
 #include <cstdio>
-#include <cstdlib>
-#include <limits>
-#include <sstream>
+#include <functional>
+#include <span>
+#include <string_view>
+#include <type_traits>
 
 #include <CLI/CLI.hpp>
 
-#include "base/printable.h"
+#include "cli/output.h"
 
 namespace lumato::cli {
 namespace {
 
-constexpr int kUsageError = 2;
+// Of a pose's numbers, and the greatest haste: more than any canvas, and than anybody waits for.
+constexpr int kFarthest = 1'000'000;
 
 constexpr const char* kGeneralFooter =
     "Exit status: 0 all done; 1 the frame or a file refused something; 2 wrong usage;\n"
-    "3 no frame found, or FILE is no usable flash image.\n\n"
+    "3 no frame found, or FILE is no usable flash image; 4 what was asked for is kept and\n"
+    "waits, but is not on the frame (`lumatoctl download` writes it).\n\n"
     "A first try, without any hardware:\n"
     "  lumatoctl frame new my.frame --lcd 480x234 --flash 4M\n"
     "  lumatoctl --frame my.frame add ~/Pictures/*.jpg\n"
     "  lumatoctl frame render my.frame 1 shown.png";
 
-// Decimal or 0x hex, the whole text.
-std::optional<std::uint64_t> ParseNumber(std::string_view text, int base = 10) {
-    if (text.starts_with("0x") || text.starts_with("0X")) {
-        text.remove_prefix(2);
-        base = 16;
-    }
-    std::uint64_t value = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, base);
-    if (error != std::errc() || end != text.data() + text.size())
-        return std::nullopt;
-    return value;
-}
-
-std::optional<std::uint64_t> ParseBytes(std::string text) {
-    std::uint64_t unit = 1;
-    const bool hex = text.starts_with("0x") || text.starts_with("0X");
-    if (!hex && !text.empty() && (text.back() == 'K' || text.back() == 'k'))
-        unit = 1024;
-    if (!hex && !text.empty() && (text.back() == 'M' || text.back() == 'm'))
-        unit = 1024 * 1024;
-    if (unit != 1)
-        text.pop_back();
-    const auto number = ParseNumber(text);
-    if (!number || *number > std::numeric_limits<std::uint64_t>::max() / unit)
-        return std::nullopt;
-    return *number * unit;
-}
-
-std::optional<int> ParsePosition(const std::string& text) {
-    const auto number = ParseNumber(text);
-    if (!number || *number < 1 || *number > std::numeric_limits<int>::max())
-        return std::nullopt;
-    return static_cast<int>(*number);
-}
-
-std::optional<Size> ParseSize(const std::string& text) {
-    const std::size_t cross = text.find_first_of("xX");
-    if (cross == std::string::npos)
-        return std::nullopt;
-    const auto part = [](std::string_view digits) -> int {
-        int value = 0;
-        const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
-        return error == std::errc() && end == digits.data() + digits.size() ? value : 0;
-    };
-    const std::string_view view = text;
-    const Size size{part(view.substr(0, cross)), part(view.substr(cross + 1))};
-    if (size.width < 1 || size.height < 1 || size.width > 65535 || size.height > 65535)
-        return std::nullopt;
-    return size;
-}
-
-constexpr const char* kPositionWanted = "a position such as 1";
-
 // The value that `parse` makes of the text; a text that it refuses is wrong usage.
 template <class Parse>
-auto Checked(const std::string& name, const std::string& text, Parse parse, const char* wanted) {
+auto Checked(const std::string& name, const std::string& text, Parse parse, const std::string& wanted) {
     const auto value = parse(text);
     if (!value)
         throw CLI::ValidationError(name, "\"" + text + "\" is not " + wanted);
@@ -87,26 +36,32 @@ auto Checked(const std::string& name, const std::string& text, Parse parse, cons
 }
 
 template <class T, class Parse>
-CLI::Option* AddParsed(CLI::App* app, const std::string& name, T& target, Parse parse, const char* wanted,
-                       const std::string& help) {
+CLI::Option* AddParsed(CLI::App* app, const std::string& name, T& target, Parse parse,
+                       const std::string& wanted, const std::string& help) {
     const auto take = [&target, parse, name, wanted](const std::string& text) {
         target = static_cast<T>(Checked(name, text, parse, wanted));
     };
     return app->add_option_function<std::string>(name, take, help);
 }
 
-// A number from 0 to `most`, with its default in the help.
-CLI::Option* AddNumber(CLI::App* app, const std::string& name, int& target, int most,
+// A whole number, with its range and its default in the help.
+template <class T>
+CLI::Option* AddNumber(CLI::App* app, const std::string& name, T& target, Range range,
                        const std::string& help) {
-    const auto parse = [most](const std::string& text) -> std::optional<int> {
-        const auto number = ParseNumber(text);
-        if (!number || *number > static_cast<std::uint64_t>(most))
-            return std::nullopt;
-        return static_cast<int>(*number);
-    };
-    return AddParsed(app, name, target, parse,
-                     most == 255 ? "a number from 0 to 255" : "a number from 0 to 65535",
-                     help + " (default " + std::to_string(target) + ")");
+    std::string said = Text(range);
+    if constexpr (std::is_same_v<T, int>)
+        said += "; default " + std::to_string(target);
+    return AddParsed(
+        app, name, target, [range](const std::string& text) { return ParseWhole(text, range); },
+        "a number from " + Text(range), help + " (" + said + ")");
+}
+
+Parsed<int> ParsePosition(const std::string& text) {
+    return ParseWhole(text, kPositions);
+}
+
+std::string PositionWanted() {
+    return "a position from " + Text(kPositions);
 }
 
 CLI::Option* AddSize(CLI::App* app, const std::string& name, Arguments& arguments, const std::string& help) {
@@ -114,26 +69,55 @@ CLI::Option* AddSize(CLI::App* app, const std::string& name, Arguments& argument
         ->type_name("WxH");
 }
 
+// The name of a file or folder. An empty one is a script's variable that was never set.
+template <class T>
+CLI::Option* AddPath(CLI::App* app, const std::string& name, T& target, const std::string& help) {
+    const auto parse = [](const std::string& text) {
+        return text.empty() ? std::nullopt : std::optional<Path>(text);
+    };
+    return AddParsed(app, name, target, parse, "a name", help);
+}
+
 CLI::Option* AddFile(CLI::App* app, const std::string& name, Arguments& arguments, const std::string& help) {
-    return app
-        ->add_option_function<std::string>(
-            name, [&arguments](const std::string& text) { arguments.files.emplace_back(text); }, help)
-        ->required()
-        ->type_name("");
+    const auto take = [&arguments, name](const std::string& text) {
+        if (text.empty())
+            throw CLI::ValidationError(name, "a name is wanted");
+        arguments.files.emplace_back(text);
+    };
+    return app->add_option_function<std::string>(name, take, help)->required()->type_name("");
+}
+
+// "--json=0" would be the opposite of what it says.
+CLI::Option* AddFlag(CLI::App* app, const std::string& name, bool& target, const std::string& help) {
+    return app->add_flag(name, target, help)->disable_flag_override();
+}
+
+// Several values in a row, each as it stands: the library would take "[a]" for a list of its own.
+CLI::Option* AddSeveral(CLI::App* app, const std::string& name,
+                        const std::function<void(const std::string&)>& take, const std::string& help) {
+    const auto takeAll = [take](const std::vector<std::string>& texts) {
+        for (const std::string& text : texts)
+            take(text);
+    };
+    return app->add_option_function<std::vector<std::string>>(name, takeAll, help)->allow_extra_args(false);
 }
 
 void AddPose(CLI::App* app, PoseArguments& pose) {
-    const std::string group = "Pose (each picture fills the LCD without it)";
-    app->add_option("--rotate", pose.rotate, "turn clockwise")->type_name("DEGREES")->group(group);
-    app->add_option("--scale", pose.scale, "size of the picture; not below what fills the LCD")
+    const std::string group =
+        "Pose (each picture fills the LCD without it; what the window's controls "
+        "would not take is undone)";
+    constexpr Range kAny{-kFarthest, kFarthest};
+    AddNumber(app, "--rotate", pose.rotate, kAny, "turn clockwise")->type_name("DEGREES")->group(group);
+    AddNumber(app, "--scale", pose.scale, kAny, "size of the picture; not below what fills the LCD")
         ->type_name("PERCENT")
         ->group(group);
-    app->add_option("--x", pose.x, "move to the right")->type_name("PIXELS")->group(group);
-    app->add_option("--y", pose.y, "move up")->type_name("PIXELS")->group(group);
-    app->add_option("--rect", pose.rect,
-                    "the LCD's place on the 580 x 400 canvas; W and H only tell the side it extends to")
-        ->delimiter(',')
-        ->expected(4)
+    AddNumber(app, "--x", pose.x, kAny, "move to the right")->type_name("PIXELS")->group(group);
+    AddNumber(app, "--y", pose.y, kAny, "move up")->type_name("PIXELS")->group(group);
+    AddParsed(
+        app, "--rect", pose.rect, [](const std::string& text) { return ParseReals(text, 4, kFarthest); },
+        "four numbers X,Y,W,H from " + Text(kAny),
+        "the LCD's place on the 580 x 400 canvas; W and H only tell the side it extends to (" + Text(kAny) +
+            ")")
         ->type_name("X,Y,W,H")
         ->group(group);
 }
@@ -141,36 +125,30 @@ void AddPose(CLI::App* app, PoseArguments& pose) {
 // The general options stand on every command, so that they may come before or after it and its help lists
 // them.
 void AddGeneralOptions(CLI::App& app, Arguments& arguments) {
-    app.add_option("--frame", arguments.frame, "the virtual frame whose flash is FILE")->type_name("FILE");
-    app.add_option("--home", arguments.home,
-                   "resources folder: Language.ini, data/, Edata/ (default $XDG_DATA_HOME/lumato)")
+    AddPath(&app, "--frame", arguments.frame, "the virtual frame whose flash is FILE")->type_name("FILE");
+    AddPath(&app, "--home", arguments.home,
+            "resources folder: Language.ini, data/, Edata/ (default $XDG_DATA_HOME/lumato)")
         ->type_name("DIR");
-    app.add_option("--trace", arguments.trace, "write one line per SCSI command to FILE")->type_name("FILE");
-    const auto takeFaults = [&arguments](const std::vector<std::string>& texts) {
-        for (const std::string& text : texts) {
-            const Result<vframe::Fault> fault = vframe::ParseFault(text);
-            if (!fault)
-                throw CLI::ValidationError("--fault", fault.error().message);
-            arguments.faults.push_back(*fault);
-        }
+    AddPath(&app, "--trace", arguments.trace, "write one line per SCSI command to FILE")->type_name("FILE");
+    const auto takeFault = [&arguments](const std::string& text) {
+        const Result<vframe::Fault> fault = vframe::ParseFault(text);
+        if (!fault)
+            throw CLI::ValidationError("--fault", fault.error().message);
+        arguments.faults.push_back(*fault);
     };
-    app.add_option_function<std::vector<std::string>>(
-           "--fault", takeFaults,
-           "the virtual frame's N-th command goes wrong; KIND is refuse, lost, half, flip, lie or unplug")
+    AddSeveral(&app, "--fault", takeFault,
+               "the virtual frame's N-th command goes wrong; KIND is refuse, lost, half, flip, lie or unplug")
         ->type_name("N:KIND")
-        ->type_size(1)
-        ->allow_extra_args(false);
-    const auto speed = [](const std::string& text) -> std::optional<double> {
-        char* end = nullptr;
-        const double value = std::strtod(text.c_str(), &end);
-        return !text.empty() && *end == '\0' && value > 0 && std::isfinite(value) ? std::optional(value)
-                                                                                  : std::nullopt;
-    };
-    AddParsed(&app, "--pace", arguments.pace, speed, "a number above 0",
-              "the virtual frame takes as long as a real one, X times as fast")
+        ->type_size(1);
+    AddParsed(
+        &app, "--pace", arguments.pace,
+        [](const std::string& text) { return ParseReal(text, 0.001, kFarthest); },
+        "a number from 0.001 to " + std::to_string(kFarthest),
+        "the virtual frame takes as long as a real one, X times as fast (0.001 to " +
+            std::to_string(kFarthest) + ")")
         ->type_name("X");
-    app.add_flag("--json", arguments.json, "one JSON object in place of text for people");
-    app.add_flag("--quiet", arguments.quiet, "no progress bar and no status notes");
+    AddFlag(&app, "--json", arguments.json, "one JSON object in place of text for people");
+    AddFlag(&app, "--quiet", arguments.quiet, "no progress bar and no status notes");
 }
 
 CLI::App* AddCommand(CLI::App* parent, Arguments& arguments, Command command, const std::string& name,
@@ -186,21 +164,22 @@ void AddFrameCommands(CLI::App& app, Arguments& arguments) {
     AddCommand(&app, arguments, Command::List, "list", "the pictures of the frame, in order");
 
     CLI::App* add = AddCommand(&app, arguments, Command::Add, "add", "put pictures on the frame");
-    add->add_option("FILE", arguments.files, "picture files, in the order wanted on the frame")
+    const auto takePicture = [&arguments](const std::string& text) { arguments.files.emplace_back(text); };
+    AddSeveral(add, "FILE", takePicture, "picture files, in the order wanted on the frame")
         ->required()
         ->type_name("");
     AddPose(add, arguments.pose);
 
+    AddCommand(&app, arguments, Command::Download, "download",
+               "finish a download that broke off, or write what waits");
+
     CLI::App* remove = AddCommand(&app, arguments, Command::Delete, "delete", "take pictures off the frame");
-    const auto takePositions = [&arguments](const std::vector<std::string>& texts) {
-        for (const std::string& text : texts)
-            arguments.positions.push_back(Checked("POSITION", text, ParsePosition, kPositionWanted));
+    const auto takePosition = [&arguments](const std::string& text) {
+        arguments.positions.push_back(Checked("POSITION", text, ParsePosition, PositionWanted()));
     };
-    CLI::Option* positions = remove
-                                 ->add_option_function<std::vector<std::string>>(
-                                     "POSITION", takePositions, "as `list` counts them, from 1")
-                                 ->type_name("");
-    CLI::Option* all = remove->add_flag("--all", arguments.all, "all of them");
+    CLI::Option* positions =
+        AddSeveral(remove, "POSITION", takePosition, "as `list` counts them, from 1")->type_name("");
+    CLI::Option* all = AddFlag(remove, "--all", arguments.all, "all of them");
     all->excludes(positions);
 
     CLI::App* save = AddCommand(&app, arguments, Command::Save, "save",
@@ -221,16 +200,36 @@ void AddFileCommands(CLI::App& app, Arguments& arguments) {
     AddFile(encode, "BITMAP", arguments, "the bitmap file");
     AddFile(encode, "STREAM", arguments, "the stream file to write");
     AddSize(encode, "--size", arguments, "size of the bitmap")->required();
-    encode->add_option("--quality", arguments.quality, "1 to 100")->type_name("Q")->capture_default_str();
-    encode->add_option("--sampling", arguments.sampling, "the frame's sampling value; 1 is 4:4:4, 4 is 4:2:0")
-        ->type_name("V")
-        ->capture_default_str();
+    AddNumber(encode, "--quality", arguments.quality, {0, 65535}, "1 to 100; 0 counts as 1, more as 100")
+        ->type_name("Q");
+    AddNumber(encode, "--sampling", arguments.sampling, {0, 255},
+              "the frame's sampling value: 1, plus 1 for half the colour across, 2 down, 4 without tables, "
+              "8 without the MCU table; 0 counts as 256")
+        ->type_name("V");
 
     CLI::App* decode = AddCommand(&app, arguments, Command::Decode, "decode",
                                   "frame picture stream to bitmap file; no frame needed");
     AddFile(decode, "STREAM", arguments, "the stream file");
     AddFile(decode, "BITMAP", arguments, "the bitmap file to write");
     AddSize(decode, "--size", arguments, "the size it must have (default: any)");
+
+    CLI::App* recover = AddCommand(
+        &app, arguments, Command::Recover, "recover",
+        "pictures of downloads that broke off and of additions that wait, as files; no frame needed");
+    CLI::Option* journal = AddParsed(recover, "N", arguments.position, ParsePosition, "a number such as 1",
+                                     "the recovery journal, as `recover` alone lists them")
+                               ->type_name("");
+    CLI::Option* save = recover
+                            ->add_option("--save", arguments.saveFolder,
+                                         "write its pictures as N.stream and N.bmp into DIR; no file there "
+                                         "is replaced")
+                            ->type_name("DIR")
+                            ->needs(journal);
+    recover
+        ->add_flag("--forget", arguments.forget,
+                   "set it aside, so that no frame is offered its pictures any more; nothing is deleted")
+        ->needs(journal)
+        ->excludes(save);
 
     AddCommand(&app, arguments, Command::Permit, "permit",
                "let this computer's users use frames: installs the udev rule (as root)");
@@ -257,22 +256,18 @@ void AddVirtualFrameCommands(CLI::App& app, Arguments& arguments) {
               "size of the flash, such as 4M")
         ->type_name("BYTES")
         ->required();
-    const auto address = [](const std::string& text) { return ParseNumber(text); };
-    AddParsed(make, "--table", fresh.tableAddress, address, "an address",
+    AddParsed(make, "--table", fresh.tableAddress, ParseAddress, "an address",
               "where the picture table lies (default 0x10000)")
         ->type_name("ADDRESS");
-    AddNumber(make, "--limit", fresh.limit, 65535, "most pictures it holds; 0 is no limit")->type_name("N");
-    AddNumber(make, "--sampling", fresh.sampling, 255, "sampling value")->type_name("V");
-    AddNumber(make, "--quality", fresh.quality, 255, "starting quality")->type_name("Q");
-    const auto instruction = [](const std::string& text) -> std::optional<std::uint64_t> {
-        const auto value = ParseNumber(text, 16);
-        return value && *value <= 0xFF ? value : std::nullopt;
-    };
-    AddParsed(make, "--erase", fresh.erase, instruction, "an instruction byte in hex",
+    AddNumber(make, "--limit", fresh.limit, {0, 65535}, "most pictures it holds; 0 is no limit")
+        ->type_name("N");
+    AddNumber(make, "--sampling", fresh.sampling, {0, 255}, "sampling value")->type_name("V");
+    AddNumber(make, "--quality", fresh.quality, {0, 255}, "starting quality")->type_name("Q");
+    AddParsed(make, "--erase", fresh.erase, ParseHexByte, "an instruction byte in hex",
               "erase instruction: 20 (4 KB), 52 (32 KB) or D8 (64 KB, the default)")
         ->type_name("HEX");
-    AddNumber(make, "--page-option", fresh.pageOption, 255, "page-program option byte")->type_name("N");
-    AddParsed(make, "--firmware-end", fresh.firmwareEnd, address, "an address",
+    AddNumber(make, "--page-option", fresh.pageOption, {0, 255}, "page-program option byte")->type_name("N");
+    AddParsed(make, "--firmware-end", fresh.firmwareEnd, ParseAddress, "an address",
               "give it a firmware header that leads to this address")
         ->type_name("ADDRESS");
 
@@ -280,54 +275,60 @@ void AddVirtualFrameCommands(CLI::App& app, Arguments& arguments) {
         frame, arguments, Command::FrameServe, "serve",
         "plug the virtual frame into a virtual machine's USB bus (usbredir protocol), until it is ended");
     AddFile(serve, "FILE", arguments, "the flash image");
-    serve->add_option("--socket", arguments.serve.socket, "the UNIX socket to listen on")
+    AddPath(serve, "--socket", arguments.serve.socket, "the UNIX socket to listen on")
         ->required()
         ->type_name("PATH");
-    serve->add_flag("--connect", arguments.serve.connect,
-                    "connect to the socket in place of listening on it");
-    serve
-        ->add_option("--control", arguments.serve.control,
-                     "listen here for orders, one a line: plug, unplug, wait, fault N:KIND")
+    AddFlag(serve, "--connect", arguments.serve.connect, "connect to the socket in place of listening on it");
+    AddPath(serve, "--control", arguments.serve.control,
+            "listen here for orders, one a line: plug, unplug, wait, fault N:KIND")
         ->type_name("PATH");
     serve
         ->add_option("--vendor", arguments.serve.vendor,
                      "what it answers an INQUIRY with, 8 characters at most")
         ->type_name("NAME");
-    serve
-        ->add_option("--type", arguments.serve.type,
-                     "the SCSI device type: 0, a disk, or 5, a writer of discs")
-        ->check(CLI::IsMember({0, 5}))
+    const auto type = [](const std::string& text) {
+        const auto value = ParseWhole(text, {0, 5});
+        return value == 0 || value == 5 ? value : std::nullopt;
+    };
+    AddParsed(serve, "--type", arguments.serve.type, type, "0 or 5",
+              "the SCSI device type: 0, a disk, or 5, a writer of discs")
         ->type_name("TYPE");
 
     CLI::App* render = AddCommand(frame, arguments, Command::FrameRender, "render",
                                   "what the frame would show for a picture, as a PNG file");
     AddFile(render, "FILE", arguments, "the flash image");
-    AddParsed(render, "POSITION", arguments.position, ParsePosition, kPositionWanted, "the picture, from 1")
+    AddParsed(render, "POSITION", arguments.position, ParsePosition, PositionWanted(), "the picture, from 1")
         ->required()
         ->type_name("");
     AddFile(render, "PNG", arguments, "the file to write");
 }
 
-// The library would only say that a command is missing. Always false.
-bool Unknown(const CLI::App& app) {
-    std::fprintf(
-        stderr,
-        "lumatoctl: %s is no command or option of this program\nRun with --help for more information.\n",
-        Printable(app.remaining().front()).c_str());
-    return false;
+// Wherever it stands: behind the fault, too, where parsing never came.
+bool WantsJson(std::span<const char* const> words) {
+    return std::ranges::any_of(words, [](std::string_view word) { return word == "--json"; });
 }
 
-// Help and version, or what was wrong, in which an argument may be quoted that no terminal should obey. True
-// for the former.
-bool Answer(const CLI::App& app, const CLI::ParseError& error) {
-    std::ostringstream answer;
-    std::ostringstream complaint;
-    const bool answered = app.exit(error, answer, complaint) == 0;
-    std::fputs(answer.str().c_str(), stdout);
-    std::istringstream lines(complaint.str());
-    for (std::string line; std::getline(lines, line);)
-        std::fprintf(stderr, "%s\n", Printable(line).c_str());
-    return answered;
+// The library would take the next word for the value.
+void RefuseEmptyValues(std::span<const char* const> words) {
+    for (const std::string_view word : words) {
+        if (word == "--")
+            return;
+        if (word.starts_with("--") && word.ends_with('='))
+            throw CLI::ValidationError(std::string(word), "a value is wanted");
+    }
+}
+
+// Answers --help and --version, or says what was wrong. The exit status.
+int Answer(const CLI::App& app, const CLI::ParseError& error, bool json) {
+    if (error.get_exit_code() == 0)
+        return app.exit(error);
+    // The library would only say that a command is missing.
+    const bool unknown = app.get_subcommands().empty() && !app.remaining().empty();
+    const int status = Output(json).Failed(
+        kWrongUsage,
+        unknown ? app.remaining().front() + " is no command or option of this program" : error.what());
+    std::fputs("Run with --help for more information.\n", stderr);
+    return status;
 }
 
 }  // namespace
@@ -339,23 +340,23 @@ Arguments ParseArguments(int argc, const char* const* argv) {
     app.require_subcommand(1);
     app.footer(
         "The options of `lumatoctl --help` (--frame, --home, --json ...) go with it, before or after.");
-    app.failure_message([](const CLI::App*, const CLI::Error& error) {
-        return std::string("lumatoctl: ") + error.what() + "\nRun with --help for more information.\n";
-    });
     AddGeneralOptions(app, arguments);
     AddFrameCommands(app, arguments);
     AddFileCommands(app, arguments);
     AddVirtualFrameCommands(app, arguments);
     app.footer(kGeneralFooter);  // the commands have taken over the other one
+    const std::span<const char* const> words(argv, static_cast<std::size_t>(argc));
     try {
+        RefuseEmptyValues(words);
         app.parse(argc, argv);
         if (arguments.command == Command::Delete && !arguments.all && arguments.positions.empty())
             throw CLI::RequiredError("POSITION or --all");
+        if (arguments.command == Command::Recover && arguments.position != 0 && !arguments.saveFolder &&
+            !arguments.forget)
+            throw CLI::RequiredError("--save DIR or --forget");
     } catch (const CLI::ParseError& error) {
-        const bool unknown = app.get_subcommands().empty() && !app.remaining().empty();
-        const bool answered = unknown ? Unknown(app) : Answer(app, error);
         arguments.command = Command::None;
-        arguments.exitStatus = answered ? 0 : kUsageError;
+        arguments.exitStatus = Answer(app, error, WantsJson(words));
     }
     return arguments;
 }

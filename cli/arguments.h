@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "base/file.h"
+#include "cli/values.h"
 #include "vframe/faults.h"
 
 namespace lumato::cli {
@@ -16,8 +17,10 @@ enum class Command {
     Info,
     List,
     Add,
+    Download,
     Delete,
     Save,
+    Recover,
     Compose,
     Encode,
     Decode,
@@ -26,11 +29,6 @@ enum class Command {
     FrameServe,
     FrameRender,
     Permit,
-};
-
-struct Size {
-    int width = 0;
-    int height = 0;
 };
 
 // The values of the window's controls; what is not given keeps the fitted pose.
@@ -75,10 +73,12 @@ struct Arguments {
     bool quiet = false;
 
     // Each command uses those that its usage names.
-    std::vector<Path> files;     // add: pictures; others: their file arguments in order
-    std::vector<int> positions;  // delete
-    int position = 0;            // frame render
-    bool all = false;            // delete --all
+    std::vector<Path> files;         // add: pictures; others: their file arguments in order
+    std::vector<int> positions;      // delete
+    int position = 0;                // frame render; recover: the journal, 0 for none
+    bool all = false;                // delete --all
+    std::optional<Path> saveFolder;  // recover --save
+    bool forget = false;             // recover --forget
     PoseArguments pose;
     std::optional<Size> size;  // --size, --lcd
     int quality = 90;
@@ -89,8 +89,8 @@ struct Arguments {
     ServeArguments serve;
 };
 
-// Answers --help and --version on standard output, complains about wrong usage on standard error (exit status
-// 2).
+// Answers --help and --version on standard output. Wrong usage (exit status 2) is complained about as
+// Output::Failed() does, as JSON wherever --json stands.
 [[nodiscard]] Arguments ParseArguments(int argc, const char* const* argv);
 
 }  // namespace lumato::cli

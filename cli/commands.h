@@ -10,6 +10,7 @@ namespace lumato::cli {
 int RunInfo(const Arguments& arguments, const Output& output);
 int RunList(const Arguments& arguments, const Output& output);
 int RunAdd(const Arguments& arguments, const Output& output);
+int RunDownload(const Arguments& arguments, const Output& output);
 int RunDelete(const Arguments& arguments, const Output& output);
 int RunSave(const Arguments& arguments, const Output& output);
 
@@ -17,6 +18,7 @@ int RunSave(const Arguments& arguments, const Output& output);
 int RunCompose(const Arguments& arguments, const Output& output);
 int RunEncode(const Arguments& arguments, const Output& output);
 int RunDecode(const Arguments& arguments, const Output& output);
+int RunRecover(const Arguments& arguments, const Output& output);
 int RunText(const Arguments& arguments, const Output& output);
 
 // The computer's permissions.

@@ -48,6 +48,7 @@ int RunInfo(const Arguments& arguments, const Output& output) {
     const auto session = Session::Connect(arguments);
     if (!session)
         return output.Failed(session.error());
+    (*session)->NoteDownloadDue();
     output.Result(AsJson(store::Store()), AsText(store::Store()));
     return kDone;
 }

@@ -64,6 +64,7 @@ int RunList(const Arguments& arguments, const Output& output) {
     if (!session)
         return output.Failed(session.error());
     const std::vector<Row> rows = Rows();
+    (*session)->NoteDownloadDue();
     output.Result(AsJson(rows), AsText(rows));
     return kDone;
 }

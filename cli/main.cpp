@@ -4,6 +4,7 @@
 #include <malloc.h>
 
 #include "base/diagnostics.h"
+#include "base/standard_descriptors.h"
 #include "cli/commands.h"
 
 namespace lumato::cli {
@@ -19,6 +20,8 @@ int Run(const Arguments& arguments, const Output& output) {
             return RunList(arguments, output);
         case Command::Add:
             return RunAdd(arguments, output);
+        case Command::Download:
+            return RunDownload(arguments, output);
         case Command::Delete:
             return RunDelete(arguments, output);
         case Command::Save:
@@ -29,6 +32,8 @@ int Run(const Arguments& arguments, const Output& output) {
             return RunEncode(arguments, output);
         case Command::Decode:
             return RunDecode(arguments, output);
+        case Command::Recover:
+            return RunRecover(arguments, output);
         case Command::Text:
             return RunText(arguments, output);
         case Command::FrameNew:
@@ -48,6 +53,7 @@ int Run(const Arguments& arguments, const Output& output) {
 
 int main(int argc, char** argv) {
     using namespace lumato;
+    OccupyStandardDescriptors();
     // A reader that went away, or a limit on file sizes, is a failed write like any other, not the end.
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);

@@ -9,11 +9,13 @@
 
 namespace lumato::cli {
 
+// What scripts go by: the numbers and their meanings stay.
 enum ExitStatus {
     kDone = 0,
     kRefused = 1,  // the frame or a file refused something
     kWrongUsage = 2,
     kNoFrame = 3,  // no frame found, or the file is no usable flash image
+    kWaiting = 4,  // what was asked for is kept and waits, but is not on the frame
 };
 
 // Why a command ends early.

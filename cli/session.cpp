@@ -8,6 +8,7 @@
 #include "flash/process_flash.h"
 #include "platform/linux/folders.h"
 #include "platform/services.h"
+#include "store/safekeeping.h"
 #include "store/transfer.h"
 #include "text/localized.h"
 
@@ -160,6 +161,22 @@ tl::expected<void, Failure> Session::Download() {
     if (!done)
         return Fail(kRefused, message);
     return {};
+}
+
+int CountWaiting() {
+    int waiting = 0;
+    for (const store::FileData* record = store::Store().gmyPictureData->sentinel->next; record != nullptr;
+         record = record->next)
+        waiting += record->inFrame != 1 ? 1 : 0;
+    return waiting;
+}
+
+void Session::NoteDownloadDue() {
+    if (!store::DownloadIsDue())
+        return;
+    const int waiting = CountWaiting();  // none: it is a deletion that broke off
+    m_status.SetNotes("a download is due: `lumatoctl download` " +
+                      (waiting > 0 ? "writes " + Count(waiting, "picture") : "finishes it"));
 }
 
 // The order of a shutdown: first the flash object, then the pictures, then the link.

@@ -25,6 +25,9 @@
 
 namespace lumato::cli {
 
+// Pictures of the list that are not on the frame.
+[[nodiscard]] int CountWaiting();
+
 class Session {
   public:
     // Takes the home folder, finds the frame, and waits until its pictures are read back.
@@ -37,6 +40,9 @@ class Session {
 
     // Writes the list to the frame, showing progress.
     [[nodiscard]] tl::expected<void, Failure> Download();
+
+    // Says in a note that a download is due, if one is.
+    void NoteDownloadDue();
 
     [[nodiscard]] TerminalStatus& Status() { return m_status; }
 

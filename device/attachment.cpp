@@ -70,19 +70,19 @@ Result<std::shared_ptr<ScsiDevice>> TestDevice(BusService& service) {
 
 void KeepDevice(std::shared_ptr<ScsiDevice> device, const BusService& service) {
     LinkState& link = Link();
+    const std::lock_guard lock(link.deviceMutex);
     link.frameName = service.Name();
     link.frameIndividual = service.Individual();
-    const std::lock_guard lock(link.deviceMutex);
     link.DevInterface = std::move(device);
     link.deviceGone = false;
 }
 
 void ReleaseDevice() {
     LinkState& link = Link();
-    link.frameName.clear();
-    link.frameIndividual.clear();
     std::shared_ptr<ScsiDevice> last;  // closed outside the lock, if no command of a worker still holds it
     const std::lock_guard lock(link.deviceMutex);
+    link.frameName.clear();
+    link.frameIndividual.clear();
     last.swap(link.DevInterface);
     link.deviceGone = true;
 }

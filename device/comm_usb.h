@@ -44,18 +44,27 @@ struct LinkState {
     // The open device has vanished or was let go, though the main thread has not yet taken it offline.
     std::atomic<bool> deviceGone{false};
 
-    std::mutex deviceMutex;  // guards DevInterface
+    std::mutex deviceMutex;  // guards DevInterface, and the names, which only the main thread changes
     // The open device. The channel takes its own reference per command, so that a detachment on the main
     // thread never frees what a worker is using.
     std::shared_ptr<platform::ScsiDevice> DevInterface;
 
     std::string frameName;        // of the service that DevInterface was opened from
     std::string frameIndividual;  // what tells that frame from others of its model; may be empty
-    platform::Task task;    // the last device-online task
+    platform::Task task;          // the last device-online task
     FramePort* frame = nullptr;
 };
 
 LinkState& Link();
+
+// The frame that is held, for people, and what tells it from others of its model; both may be empty. From any
+// thread.
+struct FrameNames {
+    std::string name;
+    std::string individual;
+};
+[[nodiscard]] FrameNames NamesOfFrame();
+
 // Back to the state at program start. Waits for the device-online task.
 void ResetLink();
 

@@ -23,6 +23,12 @@ void ResetLink() {
     link.frame = nullptr;
 }
 
+FrameNames NamesOfFrame() {
+    LinkState& link = Link();
+    const std::lock_guard lock(link.deviceMutex);
+    return {link.frameName, link.frameIndividual};
+}
+
 std::shared_ptr<platform::ScsiDevice> OpenDevice() {
     LinkState& link = Link();
     const std::lock_guard lock(link.deviceMutex);

@@ -3,13 +3,31 @@
 #include <optional>
 
 #include "fuzz/input.h"
-#include "fuzz/sound_frame.h"
 #include "fuzz/store_program.h"
 #include "fuzz/targets.h"
+#include "tests/support/picture_table.h"
 #include "tests/support/temporary_folder.h"
+#include "vframe/new_frame.h"
 
 namespace lumato::fuzz {
 namespace {
+
+constexpr std::uint32_t kFlashSize = 0x20000;
+constexpr std::uint32_t kTable = 0x10000;
+
+Bytes SoundFlash() {
+    vframe::NewFrame frame;
+    frame.lcdWidth = 17;
+    frame.lcdHeight = 9;
+    frame.flashSize = kFlashSize;
+    Bytes flash = vframe::MakeFlash(frame).value();
+    test::PutTable(flash, kTable);
+    const std::vector<Bytes> streams = StreamSeeds();
+    std::size_t address = kTable + test::kTableBytes;
+    for (std::size_t slot = 1; slot <= 3; ++slot)
+        address = test::PutPicture(flash, kTable, slot, streams[slot - 1], address);
+    return flash;
+}
 
 // What the whole flash is made of before the patches.
 enum Base : std::uint8_t { kSound, kErased, kNoise };
@@ -23,12 +41,7 @@ Bytes FlashOf(Input& input) {
     std::uint32_t state = 1;
     for (std::size_t i = 512; base == kNoise && i < flash.size(); ++i)
         flash[i] = static_cast<std::uint8_t>((state = state * 1664525U + 1013904223U) >> 24);
-    while (!input.Empty()) {
-        const std::uint32_t address = input.Number24() % kFlashSize;
-        const ByteSpan patch = input.Take(input.Byte());
-        std::copy_n(patch.begin(), std::min<std::size_t>(patch.size(), kFlashSize - address),
-                    flash.begin() + address);
-    }
+    Patch(input, flash);
     return flash;
 }
 

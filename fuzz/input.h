@@ -48,6 +48,16 @@ class Input {
     ByteSpan m_rest;
 };
 
+// What is left of an input as patches: address, length, bytes.
+inline void Patch(Input& input, MutableByteSpan target) {
+    while (!input.Empty()) {
+        const std::size_t address = input.Number24() % target.size();
+        const ByteSpan patch = input.Take(input.Byte());
+        std::copy_n(patch.begin(), std::min(patch.size(), target.size() - address),
+                    target.begin() + static_cast<std::ptrdiff_t>(address));
+    }
+}
+
 // A plain file with these bytes that never touches a disk.
 class MemoryFile {
   public:

@@ -3,9 +3,11 @@
 #include <string>
 
 #include "base/file.h"
+#include "base/standard_descriptors.h"
 #include "fuzz/targets.h"
 
 int main(int argc, char** argv) {
+    lumato::OccupyStandardDescriptors();
     if (argc != 2) {
         std::fprintf(stderr, "usage: make_seeds FOLDER\n");
         return 2;

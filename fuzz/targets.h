@@ -1,8 +1,8 @@
 // What is fuzzed: one function per reader of bytes that come from outside. They abort where a promise is
 // broken; everything else the sanitizers see.
 //
-// libFuzzer drives them (main.cpp), and an ordinary test replays the seeds and every input that ever found a
-// fault. One call at a time.
+// libFuzzer drives them (main.cpp), and an ordinary test replays the seeds, among which is every input that
+// ever found a fault. One call at a time.
 #pragma once
 
 #include <string_view>
@@ -22,11 +22,10 @@ struct Target {
 
 void RunStream(ByteSpan input);    // the decoder of frame picture streams
 void RunFrame(ByteSpan input);     // a whole flash: device information, table, read-back, a download
-void RunJournal(ByteSpan input);   // the journal of a download that broke off, and the recovery from it
+void RunJournal(ByteSpan input);   // the journal of a download that broke off
 void RunLanguage(ByteSpan input);  // the language file
 void RunBitmap(ByteSpan input);    // both readers of bitmap files
 void RunJpeg(ByteSpan input);      // the importer of JPEG files
-void RunCommands(ByteSpan input);  // the virtual frame's side of its commands
 
 std::vector<Bytes> StreamSeeds();
 std::vector<Bytes> FrameSeeds();
@@ -34,13 +33,11 @@ std::vector<Bytes> JournalSeeds();
 std::vector<Bytes> LanguageSeeds();
 std::vector<Bytes> BitmapSeeds();
 std::vector<Bytes> JpegSeeds();
-std::vector<Bytes> CommandSeeds();
 
 inline constexpr Target kTargets[] = {
-    {"stream", RunStream, StreamSeeds},      {"frame", RunFrame, FrameSeeds},
-    {"journal", RunJournal, JournalSeeds},   {"language", RunLanguage, LanguageSeeds},
-    {"bitmap", RunBitmap, BitmapSeeds},      {"jpeg", RunJpeg, JpegSeeds},
-    {"commands", RunCommands, CommandSeeds},
+    {"stream", RunStream, StreamSeeds},    {"frame", RunFrame, FrameSeeds},
+    {"journal", RunJournal, JournalSeeds}, {"language", RunLanguage, LanguageSeeds},
+    {"bitmap", RunBitmap, BitmapSeeds},    {"jpeg", RunJpeg, JpegSeeds},
 };
 
 }  // namespace lumato::fuzz

@@ -12,7 +12,6 @@
 namespace lumato::picture {
 namespace {
 
-constexpr int kQualityStep = 10;
 constexpr int kAddedSequenceBase = 1000;
 
 // One picture on its way into the list, under the number that gmyTotalePicture gave it.

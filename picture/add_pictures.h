@@ -56,6 +56,7 @@ void ReleaseSelection();
 
 // add_pictures.cpp
 inline constexpr int kMostPictures = 509;
+inline constexpr int kQualityStep = 10;  // by which the quality is lowered where a picture must fit a share
 
 struct AddedPicture {
     std::string name;  // in the local folders
@@ -83,6 +84,7 @@ struct BatchReport {
     struct Added {
         Path file;
         AddedPicture picture;
+        bool waited = false;  // it was in the list already, and waited for a download
     };
     struct Refused {
         Path file;
@@ -97,11 +99,16 @@ struct BatchReport {
 // Told before each file how many have been tried.
 using BatchProgress = std::function<void(std::size_t tried)>;
 
+enum class Waiting {
+    AddAgain,    // what waits in the list already is added once more: the window shows that it is there
+    AddOnlyNew,  // what waited when the batch began is reported as it is: such a call may be a second attempt
+};
+
 // Adds the files in their order. Files that cannot be read are passed over; at any other refusal the batch
 // stops or goes on. It ends when the frame is gone. One that may stop leaves the picture at which it ended in
 // the edit view, as people expect who have to decide about it.
 BatchReport AddPictures(const std::vector<Path>& files, const Pose& pose, AfterRefusal policy,
-                        const BatchProgress& progress = {});
+                        const BatchProgress& progress = {}, Waiting waiting = Waiting::AddAgain);
 // Body of the batch task: adds the files with their fitted poses until one is refused, and tells people what
 // came of it. Requires: StartTransfer() succeeded and there is no edit picture.
 BatchReport ProcessMorePic(const std::vector<Path>& files);

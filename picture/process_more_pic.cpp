@@ -8,6 +8,7 @@
 #include "base/printable.h"
 #include "picture/add_pictures.h"
 #include "picture/messages.h"
+#include "picture/waiting_copies.h"
 #include "picture/work_ahead.h"
 #include "store/transfer.h"
 
@@ -105,12 +106,19 @@ std::unique_ptr<Compositions> Compose(const std::vector<Path>& files, const Pose
     return std::make_unique<PosedCompositions>(files, store.gmyLcdWidth, store.gmyLcdHeight, pose);
 }
 
-// Adds one file. True when the batch goes on.
-bool AddOne(const Path& file, Compositions& compositions, AfterRefusal policy, BatchReport& report) {
+// Adds one file. True when the batch goes on. `waiting`: null to add what waits already, too.
+bool AddOne(const Path& file, Compositions& compositions, WaitingCopies* waiting, AfterRefusal policy,
+            BatchReport& report) {
     Result<Result<Pixels>> composed = compositions.Next(file);
     if (!composed) {
         report.refused.push_back({file, std::move(composed).error(), true});
         return true;
+    }
+    if (waiting != nullptr && *composed) {
+        if (auto copy = waiting->Take(**composed)) {
+            report.added.push_back({file, std::move(*copy), true});
+            return true;
+        }
     }
     Result<AddedPicture> added = AddComposed(*composed, true);
     if (added) {
@@ -172,15 +180,18 @@ class StillView {
 }  // namespace
 
 BatchReport AddPictures(const std::vector<Path>& files, const Pose& pose, AfterRefusal policy,
-                        const BatchProgress& progress) {
+                        const BatchProgress& progress, Waiting waiting) {
     BatchReport report;
+    std::optional<WaitingCopies> copies;
+    if (waiting == Waiting::AddOnlyNew)
+        copies.emplace();
     auto file = files.begin();
     {
         const std::unique_ptr<Compositions> compositions = Compose(files, pose);
         for (bool goOn = true; goOn && file != files.end() && store::FrameOnline(); ++file) {
             if (progress)
                 progress(static_cast<std::size_t>(file - files.begin()));
-            goOn = AddOne(*file, *compositions, policy, report);
+            goOn = AddOne(*file, *compositions, copies ? &*copies : nullptr, policy, report);
         }
     }
     report.notTried.assign(file, files.end());

@@ -10,14 +10,6 @@
 #include "picture/bitmap_file.h"
 
 namespace lumato::picture {
-namespace {
-
-// The frame counts its sampling values from 1. A value of 0 sets every bit of the mode.
-int ModeOf(int yValue) {
-    return static_cast<int>(static_cast<unsigned>(yValue) - 1U);
-}
-
-}  // namespace
 
 Result<int> CRv512Encoder::EncodeFile(const Path& source, const Path& destination, int width, int height,
                                       int mode, const Encoding& encode) const {

@@ -15,6 +15,11 @@
 
 namespace lumato::picture {
 
+// The encoder's mode for a frame's sampling value: the frame counts from 1. A value of 0 sets every bit.
+[[nodiscard]] inline int ModeOf(int yValue) {
+    return static_cast<int>(static_cast<unsigned>(yValue) - 1U);
+}
+
 class CRv512Encoder : public store::CodecPort {
   public:
     // `links`: whether a link under a destination's name is followed or replaced (base/file.h).

@@ -39,19 +39,16 @@ Connection TableFailed() {
     return Connection::BadTable;
 }
 
-Connection ReadBackFailed() {
-    ShowFailure(kReadBackFailed, Store().whyFailed);
+Connection ReadBackFailed(const Error& error) {
+    ShowFailure(kReadBackFailed, error.message);
     Store().status->SetDownLoadPrcess(0);
     return Connection::ReadBackFailed;
 }
 
-bool EmptyLocalFolders() {
-    if (const auto prepared = PrepareLocalFolders(); !prepared) {
-        Store().whyFailed = prepared.error().message;
-        return false;
-    }
+Result<void> ReadPictures() {
+    LUMATO_TRY_VOID(PrepareLocalFolders());
     DelAllPicAtStart();
-    return true;
+    return ReadPicturesAndRecover();
 }
 
 Connection ConnectFrame() {
@@ -63,8 +60,8 @@ Connection ConnectFrame() {
     if (!ReadPictureList())
         return TableFailed();
     store.TotolFlashSizeForPic = store.G_FlashTotalSize - PictureAreaStart();
-    if (!EmptyLocalFolders() || !ReadPicturesAndRecover())
-        return ReadBackFailed();
+    if (const Result<void> read = ReadPictures(); !read)
+        return ReadBackFailed(read.error());
     store.TheSmallestValue = 0;
     return Connection::Online;
 }
@@ -75,6 +72,7 @@ void LeaveJournal() {
     store.blocksAtRisk.clear();
     store.journal.reset();
     store.journalFolder.clear();
+    store.lenderFolder.clear();
     store.resuming = false;
 }
 

@@ -132,7 +132,7 @@ bool Download::ReadTableBlock(const Message& onFailure) {
 // The last moment at which the frame is whole: whatever happens from here on, even to this program or to the
 // computer, the pictures are on the disk.
 bool Download::KeepJournal() {
-    DownloadPlan plan{m_fromScratch, m_first, m_total, m_start, m_store.G_PictureList};
+    DownloadPlan plan{m_fromScratch, m_store.G_PictureList};
     FillSlots(plan.tableAfter);
     SetEndMark(plan.tableAfter);
     if (const auto kept = KeepDownload(plan, m_tableBlock); !kept)

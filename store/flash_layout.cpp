@@ -94,11 +94,18 @@ void TakeOver(const Information& said) {
         {static_cast<std::uint32_t>(said.tableAddress), static_cast<std::uint32_t>(said.flashSize)});
 }
 
-// Two frames of one model that were never told apart answer alike.
-Digest Identify(ByteSpan block, std::int32_t tableAddress) {
-    std::array<std::uint8_t, kInformationSize + 4> identity{};
-    std::ranges::copy(block, identity.begin());
-    PutLe32(MutableByteSpan(identity).subspan(kInformationSize), static_cast<std::uint32_t>(tableAddress));
+// Of what is understood, so that a change in any other byte leaves a frame what it is. Frames of one model
+// answer alike.
+Digest Identify(const Information& said) {
+    std::array<std::uint8_t, 36> identity{};
+    std::size_t at = 0;
+    for (const std::int32_t value :
+         {said.tableAddress, said.lcdWidth, said.lcdHeight, said.flashSize, said.pictureLimit,
+          std::int32_t{said.eraseInstruction}, std::int32_t{said.pageOption}, std::int32_t{said.sampling},
+          std::int32_t{said.quality}}) {
+        PutLe32(MutableByteSpan(identity).subspan(at), static_cast<std::uint32_t>(value));
+        at += 4;
+    }
     return Sha256(identity);
 }
 
@@ -119,7 +126,7 @@ bool GetInformation() {
     if (!MakesSense(said))
         return false;
     TakeOver(said);
-    Store().frameIdentity = Identify(block, said.tableAddress);
+    Store().frameIdentity = Identify(said);
     Diagnose("addr:" + std::to_string(said.tableAddress));
     char width[40];
     std::snprintf(width, sizeof width, "LCDWidth:%f", static_cast<double>(said.lcdWidth));

@@ -8,7 +8,8 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-constexpr std::string_view kMagic = "LUMATOJ1";
+constexpr std::string_view kMagic = "LUMATOJ2";
+constexpr std::size_t kFamilyLength = 7;  // what the magic of every version begins with
 constexpr std::size_t kPictureSize = 40;
 constexpr std::size_t kMostBlockBytes = 65536;
 constexpr std::uint8_t kFromScratch = 1;
@@ -16,10 +17,14 @@ constexpr std::uint8_t kFromScratch = 1;
 class Writer {
   public:
     void Put(ByteSpan bytes) { m_bytes.insert(m_bytes.end(), bytes.begin(), bytes.end()); }
-    void Put(std::int64_t number) {
+    void PutNumber(std::int64_t number) {
         std::array<std::uint8_t, 4> bytes{};
         PutLe32(bytes, static_cast<std::uint32_t>(number));
         Put(ByteSpan(bytes));
+    }
+    void PutText(std::string_view text) {
+        PutNumber(static_cast<std::int64_t>(text.size()));
+        Put(ByteSpan(reinterpret_cast<const std::uint8_t*>(text.data()), text.size()));
     }
     Bytes Finish() {
         Put(ByteSpan(Sha256(m_bytes)));
@@ -52,6 +57,10 @@ class Reader {
         const ByteSpan bytes = Take(4);
         return m_failed ? 0 : static_cast<std::int32_t>(GetLe32(bytes));
     }
+    std::string Text() {
+        const ByteSpan bytes = Take(static_cast<std::uint32_t>(Number()));
+        return {bytes.begin(), bytes.end()};
+    }
     [[nodiscard]] std::size_t Left() const { return m_bytes.size(); }
     [[nodiscard]] bool Failed() const { return m_failed; }
 
@@ -66,10 +75,11 @@ void ReadHead(Reader& reader, Journal& journal) {
     journal.phase = static_cast<Journal::Phase>(flags[0]);
     journal.fromScratch = flags[1] == kFromScratch;
     reader.Fill(journal.frame);
-    journal.tableAddress = reader.Number();
-    journal.first = reader.Number();
-    journal.total = reader.Number();
-    journal.start = reader.Number();
+    journal.counter = static_cast<std::uint32_t>(reader.Number());
+    journal.time = static_cast<std::uint32_t>(reader.Number());
+    journal.lcdWidth = reader.Number();
+    journal.lcdHeight = reader.Number();
+    journal.flashSize = reader.Number();
     reader.Fill(journal.tableBefore);
     reader.Fill(journal.tableAfter);
 }
@@ -98,6 +108,12 @@ bool ReadBlocks(Reader& reader, Journal& journal) {
         const ByteSpan bytes = reader.Take(size);
         journal.blocks.emplace(address, Bytes(bytes.begin(), bytes.end()));
     }
+    return !reader.Failed();
+}
+
+bool ReadNames(Reader& reader, Journal& journal) {
+    journal.individual = reader.Text();
+    journal.name = reader.Text();
     return !reader.Failed() && reader.Left() == 0;
 }
 
@@ -114,22 +130,26 @@ Bytes EncodeJournal(const Journal& journal) {
         ByteSpan(std::array<std::uint8_t, 4>{static_cast<std::uint8_t>(journal.phase),
                                              journal.fromScratch ? kFromScratch : std::uint8_t{0}, 0, 0}));
     writer.Put(ByteSpan(journal.frame));
-    for (const std::int32_t number : {journal.tableAddress, journal.first, journal.total, journal.start})
-        writer.Put(number);
+    writer.PutNumber(journal.counter);
+    writer.PutNumber(journal.time);
+    for (const std::int32_t number : {journal.lcdWidth, journal.lcdHeight, journal.flashSize})
+        writer.PutNumber(number);
     writer.Put(ByteSpan(journal.tableBefore));
     writer.Put(ByteSpan(journal.tableAfter));
-    writer.Put(static_cast<std::int64_t>(journal.pictures.size()));
+    writer.PutNumber(static_cast<std::int64_t>(journal.pictures.size()));
     for (const JournalPicture& picture : journal.pictures) {
         writer.Put(ByteSpan(picture.hash));
-        writer.Put(picture.length);
-        writer.Put(picture.address);
+        writer.PutNumber(picture.length);
+        writer.PutNumber(picture.address);
     }
-    writer.Put(static_cast<std::int64_t>(journal.blocks.size()));
+    writer.PutNumber(static_cast<std::int64_t>(journal.blocks.size()));
     for (const auto& [address, bytes] : journal.blocks) {
-        writer.Put(address);
-        writer.Put(static_cast<std::int64_t>(bytes.size()));
+        writer.PutNumber(address);
+        writer.PutNumber(static_cast<std::int64_t>(bytes.size()));
         writer.Put(ByteSpan(bytes));
     }
+    writer.PutText(journal.individual);
+    writer.PutText(journal.name);
     return writer.Finish();
 }
 
@@ -138,18 +158,32 @@ Result<Journal> DecodeJournal(ByteSpan bytes) {
     if (bytes.size() < kMagic.size() + sizeof(Digest))
         return damaged;
     const ByteSpan content = bytes.first(bytes.size() - sizeof(Digest));
-    if (std::memcmp(content.data(), kMagic.data(), kMagic.size()) != 0 ||
+    if (std::memcmp(content.data(), kMagic.data(), kFamilyLength) != 0 ||
         !std::ranges::equal(Sha256(content), bytes.last(sizeof(Digest))))
         return damaged;
+    if (content[kFamilyLength] != static_cast<std::uint8_t>(kMagic[kFamilyLength]))
+        return Fail(ErrorKind::Unsupported, "the recovery journal is of another version of this program");
     Journal journal;
     Reader reader(content.subspan(kMagic.size()));
     ReadHead(reader, journal);
-    if (!IsPhase(journal.phase) || !ReadPictures(reader, journal) || !ReadBlocks(reader, journal))
+    if (!IsPhase(journal.phase) || !ReadPictures(reader, journal) || !ReadBlocks(reader, journal) ||
+        !ReadNames(reader, journal))
         return damaged;
     // Nobody else writes journals: what says the same in other bytes is not ours.
     if (!std::ranges::equal(EncodeJournal(journal), bytes))
         return damaged;
     return journal;
+}
+
+void PutBlocksBack(const Journal& journal, std::int32_t address, Bytes& stream) {
+    const std::int64_t end = std::int64_t{address} + static_cast<std::int64_t>(stream.size());
+    for (const auto& [base, block] : journal.blocks) {
+        const std::int64_t from = std::max<std::int64_t>(base, address);
+        const std::int64_t to = std::min<std::int64_t>(base + static_cast<std::int64_t>(block.size()), end);
+        if (from < to)
+            std::copy(block.begin() + (from - base), block.begin() + (to - base),
+                      stream.begin() + (from - address));
+    }
 }
 
 }  // namespace lumato::store

@@ -1,5 +1,7 @@
 #include "store/journal_folder.h"
 
+#include <algorithm>
+#include <charconv>
 #include <system_error>
 
 #include "base/printable.h"
@@ -12,6 +14,7 @@ namespace fs = std::filesystem;
 
 constexpr std::uintmax_t kMostJournalBytes = 1 << 24;
 constexpr std::size_t kNameBytes = 8;
+constexpr int kMostNumber = 1'000'000;
 constexpr std::string_view kStreamEnding = ".stream";
 
 Path JournalPath(const Path& folder) {
@@ -31,22 +34,6 @@ void PutAside(const Path& file) {
     fs::rename(file, aside, error);
 }
 
-// Makes the folder where it is missing, and its name safe.
-Result<void> PrepareFolder(const Path& folder) {
-    std::error_code error;
-    const fs::file_status status = fs::symlink_status(folder, error);
-    if (fs::is_directory(status))
-        return {};
-    if (status.type() != fs::file_type::not_found)
-        return Fail(ErrorKind::Unwritable, Printable(folder.string()) +
-                                               ": a folder belongs here, and something "
-                                               "else stands in its place");
-    fs::create_directory(folder, error);
-    if (error)
-        return Fail(ErrorKind::Unwritable, Printable(folder.string()) + ": " + error.message());
-    return SyncFolder(folder.parent_path());
-}
-
 // A folder whose name is not on the disk is gone after a power failure, with all that was synced in it. Who
 // made the folders above, and when, is not known here.
 void SyncFoldersAbove(const Path& folder) {
@@ -56,51 +43,106 @@ void SyncFoldersAbove(const Path& folder) {
     }
 }
 
-Result<void> PrepareJournalFolder(const Path& folder) {
-    std::error_code error;
-    const Path& state = Store().statePath;
-    fs::create_directories(state, error);
-    if (error)
-        return Fail(ErrorKind::Unwritable, Printable(state.string()) + ": " + error.message());
-    const Path all = folder.parent_path();
-    if (!fs::exists(all, error))
-        SyncFoldersAbove(fs::absolute(all, error));
-    LUMATO_TRY_VOID(PrepareFolder(all));
-    return PrepareFolder(folder);
-}
-
 bool IsRealFolder(const Path& folder) {
     std::error_code ignored;
     return fs::is_directory(fs::symlink_status(folder.parent_path(), ignored)) &&
            fs::is_directory(fs::symlink_status(folder, ignored));
 }
 
+Result<void> PrepareJournalFolder(const Path& folder) {
+    std::error_code error;
+    const Path all = folder.parent_path();
+    if (IsRealFolder(folder))
+        return {};  // closed when the frame was connected, or made since
+    const bool first = !fs::exists(all, error);
+    if (!fs::is_directory(all.parent_path(), error))  // the state folder may be a link
+        LUMATO_TRY_VOID(MakePrivateFolder(all.parent_path()));
+    ClosePath(all.parent_path());
+    LUMATO_TRY_VOID(MakePrivateFolder(all));
+    if (first)
+        SyncFoldersAbove(fs::absolute(all, error));
+    LUMATO_TRY_VOID(MakePrivateFolder(folder));
+    return SyncFolder(all);
+}
+
 bool IsStreamOf(const JournalPicture& picture, ByteSpan bytes) {
     return bytes.size() == static_cast<std::size_t>(picture.length) && Sha256(bytes) == picture.hash;
 }
 
-}  // namespace
-
-Path JournalFolder(int number) {
-    const StoreState& store = Store();
-    std::string name = HexText(ByteSpan(store.frameIdentity).first(kNameBytes));
-    if (number > 1)
-        name += "-" + std::to_string(number);
-    return store.statePath / "recovery" / name;
+std::string ModelOf(const Digest& identity) {
+    return HexText(ByteSpan(identity).first(kNameBytes));
 }
 
-Result<std::optional<Journal>> LoadJournal(const Path& folder) {
+// The number that the name begins with; 0 for none.
+int NumberIn(const std::string& name) {
+    int number = 0;
+    const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), number);
+    const bool whole = error == std::errc() && end != name.data() + name.size() && *end == '-';
+    return whole && number > 0 && number < kMostNumber ? number : 0;
+}
+
+}  // namespace
+
+std::vector<JournalPlace> JournalPlaces(const Path& statePath) {
+    std::vector<JournalPlace> places;
+    std::error_code ignored;
+    const Path all = statePath / "recovery";
+    if (!fs::is_directory(fs::symlink_status(all, ignored)))
+        return places;
+    for (fs::directory_iterator entry(all, ignored), end; !ignored && entry != end;
+         entry.increment(ignored)) {
+        if (fs::is_directory(entry->symlink_status(ignored)))
+            places.push_back({NumberIn(entry->path().filename().string()), entry->path()});
+    }
+    // Two with one number can only be of a journal that was put aside: the later one gets another.
+    std::ranges::sort(places, [](const JournalPlace& a, const JournalPlace& b) {
+        return a.number != b.number ? (b.number == 0 || (a.number != 0 && a.number < b.number))
+                                    : a.folder < b.folder;
+    });
+    int highest = 0;
+    for (const JournalPlace& place : places)
+        highest = std::max(highest, place.number);
+    for (std::size_t i = 0; i < places.size(); ++i) {
+        if (places[i].number == 0 || (i > 0 && places[i].number == places[i - 1].number))
+            places[i].number = ++highest;
+    }
+    return places;
+}
+
+std::vector<Path> JournalFoldersOfFrame() {
+    const std::string ending = "-" + ModelOf(Store().frameIdentity);
+    std::vector<Path> folders;
+    for (const JournalPlace& place : JournalPlaces(Store().statePath)) {
+        if (place.folder.filename().string().ends_with(ending))
+            folders.push_back(place.folder);
+    }
+    return folders;
+}
+
+Path FreshJournalFolder() {
+    int highest = 0;
+    for (const JournalPlace& place : JournalPlaces(Store().statePath))
+        highest = std::max(highest, place.number);
+    return Store().statePath / "recovery" /
+           (std::to_string(highest + 1) + "-" + ModelOf(Store().frameIdentity));
+}
+
+Result<Journal> ReadJournal(const Path& folder) {
     if (!IsRealFolder(folder))
-        return std::nullopt;
+        return Fail(ErrorKind::NotFound, Printable(folder.string()) + ": no folder");
     const auto bytes = ReadPlainFile(JournalPath(folder), kMostJournalBytes);
-    if (!bytes && bytes.error().kind == ErrorKind::NotFound)
-        return std::nullopt;
     if (!bytes && bytes.error().kind != ErrorKind::TooLarge)
         return tl::unexpected(bytes.error());
-    Result<Journal> journal =
-        bytes ? DecodeJournal(*bytes) : Fail(ErrorKind::Damaged, "the recovery journal is damaged");
-    if (journal && journal->frame == Store().frameIdentity)
-        return std::move(*journal);
+    return bytes ? DecodeJournal(*bytes) : Fail(ErrorKind::Damaged, "the recovery journal is damaged");
+}
+
+Result<Journal> LoadJournal(const Path& folder) {
+    ClosePath(Store().statePath);
+    ClosePath(folder.parent_path());
+    ClosePath(folder);
+    Result<Journal> journal = ReadJournal(folder);
+    if (journal ? journal->frame == Store().frameIdentity : journal.error().kind != ErrorKind::Damaged)
+        return journal;
     PutAside(folder);  // with the streams, which a new journal would delete one day
     return Fail(ErrorKind::Damaged, Printable(JournalPath(folder).string()) + " was damaged");
 }
@@ -112,21 +154,45 @@ Result<void> SaveJournal(const Path& folder, const Journal& journal) {
     return SyncFolder(folder);
 }
 
-Result<std::vector<std::uint8_t>> LoadStream(const Path& folder, const JournalPicture& picture) {
+std::uint32_t HighestCounter(const Path& except) {
+    std::uint32_t highest = 0;
+    for (const JournalPlace& place : JournalPlaces(Store().statePath)) {
+        if (place.folder == except)
+            continue;
+        if (const Result<Journal> journal = ReadJournal(place.folder))
+            highest = std::max(highest, journal->counter);
+    }
+    return highest;
+}
+
+Result<std::vector<std::uint8_t>> ReadStream(const Path& folder, const JournalPicture& picture) {
     const Path path = StreamObject(folder, picture.hash);
     LUMATO_TRY(std::vector<std::uint8_t> bytes, ReadPlainFile(path));
     if (IsStreamOf(picture, bytes))
         return bytes;
-    PutAside(path);
     return Fail(ErrorKind::Damaged, Printable(path.string()) + " was damaged");
+}
+
+Result<std::vector<std::uint8_t>> LoadStream(const Path& folder, const JournalPicture& picture) {
+    auto stream = ReadStream(folder, picture);
+    if (!stream && stream.error().kind == ErrorKind::Damaged)
+        PutAside(StreamObject(folder, picture.hash));
+    return stream;
 }
 
 Result<void> KeepStream(const Path& folder, const JournalPicture& picture, ByteSpan stream) {
     LUMATO_TRY_VOID(PrepareJournalFolder(folder));
     const Path path = StreamObject(folder, picture.hash);
-    if (const auto there = ReadPlainFile(path); there && IsStreamOf(picture, *there))
+    if (const auto there = ReadPlainFile(path); there && IsStreamOf(picture, *there)) {
+        ClosePath(path);
         return {};
+    }
     return WriteSyncedFile(path, stream);
+}
+
+bool HasStream(const Path& folder, const JournalPicture& picture) {
+    std::error_code ignored;
+    return fs::is_regular_file(fs::symlink_status(StreamObject(folder, picture.hash), ignored));
 }
 
 void DropJournal(const Path& folder) {

@@ -45,21 +45,6 @@ void ClearSlot(MutableByteSpan slot) {
     std::ranges::fill(slot, std::uint8_t{0});
 }
 
-// The picture's bytes; the buffer has room for what the last read brings beyond them.
-bool ReadStream(std::int32_t address, std::int32_t length, Stream& stream) {
-    stream.resize(static_cast<std::size_t>(length) + kReadUnit);
-    for (std::int32_t done = 0; done < length; done += flash::kBlockSize) {
-        const std::int32_t left = length - done;
-        std::int32_t size =
-            left > flash::kBlockSize ? flash::kBlockSize : (left + kReadUnit - 1) / kReadUnit * kReadUnit;
-        size = std::min(size, Store().G_FlashTotalSize - (address + done));
-        if (!flash::ReadFlashData(stream.data() + done, size, address + done))
-            return Because("a picture could not be read from the frame");
-    }
-    stream.resize(static_cast<std::size_t>(length));
-    return true;
-}
-
 void Remove(const Path& file) {
     std::error_code ignored;
     std::filesystem::remove(file, ignored);
@@ -129,7 +114,7 @@ bool ReadBack::ReadSlot(int number) {
         return true;
     }
     Stream stream;
-    if (!ReadStream(SlotAddress(slot), SlotLength(slot), stream))
+    if (!ReadPictureBytes(SlotAddress(slot), SlotLength(slot), stream))
         return false;
     if (m_check && !m_check(number, stream)) {
         ClearSlot(slot);
@@ -165,6 +150,21 @@ bool ReadBack::Run() {
 }
 
 }  // namespace
+
+// The buffer has room for what the last read brings beyond them.
+bool ReadPictureBytes(std::int32_t address, std::int32_t length, Stream& stream) {
+    stream.resize(static_cast<std::size_t>(length) + kReadUnit);
+    for (std::int32_t done = 0; done < length; done += flash::kBlockSize) {
+        const std::int32_t left = length - done;
+        std::int32_t size =
+            left > flash::kBlockSize ? flash::kBlockSize : (left + kReadUnit - 1) / kReadUnit * kReadUnit;
+        size = std::min(size, Store().G_FlashTotalSize - (address + done));
+        if (!flash::ReadFlashData(stream.data() + done, size, address + done))
+            return Because("a picture could not be read from the frame");
+    }
+    stream.resize(static_cast<std::size_t>(length));
+    return true;
+}
 
 bool ReadPicFromFlash(const StreamCheck& check) {
     return ReadBack(check).Run();

@@ -3,12 +3,14 @@
 #include <algorithm>
 #include <memory>
 #include <string>
+#include <tuple>
 
+#include "device/comm_usb.h"
+#include "store/frame_journals.h"
 #include "store/journal_folder.h"
 #include "store/messages.h"
 #include "store/picture_table.h"
 #include "store/read_back.h"
-#include "store/safekeeping.h"
 #include "store/store.h"
 
 namespace lumato::store {
@@ -16,76 +18,57 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-constexpr int kMostJournals = 99;
 constexpr int kAddedSequenceBase = 1000;
 
 // A picture of the journal, and what the frame has of it.
-struct Candidate {
+struct Recovered {
     JournalPicture picture;
-    int position = 0;      // in the journal, from 1
-    bool stored = false;   // its bytes lie on the frame
-    bool returns = false;  // they lie there again when the blocks at risk have been put back
+    int position = 0;     // in the journal, from 1
+    bool stored = false;  // its bytes lie on the frame
+    Bytes restored;       // as they lie there when the blocks at risk have been put back; empty: they do not
 };
 
 class Recovery {
   public:
-    bool Run();
+    Result<void> Run();
 
   private:
-    enum class Verdict { Merged, Failed, AnotherFrames };
-
-    bool TryJournals();
-    bool LoadJournalNumber(int number);
-    bool ReadTable();
-    Verdict Judge();
-    [[nodiscard]] bool IsOurTable() const;
+    Result<void> ReadBack(const StreamCheck& check = {}) const;
+    Result<void> MatchTable();
+    Result<void> MatchContents();
+    void Take(const FrameJournal& found);
     void FindStored();
+    [[nodiscard]] bool IsStored() const;
     [[nodiscard]] bool LostNothing() const;
-    bool Rebuild();
+    Result<void> Rebuild();
     void MakeTable();
-    bool Check(Candidate& candidate, ByteSpan stream) const;
+    bool Check(Recovered& picture, ByteSpan stream) const;
     void LinkStored();
-    bool AddWaiting();
-    bool AddWaiting(const Candidate& candidate);
-    void Append(const std::string& name, const Candidate& candidate);
-    void Finish();
+    Result<void> AddWaiting();
+    Result<void> AddWaiting(const Recovered& picture);
+    Result<Bytes> StreamOf(const Recovered& picture);
+    void Append(const std::string& name, const Recovered& picture);
     void ShowNotes() const;
 
     StoreState& m_store = Store();
-    std::shared_ptr<Journal> m_journal;
-    std::vector<Candidate> m_candidates;
-    bool m_tableRead = false;
+    FrameJournals m_journals;
+    const FrameJournal* m_chosen = nullptr;
+    std::vector<Recovered> m_pictures;  // of the chosen one
     int m_waiting = 0;
     std::string m_damage;  // what was damaged and put aside
 };
 
-bool Recovery::LoadJournalNumber(int number) {
-    m_journal.reset();
-    m_candidates.clear();
-    m_store.journalFolder = JournalFolder(number);
-    auto loaded = LoadJournal(m_store.journalFolder);
-    // To go on without a journal that is there would be to take its pictures for lost.
-    if (!loaded && loaded.error().kind != ErrorKind::Damaged)
-        return Because(loaded.error().message);
-    if (!loaded)
-        m_damage = loaded.error().message;
-    if (!loaded || !*loaded)
-        return true;
-    m_journal = std::make_shared<Journal>(std::move(**loaded));
-    int position = 0;
-    for (const JournalPicture& picture : m_journal->pictures)
-        m_candidates.push_back({picture, ++position});
-    return true;
+Result<void> Recovery::ReadBack(const StreamCheck& check) const {
+    if (!ReadPicFromFlash(check))
+        return Fail(ErrorKind::Refused, m_store.whyFailed);
+    return {};
 }
 
-bool Recovery::ReadTable() {
-    m_tableRead = m_tableRead || ReadPicFromFlash();
-    return m_tableRead;
-}
-
-// The bytes of the table are those before or after the download.
-bool Recovery::IsOurTable() const {
-    return m_store.tableOnFrame == m_journal->tableBefore || m_store.tableOnFrame == m_journal->tableAfter;
+void Recovery::Take(const FrameJournal& found) {
+    m_chosen = &found;
+    m_pictures.clear();
+    for (const JournalPicture& picture : found.journal.pictures)
+        m_pictures.push_back({picture, static_cast<int>(m_pictures.size()) + 1, false, {}});
 }
 
 // Each picture of the list is the copy of one picture of the journal at most.
@@ -96,176 +79,191 @@ void Recovery::FindStored() {
         onFrame.push_back(record->streamHash.value_or(Digest{}));
     std::ranges::sort(onFrame);
     std::vector<bool> taken(onFrame.size());
-    for (Candidate& candidate : m_candidates) {
-        auto at = static_cast<std::size_t>(std::ranges::lower_bound(onFrame, candidate.picture.hash) -
+    for (Recovered& picture : m_pictures) {
+        auto at = static_cast<std::size_t>(std::ranges::lower_bound(onFrame, picture.picture.hash) -
                                            onFrame.begin());
-        while (at < onFrame.size() && onFrame[at] == candidate.picture.hash && taken[at])
+        while (at < onFrame.size() && onFrame[at] == picture.picture.hash && taken[at])
             ++at;
-        candidate.stored = at < onFrame.size() && onFrame[at] == candidate.picture.hash;
-        if (candidate.stored)
+        picture.stored = at < onFrame.size() && onFrame[at] == picture.picture.hash;
+        if (picture.stored)
             taken[at] = true;
     }
 }
 
+bool Recovery::IsStored() const {
+    return std::ranges::all_of(m_pictures, [](const Recovered& picture) { return picture.stored; });
+}
+
 // What our own table lists is there, byte for byte: it may have been programmed, and the data behind it not.
 bool Recovery::LostNothing() const {
-    const bool finished = m_store.tableOnFrame == m_journal->tableAfter;
-    return std::ranges::all_of(m_candidates, [&](const Candidate& candidate) {
-        return candidate.stored || (!finished && candidate.picture.address == 0);
+    const bool finished = m_store.tableOnFrame == m_chosen->journal.tableAfter;
+    return std::ranges::all_of(m_pictures, [&](const Recovered& picture) {
+        return picture.stored || (!finished && picture.picture.address == 0);
     });
 }
 
-Recovery::Verdict Recovery::Judge() {
-    if (m_journal->phase == Journal::Phase::Download) {
-        const bool ours = IsOurTable();
-        if (!IsTable(m_store.tableOnFrame))
-            return Rebuild() ? Verdict::Merged : Verdict::Failed;
-        if (!ReadTable())
-            return Verdict::Failed;
+// The frame has a table, and its pictures are listed. The best journal that names this table, and has
+// something to give; one whose download the frame proves complete has done its work.
+Result<void> Recovery::MatchTable() {
+    for (const FrameJournal* candidate : m_journals.NamingTable()) {
+        Take(*candidate);
+        const Journal& journal = candidate->journal;
+        if (journal.phase == Journal::Phase::Additions) {
+            m_journals.Claim(*candidate, m_store.gmyPictureData->count > 0);
+            return AddWaiting();
+        }
         FindStored();
-        if (ours && !LostNothing())
-            return Rebuild() ? Verdict::Merged : Verdict::Failed;
-        const auto was = [](const Candidate& candidate) { return candidate.picture.address != 0; };
-        const auto is = [](const Candidate& candidate) { return candidate.stored; };
-        if (!ours && std::ranges::any_of(m_candidates, was) && std::ranges::none_of(m_candidates, is))
-            return Verdict::AnotherFrames;
+        const auto lost = [&](const Recovered& picture) {
+            return !picture.stored && IsOutOfReach(journal, picture.picture);
+        };
+        const auto kept = [&](const Recovered& picture) {
+            return picture.stored && IsOutOfReach(journal, picture.picture);
+        };
+        const bool finished = m_store.tableOnFrame == journal.tableAfter;
+        m_journals.Claim(*candidate, finished && IsStored());
+        if (IsStored())
+            m_journals.DropClaimed();
+        else if (std::ranges::any_of(m_pictures, kept) || std::ranges::none_of(m_pictures, lost))
+            return LostNothing() ? AddWaiting() : Rebuild();
+        m_chosen = nullptr;
+        m_pictures.clear();
+        m_journals.Release();
     }
-    return ReadTable() && AddWaiting() ? Verdict::Merged : Verdict::Failed;
+    return {};
+}
+
+// The frame says nothing of its pictures.
+Result<void> Recovery::MatchContents() {
+    LUMATO_TRY(const ContentMatch match, m_journals.MatchingContents());
+    if (match.found == nullptr)
+        return ReadBack();
+    Take(*match.found);
+    m_journals.Claim(*match.found, match.evident);
+    if (match.found->journal.phase == Journal::Phase::Download)
+        return Rebuild();
+    LUMATO_TRY_VOID(ReadBack());
+    return AddWaiting();
 }
 
 // Pictures that were stored, each in its old slot.
 void Recovery::MakeTable() {
+    const Journal& journal = m_chosen->journal;
     m_store.G_PictureList.fill(0);
-    std::copy_n(m_journal->tableAfter.begin(), kTableHeaderSize, m_store.G_PictureList.begin());
+    std::copy_n(journal.tableAfter.begin(), kTableHeaderSize, m_store.G_PictureList.begin());
     SetEndMark(m_store.G_PictureList);
     int slot = 0;
-    for (const Candidate& candidate : m_candidates) {
-        if (candidate.picture.address != 0 && slot < kMostPictures)
-            FillSlot(SlotOf(m_store.G_PictureList, ++slot), candidate.picture.address,
-                     candidate.picture.length);
+    for (const Recovered& picture : m_pictures) {
+        if (picture.picture.address != 0 && slot < kMostPictures)
+            FillSlot(SlotOf(m_store.G_PictureList, ++slot), picture.picture.address, picture.picture.length);
     }
 }
 
-void PutBlocksBack(const Journal& journal, std::int32_t address, Bytes& stream) {
-    const std::int64_t end = std::int64_t{address} + static_cast<std::int64_t>(stream.size());
-    for (const auto& [base, block] : journal.blocks) {
-        const std::int64_t from = std::max<std::int64_t>(base, address);
-        const std::int64_t to = std::min<std::int64_t>(base + static_cast<std::int64_t>(block.size()), end);
-        if (from < to)
-            std::copy(block.begin() + (from - base), block.begin() + (to - base),
-                      stream.begin() + (from - address));
-    }
-}
-
-bool Recovery::Check(Candidate& candidate, ByteSpan stream) const {
-    candidate.stored = Sha256(stream) == candidate.picture.hash;
-    if (!candidate.stored && !m_journal->fromScratch) {
+bool Recovery::Check(Recovered& picture, ByteSpan stream) const {
+    const Journal& journal = m_chosen->journal;
+    picture.stored = Sha256(stream) == picture.picture.hash;
+    if (!picture.stored && !journal.fromScratch) {
         Bytes restored(stream.begin(), stream.end());
-        PutBlocksBack(*m_journal, candidate.picture.address, restored);
-        candidate.returns = Sha256(restored) == candidate.picture.hash;
+        PutBlocksBack(journal, picture.picture.address, restored);
+        if (Sha256(restored) == picture.picture.hash)
+            picture.restored = std::move(restored);
     }
-    return candidate.stored;
+    return picture.stored;
 }
 
 // The table on the frame says nothing, or lists pictures whose bytes are not there.
-bool Recovery::Rebuild() {
+Result<void> Recovery::Rebuild() {
     DelAllPicAtStart();
     m_store.TotolFlashSizeForPic = m_store.G_FlashTotalSize - PictureAreaStart();
     MakeTable();
-    std::vector<Candidate*> slots;
-    for (Candidate& candidate : m_candidates) {
-        candidate.stored = false;
-        if (candidate.picture.address != 0)
-            slots.push_back(&candidate);
+    std::vector<Recovered*> slots;
+    for (Recovered& picture : m_pictures) {
+        picture.stored = false;
+        if (picture.picture.address != 0)
+            slots.push_back(&picture);
     }
-    const auto check = [&](int slot, ByteSpan stream) {
+    LUMATO_TRY_VOID(ReadBack([&](int slot, ByteSpan stream) {
         return Check(*slots[static_cast<std::size_t>(slot - 1)], stream);
-    };
-    if (!ReadPicFromFlash(check))
-        return false;
+    }));
     LinkStored();
-    if (!AddWaiting())
-        return false;
-    if (!m_journal->fromScratch)
-        m_store.blocksAtRisk = m_journal->blocks;
+    LUMATO_TRY_VOID(AddWaiting());
+    if (!m_chosen->journal.fromScratch)
+        m_store.blocksAtRisk = m_chosen->journal.blocks;
     m_store.resuming = true;
-    return true;
+    return {};
 }
 
 // The list has the stored pictures in their order, but for one whose bitmap could not be made.
 void Recovery::LinkStored() {
     FileData* record = m_store.gmyPictureData->sentinel->next;
-    for (Candidate& candidate : m_candidates) {
-        if (!candidate.stored)
+    for (Recovered& picture : m_pictures) {
+        if (!picture.stored)
             continue;
-        candidate.stored = record != nullptr && record->streamHash == candidate.picture.hash;
-        if (!candidate.stored)
+        picture.stored = record != nullptr && record->streamHash == picture.picture.hash;
+        if (!picture.stored)
             continue;
-        record->journalPosition = candidate.position;
-        record->oldAddress = candidate.picture.address;
+        record->journalPosition = picture.position;
+        record->oldAddress = picture.picture.address;
         record = record->next;
     }
 }
 
-bool Recovery::AddWaiting() {
-    return std::ranges::all_of(
-        m_candidates, [&](const Candidate& candidate) { return candidate.stored || AddWaiting(candidate); });
+Result<void> Recovery::AddWaiting() {
+    for (const Recovered& picture : m_pictures) {
+        if (!picture.stored)
+            LUMATO_TRY_VOID(AddWaiting(picture));
+    }
+    return {};
 }
 
-bool Recovery::AddWaiting(const Candidate& candidate) {
-    const auto stream = LoadStream(m_store.journalFolder, candidate.picture);
+Result<Bytes> Recovery::StreamOf(const Recovered& picture) {
+    return picture.restored.empty() ? LoadStream(m_chosen->folder, picture.picture) : picture.restored;
+}
+
+Result<void> Recovery::AddWaiting(const Recovered& picture) {
+    const auto stream = StreamOf(picture);
     if (!stream && stream.error().kind != ErrorKind::Damaged && stream.error().kind != ErrorKind::NotFound)
-        return Because(stream.error().message);
+        return tl::unexpected(stream.error());
     if (!stream) {
         m_damage = "a picture could not be recovered: " + stream.error().message;
-        return true;
+        return {};
     }
     // Higher than any number in use.
     const std::string name = "Picture" + std::to_string(m_store.gmyTotalePicture + 1) + ".bmp";
-    if (const auto written = WriteFile(StreamPath(name), *stream, Links::Replace); !written)
-        return Because(written.error().message);
+    LUMATO_TRY_VOID(WriteFile(StreamPath(name), *stream, Links::Replace));
     // Without a bitmap there is no preview; the picture itself is safe.
     static_cast<void>(m_store.MyJPG->DeCode(StreamPath(name), BitmapPath(name),
                                             static_cast<int>(m_store.gmyLcdWidth),
                                             static_cast<int>(m_store.gmyLcdHeight)));
-    Append(name, candidate);
-    return true;
+    Append(name, picture);
+    return {};
 }
 
-void Recovery::Append(const std::string& name, const Candidate& candidate) {
+void Recovery::Append(const std::string& name, const Recovered& picture) {
     auto record = std::make_unique<FileData>();
     record->fileRef = BitmapPath(name);
     record->fileName = name;
     record->seqIndex = ++m_store.gmyTotalePictureNum + kAddedSequenceBase;
-    record->picSize = candidate.picture.length;
-    record->streamHash = candidate.picture.hash;
-    record->journalPosition = candidate.position;
-    record->oldAddress = candidate.returns ? candidate.picture.address : 0;
+    record->picSize = picture.picture.length;
+    record->streamHash = picture.picture.hash;
+    record->journalPosition = picture.position;
+    record->oldAddress = picture.restored.empty() ? 0 : picture.picture.address;
     AddNode(m_store.gmyPictureData.get(), record.release());
     ++m_store.gmyTotalePicture;
     ++m_waiting;
-    m_store.TotolFlashSizeForPic -= candidate.picture.length;
-}
-
-void Recovery::Finish() {
-    if (m_journal != nullptr && m_waiting == 0 && !m_store.resuming && m_damage.empty())
-        ForgetJournal();  // the frame has everything
-    else
-        m_store.journal = m_journal;
-    if (m_waiting > 0) {
-        ShowNumbers();
-        m_store.status->ShowPictureList(m_store.gmyTotalePictureNum, 0);
-    }
-    ShowNotes();
+    m_store.TotolFlashSizeForPic -= picture.picture.length;
 }
 
 void Recovery::ShowNotes() const {
-    const std::string detail = std::to_string(m_waiting) + " waiting";
+    const std::string kept = m_journals.KeptText();
     if (m_store.resuming)
         ShowNote(kDownloadBrokenOff);
     else if (m_waiting > 0)
         ShowNote(kWaitingBack);
-    if (m_store.resuming || m_waiting > 0)
+    else if (!kept.empty())
+        ShowNote(kJournalsKept);
+    std::string detail = m_store.resuming || m_waiting > 0 ? std::to_string(m_waiting) + " waiting" : "";
+    detail += detail.empty() || kept.empty() ? kept : "; " + kept;
+    if (!detail.empty())
         m_store.status->SetNoteDetail(detail);
     if (!m_damage.empty()) {
         ShowNote(kJournalDamaged);
@@ -273,34 +271,35 @@ void Recovery::ShowNotes() const {
     }
 }
 
-bool Recovery::TryJournals() {
-    Verdict verdict = Verdict::AnotherFrames;
-    for (int number = 1; verdict == Verdict::AnotherFrames; ++number) {
-        if (number > kMostJournals)
-            return Because("there are too many recovery journals of such frames");
-        if (!LoadJournalNumber(number))
-            return false;
-        if (m_journal != nullptr)
-            verdict = Judge();
-        else
-            verdict = ReadTable() ? Verdict::Merged : Verdict::Failed;
+Result<void> Recovery::Run() {
+    LUMATO_TRY(m_damage, m_journals.Load());
+    if (IsTable(m_store.tableOnFrame)) {
+        LUMATO_TRY_VOID(ReadBack());
+        LUMATO_TRY_VOID(MatchTable());
+    } else {
+        LUMATO_TRY_VOID(MatchContents());
     }
-    return verdict == Verdict::Merged;
-}
-
-bool Recovery::Run() {
-    if (!TryJournals()) {
-        m_store.journalFolder.clear();  // whatever lies there is not to be touched by this connection
-        return false;
+    if (m_waiting > 0) {
+        ShowNumbers();
+        m_store.status->ShowPictureList(m_store.gmyTotalePictureNum, 0);
     }
-    Finish();
-    return true;
+    ShowNotes();
+    return {};
 }
 
 }  // namespace
 
-bool ReadPicturesAndRecover() {
-    return Store().statePath.empty() ? ReadPicFromFlash() : Recovery().Run();
+Result<void> ReadPicturesAndRecover() {
+    StoreState& store = Store();
+    const device::FrameNames names = device::NamesOfFrame();
+    store.frameName = names.name;
+    store.frameIndividual = names.individual;
+    if (store.statePath.empty())
+        return ReadPicFromFlash() ? Result<void>() : Fail(ErrorKind::Refused, store.whyFailed);
+    Result<void> recovered = Recovery().Run();
+    if (!recovered)
+        store.journalFolder.clear();  // whatever lies there is not to be touched by this connection
+    return recovered;
 }
 
 }  // namespace lumato::store

@@ -3,13 +3,16 @@
 // Used by the thread that owns the store.
 #pragma once
 
+#include "base/error.h"
+
 namespace lumato::store {
 
-// The read-back of a connection, with the frame's journal taken into account. A table that the download had
-// made invalid is rebuilt from the journal: pictures whose bytes are still those they were are listed as in
-// the frame, all others wait for the next download. Pictures that never got into a valid table wait, too.
-// Nothing is written to the frame. False as ReadPicFromFlash(), or when the journal cannot be read.
-bool ReadPicturesAndRecover();
+// The read-back of a connection, with the journals that may be this frame's taken into account. A table that
+// the download had made invalid is rebuilt from the journal: pictures whose bytes are still those they were
+// are listed as in the frame, all others wait for the next download. Pictures that never got into a valid
+// table wait, too. Nothing is written to the frame. Errors: those of ReadPicFromFlash(); a journal cannot be
+// read.
+Result<void> ReadPicturesAndRecover();
 
 // At the start of a download: the list in the order of the download that broke off, with the pictures whose
 // old place the blocks at risk bring back in that place. What was changed in the list since stays changed.

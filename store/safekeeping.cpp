@@ -1,14 +1,19 @@
 #include "store/safekeeping.h"
 
 #include <algorithm>
+#include <ctime>
+#include <utility>
 
 #include "base/printable.h"
+#include "store/frame_journals.h"
 #include "store/journal_folder.h"
 #include "store/picture_table.h"
 #include "store/store.h"
 
 namespace lumato::store {
 namespace {
+
+constexpr int kKeepingPercent = 9;  // of the progress, which is at 10 when the streams have been gathered
 
 bool Keeping() {
     return !Store().journalFolder.empty();
@@ -35,22 +40,47 @@ Result<JournalPicture> KeepPicture(FileData& record, std::int32_t address) {
     return picture;
 }
 
-Result<std::vector<JournalPicture>> KeepList() {
+// A picture that stays where it is needs no copy: it comes back from the frame, and from the blocks at risk.
+Result<std::vector<JournalPicture>> KeepList(bool fromScratch) {
     StoreState& store = Store();
     std::vector<JournalPicture> pictures;
     int slot = 0;
     for (FileData* record = store.gmyPictureData->sentinel->next; record != nullptr; record = record->next) {
         ++slot;
         const bool stored = record->inFrame == 1 && slot <= kMostPictures;
-        LUMATO_TRY(const JournalPicture picture,
-                   KeepPicture(*record, stored ? SlotAddress(SlotOf(store.G_PictureList, slot)) : 0));
+        const std::int32_t address = stored ? SlotAddress(SlotOf(store.G_PictureList, slot)) : 0;
+        if (stored && !fromScratch && record->streamHash) {
+            pictures.push_back({*record->streamHash, record->picSize, address});
+            continue;
+        }
+        LUMATO_TRY(const JournalPicture picture, KeepPicture(*record, address));
         pictures.push_back(picture);
+        if (stored)
+            store.status->SetDownLoadPrcess(kKeepingPercent * slot / store.gmyPictureData->count);
     }
     return pictures;
 }
 
+// What waits in a borrowed journal comes into one of the frame's own.
+Result<void> BringStreams(const Journal& journal) {
+    const StoreState& store = Store();
+    for (const JournalPicture& picture : journal.pictures) {
+        if (!HasStream(store.lenderFolder, picture) || HasStream(store.journalFolder, picture))
+            continue;
+        if (const auto stream = ReadStream(store.lenderFolder, picture))
+            LUMATO_TRY_VOID(KeepStream(store.journalFolder, picture, *stream));
+    }
+    return {};
+}
+
 Result<void> Save(Journal journal) {
     StoreState& store = Store();
+    if (!store.lenderFolder.empty())
+        LUMATO_TRY_VOID(BringStreams(journal));
+    journal.counter = std::max(journal.counter, HighestCounter(store.journalFolder) + 1);
+    journal.time = static_cast<std::uint32_t>(std::time(nullptr));
+    journal.individual = store.frameIndividual;
+    journal.name = store.frameName;
     LUMATO_TRY_VOID(SaveJournal(store.journalFolder, journal));
     store.journal = std::make_shared<Journal>(std::move(journal));
     return {};
@@ -60,7 +90,9 @@ Journal NewJournal(Journal::Phase phase) {
     Journal journal;
     journal.phase = phase;
     journal.frame = Store().frameIdentity;
-    journal.tableAddress = Store().G_PicListAddress;
+    journal.lcdWidth = static_cast<std::int32_t>(Store().gmyLcdWidth);
+    journal.lcdHeight = static_cast<std::int32_t>(Store().gmyLcdHeight);
+    journal.flashSize = Store().G_FlashTotalSize;
     journal.tableBefore = journal.tableAfter = Store().tableOnFrame;
     return journal;
 }
@@ -95,14 +127,11 @@ Result<void> KeepDownload(const DownloadPlan& plan, ByteSpan tableBlock) {
     StoreState& store = Store();
     Journal journal = NewJournal(Journal::Phase::Download);
     journal.fromScratch = plan.fromScratch;
-    journal.first = plan.first;
-    journal.total = plan.total;
-    journal.start = plan.start;
     std::ranges::copy(tableBlock.first(kTableSize), journal.tableBefore.begin());
     journal.tableAfter = plan.tableAfter;
     journal.blocks = store.blocksAtRisk;
     journal.blocks.try_emplace(store.G_PicListAddress, tableBlock.begin(), tableBlock.end());
-    LUMATO_TRY(auto pictures, KeepList());
+    LUMATO_TRY(auto pictures, KeepList(plan.fromScratch));
     journal.pictures = std::move(pictures);
     return Save(std::move(journal));
 }
@@ -117,9 +146,11 @@ Result<void> KeepBlocks() {
 
 void ForgetJournal() {
     StoreState& store = Store();
+    const auto before = std::exchange(store.tableOnFrame, store.G_PictureList);
+    SetEndMark(store.tableOnFrame);
     store.journal.reset();
     if (Keeping())
-        DropJournal(store.journalFolder);
+        DropFinishedJournals(before);
 }
 
 Result<void> KeepAddition(FileData& record) {
@@ -147,10 +178,14 @@ void ForgetAdditions(const FileData* from, const FileData* last) {
         ForgetOne(journal.pictures, **record);
     if (journal == *store.journal)
         return;
-    if (journal.pictures.empty() && journal.phase == Journal::Phase::Additions)
-        ForgetJournal();
-    else if (!Save(std::move(journal)))
+    // A borrowed one would offer them again, unless a newer one says that nothing waits.
+    if (journal.pictures.empty() && journal.phase == Journal::Phase::Additions &&
+        store.lenderFolder.empty()) {
+        store.journal.reset();
+        DropJournal(store.journalFolder);
+    } else if (!Save(std::move(journal))) {
         return;  // they come back at the next connection, where they can be deleted again
+    }
 }
 
 Result<void> KeepAsBefore(const std::shared_ptr<Journal>& journal) {

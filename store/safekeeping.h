@@ -11,22 +11,20 @@
 
 namespace lumato::store {
 
-// A download, as it is about to begin: the journal's plan and tables are given.
+// A download, as it is about to begin.
 struct DownloadPlan {
     bool fromScratch = false;
-    std::int32_t first = -1;
-    std::int32_t total = 0;
-    std::int32_t start = 0;
     std::array<std::uint8_t, kTableSize> tableAfter{};
 };
 
-// Makes everything safe that this download needs to be completed later: plan, list with every stream, the
-// table block as read, and blocksAtRisk. Errors: a picture's local file is missing or has changed; the
-// journal cannot be written. The frame must not be changed then.
+// Makes everything safe that this download can change: the table block as read, blocksAtRisk, and the streams
+// of the pictures that it writes; of those that stay where they are it notes where that is. Shows progress
+// while it copies all. Errors: a picture's local file is missing or has changed; the journal cannot be
+// written. The frame must not be changed then.
 [[nodiscard]] Result<void> KeepDownload(const DownloadPlan& plan, ByteSpan tableBlock);
 // The same for a block that came into blocksAtRisk since.
 [[nodiscard]] Result<void> KeepBlocks();
-// The frame holds the list, or nothing waits any more.
+// The frame holds the list, and its table is the one in memory.
 void ForgetJournal();
 
 // A picture that was just added: it comes back at the next connection if the program ends before a download.

@@ -65,11 +65,14 @@ struct StoreState {
 
     // The journal (journal.h) that protects this frame's pictures, where it lies, and what it is told apart
     // by.
-    Digest frameIdentity{};  // of the device information block and the table's address
+    Digest frameIdentity{};       // of what the device information block says: its model's
+    std::string frameIndividual;  // what tells it from others of the model; empty: nothing is known
+    std::string frameName;        // for people
     std::array<std::uint8_t, kTableSize> tableOnFrame{};  // as read at connection, valid or not
     std::shared_ptr<Journal> journal;                     // as it lies on the disk; null: none
     Path journalFolder;                                   // empty: nothing is journaled
-    bool resuming = false;                                // the list is that of a download that broke off
+    Path lenderFolder;  // of a journal that may be another frame's: it is read and left as it is; or empty
+    bool resuming = false;  // the list is that of a download that broke off
 
     TransferState transfer;
     std::atomic<Connection> lastConnection{Connection::None};

@@ -10,7 +10,7 @@
 set -euo pipefail
 top=$(cd "$(dirname "$0")/.." && pwd)
 build=$top/build-check/fuzz
-targets=(stream frame journal language bitmap jpeg commands)
+targets=(stream frame journal language bitmap jpeg)
 
 usage() {
     sed -n '2,9s/^# \{0,1\}//p' "$0" >&2
@@ -37,12 +37,12 @@ build_fuzzers() {
 # A run that takes too long or too much memory is as much a fault as a crash.
 fuzz() {
     local target=$1 seconds=$2
-    mkdir -p "$build/corpus/$target" "$build/found/$target" "$top/tests/data/fuzz/$target"
+    mkdir -p "$build/corpus/$target" "$build/found/$target"
     # The frame's home folder is in memory where that can be.
     [ ! -w /dev/shm ] || export TMPDIR=/dev/shm
     "$build/fuzz_$target" -max_total_time="$seconds" -timeout=25 -rss_limit_mb=1500 -max_len=4096 \
         -print_final_stats=1 -artifact_prefix="$build/found/$target/" \
-        "$build/corpus/$target" "$build/seeds/$target" "$top/tests/data/fuzz/$target"
+        "$build/corpus/$target" "$build/seeds/$target"
 }
 
 [ $# -ge 1 ] && [ $# -le 2 ] || usage

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "base/file.h"
+#include "base/standard_descriptors.h"
 #include "base/utf8.h"
 #include "text/ini_file.h"
 #include "text/localized.h"
@@ -164,6 +165,7 @@ Result<void> MakeLanguageFile(const Path& output, const std::vector<Path>& sourc
 }  // namespace lumato::text
 
 int main(int argc, char** argv) {
+    lumato::OccupyStandardDescriptors();
     if (argc < 3) {
         std::fputs("usage: make_language_file OUTPUT REFERENCE.txt OTHER.txt...\n", stderr);
         return 2;

@@ -1,12 +1,9 @@
-// Replays every target's seeds, small variations of them, and each input that ever found a fault
-// (tests/data/fuzz/TARGET/), so that no mend is lost where no fuzzer runs.
-#include <algorithm>
+// Replays every target's seeds and small variations of them, so that no mend is lost where no fuzzer runs.
 #include <random>
 
 #include <gtest/gtest.h>
 
 #include "base/diagnostics.h"
-#include "base/file.h"
 #include "fuzz/targets.h"
 
 namespace lumato::fuzz {
@@ -36,15 +33,6 @@ TEST_P(Replay, SeedsAndTheirVariations) {
         GetParam().run(seed);
         for (int i = 0; i < 20; ++i)
             GetParam().run(Varied(seed, random));
-    }
-}
-
-TEST_P(Replay, InputsThatOnceFoundAFault) {
-    const Path folder = Path(LUMATO_FUZZ_CASES) / GetParam().name;
-    std::error_code none;
-    for (std::filesystem::directory_iterator entry(folder, none), end; !none && entry != end; ++entry) {
-        SCOPED_TRACE(entry->path().filename().string());
-        GetParam().run(ReadFile(entry->path()).value());
     }
 }
 

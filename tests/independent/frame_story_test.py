@@ -395,17 +395,6 @@ class OddFrames(Story):
             if not os.path.exists(self.frame):
                 self.put_frame(b"")
 
-    def test_wrong_usage(self):
-        self.put_frame(put_pictures(make_image(), streams(2)))
-        for arguments in ((), ("dance",), ("info", "--dance"), ("add",), ("delete",), ("delete", "0"),
-                          ("delete", "one"), ("delete", "-1"), ("save",), ("encode", "a", "b"),
-                          ("encode", "a", "b", "--size", "8by8"), ("compose", "a", "b"), ("frame", "new", "x"),
-                          *(("--fault", fault, "info") for fault in (
-                              "", ":", "1", "1:", ":flip", "refuse", "1:dance", "1:Flip", "0:flip", "-1:flip", "+1:flip",
-                              "1x:flip", " 1:flip", "1:flip ", "99999999999999999999:flip"))):
-            with self.subTest(arguments=arguments):
-                self.refused(2, *arguments)
-
 
 if __name__ == "__main__":
     story.take_files(__doc__)

@@ -20,6 +20,7 @@
 #include <unistd.h>
 
 #include "base/diagnostics.h"
+#include "base/standard_descriptors.h"
 #include "device/comm_usb.h"
 #include "platform/linux/mounted_volumes.h"
 #include "platform/linux/usb_bus.h"
@@ -88,6 +89,7 @@ int Watch() {
 }  // namespace lumato
 
 int main() {
+    lumato::OccupyStandardDescriptors();
     lumato::SetDiagnosticStream(stderr);
     return lumato::Watch();
 }

@@ -21,9 +21,10 @@ class WaitingPicturesTest : public StoreTest {
     WaitingPicturesTest() { KeepJournals(); }
 
     // The program ends without a word, and the frame is connected anew.
-    void Crash(const Bytes& flash) {
+    void Crash(const Bytes& flash, const std::string& individual = {}) {
         Restart();
         m_status.Notes();
+        m_spy->Call(individual);
         Connect(TestFlash::Of(flash));
     }
     std::vector<std::string> Names() {
@@ -34,7 +35,9 @@ class WaitingPicturesTest : public StoreTest {
     }
     Path Journals() const { return Home() / "state/recovery"; }
     // A download of one more picture breaks off behind the invalidated table. The flash afterwards.
-    Bytes BreakOff(const TestFlash& flash) {
+    Bytes BreakOff(const TestFlash& flash, const std::string& individual = {}) {
+        Restart();
+        m_spy->Call(individual);
         Connect(flash, {{30, vframe::FaultKind::Unplug}});
         Add(500, 9);
         EXPECT_FALSE(Download());
@@ -83,20 +86,40 @@ TEST_F(WaitingPicturesTest, OfTwoCopiesTheOneThatStaysKeepsItsPlace) {
     EXPECT_THAT(Listed(), ElementsAre(1000, 300, 400));
 }
 
-// Two frames of one model are told apart by what they hold.
-TEST_F(WaitingPicturesTest, ATwinOfTheFrameKeepsItsPicturesAndTheJournalWaits) {
+// Frames of one model are told apart by what they hold, whether the system knows them by more or not.
+TEST_F(WaitingPicturesTest, AJournalWaitsForItsFrameWhateverItsTwinsHold) {
     TestFlash flash;
     flash.Pictures({1000, 2000});
-    const Bytes left = BreakOff(flash);
-    TestFlash twin;
-    twin.Slots({{1, kArea + 5000, 700}}).Put(kArea + 5000, MakeStream(700, 55));
-    Crash(twin.bytes);
-    EXPECT_THAT(Listed(), ElementsAre(700));
-    Add(200, 8);
-    EXPECT_TRUE(Download());
-    Crash(left);
-    EXPECT_THAT(Listed(), testing::UnorderedElementsAre(1000, 2000, 500));
-    EXPECT_TRUE(Download());
+    TestFlash other;
+    other.Slots({{1, kArea + 5000, 700}}).Put(kArea + 5000, MakeStream(700, 55));
+    for (const char* const individual : {"", "its own"}) {
+        for (const TestFlash& twin : {other, flash, TestFlash()}) {
+            const Bytes left = BreakOff(flash, individual);
+            Crash(twin.bytes, *individual != '\0' ? "another" : "");
+            Add(200, 8);
+            EXPECT_TRUE(Download());
+            Crash(left, individual);
+            EXPECT_THAT(Listed(), testing::UnorderedElementsAre(1000, 2000, 500));
+            EXPECT_TRUE(Download());
+            EXPECT_TRUE(*individual == '\0' || fs::is_empty(Journals()));
+            fs::remove_all(Journals());
+        }
+    }
+}
+
+TEST_F(WaitingPicturesTest, TheNewestJournalOfAFrameThatWasFilledAnewElsewhereCounts) {
+    TestFlash flash;
+    TestFlash anew;
+    flash.Pictures({1000, 2000});
+    anew.Slots({{1, kArea, 700}, {1, kArea + 800, 1600}});
+    for (const char* const individual : {"", "its own"}) {
+        BreakOff(flash, individual);
+        const Bytes left = BreakOff(anew, individual);
+        Crash(left, individual);
+        EXPECT_THAT(Listed(), testing::UnorderedElementsAre(700, 1600, 500));
+        EXPECT_THAT(m_status.Details(), Contains(HasSubstr("1 recovery journal that does not fit")));
+        fs::remove_all(Journals());
+    }
 }
 
 TEST_F(WaitingPicturesTest, ADownloadThatFailedGoesOnWithWhatWasAddedAndDeletedSince) {
@@ -164,10 +187,11 @@ TEST(JournalTest, IsNotTrustedWithAnyByteChangedNorCutShort) {
     journal.phase = Journal::Phase::Download;
     journal.fromScratch = true;
     journal.frame.fill(7);
-    journal.tableAddress = 0x10000;
-    journal.first = 2;
-    journal.total = 3000;
-    journal.start = 0x11000;
+    journal.counter = 0xFFFFFFFE;
+    journal.time = 2;
+    journal.lcdWidth = journal.lcdHeight = journal.flashSize = 3;
+    journal.individual = "one";
+    journal.name = "frame";
     journal.tableBefore.fill(1);
     journal.tableAfter.fill(2);
     journal.pictures = {{Sha256(Bytes{1}), 1, 0x11000}, {Sha256(Bytes{2}), 0x7FFFFFFF, 0}};

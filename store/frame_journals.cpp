@@ -1,0 +1,154 @@
+#include "store/frame_journals.h"
+
+#include <algorithm>
+#include <tuple>
+
+#include "store/journal_folder.h"
+#include "store/picture_table.h"
+
+namespace lumato::store {
+namespace {
+
+// A journal for a frame without a valid table.
+struct Match {
+    const FrameJournal* journal = nullptr;
+    Findings findings;
+
+    // What is found on the frame says more than who it is: a file's number is given to the next file.
+    [[nodiscard]] auto Rank() const {
+        return std::tuple(findings.some, IndividualOf(journal->journal), findings.all,
+                          journal->journal.counter);
+    }
+};
+
+// The digests of all listed pictures, sorted.
+std::vector<Digest> ListedHashes() {
+    std::vector<Digest> hashes;
+    for (const FileData* record = Store().gmyPictureData->sentinel->next; record != nullptr;
+         record = record->next)
+        hashes.push_back(record->streamHash.value_or(Digest{}));
+    std::ranges::sort(hashes);
+    return hashes;
+}
+
+bool AllAreIn(const std::vector<Digest>& listed, const Journal& journal) {
+    std::vector<Digest> wanted;
+    for (const JournalPicture& picture : journal.pictures)
+        wanted.push_back(picture.hash);
+    std::ranges::sort(wanted);
+    return std::ranges::includes(listed, wanted);
+}
+
+// Whether a frame that holds these pictures, and tableOnFrame in place of `before`, proves the journal done.
+// Nobody needs one of additions to rebuild a frame; one of a download has the blocks that its frame lacks.
+bool IsFinished(const Journal& journal, const std::vector<Digest>& listed, ByteSpan before) {
+    const bool additions = journal.phase == Journal::Phase::Additions;
+    return IndividualOf(journal) != Individual::Another && AllAreIn(listed, journal) &&
+           (additions ? std::ranges::equal(journal.tableBefore, before)
+                      : journal.tableAfter == Store().tableOnFrame);
+}
+
+}  // namespace
+
+Result<std::string> FrameJournals::Load() {
+    std::string damage;
+    m_journals.clear();
+    for (const Path& folder : JournalFoldersOfFrame()) {
+        Result<Journal> journal = LoadJournal(folder);
+        if (journal)
+            m_journals.push_back({folder, std::move(*journal)});
+        else if (journal.error().kind == ErrorKind::Damaged)
+            damage = journal.error().message;
+        else if (journal.error().kind != ErrorKind::NotFound &&
+                 journal.error().kind != ErrorKind::Unsupported)
+            return tl::unexpected(journal.error());
+    }
+    for (const JournalPlace& place : JournalPlaces(Store().statePath)) {
+        const Result<Journal> journal = ReadJournal(place.folder);
+        m_unknown += !journal && journal.error().kind == ErrorKind::Unsupported ? 1 : 0;
+    }
+    Release();
+    return damage;
+}
+
+std::vector<const FrameJournal*> FrameJournals::NamingTable() const {
+    std::vector<const FrameJournal*> naming;
+    for (const FrameJournal& found : m_journals) {
+        if (NamesTable(found.journal))
+            naming.push_back(&found);
+    }
+    const auto rank = [](const FrameJournal* found) {
+        return std::pair(IndividualOf(found->journal), found->journal.counter);
+    };
+    std::ranges::sort(naming, std::ranges::greater(), rank);
+    return naming;
+}
+
+Result<ContentMatch> FrameJournals::MatchingContents() const {
+    FrameSearch frame;
+    std::vector<Match> matches;
+    for (const FrameJournal& found : m_journals) {
+        Match match{&found, {}};
+        match.findings.contradiction = !NamesTable(found.journal);
+        if (found.journal.phase == Journal::Phase::Download) {
+            LUMATO_TRY(match.findings, frame.Search(found.journal, m_journals.size() > 1));
+        }
+        const bool anothers = IndividualOf(found.journal) == Individual::Another && !match.findings.some;
+        if (!match.findings.contradiction && !anothers)
+            matches.push_back(match);
+    }
+    const auto best = std::ranges::max_element(matches, {}, &Match::Rank);
+    return best == matches.end() ? ContentMatch() : ContentMatch{best->journal, best->findings.some};
+}
+
+void FrameJournals::Claim(const FrameJournal& found, bool evident) {
+    StoreState& store = Store();
+    m_claimed = &found;
+    const Individual individual = IndividualOf(found.journal);
+    const bool own = individual == Individual::Same || (individual == Individual::Unknown && evident);
+    store.journal = std::make_shared<Journal>(found.journal);
+    store.journalFolder = own ? found.folder : FreshJournalFolder();
+    store.lenderFolder = own ? Path() : found.folder;
+}
+
+void FrameJournals::Release() {
+    StoreState& store = Store();
+    m_claimed = nullptr;
+    store.journal.reset();
+    store.journalFolder = FreshJournalFolder();
+    store.lenderFolder.clear();
+}
+
+void FrameJournals::DropClaimed() {
+    if (Store().lenderFolder.empty())
+        DropJournal(Store().journalFolder);
+}
+
+std::string FrameJournals::KeptText() const {
+    const bool table = IsTable(Store().tableOnFrame);
+    const auto doubtful = [&](const FrameJournal& found) {
+        return &found != m_claimed &&
+               (table ? !NamesTable(found.journal) && IndividualOf(found.journal) != Individual::Another
+                      : true);
+    };
+    auto kept = std::ranges::count_if(m_journals, doubtful);
+    if (!table && m_claimed == nullptr)
+        kept += m_unknown;
+    if (kept == 0)
+        return {};
+    return (kept == 1 ? std::string("1 recovery journal that does not fit this frame is")
+                      : std::to_string(kept) + " recovery journals that do not fit this frame are") +
+           " kept; `lumatoctl recover` lists them";
+}
+
+void DropFinishedJournals(ByteSpan before) {
+    DropJournal(Store().journalFolder);
+    const std::vector<Digest> listed = ListedHashes();
+    for (const Path& folder : JournalFoldersOfFrame()) {
+        if (const Result<Journal> journal = ReadJournal(folder);
+            journal && IsFinished(*journal, listed, before))
+            DropJournal(folder);
+    }
+}
+
+}  // namespace lumato::store

@@ -1,0 +1,149 @@
+"""Downloads that broke off, on frames that are not alone: another home, a twin, a frame that changed meanwhile. What the
+program keeps of them is looked at from outside, too.
+
+    python3 journal_story_test.py LUMATOCTL [unittest arguments]
+"""
+import glob
+import hashlib
+import os
+import unittest
+
+import flash_reader
+import story
+from flash_reader import make_image, put_pictures, streams_of
+from story import Story, streams, wave
+
+LCD = (48, 32)
+
+
+class Journals(Story):
+    def setUp(self):
+        super().setUp()
+        self.old = streams(3, LCD)
+        self.put_frame(put_pictures(make_image(LCD), self.old))
+        self.number = 0
+
+    def source(self):
+        self.number += 1
+        return self.write("new%d.bmp" % self.number, wave(*LCD, 10 + self.number))
+
+    def stream_of(self, source):
+        self.composed(source)
+        self.good("encode", self.path("composed.bmp"), self.path("s"), "--size", "%dx%d" % LCD, frame=False)
+        return self.read("s")
+
+    def cut(self, source):
+        """Adds a picture; the frame vanishes when its table has been made invalid. The picture's stream."""
+        undisturbed, home = self.image(), self.home
+        self.home = self.path("undisturbed")
+        self.good("add", source)
+        self.home, self.finished, trace = home, self.image(), self.read("trace.txt").decode().splitlines()
+        self.write(os.path.basename(self.frame), undisturbed)
+        first = next(n for n, line in enumerate(trace) if line.startswith("CB") and line[20:22] == "D8")
+        outcome = self.run_program("--fault", "%d:unplug" % (first + 7), "add", source, statuses=(1, 4))
+        self.assertFalse(flash_reader.table_is_valid(flash_reader.table_of(self.image())), outcome.err)
+        return self.stream_of(source)
+
+    def image(self):
+        return self.read(os.path.basename(self.frame))
+
+    def lists(self, *wanted):
+        self.assertEqual(sorted(p["bytes"] for p in self.good("list")["pictures"]), sorted(map(len, wanted)))
+
+    def completes(self, *wanted):
+        """All are listed, and on the frame after one more download."""
+        self.lists(*wanted)
+        another = self.source()
+        self.good("add", another)
+        self.assertEqual(sorted(streams_of(self.image())), sorted([*wanted, self.stream_of(another)]))
+
+    def kept(self, pattern):
+        return sorted(glob.glob(os.path.join(self.home, "state/recovery", pattern)))
+
+    def recover(self, *arguments, **options):
+        return self.good("recover", *arguments, frame=False, **options)
+
+    def test_the_journal_of_what_the_frame_holds_counts_not_the_first(self):
+        self.cut(self.source())
+        first, self.home = self.home, self.path("other home")
+        anew = [self.source(), self.source()]
+        self.good("add", *anew)
+        self.home = first
+        second = self.cut(self.source())
+        self.completes(*map(self.stream_of, anew), second)
+        # The first one fits nothing any more, and is not thrown away.
+        self.assertEqual([(j["kind"], j["pictures"]) for j in self.recover()["journals"]], [("download", 4)])
+
+    def test_looking_at_a_twin_costs_nothing(self):
+        before = self.image()
+        new = self.cut(self.source())
+        # A twin as the frame was, and one as it was to be: with all pictures that the journal speaks of.
+        for twin in (before, self.finished):
+            for use in (("list",), ("info",), ("add", self.source()), ("delete", "--all")):
+                with self.subTest(use=use, finished=twin == self.finished):
+                    first, self.frame = self.frame, self.path("twin.img")
+                    self.write("twin.img", twin)
+                    self.good(*use)
+                    self.frame = first
+                    self.lists(*self.old, new)
+        self.completes(*self.old, new)
+        self.assertEqual(self.kept("*"), [])
+
+    def test_a_byte_that_says_nothing_changes_no_frame(self):
+        new = self.cut(self.source())
+        image = bytearray(self.image())
+        image[50] ^= 1
+        self.put_frame(image)
+        self.completes(*self.old, new)
+
+    def test_only_what_can_be_lost_is_copied_for_the_owner_alone(self):
+        os.umask(0)
+        new = self.cut(self.source())
+        self.assertEqual([os.path.basename(file) for file in self.kept("*/*.stream")],
+                         [hashlib.sha256(new).hexdigest() + ".stream"])
+        for folder, _, files in os.walk(self.home + "/state"):
+            self.assertEqual([oct(os.stat(os.path.join(folder, name)).st_mode & 0o777) for name in (".", *files)],
+                             ["0o700"] + ["0o600"] * len(files))
+        self.completes(*self.old, new)
+
+    def test_recover_gives_the_pictures_out(self):
+        # Stored pictures in blocks that are written come from these, the others stay on the frame.
+        new = self.cut(self.source())
+        journal, = self.recover()["journals"]
+        self.assertEqual((journal["pictures"], journal["kind"]), (4, "download"))
+        out = self.path("out")
+        self.assertEqual(self.recover(journal["number"], "--save", out), {"saved": 4, "on_frame": 0})
+        for n, stream in enumerate((*self.old, new), 1):
+            self.assert_same_bytes(self.read("out/%d.stream" % n), stream)
+            self.assertEqual(self.read("out/%d.bmp" % n)[:2], b"BM")
+        self.refused(1, "recover", journal["number"], "--save", out, frame=False)
+        for wrong in (("0",), ("1",), ("--save", out), ("1", "--save", self.home + "/state/recovery/x")):
+            self.refused(2, "recover", *wrong, frame=False)
+        self.refused(1, "recover", 99, "--save", out, frame=False)
+        # Set aside, it is offered to no frame, and still gives its pictures out.
+        self.recover(journal["number"], "--forget")
+        self.lists()
+        self.assertEqual(self.recover()["journals"][0]["kind"], "forgotten")
+        self.assertEqual(self.recover(journal["number"], "--save", self.path("out2"))["saved"], 4)
+
+    def test_what_is_no_journal_of_this_version_stays(self):
+        self.cut(self.source())
+        file, = self.kept("*/journal")
+        with open(file, "rb") as journal:
+            whole = journal.read()
+        for kind, changed in (("unknown", b"LUMATOJ9" + whole[8:-32]), ("damaged", b"LUMATOJ9" + whole[8:-33])):
+            with self.subTest(kind=kind):
+                changed += hashlib.sha256(changed).digest() if kind == "unknown" else bytes(32)
+                with open(file, "wb") as journal:
+                    journal.write(changed)
+                self.lists()
+                self.assertEqual(self.recover()["journals"][0]["kind"], kind)
+                left, = self.kept("*/journal")
+                with open(left, "rb") as journal:
+                    self.assertEqual(journal.read(), changed)
+                self.assertEqual(self.recover(1, "--save", self.path(kind))["saved"], 1)
+
+
+if __name__ == "__main__":
+    story.take_files(__doc__)
+    unittest.main()
