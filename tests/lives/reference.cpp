@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "base/bytes.h"
+#include "store/journal_folder.h"
 
 namespace lumato::lives {
 namespace {
@@ -73,13 +74,12 @@ Pictures OnFlash(const Bytes& flash) {
 
 Pictures InJournals(const Path& stateFolder) {
     Pictures found;
-    std::error_code ignored;
-    for (const auto& folder : std::filesystem::directory_iterator(stateFolder / "recovery", ignored)) {
-        if (!std::filesystem::exists(folder.path() / "journal"))
-            continue;
-        for (const auto& file : std::filesystem::directory_iterator(folder)) {
-            if (file.path().extension() == ".stream")
-                found.push_back(ReadFile(file.path()).value_or(Bytes()));
+    for (const store::JournalPlace& place : store::JournalPlaces(stateFolder)) {
+        const auto journal = store::ReadJournal(place.folder);
+        for (const store::JournalPicture& picture :
+             journal ? journal->pictures : std::vector<store::JournalPicture>()) {
+            if (auto stream = store::ReadStream(place.folder, picture))
+                found.push_back(std::move(*stream));
         }
     }
     return found;
