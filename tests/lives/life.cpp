@@ -182,19 +182,20 @@ void Life::MakeFrames() {
     }
 }
 
-// None, single ones, which a second attempt mends, or a row of them, which outlasts all attempts.
+// None, single ones, which a second attempt mends, or a row of them, which outlasts all attempts. Of lies no
+// row: zeros and their sum of zero pass for what the frame holds.
 std::vector<vframe::Fault> Life::SomeFaults() {
-    const unsigned rows = Random(2);
-    const unsigned length = Random(2) == 0 ? 1 : 10 + Random(30);
+    if (Random(2) == 0)
+        return {};
+    const auto kind = static_cast<vframe::FaultKind>(Random(kFaultKinds));
+    const bool single = Random(2) == 0 || kind == vframe::FaultKind::Lie;
+    const unsigned length = single ? 1 : 10 + Random(30);
+    const unsigned first = 1 + Random(160);
+    Note("  " + std::to_string(length) + " commands from " + std::to_string(first) +
+         " on will go wrong, kind " + std::to_string(static_cast<int>(kind)));
     std::vector<vframe::Fault> faults;
-    for (unsigned row = 0; row < rows; ++row) {
-        const unsigned first = 1 + Random(160);
-        const auto kind = static_cast<vframe::FaultKind>(Random(kFaultKinds));
-        Note("  " + std::to_string(length) + " commands from " + std::to_string(first) +
-             " on will go wrong, kind " + std::to_string(static_cast<int>(kind)));
-        for (unsigned command = first; command < first + length; ++command)
-            faults.push_back({command, kind});
-    }
+    for (unsigned command = first; command < first + length; ++command)
+        faults.push_back({command, kind});
     return faults;
 }
 
@@ -381,14 +382,17 @@ void Life::Download() {
         AfterUnplug();
 }
 
-// The frame vanishes with one command of many half done.
+// The frame vanishes with one command of many half done, or soon after one that it only said it had done.
 void Life::DownloadBrokenOff() {
     if (!Online())
         return;
     const unsigned command = 1 + Random(45);
-    Note("after " + std::to_string(command) + " commands the frame vanishes");
-    m_program->Bus().Order(*m_service, {command, vframe::FaultKind::Half});
-    m_program->Bus().Order(*m_service, {command + 1, vframe::FaultKind::Unplug});
+    const bool lies = Random(3) == 0;
+    const unsigned last = command + 1 + (lies ? Random(10) : 0);
+    Note("command " + std::to_string(command) + (lies ? " is a lie" : " is half done") +
+         ", and the frame vanishes at " + std::to_string(last));
+    m_program->Bus().Order(*m_service, {command, lies ? vframe::FaultKind::Lie : vframe::FaultKind::Half});
+    m_program->Bus().Order(*m_service, {last, vframe::FaultKind::Unplug});
     Download();
 }
 

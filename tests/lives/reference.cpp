@@ -135,6 +135,8 @@ void Reference::Forget(const Pictures& seen, std::size_t index, std::size_t inFr
         waiting.erase(waiting.begin() + static_cast<std::ptrdiff_t>(index - inFrame));
     if (broken || index < inFrame)
         deleted.push_back(seen[index]);
+    if (broken)
+        onlyOnFrame.push_back(seen[index]);
     TakeAll(offered, {seen[index]});
 }
 
@@ -144,8 +146,10 @@ void Reference::AfterDownload(const Pictures& onFlash) {
 }
 
 void Reference::AfterFailedDownload(const Pictures& seen, std::size_t inFrame, bool frameChanged) {
-    if (!broken)
+    if (!broken) {
         onlyOnFrame.assign(seen.begin(), seen.begin() + static_cast<std::ptrdiff_t>(inFrame));
+        Append(onlyOnFrame, deleted);
+    }
     stored = seen;
     waiting.clear();
     anyOrder = broken;
