@@ -13,6 +13,8 @@
 
 namespace lumato::lives {
 
+inline constexpr unsigned kSources = 12;
+
 // What the lives of a run have come to.
 struct Tally {
     int lives = 0;
