@@ -1,23 +1,21 @@
 #include "tests/lives/life.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cstdlib>
 #include <filesystem>
-#include <thread>
 #include <utility>
 
 #include "jpeg/encoder.h"
-#include "picture/add_pictures.h"
 #include "picture/bitmap_file.h"
 #include "store/transfer.h"
 #include "tests/support/picture_table.h"
+#include "tests/support/temporary_folder.h"
 #include "vframe/new_frame.h"
 
 namespace lumato::lives {
 namespace {
 
-constexpr unsigned kSources = 6;
+constexpr unsigned kFaultKinds = 6;
 constexpr std::size_t kArea = kTable + 4096;
 
 // A picture's stream of some hundred bytes.
@@ -58,15 +56,22 @@ void PutPictures(Bytes& flash, const Pictures& pictures, std::size_t address) {
 
 }  // namespace
 
-Life::Life(const Path& home, unsigned seed, Tally& tally) : m_home(home), m_random(seed), m_tally(tally) {
+Life::Life(const Path& folder, unsigned seed, Tally& tally)
+    : m_folder(folder / "life"), m_sources(folder), m_random(seed), m_tally(tally) {
     std::error_code ignored;
-    std::filesystem::remove_all(StateFolder(), ignored);
-    m_program.emplace(m_home, StateFolder());
+    std::filesystem::remove_all(m_folder, ignored);
+    for (std::size_t home = 0; home < kHomes; ++home) {
+        m_world.homes[home].folder = m_folder / ("home" + std::to_string(home));
+        std::filesystem::create_directories(m_world.homes[home].folder, ignored);
+    }
     MakeFrames();
+    StartProgram(0);
 }
 
 std::string Life::Run() {
     constexpr void (Life::*kSteps[])() = {&Life::Attach,
+                                          &Life::Attach,
+                                          &Life::Attach,
                                           &Life::Attach,
                                           &Life::Detach,
                                           &Life::Add,
@@ -78,34 +83,37 @@ std::string Life::Run() {
                                           &Life::Download,
                                           &Life::Download,
                                           &Life::Download,
-                                          &Life::Save,
-                                          &Life::OtherFrame,
+                                          &Life::Clone,
                                           &Life::Restart,
+                                          &Life::OtherHome,
+                                          &Life::OtherHome,
                                           &Life::DownloadAndUnplug,
+                                          &Life::DownloadAndKill,
                                           &Life::DownloadBrokenOff,
                                           &Life::DownloadBrokenOff,
                                           &Life::AttachAndUnplugAtOnce,
                                           &Life::AddBatchAndUnplug};
     ++m_tally.lives;
-    for (unsigned left = 10 + Random(20); left > 0 && m_fault.empty(); --left) {
+    for (unsigned left = 10 + Random(30); left > 0 && m_fault.empty(); --left) {
         ++m_tally.steps;
         (this->*kSteps[Random(std::size(kSteps))])();
-        if (m_plugged >= 0 && !Online())
+        if (m_plugged && !Online())
             AfterUnplug();
         Check();
     }
+    m_tally.overwritten += m_world.overwritten;
     return m_fault;
 }
 
-void Life::MakeSources(const Path& home) {
+void Life::MakeSources(const Path& folder) {
     std::mt19937 random(7);
     for (unsigned number = 0; number < kSources; ++number) {
         const int side = number % 2 == 0 ? 8 : 16;
         Bytes pixels(static_cast<std::size_t>(side * side * 3));
         for (std::uint8_t& byte : pixels)
-            byte = static_cast<std::uint8_t>(random() % (40 * number + 1));
+            byte = static_cast<std::uint8_t>(random() % (20 * number + 1));
         const auto made =
-            picture::SaveBmpFile(pixels, side, side, home / ("source" + std::to_string(number) + ".bmp"));
+            picture::SaveBmpFile(pixels, side, side, folder / ("source" + std::to_string(number) + ".bmp"));
         if (!made)
             std::abort();
     }
@@ -116,53 +124,78 @@ void Life::Demand(bool kept, const std::string& promise) {
         m_fault = promise + ", after:\n" + m_steps;
 }
 
-// Of two sizes: what else they say of themselves may be the same, and then nobody could tell them apart.
-void Life::MakeFrames() {
+Path Life::NewImage(std::size_t number, const Bytes& flash) {
+    const Path image = m_folder / ("frame" + std::to_string(number));
+    test::PutBytes(image, flash);
+    return image;
+}
+
+Frame Life::MakeFrame(std::uint32_t flashSize) {
     constexpr std::array<std::uint32_t, 3> kErases{0x20, 0x52, 0xD8};
-    std::uint32_t size = 0x28000;
-    for (Frame& frame : m_frames) {
-        vframe::NewFrame options;
-        frame.lcd = Random(2) == 0 ? 8 : 16;
-        frame.limit = Random(3) == 0 ? 3 : 0;
-        options.lcdWidth = options.lcdHeight = static_cast<std::uint32_t>(frame.lcd);
-        options.pictureLimit = static_cast<std::uint32_t>(frame.limit);
-        options.flashSize = size + 0x8000 * Random(2);
-        size += 0x10000;
-        options.eraseInstruction = kErases[Random(3)];
-        frame.flash = vframe::MakeFlash(options).value();
-        for (std::size_t at = 1024; at < kTable; ++at)
-            frame.flash[at] = static_cast<std::uint8_t>(at * at >> 4);
+    Frame frame;
+    vframe::NewFrame options;
+    frame.lcd = Random(2) == 0 ? 8 : 16;
+    frame.limit = Random(3) == 0 ? 3 : 0;
+    options.lcdWidth = options.lcdHeight = static_cast<std::uint32_t>(frame.lcd);
+    options.pictureLimit = static_cast<std::uint32_t>(frame.limit);
+    options.flashSize = flashSize + 0x8000 * Random(2);
+    options.eraseInstruction = kErases[Random(3)];
+    frame.flash = vframe::MakeFlash(options).value();
+    for (std::size_t at = 1024; at < kTable; ++at)
+        frame.flash[at] = static_cast<std::uint8_t>(at * at >> 4);
+    return frame;
+}
+
+// Two twins, as a rule, with the same pictures or each with its own, or as they left the factory.
+void Life::MakeFrames() {
+    m_world.frames = {MakeFrame(0x28000), MakeFrame(0x38000)};
+    if (Random(4) > 0)
+        m_world.frames[1] = m_world.frames[0];
+    else
+        m_world.frames[1].model = 1;
+    for (Frame& frame : m_world.frames) {
         // Often the next pictures share a block with stored ones, or the stored ones lie across two
         // blocks.
+        Pictures stored;
         for (unsigned count = Random(4); count > 0; --count)
-            frame.reference.stored.push_back(MakeStream(frame.lcd, m_random));
-        PutPictures(frame.flash, frame.reference.stored, Random(3) == 0 ? kArea : 0x20000 - Random(2000));
+            stored.push_back(MakeStream(frame.lcd, m_random));
+        PutPictures(frame.flash, stored, Random(3) == 0 ? kArea : 0x20000 - Random(2000));
+        Append(m_world.everyPicture, stored);
+    }
+    if (m_world.frames[1].model == 0 && Random(2) == 0)
+        m_world.frames[1] = m_world.frames[0];
+    m_lastHome.assign(m_world.frames.size(), 0);
+    for (std::size_t i = 0; i < m_world.frames.size(); ++i) {
+        Frame& frame = m_world.frames[i];
         frame.firmware.assign(frame.flash.begin(), frame.flash.begin() + kTable);
+        frame.on.fill(m_world.Unknown(frame.flash));
+        frame.image = NewImage(i, frame.flash);
     }
 }
 
-// None, single ones, which a second attempt mends, or a row of them, which outlasts all attempts.
+// None, single ones, which a second attempt mends, or a row of them, which outlasts all attempts. Of lies no
+// row: zeros and their sum of zero pass for what the frame holds.
 std::vector<vframe::Fault> Life::SomeFaults() {
-    const unsigned rows = Random(2);
-    const unsigned length = Random(2) == 0 ? 1 : 10 + Random(30);
+    if (Random(2) == 0)
+        return {};
+    const auto kind = static_cast<vframe::FaultKind>(Random(kFaultKinds));
+    const bool single = Random(2) == 0 || kind == vframe::FaultKind::Lie;
+    const unsigned length = single ? 1 : 10 + Random(30);
+    const unsigned first = 1 + Random(160);
+    Note("  " + std::to_string(length) + " commands from " + std::to_string(first) +
+         " on will go wrong, kind " + std::to_string(static_cast<int>(kind)));
     std::vector<vframe::Fault> faults;
-    for (unsigned row = 0; row < rows; ++row) {
-        const unsigned first = 1 + Random(160);
-        const auto kind = static_cast<vframe::FaultKind>(Random(6));
-        Note("  " + std::to_string(length) + " commands from " + std::to_string(first) +
-             " on will go wrong, kind " + std::to_string(static_cast<int>(kind)));
-        for (unsigned command = first; command < first + length; ++command)
-            faults.push_back({command, kind});
-    }
+    for (unsigned command = first; command < first + length; ++command)
+        faults.push_back({command, kind});
     return faults;
 }
 
-void Life::PlugIn(int frame, std::vector<vframe::Fault> faults) {
+void Life::PlugIn(std::size_t frame, std::vector<vframe::Fault> faults) {
     Note("plug in frame " + std::to_string(frame));
-    m_plugged = frame;
-    m_service = &m_program->Bus().Plug(
-        vframe::FlashImage::InMemory(Plugged().flash, "frame " + std::to_string(frame)),
-        {.faults = std::move(faults), .pace = 0});
+    m_plugged = m_lastFrame = frame;
+    m_service = m_program->Bus().Plug(Plugged().image, {.faults = std::move(faults), .pace = 0}).value();
+    m_tally.homeChanges += std::exchange(m_lastHome[frame], m_home) == m_home ? 0 : 1;
+    m_tally.twins += m_world.Foreign(frame, m_home).empty() ? 0 : 1;
 }
 
 // What follows a plug-in: the list is the one that this frame must show, or the frame was refused.
@@ -171,239 +204,91 @@ void Life::ExpectList() {
     Demand(PluggedFlash() == frame.flash, "connecting changes no byte");
     if (!Online())
         return AfterUnplug();
+    Reference& reference = PluggedReference();
+    const Pictures foreign = m_world.Foreign(*m_plugged, m_home);
     m_seen = Listed();
-    Demand(frame.reference.Explains(m_seen), "a frame that comes online shows what is its own");
-    m_tally.recovered += frame.reference.broken ? 1 : 0;
+    Demand(reference.Explains(m_seen, foreign), "a frame that comes online shows what is its own");
+    m_tally.recovered += reference.broken ? 1 : 0;
     m_fromFrame = static_cast<std::size_t>(
         std::ranges::count_if(Records(), [](const store::FileData* record) { return record->inFrame == 1; }));
     m_tally.waitingBack += m_fromFrame < m_seen.size() ? 1 : 0;
-    Demand(frame.reference.broken || frame.reference.stored.size() == m_fromFrame,
+    Demand(reference.broken || reference.unknown || m_fromFrame == reference.stored.size() ||
+               OnFlash(frame.flash).empty(),
            "what the table lists is in the frame");
-    frame.reference.TakeOver(m_seen, m_fromFrame);
+    reference.TakeOver(m_seen, m_fromFrame, foreign);
 }
 
 // Vanished by a fault, refused, or pulled out: nothing of it is seen any more.
 void Life::AfterUnplug() {
-    if (m_plugged < 0)
+    if (!m_plugged)
         return;
     if (!m_program->Bus().Frame(*m_service).IsGone())
         m_program->Bus().Unplug(*m_service);
     store::FinishTransfer();
     Plugged().flash = PluggedFlash();
-    m_plugged = -1;
+    m_plugged.reset();
     m_seen.clear();
     ++m_tally.unplugged;
     Demand(!fuzz::IsOnline(), "an unplugged frame is not online");
 }
 
-// A download ended, well or not.
-void Life::AfterDownload(Frame& frame, const Bytes& flash, bool done) {
+// A download ended, well or not. `before`: the flash when it began.
+void Life::AfterDownload(std::size_t index, const Bytes& before, bool done) {
     ++m_tally.downloads;
-    const bool wasBroken = frame.reference.broken;
+    Frame& frame = m_world.frames[index];
+    Reference& reference = frame.on[m_home];
+    if (frame.flash != before)
+        m_world.AfterChange(index, m_home);
+    const bool wasBroken = reference.broken;
     if (done) {
         Pictures surplus = m_seen;
-        const Pictures onFlash = OnFlash(flash);
+        const Pictures onFlash = OnFlash(frame.flash);
         Demand(onFlash.size() == m_seen.size() && TakeAll(surplus, onFlash),
                "a download that is done has put the list on the frame");
-        Demand(wasBroken || onFlash == m_seen, "in the list's order");
+        Demand(wasBroken || !reference.offered.empty() || onFlash == m_seen, "in the list's order");
         m_seen = onFlash;
         m_fromFrame = m_seen.size();
-        frame.reference.AfterDownload(onFlash);
+        m_world.AfterDownload(index, m_home, onFlash);
         return;
     }
     ++m_tally.failedDownloads;
     Note("  failed");
-    if (Online() && &frame == &Plugged()) {
+    if (Online() && index == *m_plugged) {
         const Pictures listed = Listed();
         Pictures surplus = listed;
         Demand(surplus.size() == m_seen.size() && TakeAll(surplus, m_seen), "a download loses no picture");
         // One that was to mend a broken-off one has put the list into its old order.
-        Demand(wasBroken || listed == m_seen, "nor the order");
+        Demand(wasBroken || !reference.offered.empty() || listed == m_seen, "nor the order");
         m_seen = listed;
     }
-    frame.reference.AfterFailedDownload(m_seen);
+    reference.AfterFailedDownload(m_seen, m_fromFrame, frame.flash != before);
 }
 
 void Life::Forget(std::size_t index) {
-    Plugged().reference.Forget(m_seen, index, m_fromFrame);
+    m_world.Deleted(m_seen[index]);
+    PluggedReference().Forget(m_seen, index, m_fromFrame);
     m_fromFrame -= index < m_fromFrame ? 1 : 0;
     m_seen.erase(m_seen.begin() + static_cast<std::ptrdiff_t>(index));
 }
 
-void Life::Attach() {
-    if (m_plugged >= 0)
-        return;
-    PlugIn(static_cast<int>(Random(2)), SomeFaults());
-    m_program->Settle();
-    ExpectList();
-}
-
-void Life::AttachAndUnplugAtOnce() {
-    if (m_plugged >= 0)
-        return;
-    PlugIn(static_cast<int>(Random(2)), {});
-    std::this_thread::sleep_for(std::chrono::microseconds(Random(3000)));
-    Note("unplug it at once");
-    const Frame& frame = Plugged();
-    const Bytes before = frame.flash;
-    AfterUnplug();
-    Demand(frame.flash == before, "connecting changes no byte");
-}
-
-void Life::Detach() {
-    if (m_plugged < 0)
-        return;
-    Note("unplug");
-    AfterUnplug();
-}
-
-void Life::Add() {
-    if (!Online())
-        return;
-    const Path source = Source(Random(kSources));
-    Note("add " + source.filename().string());
-    const int free = store::Store().TotolFlashSizeForPic;
-    const picture::BatchReport report = picture::AddPictures({source}, {}, picture::AfterRefusal::GoOn);
-    if (!report.added.empty()) {
-        const Bytes stream = ReadFile(store::StreamPath(report.added[0].picture.name)).value_or(Bytes());
-        Demand(static_cast<int>(stream.size()) == report.added[0].picture.bytes && !stream.empty(),
-               "an added picture has its stream");
-        m_seen.push_back(stream);
-        Plugged().reference.waiting.push_back(stream);
-    } else {
-        const int limit = Plugged().limit;
-        Demand((limit != 0 && static_cast<int>(m_seen.size()) >= limit) || free < 4096,
-               "a picture that fits is taken");
-    }
-}
-
-// The batch's own task, and the plug pulled meanwhile.
-void Life::AddBatchAndUnplug() {
-    if (!Online() || !store::StartTransfer())
-        return;
-    Note("add a batch and unplug");
-    std::vector<Path> files;
-    for (unsigned count = 1 + Random(4); count > 0; --count)
-        files.push_back(Source(Random(kSources)));
-    Plugged().reference.perhaps = files.size();
-    platform::Task task([&files] { picture::ProcessMorePic(files); });
-    std::this_thread::sleep_for(std::chrono::microseconds(Random(3000)));
-    m_program->Bus().Unplug(*m_service);
-    task.Join();
-    AfterUnplug();
-}
-
-void Life::Delete() {
-    if (!Online() || m_seen.empty())
-        return;
-    const unsigned position = Random(static_cast<unsigned>(m_seen.size()) + 1);  // 0: none is selected
-    Note("delete " + std::to_string(position));
-    store::Store().gmyCurrentSelectItem = static_cast<int>(position);
-    store::DeletePictures();
-    Forget(position == 0 ? m_seen.size() - 1 : position - 1);
-}
-
-void Life::DeleteAll() {
-    if (!Online())
-        return;
-    Note("delete all");
-    store::Store().gmyDeleteAll = true;
-    store::DeletePictures();
-    store::Store().gmyDeleteAll = false;
-    while (!m_seen.empty())
-        Forget(m_seen.size() - 1);
-}
-
-void Life::Download() {
-    if (!Online())
-        return;
-    Note("download");
-    const bool done = fuzz::DownloadNow(m_program->Bus());
-    AfterDownload(Plugged(), PluggedFlash(), done);
-    if (!Online())
-        AfterUnplug();
-}
-
-// The frame vanishes with one command of many half done.
-void Life::DownloadBrokenOff() {
-    if (!Online())
-        return;
-    const unsigned command = 1 + Random(45);
-    Note("after " + std::to_string(command) + " commands the frame vanishes");
-    m_program->Bus().Order(*m_service, {command, vframe::FaultKind::Half});
-    m_program->Bus().Order(*m_service, {command + 1, vframe::FaultKind::Unplug});
-    Download();
-}
-
-void Life::DownloadAndUnplug() {
-    if (!Online() || !store::BeginDownload())
-        return;
-    Note("download and unplug");
-    bool done = false;
-    platform::Task task([&done] { done = store::TranspotPic(); });
-    std::this_thread::sleep_for(std::chrono::microseconds(Random(1200)));
-    platform::BusService& first = *m_service;
-    const int firstFrame = std::exchange(m_plugged, -1);
-    m_program->Bus().Unplug(first);
-    if (Random(2) == 0)
-        PlugIn(1 - firstFrame, {});  // while the task of the first may still be ending
-    task.Join();
-    m_program->Settle();
-
-    Frame& frame = m_frames[static_cast<std::size_t>(firstFrame)];
-    frame.flash = m_program->Bus().Frame(first).FlashBytes();
-    AfterDownload(frame, frame.flash, done);
-    ++m_tally.unplugged;
-    m_seen.clear();
-    if (m_plugged >= 0)
-        ExpectList();
-}
-
-void Life::Save() {
-    if (!Online())
-        return;
-    Note("save");
-    const Path folder = m_home / "saved";
-    std::error_code ignored;
-    std::filesystem::remove_all(folder, ignored);
-    std::filesystem::create_directory(folder, ignored);
-    const store::SaveReport report = store::SavePictures(folder);
-    Demand(report.failed.empty() && report.saved == static_cast<int>(m_seen.size()),
-           "every picture that is seen can be saved");
-}
-
-// One program drives one frame: the second is not even looked at.
-void Life::OtherFrame() {
-    if (!Online())
-        return;
-    Note("a second frame comes and goes");
-    const Bytes flash = m_frames[static_cast<std::size_t>(1 - m_plugged)].flash;
-    platform::BusService& service =
-        m_program->Bus().Plug(vframe::FlashImage::InMemory(flash, "the other frame"));
-    const bool stillThere = Online();
-    m_program->Bus().Unplug(service);
-    Demand(m_program->Bus().Frame(service).FlashBytes() == flash, "a second frame is left alone");
-    if (!stillThere)
-        AfterUnplug();
-}
-
 // The program ends, as it stands, and another one begins.
-void Life::Restart() {
-    Note("restart");
-    if (m_plugged >= 0)
+void Life::StartProgram(std::size_t home) {
+    if (m_plugged)
         Plugged().flash = PluggedFlash();
-    m_plugged = -1;
+    m_plugged.reset();
     m_seen.clear();
+    m_home = home;
     m_program.reset();
-    m_program.emplace(m_home, StateFolder());
+    m_program.emplace(m_world.homes[home].folder, m_world.homes[home].StateFolder());
 }
 
 void Life::Check() {
-    for (int i = 0; i < 2; ++i) {
-        const Bytes flash = i == m_plugged ? PluggedFlash() : m_frames[static_cast<std::size_t>(i)].flash;
-        const Bytes& firmware = m_frames[static_cast<std::size_t>(i)].firmware;
-        Demand(std::equal(firmware.begin(), firmware.end(), flash.begin()), "firmware is never written");
-    }
+    if (m_plugged)
+        Plugged().flash = PluggedFlash();
+    for (const Frame& frame : m_world.frames)
+        Demand(std::equal(frame.firmware.begin(), frame.firmware.end(), frame.flash.begin()),
+               "firmware is never written");
+    Demand(m_world.Lost() == 0, "no picture is lost");
     if (!Online())
         return;
     const store::StoreState& store = store::Store();

@@ -7,6 +7,7 @@
 #include <string>
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include "tests/lives/life.h"
 #include "tests/support/temporary_folder.h"
@@ -20,22 +21,28 @@ unsigned Setting(const char* name, unsigned otherwise) {
 }
 
 TEST(Lives, WhatIsSeenIsWhatThereIs) {
-    const test::TemporaryFolder home;
+    // Thousands of files are synced: in memory where there is such a folder.
+    const test::TemporaryFolder home(::access("/dev/shm", W_OK) == 0 ? "/dev/shm" : testing::TempDir());
     Life::MakeSources(home.Get());
     const unsigned first = Setting("LUMATO_LIVES_SEED", 1);
     const unsigned count = Setting("LUMATO_LIVES", 200);
     Tally tally;
-    for (unsigned seed = first; seed < first + count; ++seed) {
+    for (unsigned seed = first, faults = 0; seed < first + count && faults < 20; ++seed) {
         const std::string fault = Life(home.Get(), seed, tally).Run();
-        ASSERT_EQ(fault, "") << "LUMATO_LIVES_SEED=" << seed << " LUMATO_LIVES=1";
+        if (fault.empty())
+            continue;
+        ++faults;
+        ADD_FAILURE() << "LUMATO_LIVES_SEED=" << seed << " LUMATO_LIVES=1: " << fault;
     }
     std::printf(
-        "%d lives, %d steps, %d downloads, %d of them failed, %d unplugged, pictures waited at %d "
-        "connections, %d after a failed download\n",
-        tally.lives, tally.steps, tally.downloads, tally.failedDownloads, tally.unplugged, tally.waitingBack,
-        tally.recovered);
+        "%d lives, %d steps, %d downloads, %d of them failed, %d unplugged, %d killed, pictures waited at %d "
+        "connections, %d after a failed download, %d with a twin's pictures waiting, %d on another computer; "
+        "%d pictures overwritten there\n",
+        tally.lives, tally.steps, tally.downloads, tally.failedDownloads, tally.unplugged, tally.killed,
+        tally.waitingBack, tally.recovered, tally.twins, tally.homeChanges, tally.overwritten);
     EXPECT_TRUE(count < 100 || (tally.downloads > 0 && tally.failedDownloads > 0 && tally.unplugged > 0 &&
-                                tally.waitingBack > 0 && tally.recovered > 0));
+                                tally.waitingBack > 0 && tally.recovered > 0 && tally.twins > 0 &&
+                                tally.homeChanges > 0 && tally.killed > 0));
 }
 
 }  // namespace

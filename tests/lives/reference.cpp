@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "base/bytes.h"
+#include "store/journal_folder.h"
 
 namespace lumato::lives {
 namespace {
@@ -42,10 +43,26 @@ bool TakeAll(Pictures& pictures, const Pictures& wanted) {
     });
 }
 
+void TakeSome(Pictures& pictures, const Pictures& wanted) {
+    for (const Bytes& picture : wanted)
+        TakeAll(pictures, {picture});
+}
+
+bool Has(const Pictures& pictures, const Bytes& picture) {
+    return std::ranges::find(pictures, picture) != pictures.end();
+}
+
+void Append(Pictures& pictures, const Pictures& more) {
+    pictures.insert(pictures.end(), more.begin(), more.end());
+}
+
 Pictures OnFlash(const Bytes& flash) {
     Pictures found;
-    for (std::size_t at = kTable + 16; at < kTable + 16 + 509 * 8; at += 8) {
-        const ByteSpan slot = ByteSpan(flash).subspan(at, 8);
+    const ByteSpan table = ByteSpan(flash).subspan(kTable, 4096);
+    if (!std::equal(table.begin(), table.begin() + 4, "ABFS") || table[4094] != 0x55 || table[4095] != 0xAA)
+        return found;
+    for (std::size_t at = 16; at < 16 + 509 * 8; at += 8) {
+        const ByteSpan slot = table.subspan(at, 8);
         const auto address = static_cast<std::size_t>(GetLe24(slot.subspan(1)));
         const auto length = static_cast<std::size_t>(GetLe24(slot.subspan(5)));
         if (slot[0] == 1 && address + length <= flash.size())
@@ -55,29 +72,60 @@ Pictures OnFlash(const Bytes& flash) {
     return found;
 }
 
-bool Reference::Explains(const Pictures& seen) const {
-    Pictures due = stored;
-    due.insert(due.end(), waiting.begin(), waiting.end());
-    if (!broken)
-        return seen.size() <= due.size() + perhaps && StartsWith(seen, due);
-    Pictures surplus = seen;
-    if (!TakeAll(surplus, due))
-        return false;
-    if (deleted.empty())
-        due.insert(due.end(), surplus.begin(), surplus.end());
-    for (const Bytes& picture : deleted)
-        TakeAll(surplus, {picture});
-    return surplus.size() <= perhaps && (anyOrder || !deleted.empty() || IsShuffled(seen, due));
+Pictures InJournals(const Path& stateFolder) {
+    Pictures found;
+    for (const store::JournalPlace& place : store::JournalPlaces(stateFolder)) {
+        const auto journal = store::ReadJournal(place.folder);
+        for (const store::JournalPicture& picture :
+             journal ? journal->pictures : std::vector<store::JournalPicture>()) {
+            if (auto stream = store::ReadStream(place.folder, picture))
+                found.push_back(std::move(*stream));
+        }
+    }
+    return found;
 }
 
-void Reference::TakeOver(const Pictures& seen, std::size_t inFrame) {
+Pictures Reference::Due() const {
+    Pictures due = stored;
+    Append(due, waiting);
+    TakeSome(due, offered);
+    return due;
+}
+
+bool Reference::Explains(const Pictures& seen, const Pictures& foreign) const {
+    if (unknown)
+        return true;
+    Pictures surplus = seen;
+    Pictures due = Due();
+    if (!TakeAll(surplus, due))
+        return false;
+    Pictures strangers = surplus;
+    TakeSome(strangers, offered);
+    std::erase_if(strangers, [&](const Bytes& picture) { return Has(foreign, picture); });
+    const bool anyForeign = strangers.size() < surplus.size();
+    std::erase_if(strangers, [&](const Bytes& picture) { return Has(perhaps, picture); });
+    if (!broken)
+        return strangers.empty() && StartsWith(seen, stored) &&
+               (anyForeign || !offered.empty() || StartsWith(seen, due));
+    TakeSome(strangers, deleted);
+    Append(due, surplus);
+    return strangers.empty() &&
+           (anyForeign || !offered.empty() || anyOrder || !deleted.empty() || IsShuffled(seen, due));
+}
+
+void Reference::TakeOver(const Pictures& seen, std::size_t inFrame, const Pictures& foreign) {
+    Pictures surplus = seen;
+    TakeSome(surplus, Due());
+    std::erase_if(surplus,
+                  [&](const Bytes& picture) { return !Has(foreign, picture) && !Has(offered, picture); });
+    offered = surplus;
     const auto split = seen.begin() + static_cast<std::ptrdiff_t>(inFrame);
     waiting.assign(split, seen.end());
     if (broken)
         stored.assign(seen.begin(), split);
     else
         deleted.clear();
-    perhaps = 0;
+    perhaps.clear();
 }
 
 void Reference::Forget(const Pictures& seen, std::size_t index, std::size_t inFrame) {
@@ -87,6 +135,9 @@ void Reference::Forget(const Pictures& seen, std::size_t index, std::size_t inFr
         waiting.erase(waiting.begin() + static_cast<std::ptrdiff_t>(index - inFrame));
     if (broken || index < inFrame)
         deleted.push_back(seen[index]);
+    if (broken)
+        onlyOnFrame.push_back(seen[index]);
+    TakeAll(offered, {seen[index]});
 }
 
 void Reference::AfterDownload(const Pictures& onFlash) {
@@ -94,11 +145,115 @@ void Reference::AfterDownload(const Pictures& onFlash) {
     stored = onFlash;
 }
 
-void Reference::AfterFailedDownload(const Pictures& seen) {
+void Reference::AfterFailedDownload(const Pictures& seen, std::size_t inFrame, bool frameChanged) {
+    if (!broken) {
+        onlyOnFrame.assign(seen.begin(), seen.begin() + static_cast<std::ptrdiff_t>(inFrame));
+        Append(onlyOnFrame, deleted);
+    }
     stored = seen;
     waiting.clear();
     anyOrder = broken;
     broken = true;
+    if (frameChanged)
+        offered.clear();
+}
+
+Pictures Reference::Kept() const {
+    Pictures kept = broken ? Due() : waiting;
+    TakeSome(kept, broken ? onlyOnFrame : offered);
+    return kept;
+}
+
+Pictures Reference::MayBeOffered() const {
+    Pictures all = broken ? stored : Pictures();
+    Append(all, waiting);
+    Append(all, offered);
+    Append(all, deleted);
+    Append(all, perhaps);
+    return all;
+}
+
+Pictures World::Foreign(std::size_t frame, std::size_t home) const {
+    const auto model = static_cast<std::size_t>(frames[frame].model);
+    Pictures foreign = homes[home].mayBeOffered[model];
+    for (const Frame& other : frames) {
+        if (&other != &frames[frame] && other.model == frames[frame].model)
+            Append(foreign, other.on[home].MayBeOffered());
+    }
+    return foreign;
+}
+
+Reference World::Unknown(const Bytes& flash) const {
+    Reference reference;
+    reference.stored = OnFlash(flash);
+    reference.unknown = !std::ranges::all_of(
+        reference.stored, [&](const Bytes& picture) { return Has(everyPicture, picture); });
+    return reference;
+}
+
+Pictures World::OnFrames() const {
+    Pictures all;
+    for (const Frame& frame : frames)
+        Append(all, OnFlash(frame.flash));
+    return all;
+}
+
+void World::AfterChange(std::size_t frame, std::size_t home) {
+    const auto model = static_cast<std::size_t>(frames[frame].model);
+    for (std::size_t other = 0; other < kHomes; ++other) {
+        if (other == home)
+            continue;
+        Reference& reference = frames[frame].on[other];
+        Append(homes[other].kept, reference.Kept());
+        Append(homes[other].mayBeOffered[model], reference.MayBeOffered());
+        if (reference.broken) {
+            Pictures safe = OnFrames();
+            Append(safe, InJournals(homes[other].StateFolder()));
+            overwritten += static_cast<int>(
+                std::ranges::count_if(reference.onlyOnFrame, [&](const Bytes& p) { return !Has(safe, p); }));
+        }
+        reference = Unknown(frames[frame].flash);
+    }
+}
+
+void World::AfterDownload(std::size_t frame, std::size_t home, const Pictures& onFlash) {
+    frames[frame].on[home].AfterDownload(onFlash);
+    for (Frame& twin : frames) {
+        Reference& reference = twin.on[home];
+        Pictures there = onFlash;
+        if (&twin != &frames[frame] && twin.model == frames[frame].model && !reference.broken &&
+            TakeAll(there, reference.waiting))
+            reference.offered = reference.waiting;
+    }
+    std::erase_if(homes[home].kept, [&](const Bytes& picture) { return Has(onFlash, picture); });
+}
+
+void World::Clone(std::size_t frame, const Path& image, const Bytes& flash) {
+    Frame clone = frames[frame];
+    clone.image = image;
+    clone.flash = flash;
+    clone.on.fill(Unknown(flash));
+    frames.push_back(clone);
+}
+
+void World::Deleted(const Bytes& picture) {
+    for (Home& home : homes)
+        std::erase(home.kept, picture);
+}
+
+std::size_t World::Lost() const {
+    std::size_t lost = 0;
+    const Pictures onFrames = OnFrames();
+    for (std::size_t home = 0; home < kHomes; ++home) {
+        Pictures kept = homes[home].kept;
+        for (const Frame& frame : frames)
+            Append(kept, frame.on[home].Kept());
+        Pictures safe = InJournals(homes[home].StateFolder());
+        Append(safe, onFrames);
+        lost += static_cast<std::size_t>(
+            std::ranges::count_if(kept, [&](const Bytes& picture) { return !Has(safe, picture); }));
+    }
+    return lost;
 }
 
 }  // namespace lumato::lives

@@ -1,0 +1,204 @@
+// The steps of a life.
+#include <chrono>
+#include <csignal>
+#include <thread>
+#include <utility>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "picture/add_pictures.h"
+#include "store/transfer.h"
+#include "tests/lives/life.h"
+
+namespace lumato::lives {
+namespace {
+
+constexpr std::size_t kMostFrames = 4;
+
+}  // namespace
+
+// As often as not the frame that was there last.
+std::size_t Life::SomeFrame() {
+    return Random(2) == 0 ? m_lastFrame : Random(static_cast<unsigned>(m_world.frames.size()));
+}
+
+void Life::Attach() {
+    Detach();
+    PlugIn(SomeFrame(), SomeFaults());
+    m_program->Settle();
+    ExpectList();
+}
+
+void Life::AttachAndUnplugAtOnce() {
+    Detach();
+    PlugIn(SomeFrame(), {});
+    std::this_thread::sleep_for(std::chrono::microseconds(Random(3000)));
+    Note("unplug it at once");
+    const Frame& frame = Plugged();
+    const Bytes before = frame.flash;
+    AfterUnplug();
+    Demand(frame.flash == before, "connecting changes no byte");
+}
+
+void Life::Detach() {
+    if (!m_plugged)
+        return;
+    Note("unplug");
+    AfterUnplug();
+}
+
+void Life::Add() {
+    if (!Online())
+        return;
+    const Path source = Source(Random(kSources));
+    Note("add " + source.filename().string());
+    const int free = store::Store().TotolFlashSizeForPic;
+    const picture::BatchReport report = picture::AddPictures({source}, {}, picture::AfterRefusal::GoOn);
+    if (!report.added.empty()) {
+        const Bytes stream = ReadFile(store::StreamPath(report.added[0].picture.name)).value_or(Bytes());
+        Demand(static_cast<int>(stream.size()) == report.added[0].picture.bytes && !stream.empty(),
+               "an added picture has its stream");
+        m_seen.push_back(stream);
+        m_world.everyPicture.push_back(stream);
+        PluggedReference().waiting.push_back(stream);
+    } else {
+        const int limit = Plugged().limit;
+        Demand((limit != 0 && static_cast<int>(m_seen.size()) >= limit) || free < 4096,
+               "a picture that fits is taken");
+    }
+}
+
+// The batch's own task, and the plug pulled meanwhile.
+void Life::AddBatchAndUnplug() {
+    if (!Online() || !store::StartTransfer())
+        return;
+    Note("add a batch and unplug");
+    std::vector<Path> files;
+    for (unsigned count = 1 + Random(4); count > 0; --count)
+        files.push_back(Source(Random(kSources)));
+    Reference& reference = PluggedReference();
+    platform::Task task([&files] { picture::ProcessMorePic(files); });
+    std::this_thread::sleep_for(std::chrono::microseconds(Random(3000)));
+    m_program->Bus().Unplug(*m_service);
+    task.Join();
+    AfterUnplug();
+    reference.perhaps = InJournals(m_world.homes[m_home].StateFolder());
+    Append(m_world.everyPicture, reference.perhaps);
+}
+
+void Life::Delete() {
+    if (!Online() || m_seen.empty())
+        return;
+    const unsigned position = Random(static_cast<unsigned>(m_seen.size()) + 1);  // 0: none is selected
+    Note("delete " + std::to_string(position));
+    store::Store().gmyCurrentSelectItem = static_cast<int>(position);
+    store::DeletePictures();
+    Forget(position == 0 ? m_seen.size() - 1 : position - 1);
+}
+
+void Life::DeleteAll() {
+    if (!Online())
+        return;
+    Note("delete all");
+    store::Store().gmyDeleteAll = true;
+    store::DeletePictures();
+    store::Store().gmyDeleteAll = false;
+    while (!m_seen.empty())
+        Forget(m_seen.size() - 1);
+}
+
+void Life::Download() {
+    if (!Online())
+        return;
+    Note("download");
+    const Bytes before = PluggedFlash();
+    const bool done = fuzz::DownloadNow(m_program->Bus());
+    Plugged().flash = PluggedFlash();
+    AfterDownload(*m_plugged, before, done);
+    if (!Online())
+        AfterUnplug();
+}
+
+// The frame vanishes with one command of many half done, or soon after one that it only said it had done.
+void Life::DownloadBrokenOff() {
+    if (!Online())
+        return;
+    const unsigned command = 1 + Random(45);
+    const bool lies = Random(3) == 0;
+    const unsigned last = command + 1 + (lies ? Random(10) : 0);
+    Note("command " + std::to_string(command) + (lies ? " is a lie" : " is half done") +
+         ", and the frame vanishes at " + std::to_string(last));
+    m_program->Bus().Order(*m_service, {command, lies ? vframe::FaultKind::Lie : vframe::FaultKind::Half});
+    m_program->Bus().Order(*m_service, {last, vframe::FaultKind::Unplug});
+    Download();
+}
+
+void Life::DownloadAndUnplug() {
+    if (!Online() || !store::BeginDownload())
+        return;
+    Note("download and unplug");
+    const Bytes before = PluggedFlash();
+    bool done = false;
+    platform::Task task([&done] { done = store::TranspotPic(); });
+    std::this_thread::sleep_for(std::chrono::microseconds(Random(1200)));
+    platform::BusService& first = *m_service;
+    const std::size_t firstFrame = *std::exchange(m_plugged, {});
+    m_program->Bus().Unplug(first);
+    if (Random(2) == 0)
+        PlugIn((firstFrame + 1) % m_world.frames.size(),
+               {});  // while the task of the first may still be ending
+    task.Join();
+    m_program->Settle();
+
+    m_world.frames[firstFrame].flash = m_program->Bus().Frame(first).FlashBytes();
+    AfterDownload(firstFrame, before, done);
+    ++m_tally.unplugged;
+    m_seen.clear();
+    if (m_plugged)
+        ExpectList();
+}
+
+// The program is killed somewhere in its download: a process of its own, so that nothing is tidied up.
+void Life::DownloadAndKill() {
+    if (!Online())
+        return;
+    Note("download and kill the program");
+    const Bytes before = PluggedFlash();
+    const pid_t child = ::fork();
+    if (child == 0) {
+        static_cast<void>(fuzz::DownloadNow(m_program->Bus()));
+        ::_exit(0);
+    }
+    std::this_thread::sleep_for(std::chrono::microseconds(Random(4000)));
+    ::kill(child, SIGKILL);
+    ::waitpid(child, nullptr, 0);
+    ++m_tally.killed;
+    Plugged().flash = PluggedFlash();
+    AfterDownload(*m_plugged, before, false);
+    StartProgram(m_home);
+}
+
+// The image is copied, as it stands.
+void Life::Clone() {
+    if (m_world.frames.size() >= kMostFrames)
+        return;
+    const std::size_t frame = SomeFrame();
+    const std::size_t number = m_world.frames.size();
+    Note("frame " + std::to_string(number) + " is made, as frame " + std::to_string(frame));
+    const Bytes flash = m_plugged == frame ? PluggedFlash() : m_world.frames[frame].flash;
+    m_world.Clone(frame, NewImage(number, flash), flash);
+    m_lastHome.push_back(m_home);
+}
+
+void Life::Restart() {
+    Note("restart");
+    StartProgram(m_home);
+}
+
+void Life::OtherHome() {
+    Note("go to computer " + std::to_string(1 - m_home));
+    StartProgram(1 - m_home);
+}
+
+}  // namespace lumato::lives
