@@ -5,7 +5,6 @@
 #include <cstdio>
 
 #include "flash/checked_transfer.h"
-#include "store/download_plan.h"
 #include "store/picture_table.h"
 #include "store/recovery.h"
 #include "store/safekeeping.h"
@@ -46,7 +45,7 @@ class Estimate {
 void WritePictureBlocks(Estimate& estimate, int start, int total) {
     const int offset = start % kBlockSize;
     if (total > 0 && offset != 0) {
-        const int size = std::min(kBlockSize, store::WritableEnd() - (start - offset));
+        const int size = std::min(kBlockSize, store::Store().geometry.writableEnd - (start - offset));
         estimate.Read(size);
         estimate.Write(size);
         total -= std::min(total, kBlockSize - offset);
@@ -73,21 +72,21 @@ tl::expected<DownloadWork, Failure> PlanDownload() {
     if (total > 0 && state.gmyPictureData->count > store::kMostPictures)
         return tl::unexpected<Failure>(
             Failure{kRefused, "the frame's picture table has no room for so many pictures"});
-    if (std::int64_t{start} + total > store::WritableEnd())
+    if (!state.geometry.CanWrite(start, total))
         return tl::unexpected<Failure>(Failure{kRefused, "the pictures are larger than the frame's flash"});
-    const bool fromScratch = start == store::PictureAreaStart() && total > 0;
+    const bool fromScratch = start == state.geometry.PictureAreaStart() && total > 0;
 
     Estimate estimate;
     estimate.Read(kBlockSize);  // the table's block, which is then made invalid
     estimate.Write(kBlockSize);
     if (!fromScratch) {
         for (const auto& [address, bytes] : state.blocksAtRisk) {
-            if (address != state.G_PicListAddress)
+            if (address != state.geometry.tableAddress)
                 estimate.Write(static_cast<int>(bytes.size()));
         }
         estimate.Read(kBlockSize);
     }
-    const int besideTable = std::clamp(state.G_PicListAddress + kBlockSize - start, 0, total);
+    const int besideTable = std::clamp(state.geometry.tableAddress + kBlockSize - start, 0, total);
     WritePictureBlocks(estimate, start + besideTable, total - besideTable);
     estimate.Write(kBlockSize);
     return estimate.Work();

@@ -5,17 +5,16 @@
 #include "cli/bus_filter.h"
 #include "cli/commands.h"
 #include "cli/look.h"
+#include "flash/process_flash.h"
 #include "platform/linux/folders.h"
 #include "platform/linux/mount_table.h"
-#include "store/journal.h"
+#include "store/journal_evidence.h"
 #include "store/journal_folder.h"
 #include "store/picture_table.h"
 #include "store/store.h"
 
 namespace lumato::cli {
 namespace {
-
-constexpr int kMostJournals = 99;
 
 struct Facts {
     std::string node;
@@ -36,10 +35,10 @@ int StoredPictures() {
 // What a connection would make of the journal, as far as the table tells.
 bool LeavesSomethingDue(const store::Journal& journal) {
     const store::StoreState& state = store::Store();
-    if (journal.phase == store::Journal::Phase::Additions)
-        return !journal.pictures.empty();
+    if (store::IndividualOf(journal) == store::Individual::Another)
+        return false;
     if (!store::IsTable(state.tableOnFrame))
-        return true;
+        return journal.phase == store::Journal::Phase::Download || !journal.pictures.empty();
     return state.tableOnFrame == journal.tableBefore &&
            std::ranges::any_of(journal.pictures,
                                [](const store::JournalPicture& picture) { return picture.address == 0; });
@@ -49,15 +48,11 @@ bool LeavesSomethingDue(const store::Journal& journal) {
 bool DownloadLooksDue(const std::optional<Path>& home) {
     store::StoreState& state = store::Store();
     state.statePath = platform::StateFolder(home);
-    for (int number = 1; number <= kMostJournals; ++number) {
-        const auto bytes = ReadPlainFile(store::JournalFolder(number) / "journal");
-        if (!bytes)
-            return false;
-        const auto journal = store::DecodeJournal(*bytes);
-        if (journal && journal->frame == state.frameIdentity && LeavesSomethingDue(*journal))
-            return true;
-    }
-    return false;
+    state.frameIndividual = flash::Flash().m_PtrPF->Frame().Individual();
+    return std::ranges::any_of(store::JournalFoldersOfFrame(), [&](const Path& folder) {
+        const auto journal = store::ReadJournal(folder);
+        return journal && journal->frame == state.frameIdentity && LeavesSomethingDue(*journal);
+    });
 }
 
 // Where a disk behind this node is mounted, whole or by its first partition.

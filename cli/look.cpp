@@ -163,7 +163,6 @@ Result<bool> Look::Open(platform::BusService& service) {
     platform::CurrentServices().bus = &bus;
     device::Link().frame = &reader;
     m_link = std::make_unique<device::CCommUSB>();
-    flash::Flash().device = m_link.get();
     m_link->IniUSBDevice();
     const bool isFrame = device::Link().task.Joinable();
     device::Link().task.Join();

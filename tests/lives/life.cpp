@@ -216,6 +216,9 @@ void Life::ExpectList() {
                OnFlash(frame.flash).empty(),
            "what the table lists is in the frame");
     reference.TakeOver(m_seen, m_fromFrame, foreign);
+    // What a download that was taken for failed has put under a whole table, the next journal may be without.
+    if (reference.broken)
+        Append(reference.onlyOnFrame, OnFlash(frame.flash));
 }
 
 // Vanished by a fault, refused, or pulled out: nothing of it is seen any more.
