@@ -79,7 +79,10 @@ int Forget(const KeptJournal& journal, const Path& home, const Output& output) {
 
 int RunRecover(const Arguments& arguments, const Output& output) {
     const Path state = platform::StateFolder(arguments.home);
-    const std::vector<KeptJournal> journals = store::KeptJournals(state);
+    const Result<std::vector<KeptJournal>> read = store::KeptJournals(state);
+    if (!read)
+        return output.Failed(kRefused, read.error().message);
+    const std::vector<KeptJournal>& journals = *read;
     if (arguments.position == 0)
         return List(journals, output);
     if (arguments.saveFolder && LiesBelow(*arguments.saveFolder, state / "recovery"))

@@ -90,9 +90,10 @@ Path FileIn(const Path& folder, int number, const char* ending) {
 
 }  // namespace
 
-std::vector<KeptJournal> KeptJournals(const Path& statePath) {
+Result<std::vector<KeptJournal>> KeptJournals(const Path& statePath) {
     std::vector<KeptJournal> all;
-    for (const JournalPlace& place : JournalPlaces(statePath)) {
+    LUMATO_TRY(const std::vector<JournalPlace> places, JournalPlaces(statePath));
+    for (const JournalPlace& place : places) {
         KeptJournal kept;
         kept.number = place.number;
         kept.folder = place.folder;

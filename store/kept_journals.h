@@ -22,8 +22,8 @@ struct KeptJournal {
     std::uint32_t time = 0;  // seconds since 1970 when it was written; 0: not known
 };
 
-// By number.
-[[nodiscard]] std::vector<KeptJournal> KeptJournals(const Path& statePath);
+// By number. Errors: Unreadable.
+[[nodiscard]] Result<std::vector<KeptJournal>> KeptJournals(const Path& statePath);
 
 struct GivenOut {
     int saved = 0;

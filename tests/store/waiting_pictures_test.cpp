@@ -171,13 +171,19 @@ TEST_F(WaitingPicturesTest, AJournalThatCannotBeReadKeepsTheFrameFromBeingTakenF
     const Bytes left = BreakOff(flash);
     Restart();
     const Path journal = fs::directory_iterator(Journals())->path() / "journal";
-    fs::rename(journal, Home() / "kept");
-    fs::create_directory(journal);
-    Crash(left);
-    EXPECT_EQ(LastConnection(), Connection::ReadBackFailed);
-    EXPECT_FALSE(Download());
-    fs::remove(journal);
-    fs::rename(Home() / "kept", journal);
+    // Itself, and the folder of all, which a link to itself keeps even root from.
+    for (const Path& closed : {journal, Journals().parent_path()}) {
+        fs::rename(closed, Home() / "kept");
+        if (closed == journal)
+            fs::create_directory(closed);
+        else
+            fs::create_symlink(closed, closed);
+        Crash(left);
+        EXPECT_EQ(LastConnection(), Connection::ReadBackFailed) << closed;
+        EXPECT_FALSE(Download()) << closed;
+        fs::remove(closed);
+        fs::rename(Home() / "kept", closed);
+    }
     Crash(left);
     EXPECT_THAT(Listed(), testing::UnorderedElementsAre(1000, 500));
 }
