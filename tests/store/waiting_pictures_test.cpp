@@ -3,6 +3,7 @@
 
 #include "store/journal.h"
 #include "store/journal_folder.h"
+#include "store/kept_journals.h"
 #include "store/messages.h"
 #include "store/picture_table.h"
 #include "store/safekeeping.h"
@@ -141,6 +142,8 @@ TEST_F(WaitingPicturesTest, ADamagedStreamCostsNoOtherPicture) {
     Add(300, 7);
     Add(400, 8);
     const Path folder = fs::directory_iterator(Journals())->path();
+    const KeptJournal kept = KeptJournals(Store().statePath).value().at(0);
+    EXPECT_FALSE(GiveOut(kept, folder / "mine", m_codec)) << "would go with the journal";
     const std::string name = HexText(Sha256(MakeStream(300, 7))) + ".stream";
     ASSERT_TRUE(WriteFile(folder / name, Bytes(300)));
     Crash(flash.bytes);
