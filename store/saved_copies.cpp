@@ -37,6 +37,8 @@ Digest EvidenceOf(const Path& target, ByteSpan bytes) {
 }  // namespace
 
 SavedCopies::SavedCopies() {
+    if (Store().statePath.empty())
+        return;
     const auto record = ReadPlainFile(RecordPath(), kMostNoted * sizeof(Digest));
     if (!record)
         return;
@@ -51,7 +53,7 @@ SavedCopies::~SavedCopies() {
     std::vector<std::uint8_t> record;
     for (std::size_t i = m_written.size() - noted; i < m_written.size(); ++i)
         record.insert(record.end(), m_written[i].begin(), m_written[i].end());
-    if (MakePrivateFolder(Store().statePath))
+    if (!Store().statePath.empty() && MakePrivateFolder(Store().statePath))
         static_cast<void>(WriteFile(RecordPath(), record, Links::Replace));
 }
 
