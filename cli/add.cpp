@@ -23,6 +23,8 @@ struct Outcome {
     Added added;    // they are on the frame
     Added waiting;  // kept on this computer, not yet on the frame
     std::vector<std::pair<Path, std::string>> refused;
+    int pictures = 0;   // of the list as it is kept: a frame that vanishes takes the store's along
+    int freeBytes = 0;  // beside them
     std::optional<Failure> failure;    // of the download, or the frame has vanished
     std::optional<DownloadWork> work;  // of a dry run, in which "added" are those that would be
 };
@@ -58,12 +60,11 @@ nlohmann::ordered_json AsJson(const Outcome& outcome, const AddSources& sources)
     for (const BatchReport::Added& one : outcome.waiting)
         waiting.push_back(
             {{"file", sources.NameOf(one.file)}, {"name", one.picture.name}, {"bytes", one.picture.bytes}});
-    const store::StoreState& store = store::Store();
     nlohmann::ordered_json json = {{"added", added},
                                    {"refused", refused},
                                    {"waiting", waiting},
-                                   {"pictures", store.gmyTotalePictureNum},
-                                   {"free_bytes", store.TotolFlashSizeForPic}};
+                                   {"pictures", outcome.pictures},
+                                   {"free_bytes", outcome.freeBytes}};
     if (outcome.work)
         AddTo(json, *outcome.work);
     if (outcome.failure)
@@ -85,10 +86,9 @@ std::string AsText(const Outcome& outcome, const AddSources& sources) {
                                     ? ""
                                     : Grouped(number(outcome.waiting.size())) +
                                           " kept, not yet on the frame (`lumatoctl download` writes them), ";
-    const store::StoreState& store = store::Store();
     return text + Count(number(outcome.added.size()), "picture") + " added, " + waiting + refused +
-           Count(store.gmyTotalePictureNum, "picture") + " in the frame, " +
-           Grouped(store.TotolFlashSizeForPic) + " bytes free";
+           Count(outcome.pictures, "picture") + (outcome.failure ? " in the list, " : " in the frame, ") +
+           Grouped(outcome.freeBytes) + " bytes free";
 }
 
 // Why the list did not get to the frame, if it did not.
@@ -125,6 +125,8 @@ Outcome AddAndDownload(Session& session, const Arguments& arguments) {
     // Asked before the download: a frame that vanishes takes its list along.
     std::vector<bool> kept;
     std::ranges::transform(batch.added, std::back_inserter(kept), IsKept);
+    outcome.pictures = store::Store().gmyTotalePictureNum;
+    outcome.freeBytes = store::Store().TotolFlashSizeForPic;
     Finish(session, arguments, batch.notTried.empty(), outcome);
     if (!outcome.failure) {
         outcome.added = std::move(batch.added);

@@ -98,7 +98,8 @@ class Calls(Story):
     def every_command(self):
         """All that can be called, with what each needs; their outputs are called new."""
         self.write("stream", stream_codec.encode(wave(48, 32), 48, 32, 90, 4))
-        return [("info",), ("list",), ("add", "one.bmp"), ("delete", "1"), ("save", "new"), ("text", "KEY", "default"),
+        return [("info",), ("list",), ("add", "one.bmp"), ("delete", "1"), ("save", "new"), ("download",),
+                ("frames",), ("recover",), ("dump", "new"), ("verify", "frame.img"), ("text", "KEY", "default"),
                 ("compose", "one.bmp", "new", "--lcd", "48x32"), ("encode", "one.bmp", "new", "--size", "48x32"),
                 ("decode", "stream", "new"), ("frame", "render", "frame.img", "1", "new"),
                 ("frame", "new", "new", "--lcd", "48x32", "--flash", "256K"), ("dance",)]
@@ -122,26 +123,34 @@ class Calls(Story):
     def assert_shape(self, answer, shape, where):
         """What was answered is what docs/json.md says: these members of these types, and no others."""
         if isinstance(shape, dict):
-            self.assertEqual(list(answer), list(shape), where)
+            self.assertEqual(list(answer), [name.rstrip("?") for name in shape if name[-1] != "?" or name[:-1] in answer], where)
             for name, inner in shape.items():
-                self.assert_shape(answer[name], inner, where + "." + name)
+                if name.rstrip("?") in answer:
+                    self.assert_shape(answer[name.rstrip("?")], inner, where + "." + name)
         elif isinstance(shape, list):
             for one in answer:
                 self.assert_shape(one, shape[0], where)
         else:
-            self.assertIn({str: "text", int: "number", type(None): "null"}[type(answer)], shape.split(" or "), where)
+            self.assertIn({str: "text", int: "number", float: "number", bool: "boolean", type(None): "null"}[type(answer)], shape.split(" or "), where)
 
     def test_answers_are_as_documented(self):
         with open(os.path.join(os.path.dirname(__file__), "../../docs/json.md")) as file:
             shapes = json.loads(file.read().split("```json")[1].split("```")[0])
         unseen = set(shapes) - {"permit"}  # which changes the computer
-        for call in (*self.every_command(), ("add", "missing.bmp", "one.bmp"), ("info", "--quality"), ("decode", "missing", "x")):
+        for call in (*self.every_command(), ("add", "missing.bmp", "one.bmp"), ("add", "one.bmp", "--dry-run"),
+                     ("delete", "1", "--dry-run"), ("info", "--quality"), ("decode", "missing", "x"),
+                     ("--fault=25:unplug", "add", "one.bmp"), ("frames",), ("list",), ("add", "one.bmp"), ("recover",),
+                     ("--fault=25:unplug", "add", "one.bmp"), ("recover", "1", "--save", "new"), ("recover", "1", "--forget")):
             self.remove("new")
             with self.subTest(call=call):
                 done = self.run_bare("--home=home", "--frame=frame.img", *call, "--json")
                 answer = json.loads(done.stdout)
-                name = "error" if "error" in answer else " ".join(call[:2]) if call[0] == "frame" else call[0]
-                self.assertEqual(name == "error", done.returncode > 0 and call[0] != "add")
+                command = [word for word in call if not word.startswith("--fault")]
+                name = " ".join(command[:2] if command[0] == "frame" else command[:1] + command[2:3] if command[0] == "recover"
+                                else command[:1])
+                if list(answer) == ["error"]:
+                    name = "error"
+                self.assertEqual(name == "error", done.returncode > 0 and command[0] != "add")
                 self.assert_shape(answer, shapes[name], name)
                 unseen -= {name}
         self.assertEqual(unseen, set())

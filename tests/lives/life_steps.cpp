@@ -174,9 +174,12 @@ void Life::DownloadAndKill() {
     ::kill(child, SIGKILL);
     ::waitpid(child, nullptr, 0);
     ++m_tally.killed;
-    Plugged().flash = PluggedFlash();
-    AfterDownload(*m_plugged, before, false);
-    StartProgram(m_home);
+    const std::size_t frame = *m_plugged;
+    const Pictures seen = m_seen;
+    StartProgram(m_home);  // what this one still has in its list, the other one may have moved
+    m_seen = seen;
+    AfterDownload(frame, before, false);
+    m_seen.clear();
 }
 
 // The image is copied, as it stands.

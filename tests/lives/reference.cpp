@@ -147,7 +147,8 @@ void Reference::AfterDownload(const Pictures& onFlash) {
 
 void Reference::AfterFailedDownload(const Pictures& seen, std::size_t inFrame, bool frameChanged) {
     if (!broken) {
-        onlyOnFrame.assign(seen.begin(), seen.begin() + static_cast<std::ptrdiff_t>(inFrame));
+        onlyOnFrame.insert(onlyOnFrame.end(), seen.begin(),
+                           seen.begin() + static_cast<std::ptrdiff_t>(inFrame));
         Append(onlyOnFrame, deleted);
     }
     stored = seen;
@@ -212,7 +213,9 @@ void World::AfterChange(std::size_t frame, std::size_t home) {
             overwritten += static_cast<int>(
                 std::ranges::count_if(reference.onlyOnFrame, [&](const Bytes& p) { return !Has(safe, p); }));
         }
+        const Pictures onlyOnFrame = reference.onlyOnFrame;
         reference = Unknown(frames[frame].flash);
+        reference.onlyOnFrame = onlyOnFrame;
     }
 }
 
@@ -232,7 +235,12 @@ void World::Clone(std::size_t frame, const Path& image, const Bytes& flash) {
     Frame clone = frames[frame];
     clone.image = image;
     clone.flash = flash;
-    clone.on.fill(Unknown(flash));
+    for (Reference& reference : clone.on) {
+        const Pictures onlyOnFrame =
+            reference.onlyOnFrame;  // a journal that fits the clone, too, is without them
+        reference = Unknown(flash);
+        reference.onlyOnFrame = onlyOnFrame;
+    }
     frames.push_back(clone);
 }
 
