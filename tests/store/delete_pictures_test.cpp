@@ -47,7 +47,6 @@ TEST_F(DeletePicturesTest, SavingTakesNothingFromAnybody) {
     namespace fs = std::filesystem;
     ::setenv("XDG_DATA_HOME", (Home() / "xdg").c_str(), 1);
     const Path trash = Home() / "xdg/Trash/files";
-    Store().statePath = Home() / "state";
     const Path to = Home() / "to";
     Delete(1);
     fs::create_directories(to);
