@@ -167,9 +167,9 @@ void AddGeneralOptions(CLI::App& app, Arguments& arguments) {
         ->allow_extra_args(false);
     AddParsed(
         &app, "--pace", arguments.pace,
-        [](const std::string& text) { return ParseReal(text, 0.001, kFarthest); },
-        "a number from 0.001 to " + std::to_string(kFarthest),
-        "the virtual frame takes as long as a real one, X times as fast (0.001 to " +
+        [](const std::string& text) { return ParseReal(text, 0.0001, kFarthest); },
+        "a number from 0.0001 to " + std::to_string(kFarthest),
+        "the virtual frame takes as long as a real one, X times as fast (0.0001 to " +
             std::to_string(kFarthest) + ")")
         ->type_name("X");
     AddFlag(&app, "--json", arguments.json, "one JSON object in place of text for people");
