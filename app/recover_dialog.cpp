@@ -30,12 +30,11 @@ QString SaidOf(const Result<store::GivenOut>& given, const Path& folder) {
 }  // namespace
 
 RecoverDialog::RecoverDialog(const Path& statePath, Path folder, QWidget* parent)
-    : QDialog(parent),
-      m_journals(store::KeptJournals(statePath)),
-      m_folder(std::move(folder)),
-      m_list(new QListWidget(this)),
-      m_said(new QLabel(this)) {
+    : QDialog(parent), m_folder(std::move(folder)), m_list(new QListWidget(this)), m_said(new QLabel(this)) {
     setWindowTitle(Localized("RECOVER_TITLE", "Recover pictures"));
+    Result<std::vector<store::KeptJournal>> journals = store::KeptJournals(statePath);
+    if (journals)
+        m_journals = std::move(*journals);
     for (const store::KeptJournal& journal : m_journals)
         m_list->addItem(Described(journal));
     m_list->setCurrentRow(static_cast<int>(m_journals.size()) - 1);
@@ -43,7 +42,9 @@ RecoverDialog::RecoverDialog(const Path& statePath, Path folder, QWidget* parent
     m_list->setAccessibleName(windowTitle());
     m_said->setWordWrap(true);
     m_said->setTextFormat(Qt::PlainText);
-    if (m_journals.empty())
+    if (!journals)
+        m_said->setText(QString::fromStdString(journals.error().message));
+    else if (m_journals.empty())
         m_said->setText(Localized("RECOVER_NONE", "There is nothing to recover"));
     auto* buttons = new QDialogButtonBox(QDialogButtonBox::Cancel, this);
     buttons->button(QDialogButtonBox::Cancel)->setText(Localized("CANCLE_BUTTON", "Canle"));

@@ -49,10 +49,11 @@ bool DownloadLooksDue(const std::optional<Path>& home) {
     store::StoreState& state = store::Store();
     state.statePath = platform::StateFolder(home);
     state.frameIndividual = flash::Flash().m_PtrPF->Frame().Individual();
-    return std::ranges::any_of(store::JournalFoldersOfFrame(), [&](const Path& folder) {
-        const auto journal = store::ReadJournal(folder);
-        return journal && journal->frame == state.frameIdentity && LeavesSomethingDue(*journal);
-    });
+    return std::ranges::any_of(
+        store::JournalFoldersOfFrame().value_or(std::vector<Path>()), [&](const Path& folder) {
+            const auto journal = store::ReadJournal(folder);
+            return journal && journal->frame == state.frameIdentity && LeavesSomethingDue(*journal);
+        });
 }
 
 // Where a disk behind this node is mounted, whole or by its first partition.

@@ -43,13 +43,6 @@ int List(const std::vector<KeptJournal>& journals, const Output& output) {
     return kDone;
 }
 
-// Files among the journals' own would go with them.
-bool LiesBelow(const Path& folder, const Path& above) {
-    std::error_code ignored;
-    const std::string inner = std::filesystem::weakly_canonical(folder, ignored).string() + "/";
-    return inner.starts_with(std::filesystem::weakly_canonical(above, ignored).string() + "/");
-}
-
 int Save(const KeptJournal& journal, const Path& folder, const Output& output) {
     picture::CRv512Encoder codec;
     const Result<store::GivenOut> given = store::GiveOut(journal, folder, codec);
@@ -79,10 +72,13 @@ int Forget(const KeptJournal& journal, const Path& home, const Output& output) {
 
 int RunRecover(const Arguments& arguments, const Output& output) {
     const Path state = platform::StateFolder(arguments.home);
-    const std::vector<KeptJournal> journals = store::KeptJournals(state);
+    const Result<std::vector<KeptJournal>> read = store::KeptJournals(state);
+    if (!read)
+        return output.Failed(kRefused, read.error().message);
+    const std::vector<KeptJournal>& journals = *read;
     if (arguments.position == 0)
         return List(journals, output);
-    if (arguments.saveFolder && LiesBelow(*arguments.saveFolder, state / "recovery"))
+    if (arguments.saveFolder && store::LiesAmongJournals(*arguments.saveFolder, state))
         return output.Failed(kWrongUsage, "the journals lie there; name another folder");
     const auto found = std::ranges::find(journals, arguments.position, &KeptJournal::number);
     if (found == journals.end())

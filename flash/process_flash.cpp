@@ -34,8 +34,8 @@ bool MayReachChip(const CommandBlock& block) {
     const std::uint8_t instruction = block[10];
     if (block[0] == kOpcodeIn)
         return instruction == kReadStatus || instruction == kRead;
-    return instruction == kWriteEnable || instruction == kWriteStatus || instruction == kPageProgram ||
-           ErasesOneUnit(instruction);
+    return block[0] == kOpcodeOut && (instruction == kWriteEnable || instruction == kWriteStatus ||
+                                      instruction == kPageProgram || ErasesOneUnit(instruction));
 }
 
 }  // namespace

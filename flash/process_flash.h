@@ -67,8 +67,8 @@ class CProcessFlash {
 
   private:
     void PrepareWrite();
-    // Sends one command block; false without a command once the frame has been retired, and for an
-    // instruction that must not reach the chip.
+    // Sends one command block; false without a command once the frame is not there, and for an instruction
+    // that must not reach the chip.
     bool Send(const std::array<std::uint8_t, 16>& block, char* data, int length, int direction);
     // The same without a data phase.
     bool Send(const std::array<std::uint8_t, 16>& block);

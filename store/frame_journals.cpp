@@ -53,7 +53,8 @@ bool IsFinished(const Journal& journal, const std::vector<Digest>& listed, ByteS
 Result<std::string> FrameJournals::Load() {
     std::string damage;
     m_journals.clear();
-    for (const Path& folder : JournalFoldersOfFrame()) {
+    LUMATO_TRY(const std::vector<Path> folders, JournalFoldersOfFrame());
+    for (const Path& folder : folders) {
         Result<Journal> journal = LoadJournal(folder);
         if (journal)
             m_journals.push_back({folder, std::move(*journal)});
@@ -63,7 +64,8 @@ Result<std::string> FrameJournals::Load() {
                  journal.error().kind != ErrorKind::Unsupported)
             return tl::unexpected(journal.error());
     }
-    for (const JournalPlace& place : JournalPlaces(Store().statePath)) {
+    LUMATO_TRY(const std::vector<JournalPlace> places, JournalPlaces(Store().statePath));
+    for (const JournalPlace& place : places) {
         const Result<Journal> journal = ReadJournal(place.folder);
         m_unknown += !journal && journal.error().kind == ErrorKind::Unsupported ? 1 : 0;
     }
@@ -144,7 +146,7 @@ std::string FrameJournals::KeptText() const {
 void DropFinishedJournals(ByteSpan before) {
     DropJournal(Store().journalFolder);
     const std::vector<Digest> listed = ListedHashes();
-    for (const Path& folder : JournalFoldersOfFrame()) {
+    for (const Path& folder : JournalFoldersOfFrame().value_or(std::vector<Path>())) {
         if (const Result<Journal> journal = ReadJournal(folder);
             journal && IsFinished(*journal, listed, before))
             DropJournal(folder);

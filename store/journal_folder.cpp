@@ -81,19 +81,27 @@ int NumberIn(const std::string& name) {
     return whole && number > 0 && number < kMostNumber ? number : 0;
 }
 
+// For those who come after a connection that could read them all.
+std::vector<JournalPlace> PlacesOfHome() {
+    return JournalPlaces(Store().statePath).value_or(std::vector<JournalPlace>());
+}
+
 }  // namespace
 
-std::vector<JournalPlace> JournalPlaces(const Path& statePath) {
+Result<std::vector<JournalPlace>> JournalPlaces(const Path& statePath) {
     std::vector<JournalPlace> places;
-    std::error_code ignored;
+    std::error_code error;
     const Path all = statePath / "recovery";
-    if (!fs::is_directory(fs::symlink_status(all, ignored)))
+    const fs::file_status status = fs::symlink_status(all, error);
+    if (status.type() != fs::file_type::none && !fs::is_directory(status))
         return places;
-    for (fs::directory_iterator entry(all, ignored), end; !ignored && entry != end;
-         entry.increment(ignored)) {
-        if (fs::is_directory(entry->symlink_status(ignored)))
+    for (fs::directory_iterator entry(all, error), end; !error && entry != end; entry.increment(error)) {
+        std::error_code vanished;
+        if (fs::is_directory(entry->symlink_status(vanished)))
             places.push_back({NumberIn(entry->path().filename().string()), entry->path()});
     }
+    if (error)
+        return Fail(ErrorKind::Unreadable, Printable(all.string()) + ": " + error.message());
     // Two with one number can only be of a journal that was put aside: the later one gets another.
     std::ranges::sort(places, [](const JournalPlace& a, const JournalPlace& b) {
         return a.number != b.number ? (b.number == 0 || (a.number != 0 && a.number < b.number))
@@ -109,10 +117,11 @@ std::vector<JournalPlace> JournalPlaces(const Path& statePath) {
     return places;
 }
 
-std::vector<Path> JournalFoldersOfFrame() {
+Result<std::vector<Path>> JournalFoldersOfFrame() {
     const std::string ending = "-" + ModelOf(Store().frameIdentity);
     std::vector<Path> folders;
-    for (const JournalPlace& place : JournalPlaces(Store().statePath)) {
+    LUMATO_TRY(const auto places, JournalPlaces(Store().statePath));
+    for (const JournalPlace& place : places) {
         if (place.folder.filename().string().ends_with(ending))
             folders.push_back(place.folder);
     }
@@ -121,7 +130,7 @@ std::vector<Path> JournalFoldersOfFrame() {
 
 Path FreshJournalFolder() {
     int highest = 0;
-    for (const JournalPlace& place : JournalPlaces(Store().statePath))
+    for (const JournalPlace& place : PlacesOfHome())
         highest = std::max(highest, place.number);
     return Store().statePath / "recovery" /
            (std::to_string(highest + 1) + "-" + ModelOf(Store().frameIdentity));
@@ -156,7 +165,7 @@ Result<void> SaveJournal(const Path& folder, const Journal& journal) {
 
 std::uint32_t HighestCounter(const Path& except) {
     std::uint32_t highest = 0;
-    for (const JournalPlace& place : JournalPlaces(Store().statePath)) {
+    for (const JournalPlace& place : PlacesOfHome()) {
         if (place.folder == except)
             continue;
         if (const Result<Journal> journal = ReadJournal(place.folder))

@@ -18,10 +18,12 @@ struct JournalPlace {
     int number = 0;
     Path folder;
 };
-[[nodiscard]] std::vector<JournalPlace> JournalPlaces(const Path& statePath);
+// Errors: Unreadable, so that journals which are there and closed to us are not taken for none.
+[[nodiscard]] Result<std::vector<JournalPlace>> JournalPlaces(const Path& statePath);
 
-// The folders whose journals may be the connected frame's, and one that is still free. Not created here.
-[[nodiscard]] std::vector<Path> JournalFoldersOfFrame();
+// The folders whose journals may be the connected frame's. Errors: Unreadable.
+[[nodiscard]] Result<std::vector<Path>> JournalFoldersOfFrame();
+// One that is still free. Not created here.
 [[nodiscard]] Path FreshJournalFolder();
 
 // The journal there, which nothing is done to. Errors: NotFound, Unreadable, Damaged, Unsupported.

@@ -90,9 +90,10 @@ Path FileIn(const Path& folder, int number, const char* ending) {
 
 }  // namespace
 
-std::vector<KeptJournal> KeptJournals(const Path& statePath) {
+Result<std::vector<KeptJournal>> KeptJournals(const Path& statePath) {
     std::vector<KeptJournal> all;
-    for (const JournalPlace& place : JournalPlaces(statePath)) {
+    LUMATO_TRY(const std::vector<JournalPlace> places, JournalPlaces(statePath));
+    for (const JournalPlace& place : places) {
         KeptJournal kept;
         kept.number = place.number;
         kept.folder = place.folder;
@@ -115,7 +116,17 @@ std::vector<KeptJournal> KeptJournals(const Path& statePath) {
     return all;
 }
 
+bool LiesAmongJournals(const Path& folder, const Path& statePath) {
+    std::error_code ignored;
+    const std::string inner = fs::weakly_canonical(folder, ignored).string() + "/";
+    return inner.starts_with(fs::weakly_canonical(statePath / "recovery", ignored).string() + "/");
+}
+
 Result<GivenOut> GiveOut(const KeptJournal& journal, const Path& folder, CodecPort& codec) {
+    if (LiesAmongJournals(folder, journal.folder.parent_path().parent_path()))
+        return Fail(ErrorKind::Unwritable, Printable(folder.string()) +
+                                               ": the journals lie there; nothing was saved, choose another "
+                                               "folder");
     Contents contents = ContentsOf(journal);
     std::error_code error;
     fs::create_directories(folder, error);

@@ -22,8 +22,8 @@ struct KeptJournal {
     std::uint32_t time = 0;  // seconds since 1970 when it was written; 0: not known
 };
 
-// By number.
-[[nodiscard]] std::vector<KeptJournal> KeptJournals(const Path& statePath);
+// By number. Errors: Unreadable.
+[[nodiscard]] Result<std::vector<KeptJournal>> KeptJournals(const Path& statePath);
 
 struct GivenOut {
     int saved = 0;
@@ -31,9 +31,12 @@ struct GivenOut {
     std::vector<Error> failed{};  // one for each picture that is lost or could not be written
 };
 
+// Files in there would go with the journals.
+[[nodiscard]] bool LiesAmongJournals(const Path& folder, const Path& statePath);
+
 // The journal's pictures as N.stream and N.bmp in `folder`, which is made if it is not there; of a damaged
 // one every picture that is whole. Errors: nothing was written, because a file of such a name is there, or
-// the folder cannot be made.
+// the folder cannot be made or lies among the journals.
 [[nodiscard]] Result<GivenOut> GiveOut(const KeptJournal& journal, const Path& folder, CodecPort& codec);
 
 // Puts the journal where no frame is given it any more; its files stay.

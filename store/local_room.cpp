@@ -8,9 +8,10 @@ namespace {
 constexpr std::int64_t kMostPixels = std::int64_t{20} << 20;
 constexpr std::int64_t kBitmapBytesPerPixel = 3;
 
-// Together below 1 GB. Streams that do not overlap take 16 MB at most, so that they are always kept.
-constexpr std::int64_t kMostBitmapBytes = 800'000'000;
-constexpr std::int64_t kMostStreamBytes = 150'000'000;
+// Together below 1 GB. Streams that do not overlap take 16 MB at most, so that they are always kept; so are
+// the bitmaps of as many pictures as a table describes, for a display of 1024 x 600.
+constexpr std::int64_t kMostBitmapBytes = 940'000'000;
+constexpr std::int64_t kMostStreamBytes = 50'000'000;
 
 }  // namespace
 
@@ -29,8 +30,11 @@ bool LocalRoom::HasRoomFor(std::int64_t streamBytes) const {
     return m_streamBytes + streamBytes <= kMostStreamBytes;
 }
 
-void LocalRoom::TakeBitmap() {
-    m_bitmapBytes += m_pixels * kBitmapBytesPerPixel;
+void LocalRoom::Take(const FileData& listed) {
+    if (!listed.onlyOnFrame)
+        m_streamBytes += listed.picSize;
+    if (listed.whyNoBitmap.empty())
+        m_bitmapBytes += m_pixels * kBitmapBytesPerPixel;
 }
 
 }  // namespace lumato::store

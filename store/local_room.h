@@ -1,13 +1,14 @@
 // How much a connection takes of this computer, whatever a frame claims: slots that share a stream, and a
 // display of any size, cost the frame nothing.
 //
-// One object for each read-back; used by the thread that owns the store.
+// One object for each list; used by the thread that owns the store.
 #pragma once
 
 #include <cstdint>
 #include <string>
 
 #include "store/frame_geometry.h"
+#include "store/picture_list.h"
 
 namespace lumato::store {
 
@@ -20,8 +21,8 @@ class LocalRoom {
     // Why no bitmap is to be made of it; empty: it may.
     [[nodiscard]] std::string WhyNoBitmap(std::int64_t streamBytes) const;
 
-    void TakeBitmap();
-    void TakeStream(std::int64_t bytes) { m_streamBytes += bytes; }
+    // What a listed picture takes.
+    void Take(const FileData& listed);
 
   private:
     const std::int64_t m_pixels;

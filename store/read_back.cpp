@@ -99,10 +99,7 @@ Result<void> ReadBack::Keep(FileData& record, ByteSpan stream, MutableByteSpan s
 }
 
 void ReadBack::List(FileData record) {
-    if (!record.onlyOnFrame)
-        m_room.TakeStream(record.picSize);
-    if (record.whyNoBitmap.empty())
-        m_room.TakeBitmap();
+    m_room.Take(record);
     AddNode(m_store.gmyPictureData.get(), new FileData(std::move(record)));
     ShowNote(kReadPicture, m_read);
     ++m_read;

@@ -8,6 +8,7 @@
 #include "flash/process_flash.h"
 #include "store/frame_journals.h"
 #include "store/journal_folder.h"
+#include "store/local_room.h"
 #include "store/messages.h"
 #include "store/picture_table.h"
 #include "store/read_back.h"
@@ -44,9 +45,9 @@ class Recovery {
     bool Check(Recovered& picture, ByteSpan stream) const;
     void LinkStored();
     Result<void> AddWaiting();
-    Result<void> AddWaiting(const Recovered& picture);
+    Result<void> AddWaiting(const Recovered& picture, LocalRoom& room);
     Result<Bytes> StreamOf(const Recovered& picture);
-    void Append(const std::string& name, const Recovered& picture);
+    const FileData& Append(const std::string& name, const Recovered& picture, std::string whyNoBitmap);
     void ShowNotes() const;
 
     StoreState& m_store = Store();
@@ -203,9 +204,13 @@ void Recovery::LinkStored() {
 }
 
 Result<void> Recovery::AddWaiting() {
+    LocalRoom room(m_store.geometry);
+    for (const FileData* record = m_store.gmyPictureData->sentinel->next; record != nullptr;
+         record = record->next)
+        room.Take(*record);
     for (const Recovered& picture : m_pictures) {
         if (!picture.stored)
-            LUMATO_TRY_VOID(AddWaiting(picture));
+            LUMATO_TRY_VOID(AddWaiting(picture, room));
     }
     return {};
 }
@@ -214,7 +219,7 @@ Result<Bytes> Recovery::StreamOf(const Recovered& picture) {
     return picture.restored.empty() ? LoadStream(m_chosen->folder, picture.picture) : picture.restored;
 }
 
-Result<void> Recovery::AddWaiting(const Recovered& picture) {
+Result<void> Recovery::AddWaiting(const Recovered& picture, LocalRoom& room) {
     const auto stream = StreamOf(picture);
     if (!stream && stream.error().kind != ErrorKind::Damaged && stream.error().kind != ErrorKind::NotFound)
         return tl::unexpected(stream.error());
@@ -226,14 +231,15 @@ Result<void> Recovery::AddWaiting(const Recovered& picture) {
     const std::string name = "Picture" + std::to_string(m_store.gmyTotalePicture + 1) + ".bmp";
     LUMATO_TRY_VOID(WriteFile(StreamPath(name), *stream, Links::Replace));
     // Without a bitmap there is no preview; the picture itself is safe.
-    static_cast<void>(m_store.MyJPG->DeCode(StreamPath(name), BitmapPath(name),
-                                            static_cast<int>(m_store.gmyLcdWidth),
-                                            static_cast<int>(m_store.gmyLcdHeight)));
-    Append(name, picture);
+    std::string whyNoBitmap = room.WhyNoBitmap(picture.picture.length);
+    if (whyNoBitmap.empty() && !m_store.MyJPG->DeCode(StreamPath(name), BitmapPath(name),
+                                                      m_store.geometry.lcdWidth, m_store.geometry.lcdHeight))
+        whyNoBitmap = m_store.MyJPG->LastError().message;
+    room.Take(Append(name, picture, std::move(whyNoBitmap)));
     return {};
 }
 
-void Recovery::Append(const std::string& name, const Recovered& picture) {
+const FileData& Recovery::Append(const std::string& name, const Recovered& picture, std::string whyNoBitmap) {
     auto record = std::make_unique<FileData>();
     record->fileRef = BitmapPath(name);
     record->fileName = name;
@@ -242,9 +248,12 @@ void Recovery::Append(const std::string& name, const Recovered& picture) {
     record->streamHash = picture.picture.hash;
     record->journalPosition = picture.position;
     record->oldAddress = picture.restored.empty() ? 0 : picture.picture.address;
-    AddNode(m_store.gmyPictureData.get(), record.release());
+    record->whyNoBitmap = std::move(whyNoBitmap);
     ++m_store.gmyTotalePicture;
     ++m_waiting;
+    const FileData& listed = *record;
+    AddNode(m_store.gmyPictureData.get(), record.release());
+    return listed;
 }
 
 void Recovery::ShowNotes() const {

@@ -49,11 +49,14 @@ SavedCopies::SavedCopies() {
 }
 
 SavedCopies::~SavedCopies() {
+    if (Store().statePath.empty())
+        return;
     const std::size_t noted = std::min(m_written.size(), kMostNoted);
     std::vector<std::uint8_t> record;
     for (std::size_t i = m_written.size() - noted; i < m_written.size(); ++i)
         record.insert(record.end(), m_written[i].begin(), m_written[i].end());
-    if (!Store().statePath.empty() && MakePrivateFolder(Store().statePath))
+    std::error_code error;  // the state folder may be a link
+    if (std::filesystem::is_directory(Store().statePath, error) || MakePrivateFolder(Store().statePath))
         static_cast<void>(WriteFile(RecordPath(), record, Links::Replace));
 }
 

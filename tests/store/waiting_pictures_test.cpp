@@ -3,6 +3,7 @@
 
 #include "store/journal.h"
 #include "store/journal_folder.h"
+#include "store/kept_journals.h"
 #include "store/messages.h"
 #include "store/picture_table.h"
 #include "store/safekeeping.h"
@@ -141,6 +142,8 @@ TEST_F(WaitingPicturesTest, ADamagedStreamCostsNoOtherPicture) {
     Add(300, 7);
     Add(400, 8);
     const Path folder = fs::directory_iterator(Journals())->path();
+    const KeptJournal kept = KeptJournals(Store().statePath).value().at(0);
+    EXPECT_FALSE(GiveOut(kept, folder / "mine", m_codec)) << "would go with the journal";
     const std::string name = HexText(Sha256(MakeStream(300, 7))) + ".stream";
     ASSERT_TRUE(WriteFile(folder / name, Bytes(300)));
     Crash(flash.bytes);
@@ -171,13 +174,19 @@ TEST_F(WaitingPicturesTest, AJournalThatCannotBeReadKeepsTheFrameFromBeingTakenF
     const Bytes left = BreakOff(flash);
     Restart();
     const Path journal = fs::directory_iterator(Journals())->path() / "journal";
-    fs::rename(journal, Home() / "kept");
-    fs::create_directory(journal);
-    Crash(left);
-    EXPECT_EQ(LastConnection(), Connection::ReadBackFailed);
-    EXPECT_FALSE(Download());
-    fs::remove(journal);
-    fs::rename(Home() / "kept", journal);
+    // Itself, and the folder of all, which a link to itself keeps even root from.
+    for (const Path& closed : {journal, Journals().parent_path()}) {
+        fs::rename(closed, Home() / "kept");
+        if (closed == journal)
+            fs::create_directory(closed);
+        else
+            fs::create_symlink(closed, closed);
+        Crash(left);
+        EXPECT_EQ(LastConnection(), Connection::ReadBackFailed) << closed;
+        EXPECT_FALSE(Download()) << closed;
+        fs::remove(closed);
+        fs::rename(Home() / "kept", closed);
+    }
     Crash(left);
     EXPECT_THAT(Listed(), testing::UnorderedElementsAre(1000, 500));
 }
