@@ -7,15 +7,12 @@
 #include "cli/look.h"
 #include "platform/linux/folders.h"
 #include "platform/linux/mount_table.h"
-#include "store/journal.h"
-#include "store/journal_folder.h"
 #include "store/picture_table.h"
+#include "store/recovery.h"
 #include "store/store.h"
 
 namespace lumato::cli {
 namespace {
-
-constexpr int kMostJournals = 99;
 
 struct Facts {
     std::string node;
@@ -25,40 +22,6 @@ struct Facts {
     int lcdWidth = 0, lcdHeight = 0, flashSize = 0, pictures = 0;
     bool due = false;
 };
-
-int StoredPictures() {
-    int stored = 0;
-    for (int slot = 1; slot <= store::kMostPictures; ++slot)
-        stored += store::SlotOf(store::Store().G_PictureList, slot)[0] == store::kSlotStored ? 1 : 0;
-    return stored;
-}
-
-// What a connection would make of the journal, as far as the table tells.
-bool LeavesSomethingDue(const store::Journal& journal) {
-    const store::StoreState& state = store::Store();
-    if (journal.phase == store::Journal::Phase::Additions)
-        return !journal.pictures.empty();
-    if (!store::IsTable(state.tableOnFrame))
-        return true;
-    return state.tableOnFrame == journal.tableBefore &&
-           std::ranges::any_of(journal.pictures,
-                               [](const store::JournalPicture& picture) { return picture.address == 0; });
-}
-
-// Journals are only read here: one that is damaged is put aside by a connection.
-bool DownloadLooksDue(const std::optional<Path>& home) {
-    store::StoreState& state = store::Store();
-    state.statePath = platform::StateFolder(home);
-    for (int number = 1; number <= kMostJournals; ++number) {
-        const auto bytes = ReadPlainFile(store::JournalFolder(number) / "journal");
-        if (!bytes)
-            return false;
-        const auto journal = store::DecodeJournal(*bytes);
-        if (journal && journal->frame == state.frameIdentity && LeavesSomethingDue(*journal))
-            return true;
-    }
-    return false;
-}
 
 // Where a disk behind this node is mounted, whole or by its first partition.
 std::string VolumeOf(const std::string& node) {
@@ -89,12 +52,16 @@ std::optional<Facts> LookAt(Look& look, platform::BusService& service, const std
         facts.reason = opened.error().message;
     if (!opened || !*opened)
         return opened ? std::nullopt : std::optional(facts);
-    const store::StoreState& state = store::Store();
-    facts.lcdWidth = static_cast<int>(state.gmyLcdWidth);
-    facts.lcdHeight = static_cast<int>(state.gmyLcdHeight);
-    facts.flashSize = state.G_FlashTotalSize;
-    facts.pictures = StoredPictures();
-    facts.due = DownloadLooksDue(home);
+    store::StoreState& state = store::Store();
+    facts.lcdWidth = state.geometry.lcdWidth;
+    facts.lcdHeight = state.geometry.lcdHeight;
+    facts.flashSize = state.geometry.flashSize;
+    facts.pictures = store::CountStored(state.G_PictureList);
+    state.statePath = platform::StateFolder(home);
+    if (const Result<bool> due = store::LooksDue())
+        facts.due = *due;
+    else
+        facts.reason = due.error().message;
     look.Close();
     return facts;
 }

@@ -163,7 +163,6 @@ Result<bool> Look::Open(platform::BusService& service) {
     platform::CurrentServices().bus = &bus;
     device::Link().frame = &reader;
     m_link = std::make_unique<device::CCommUSB>();
-    flash::Flash().device = m_link.get();
     m_link->IniUSBDevice();
     const bool isFrame = device::Link().task.Joinable();
     device::Link().task.Join();
@@ -190,7 +189,7 @@ void Look::Close() {
 }
 
 Result<std::vector<std::uint8_t>> Look::ReadFlash() {
-    const auto size = static_cast<std::size_t>(store::Store().G_FlashTotalSize);
+    const auto size = static_cast<std::size_t>(store::Store().geometry.flashSize);
     std::vector<std::uint8_t> bytes(size);
     for (std::size_t at = 0; at < size; at += flash::kBlockSize) {
         const std::size_t length = std::min<std::size_t>(flash::kBlockSize, size - at);

@@ -71,6 +71,15 @@ Result<std::string> FrameJournals::Load() {
     return damage;
 }
 
+void FrameJournals::LookAt() {
+    m_journals.clear();
+    for (const Path& folder : JournalFoldersOfFrame()) {
+        Result<Journal> journal = ReadJournal(folder);
+        if (journal && journal->frame == Store().frameIdentity)
+            m_journals.push_back({folder, std::move(*journal)});
+    }
+}
+
 std::vector<const FrameJournal*> FrameJournals::NamingTable() const {
     std::vector<const FrameJournal*> naming;
     for (const FrameJournal& found : m_journals) {

@@ -14,13 +14,6 @@ bool LiesOnFrame(std::int64_t address, std::int64_t length) {
     return length > 0 && Store().geometry.HoldsPicture(address, length);
 }
 
-Result<Bytes> ReadFrame(std::int32_t address, std::int32_t length) {
-    Bytes bytes;
-    if (!ReadPictureBytes(address, length, bytes))
-        return Fail(ErrorKind::Refused, "a picture could not be read from the frame");
-    return bytes;
-}
-
 bool IsUniform(ByteSpan bytes) {
     return std::ranges::all_of(bytes, [&](std::uint8_t byte) { return byte == bytes.front(); });
 }
@@ -53,7 +46,7 @@ Result<bool> FrameSearch::Holds(std::int32_t address, std::int32_t length, const
         return false;
     auto found = m_found.find({address, length});
     if (found == m_found.end()) {
-        LUMATO_TRY(const Bytes bytes, ReadFrame(address, length));
+        LUMATO_TRY(const Bytes bytes, ReadPictureBytes(address, length));
         found = m_found.emplace(std::pair(address, length), Sha256(bytes)).first;
     }
     return found->second == hash;
