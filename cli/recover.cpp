@@ -43,13 +43,6 @@ int List(const std::vector<KeptJournal>& journals, const Output& output) {
     return kDone;
 }
 
-// Files among the journals' own would go with them.
-bool LiesBelow(const Path& folder, const Path& above) {
-    std::error_code ignored;
-    const std::string inner = std::filesystem::weakly_canonical(folder, ignored).string() + "/";
-    return inner.starts_with(std::filesystem::weakly_canonical(above, ignored).string() + "/");
-}
-
 int Save(const KeptJournal& journal, const Path& folder, const Output& output) {
     picture::CRv512Encoder codec;
     const Result<store::GivenOut> given = store::GiveOut(journal, folder, codec);
@@ -82,8 +75,6 @@ int RunRecover(const Arguments& arguments, const Output& output) {
     const std::vector<KeptJournal> journals = store::KeptJournals(state);
     if (arguments.position == 0)
         return List(journals, output);
-    if (arguments.saveFolder && LiesBelow(*arguments.saveFolder, state / "recovery"))
-        return output.Failed(kWrongUsage, "the journals lie there; name another folder");
     const auto found = std::ranges::find(journals, arguments.position, &KeptJournal::number);
     if (found == journals.end())
         return output.Failed(kRefused, "there is no recovery journal " + std::to_string(arguments.position));
