@@ -5,7 +5,6 @@
 import json
 import os
 import shutil
-import subprocess
 import tempfile
 import unittest
 
@@ -32,7 +31,8 @@ def wrong_usage():
     for text in ("", "nan,1,1,1", "1,2,3", "1,2,3,4,5", "inf,1,1,1", "1,,2,3", "1e9,1,1,1", "0x1,2,3,4", "1;2;3;4", "[1,2,3,4]"):
         yield (*compose, "--rect", text), "X,Y,W,H"
     yield from ((("--pace", text, "info"), "0.001 to 1000000") for text in ("", "0", "-1", "nan", "inf", "0x1", " 1", "1e400"))
-    yield from ((("delete", text), "POSITION") for text in ("0", "one", "[1]", "", "1.0", "65536"))
+    yield from (((*command, text), "POSITION") for command in (("delete",), ("save", "new")) for text in (
+        "0", "one", "[1]", "", "1.0", "65536", "3-2", "1,", ",1", "1--2", "1-", "0-2", "1-65536", "1;2"))
     yield from (((command, "a", "b", option, text), option) for command, option in (("encode", "--size"), ("compose", "--lcd"))
                 for text in ("", "8by8", "8x", "x8", "-8x8", "8x8x8", "0x8", "8x65536", "+8x8", "8 x8"))
     yield from (((*new, "--flash", text), "--flash") for text in ("", "K", "4G", "-1", "0x", "0x4K", "1.5M"))
@@ -41,6 +41,7 @@ def wrong_usage():
         "1:flip ", "99999999999999999999:flip"))
     yield from (((*arguments, "info"), arguments[0]) for arguments in (("--frame", ""), ("--home", ""), ("--trace", "")))
     yield (*compose, "--x="), "--x"
+    yield from ((("frame", "new", "new", "--from", ""), "--from"), (("recover", "1", "--save", ""), "--save"))
     yield ("list", "--json=0"), "json"
     yield ("delete", "--all=0"), "all"
     yield from (((call), "") for call in (
@@ -62,12 +63,6 @@ class Calls(Story):
             for name in (os.path.join(folder, name) for name in names if name != "before.img"):
                 found[name] = os.readlink(name) if os.path.islink(name) else self.read(name)
         return found
-
-    def run_bare(self, *arguments, prefix=(), **options):
-        """Without the options that every other call gets."""
-        self.commands.append(repr(arguments))
-        return subprocess.run([*prefix, story.PROGRAM, *arguments], env=self.environment(), cwd=self.folder, timeout=60,
-                              **{"capture_output": True, **options})
 
     def test_wrong_usage(self):
         before = self.content()
@@ -100,7 +95,8 @@ class Calls(Story):
         self.write("stream", stream_codec.encode(wave(48, 32), 48, 32, 90, 4))
         return [("info",), ("list",), ("add", "one.bmp"), ("delete", "1"), ("save", "new"), ("text", "KEY", "default"),
                 ("compose", "one.bmp", "new", "--lcd", "48x32"), ("encode", "one.bmp", "new", "--size", "48x32"),
-                ("decode", "stream", "new"), ("frame", "render", "frame.img", "1", "new"),
+                ("decode", "stream", "new"), ("frame", "render", "frame.img", "1", "new"), ("frames",), ("download",),
+                ("dump", "new"), ("verify", "frame.img"), ("recover",),
                 ("frame", "new", "new", "--lcd", "48x32", "--flash", "256K"), ("dance",)]
 
     def test_closed_descriptors(self):
@@ -122,29 +118,34 @@ class Calls(Story):
     def assert_shape(self, answer, shape, where):
         """What was answered is what docs/json.md says: these members of these types, and no others."""
         if isinstance(shape, dict):
-            self.assertEqual(list(answer), list(shape), where)
-            for name, inner in shape.items():
+            there = {name.rstrip("?"): inner for name, inner in shape.items() if name[-1] != "?" or name[:-1] in answer}
+            self.assertEqual(list(answer), list(there), where)
+            for name, inner in there.items():
                 self.assert_shape(answer[name], inner, where + "." + name)
         elif isinstance(shape, list):
             for one in answer:
                 self.assert_shape(one, shape[0], where)
         else:
-            self.assertIn({str: "text", int: "number", type(None): "null"}[type(answer)], shape.split(" or "), where)
+            self.assertIn({str: "text", bool: "boolean", type(None): "null"}.get(type(answer), "number"), shape.split(" or "), where)
 
     def test_answers_are_as_documented(self):
         with open(os.path.join(os.path.dirname(__file__), "../../docs/json.md")) as file:
             shapes = json.loads(file.read().split("```json")[1].split("```")[0])
         unseen = set(shapes) - {"permit"}  # which changes the computer
-        for call in (*self.every_command(), ("add", "missing.bmp", "one.bmp"), ("info", "--quality"), ("decode", "missing", "x")):
+        for call in (*self.every_command(), ("add", "missing.bmp", "one.bmp"), ("info", "--quality"), ("decode", "missing", "x"),
+                     *((*command, "--dry-run") for command in (("add", "one.bmp"), ("download",), ("delete", "1"))),
+                     ("add", "one.bmp", "--fault", "29:unplug"), ("frames",), ("list",), ("add", "one.bmp", "--dry-run"),
+                     ("recover",), ("recover", "1", "--save", "[new]"), ("recover", "1", "--forget")):
             self.remove("new")
             with self.subTest(call=call):
                 done = self.run_bare("--home=home", "--frame=frame.img", *call, "--json")
                 answer = json.loads(done.stdout)
-                name = "error" if "error" in answer else " ".join(call[:2]) if call[0] == "frame" else call[0]
+                name = "error" if list(answer) == ["error"] else " ".join(
+                    call[:2] if call[0] == "frame" else (call[0], *call[2:3]) if call[0] == "recover" else call[:1])
                 self.assertEqual(name == "error", done.returncode > 0 and call[0] != "add")
                 self.assert_shape(answer, shapes[name], name)
                 unseen -= {name}
-        self.assertEqual(unseen, set())
+        self.assertEqual((unseen, len(os.listdir(self.path("[new]")))), (set(), 2 * 4))
 
     def test_what_cannot_be_written(self):
         """Standard output, a trace, memory, an image and a home: each is said, and what can be done is done."""
@@ -216,6 +217,8 @@ class Calls(Story):
         os.link(self.frame, self.path("hard.img"))
         os.mkdir(self.path("saved"))
         os.link(self.frame, self.path("saved/2.bmp"))
+        os.mkdir(self.path("original"))
+        shutil.copyfile(self.frame, self.path("original/DPFPicture1.bmp"))
         self.write("home/data/mine.bmp", wave(48, 32, 8))
         os.symlink("../../one.bmp", self.path("home/data/link.bmp"))
         frame = ("--frame", "frame.img")
@@ -232,7 +235,8 @@ class Calls(Story):
             (*frame, "--trace", "one.bmp", "add", "one.bmp"), (*frame, "--trace", "link.bmp", "add", "below/one.bmp"),
             ("--trace", "new", "frame", "render", "frame.img", "1", "to new"),
             ("--trace", "below/new", "decode", "stream", "new"),
-            (*frame, "save", "saved"), (*frame, "save", "home/state/recovery"),
+            (*frame, "save", "saved"), (*frame, "save", "home/state/recovery"), ("--frame", "original/DPFPicture1.bmp", "save", "original", "--original-names"),
+            (*frame, "dump", "link.img"),
             *((*frame, "add", name) for name in ("home/data/mine.bmp", "below/home/data/mine.bmp", "home/data/link.bmp")),
             (*frame, "add", "one.bmp", "home/data/mine.bmp"), ("--frame", "home/data/mine.bmp", "info")]
         before = self.content()
