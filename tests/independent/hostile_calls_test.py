@@ -177,8 +177,8 @@ class Calls(Story):
                 os.chmod(name, 0o555 if os.path.isdir(name) else 0o444)
             for writable, refusal in ((False, 3), (True, 1)):
                 os.chmod(self.frame, 0o644 if writable else 0o444)
-                for call, status in ((("list",), 0), (("info",), 0), (("save", "new"), 0), (("add", "one.bmp"), refusal),
-                                     (("delete", "1"), refusal)):
+                for call, status in ((("list",), 0), (("info",), 0), (("save", "new"), 0), (("frames",), 0),
+                                     (("verify", "frame.img"), 0), (("add", "one.bmp"), refusal), (("delete", "1"), refusal)):
                     for home in ("home", "nowhere"):
                         done = self.run_bare("--home=" + home, "--frame=frame.img", "--quiet", *call, prefix=mortal)
                         self.assertEqual(done.returncode, status, (call, home, done.stderr))
