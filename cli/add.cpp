@@ -110,7 +110,7 @@ void Finish(Session& session, const Arguments& arguments, bool allTried, Outcome
     outcome.work.emplace();
     if (!store::DownloadIsDue())
         return;
-    if (const auto planned = PlanDownload())
+    if (const auto planned = EstimateDownload())
         outcome.work = *planned;
     else
         outcome.failure = planned.error();

@@ -2,14 +2,13 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <functional>
 #include <span>
 #include <string_view>
-#include <type_traits>
 
 #include <CLI/CLI.hpp>
 
 #include "cli/help_texts.h"
+#include "cli/options.h"
 #include "cli/output.h"
 
 namespace lumato::cli {
@@ -18,110 +17,12 @@ namespace {
 // Of a pose's numbers, and the greatest haste: more than any canvas, and than anybody waits for.
 constexpr int kFarthest = 1'000'000;
 
-// Several values in a row would have the library take "[a]" for a list of its own; behind this mark it stands
-// as it is.
-constexpr char kMark = '\x1F';
-
-std::string Marked(std::string word) {
-    return word.starts_with('[') || word.starts_with(kMark) ? kMark + word : word;
-}
-
-std::string Unmarked(const std::string& word) {
-    return word.starts_with(kMark) ? word.substr(1) : word;
-}
-
-// The value that `parse` makes of the text; a text that it refuses is wrong usage.
-template <class Parse>
-auto Checked(const std::string& name, const std::string& text, Parse parse, const std::string& wanted) {
-    const auto value = parse(text);
-    if (!value)
-        throw CLI::ValidationError(name, "\"" + text + "\" is not " + wanted);
-    return *value;
-}
-
-template <class T, class Parse>
-CLI::Option* AddParsed(CLI::App* app, const std::string& name, T& target, Parse parse,
-                       const std::string& wanted, const std::string& help) {
-    const auto take = [&target, parse, name, wanted](const std::string& text) {
-        target = static_cast<T>(Checked(name, Unmarked(text), parse, wanted));
-    };
-    return app->add_option_function<std::string>(name, take, help);
-}
-
-// A whole number, with its range and its default in the help.
-template <class T>
-CLI::Option* AddNumber(CLI::App* app, const std::string& name, T& target, Range range,
-                       const std::string& help) {
-    std::string said = Text(range);
-    if constexpr (std::is_same_v<T, int>)
-        said += "; default " + std::to_string(target);
-    return AddParsed(
-        app, name, target, [range](const std::string& text) { return ParseWhole(text, range); },
-        "a number from " + Text(range), help + " (" + said + ")");
-}
-
 Parsed<int> ParsePosition(const std::string& text) {
     return ParseWhole(text, kPositions);
 }
 
 std::string PositionWanted() {
     return "a position from " + Text(kPositions);
-}
-
-CLI::Option* AddSize(CLI::App* app, const std::string& name, Arguments& arguments, const std::string& help) {
-    return AddParsed(app, name, arguments.size, ParseSize, "a size such as 320x240 (1 to 65535 a side)", help)
-        ->type_name("WxH");
-}
-
-// The name of a file or folder. An empty one is a script's variable that was never set.
-template <class T>
-CLI::Option* AddPath(CLI::App* app, const std::string& name, T& target, const std::string& help) {
-    const auto parse = [](const std::string& text) {
-        return text.empty() ? std::nullopt : std::optional<Path>(text);
-    };
-    return AddParsed(app, name, target, parse, "a name", help);
-}
-
-// A file argument, in `files` and among those that the call reads or writes.
-CLI::Option* AddFile(CLI::App* app, const std::string& name, Arguments& arguments, std::vector<Path>& others,
-                     const std::string& help) {
-    const auto take = [&arguments, &others, name](const std::string& text) {
-        if (text.empty())
-            throw CLI::ValidationError(name, "a name is wanted");
-        arguments.files.emplace_back(Unmarked(text));
-        others.emplace_back(Unmarked(text));
-    };
-    return app->add_option_function<std::string>(name, take, help)->required()->type_name("");
-}
-
-CLI::Option* AddInput(CLI::App* app, const std::string& name, Arguments& arguments, const std::string& help) {
-    return AddFile(app, name, arguments, arguments.inputs, help);
-}
-
-CLI::Option* AddOutput(CLI::App* app, const std::string& name, Arguments& arguments,
-                       const std::string& help) {
-    return AddFile(app, name, arguments, arguments.outputs, help);
-}
-
-// "--json=0" would be the opposite of what it says.
-CLI::Option* AddFlag(CLI::App* app, const std::string& name, bool& target, const std::string& help) {
-    return app->add_flag(name, target, help)->disable_flag_override();
-}
-
-template <class T>
-CLI::Option* AddText(CLI::App* app, const std::string& name, T& target, const std::string& help) {
-    return app->add_option_function<std::string>(
-        name, [&target](const std::string& text) { target = Unmarked(text); }, help);
-}
-
-// Several values in a row.
-CLI::Option* AddSeveral(CLI::App* app, const std::string& name,
-                        const std::function<void(const std::string&)>& take, const std::string& help) {
-    const auto takeAll = [take](const std::vector<std::string>& texts) {
-        for (const std::string& text : texts)
-            take(Unmarked(text));
-    };
-    return app->add_option_function<std::vector<std::string>>(name, takeAll, help);
 }
 
 void AddPose(CLI::App* app, PoseArguments& pose) {
@@ -167,9 +68,9 @@ void AddGeneralOptions(CLI::App& app, Arguments& arguments) {
         ->allow_extra_args(false);
     AddParsed(
         &app, "--pace", arguments.pace,
-        [](const std::string& text) { return ParseReal(text, 0.001, kFarthest); },
-        "a number from 0.001 to " + std::to_string(kFarthest),
-        "the virtual frame takes as long as a real one, X times as fast (0.001 to " +
+        [](const std::string& text) { return ParseReal(text, 0.0001, kFarthest); },
+        "a number from 0.0001 to " + std::to_string(kFarthest),
+        "the virtual frame takes as long as a real one, X times as fast (0.0001 to " +
             std::to_string(kFarthest) + ")")
         ->type_name("X");
     AddFlag(&app, "--json", arguments.json, "one JSON object in place of text for people");
@@ -282,15 +183,13 @@ void AddFileCommands(CLI::App& app, Arguments& arguments) {
     CLI::Option* journal = AddParsed(recover, "N", arguments.position, ParsePosition, "a number such as 1",
                                      "the recovery journal, as `recover` alone lists them")
                                ->type_name("");
-    CLI::Option* save = recover
-                            ->add_option("--save", arguments.saveFolder,
-                                         "write its pictures as N.stream and N.bmp into DIR; no file there "
-                                         "is replaced")
-                            ->type_name("DIR")
-                            ->needs(journal);
-    recover
-        ->add_flag("--forget", arguments.forget,
-                   "set it aside, so that no frame is offered its pictures any more; nothing is deleted")
+    CLI::Option* save =
+        AddPath(recover, "--save", arguments.saveFolder,
+                "write its pictures as N.stream and N.bmp into DIR; no file there is replaced")
+            ->type_name("DIR")
+            ->needs(journal);
+    AddFlag(recover, "--forget", arguments.forget,
+            "set it aside, so that no frame is offered its pictures any more; nothing is deleted")
         ->needs(journal)
         ->excludes(save);
 
@@ -316,12 +215,7 @@ void AddVirtualFrameCommands(CLI::App& app, Arguments& arguments) {
     CLI::Option* flash = AddParsed(make, "--flash", fresh.flashBytes, ParseBytes, "a number of bytes",
                                    "size of the flash, such as 4M")
                              ->type_name("BYTES");
-    const auto takeDump = [&arguments](const std::string& text) {
-        arguments.newFrame.from = text;
-        arguments.inputs.emplace_back(text);
-    };
-    make->add_option_function<std::string>("--from", takeDump,
-                                           "a dump of some frame, in place of all other options")
+    AddPath(make, "--from", fresh.from, "a dump of some frame, in place of all other options")
         ->type_name("DUMP")
         ->excludes(lcd)
         ->excludes(flash);
@@ -430,6 +324,10 @@ Arguments ParseArguments(int argc, const char* const* argv) {
         if (arguments.command == Command::Recover && arguments.position != 0 && !arguments.saveFolder &&
             !arguments.forget)
             throw CLI::RequiredError("--save DIR or --forget");
+        if (arguments.newFrame.from)
+            arguments.inputs.push_back(*arguments.newFrame.from);
+        if (arguments.saveFolder)
+            arguments.outputs.push_back(*arguments.saveFolder);
     } catch (const CLI::ParseError& error) {
         arguments.command = Command::None;
         arguments.exitStatus = Answer(app, error, WantsJson(words));

@@ -84,7 +84,7 @@ int RunDelete(const Arguments& arguments, const Output& output) {
     if (deleted == 0 && !store::DownloadIsDue())
         return Report(output, 0, arguments.dryRun ? std::optional(DownloadWork()) : std::nullopt);
     if (arguments.dryRun) {
-        const auto work = PlanDownload();
+        const auto work = EstimateDownload();
         return work ? Report(output, deleted, *work) : output.Failed(work.error());
     }
     if (const auto done = (*session)->Download(); !done)

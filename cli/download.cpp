@@ -15,7 +15,7 @@ nlohmann::ordered_json AsJson(int written) {
 }
 
 int SayWork(const Output& output, bool due, int waiting) {
-    const auto work = due ? PlanDownload() : DownloadWork();
+    const auto work = due ? EstimateDownload() : DownloadWork();
     if (!work)
         return output.Failed(work.error());
     nlohmann::ordered_json json = AsJson(waiting);

@@ -22,7 +22,7 @@ struct DownloadWork {
 void BeginDryRun();
 // What the download would do; nothing when none is due. The list is good for nothing else afterwards. Errors:
 // what would make it fail.
-[[nodiscard]] tl::expected<DownloadWork, Failure> PlanDownload();
+[[nodiscard]] tl::expected<DownloadWork, Failure> EstimateDownload();
 
 void AddTo(nlohmann::ordered_json& json, const DownloadWork& work);
 // "9 blocks would be written (589,824 bytes), which takes about 7 s; nothing was".

@@ -39,18 +39,14 @@ bool IsDisk(const Path& path) {
            (S_ISBLK(status.st_mode) || (S_ISCHR(status.st_mode) && major(status.st_rdev) == kScsiGeneric));
 }
 
-// The numbered bitmaps that a folder of saved pictures has already: they are about to be replaced.
-bool IsSavedName(const std::string& name) {
-    return name.ends_with(".bmp") && name.size() > 4 &&
-           std::all_of(name.begin(), name.end() - 4, [](char c) { return c >= '0' && c <= '9'; });
-}
-
+// The name itself, and in a folder of saved pictures the bitmaps that it has already: under one of their
+// names another picture may come.
 std::vector<Path> FilesWritten(const Path& output) {
     std::vector<Path> files{output};
     std::error_code ignored;
     for (fs::directory_iterator entry(output, ignored), end; !ignored && entry != end;
          entry.increment(ignored))
-        if (IsSavedName(entry->path().filename().string()))
+        if (entry->path().extension() == ".bmp")
             files.push_back(entry->path());
     return files;
 }

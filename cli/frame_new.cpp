@@ -13,7 +13,7 @@ std::uint32_t Clamped(std::uint64_t value) {
         std::min<std::uint64_t>(value, std::numeric_limits<std::uint32_t>::max()));
 }
 
-vframe::NewFrame Wanted(const Arguments& arguments) {
+vframe::NewFrame FrameWanted(const Arguments& arguments) {
     const NewFrameArguments& fresh = arguments.newFrame;
     vframe::NewFrame frame;
     frame.lcdWidth = static_cast<std::uint32_t>(arguments.size->width);
@@ -41,7 +41,7 @@ int RunFrameNew(const Arguments& arguments, const Output& output) {
         output.Result({{"file", file.string()}}, "made " + Printable(file.string()));
         return kDone;
     }
-    const vframe::NewFrame frame = Wanted(arguments);
+    const vframe::NewFrame frame = FrameWanted(arguments);
     if (const Result<void> possible = vframe::CheckNewFrame(frame); !possible)
         return output.Failed(kWrongUsage, possible.error().message);
     if (const Result<void> made = vframe::CreateFrame(file, frame); !made)

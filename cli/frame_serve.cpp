@@ -12,26 +12,26 @@
 namespace lumato::cli {
 namespace {
 
-int end = -1;
+int endEvent = -1;
 
 // The sockets are removed in good order, unless the program cannot come to it: it may be writing its trace or
 // a diagnostic to a pipe that nobody reads.
 void End(int) {
     const int kept = errno;
-    static_cast<void>(::eventfd_write(end, 1));
+    static_cast<void>(::eventfd_write(endEvent, 1));
     ::ualarm(700'000, 0);
     errno = kept;
 }
 
-// Makes `end` readable once somebody wants the program to end.
+// Makes `endEvent` readable once somebody wants the program to end.
 void AwaitSignals() {
-    end = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    endEvent = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     std::signal(SIGALRM, [](int) { ::_exit(kDone); });
     for (const int ending : {SIGINT, SIGTERM})
         std::signal(ending, End);
 }
 
-tl::expected<vframe::UsbServerOptions, Error> Wanted(const Arguments& arguments) {
+tl::expected<vframe::UsbServerOptions, Error> OptionsFor(const Arguments& arguments) {
     vframe::UsbServerOptions options{.image = arguments.files.front(), .socket = arguments.serve.socket};
     options.frame.faults = arguments.faults;
     options.frame.pace = arguments.pace.value_or(0);
@@ -50,7 +50,7 @@ tl::expected<vframe::UsbServerOptions, Error> Wanted(const Arguments& arguments)
 
 int RunFrameServe(const Arguments& arguments, const Output& output) {
     AwaitSignals();
-    tl::expected<vframe::UsbServerOptions, Error> options = Wanted(arguments);
+    tl::expected<vframe::UsbServerOptions, Error> options = OptionsFor(arguments);
     if (!options)
         return output.Failed(kRefused, options.error().message);
     const std::shared_ptr<vframe::TraceLog> trace = options->trace;
@@ -63,7 +63,7 @@ int RunFrameServe(const Arguments& arguments, const Output& output) {
     if (!arguments.quiet)
         std::fprintf(stderr, "%s is on the bus at %s\n", Printable(arguments.files.front().native()).c_str(),
                      Printable(arguments.serve.socket.native()).c_str());
-    (*server)->Run(end);
+    (*server)->Run(endEvent);
     if (const Result<void> whole = trace ? trace->Whole() : Result<void>(); !whole)
         *arguments.traceError = whole.error();
     return kDone;

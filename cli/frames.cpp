@@ -8,9 +8,8 @@
 #include "flash/process_flash.h"
 #include "platform/linux/folders.h"
 #include "platform/linux/mount_table.h"
-#include "store/journal_evidence.h"
-#include "store/journal_folder.h"
 #include "store/picture_table.h"
+#include "store/recovery.h"
 #include "store/store.h"
 
 namespace lumato::cli {
@@ -24,37 +23,6 @@ struct Facts {
     int lcdWidth = 0, lcdHeight = 0, flashSize = 0, pictures = 0;
     bool due = false;
 };
-
-int StoredPictures() {
-    int stored = 0;
-    for (int slot = 1; slot <= store::kMostPictures; ++slot)
-        stored += store::SlotOf(store::Store().G_PictureList, slot)[0] == store::kSlotStored ? 1 : 0;
-    return stored;
-}
-
-// What a connection would make of the journal, as far as the table tells.
-bool LeavesSomethingDue(const store::Journal& journal) {
-    const store::StoreState& state = store::Store();
-    if (store::IndividualOf(journal) == store::Individual::Another)
-        return false;
-    if (!store::IsTable(state.tableOnFrame))
-        return journal.phase == store::Journal::Phase::Download || !journal.pictures.empty();
-    return state.tableOnFrame == journal.tableBefore &&
-           std::ranges::any_of(journal.pictures,
-                               [](const store::JournalPicture& picture) { return picture.address == 0; });
-}
-
-// Journals are only read here: one that is damaged is put aside by a connection.
-bool DownloadLooksDue(const std::optional<Path>& home) {
-    store::StoreState& state = store::Store();
-    state.statePath = platform::StateFolder(home);
-    state.frameIndividual = flash::Flash().m_PtrPF->Frame().Individual();
-    return std::ranges::any_of(
-        store::JournalFoldersOfFrame().value_or(std::vector<Path>()), [&](const Path& folder) {
-            const auto journal = store::ReadJournal(folder);
-            return journal && journal->frame == state.frameIdentity && LeavesSomethingDue(*journal);
-        });
-}
 
 // Where a disk behind this node is mounted, whole or by its first partition.
 std::string VolumeOf(const std::string& node) {
@@ -85,12 +53,16 @@ std::optional<Facts> LookAt(Look& look, platform::BusService& service, const std
         facts.reason = opened.error().message;
     if (!opened || !*opened)
         return opened ? std::nullopt : std::optional(facts);
-    const store::StoreState& state = store::Store();
-    facts.lcdWidth = static_cast<int>(state.gmyLcdWidth);
-    facts.lcdHeight = static_cast<int>(state.gmyLcdHeight);
-    facts.flashSize = state.G_FlashTotalSize;
-    facts.pictures = StoredPictures();
-    facts.due = DownloadLooksDue(home);
+    store::StoreState& state = store::Store();
+    facts.lcdWidth = state.geometry.lcdWidth;
+    facts.lcdHeight = state.geometry.lcdHeight;
+    facts.flashSize = state.geometry.flashSize;
+    facts.pictures = store::CountStored(state.G_PictureList);
+    state.statePath = platform::StateFolder(home);
+    if (const Result<bool> due = store::LooksDue())
+        facts.due = *due;
+    else
+        facts.reason = due.error().message;
     look.Close();
     return facts;
 }

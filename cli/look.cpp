@@ -137,14 +137,14 @@ tl::expected<void, Failure> Look::SearchUsb(const Arguments& arguments) {
 
 tl::expected<void, Failure> Look::PlugVirtualFrame(const Arguments& arguments) {
     m_virtualBus = std::make_unique<vframe::VirtualBus>();
-    const vframe::FrameOptions options{.faults = arguments.faults, .pace = arguments.pace.value_or(0)};
-    const auto plugged = m_virtualBus->Plug(*arguments.frame, options);
-    if (!plugged && plugged.error().kind == ErrorKind::Busy) {
-        m_virtualInUse = plugged.error();
+    auto flash = vframe::FlashImage::Open(*arguments.frame, vframe::ImageUse::Read);
+    if (!flash && flash.error().kind == ErrorKind::Busy) {
+        m_virtualInUse = flash.error();
         return {};
     }
-    if (!plugged)
-        return NotThere(kNoFrame, plugged.error().message);
+    if (!flash)
+        return NotThere(kNoFrame, flash.error().message);
+    m_virtualBus->Plug(std::move(*flash), {.faults = arguments.faults, .pace = arguments.pace.value_or(0)});
     return Start(*m_virtualBus);
 }
 
@@ -189,7 +189,7 @@ void Look::Close() {
 }
 
 Result<std::vector<std::uint8_t>> Look::ReadFlash() {
-    const auto size = static_cast<std::size_t>(store::Store().G_FlashTotalSize);
+    const auto size = static_cast<std::size_t>(store::Store().geometry.flashSize);
     std::vector<std::uint8_t> bytes(size);
     for (std::size_t at = 0; at < size; at += flash::kBlockSize) {
         const std::size_t length = std::min<std::size_t>(flash::kBlockSize, size - at);

@@ -78,8 +78,6 @@ int RunRecover(const Arguments& arguments, const Output& output) {
     const std::vector<KeptJournal>& journals = *read;
     if (arguments.position == 0)
         return List(journals, output);
-    if (arguments.saveFolder && store::LiesAmongJournals(*arguments.saveFolder, state))
-        return output.Failed(kWrongUsage, "the journals lie there; name another folder");
     const auto found = std::ranges::find(journals, arguments.position, &KeptJournal::number);
     if (found == journals.end())
         return output.Failed(kRefused, "there is no recovery journal " + std::to_string(arguments.position));

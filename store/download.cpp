@@ -9,7 +9,6 @@
 #include "store/messages.h"
 #include "store/picture_table.h"
 #include "store/read_back.h"
-#include "store/recovery.h"
 #include "store/safekeeping.h"
 #include "store/store.h"
 
@@ -19,15 +18,10 @@ namespace {
 using Bytes = std::vector<std::uint8_t>;
 using flash::kBlockSize;
 
-constexpr int kWriteUnit = 1024;  // the last block of pictures is rounded up to it
 constexpr std::uint8_t kErased = 0xFF;
 // The table is invalid without these bytes: its slots, the header byte before them and half the end mark.
 constexpr int kInvalidBegin = 15;
 constexpr int kInvalidEnd = kEndMarkOffset + 1;
-
-int RoundUp(int value, int unit) {
-    return (value + unit - 1) / unit * unit;
-}
 
 // One download, from the plan to the table with its end mark.
 class Download {
@@ -46,9 +40,8 @@ class Download {
     Result<void> RestoreBlocks();
     Result<void> WriteTableOnly();
     Result<void> WritePictures();
-    void FillSlots(MutableByteSpan table) const;
     Result<void> PrepareTableBlock();
-    Result<void> WriteUpToBoundary();
+    Result<void> WriteUpToBoundary(const PlannedBlock& boundary);
     Result<void> WriteWholeBlocks();
     Result<void> WriteTableBlock();
     void MarkStored();
@@ -56,19 +49,14 @@ class Download {
     // What a step fails with: the note to be shown, and why.
     tl::unexpected<Error> Fail(const Message& note, std::string reason);
     Result<void> WriteBlock(Bytes& bytes, int length, int address, const Message& onFailure);
-    void TakeNewData(int length);
 
     StoreState& m_store = Store();
     const FrameGeometry& m_geometry = m_store.geometry;
     std::shared_ptr<flash::CProcessFlash> m_frame = flash::Flash().m_PtrPF;
     FileDataHead* m_list = m_store.gmyPictureData.get();
-    bool m_rewriteAll = false;
-    bool m_fromScratch = false;
-    int m_first = 0;
-    int m_total = 0;         // bytes of new data not yet written
-    int m_start = 0;         // where they go
-    Bytes m_streams;         // all new data, and kWriteUnit spare bytes
-    std::size_t m_done = 0;  // bytes of m_streams already written
+    DownloadPlan m_plan;
+    Bytes m_streams;            // all new data, and what the last block is filled up with
+    std::ptrdiff_t m_done = 0;  // bytes of m_streams already written
     Bytes m_tableBlock;
     Message m_note = kDownloadFailed;  // of the step that failed
 };
@@ -84,41 +72,30 @@ Result<void> Download::WriteBlock(Bytes& bytes, int length, int address, const M
     return {};
 }
 
-void Download::TakeNewData(int length) {
-    m_done += static_cast<std::size_t>(length);
-    m_start += length;
-    m_total -= length;
-}
-
 Result<void> Download::MakePlan() {
-    if (m_frame == nullptr || m_list == nullptr)
+    if (m_frame == nullptr)
         return Fail(kDownloadFailed, "no frame is connected");
-    if (!m_geometry.whyReadOnly.empty())
-        return Fail(kDownloadFailed, m_geometry.whyReadOnly);
-    m_rewriteAll = GetStartAddAndTotalDownSize(m_first, m_total, m_start);
-    if (m_list->count > kMostPictures)
-        return Fail(kDownloadFailed, "the frame's picture table has room for " +
-                                         std::to_string(kMostPictures) + " pictures, not for " +
-                                         std::to_string(m_list->count));
-    if (!m_geometry.CanWrite(m_start, m_total))
-        return Fail(kDownloadFailed, "the pictures are larger than the frame's flash");
-    m_fromScratch = m_start == m_geometry.PictureAreaStart() && m_total > 0;
+    auto plan = PlanDownload();
+    if (!plan)
+        return Fail(kDownloadFailed, plan.error().message);
+    m_plan = std::move(*plan);
     return {};
 }
 
 // Before the frame's table is touched, so that a missing file costs nothing.
 Result<void> Download::ReadStreams() {
-    if (m_total == 0)
+    if (m_plan.total == 0)
         return {};
-    m_streams.reserve(static_cast<std::size_t>(m_total + kWriteUnit));
-    int position = m_first;
-    for (FileData* record = GetNode(m_list, m_first); record != nullptr; record = record->next) {
+    const int filled = m_plan.whole.empty() ? 0 : m_plan.whole.back().length - m_plan.whole.back().fresh;
+    m_streams.reserve(static_cast<std::size_t>(m_plan.total + filled));
+    int position = m_plan.first;
+    for (FileData* record = GetNode(m_list, m_plan.first); record != nullptr; record = record->next) {
         const auto stream = ReadStream(*record, position++);
         if (!stream)
             return Fail(kDownloadFailed, stream.error().message);
         m_streams.insert(m_streams.end(), stream->begin(), stream->end());
     }
-    m_streams.resize(m_streams.size() + kWriteUnit, kErased);
+    m_streams.resize(m_streams.size() + static_cast<std::size_t>(filled), kErased);
     return {};
 }
 
@@ -150,10 +127,7 @@ Result<void> Download::ReadTableBlock(const Message& onFailure) {
 // The last moment at which the frame is whole: whatever happens from here on, even to this program or to the
 // computer, the pictures are on the disk.
 Result<void> Download::KeepJournal() {
-    DownloadPlan plan{m_fromScratch, m_store.G_PictureList};
-    FillSlots(plan.tableAfter);
-    SetEndMark(plan.tableAfter);
-    if (const auto kept = KeepDownload(plan, m_tableBlock); !kept)
+    if (const auto kept = KeepDownload(m_plan, m_tableBlock); !kept)
         return Fail(kDownloadFailed, "the pictures could not be made safe first: " + kept.error().message);
     return {};
 }
@@ -161,14 +135,14 @@ Result<void> Download::KeepJournal() {
 // From here on a failure leaves changed blocks on the frame. Pictures that stay where they are must survive
 // that; when everything is written anew, no picture is on the frame until that has succeeded.
 void Download::RememberBlocks() {
-    if (!m_fromScratch) {
+    if (!m_plan.fromScratch) {
         m_store.blocksAtRisk.try_emplace(m_geometry.tableAddress, m_tableBlock);
         return;
     }
     m_store.blocksAtRisk.clear();
     for (FileData* record = m_list->sentinel->next; record != nullptr; record = record->next) {
         record->inFrame = 0;
-        if (m_rewriteAll)
+        if (m_plan.rewriteAll)
             record->afterGap = 0;
     }
 }
@@ -212,78 +186,60 @@ Result<void> Download::WriteTableOnly() {
     return WriteTableBlock();
 }
 
-void Download::FillSlots(MutableByteSpan table) const {
-    if (m_total == 0)
-        return;
-    int address = m_start;
-    FileData* record = GetNode(m_list, m_first);
-    for (int slot = m_first; record != nullptr; ++slot, record = record->next) {
-        FillSlot(SlotOf(table, slot), address, record->picSize);
-        address += record->picSize;
-    }
-}
-
 Result<void> Download::PrepareTableBlock() {
-    if (m_fromScratch)
+    if (m_plan.fromScratch)
         m_tableBlock.assign(kBlockSize, kErased);
     else
         LUMATO_TRY_VOID(ReadTableBlock(kDownloadFailed));
-    const int blockEnd = m_geometry.tableAddress + kBlockSize;
-    const int length = std::clamp(blockEnd - m_start, 0, m_total);
-    std::copy_n(m_streams.begin(), length,
-                m_tableBlock.begin() + std::min(m_start - m_geometry.tableAddress, kBlockSize));
-    TakeNewData(length);
+    if (m_plan.besideTable > 0)
+        std::copy_n(m_streams.begin(), m_plan.besideTable,
+                    m_tableBlock.begin() + (m_plan.start - m_geometry.tableAddress));
+    m_done = m_plan.besideTable;
     m_store.status->SetDownLoadPrcess(20);
     std::ranges::copy(m_store.G_PictureList, m_tableBlock.begin());
     return {};
 }
 
 // The block in which the stored pictures end is read, completed and written whole.
-Result<void> Download::WriteUpToBoundary() {
-    const int offset = m_start % kBlockSize;
-    if (offset == 0)
-        return {};
-    const int base = m_start - offset;
-    const int size = std::min(kBlockSize, m_geometry.writableEnd - base);
-    const int length = std::min(m_total, kBlockSize - offset);
-    Bytes block(static_cast<std::size_t>(size));
-    if (!flash::ReadFlashData(block.data(), size, base))
+Result<void> Download::WriteUpToBoundary(const PlannedBlock& boundary) {
+    Bytes block(static_cast<std::size_t>(boundary.length));
+    if (!flash::ReadFlashData(block.data(), boundary.length, boundary.address))
         return Fail(kDownloadFailed, "the frame could not be read");
-    m_store.blocksAtRisk.try_emplace(base, block);
+    m_store.blocksAtRisk.try_emplace(boundary.address, block);
     if (const auto kept = KeepBlocks(); !kept)
         return Fail(kDownloadFailed, "the pictures could not be made safe first: " + kept.error().message);
-    std::copy_n(m_streams.begin() + static_cast<std::ptrdiff_t>(m_done), length, block.begin() + offset);
-    LUMATO_TRY_VOID(WriteBlock(block, size, base, kDownloadFailed));
-    TakeNewData(length);
-    return {};
+    std::copy_n(m_streams.begin() + m_done, boundary.fresh,
+                block.begin() + (m_plan.start + m_done - boundary.address));
+    m_done += boundary.fresh;
+    return WriteBlock(block, boundary.length, boundary.address, kDownloadFailed);
 }
 
 Result<void> Download::WriteWholeBlocks() {
-    const int count = (m_total + kBlockSize - 1) / kBlockSize;
-    for (int block = 1; block <= count; ++block) {
-        const bool last = block == count;
-        // The writable end is a multiple of the unit, so that rounding never passes it.
-        const int length = last ? RoundUp(m_total, kWriteUnit) : kBlockSize;
-        if (!flash::WriteDataToFlash(m_streams.data() + m_done, length, m_start))
-            return Fail(last ? kLastBlockFailed : kBlockFailed, "the frame could not be written");
-        TakeNewData(std::min(m_total, kBlockSize));
-        m_store.status->SetDownLoadPrcess(30 + 60 * block / count);
+    const auto count = static_cast<int>(m_plan.whole.size());
+    int written = 0;
+    for (const PlannedBlock& block : m_plan.whole) {
+        if (!flash::WriteDataToFlash(m_streams.data() + m_done, block.length, block.address))
+            return Fail(written + 1 == count ? kLastBlockFailed : kBlockFailed,
+                        "the frame could not be written");
+        m_done += block.fresh;
+        m_store.status->SetDownLoadPrcess(30 + 60 * ++written / count);
     }
     return {};
 }
 
 void Download::MarkStored() {
     m_store.status->SetDownLoadPrcess(99);
-    for (FileData* record = GetNode(m_list, m_first); record != nullptr; record = record->next)
+    for (FileData* record = GetNode(m_list, m_plan.first); record != nullptr; record = record->next)
         record->inFrame = 1;
 }
 
 Result<void> Download::WritePictures() {
-    FillSlots(m_store.G_PictureList);
+    m_store.G_PictureList = m_plan.tableAfter;
     m_store.status->SetDownLoadPrcess(10);
     LUMATO_TRY_VOID(PrepareTableBlock());
-    if (m_total > 0) {
-        LUMATO_TRY_VOID(WriteUpToBoundary());
+    if (m_plan.total > m_plan.besideTable) {
+        if (m_plan.boundary)
+            LUMATO_TRY_VOID(WriteUpToBoundary(*m_plan.boundary));
         m_store.status->SetDownLoadPrcess(30);
         LUMATO_TRY_VOID(WriteWholeBlocks());
     }
@@ -295,12 +251,11 @@ Result<void> Download::WritePictures() {
 }
 
 Result<void> Download::Write() {
-    ResumeDownload();
     LUMATO_TRY_VOID(MakePlan());
     LUMATO_TRY_VOID(ReadStreams());
     LUMATO_TRY_VOID(InvalidateTable());
     LUMATO_TRY_VOID(RestoreBlocks());
-    return m_total == 0 ? WriteTableOnly() : WritePictures();
+    return m_plan.total == 0 ? WriteTableOnly() : WritePictures();
 }
 
 bool Download::Run() {

@@ -1,13 +1,19 @@
-// Where a download puts pictures, and how much room that leaves.
+#include "store/download_plan.h"
+
 #include <algorithm>
-#include <cstdint>
 #include <limits>
 
+#include "flash/checked_transfer.h"
 #include "store/picture_table.h"
+#include "store/recovery.h"
 #include "store/store.h"
 
 namespace lumato::store {
 namespace {
+
+using flash::kBlockSize;
+
+constexpr int kWriteUnit = 1024;  // the last block of pictures is rounded up to it
 
 struct NewPictures {
     int first = -1;          // position of the first one; -1: none
@@ -66,6 +72,34 @@ StoredPictures FindStored(const FileDataHead* list, int count) {
     return stored;
 }
 
+void FillSlots(DownloadPlan& plan) {
+    int address = plan.start;
+    const FileData* record = GetNode(Store().gmyPictureData.get(), plan.first);
+    for (int slot = plan.first; record != nullptr; ++slot, record = record->next) {
+        FillSlot(SlotOf(plan.tableAfter, slot), address, record->picSize);
+        address += record->picSize;
+    }
+}
+
+void PlanBlocks(DownloadPlan& plan) {
+    const FrameGeometry& geometry = Store().geometry;
+    plan.besideTable = std::clamp(geometry.tableAddress + kBlockSize - plan.start, 0, plan.total);
+    int address = plan.start + plan.besideTable;
+    int left = plan.total - plan.besideTable;
+    if (const int offset = address % kBlockSize; left > 0 && offset != 0) {
+        const int base = address - offset;
+        const int fresh = std::min(left, kBlockSize - offset);
+        plan.boundary = {base, std::min(kBlockSize, geometry.writableEnd - base), fresh};
+        address += fresh;
+        left -= fresh;
+    }
+    for (; left > 0; address += kBlockSize, left -= kBlockSize) {
+        const int fresh = std::min(left, kBlockSize);
+        // The writable end is a multiple of the unit, so that rounding never passes it.
+        plan.whole.push_back({address, (fresh + kWriteUnit - 1) / kWriteUnit * kWriteUnit, fresh});
+    }
+}
+
 }  // namespace
 
 void CountFreeSpace() {
@@ -93,6 +127,31 @@ bool GetStartAddAndTotalDownSize(int& first, int& total, int& start) {
     total = Saturated(TotalSize(list));
     first = 1;
     return true;
+}
+
+Result<DownloadPlan> PlanDownload() {
+    const StoreState& store = Store();
+    if (store.gmyPictureData == nullptr)
+        return Fail(ErrorKind::Refused, "no frame is connected");
+    if (!store.geometry.whyReadOnly.empty())
+        return Fail(ErrorKind::Refused, store.geometry.whyReadOnly);
+    ResumeDownload();
+    DownloadPlan plan;
+    plan.rewriteAll = GetStartAddAndTotalDownSize(plan.first, plan.total, plan.start);
+    if (const int count = store.gmyPictureData->count; count > kMostPictures)
+        return Fail(ErrorKind::Refused, "the frame's picture table has room for " +
+                                            std::to_string(kMostPictures) + " pictures, not for " +
+                                            std::to_string(count));
+    if (!store.geometry.CanWrite(plan.start, plan.total))
+        return Fail(ErrorKind::Refused, "the pictures are larger than the frame's flash");
+    plan.fromScratch = plan.start == store.geometry.PictureAreaStart() && plan.total > 0;
+    plan.tableAfter = store.G_PictureList;
+    SetEndMark(plan.tableAfter);
+    if (plan.total > 0) {
+        FillSlots(plan);
+        PlanBlocks(plan);
+    }
+    return plan;
 }
 
 }  // namespace lumato::store

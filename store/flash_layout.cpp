@@ -103,6 +103,13 @@ MutableByteSpan SlotOf(MutableByteSpan table, int slot) {
     return none;
 }
 
+int CountStored(MutableByteSpan table) {
+    int stored = 0;
+    for (int slot = 1; slot <= kMostPictures; ++slot)
+        stored += SlotOf(table, slot)[0] == kSlotStored ? 1 : 0;
+    return stored;
+}
+
 bool IsTable(ByteSpan table) {
     return std::memcmp(table.data(), "ABFS", 4) == 0 && table[kEndMarkOffset] == 0x55 &&
            table[kEndMarkOffset + 1] == 0xAA;

@@ -73,6 +73,17 @@ Result<std::string> FrameJournals::Load() {
     return damage;
 }
 
+Result<void> FrameJournals::LookAt() {
+    m_journals.clear();
+    LUMATO_TRY(const std::vector<Path> folders, JournalFoldersOfFrame());
+    for (const Path& folder : folders) {
+        Result<Journal> journal = ReadJournal(folder);
+        if (journal && journal->frame == Store().frameIdentity)
+            m_journals.push_back({folder, std::move(*journal)});
+    }
+    return {};
+}
+
 std::vector<const FrameJournal*> FrameJournals::NamingTable() const {
     std::vector<const FrameJournal*> naming;
     for (const FrameJournal& found : m_journals) {

@@ -28,10 +28,12 @@ class FrameJournals {
     // Those of the frame's model; nothing is claimed. What was damaged and has been put aside, for people.
     // Errors: Unreadable: to go on without a journal that is there would be to take its pictures for lost.
     [[nodiscard]] Result<std::string> Load();
+    // The same, of what can be read, with every file left as it is.
+    [[nodiscard]] Result<void> LookAt();
 
     // Those that name the frame's table, the best first.
     [[nodiscard]] std::vector<const FrameJournal*> NamingTable() const;
-    // The one that a frame without a valid table is given. Errors: Refused, when the frame cannot be read.
+    // The one that a frame without a valid table is given. Errors: the frame cannot be read.
     [[nodiscard]] Result<ContentMatch> MatchingContents() const;
 
     // The store keeps this journal from now on, in its folder or, when it is borrowed, in a new one.

@@ -32,7 +32,7 @@ struct Findings {
 // Searches the frame; reads each place once, whatever the number of journals.
 class FrameSearch {
   public:
-    // `thorough`: not only until something is found. Errors: Refused, when the frame cannot be read.
+    // `thorough`: not only until something is found. Errors: the frame cannot be read.
     Result<Findings> Search(const Journal& journal, bool thorough);
 
   private:

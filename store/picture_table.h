@@ -27,6 +27,8 @@ inline constexpr std::uint8_t kSlotErased = 0xFF;
 // The 8 bytes of slot 1 to 510 of a table. A list can be longer than a table, with pictures that wait: they
 // get a free slot that is in no table, and what is written into it is lost.
 [[nodiscard]] MutableByteSpan SlotOf(MutableByteSpan table, int slot);
+// Pictures that the table lists.
+[[nodiscard]] int CountStored(MutableByteSpan table);
 [[nodiscard]] inline std::int32_t SlotAddress(ByteSpan slot) {
     return static_cast<std::int32_t>(GetLe24(slot.subspan(1)));
 }

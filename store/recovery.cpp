@@ -29,6 +29,11 @@ struct Recovered {
     Bytes restored;       // as they lie there when the blocks at risk have been put back; empty: they do not
 };
 
+// All emptied frames have the same table, which then is no evidence.
+bool IsEmptiedAnothers(const Journal& journal, int pictures) {
+    return pictures == 0 && IndividualOf(journal) == Individual::Another;
+}
+
 class Recovery {
   public:
     Result<void> Run();
@@ -101,8 +106,7 @@ bool Recovery::LostNothing() const {
 Result<void> Recovery::MatchTable() {
     for (const FrameJournal* candidate : m_journals.NamingTable()) {
         const Journal& journal = candidate->journal;
-        // All emptied frames have the same table.
-        if (IndividualOf(journal) == Individual::Another && m_store.gmyPictureData->count == 0)
+        if (IsEmptiedAnothers(journal, m_store.gmyPictureData->count))
             continue;
         Take(*candidate);
         if (journal.phase == Journal::Phase::Additions) {
@@ -290,13 +294,45 @@ Result<void> Recovery::Run() {
     return {};
 }
 
+void LearnIndividual() {
+    const device::AttachedFrame& frame = flash::Flash().m_PtrPF->Frame();
+    Store().frameName = frame.Name();
+    Store().frameIndividual = frame.Individual();
+}
+
+bool HasWaiting(const Journal& journal) {
+    return std::ranges::any_of(journal.pictures,
+                               [](const JournalPicture& picture) { return picture.address == 0; });
+}
+
 }  // namespace
+
+Result<bool> LooksDue() {
+    StoreState& store = Store();
+    LearnIndividual();
+    FrameJournals journals;
+    LUMATO_TRY_VOID(journals.LookAt());
+    if (!IsTable(store.tableOnFrame)) {
+        LUMATO_TRY(const ContentMatch match, journals.MatchingContents());
+        return match.found != nullptr &&
+               (match.found->journal.phase == Journal::Phase::Download || HasWaiting(match.found->journal));
+    }
+    for (const FrameJournal* candidate : journals.NamingTable()) {
+        const Journal& journal = candidate->journal;
+        if (IsEmptiedAnothers(journal, CountStored(store.G_PictureList)))
+            continue;
+        if (journal.phase == Journal::Phase::Additions)
+            return HasWaiting(journal);
+        // A table as the download left it says that it is done.
+        if (store.tableOnFrame != journal.tableAfter && HasWaiting(journal))
+            return true;
+    }
+    return false;
+}
 
 Result<void> ReadPicturesAndRecover() {
     StoreState& store = Store();
-    const device::AttachedFrame& frame = flash::Flash().m_PtrPF->Frame();
-    store.frameName = frame.Name();
-    store.frameIndividual = frame.Individual();
+    LearnIndividual();
     if (store.statePath.empty())
         return ReadPictures();
     Result<void> recovered = Recovery().Run();

@@ -14,6 +14,10 @@ namespace lumato::store {
 // read.
 Result<void> ReadPicturesAndRecover();
 
+// Whether that would leave a download due, as far as the table and the journals tell: nothing is read back,
+// and nothing is changed. Errors: the frame cannot be read.
+Result<bool> LooksDue();
+
 // At the start of a download: the list in the order of the download that broke off, with the pictures whose
 // old place the blocks at risk bring back in that place. What was changed in the list since stays changed.
 void ResumeDownload();

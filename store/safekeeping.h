@@ -6,16 +6,11 @@
 
 #include <memory>
 
+#include "store/download_plan.h"
 #include "store/journal.h"
 #include "store/picture_list.h"
 
 namespace lumato::store {
-
-// A download, as it is about to begin.
-struct DownloadPlan {
-    bool fromScratch = false;
-    std::array<std::uint8_t, kTableSize> tableAfter{};
-};
 
 // Makes everything safe that this download can change: the table block as read, blocksAtRisk, and the streams
 // of the pictures that it writes; of those that stay where they are it notes where that is. Shows progress

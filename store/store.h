@@ -51,7 +51,7 @@ void MovePicAddressInPicList(int count);
 // or a local file fails: the list then ends before that picture.
 bool ReadPicFromFlash();
 
-// ---- download_plan.cpp
+// ---- download_plan.cpp (and download_plan.h)
 
 // Sets TotolFlashSizeForPic: what the picture area has left beside the list.
 void CountFreeSpace();

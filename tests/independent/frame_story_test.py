@@ -188,10 +188,9 @@ class Operations(Story):
 
     def test_frames_that_cannot_be(self):
         usual = {"--lcd": "48x32", "--flash": "512K"}
-        wrong = {"--lcd": ("0x8", "8x0", "65536x8", "8x65536"), "--flash": ("124K", "524289", "16M"),
+        wrong = {"--lcd": ("8x0",), "--flash": ("124K", "524289", "16M"),
                  "--table": ("0", "0x18000", "0x80000"), "--firmware-end": ("0", "0x70001", "0x80000", "0xFFFFFFFF"),
-                 "--limit": ("65536",), "--sampling": ("256",), "--quality": ("256",), "--erase": ("C7",),
-                 "--page-option": ("256",)}
+                 "--sampling": ("256",), "--quality": ("256",), "--erase": ("C7",)}
 
         def make(**options):
             return ["frame", "new", self.frame, *(part for pair in {**usual, **options}.items() for part in pair)]

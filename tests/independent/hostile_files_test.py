@@ -12,7 +12,6 @@ import random
 import resource
 import shutil
 import struct
-import subprocess
 import unittest
 import zlib
 
@@ -131,10 +130,8 @@ class Hostile(Story):
 
     def run_raw(self, *arguments, as_json=True):
         """(status, out, err as bytes, seconds of computing, peak megabytes of all so far)"""
-        command = [story.PROGRAM, "--home", self.home, "--frame", self.frame, *(["--json"] if as_json else []), *arguments]
-        self.commands.append(" ".join(repr(part) for part in command))
         before = resource.getrusage(resource.RUSAGE_CHILDREN)
-        done = subprocess.run(command, env=self.environment(), capture_output=True, timeout=600, cwd=self.folder)
+        done = self.run_bare("--home", self.home, "--frame", self.frame, *(["--json"] if as_json else []), *arguments)
         after = resource.getrusage(resource.RUSAGE_CHILDREN)
         seconds = after.ru_utime + after.ru_stime - before.ru_utime - before.ru_stime
         return done.returncode, done.stdout, done.stderr, seconds, after.ru_maxrss / 1024
@@ -205,10 +202,8 @@ class Names(Hostile):
                          ("save", path), ("--trace", path + b"/x", "info"), ("--frame", path + b"/x", "info"),
                          ("--home", path, "info"), ("text", name, name), (name,), ("info", name), ("delete", name)]
                 for arguments in shown:
-                    command = [story.PROGRAM, *([] if b"--home" in arguments or "--home" in arguments else
-                                                ["--home", self.home]),
-                               *([] if "--frame" in arguments else ["--frame", self.frame]), *arguments]
-                    done = subprocess.run(command, env=self.environment(), capture_output=True, timeout=60)
+                    done = self.run_bare(*(part for option, usual in (("--home", self.home), ("--frame", self.frame))
+                                           if option not in arguments for part in (option, usual)), *arguments)
                     self.assertIn(done.returncode, (0, 1, 2, 3), done.stderr)
                     self.printable(done.stderr, arguments)
                     if arguments[0] != "text":

@@ -32,20 +32,11 @@ class Journals(Story):
         self.good("encode", self.path("composed.bmp"), self.path("s"), "--size", "%dx%d" % LCD, frame=False)
         return self.read("s")
 
-    def cut(self, source):
-        """Adds a picture; the frame vanishes when its table has been made invalid. The picture's stream."""
-        undisturbed, home = self.image(), self.home
-        self.home = self.path("undisturbed")
-        self.good("add", source)
-        self.home, self.finished, trace = home, self.image(), self.read("trace.txt").decode().splitlines()
-        self.write(os.path.basename(self.frame), undisturbed)
-        first = next(n for n, line in enumerate(trace) if line.startswith("CB") and line[20:22] == "D8")
-        outcome = self.run_program("--fault", "%d:unplug" % (first + 7), "add", source, statuses=(1, 4))
+    def cut_adding(self, source):
+        """The frame vanishes when its table has been made invalid. The picture's stream."""
+        outcome = self.cut("add", source, later=6)
         self.assertFalse(flash_reader.table_is_valid(flash_reader.table_of(self.image())), outcome.err)
         return self.stream_of(source)
-
-    def image(self):
-        return self.read(os.path.basename(self.frame))
 
     def lists(self, *wanted):
         self.assertEqual(sorted(p["bytes"] for p in self.good("list")["pictures"]), sorted(map(len, wanted)))
@@ -64,20 +55,20 @@ class Journals(Story):
         return self.good("recover", *arguments, frame=False, **options)
 
     def test_the_journal_of_what_the_frame_holds_counts_not_the_first(self):
-        self.cut(self.source())
+        self.cut_adding(self.source())
         first, self.home = self.home, self.path("other home")
         anew = [self.source(), self.source()]
         for source in anew:
             self.good("add", source)
         self.home = first
-        second = self.cut(self.source())
+        second = self.cut_adding(self.source())
         self.completes(*map(self.stream_of, anew), second)
         # The first one fits nothing any more, and is not thrown away.
         self.assertEqual([(j["kind"], j["pictures"]) for j in self.recover()["journals"]], [("download", 4)])
 
     def test_looking_at_a_twin_costs_nothing(self):
         before = self.image()
-        new = self.cut(self.source())
+        new = self.cut_adding(self.source())
         # A twin as the frame was, and one as it was to be: with all pictures that the journal speaks of.
         for twin in (before, self.finished):
             for use in (("list",), ("info",), ("add", self.source()), ("delete", "--all")):
@@ -91,7 +82,7 @@ class Journals(Story):
         self.assertEqual(self.kept("*"), [])
 
     def test_a_byte_that_says_nothing_changes_no_frame(self):
-        new = self.cut(self.source())
+        new = self.cut_adding(self.source())
         image = bytearray(self.image())
         image[50] ^= 1
         self.put_frame(image)
@@ -99,7 +90,7 @@ class Journals(Story):
 
     def test_only_what_can_be_lost_is_copied_for_the_owner_alone(self):
         os.umask(0)
-        new = self.cut(self.source())
+        new = self.cut_adding(self.source())
         self.assertEqual([os.path.basename(file) for file in self.kept("*/*.stream")],
                          [hashlib.sha256(new).hexdigest() + ".stream"])
         for folder, _, files in os.walk(self.home + "/state"):
@@ -109,7 +100,7 @@ class Journals(Story):
 
     def test_recover_gives_the_pictures_out(self):
         # Stored pictures in blocks that are written come from these, the others stay on the frame.
-        new = self.cut(self.source())
+        new = self.cut_adding(self.source())
         journal, = self.recover()["journals"]
         self.assertEqual((journal["pictures"], journal["kind"]), (4, "download"))
         out = self.path("out")
@@ -128,7 +119,7 @@ class Journals(Story):
         self.assertEqual(self.recover(journal["number"], "--save", self.path("out2"))["saved"], 4)
 
     def test_what_is_no_journal_of_this_version_stays(self):
-        self.cut(self.source())
+        self.cut_adding(self.source())
         file, = self.kept("*/journal")
         with open(file, "rb") as journal:
             whole = journal.read()

@@ -32,18 +32,6 @@ class Shell(Story):
     def on_frame(self):
         return flash_reader.streams_of(self.image())
 
-    def cut(self, *arguments, at=2, status=4):
-        """Unplugged at the `at`-th erase of the download; the answer."""
-        image, plain = self.image(), self.path("plain.img")
-        self.write("plain.img", image)
-        trace = self.path("plain.txt")
-        subprocess.run([story.PROGRAM, "--home", self.path("other"), "--frame", plain, "--trace", trace, *arguments],
-                       env=self.environment(), capture_output=True, check=False)
-        erases = [n for n, line in enumerate(self.read("plain.txt").decode().splitlines(), 1) if line[20:22] == "D8"]
-        outcome = self.run_program("--fault", "%d:unplug" % erases[at - 1], *arguments)
-        self.assertEqual(outcome.status, status, outcome.err)
-        return outcome
-
     # ------------------------------------------------------------------------------------ what waits
 
     def test_a_download_that_broke_off(self):
@@ -54,7 +42,7 @@ class Shell(Story):
             with self.subTest(at=at, files=len(files), again=again):
                 self.put_frame(image)
                 good = [file for file in files if file != bad]
-                answer = self.cut("add", *files, at=at, status=1 if bad in files else 4).json
+                answer = self.cut("add", *files, at=at, statuses=(1 if bad in files else 4,)).json
                 self.assertEqual([w["file"] for w in answer["waiting"]], good)
                 self.assertEqual([r["file"] for r in answer["refused"]], [bad] * (bad in files))
                 self.assertEqual(answer["added"], [])
@@ -116,9 +104,6 @@ class Shell(Story):
         self.put_frame(five)
         self.good("save", self.path("out"), "--original-names", "2")
         self.assertEqual(os.listdir(self.path("out")), [self.good("list")["pictures"][1]["name"]])
-        for words in ("3-2", "1,", ",1", "1--2", "1-", "0-2", "1-65536", "1;2"):
-            for command in (("delete",), ("save", self.path("out"))):
-                self.refused(2, *command, words)
         for command in (("delete",), ("save", self.path("out"))):
             self.refused(1, *command, "4-6")
 
@@ -129,9 +114,8 @@ class Shell(Story):
                 self.put_frame(image)
                 ours, theirs = pty.openpty()
                 os.write(ours, answer)
-                command = [story.PROGRAM, "--home", self.home, "--frame", self.frame, "delete", "--all", *words]
-                done = subprocess.run(command, env=self.environment(), stdin=theirs, stderr=theirs, timeout=60,
-                                      stdout=subprocess.PIPE)
+                done = self.run_bare("--home", self.home, "--frame", self.frame, "delete", "--all", *words,
+                                     capture_output=False, stdin=theirs, stderr=theirs, stdout=subprocess.DEVNULL)
                 self.assertEqual(done.returncode, 1 if left else 0)
                 self.assertIn(b"[y/N]" if answer else b"Finished", os.read(ours, 65536))
                 os.close(ours), os.close(theirs)
@@ -176,9 +160,6 @@ class Shell(Story):
         self.assert_same_bytes(self.read("made"), image)
         self.good("--fault", "8:flip", "dump", dump)
         self.assert_same_bytes(self.read("dump"), image)
-        os.symlink(self.frame, self.path("link"))
-        for target in (self.frame, self.path("link"), self.home + "/state/recovery/x"):
-            self.refused(2, "dump", target)
         for fault, target in (("9:unplug", self.path("new")), ("3:unplug", self.path("new")), ("999:flip", self.path("no/new"))):
             self.refused(1, "--fault", fault, "dump", target)
             self.assertFalse(os.path.exists(target))
@@ -194,7 +175,7 @@ class Shell(Story):
         self.assertEqual(self.good("frames")["frames"][-1].items() & facts.items(), facts.items())
         self.assertTrue(all(line[:2] in ("12", "CD") for line in self.read("trace.txt").decode().splitlines()))
         self.assertEqual((self.image(), os.listdir(self.home)), (image, []))
-        self.cut("add", self.wanted[0])
+        self.cut("add", self.wanted[0], at=2)
         self.assertTrue(self.good("frames")["frames"][-1]["due"])
         self.put_frame(image)
         holder = self.begin("frame", "serve", self.frame, "--socket", self.path("socket"))

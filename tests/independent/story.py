@@ -105,10 +105,10 @@ class Story(unittest.TestCase):
             return file.read()
 
     def put_frame(self, image):
-        return self.write("frame.img", image)
+        return self.write(self.frame, image)
 
     def image(self):
-        return self.read("frame.img")
+        return self.read(self.frame)
 
     def sources(self, *bitmaps):
         return [self.write("source%d.bmp" % n, bitmap) for n, bitmap in enumerate(bitmaps, 1)]
@@ -143,6 +143,22 @@ class Story(unittest.TestCase):
         self.commands.append(shlex.join(command) + " &")
         return subprocess.Popen(command, env=self.environment(), cwd=self.folder, stdout=subprocess.DEVNULL,
                                 stderr=subprocess.DEVNULL)
+
+    def run_bare(self, *arguments, prefix=(), **options):
+        """Without the options that every other call gets."""
+        self.commands.append(repr(arguments))
+        return subprocess.run([*prefix, PROGRAM, *arguments], env=self.environment(), cwd=self.folder, timeout=600,
+                              **{"capture_output": True, **options})
+
+    def cut(self, *arguments, at=1, later=0, statuses=(4,)):
+        """Unplugged at the `at`-th erase or `later`; `finished`: what the frame would hold without. The outcome."""
+        before, home, self.home = self.image(), self.home, self.path("undisturbed")
+        self.run_program(*arguments)
+        self.finished, self.home = self.image(), home
+        trace = self.read("trace.txt").decode().splitlines()
+        erases = [n for n, line in enumerate(trace, 1) if line[:2] == "CB" and line[20:22] == "D8"]
+        self.put_frame(before)
+        return self.run_program("--fault", "%d:unplug" % (erases[at - 1] + later), *arguments, statuses=statuses)
 
     def good(self, *arguments, frame=True):
         outcome = self.run_program(*arguments, frame=frame)

@@ -1,5 +1,6 @@
 #include "vframe/usb_server.h"
 
+#include <cerrno>
 #include <cstring>
 #include <future>
 #include <thread>
@@ -34,6 +35,17 @@ int ConnectTo(const Path& path) {
     std::memcpy(address.sun_path, path.c_str(), path.native().size());
     EXPECT_EQ(::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
     return fd;
+}
+
+// Reads until the other end closes, or says nothing for too long.
+void AwaitEnd(int fd) {
+    char answer[4096];
+    ssize_t got = 0;
+    do {
+        got = ::recv(fd, answer, sizeof answer, 0);
+    } while (got > 0);
+    EXPECT_TRUE(got == 0 || errno != EAGAIN);
+    ::close(fd);
 }
 
 // The virtual machine's end of the protocol, as a log of what came.
@@ -294,10 +306,7 @@ TEST_F(UsbServerTest, AnswersAnyPacketInAnyOrder) {
                 const int fd = ConnectTo(m_folder / "bus");
                 EXPECT_GT(::send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL), 0);
                 ::shutdown(fd, SHUT_WR);
-                char answer[4096];
-                while (::recv(fd, answer, sizeof answer, 0) > 0) {
-                }
-                ::close(fd);
+                AwaitEnd(fd);
             }
         }
     }
@@ -335,17 +344,6 @@ TEST_F(UsbServerTest, ClientsThatOnlySendHoldNobodyUp) {
     }
 }
 
-TEST_F(UsbServerTest, TurnsAwayWhoCannotBeServed) {
-    Guest guest(m_folder / "bus");
-    ASSERT_TRUE(guest.Await("connect"));
-    for (int i = 0; i < 20; ++i) {
-        const int fd = ConnectTo(m_folder / "bus");
-        char answer[200];
-        while (::recv(fd, answer, sizeof answer, 0) > 0) {
-        }
-    }
-}
-
 TEST_F(UsbServerTest, SocketsInUseAreLeftAlone) {
     const auto again = UsbServer::Create({.image = m_folder / "other", .socket = m_folder / "bus"});
     ASSERT_FALSE(again);
@@ -356,6 +354,8 @@ TEST_F(UsbServerTest, SocketsInUseAreLeftAlone) {
     EXPECT_EQ(busy.error().kind, ErrorKind::Busy);
     Guest guest(m_folder / "bus");
     EXPECT_TRUE(guest.Await("connect"));
+    for (int i = 0; i < 20; ++i)  // who comes while a machine has the frame is turned away
+        AwaitEnd(ConnectTo(m_folder / "bus"));
 }
 
 }  // namespace
