@@ -84,7 +84,7 @@ void ReadHead(Reader& reader, Journal& journal) {
     reader.Fill(journal.tableAfter);
 }
 
-bool ReadPictures(Reader& reader, Journal& journal) {
+bool ReadPictureEntries(Reader& reader, Journal& journal) {
     const std::int32_t count = reader.Number();
     if (count < 0 || static_cast<std::size_t>(count) > reader.Left() / kPictureSize)
         return false;
@@ -166,7 +166,7 @@ Result<Journal> DecodeJournal(ByteSpan bytes) {
     Journal journal;
     Reader reader(content.subspan(kMagic.size()));
     ReadHead(reader, journal);
-    if (!IsPhase(journal.phase) || !ReadPictures(reader, journal) || !ReadBlocks(reader, journal) ||
+    if (!IsPhase(journal.phase) || !ReadPictureEntries(reader, journal) || !ReadBlocks(reader, journal) ||
         !ReadNames(reader, journal))
         return damaged;
     // Nobody else writes journals: what says the same in other bytes is not ours.

@@ -43,7 +43,7 @@ void SyncFoldersAbove(const Path& folder) {
     }
 }
 
-bool IsRealFolder(const Path& folder) {
+bool IsRealJournalFolder(const Path& folder) {
     std::error_code ignored;
     return fs::is_directory(fs::symlink_status(folder.parent_path(), ignored)) &&
            fs::is_directory(fs::symlink_status(folder, ignored));
@@ -52,7 +52,7 @@ bool IsRealFolder(const Path& folder) {
 Result<void> PrepareJournalFolder(const Path& folder) {
     std::error_code error;
     const Path all = folder.parent_path();
-    if (IsRealFolder(folder))
+    if (IsRealJournalFolder(folder))
         return {};  // closed when the frame was connected, or made since
     const bool first = !fs::exists(all, error);
     if (!fs::is_directory(all.parent_path(), error))  // the state folder may be a link
@@ -137,7 +137,7 @@ Path FreshJournalFolder() {
 }
 
 Result<Journal> ReadJournal(const Path& folder) {
-    if (!IsRealFolder(folder))
+    if (!IsRealJournalFolder(folder))
         return Fail(ErrorKind::NotFound, Printable(folder.string()) + ": no folder");
     const auto bytes = ReadPlainFile(JournalPath(folder), kMostJournalBytes);
     if (!bytes && bytes.error().kind != ErrorKind::TooLarge)
@@ -205,7 +205,7 @@ bool HasStream(const Path& folder, const JournalPicture& picture) {
 }
 
 void DropJournal(const Path& folder) {
-    if (!IsRealFolder(folder))
+    if (!IsRealJournalFolder(folder))
         return;
     std::error_code ignored;
     fs::remove(JournalPath(folder), ignored);

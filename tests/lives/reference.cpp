@@ -74,7 +74,8 @@ Pictures OnFlash(const Bytes& flash) {
 
 Pictures InJournals(const Path& stateFolder) {
     Pictures found;
-    for (const store::JournalPlace& place : store::JournalPlaces(stateFolder).value()) {
+    const auto places = store::JournalPlaces(stateFolder);
+    for (const store::JournalPlace& place : places.value()) {
         const auto journal = store::ReadJournal(place.folder);
         for (const store::JournalPicture& picture :
              journal ? journal->pictures : std::vector<store::JournalPicture>()) {
