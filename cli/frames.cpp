@@ -5,7 +5,6 @@
 #include "cli/bus_filter.h"
 #include "cli/commands.h"
 #include "cli/look.h"
-#include "flash/process_flash.h"
 #include "platform/linux/folders.h"
 #include "platform/linux/mount_table.h"
 #include "store/picture_table.h"

@@ -61,7 +61,9 @@ class FailingFiles(Story):
         """No name that a reader may trust holds a part of something."""
         size = 54 + (3 * LCD[0] + 3) // 4 * 4 * LCD[1]
         for file in glob.glob(self.home + "/data/*.bmp") + glob.glob(self.out + "/*.bmp"):
-            self.assertEqual(os.path.getsize(file), size, "%s after %s" % (file, what))
+            # Where a picture cannot be read, an empty file keeps its number among the saved ones.
+            sizes = (size, 0) if os.path.dirname(file) == self.out else (size,)
+            self.assertIn(os.path.getsize(file), sizes, "%s after %s" % (file, what))
         for file in glob.glob(self.home + "/Edata/*.bmp"):
             with open(file, "rb") as stream:
                 self.assertTrue(flash_reader.decodes(stream.read(), *LCD), "%s after %s" % (file, what))
