@@ -49,6 +49,7 @@ class Recovery {
     void MakeTable();
     bool Check(Recovered& picture, ByteSpan stream) const;
     void LinkStored();
+    Result<void> AddWaitingAlone();
     Result<void> AddWaiting();
     Result<void> AddWaiting(const Recovered& picture, LocalRoom& room);
     Result<Bytes> StreamOf(const Recovered& picture);
@@ -125,12 +126,25 @@ Result<void> Recovery::MatchTable() {
         if (IsStored())
             m_journals.DropClaimed();
         else if (std::ranges::any_of(m_pictures, kept) || std::ranges::none_of(m_pictures, lost))
-            return LostNothing() ? AddWaiting() : Rebuild();
+            return LostNothing() ? AddWaitingAlone() : Rebuild();
         m_chosen = nullptr;
         m_pictures.clear();
         m_journals.Release();
     }
     return {};
+}
+
+// The download did not begin to change this frame. Who keeps its plan would take it for begun as soon as a
+// twin holds the table that was to be written.
+Result<void> Recovery::AddWaitingAlone() {
+    Journal waiting = *m_store.journal;
+    waiting.phase = Journal::Phase::Additions;
+    waiting.fromScratch = false;
+    waiting.tableBefore = waiting.tableAfter = m_store.tableOnFrame;
+    waiting.blocks.clear();
+    std::erase_if(waiting.pictures, [](const JournalPicture& picture) { return picture.address != 0; });
+    m_store.journal = std::make_shared<Journal>(std::move(waiting));
+    return AddWaiting();
 }
 
 // The frame says nothing of its pictures.
