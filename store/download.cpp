@@ -6,6 +6,7 @@
 #include "device/comm_usb.h"
 #include "flash/checked_transfer.h"
 #include "flash/process_flash.h"
+#include "store/block_check.h"
 #include "store/messages.h"
 #include "store/picture_table.h"
 #include "store/read_back.h"
@@ -18,6 +19,7 @@ namespace {
 using Bytes = std::vector<std::uint8_t>;
 using flash::kBlockSize;
 
+constexpr const char* kOtherBytes = "the frame gave other bytes than its pictures have";
 constexpr std::uint8_t kErased = 0xFF;
 // The table is invalid without these bytes: its slots, the header byte before them and half the end mark.
 constexpr int kInvalidBegin = 15;
@@ -121,6 +123,9 @@ Result<void> Download::ReadTableBlock(const Message& onFailure) {
         before != m_store.blocksAtRisk.end())
         std::copy(before->second.begin() + kTableSize, before->second.end(),
                   m_tableBlock.begin() + kTableSize);
+    if (!AgreesWithLocalCopies(m_geometry.tableAddress + kTableSize,
+                               ByteSpan(m_tableBlock).subspan(kTableSize)))
+        return Fail(onFailure, kOtherBytes);
     return {};
 }
 
@@ -205,6 +210,8 @@ Result<void> Download::WriteUpToBoundary(const PlannedBlock& boundary) {
     Bytes block(static_cast<std::size_t>(boundary.length));
     if (!flash::ReadFlashData(block.data(), boundary.length, boundary.address))
         return Fail(kDownloadFailed, "the frame could not be read");
+    if (!AgreesWithLocalCopies(boundary.address, block))
+        return Fail(kDownloadFailed, kOtherBytes);
     m_store.blocksAtRisk.try_emplace(boundary.address, block);
     if (const auto kept = KeepBlocks(); !kept)
         return Fail(kDownloadFailed, "the pictures could not be made safe first: " + kept.error().message);

@@ -81,6 +81,25 @@ class Journals(Story):
         self.completes(*self.old, new)
         self.assertEqual(self.kept("*"), [])
 
+    def test_zeros_whose_sum_is_zero_are_no_block(self):
+        """A frame that lies at a read and at the sum of it: what it gave is not written back over its pictures."""
+        self.old = streams(12, (160, 120))
+        image = put_pictures(make_image((160, 120)), self.old)
+        self.put_frame(image)
+        source = self.write("new.bmp", wave(160, 120, 10))
+        self.good("add", source)
+        done = self.image()
+        reads = [n for n, line in enumerate(self.read("trace.txt").decode().splitlines(), 1)
+                 if line[:2] == "CD" and line[20:22] == "03" and int(line[14:20], 16) > 0xFFFF]
+        self.assertGreater(len(reads), 2, "the table's block twice, and the one in which the pictures end")
+        for number, n in enumerate(reads):
+            with self.subTest(read=n):
+                self.home = self.path("home%d" % number)
+                self.put_frame(image)
+                self.run_program("--fault", "%d:lie" % n, "--fault", "%d:lie" % (n + 2), "add", source, statuses=(0, 4))
+                self.good("download")
+                self.assert_same_bytes(self.image(), done)
+
     def test_a_byte_that_says_nothing_changes_no_frame(self):
         new = self.cut_adding(self.source())
         image = bytearray(self.image())
