@@ -27,7 +27,8 @@ inline constexpr Message kDownloadBrokenOff{"DOWNLOAD_BROKEN_OFF_TIPS",
 inline constexpr Message kWaitingBack{"WAITING_PICS_TIPS",
                                       "Pictures not yet on the frame are back in the list"};
 inline constexpr Message kJournalDamaged{"DAMAGED_JOURNAL_TIPS", "A damaged recovery file was put aside"};
-inline constexpr Message kJournalsKept{"KEPT_JOURNALS_TIPS", "Recovery files of another frame are kept"};
+inline constexpr Message kJournalsKept{"KEPT_JOURNALS_TIPS",
+                                       "Recovery files that do not fit this frame are kept"};
 
 inline constexpr Message kDownloadStarted{"DOWNLOAD_PICS_TIPS", "Download Pictures(s)"};
 inline constexpr Message kDownloadFinished{"DOWNLOAD_FINISHED_TIPS", "DownLoad Finished!"};
