@@ -35,8 +35,11 @@ RecoverDialog::RecoverDialog(const Path& statePath, Path folder, QWidget* parent
     Result<std::vector<store::KeptJournal>> journals = store::KeptJournals(statePath);
     if (journals)
         m_journals = std::move(*journals);
-    for (const store::KeptJournal& journal : m_journals)
+    for (const store::KeptJournal& journal : m_journals) {
         m_list->addItem(Described(journal));
+        m_list->item(m_list->count() - 1)->setToolTip(Described(journal));
+    }
+    m_list->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);  // what is too long is elided
     m_list->setCurrentRow(static_cast<int>(m_journals.size()) - 1);
     m_list->setMinimumWidth(fontMetrics().averageCharWidth() * kRowLetters);
     m_list->setAccessibleName(windowTitle());
@@ -60,19 +63,19 @@ RecoverDialog::RecoverDialog(const Path& statePath, Path folder, QWidget* parent
     column->addWidget(buttons);
 }
 
-// "7: 4, download, 26.11.2026 04:10, 480 x 234, 4096 KB, my.frame"
+// "7. 26 Nov 2026 04:10 – Pictures: 4 – 480 x 234, 4096 KB, my.frame"; the number is that of `lumatoctl
+// recover`.
 QString RecoverDialog::Described(const store::KeptJournal& journal) {
-    const QLocale locale;
-    QString text = QStringLiteral("%1: %2, %3")
-                       .arg(journal.number)
-                       .arg(journal.pictures)
-                       .arg(QString::fromStdString(journal.kind));
+    QStringList parts;
     if (journal.time != 0)
-        text += QStringLiteral(", ") +
-                locale.toString(QDateTime::fromSecsSinceEpoch(journal.time), QLocale::ShortFormat);
+        parts += QLocale().toString(QDateTime::fromSecsSinceEpoch(journal.time), QLocale::ShortFormat);
+    parts += QStringLiteral("%1: %2").arg(Localized("MENU_PICTURES", "Pictures")).arg(journal.pictures);
+    // Of a sound one the kind says how it came about, which helps nobody to choose.
+    if (journal.kind != "download" && journal.kind != "additions")
+        parts += QString::fromStdString(journal.kind);
     if (!journal.frame.empty())
-        text += QStringLiteral(", ") + QString::fromStdString(Printable(journal.frame));
-    return text;
+        parts += QString::fromStdString(Printable(journal.frame));
+    return QStringLiteral("%1. %2").arg(journal.number).arg(parts.join(QStringLiteral(" \u2013 ")));
 }
 
 void RecoverDialog::ChooseFolder() {
