@@ -91,7 +91,8 @@ QList<ListedPicture> TakePictures(int count) {
     const store::FileData* record = list != nullptr ? list->sentinel->next : nullptr;
     for (int i = 0; i < count && record != nullptr; ++i, record = record->next)
         pictures.append({QString::fromStdString(record->fileName),
-                         store::BitmapPath(store::BitmapName(record->fileName)), record->inFrame == 1});
+                         store::BitmapPath(store::BitmapName(record->fileName)), record->inFrame == 1,
+                         QString::fromStdString(record->whyNoBitmap)});
     return pictures;
 }
 

@@ -62,7 +62,7 @@ QVariant PictureListModel::data(const QModelIndex& index, int role) const {
             return picture.name;
         case kRemarkRole:
         case Qt::AccessibleDescriptionRole:
-            return picture.inFrame ? QString() : m_waitingText;
+            return picture.inFrame ? picture.whyNoBitmap : m_waitingText;
         case Qt::DecorationRole:
             if (!m_thumbnails.contains(picture.name))
                 MakeThumbnail(picture);

@@ -20,6 +20,7 @@ struct ListedPicture {
     QString name;
     Path bitmap;
     bool inFrame = false;
+    QString whyNoBitmap;  // empty where there is one
     bool operator==(const ListedPicture&) const = default;
 };
 
