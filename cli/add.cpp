@@ -151,7 +151,8 @@ int RunAdd(const Arguments& arguments, const Output& output) {
         return output.Failed(sources.error().kind == ErrorKind::Unsupported ? kWrongUsage : kRefused,
                              sources.error().message);
     Arguments expanded = arguments;
-    expanded.files = expanded.inputs = sources->Files();
+    expanded.files = sources->Files();
+    expanded.inputs.insert(expanded.inputs.end(), expanded.files.begin(), expanded.files.end());
     if (const auto harmless = CheckOutputs(expanded); !harmless)
         return output.Failed(harmless.error());
     const auto session = Session::Connect(expanded);

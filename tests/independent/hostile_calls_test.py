@@ -222,6 +222,8 @@ class Calls(Story):
         shutil.copyfile(self.frame, self.path("original/DPFPicture1.bmp"))
         self.write("home/data/mine.bmp", wave(48, 32, 8))
         os.symlink("../../one.bmp", self.path("home/data/link.bmp"))
+        self.write("list", b"one.bmp\n")
+        self.write("home/data/list", b"one.bmp\n")
         frame = ("--frame", "frame.img")
         size, lcd = ("--size", "48x32"), ("--lcd", "48x32")
         calls = [
@@ -236,17 +238,24 @@ class Calls(Story):
             (*frame, "--trace", "one.bmp", "add", "one.bmp"), (*frame, "--trace", "link.bmp", "add", "below/one.bmp"),
             ("--trace", "new", "frame", "render", "frame.img", "1", "to new"),
             ("--trace", "below/new", "decode", "stream", "new"),
-            (*frame, "save", "saved"), (*frame, "save", "home/state/recovery"), ("--frame", "original/DPFPicture1.bmp", "save", "original", "--original-names"),
+            (*frame, "save", "saved"), (*frame, "save", "home/state/recovery"), (*frame, "dump", "home/state/saved"),
+            *((*frame, command, "home/" + name) for name in ("data", "Edata") for command in ("save", "dump")),
+            *((*frame, "--trace", name, "list") for name in ("home/data/new", "below/home/Edata/new")),
+            ("decode", "stream", "home/data/other.bmp"), ("recover", "1", "--save", "home/data/new"),
+            (*frame, "--trace", "list", "add", "@list"), (*frame, "add", "@home/data/list"), ("--frame", "original/DPFPicture1.bmp", "save", "original", "--original-names"),
             (*frame, "dump", "link.img"),
             *((*frame, "add", name) for name in ("home/data/mine.bmp", "below/home/data/mine.bmp", "home/data/link.bmp")),
             (*frame, "add", "one.bmp", "home/data/mine.bmp"), ("--frame", "home/data/mine.bmp", "info")]
+        given = [("one.bmp", *frame, "--trace", name, "add", "-") for name in ("one.bmp", "link.bmp", "/dev/stdin")]
+        given += [("list", *frame, "--trace", "list", "add", "@-"), ("home/data/mine.bmp", *frame, "add", "-"),
+                  ("home/data/list", *frame, "add", "@-")]
         before = self.content()
-        for call in calls:
-            with self.subTest(call=call):
-                done = self.run_bare("--home=home", *call)
+        for name, *call in (*(("/dev/null", *call) for call in calls), *given):
+            with self.subTest(call=call, given=name), open(self.path(name), "rb") as file:
+                done = self.run_bare("--home=home", *call, stdin=file)
                 self.assertEqual(done.returncode, 2, done.stderr)
                 self.assertEqual(self.content(), before)
-        for call in ((*frame, "--trace", "/dev/null", "add", "one.bmp"), ("decode", "stream", "home/data/other.bmp"),
+        for call in ((*frame, "--trace", "/dev/null", "add", "one.bmp"),
                      (*frame, "--trace", "trace", "save", "."), ("compose", "home/Language.bmp", "to new", *lcd)):
             self.write("home/Language.bmp", wave(48, 32, 8))
             done = self.run_bare("--home=home", *call)
