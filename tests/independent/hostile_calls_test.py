@@ -196,8 +196,10 @@ class Calls(Story):
         self.run_program("--fault", "29:unplug", "add", "one.bmp", statuses=(1, 4))
         self.assertEqual(flash_reader.streams_of(self.image()), [], "the cut came too early or too late")
         for home, said in (("home", 0), ("other", 1)):
-            for command in ("info", "list"):
-                done = self.run_bare("--home=" + home, "--frame=frame.img", "--quiet", command)
+            for command in (("info",), ("list",), *(
+                    (*command, "--dry-run") for command in (("add", "one.bmp"), ("delete", "--all"), ("download",))),
+                    *((("add", "one.bmp"),) if said else ())):
+                done = self.run_bare("--home=" + home, "--frame=frame.img", "--quiet", *command)
                 self.assertEqual((done.returncode, done.stderr.decode().count("nother home")), (0, said), done.stderr)
 
     def test_what_is_said_of_the_inside(self):
