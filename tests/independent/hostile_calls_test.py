@@ -189,6 +189,12 @@ class Calls(Story):
                 os.chmod(name, mode)
         self.assertEqual(sorted(os.listdir(self.path("new"))), ["1.bmp", "2.bmp", "3.bmp"])
         self.assertEqual({name: self.content()[name] for name in before}, before)
+        os.makedirs(self.path("shut/state"))
+        os.chmod(self.path("shut/state"), 0o555)
+        answers = [json.loads(self.run_bare("--home=shut", "--frame=frame.img", "--json", *call, prefix=mortal).stdout)
+                   for call in (("info",), ("add", "one.bmp", "one.bmp"))]
+        self.assertEqual(len(answers[1]["refused"]), 2)
+        self.assertEqual(*([answer[name] for name in ("pictures", "free_bytes")] for answer in answers))
         self.assertEqual([name for name in os.listdir(tempfile.gettempdir())
                           if name.startswith("lumato-") and name not in temporary], [])
 
