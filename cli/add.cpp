@@ -23,7 +23,7 @@ struct Outcome {
     Added added;    // they are on the frame
     Added waiting;  // kept on this computer, not yet on the frame
     std::vector<std::pair<Path, std::string>> refused;
-    int pictures = 0;   // of the list as it is kept: a frame that vanishes takes the store's along
+    int pictures = 0;   // of the list, those that are kept: a frame that vanishes takes the store's along
     int freeBytes = 0;  // beside them
     std::optional<Failure> failure;    // of the download, or the frame has vanished
     std::optional<DownloadWork> work;  // of a dry run, in which "added" are those that would be
@@ -133,10 +133,13 @@ Outcome AddAndDownload(Session& session, const Arguments& arguments) {
         return outcome;
     }
     for (std::size_t i = 0; i < kept.size(); ++i) {
-        if (kept[i])
+        if (kept[i]) {
             outcome.waiting.push_back(batch.added[i]);
-        else
-            outcome.refused.emplace_back(batch.added[i].file, outcome.failure->message);
+            continue;
+        }
+        outcome.refused.emplace_back(batch.added[i].file, outcome.failure->message);
+        --outcome.pictures;
+        outcome.freeBytes += batch.added[i].picture.bytes;
     }
     for (const Path& file : batch.notTried)
         outcome.refused.emplace_back(file, outcome.failure->message);
@@ -151,7 +154,8 @@ int RunAdd(const Arguments& arguments, const Output& output) {
         return output.Failed(sources.error().kind == ErrorKind::Unsupported ? kWrongUsage : kRefused,
                              sources.error().message);
     Arguments expanded = arguments;
-    expanded.files = expanded.inputs = sources->Files();
+    expanded.files = sources->Files();
+    expanded.inputs.insert(expanded.inputs.end(), expanded.files.begin(), expanded.files.end());
     if (const auto harmless = CheckOutputs(expanded); !harmless)
         return output.Failed(harmless.error());
     const auto session = Session::Connect(expanded);

@@ -16,6 +16,8 @@ namespace {
 
 // Of a pose's numbers, and the greatest haste: more than any canvas, and than anybody waits for.
 constexpr int kFarthest = 1'000'000;
+// Leads to the file that stands there, if it is one.
+constexpr const char* kStandardInput = "/proc/self/fd/0";
 
 Parsed<int> ParsePosition(const std::string& text) {
     return ParseWhole(text, kPositions);
@@ -113,7 +115,8 @@ void AddFrameCommands(CLI::App& app, Arguments& arguments) {
     CLI::App* add = AddCommand(&app, arguments, Command::Add, "add", "put pictures on the frame");
     const auto takePicture = [&arguments](const std::string& text) {
         arguments.files.emplace_back(text);
-        arguments.inputs.emplace_back(text.starts_with('@') ? text.substr(1) : text);
+        const std::string name = text.starts_with('@') ? text.substr(1) : text;
+        arguments.inputs.emplace_back(name == "-" ? kStandardInput : name);
     };
     AddSeveral(add, "FILE", takePicture, kPicturesHelp)->required()->type_name("");
     AddDryRun(add, arguments);

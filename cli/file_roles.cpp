@@ -51,19 +51,19 @@ std::vector<Path> FilesWritten(const Path& output) {
     return files;
 }
 
-// Where journals lie, with whatever other names they have.
-std::vector<Name> Journals(const Path& recovery) {
+// Journals and what else we keep, with whatever other names they have.
+std::vector<Name> FilesOfOurs(const Path& state) {
     std::vector<Name> files;
     std::error_code ignored;
-    for (fs::recursive_directory_iterator entry(recovery, ignored), end; !ignored && entry != end;
+    for (fs::recursive_directory_iterator entry(state, ignored), end; !ignored && entry != end;
          entry.increment(ignored))
         if (entry->is_regular_file(ignored))
-            files.push_back({entry->path(), "a journal"});
+            files.push_back({entry->path(), "a file of Lumato's own"});
     return files;
 }
 
-std::vector<Name> FilesRead(const Arguments& arguments, const Path& recovery) {
-    std::vector<Name> files = Journals(recovery);
+std::vector<Name> FilesRead(const Arguments& arguments, const Path& state) {
+    std::vector<Name> files = FilesOfOurs(state);
     if (arguments.frame)
         files.push_back({*arguments.frame, "the frame"});
     for (const Path& input : arguments.inputs)
@@ -74,6 +74,25 @@ std::vector<Name> FilesRead(const Arguments& arguments, const Path& recovery) {
     return files;
 }
 
+// The folder of the two that connecting empties, if the name lies in one.
+std::optional<Path> EmptiedFolderOf(const Path& path, const Arguments& arguments) {
+    for (const char* name : {"data", "Edata"})
+        if (Path folder = platform::ResourcesFolder(arguments.home) / name; LiesIn(path, folder))
+            return folder;
+    return std::nullopt;
+}
+
+tl::expected<void, Failure> CheckPlace(const Path& output, const Path& state, const Arguments& arguments) {
+    if (IsDisk(output))
+        return Refuse(output, "a disk's own bytes are not written over");
+    if (LiesIn(output, state))
+        return Refuse(output, "Lumato keeps journals and notes there, nothing else is written there");
+    if (const auto folder = EmptiedFolderOf(output, arguments))
+        return Refuse(output, Printable(folder->native()) +
+                                  " is emptied when a frame is connected; choose another place");
+    return {};
+}
+
 }  // namespace
 
 tl::expected<void, Failure> CheckOutputs(const Arguments& arguments) {
@@ -82,14 +101,11 @@ tl::expected<void, Failure> CheckOutputs(const Arguments& arguments) {
         outputs.push_back(*arguments.trace);
     if (outputs.empty())
         return {};
-    const Path recovery = platform::StateFolder(arguments.home) / "recovery";
-    std::vector<Name> taken = FilesRead(arguments, recovery);
+    const Path state = platform::StateFolder(arguments.home);
+    std::vector<Name> taken = FilesRead(arguments, state);
     for (const Path& output : outputs) {
-        if (IsDisk(output))
-            return Refuse(output, "a disk's own bytes are not written over");
-        if (LiesIn(output, recovery))
-            return Refuse(output,
-                          "journals of broken-off downloads lie there, nothing else is written there");
+        if (auto harmless = CheckPlace(output, state, arguments); !harmless)
+            return harmless;
         for (const Path& file : FilesWritten(output)) {
             const FileIdentity identity = IdentityOf(file);
             const auto same = std::ranges::find(taken, identity, &Name::identity);
@@ -105,12 +121,10 @@ tl::expected<void, Failure> CheckInputsOfConnecting(const Arguments& arguments) 
     std::vector<Path> inputs = arguments.inputs;
     if (arguments.frame)
         inputs.push_back(*arguments.frame);
-    const Path home = platform::ResourcesFolder(arguments.home);
-    for (const char* folder : {"data", "Edata"})
-        for (const Path& input : inputs)
-            if (LiesIn(input, home / folder))
-                return Refuse(input, Printable((home / folder).native()) +
-                                         " is emptied when a frame is connected; move the file elsewhere");
+    for (const Path& input : inputs)
+        if (const auto folder = EmptiedFolderOf(input, arguments))
+            return Refuse(input, Printable(folder->native()) +
+                                     " is emptied when a frame is connected; move the file elsewhere");
     return {};
 }
 

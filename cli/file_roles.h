@@ -11,7 +11,8 @@
 
 namespace lumato::cli {
 
-// Wrong usage: an output that is an input, the frame, another output, a journal or a disk.
+// Wrong usage: an output that is an input, the frame, another output or a disk, or that lies where we keep
+// things or would clear it away: in the state folder, or in the home's data or Edata.
 [[nodiscard]] tl::expected<void, Failure> CheckOutputs(const Arguments& arguments);
 
 // Wrong usage: an input or the frame lies in the home's data or Edata, which connecting empties.

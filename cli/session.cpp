@@ -27,7 +27,7 @@ constexpr std::string_view kTableSignature = "ABFS";
 
 constexpr const char* kBrokenOffElsewhere =
     "the frame's table is not valid: a download seems to have broken off. Another home (--home, or another "
-    "user's) may hold its journal, and with it the pictures";
+    "user's) may hold its journal, and with it the pictures; what is added now may be written over them";
 
 // Every download begins with spoiling the end of the table. No journal of this home was the frame's.
 bool DownloadSeemsBrokenOff() {
@@ -66,7 +66,7 @@ tl::expected<std::unique_ptr<Session>, Failure> Session::Connect(const Arguments
         return tl::unexpected<Failure>(done.error());
     if (arguments.dryRun)
         BeginDryRun();
-    if (purpose == Purpose::Look && DownloadSeemsBrokenOff())
+    if (DownloadSeemsBrokenOff())
         Output::Complain(kBrokenOffElsewhere);
     return session;
 }

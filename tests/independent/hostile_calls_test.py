@@ -189,6 +189,12 @@ class Calls(Story):
                 os.chmod(name, mode)
         self.assertEqual(sorted(os.listdir(self.path("new"))), ["1.bmp", "2.bmp", "3.bmp"])
         self.assertEqual({name: self.content()[name] for name in before}, before)
+        os.makedirs(self.path("shut/state"))
+        os.chmod(self.path("shut/state"), 0o555)
+        answers = [json.loads(self.run_bare("--home=shut", "--frame=frame.img", "--json", *call, prefix=mortal).stdout)
+                   for call in (("info",), ("add", "one.bmp", "one.bmp"))]
+        self.assertEqual(len(answers[1]["refused"]), 2)
+        self.assertEqual(*([answer[name] for name in ("pictures", "free_bytes")] for answer in answers))
         self.assertEqual([name for name in os.listdir(tempfile.gettempdir())
                           if name.startswith("lumato-") and name not in temporary], [])
 
@@ -196,8 +202,10 @@ class Calls(Story):
         self.run_program("--fault", "29:unplug", "add", "one.bmp", statuses=(1, 4))
         self.assertEqual(flash_reader.streams_of(self.image()), [], "the cut came too early or too late")
         for home, said in (("home", 0), ("other", 1)):
-            for command in ("info", "list"):
-                done = self.run_bare("--home=" + home, "--frame=frame.img", "--quiet", command)
+            for command in (("info",), ("list",), *(
+                    (*command, "--dry-run") for command in (("add", "one.bmp"), ("delete", "--all"), ("download",))),
+                    *((("add", "one.bmp"),) if said else ())):
+                done = self.run_bare("--home=" + home, "--frame=frame.img", "--quiet", *command)
                 self.assertEqual((done.returncode, done.stderr.decode().count("nother home")), (0, said), done.stderr)
 
     def test_what_is_said_of_the_inside(self):
@@ -222,6 +230,8 @@ class Calls(Story):
         shutil.copyfile(self.frame, self.path("original/DPFPicture1.bmp"))
         self.write("home/data/mine.bmp", wave(48, 32, 8))
         os.symlink("../../one.bmp", self.path("home/data/link.bmp"))
+        self.write("list", b"one.bmp\n")
+        self.write("home/data/list", b"one.bmp\n")
         frame = ("--frame", "frame.img")
         size, lcd = ("--size", "48x32"), ("--lcd", "48x32")
         calls = [
@@ -236,17 +246,24 @@ class Calls(Story):
             (*frame, "--trace", "one.bmp", "add", "one.bmp"), (*frame, "--trace", "link.bmp", "add", "below/one.bmp"),
             ("--trace", "new", "frame", "render", "frame.img", "1", "to new"),
             ("--trace", "below/new", "decode", "stream", "new"),
-            (*frame, "save", "saved"), (*frame, "save", "home/state/recovery"), ("--frame", "original/DPFPicture1.bmp", "save", "original", "--original-names"),
+            (*frame, "save", "saved"), (*frame, "save", "home/state/recovery"), (*frame, "dump", "home/state/saved"),
+            *((*frame, command, "home/" + name) for name in ("data", "Edata") for command in ("save", "dump")),
+            *((*frame, "--trace", name, "list") for name in ("home/data/new", "below/home/Edata/new")),
+            ("decode", "stream", "home/data/other.bmp"), ("recover", "1", "--save", "home/data/new"),
+            (*frame, "--trace", "list", "add", "@list"), (*frame, "add", "@home/data/list"), ("--frame", "original/DPFPicture1.bmp", "save", "original", "--original-names"),
             (*frame, "dump", "link.img"),
             *((*frame, "add", name) for name in ("home/data/mine.bmp", "below/home/data/mine.bmp", "home/data/link.bmp")),
             (*frame, "add", "one.bmp", "home/data/mine.bmp"), ("--frame", "home/data/mine.bmp", "info")]
+        given = [("one.bmp", *frame, "--trace", name, "add", "-") for name in ("one.bmp", "link.bmp", "/dev/stdin")]
+        given += [("list", *frame, "--trace", "list", "add", "@-"), ("home/data/mine.bmp", *frame, "add", "-"),
+                  ("home/data/list", *frame, "add", "@-")]
         before = self.content()
-        for call in calls:
-            with self.subTest(call=call):
-                done = self.run_bare("--home=home", *call)
+        for name, *call in (*(("/dev/null", *call) for call in calls), *given):
+            with self.subTest(call=call, given=name), open(self.path(name), "rb") as file:
+                done = self.run_bare("--home=home", *call, stdin=file)
                 self.assertEqual(done.returncode, 2, done.stderr)
                 self.assertEqual(self.content(), before)
-        for call in ((*frame, "--trace", "/dev/null", "add", "one.bmp"), ("decode", "stream", "home/data/other.bmp"),
+        for call in ((*frame, "--trace", "/dev/null", "add", "one.bmp"),
                      (*frame, "--trace", "trace", "save", "."), ("compose", "home/Language.bmp", "to new", *lcd)):
             self.write("home/Language.bmp", wave(48, 32, 8))
             done = self.run_bare("--home=home", *call)
