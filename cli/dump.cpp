@@ -7,8 +7,23 @@
 #include "base/printable.h"
 #include "cli/commands.h"
 #include "cli/look.h"
+#include "store/store.h"
 
 namespace lumato::cli {
+namespace {
+
+int SayDifference(const Output& output, const Path& file, std::intmax_t at, std::intmax_t flashSize,
+                  std::intmax_t fileSize) {
+    char place[24];
+    std::snprintf(place, sizeof place, "0x%06jX", static_cast<std::uintmax_t>(at));
+    output.Result({{"equal", false}, {"differs_at", at}},
+                  "the flash differs from " + Printable(file.native()) + " from " + place + " on; it has " +
+                      Grouped(flashSize) + " bytes, the file " + Grouped(fileSize));
+    return kRefused;
+}
+
+}  // namespace
+
 int RunDump(const Arguments& arguments, const Output& output) {
     const Path& file = arguments.files.front();
     const auto look = Look::OpenOne(arguments);
@@ -26,12 +41,18 @@ int RunDump(const Arguments& arguments, const Output& output) {
 
 int RunVerify(const Arguments& arguments, const Output& output) {
     const Path& file = arguments.files.front();
-    const auto expected = ReadFile(file);
-    if (!expected)
-        return output.Failed(kRefused, expected.error().message);
     const auto look = Look::OpenOne(arguments);
     if (!look)
         return output.Failed(look.error());
+    const std::intmax_t flashSize = store::Store().geometry.flashSize;
+    const auto expected = ReadPlainFile(file, static_cast<std::uintmax_t>(flashSize));
+    std::error_code unknown;
+    const auto fileSize = static_cast<std::intmax_t>(std::filesystem::file_size(file, unknown));
+    if (!expected && (expected.error().kind != ErrorKind::TooLarge || unknown))
+        return output.Failed(kRefused, expected.error().message);
+    // Reading the flash takes its time, and would make no dump of another size this frame's.
+    if (fileSize != flashSize)
+        return SayDifference(output, file, std::min(fileSize, flashSize), flashSize, fileSize);
     const auto flash = (*look)->ReadFlash();
     if (!flash)
         return output.Failed(kRefused, flash.error().message);
@@ -41,13 +62,7 @@ int RunVerify(const Arguments& arguments, const Output& output) {
         return kDone;
     }
     const auto at = std::distance(flash->begin(), std::ranges::mismatch(*flash, *expected).in1);
-    char place[24];
-    std::snprintf(place, sizeof place, "0x%06lX", static_cast<unsigned long>(at));
-    output.Result({{"equal", false}, {"differs_at", at}},
-                  "the flash differs from " + Printable(file.native()) + " from " + place + " on; it has " +
-                      Grouped(static_cast<long long>(flash->size())) + " bytes, the file " +
-                      Grouped(static_cast<long long>(expected->size())));
-    return kRefused;
+    return SayDifference(output, file, at, flashSize, fileSize);
 }
 
 }  // namespace lumato::cli

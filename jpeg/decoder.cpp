@@ -91,7 +91,8 @@ Result<DecodedPicture> DecodeStream(ByteSpan stream, int expectedWidth, int expe
 
 Result<void> JPGEncode::DecodeFile(const char* source, const char* destination, int expectedWidth,
                                    int expectedHeight) {
-    LUMATO_TRY(const std::vector<std::uint8_t> stream, ReadFile(source));
+    constexpr std::uintmax_t kMostStreamBytes = 1 << 24;  // no frame's table could state more
+    LUMATO_TRY(const std::vector<std::uint8_t> stream, ReadFile(source, kMostStreamBytes));
     if (const auto decoded = DecodeStream(stream, expectedWidth, expectedHeight, m_picture); !decoded)
         return tl::unexpected(Context(Printable(source), decoded.error()));
     return Save(destination);

@@ -49,9 +49,9 @@ Bytes Expand16(ByteSpan packed, int width, int height) {
 
 Result<Bytes> ReadPixels(const Path& path, int width, int height) {
     const std::size_t expected = PixelBytes(width, height);
-    constexpr std::uintmax_t kUsualLimit = 0x7FFFFFFF;
-    LUMATO_TRY(Bytes file,
-               ReadFile(path, std::max<std::uintmax_t>(kUsualLimit, kBitmapHeaderSize + expected)));
+    // Other programs write longer headers and notes behind the pixels, but not more than that.
+    constexpr std::uintmax_t kMostBesidePixels = 1 << 20;
+    LUMATO_TRY(Bytes file, ReadFile(path, kMostBesidePixels + expected));
     const Result<void> sound = CheckHeader(file, width, height);
     if (!sound)
         return tl::unexpected(Context(path.string(), sound.error()));

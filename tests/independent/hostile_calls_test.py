@@ -149,10 +149,14 @@ class Calls(Story):
         self.assertEqual((unseen, len(os.listdir(self.path("[new]")))), (set(), 2 * 4))
 
     def test_what_cannot_be_written(self):
-        """Standard output, a trace, memory, an image and a home: each is said, and what can be done is done."""
+        """What cannot be read or written, for its size, too: each is said, and what can be done is done."""
         full = ["sh", "-c", 'exec "$@" >/dev/full', "sh"]
         little = ["sh", "-c", 'ulimit -v 14000; exec "$@"', "sh"]
-        for prefix, call, said in ((full, ("list",), "standard output"), ((), ("--trace=/dev/full", "add", "one.bmp"), "/dev/full"),
+        for name, data in (("long.bmp", wave(48, 32)), ("long stream", stream_codec.encode(wave(48, 32), 48, 32, 90, 4))):
+            self.write(name, data)
+            os.truncate(self.path(name), 20 << 20)
+        for prefix, call, said in (((), ("encode", "long.bmp", "new", "--size", "48x32"), "larger than"),
+                                   ((), ("decode", "long stream", "new"), "larger than"), (full, ("list",), "standard output"), ((), ("--trace=/dev/full", "add", "one.bmp"), "/dev/full"),
                                    (little, ("add", "one.bmp", "big.bmp"), "")):
             with self.subTest(call=call):
                 if self.run_bare("--version", prefix=little).returncode and prefix is little:

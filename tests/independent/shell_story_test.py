@@ -156,6 +156,8 @@ class Shell(Story):
                          (image[:0x12345] + b"?" + image[0x12346:], 0x12345)):
             outcome = self.run_program("verify", self.write("other", data))
             self.assertEqual((outcome.status, outcome.json), (0 if at is None else 1, {"equal": at is None, "differs_at": at}))
+            self.assertEqual(len(self.read("trace.txt").splitlines()) > 20, len(data) == len(image))
+        self.assertIn("not a plain file", self.refused(1, "verify", "/dev/null").json["error"])
         self.good("frame", "new", self.path("made"), "--from", dump, frame=False)
         self.assert_same_bytes(self.read("made"), image)
         self.good("--fault", "8:flip", "dump", dump)
