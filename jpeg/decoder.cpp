@@ -91,8 +91,7 @@ Result<DecodedPicture> DecodeStream(ByteSpan stream, int expectedWidth, int expe
 
 Result<void> JPGEncode::DecodeFile(const char* source, const char* destination, int expectedWidth,
                                    int expectedHeight) {
-    constexpr std::uintmax_t kMostStreamBytes = 1 << 24;  // no frame's table could state more
-    LUMATO_TRY(const std::vector<std::uint8_t> stream, ReadFile(source, kMostStreamBytes));
+    LUMATO_TRY(const std::vector<std::uint8_t> stream, ReadFile(source));
     if (const auto decoded = DecodeStream(stream, expectedWidth, expectedHeight, m_picture); !decoded)
         return tl::unexpected(Context(Printable(source), decoded.error()));
     return Save(destination);

@@ -152,11 +152,10 @@ class Calls(Story):
         """What cannot be read or written, for its size, too: each is said, and what can be done is done."""
         full = ["sh", "-c", 'exec "$@" >/dev/full', "sh"]
         little = ["sh", "-c", 'ulimit -v 14000; exec "$@"', "sh"]
-        for name, data in (("long.bmp", wave(48, 32)), ("long stream", stream_codec.encode(wave(48, 32), 48, 32, 90, 4))):
-            self.write(name, data)
-            os.truncate(self.path(name), 20 << 20)
+        self.write("long.bmp", wave(48, 32))
+        os.truncate(self.path("long.bmp"), 20 << 20)
         for prefix, call, said in (((), ("encode", "long.bmp", "new", "--size", "48x32"), "larger than"),
-                                   ((), ("decode", "long stream", "new"), "larger than"), (full, ("list",), "standard output"), ((), ("--trace=/dev/full", "add", "one.bmp"), "/dev/full"),
+                                   (full, ("list",), "standard output"), ((), ("--trace=/dev/full", "add", "one.bmp"), "/dev/full"),
                                    (little, ("add", "one.bmp", "big.bmp"), "")):
             with self.subTest(call=call):
                 if self.run_bare("--version", prefix=little).returncode and prefix is little:
