@@ -206,22 +206,24 @@ void AddFileCommands(CLI::App& app, Arguments& arguments) {
     AddText(text, "--section", arguments.section, "look only in this section")->type_name("NAME");
 }
 
-void AddVirtualFrameCommands(CLI::App& app, Arguments& arguments) {
-    CLI::App* frame = app.add_subcommand("frame", "make and look at virtual frames");
-    frame->fallthrough();
-    frame->require_subcommand(1);
+// A dump says all that the other options would.
+void ExcludeAllOthers(CLI::App* app, CLI::Option* from) {
+    for (CLI::Option* other : app->get_options())
+        if (other != from && other != app->get_help_ptr() && !other->get_positional())
+            from->excludes(other);
+}
 
+void AddNewFrame(CLI::App* frame, Arguments& arguments) {
     NewFrameArguments& fresh = arguments.newFrame;
     CLI::App* make = AddCommand(frame, arguments, Command::FrameNew, "new", "make a fresh virtual frame");
     AddOutput(make, "FILE", arguments, "the flash image to make; must not be there yet");
-    CLI::Option* lcd = AddSize(make, "--lcd", arguments, "size of the LCD");
-    CLI::Option* flash = AddParsed(make, "--flash", fresh.flashBytes, ParseBytes, "a number of bytes",
-                                   "size of the flash, such as 4M")
-                             ->type_name("BYTES");
-    AddPath(make, "--from", fresh.from, "a dump of some frame, in place of all other options")
-        ->type_name("DUMP")
-        ->excludes(lcd)
-        ->excludes(flash);
+    AddSize(make, "--lcd", arguments, "size of the LCD");
+    AddParsed(make, "--flash", fresh.flashBytes, ParseBytes, "a number of bytes",
+              "size of the flash, such as 4M")
+        ->type_name("BYTES");
+    CLI::Option* from =
+        AddPath(make, "--from", fresh.from, "a dump of some frame, in place of all other options")
+            ->type_name("DUMP");
     AddExamples(make, kNewFrameExamples);
     AddParsed(make, "--table", fresh.tableAddress, ParseAddress, "an address",
               "where the picture table lies (default 0x10000)")
@@ -237,7 +239,15 @@ void AddVirtualFrameCommands(CLI::App& app, Arguments& arguments) {
     AddParsed(make, "--firmware-end", fresh.firmwareEnd, ParseAddress, "an address",
               "give it a firmware header that leads to this address")
         ->type_name("ADDRESS");
+    ExcludeAllOthers(make, from);
+}
 
+void AddVirtualFrameCommands(CLI::App& app, Arguments& arguments) {
+    CLI::App* frame = app.add_subcommand("frame", "make and look at virtual frames");
+    frame->fallthrough();
+    frame->require_subcommand(1);
+
+    AddNewFrame(frame, arguments);
     CLI::App* serve = AddCommand(
         frame, arguments, Command::FrameServe, "serve",
         "plug the virtual frame into a virtual machine's USB bus (usbredir protocol), until it is ended");
@@ -249,8 +259,11 @@ void AddVirtualFrameCommands(CLI::App& app, Arguments& arguments) {
     AddPath(serve, "--control", arguments.serve.control,
             "listen here for orders, one a line: plug, unplug, wait, fault N:KIND")
         ->type_name("PATH");
-    AddText(serve, "--vendor", arguments.serve.vendor,
-            "what it answers an INQUIRY with, 8 characters at most")
+    const auto vendor = [](const std::string& text) {
+        return text.size() <= 8 ? std::optional(text) : std::nullopt;
+    };
+    AddParsed(serve, "--vendor", arguments.serve.vendor, vendor, "a name of 8 characters at most",
+              "what it answers an INQUIRY with, 8 characters at most")
         ->type_name("NAME");
     const auto type = [](const std::string& text) {
         const auto value = ParseWhole(text, {0, 5});

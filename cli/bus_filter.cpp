@@ -19,6 +19,14 @@ bool IsDeviceNode(const Path& frame) {
     return frame.native().starts_with("/dev/sg") || std::filesystem::is_character_file(frame, ignored);
 }
 
+tl::expected<bool, Failure> IsVirtual(const Arguments& arguments) {
+    const bool isVirtual = arguments.frame && !IsDeviceNode(*arguments.frame);
+    if (!isVirtual && (!arguments.faults.empty() || arguments.pace))
+        return tl::unexpected<Failure>(
+            Failure{kWrongUsage, "--fault and --pace are for a virtual frame; --frame FILE names one"});
+    return isVirtual;
+}
+
 OneDeviceBus::OneDeviceBus(platform::Bus& bus, const Path& node) : m_bus(bus), m_node(Resolved(node)) {}
 
 Result<void> OneDeviceBus::Start(platform::BusListener& listener) {

@@ -3,13 +3,21 @@
 // Main thread only, as every bus.
 #pragma once
 
+#include <tl/expected.hpp>
+
 #include "base/file.h"
+#include "cli/arguments.h"
+#include "cli/output.h"
 #include "platform/bus.h"
 
 namespace lumato::cli {
 
 // Whether --frame names a device node, and so a real frame; anything else is the image of a virtual one.
 [[nodiscard]] bool IsDeviceNode(const Path& frame);
+
+// Whether --frame names a virtual one. Wrong usage: it does not, and --fault or --pace asks for what only a
+// virtual one does.
+[[nodiscard]] tl::expected<bool, Failure> IsVirtual(const Arguments& arguments);
 
 class OneDeviceBus : public platform::Bus, private platform::BusListener {
   public:

@@ -65,6 +65,9 @@ Look::~Look() {
 }
 
 tl::expected<std::unique_ptr<Look>, Failure> Look::Search(const Arguments& arguments, At at) {
+    const tl::expected<bool, Failure> isVirtual = IsVirtual(arguments);
+    if (!isVirtual)
+        return tl::unexpected<Failure>(isVirtual.error());
     std::unique_ptr<Look> look(new Look(arguments));
     if (arguments.trace) {
         auto log = vframe::TraceLog::Create(*arguments.trace);
@@ -72,11 +75,10 @@ tl::expected<std::unique_ptr<Look>, Failure> Look::Search(const Arguments& argum
             return NotThere(kRefused, log.error().message);
         look->m_trace = std::move(*log);
     }
-    const bool isVirtual = arguments.frame && !IsDeviceNode(*arguments.frame);
     tl::expected<void, Failure> done;
-    if (isVirtual)
+    if (*isVirtual)
         done = look->PlugVirtualFrame(arguments);
-    if (done && (!isVirtual || at == At::AllFrames)) {
+    if (done && (!*isVirtual || at == At::AllFrames)) {
         Arguments all = arguments;
         if (at == At::AllFrames)
             all.frame.reset();

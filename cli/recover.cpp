@@ -52,7 +52,10 @@ int Save(const KeptJournal& journal, const Path& folder, const Output& output) {
         Output::Complain(failed.message);
     std::string text = Count(given->saved, "picture") + " saved in " + Printable(folder.string());
     if (given->onFrame > 0)
-        text += "; " + Count(given->onFrame, "picture") + " stored on the frame, of which no copy is kept";
+        text += "; " + Count(given->onFrame, "picture") +
+                (given->onFrame == 1
+                     ? " was stored on the frame when its download broke off; no copy of it is kept here"
+                     : " were stored on the frame when its download broke off; no copy of them is kept here");
     output.Result({{"saved", given->saved}, {"on_frame", given->onFrame}}, text);
     return given->failed.empty() ? kDone : kRefused;
 }

@@ -72,8 +72,10 @@ tl::expected<std::unique_ptr<Session>, Failure> Session::Connect(const Arguments
 }
 
 tl::expected<void, Failure> Session::FindBus(const Arguments& arguments) {
-    const bool isVirtual = arguments.frame && !IsDeviceNode(*arguments.frame);
-    const tl::expected<void, Failure> found = isVirtual ? PlugVirtualFrame(arguments) : SearchUsb(arguments);
+    const tl::expected<bool, Failure> isVirtual = IsVirtual(arguments);
+    if (!isVirtual)
+        return tl::unexpected<Failure>(isVirtual.error());
+    const tl::expected<void, Failure> found = *isVirtual ? PlugVirtualFrame(arguments) : SearchUsb(arguments);
     if (!found)
         return found;
     platform::Services& services = platform::CurrentServices();
@@ -113,8 +115,6 @@ tl::expected<void, Failure> Session::PlugVirtualFrame(const Arguments& arguments
 }
 
 tl::expected<void, Failure> Session::SearchUsb(const Arguments& arguments) {
-    if (!arguments.faults.empty() || arguments.pace)
-        return Fail(kWrongUsage, "--fault and --pace are for a virtual frame; --frame FILE names one");
     m_usbBus =
         std::make_unique<platform::UsbBus>(platform::UsbBusOptions{.family = std::string(device::kFamily)});
     if (!m_usbBus->HasCandidates() && !m_usbBus->IsSettling())

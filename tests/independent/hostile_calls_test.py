@@ -45,6 +45,11 @@ def wrong_usage():
     yield from ((("frame", "new", "new", "--from", ""), "--from"), (("recover", "1", "--save", ""), "--save"))
     yield ("list", "--json=0"), "json"
     yield ("delete", "--all=0"), "all"
+    for command in (("list",), ("frames",), ("dump", "new"), ("verify", "one.bmp")):
+        yield from ((("--frame=/dev/null", option, *command), "virtual frame") for option in ("--fault=1:flip", "--pace=2"))
+    yield from (((*new[:3], "--from", "frame.img", option, "1"), option) for option in (
+        "--table", "--limit", "--sampling", "--quality", "--erase", "--page-option", "--firmware-end"))
+    yield ("frame", "serve", "frame.img", "--socket", "s", "--vendor", "123456789"), "--vendor"
     yield from (((call), "") for call in (
         (), ("dance",), ("info", "--dance"), ("add",), ("delete",), ("delete", "-1"), ("save",), ("save", ""),
         ("encode", "a", "b"), ("compose", "a", "b"), ("frame", "new", "x"), ("frame", "serve", "x", "--type=2", "--socket=s"),
@@ -70,7 +75,8 @@ class Calls(Story):
         for number, (arguments, named) in enumerate(wrong_usage()):
             call = (*arguments, "--json") if number % 2 else ("--json", *arguments)
             with self.subTest(call=call):
-                done = self.run_bare("--frame=frame.img", *call)
+                own = any(word.startswith("--frame=") for word in arguments)
+                done = self.run_bare(*(() if own else ("--frame=frame.img",)), *call, timeout=20)
                 self.assertEqual(done.returncode, 2, done.stderr)
                 self.assertIn(named, json.loads(done.stdout)["error"])
                 self.assertIn(named, done.stderr.decode())

@@ -147,8 +147,8 @@ class Story(unittest.TestCase):
     def run_bare(self, *arguments, prefix=(), **options):
         """Without the options that every other call gets."""
         self.commands.append(repr(arguments))
-        return subprocess.run([*prefix, PROGRAM, *arguments], env=self.environment(), cwd=self.folder, timeout=600,
-                              **{"capture_output": True, **options})
+        return subprocess.run([*prefix, PROGRAM, *arguments], env=self.environment(), cwd=self.folder,
+                              **{"capture_output": True, "timeout": 600, **options})
 
     def cut(self, *arguments, at=1, later=0, statuses=(4,)):
         """Unplugged at the `at`-th erase or `later`; `finished`: what the frame would hold without. The outcome."""
