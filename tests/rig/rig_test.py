@@ -255,7 +255,7 @@ class Story:
                              ("phase " + program, "host status"), ("silent " + program, "host status")
                              )[0 if self.thorough else 3:7 + self.thorough]:
             self.frame.order("fault 1:" + fault)
-            status, out, err = self.there("add", "source1.bmp")
+            status, out, err = self.there("--verbose", "add", "source1.bmp")
             want = self.here("add", "source1.bmp")
             same((status, out), want[:2], "add with %s (%s)" % (fault, err))
             check(filecmp.cmp(self.frame.image, self.local, shallow=False), fault + ": the flashes differ")
