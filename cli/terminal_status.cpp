@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <utility>
 
 #include <unistd.h>
 
@@ -12,13 +13,24 @@ namespace {
 
 constexpr int kBarCells = 40;
 
+// "Read Picture:: 7" only counts on from "Read Picture:: 6".
+bool CountsOn(std::string_view before, std::string_view now) {
+    const auto text = [](std::string_view note) {
+        return note.substr(0, note.find_last_not_of("0123456789") + 1);
+    };
+    return text(now) != now && text(now) == text(before);
+}
+
 }  // namespace
 
 TerminalStatus::TerminalStatus(bool quiet)
     : m_showNotes(!quiet), m_showBar(!quiet && ::isatty(STDERR_FILENO) == 1) {}
 
 TerminalStatus::~TerminalStatus() {
-    ClearBar();
+    const std::lock_guard lock(m_mutex);
+    ClearBarLocked();
+    if (std::exchange(m_heldBack, false))
+        Print();
 }
 
 void TerminalStatus::SetNotes(std::string_view text) {
@@ -26,7 +38,17 @@ void TerminalStatus::SetNotes(std::string_view text) {
     m_detail.clear();
     if (m_note == text)
         return;
+    // Where nobody watches, the first and the last of a count are enough.
+    const bool hold = !m_showBar && CountsOn(m_note, text);
+    if (!hold && std::exchange(m_heldBack, false))
+        Print();
     m_note = text;
+    m_heldBack = hold;
+    if (!hold)
+        Print();
+}
+
+void TerminalStatus::Print() {
     if (!m_showNotes)
         return;
     ClearBarLocked();

@@ -1,7 +1,7 @@
 // The store's status notes and progress on a terminal.
 //
-// Callable from any thread. Notes go to standard error, one a line; the progress bar only if that is a
-// terminal.
+// Callable from any thread. Notes go to standard error, one a line; if that is no terminal, there is no
+// progress bar, and of notes that only count on the first and the last are shown.
 #pragma once
 
 #include <mutex>
@@ -33,12 +33,14 @@ class TerminalStatus : public store::StatusPort {
     void ClearBar();
 
   private:
+    void Print();
     void ClearBarLocked();
 
     mutable std::mutex m_mutex;
     const bool m_showNotes;
     const bool m_showBar;
     bool m_barShown = false;
+    bool m_heldBack = false;  // the last note only counts on, and has not been printed
     int m_percent = 0;
     std::string m_note;
     std::string m_detail;

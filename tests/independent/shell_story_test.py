@@ -89,6 +89,11 @@ class Shell(Story):
 
     # ------------------------------------------------------------------------------------ positions and questions
 
+    def test_counts_are_short_where_nobody_watches(self):
+        self.put_frame(put_pictures(make_image(), streams(4)))
+        said = [line for line in self.run_program("list").err.splitlines() if line.startswith("Read Picture:")]
+        self.assertEqual(said, ["Read Picture:: 0", "Read Picture:: 3"])
+
     def test_positions(self):
         five = put_pictures(make_image(LCD, 0x80000), streams(5, LCD))
         for words, positions in ((["2-3,5"], (2, 3, 5)), (["1", "4-4,1"], (1, 4)), (["1-5"], (1, 2, 3, 4, 5))):
