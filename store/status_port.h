@@ -6,6 +6,8 @@
 
 #include <string_view>
 
+#include "store/progress.h"
+
 namespace lumato::store {
 
 class StatusPort {
@@ -19,6 +21,8 @@ class StatusPort {
     virtual void SetNoteDetail(std::string_view) {}
     // The progress bar; the implementation limits the value to 0..100.
     virtual void SetDownLoadPrcess(int percent) = 0;
+    // What lies behind that number.
+    virtual void SetProgress(const Progress&) {}
     // The number fields are to be shown anew.
     virtual void UpdateInfo() = 0;
     virtual void SetControlPanlEnable(bool enable) = 0;

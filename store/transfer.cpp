@@ -38,7 +38,16 @@ bool StartTransfer() {
     if (IsTaken(transfer))
         return false;
     transfer.running = true;
+    transfer.stopRequested = false;
     return true;
+}
+
+void RequestStop() {
+    Store().transfer.stopRequested = true;
+}
+
+bool StopRequested() {
+    return Store().transfer.stopRequested;
 }
 
 void BeginOnline() {

@@ -11,6 +11,7 @@
 // end of the task posts the refresh event, or by the next online task.
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <mutex>
 
@@ -21,10 +22,17 @@ struct TransferState {
     std::condition_variable ended;
     bool running = false;  // guarded by mutex
     int announced = 0;     // guarded by mutex: online tasks that have not taken over yet
+    std::atomic<bool> stopRequested{false};
 };
 
 // Main thread, before the task is started. False, and nothing changed, while another one runs.
 [[nodiscard]] bool StartTransfer();
+
+// From any thread, a signal handler included: the task that runs is to end at the next place where that costs
+// nothing. Forgotten when the next one starts.
+void RequestStop();
+// Whether the running task is to end: it asks between two blocks, or two pictures.
+[[nodiscard]] bool StopRequested();
 
 // Main thread, before an online task is started.
 void BeginOnline();

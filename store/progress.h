@@ -1,0 +1,28 @@
+// How far long work is: values, which each program says in its own way.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+namespace lumato::store {
+
+enum class Phase {
+    Reading,     // pictures come from the frame
+    Adding,      // pictures are composed and encoded
+    MakingSafe,  // streams and journal go to the disk, before the frame is changed
+    Writing,     // blocks go to the frame
+    Checking,    // what is there is read back and compared
+};
+
+struct Progress {
+    Phase phase = Phase::Writing;
+    int picture = 0;              // the one in hand, from 1; 0: not yet known
+    int pictures = 0;             // of so many; 0: pictures are not counted
+    std::int64_t bytes = 0;       // that the frame has confirmed, or that were read
+    std::int64_t totalBytes = 0;  // 0: not known
+    std::optional<double> secondsLeft;
+    int silentSeconds = 0;  // the frame has not answered for so long; 0: it answers
+    bool operator==(const Progress&) const = default;
+};
+
+}  // namespace lumato::store
