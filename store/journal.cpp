@@ -175,9 +175,9 @@ Result<Journal> DecodeJournal(ByteSpan bytes) {
     return journal;
 }
 
-void PutBlocksBack(const Journal& journal, std::int32_t address, Bytes& stream) {
+void PutBlocksBack(const std::map<std::int32_t, Bytes>& blocks, std::int32_t address, Bytes& stream) {
     const std::int64_t end = std::int64_t{address} + static_cast<std::int64_t>(stream.size());
-    for (const auto& [base, block] : journal.blocks) {
+    for (const auto& [base, block] : blocks) {
         const std::int64_t from = std::max<std::int64_t>(base, address);
         const std::int64_t to = std::min<std::int64_t>(base + static_cast<std::int64_t>(block.size()), end);
         if (from < to)

@@ -64,7 +64,8 @@ struct Journal {
 // journal of another version of this program.
 [[nodiscard]] Result<Journal> DecodeJournal(ByteSpan bytes);
 
-// Lays what the journal has of the blocks over bytes that were read from `address` on.
-void PutBlocksBack(const Journal& journal, std::int32_t address, std::vector<std::uint8_t>& stream);
+// Lays the blocks, by their addresses, over bytes that were read from `address` on.
+void PutBlocksBack(const std::map<std::int32_t, std::vector<std::uint8_t>>& blocks, std::int32_t address,
+                   std::vector<std::uint8_t>& stream);
 
 }  // namespace lumato::store

@@ -52,7 +52,7 @@ Result<Bytes> StreamIn(const KeptJournal& kept, const Journal& journal, const Jo
         picture.length > kMostBytes)
         return stream;
     Bytes restored(static_cast<std::size_t>(picture.length));
-    PutBlocksBack(journal, picture.address, restored);
+    PutBlocksBack(journal.blocks, picture.address, restored);
     return Sha256(restored) == picture.hash ? restored : stream;
 }
 

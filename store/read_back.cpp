@@ -5,6 +5,7 @@
 
 #include "flash/checked_transfer.h"
 #include "store/decode_task.h"
+#include "store/journal.h"
 #include "store/local_room.h"
 #include "store/messages.h"
 #include "store/picture_table.h"
@@ -175,8 +176,12 @@ Result<Stream> ReadPictureBytes(std::int32_t address, std::int32_t length) {
 }
 
 Result<Stream> StreamOf(const FileData& record, std::int32_t address) {
-    if (record.onlyOnFrame)
-        return ReadPictureBytes(address, record.picSize);
+    if (record.onlyOnFrame) {
+        const std::int32_t at = record.inFrame == 1 ? address : record.oldAddress;
+        LUMATO_TRY(Stream stream, ReadPictureBytes(at, record.picSize));
+        PutBlocksBack(Store().blocksAtRisk, at, stream);
+        return stream;
+    }
     return ReadPlainFile(StreamPath(record.fileName), static_cast<std::uintmax_t>(record.picSize));
 }
 

@@ -24,9 +24,9 @@ constexpr int kAddedSequenceBase = 1000;
 // A picture of the journal, and what the frame has of it.
 struct Recovered {
     JournalPicture picture;
-    int position = 0;     // in the journal, from 1
-    bool stored = false;  // its bytes lie on the frame
-    Bytes restored;       // as they lie there when the blocks at risk have been put back; empty: they do not
+    int position = 0;        // in the journal, from 1
+    bool stored = false;     // its bytes lie on the frame
+    bool comesBack = false;  // they lie there again when the blocks at risk have been put back
 };
 
 // All emptied frames have the same table, which then is no evidence.
@@ -53,7 +53,9 @@ class Recovery {
     Result<void> AddWaiting();
     Result<void> AddWaiting(const Recovered& picture, LocalRoom& room);
     Result<Bytes> StreamOf(const Recovered& picture);
-    const FileData& Append(const std::string& name, const Recovered& picture, std::string whyNoBitmap);
+    [[nodiscard]] std::string NextName() const;
+    const FileData& Append(const std::string& name, const Recovered& picture, std::string whyNoBitmap,
+                           bool onlyOnFrame);
     void ShowNotes() const;
 
     StoreState& m_store = Store();
@@ -68,7 +70,7 @@ void Recovery::Take(const FrameJournal& found) {
     m_chosen = &found;
     m_pictures.clear();
     for (const JournalPicture& picture : found.journal.pictures)
-        m_pictures.push_back({picture, static_cast<int>(m_pictures.size()) + 1, false, {}});
+        m_pictures.push_back({picture, static_cast<int>(m_pictures.size()) + 1});
 }
 
 // Each picture of the list is the copy of one picture of the journal at most.
@@ -178,9 +180,8 @@ bool Recovery::Check(Recovered& picture, ByteSpan stream) const {
     picture.stored = Sha256(stream) == picture.picture.hash;
     if (!picture.stored && !journal.fromScratch) {
         Bytes restored(stream.begin(), stream.end());
-        PutBlocksBack(journal, picture.picture.address, restored);
-        if (Sha256(restored) == picture.picture.hash)
-            picture.restored = std::move(restored);
+        PutBlocksBack(journal.blocks, picture.picture.address, restored);
+        picture.comesBack = Sha256(restored) == picture.picture.hash;
     }
     return picture.stored;
 }
@@ -233,11 +234,24 @@ Result<void> Recovery::AddWaiting() {
     return {};
 }
 
+// What comes back is read once more: slots can share their bytes, and hundreds of them are no more than one
+// flash, but more than memory has.
 Result<Bytes> Recovery::StreamOf(const Recovered& picture) {
-    return picture.restored.empty() ? LoadStream(m_chosen->folder, picture.picture) : picture.restored;
+    if (!picture.comesBack)
+        return LoadStream(m_chosen->folder, picture.picture);
+    LUMATO_TRY(Bytes stream, ReadPictureBytes(picture.picture.address, picture.picture.length));
+    PutBlocksBack(m_chosen->journal.blocks, picture.picture.address, stream);
+    if (Sha256(stream) != picture.picture.hash)
+        return Fail(ErrorKind::Unreadable, "a picture could not be read from the frame");
+    return stream;
 }
 
 Result<void> Recovery::AddWaiting(const Recovered& picture, LocalRoom& room) {
+    std::string whyNoBitmap = room.WhyNoBitmap(picture.picture.length);
+    if (picture.comesBack && !room.HasRoomFor(picture.picture.length)) {
+        room.Take(Append(NextName(), picture, std::move(whyNoBitmap), true));
+        return {};
+    }
     const auto stream = StreamOf(picture);
     if (!stream && stream.error().kind != ErrorKind::Damaged && stream.error().kind != ErrorKind::NotFound)
         return tl::unexpected(stream.error());
@@ -245,19 +259,23 @@ Result<void> Recovery::AddWaiting(const Recovered& picture, LocalRoom& room) {
         m_damage = "a picture could not be recovered: " + stream.error().message;
         return {};
     }
-    // Higher than any number in use.
-    const std::string name = "Picture" + std::to_string(m_store.gmyTotalePicture + 1) + ".bmp";
+    const std::string name = NextName();
     LUMATO_TRY_VOID(WriteFile(StreamPath(name), *stream, Links::Replace));
     // Without a bitmap there is no preview; the picture itself is safe.
-    std::string whyNoBitmap = room.WhyNoBitmap(picture.picture.length);
     if (whyNoBitmap.empty() && !m_store.MyJPG->DeCode(StreamPath(name), BitmapPath(name),
                                                       m_store.geometry.lcdWidth, m_store.geometry.lcdHeight))
         whyNoBitmap = m_store.MyJPG->LastError().message;
-    room.Take(Append(name, picture, std::move(whyNoBitmap)));
+    room.Take(Append(name, picture, std::move(whyNoBitmap), false));
     return {};
 }
 
-const FileData& Recovery::Append(const std::string& name, const Recovered& picture, std::string whyNoBitmap) {
+// Higher than any number in use.
+std::string Recovery::NextName() const {
+    return "Picture" + std::to_string(m_store.gmyTotalePicture + 1) + ".bmp";
+}
+
+const FileData& Recovery::Append(const std::string& name, const Recovered& picture, std::string whyNoBitmap,
+                                 bool onlyOnFrame) {
     auto record = std::make_unique<FileData>();
     record->fileRef = BitmapPath(name);
     record->fileName = name;
@@ -265,8 +283,9 @@ const FileData& Recovery::Append(const std::string& name, const Recovered& pictu
     record->picSize = picture.picture.length;
     record->streamHash = picture.picture.hash;
     record->journalPosition = picture.position;
-    record->oldAddress = picture.restored.empty() ? 0 : picture.picture.address;
+    record->oldAddress = picture.comesBack ? picture.picture.address : 0;
     record->whyNoBitmap = std::move(whyNoBitmap);
+    record->onlyOnFrame = onlyOnFrame;
     ++m_store.gmyTotalePicture;
     ++m_waiting;
     const FileData& listed = *record;

@@ -194,7 +194,7 @@ Result<void> KeepAsBefore(const std::shared_ptr<Journal>& journal) {
         return {};
     for (FileData* record = Store().gmyPictureData->sentinel->next; record != nullptr;
          record = record->next) {
-        if (record->inFrame != 1)
+        if (record->inFrame != 1 && !record->onlyOnFrame)  // which the journal's blocks bring back
             LUMATO_TRY_VOID(KeepPicture(*record, 0));
     }
     return Save(*journal);

@@ -233,6 +233,20 @@ class Frames(Hostile):
                 self.good("delete", 1)
                 self.assertEqual(flash_reader.table_of(self.image()), make_table(slots[1:]))
 
+    def test_a_cut_costs_no_more(self):
+        """Slots that share the bytes of a block which the cut download had erased: each comes back from the journal."""
+        slots, image = [(1, 0x11000, 5_000_000)] * 40, make_image(LCD, 0x600000)
+        put_picture(image, 0x11000, self.old[0])
+        put_table(image, make_table(slots))
+        self.put_frame(image)
+        self.cut("delete", 1, later=1, statuses=(1, 4))
+        self.assertFalse(flash_reader.table_is_valid(flash_reader.table_of(self.image())))
+        status, out, err, _, megabytes = self.run_raw("list")
+        self.assertEqual((status, len(json.loads(out)["pictures"])), (0, 39), err)
+        self.assertTrue(PATIENT or megabytes < 200, megabytes)
+        self.good("download")
+        self.assert_same_bytes(self.image(), self.finished)
+
 
 class Homes(Hostile):
     """Links and odd files in the home folder: nothing outside is written or deleted, and nothing hangs."""
