@@ -93,6 +93,10 @@ CLI::Option* AddPositions(CLI::App* app, Arguments& arguments) {
     return AddSeveral(app, "POSITION", take, "as `list` counts them; or such as 2-5,9")->type_name("");
 }
 
+void AddPosition(CLI::App* app, const std::string& name, int& target, const std::string& help) {
+    AddParsed(app, name, target, ParsePosition, PositionWanted(), help)->required()->type_name("");
+}
+
 void AddDryRun(CLI::App* app, Arguments& arguments) {
     AddFlag(app, "--dry-run", arguments.dryRun, "only say what would be written");
 }
@@ -134,6 +138,13 @@ void AddFrameCommands(CLI::App& app, Arguments& arguments) {
     AddFlag(remove, "--yes", arguments.yes, "do not ask");
     AddDryRun(remove, arguments);
     AddExamples(remove, kDeleteExamples);
+
+    CLI::App* move = AddCommand(&app, arguments, Command::Move, "move",
+                                "give a picture another place; those in between close up");
+    AddPosition(move, "FROM", arguments.position, "as `list` counts them");
+    AddPosition(move, "TO", arguments.newPosition, "the position that it gets");
+    AddDryRun(move, arguments);
+    AddExamples(move, kMoveExamples);
 
     CLI::App* save = AddCommand(&app, arguments, Command::Save, "save",
                                 "copy the frame's pictures as bitmaps 1.bmp, 2.bmp, ...");

@@ -21,6 +21,7 @@ enum class Command {
     Add,
     Download,
     Delete,
+    Move,
     Save,
     Dump,
     Verify,
@@ -85,11 +86,12 @@ struct Arguments {
     // Those that the call reads and writes, `files` and others, for the checks that hold for every command.
     std::vector<Path> inputs, outputs;
     std::vector<int> positions;      // delete, save
-    int position = 0;                // frame render; recover: the journal, 0 for none
+    int position = 0;                // frame render, move; recover: the journal, 0 for none
+    int newPosition = 0;             // move
     bool all = false;                // delete --all
     bool yes = false;                // and without a question
     bool originalNames = false;      // save
-    bool dryRun = false;             // add, download, delete
+    bool dryRun = false;             // add, download, delete, move
     std::optional<Path> saveFolder;  // recover --save
     bool forget = false;             // recover --forget
     PoseArguments pose;

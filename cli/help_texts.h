@@ -29,6 +29,10 @@ inline constexpr const char* kDownloadExamples =
 inline constexpr const char* kDeleteExamples =
     "  lumatoctl delete 2-5,9\n"
     "  lumatoctl delete --all --yes";
+inline constexpr const char* kMoveExamples =
+    "  lumatoctl move 5 1\n"
+    "  lumatoctl move 5 1 --dry-run\n"
+    "Only the frame's table is written, not the pictures.";
 inline constexpr const char* kSaveExamples =
     "  lumatoctl save ~/from-frame\n"
     "  lumatoctl save ~/from-frame 3 7-9";

@@ -36,6 +36,8 @@ int RunCommand(const Arguments& arguments, const Output& output) {
             return RunDownload(arguments, output);
         case Command::Delete:
             return RunDelete(arguments, output);
+        case Command::Move:
+            return RunMove(arguments, output);
         case Command::Save:
             return RunSave(arguments, output);
         case Command::Compose:

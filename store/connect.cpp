@@ -66,7 +66,7 @@ void LeaveJournal() {
     store.journal.reset();
     store.journalFolder.clear();
     store.lenderFolder.clear();
-    store.resuming = false;
+    store.resuming = store.orderResumed = false;
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include "flash/checked_transfer.h"
 #include "flash/process_flash.h"
 #include "store/block_check.h"
+#include "store/list_order.h"
 #include "store/messages.h"
 #include "store/picture_table.h"
 #include "store/read_back.h"
@@ -90,9 +91,12 @@ Result<void> Download::ReadStreams() {
         return {};
     const int filled = m_plan.whole.empty() ? 0 : m_plan.whole.back().length - m_plan.whole.back().fresh;
     m_streams.reserve(static_cast<std::size_t>(m_plan.total + filled));
-    int position = m_plan.first;
-    for (FileData* record = GetNode(m_list, m_plan.first); record != nullptr; record = record->next) {
-        const auto stream = ReadStream(*record, position++);
+    int position = 0;
+    for (FileData* record = m_list->sentinel->next; record != nullptr; record = record->next) {
+        ++position;
+        if (!m_plan.Writes(*record))
+            continue;
+        const auto stream = ReadStream(*record, position);
         if (!stream)
             return Fail(kDownloadFailed, stream.error().message);
         m_streams.insert(m_streams.end(), stream->begin(), stream->end());
@@ -236,7 +240,7 @@ Result<void> Download::WriteWholeBlocks() {
 
 void Download::MarkStored() {
     m_store.status->SetDownLoadPrcess(99);
-    for (FileData* record = GetNode(m_list, m_plan.first); record != nullptr; record = record->next)
+    for (FileData* record = m_list->sentinel->next; record != nullptr; record = record->next)
         record->inFrame = 1;
 }
 
@@ -273,7 +277,9 @@ bool Download::Run() {
         return false;
     }
     m_store.blocksAtRisk.clear();
+    m_store.resuming = false;
     ForgetJournal();
+    NoteListAsStored();
     m_store.status->SetDownLoadPrcess(100);
     ShowNote(kDownloadFinished);
     return true;

@@ -16,7 +16,8 @@ using flash::kBlockSize;
 constexpr int kWriteUnit = 1024;  // the last block of pictures is rounded up to it
 
 struct NewPictures {
-    int first = -1;          // position of the first one; -1: none
+    int first = -1;  // position of the first one; -1: none
+    int count = 0;
     std::int64_t total = 0;  // bytes of all
 };
 
@@ -29,6 +30,7 @@ NewPictures FindNew(const FileDataHead* list) {
             continue;
         if (found.first == -1)
             found.first = position;
+        ++found.count;
         found.total += record->picSize;
     }
     return found;
@@ -47,36 +49,36 @@ int Saturated(std::int64_t total) {
     return static_cast<int>(std::min<std::int64_t>(total, std::numeric_limits<int>::max()));
 }
 
-// Where the stored pictures at the head of the list lie, as the table tells.
+// Where the stored pictures of the list lie, as the table tells.
 struct StoredPictures {
-    bool found = false;         // the table has a slot for each of them
+    bool found = true;          // the table has a slot for each of them
     bool overlapTable = false;  // one has bytes where the table is about to be written
     std::int64_t end = 0;       // behind the highest byte of all: slots may be out of order
 };
 
-StoredPictures FindStored(const FileDataHead* list, int count) {
+StoredPictures FindStored(const FileDataHead* list) {
     StoredPictures stored;
-    const FileData* record = list->sentinel->next;
-    int left = count;
-    for (int slot = 1; slot <= kSlotCount && left > 0; ++slot) {
-        const ByteSpan bytes = SlotOf(Store().G_PictureList, slot);
-        if (bytes[0] != kSlotStored)
+    int position = 0;
+    for (const FileData* record = list->sentinel->next; record != nullptr; record = record->next) {
+        const ByteSpan slot = SlotOf(Store().G_PictureList, ++position);
+        if (record->inFrame != 1)
             continue;
-        const int address = SlotAddress(bytes);
-        stored.end = std::max(stored.end, std::int64_t{address} + record->picSize);
-        stored.overlapTable |= address < Store().geometry.PictureAreaStart();
-        record = record->next;
-        --left;
+        stored.found &= slot[0] == kSlotStored;
+        stored.end = std::max(stored.end, std::int64_t{SlotAddress(slot)} + record->picSize);
+        stored.overlapTable |= SlotAddress(slot) < Store().geometry.PictureAreaStart();
     }
-    stored.found = left == 0;
     return stored;
 }
 
 void FillSlots(DownloadPlan& plan) {
     int address = plan.start;
-    const FileData* record = GetNode(Store().gmyPictureData.get(), plan.first);
-    for (int slot = plan.first; record != nullptr; ++slot, record = record->next) {
-        FillSlot(SlotOf(plan.tableAfter, slot), address, record->picSize);
+    int position = 0;
+    for (const FileData* record = Store().gmyPictureData->sentinel->next; record != nullptr;
+         record = record->next) {
+        ++position;
+        if (!plan.Writes(*record))
+            continue;
+        FillSlot(SlotOf(plan.tableAfter, position), address, record->picSize);
         address += record->picSize;
     }
 }
@@ -114,10 +116,9 @@ bool GetStartAddAndTotalDownSize(int& first, int& total, int& start) {
     first = added.first;
     total = Saturated(added.total);
     start = geometry.PictureAreaStart();
-    const int storedCount = first == -1 ? list->count : first - 1;
-    if (storedCount == 0)
+    if (added.count == list->count)
         return false;  // nothing new, or everything
-    const StoredPictures stored = FindStored(list, storedCount);
+    const StoredPictures stored = FindStored(list);
     if (first == -1 && !stored.overlapTable)
         return false;
     if (stored.found && !stored.overlapTable && geometry.CanWrite(stored.end, added.total)) {

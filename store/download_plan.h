@@ -11,6 +11,7 @@
 
 #include "base/error.h"
 #include "store/frame_geometry.h"
+#include "store/picture_list.h"
 
 namespace lumato::store {
 
@@ -26,11 +27,14 @@ struct DownloadPlan {
     bool fromScratch = false;  // no picture stays: what is on the frame is not needed
     int first = -1;            // position of the first picture that is written; -1: none, only the table is
     int total = 0;             // bytes of these pictures
-    int start = 0;             // where they go
+    int start = 0;             // where they go, one behind the other
     std::array<std::uint8_t, kTableSize> tableAfter{};
     int besideTable = 0;                   // bytes of the pictures that lie in the table's block
     std::optional<PlannedBlock> boundary;  // in which stored pictures end: what stands there is read first
     std::vector<PlannedBlock> whole;       // behind it
+
+    // Written pictures may stand anywhere in the list: those that stay have their slots already.
+    [[nodiscard]] bool Writes(const FileData& record) const { return rewriteAll || record.inFrame != 1; }
 };
 
 // For the list as it is, of a download that broke off in the order of that one. Errors: Refused, for what

@@ -20,6 +20,9 @@ inline constexpr int kEndMarkOffset = 4094;
 inline constexpr std::uint8_t kSlotFree = 0;
 inline constexpr std::uint8_t kSlotStored = 1;
 inline constexpr std::uint8_t kSlotErased = 0xFF;
+// In memory alone: slot k is that of the list's k-th picture, and one that waits before a stored one keeps
+// its slot with this. A download fills it.
+inline constexpr std::uint8_t kSlotReserved = 2;
 
 // Whether the 4,096 bytes are a table: signature and end mark are there (flash_layout.cpp).
 [[nodiscard]] bool IsTable(ByteSpan table);

@@ -8,6 +8,7 @@
 #include "flash/process_flash.h"
 #include "store/frame_journals.h"
 #include "store/journal_folder.h"
+#include "store/list_order.h"
 #include "store/local_room.h"
 #include "store/messages.h"
 #include "store/picture_table.h"
@@ -366,10 +367,15 @@ Result<bool> LooksDue() {
 Result<void> ReadPicturesAndRecover() {
     StoreState& store = Store();
     LearnIndividual();
-    if (store.statePath.empty())
-        return ReadPictures();
+    if (store.statePath.empty()) {
+        LUMATO_TRY_VOID(ReadPictures());
+        NoteListAsStored();
+        return {};
+    }
     Result<void> recovered = Recovery().Run();
-    if (!recovered)
+    if (recovered)
+        NoteListAsStored();
+    else
         store.journalFolder.clear();  // whatever lies there is not to be touched by this connection
     return recovered;
 }

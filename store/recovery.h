@@ -18,8 +18,9 @@ Result<void> ReadPicturesAndRecover();
 // and nothing is changed. Errors: the frame cannot be read.
 Result<bool> LooksDue();
 
-// At the start of a download: the list in the order of the download that broke off, with the pictures whose
-// old place the blocks at risk bring back in that place. What was changed in the list since stays changed.
+// At the start of a download, or before pictures are moved: the list in the order of the download that broke
+// off, with the pictures whose old place the blocks at risk bring back in that place. What was changed in the
+// list since stays changed. Once for each connection.
 void ResumeDownload();
 
 }  // namespace lumato::store

@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "store/journal.h"
+#include "store/list_order.h"
 #include "store/picture_table.h"
 #include "store/recovery.h"
 
@@ -25,12 +26,12 @@ void PutTogether(FileDataHead& list, const Records& records) {
     last->next = nullptr;
 }
 
-// Stored pictures first; then in the order of the journal, with what was added since behind it.
+// In the order of the journal, with what was added since behind it.
 bool ComesBefore(const FileData* a, const FileData* b) {
     const auto position = [](const FileData& record) {
         return record.journalPosition > 0 ? record.journalPosition : std::numeric_limits<int>::max();
     };
-    return a->inFrame != b->inFrame ? a->inFrame > b->inFrame : position(*a) < position(*b);
+    return position(*a) < position(*b);
 }
 
 // Free slots get the bytes that the download which broke off was to leave there, so that the frame ends up
@@ -46,18 +47,21 @@ void FillTable(const Records& records) {
     for (const FileData* record : records) {
         if (record->inFrame == 1)
             FillSlot(SlotOf(table, ++slot), record->oldAddress, record->picSize);
+        else
+            SlotOf(table, ++slot)[0] = kSlotFree;
     }
     while (++slot <= kMostPictures)
         SlotOf(table, slot)[0] = kSlotFree;
+    ReserveSlots();
 }
 
 }  // namespace
 
 void ResumeDownload() {
     StoreState& store = Store();
-    if (!store.resuming || store.gmyPictureData == nullptr)
+    if (!store.resuming || store.orderResumed || store.gmyPictureData == nullptr)
         return;
-    store.resuming = false;
+    store.orderResumed = true;
     const bool fromScratch = store.blocksAtRisk.empty();
     Records records = TakeApart(*store.gmyPictureData);
     for (FileData* record : records)

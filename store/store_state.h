@@ -72,7 +72,9 @@ struct StoreState {
     std::shared_ptr<Journal> journal;                     // as it lies on the disk; null: none
     Path journalFolder;                                   // empty: nothing is journaled
     Path lenderFolder;  // of a journal that may be another frame's: it is read and left as it is; or empty
-    bool resuming = false;  // the list is that of a download that broke off
+    bool resuming = false;                    // the list is that of a download that broke off
+    bool orderResumed = false;                // and has its order again
+    std::vector<std::uint8_t> slotsAsStored;  // of the list when it was what the frame holds
 
     TransferState transfer;
     std::atomic<Connection> lastConnection{Connection::None};

@@ -252,6 +252,23 @@ class Operations(Story):
         self.assert_trace(flash_model.Frame(self.image()).connect().trace)
         self.assertEqual(before.table_address, 0x10000)
 
+    def test_moving(self):
+        image = put_pictures(make_image(), streams(5), header=b"keep as read")
+        for origin, target in ((1, 5), (5, 1), (2, 4), (3, 2)):
+            with self.subTest(origin=origin, target=target):
+                self.put_frame(image)
+                work = self.good("move", origin, target, "--dry-run")
+                self.assertEqual(work["blocks"], 2)  # the table's block: made invalid, and written anew
+                self.good("move", origin, target)
+                self.assert_as_model(image, lambda frame: (frame.move(origin, target), frame.download()))
+                self.connect_as_model()
+                self.add_as_model(self.sources(wave(48, 32, 9)))  # behind the highest of addresses that do not rise
+                self.delete_as_model(2, 4)
+        for wrong in ((0, 1), (1, 5), (5, 1)):
+            self.refused(2 if 0 in wrong else 1, "move", *wrong)
+        self.good("move", 3, 3)  # nothing to do: nothing sent to the flash
+        self.assert_trace(flash_model.Frame(self.image()).connect().trace)
+
     def test_refused_sources_leave_the_others(self):
         self.put_frame(make_image())
         before = self.image()

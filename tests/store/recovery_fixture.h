@@ -7,6 +7,7 @@
 #include <map>
 #include <optional>
 
+#include "store/list_order.h"
 #include "store/picture_table.h"
 #include "store/safekeeping.h"
 #include "tests/store/store_fixture.h"
@@ -191,6 +192,20 @@ class RecoveryTest : public StoreTest {
         return true;
     }
 
+    // A move that did not reach the frame, too; after that, the order is the program's to bring back.
+    void MoveAgain(const Undisturbed& undisturbed) {
+        std::vector<Bytes> listed = Streams();
+        for (auto to = listed.begin(); !Store().resuming && to != listed.end(); ++to) {
+            const auto from = std::find(to, listed.end(),
+                                        undisturbed.pictures[static_cast<std::size_t>(to - listed.begin())]);
+            if (from == to || from == listed.end())
+                continue;
+            EXPECT_TRUE(MovePicture(static_cast<int>(from - listed.begin()) + 1,
+                                    static_cast<int>(to - listed.begin()) + 1));
+            std::rotate(to, from, from + 1);
+        }
+    }
+
     // A deletion that did not reach the frame is the user's to repeat.
     void DeleteAgain(const Undisturbed& undisturbed) {
         const std::vector<Bytes> listed = Streams();
@@ -206,6 +221,7 @@ class RecoveryTest : public StoreTest {
             else
                 ++position;
         }
+        MoveAgain(undisturbed);
     }
 
     // Nobody downloads when the frame has everything already.

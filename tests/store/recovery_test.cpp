@@ -36,6 +36,13 @@ std::vector<Scenario> Scenarios() {
         {"4 KB erase", sectors, [](Test& test) { test.Add(2000, 3), test.Add(20000, 4); }},
         {"32 KB erase", halves, [](Test& test) { test.Delete(1), test.Add(2000, 3), test.Add(20000, 4); }},
         {"one block", oneBlock, [](Test& test) { test.Add(31440, 3); }},
+        {"moved", crowded, [](Test& test) { MovePicture(3, 1), test.Delete(2); }},
+        {"moved among new ones", boundary,
+         [](Test& test) {
+             test.Add(300, 5), MovePicture(4, 2), MovePicture(1, 3), test.Add(70000, 4), MovePicture(5, 1);
+         }},
+        {"moved, full rewrite", full,
+         [](Test& test) { test.Delete(1), test.Add(70000, 3), MovePicture(2, 1); }},
         {"twice the same picture", small, [](Test& test) { test.Add(2000, 2), test.Add(2000, 2); }},
     };
 }
