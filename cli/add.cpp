@@ -8,6 +8,7 @@
 #include "cli/file_roles.h"
 #include "cli/pose_of.h"
 #include "cli/session.h"
+#include "cli/stop_on_signal.h"
 #include "picture/add_pictures.h"
 #include "store/journal.h"
 #include "store/safekeeping.h"
@@ -69,6 +70,8 @@ nlohmann::ordered_json AsJson(const Outcome& outcome, const AddSources& sources)
         AddTo(json, *outcome.work);
     if (outcome.failure)
         json["error"] = outcome.failure->message;
+    if (StopOnSignal::HasCome())
+        json["stopped"] = true;
     return json;
 }
 
@@ -94,7 +97,8 @@ std::string AsText(const Outcome& outcome, const AddSources& sources) {
 // Why the list did not get to the frame, if it did not.
 std::optional<Failure> Download(Session& session, bool allTried) {
     if (!allTried)
-        return Failure{kRefused, "the frame is no longer connected"};
+        return Failure{kRefused, StopOnSignal::HasCome() ? "stopped before the download"
+                                                         : "the frame is no longer connected"};
     if (!store::DownloadIsDue())
         return std::nullopt;
     const auto done = session.Download();  // pictures that waited go with the new ones
@@ -116,9 +120,23 @@ void Finish(Session& session, const Arguments& arguments, bool allTried, Outcome
         outcome.failure = planned.error();
 }
 
+BatchReport AddUntilStopped(const Arguments& arguments) {
+    const StopOnSignal stopping;
+    return picture::AddPictures(arguments.files, PoseOf(arguments.pose), picture::AfterRefusal::GoOn, {},
+                                picture::Waiting::AddOnlyNew);
+}
+
+// Whether a download that ended early has brought it to the frame.
+bool IsOnFrame(const BatchReport::Added& added) {
+    const store::FileDataHead* list = store::Store().gmyPictureData.get();
+    const store::FileData* record = list != nullptr ? list->sentinel->next : nullptr;
+    while (record != nullptr && record->fileName != added.picture.name)
+        record = record->next;
+    return record != nullptr && record->inFrame == 1;
+}
+
 Outcome AddAndDownload(Session& session, const Arguments& arguments) {
-    BatchReport batch = picture::AddPictures(arguments.files, PoseOf(arguments.pose),
-                                             picture::AfterRefusal::GoOn, {}, picture::Waiting::AddOnlyNew);
+    BatchReport batch = AddUntilStopped(arguments);
     Outcome outcome;
     for (const BatchReport::Refused& refused : batch.refused)
         outcome.refused.emplace_back(refused.file, Described(refused.reason));
@@ -133,6 +151,10 @@ Outcome AddAndDownload(Session& session, const Arguments& arguments) {
         return outcome;
     }
     for (std::size_t i = 0; i < kept.size(); ++i) {
+        if (IsOnFrame(batch.added[i])) {
+            outcome.added.push_back(batch.added[i]);
+            continue;
+        }
         if (kept[i]) {
             outcome.waiting.push_back(batch.added[i]);
             continue;
@@ -142,7 +164,7 @@ Outcome AddAndDownload(Session& session, const Arguments& arguments) {
         outcome.freeBytes += batch.added[i].picture.bytes;
     }
     for (const Path& file : batch.notTried)
-        outcome.refused.emplace_back(file, outcome.failure->message);
+        outcome.refused.emplace_back(file, "not tried: " + outcome.failure->message);
     return outcome;
 }
 

@@ -24,6 +24,16 @@ int SayWork(const Output& output, bool due, int waiting) {
     return kDone;
 }
 
+int SayStopped(const Output& output, int waitedBefore, const std::string& message) {
+    Output::Complain(message);
+    const int written = waitedBefore - CountWaiting();
+    nlohmann::ordered_json json = AsJson(written);
+    json["stopped"] = true;
+    output.Result(json,
+                  Count(written, "picture") + " written, " + Count(CountWaiting(), "picture") + " waiting");
+    return kWaiting;
+}
+
 }  // namespace
 
 int RunDownload(const Arguments& arguments, const Output& output) {
@@ -36,7 +46,10 @@ int RunDownload(const Arguments& arguments, const Output& output) {
     if (arguments.dryRun)
         return SayWork(output, due, waiting);
     if (due) {
-        if (const auto done = (*session)->Download(); !done)
+        const auto done = (*session)->Download();
+        if (!done && store::Store().downloadStopped)
+            return SayStopped(output, waiting, done.error().message);
+        if (!done)
             return output.Failed(kWaiting, done.error().message);
     }
     const store::StoreState& store = store::Store();

@@ -9,6 +9,7 @@
 #include "cli/bus_filter.h"
 #include "cli/dry_run.h"
 #include "cli/file_roles.h"
+#include "cli/stop_on_signal.h"
 #include "cli/wait_for_usb.h"
 #include "flash/process_flash.h"
 #include "platform/linux/folders.h"
@@ -34,6 +35,17 @@ bool DownloadSeemsBrokenOff() {
     const store::StoreState& store = store::Store();
     return !store.resuming && !store::IsTable(store.tableOnFrame) &&
            std::equal(kTableSignature.begin(), kTableSignature.end(), store.tableOnFrame.begin());
+}
+
+// Of a download that has just ended, with what the frame shows now.
+Failure WhyNotDone(std::string message) {
+    const store::StoreState& store = store::Store();
+    if (store.downloadStopped)
+        return {CountWaiting() > 0 ? kWaiting : kRefused, std::move(message)};
+    // Its table is made invalid first, and written last.
+    if (!store.picturesShown)
+        return {kWaiting, message + "; the frame shows no picture until `lumatoctl download` has finished"};
+    return {kRefused, message + "; the frame shows what it showed before"};
 }
 
 // The two folders of pictures can be filled, or made.
@@ -193,14 +205,19 @@ tl::expected<void, Failure> Session::Download() {
     if (!store::BeginDownload())
         return Fail(kRefused, m_status.LastMessage());
     bool done = false;
-    platform::Task task([&done] { done = store::TranspotPic(); });
-    task.Join();
-    const std::string message = m_status.LastMessage();
+    {
+        const StopOnSignal stopping;
+        if (StopOnSignal::HasCome())
+            store::RequestStop();
+        platform::Task task([&done] { done = store::TranspotPic(); });
+        task.Join();
+    }
+    const Failure failure = WhyNotDone(m_status.LastMessage());
     DeliverEvents();
     store::FinishTransfer();
     m_status.ClearBar();
     if (!done)
-        return Fail(kRefused, message);
+        return tl::unexpected<Failure>(failure);
     return {};
 }
 

@@ -173,7 +173,8 @@ void ShowOutcome(const BatchReport& report) {
     store::StatusPort* status = store::Store().status;
     if (report.refused.empty()) {
         if (!report.notTried.empty())
-            status->SetNoteDetail("the frame is no longer connected" + NotTriedText(report.notTried.size()));
+            status->SetNoteDetail((store::FrameOnline() ? "stopped" : "the frame is no longer connected") +
+                                  NotTriedText(report.notTried.size()));
         return;
     }
     const BatchReport::Refused& last = report.refused.back();
@@ -210,7 +211,8 @@ BatchReport AddPictures(const std::vector<Path>& files, const Pose& pose, AfterR
     auto file = files.begin();
     {
         const std::unique_ptr<Compositions> compositions = Compose(files, pose);
-        for (bool goOn = true; goOn && file != files.end() && store::FrameOnline(); ++file) {
+        for (bool goOn = true; goOn && file != files.end() && store::FrameOnline() && !store::StopRequested();
+             ++file) {
             if (progress)
                 progress(static_cast<std::size_t>(file - files.begin()));
             goOn = AddOne(*file, *compositions, copies ? &*copies : nullptr, policy, report);

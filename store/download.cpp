@@ -48,6 +48,10 @@ class Download {
     Result<void> WriteWholeBlocks();
     Result<void> WriteTableBlock();
     void MarkStored();
+    [[nodiscard]] bool IsWhole(const FileData& record, int position) const;
+    [[nodiscard]] bool MayStop() const;
+    Result<void> Stop();
+    void TakeStopped(const std::vector<std::int32_t>& addresses);
 
     // What a step fails with: the note to be shown, and why.
     tl::unexpected<Error> Fail(const Message& note, std::string reason);
@@ -166,6 +170,7 @@ Result<void> Download::InvalidateTable() {
         return Fail(kDownloadFailed,
                     "the device does not say any more that it is a frame; nothing was changed");
     RememberBlocks();
+    m_store.picturesShown.reset();
     std::fill(m_tableBlock.begin() + kInvalidBegin, m_tableBlock.begin() + kInvalidEnd, std::uint8_t{0});
     const auto address = static_cast<unsigned long>(m_geometry.tableAddress);
     m_frame->Erase4KFlash(address);
@@ -229,6 +234,8 @@ Result<void> Download::WriteWholeBlocks() {
     const auto count = static_cast<int>(m_plan.whole.size());
     int written = 0;
     for (const PlannedBlock& block : m_plan.whole) {
+        if (MayStop())
+            return {};
         if (!flash::WriteDataToFlash(m_streams.data() + m_done, block.length, block.address))
             return Fail(written + 1 == count ? kLastBlockFailed : kBlockFailed,
                         "the frame could not be written");
@@ -249,11 +256,13 @@ Result<void> Download::WritePictures() {
     m_store.status->SetDownLoadPrcess(10);
     LUMATO_TRY_VOID(PrepareTableBlock());
     if (m_plan.total > m_plan.besideTable) {
-        if (m_plan.boundary)
+        if (m_plan.boundary && !MayStop())
             LUMATO_TRY_VOID(WriteUpToBoundary(*m_plan.boundary));
         m_store.status->SetDownLoadPrcess(30);
         LUMATO_TRY_VOID(WriteWholeBlocks());
     }
+    if (m_done < m_plan.total)
+        return Stop();
     if (m_tableBlock[1] != 0)
         SetEndMark(m_tableBlock);
     LUMATO_TRY_VOID(WriteTableBlock());
@@ -261,15 +270,82 @@ Result<void> Download::WritePictures() {
     return {};
 }
 
+// It was stored and stays, or all of its bytes are written.
+bool Download::IsWhole(const FileData& record, int position) const {
+    if (!m_plan.Writes(record))
+        return true;
+    return SlotAddress(SlotOf(m_store.G_PictureList, position)) + record.picSize <= m_plan.start + m_done;
+}
+
+// Between two blocks, as soon as the frame would not be left without any picture.
+bool Download::MayStop() const {
+    if (!StopRequested())
+        return false;
+    int position = 0;
+    const FileData* record = m_list->sentinel->next;
+    while (record != nullptr && !IsWhole(*record, ++position))
+        record = record->next;
+    return record != nullptr;
+}
+
+// The table lists what is whole. Until it is written, the journal has both: what the frame was to get, and
+// what it has now.
+Result<void> Download::Stop() {
+    std::vector<std::int32_t> addresses;
+    std::fill(m_tableBlock.begin() + kTableHeaderSize, m_tableBlock.begin() + kTableSize, std::uint8_t{0});
+    int slot = 0;
+    for (const FileData* record = m_list->sentinel->next; record != nullptr; record = record->next) {
+        const auto position = static_cast<int>(addresses.size()) + 1;
+        const bool whole = IsWhole(*record, position);
+        addresses.push_back(whole ? SlotAddress(SlotOf(m_store.G_PictureList, position)) : 0);
+        if (whole)
+            FillSlot(SlotOf(m_tableBlock, ++slot), addresses.back(), record->picSize);
+    }
+    SetEndMark(m_tableBlock);
+    if (const auto kept = KeepStopped(m_tableBlock, addresses); !kept)
+        return Fail(kDownloadFailed, "the pictures could not be made safe first: " + kept.error().message);
+    LUMATO_TRY_VOID(WriteTableBlock());
+    TakeStopped(addresses);
+    const auto waiting = std::ranges::count(addresses, 0);
+    m_store.downloadStopped = true;
+    return Fail(kDownloadStopped,
+                std::to_string(slot) + " on the frame, " + std::to_string(waiting) + " waiting");
+}
+
+void Download::TakeStopped(const std::vector<std::int32_t>& addresses) {
+    std::size_t at = 0;
+    int shown = 0;
+    for (FileData* record = m_list->sentinel->next; record != nullptr; record = record->next) {
+        record->inFrame = addresses[at++] != 0 ? 1 : 0;
+        record->journalPosition = record->oldAddress = 0;
+        shown += record->inFrame;
+        if (record->inFrame == 0)
+            SlotOf(m_store.G_PictureList, static_cast<int>(at))[0] = kSlotFree;
+    }
+    ReserveSlots();
+    std::copy_n(m_tableBlock.begin(), kTableSize, m_store.tableOnFrame.begin());
+    m_store.blocksAtRisk.clear();
+    m_store.resuming = false;
+    m_store.picturesShown = shown;
+    NoteListAsStored();
+    // Should that fail, the journal of the download stays, and gives the same back.
+    static_cast<void>(KeepOnlyWaiting());
+}
+
 Result<void> Download::Write() {
     LUMATO_TRY_VOID(MakePlan());
     LUMATO_TRY_VOID(ReadStreams());
+    if (StopRequested()) {
+        m_store.downloadStopped = true;
+        return Fail(kDownloadStopped, "the frame is as it was");
+    }
     LUMATO_TRY_VOID(InvalidateTable());
     LUMATO_TRY_VOID(RestoreBlocks());
     return m_plan.total == 0 ? WriteTableOnly() : WritePictures();
 }
 
 bool Download::Run() {
+    m_store.downloadStopped = false;
     if (const Result<void> written = Write(); !written) {
         m_store.gmyIsTransferData = false;
         ShowFailure(m_note, written.error().message);
@@ -280,6 +356,7 @@ bool Download::Run() {
     m_store.resuming = false;
     ForgetJournal();
     NoteListAsStored();
+    m_store.picturesShown = m_list->count;
     m_store.status->SetDownLoadPrcess(100);
     ShowNote(kDownloadFinished);
     return true;

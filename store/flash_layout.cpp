@@ -144,6 +144,9 @@ Result<void> ReadTable() {
         return Fail(ErrorKind::Unreadable, "the frame's picture table could not be read");
     }
     store.tableOnFrame = store.G_PictureList;
+    store.picturesShown.reset();
+    if (IsTable(store.tableOnFrame))
+        store.picturesShown = CountStored(store.tableOnFrame);
     if (IsTable(store.G_PictureList))
         return {};
     // A new frame, or one whose download was broken off: no pictures.

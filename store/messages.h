@@ -38,6 +38,8 @@ inline constexpr Message kDownloadFailed{"FAILE_TO_DOWNLOAD_PICS_TIPS", "Fail To
 inline constexpr Message kBlockFailed{"FAILE_TO_DOWNLOAD_PICS_TIPS", "Fail To Download Picture!"};
 inline constexpr Message kLastBlockFailed{"FAILE_TO_DOWNLOAD_PICS_TIPS", "Fail To Download Pictures!"};
 
+inline constexpr Message kDownloadStopped{"DOWNLOAD_STOPPED_TIPS", "Download stopped"};
+
 inline constexpr Message kRemaining{"THE_SEQUENCE_TIPS", "The sequence number"};
 
 // Shows the text in the user's language as the status note.

@@ -13,6 +13,7 @@
 #include "store/messages.h"
 #include "store/picture_table.h"
 #include "store/read_back.h"
+#include "store/safekeeping.h"
 #include "store/store.h"
 
 namespace lumato::store {
@@ -140,13 +141,7 @@ Result<void> Recovery::MatchTable() {
 // The download did not begin to change this frame. Who keeps its plan would take it for begun as soon as a
 // twin holds the table that was to be written.
 Result<void> Recovery::AddWaitingAlone() {
-    Journal waiting = *m_store.journal;
-    waiting.phase = Journal::Phase::Additions;
-    waiting.fromScratch = false;
-    waiting.tableBefore = waiting.tableAfter = m_store.tableOnFrame;
-    waiting.blocks.clear();
-    std::erase_if(waiting.pictures, [](const JournalPicture& picture) { return picture.address != 0; });
-    m_store.journal = std::make_shared<Journal>(std::move(waiting));
+    m_store.journal = std::make_shared<Journal>(OnlyWaiting(*m_store.journal));
     return AddWaiting();
 }
 

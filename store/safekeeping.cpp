@@ -145,6 +145,39 @@ Result<void> KeepBlocks() {
     return Save(std::move(journal));
 }
 
+Result<void> KeepStopped(ByteSpan tableBlock, const std::vector<std::int32_t>& addresses) {
+    StoreState& store = Store();
+    if (!Keeping() || store.journal == nullptr)
+        return {};
+    Journal journal = *store.journal;
+    if (journal.pictures.size() != addresses.size())
+        return Fail(ErrorKind::Damaged, "the recovery journal does not have the list's pictures");
+    journal.fromScratch = false;
+    std::ranges::copy(tableBlock.first(kTableSize), journal.tableAfter.begin());
+    // The other blocks are written, and verified, as they are to be.
+    journal.blocks.clear();
+    journal.blocks.try_emplace(store.geometry.tableAddress, tableBlock.begin(), tableBlock.end());
+    for (std::size_t i = 0; i < addresses.size(); ++i)
+        journal.pictures[i].address = addresses[i];
+    return Save(std::move(journal));
+}
+
+Result<void> KeepOnlyWaiting() {
+    StoreState& store = Store();
+    if (!Keeping() || store.journal == nullptr)
+        return {};
+    return Save(OnlyWaiting(*store.journal));
+}
+
+Journal OnlyWaiting(Journal journal) {
+    journal.phase = Journal::Phase::Additions;
+    journal.fromScratch = false;
+    journal.tableBefore = journal.tableAfter = Store().tableOnFrame;
+    journal.blocks.clear();
+    std::erase_if(journal.pictures, [](const JournalPicture& picture) { return picture.address != 0; });
+    return journal;
+}
+
 void ForgetJournal() {
     StoreState& store = Store();
     const auto before = std::exchange(store.tableOnFrame, store.G_PictureList);

@@ -19,6 +19,13 @@ namespace lumato::store {
 [[nodiscard]] Result<void> KeepDownload(const DownloadPlan& plan, ByteSpan tableBlock);
 // The same for a block that came into blocksAtRisk since.
 [[nodiscard]] Result<void> KeepBlocks();
+// The download is about to end early, with that table and what else is in its block. `addresses`: where each
+// picture of the list lies then; 0: it waits.
+[[nodiscard]] Result<void> KeepStopped(ByteSpan tableBlock, const std::vector<std::int32_t>& addresses);
+// The frame's table is the one that was to be written, and the list's other pictures wait.
+[[nodiscard]] Result<void> KeepOnlyWaiting();
+// What such a journal says.
+[[nodiscard]] Journal OnlyWaiting(Journal journal);
 // The frame holds the list, and its table is the one in memory.
 void ForgetJournal();
 

@@ -2,9 +2,12 @@
 
     python3 shell_story_test.py LUMATOCTL [unittest arguments]
 """
+import json
 import os
 import pty
+import signal
 import subprocess
+import time
 import unittest
 
 import flash_model
@@ -63,6 +66,36 @@ class Shell(Story):
                 self.assertEqual(len(have), 2 + (len(good) if again != "other" else 3))
                 self.good("add", self.wanted[0])  # what is stored may come once more
                 self.assertEqual(len(self.on_frame()), len(have) + 1)
+
+    def test_stopping(self):
+        """Ctrl-C once: the frame shows what is whole, the rest waits. Twice: at once, and that costs nothing either."""
+        files = self.sources(*(noise(*LCD, n) for n in range(10, 16)))
+        image = self.image()
+        self.good("add", *files)
+        whole = self.image()
+        for times in (1, 2):
+            with self.subTest(times=times):
+                self.put_frame(image)
+                program = subprocess.Popen(
+                    [story.PROGRAM, "--home", self.home, "--frame", self.frame, "--json", "--quiet", "--pace", "5", "add",
+                     *files], env=self.environment(), stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+                while flash_reader.table_is_valid(flash_reader.table_of(self.image())):
+                    time.sleep(0.01)
+                for _ in range(times):
+                    program.send_signal(signal.SIGINT)
+                    time.sleep(0.01)
+                answer = program.communicate()[0]
+                self.assertEqual(program.returncode, 4 if times == 1 else -signal.SIGINT)
+                shown = self.on_frame()
+                if times == 1:
+                    answer = json.loads(answer)
+                    self.assertEqual((len(shown), answer["stopped"]), (2 + len(answer["added"]), True))
+                    self.assertEqual(len(answer["waiting"]), len(files) - len(answer["added"]))
+                    self.assertGreater(len(answer["waiting"]), 0)
+                self.assertEqual(shown[:2], self.stored if times == 1 else [])
+                self.good("download")
+                self.assert_same_bytes(self.image(), whole)
+                self.assertEqual(self.kept(), {})
 
     def test_what_cannot_be_kept_is_refused(self):
         os.makedirs(self.home + "/state")

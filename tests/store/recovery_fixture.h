@@ -82,6 +82,7 @@ class RecoveryTest : public StoreTest {
 
   protected:
     const test::TemporaryFolder m_aside{Home().parent_path()};  // for the disk as a killed program left it
+    std::size_t m_stopAt = 0;   // the user asks at this command of the download; 0: never
     bool m_tableStays = false;  // the frame lies when the first download makes its table invalid
 
     RecoveryTest() { KeepJournals(); }
@@ -146,20 +147,23 @@ class RecoveryTest : public StoreTest {
     // Downloads, and breaks off at command `at` of everything since the connection. The flash afterwards.
     Bytes BreakOff(Cut cut, std::size_t at) {
         Bytes left;
+        std::size_t seen = 0;
+        m_spy->Watch([&] {
+            if (++seen == m_stopAt)
+                RequestStop();
+            if (cut == kKill && seen == at)
+                TakeSnapshot(left);
+        });
+        static_cast<void>(Download());
+        m_spy->Watch({});
+        if (cut == kKill && seen < at)  // a stopped download has fewer
+            TakeSnapshot(left);
         if (cut != kKill) {
-            static_cast<void>(Download());
             left = FlashBytes();
             m_bus->DeliverEvents();  // the frame vanishes
             Restart();
             return left;
         }
-        std::size_t seen = 0;
-        m_spy->Watch([&] {
-            if (++seen == at)
-                TakeSnapshot(left);
-        });
-        static_cast<void>(Download());
-        m_spy->Watch({});
         Restart();
         fs::remove_all(Home());
         fs::copy(m_aside / "home", Home(), fs::copy_options::recursive);
@@ -275,6 +279,24 @@ class RecoveryTest : public StoreTest {
             EXPECT_TRUE(!IsDue(undisturbed) || Download()) << where;
             Judge(scenario, undisturbed, tally, where);
         }
+        Forget();
+    }
+
+    // Stopped, and at once downloaded once more.
+    void DownloadAgain(const Scenario& scenario, const Undisturbed& undisturbed, Tally& tally,
+                       const std::string& where) {
+        ConnectFrame(scenario.flash);
+        scenario.change(*this);
+        std::size_t seen = 0;
+        m_spy->Watch([&] {
+            if (++seen == m_stopAt)
+                RequestStop();
+        });
+        static_cast<void>(Download());
+        m_spy->Watch({});
+        EXPECT_TRUE(NothingLost(undisturbed)) << where;
+        EXPECT_TRUE(!IsDue(undisturbed) || Download()) << where;
+        Judge(scenario, undisturbed, tally, where);
         Forget();
     }
 

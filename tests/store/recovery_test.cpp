@@ -72,6 +72,39 @@ TEST_F(RecoveryTest, OneCutLosesNothing) {
     }
 }
 
+// At every command the user may ask to stop; the frame then has what is whole, and the rest waits. At every
+// second place that, too, is cut.
+TEST_F(RecoveryTest, StoppedDownloadsLoseNothing) {
+    for (const std::size_t i : {0U, 2U, 3U, 12U}) {
+        const Scenario scenario = Scenarios()[i];
+        const Undisturbed undisturbed = RunUndisturbed(scenario);
+        Tally stops;
+        Tally cuts;
+        int early = 0;
+        for (m_stopAt = 1; m_stopAt < undisturbed.commands; ++m_stopAt) {
+            const std::string where = std::string(scenario.name) + ", stopped at " + std::to_string(m_stopAt);
+            ConnectFrame(scenario.flash);
+            scenario.change(*this);
+            m_spy->Take();
+            const Bytes left = BreakOff(FaultKind::Unplug, 0);
+            EXPECT_FALSE(StoredIn(left).empty()) << where;
+            early += StoredIn(left).size() < undisturbed.pictures.size() ? 1 : 0;
+            Complete(scenario, undisturbed, left, stops, where);
+            DownloadAgain(scenario, undisturbed, stops, where);
+            for (std::size_t n = m_stopAt + m_stopAt % 3; n <= undisturbed.commands; n += 3 * kStride) {
+                for (const Cut cut : {Cut(FaultKind::Half), kKill})
+                    Complete(scenario, undisturbed, FirstCut(scenario, undisturbed, cut, n), cuts,
+                             where + ", " + Where(scenario, cut, n));
+            }
+        }
+        m_stopAt = 0;
+        stops.Print((scenario.name + std::string(", stopped")).c_str());
+        cuts.Print((scenario.name + std::string(", stopped and cut")).c_str());
+        EXPECT_EQ(stops.losses + cuts.losses + cuts.differences, 0);
+        EXPECT_GT(early, 3) << "hardly one stopped";
+    }
+}
+
 TEST_F(RecoveryTest, TwoCutsInARowLoseNothing) {
     for (const std::size_t i : {1U, 4U, 10U}) {
         const Scenario scenario = Scenarios()[i];

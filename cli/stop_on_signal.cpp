@@ -1,0 +1,39 @@
+#include "cli/stop_on_signal.h"
+
+#include "store/transfer.h"
+
+namespace lumato::cli {
+namespace {
+
+constexpr std::array kSignals = {SIGINT, SIGTERM};
+
+volatile std::sig_atomic_t hasCome = 0;
+
+void Take(int) {
+    hasCome = 1;
+    store::RequestStop();
+    for (const int number : kSignals)
+        std::signal(number, SIG_DFL);
+}
+
+}  // namespace
+
+StopOnSignal::StopOnSignal() {
+    struct sigaction action {};
+    action.sa_handler = Take;
+    action.sa_flags = SA_RESTART;
+    ::sigemptyset(&action.sa_mask);
+    for (std::size_t i = 0; i < kSignals.size(); ++i)
+        ::sigaction(kSignals[i], &action, &m_before[i]);
+}
+
+StopOnSignal::~StopOnSignal() {
+    for (std::size_t i = 0; i < kSignals.size(); ++i)
+        ::sigaction(kSignals[i], &m_before[i], nullptr);
+}
+
+bool StopOnSignal::HasCome() {
+    return hasCome != 0;
+}
+
+}  // namespace lumato::cli
