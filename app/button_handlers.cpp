@@ -36,6 +36,12 @@ std::vector<Path> FilesOf(const std::vector<Path>& dropped) {
     return files;
 }
 
+std::string TextOf(const store::DownloadCost& cost) {
+    const auto seconds = static_cast<int>(cost.seconds + 0.5);
+    return std::to_string(cost.blocks) + " blocks to write, about " + std::to_string(std::max(seconds, 1)) +
+           " s";
+}
+
 }  // namespace
 
 void MainWindow::ShowNote(std::string_view key, std::string_view defaultText, const std::string& detail) {
@@ -97,12 +103,7 @@ void MainWindow::AddEditPicture() {
     if (picture::Pictures().gmyCGimage == nullptr)
         return;
     ForgetDeletion();
-    auto added = std::make_shared<bool>(false);
-    m_adding = RunTask([added] { *added = picture::AddEditPicture().has_value(); },
-                       [this, added] {
-                           m_adding = false;
-                           m_unsaved = m_unsaved || *added;
-                       });
+    m_adding = RunTask([] { static_cast<void>(picture::AddEditPicture()); }, [this] { m_adding = false; });
 }
 
 void MainWindow::AddFiles(std::vector<Path> files) {
@@ -116,13 +117,44 @@ void MainWindow::AddFiles(std::vector<Path> files) {
         const picture::BatchReport report = picture::ProcessMorePic(FilesOf(files));
         m_calls.Post([this, report] { TakeBatch(report); });
     });
-    if (!started)
+    if (started)
+        ShowStop(true);
+    else
         m_panel->SetControlPanlEnable(true);
 }
 
+void MainWindow::StopWork() {
+    ShowStop(false);
+    store::RequestStop();
+}
+
+void MainWindow::ShowStop(bool possible) {
+    m_stopAction->setEnabled(possible);
+    findChild<QPushButton*>(QLatin1String(kStopButton))->setVisible(possible);
+}
+
+void MainWindow::MovePicture(int from, int to) {
+    if (!MainThreadOwns() || !m_panel->IsEnabled() || from == to)
+        return;
+    ForgetDeletion();
+    if (!store::MovePicture(from, to))
+        return;
+    TakeListState();
+    ShowPrice();
+}
+
+void MainWindow::TakeListState() {
+    m_differs = MainThreadOwns() && store::ListDiffers();
+}
+
+// What pressing Download would cost.
+void MainWindow::ShowPrice() {
+    const auto cost = m_differs ? store::CostOfDownload() : store::DownloadCost();
+    if (cost)
+        m_panel->SetNoteDetail(m_differs ? TextOf(*cost) : "");
+}
+
 void MainWindow::TakeBatch(const picture::BatchReport& report) {
-    if (!report.added.empty())
-        m_unsaved = true;
     for (const picture::BatchReport::Refused& refused : report.refused) {
         if (!refused.unreadable)
             continue;
@@ -143,7 +175,6 @@ void MainWindow::MyDeleteAllCheckBoxHandler(bool on) {
 void MainWindow::MyDelButtonHandler() {
     if (!MainThreadOwns() || !m_panel->IsEnabled() || store::Store().gmyTotalePictureNum == 0)
         return;
-    m_unsavedBefore = std::exchange(m_unsaved, true);
     m_preview->Clear();
     RunTask([this] { m_undo.DeletePictures(); });
 }
@@ -151,7 +182,6 @@ void MainWindow::MyDelButtonHandler() {
 void MainWindow::UndoDeletion() {
     if (!MainThreadOwns() || !m_panel->IsEnabled() || !m_undo.IsPossible())
         return;
-    m_unsaved = m_unsavedBefore;
     RunTask([this] { m_undo.Undo(); });
 }
 
@@ -165,17 +195,16 @@ void MainWindow::ShowUndo() {
 }
 
 void MainWindow::MyDownLoadButtonHandler() {
-    if (!m_link.StartDownload([this](bool succeeded) { TakeDownload(succeeded); }))
+    if (!m_link.StartDownload([this] { TakeDownload(); }))
         return;
+    ShowStop(true);
     ForgetDeletion();
     m_downloadTime.start();
     m_desktop.InhibitSleep(Localized("DOWNLOAD_PICS_TIPS", "Download Pictures(s)"));
 }
 
-void MainWindow::TakeDownload(bool succeeded) {
+void MainWindow::TakeDownload() {
     m_desktop.AllowSleep();
-    if (succeeded)
-        m_unsaved = false;
     if (m_downloadTime.elapsed() >= kLongDownload && QApplication::activeWindow() == nullptr)
         m_desktop.Notify(windowTitle(), m_panel->Note());
 }

@@ -9,6 +9,9 @@
 
 namespace lumato::app {
 
+// Beside the progress; not one of the panel's controls, which rest while it is of use.
+inline constexpr const char* kStopButton = "stopButton";
+
 // Four characters, the first in the most significant byte.
 using FourCharCode = std::uint32_t;
 

@@ -119,6 +119,8 @@ void ControlPanel::SetControlText(ControlId id, const QString& text) {
 }
 
 void ControlPanel::SetHeadings() {
+    if (auto* stop = m_window.findChild<QAbstractButton*>(QLatin1String(kStopButton)))
+        stop->setText(Localized("CANCLE_BUTTON", "Cancel"));
     SetHeading(m_window, "browserHeading", Localized("BROWSER_HEADING", "This computer"));
     SetHeading(m_window, "editHeading", Localized("EDIT_HEADING", "Picture"));
     SetHeading(m_window, "frameHeading", Localized("FRAME_HEADING", "On the frame"));

@@ -105,7 +105,7 @@ void MainWindow::ForgetFrame() {
     ForgetDeletion();
     picture::ReleaseSelection();
     if (device::Link().Attached() == nullptr) {
-        m_unsaved = false;
+        m_differs = false;
         m_preview->Clear();
         m_panel->ClearInfo();
         ShowWhatToDo();
@@ -120,7 +120,7 @@ void MainWindow::TakeOnlineEnd() {
     }
     InvalidWindow();
     // Pictures may be back that an earlier download did not bring to the frame.
-    m_unsaved = MainThreadOwns() && store::DownloadIsDue();
+    TakeListState();
     if (!MainThreadOwns() || store::LastConnection() != store::Connection::Online)
         return;
     m_panel->UpdateInfo();

@@ -69,15 +69,15 @@ bool FrameLink::StartTask(std::function<void()> body) {
     return true;
 }
 
-bool FrameLink::StartDownload(std::function<void(bool)> done) {
+bool FrameLink::StartDownload(std::function<void()> done) {
     if (!MainThreadOwns() || !store::BeginDownload())
         return false;
     App().transferStarted = true;
     m_task = platform::Task([this, hardware = UsesHardware(), done = std::move(done)] {
         if (hardware)
             EjectFrame();
-        const bool succeeded = store::TranspotPic();
-        m_calls.Post([done, succeeded] { done(succeeded); });
+        store::TranspotPic();
+        m_calls.Post(done);
     });
     return true;
 }

@@ -50,7 +50,7 @@ class FrameLink : public QObject, private store::StoreFramePort {
     [[nodiscard]] bool StartTask(std::function<void()> body);
     // The download: false (with nothing done) when it cannot begin. `done` is told on the main thread how it
     // ended, after the refresh.
-    [[nodiscard]] bool StartDownload(std::function<void(bool)> done);
+    [[nodiscard]] bool StartDownload(std::function<void()> done);
 
     // Takes the store back after a task's end. True when a frame is online whole and no task runs.
     [[nodiscard]] bool TakeBack();

@@ -57,6 +57,7 @@ MainWindow::MainWindow(WindowOptions options)
     ConnectLink();
     m_panel->SetControlPanlEnable(false);
     m_panel->UpdateInfo();
+    ShowStop(false);
     Restore();
 }
 
@@ -78,6 +79,9 @@ void MainWindow::ConnectControls() {
     connect(m_browser, &DiskBrowser::SelectionSetChanged, this, &MainWindow::TakeSelection);
     connect(m_browser, &DiskBrowser::FolderOpened, this,
             [this](const Path& folder) { m_settings.SetFolder(kBrowserFolderSetting, folder); });
+    connect(findChild<QPushButton*>(QLatin1String(kStopButton)), &QAbstractButton::clicked, this,
+            &MainWindow::StopWork);
+    connect(m_list, &PictureList::ItemMoved, this, &MainWindow::MovePicture);
     connect(m_list, &PictureList::ItemSelected, this, &MainWindow::SelPicInList);
     const auto pathsOf = [](const QList<QUrl>& urls) {
         std::vector<Path> files;
@@ -121,6 +125,8 @@ void MainWindow::MakeMenus() {
     QMenu* frame = m_menus->AddMenu("MENU_FRAME", "Frame");
     m_menus->AddAction(frame, "DownLoad", "DownLoad", QKeySequence("Ctrl+D"), true,
                        [this] { MyDownLoadButtonHandler(); });
+    m_stopAction = m_menus->AddAction(frame, "CANCLE_BUTTON", "Cancel", QKeySequence("Esc"), false,
+                                      [this] { StopWork(); });
     frame->addSeparator();
     m_frameMenu = new FrameMenu(frame, *m_menus, m_link, m_settings, m_options.pace, this);
     QMenu* language = m_menus->AddMenu("MENU_LANGUAGE", "Language");
@@ -147,6 +153,13 @@ void MainWindow::MakePictureMenu(QMenu* menu) {
     add("Save_All", "Save ALL", QKeySequence::Save, true, [this] { MyUpLoadButtonHandler(); });
     m_undoAction =
         add("UNDO_DELETION", "Undo Deletion", QKeySequence::Undo, false, [this] { UndoDeletion(); });
+    const auto move = [this](int by) {
+        const int from = store::Store().gmyCurrentSelectItem;
+        if (MainThreadOwns() && from != 0)
+            MovePicture(from, from + by);
+    };
+    add("MOVE_UP", "Move Up", QKeySequence("Alt+Up"), true, [move] { move(-1); });
+    add("MOVE_DOWN", "Move Down", QKeySequence("Alt+Down"), true, [move] { move(1); });
     menu->addSeparator();
     add("TURN_LEFT", "Rotate Left", QKeySequence("Ctrl+L"), true, [this] { m_editPanel->TurnBy(-90); });
     add("TURN_RIGHT", "Rotate Right", QKeySequence("Ctrl+R"), true, [this] { m_editPanel->TurnBy(90); });
@@ -208,10 +221,11 @@ void MainWindow::InvalidWindow() {
         return;
     m_panel->SetControlPanlEnable(whole);
     m_panel->SetDownLoadPrcess(0);
+    ShowStop(false);
     if (!whole) {
         ForgetFrame();
     } else {
-        m_unsaved = m_unsaved || store::DownloadIsDue();  // what the task did is told only later
+        TakeListState();
         if (m_selectedMeanwhile != 0)
             SelPicInList(m_selectedMeanwhile);
         m_panel->ShowPictureList(store::Store().gmyTotalePictureNum, store::Store().gmyCurrentSelectItem);

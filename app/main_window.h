@@ -27,6 +27,8 @@
 #include "app/preview.h"
 #include "app/settings.h"
 #include "picture/add_pictures.h"
+#include "store/download_cost.h"
+#include "store/list_order.h"
 #include "store/store.h"
 #include "store/undo_deletion.h"
 
@@ -57,6 +59,10 @@ class MainWindow : public QMainWindow {
     void MyAddButtonHandler();
     void MyUpLoadButtonHandler();
     void UndoDeletion();
+    // Gives the listed picture another place.
+    void MovePicture(int from, int to);
+    // Asks the download or the batch that runs to end early.
+    void StopWork();
     void MyOpenButtonHandler() {}  // the button has no action
     void MyDeleteAllCheckBoxHandler(bool on);
     // The refresh event: a worker task has ended.
@@ -75,7 +81,7 @@ class MainWindow : public QMainWindow {
     void SelectFile(const Path& file);
 
     // The list differs from what the frame holds.
-    [[nodiscard]] bool HasUnsavedChanges() const { return m_unsaved; }
+    [[nodiscard]] bool HasUnsavedChanges() const { return m_differs; }
     [[nodiscard]] bool IsLoading() const { return m_loader.IsLoading(); }
     [[nodiscard]] FrameLink& Link() { return m_link; }
     [[nodiscard]] ControlPanel& Panel() { return *m_panel; }
@@ -114,9 +120,12 @@ class MainWindow : public QMainWindow {
     [[nodiscard]] std::vector<ItemID> CollectBatch();
     void AddEditPicture();
     void TakeBatch(const picture::BatchReport& report);
+    void TakeListState();
+    void ShowStop(bool possible);
+    void ShowPrice();
     void ForgetDeletion();
     void ShowUndo();
-    void TakeDownload(bool succeeded);
+    void TakeDownload();
     void SelectFileLocation();
     void TakeSaving(const store::SaveReport& report);
     void ShowNote(std::string_view key, std::string_view defaultText, const std::string& detail = {});
@@ -152,8 +161,8 @@ class MainWindow : public QMainWindow {
     bool m_closed = false;
     store::DeletionUndo m_undo;
     QAction* m_undoAction = nullptr;
-    bool m_unsavedBefore = false;  // the deletion that can be undone
-    bool m_unsaved = false;
+    QAction* m_stopAction = nullptr;
+    bool m_differs = false;  // the list from what the frame holds, when the last task had ended
 };
 
 }  // namespace lumato::app

@@ -54,6 +54,10 @@ int PictureListModel::rowCount(const QModelIndex& parent) const {
     return parent.isValid() ? 0 : static_cast<int>(m_pictures.size());
 }
 
+Qt::ItemFlags PictureListModel::flags(const QModelIndex& index) const {
+    return index.isValid() ? QAbstractListModel::flags(index) | Qt::ItemIsDragEnabled : Qt::ItemIsDropEnabled;
+}
+
 QVariant PictureListModel::data(const QModelIndex& index, int role) const {
     const ListedPicture& picture = m_pictures[index.row()];
     switch (role) {
@@ -107,7 +111,10 @@ PictureList::PictureList(QWidget* parent) : QListView(parent), m_model(new Pictu
     setEditTriggers(QAbstractItemView::NoEditTriggers);
     setTextElideMode(Qt::ElideMiddle);
     setAcceptDrops(true);
-    setDropIndicatorShown(false);
+    setDragEnabled(true);
+    setDragDropMode(QAbstractItemView::DragDrop);
+    setDefaultDropAction(Qt::MoveAction);
+    setDropIndicatorShown(true);
 }
 
 void PictureList::SizeThumbnails() {
@@ -156,18 +163,40 @@ void PictureList::changeEvent(QEvent* event) {
 }
 
 void PictureList::dragEnterEvent(QDragEnterEvent* event) {
-    if (event->mimeData()->hasUrls() && isEnabled() && MainThreadOwns())
-        event->acceptProposedAction();
+    TakeDrag(event);
 }
 
 void PictureList::dragMoveEvent(QDragMoveEvent* event) {
-    if (event->mimeData()->hasUrls() && isEnabled() && MainThreadOwns())
-        event->acceptProposedAction();
+    QListView::dragMoveEvent(event);  // scrolls near the edges
+    TakeDrag(event);
+}
+
+// Files from elsewhere are added; an item of this list moves.
+void PictureList::TakeDrag(QDragMoveEvent* event) {
+    const bool wanted = event->source() == this || event->mimeData()->hasUrls();
+    event->setAccepted(wanted && isEnabled() && MainThreadOwns());
+    if (event->isAccepted() && event->source() == this)
+        event->setDropAction(Qt::MoveAction);
 }
 
 void PictureList::dropEvent(QDropEvent* event) {
     event->acceptProposedAction();
-    emit FilesDropped(event->mimeData()->urls());
+    if (event->source() == this)
+        MoveDragged(*event);
+    else
+        emit FilesDropped(event->mimeData()->urls());
+}
+
+// Into the gap that is nearest.
+void PictureList::MoveDragged(const QDropEvent& event) {
+    const QModelIndex under = indexAt(event.position().toPoint());
+    const int row = currentIndex().row();
+    int gap = m_model->rowCount();
+    if (under.isValid())
+        gap = under.row() + (event.position().y() > visualRect(under).center().y() ? 1 : 0);
+    const int to = gap > row ? gap - 1 : gap;
+    if (row >= 0 && to != row)
+        emit ItemMoved(row + 1, to + 1);
 }
 
 }  // namespace lumato::app

@@ -39,6 +39,7 @@ class PictureListModel : public QAbstractListModel {
     void SetThumbnailSize(QSize pixels) { m_thumbnailSize = pixels; }
 
     [[nodiscard]] int rowCount(const QModelIndex& parent = {}) const override;
+    [[nodiscard]] Qt::ItemFlags flags(const QModelIndex& index) const override;
     [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;
 
   private:
@@ -68,6 +69,8 @@ class PictureList : public QListView {
   signals:
     // An item was selected: its position from 1.
     void ItemSelected(int item);
+    // An item was dragged to another place: positions from 1.
+    void ItemMoved(int from, int to);
     void FilesDropped(const QList<QUrl>& files);
 
   protected:
@@ -80,6 +83,8 @@ class PictureList : public QListView {
 
   private:
     void SizeThumbnails();
+    void TakeDrag(QDragMoveEvent* event);
+    void MoveDragged(const QDropEvent& event);
 
     PictureListModel* m_model;
     QString m_hint;

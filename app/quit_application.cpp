@@ -44,7 +44,7 @@ void MainWindow::QuitApplication() {
                                      QuitText("WINDOW_TITLE", "MacLumato"), QMessageBox::NoButton, this);
     m_quitQuestion->setAttribute(Qt::WA_DeleteOnClose);
     QString question = QuitText("EXIT_APPLICATION_TIPS", "Really want to quit?");
-    if (m_unsaved)
+    if (m_differs)
         question = Localized("UNSAVED_TIPS", "The list differs from the pictures on the frame.") +
                    QStringLiteral("\n") + question;
     m_quitQuestion->setInformativeText(question);

@@ -84,7 +84,7 @@ std::string AsText(const Outcome& outcome, const AddSources& sources) {
     const auto number = [](std::size_t count) { return static_cast<long long>(count); };
     const std::string refused = Grouped(number(outcome.refused.size())) + " refused; ";
     if (outcome.work)
-        return text + refused + AsText(*outcome.work);
+        return text + refused + WorkText(*outcome.work);
     const std::string waiting = outcome.waiting.empty()
                                     ? ""
                                     : Grouped(number(outcome.waiting.size())) +

@@ -20,7 +20,7 @@ int SayWork(const Output& output, bool due, int waiting) {
         return output.Failed(work.error());
     nlohmann::ordered_json json = AsJson(waiting);
     AddTo(json, *work);
-    output.Result(json, Count(waiting, "picture") + " to be written; " + AsText(*work));
+    output.Result(json, Count(waiting, "picture") + " to be written; " + WorkText(*work));
     return kDone;
 }
 

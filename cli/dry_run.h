@@ -9,14 +9,11 @@
 #include <tl/expected.hpp>
 
 #include "cli/output.h"
+#include "store/download_cost.h"
 
 namespace lumato::cli {
 
-struct DownloadWork {
-    int blocks = 0;       // that are erased and programmed; the table's block is written twice
-    long long bytes = 0;  // that are programmed
-    double seconds = 0;   // that a frame takes for it, as --pace takes them
-};
+using DownloadWork = store::DownloadCost;
 
 // From here on nothing that happens to the list of this session reaches the disk.
 void BeginDryRun();
@@ -26,6 +23,6 @@ void BeginDryRun();
 
 void AddTo(nlohmann::ordered_json& json, const DownloadWork& work);
 // "9 blocks would be written (589,824 bytes), which takes about 7 s; nothing was".
-[[nodiscard]] std::string AsText(const DownloadWork& work);
+[[nodiscard]] std::string WorkText(const DownloadWork& work);
 
 }  // namespace lumato::cli

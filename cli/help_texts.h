@@ -7,6 +7,8 @@ inline constexpr const char* kGeneralFooter =
     "Exit status: 0 all done; 1 the frame or a file refused something; 2 wrong usage;\n"
     "3 no frame found, or FILE is no usable flash image; 4 what was asked for is kept and\n"
     "waits, but is not on the frame (`lumatoctl download` writes it).\n\n"
+    "Ctrl-C while a frame is written: what is whole by then stays on it, the rest waits.\n"
+    "A second one ends the program at once, and costs nothing either.\n\n"
     "A first try, without any hardware:\n"
     "  lumatoctl frame new my.frame --lcd 480x234 --flash 4M\n"
     "  lumatoctl --frame my.frame add ~/Pictures/*.jpg\n"

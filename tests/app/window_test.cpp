@@ -98,6 +98,70 @@ class WindowTest : public WindowFixture {
         QTRY_VERIFY_WITH_TIMEOUT(!m_window->HasUnsavedChanges(), kPatience);
     }
 
+    // By keys and by dragging; what was moved stays selected, and the frame gets the order.
+    void picturesAreMoved() {
+        Attach();
+        AddAndWait({"a.png", "b.png", "c.png"});
+        Click(kDownLoadButtonID);
+        WaitForNote("DownLoad Finished!");
+        WaitForPanel();
+        const auto names = [this] {
+            QStringList listed;
+            for (const ListedPicture& picture : m_window->List().Model().Pictures())
+                listed += picture.name.mid(7, 1);
+            return listed.join(QString());
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(!m_window->HasUnsavedChanges(), kPatience);
+        PictureList& list = m_window->List();
+        list.setCurrentIndex(list.model()->index(2, 0));
+        QTest::keyClick(m_window.get(), Qt::Key_Up, Qt::AltModifier);
+        QTest::keyClick(m_window.get(), Qt::Key_Up, Qt::AltModifier);
+        QTest::keyClick(m_window.get(), Qt::Key_Up, Qt::AltModifier);  // it is the first
+        QTRY_COMPARE_WITH_TIMEOUT(names(), QStringLiteral("312"), kPatience);
+        QTRY_COMPARE_WITH_TIMEOUT(list.currentIndex().row(), 0, kPatience);
+        QVERIFY(m_window->HasUnsavedChanges());
+        QVERIFY(Detail().startsWith(QStringLiteral("2 blocks")));
+        emit list.ItemMoved(1, 3);
+        QTRY_COMPARE_WITH_TIMEOUT(names(), QStringLiteral("123"), kPatience);
+        QVERIFY(!m_window->HasUnsavedChanges());
+        emit list.ItemMoved(2, 1);
+        Click(kDownLoadButtonID);
+        WaitForNote("DownLoad Finished!");
+        WaitForPanel();
+        m_window->Link().DetachVirtualFrame();
+        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 0, kPatience);
+        Attach();
+        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 3, kPatience);
+    }
+
+    // Escape ends a download between two blocks; the next one brings the rest.
+    void aDownloadIsStopped() {
+        Open(10);
+        Attach();
+        QImage noise(128, 128, QImage::Format_RGB32);
+        for (int i = 0; i < 128 * 128; ++i)
+            noise.setPixel(i % 128, i / 128, static_cast<QRgb>(i) * 2654435761U);
+        const Path file = m_folder->Get() / "noise.png";
+        QVERIFY(noise.save(FromPath(file)));
+        m_window->AddFiles(std::vector<Path>(40, file));
+        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 40, kPatience);
+        WaitForPanel();
+        auto* stop = m_window->findChild<QPushButton*>(QLatin1String(kStopButton));
+        QVERIFY(!stop->isVisible());
+        Click(kDownLoadButtonID);
+        QTRY_VERIFY_WITH_TIMEOUT(Find<QProgressBar>(kDownLoadProcessID).value() >= 30, kPatience);
+        QVERIFY(stop->isVisible());
+        QTest::keyClick(m_window.get(), Qt::Key_Escape);
+        WaitForNote("Download stopped");
+        WaitForPanel();
+        QVERIFY(!stop->isVisible() && m_window->HasUnsavedChanges());
+        const auto shown = static_cast<int>(ShownByTheFrame());
+        QVERIFY(shown > 0 && shown + Waiting() == 40);
+        Click(kDownLoadButtonID);
+        WaitForNote("DownLoad Finished!");
+        QCOMPARE(ShownByTheFrame(), 40U);
+    }
+
     void aFolderOf20000FilesKeepsNobodyWaiting() {
         constexpr std::size_t kFiles = 20000;
         Attach();
