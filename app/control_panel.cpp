@@ -14,6 +14,7 @@
 #include "app/preview.h"
 #include "app/rect_view.h"
 #include "app/texts.h"
+#include "picture/picture_state.h"
 #include "store/local_files.h"
 #include "store/picture_count_text.h"
 #include "store/store.h"
@@ -84,6 +85,12 @@ void ShowProgress(QProgressBar& bar, int percent) {
     bar.setValue(percent);
 }
 
+QString OriginOf(const store::FileData& record) {
+    const picture::AlbumEntry* entry =
+        record.streamHash ? picture::Pictures().album.Find(*record.streamHash) : nullptr;
+    return entry != nullptr ? FromPath(entry->source) : QString();
+}
+
 // The list's values, taken by the thread that owns it.
 QList<ListedPicture> TakePictures(int count) {
     QList<ListedPicture> pictures;
@@ -92,7 +99,7 @@ QList<ListedPicture> TakePictures(int count) {
     for (int i = 0; i < count && record != nullptr; ++i, record = record->next)
         pictures.append({QString::fromStdString(record->fileName),
                          store::BitmapPath(store::BitmapName(record->fileName)), record->inFrame == 1,
-                         QString::fromStdString(record->whyNoBitmap)});
+                         QString::fromStdString(record->whyNoBitmap), OriginOf(*record)});
     return pictures;
 }
 

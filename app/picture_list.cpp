@@ -66,7 +66,9 @@ QVariant PictureListModel::data(const QModelIndex& index, int role) const {
             return picture.name;
         case kRemarkRole:
         case Qt::AccessibleDescriptionRole:
-            return picture.inFrame ? picture.whyNoBitmap : m_waitingText;
+            return Remark(picture);
+        case Qt::ToolTipRole:
+            return picture.origin;
         case Qt::DecorationRole:
             if (!m_thumbnails.contains(picture.name))
                 MakeThumbnail(picture);
@@ -74,6 +76,18 @@ QVariant PictureListModel::data(const QModelIndex& index, int role) const {
         default:
             return {};
     }
+}
+
+// The second line.
+QString PictureListModel::Remark(const ListedPicture& picture) const {
+    QStringList parts;
+    if (!picture.inFrame)
+        parts += m_waitingText;
+    else if (!picture.whyNoBitmap.isEmpty())
+        parts += picture.whyNoBitmap;
+    if (!picture.origin.isEmpty())
+        parts += picture.origin.section(u'/', -1);
+    return parts.join(QStringLiteral(" · "));
 }
 
 void PictureListModel::MakeThumbnail(const ListedPicture& picture) const {

@@ -21,6 +21,7 @@ struct ListedPicture {
     Path bitmap;
     bool inFrame = false;
     QString whyNoBitmap;  // empty where there is one
+    QString origin;       // the file that it was made from; empty where nobody knows
     bool operator==(const ListedPicture&) const = default;
 };
 
@@ -43,6 +44,7 @@ class PictureListModel : public QAbstractListModel {
     [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;
 
   private:
+    [[nodiscard]] QString Remark(const ListedPicture& picture) const;
     void MakeThumbnail(const ListedPicture& picture) const;
     void TakeThumbnail(const QString& name, const QImage& image);
 

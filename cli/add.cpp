@@ -12,6 +12,7 @@
 #include "picture/add_pictures.h"
 #include "store/journal.h"
 #include "store/safekeeping.h"
+#include "store/transfer.h"
 
 namespace lumato::cli {
 namespace {
@@ -55,6 +56,8 @@ nlohmann::ordered_json AsJson(const Outcome& outcome, const AddSources& sources)
                          {"quality", one.picture.quality}});
         if (one.waited)
             added.back()["waited"] = true;
+        if (one.picture.copyOf != 0)
+            added.back()["copy_of"] = one.picture.copyOf;
     }
     for (const auto& [file, reason] : outcome.refused)
         refused.push_back({{"file", sources.NameOf(file)}, {"reason", reason}});
@@ -78,9 +81,12 @@ nlohmann::ordered_json AsJson(const Outcome& outcome, const AddSources& sources)
 std::string AsText(const Outcome& outcome, const AddSources& sources) {
     std::string text;
     for (const BatchReport::Added& one : outcome.added)
-        text += (outcome.work ? "would add " : "added ") + Printable(sources.NameOf(one.file)) + ": " +
-                Grouped(one.picture.bytes) + " bytes at quality " + std::to_string(one.picture.quality) +
-                (one.waited ? " (it waited since an earlier call)\n" : "\n");
+        text +=
+            (outcome.work ? "would add " : "added ") + Printable(sources.NameOf(one.file)) + ": " +
+            Grouped(one.picture.bytes) + " bytes at quality " + std::to_string(one.picture.quality) +
+            (one.waited ? " (it waited since an earlier call)" : "") +
+            (one.picture.copyOf != 0 ? " (the same as picture " + std::to_string(one.picture.copyOf) + ")\n"
+                                     : "\n");
     const auto number = [](std::size_t count) { return static_cast<long long>(count); };
     const std::string refused = Grouped(number(outcome.refused.size())) + " refused; ";
     if (outcome.work)
@@ -121,6 +127,11 @@ void Finish(Session& session, const Arguments& arguments, bool allTried, Outcome
 }
 
 BatchReport AddUntilStopped(const Arguments& arguments) {
+    BatchReport none;
+    none.notTried = arguments.files;
+    if (!store::StartTransfer())
+        return none;
+    const store::TransferOwner owner;
     const StopOnSignal stopping;
     return picture::AddPictures(arguments.files, PoseOf(arguments.pose), picture::AfterRefusal::GoOn, {},
                                 picture::Waiting::AddOnlyNew);

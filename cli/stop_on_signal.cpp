@@ -1,5 +1,7 @@
 #include "cli/stop_on_signal.h"
 
+#include <atomic>
+
 #include "store/transfer.h"
 
 namespace lumato::cli {
@@ -7,10 +9,11 @@ namespace {
 
 constexpr std::array kSignals = {SIGINT, SIGTERM};
 
-volatile std::sig_atomic_t hasCome = 0;
+std::atomic<bool> hasCome{false};
+static_assert(std::atomic<bool>::is_always_lock_free);
 
 void Take(int) {
-    hasCome = 1;
+    hasCome = true;
     store::RequestStop();
     for (const int number : kSignals)
         std::signal(number, SIG_DFL);
@@ -33,7 +36,7 @@ StopOnSignal::~StopOnSignal() {
 }
 
 bool StopOnSignal::HasCome() {
-    return hasCome != 0;
+    return hasCome;
 }
 
 }  // namespace lumato::cli

@@ -1,7 +1,9 @@
 #include "picture/add_pictures.h"
 
+#include <ctime>
 #include <system_error>
 
+#include "base/printable.h"
 #include "picture/bitmap_file.h"
 #include "picture/messages.h"
 #include "picture/rv512_encoder.h"
@@ -53,10 +55,21 @@ class Addition {
             m_store.status->SetNoteDetail(kept.error().message);
         if (m_store.status != nullptr)
             m_store.status->UpdateInfo();
-        return {m_name, size, Pictures().G_CurQuanlity};
+        return {m_name, size, Pictures().G_CurQuanlity, FirstCopyOf(*record)};
     }
 
   private:
+    // The position of an earlier picture with the same bytes.
+    [[nodiscard]] int FirstCopyOf(const store::FileData& added) const {
+        int position = 1;
+        for (const store::FileData* record = m_store.gmyPictureData->sentinel->next; record != &added;
+             record = record->next, ++position) {
+            if (added.streamHash && record->streamHash == added.streamHash)
+                return position;
+        }
+        return 0;
+    }
+
     // A frame that limits its pictures gives each place that is left its share of the space.
     Result<AddedPicture> EncodeWithinShare() {
         const int limit = m_store.G_TotalPicNum;
@@ -144,13 +157,41 @@ Result<AddedPicture> MySelectButtonHandler(const Path& bmpPath, bool advance) {
     return added;
 }
 
+void ShowCopyOf(const AddedPicture& added, const Path& source) {
+    if (added.copyOf != 0 && store::Store().status != nullptr)
+        store::Store().status->SetNoteDetail(Printable(source.filename().string()) +
+                                             " is in the list twice now: at position " +
+                                             std::to_string(added.copyOf) + ", too");
+}
+
+void RememberSource(const AddedPicture& added, const Path& source, const Pose& pose) {
+    store::FileDataHead* list = store::Store().gmyPictureData.get();
+    const store::FileData* last = list != nullptr ? store::GetNode(list, list->count) : nullptr;
+    std::error_code error;
+    const Path file = std::filesystem::absolute(source, error).lexically_normal();
+    // Standard input is not there any more when somebody looks.
+    if (error || file.native().starts_with("/proc/") || last == nullptr || last->fileName != added.name ||
+        !last->streamHash)
+        return;
+    const auto now = static_cast<std::int64_t>(std::time(nullptr));
+    // The picture is none the worse without it.
+    static_cast<void>(Pictures().album.Remember(*last->streamHash, {file, pose, now, added.quality}));
+}
+
 Result<AddedPicture> AddEditPicture() {
     store::StoreState& store = store::Store();
     if (!Pictures().gmyCGimage)
         return Fail(ErrorKind::NotFound, "no picture is selected");
     if (store.gmyDrawrect.width == 0 || store.gmyDrawrect.height == 0)
         return Fail(ErrorKind::Refused, "the LCD rectangle is empty");
+    // Adding moves the edit view on to the next picture.
+    const Path source = Pictures().editSource;
+    const Pose pose = CurrentPose();
     Result<AddedPicture> added = GetPicDataFromView(WithTopLeftCorner(store.gmyDrawrect), false);
+    if (added) {
+        RememberSource(*added, source, pose);
+        ShowCopyOf(*added, source);
+    }
     store.status->ShowPictureList(store.gmyTotalePictureNum, store.gmyCurrentSelectItem);
     return added;
 }

@@ -61,6 +61,7 @@ struct AddedPicture {
     std::string name;  // in the local folders
     int bytes = 0;     // of its stream
     int quality = 0;
+    int copyOf = 0;  // position of the same picture, which the list had already; 0: it had none
 };
 
 // Errors of adding: the message is the status note that was shown, the cause is the reason in plain words.
@@ -73,6 +74,10 @@ Result<AddedPicture> AddComposed(const Result<std::vector<std::uint8_t>>& pixels
 // Encodes the composed bitmap, lowering the quality where the frame sets a limit, and appends it to the list.
 // The counters already include it. `advance`: the disk browser moves on afterwards.
 Result<AddedPicture> MySelectButtonHandler(const Path& bmpPath, bool advance);
+// Notes in the album what the picture that was just added was made from, if that is a file.
+void RememberSource(const AddedPicture& added, const Path& source, const Pose& pose);
+// Tells people when the list had it already.
+void ShowCopyOf(const AddedPicture& added, const Path& source);
 // The Add button with at most one picture selected. Requires: a frame is online, no transfer runs.
 Result<AddedPicture> AddEditPicture();
 

@@ -58,6 +58,7 @@ std::unique_ptr<MyImage> MakeHandle() {
 Result<void> Show(const Path& file, Result<std::unique_ptr<MyImage>> loaded) {
     if (loaded) {
         Pictures().gmyCGimage = std::move(*loaded);
+        Pictures().editSource = file;
         FitToLcd();
     } else {
         ShowNote(kCannotRead, Printable(file.filename().string()) + ": " + loaded.error().message);

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "picture/album.h"
 #include "picture/bitmap_info.h"
 #include "picture/edit_controls.h"
 
@@ -20,6 +21,8 @@ struct PictureState {
     std::int32_t G_CurQuanlity = 90;  // the encoder quality last used ("Quanlity" is quality)
     EditControls controls;
     RectGesture gesture;
+    Path editSource;  // the edit picture's file
+    Album album;
     EditPort* port = nullptr;  // set at start by a program that shows the controls
     bool redrawHeld = false;   // a batch selects its pictures without showing each
 };

@@ -129,8 +129,8 @@ std::unique_ptr<Compositions> Compose(const std::vector<Path>& files, const Pose
 }
 
 // Adds one file. True when the batch goes on. `waiting`: null to add what waits already, too.
-bool AddOne(const Path& file, Compositions& compositions, WaitingCopies* waiting, AfterRefusal policy,
-            BatchReport& report) {
+bool AddOne(const Path& file, const Pose& pose, Compositions& compositions, WaitingCopies* waiting,
+            AfterRefusal policy, BatchReport& report) {
     Result<Result<Pixels>> composed = compositions.Next(file);
     if (!composed) {
         report.refused.push_back({file, std::move(composed).error(), true});
@@ -144,6 +144,8 @@ bool AddOne(const Path& file, Compositions& compositions, WaitingCopies* waiting
     }
     Result<AddedPicture> added = AddComposed(*composed, true);
     if (added) {
+        RememberSource(*added, file, pose);
+        ShowCopyOf(*added, file);
         report.added.push_back({file, std::move(*added)});
         return true;
     }
@@ -215,7 +217,7 @@ BatchReport AddPictures(const std::vector<Path>& files, const Pose& pose, AfterR
              ++file) {
             if (progress)
                 progress(static_cast<std::size_t>(file - files.begin()));
-            goOn = AddOne(*file, *compositions, copies ? &*copies : nullptr, policy, report);
+            goOn = AddOne(*file, pose, *compositions, copies ? &*copies : nullptr, policy, report);
         }
     }
     report.notTried.assign(file, files.end());

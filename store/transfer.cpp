@@ -47,7 +47,9 @@ void RequestStop() {
 }
 
 bool StopRequested() {
-    return Store().transfer.stopRequested;
+    TransferState& transfer = Store().transfer;
+    const Lock lock(transfer.mutex);
+    return transfer.running && transfer.stopRequested;
 }
 
 void BeginOnline() {

@@ -31,7 +31,7 @@ struct TransferState {
 // From any thread, a signal handler included: the task that runs is to end at the next place where that costs
 // nothing. Forgotten when the next one starts.
 void RequestStop();
-// Whether the running task is to end: it asks between two blocks, or two pictures.
+// Whether the task that runs is to end: it asks between two blocks, or two pictures. False while none does.
 [[nodiscard]] bool StopRequested();
 
 // Main thread, before an online task is started.

@@ -30,7 +30,7 @@ class Shell(Story):
     def kept(self):
         """What this computer keeps for the frame."""
         return {os.path.join(at, name): self.read(os.path.join(at, name))
-                for at, _, names in os.walk(self.home + "/state") for name in names}
+                for at, _, names in os.walk(self.home + "/state") for name in names if name != "album"}
 
     def on_frame(self):
         return flash_reader.streams_of(self.image())
@@ -96,6 +96,35 @@ class Shell(Story):
                 self.good("download")
                 self.assert_same_bytes(self.image(), whole)
                 self.assertEqual(self.kept(), {})
+
+    def test_origins(self):
+        """A picture's photograph is known by its stream, on any frame, whatever became of its name."""
+        odd = os.path.join(self.folder, "100% ü\udcff .bmp")
+        with open(os.fsencode(odd), "wb") as file:
+            file.write(wave(*LCD, 40))
+        added = self.good("add", odd, self.wanted[0])["added"]
+        self.assertEqual(["copy_of" in a for a in added], [False] * 2)
+        again = self.good("add", self.wanted[0], self.wanted[1], "--rotate", 90)["added"]
+        self.assertEqual(["copy_of" in a for a in again], [False] * 2)  # turned, it is another
+        again = self.good("add", self.wanted[0])["added"]
+        self.assertEqual(again[0]["copy_of"], 4)
+        self.assertIn("(the same as picture 4)", self.run_bare(
+            "--home", self.home, "--frame", self.frame, "add", self.wanted[0]).stdout.decode())
+        self.good("delete", 1)
+        listed = self.good("list")["pictures"]
+        self.assertEqual([p.get("source") for p in listed], [None, odd.replace("\udcff", "\ufffd"), *[self.wanted[0]] * 2,
+                                                            self.wanted[1], *[self.wanted[0]] * 2])
+        # What is no line of ours is passed over, and costs nothing else.
+        album = self.read("home/state/album")
+        for damage in (b"", b"{", b"\0" * 5000, album.replace(b"file:", b"ftp:"), album.replace(b"added", b"addet"),
+                       b'{"stream":3}\n' + album[:-1]):
+            self.write("home/state/album", damage)
+            self.assertEqual(sum("source" in p for p in self.good("list")["pictures"]), 6 * (album[:-1] in damage))
+            self.good("add", self.wanted[2])
+            self.good("delete", 8)
+        os.remove(self.home + "/state/album")
+        os.mkdir(self.home + "/state/album")
+        self.good("add", self.wanted[2])
 
     def test_what_cannot_be_kept_is_refused(self):
         os.makedirs(self.home + "/state")

@@ -89,6 +89,7 @@ std::string Life::Run() {
                                           &Life::OtherHome,
                                           &Life::DownloadAndUnplug,
                                           &Life::DownloadAndKill,
+                                          &Life::DownloadAndStop,
                                           &Life::DownloadBrokenOff,
                                           &Life::DownloadBrokenOff,
                                           &Life::AttachAndUnplugAtOnce,
@@ -209,8 +210,7 @@ void Life::ExpectList() {
     m_seen = Listed();
     Demand(reference.Explains(m_seen, foreign), "a frame that comes online shows what is its own");
     m_tally.recovered += reference.broken ? 1 : 0;
-    m_fromFrame = static_cast<std::size_t>(
-        std::ranges::count_if(Records(), [](const store::FileData* record) { return record->inFrame == 1; }));
+    m_fromFrame = InFrame();
     m_tally.waitingBack += m_fromFrame < m_seen.size() ? 1 : 0;
     Demand(reference.broken || reference.unknown || m_fromFrame == reference.stored.size() ||
                OnFlash(frame.flash).empty(),
@@ -219,6 +219,11 @@ void Life::ExpectList() {
     // What a download that was taken for failed has put under a whole table, the next journal may be without.
     if (reference.broken)
         Append(reference.onlyOnFrame, OnFlash(frame.flash));
+}
+
+std::size_t Life::InFrame() const {
+    return static_cast<std::size_t>(
+        std::ranges::count_if(Records(), [](const store::FileData* record) { return record->inFrame == 1; }));
 }
 
 // Vanished by a fault, refused, or pulled out: nothing of it is seen any more.

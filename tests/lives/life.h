@@ -26,6 +26,7 @@ struct Tally {
     int recovered = 0;    // connections after a download that broke off
     int twins = 0;        // connections of a frame while its twin's pictures wait on that computer
     int homeChanges = 0;  // connections of a frame to another computer than the last time
+    int stopped = 0;      // downloads that their user ended early
     int killed = 0;       // programs that ended in the middle of a download
     int overwritten = 0;  // pictures lost by filling a frame anew elsewhere after its download broke off
 };
@@ -50,6 +51,7 @@ class Life {
     std::vector<vframe::Fault> SomeFaults();
     void PlugIn(std::size_t frame, std::vector<vframe::Fault> faults);
     void ExpectList();
+    [[nodiscard]] std::size_t InFrame() const;
     void AfterUnplug();
     void AfterDownload(std::size_t frame, const Bytes& before, bool done);
     void Forget(std::size_t index);
@@ -67,6 +69,7 @@ class Life {
     void DownloadBrokenOff();
     void DownloadAndUnplug();
     void DownloadAndKill();
+    void DownloadAndStop();
     void Clone();
     void Restart();
     void OtherHome();

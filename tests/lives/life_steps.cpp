@@ -166,20 +166,46 @@ void Life::DownloadAndKill() {
     Note("download and kill the program");
     const Bytes before = PluggedFlash();
     const pid_t child = ::fork();
-    if (child == 0) {
-        static_cast<void>(fuzz::DownloadNow(m_program->Bus()));
-        ::_exit(0);
-    }
+    if (child == 0)
+        ::_exit(fuzz::DownloadNow(m_program->Bus()) ? 0 : 1);
     std::this_thread::sleep_for(std::chrono::microseconds(Random(4000)));
     ::kill(child, SIGKILL);
-    ::waitpid(child, nullptr, 0);
+    int ended = 0;
+    ::waitpid(child, &ended, 0);
+    const bool done = WIFEXITED(ended) && WEXITSTATUS(ended) == 0;  // it came too late
     ++m_tally.killed;
     const std::size_t frame = *m_plugged;
     const Pictures seen = m_seen;
     StartProgram(m_home);  // what this one still has in its list, the other one may have moved
     m_seen = seen;
-    AfterDownload(frame, before, false);
+    AfterDownload(frame, before, done);
     m_seen.clear();
+}
+
+// Its user asks for the end somewhere in it.
+void Life::DownloadAndStop() {
+    if (!Online() || !store::BeginDownload())
+        return;
+    Note("download and stop");
+    const Bytes before = PluggedFlash();
+    const std::size_t shown = OnFlash(before).size();
+    bool done = false;
+    platform::Task task([&done] { done = store::TranspotPic(); });
+    std::this_thread::sleep_for(std::chrono::microseconds(Random(1200)));
+    store::RequestStop();
+    task.Join();
+    m_program->Settle();
+    Plugged().flash = PluggedFlash();
+    const bool stopped = Online() && store::Store().downloadStopped;
+    AfterDownload(*m_plugged, before, done);
+    if (!Online())
+        return AfterUnplug();
+    if (!stopped)
+        return;
+    ++m_tally.stopped;
+    Demand(shown == 0 || m_seen.empty() || !OnFlash(Plugged().flash).empty(),
+           "a stop leaves pictures to be shown");
+    m_fromFrame = InFrame();
 }
 
 // The image is copied, as it stands.

@@ -1,0 +1,182 @@
+#include "picture/album.h"
+
+#include <array>
+#include <cstdio>
+#include <string>
+#include <string_view>
+
+#include <fcntl.h>
+#include <nlohmann/json.hpp>
+#include <unistd.h>
+
+#include "picture/picture_state.h"
+#include "store/store.h"
+
+namespace lumato::picture {
+namespace {
+
+using Json = nlohmann::json;
+
+constexpr std::uintmax_t kLargestAlbum = 4 << 20;  // 20,000 photographs, or so
+constexpr std::string_view kFile = "file://";
+constexpr std::string_view kHexDigits = "0123456789ABCDEF";
+
+Path AlbumFile() {
+    return store::Store().statePath / "album";
+}
+
+// As RFC 3986 has it: a name can have any bytes, and need not be UTF-8.
+std::string UriOf(const Path& file) {
+    std::string uri(kFile);
+    for (const char c : file.native()) {
+        const auto byte = static_cast<unsigned char>(c);
+        const bool plain =
+            std::isalnum(byte) != 0 || std::string_view("/-._~").find(c) != std::string_view::npos;
+        if (plain && byte < 0x80)
+            uri += c;
+        else
+            (uri += '%').append({kHexDigits[byte / 16], kHexDigits[byte % 16]});
+    }
+    return uri;
+}
+
+// Empty for what UriOf() does not make.
+Path FileOf(std::string_view uri) {
+    std::string name;
+    if (!uri.starts_with(kFile))
+        return {};
+    for (std::size_t i = kFile.size(); i < uri.size(); ++i) {
+        if (uri[i] != '%') {
+            name += uri[i];
+            continue;
+        }
+        const std::size_t high = i + 2 < uri.size() ? kHexDigits.find(uri[i + 1]) : std::string_view::npos;
+        const std::size_t low = i + 2 < uri.size() ? kHexDigits.find(uri[i + 2]) : std::string_view::npos;
+        if (high == std::string_view::npos || low == std::string_view::npos || high + low == 0)
+            return {};
+        name += static_cast<char>(high * 16 + low);
+        i += 2;
+    }
+    return name;
+}
+
+Json PoseToJson(const Pose& pose) {
+    Json json = Json::object();
+    const auto put = [&](const char* name, const std::optional<int>& value) {
+        if (value)
+            json[name] = *value;
+    };
+    put("rotate", pose.rotate);
+    put("scale", pose.scale);
+    put("x", pose.x);
+    put("y", pose.y);
+    if (pose.rect)
+        json["rect"] = {pose.rect->x, pose.rect->y, pose.rect->width, pose.rect->height};
+    return json;
+}
+
+Pose PoseFromJson(const Json& json) {
+    const auto take = [&](const char* name) {
+        return json.contains(name) ? std::optional(json.at(name).get<int>()) : std::nullopt;
+    };
+    Pose pose{.rotate = take("rotate"), .scale = take("scale"), .x = take("x"), .y = take("y")};
+    if (json.contains("rect")) {
+        const auto rect = json.at("rect").get<std::array<float, 4>>();
+        pose.rect = store::Rect{rect[0], rect[1], rect[2], rect[3]};
+    }
+    return pose;
+}
+
+std::string LineOf(const Digest& stream, const AlbumEntry& entry) {
+    const Json json = {{"stream", HexText(stream)},
+                       {"source", UriOf(entry.source)},
+                       {"added", entry.added},
+                       {"quality", entry.quality},
+                       {"pose", PoseToJson(entry.pose)}};
+    return json.dump() + "\n";
+}
+
+// A line that is none of ours is passed over: the last one may have been cut off by a full disk.
+void TakeLine(std::string_view line, std::map<std::string, AlbumEntry>& entries) {
+    try {
+        const Json json = Json::parse(line);
+        AlbumEntry entry{FileOf(json.at("source").get<std::string>()), PoseFromJson(json.at("pose")),
+                         json.at("added").get<std::int64_t>(), json.at("quality").get<int>()};
+        if (entry.source.is_absolute())
+            entries[json.at("stream").get<std::string>()] = std::move(entry);
+    } catch (const Json::exception&) {
+    }
+}
+
+Result<void> AppendLine(const Path& file, const std::string& line) {
+    const int album = ::open(file.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
+    if (album < 0)
+        return Fail(ErrorKind::Unwritable, file.string() + " cannot be written");
+    // In one piece, so that two programs' lines do not mix.
+    const bool whole = ::write(album, line.data(), line.size()) == static_cast<ssize_t>(line.size());
+    ::close(album);
+    return whole ? Result<void>() : Fail(ErrorKind::Unwritable, file.string() + " cannot be written");
+}
+
+}  // namespace
+
+const AlbumEntry* Album::Find(const Digest& stream) {
+    Load();
+    const auto found = m_entries.find(HexText(stream));
+    return found != m_entries.end() ? &found->second : nullptr;
+}
+
+// Again when it has changed: another program may have added to it.
+void Album::Load() {
+    std::error_code error;
+    const std::uintmax_t size =
+        store::Store().statePath.empty() ? 0 : std::filesystem::file_size(AlbumFile(), error);
+    if (error || size == m_size)
+        return;
+    m_size = size;
+    m_entries.clear();
+    const auto bytes = ReadPlainFile(AlbumFile(), 2 * kLargestAlbum);
+    if (!bytes)
+        return;
+    std::string_view text(reinterpret_cast<const char*>(bytes->data()), bytes->size());
+    while (!text.empty()) {
+        const std::size_t end = std::min(text.find('\n'), text.size());
+        TakeLine(text.substr(0, end), m_entries);
+        text.remove_prefix(std::min(end + 1, text.size()));
+    }
+}
+
+// The newer half stays.
+Result<void> Album::ForgetOldest() {
+    LUMATO_TRY(const auto bytes, ReadPlainFile(AlbumFile(), 2 * kLargestAlbum));
+    const auto middle = std::find(bytes.begin() + static_cast<std::ptrdiff_t>(bytes.size() / 2), bytes.end(),
+                                  static_cast<std::uint8_t>('\n'));
+    return WriteFile(AlbumFile(), ByteSpan(bytes).subspan(static_cast<std::size_t>(middle - bytes.begin())),
+                     Links::Replace);
+}
+
+Result<void> Album::Remember(const Digest& stream, const AlbumEntry& entry) {
+    const store::StoreState& store = store::Store();
+    if (store.statePath.empty() || store.journalFolder.empty() || !entry.source.is_absolute())
+        return {};
+    LUMATO_TRY_VOID(MakePrivateFolder(store.statePath));
+    std::error_code ignored;
+    if (std::filesystem::file_size(AlbumFile(), ignored) > kLargestAlbum && !ignored)
+        LUMATO_TRY_VOID(ForgetOldest());
+    return AppendLine(AlbumFile(), LineOf(stream, entry));
+}
+
+Pose CurrentPose() {
+    PictureState& state = Pictures();
+    const store::StoreState& store = store::Store();
+    const EditControls& controls = state.controls;
+    const bool fitted = controls.rotate.Value() == 0 && controls.scale.Value() == store.TheSmallestValue &&
+                        controls.translateX.Value() == 0 && controls.translateY.Value() == 0 &&
+                        store.gmyDrawrect == RestingRect(store.gmyLcdWidth, store.gmyLcdHeight);
+    if (fitted)
+        return {};
+    return {controls.rotate.Value(), controls.scale.Value(), controls.translateX.Value(),
+            controls.translateY.Value(), store.gmyDrawrect};
+}
+
+}  // namespace lumato::picture

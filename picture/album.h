@@ -1,0 +1,45 @@
+// What the pictures on frames were made from: for each stream that was made here, by its hash, the
+// photograph, its pose and when that was. A convenience: whoever has no album, or a damaged one, loses no
+// picture.
+//
+// The file "album" in the state folder, one line a picture, for its owner's eyes alone; it forgets the
+// oldest. Several programs may add to it at once. Used by the thread that owns the store.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+
+#include "base/file.h"
+#include "base/sha256.h"
+#include "picture/pose.h"
+
+namespace lumato::picture {
+
+struct AlbumEntry {
+    Path source;             // absolute
+    Pose pose;               // fitted, or all values of the controls
+    std::int64_t added = 0;  // seconds since 1970, UTC
+    int quality = 0;         // that it was encoded with
+};
+
+class Album {
+  public:
+    // What it says of a stream; null: nothing. Valid until the next call.
+    [[nodiscard]] const AlbumEntry* Find(const Digest& stream);
+    // The newest entry of a stream counts. Errors: Unwritable; nothing is remembered without a state folder,
+    // nor when nothing of the list is kept.
+    Result<void> Remember(const Digest& stream, const AlbumEntry& entry);
+
+  private:
+    void Load();
+    Result<void> ForgetOldest();
+
+    std::map<std::string, AlbumEntry> m_entries;  // by the hash, in hexadecimal digits
+    std::uintmax_t m_size = 0;                    // of the file when it was read
+};
+
+// Of the edit picture, as the controls stand now.
+[[nodiscard]] Pose CurrentPose();
+
+}  // namespace lumato::picture
