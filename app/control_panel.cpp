@@ -83,6 +83,8 @@ void SetHeading(QMainWindow& window, const char* name, const QString& text) {
 void ShowProgress(QProgressBar& bar, int percent) {
     bar.setTextVisible(percent > 0);
     bar.setValue(percent);
+    if (percent == 0)
+        bar.setFormat(QStringLiteral("%p%"));
 }
 
 QString OriginOf(const store::FileData& record) {
@@ -208,6 +210,16 @@ void ControlPanel::SetDownLoadPrcess(int percent) {
     Post([this, percent] {
         if (auto* bar = FindControlAs<QProgressBar>(&m_window, kDownLoadProcessID))
             ShowProgress(*bar, std::clamp(percent, 0, 100));
+    });
+}
+
+void ControlPanel::SetProgress(const store::Progress& progress) {
+    QString format = QStringLiteral("%p%  %1/%2").arg(progress.picture).arg(progress.pictures);
+    if (progress.secondsLeft)
+        format += QStringLiteral("  %1 s").arg(static_cast<int>(*progress.secondsLeft + 0.5));
+    Post([this, format] {
+        if (auto* bar = FindControlAs<QProgressBar>(&m_window, kDownLoadProcessID))
+            bar->setFormat(format);
     });
 }
 

@@ -37,6 +37,7 @@ class ControlPanel : public QObject, public store::StatusPort {
     void SetNotes(std::string_view text) override;
     void SetNoteDetail(std::string_view text) override;
     void SetDownLoadPrcess(int percent) override;
+    void SetProgress(const store::Progress& progress) override;
     void UpdateInfo() override;
     void SetControlPanlEnable(bool enable) override;
     void InvalidateMyWindow() override;

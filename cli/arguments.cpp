@@ -77,6 +77,8 @@ void AddGeneralOptions(CLI::App& app, Arguments& arguments) {
         ->type_name("X");
     AddFlag(&app, "--json", arguments.json, "one JSON object in place of text for people");
     AddFlag(&app, "--quiet", arguments.quiet, "no progress bar and no status notes");
+    AddFlag(&app, "--progress", arguments.progress,
+            "with --json: how far the work is, an object a line, before the answer");
     AddFlag(&app, "--verbose", arguments.verbose, "diagnostics of the lower layers on standard error, too");
 }
 
@@ -351,6 +353,8 @@ Arguments ParseArguments(int argc, const char* const* argv) {
         if (arguments.command == Command::Recover && arguments.position != 0 && !arguments.saveFolder &&
             !arguments.forget)
             throw CLI::RequiredError("--save DIR or --forget");
+        if (arguments.progress && !arguments.json)
+            throw CLI::RequiredError("--json, for --progress,");
         if (arguments.newFrame.from)
             arguments.inputs.push_back(*arguments.newFrame.from);
         if (arguments.saveFolder)

@@ -79,6 +79,7 @@ struct Arguments {
     std::optional<double> pace;
     bool json = false;
     bool quiet = false;
+    bool progress = false;
     bool verbose = false;
 
     // Each command uses those that its usage names.

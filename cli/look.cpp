@@ -58,7 +58,7 @@ class Reader : public device::FramePort {
 
 }  // namespace
 
-Look::Look(const Arguments& arguments) : m_status(arguments.quiet) {}
+Look::Look(const Arguments& arguments) : m_status(arguments.quiet, arguments.progress) {}
 
 Look::~Look() {
     Close();

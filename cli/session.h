@@ -54,7 +54,7 @@ class Session {
   private:
     Session(const Arguments& arguments, Purpose purpose)
         : m_purpose(purpose),
-          m_status(arguments.quiet),
+          m_status(arguments.quiet, arguments.progress),
           m_traceError(arguments.traceError),
           m_linkNotes(m_status) {}
 

@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <utility>
 
+#include <nlohmann/json.hpp>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include "base/printable.h"
@@ -11,7 +13,44 @@
 namespace lumato::cli {
 namespace {
 
-constexpr int kBarCells = 40;
+constexpr int kBarCells = 24;
+constexpr int kSilence = 10;  // seconds
+
+int TerminalWidth() {
+    winsize size{};
+    return ::ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
+}
+
+const char* NameOf(store::Phase phase) {
+    switch (phase) {
+        case store::Phase::Reading:
+            return "reading";
+        case store::Phase::Adding:
+            return "adding";
+        default:
+            return "writing";
+    }
+}
+
+nlohmann::ordered_json AsJson(const store::Progress& progress) {
+    nlohmann::ordered_json json = {{"phase", NameOf(progress.phase)},
+                                   {"picture", progress.picture},
+                                   {"pictures", progress.pictures},
+                                   {"bytes", progress.bytes},
+                                   {"total_bytes", progress.totalBytes}};
+    if (progress.secondsLeft)
+        json["seconds_left"] = *progress.secondsLeft;
+    return json;
+}
+
+// "writing picture 3 of 12, 14 s left"
+std::string AsText(const store::Progress& progress) {
+    std::string text = std::string(NameOf(progress.phase)) + " picture " + std::to_string(progress.picture) +
+                       " of " + std::to_string(progress.pictures);
+    if (progress.secondsLeft)
+        text += ", " + std::to_string(static_cast<int>(*progress.secondsLeft + 0.5)) + " s left";
+    return text;
+}
 
 // "Read Picture:: 7" only counts on from "Read Picture:: 6".
 bool CountsOn(std::string_view before, std::string_view now) {
@@ -23,10 +62,14 @@ bool CountsOn(std::string_view before, std::string_view now) {
 
 }  // namespace
 
-TerminalStatus::TerminalStatus(bool quiet)
-    : m_showNotes(!quiet), m_showBar(!quiet && ::isatty(STDERR_FILENO) == 1) {}
+TerminalStatus::TerminalStatus(bool quiet, bool lines)
+    : m_showNotes(!quiet), m_showBar(!quiet && ::isatty(STDERR_FILENO) == 1), m_lines(lines) {
+    if (m_showBar)
+        m_watcher = std::jthread([this](const std::stop_token& stop) { Watch(stop); });
+}
 
 TerminalStatus::~TerminalStatus() {
+    m_watcher = {};
     const std::lock_guard lock(m_mutex);
     ClearBarLocked();
     if (std::exchange(m_heldBack, false))
@@ -66,16 +109,49 @@ void TerminalStatus::SetDownLoadPrcess(int percent) {
     if (!m_showBar || (m_barShown && percent == m_percent))
         return;
     m_percent = percent;
-    if (percent == 0) {  // nothing is under way
+    m_heard = Clock::now();
+    if (percent == 0 || percent == 100) {  // nothing is under way
+        m_progress.reset();
         ClearBarLocked();
         return;
     }
-    const int filled = percent * kBarCells / 100;
+    DrawBar();
+}
+
+void TerminalStatus::SetProgress(const store::Progress& progress) {
+    const std::lock_guard lock(m_mutex);
+    m_progress = progress;
+    m_heard = Clock::now();
+    if (m_lines)
+        std::printf("%s\n", nlohmann::ordered_json({{"progress", AsJson(progress)}}).dump().c_str());
+    if (m_lines)
+        std::fflush(stdout);
+    if (m_barShown)
+        DrawBar();
+}
+
+void TerminalStatus::DrawBar() {
+    const int filled = m_percent * kBarCells / 100;
     const std::string bar = std::string(static_cast<std::size_t>(filled), '#') +
                             std::string(static_cast<std::size_t>(kBarCells - filled), ' ');
-    std::fprintf(stderr, "\r[%s] %3d%%", bar.c_str(), percent);
+    const std::chrono::duration<double> silent = Clock::now() - m_heard;
+    std::string text = m_progress ? AsText(*m_progress) : "";
+    if (silent.count() >= kSilence)
+        text = "no answer for " + std::to_string(static_cast<int>(silent.count())) + " s";
+    char line[256];
+    std::snprintf(line, sizeof line, "[%s] %3d%%  %s", bar.c_str(), m_percent, text.c_str());
+    std::fprintf(stderr, "\r\033[K%.*s", TerminalWidth() - 1, line);
     std::fflush(stderr);
     m_barShown = true;
+}
+
+// A command that is not answered keeps the thread that would tell of it.
+void TerminalStatus::Watch(const std::stop_token& stop) {
+    std::unique_lock lock(m_mutex);
+    while (!m_ending.wait_for(lock, stop, std::chrono::seconds(1), [&] { return stop.stop_requested(); })) {
+        if (m_barShown && Clock::now() - m_heard >= std::chrono::seconds(kSilence))
+            DrawBar();
+    }
 }
 
 std::string TerminalStatus::LastMessage() const {

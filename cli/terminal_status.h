@@ -4,8 +4,12 @@
 // progress bar, and of notes that only count on the first and the last are shown.
 #pragma once
 
+#include <chrono>
+#include <condition_variable>
 #include <mutex>
+#include <optional>
 #include <string>
+#include <thread>
 
 #include "store/status_port.h"
 
@@ -13,8 +17,8 @@ namespace lumato::cli {
 
 class TerminalStatus : public store::StatusPort {
   public:
-    // `quiet`: neither notes nor progress bar.
-    explicit TerminalStatus(bool quiet);
+    // `quiet`: neither notes nor progress bar. `lines`: progress as JSON on standard output, a line each.
+    TerminalStatus(bool quiet, bool lines);
     ~TerminalStatus() override;
     TerminalStatus(const TerminalStatus&) = delete;
     TerminalStatus& operator=(const TerminalStatus&) = delete;
@@ -22,6 +26,7 @@ class TerminalStatus : public store::StatusPort {
     void SetNotes(std::string_view text) override;
     void SetNoteDetail(std::string_view text) override;
     void SetDownLoadPrcess(int percent) override;
+    void SetProgress(const store::Progress& progress) override;
     void UpdateInfo() override {}
     void SetControlPanlEnable(bool) override {}
     void InvalidateMyWindow() override {}
@@ -34,16 +39,25 @@ class TerminalStatus : public store::StatusPort {
 
   private:
     void Print();
+    void DrawBar();
     void ClearBarLocked();
+    void Watch(const std::stop_token& stop);
+
+    using Clock = std::chrono::steady_clock;
 
     mutable std::mutex m_mutex;
     const bool m_showNotes;
     const bool m_showBar;
+    const bool m_lines;
     bool m_barShown = false;
     bool m_heldBack = false;  // the last note only counts on, and has not been printed
     int m_percent = 0;
+    std::optional<store::Progress> m_progress;
+    Clock::time_point m_heard = Clock::now();  // when something was last told
     std::string m_note;
     std::string m_detail;
+    std::condition_variable_any m_ending;
+    std::jthread m_watcher;  // where there is a bar: tells that nothing is told
 };
 
 }  // namespace lumato::cli

@@ -10,6 +10,7 @@
 #include "picture/messages.h"
 #include "picture/waiting_copies.h"
 #include "picture/work_ahead.h"
+#include "store/progress_meter.h"
 #include "store/transfer.h"
 
 namespace lumato::picture {
@@ -211,10 +212,12 @@ BatchReport AddPictures(const std::vector<Path>& files, const Pose& pose, AfterR
     if (waiting == Waiting::AddOnlyNew)
         copies.emplace();
     auto file = files.begin();
+    store::ProgressMeter meter(store::Phase::Adding, static_cast<int>(files.size()), 0);
     {
         const std::unique_ptr<Compositions> compositions = Compose(files, pose);
         for (bool goOn = true; goOn && file != files.end() && store::FrameOnline() && !store::StopRequested();
              ++file) {
+            meter.Reach(static_cast<int>(file - files.begin()) + 1, 0);
             if (progress)
                 progress(static_cast<std::size_t>(file - files.begin()));
             goOn = AddOne(*file, pose, *compositions, copies ? &*copies : nullptr, policy, report);

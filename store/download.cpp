@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "device/comm_usb.h"
@@ -10,6 +11,7 @@
 #include "store/list_order.h"
 #include "store/messages.h"
 #include "store/picture_table.h"
+#include "store/progress_meter.h"
 #include "store/read_back.h"
 #include "store/safekeeping.h"
 #include "store/store.h"
@@ -48,6 +50,7 @@ class Download {
     Result<void> WriteWholeBlocks();
     Result<void> WriteTableBlock();
     void MarkStored();
+    void Confirm();
     [[nodiscard]] bool IsWhole(const FileData& record, int position) const;
     [[nodiscard]] bool MayStop() const;
     Result<void> Stop();
@@ -64,6 +67,7 @@ class Download {
     DownloadPlan m_plan;
     Bytes m_streams;            // all new data, and what the last block is filled up with
     std::ptrdiff_t m_done = 0;  // bytes of m_streams already written
+    std::optional<ProgressMeter> m_meter;
     Bytes m_tableBlock;
     Message m_note = kDownloadFailed;  // of the step that failed
 };
@@ -209,9 +213,19 @@ Result<void> Download::PrepareTableBlock() {
         std::copy_n(m_streams.begin(), m_plan.besideTable,
                     m_tableBlock.begin() + (m_plan.start - m_geometry.tableAddress));
     m_done = m_plan.besideTable;
+    m_meter.emplace(Phase::Writing, m_plan.CountWritten(*m_list), m_plan.total);
     m_store.status->SetDownLoadPrcess(20);
     std::ranges::copy(m_store.G_PictureList, m_tableBlock.begin());
     return {};
+}
+
+// So much is written, and the frame's sum has confirmed it.
+void Download::Confirm() {
+    int position = 0;
+    int picture = 0;
+    for (const FileData* record = m_list->sentinel->next; record != nullptr; record = record->next)
+        picture += IsWhole(*record, ++position) && m_plan.Writes(*record) ? 1 : 0;
+    m_meter->Reach(picture + 1, m_done);
 }
 
 // The block in which the stored pictures end is read, completed and written whole.
@@ -226,8 +240,10 @@ Result<void> Download::WriteUpToBoundary(const PlannedBlock& boundary) {
         return Fail(kDownloadFailed, "the pictures could not be made safe first: " + kept.error().message);
     std::copy_n(m_streams.begin() + m_done, boundary.fresh,
                 block.begin() + (m_plan.start + m_done - boundary.address));
+    LUMATO_TRY_VOID(WriteBlock(block, boundary.length, boundary.address, kDownloadFailed));
     m_done += boundary.fresh;
-    return WriteBlock(block, boundary.length, boundary.address, kDownloadFailed);
+    Confirm();
+    return {};
 }
 
 Result<void> Download::WriteWholeBlocks() {
@@ -240,6 +256,7 @@ Result<void> Download::WriteWholeBlocks() {
             return Fail(written + 1 == count ? kLastBlockFailed : kBlockFailed,
                         "the frame could not be written");
         m_done += block.fresh;
+        Confirm();
         m_store.status->SetDownLoadPrcess(30 + 60 * ++written / count);
     }
     return {};
@@ -359,6 +376,7 @@ bool Download::Run() {
     m_store.picturesShown = m_list->count;
     m_store.status->SetDownLoadPrcess(100);
     ShowNote(kDownloadFinished);
+    m_store.status->SetNoteDetail("you may unplug the frame now");
     return true;
 }
 

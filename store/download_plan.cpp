@@ -104,6 +104,13 @@ void PlanBlocks(DownloadPlan& plan) {
 
 }  // namespace
 
+int DownloadPlan::CountWritten(const FileDataHead& list) const {
+    int count = 0;
+    for (const FileData* record = list.sentinel->next; record != nullptr; record = record->next)
+        count += Writes(*record) ? 1 : 0;
+    return count;
+}
+
 void CountFreeSpace() {
     StoreState& store = Store();
     store.TotolFlashSizeForPic = store.geometry.FreeBeside(TotalSize(store.gmyPictureData.get()));

@@ -35,6 +35,7 @@ struct DownloadPlan {
 
     // Written pictures may stand anywhere in the list: those that stay have their slots already.
     [[nodiscard]] bool Writes(const FileData& record) const { return rewriteAll || record.inFrame != 1; }
+    [[nodiscard]] int CountWritten(const FileDataHead& list) const;
 };
 
 // For the list as it is, of a download that broke off in the order of that one. Errors: Refused, for what

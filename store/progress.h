@@ -7,21 +7,18 @@
 namespace lumato::store {
 
 enum class Phase {
-    Reading,     // pictures come from the frame
-    Adding,      // pictures are composed and encoded
-    MakingSafe,  // streams and journal go to the disk, before the frame is changed
-    Writing,     // blocks go to the frame
-    Checking,    // what is there is read back and compared
+    Reading,  // pictures come from the frame
+    Adding,   // pictures are composed and encoded
+    Writing,  // blocks go to the frame
 };
 
 struct Progress {
     Phase phase = Phase::Writing;
-    int picture = 0;              // the one in hand, from 1; 0: not yet known
+    int picture = 0;              // the one in hand, from 1
     int pictures = 0;             // of so many; 0: pictures are not counted
     std::int64_t bytes = 0;       // that the frame has confirmed, or that were read
     std::int64_t totalBytes = 0;  // 0: not known
-    std::optional<double> secondsLeft;
-    int silentSeconds = 0;  // the frame has not answered for so long; 0: it answers
+    std::optional<double> secondsLeft = {};
     bool operator==(const Progress&) const = default;
 };
 

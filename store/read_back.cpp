@@ -9,6 +9,7 @@
 #include "store/local_room.h"
 #include "store/messages.h"
 #include "store/picture_table.h"
+#include "store/progress_meter.h"
 #include "store/store.h"
 
 namespace lumato::store {
@@ -17,6 +18,15 @@ namespace {
 constexpr int kReadUnit = 64;  // the last read of a picture is rounded up to it
 
 using Stream = std::vector<std::uint8_t>;
+
+std::int64_t StoredBytes() {
+    std::int64_t bytes = 0;
+    for (int slot = 1; slot <= kMostPictures; ++slot) {
+        const ByteSpan stored = SlotOf(Store().G_PictureList, slot);
+        bytes += stored[0] == kSlotStored ? SlotLength(stored) : 0;
+    }
+    return bytes;
+}
 
 class ReadBack {
   public:
@@ -34,6 +44,8 @@ class ReadBack {
     StoreState& m_store = store::Store();
     DecodeTask m_decoding{m_store.MyJPG, m_store.geometry.lcdWidth, m_store.geometry.lcdHeight};
     LocalRoom m_room{m_store.geometry};
+    ProgressMeter m_meter{Phase::Reading, CountStored(m_store.G_PictureList), StoredBytes()};
+    std::int64_t m_bytes = 0;  // read so far
     int m_read = 0;
     bool m_gap = false;
 };
@@ -117,7 +129,9 @@ Result<void> ReadBack::ReadSlot(int number) {
         ClearSlot(slot);
         return {};
     }
+    m_meter.Reach(m_read + 1, m_bytes);
     LUMATO_TRY(const Stream stream, ReadPictureBytes(SlotAddress(slot), SlotLength(slot)));
+    m_bytes += SlotLength(slot);
     if (m_check && !m_check(number, stream)) {
         ClearSlot(slot);
         return {};

@@ -97,6 +97,18 @@ class Shell(Story):
                 self.assert_same_bytes(self.image(), whole)
                 self.assertEqual(self.kept(), {})
 
+    def test_progress(self):
+        """Values, a line each, before the answer: what is confirmed never becomes less, and in the end it is all."""
+        done = self.run_bare("--home", self.home, "--frame", self.frame, "--json", "--progress", "add", *self.wanted)
+        *lines, answer = map(json.loads, done.stdout.splitlines())
+        bytes_of = {}
+        for line in lines:
+            bytes_of.setdefault(line["progress"]["phase"], []).append(line["progress"]["bytes"])
+        self.assertEqual(list(bytes_of), ["reading", "adding", "writing"])
+        self.assertEqual([sorted(b) for b in bytes_of.values()], list(bytes_of.values()))
+        self.assertEqual(bytes_of["writing"][-1], sum(a["bytes"] for a in answer["added"]))
+        self.assertEqual(self.run_bare("--progress", "list").returncode, 2)
+
     def test_origins(self):
         """A picture's photograph is known by its stream, on any frame, whatever became of its name."""
         odd = os.path.join(self.folder, "100% ü\udcff .bmp")
