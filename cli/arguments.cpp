@@ -148,6 +148,10 @@ void AddFrameCommands(CLI::App& app, Arguments& arguments) {
     AddDryRun(move, arguments);
     AddExamples(move, kMoveExamples);
 
+    CLI::App* check = AddCommand(&app, arguments, Command::Check, "check",
+                                 "read every picture back; exit status 1 if one is damaged");
+    AddExamples(check, kCheckExamples);
+
     CLI::App* save = AddCommand(&app, arguments, Command::Save, "save",
                                 "copy the frame's pictures as bitmaps 1.bmp, 2.bmp, ...");
     AddOutput(save, "DIR", arguments, "the folder for them; made if it is not there");

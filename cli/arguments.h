@@ -22,6 +22,7 @@ enum class Command {
     Download,
     Delete,
     Move,
+    Check,
     Save,
     Dump,
     Verify,

@@ -13,6 +13,7 @@ int RunList(const Arguments& arguments, const Output& output);
 int RunAdd(const Arguments& arguments, const Output& output);
 int RunDownload(const Arguments& arguments, const Output& output);
 int RunDelete(const Arguments& arguments, const Output& output);
+int RunCheck(const Arguments& arguments, const Output& output);
 int RunMove(const Arguments& arguments, const Output& output);
 int RunSave(const Arguments& arguments, const Output& output);
 int RunDump(const Arguments& arguments, const Output& output);

@@ -31,6 +31,9 @@ inline constexpr const char* kDownloadExamples =
 inline constexpr const char* kDeleteExamples =
     "  lumatoctl delete 2-5,9\n"
     "  lumatoctl delete --all --yes";
+inline constexpr const char* kCheckExamples =
+    "  lumatoctl check\n"
+    "  lumatoctl check --json";
 inline constexpr const char* kMoveExamples =
     "  lumatoctl move 5 1\n"
     "  lumatoctl move 5 1 --dry-run\n"

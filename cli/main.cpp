@@ -38,6 +38,8 @@ int RunCommand(const Arguments& arguments, const Output& output) {
             return RunDelete(arguments, output);
         case Command::Move:
             return RunMove(arguments, output);
+        case Command::Check:
+            return RunCheck(arguments, output);
         case Command::Save:
             return RunSave(arguments, output);
         case Command::Compose:

@@ -27,6 +27,8 @@ const char* NameOf(store::Phase phase) {
             return "reading";
         case store::Phase::Adding:
             return "adding";
+        case store::Phase::Checking:
+            return "checking";
         default:
             return "writing";
     }

@@ -8,6 +8,7 @@
 #include "flash/checked_transfer.h"
 #include "flash/process_flash.h"
 #include "store/block_check.h"
+#include "store/known_pictures.h"
 #include "store/list_order.h"
 #include "store/messages.h"
 #include "store/picture_table.h"
@@ -371,6 +372,8 @@ bool Download::Run() {
     }
     m_store.blocksAtRisk.clear();
     m_store.resuming = false;
+    RememberDownloaded(ByteSpan(m_tableBlock).first(kTableSize),
+                       m_plan.total == 0 ? m_geometry.flashSize : m_plan.start);
     ForgetJournal();
     NoteListAsStored();
     m_store.picturesShown = m_list->count;

@@ -103,6 +103,15 @@ MutableByteSpan SlotOf(MutableByteSpan table, int slot) {
     return none;
 }
 
+std::int64_t StoredBytes(MutableByteSpan table) {
+    std::int64_t bytes = 0;
+    for (int slot = 1; slot <= kMostPictures; ++slot) {
+        const ByteSpan stored = SlotOf(table, slot);
+        bytes += stored[0] == kSlotStored ? SlotLength(stored) : 0;
+    }
+    return bytes;
+}
+
 int CountStored(MutableByteSpan table) {
     int stored = 0;
     for (int slot = 1; slot <= kMostPictures; ++slot)

@@ -32,6 +32,8 @@ inline constexpr std::uint8_t kSlotReserved = 2;
 [[nodiscard]] MutableByteSpan SlotOf(MutableByteSpan table, int slot);
 // Pictures that the table lists.
 [[nodiscard]] int CountStored(MutableByteSpan table);
+// Bytes of all of them: slots can overlap, and claim more than a flash has.
+[[nodiscard]] std::int64_t StoredBytes(MutableByteSpan table);
 [[nodiscard]] inline std::int32_t SlotAddress(ByteSpan slot) {
     return static_cast<std::int32_t>(GetLe24(slot.subspan(1)));
 }

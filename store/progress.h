@@ -7,9 +7,10 @@
 namespace lumato::store {
 
 enum class Phase {
-    Reading,  // pictures come from the frame
-    Adding,   // pictures are composed and encoded
-    Writing,  // blocks go to the frame
+    Reading,   // pictures come from the frame
+    Adding,    // pictures are composed and encoded
+    Writing,   // blocks go to the frame
+    Checking,  // what is there is read back and compared
 };
 
 struct Progress {

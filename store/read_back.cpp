@@ -19,15 +19,6 @@ constexpr int kReadUnit = 64;  // the last read of a picture is rounded up to it
 
 using Stream = std::vector<std::uint8_t>;
 
-std::int64_t StoredBytes() {
-    std::int64_t bytes = 0;
-    for (int slot = 1; slot <= kMostPictures; ++slot) {
-        const ByteSpan stored = SlotOf(Store().G_PictureList, slot);
-        bytes += stored[0] == kSlotStored ? SlotLength(stored) : 0;
-    }
-    return bytes;
-}
-
 class ReadBack {
   public:
     explicit ReadBack(const StreamCheck& check) : m_check(check) {}
@@ -44,7 +35,8 @@ class ReadBack {
     StoreState& m_store = store::Store();
     DecodeTask m_decoding{m_store.MyJPG, m_store.geometry.lcdWidth, m_store.geometry.lcdHeight};
     LocalRoom m_room{m_store.geometry};
-    ProgressMeter m_meter{Phase::Reading, CountStored(m_store.G_PictureList), StoredBytes()};
+    ProgressMeter m_meter{Phase::Reading, CountStored(m_store.G_PictureList),
+                          StoredBytes(m_store.G_PictureList)};
     std::int64_t m_bytes = 0;  // read so far
     int m_read = 0;
     bool m_gap = false;

@@ -30,7 +30,7 @@ class Shell(Story):
     def kept(self):
         """What this computer keeps for the frame."""
         return {os.path.join(at, name): self.read(os.path.join(at, name))
-                for at, _, names in os.walk(self.home + "/state") for name in names if name != "album"}
+                for at, _, names in os.walk(self.home + "/state") for name in names if name != "album" and os.path.basename(at) != "known"}
 
     def on_frame(self):
         return flash_reader.streams_of(self.image())
@@ -108,6 +108,38 @@ class Shell(Story):
         self.assertEqual([sorted(b) for b in bytes_of.values()], list(bytes_of.values()))
         self.assertEqual(bytes_of["writing"][-1], sum(a["bytes"] for a in answer["added"]))
         self.assertEqual(self.run_bare("--progress", "list").returncode, 2)
+
+    def test_checking(self):
+        """Damage that the frame's own sum can not tell, or that still shows a picture, is found; nothing is written."""
+        self.good("add", *self.wanted)
+        whole = self.image()
+        states = lambda: [p["state"] for p in self.run_program("check", statuses=(0, 1)).json["pictures"]]
+        self.assertEqual(states(), ["unknown"] * 2 + ["good"] * 3)  # the first two are somebody else's
+        _, at, length = flash_reader.slot(flash_reader.table_of(whole), 4)
+        block = at // 65536 * 65536 + 65536  # in the middle of it, or behind it
+        damages = [(at + offset, bytes([whole[at + offset] ^ 1 << offset % 8])) for offset in range(0, length, 997)]
+        damages += [(at + 512, b"\xff" * 256), (at + 512, bytes(256)), (at, bytes(min(length, block - at)))]
+        for place, damage in damages:
+            with self.subTest(place=place - at, length=len(damage)):
+                image = bytearray(whole)
+                image[place:place + len(damage)] = damage
+                self.put_frame(image)
+                self.assertEqual(states(), ["unknown"] * 2 + ["good", "damaged", "good"])
+                self.assert_same_bytes(self.image(), image)
+        # It stays damaged when pictures come, go and move beside it.
+        self.put_frame(whole[:at + 997] + bytes([whole[at + 997] ^ 1]) + whole[at + 998:])
+        for good, *change in ((3, "add", self.wanted[0]), (3, "move", 5, 1), (2, "delete", 6)):
+            self.good(*change)
+            self.assertEqual((states().count("good"), states().count("damaged")), (good, 1))
+        self.put_frame(whole)
+        self.good("check")
+        reads = [n for n, line in enumerate(self.read("trace.txt").decode().splitlines(), 1)
+                 if line[:2] == "CD" and line[20:22] == "03"]
+        for n in reads[-3:]:  # a cable that changes a bit on the way is no damage
+            self.assertEqual(self.run_program("--fault", "%d:flip" % n, "check").status, 0)
+        first, self.home = self.home, self.path("other home")
+        self.assertEqual(states(), ["unknown"] * 5)
+        self.home = first
 
     def test_origins(self):
         """A picture's photograph is known by its stream, on any frame, whatever became of its name."""

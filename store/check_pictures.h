@@ -1,0 +1,35 @@
+// Reads every picture that the frame's table lists back from the flash, and says whether it is what it is
+// known to be. The frame is only read.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "base/error.h"
+
+namespace lumato::store {
+
+enum class PictureHealth {
+    Good,     // its bytes are the known ones
+    Damaged,  // they are not, or no picture
+    Unknown,  // a picture, but nothing says that it is the one that was written
+};
+
+struct CheckedPicture {
+    int position = 0;  // in the frame's table, from 1
+    std::string name;  // in the list; empty: it is not listed
+    PictureHealth health = PictureHealth::Unknown;
+    std::string reason;       // empty for a good one
+    bool readUneven = false;  // two reads of it differed: the cable or the frame's link is weak
+};
+
+struct CheckReport {
+    std::vector<CheckedPicture> pictures;
+    bool stopped = false;  // the rest was not looked at, because that was asked for
+};
+
+// Body of a task, after StartTransfer(). Errors: the frame has no valid table, or cannot be read.
+[[nodiscard]] Result<CheckReport> CheckPictures();
+
+}  // namespace lumato::store

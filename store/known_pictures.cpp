@@ -1,0 +1,125 @@
+#include "store/known_pictures.h"
+
+#include <algorithm>
+#include <string_view>
+#include <system_error>
+
+#include "base/file.h"
+#include "store/picture_table.h"
+#include "store/store_state.h"
+
+namespace lumato::store {
+namespace {
+
+constexpr std::string_view kKnownMark = "LUMATOKN";
+constexpr std::size_t kKnownEntry = 8 + sizeof(Digest);
+constexpr std::size_t kMostTables = 32;
+constexpr std::int32_t kAddedFrom = 1000;  // seqIndex of a picture that was not read from the frame
+
+Path KnownFolder() {
+    return Store().statePath / "known";
+}
+
+Path KnownFile(ByteSpan table) {
+    const StoreState& store = Store();
+    std::vector<std::uint8_t> key(store.frameIdentity.begin(), store.frameIdentity.end());
+    key.insert(key.end(), store.frameIndividual.begin(), store.frameIndividual.end());
+    key.push_back(0);
+    key.insert(key.end(), table.begin(), table.end());
+    return KnownFolder() / HexText(Sha256(key));
+}
+
+void DropOldest() {
+    std::vector<std::pair<std::filesystem::file_time_type, Path>> files;
+    std::error_code error;
+    for (std::filesystem::directory_iterator entry(KnownFolder(), error), end; !error && entry != end;
+         entry.increment(error)) {
+        std::error_code unknown;
+        files.emplace_back(entry->last_write_time(unknown), entry->path());
+    }
+    std::ranges::sort(files, std::ranges::greater{});
+    for (std::size_t i = kMostTables; i < files.size(); ++i)
+        std::filesystem::remove(files[i].second, error);
+}
+
+void SaveKnown(ByteSpan table, const KnownPictures& known) {
+    if (Store().statePath.empty())
+        return;
+    std::vector<std::uint8_t> bytes(kKnownMark.begin(), kKnownMark.end());
+    for (const KnownPicture& picture : known) {
+        for (const std::int32_t number : {picture.address, picture.length}) {
+            for (int shift = 0; shift < 32; shift += 8)
+                bytes.push_back(static_cast<std::uint8_t>(static_cast<std::uint32_t>(number) >> shift));
+        }
+        bytes.insert(bytes.end(), picture.hash.begin(), picture.hash.end());
+    }
+    const Digest sum = Sha256(bytes);
+    bytes.insert(bytes.end(), sum.begin(), sum.end());
+    std::error_code error;  // the state folder may be a link
+    if (!std::filesystem::is_directory(Store().statePath, error) && !MakePrivateFolder(Store().statePath))
+        return;
+    if (MakePrivateFolder(KnownFolder()) && WriteFile(KnownFile(table), bytes, Links::Replace))
+        DropOldest();
+}
+
+// What may be said of a stored picture's bytes.
+std::optional<Digest> WhatIsKnown(const FileData& record, std::int32_t address, bool stayed,
+                                  const KnownPictures& before) {
+    const bool fromHere = record.seqIndex >= kAddedFrom && record.journalPosition == 0;
+    if (record.streamHash &&
+        (fromHere || std::ranges::find(before, *record.streamHash, &KnownPicture::hash) != before.end()))
+        return record.streamHash;
+    return stayed ? KnownHash(before, address, record.picSize) : std::nullopt;
+}
+
+}  // namespace
+
+KnownPictures LoadKnown(ByteSpan table) {
+    if (Store().statePath.empty())
+        return {};
+    const auto bytes =
+        ReadPlainFile(KnownFile(table), kKnownMark.size() + kSlotCount * kKnownEntry + sizeof(Digest));
+    if (!bytes || bytes->size() < kKnownMark.size() + sizeof(Digest))
+        return {};
+    const ByteSpan said = ByteSpan(*bytes).first(bytes->size() - sizeof(Digest));
+    if (!std::ranges::equal(Sha256(said), ByteSpan(*bytes).last(sizeof(Digest))) ||
+        !std::ranges::equal(said.first(kKnownMark.size()), kKnownMark))
+        return {};
+    KnownPictures known;
+    for (std::size_t at = kKnownMark.size(); at + kKnownEntry <= said.size(); at += kKnownEntry) {
+        const auto number = [&](std::size_t from) {
+            std::uint32_t value = 0;
+            for (std::size_t i = 4; i-- > 0;)
+                value = value << 8U | said[from + i];
+            return static_cast<std::int32_t>(value);
+        };
+        KnownPicture picture{number(at), number(at + 4), {}};
+        std::ranges::copy(said.subspan(at + 8, sizeof(Digest)), picture.hash.begin());
+        known.push_back(picture);
+    }
+    return known;
+}
+
+std::optional<Digest> KnownHash(const KnownPictures& known, std::int32_t address, std::int32_t length) {
+    for (const KnownPicture& picture : known) {
+        if (picture.address == address && picture.length == length)
+            return picture.hash;
+    }
+    return std::nullopt;
+}
+
+void RememberDownloaded(ByteSpan table, std::int32_t writtenFrom) {
+    StoreState& store = Store();
+    const KnownPictures before = LoadKnown(store.tableOnFrame);
+    KnownPictures known;
+    int position = 0;
+    for (const FileData* record = store.gmyPictureData->sentinel->next; record != nullptr;
+         record = record->next) {
+        const std::int32_t address = SlotAddress(SlotOf(store.G_PictureList, ++position));
+        if (const auto hash = WhatIsKnown(*record, address, address < writtenFrom, before))
+            known.push_back({address, record->picSize, *hash});
+    }
+    SaveKnown(table, known);
+}
+
+}  // namespace lumato::store

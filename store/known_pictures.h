@@ -1,0 +1,33 @@
+// What a frame's pictures are known to be, from one connection to the next: a small file for each table that
+// a download left, in the folder "known" of the state folder. Losing one costs knowledge, never a picture.
+//
+// Used by the thread that owns the store.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "base/bytes.h"
+#include "base/sha256.h"
+
+namespace lumato::store {
+
+struct KnownPicture {
+    std::int32_t address = 0;
+    std::int32_t length = 0;
+    Digest hash{};
+};
+using KnownPictures = std::vector<KnownPicture>;
+
+// Of the frame that is online, with this table; empty where nothing is known.
+[[nodiscard]] KnownPictures LoadKnown(ByteSpan table);
+[[nodiscard]] std::optional<Digest> KnownHash(const KnownPictures& known, std::int32_t address,
+                                              std::int32_t length);
+
+// After a download that has left this table, while tableOnFrame is still the one before: what it wrote from
+// this computer's own pictures is known. What was read from the frame is no more than it was known to be
+// before, so that damage is never taken for right. What lies below `writtenFrom` has stayed in its place.
+void RememberDownloaded(ByteSpan table, std::int32_t writtenFrom);
+
+}  // namespace lumato::store
