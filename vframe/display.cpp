@@ -12,6 +12,8 @@
 namespace lumato::vframe {
 namespace {
 
+// As many as are decoded of a frame that is connected; no display of a frame has nearly as many.
+constexpr std::int64_t kMostPixels = std::int64_t{20} << 20;
 constexpr std::size_t kTableSize = 4096;
 constexpr std::string_view kTableMark = "ABFS";
 constexpr std::size_t kAtFirstSlot = 16;
@@ -91,6 +93,8 @@ Result<Display> Display::PowerOn(ByteSpan flash) {
     const int height = GetLe16(flash.subspan(kAtLcdHeight));
     if (width == 0 || height == 0)
         return NoFrame("it has no LCD size");
+    if (std::int64_t{width} * height > kMostPixels)
+        return NoFrame("its LCD has more pixels than can be shown here");
     const std::optional<std::uint32_t> table = TableAddress(flash);
     const std::uint64_t end = std::min<std::uint64_t>(GetLe24(flash.subspan(kAtFlashSize)), flash.size());
     if (!table || *table % kBlock != 0 || *table < kBlock || std::uint64_t{*table} + kBlock > end)

@@ -230,6 +230,7 @@ class Frames(Hostile):
                 self.assertIn("DPFPicture%d.bmp: " % count, outcome.err)
                 if not shown:
                     self.refused(1, "add", self.sources(wave(*LCD, 9))[0])
+                    self.refused(1, "frame", "render", self.frame, 1, self.path("shown.png"), frame=False)
                 self.good("delete", 1)
                 self.assertEqual(flash_reader.table_of(self.image()), make_table(slots[1:]))
 

@@ -102,34 +102,6 @@ TEST_F(DownloadTest, APictureInTheTablesPlaceIsMoved) {
     }
 }
 
-TEST_F(DownloadTest, AnEndThatCannotBeErasedIsNotUsed) {
-    struct Case {
-        std::uint32_t erase;
-        int flashSize, end;
-    };
-    for (const Case& c : {Case{0xD8, 0x50000, 0x50000}, Case{0xD8, 0x4FF9C, 0x40000},
-                          Case{0x52, 0x4FF9C, 0x48000}, Case{0x20, 0x4FF9C, 0x4F000}}) {
-        TestFlash flash(0x50000, c.erase);
-        PutLe24(MutableByteSpan(flash.bytes).subspan(43), static_cast<std::uint32_t>(c.flashSize));
-        ConnectQuietly(flash.Put(0x20000, Bytes(3 * kBlock, 0)));
-        Add(c.end - kArea + 1, 1);
-        EXPECT_FALSE(Download());
-        EXPECT_THAT(m_status.Notes(), ElementsAre("Download Pictures(s)", "Fail To Download Picture"));
-        EXPECT_THAT(m_spy->Take(), IsEmpty());
-        ExpectUnchanged();
-        Delete(1);
-        Add(c.end - kArea - 2000, 1);
-        EXPECT_TRUE(Download());
-        Add(2000, 2);
-        m_spy->Take();
-        EXPECT_TRUE(Download());
-        EXPECT_EQ(std::ranges::count(m_spy->Take(), 'P'), 3) << "it fits behind the others";
-        const Bytes after = FlashBytes(), last = MakeStream(2000, 2);
-        EXPECT_TRUE(std::equal(last.begin(), last.end(), after.begin() + c.end - 2000)) << std::hex << c.end;
-        Restart();
-    }
-}
-
 // Pictures that wait come back from the journal, whatever else the frame was given meanwhile.
 TEST_F(DownloadTest, MorePicturesThanTheTableDescribesCanOnlyBecomeFewer) {
     KeepJournals();
