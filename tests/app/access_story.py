@@ -178,10 +178,10 @@ def story(window, work):
 
     window.act("push button", "Add")
     wait("the added picture", lambda: [item.get_description() for item in window.items("On the frame")]
-         == ["not yet on the frame"])
+         == ["not yet on the frame · one.bmp"])
     window.act("push button", "Download")
     wait("the download", lambda: window.note() == "Download finished")
-    wait("the remark's end", lambda: [item.get_description() for item in window.items("On the frame")] == [""])
+    wait("the remark's end", lambda: [item.get_description() for item in window.items("On the frame")] == ["one.bmp"])
 
     window.act("push button", "Save All")
     choose_file(window, work / "saved", "Choose")
