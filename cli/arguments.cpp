@@ -99,7 +99,9 @@ void AddPosition(CLI::App* app, const std::string& name, int& target, const std:
     AddParsed(app, name, target, ParsePosition, PositionWanted(), help)->required()->type_name("");
 }
 
-void AddDryRun(CLI::App* app, Arguments& arguments) {
+// Of commands that write the list to the frame.
+void AddDownloading(CLI::App* app, Arguments& arguments) {
+    AddFlag(app, "--check", arguments.check, "read back all that was written, and compare it byte for byte");
     AddFlag(app, "--dry-run", arguments.dryRun, "only say what would be written");
 }
 
@@ -125,31 +127,33 @@ void AddFrameCommands(CLI::App& app, Arguments& arguments) {
         arguments.inputs.emplace_back(name == "-" ? kStandardInput : name);
     };
     AddSeveral(add, "FILE", takePicture, kPicturesHelp)->required()->type_name("");
-    AddDryRun(add, arguments);
+    AddDownloading(add, arguments);
     AddPose(add, arguments.pose);
     AddExamples(add, kAddExamples);
 
     CLI::App* download = AddCommand(&app, arguments, Command::Download, "download",
                                     "finish a download that broke off, or write what waits");
-    AddDryRun(download, arguments);
+    AddDownloading(download, arguments);
     AddExamples(download, kDownloadExamples);
 
     CLI::App* remove = AddCommand(&app, arguments, Command::Delete, "delete", "take pictures off the frame");
     CLI::Option* positions = AddPositions(remove, arguments);
     AddFlag(remove, "--all", arguments.all, "all of them; asks first on a terminal")->excludes(positions);
     AddFlag(remove, "--yes", arguments.yes, "do not ask");
-    AddDryRun(remove, arguments);
+    AddDownloading(remove, arguments);
     AddExamples(remove, kDeleteExamples);
 
     CLI::App* move = AddCommand(&app, arguments, Command::Move, "move",
                                 "give a picture another place; those in between close up");
     AddPosition(move, "FROM", arguments.position, "as `list` counts them");
     AddPosition(move, "TO", arguments.newPosition, "the position that it gets");
-    AddDryRun(move, arguments);
+    AddDownloading(move, arguments);
     AddExamples(move, kMoveExamples);
 
     CLI::App* check = AddCommand(&app, arguments, Command::Check, "check",
                                  "read every picture back; exit status 1 if one is damaged");
+    AddFlag(check, "--mend", arguments.mend,
+            "write the known bytes of damaged pictures again, from whatever copy or original is here");
     AddExamples(check, kCheckExamples);
 
     CLI::App* save = AddCommand(&app, arguments, Command::Save, "save",

@@ -93,6 +93,8 @@ struct Arguments {
     bool all = false;                // delete --all
     bool yes = false;                // and without a question
     bool originalNames = false;      // save
+    bool check = false;              // what was written, by reading it back
+    bool mend = false;               // check
     bool dryRun = false;             // add, download, delete, move
     std::optional<Path> saveFolder;  // recover --save
     bool forget = false;             // recover --forget

@@ -1,16 +1,19 @@
-// lumatoctl check: reads the stored pictures back and says which are what was written. Nothing is written.
+// lumatoctl check: reads the stored pictures back and says which are what was written; with --mend, damaged
+// ones get their bytes back.
 #include <algorithm>
 
 #include "base/printable.h"
 #include "cli/commands.h"
 #include "cli/session.h"
 #include "cli/stop_on_signal.h"
-#include "store/check_pictures.h"
+#include "picture/stream_made_anew.h"
+#include "store/mend_pictures.h"
 
 namespace lumato::cli {
 namespace {
 
 using store::CheckedPicture;
+using store::CheckReport;
 using store::PictureHealth;
 
 const char* HealthName(PictureHealth health) {
@@ -19,20 +22,27 @@ const char* HealthName(PictureHealth health) {
             return "good";
         case PictureHealth::Damaged:
             return "damaged";
+        case PictureHealth::Mended:
+            return "mended";
         case PictureHealth::Unknown:
             break;
     }
     return "unknown";
 }
 
-std::string HealthText(const std::vector<CheckedPicture>& pictures) {
-    const auto count = [&](PictureHealth health) {
-        return std::ranges::count(pictures, health, &CheckedPicture::health);
-    };
+int CountOf(const CheckReport& report, PictureHealth health) {
+    return static_cast<int>(std::ranges::count(report.pictures, health, &CheckedPicture::health));
+}
+
+std::string HealthText(const CheckReport& report) {
+    const std::vector<CheckedPicture>& pictures = report.pictures;
+    const auto count = [&](PictureHealth health) { return CountOf(report, health); };
     std::string text = Count(static_cast<long long>(pictures.size()), "picture") +
                        " read back: " + std::to_string(count(PictureHealth::Good)) + " good, " +
                        std::to_string(count(PictureHealth::Damaged)) + " damaged, " +
                        std::to_string(count(PictureHealth::Unknown)) + " unknown";
+    if (const int mended = count(PictureHealth::Mended); mended > 0)
+        text += ", " + std::to_string(mended) + " mended";
     for (const CheckedPicture& picture : pictures) {
         if (picture.health == PictureHealth::Good && !picture.readUneven)
             continue;
@@ -47,36 +57,60 @@ std::string HealthText(const std::vector<CheckedPicture>& pictures) {
     return text;
 }
 
-}  // namespace
-
-int RunCheck(const Arguments& arguments, const Output& output) {
-    const auto session = Session::Connect(arguments, Session::Purpose::Look);
-    if (!session)
-        return output.Failed(session.error());
-    if (!store::StartTransfer())
-        return output.Failed(kRefused, "the frame is busy");
-    const StopOnSignal stopping;
-    if (StopOnSignal::HasCome())
-        store::RequestStop();
-    const auto report = store::CheckPictures();
-    store::FinishTransfer();
-    (*session)->Status().ClearBar();
-    if (!report)
-        return output.Failed(kRefused, report.error().message);
+nlohmann::ordered_json AsJson(const CheckReport& report) {
     nlohmann::ordered_json json = nlohmann::ordered_json::array();
-    for (const CheckedPicture& picture : report->pictures) {
+    for (const CheckedPicture& picture : report.pictures) {
         json.push_back(
             {{"position", picture.position}, {"state", HealthName(picture.health)}, {"name", picture.name}});
         if (!picture.reason.empty())
             json.back()["reason"] = picture.reason;
     }
+    return {{"pictures", json}};
+}
+
+Result<CheckReport> Read(Session& session) {
+    if (!store::StartTransfer())
+        return lumato::Fail(ErrorKind::Busy, "the frame is busy");
+    const StopOnSignal stopping;
+    if (StopOnSignal::HasCome())
+        store::RequestStop();
+    Result<CheckReport> report = store::CheckPictures();
+    store::FinishTransfer();
+    session.Status().ClearBar();
+    return report;
+}
+
+tl::expected<void, Failure> Mend(Session& session, CheckReport& report) {
+    const Result<int> found = store::PrepareMending(report, picture::StreamMadeAnew);
+    if (!found)
+        return tl::unexpected<Failure>(Failure{kRefused, found.error().message});
+    if (*found == 0)
+        return {};
+    if (auto done = session.Download(); !done)
+        return done;
+    store::NoteMended(report);
+    return {};
+}
+
+}  // namespace
+
+int RunCheck(const Arguments& arguments, const Output& output) {
+    const auto session =
+        Session::Connect(arguments, arguments.mend ? Session::Purpose::Change : Session::Purpose::Look);
+    if (!session)
+        return output.Failed(session.error());
+    Result<CheckReport> report = Read(**session);
+    if (!report)
+        return output.Failed(kRefused, report.error().message);
     if (report->stopped)
         return output.Failed(
             kRefused, "stopped after " + Count(static_cast<long long>(report->pictures.size()), "picture"));
-    output.Result({{"pictures", json}}, HealthText(report->pictures));
-    const bool damaged =
-        std::ranges::count(report->pictures, PictureHealth::Damaged, &CheckedPicture::health) > 0;
-    return damaged ? kRefused : kDone;
+    if (arguments.mend && CountOf(*report, PictureHealth::Damaged) > 0) {
+        if (const auto mended = Mend(**session, *report); !mended)
+            return output.Failed(mended.error());
+    }
+    output.Result(AsJson(*report), HealthText(*report));
+    return CountOf(*report, PictureHealth::Damaged) > 0 ? kRefused : kDone;
 }
 
 }  // namespace lumato::cli

@@ -33,6 +33,7 @@ inline constexpr const char* kDeleteExamples =
     "  lumatoctl delete --all --yes";
 inline constexpr const char* kCheckExamples =
     "  lumatoctl check\n"
+    "  lumatoctl check --mend\n"
     "  lumatoctl check --json";
 inline constexpr const char* kMoveExamples =
     "  lumatoctl move 5 1\n"

@@ -177,6 +177,7 @@ tl::expected<void, Failure> Session::PrepareHome(const Arguments& arguments) {
     store.statePath = platform::StateFolder(arguments.home);
     store.status = &m_status;
     store.MyJPG = &m_codec;
+    store.checkWritten = arguments.check || arguments.mend;
     return {};
 }
 

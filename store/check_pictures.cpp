@@ -81,12 +81,14 @@ Result<void> Check::CheckSlot(ByteSpan slot, CheckedPicture& picture) {
     const std::int32_t address = SlotAddress(slot);
     const std::int32_t length = SlotLength(slot);
     picture.name = NameAt(address);
+    picture.address = address;
+    picture.length = length;
     if (!m_store.geometry.HoldsPicture(address, length)) {
         picture.health = PictureHealth::Damaged;
         picture.reason = "the table says that it lies outside the picture area";
         return {};
     }
-    const std::optional<Digest> wanted = KnownHash(m_known, address, length);
+    const std::optional<Digest> wanted = picture.wanted = KnownHash(m_known, address, length);
     LUMATO_TRY(CheckedBytes stream, ReadPictureBytes(address, length));
     m_bytes += length;
     if (!wanted || Sha256(stream) != *wanted) {

@@ -3,10 +3,12 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "base/error.h"
+#include "base/sha256.h"
 
 namespace lumato::store {
 
@@ -14,14 +16,18 @@ enum class PictureHealth {
     Good,     // its bytes are the known ones
     Damaged,  // they are not, or no picture
     Unknown,  // a picture, but nothing says that it is the one that was written
+    Mended,   // they were not, and are again
 };
 
 struct CheckedPicture {
     int position = 0;  // in the frame's table, from 1
     std::string name;  // in the list; empty: it is not listed
     PictureHealth health = PictureHealth::Unknown;
-    std::string reason;       // empty for a good one
-    bool readUneven = false;  // two reads of it differed: the cable or the frame's link is weak
+    std::int32_t address = 0, length = 0;  // on the frame
+    std::optional<Digest> wanted;          // what its bytes are known to be
+    std::string reason;                    // empty for a good one
+    bool found = false;                    // its bytes, for mending it
+    bool readUneven = false;               // two reads of it differed: the cable or the frame's link is weak
 };
 
 struct CheckReport {

@@ -16,6 +16,7 @@
 #include "store/read_back.h"
 #include "store/safekeeping.h"
 #include "store/store.h"
+#include "store/written_blocks.h"
 
 namespace lumato::store {
 namespace {
@@ -50,6 +51,7 @@ class Download {
     Result<void> WriteUpToBoundary(const PlannedBlock& boundary);
     Result<void> WriteWholeBlocks();
     Result<void> WriteTableBlock();
+    Result<void> CheckWritten();
     void MarkStored();
     void Confirm();
     [[nodiscard]] bool IsWhole(const FileData& record, int position) const;
@@ -70,6 +72,7 @@ class Download {
     std::ptrdiff_t m_done = 0;  // bytes of m_streams already written
     std::optional<ProgressMeter> m_meter;
     Bytes m_tableBlock;
+    WrittenBlocks m_written;
     Message m_note = kDownloadFailed;  // of the step that failed
 };
 
@@ -81,6 +84,15 @@ tl::unexpected<Error> Download::Fail(const Message& note, std::string reason) {
 Result<void> Download::WriteBlock(Bytes& bytes, int length, int address, const Message& onFailure) {
     if (!flash::WriteDataToFlash(bytes.data(), length, address))
         return Fail(onFailure, "the frame could not be written");
+    if (m_store.checkWritten)
+        m_written.Note(address, ByteSpan(bytes).first(static_cast<std::size_t>(length)));
+    return {};
+}
+
+// Nothing, unless that was asked for: the frame's own sums have confirmed each block.
+Result<void> Download::CheckWritten() {
+    if (const auto checked = m_written.Check(); !checked)
+        return Fail(kBlockFailed, checked.error().message);
     return {};
 }
 
@@ -194,8 +206,11 @@ Result<void> Download::RestoreBlocks() {
     return {};
 }
 
+// The table lists nothing that was not checked.
 Result<void> Download::WriteTableBlock() {
-    return WriteBlock(m_tableBlock, kBlockSize, m_geometry.tableAddress, kBlockFailed);
+    LUMATO_TRY_VOID(CheckWritten());
+    LUMATO_TRY_VOID(WriteBlock(m_tableBlock, kBlockSize, m_geometry.tableAddress, kBlockFailed));
+    return CheckWritten();
 }
 
 Result<void> Download::WriteTableOnly() {
@@ -259,6 +274,10 @@ Result<void> Download::WriteWholeBlocks() {
         if (!flash::WriteDataToFlash(m_streams.data() + m_done, block.length, block.address))
             return Fail(written + 1 == count ? kLastBlockFailed : kBlockFailed,
                         "the frame could not be written");
+        if (m_store.checkWritten)
+            m_written.Note(block.address,
+                           ByteSpan(m_streams).subspan(static_cast<std::size_t>(m_done),
+                                                       static_cast<std::size_t>(block.length)));
         m_done += block.fresh;
         Confirm();
         m_store.status->SetDownLoadPrcess(30 + 60 * ++written / count);

@@ -75,6 +75,7 @@ struct StoreState {
     Path lenderFolder;  // of a journal that may be another frame's: it is read and left as it is; or empty
     bool resuming = false;                    // the list is that of a download that broke off
     bool orderResumed = false;                // and has its order again
+    bool checkWritten = false;                // downloads read back what they wrote before they say so
     bool downloadStopped = false;             // the last one, because that was asked for
     std::optional<int> picturesShown;         // by the frame; nothing: its table is not valid
     std::vector<std::uint8_t> slotsAsStored;  // of the list when it was what the frame holds

@@ -110,8 +110,9 @@ class Shell(Story):
         self.assertEqual(self.run_bare("--progress", "list").returncode, 2)
 
     def test_checking(self):
-        """Damage that the frame's own sum can not tell, or that still shows a picture, is found; nothing is written."""
-        self.good("add", *self.wanted)
+        """Damage that the frame's own sum can not tell, or that still shows a picture, is found, and mended from the
+        originals when that is asked for."""
+        self.good("add", "--check", *self.wanted)
         whole = self.image()
         states = lambda: [p["state"] for p in self.run_program("check", statuses=(0, 1)).json["pictures"]]
         self.assertEqual(states(), ["unknown"] * 2 + ["good"] * 3)  # the first two are somebody else's
@@ -126,6 +127,18 @@ class Shell(Story):
                 self.put_frame(image)
                 self.assertEqual(states(), ["unknown"] * 2 + ["good", "damaged", "good"])
                 self.assert_same_bytes(self.image(), image)
+                mended = self.good("check", "--mend")["pictures"]
+                self.assertEqual([p["state"] for p in mended], ["unknown"] * 2 + ["good", "mended", "good"])
+                self.assert_same_bytes(self.image(), whole)
+        # What another photograph has become is no source.
+        original = self.read(self.wanted[1])
+        self.put_frame(image)
+        with open(self.wanted[1], "wb") as file:
+            file.write(self.read(self.wanted[0]))
+        self.assertIn("no whole copy", self.run_program("check", "--mend", statuses=(1,)).json["pictures"][3]["reason"])
+        self.assert_same_bytes(self.image(), image)
+        with open(self.wanted[1], "wb") as file:
+            file.write(original)
         # It stays damaged when pictures come, go and move beside it.
         self.put_frame(whole[:at + 997] + bytes([whole[at + 997] ^ 1]) + whole[at + 998:])
         for good, *change in ((3, "add", self.wanted[0]), (3, "move", 5, 1), (2, "delete", 6)):

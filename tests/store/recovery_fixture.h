@@ -9,6 +9,7 @@
 
 #include "store/list_order.h"
 #include "store/picture_table.h"
+#include "store/read_back.h"
 #include "store/safekeeping.h"
 #include "tests/store/store_fixture.h"
 

@@ -1,6 +1,7 @@
 // Every cut: each of these downloads breaks off at each of its commands in each way, and nothing is lost.
 #include <cstdlib>
 
+#include "store/mend_pictures.h"
 #include "tests/store/recovery_fixture.h"
 
 namespace lumato::store {
@@ -169,6 +170,101 @@ TEST_F(RecoveryTest, ABlockDamagedByAFailureIsRestoredThoughNothingNewIsLeft) {
         }
         EXPECT_EQ(StoredIn(FlashBytes()), StoredIn(scenario.flash.bytes)) << n;
         Forget();
+    }
+}
+
+// Bits, a page of a chip and whole blocks lost, a picture among them that nobody can show any more; with one
+// that waits. Each command of the mending is cut.
+TEST_F(RecoveryTest, MendingLosesNothing) {
+    const std::vector<int> sizes = {500, 30000, 60000, 90000, 700};
+    const TestFlash whole = TestFlash().Pictures(sizes);
+    const auto mend = [&](RecoveryTest&) {
+        CheckReport report;
+        int address = kArea;
+        for (const int size : sizes) {
+            CheckedPicture picture;
+            picture.position = static_cast<int>(report.pictures.size()) + 1;
+            picture.address = address;
+            picture.length = size;
+            const Bytes stream = MakeStream(size, static_cast<unsigned>(picture.position));
+            picture.wanted = Sha256(stream);
+            const auto read = ReadPictureBytes(address, size);
+            picture.health = read && *read == stream ? PictureHealth::Good : PictureHealth::Damaged;
+            report.pictures.push_back(picture);
+            address += size;
+        }
+        const auto source = [&](const Digest& hash, int length) -> std::optional<Bytes> {
+            for (const CheckedPicture& picture : report.pictures) {
+                if (picture.wanted == hash)
+                    return MakeStream(length, static_cast<unsigned>(picture.position));
+            }
+            return std::nullopt;
+        };
+        static_cast<void>(PrepareMending(report, source));
+        Store().checkWritten = true;
+    };
+    const struct {
+        const char* name;
+        std::map<int, Bytes> damage;
+        bool adds;
+    } rows[] = {
+        {"mended, bits and a page", {{kArea + 700, {1}}, {0x24000, Bytes(256, 0xFF)}}, true},
+        {"mended, blocks and one not listed", {{kArea, {0}}, {0x30000, Bytes(kBlock, 0)}}, false},
+    };
+    for (const auto& row : rows) {
+        TestFlash damaged = whole;
+        for (const auto& [address, bytes] : row.damage)
+            damaged.Put(address, bytes);
+        const Scenario scenario{row.name, damaged, [&](RecoveryTest& test) {
+                                    if (row.adds && !DownloadIsDue())
+                                        test.Add(300, 9);
+                                    mend(test);
+                                }};
+        EachCut(scenario, "", true, [&](const auto& undisturbed, Cut cut, std::size_t n, Tally& tally) {
+            const std::string where = Where(scenario, cut, n);
+            ConnectFrame(TestFlash::Of(FirstCut(scenario, undisturbed, cut, n)));
+            if (!Store().resuming && FlashBytes() != undisturbed.flash)  // it had not begun
+                scenario.change(*this);
+            ++tally.cuts;
+            tally.losses += NothingLost(undisturbed) || !Store().blocksAtRisk.empty() ? 0 : 1;
+            EXPECT_TRUE(!IsDue(undisturbed) || Download()) << where;
+            EXPECT_EQ(Streams(), undisturbed.pictures) << where;
+            Judge(scenario, undisturbed, tally, where);
+            Forget();
+        });
+        const Bytes mended = RunUndisturbed(scenario).flash;
+        EXPECT_TRUE(std::equal(whole.bytes.begin() + kArea, whole.bytes.begin() + kArea + 181200,
+                               mended.begin() + kArea))
+            << row.name;
+    }
+}
+
+// The second block of this picture has the sum of an erased one: a chip that only pretends to program it is
+// found out by reading back alone.
+TEST_F(RecoveryTest, WhatIsReadBackIsWhatWasMeant) {
+    constexpr unsigned kSumOfErased = 2648;
+    const auto run = [&](bool check, std::size_t fault, FaultKind kind) {
+        ConnectFrame(TestFlash(), {{fault, kind}});
+        const std::size_t before = m_spy->Take().size();
+        Add(0x20000 - kArea + kBlock, kSumOfErased);
+        Store().checkWritten = check;
+        const bool done = Download();
+        const std::size_t commands = before + m_spy->Take().size();
+        const Bytes flash = FlashBytes();
+        Forget();
+        return std::tuple(done, commands, before, flash);
+    };
+    for (const bool check : {false, true}) {
+        int wrong = 0;
+        const auto [done, commands, before, right] = run(check, 0, FaultKind::Lie);
+        ASSERT_TRUE(done);
+        for (std::size_t n = before + 1; n <= commands; ++n) {
+            for (const FaultKind kind : {FaultKind::Lie, FaultKind::Flip}) {
+                const auto [said, sent, first, flash] = run(check, n, kind);
+                wrong += said && flash != right ? 1 : 0;
+            }
+        }
+        EXPECT_EQ(wrong > 0, !check) << wrong;
     }
 }
 
