@@ -18,6 +18,7 @@
 #include "store/local_files.h"
 #include "store/picture_count_text.h"
 #include "store/store.h"
+#include "store/transfer.h"
 
 namespace lumato::app {
 namespace {
@@ -79,13 +80,7 @@ void SetHeading(QMainWindow& window, const char* name, const QString& text) {
         label->setText(text);
 }
 
-// A bar at rest says nothing.
-void ShowProgress(QProgressBar& bar, int percent) {
-    bar.setTextVisible(percent > 0);
-    bar.setValue(percent);
-    if (percent == 0)
-        bar.setFormat(QStringLiteral("%p%"));
-}
+constexpr const char* kPercent = "%p%";
 
 QString OriginOf(const store::FileData& record) {
     const picture::AlbumEntry* entry =
@@ -107,7 +102,11 @@ QList<ListedPicture> TakePictures(int count) {
 
 }  // namespace
 
-ControlPanel::ControlPanel(QMainWindow& window) : QObject(&window), m_window(window) {}
+ControlPanel::ControlPanel(QMainWindow& window)
+    : QObject(&window), m_window(window), m_progress(QLatin1String(kPercent)) {
+    connect(&m_silenceWatch, &QTimer::timeout, this, &ControlPanel::ShowSilence);
+    m_silenceWatch.start(std::chrono::seconds(1));
+}
 
 void ControlPanel::InitViewLanguage() {
     m_window.setWindowTitle(Localized("WINDOW_TITLE", "MacLumato"));
@@ -208,8 +207,13 @@ QString ControlPanel::Note() const {
 
 void ControlPanel::SetDownLoadPrcess(int percent) {
     Post([this, percent] {
-        if (auto* bar = FindControlAs<QProgressBar>(&m_window, kDownLoadProcessID))
-            ShowProgress(*bar, std::clamp(percent, 0, 100));
+        auto* bar = FindControlAs<QProgressBar>(&m_window, kDownLoadProcessID);
+        if (bar == nullptr)
+            return;
+        bar->setTextVisible(percent > 0);  // a bar at rest says nothing
+        bar->setValue(std::clamp(percent, 0, 100));
+        if (percent == 0)
+            bar->setFormat(m_progress = QLatin1String(kPercent));
     });
 }
 
@@ -218,9 +222,23 @@ void ControlPanel::SetProgress(const store::Progress& progress) {
     if (progress.secondsLeft)
         format += QStringLiteral("  %1 s").arg(static_cast<int>(*progress.secondsLeft + 0.5));
     Post([this, format] {
-        if (auto* bar = FindControlAs<QProgressBar>(&m_window, kDownLoadProcessID))
+        m_progress = format;
+        if (auto* bar = FindControlAs<QProgressBar>(&m_window, kDownLoadProcessID); bar && !m_silent)
             bar->setFormat(format);
     });
+}
+
+// A command that is not answered keeps the task that would tell of it.
+void ControlPanel::ShowSilence() {
+    const auto silence = store::FrameSilence();
+    const bool silent = silence >= store::kLongSilence;
+    auto* bar = FindControlAs<QProgressBar>(&m_window, kDownLoadProcessID);
+    if (bar == nullptr || (!silent && !m_silent))
+        return;
+    m_silent = silent;
+    bar->setTextVisible(silent || bar->value() > 0);
+    const QString text = Localized("FRAME_SILENT", "No answer from the frame");
+    bar->setFormat(silent ? QStringLiteral("%1: %2 s").arg(text).arg(silence.count()) : m_progress);
 }
 
 void ControlPanel::UpdateInfo() {

@@ -7,6 +7,7 @@
 
 #include <QObject>
 #include <QPointer>
+#include <QTimer>
 #include <QWidget>
 #include <functional>
 
@@ -61,6 +62,7 @@ class ControlPanel : public QObject, public store::StatusPort {
     void Post(std::function<void()> call);
     void Enable(bool enable);
     void ShowNote(const QString& note, const QString& reason);
+    void ShowSilence();
     void SetPicNumInfo(const QString& text, bool isCurrent);
     void SetControlText(ControlId id, const QString& text);
     void SetHeadings();
@@ -68,6 +70,9 @@ class ControlPanel : public QObject, public store::StatusPort {
 
     QMainWindow& m_window;
     MainThreadCalls m_calls;
+    QTimer m_silenceWatch;
+    bool m_silent = false;  // the bar says that the frame is
+    QString m_progress;     // what else it says
     bool m_enabled = false;
     QPointer<QWidget> m_focus;  // had the focus when the panel was disabled
 };

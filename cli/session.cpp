@@ -219,6 +219,7 @@ tl::expected<void, Failure> Session::Download() {
     m_status.ClearBar();
     if (!done)
         return tl::unexpected<Failure>(failure);
+    m_status.SetNotes("you may unplug the frame now");
     return {};
 }
 
@@ -240,6 +241,7 @@ void Session::NoteDownloadDue() {
 
 // The order of a shutdown: first the flash object, then the pictures, then the link.
 Session::~Session() {
+    m_status.EndWatch();
     if (m_homeLock || m_localFiles) {
         flash::Flash().m_PtrPF.reset();
         store::ReleaseAllFiles();

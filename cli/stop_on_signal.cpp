@@ -15,8 +15,11 @@ static_assert(std::atomic<bool>::is_always_lock_free);
 void Take(int) {
     hasCome = true;
     store::RequestStop();
-    for (const int number : kSignals)
-        std::signal(number, SIG_DFL);
+    for (const int number : kSignals) {
+        struct sigaction now {};
+        if (::sigaction(number, nullptr, &now) == 0 && now.sa_handler == Take)
+            std::signal(number, SIG_DFL);
+    }
 }
 
 }  // namespace
@@ -26,8 +29,12 @@ StopOnSignal::StopOnSignal() {
     action.sa_handler = Take;
     action.sa_flags = SA_RESTART;
     ::sigemptyset(&action.sa_mask);
-    for (std::size_t i = 0; i < kSignals.size(); ++i)
+    for (std::size_t i = 0; i < kSignals.size(); ++i) {
         ::sigaction(kSignals[i], &action, &m_before[i]);
+        // Whoever started the program, in the background say, wants it left alone.
+        if (m_before[i].sa_handler == SIG_IGN)
+            ::sigaction(kSignals[i], &m_before[i], nullptr);
+    }
 }
 
 StopOnSignal::~StopOnSignal() {

@@ -9,12 +9,12 @@
 #include <unistd.h>
 
 #include "base/printable.h"
+#include "store/transfer.h"
 
 namespace lumato::cli {
 namespace {
 
 constexpr int kBarCells = 24;
-constexpr int kSilence = 10;  // seconds
 
 int TerminalWidth() {
     winsize size{};
@@ -45,10 +45,22 @@ nlohmann::ordered_json AsJson(const store::Progress& progress) {
     return json;
 }
 
-// "writing picture 3 of 12, 14 s left"
+// "1.2 of 4.0 MB"
+std::string BytesText(std::int64_t bytes, std::int64_t total) {
+    const bool large = total >= 1000000;
+    const double unit = large ? 1e6 : 1e3;
+    char text[64];
+    std::snprintf(text, sizeof text, "%.*f of %.*f %s", large ? 1 : 0, static_cast<double>(bytes) / unit,
+                  large ? 1 : 0, static_cast<double>(total) / unit, large ? "MB" : "KB");
+    return text;
+}
+
+// "writing picture 3 of 12, 1.2 of 4.0 MB, 14 s left"
 std::string AsText(const store::Progress& progress) {
     std::string text = std::string(NameOf(progress.phase)) + " picture " + std::to_string(progress.picture) +
                        " of " + std::to_string(progress.pictures);
+    if (progress.totalBytes > 0)
+        text += ", " + BytesText(progress.bytes, progress.totalBytes);
     if (progress.secondsLeft)
         text += ", " + std::to_string(static_cast<int>(*progress.secondsLeft + 0.5)) + " s left";
     return text;
@@ -70,8 +82,12 @@ TerminalStatus::TerminalStatus(bool quiet, bool lines)
         m_watcher = std::jthread([this](const std::stop_token& stop) { Watch(stop); });
 }
 
-TerminalStatus::~TerminalStatus() {
+void TerminalStatus::EndWatch() {
     m_watcher = {};
+}
+
+TerminalStatus::~TerminalStatus() {
+    EndWatch();
     const std::lock_guard lock(m_mutex);
     ClearBarLocked();
     if (std::exchange(m_heldBack, false))
@@ -111,7 +127,6 @@ void TerminalStatus::SetDownLoadPrcess(int percent) {
     if (!m_showBar || (m_barShown && percent == m_percent))
         return;
     m_percent = percent;
-    m_heard = Clock::now();
     if (percent == 0 || percent == 100) {  // nothing is under way
         m_progress.reset();
         ClearBarLocked();
@@ -123,7 +138,6 @@ void TerminalStatus::SetDownLoadPrcess(int percent) {
 void TerminalStatus::SetProgress(const store::Progress& progress) {
     const std::lock_guard lock(m_mutex);
     m_progress = progress;
-    m_heard = Clock::now();
     if (m_lines)
         std::printf("%s\n", nlohmann::ordered_json({{"progress", AsJson(progress)}}).dump().c_str());
     if (m_lines)
@@ -136,10 +150,11 @@ void TerminalStatus::DrawBar() {
     const int filled = m_percent * kBarCells / 100;
     const std::string bar = std::string(static_cast<std::size_t>(filled), '#') +
                             std::string(static_cast<std::size_t>(kBarCells - filled), ' ');
-    const std::chrono::duration<double> silent = Clock::now() - m_heard;
     std::string text = m_progress ? AsText(*m_progress) : "";
-    if (silent.count() >= kSilence)
-        text = "no answer for " + std::to_string(static_cast<int>(silent.count())) + " s";
+    if (store::StopRequested())
+        text = "stopping (Ctrl-C once more: at once)";
+    if (const auto silence = store::FrameSilence(); silence >= store::kLongSilence)
+        text = "the frame has not answered for " + std::to_string(silence.count()) + " s";
     char line[256];
     std::snprintf(line, sizeof line, "[%s] %3d%%  %s", bar.c_str(), m_percent, text.c_str());
     std::fprintf(stderr, "\r\033[K%.*s", TerminalWidth() - 1, line);
@@ -151,7 +166,7 @@ void TerminalStatus::DrawBar() {
 void TerminalStatus::Watch(const std::stop_token& stop) {
     std::unique_lock lock(m_mutex);
     while (!m_ending.wait_for(lock, stop, std::chrono::seconds(1), [&] { return stop.stop_requested(); })) {
-        if (m_barShown && Clock::now() - m_heard >= std::chrono::seconds(kSilence))
+        if (store::FrameSilence() >= store::kLongSilence || (m_barShown && store::StopRequested()))
             DrawBar();
     }
 }

@@ -4,7 +4,6 @@
 // progress bar, and of notes that only count on the first and the last are shown.
 #pragma once
 
-#include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <optional>
@@ -36,14 +35,14 @@ class TerminalStatus : public store::StatusPort {
     [[nodiscard]] std::string LastMessage() const;
     // Takes the progress bar off the line, so that other output may follow.
     void ClearBar();
+    // Before the store's state goes, which the watching thread reads.
+    void EndWatch();
 
   private:
     void Print();
     void DrawBar();
     void ClearBarLocked();
     void Watch(const std::stop_token& stop);
-
-    using Clock = std::chrono::steady_clock;
 
     mutable std::mutex m_mutex;
     const bool m_showNotes;
@@ -53,11 +52,10 @@ class TerminalStatus : public store::StatusPort {
     bool m_heldBack = false;  // the last note only counts on, and has not been printed
     int m_percent = 0;
     std::optional<store::Progress> m_progress;
-    Clock::time_point m_heard = Clock::now();  // when something was last told
     std::string m_note;
     std::string m_detail;
     std::condition_variable_any m_ending;
-    std::jthread m_watcher;  // where there is a bar: tells that nothing is told
+    std::jthread m_watcher;  // where there is a bar: tells that the frame is silent, or of a stop
 };
 
 }  // namespace lumato::cli

@@ -12,6 +12,7 @@ using platform::Direction;
 
 constexpr std::size_t kBlockLength = 16;
 constexpr std::chrono::milliseconds kCommandTimeout{5000};
+constexpr std::chrono::seconds kAttemptsApart{2};  // at most: what comes later is other work
 
 Direction DirectionOf(int code) {
     switch (code) {
@@ -51,6 +52,20 @@ void AttachedFrame::Release() {
     last.swap(DevInterface);
 }
 
+void AttachedFrame::NoteBegin() {
+    const Clock::time_point now = Clock::now();
+    if (m_unansweredSince == 0 || now - m_ended > kAttemptsApart)
+        m_unansweredSince = now.time_since_epoch().count();
+}
+
+std::chrono::seconds AttachedFrame::Silence() const {
+    const Clock::rep since = m_unansweredSince;
+    if (since == 0)
+        return {};
+    return std::chrono::duration_cast<std::chrono::seconds>(Clock::now().time_since_epoch() -
+                                                            Clock::duration(since));
+}
+
 bool AttachedFrame::ConfirmIdentity() {
     const std::shared_ptr<platform::ScsiDevice> device = Borrow();
     if (device == nullptr || !device->WantsIdentityConfirmed())
@@ -78,7 +93,11 @@ bool AttachedFrame::SendCmdToDPF(char* commandBlock, char* data, int length, int
         request.data = {reinterpret_cast<std::uint8_t*>(data), static_cast<std::size_t>(length)};
     }
 
+    NoteBegin();
     const bool good = Exchange(*device, request, "*********** ERROR Executing Task ***********");
+    m_ended = Clock::now();
+    if (good)
+        m_unansweredSince = 0;
     NoteIfGone(*device);
     return good;
 }

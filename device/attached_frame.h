@@ -14,6 +14,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -47,17 +48,25 @@ class AttachedFrame {
     // Does not wait for a command that is under way.
     void Release();
 
+    // How long commands have been under way, or failing, since one ended well; zero when the last one did.
+    [[nodiscard]] std::chrono::seconds Silence() const;
+
   private:
     enum class Presence { Attached, Vanished, Released };
 
     // The device for a command, which keeps it from being closed meanwhile; null when nothing may be sent.
     [[nodiscard]] std::shared_ptr<platform::ScsiDevice> Borrow();
     void NoteIfGone(const platform::ScsiDevice& device);
+    void NoteBegin();
+
+    using Clock = std::chrono::steady_clock;
 
     const std::string m_name;
     const std::string m_individual;
     std::atomic<Presence> DeviceStatus{Presence::Attached};
-    std::mutex m_mutex;  // guards DevInterface
+    std::atomic<Clock::rep> m_unansweredSince{0};  // 0: the last command was answered
+    Clock::time_point m_ended;                     // of the last command
+    std::mutex m_mutex;                            // guards DevInterface
     std::shared_ptr<platform::ScsiDevice> DevInterface;
 };
 

@@ -157,6 +157,7 @@ Result<void> ReadBack::Run() {
             return read;
         }
     }
+    m_meter.Reach(m_read, m_bytes);
     ShowResult();
     if (m_read > 0)
         CompactTable(m_read);

@@ -32,6 +32,12 @@ bool FrameOnline() {
     return FrameIsThere();
 }
 
+std::chrono::seconds FrameSilence() {
+    const Lock lock(Store().transfer.mutex);
+    return FrameIsThere() && Store().transfer.running ? flash::Flash().m_PtrPF->Frame().Silence()
+                                                      : std::chrono::seconds(0);
+}
+
 bool StartTransfer() {
     TransferState& transfer = Store().transfer;
     const Lock lock(transfer.mutex);

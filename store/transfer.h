@@ -12,6 +12,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <mutex>
 
@@ -74,5 +75,10 @@ class OnlineOwner : public TransferOwner {
 
 // True while the frame that the store belongs to is there. From any thread.
 [[nodiscard]] bool FrameOnline();
+
+// How long the frame has not answered the task that runs; zero without one. From any thread: a command that
+// is not answered keeps the task's own.
+[[nodiscard]] std::chrono::seconds FrameSilence();
+inline constexpr std::chrono::seconds kLongSilence{10};  // is told
 
 }  // namespace lumato::store

@@ -73,29 +73,47 @@ class Shell(Story):
         image = self.image()
         self.good("add", *files)
         whole = self.image()
-        for times in (1, 2):
+        for times in (1, 2, 0):
             with self.subTest(times=times):
                 self.put_frame(image)
                 program = subprocess.Popen(
                     [story.PROGRAM, "--home", self.home, "--frame", self.frame, "--json", "--quiet", "--pace", "5", "add",
-                     *files], env=self.environment(), stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+                     *files], env=self.environment(), stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
+                    preexec_fn=None if times else lambda: signal.signal(signal.SIGINT, signal.SIG_IGN))
                 while flash_reader.table_is_valid(flash_reader.table_of(self.image())):
                     time.sleep(0.01)
-                for _ in range(times):
+                for _ in range(times or 1):  # 0: by its starter's wish it hears none
                     program.send_signal(signal.SIGINT)
                     time.sleep(0.01)
                 answer = program.communicate()[0]
-                self.assertEqual(program.returncode, 4 if times == 1 else -signal.SIGINT)
+                self.assertEqual(program.returncode, (0, 4, -signal.SIGINT)[times])
                 shown = self.on_frame()
                 if times == 1:
                     answer = json.loads(answer)
                     self.assertEqual((len(shown), answer["stopped"]), (2 + len(answer["added"]), True))
                     self.assertEqual(len(answer["waiting"]), len(files) - len(answer["added"]))
                     self.assertGreater(len(answer["waiting"]), 0)
-                self.assertEqual(shown[:2], self.stored if times == 1 else [])
+                self.assertEqual(shown[:2], self.stored if times < 2 else [])
                 self.good("download")
                 self.assert_same_bytes(self.image(), whole)
                 self.assertEqual(self.kept(), {})
+
+    def test_what_a_terminal_tells(self):
+        """By the first erase, how long the frame has not answered; then that it stops, and that it has ended."""
+        for pace, command, told in (("0.04", ["add", *self.wanted], ["has not answered for 1"]), ("9", ["download"], ["unplug"]),
+                                    ("1", ["add", *self.wanted * 2], ["writing picture", "stopping"])):
+            with self.subTest(pace=pace):
+                ours, theirs = pty.openpty()
+                program = subprocess.Popen([story.PROGRAM, "--home", self.home, "--frame", self.frame, "--pace", pace, *command],
+                                           env=self.environment(), stdin=theirs, stdout=subprocess.DEVNULL, stderr=theirs)
+                os.close(theirs)
+                seen = b""
+                for text in told:
+                    while text.encode() not in seen:
+                        seen += os.read(ours, 4096)
+                    program.send_signal(signal.SIGKILL if pace == "0.04" else signal.SIGINT)
+                program.wait()
+                os.close(ours)
 
     def test_progress(self):
         """Values, a line each, before the answer: what is confirmed never becomes less, and in the end it is all."""
