@@ -25,8 +25,9 @@ struct Outcome {
     Added added;    // they are on the frame
     Added waiting;  // kept on this computer, not yet on the frame
     std::vector<std::pair<Path, std::string>> refused;
-    int pictures = 0;   // of the list, those that are kept: a frame that vanishes takes the store's along
-    int freeBytes = 0;  // beside them
+    bool stopped = false;  // by Ctrl-C, before all was done
+    int pictures = 0;      // of the list, those that are kept: a frame that vanishes takes the store's along
+    int freeBytes = 0;     // beside them
     std::optional<Failure> failure;    // of the download, or the frame has vanished
     std::optional<DownloadWork> work;  // of a dry run, in which "added" are those that would be
 };
@@ -73,7 +74,7 @@ nlohmann::ordered_json AsJson(const Outcome& outcome, const AddSources& sources)
         AddTo(json, *outcome.work);
     if (outcome.failure)
         json["error"] = outcome.failure->message;
-    if (StopOnSignal::HasCome())
+    if (outcome.stopped)
         json["stopped"] = true;
     return json;
 }
@@ -157,6 +158,7 @@ Outcome AddAndDownload(Session& session, const Arguments& arguments) {
     outcome.pictures = store::Store().gmyTotalePictureNum;
     outcome.freeBytes = store::Store().TotolFlashSizeForPic;
     Finish(session, arguments, batch.notTried.empty(), outcome);
+    outcome.stopped = StopOnSignal::HasCome() && (store::Store().downloadStopped || !batch.notTried.empty());
     if (!outcome.failure) {
         outcome.added = std::move(batch.added);
         return outcome;

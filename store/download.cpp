@@ -229,7 +229,10 @@ Result<void> Download::PrepareTableBlock() {
         std::copy_n(m_streams.begin(), m_plan.besideTable,
                     m_tableBlock.begin() + (m_plan.start - m_geometry.tableAddress));
     m_done = m_plan.besideTable;
-    m_meter.emplace(Phase::Writing, m_plan.CountWritten(*m_list), m_plan.total);
+    // What lies beside the table is written with it, in the end.
+    m_meter.emplace(Phase::Writing, m_plan.CountWritten(*m_list),
+                    m_plan.total - m_plan.besideTable + kBlockSize);
+    m_meter->Reach(1, 0);
     m_store.status->SetDownLoadPrcess(20);
     std::ranges::copy(m_store.G_PictureList, m_tableBlock.begin());
     return {};
@@ -241,7 +244,7 @@ void Download::Confirm() {
     int picture = 0;
     for (const FileData* record = m_list->sentinel->next; record != nullptr; record = record->next)
         picture += IsWhole(*record, ++position) && m_plan.Writes(*record) ? 1 : 0;
-    m_meter->Reach(picture + 1, m_done);
+    m_meter->Reach(picture + 1, m_done - m_plan.besideTable);
 }
 
 // The block in which the stored pictures end is read, completed and written whole.
@@ -303,6 +306,7 @@ Result<void> Download::WritePictures() {
     if (m_tableBlock[1] != 0)
         SetEndMark(m_tableBlock);
     LUMATO_TRY_VOID(WriteTableBlock());
+    m_meter->Reach(m_plan.CountWritten(*m_list), m_plan.total - m_plan.besideTable + kBlockSize);
     MarkStored();
     return {};
 }

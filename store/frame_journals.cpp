@@ -60,8 +60,9 @@ Result<std::string> FrameJournals::Load() {
             m_journals.push_back({folder, std::move(*journal)});
         else if (journal.error().kind == ErrorKind::Damaged)
             damage = journal.error().message;
-        else if (journal.error().kind != ErrorKind::NotFound &&
-                 journal.error().kind != ErrorKind::Unsupported)
+        else if (journal.error().kind == ErrorKind::NotFound)
+            DropJournal(folder);  // a program was killed before it kept the first picture, or after the last
+        else if (journal.error().kind != ErrorKind::Unsupported)
             return tl::unexpected(journal.error());
     }
     LUMATO_TRY(const std::vector<JournalPlace> places, JournalPlaces(Store().statePath));

@@ -100,6 +100,15 @@ class Journals(Story):
                 self.good("download")
                 self.assert_same_bytes(self.image(), done)
 
+    def test_what_a_killed_program_had_not_kept_yet_goes(self):
+        """A stream without any journal: the picture was never said to be kept, and would be listed as damage for ever."""
+        self.cut_adding(self.source())
+        folder, = self.kept("*")
+        os.rename(folder + "/journal", folder + "/.lumato-0123456789abcdef.tmp")
+        self.good("info")
+        self.assertEqual(self.kept("*"), [])
+        self.assertEqual(self.recover()["journals"], [])
+
     def test_a_byte_that_says_nothing_changes_no_frame(self):
         new = self.cut_adding(self.source())
         image = bytearray(self.image())
