@@ -195,7 +195,10 @@ void MainWindow::ShowUndo() {
 }
 
 void MainWindow::MyDownLoadButtonHandler() {
-    if (!m_link.StartDownload([this] { TakeDownload(); }))
+    if (!MainThreadOwns())
+        return;
+    store::Store().checkWritten = m_checkAction->isChecked();
+    if (!m_link.StartDownload([this](bool) { TakeDownload(); }))
         return;
     ShowStop(true);
     ForgetDeletion();

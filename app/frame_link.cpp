@@ -69,16 +69,23 @@ bool FrameLink::StartTask(std::function<void()> body) {
     return true;
 }
 
-bool FrameLink::StartDownload(std::function<void()> done) {
+bool FrameLink::StartDownload(std::function<void(bool written)> done, std::function<bool()> prepare) {
     if (!MainThreadOwns() || !store::BeginDownload())
         return false;
     App().transferStarted = true;
-    m_task = platform::Task([this, hardware = UsesHardware(), done = std::move(done)] {
-        if (hardware)
-            EjectFrame();
-        store::TranspotPic();
-        m_calls.Post(done);
-    });
+    m_task = platform::Task(
+        [this, hardware = UsesHardware(), done = std::move(done), prepare = std::move(prepare)] {
+            if (hardware)
+                EjectFrame();
+            bool written = false;
+            if (!prepare || prepare()) {
+                written = store::TranspotPic();
+            } else {
+                store::TransferOwner owner;
+                owner.PostRefresh();
+            }
+            m_calls.Post([done, written] { done(written); });
+        });
     return true;
 }
 

@@ -50,7 +50,8 @@ class FrameLink : public QObject, private store::StoreFramePort {
     [[nodiscard]] bool StartTask(std::function<void()> body);
     // The download: false (with nothing done) when it cannot begin. `done` is told on the main thread how it
     // ended, after the refresh.
-    [[nodiscard]] bool StartDownload(std::function<void()> done);
+    [[nodiscard]] bool StartDownload(std::function<void(bool written)> done,
+                                     std::function<bool()> prepare = {});
 
     // Takes the store back after a task's end. True when a frame is online whole and no task runs.
     [[nodiscard]] bool TakeBack();

@@ -127,6 +127,7 @@ void MainWindow::MakeMenus() {
                        [this] { MyDownLoadButtonHandler(); });
     m_stopAction = m_menus->AddAction(frame, "CANCLE_BUTTON", "Cancel", QKeySequence("Esc"), false,
                                       [this] { StopWork(); });
+    MakeCheckMenu(frame);
     frame->addSeparator();
     m_frameMenu = new FrameMenu(frame, *m_menus, m_link, m_settings, m_options.pace, this);
     QMenu* language = m_menus->AddMenu("MENU_LANGUAGE", "Language");

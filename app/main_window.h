@@ -1,7 +1,8 @@
 // The main window: its controls come from the interface description "main", its handlers stand here.
 //
 // Main thread only. main_window.cpp puts it together, edit_selection.cpp brings pictures into the edit view,
-// button_handlers.cpp has the buttons, quit_application.cpp the way out.
+// button_handlers.cpp has the buttons, check_handlers.cpp the check of what is on the frame,
+// quit_application.cpp the way out.
 #pragma once
 
 #include <QElapsedTimer>
@@ -27,6 +28,7 @@
 #include "app/preview.h"
 #include "app/settings.h"
 #include "picture/add_pictures.h"
+#include "store/check_pictures.h"
 #include "store/download_cost.h"
 #include "store/list_order.h"
 #include "store/store.h"
@@ -114,6 +116,13 @@ class MainWindow : public QMainWindow {
     void ShowWhatToDo();
     void ShowNoFrameNotice(bool show);
 
+    // ---- check_handlers.cpp
+    void MakeCheckMenu(QMenu* menu);
+    void CheckPictures();
+    void TakeCheck(const store::CheckReport& report, bool mayMend);
+    void ShowDamaged(const store::CheckReport& report, bool mayMend);
+    void MendPictures(const store::CheckReport& report);
+
     // ---- button_handlers.cpp
     // Has a task work with the store, then carry out `then` on the main thread and post the refresh event.
     bool RunTask(std::function<void()> work, std::function<void()> then = {});
@@ -162,7 +171,8 @@ class MainWindow : public QMainWindow {
     store::DeletionUndo m_undo;
     QAction* m_undoAction = nullptr;
     QAction* m_stopAction = nullptr;
-    bool m_differs = false;  // the list from what the frame holds, when the last task had ended
+    QAction* m_checkAction = nullptr;  // checked: each download is read back
+    bool m_differs = false;            // the list from what the frame holds, when the last task had ended
 };
 
 }  // namespace lumato::app

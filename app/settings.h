@@ -29,5 +29,6 @@ inline constexpr const char* kPanesSetting = "panes";
 inline constexpr const char* kBrowserFolderSetting = "browserFolder";
 inline constexpr const char* kSaveFolderSetting = "saveFolder";
 inline constexpr const char* kFrameFolderSetting = "frameFolder";
+inline constexpr const char* kCheckSetting = "checkDownloads";  // "1": each is read back
 
 }  // namespace lumato::app

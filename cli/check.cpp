@@ -74,7 +74,10 @@ Result<CheckReport> Read(Session& session) {
     const StopOnSignal stopping;
     if (StopOnSignal::HasCome())
         store::RequestStop();
-    Result<CheckReport> report = store::CheckPictures();
+    Result<CheckReport> report = [] {
+        const store::TransferOwner owner;
+        return store::CheckPictures();
+    }();
     store::FinishTransfer();
     session.Status().ClearBar();
     return report;

@@ -129,7 +129,6 @@ Result<CheckReport> Check::Run() {
 }  // namespace
 
 Result<CheckReport> CheckPictures() {
-    const TransferOwner owner;
     return Check().Run();
 }
 

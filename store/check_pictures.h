@@ -35,7 +35,8 @@ struct CheckReport {
     bool stopped = false;  // the rest was not looked at, because that was asked for
 };
 
-// Body of a task, after StartTransfer(). Errors: the frame has no valid table, or cannot be read.
+// By the task that owns the store; it may be asked to stop. Errors: the frame has no valid table, or cannot
+// be read.
 [[nodiscard]] Result<CheckReport> CheckPictures();
 
 }  // namespace lumato::store

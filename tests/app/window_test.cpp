@@ -134,6 +134,45 @@ class WindowTest : public WindowFixture {
         QTRY_COMPARE_WITH_TIMEOUT(Listed(), 3, kPatience);
     }
 
+    // A bit that the frame has lost is named, and comes back from the photograph.
+    void damageIsFoundAndMended() {
+        const auto choose = [this](const char* text) {
+            for (QAction* action : m_window->findChildren<QAction*>()) {
+                if (action->text() == QString::fromUtf8(text))
+                    action->trigger();
+            }
+        };
+        Attach();
+        choose("Check after Each Download");
+        AddAndWait({"a.png", "b.png"});
+        Click(kDownLoadButtonID);
+        WaitForNote("DownLoad Finished!");
+        WaitForPanel();
+        const auto whole = ReadFile(Frame()).value();
+        for (const bool damaged : {false, true}) {
+            m_window->Link().DetachVirtualFrame();
+            QTRY_COMPARE_WITH_TIMEOUT(Listed(), 0, kPatience);
+            auto image = whole;
+            *(std::find_if(image.rbegin(), image.rend(), [](auto byte) { return byte != 0xFF; }) + 9) ^=
+                damaged ? 1 : 0;
+            // In place: another file would be another frame.
+            std::ofstream(Frame(), std::ios::in | std::ios::binary)
+                .write(reinterpret_cast<const char*>(image.data()),
+                       static_cast<std::streamsize>(image.size()));
+            Attach();
+            QTRY_COMPARE_WITH_TIMEOUT(Listed(), 2, kPatience);
+            choose("Check the Pictures…");
+            WaitForNote(damaged ? "Pictures are damaged" : "No damaged pictures");
+            WaitForPanel();
+        }
+        QTRY_VERIFY_WITH_TIMEOUT(Question() != nullptr, kPatience);
+        QVERIFY(Question()->informativeText().startsWith(QStringLiteral("2: ")));
+        Question()->buttons().first()->click();
+        WaitForNote("The damaged pictures are whole again");
+        WaitForPanel();
+        QVERIFY(ReadFile(Frame()).value() == whole);
+    }
+
     // Escape ends a download between two blocks; the next one brings the rest.
     void aDownloadIsStopped() {
         Open(10);
