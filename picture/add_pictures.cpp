@@ -14,8 +14,6 @@
 namespace lumato::picture {
 namespace {
 
-constexpr int kAddedSequenceBase = 1000;
-
 // One picture on its way into the list, under the number that gmyTotalePicture gave it.
 class Addition {
   public:
@@ -42,10 +40,11 @@ class Addition {
     }
 
     AddedPicture Append(const Path& bmpPath, int size) {
-        auto* record = new store::FileData{.fileRef = bmpPath,
-                                           .fileName = m_name,
-                                           .seqIndex = m_store.gmyTotalePictureNum + kAddedSequenceBase,
-                                           .picSize = size};
+        auto* record =
+            new store::FileData{.fileRef = bmpPath,
+                                .fileName = m_name,
+                                .seqIndex = m_store.gmyTotalePictureNum + store::kAddedSequenceBase,
+                                .picSize = size};
         if (!m_store.gmyPictureData)
             m_store.gmyPictureData.reset(store::CreateList());
         store::AddNode(m_store.gmyPictureData.get(), record);

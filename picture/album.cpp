@@ -1,7 +1,8 @@
 #include "picture/album.h"
 
+#include <algorithm>
 #include <array>
-#include <cstdio>
+#include <cctype>
 #include <string>
 #include <string_view>
 
@@ -93,7 +94,7 @@ std::string LineOf(const Digest& stream, const AlbumEntry& entry) {
                        {"added", entry.added},
                        {"quality", entry.quality},
                        {"pose", PoseToJson(entry.pose)}};
-    return json.dump() + "\n";
+    return "\n" + json.dump();  // ends what a full disk has cut off before it
 }
 
 // A line that is none of ours is passed over: the last one may have been cut off by a full disk.
@@ -131,9 +132,9 @@ void Album::Load() {
     std::error_code error;
     const std::uintmax_t size =
         store::Store().statePath.empty() ? 0 : std::filesystem::file_size(AlbumFile(), error);
-    if (error || size == m_size)
+    if (!error && size == m_size)
         return;
-    m_size = size;
+    m_size = error ? 0 : size;
     m_entries.clear();
     const auto bytes = ReadPlainFile(AlbumFile(), 2 * kLargestAlbum);
     if (!bytes)
@@ -146,10 +147,11 @@ void Album::Load() {
     }
 }
 
-// The newer half stays.
+// The newer half stays, at most so much as is read.
 Result<void> Album::ForgetOldest() {
-    LUMATO_TRY(const auto bytes, ReadPlainFile(AlbumFile(), 2 * kLargestAlbum));
-    const auto middle = std::find(bytes.begin() + static_cast<std::ptrdiff_t>(bytes.size() / 2), bytes.end(),
+    LUMATO_TRY(const auto bytes, ReadPlainFile(AlbumFile()));
+    const std::size_t kept = std::min<std::size_t>(bytes.size() / 2, kLargestAlbum);
+    const auto middle = std::find(bytes.end() - static_cast<std::ptrdiff_t>(kept), bytes.end(),
                                   static_cast<std::uint8_t>('\n'));
     return WriteFile(AlbumFile(), ByteSpan(bytes).subspan(static_cast<std::size_t>(middle - bytes.begin())),
                      Links::Replace);

@@ -15,6 +15,7 @@
 #include "store/progress_meter.h"
 #include "store/read_back.h"
 #include "store/safekeeping.h"
+#include "store/stopped_download.h"
 #include "store/store.h"
 #include "store/written_blocks.h"
 
@@ -29,6 +30,10 @@ constexpr std::uint8_t kErased = 0xFF;
 // The table is invalid without these bytes: its slots, the header byte before them and half the end mark.
 constexpr int kInvalidBegin = 15;
 constexpr int kInvalidEnd = kEndMarkOffset + 1;
+
+int CountWhole(const std::vector<std::int32_t>& addresses) {
+    return static_cast<int>(addresses.size() - static_cast<std::size_t>(std::ranges::count(addresses, 0)));
+}
 
 // One download, from the plan to the table with its end mark.
 class Download {
@@ -54,10 +59,8 @@ class Download {
     Result<void> CheckWritten();
     void MarkStored();
     void Confirm();
-    [[nodiscard]] bool IsWhole(const FileData& record, int position) const;
     [[nodiscard]] bool MayStop() const;
     Result<void> Stop();
-    void TakeStopped(const std::vector<std::int32_t>& addresses);
 
     // What a step fails with: the note to be shown, and why.
     tl::unexpected<Error> Fail(const Message& note, std::string reason);
@@ -240,11 +243,8 @@ Result<void> Download::PrepareTableBlock() {
 
 // So much is written, and the frame's sum has confirmed it.
 void Download::Confirm() {
-    int position = 0;
-    int picture = 0;
-    for (const FileData* record = m_list->sentinel->next; record != nullptr; record = record->next)
-        picture += IsWhole(*record, ++position) && m_plan.Writes(*record) ? 1 : 0;
-    m_meter->Reach(picture + 1, m_done - m_plan.besideTable);
+    const int stayed = m_list->count - m_plan.CountWritten(*m_list);
+    m_meter->Reach(CountWhole(AddressesOfWhole(m_plan, m_done)) - stayed + 1, m_done - m_plan.besideTable);
 }
 
 // The block in which the stored pictures end is read, completed and written whole.
@@ -311,66 +311,22 @@ Result<void> Download::WritePictures() {
     return {};
 }
 
-// It was stored and stays, or all of its bytes are written.
-bool Download::IsWhole(const FileData& record, int position) const {
-    if (!m_plan.Writes(record))
-        return true;
-    return SlotAddress(SlotOf(m_store.G_PictureList, position)) + record.picSize <= m_plan.start + m_done;
-}
-
 // Between two blocks, as soon as the frame would not be left without any picture.
 bool Download::MayStop() const {
-    if (!StopRequested())
-        return false;
-    int position = 0;
-    const FileData* record = m_list->sentinel->next;
-    while (record != nullptr && !IsWhole(*record, ++position))
-        record = record->next;
-    return record != nullptr;
+    return StopRequested() && CountWhole(AddressesOfWhole(m_plan, m_done)) > 0;
 }
 
-// The table lists what is whole. Until it is written, the journal has both: what the frame was to get, and
-// what it has now.
+// Until the shorter table is written, the journal has both: what the frame was to get, and what it has now.
 Result<void> Download::Stop() {
-    std::vector<std::int32_t> addresses;
-    std::fill(m_tableBlock.begin() + kTableHeaderSize, m_tableBlock.begin() + kTableSize, std::uint8_t{0});
-    int slot = 0;
-    for (const FileData* record = m_list->sentinel->next; record != nullptr; record = record->next) {
-        const auto position = static_cast<int>(addresses.size()) + 1;
-        const bool whole = IsWhole(*record, position);
-        addresses.push_back(whole ? SlotAddress(SlotOf(m_store.G_PictureList, position)) : 0);
-        if (whole)
-            FillSlot(SlotOf(m_tableBlock, ++slot), addresses.back(), record->picSize);
-    }
-    SetEndMark(m_tableBlock);
+    const std::vector<std::int32_t> addresses = AddressesOfWhole(m_plan, m_done);
+    ListWhole(addresses, m_tableBlock);
     if (const auto kept = KeepStopped(m_tableBlock, addresses); !kept)
         return Fail(kDownloadFailed, "the pictures could not be made safe first: " + kept.error().message);
     LUMATO_TRY_VOID(WriteTableBlock());
-    TakeStopped(addresses);
-    const auto waiting = std::ranges::count(addresses, 0);
-    m_store.downloadStopped = true;
-    return Fail(kDownloadStopped,
-                std::to_string(slot) + " on the frame, " + std::to_string(waiting) + " waiting");
-}
-
-void Download::TakeStopped(const std::vector<std::int32_t>& addresses) {
-    std::size_t at = 0;
-    int shown = 0;
-    for (FileData* record = m_list->sentinel->next; record != nullptr; record = record->next) {
-        record->inFrame = addresses[at++] != 0 ? 1 : 0;
-        record->journalPosition = record->oldAddress = 0;
-        shown += record->inFrame;
-        if (record->inFrame == 0)
-            SlotOf(m_store.G_PictureList, static_cast<int>(at))[0] = kSlotFree;
-    }
-    ReserveSlots();
-    std::copy_n(m_tableBlock.begin(), kTableSize, m_store.tableOnFrame.begin());
-    m_store.blocksAtRisk.clear();
-    m_store.resuming = false;
-    m_store.picturesShown = shown;
-    NoteListAsStored();
-    // Should that fail, the journal of the download stays, and gives the same back.
-    static_cast<void>(KeepOnlyWaiting());
+    TakeStopped(addresses, m_tableBlock);
+    const int whole = CountWhole(addresses);
+    return Fail(kDownloadStopped, std::to_string(whole) + " on the frame, " +
+                                      std::to_string(m_list->count - whole) + " waiting");
 }
 
 Result<void> Download::Write() {

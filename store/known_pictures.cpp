@@ -14,7 +14,6 @@ namespace {
 constexpr std::string_view kKnownMark = "LUMATOKN";
 constexpr std::size_t kKnownEntry = 8 + sizeof(Digest);
 constexpr std::size_t kMostTables = 32;
-constexpr std::int32_t kAddedFrom = 1000;  // seqIndex of a picture that was not read from the frame
 
 Path KnownFolder() {
     return Store().statePath / "known";
@@ -65,7 +64,7 @@ void SaveKnown(ByteSpan table, const KnownPictures& known) {
 // What may be said of a stored picture's bytes.
 std::optional<Digest> WhatIsKnown(const FileData& record, std::int32_t address, bool stayed,
                                   const KnownPictures& before) {
-    const bool fromHere = record.seqIndex >= kAddedFrom && record.journalPosition == 0;
+    const bool fromHere = record.seqIndex >= kAddedSequenceBase && record.journalPosition == 0;
     if (record.streamHash &&
         (fromHere || std::ranges::find(before, *record.streamHash, &KnownPicture::hash) != before.end()))
         return record.streamHash;

@@ -14,6 +14,8 @@
 
 namespace lumato::store {
 
+inline constexpr std::int32_t kAddedSequenceBase = 1000;  // of seqIndex: from here on it was added
+
 struct FileData {
     Path fileRef;               // local bitmap in "data"
     std::string fileName;       // bare name, the same in "data" (bitmap) and "Edata" (stream); UTF-8

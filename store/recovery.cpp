@@ -21,8 +21,6 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-constexpr int kAddedSequenceBase = 1000;
-
 // A picture of the journal, and what the frame has of it.
 struct Recovered {
     JournalPicture picture;
