@@ -102,21 +102,23 @@ void MainWindow::MyAddButtonHandler() {
 void MainWindow::AddEditPicture() {
     if (picture::Pictures().gmyCGimage == nullptr)
         return;
-    ForgetDeletion();
-    m_adding = RunTask([] { static_cast<void>(picture::AddEditPicture()); }, [this] { m_adding = false; });
+    const auto add = [] { static_cast<void>(picture::AddEditPicture()); };
+    m_adding =
+        RunTask([this, add] { m_edits.Do(store::Edit::Kind::Add, add); }, [this] { m_adding = false; });
 }
 
 void MainWindow::AddFiles(std::vector<Path> files) {
     if (files.empty() || !m_panel->IsEnabled() || !MainThreadOwns() || !store::FrameOnline())
         return;
     m_loader.Forget();
-    ForgetDeletion();
     picture::ReleaseSelection();
     m_panel->SetControlPanlEnable(false);
-    const bool started = m_link.StartTask([this, files = std::move(files)] {
-        const picture::BatchReport report = picture::ProcessMorePic(FilesOf(files));
-        m_calls.Post([this, report] { TakeBatch(report); });
-    });
+    auto report = std::make_shared<picture::BatchReport>();
+    const auto add = [report, files = std::move(files)] {
+        *report = picture::ProcessMorePic(FilesOf(files));
+    };
+    const bool started = RunTask([this, add] { m_edits.Do(store::Edit::Kind::Add, add); },
+                                 [this, report] { TakeBatch(*report); });
     if (started)
         ShowStop(true);
     else
@@ -136,11 +138,10 @@ void MainWindow::ShowStop(bool possible) {
 void MainWindow::MovePicture(int from, int to) {
     if (!MainThreadOwns() || !m_panel->IsEnabled() || from == to)
         return;
-    ForgetDeletion();
-    if (!store::MovePicture(from, to))
-        return;
+    m_edits.Do(store::Edit::Kind::Move, [=] { store::MovePicture(from, to); });
     TakeListState();
     ShowPrice();
+    ShowUndo();
 }
 
 void MainWindow::TakeListState() {
@@ -176,22 +177,7 @@ void MainWindow::MyDelButtonHandler() {
     if (!MainThreadOwns() || !m_panel->IsEnabled() || store::Store().gmyTotalePictureNum == 0)
         return;
     m_preview->Clear();
-    RunTask([this] { m_undo.DeletePictures(); });
-}
-
-void MainWindow::UndoDeletion() {
-    if (!MainThreadOwns() || !m_panel->IsEnabled() || !m_undo.IsPossible())
-        return;
-    RunTask([this] { m_undo.Undo(); });
-}
-
-void MainWindow::ForgetDeletion() {
-    m_undo.Forget();
-    ShowUndo();
-}
-
-void MainWindow::ShowUndo() {
-    m_undoAction->setEnabled(MainThreadOwns() && m_undo.IsPossible() && m_panel->IsEnabled());
+    RunTask([this] { m_edits.Do(store::Edit::Kind::Delete, store::DeletePictures); });
 }
 
 void MainWindow::MyDownLoadButtonHandler() {
@@ -201,7 +187,7 @@ void MainWindow::MyDownLoadButtonHandler() {
     if (!m_link.StartDownload([this](bool) { TakeDownload(); }))
         return;
     ShowStop(true);
-    ForgetDeletion();
+    ForgetEdits();
     m_downloadTime.start();
     m_desktop.InhibitSleep(Localized("DOWNLOAD_PICS_TIPS", "Download Pictures(s)"));
 }

@@ -123,7 +123,7 @@ void MainWindow::MendPictures(const CheckReport& report) {
     if (!MainThreadOwns() || !m_panel->IsEnabled() || !store::FrameOnline())
         return;
     m_loader.Forget();
-    ForgetDeletion();
+    ForgetEdits();
     picture::ReleaseSelection();
     store::Store().checkWritten = true;
     auto mended = std::make_shared<CheckReport>(report);

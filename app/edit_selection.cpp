@@ -102,7 +102,7 @@ void MainWindow::TakeFrameChange() {
 
 // What the window had of a frame that is no longer there, or of the one before this one.
 void MainWindow::ForgetFrame() {
-    ForgetDeletion();
+    ForgetEdits();
     picture::ReleaseSelection();
     if (device::Link().Attached() == nullptr) {
         m_differs = false;
@@ -115,7 +115,7 @@ void MainWindow::ForgetFrame() {
 // A frame of another size may have come: what was in the edit view is fitted anew.
 void MainWindow::TakeOnlineEnd() {
     if (MainThreadOwns()) {
-        ForgetDeletion();
+        ForgetEdits();
         picture::ReleaseSelection();
     }
     InvalidWindow();

@@ -152,8 +152,7 @@ void MainWindow::MakePictureMenu(QMenu* menu) {
     remove->setShortcutContext(Qt::WidgetShortcut);
     m_list->addAction(remove);
     add("Save_All", "Save ALL", QKeySequence::Save, true, [this] { MyUpLoadButtonHandler(); });
-    m_undoAction =
-        add("UNDO_DELETION", "Undo Deletion", QKeySequence::Undo, false, [this] { UndoDeletion(); });
+    MakeUndoEntries(menu);
     const auto move = [this](int by) {
         const int from = store::Store().gmyCurrentSelectItem;
         if (MainThreadOwns() && from != 0)
@@ -176,6 +175,7 @@ void MainWindow::InitViewLanguage() {
     FollowLanguage(LanguageFile::Chosen());
     m_panel->InitViewLanguage();
     m_menus->ShowTexts();
+    ShowUndo();
     m_menus->EnablePanelActions(m_panel->IsEnabled());
     m_frameMenu->ShowTexts();
     m_browser->ShowTexts();

@@ -1,8 +1,8 @@
 // The main window: its controls come from the interface description "main", its handlers stand here.
 //
 // Main thread only. main_window.cpp puts it together, edit_selection.cpp brings pictures into the edit view,
-// button_handlers.cpp has the buttons, check_handlers.cpp the check of what is on the frame,
-// quit_application.cpp the way out.
+// button_handlers.cpp has the buttons, undo_handlers.cpp the steps back and forth, check_handlers.cpp the
+// check of what is on the frame, quit_application.cpp the way out.
 #pragma once
 
 #include <QElapsedTimer>
@@ -30,9 +30,9 @@
 #include "picture/add_pictures.h"
 #include "store/check_pictures.h"
 #include "store/download_cost.h"
+#include "store/edit_history.h"
 #include "store/list_order.h"
 #include "store/store.h"
-#include "store/undo_deletion.h"
 
 namespace lumato::app {
 
@@ -60,7 +60,8 @@ class MainWindow : public QMainWindow {
     void MyDownLoadButtonHandler();
     void MyAddButtonHandler();
     void MyUpLoadButtonHandler();
-    void UndoDeletion();
+    void Undo();
+    void Redo();
     // Gives the listed picture another place.
     void MovePicture(int from, int to);
     // Asks the download or the batch that runs to end early.
@@ -123,6 +124,13 @@ class MainWindow : public QMainWindow {
     void ShowDamaged(const store::CheckReport& report, bool mayMend);
     void MendPictures(const store::CheckReport& report);
 
+    // ---- undo_handlers.cpp
+    using Edits = store::EditHistory;
+    void MakeUndoEntries(QMenu* menu);
+    void StepTo(Result<void> (Edits::*step)());
+    void ForgetEdits();
+    void ShowUndo();
+
     // ---- button_handlers.cpp
     // Has a task work with the store, then carry out `then` on the main thread and post the refresh event.
     bool RunTask(std::function<void()> work, std::function<void()> then = {});
@@ -132,8 +140,6 @@ class MainWindow : public QMainWindow {
     void TakeListState();
     void ShowStop(bool possible);
     void ShowPrice();
-    void ForgetDeletion();
-    void ShowUndo();
     void TakeDownload();
     void SelectFileLocation();
     void TakeSaving(const store::SaveReport& report);
@@ -168,8 +174,9 @@ class MainWindow : public QMainWindow {
     bool m_adding = false;     // the edit picture, in a task
     bool m_firstFrame = true;  // none has been online yet
     bool m_closed = false;
-    store::DeletionUndo m_undo;
+    store::EditHistory m_edits;
     QAction* m_undoAction = nullptr;
+    QAction* m_redoAction = nullptr;
     QAction* m_stopAction = nullptr;
     QAction* m_checkAction = nullptr;  // checked: each download is read back
     bool m_differs = false;            // the list from what the frame holds, when the last task had ended

@@ -77,8 +77,8 @@ void MainWindow::CloseResource() {
         m_browser->Items().Clear();
     }
     m_loader.Forget();
-    m_undo.Forget();
-    m_link.CloseResource();
+    m_link.CloseResource();  // the task that runs is over then
+    m_edits.Forget();
 }
 
 void MainWindow::ShowShortcuts() {

@@ -114,7 +114,7 @@ enum class Waiting {
 BatchReport AddPictures(const std::vector<Path>& files, const Pose& pose, AfterRefusal policy,
                         const BatchProgress& progress = {}, Waiting waiting = Waiting::AddAgain);
 // Body of the batch task: adds the files with their fitted poses until one is refused, and tells people what
-// came of it. Requires: StartTransfer() succeeded and there is no edit picture.
+// came of it. Requires: a store::TransferOwner stands, and there is no edit picture.
 BatchReport ProcessMorePic(const std::vector<Path>& files);
 
 }  // namespace lumato::picture

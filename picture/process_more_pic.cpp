@@ -231,8 +231,6 @@ BatchReport AddPictures(const std::vector<Path>& files, const Pose& pose, AfterR
 
 BatchReport ProcessMorePic(const std::vector<Path>& files) {
     store::StoreState& store = store::Store();
-    store::TransferOwner owner;
-    owner.PostRefresh();
     store.gmyIsTransferData = true;
     store.status->SetControlPanlEnable(false);
     BatchReport report;

@@ -120,6 +120,17 @@ void ForgetOne(std::vector<JournalPicture>& pictures, const FileData& record) {
         pictures.erase(found);
 }
 
+// Nothing waits any more. A borrowed journal would offer its pictures again, unless a newer one says so.
+Result<void> KeepNothing(Journal journal) {
+    StoreState& store = Store();
+    journal.pictures.clear();
+    if (!store.lenderFolder.empty())
+        return Save(std::move(journal));
+    store.journal.reset();
+    DropJournal(store.journalFolder);
+    return {};
+}
+
 }  // namespace
 
 Result<void> KeepDownload(const DownloadPlan& plan, ByteSpan tableBlock) {
@@ -212,19 +223,21 @@ void ForgetAdditions(const FileData* from, const FileData* last) {
         ForgetOne(journal.pictures, **record);
     if (journal == *store.journal)
         return;
-    // A borrowed one would offer them again, unless a newer one says that nothing waits.
-    if (journal.pictures.empty() && journal.phase == Journal::Phase::Additions &&
-        store.lenderFolder.empty()) {
-        store.journal.reset();
-        DropJournal(store.journalFolder);
-    } else if (!Save(std::move(journal))) {
-        return;  // they come back at the next connection, where they can be deleted again
-    }
+    // If it fails, they come back at the next connection, where they can be deleted again.
+    if (journal.pictures.empty() && journal.phase == Journal::Phase::Additions)
+        static_cast<void>(KeepNothing(std::move(journal)));
+    else
+        static_cast<void>(Save(std::move(journal)));
 }
 
 Result<void> KeepAsBefore(const std::shared_ptr<Journal>& journal) {
-    if (!Keeping() || journal == nullptr)
+    if (!Keeping())
         return {};
+    if (journal == nullptr) {
+        const auto& now = Store().journal;
+        const bool waits = now != nullptr && now->phase == Journal::Phase::Additions;
+        return waits ? KeepNothing(*now) : Result<void>();
+    }
     for (FileData* record = Store().gmyPictureData->sentinel->next; record != nullptr;
          record = record->next) {
         if (record->inFrame != 1 && !record->onlyOnFrame)  // which the journal's blocks bring back

@@ -35,7 +35,7 @@ void ForgetJournal();
 // records, not included.
 void ForgetAdditions(const FileData* from, const FileData* last);
 
-// A deletion was undone: what waits is kept as it was in that journal, if there was one.
+// An edit was undone or done again: what waits is kept as it was in that journal, if there was one.
 [[nodiscard]] Result<void> KeepAsBefore(const std::shared_ptr<Journal>& journal);
 
 // Whether the list and the frame differ in what a download would write.

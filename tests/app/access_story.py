@@ -193,7 +193,7 @@ def story(window, work):
     wait("the preview", lambda: preview.get_description() != "")
     window.act("push button", "Delete")
     wait("the deletion", lambda: window.items("On the frame") == [])
-    window.act("menu item", "Undo Deletion")
+    window.act("menu item", "Undo: Delete")
     wait("the undone deletion", lambda: len(window.items("On the frame")) == 1)
     window.act("check box", "Delete All")
     window.act("push button", "Delete")

@@ -116,13 +116,18 @@ class PicturesTest : public WindowFixture {
         }
         QTest::keyClick(&list, Qt::Key_Delete);
         Measure("deleting the middle one", [this] { return Listed() == kMany - 1 && Idle(); });
-        m_window->UndoDeletion();
-        Measure("bringing it back", [this] { return Listed() == kMany && Idle(); });
         m_window->MyDeleteAllCheckBoxHandler(true);
         Click(kDelButtonID);
         Measure("deleting all", [this] { return Listed() == 0 && Idle(); });
-        m_window->UndoDeletion();
-        Measure("bringing all back", [this] { return Listed() == kMany && Idle(); });
+        m_window->Undo();
+        Measure("bringing all back", [this] { return Listed() == kMany - 1 && Idle(); });
+        m_window->Undo();
+        Measure("and the one before", [this] { return Listed() == kMany && Idle(); });
+        QVERIFY(!m_window->HasUnsavedChanges());
+        m_window->MovePicture(kMany, 1);
+        Measure("moving the last to the front", [this] { return Idle() && m_window->HasUnsavedChanges(); });
+        m_window->Undo();
+        QTRY_VERIFY_WITH_TIMEOUT(Idle() && !m_window->HasUnsavedChanges(), kPatience);
         const Path saved = m_folder->Get() / "saved";
         std::filesystem::create_directory(saved);
         m_window->SavePicturesTo(saved);

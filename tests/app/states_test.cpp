@@ -132,7 +132,7 @@ class StatesTest : public WindowFixture {
         m_window->MyDelButtonHandler();
         QTRY_COMPARE_WITH_TIMEOUT(Listed(), 0, kPatience);
         QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns(), kPatience);
-        m_window->UndoDeletion();
+        m_window->Undo();
         QTRY_COMPARE_WITH_TIMEOUT(Listed(), 3, kPatience);
         QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns(), kPatience);
         m_window->Link().DetachVirtualFrame();

@@ -78,7 +78,10 @@ void Life::AddBatchAndUnplug() {
     for (unsigned count = 1 + Random(4); count > 0; --count)
         files.push_back(Source(Random(kSources)));
     Reference& reference = PluggedReference();
-    platform::Task task([&files] { picture::ProcessMorePic(files); });
+    platform::Task task([&files] {
+        store::TransferOwner owner;
+        picture::ProcessMorePic(files);
+    });
     std::this_thread::sleep_for(std::chrono::microseconds(Random(3000)));
     m_program->Bus().Unplug(*m_service);
     task.Join();

@@ -1,5 +1,4 @@
 // What a deletion does here. What it does to the frame is compared from outside: tests/independent/.
-#include "store/undo_deletion.h"
 #include "tests/store/store_fixture.h"
 
 namespace lumato::store {
@@ -80,47 +79,6 @@ TEST_F(DeletePicturesTest, SavingTakesNothingFromAnybody) {
     fs::copy_file(to / "2.bmp", to / "1.bmp", fs::copy_options::overwrite_existing);
     EXPECT_EQ(SavePictures(to).replaced.size(), 1U) << "a copy that somebody put there";
     EXPECT_EQ(SavePictures(Home() / "nowhere").failed.size(), 3U);
-}
-
-// What a deletion changes, for comparing before and after.
-struct Standing {
-    std::vector<int> listed, gaps;
-    int space, number, selected, shown;
-    Bytes table, bitmap;
-    bool operator==(const Standing&) const = default;
-};
-
-TEST_F(DeletePicturesTest, AnUndoneDeletionLeavesNoTrace) {
-    const Path bitmap = BitmapPath("DPFPicture3.bmp");
-    const auto standing = [&] {
-        const StoreState& store = Store();
-        return Standing{Listed(),
-                        Gaps(),
-                        store.TotolFlashSizeForPic,
-                        store.gmyTotalePicture,
-                        store.gmyCurrentSelectItem,
-                        store.gmyTotalePictureNum,
-                        Bytes(store.G_PictureList.begin(), store.G_PictureList.end()),
-                        ReadPlainFile(bitmap).value_or(Bytes())};
-    };
-    for (const bool all : {false, true}) {
-        Store().gmyDeleteAll = all;
-        Store().gmyCurrentSelectItem = 3;
-        const Standing before = standing();
-        ASSERT_FALSE(before.bitmap.empty());
-        const Path kept = Home() / "undo";
-        std::filesystem::create_directory(kept);
-        test::PutBytes(kept / "letter.txt", {'x'});
-        DeletionUndo undo;
-        undo.DeletePictures();
-        ASSERT_TRUE(undo.IsPossible());
-        EXPECT_FALSE(standing() == before);
-        undo.Undo();
-        EXPECT_TRUE(standing() == before) << (all ? "all" : "one");
-        EXPECT_FALSE(undo.IsPossible());
-        EXPECT_TRUE(std::filesystem::remove(kept / "letter.txt")) << "somebody's own";
-        EXPECT_TRUE(std::filesystem::is_empty(kept));
-    }
 }
 
 }  // namespace

@@ -5,8 +5,8 @@
 #include <semaphore>
 #include <thread>
 
+#include "store/edit_history.h"
 #include "store/safekeeping.h"
-#include "store/undo_deletion.h"
 #include "tests/store/store_fixture.h"
 
 namespace lumato::store {
@@ -108,10 +108,10 @@ TEST_F(DownloadTest, MorePicturesThanTheTableDescribesCanOnlyBecomeFewer) {
     ConnectQuietly(TestFlash().Pictures(std::vector<int>(kMostPictures, 100)));
     for (unsigned seed = 1; seed <= 4; ++seed)
         Add(50, 1000 + seed);
-    DeletionUndo undo;
+    EditHistory edits;
     Store().gmyCurrentSelectItem = 512;
-    undo.DeletePictures();
-    undo.Undo();
+    edits.Do(Edit::Kind::Delete, DeletePictures);
+    EXPECT_TRUE(edits.Undo());
     EXPECT_EQ(Listed().size(), 513U);
     for (const int position : {512, 510, 511, 510}) {
         EXPECT_FALSE(Download());
