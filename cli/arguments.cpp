@@ -154,7 +154,24 @@ void AddFrameCommands(CLI::App& app, Arguments& arguments) {
                                  "read every picture back; exit status 1 if one is damaged");
     AddFlag(check, "--mend", arguments.mend,
             "write the known bytes of damaged pictures again, from whatever copy or original is here");
+    CLI::Option* mend = check->get_option("--mend");
+    AddPath(check, "--from", arguments.from, "a backup that has copies of them, too")
+        ->needs(mend)
+        ->type_name("BACKUP");
     AddExamples(check, kCheckExamples);
+
+    CLI::App* backup = AddCommand(&app, arguments, Command::Backup, "backup",
+                                  "put the frame's pictures into one file; the frame is only read");
+    AddOutput(backup, "FILE", arguments, "the file to write, a tar archive; must not be there yet");
+    AddFlag(backup, "--force", arguments.force, "replace what is there");
+    AddExamples(backup, kBackupExamples);
+    CLI::App* restore =
+        AddCommand(&app, arguments, Command::Restore, "restore",
+                   "give the frame the pictures of a backup, and no others; asks first on a terminal");
+    AddInput(restore, "FILE", arguments, "a backup");
+    AddFlag(restore, "--yes", arguments.yes, "without a question");
+    AddDownloading(restore, arguments);
+    AddExamples(restore, kRestoreExamples);
 
     CLI::App* save = AddCommand(&app, arguments, Command::Save, "save",
                                 "copy the frame's pictures as bitmaps 1.bmp, 2.bmp, ...");
@@ -365,6 +382,8 @@ Arguments ParseArguments(int argc, const char* const* argv) {
             throw CLI::RequiredError("--json, for --progress,");
         if (arguments.newFrame.from)
             arguments.inputs.push_back(*arguments.newFrame.from);
+        if (arguments.from)
+            arguments.inputs.push_back(*arguments.from);
         if (arguments.saveFolder)
             arguments.outputs.push_back(*arguments.saveFolder);
     } catch (const CLI::ParseError& error) {

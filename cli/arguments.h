@@ -23,6 +23,8 @@ enum class Command {
     Delete,
     Move,
     Check,
+    Backup,
+    Restore,
     Save,
     Dump,
     Verify,
@@ -95,7 +97,9 @@ struct Arguments {
     bool originalNames = false;      // save
     bool check = false;              // what was written, by reading it back
     bool mend = false;               // check
-    bool dryRun = false;             // add, download, delete, move
+    std::optional<Path> from;        // and a backup for that
+    bool force = false;              // backup
+    bool dryRun = false;             // add, download, delete, move, restore
     std::optional<Path> saveFolder;  // recover --save
     bool forget = false;             // recover --forget
     PoseArguments pose;

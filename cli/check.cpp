@@ -2,10 +2,10 @@
 // ones get their bytes back.
 #include <algorithm>
 
+#include "backup/backup_file.h"
 #include "base/printable.h"
 #include "cli/commands.h"
 #include "cli/session.h"
-#include "cli/stop_on_signal.h"
 #include "picture/stream_made_anew.h"
 #include "store/mend_pictures.h"
 
@@ -68,23 +68,20 @@ nlohmann::ordered_json AsJson(const CheckReport& report) {
     return {{"pictures", json}};
 }
 
-Result<CheckReport> Read(Session& session) {
-    if (!store::StartTransfer())
-        return lumato::Fail(ErrorKind::Busy, "the frame is busy");
-    const StopOnSignal stopping;
-    if (StopOnSignal::HasCome())
-        store::RequestStop();
-    Result<CheckReport> report = [] {
-        const store::TransferOwner owner;
-        return store::CheckPictures();
-    }();
-    store::FinishTransfer();
-    session.Status().ClearBar();
-    return report;
+// What the backup has comes first: it is what was on the frame.
+store::StreamSource SourceOf(const backup::Backup& backup) {
+    return [&backup](const Digest& hash, std::int32_t length) -> std::optional<backup::Stream> {
+        const auto found = std::ranges::find_if(backup.pictures, [&](const backup::BackedUpPicture& picture) {
+            return picture.hash == hash && !picture.stream.empty();
+        });
+        if (found != backup.pictures.end())
+            return backup::Stream(found->stream.begin(), found->stream.end());
+        return picture::StreamMadeAnew(hash, length);
+    };
 }
 
-tl::expected<void, Failure> Mend(Session& session, CheckReport& report) {
-    const Result<int> found = store::PrepareMending(report, picture::StreamMadeAnew);
+tl::expected<void, Failure> Mend(Session& session, CheckReport& report, const backup::Backup& backup) {
+    const Result<int> found = store::PrepareMending(report, SourceOf(backup));
     if (!found)
         return tl::unexpected<Failure>(Failure{kRefused, found.error().message});
     if (*found == 0)
@@ -98,18 +95,22 @@ tl::expected<void, Failure> Mend(Session& session, CheckReport& report) {
 }  // namespace
 
 int RunCheck(const Arguments& arguments, const Output& output) {
+    Result<backup::Backup> backup = arguments.from ? backup::ReadBackup(*arguments.from) : backup::Backup();
+    if (!backup)
+        return output.Failed(kRefused, backup.error().message);
     const auto session =
         Session::Connect(arguments, arguments.mend ? Session::Purpose::Change : Session::Purpose::Look);
     if (!session)
         return output.Failed(session.error());
-    Result<CheckReport> report = Read(**session);
+    Result<CheckReport> report = lumato::Fail(ErrorKind::Busy, "the frame is busy");
+    (*session)->Work([&] { report = store::CheckPictures(); });
     if (!report)
         return output.Failed(kRefused, report.error().message);
     if (report->stopped)
         return output.Failed(
             kRefused, "stopped after " + Count(static_cast<long long>(report->pictures.size()), "picture"));
     if (arguments.mend && CountOf(*report, PictureHealth::Damaged) > 0) {
-        if (const auto mended = Mend(**session, *report); !mended)
+        if (const auto mended = Mend(**session, *report, *backup); !mended)
             return output.Failed(mended.error());
     }
     output.Result(AsJson(*report), HealthText(*report));

@@ -13,6 +13,8 @@ int RunList(const Arguments& arguments, const Output& output);
 int RunAdd(const Arguments& arguments, const Output& output);
 int RunDownload(const Arguments& arguments, const Output& output);
 int RunDelete(const Arguments& arguments, const Output& output);
+int RunBackup(const Arguments& arguments, const Output& output);
+int RunRestore(const Arguments& arguments, const Output& output);
 int RunCheck(const Arguments& arguments, const Output& output);
 int RunMove(const Arguments& arguments, const Output& output);
 int RunSave(const Arguments& arguments, const Output& output);

@@ -1,13 +1,10 @@
 // lumatoctl delete: takes pictures off the frame.
 #include <algorithm>
-#include <cstdio>
 #include <functional>
-#include <iostream>
 #include <string>
 
-#include <unistd.h>
-
 #include "cli/commands.h"
+#include "cli/confirm.h"
 #include "cli/dry_run.h"
 #include "cli/session.h"
 #include "store/safekeeping.h"
@@ -36,18 +33,6 @@ void DeleteAt(const std::vector<int>& positions) {
     }
 }
 
-// A person at a terminal is asked once more; a script has said what it wants.
-bool IsMeant(const Arguments& arguments, int pictures, TerminalStatus& status) {
-    if (!arguments.all || arguments.yes || arguments.dryRun || pictures == 0 || ::isatty(STDIN_FILENO) == 0 ||
-        ::isatty(STDERR_FILENO) == 0)
-        return true;
-    status.ClearBar();
-    std::fprintf(stderr, "Delete all %s of the frame? [y/N] ", Count(pictures, "picture").c_str());
-    std::string answer;
-    std::getline(std::cin, answer);
-    return answer == "y" || answer == "Y" || answer == "yes";
-}
-
 int Report(const Output& output, int deleted, const std::optional<DownloadWork>& work = std::nullopt) {
     const store::StoreState& store = store::Store();
     nlohmann::ordered_json json = {{"pictures", store.gmyTotalePictureNum},
@@ -73,7 +58,9 @@ int RunDelete(const Arguments& arguments, const Output& output) {
         return output.Failed(kRefused, "there is no picture " + std::to_string(positions.front()) +
                                            "; the frame has " + Count(before, "picture") +
                                            ", and nothing was deleted");
-    if (!IsMeant(arguments, before, (*session)->Status()))
+    if (arguments.all && before > 0 &&
+        !Confirmed(arguments, (*session)->Status(),
+                   "Delete all " + Count(before, "picture") + " of the frame?"))
         return output.Failed(kRefused, "nothing was deleted");
     if (arguments.all)
         DeleteAll();

@@ -34,7 +34,18 @@ inline constexpr const char* kDeleteExamples =
 inline constexpr const char* kCheckExamples =
     "  lumatoctl check\n"
     "  lumatoctl check --mend\n"
+    "  lumatoctl check --mend --from frame.tar\n"
     "  lumatoctl check --json";
+inline constexpr const char* kBackupExamples =
+    "  lumatoctl backup frame.tar\n"
+    "  tar tf frame.tar\n"
+    "What waits for a download is in it, too.";
+inline constexpr const char* kRestoreExamples =
+    "  lumatoctl restore frame.tar --dry-run\n"
+    "  lumatoctl restore frame.tar\n"
+    "For a frame with another display each picture is fitted anew: from its photograph where that is still "
+    "in\n"
+    "its place, otherwise from the picture in the backup.";
 inline constexpr const char* kMoveExamples =
     "  lumatoctl move 5 1\n"
     "  lumatoctl move 5 1 --dry-run\n"

@@ -38,6 +38,10 @@ int RunCommand(const Arguments& arguments, const Output& output) {
             return RunDelete(arguments, output);
         case Command::Move:
             return RunMove(arguments, output);
+        case Command::Backup:
+            return RunBackup(arguments, output);
+        case Command::Restore:
+            return RunRestore(arguments, output);
         case Command::Check:
             return RunCheck(arguments, output);
         case Command::Save:

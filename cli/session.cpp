@@ -223,6 +223,20 @@ tl::expected<void, Failure> Session::Download() {
     return {};
 }
 
+void Session::Work(const std::function<void()>& work) {
+    if (!store::StartTransfer())
+        return;
+    const StopOnSignal stopping;
+    if (StopOnSignal::HasCome())
+        store::RequestStop();
+    {
+        const store::TransferOwner owner;
+        work();
+    }
+    store::FinishTransfer();
+    m_status.ClearBar();
+}
+
 int CountWaiting() {
     int waiting = 0;
     for (const store::FileData* record = store::Store().gmyPictureData->sentinel->next; record != nullptr;

@@ -3,6 +3,7 @@
 // Main thread only; the store's worker tasks run inside.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -45,6 +46,10 @@ class Session {
 
     // Writes the list to the frame, showing progress.
     [[nodiscard]] tl::expected<void, Failure> Download();
+
+    // Has it work with the store as a task does: it can be stopped, and hides the bar in the end. Not carried
+    // out when the frame is gone.
+    void Work(const std::function<void()>& work);
 
     // Says in a note that a download is due, if one is.
     void NoteDownloadDue();

@@ -1,8 +1,6 @@
 #include "picture/album.h"
 
 #include <algorithm>
-#include <array>
-#include <cctype>
 #include <string>
 #include <string_view>
 
@@ -10,6 +8,7 @@
 #include <nlohmann/json.hpp>
 #include <unistd.h>
 
+#include "picture/album_json.h"
 #include "picture/picture_state.h"
 #include "store/store.h"
 
@@ -19,81 +18,14 @@ namespace {
 using Json = nlohmann::json;
 
 constexpr std::uintmax_t kLargestAlbum = 4 << 20;  // 20,000 photographs, or so
-constexpr std::string_view kFile = "file://";
-constexpr std::string_view kHexDigits = "0123456789ABCDEF";
 
 Path AlbumFile() {
     return store::Store().statePath / "album";
 }
 
-// As RFC 3986 has it: a name can have any bytes, and need not be UTF-8.
-std::string UriOf(const Path& file) {
-    std::string uri(kFile);
-    for (const char c : file.native()) {
-        const auto byte = static_cast<unsigned char>(c);
-        const bool plain =
-            std::isalnum(byte) != 0 || std::string_view("/-._~").find(c) != std::string_view::npos;
-        if (plain && byte < 0x80)
-            uri += c;
-        else
-            (uri += '%').append({kHexDigits[byte / 16], kHexDigits[byte % 16]});
-    }
-    return uri;
-}
-
-// Empty for what UriOf() does not make.
-Path FileOf(std::string_view uri) {
-    std::string name;
-    if (!uri.starts_with(kFile))
-        return {};
-    for (std::size_t i = kFile.size(); i < uri.size(); ++i) {
-        if (uri[i] != '%') {
-            name += uri[i];
-            continue;
-        }
-        const std::size_t high = i + 2 < uri.size() ? kHexDigits.find(uri[i + 1]) : std::string_view::npos;
-        const std::size_t low = i + 2 < uri.size() ? kHexDigits.find(uri[i + 2]) : std::string_view::npos;
-        if (high == std::string_view::npos || low == std::string_view::npos || high + low == 0)
-            return {};
-        name += static_cast<char>(high * 16 + low);
-        i += 2;
-    }
-    return name;
-}
-
-Json PoseToJson(const Pose& pose) {
-    Json json = Json::object();
-    const auto put = [&](const char* name, const std::optional<int>& value) {
-        if (value)
-            json[name] = *value;
-    };
-    put("rotate", pose.rotate);
-    put("scale", pose.scale);
-    put("x", pose.x);
-    put("y", pose.y);
-    if (pose.rect)
-        json["rect"] = {pose.rect->x, pose.rect->y, pose.rect->width, pose.rect->height};
-    return json;
-}
-
-Pose PoseFromJson(const Json& json) {
-    const auto take = [&](const char* name) {
-        return json.contains(name) ? std::optional(json.at(name).get<int>()) : std::nullopt;
-    };
-    Pose pose{.rotate = take("rotate"), .scale = take("scale"), .x = take("x"), .y = take("y")};
-    if (json.contains("rect")) {
-        const auto rect = json.at("rect").get<std::array<float, 4>>();
-        pose.rect = store::Rect{rect[0], rect[1], rect[2], rect[3]};
-    }
-    return pose;
-}
-
 std::string LineOf(const Digest& stream, const AlbumEntry& entry) {
-    const Json json = {{"stream", HexText(stream)},
-                       {"source", UriOf(entry.source)},
-                       {"added", entry.added},
-                       {"quality", entry.quality},
-                       {"pose", PoseToJson(entry.pose)}};
+    Json json = EntryToJson(entry);
+    json["stream"] = HexText(stream);
     return "\n" + json.dump();  // ends what a full disk has cut off before it
 }
 
@@ -101,9 +33,8 @@ std::string LineOf(const Digest& stream, const AlbumEntry& entry) {
 void TakeLine(std::string_view line, std::map<std::string, AlbumEntry>& entries) {
     try {
         const Json json = Json::parse(line);
-        AlbumEntry entry{FileOf(json.at("source").get<std::string>()), PoseFromJson(json.at("pose")),
-                         json.at("added").get<std::int64_t>(), json.at("quality").get<int>()};
-        if (entry.source.is_absolute())
+        AlbumEntry entry = EntryFromJson(json);
+        if (!entry.source.empty())
             entries[json.at("stream").get<std::string>()] = std::move(entry);
     } catch (const Json::exception&) {
     }

@@ -12,22 +12,12 @@
 namespace lumato::picture {
 namespace {
 
-Result<std::vector<std::uint8_t>> PixelsOf(const AlbumEntry& entry, int width, int height) {
-    if (entry.pose.IsFitted())
-        return ComposeFitted(entry.source, width, height);
-    LUMATO_TRY_VOID(SelectOnePicture(entry.source, false));
-    ApplyPose(entry.pose);
-    auto pixels = RenderLcdBitmap(WithTopLeftCorner(store::Store().gmyDrawrect));
-    ReleaseSelection();
-    return pixels;
-}
-
 Result<std::vector<std::uint8_t>> MakeStreamOf(const AlbumEntry& entry, const Path& bitmap,
                                                const Path& stream) {
     const store::StoreState& store = store::Store();
     const auto width = static_cast<int>(store.gmyLcdWidth);
     const auto height = static_cast<int>(store.gmyLcdHeight);
-    LUMATO_TRY(const auto pixels, PixelsOf(entry, width, height));
+    LUMATO_TRY(const auto pixels, PixelsMadeAnew(entry, width, height));
     LUMATO_TRY_VOID(SaveBmpFile(pixels, width, height, bitmap));
     CRv512Encoder encoder;
     if (encoder.EnCode(bitmap, stream, width, height, entry.quality, store.G_YValue) <= 0)
@@ -36,6 +26,16 @@ Result<std::vector<std::uint8_t>> MakeStreamOf(const AlbumEntry& entry, const Pa
 }
 
 }  // namespace
+
+Result<std::vector<std::uint8_t>> PixelsMadeAnew(const AlbumEntry& entry, int width, int height) {
+    if (entry.pose.IsFitted())
+        return ComposeFitted(entry.source, width, height);
+    LUMATO_TRY_VOID(SelectOnePicture(entry.source, false));
+    ApplyPose(entry.pose);
+    auto pixels = RenderLcdBitmap(WithTopLeftCorner(store::Store().gmyDrawrect));
+    ReleaseSelection();
+    return pixels;
+}
 
 std::optional<std::vector<std::uint8_t>> StreamMadeAnew(const Digest& hash, std::int32_t length) {
     const AlbumEntry* entry = Pictures().album.Find(hash);

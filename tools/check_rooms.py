@@ -20,6 +20,7 @@ ROOMS = {
     "vframe": {"base", "platform", "jpeg"},
     "store": {"base", "platform", "device", "flash", "text"},
     "picture": {"base", "store", "jpeg", "text"},
+    "backup": {"base", "store", "jpeg", "picture"},
 }
 ROOMS["cli"] = set(ROOMS)
 ROOMS["app"] = set(ROOMS) - {"cli"}
