@@ -59,6 +59,14 @@ bool MainWindow::RunTask(std::function<void()> work, std::function<void()> then)
     });
 }
 
+void MainWindow::RunLongTask(std::function<void()> work, std::function<void()> then) {
+    m_panel->SetControlPanlEnable(false);
+    if (RunTask(std::move(work), std::move(then)))
+        ShowStop(true);
+    else
+        m_panel->SetControlPanlEnable(true);
+}
+
 // The selected files of the folder that was opened last, from its end.
 std::vector<ItemID> MainWindow::CollectBatch() {
     const std::vector<ItemID> selected = m_browser->Selected();
@@ -112,17 +120,12 @@ void MainWindow::AddFiles(std::vector<Path> files) {
         return;
     m_loader.Forget();
     picture::ReleaseSelection();
-    m_panel->SetControlPanlEnable(false);
     auto report = std::make_shared<picture::BatchReport>();
     const auto add = [report, files = std::move(files)] {
         *report = picture::ProcessMorePic(FilesOf(files));
     };
-    const bool started = RunTask([this, add] { m_edits.Do(store::Edit::Kind::Add, add); },
-                                 [this, report] { TakeBatch(*report); });
-    if (started)
-        ShowStop(true);
-    else
-        m_panel->SetControlPanlEnable(true);
+    RunLongTask([this, add] { m_edits.Do(store::Edit::Kind::Add, add); },
+                [this, report] { TakeBatch(*report); });
 }
 
 void MainWindow::StopWork() {

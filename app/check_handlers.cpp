@@ -82,12 +82,8 @@ void MainWindow::CheckPictures() {
         else
             TakeCheck(**report, CanMend(**report));
     };
-    m_panel->SetControlPanlEnable(false);
     ShowNote("CHECKING_TIPS", "Checking the pictures");
-    if (RunTask([report] { *report = store::CheckPictures(); }, then))
-        ShowStop(true);
-    else
-        m_panel->SetControlPanlEnable(true);
+    RunLongTask([report] { *report = store::CheckPictures(); }, then);
 }
 
 void MainWindow::TakeCheck(const CheckReport& report, bool mayMend) {

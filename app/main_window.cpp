@@ -128,6 +128,7 @@ void MainWindow::MakeMenus() {
     m_stopAction = m_menus->AddAction(frame, "CANCLE_BUTTON", "Cancel", QKeySequence("Esc"), false,
                                       [this] { StopWork(); });
     MakeCheckMenu(frame);
+    MakeBackupMenu(frame);
     frame->addSeparator();
     m_frameMenu = new FrameMenu(frame, *m_menus, m_link, m_settings, m_options.pace, this);
     QMenu* language = m_menus->AddMenu("MENU_LANGUAGE", "Language");

@@ -27,6 +27,7 @@
 #include "app/picture_loader.h"
 #include "app/preview.h"
 #include "app/settings.h"
+#include "backup/backup_file.h"
 #include "picture/add_pictures.h"
 #include "store/check_pictures.h"
 #include "store/download_cost.h"
@@ -117,6 +118,15 @@ class MainWindow : public QMainWindow {
     void ShowWhatToDo();
     void ShowNoFrameNotice(bool show);
 
+    // ---- backup_handlers.cpp
+    using BackupRead = std::shared_ptr<Result<backup::Backup>>;
+    void MakeBackupMenu(QMenu* menu);
+    void ChooseBackup(bool restore);
+    void BackUpTo(const Path& file);
+    void ReadBackup(const Path& file);
+    void AskRestore(const BackupRead& read);
+    void Restore(const BackupRead& read);
+
     // ---- check_handlers.cpp
     void MakeCheckMenu(QMenu* menu);
     void CheckPictures();
@@ -134,6 +144,8 @@ class MainWindow : public QMainWindow {
     // ---- button_handlers.cpp
     // Has a task work with the store, then carry out `then` on the main thread and post the refresh event.
     bool RunTask(std::function<void()> work, std::function<void()> then = {});
+    // The same with the panel off meanwhile, and a button that stops it.
+    void RunLongTask(std::function<void()> work, std::function<void()> then);
     [[nodiscard]] std::vector<ItemID> CollectBatch();
     void AddEditPicture();
     void TakeBatch(const picture::BatchReport& report);

@@ -195,6 +195,22 @@ def story(window, work):
     wait("the deletion", lambda: window.items("On the frame") == [])
     window.act("menu item", "Undo: Delete")
     wait("the undone deletion", lambda: len(window.items("On the frame")) == 1)
+
+    window.act("menu item", "Back Up…")
+    choose_file(window, work / "frame.tar", "Save")
+    wait("the backup", lambda: window.note() == "The frame is backed up")
+    window.act("push button", "Delete")
+    wait("the deletion", lambda: window.items("On the frame") == [])
+    window.act("menu item", "Restore…")
+    choose_file(window, work / "frame.tar", "Open")
+    window.act("push button", "Restore")
+    wait("the restored picture", lambda: window.note() == "The pictures of the backup are in the list")
+    assert [item.get_description() for item in window.items("On the frame")] == ["not yet on the frame · one.bmp"]
+    window.act("menu item", "Undo: Restore")
+    wait("what was before", lambda: window.items("On the frame") == [])
+    window.act("menu item", "Undo: Delete")
+    wait("the undone deletion", lambda: len(window.items("On the frame")) == 1)
+
     window.act("check box", "Delete All")
     window.act("push button", "Delete")
     wait("the deletion", lambda: window.items("On the frame") == [])
