@@ -101,7 +101,9 @@ class Calls(Story):
     def every_command(self):
         """All that can be called, with what each needs; their outputs are called new."""
         self.write("stream", stream_codec.encode(wave(48, 32), 48, 32, 90, 4))
-        return [("info",), ("list",), ("add", "one.bmp"), ("delete", "1"), ("move", "1", "1"), ("check",), ("save", "new"), ("text", "KEY", "default"),
+        backup = self.write("backup.tar", b"")
+        self.good("backup", backup, "--force")
+        return [("backup", "new"), ("restore", "backup.tar"), ("restore", "backup.tar", "--dry-run"), ("info",), ("list",), ("add", "one.bmp"), ("delete", "1"), ("move", "1", "1"), ("check",), ("save", "new"), ("text", "KEY", "default"),
                 ("compose", "one.bmp", "new", "--lcd", "48x32"), ("encode", "one.bmp", "new", "--size", "48x32"),
                 ("decode", "stream", "new"), ("frame", "render", "frame.img", "1", "new"), ("frames",), ("download",),
                 ("dump", "new"), ("verify", "frame.img"), ("recover",),
