@@ -65,7 +65,9 @@ nlohmann::ordered_json AsJson(const CheckReport& report) {
         if (!picture.reason.empty())
             json.back()["reason"] = picture.reason;
     }
-    return {{"pictures", json}};
+    nlohmann::ordered_json answer = {{"pictures", json}};
+    AddRetries(answer);
+    return answer;
 }
 
 Result<CheckReport> Read(Session& session) {
@@ -78,6 +80,7 @@ Result<CheckReport> Read(Session& session) {
         const store::TransferOwner owner;
         return store::CheckPictures();
     }();
+    session.WarnOfLink();
     store::FinishTransfer();
     session.Status().ClearBar();
     return report;

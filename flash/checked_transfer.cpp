@@ -17,6 +17,16 @@ std::shared_ptr<CProcessFlash> OnlineFlash() {
     return flash != nullptr && flash->Frame().IsThere() ? flash : nullptr;
 }
 
+TransferCount& Count() {
+    static TransferCount count;
+    return count;
+}
+
+// A frame that has gone is no retry: the attempts are counted while it is there.
+void CountAttempt(int attempt) {
+    ++(attempt == 0 ? Count().blocks : Count().retries);
+}
+
 bool IsTransferLength(int length) {
     return length >= 1 && length <= kBlockSize;
 }
@@ -57,6 +67,7 @@ bool WriteWithAttempts(const BlockWrite& write) {
         const std::shared_ptr<CProcessFlash> flash = OnlineFlash();
         if (flash == nullptr)
             return false;
+        CountAttempt(attempt);
         if (!Erase(*flash, write, erasing) || !Program(*flash, write))
             continue;
         if (JugeIfWriteIsSuccess(write.data, write.length, write.address))
@@ -82,6 +93,10 @@ bool WriteInsideBlock(unsigned char* data, int length, int base, int offset) {
 
 }  // namespace
 
+const TransferCount& Transferred() {
+    return Count();
+}
+
 bool JugeIfWriteIsSuccess(unsigned char* data, int length, int address) {
     const std::shared_ptr<CProcessFlash> flash = OnlineFlash();
     if (flash == nullptr || !IsTransferLength(length) || address < 0)
@@ -103,6 +118,7 @@ bool ReadFlashData(unsigned char* data, int length, int address) {
         const std::shared_ptr<CProcessFlash> flash = OnlineFlash();
         if (flash == nullptr)
             return false;
+        CountAttempt(attempt);
         const bool read =
             flash->ReadFromFlash(reinterpret_cast<char*>(data), length, static_cast<unsigned long>(address));
         if (read && JugeIfWriteIsSuccess(data, length, address))
