@@ -10,6 +10,7 @@
 #include "picture/stream_made_anew.h"
 #include "store/mend_pictures.h"
 #include "store/messages.h"
+#include "store/retry_history.h"
 
 namespace lumato::app {
 namespace {
@@ -35,7 +36,10 @@ std::string CountsOf(const CheckReport& report) {
     add(PictureHealth::Mended, " mended");
     add(PictureHealth::Unknown, " unknown");
     const auto uneven = std::ranges::count(report.pictures, true, &store::CheckedPicture::readUneven);
-    return uneven == 0 ? text : text + "; two reads differed: check the cable";
+    if (uneven > 0)
+        text += "; two reads differed: check the cable";
+    const std::string warning = store::LinkWarning();
+    return warning.empty() ? text : text + "; " + warning;
 }
 
 QString LinesOf(const CheckReport& report) {

@@ -76,6 +76,7 @@ nlohmann::ordered_json AsJson(const Outcome& outcome, const AddSources& sources)
         json["error"] = outcome.failure->message;
     if (outcome.stopped)
         json["stopped"] = true;
+    AddRetries(json);
     return json;
 }
 

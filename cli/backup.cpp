@@ -43,8 +43,10 @@ int RunBackup(const Arguments& arguments, const Output& output) {
         return output.Failed(free.error());
     if (const auto written = backup::WriteBackup(file, frame->backup); !written)
         return output.Failed(kRefused, written.error().message);
-    output.Result({{"pictures", frame->backup.pictures.size()}, {"unreadable", frame->unreadable}},
-                  Described(*frame, file));
+    nlohmann::ordered_json json = {{"pictures", frame->backup.pictures.size()},
+                                   {"unreadable", frame->unreadable}};
+    AddRetries(json);
+    output.Result(json, Described(*frame, file));
     return frame->unreadable > 0 ? kRefused : kDone;
 }
 

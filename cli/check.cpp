@@ -65,7 +65,9 @@ nlohmann::ordered_json AsJson(const CheckReport& report) {
         if (!picture.reason.empty())
             json.back()["reason"] = picture.reason;
     }
-    return {{"pictures", json}};
+    nlohmann::ordered_json answer = {{"pictures", json}};
+    AddRetries(answer);
+    return answer;
 }
 
 // What the backup has comes first: it is what was on the frame.
@@ -104,6 +106,7 @@ int RunCheck(const Arguments& arguments, const Output& output) {
         return output.Failed(session.error());
     Result<CheckReport> report = lumato::Fail(ErrorKind::Busy, "the frame is busy");
     (*session)->Work([&] { report = store::CheckPictures(); });
+    (*session)->WarnOfLink();
     if (!report)
         return output.Failed(kRefused, report.error().message);
     if (report->stopped)

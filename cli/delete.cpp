@@ -39,6 +39,7 @@ int Report(const Output& output, int deleted, const std::optional<DownloadWork>&
                                    {"free_bytes", store.TotolFlashSizeForPic}};
     if (work)
         AddTo(json, *work);
+    AddRetries(json);
     output.Result(json, work ? Count(deleted, "picture") + " would be deleted; " + WorkText(*work)
                              : Count(deleted, "picture") + " deleted, " + Grouped(store.gmyTotalePictureNum) +
                                    " left, " + Grouped(store.TotolFlashSizeForPic) + " bytes free");

@@ -9,9 +9,11 @@ namespace {
 
 nlohmann::ordered_json AsJson(int written) {
     const store::StoreState& store = store::Store();
-    return {{"written", written},
-            {"pictures", store.gmyTotalePictureNum},
-            {"free_bytes", store.TotolFlashSizeForPic}};
+    nlohmann::ordered_json json = {{"written", written},
+                                   {"pictures", store.gmyTotalePictureNum},
+                                   {"free_bytes", store.TotolFlashSizeForPic}};
+    AddRetries(json);
+    return json;
 }
 
 int SayWork(const Output& output, bool due, int waiting) {

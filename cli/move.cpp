@@ -14,6 +14,7 @@ int Report(const Output& output, const std::string& text, const std::optional<Do
     nlohmann::ordered_json json = {{"pictures", store::Store().gmyTotalePictureNum}};
     if (work)
         AddTo(json, *work);
+    AddRetries(json);
     output.Result(json, work ? text + "; " + WorkText(*work) : text);
     return kDone;
 }

@@ -66,6 +66,7 @@ int Restore(Session& session, const Arguments& arguments, const Output& output, 
         nlohmann::ordered_json json = AsJson(pictures);
         AddTo(json, *work);
         json["lost"] = lost;
+        AddRetries(json);
         output.Result(json, AsText(pictures, counts + " would be restored, " + std::to_string(lost) +
                                                  " of the frame's are not among them; " + WorkText(*work)));
     } else {
@@ -73,7 +74,9 @@ int Restore(Session& session, const Arguments& arguments, const Output& output, 
         if (const auto done = session.Download(); !done)  // what no journal has is not kept
             return output.Failed(store::Store().journal == journal ? kRefused : done.error().status,
                                  done.error().message);
-        output.Result(AsJson(pictures), AsText(pictures, counts + " restored"));
+        nlohmann::ordered_json json = AsJson(pictures);
+        AddRetries(json);
+        output.Result(json, AsText(pictures, counts + " restored"));
     }
     return refused > 0 ? kRefused : kDone;
 }

@@ -15,6 +15,7 @@
 #include "platform/linux/folders.h"
 #include "platform/services.h"
 #include "store/picture_table.h"
+#include "store/retry_history.h"
 #include "store/safekeeping.h"
 #include "store/transfer.h"
 #include "text/localized.h"
@@ -214,6 +215,7 @@ tl::expected<void, Failure> Session::Download() {
         task.Join();
     }
     const Failure failure = WhyNotDone(m_status.LastMessage());
+    WarnOfLink();
     DeliverEvents();
     store::FinishTransfer();
     m_status.ClearBar();
@@ -235,6 +237,19 @@ void Session::Work(const std::function<void()>& work) {
     }
     store::FinishTransfer();
     m_status.ClearBar();
+}
+
+void Session::WarnOfLink() {
+    const std::string warning = store::LinkWarning();
+    if (warning.empty())
+        return;
+    m_status.ClearBar();
+    Output::Complain(warning);
+}
+
+void AddRetries(nlohmann::ordered_json& json) {
+    if (const int retries = flash::Transferred().retries; retries > 0)
+        json["retries"] = retries;
 }
 
 int CountWaiting() {

@@ -30,6 +30,8 @@ namespace lumato::cli {
 
 // Pictures of the list that are not on the frame.
 [[nodiscard]] int CountWaiting();
+// "retries": the attempts that this call had to make once more, if any.
+void AddRetries(nlohmann::ordered_json& json);
 
 class Session {
   public:
@@ -53,6 +55,9 @@ class Session {
 
     // Says in a note that a download is due, if one is.
     void NoteDownloadDue();
+
+    // After a download or check whose frame is still there: says when its link is getting weak.
+    void WarnOfLink();
 
     [[nodiscard]] TerminalStatus& Status() { return m_status; }
 

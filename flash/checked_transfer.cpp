@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "base/bytes.h"
@@ -15,6 +16,16 @@ namespace {
 std::shared_ptr<CProcessFlash> OnlineFlash() {
     const std::shared_ptr<CProcessFlash>& flash = Flash().m_PtrPF;
     return flash != nullptr && flash->Frame().IsThere() ? flash : nullptr;
+}
+
+TransferCount& Count() {
+    static TransferCount count;
+    return count;
+}
+
+// A frame that has gone is no retry: the attempts are counted while it is there.
+void CountAttempt(int attempt) {
+    ++(attempt == 0 ? Count().blocks : Count().retries);
 }
 
 bool IsTransferLength(int length) {
@@ -57,11 +68,15 @@ bool WriteWithAttempts(const BlockWrite& write) {
         const std::shared_ptr<CProcessFlash> flash = OnlineFlash();
         if (flash == nullptr)
             return false;
+        CountAttempt(attempt);
         if (!Erase(*flash, write, erasing) || !Program(*flash, write))
             continue;
         if (JugeIfWriteIsSuccess(write.data, write.length, write.address))
             return true;
-        erasing = Erasing::EveryUnit;
+        // Units that were not erased are no weakness of the frame.
+        if (std::exchange(erasing, Erasing::EveryUnit) == Erasing::Once &&
+            flash->EraseUnit() < static_cast<std::uint32_t>(write.length))
+            --Count().retries;
     }
     return false;
 }
@@ -81,6 +96,10 @@ bool WriteInsideBlock(unsigned char* data, int length, int base, int offset) {
 }
 
 }  // namespace
+
+const TransferCount& Transferred() {
+    return Count();
+}
 
 bool JugeIfWriteIsSuccess(unsigned char* data, int length, int address) {
     const std::shared_ptr<CProcessFlash> flash = OnlineFlash();
@@ -103,6 +122,7 @@ bool ReadFlashData(unsigned char* data, int length, int address) {
         const std::shared_ptr<CProcessFlash> flash = OnlineFlash();
         if (flash == nullptr)
             return false;
+        CountAttempt(attempt);
         const bool read =
             flash->ReadFromFlash(reinterpret_cast<char*>(data), length, static_cast<unsigned long>(address));
         if (read && JugeIfWriteIsSuccess(data, length, address))

@@ -10,6 +10,13 @@ namespace lumato::flash {
 inline constexpr int kBlockSize = 65536;
 inline constexpr int kAttempts = 3;
 
+// What ReadFlashData() and WriteDataToFlash() have done since the program started.
+struct TransferCount {
+    int blocks = 0;   // pieces read or written
+    int retries = 0;  // attempts beyond the first of each
+};
+[[nodiscard]] const TransferCount& Transferred();
+
 // True when the frame's 16-bit sum over [address, address + length) equals that of `data`; if not, "Verify
 // false" is printed.
 bool JugeIfWriteIsSuccess(unsigned char* data, int length, int address);  // "Juge" is judge

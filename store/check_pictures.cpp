@@ -9,6 +9,7 @@
 #include "store/picture_table.h"
 #include "store/progress_meter.h"
 #include "store/read_back.h"
+#include "store/retry_history.h"
 #include "store/store.h"
 
 namespace lumato::store {
@@ -129,7 +130,10 @@ Result<CheckReport> Check::Run() {
 }  // namespace
 
 Result<CheckReport> CheckPictures() {
-    return Check().Run();
+    const flash::TransferCount before = flash::Transferred();
+    auto report = Check().Run();
+    NoteRetries(before);
+    return report;
 }
 
 }  // namespace lumato::store

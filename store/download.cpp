@@ -14,6 +14,7 @@
 #include "store/picture_table.h"
 #include "store/progress_meter.h"
 #include "store/read_back.h"
+#include "store/retry_history.h"
 #include "store/safekeeping.h"
 #include "store/stopped_download.h"
 #include "store/store.h"
@@ -343,7 +344,10 @@ Result<void> Download::Write() {
 
 bool Download::Run() {
     m_store.downloadStopped = false;
-    if (const Result<void> written = Write(); !written) {
+    const flash::TransferCount before = flash::Transferred();
+    const Result<void> written = Write();
+    NoteRetries(before);
+    if (!written) {
         m_store.gmyIsTransferData = false;
         ShowFailure(m_note, written.error().message);
         m_store.status->SetDownLoadPrcess(0);
@@ -358,7 +362,8 @@ bool Download::Run() {
     m_store.picturesShown = m_list->count;
     m_store.status->SetDownLoadPrcess(100);
     ShowNote(kDownloadFinished);
-    m_store.status->SetNoteDetail("you may unplug the frame now");
+    const std::string warning = LinkWarning();
+    m_store.status->SetNoteDetail("you may unplug the frame now" + (warning.empty() ? "" : "; " + warning));
     return true;
 }
 

@@ -13,37 +13,33 @@ namespace {
 
 constexpr std::string_view kKnownMark = "LUMATOKN";
 constexpr std::size_t kKnownEntry = 8 + sizeof(Digest);
-constexpr std::size_t kMostTables = 32;
+constexpr std::size_t kMostFiles = 32;  // of a kind
 
 Path KnownFolder() {
     return Store().statePath / "known";
 }
 
-Path KnownFile(ByteSpan table) {
-    const StoreState& store = Store();
-    std::vector<std::uint8_t> key(store.frameIdentity.begin(), store.frameIdentity.end());
-    key.insert(key.end(), store.frameIndividual.begin(), store.frameIndividual.end());
-    key.push_back(0);
-    key.insert(key.end(), table.begin(), table.end());
-    return KnownFolder() / HexText(Sha256(key));
+// "retries" of "retries-5E...": files of one kind do not push out those of another.
+std::string KindOf(const std::string& name) {
+    const std::size_t dash = name.rfind('-');
+    return dash == std::string::npos ? std::string() : name.substr(0, dash);
 }
 
-void DropOldest() {
+void DropOldest(const std::string& kind) {
     std::vector<std::pair<std::filesystem::file_time_type, Path>> files;
     std::error_code error;
     for (std::filesystem::directory_iterator entry(KnownFolder(), error), end; !error && entry != end;
          entry.increment(error)) {
         std::error_code unknown;
-        files.emplace_back(entry->last_write_time(unknown), entry->path());
+        if (KindOf(entry->path().filename().string()) == kind)
+            files.emplace_back(entry->last_write_time(unknown), entry->path());
     }
     std::ranges::sort(files, std::ranges::greater{});
-    for (std::size_t i = kMostTables; i < files.size(); ++i)
+    for (std::size_t i = kMostFiles; i < files.size(); ++i)
         std::filesystem::remove(files[i].second, error);
 }
 
 void SaveKnown(ByteSpan table, const KnownPictures& known) {
-    if (Store().statePath.empty())
-        return;
     std::vector<std::uint8_t> bytes(kKnownMark.begin(), kKnownMark.end());
     for (const KnownPicture& picture : known) {
         for (const std::int32_t number : {picture.address, picture.length}) {
@@ -54,11 +50,7 @@ void SaveKnown(ByteSpan table, const KnownPictures& known) {
     }
     const Digest sum = Sha256(bytes);
     bytes.insert(bytes.end(), sum.begin(), sum.end());
-    std::error_code error;  // the state folder may be a link
-    if (!std::filesystem::is_directory(Store().statePath, error) && !MakePrivateFolder(Store().statePath))
-        return;
-    if (MakePrivateFolder(KnownFolder()) && WriteFile(KnownFile(table), bytes, Links::Replace))
-        DropOldest();
+    KeepKnownFile(KnownName(table), bytes);
 }
 
 // What may be said of a stored picture's bytes.
@@ -73,15 +65,39 @@ std::optional<Digest> WhatIsKnown(const FileData& record, std::int32_t address, 
 
 }  // namespace
 
-KnownPictures LoadKnown(ByteSpan table) {
+std::string KnownName(ByteSpan table) {
+    const StoreState& store = Store();
+    std::vector<std::uint8_t> key(store.frameIdentity.begin(), store.frameIdentity.end());
+    key.insert(key.end(), store.frameIndividual.begin(), store.frameIndividual.end());
+    key.push_back(0);
+    key.insert(key.end(), table.begin(), table.end());
+    return HexText(Sha256(key));
+}
+
+std::vector<std::uint8_t> ReadKnownFile(const std::string& name, std::size_t limit) {
     if (Store().statePath.empty())
         return {};
+    auto bytes = ReadPlainFile(KnownFolder() / name, limit);
+    return bytes ? std::move(*bytes) : std::vector<std::uint8_t>();
+}
+
+void KeepKnownFile(const std::string& name, ByteSpan bytes) {
+    if (Store().statePath.empty())
+        return;
+    std::error_code error;  // the state folder may be a link
+    if (!std::filesystem::is_directory(Store().statePath, error) && !MakePrivateFolder(Store().statePath))
+        return;
+    if (MakePrivateFolder(KnownFolder()) && WriteFile(KnownFolder() / name, bytes, Links::Replace))
+        DropOldest(KindOf(name));
+}
+
+KnownPictures LoadKnown(ByteSpan table) {
     const auto bytes =
-        ReadPlainFile(KnownFile(table), kKnownMark.size() + kSlotCount * kKnownEntry + sizeof(Digest));
-    if (!bytes || bytes->size() < kKnownMark.size() + sizeof(Digest))
+        ReadKnownFile(KnownName(table), kKnownMark.size() + kSlotCount * kKnownEntry + sizeof(Digest));
+    if (bytes.size() < kKnownMark.size() + sizeof(Digest))
         return {};
-    const ByteSpan said = ByteSpan(*bytes).first(bytes->size() - sizeof(Digest));
-    if (!std::ranges::equal(Sha256(said), ByteSpan(*bytes).last(sizeof(Digest))) ||
+    const ByteSpan said = ByteSpan(bytes).first(bytes.size() - sizeof(Digest));
+    if (!std::ranges::equal(Sha256(said), ByteSpan(bytes).last(sizeof(Digest))) ||
         !std::ranges::equal(said.first(kKnownMark.size()), kKnownMark))
         return {};
     KnownPictures known;

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "base/bytes.h"
@@ -29,5 +30,12 @@ using KnownPictures = std::vector<KnownPicture>;
 // this computer's own pictures is known. What was read from the frame is no more than it was known to be
 // before, so that damage is never taken for right. What lies below `writtenFrom` has stayed in its place.
 void RememberDownloaded(ByteSpan table, std::int32_t writtenFrom);
+
+// For other small files there: the frame that is online and a table (empty: none) as a name, ...
+[[nodiscard]] std::string KnownName(ByteSpan table);
+// ... a file's bytes, none where it cannot be read, ...
+[[nodiscard]] std::vector<std::uint8_t> ReadKnownFile(const std::string& name, std::size_t limit);
+// ... and keeping one: the oldest of its kind (what stands before the last "-") go.
+void KeepKnownFile(const std::string& name, ByteSpan bytes);
 
 }  // namespace lumato::store
