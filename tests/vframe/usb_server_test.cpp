@@ -172,7 +172,7 @@ TEST_F(UsbServerTest, AMachineAsksAndIsAnswered) {
                 out(5, CommandWrapper({0, 0, 0, 0, 0, 0}, 0, false)) + in(6) +
                 Packet(usb_redir_cancel_data_packet, "", 6) + out(7, Bytes(31)) +
                 Packet(usb_redir_reset, "") + out(8, CommandWrapper({0, 0, 0, 0, 0, 0}, 0, false)),
-            13);
+            12);
     EXPECT_THAT(
         answers,
         testing::ElementsAre(
