@@ -1,34 +1,12 @@
+#include <algorithm>
+#include <filesystem>
+
 #include "fuzz/input.h"
 #include "fuzz/targets.h"
 #include "picture/bitmap_file.h"
 #include "picture/import.h"
 
 namespace lumato::fuzz {
-namespace {
-
-void Put(Bytes& file, std::size_t at, std::uint32_t value) {
-    PutLe32(MutableByteSpan(file).subspan(at), value);
-}
-
-// A bitmap of 5 x 3 pixels with 40 bytes of info header and whatever follows.
-Bytes Bitmap(std::uint32_t bits, std::uint32_t coding, std::size_t palette, const Bytes& pixels) {
-    Bytes file(54 + palette, 0x35);
-    file[0] = 'B', file[1] = 'M';
-    Put(file, 10, static_cast<std::uint32_t>(file.size()));
-    Put(file, 14, 40);
-    Put(file, 18, 5);
-    Put(file, 22, 3);
-    Put(file, 26, bits << 16 | 1);
-    Put(file, 30, coding);
-    Put(file, 34, 0);
-    Put(file, 46, 0);
-    Put(file, 50, 0);
-    file.insert(file.end(), pixels.begin(), pixels.end());
-    return file;
-}
-
-}  // namespace
-
 void RunBitmap(ByteSpan input) {
     Bytes bytes(input.begin(), input.end());
     bytes.resize(std::max<std::size_t>(bytes.size(), 26));
@@ -54,17 +32,11 @@ void RunBitmap(ByteSpan input) {
 }
 
 std::vector<Bytes> BitmapSeeds() {
-    const Bytes rows(60, 0x9C);
-    return {Bitmap(24, 0, 0, rows),
-            Bitmap(32, 0, 0, rows),
-            Bitmap(16, 0, 0, rows),
-            Bitmap(16, 3, 12, rows),
-            Bitmap(32, 3, 12, rows),
-            Bitmap(8, 0, 1024, rows),
-            Bitmap(4, 0, 64, rows),
-            Bitmap(1, 0, 8, rows),
-            Bitmap(8, 1, 1024, {5, 1, 0, 0, 0, 3, 7, 8, 9, 0, 0, 2, 1, 1, 2, 4, 0, 1}),
-            Bitmap(4, 2, 64, {5, 0x12, 0, 0, 0, 5, 0x12, 0x34, 0x50, 0, 0, 1})};
+    std::vector<Bytes> seeds;
+    for (const auto& entry : std::filesystem::directory_iterator(LUMATO_BITMAPS))
+        seeds.push_back(ReadFile(entry.path()).value());
+    std::ranges::sort(seeds);  // the folder's order is nobody's
+    return seeds;
 }
 
 }  // namespace lumato::fuzz

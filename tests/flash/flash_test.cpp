@@ -13,31 +13,15 @@
 #include "tests/support/command_letter.h"
 #include "tests/support/diagnostic_capture.h"
 #include "tests/support/scripted_device.h"
-#include "vframe/virtual_frame.h"
+#include "vframe/faults.h"
 
 namespace lumato::flash {
 namespace {
 
-// A command by its letter.
-enum class Kind : char {
-    Enable = 'n',
-    WriteStatus = 's',
-    Erase = 'E',
-    Program = 'P',
-    Status = '?',
-    Read = 'R',
-    Checksum = '=',
-    Clock = 'C'
-};
+using vframe::FaultKind;
 
-enum class Fault {
-    Refuse,   // not executed, CHECK CONDITION
-    Flip,     // data changed by one bit on their way (a checksum, too), reported good
-    Nothing,  // not executed, reported good
-    Unplug,   // not executed, and the frame is gone
-};
-
-// A virtual frame with 256 KB of zeros; a test can make the n-th command of a kind go wrong.
+// A virtual frame with 256 KB of zeros; a test can make the n-th command of a kind go wrong. Commands have
+// their letters (command_letter.h).
 class FlashFrame {
   public:
     FlashFrame() {
@@ -53,7 +37,7 @@ class FlashFrame {
     }
 
     // What happens to the `number`-th command of the kind from now on, counted from 1.
-    void FailAt(Kind kind, int number, Fault fault) { m_faults[{kind, m_counts[kind] + number}] = fault; }
+    void FailAt(char kind, int number, FaultKind fault) { m_faults[{kind, m_counts[kind] + number}] = fault; }
 
     // The block of the `index`-th command, in hex.
     std::string Sent(std::size_t index) const { return m_script.sent.at(index).block; }
@@ -71,44 +55,22 @@ class FlashFrame {
 
   private:
     platform::ScsiOutcome Answer(const platform::ScsiRequest& request) {
-        m_order += test::LetterOf(request.block);
-        const auto kind = static_cast<Kind>(m_order.back());
-        const auto fault = m_faults.find({kind, ++m_counts[kind]});
-        if (fault == m_faults.end())
-            return Obey(kind, request);
-        switch (fault->second) {
-            case Fault::Refuse:
-                return test::Refused();
-            case Fault::Nothing:
-                return test::Good(request.data.size());
-            case Fault::Unplug:
-                m_script.gone = true;
-                return {};
-            case Fault::Flip:
-                break;
-        }
-        const bool out = request.direction == platform::Direction::Out;
-        std::vector<std::uint8_t> changed(request.data.begin(), request.data.end());
-        platform::ScsiRequest other = request;
-        other.data = out ? MutableByteSpan(changed) : request.data;
-        if (out)
-            changed[0] ^= 0x10;
-        const platform::ScsiOutcome outcome = Obey(kind, other);
-        if (!out)
-            other.data[0] ^= 0x10;
+        const char kind = test::LetterOf(request.block);
+        m_order += kind;
+        if (const auto fault = m_faults.find({kind, ++m_counts[kind]}); fault != m_faults.end())
+            m_faulty.FailNext(fault->second);
+        platform::ScsiOutcome outcome = m_faulty.Execute(request);
+        m_script.gone = m_frame.IsGone();
+        if (kind == '?' && m_busy)
+            std::ranges::fill(request.data, std::uint8_t{0x03});
         return outcome;
     }
 
-    platform::ScsiOutcome Obey(Kind kind, const platform::ScsiRequest& request) {
-        if (kind == Kind::Status && m_busy)
-            return test::Give(request, std::vector<std::uint8_t>(64, 0x03));
-        return m_frame.Execute(request);
-    }
-
     vframe::VirtualFrame m_frame{vframe::FlashImage::InMemory(std::vector<std::uint8_t>(4 * 65536))};
+    vframe::FaultyFrame m_faulty{m_frame, {}};
     std::string m_order;
-    std::map<Kind, int> m_counts;
-    std::map<std::pair<Kind, int>, Fault> m_faults;
+    std::map<char, int> m_counts;
+    std::map<std::pair<char, int>, FaultKind> m_faults;
 };
 
 class CheckedTransfer : public testing::Test {
@@ -140,7 +102,7 @@ class CheckedTransfer : public testing::Test {
 
 TEST_F(CheckedTransfer, ChecksumThatDidNotArriveIsNoChecksum) {
     std::vector<unsigned char> zeros(16, 0);
-    m_frame.FailAt(Kind::Checksum, 1, Fault::Refuse);
+    m_frame.FailAt('=', 1, FaultKind::Refuse);
     EXPECT_FALSE(JugeIfWriteIsSuccess(zeros.data(), 16, 0x10000));
     EXPECT_EQ(FailedChecks(), 1U);
 }
@@ -149,26 +111,20 @@ TEST_F(CheckedTransfer, ChecksumThatDidNotArriveIsNoChecksum) {
 TEST_F(CheckedTransfer, AttemptsAreThreeAndAFailedCommandEndsItsOwn) {
     const struct {
         bool write;
-        std::vector<std::tuple<Kind, int, Fault>> faults;
+        std::vector<std::tuple<char, int, FaultKind>> faults;
         const char* order;  // the commands, as FlashFrame has them
         std::size_t failedChecks;
         bool done;
     } rows[] = {
-        {false, {{Kind::Read, 1, Fault::Flip}, {Kind::Checksum, 2, Fault::Flip}}, "R?=R?=R?=", 2, true},
+        {false, {{'R', 1, FaultKind::Flip}, {'=', 2, FaultKind::Flip}}, "R?=R?=R?=", 2, true},
         {false,
-         {{Kind::Read, 1, Fault::Refuse}, {Kind::Read, 2, Fault::Flip}, {Kind::Read, 3, Fault::Refuse}},
+         {{'R', 1, FaultKind::Refuse}, {'R', 2, FaultKind::Flip}, {'R', 3, FaultKind::Refuse}},
          "RR?=R",
          1,
          false},
+        {true, {{'E', 1, FaultKind::Refuse}, {'P', 1, FaultKind::Refuse}}, "nsnEnsnEnsnPnsnEnsnP=", 0, true},
         {true,
-         {{Kind::Erase, 1, Fault::Refuse}, {Kind::Program, 1, Fault::Refuse}},
-         "nsnEnsnEnsnPnsnEnsnP=",
-         0,
-         true},
-        {true,
-         {{Kind::Program, 1, Fault::Flip},
-          {Kind::Program, 2, Fault::Nothing},
-          {Kind::Checksum, 3, Fault::Refuse}},
+         {{'P', 1, FaultKind::Flip}, {'P', 2, FaultKind::Lie}, {'=', 3, FaultKind::Refuse}},
          "nsnEnsnP=nsnEnsnP=nsnEnsnP=",
          3,
          false},
@@ -196,7 +152,7 @@ TEST_F(CheckedTransfer, WriteInsideABlockKeepsTheRestOfIt) {
 
 TEST_F(CheckedTransfer, BlockThatCannotBeReadIsNotTouched) {
     for (int attempt = 1; attempt <= kAttempts; ++attempt)
-        m_frame.FailAt(Kind::Read, attempt, Fault::Flip);
+        m_frame.FailAt('R', attempt, FaultKind::Flip);
     EXPECT_FALSE(Write(4096, 0x28000));
     EXPECT_EQ(m_frame.Order(), "R?=R?=R?=");
 }
@@ -247,13 +203,13 @@ class ProcessFlash : public testing::Test {
 };
 
 TEST_F(ProcessFlash, PreparationMayFailTheCommandItselfMayNot) {
-    m_frame.FailAt(Kind::Enable, 1, Fault::Refuse);
-    m_frame.FailAt(Kind::WriteStatus, 1, Fault::Refuse);
-    m_frame.FailAt(Kind::Enable, 2, Fault::Refuse);
+    m_frame.FailAt('n', 1, FaultKind::Refuse);
+    m_frame.FailAt('s', 1, FaultKind::Refuse);
+    m_frame.FailAt('n', 2, FaultKind::Refuse);
     EXPECT_TRUE(m_flash.Erase4KFlash(0x10000));
-    m_frame.FailAt(Kind::Erase, 1, Fault::Refuse);
+    m_frame.FailAt('E', 1, FaultKind::Refuse);
     EXPECT_FALSE(m_flash.Erase4KFlash(0x10000));
-    m_frame.FailAt(Kind::Program, 1, Fault::Refuse);
+    m_frame.FailAt('P', 1, FaultKind::Refuse);
     EXPECT_FALSE(m_flash.WriteToFlash(m_data.data(), 16, 0x10000));
     EXPECT_EQ(m_frame.Order(), "nsnEnsnEnsnP");
 }
@@ -265,7 +221,7 @@ TEST_F(ProcessFlash, PollsAreBoundedByTimeAndByTheFrame) {
     EXPECT_GT(m_frame.Order().size(), 3U);  // it did poll for a while
 
     m_flash.SetReadyLimit(std::chrono::hours(1));
-    m_frame.FailAt(Kind::Status, 5, Fault::Unplug);
+    m_frame.FailAt('?', 5, FaultKind::Unplug);
     m_frame.ForgetSent();
     EXPECT_FALSE(m_flash.WaitFlashReady());
     EXPECT_EQ(m_frame.SentCount(), 5U);
@@ -369,7 +325,7 @@ TEST(FlashClock, SendsLocalTimeAndZone) {
     }
     EXPECT_EQ(clock.m_readings, static_cast<int>(std::size(rows)));
 
-    frame.FailAt(Kind::Clock, 1, Fault::Refuse);
+    frame.FailAt('C', 1, FaultKind::Refuse);
     EXPECT_FALSE(flash.SynchronizeDPFtime());
 }
 

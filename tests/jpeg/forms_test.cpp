@@ -1,15 +1,10 @@
 #include <algorithm>
 #include <array>
-#include <cstdio>
-#include <filesystem>
-#include <memory>
 #include <random>
 
 #include <gtest/gtest.h>
-#include <jpeglib.h>
 
 #include "jpeg/codec_form.h"
-#include "jpeg/decode_loops.h"
 #include "jpeg/decoder.h"
 #include "jpeg/encode_vectors.h"
 #include "jpeg/encoder.h"
@@ -186,48 +181,6 @@ TEST(Forms, BoundTheSameSizes) {
     }
 }
 
-using Coefficients = std::array<std::int16_t, 64>;
-
-// The samples of the same block in all places of a group, by the plain form and by vectors.
-void ExpectSameSamples(const Coefficients& block) {
-    const DecodeLoops& loops = ChosenDecodeLoops();
-    std::vector<std::int16_t> coefficients(64 * loops.group);
-    for (std::size_t i = 0; i < coefficients.size(); ++i)
-        coefficients[i] = block[i / (8 * loops.group) * 8 + i % 8];
-    std::array<std::uint8_t, 8 * kChunkColumns> samples{};
-    loops.transform(coefficients.data(), loops.group, samples.data());
-    std::array<std::uint8_t, 64> expected{};
-    idct_int(block.data(), expected.data(), 8);
-    for (std::size_t row = 0; row < 8; ++row) {
-        for (std::size_t x = 0; x < 8 * loops.group; ++x)
-            ASSERT_EQ(samples[row * kChunkColumns + x], expected[row * 8 + x % 8]) << row << ", " << x;
-    }
-}
-
-// From blocks as pictures have them to ones that no picture has: values wrap at 16 bits, and what is left of
-// them must be the same.
-TEST(Forms, TransformBackToTheSameSamples) {
-    InEveryVectorForm([] {
-        std::mt19937 random(4);
-        for (int round = 0; round < 20000; ++round) {
-            const int bits = round % 17;
-            Coefficients block{};
-            // What is 0 from some row or column on is left out.
-            const std::size_t rows = 1 + random() % 8;
-            const std::size_t columns = 1 + random() % 8;
-            const auto any = [&]() -> std::int16_t& {
-                return block[random() % rows * 8 + random() % columns];
-            };
-            for (auto count = random() % 65; count > 0; --count)
-                any() =
-                    static_cast<std::int16_t>(static_cast<int>(random() % (1U << bits)) - (1 << bits) / 2);
-            if (random() % 64 == 0)
-                any() = -32768;
-            ASSERT_NO_FATAL_FAILURE(ExpectSameSamples(block)) << "round " << round;
-        }
-    });
-}
-
 void ExpectSamePicture(const Bytes& stream) {
     const auto expected = Plainly([&] { return DecodeStream(stream, 0, 0); });
     InEveryVectorForm([&] {
@@ -276,44 +229,6 @@ TEST(Forms, BoundWhatHasNoCode) {
         for (std::size_t i = 0; i < picture.pixels.size(); ++i)
             ASSERT_NEAR(decoded->pixels[i], picture.pixels[i], 4) << quality;
     }
-}
-
-// The middle of an installed photograph at native size. It is sound: libjpeg's own handling of errors, which
-// ends the program, will do.
-TestPicture Crop(const std::filesystem::path& path, int width, int height) {
-    const std::unique_ptr<FILE, int (*)(FILE*)> file(std::fopen(path.c_str(), "rb"), std::fclose);
-    jpeg_decompress_struct jpeg{};
-    jpeg_error_mgr errors{};
-    jpeg.err = jpeg_std_error(&errors);
-    jpeg_create_decompress(&jpeg);
-    jpeg_stdio_src(&jpeg, file.get());
-    jpeg_read_header(&jpeg, TRUE);
-    jpeg.out_color_space = JCS_EXT_BGR;
-    jpeg_start_decompress(&jpeg);
-    TestPicture picture(width, height);
-    Bytes row(std::size_t{jpeg.output_width} * 3);
-    const int left = (static_cast<int>(jpeg.output_width) - width) / 2;
-    const int top = (static_cast<int>(jpeg.output_height) - height) / 2;
-    for (int y = 0; y < top + height; ++y) {
-        JSAMPROW rows[] = {row.data()};
-        jpeg_read_scanlines(&jpeg, rows, 1);
-        if (y >= top)
-            std::copy_n(row.begin() + left * 3, width * 3, picture.At(0, y - top));
-    }
-    jpeg_destroy_decompress(&jpeg);
-    return picture;
-}
-
-// Blocks as cameras make them, from the photographs of the package mate-backgrounds.
-TEST(Forms, TreatPhotographsTheSame) {
-    const std::filesystem::path folder = "/usr/share/backgrounds/mate/nature";
-    if (!std::filesystem::exists(folder))
-        GTEST_SKIP() << "mate-backgrounds is not installed";
-    for (const auto& entry : std::filesystem::directory_iterator(folder))
-        for (const int quality : {50, 90})
-            for (const int mode : {0, 3})
-                ASSERT_NO_FATAL_FAILURE(ExpectSameBytesAndPixels(Crop(entry.path(), 240, 117), quality, mode))
-                    << entry.path();
 }
 
 TEST(Forms, DecodeDamageTheSame) {

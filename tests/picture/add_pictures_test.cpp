@@ -70,8 +70,6 @@ class AddPicturesTest : public testing::Test {
         m_store.gmyPictureData.reset(store::CreateList());
         store::CountFreeSpace();
     }
-    // The list already has that many pictures.
-    void Count(int pictures) { m_store.gmyTotalePicture = m_store.gmyTotalePictureNum = pictures; }
     // What the selected picture takes at a quality, apart from all else.
     int SizeAt(int quality) {
         EXPECT_TRUE(SaveBmpFile(*RenderLcdBitmap(m_store.gmyDrawrect), static_cast<int>(m_store.gmyLcdWidth),
@@ -80,7 +78,6 @@ class AddPicturesTest : public testing::Test {
                                       static_cast<int>(m_store.gmyLcdWidth),
                                       static_cast<int>(m_store.gmyLcdHeight), quality, m_store.G_YValue);
     }
-    std::vector<std::uint8_t> Bytes(const Path& file) { return ReadFile(file).value(); }
     bool Exists(int number) {
         const std::string name = "Picture" + std::to_string(number) + ".bmp";
         return fs::exists(store::BitmapPath(name)) || fs::exists(store::StreamPath(name));
@@ -138,71 +135,7 @@ TEST_F(AddPicturesTest, FitPercentIsTakenFromThe32BitFit) {
     EXPECT_EQ(FitPercent(FitScale(1, 1, 65535, 65535)), 1000);
 }
 
-TEST_F(AddPicturesTest, AnAddedPictureIsListedAndCharged) {
-    ASSERT_TRUE(SelectOnePicture(MakeFile("a.bmp", 300, 200, 100), true));
-    Count(4);
-    const Result<AddedPicture> added = AddEditPicture();
-    ASSERT_TRUE(added);
-    EXPECT_EQ(added->name, "Picture5.bmp");
-    EXPECT_EQ(added->quality, 90);
-    ASSERT_EQ(m_store.gmyPictureData->count, 1);
-    const store::FileData& record = *store::GetNode(m_store.gmyPictureData.get(), 1);
-    EXPECT_EQ(record.fileName, "Picture5.bmp");
-    EXPECT_EQ(record.fileRef, store::BitmapPath("Picture5.bmp"));
-    EXPECT_EQ(record.seqIndex, 1005);
-    EXPECT_EQ(record.picSize, added->bytes);
-    EXPECT_EQ(record.inFrame, 0);
-    EXPECT_EQ(m_store.TotolFlashSizeForPic, 4'000'000 - added->bytes);
-    EXPECT_EQ(Bytes(store::StreamPath("Picture5.bmp")).size(), static_cast<std::size_t>(added->bytes));
-    EXPECT_EQ(Bytes(record.fileRef).size(), 49206U);
-    EXPECT_THAT(m_status.Notes(), testing::ElementsAre("The sequence number:: 5"));
-    EXPECT_EQ(m_status.Lists().back().first, 5);
-    EXPECT_EQ(m_port.advances, 1);
-}
-
-TEST_F(AddPicturesTest, QualityGoesDownUntilTheShareFits) {
-    ASSERT_TRUE(SelectOnePicture(MakeFile("a.bmp", 128, 128, 150), true));
-    const int size60 = SizeAt(60), size90 = SizeAt(90), size10 = SizeAt(10);
-    ASSERT_LT(size60, SizeAt(70));
-    const struct {
-        const char* what;
-        int limit, listed, free;
-        int quality;  // 0: refused
-    } rows[] = {
-        {"89 places are left behind the eleventh", 100, 10, 89 * size60 + 88, 60},
-        {"a byte less", 100, 10, 89 * size60 - 1, 50},
-        {"the last place may take all that is left", 12, 11, size90, 90},
-        {"the thirteenth", 12, 12, size90, 0},
-        {"too little at the lowest quality", 100, 0, 99 * size10 - 1, 0},
-        {"and the next begins at the frame's own again", 100, 0, 10'000'000, 90},
-        {"the 509th", 0, 508, 4'000'000, 90},
-        {"the 510th", 0, 509, 4'000'000, 0},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.what);
-        m_store.G_TotalPicNum = row.limit;
-        m_store.geometry.mostPictures = row.limit != 0 ? row.limit : store::kMostPictures;
-        Count(row.listed);
-        UseSpace(row.free);
-        const Result<AddedPicture> added = AddEditPicture();
-        EXPECT_EQ(added ? added->quality : 0, row.quality);
-        EXPECT_EQ(Exists(row.listed + 1), row.quality > 0);
-        EXPECT_EQ(m_store.TotolFlashSizeForPic, row.free - (added ? added->bytes : 0));
-        if (row.quality > 0) {
-            SizeAt(row.quality);
-            EXPECT_EQ(Bytes(store::StreamPath(added->name)), Bytes(m_folder / "probe"))
-                << "the last encoding must not depend on those before";
-        } else {
-            ExpectRefused(added, row.listed,
-                          row.limit == 100 ? "Couldn't Process the Picture!" : "Can't add anymore pictures!",
-                          row.limit == 100 ? "even at the lowest quality" : "holds at most");
-        }
-        fs::remove(store::BitmapPath("Picture" + std::to_string(row.listed + 1) + ".bmp"));
-        fs::remove(store::StreamPath("Picture" + std::to_string(row.listed + 1) + ".bmp"));
-    }
-}
-
-TEST_F(AddPicturesTest, UnlimitedFramesTakeWhatFits) {
+TEST_F(AddPicturesTest, FramesTakeWhatFitsToTheByte) {
     ASSERT_TRUE(SelectOnePicture(MakeFile("a.bmp", 128, 128, 150), true));
     Pictures().G_CurQuanlity = 70;
     UseSpace(SizeAt(70) - 1);
@@ -212,7 +145,13 @@ TEST_F(AddPicturesTest, UnlimitedFramesTakeWhatFits) {
     ExpectRefused(AddEditPicture(), 0, "Device Not Online!", "free on the frame");
     UseSpace(SizeAt(70));
     EXPECT_EQ(AddEditPicture()->quality, 70);
+    EXPECT_EQ(m_status.Notes().back(), "The sequence number:: 1");
+    EXPECT_EQ(m_port.advances, 1);
+    EXPECT_EQ(store::GetNode(m_store.gmyPictureData.get(), 1)->seqIndex, 1001);
     EXPECT_EQ(m_store.TotolFlashSizeForPic, 0);
+    m_store.G_TotalPicNum = m_store.geometry.mostPictures = 2;
+    UseSpace(SizeAt(60));
+    EXPECT_EQ(AddEditPicture()->quality, 60) << "the last place takes the last byte";
 }
 
 TEST_F(AddPicturesTest, WhatCannotBeWrittenIsNotAdded) {

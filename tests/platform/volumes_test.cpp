@@ -7,10 +7,8 @@
 #include <memory>
 #include <thread>
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <systemd/sd-bus.h>
 #include <unistd.h>
 
@@ -110,28 +108,18 @@ TEST(FileHolders, ProgramsAreNamedByOpenFileWorkingFolderAndMapping) {
 class PrivateBus {
   public:
     PrivateBus() {
-        int ends[2];
-        if (::pipe2(ends, O_CLOEXEC) != 0)
-            return;
-        m_daemon = ::fork();
-        if (m_daemon == 0) {
-            ::dup2(ends[1], STDOUT_FILENO);
-            ::dup2(::open("/dev/null", O_WRONLY | O_CLOEXEC), STDERR_FILENO);
-            ::execlp("dbus-daemon", "dbus-daemon", "--session", "--nofork", "--print-address=1", nullptr);
-            ::_exit(127);
-        }
-        ::close(ends[1]);
-        FILE* answer = ::fdopen(ends[0], "r");
+        FILE* answer =
+            ::popen("dbus-daemon --session --fork --print-address=1 --print-pid=1 2>/dev/null", "r");
         char line[300] = {};
-        if (std::fgets(line, sizeof line, answer) != nullptr)
-            m_address = std::string(line, std::string(line).find('\n'));
-        std::fclose(answer);
+        if (std::fscanf(answer, "%299s %d", line, &m_daemon) == 2)
+            m_address = line;
+        ::pclose(answer);
         ::setenv("DBUS_SYSTEM_BUS_ADDRESS", m_address.c_str(), 1);
     }
     ~PrivateBus() {
         ::unsetenv("DBUS_SYSTEM_BUS_ADDRESS");
-        ::kill(m_daemon, SIGTERM);
-        ::waitpid(m_daemon, nullptr, 0);
+        if (m_daemon > 0)
+            ::kill(m_daemon, SIGTERM);
     }
     PrivateBus(const PrivateBus&) = delete;
     PrivateBus& operator=(const PrivateBus&) = delete;
@@ -233,7 +221,8 @@ TEST_F(UdisksTest, WithoutTheServiceOrTheBusThereIsNone) {
     EXPECT_EQ(UnmountByService("/dev/sdb1").error().kind, ErrorKind::NotFound);
     {
         DiskService service(m_bus.Address(), "");
-        EXPECT_EQ(UnmountByService("/dev/unknown").error().kind, ErrorKind::Gone) << "a volume, not the service";
+        EXPECT_EQ(UnmountByService("/dev/unknown").error().kind, ErrorKind::Gone)
+            << "a volume, not the service";
     }
     ::setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nowhere", 1);
     EXPECT_EQ(UnmountByService("/dev/sdb1").error().kind, ErrorKind::NotFound);

@@ -1,4 +1,4 @@
-"""The plug pulled before, in and after every kind of command that a frame is sent, and at random moments.
+"""The plug pulled before, in and after commands of every kind, and at random moments.
 
 After each pull: the program has said so within seconds, and at the next plug every picture is there to the byte.
 """
@@ -18,45 +18,10 @@ def check(truth, what):
         raise AssertionError(what)
 
 
-def instruction(block):
-    """What a vendor block has the chip do: its opcode and SPI instruction."""
-    return block[:2] + block[20:22] if block[10:12] != "05" else "sum"
-
-
-def kinds_of(commands):
-    """(name, fault's number and block, whether it is in the connection) of the first command of each kind, given the
-    blocks of a call that adds a picture."""
-    names, found = {}, []
-    second = [n for n, block in enumerate(commands) if block.startswith("12")][1]
-    erases = [n for n, block in enumerate(commands) if instruction(block) == "CBD8"]
-    for number, block in enumerate(commands):
-        name = name_of(number, block, number < second - 3, erases)
-        if name not in names:
-            names[name] = number
-            # The clock's block holds the time.
-            key = block if not block.startswith("CA") else "CA"
-            found.append((name, "%d:%%s %s" % (commands[:number + 1].count(block), key), number < second - 3))
-    return found
-
-
-def name_of(number, block, connecting, erases):
-    if block.startswith("12"):
-        return "INQUIRY" if number == 0 else "identity INQUIRY"
-    if block.startswith("CA"):
-        return "clock"
-    what = {"CD05": "status poll", "CB06": "write enable", "CB01": "status write", "sum": "checksum"}.get(instruction(block))
-    if what == "checksum" and number > erases[-1]:
-        return "table's checksum"
-    if instruction(block) == "CD03":
-        length, address = block[14:20], block[22:28]
-        what = "read of the old block" if not connecting else \
-            "info read" if address == "000000" else "table read" if length == "001000" else "picture read"
-    if instruction(block) in ("CBD8", "CB02"):
-        what = "erase" if instruction(block) == "CBD8" else "program"
-        turn = sum(1 for erase in erases if erase <= number)
-        return "table invalidation's " + what if turn == 1 else \
-            "table's " + what if turn == len(erases) else "pictures' " + what
-    return "connection's " + what if connecting else "download's " + what
+# (what, in which call, the fault's number and block): one of each that a bus treats in another way.
+COMMANDS = [("a read of the table", "list", "1:%s CD00000000000400100003"), ("a status poll", "list", "2:%s CD000000000001"),
+            ("the connection's INQUIRY", "list", "1:%s 120000004000"), ("an erase", "add", "1:%s CB000000000004000000D8"),
+            ("the pictures' program", "add", "2:%s CB0000000000040100000201"), ("a checksum", "add", "9:%s CD0000000005")]
 
 
 class Pulls:
@@ -115,15 +80,11 @@ class Pulls:
 
     # ------------------------------------------------------------------------------------ pulls
 
-    def everywhere(self, wanted):
-        """`wanted`: whether to pull, of a kind's name and a moment."""
-        kinds = kinds_of(self.undisturbed())
-        for name, fault, connecting in kinds:
-            for moment, order in MOMENTS.items():
-                if wanted(name, moment):
-                    call = "list" if connecting else "add source%d.bmp" % (STORED + 1)
-                    self.once("%s a %s" % (moment, name), call, fault % order)
-        return [name for name, *_ in kinds]
+    def in_commands(self, moments):
+        for what, call, fault in COMMANDS:
+            for moment in moments:
+                self.once("%s %s" % (moment, what), "list" if call == "list" else "add source%d.bmp" % (STORED + 1),
+                          fault % MOMENTS[moment])
 
     def at_random(self, generator, count):
         most = len(self.undisturbed())

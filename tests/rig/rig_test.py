@@ -336,11 +336,8 @@ class Story:
     def pulled_in_any_command_no_picture_is_lost(self):
         self.without_udevd()
         pulls = Pulls(self, self.frame, self.local_call)
-        if self.thorough:
-            kinds = pulls.everywhere(lambda kind, moment: True)
-        else:  # where the controller makes a difference: within data
-            kinds = pulls.everywhere(lambda kind, moment: moment == "in" and ("read" in kind or "program" in kind))
-        print("    %s\n    %d kinds of command: %s" % (pulls.report(), len(kinds), ", ".join(kinds)))
+        pulls.in_commands(("before", "in", "after") if self.thorough else ("in",))
+        print("    " + pulls.report())
 
     def pulled_at_a_random_moment_no_picture_is_lost(self):
         self.without_udevd()

@@ -7,7 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include "base/sha256.h"
 #include "tests/support/diagnostic_capture.h"
 #include "tests/support/temporary_folder.h"
 #include "tests/support/write_limit.h"
@@ -202,14 +201,6 @@ TEST_F(Frame, RefusesOtherCommandsOfADisk) {
     EXPECT_EQ(driver.Send({}), kCheck);
     EXPECT_EQ(driver.Send({0x00, 0}), kCheck) << "a short block, without data";
     EXPECT_EQ(ReadBlocks(driver, 4095, 1, block), kGood);
-}
-
-// A real kernel mounts this volume and reads its file: tests/rig/.
-TEST_F(Frame, CarriesTheMarkFileInItsVolume) {
-    Bytes volume(std::size_t{4096} * 512);
-    EXPECT_EQ(ReadBlocks(driver, 0, 4096, volume), kGood);
-    EXPECT_EQ(HexText(Sha256(volume)), "29db312945b7cc8fd16d28374b2e5a4f11bbc17f72d20d9bfe6261cd3682c226")
-        << "another volume: see that it can be mounted before this sum is written anew";
 }
 
 // An image file that cannot be written or read. What is taken for one, and by whom, is asked from outside.
