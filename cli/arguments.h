@@ -95,6 +95,8 @@ struct Arguments {
     bool originalNames = false;      // save
     bool check = false;              // what was written, by reading it back
     bool mend = false;               // check
+    int replaceAt = 0;               // add --replace: a position; 0: none
+    bool makeRoom = false;           // add
     bool dryRun = false;             // add, download, delete, move
     std::optional<Path> saveFolder;  // recover --save
     bool forget = false;             // recover --forget

@@ -10,24 +10,27 @@
 #include "store/store.h"
 
 namespace lumato::picture {
-namespace {
 
-Result<std::vector<std::uint8_t>> PixelsOf(const AlbumEntry& entry, int width, int height) {
+Result<std::vector<std::uint8_t>> PixelsMadeAnew(const AlbumEntry& entry) {
+    const store::StoreState& store = store::Store();
     if (entry.pose.IsFitted())
-        return ComposeFitted(entry.source, width, height);
+        return ComposeFitted(entry.source, static_cast<int>(store.gmyLcdWidth),
+                             static_cast<int>(store.gmyLcdHeight));
     LUMATO_TRY_VOID(SelectOnePicture(entry.source, false));
     ApplyPose(entry.pose);
-    auto pixels = RenderLcdBitmap(WithTopLeftCorner(store::Store().gmyDrawrect));
+    auto pixels = RenderLcdBitmap(WithTopLeftCorner(store.gmyDrawrect));
     ReleaseSelection();
     return pixels;
 }
+
+namespace {
 
 Result<std::vector<std::uint8_t>> MakeStreamOf(const AlbumEntry& entry, const Path& bitmap,
                                                const Path& stream) {
     const store::StoreState& store = store::Store();
     const auto width = static_cast<int>(store.gmyLcdWidth);
     const auto height = static_cast<int>(store.gmyLcdHeight);
-    LUMATO_TRY(const auto pixels, PixelsOf(entry, width, height));
+    LUMATO_TRY(const auto pixels, PixelsMadeAnew(entry));
     LUMATO_TRY_VOID(SaveBmpFile(pixels, width, height, bitmap));
     CRv512Encoder encoder;
     if (encoder.EnCode(bitmap, stream, width, height, entry.quality, store.G_YValue) <= 0)

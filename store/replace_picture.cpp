@@ -13,14 +13,6 @@
 namespace lumato::store {
 namespace {
 
-int PositionOf(const FileData* wanted) {
-    int position = 1;
-    const FileData* record = Store().gmyPictureData->sentinel->next;
-    for (; record != wanted; record = record->next)
-        ++position;
-    return position;
-}
-
 // Links the new one in the old one's place, and gives the old one back.
 std::unique_ptr<FileData> Exchange(int position, std::unique_ptr<FileData> picture) {
     FileData* before = GetNode(Store().gmyPictureData.get(), position - 1);
@@ -58,7 +50,7 @@ Result<void> ReplacePicture(int position, std::unique_ptr<FileData> picture) {
     // The place is that of the picture which people saw there.
     const FileData* replaced = GetNode(store.gmyPictureData.get(), position);
     ResumeDownload();
-    const int place = PositionOf(replaced);
+    const int place = PositionOf(store.gmyPictureData.get(), replaced->fileName);
     LUMATO_TRY_VOID(KeepAddition(*picture));
     ForgetAdditions(replaced, replaced->next);
     picture->seqIndex = place + kAddedSequenceBase;
