@@ -9,6 +9,7 @@
 #include "app/texts.h"
 #include "picture/picture_state.h"
 #include "store/messages.h"
+#include "store/room_left.h"
 #include "store/store.h"
 #include "store/transfer.h"
 #include "text/localized.h"
@@ -84,7 +85,7 @@ void MainWindow::MyAddButtonHandler() {
     if (rect.width == 0 || rect.height == 0)
         return;
     SelPicArrayRef = CollectBatch();
-    if (SelPicArrayRef.size() >= 2) {
+    if (SelPicArrayRef.size() >= 2 && !m_again) {
         std::vector<Path> files;
         for (auto id = SelPicArrayRef.rbegin(); id != SelPicArrayRef.rend(); ++id)
             files.push_back(m_browser->Items().Find(*id)->spec);
@@ -103,18 +104,44 @@ void MainWindow::AddEditPicture() {
     if (picture::Pictures().gmyCGimage == nullptr)
         return;
     ForgetDeletion();
-    m_adding = RunTask([] { static_cast<void>(picture::AddEditPicture()); }, [this] { m_adding = false; });
+    struct Adding {
+        Path source = picture::Pictures().editSource;
+        picture::Pose pose = picture::CurrentPose();
+        bool added = false;
+        std::vector<picture::Lowered> plan{};
+    };
+    auto adding = std::make_shared<Adding>();
+    const auto work = [adding, replaces = PositionEditedAgain()] {
+        const auto added = picture::AddEditPicture({replaces});
+        adding->added = added.has_value();
+        if (!added && added.error().kind == ErrorKind::Refused && replaces == 0)
+            adding->plan = picture::WouldMakeRoom(adding->source, adding->pose);
+    };
+    m_adding = RunTask(work, [this, adding] {
+        m_adding = false;
+        if (adding->added)
+            EndEditAgain();
+        OfferRoom(adding->plan, {adding->source}, adding->pose);
+    });
 }
 
-void MainWindow::AddFiles(std::vector<Path> files) {
+// Whether so many more would fit, as far as the listed ones tell.
+void MainWindow::ShowBatchRoom(std::size_t pictures) {
+    if (MainThreadOwns() && pictures >= 2)
+        m_panel->SetNoteDetail(store::BatchRoomText(static_cast<int>(pictures)));
+}
+
+void MainWindow::AddFiles(std::vector<Path> files, const picture::Pose& pose, picture::Room room) {
     if (files.empty() || !m_panel->IsEnabled() || !MainThreadOwns() || !store::FrameOnline())
         return;
     m_loader.Forget();
     ForgetDeletion();
+    EndEditAgain();
+    ShowBatchRoom(files.size());
     picture::ReleaseSelection();
     m_panel->SetControlPanlEnable(false);
-    const bool started = m_link.StartTask([this, files = std::move(files)] {
-        const picture::BatchReport report = picture::ProcessMorePic(FilesOf(files));
+    const bool started = m_link.StartTask([this, files = std::move(files), pose, room] {
+        const picture::BatchReport report = picture::ProcessMorePic(FilesOf(files), pose, room);
         m_calls.Post([this, report] { TakeBatch(report); });
     });
     if (started)
@@ -124,12 +151,17 @@ void MainWindow::AddFiles(std::vector<Path> files) {
 }
 
 void MainWindow::StopWork() {
+    if (MainThreadOwns()) {
+        EndEditAgain();
+        m_panel->SetNoteDetail("");
+        return;
+    }
     ShowStop(false);
     store::RequestStop();
 }
 
 void MainWindow::ShowStop(bool possible) {
-    m_stopAction->setEnabled(possible);
+    m_stopAction->setEnabled(possible || (m_again && m_again->shown));
     findChild<QPushButton*>(QLatin1String(kStopButton))->setVisible(possible);
 }
 
@@ -165,6 +197,11 @@ void MainWindow::TakeBatch(const picture::BatchReport& report) {
         }
     }
     SelPicArrayRef.clear();
+    if (report.couldLower.empty())
+        return;
+    std::vector<Path> left = report.notTried;
+    left.insert(left.begin(), report.refused.back().file);
+    OfferRoom(report.couldLower, std::move(left), {});
 }
 
 void MainWindow::MyDeleteAllCheckBoxHandler(bool on) {

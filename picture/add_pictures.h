@@ -112,7 +112,8 @@ struct BatchReport {
     std::vector<Added> added;
     std::vector<Refused> refused;
     std::vector<Path> notTried;
-    std::vector<Lowered> lowered;  // that gave way, some of them more than once
+    std::vector<Lowered> couldLower;  // to make room for the last one refused; empty: nothing would help
+    std::vector<Lowered> lowered;     // that gave way, some of them more than once
 };
 
 // Told before each file how many have been tried.
@@ -130,6 +131,9 @@ enum class Waiting {
 BatchReport AddPictures(const std::vector<Path>& files, const Pose& pose, AfterRefusal policy,
                         const BatchProgress& progress = {}, Waiting waiting = Waiting::AddAgain,
                         Room room = Room::AsItIs, int replaces = 0);
+// What could give way to a file that was refused for want of room; empty: nothing would help, or it is not
+// that. The edit view shows the file afterwards.
+std::vector<Lowered> WouldMakeRoom(const Path& file, const Pose& pose);
 // Body of the batch task: adds the files in that pose until one is refused, and tells people what
 // came of it. Requires: StartTransfer() succeeded and there is no edit picture.
 BatchReport ProcessMorePic(const std::vector<Path>& files, const Pose& pose = {}, Room room = Room::AsItIs);

@@ -271,6 +271,13 @@ BatchReport AddPictures(const std::vector<Path>& files, const Pose& pose, AfterR
     return report;
 }
 
+std::vector<Lowered> WouldMakeRoom(const Path& file, const Pose& pose) {
+    ReleaseSelection();
+    auto plan = PlanRoomFor(file, pose);
+    ShowLast(file, pose, {});
+    return std::move(plan).value_or(std::vector<Lowered>());
+}
+
 BatchReport ProcessMorePic(const std::vector<Path>& files, const Pose& pose, Room room) {
     store::StoreState& store = store::Store();
     store::TransferOwner owner;
@@ -284,6 +291,9 @@ BatchReport ProcessMorePic(const std::vector<Path>& files, const Pose& pose, Roo
             store.status->SetDownLoadPrcess(static_cast<int>(100 * tried / files.size()));
         };
         report = AddPictures(files, pose, AfterRefusal::Stop, progress, Waiting::AddAgain, room);
+        if (room == Room::AsItIs && !report.refused.empty() && !report.refused.back().unreadable &&
+            report.refused.back().reason.kind == ErrorKind::Refused)
+            report.couldLower = WouldMakeRoom(report.refused.back().file, pose);
     }
     store.status->ShowPictureList(store.gmyTotalePictureNum, store.gmyCurrentSelectItem);
     store.status->SetDownLoadPrcess(0);

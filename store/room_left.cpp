@@ -32,6 +32,9 @@ std::optional<int> RoomForMore() {
     if (usual <= 0 || !store.geometry.whyReadOnly.empty())
         return std::nullopt;
     const int places = std::max(0, store.geometry.mostPictures - store.gmyTotalePictureNum);
+    // A frame with a limit comes down with the quality until each of its places is taken.
+    if (store.G_TotalPicNum != 0)
+        return store.TotolFlashSizeForPic > 0 ? places : 0;
     return static_cast<int>(std::min<std::int64_t>(store.TotolFlashSizeForPic / usual, places));
 }
 
@@ -39,6 +42,8 @@ std::string RoomText() {
     const auto more = RoomForMore();
     if (!more)
         return "";
+    if (Store().G_TotalPicNum != 0)
+        return "places for " + std::to_string(*more) + " more";
     return *more == 0 ? "no room for another one like these"
                       : "room for about " + std::to_string(*more) + " more like these";
 }
@@ -47,6 +52,8 @@ std::string BatchRoomText(int pictures) {
     const auto more = RoomForMore();
     if (!more)
         return "";
+    if (Store().G_TotalPicNum != 0)
+        return std::to_string(pictures) + " pictures, and places for " + std::to_string(*more) + " more";
     const std::string fit = *more >= pictures ? "they fit" : "about " + std::to_string(*more) + " fit";
     return "these " + std::to_string(pictures) + " take about " + Megabytes(UsualBytes() * pictures) + ", " +
            Megabytes(Store().TotolFlashSizeForPic) + " are free: " + fit;
