@@ -9,6 +9,7 @@
 #include "app/texts.h"
 #include "picture/picture_state.h"
 #include "store/messages.h"
+#include "store/room_left.h"
 #include "store/store.h"
 #include "store/transfer.h"
 #include "text/localized.h"
@@ -92,7 +93,7 @@ void MainWindow::MyAddButtonHandler() {
     if (rect.width == 0 || rect.height == 0)
         return;
     SelPicArrayRef = CollectBatch();
-    if (SelPicArrayRef.size() >= 2) {
+    if (SelPicArrayRef.size() >= 2 && !m_again) {
         std::vector<Path> files;
         for (auto id = SelPicArrayRef.rbegin(); id != SelPicArrayRef.rend(); ++id)
             files.push_back(m_browser->Items().Find(*id)->spec);
@@ -110,31 +111,63 @@ void MainWindow::MyAddButtonHandler() {
 void MainWindow::AddEditPicture() {
     if (picture::Pictures().gmyCGimage == nullptr)
         return;
-    const auto add = [] { static_cast<void>(picture::AddEditPicture()); };
-    m_adding =
-        RunTask([this, add] { m_edits.Do(store::Edit::Kind::Add, add); }, [this] { m_adding = false; });
+    struct Adding {
+        Path source = picture::Pictures().editSource;
+        picture::Pose pose = picture::CurrentPose();
+        bool added = false;
+        std::vector<picture::Lowered> plan{};
+    };
+    auto adding = std::make_shared<Adding>();
+    const int replaces = PositionEditedAgain();
+    const auto add = [adding, replaces] {
+        const auto added = picture::AddEditPicture({replaces});
+        adding->added = added.has_value();
+        if (!added && added.error().kind == ErrorKind::Refused && replaces == 0)
+            adding->plan = picture::WouldMakeRoom(adding->source, adding->pose);
+    };
+    const auto kind = replaces != 0 ? store::Edit::Kind::Replace : store::Edit::Kind::Add;
+    m_adding = RunTask([this, kind, add] { m_edits.Do(kind, add); },
+                       [this, adding] {
+                           m_adding = false;
+                           if (adding->added)
+                               EndEditAgain();
+                           OfferRoom(adding->plan, {adding->source}, adding->pose);
+                       });
 }
 
-void MainWindow::AddFiles(std::vector<Path> files) {
+// Whether so many more would fit, as far as the listed ones tell.
+void MainWindow::ShowBatchRoom(std::size_t pictures) {
+    if (MainThreadOwns() && pictures >= 2)
+        m_panel->SetNoteDetail(store::BatchRoomText(static_cast<int>(pictures)));
+}
+
+void MainWindow::AddFiles(std::vector<Path> files, const picture::Pose& pose, picture::Room room) {
     if (files.empty() || !m_panel->IsEnabled() || !MainThreadOwns() || !store::FrameOnline())
         return;
     m_loader.Forget();
+    EndEditAgain();
+    ShowBatchRoom(files.size());
     picture::ReleaseSelection();
     auto report = std::make_shared<picture::BatchReport>();
-    const auto add = [report, files = std::move(files)] {
-        *report = picture::ProcessMorePic(FilesOf(files));
+    const auto add = [report, files = std::move(files), pose, room] {
+        *report = picture::ProcessMorePic(FilesOf(files), pose, room);
     };
     RunLongTask([this, add] { m_edits.Do(store::Edit::Kind::Add, add); },
                 [this, report] { TakeBatch(*report); });
 }
 
 void MainWindow::StopWork() {
+    if (MainThreadOwns()) {
+        EndEditAgain();
+        m_panel->SetNoteDetail("");
+        return;
+    }
     ShowStop(false);
     store::RequestStop();
 }
 
 void MainWindow::ShowStop(bool possible) {
-    m_stopAction->setEnabled(possible);
+    m_stopAction->setEnabled(possible || (m_again && m_again->shown));
     findChild<QPushButton*>(QLatin1String(kStopButton))->setVisible(possible);
 }
 
@@ -169,6 +202,11 @@ void MainWindow::TakeBatch(const picture::BatchReport& report) {
         }
     }
     SelPicArrayRef.clear();
+    if (report.couldLower.empty())
+        return;
+    std::vector<Path> left = report.notTried;
+    left.insert(left.begin(), report.refused.back().file);
+    OfferRoom(report.couldLower, std::move(left), {});
 }
 
 void MainWindow::MyDeleteAllCheckBoxHandler(bool on) {

@@ -17,6 +17,7 @@
 #include "picture/picture_state.h"
 #include "store/local_files.h"
 #include "store/picture_count_text.h"
+#include "store/room_left.h"
 #include "store/store.h"
 #include "store/transfer.h"
 
@@ -114,6 +115,7 @@ void ControlPanel::InitViewLanguage() {
         SetControlText(row.id, Localized(row.key, row.defaultText));
     SetHeadings();
     SetAccessibleNames();
+    ShowRoom();
 }
 
 void ControlPanel::SetControlText(ControlId id, const QString& text) {
@@ -244,7 +246,9 @@ void ControlPanel::ShowSilence() {
 void ControlPanel::UpdateInfo() {
     const store::StoreState& store = store::Store();
     const int selected = store.gmyTotalePictureNum == 0 ? 0 : store.gmyCurrentSelectItem;
-    Post([this, total = QString::fromStdString(store::SpaceText()), selected] {
+    Post([this, total = QString::fromStdString(store::SpaceText()), selected, room = store::RoomForMore()] {
+        m_room = room;
+        ShowRoom();
         SetPicNumInfo(total, false);
         SetPicNumInfo(QStringLiteral("%1").arg(selected, 3, 10, QLatin1Char('0')), true);
     });
@@ -252,9 +256,18 @@ void ControlPanel::UpdateInfo() {
 
 void ControlPanel::ClearInfo() {
     Post([this] {
+        m_room.reset();
+        ShowRoom();
         SetPicNumInfo(QStringLiteral("0K/0K"), false);
         SetPicNumInfo(QStringLiteral("000"), true);
     });
+}
+
+void ControlPanel::ShowRoom() {
+    if (auto* label = m_window.findChild<QLabel*>(QStringLiteral("roomLabel")))
+        label->setText(m_room ? Localized("ROOM_FOR", "Room for more like these") +
+                                    QStringLiteral(": %1").arg(*m_room)
+                              : QString());
 }
 
 void ControlPanel::SetPicNumInfo(const QString& text, bool isCurrent) {

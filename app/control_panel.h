@@ -10,6 +10,7 @@
 #include <QTimer>
 #include <QWidget>
 #include <functional>
+#include <optional>
 
 #include "app/control_id.h"
 #include "app/main_thread_calls.h"
@@ -65,14 +66,16 @@ class ControlPanel : public QObject, public store::StatusPort {
     void ShowSilence();
     void SetPicNumInfo(const QString& text, bool isCurrent);
     void SetControlText(ControlId id, const QString& text);
+    void ShowRoom();
     void SetHeadings();
     void SetAccessibleNames();
 
     QMainWindow& m_window;
     MainThreadCalls m_calls;
     QTimer m_silenceWatch;
-    bool m_silent = false;  // the bar says that the frame is
-    QString m_progress;     // what else it says
+    bool m_silent = false;      // the bar says that the frame is
+    QString m_progress;         // what else it says
+    std::optional<int> m_room;  // for about so many more pictures; nothing: not known
     bool m_enabled = false;
     QPointer<QWidget> m_focus;  // had the focus when the panel was disabled
 };

@@ -26,6 +26,9 @@ void MainWindow::TakeSelection() {
         if (record.isFolder != 0 || !std::ranges::binary_search(selected, record.itemID))
             continue;
         m_addWhenLoaded = false;
+        EndEditAgain();
+        if (selected.size() >= 2)
+            ShowBatchRoom(CollectBatch().size());
         if (record.pictureCandidate != 0) {
             m_loader.Load({record.itemID, record.spec});
         } else {
@@ -37,6 +40,7 @@ void MainWindow::TakeSelection() {
 }
 
 void MainWindow::SelectFile(const Path& file) {
+    EndEditAgain();
     m_addWhenLoaded = false;
     m_loader.Load({kNoItem, file});
 }
@@ -50,6 +54,7 @@ void MainWindow::TakeLoaded(LoadedPicture loaded) {
         return;
     m_editPanel->SetPictureName(ShownName(loaded.file));
     const bool selected = picture::SelectImported(loaded.file, std::move(loaded.picture)).has_value();
+    TakeEditAgain(loaded.file, selected);
     if (tagFILEITEM* item = m_browser->Items().Find(loaded.item);
         item != nullptr && item->spec == loaded.file) {
         m_browser->SelectQuietly(loaded.item);
@@ -102,6 +107,7 @@ void MainWindow::TakeFrameChange() {
 
 // What the window had of a frame that is no longer there, or of the one before this one.
 void MainWindow::ForgetFrame() {
+    EndEditAgain();
     ForgetEdits();
     picture::ReleaseSelection();
     if (device::Link().Attached() == nullptr) {
@@ -116,6 +122,7 @@ void MainWindow::ForgetFrame() {
 void MainWindow::TakeOnlineEnd() {
     if (MainThreadOwns()) {
         ForgetEdits();
+        EndEditAgain();
         picture::ReleaseSelection();
     }
     InvalidWindow();

@@ -82,6 +82,7 @@ void MainWindow::ConnectControls() {
     connect(findChild<QPushButton*>(QLatin1String(kStopButton)), &QAbstractButton::clicked, this,
             &MainWindow::StopWork);
     connect(m_list, &PictureList::ItemMoved, this, &MainWindow::MovePicture);
+    connect(m_list, &PictureList::activated, this, &MainWindow::EditAgain);
     connect(m_list, &PictureList::ItemSelected, this, &MainWindow::SelPicInList);
     const auto pathsOf = [](const QList<QUrl>& urls) {
         std::vector<Path> files;
@@ -152,6 +153,8 @@ void MainWindow::MakePictureMenu(QMenu* menu) {
     // In a number's box the key deletes a digit.
     remove->setShortcutContext(Qt::WidgetShortcut);
     m_list->addAction(remove);
+    m_list->addAction(add("EDIT_AGAIN", "Edit Again", QKeySequence("F2"), true, [this] { EditAgain(); }));
+    m_list->setContextMenuPolicy(Qt::ActionsContextMenu);
     add("Save_All", "Save ALL", QKeySequence::Save, true, [this] { MyUpLoadButtonHandler(); });
     MakeUndoEntries(menu);
     const auto move = [this](int by) {
@@ -175,6 +178,7 @@ void MainWindow::MakePictureMenu(QMenu* menu) {
 void MainWindow::InitViewLanguage() {
     FollowLanguage(LanguageFile::Chosen());
     m_panel->InitViewLanguage();
+    ShowReplacing();
     m_menus->ShowTexts();
     ShowUndo();
     m_menus->EnablePanelActions(m_panel->IsEnabled());

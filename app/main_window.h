@@ -1,8 +1,9 @@
 // The main window: its controls come from the interface description "main", its handlers stand here.
 //
 // Main thread only. main_window.cpp puts it together, edit_selection.cpp brings pictures into the edit view,
-// button_handlers.cpp has the buttons, undo_handlers.cpp the steps back and forth, check_handlers.cpp the
-// check of what is on the frame, quit_application.cpp the way out.
+// button_handlers.cpp has the buttons, edit_again.cpp what is edited once more, undo_handlers.cpp the steps
+// back and forth, check_handlers.cpp the check of what is on the frame, backup_handlers.cpp the frame in one
+// file, quit_application.cpp the way out.
 #pragma once
 
 #include <QElapsedTimer>
@@ -65,6 +66,8 @@ class MainWindow : public QMainWindow {
     void Redo();
     // Gives the listed picture another place.
     void MovePicture(int from, int to);
+    // The selected picture of the list comes into the edit view once more, from its photograph.
+    void EditAgain();
     // Asks the download or the batch that runs to end early.
     void StopWork();
     void MyOpenButtonHandler() {}  // the button has no action
@@ -80,7 +83,8 @@ class MainWindow : public QMainWindow {
     void CloseResource();
 
     // Adds these files, as a batch; folders stand for what is in them.
-    void AddFiles(std::vector<Path> files);
+    void AddFiles(std::vector<Path> files, const picture::Pose& pose = {},
+                  picture::Room room = picture::Room::AsItIs);
     void SavePicturesTo(const Path& folder);
     void SelectFile(const Path& file);
 
@@ -127,6 +131,14 @@ class MainWindow : public QMainWindow {
     void AskRestore(const BackupRead& read);
     void Restore(const BackupRead& read);
 
+    // ---- edit_again.cpp
+    void TakeEditAgain(const Path& file, bool selected);
+    [[nodiscard]] int PositionEditedAgain() const;
+    void EndEditAgain();
+    void ShowReplacing();
+    void OfferRoom(const std::vector<picture::Lowered>& plan, std::vector<Path> files,
+                   const picture::Pose& pose);
+
     // ---- check_handlers.cpp
     void MakeCheckMenu(QMenu* menu);
     void CheckPictures();
@@ -148,6 +160,7 @@ class MainWindow : public QMainWindow {
     void RunLongTask(std::function<void()> work, std::function<void()> then);
     [[nodiscard]] std::vector<ItemID> CollectBatch();
     void AddEditPicture();
+    void ShowBatchRoom(std::size_t pictures);
     void TakeBatch(const picture::BatchReport& report);
     void TakeListState();
     void ShowStop(bool possible);
@@ -182,6 +195,15 @@ class MainWindow : public QMainWindow {
     std::vector<ItemID> SelPicArrayRef;      // chosen for a batch, the last one first
     std::optional<LoadedPicture> m_waiting;  // arrived while a task owned the edit picture
     int m_selectedMeanwhile = 0;             // in the list, while a task owned the store
+    // A listed picture that the edit picture replaces, once its photograph has been loaded.
+    struct Again {
+        std::string name;
+        Path source;
+        picture::Pose pose;
+        bool changed = false;  // the photograph, since the picture was made from it
+        bool shown = false;
+    };
+    std::optional<Again> m_again;
     bool m_addWhenLoaded = false;
     bool m_adding = false;     // the edit picture, in a task
     bool m_firstFrame = true;  // none has been online yet

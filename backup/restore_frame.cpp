@@ -80,10 +80,11 @@ Result<std::vector<std::uint8_t>> Restorer::PixelsOfPicture(const BackedUpPictur
 Result<std::vector<std::uint8_t>> Restorer::PixelsOf(const BackedUpPicture& picture, Made& made) {
     std::error_code ignored;
     made = Made::FromOriginal;
-    if (picture.origin && std::filesystem::is_regular_file(picture.origin->source, ignored)) {
+    if (picture.origin && std::filesystem::is_regular_file(picture.origin->source, ignored) &&
+        picture::StateOf(*picture.origin) == picture::Original::There) {
         picture::AlbumEntry entry = *picture.origin;
         entry.pose = picture::Pose{.rotate = entry.pose.rotate};
-        auto pixels = picture::PixelsMadeAnew(entry, m_store.geometry.lcdWidth, m_store.geometry.lcdHeight);
+        auto pixels = picture::PixelsMadeAnew(entry);
         if (pixels)
             return pixels;
     }

@@ -25,6 +25,8 @@ struct Outcome {
     Added added;    // they are on the frame
     Added waiting;  // kept on this computer, not yet on the frame
     std::vector<std::pair<Path, std::string>> refused;
+    std::vector<picture::Lowered> lowered;  // to make room
+    int replaced = 0;      // the position of the picture whose place the only one was to take
     bool stopped = false;  // by Ctrl-C, before all was done
     int pictures = 0;      // of the list, those that are kept: a frame that vanishes takes the store's along
     int freeBytes = 0;     // beside them
@@ -37,13 +39,13 @@ bool IsKept(const BatchReport::Added& added) {
     const store::StoreState& store = store::Store();
     if (store.journal == nullptr)
         return false;
-    const store::FileData* record = store.gmyPictureData->sentinel->next;
-    while (record != nullptr && record->fileName != added.picture.name)
-        record = record->next;
-    return record != nullptr &&
-           std::ranges::any_of(store.journal->pictures, [&](const store::JournalPicture& picture) {
-               return picture.hash == record->streamHash;
-           });
+    const int position = store::PositionOf(store.gmyPictureData.get(), added.picture.name);
+    if (position == 0)
+        return false;
+    const store::FileData* record = store::GetNode(store.gmyPictureData.get(), position);
+    return std::ranges::any_of(store.journal->pictures, [&](const store::JournalPicture& picture) {
+        return picture.hash == record->streamHash;
+    });
 }
 
 nlohmann::ordered_json AsJson(const Outcome& outcome, const AddSources& sources) {
@@ -70,6 +72,12 @@ nlohmann::ordered_json AsJson(const Outcome& outcome, const AddSources& sources)
                                    {"waiting", waiting},
                                    {"pictures", outcome.pictures},
                                    {"free_bytes", outcome.freeBytes}};
+    for (const picture::Lowered& one : outcome.lowered)
+        json["lowered"].push_back({{"position", one.position},
+                                   {"name", one.name},
+                                   {"from", one.from},
+                                   {"to", one.to},
+                                   {"bytes", one.bytes}});
     if (outcome.work)
         AddTo(json, *outcome.work);
     if (outcome.failure)
@@ -82,11 +90,14 @@ nlohmann::ordered_json AsJson(const Outcome& outcome, const AddSources& sources)
 
 std::string AsText(const Outcome& outcome, const AddSources& sources) {
     std::string text;
+    if (!outcome.lowered.empty())
+        text = (outcome.work ? "would lower " : "lowered ") + TextOf(outcome.lowered) + " to make room\n";
     for (const BatchReport::Added& one : outcome.added)
         text +=
             (outcome.work ? "would add " : "added ") + Printable(sources.NameOf(one.file)) + ": " +
             Grouped(one.picture.bytes) + " bytes at quality " + std::to_string(one.picture.quality) +
             (one.waited ? " (it waited since an earlier call)" : "") +
+            (outcome.replaced != 0 ? " in the place of picture " + std::to_string(outcome.replaced) : "") +
             (one.picture.copyOf != 0 ? " (the same as picture " + std::to_string(one.picture.copyOf) + ")\n"
                                      : "\n");
     const auto number = [](std::size_t count) { return static_cast<long long>(count); };
@@ -136,21 +147,23 @@ BatchReport AddUntilStopped(const Arguments& arguments) {
     const store::TransferOwner owner;
     const StopOnSignal stopping;
     return picture::AddPictures(arguments.files, PoseOf(arguments.pose), picture::AfterRefusal::GoOn, {},
-                                picture::Waiting::AddOnlyNew);
+                                picture::Waiting::AddOnlyNew,
+                                arguments.makeRoom ? picture::Room::Make : picture::Room::AsItIs,
+                                arguments.replaceAt);
 }
 
 // Whether a download that ended early has brought it to the frame.
 bool IsOnFrame(const BatchReport::Added& added) {
-    const store::FileDataHead* list = store::Store().gmyPictureData.get();
-    const store::FileData* record = list != nullptr ? list->sentinel->next : nullptr;
-    while (record != nullptr && record->fileName != added.picture.name)
-        record = record->next;
-    return record != nullptr && record->inFrame == 1;
+    store::FileDataHead* list = store::Store().gmyPictureData.get();
+    const int position = store::PositionOf(list, added.picture.name);
+    return position != 0 && store::GetNode(list, position)->inFrame == 1;
 }
 
 Outcome AddAndDownload(Session& session, const Arguments& arguments) {
     BatchReport batch = AddUntilStopped(arguments);
     Outcome outcome;
+    outcome.lowered = batch.lowered;
+    outcome.replaced = arguments.replaceAt;
     for (const BatchReport::Refused& refused : batch.refused)
         outcome.refused.emplace_back(refused.file, Described(refused.reason));
     // Asked before the download: a frame that vanishes takes its list along.
@@ -189,6 +202,8 @@ int RunAdd(const Arguments& arguments, const Output& output) {
     if (!sources)
         return output.Failed(sources.error().kind == ErrorKind::Unsupported ? kWrongUsage : kRefused,
                              sources.error().message);
+    if (arguments.replaceAt != 0 && sources->Files().size() != 1)
+        return output.Failed(kWrongUsage, "--replace puts one picture in the place of one");
     Arguments expanded = arguments;
     expanded.files = sources->Files();
     expanded.inputs.insert(expanded.inputs.end(), expanded.files.begin(), expanded.files.end());
@@ -197,6 +212,10 @@ int RunAdd(const Arguments& arguments, const Output& output) {
     const auto session = Session::Connect(expanded);
     if (!session)
         return output.Failed(session.error());
+    if (const int count = store::Store().gmyTotalePictureNum; arguments.replaceAt > count)
+        return output.Failed(kRefused, "there is no picture " + std::to_string(arguments.replaceAt) +
+                                           "; the frame has " + Count(count, "picture") +
+                                           ", and nothing was changed");
     const Outcome outcome = AddAndDownload(**session, expanded);
     for (const auto& [file, reason] : outcome.refused)
         Output::Complain(Printable(sources->NameOf(file)) + ": " + reason);

@@ -127,6 +127,13 @@ void AddFrameCommands(CLI::App& app, Arguments& arguments) {
         arguments.inputs.emplace_back(name == "-" ? kStandardInput : name);
     };
     AddSeveral(add, "FILE", takePicture, kPicturesHelp)->required()->type_name("");
+    AddParsed(add, "--replace", arguments.replaceAt, ParsePosition, PositionWanted(),
+              "put the one picture in the place of that one, as `list` counts them")
+        ->type_name("POSITION");
+    AddFlag(
+        add, "--make-room", arguments.makeRoom,
+        "where one does not fit, lower the quality of others whose photographs are still here as they were "
+        "(by steps of 10, down to 50 at most), and keep their places");
     AddDownloading(add, arguments);
     AddPose(add, arguments.pose);
     AddExamples(add, kAddExamples);

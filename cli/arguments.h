@@ -97,6 +97,8 @@ struct Arguments {
     bool originalNames = false;      // save
     bool check = false;              // what was written, by reading it back
     bool mend = false;               // check
+    int replaceAt = 0;               // add --replace: a position; 0: none
+    bool makeRoom = false;           // add
     std::optional<Path> from;        // and a backup for that
     bool force = false;              // backup
     bool dryRun = false;             // add, download, delete, move, restore

@@ -23,6 +23,8 @@ inline constexpr const char* kFramesExamples =
     "  lumatoctl --frame /dev/sg2 list";
 inline constexpr const char* kAddExamples =
     "  lumatoctl add ~/Pictures/*.jpg\n"
+    "  lumatoctl add --make-room ~/Pictures/*.jpg --dry-run\n"
+    "  lumatoctl add tower.jpg --rotate 90 --replace 3\n"
     "  convert tower.tif -crop 50% png:- | lumatoctl add -\n"
     "  find ~/Pictures -name '*.jpg' -print0 | lumatoctl add --dry-run @-";
 inline constexpr const char* kDownloadExamples =

@@ -3,22 +3,26 @@
 
 #include "cli/commands.h"
 #include "cli/session.h"
+#include "store/room_left.h"
 
 namespace lumato::cli {
 namespace {
 
 nlohmann::ordered_json AsJson(const store::StoreState& store) {
-    return {{"lcd_width", static_cast<int>(store.gmyLcdWidth)},
-            {"lcd_height", static_cast<int>(store.gmyLcdHeight)},
-            {"flash_size", store.G_FlashTotalSize},
-            {"table_address", store.G_PicListAddress},
-            {"picture_limit", store.G_TotalPicNum},
-            {"sampling", store.G_YValue},
-            {"quality", store.G_PicQuality},
-            {"erase_instruction", store.eraseInstruction},
-            {"page_option", store.pageOption},
-            {"pictures", store.gmyTotalePictureNum},
-            {"free_bytes", store.TotolFlashSizeForPic}};
+    nlohmann::ordered_json json = {{"lcd_width", static_cast<int>(store.gmyLcdWidth)},
+                                   {"lcd_height", static_cast<int>(store.gmyLcdHeight)},
+                                   {"flash_size", store.G_FlashTotalSize},
+                                   {"table_address", store.G_PicListAddress},
+                                   {"picture_limit", store.G_TotalPicNum},
+                                   {"sampling", store.G_YValue},
+                                   {"quality", store.G_PicQuality},
+                                   {"erase_instruction", store.eraseInstruction},
+                                   {"page_option", store.pageOption},
+                                   {"pictures", store.gmyTotalePictureNum},
+                                   {"free_bytes", store.TotolFlashSizeForPic}};
+    if (const auto more = store::RoomForMore())
+        json["room_for"] = *more;
+    return json;
 }
 
 std::string Hex(std::int32_t value, int digits) {
@@ -28,6 +32,7 @@ std::string Hex(std::int32_t value, int digits) {
 }
 
 std::string AsText(const store::StoreState& store) {
+    const std::string room = store::RoomText();
     const std::string limit = store.G_TotalPicNum != 0 ? Grouped(store.G_TotalPicNum) : "none";
     return "LCD                " + std::to_string(static_cast<int>(store.gmyLcdWidth)) + " x " +
            std::to_string(static_cast<int>(store.gmyLcdHeight)) +  //
@@ -39,7 +44,8 @@ std::string AsText(const store::StoreState& store) {
            "\nerase instruction  " + Hex(store.eraseInstruction, 2) +      //
            "\npage option        " + std::to_string(store.pageOption) +    //
            "\npictures           " + Grouped(store.gmyTotalePictureNum) +  //
-           "\nfree               " + Grouped(store.TotolFlashSizeForPic) + " bytes";
+           "\nfree               " + Grouped(store.TotolFlashSizeForPic) + " bytes" +
+           (room.empty() ? "" : ", " + room);
 }
 
 }  // namespace

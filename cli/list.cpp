@@ -8,6 +8,7 @@
 #include "cli/session.h"
 #include "picture/picture_state.h"
 #include "store/picture_table.h"
+#include "store/room_left.h"
 
 namespace lumato::cli {
 namespace {
@@ -65,11 +66,16 @@ nlohmann::ordered_json AsJson(const std::vector<Row>& rows) {
             pictures.back()["added"] = row.added;
         }
     }
-    return {{"pictures", pictures}};
+    nlohmann::ordered_json json = {{"pictures", pictures}};
+    if (const auto more = store::RoomForMore())
+        json["room_for"] = *more;
+    return json;
 }
 
 std::string AsText(const std::vector<Row>& rows) {
     std::string text = Count(static_cast<long long>(rows.size()), "picture") + " in the frame";
+    if (const std::string room = store::RoomText(); !room.empty())
+        text += ", " + room;
     for (const Row& row : rows) {
         char address[24] = "waiting ";
         if (row.address)

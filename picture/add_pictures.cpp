@@ -8,6 +8,7 @@
 #include "picture/messages.h"
 #include "picture/rv512_encoder.h"
 #include "store/local_files.h"
+#include "store/replace_picture.h"
 #include "store/safekeeping.h"
 #include "store/store.h"
 
@@ -17,7 +18,17 @@ namespace {
 // One picture on its way into the list, under the number that gmyTotalePicture gave it.
 class Addition {
   public:
-    Addition() : m_name("Picture" + std::to_string(m_store.gmyTotalePicture) + ".bmp") {}
+    explicit Addition(const Placing& placing)
+        : m_placing(placing), m_name("Picture" + std::to_string(m_store.gmyTotalePicture) + ".bmp") {}
+
+    // Takes a number for it, and counts it.
+    static void Begin(const Placing& placing) {
+        store::StoreState& store = store::Store();
+        ++store.gmyTotalePicture;
+        store.gmyTotalePictureNum += placing.replaces == 0 ? 1 : 0;
+        if (store.status != nullptr)
+            store::ShowNote(kSequence, placing.replaces == 0 ? store.gmyTotalePictureNum : placing.replaces);
+    }
 
     [[nodiscard]] Path Source() const { return store::BitmapPath(m_name); }
 
@@ -28,52 +39,70 @@ class Addition {
         if (m_store.gmyTotalePictureNum > geometry.mostPictures)
             return RefuseForRoom(
                 kNoRoom, "the frame holds at most " + std::to_string(geometry.mostPictures) + " pictures");
-        return m_store.G_TotalPicNum != 0 ? EncodeWithinShare() : EncodeOnce();
+        return m_store.G_TotalPicNum != 0 && !m_placing.quality ? EncodeWithinShare() : EncodeOnce();
     }
 
     // Gives the number back.
     tl::unexpected<Error> Refuse(const Message& note, Error reason) {
         --m_store.gmyTotalePicture;
-        --m_store.gmyTotalePictureNum;
+        m_store.gmyTotalePictureNum -= m_placing.replaces == 0 ? 1 : 0;
         ShowNote(note, reason.message);
         return tl::unexpected(Error{reason.kind, TextOf(note), std::move(reason.message)});
     }
 
-    AddedPicture Append(const Path& bmpPath, int size) {
-        auto* record =
-            new store::FileData{.fileRef = bmpPath,
-                                .fileName = m_name,
-                                .seqIndex = m_store.gmyTotalePictureNum + store::kAddedSequenceBase,
-                                .picSize = size};
-        if (!m_store.gmyPictureData)
-            m_store.gmyPictureData.reset(store::CreateList());
-        store::AddNode(m_store.gmyPictureData.get(), record);
-        store::CountFreeSpace();
-        // It is in the list all the same; a download makes it safe once more, or says why it cannot.
-        if (const auto kept = store::KeepAddition(*record); !kept && m_store.status != nullptr)
-            m_store.status->SetNoteDetail(kept.error().message);
+    Result<AddedPicture> TakeIn(const Path& bmpPath, const AddedPicture& encoded) {
+        auto record = std::make_unique<store::FileData>();
+        record->fileRef = bmpPath;
+        record->fileName = m_name;
+        record->picSize = encoded.bytes;
+        if (const auto stream = ReadPlainFile(store::StreamPath(m_name)))
+            record->streamHash = Sha256(*stream);
+        if (m_placing.replaces == 0)
+            Append(std::move(record));
+        else if (auto done = store::ReplacePicture(m_placing.replaces, std::move(record)); !done)
+            return RefuseForRoom(kNoRoom, done.error().message);
         if (m_store.status != nullptr)
             m_store.status->UpdateInfo();
-        return {m_name, size, Pictures().G_CurQuanlity, FirstCopyOf(*record)};
+        return AddedPicture{m_name, encoded.bytes, encoded.quality, CopyOf()};
     }
 
   private:
-    // The position of an earlier picture with the same bytes.
-    [[nodiscard]] int FirstCopyOf(const store::FileData& added) const {
-        int position = 1;
-        for (const store::FileData* record = m_store.gmyPictureData->sentinel->next; record != &added;
-             record = record->next, ++position) {
-            if (added.streamHash && record->streamHash == added.streamHash)
-                return position;
+    void Append(std::unique_ptr<store::FileData> picture) {
+        picture->seqIndex = m_store.gmyTotalePictureNum + store::kAddedSequenceBase;
+        if (!m_store.gmyPictureData)
+            m_store.gmyPictureData.reset(store::CreateList());
+        store::FileData& record = *picture.release();
+        store::AddNode(m_store.gmyPictureData.get(), &record);
+        store::CountFreeSpace();
+        // It is in the list all the same; a download makes it safe once more, or says why it cannot.
+        if (const auto kept = store::KeepAddition(record); !kept && m_store.status != nullptr)
+            m_store.status->SetNoteDetail(kept.error().message);
+    }
+
+    // The position of another picture with the same bytes.
+    [[nodiscard]] int CopyOf() const {
+        const store::FileDataHead* list = m_store.gmyPictureData.get();
+        const int position = store::PositionOf(list, m_name);
+        const auto& hash = store::GetNode(m_store.gmyPictureData.get(), position)->streamHash;
+        int other = 1;
+        for (const store::FileData* record = list->sentinel->next; record != nullptr;
+             record = record->next, ++other) {
+            if (hash && other != position && record->streamHash == hash)
+                return other;
         }
         return 0;
+    }
+
+    [[nodiscard]] int Free() const {
+        return m_placing.replaces == 0 ? m_store.TotolFlashSizeForPic
+                                       : store::FreeWithout(m_placing.replaces);
     }
 
     // A frame that limits its pictures gives each place that is left its share of the space.
     Result<AddedPicture> EncodeWithinShare() {
         const int limit = m_store.G_TotalPicNum;
         const int placesAfter = limit - m_store.gmyTotalePictureNum;
-        const int free = m_store.TotolFlashSizeForPic;
+        const int free = Free();
         const int budget = placesAfter > 0 ? free / placesAfter : free;
         int quality = m_store.G_PicQuality;
         const int size = m_encoder.EnCodeWithin(Source(), store::StreamPath(m_name), Width(), Height(),
@@ -89,16 +118,16 @@ class Addition {
     }
 
     Result<AddedPicture> EncodeOnce() {
-        const int quality = Pictures().G_CurQuanlity;
+        const int quality = m_placing.quality.value_or(Pictures().G_CurQuanlity);
         const int size = m_encoder.EnCode(Source(), store::StreamPath(m_name), Width(), Height(), quality,
                                           m_store.G_YValue);
         if (size <= 0)
             return Refuse(kCannotEncode, m_encoder.LastError());
-        if (size <= m_store.TotolFlashSizeForPic)
+        if (size <= Free())
             return AddedPicture{m_name, size, quality};
         return RefuseForRoom(store::FrameOnline() ? kNoRoom : store::kDeviceNotOnline,
                              "no room: it takes " + std::to_string(size) + " bytes, and " +
-                                 std::to_string(m_store.TotolFlashSizeForPic) + " are free on the frame");
+                                 std::to_string(Free()) + " are free on the frame");
     }
 
     [[nodiscard]] int Width() const { return static_cast<int>(m_store.gmyLcdWidth); }
@@ -112,6 +141,7 @@ class Addition {
     }
 
     store::StoreState& m_store = store::Store();
+    const Placing m_placing;
     std::string m_name;
     CRv512Encoder m_encoder;
 };
@@ -126,32 +156,40 @@ Result<void> WriteBitmap(const Result<std::vector<std::uint8_t>>& pixels, const 
                        path);
 }
 
-}  // namespace
-
-Result<AddedPicture> GetPicDataFromView(const store::Rect& rect, bool batch) {
-    return AddComposed(RenderLcdBitmap(rect), batch);
+// The position of another picture that was made from the same file in the same pose.
+int SamePhotograph(const store::FileDataHead& list, int position, const AlbumEntry& entry) {
+    int other = 0;
+    for (const store::FileData* record = list.sentinel->next; record != nullptr; record = record->next) {
+        if (++other == position || !record->streamHash)
+            continue;
+        const AlbumEntry* made = Pictures().album.Find(*record->streamHash);
+        if (made != nullptr && made->source == entry.source && made->pose == entry.pose)
+            return other;
+    }
+    return 0;
 }
 
-Result<AddedPicture> AddComposed(const Result<std::vector<std::uint8_t>>& pixels, bool batch) {
-    store::StoreState& store = store::Store();
-    ++store.gmyTotalePicture;
-    ++store.gmyTotalePictureNum;
-    if (store.status != nullptr)
-        store::ShowNote(kSequence, store.gmyTotalePictureNum);
-    Addition addition;
+}  // namespace
+
+Result<AddedPicture> GetPicDataFromView(const store::Rect& rect, bool batch, const Placing& placing) {
+    return AddComposed(RenderLcdBitmap(rect), batch, placing);
+}
+
+Result<AddedPicture> AddComposed(const Result<std::vector<std::uint8_t>>& pixels, bool batch,
+                                 const Placing& placing) {
+    Addition::Begin(placing);
+    Addition addition(placing);
     Result<void> written = WriteBitmap(pixels, addition.Source());
     if (!written)
         return addition.Refuse(kCannotEncode, std::move(written).error());
-    return MySelectButtonHandler(addition.Source(), !batch);
+    return MySelectButtonHandler(addition.Source(), !batch, placing);
 }
 
-Result<AddedPicture> MySelectButtonHandler(const Path& bmpPath, bool advance) {
-    Addition addition;
-    Result<AddedPicture> encoded = addition.Encode();
-    if (!encoded)
-        return encoded;
-    const AddedPicture added = addition.Append(bmpPath, encoded->bytes);
-    if (EditPort* port = Pictures().port; port != nullptr && advance)
+Result<AddedPicture> MySelectButtonHandler(const Path& bmpPath, bool advance, const Placing& placing) {
+    Addition addition(placing);
+    LUMATO_TRY(const AddedPicture encoded, addition.Encode());
+    LUMATO_TRY(AddedPicture added, addition.TakeIn(bmpPath, encoded));
+    if (EditPort* port = Pictures().port; port != nullptr && advance && placing.replaces == 0)
         port->SelectNextPicture();
     return added;
 }
@@ -163,21 +201,24 @@ void ShowCopyOf(const AddedPicture& added, const Path& source) {
                                              std::to_string(added.copyOf) + ", too");
 }
 
-void RememberSource(const AddedPicture& added, const Path& source, const Pose& pose) {
+void RememberSource(AddedPicture& added, const Path& source, const Pose& pose) {
     store::FileDataHead* list = store::Store().gmyPictureData.get();
-    const store::FileData* last = list != nullptr ? store::GetNode(list, list->count) : nullptr;
+    const int position = store::PositionOf(list, added.name);
     std::error_code error;
-    const Path file = std::filesystem::absolute(source, error).lexically_normal();
+    AlbumEntry entry{std::filesystem::absolute(source, error).lexically_normal(), pose,
+                     static_cast<std::int64_t>(std::time(nullptr)), added.quality};
     // Standard input is not there any more when somebody looks.
-    if (error || file.native().starts_with("/proc/") || last == nullptr || last->fileName != added.name ||
-        !last->streamHash)
+    if (error || entry.source.native().starts_with("/proc/") || position == 0)
         return;
-    const auto now = static_cast<std::int64_t>(std::time(nullptr));
+    if (added.copyOf == 0)
+        added.copyOf = SamePhotograph(*list, position, entry);
+    NoteOriginal(entry);
     // The picture is none the worse without it.
-    static_cast<void>(Pictures().album.Remember(*last->streamHash, {file, pose, now, added.quality}));
+    if (const auto& hash = store::GetNode(list, position)->streamHash)
+        static_cast<void>(Pictures().album.Remember(*hash, entry));
 }
 
-Result<AddedPicture> AddEditPicture() {
+Result<AddedPicture> AddEditPicture(const Placing& placing) {
     store::StoreState& store = store::Store();
     if (!Pictures().gmyCGimage)
         return Fail(ErrorKind::NotFound, "no picture is selected");
@@ -186,7 +227,7 @@ Result<AddedPicture> AddEditPicture() {
     // Adding moves the edit view on to the next picture.
     const Path source = Pictures().editSource;
     const Pose pose = CurrentPose();
-    Result<AddedPicture> added = GetPicDataFromView(WithTopLeftCorner(store.gmyDrawrect), false);
+    Result<AddedPicture> added = GetPicDataFromView(WithTopLeftCorner(store.gmyDrawrect), false, placing);
     if (added) {
         RememberSource(*added, source, pose);
         ShowCopyOf(*added, source);

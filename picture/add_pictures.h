@@ -13,6 +13,7 @@
 
 #include "base/error.h"
 #include "base/file.h"
+#include "picture/make_room.h"
 #include "picture/picture_state.h"
 #include "picture/pose.h"
 
@@ -64,25 +65,38 @@ struct AddedPicture {
     int copyOf = 0;  // position of the same picture, which the list had already; 0: it had none
 };
 
+// Where a new picture goes in the list, and how it is encoded.
+struct Placing {
+    int replaces = 0;              // position of the picture whose place it takes; 0: behind the last one
+    std::optional<int> quality{};  // nothing: as the frame and its space want it
+};
+
 // Errors of adding: the message is the status note that was shown, the cause is the reason in plain words.
 
 // Composes the edit picture, writes the bitmap and hands it on to MySelectButtonHandler(). `rect` has its
 // corner at the top left. Whatever fails, the counters are given back and the reason is shown.
-Result<AddedPicture> GetPicDataFromView(const store::Rect& rect, bool batch);
+Result<AddedPicture> GetPicDataFromView(const store::Rect& rect, bool batch, const Placing& placing = {});
 // The same with what RenderLcdBitmap() or ComposeFitted() returned.
-Result<AddedPicture> AddComposed(const Result<std::vector<std::uint8_t>>& pixels, bool batch);
-// Encodes the composed bitmap, lowering the quality where the frame sets a limit, and appends it to the list.
+Result<AddedPicture> AddComposed(const Result<std::vector<std::uint8_t>>& pixels, bool batch,
+                                 const Placing& placing = {});
+// Encodes the composed bitmap, lowering the quality where the frame sets a limit, and puts it into the list.
 // The counters already include it. `advance`: the disk browser moves on afterwards.
-Result<AddedPicture> MySelectButtonHandler(const Path& bmpPath, bool advance);
-// Notes in the album what the picture that was just added was made from, if that is a file.
-void RememberSource(const AddedPicture& added, const Path& source, const Pose& pose);
+Result<AddedPicture> MySelectButtonHandler(const Path& bmpPath, bool advance, const Placing& placing = {});
+// Notes in the album what the picture that was just added was made from, if that is a file, and in `added`
+// where the list had the same photograph in the same pose, whatever bytes it gave then.
+void RememberSource(AddedPicture& added, const Path& source, const Pose& pose);
 // Tells people when the list had it already.
 void ShowCopyOf(const AddedPicture& added, const Path& source);
 // The Add button with at most one picture selected. Requires: a frame is online, no transfer runs.
-Result<AddedPicture> AddEditPicture();
+Result<AddedPicture> AddEditPicture(const Placing& placing = {});
 
 // process_more_pic.cpp
 enum class AfterRefusal { Stop, GoOn };
+
+enum class Room {
+    AsItIs,
+    Make,  // what does not fit has others give way (make_room.h)
+};
 
 struct BatchReport {
     struct Added {
@@ -98,6 +112,8 @@ struct BatchReport {
     std::vector<Added> added;
     std::vector<Refused> refused;
     std::vector<Path> notTried;
+    std::vector<Lowered> couldLower;  // to make room for the last one refused; empty: nothing would help
+    std::vector<Lowered> lowered;     // that gave way, some of them more than once
 };
 
 // Told before each file how many have been tried.
@@ -110,11 +126,16 @@ enum class Waiting {
 
 // Adds the files in their order. Files that cannot be read are passed over; at any other refusal the batch
 // stops or goes on. It ends when the frame is gone. One that may stop leaves the picture at which it ended in
-// the edit view, as people expect who have to decide about it.
+// the edit view, as people expect who have to decide about it. `replaces`: the position of the picture whose
+// place a single file takes.
 BatchReport AddPictures(const std::vector<Path>& files, const Pose& pose, AfterRefusal policy,
-                        const BatchProgress& progress = {}, Waiting waiting = Waiting::AddAgain);
-// Body of the batch task: adds the files with their fitted poses until one is refused, and tells people what
+                        const BatchProgress& progress = {}, Waiting waiting = Waiting::AddAgain,
+                        Room room = Room::AsItIs, int replaces = 0);
+// What could give way to a file that was refused for want of room; empty: nothing would help, or it is not
+// that. The edit view shows the file afterwards.
+std::vector<Lowered> WouldMakeRoom(const Path& file, const Pose& pose);
+// Body of the batch task: adds the files in that pose until one is refused, and tells people what
 // came of it. Requires: a store::TransferOwner stands, and there is no edit picture.
-BatchReport ProcessMorePic(const std::vector<Path>& files);
+BatchReport ProcessMorePic(const std::vector<Path>& files, const Pose& pose = {}, Room room = Room::AsItIs);
 
 }  // namespace lumato::picture

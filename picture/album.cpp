@@ -6,6 +6,7 @@
 
 #include <fcntl.h>
 #include <nlohmann/json.hpp>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "picture/album_json.h"
@@ -61,11 +62,14 @@ const AlbumEntry* Album::Find(const Digest& stream) {
 // Again when it has changed: another program may have added to it.
 void Album::Load() {
     std::error_code error;
-    const std::uintmax_t size =
-        store::Store().statePath.empty() ? 0 : std::filesystem::file_size(AlbumFile(), error);
-    if (!error && size == m_size)
+    const bool kept = !store::Store().statePath.empty();
+    const std::uintmax_t size = kept ? std::filesystem::file_size(AlbumFile(), error) : 0;
+    const auto modified = kept ? std::filesystem::last_write_time(AlbumFile(), error) : m_modified;
+    if (m_loaded && m_size == (error ? 0 : size) && (error || m_modified == modified))
         return;
+    m_loaded = true;
     m_size = error ? 0 : size;
+    m_modified = modified;
     m_entries.clear();
     const auto bytes = ReadPlainFile(AlbumFile(), 2 * kLargestAlbum);
     if (!bytes)
@@ -88,15 +92,64 @@ Result<void> Album::ForgetOldest() {
                      Links::Replace);
 }
 
-Result<void> Album::Remember(const Digest& stream, const AlbumEntry& entry) {
-    const store::StoreState& store = store::Store();
-    if (store.statePath.empty() || store.journalFolder.empty() || !entry.source.is_absolute())
-        return {};
-    LUMATO_TRY_VOID(MakePrivateFolder(store.statePath));
+Result<void> Album::Write(const std::string& line) {
+    LUMATO_TRY_VOID(MakePrivateFolder(store::Store().statePath));
     std::error_code ignored;
     if (std::filesystem::file_size(AlbumFile(), ignored) > kLargestAlbum && !ignored)
         LUMATO_TRY_VOID(ForgetOldest());
-    return AppendLine(AlbumFile(), LineOf(stream, entry));
+    return AppendLine(AlbumFile(), line);
+}
+
+Result<void> Album::Remember(const Digest& stream, const AlbumEntry& entry) {
+    const store::StoreState& store = store::Store();
+    if (!entry.source.is_absolute())
+        return {};
+    Load();
+    m_entries[HexText(stream)] = entry;
+    if (store.statePath.empty() || store.journalFolder.empty())
+        return {};
+    const std::string line = LineOf(stream, entry);
+    LUMATO_TRY_VOID(Write(line));
+    // It need not be read again for one's own line.
+    std::error_code error;
+    if (std::filesystem::file_size(AlbumFile(), error) == m_size + line.size()) {
+        m_size += line.size();
+        m_modified = std::filesystem::last_write_time(AlbumFile(), error);
+    }
+    return {};
+}
+
+namespace {
+
+struct FileFacts {
+    std::int64_t size = 0;
+    std::int64_t modified = 0;
+};
+
+std::optional<FileFacts> FactsOf(const Path& file) {
+    struct stat facts {};
+    if (::stat(file.c_str(), &facts) != 0 || !S_ISREG(facts.st_mode) || ::access(file.c_str(), R_OK) != 0)
+        return std::nullopt;
+    return FileFacts{facts.st_size, facts.st_mtim.tv_sec};
+}
+
+}  // namespace
+
+void NoteOriginal(AlbumEntry& entry) {
+    if (const auto facts = FactsOf(entry.source)) {
+        entry.size = facts->size;
+        entry.modified = facts->modified;
+    }
+}
+
+Original StateOf(const AlbumEntry& entry) {
+    const auto facts = FactsOf(entry.source);
+    if (!facts)
+        return Original::Missing;
+    // Of what an earlier version noted, only the time of its addition is known.
+    const bool same = entry.size == 0 ? facts->modified <= entry.added
+                                      : facts->size == entry.size && facts->modified == entry.modified;
+    return same ? Original::There : Original::Changed;
 }
 
 Pose CurrentPose() {

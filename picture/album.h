@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 #include <map>
 #include <string>
 
@@ -17,26 +18,40 @@
 namespace lumato::picture {
 
 struct AlbumEntry {
-    Path source;             // absolute
-    Pose pose;               // fitted, or all values of the controls
-    std::int64_t added = 0;  // seconds since 1970, UTC
-    int quality = 0;         // that it was encoded with
+    Path source;                // absolute
+    Pose pose;                  // fitted, or all values of the controls
+    std::int64_t added = 0;     // seconds since 1970, UTC
+    int quality = 0;            // that it was encoded with
+    std::int64_t size = 0;      // of the photograph's file then; 0: nobody noted it
+    std::int64_t modified = 0;  // and when it was last written, in seconds since 1970
 };
+
+enum class Original {
+    There,
+    Missing,  // or it cannot be read
+    Changed,  // it has another size or another date than when the picture was made from it
+};
+[[nodiscard]] Original StateOf(const AlbumEntry& entry);
+// Notes the size and date of its photograph.
+void NoteOriginal(AlbumEntry& entry);
 
 class Album {
   public:
     // What it says of a stream; null: nothing. Valid until the next call.
     [[nodiscard]] const AlbumEntry* Find(const Digest& stream);
-    // The newest entry of a stream counts. Errors: Unwritable; nothing is remembered without a state folder,
-    // nor when nothing of the list is kept.
+    // The newest entry of a stream counts. Errors: Unwritable. Without a state folder, or when nothing of the
+    // list is kept, it is remembered until the program ends.
     Result<void> Remember(const Digest& stream, const AlbumEntry& entry);
 
   private:
     void Load();
     Result<void> ForgetOldest();
+    Result<void> Write(const std::string& line);
 
     std::map<std::string, AlbumEntry> m_entries;  // by the hash, in hexadecimal digits
-    std::uintmax_t m_size = 0;                    // of the file when it was read
+    bool m_loaded = false;
+    std::uintmax_t m_size = 0;  // of the file when it was read, and its date
+    std::filesystem::file_time_type m_modified{};
 };
 
 // Of the edit picture, as the controls stand now.

@@ -81,15 +81,15 @@ Pose PoseFromJson(const Json& json) {
 }  // namespace
 
 Json EntryToJson(const AlbumEntry& entry) {
-    return {{"source", UriOf(entry.source)},
-            {"added", entry.added},
-            {"quality", entry.quality},
-            {"pose", PoseToJson(entry.pose)}};
+    return {{"source", UriOf(entry.source)}, {"added", entry.added},
+            {"quality", entry.quality},      {"size", entry.size},
+            {"modified", entry.modified},    {"pose", PoseToJson(entry.pose)}};
 }
 
 AlbumEntry EntryFromJson(const Json& json) {
     AlbumEntry entry{FileOf(json.at("source").get<std::string>()), PoseFromJson(json.at("pose")),
-                     json.at("added").get<std::int64_t>(), json.at("quality").get<int>()};
+                     json.at("added").get<std::int64_t>(),         json.at("quality").get<int>(),
+                     json.value("size", std::int64_t{0}),          json.value("modified", std::int64_t{0})};
     if (!entry.source.is_absolute())
         entry.source.clear();
     return entry;

@@ -18,6 +18,7 @@ struct Pose {
     std::optional<int> y{};       // canvas pixels upwards
     std::optional<store::Rect> rect{};
 
+    bool operator==(const Pose&) const = default;
     [[nodiscard]] bool IsFitted() const { return !rotate && !scale && !x && !y && !rect; }
 };
 

@@ -129,31 +129,73 @@ std::unique_ptr<Compositions> Compose(const std::vector<Path>& files, const Pose
     return std::make_unique<PosedCompositions>(files, store.gmyLcdWidth, store.gmyLcdHeight, pose);
 }
 
-// Adds one file. True when the batch goes on. `waiting`: null to add what waits already, too.
-bool AddOne(const Path& file, const Pose& pose, Compositions& compositions, WaitingCopies* waiting,
-            AfterRefusal policy, BatchReport& report) {
+// How each file of a batch is added.
+struct BatchWishes {
+    const Pose& pose;
+    AfterRefusal policy;
+    Room room;
+    Placing placing;
+    std::optional<WaitingCopies> waiting{};  // none: what waits already is added once more
+};
+
+// What gave way; one that this batch has added, or lowered before, is told of once.
+void NoteLowered(const std::vector<Lowered>& lowered, BatchReport& report) {
+    for (const Lowered& one : lowered) {
+        const auto added = std::ranges::find_if(
+            report.added, [&](const BatchReport::Added& other) { return other.picture.name == one.before; });
+        const auto again = std::ranges::find(report.lowered, one.before, &Lowered::name);
+        if (added != report.added.end()) {
+            added->picture.name = one.name;
+            added->picture.bytes = one.bytes;
+            added->picture.quality = one.to;
+        } else if (again != report.lowered.end()) {
+            again->name = one.name;
+            again->bytes = one.bytes;
+            again->to = one.to;
+        } else {
+            report.lowered.push_back(one);
+        }
+    }
+}
+
+// Why there is none; empty: there is, as far as others could give way.
+std::string MakeRoom(ByteSpan pixels, int replaces, BatchReport& report) {
+    Result<std::vector<Lowered>> plan = PlanRoom(pixels, replaces);
+    if (!plan)
+        return plan.error().message;
+    const Result<void> done = LowerPictures(*plan);
+    NoteLowered(*plan, report);
+    return done ? "" : done.error().cause;
+}
+
+// Adds one file. True when the batch goes on.
+bool AddOne(const Path& file, Compositions& compositions, BatchWishes& wishes, BatchReport& report) {
     Result<Result<Pixels>> composed = compositions.Next(file);
     if (!composed) {
         report.refused.push_back({file, std::move(composed).error(), true});
         return true;
     }
-    if (waiting != nullptr && *composed) {
-        if (auto copy = waiting->Take(**composed)) {
+    if (wishes.waiting && *composed) {
+        if (auto copy = wishes.waiting->Take(**composed)) {
             report.added.push_back({file, std::move(*copy), true});
             return true;
         }
     }
-    Result<AddedPicture> added = AddComposed(*composed, true);
+    const std::string noRoom =
+        wishes.room == Room::Make && *composed ? MakeRoom(**composed, wishes.placing.replaces, report) : "";
+    Result<AddedPicture> added = AddComposed(*composed, true, wishes.placing);
     if (added) {
-        RememberSource(*added, file, pose);
+        RememberSource(*added, file, wishes.pose);
         ShowCopyOf(*added, file);
         report.added.push_back({file, std::move(*added)});
         return true;
     }
     report.refused.push_back({file, std::move(added).error()});
+    Error& reason = report.refused.back().reason;
+    reason.cause += noRoom.empty() ? "" : "; " + noRoom;
     if (store::StatusPort* status = store::Store().status)
-        status->SetNoteDetail(NameFor(file) + ": " + report.refused.back().reason.cause);
-    return policy == AfterRefusal::GoOn;
+        status->SetNoteDetail(NameFor(file) + ": " + reason.cause);
+    return wishes.policy == AfterRefusal::GoOn;
 }
 
 // The edit view shows the picture at which a batch ended.
@@ -206,11 +248,11 @@ class StillView {
 }  // namespace
 
 BatchReport AddPictures(const std::vector<Path>& files, const Pose& pose, AfterRefusal policy,
-                        const BatchProgress& progress, Waiting waiting) {
+                        const BatchProgress& progress, Waiting waiting, Room room, int replaces) {
     BatchReport report;
-    std::optional<WaitingCopies> copies;
-    if (waiting == Waiting::AddOnlyNew)
-        copies.emplace();
+    BatchWishes wishes{pose, policy, room, {replaces}};
+    if (waiting == Waiting::AddOnlyNew && replaces == 0)
+        wishes.waiting.emplace();
     auto file = files.begin();
     store::ProgressMeter meter(store::Phase::Adding, static_cast<int>(files.size()), 0);
     {
@@ -220,7 +262,7 @@ BatchReport AddPictures(const std::vector<Path>& files, const Pose& pose, AfterR
             meter.Reach(static_cast<int>(file - files.begin()) + 1, 0);
             if (progress)
                 progress(static_cast<std::size_t>(file - files.begin()));
-            goOn = AddOne(*file, pose, *compositions, copies ? &*copies : nullptr, policy, report);
+            goOn = AddOne(*file, *compositions, wishes, report);
         }
     }
     report.notTried.assign(file, files.end());
@@ -229,16 +271,27 @@ BatchReport AddPictures(const std::vector<Path>& files, const Pose& pose, AfterR
     return report;
 }
 
-BatchReport ProcessMorePic(const std::vector<Path>& files) {
+std::vector<Lowered> WouldMakeRoom(const Path& file, const Pose& pose) {
+    ReleaseSelection();
+    auto plan = PlanRoomFor(file, pose);
+    ShowLast(file, pose, {});
+    return std::move(plan).value_or(std::vector<Lowered>());
+}
+
+BatchReport ProcessMorePic(const std::vector<Path>& files, const Pose& pose, Room room) {
     store::StoreState& store = store::Store();
     store.gmyIsTransferData = true;
     store.status->SetControlPanlEnable(false);
     BatchReport report;
     {
         const StillView still;
-        report = AddPictures(files, {}, AfterRefusal::Stop, [&](std::size_t tried) {
+        const auto progress = [&](std::size_t tried) {
             store.status->SetDownLoadPrcess(static_cast<int>(100 * tried / files.size()));
-        });
+        };
+        report = AddPictures(files, pose, AfterRefusal::Stop, progress, Waiting::AddAgain, room);
+        if (room == Room::AsItIs && !report.refused.empty() && !report.refused.back().unreadable &&
+            report.refused.back().reason.kind == ErrorKind::Refused)
+            report.couldLower = WouldMakeRoom(report.refused.back().file, pose);
     }
     store.status->ShowPictureList(store.gmyTotalePictureNum, store.gmyCurrentSelectItem);
     store.status->SetDownLoadPrcess(0);

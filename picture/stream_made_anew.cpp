@@ -10,6 +10,19 @@
 #include "store/store.h"
 
 namespace lumato::picture {
+
+Result<std::vector<std::uint8_t>> PixelsMadeAnew(const AlbumEntry& entry) {
+    const store::StoreState& store = store::Store();
+    if (entry.pose.IsFitted())
+        return ComposeFitted(entry.source, static_cast<int>(store.gmyLcdWidth),
+                             static_cast<int>(store.gmyLcdHeight));
+    LUMATO_TRY_VOID(SelectOnePicture(entry.source, false));
+    ApplyPose(entry.pose);
+    auto pixels = RenderLcdBitmap(WithTopLeftCorner(store.gmyDrawrect));
+    ReleaseSelection();
+    return pixels;
+}
+
 namespace {
 
 Result<std::vector<std::uint8_t>> MakeStreamOf(const AlbumEntry& entry, const Path& bitmap,
@@ -17,7 +30,7 @@ Result<std::vector<std::uint8_t>> MakeStreamOf(const AlbumEntry& entry, const Pa
     const store::StoreState& store = store::Store();
     const auto width = static_cast<int>(store.gmyLcdWidth);
     const auto height = static_cast<int>(store.gmyLcdHeight);
-    LUMATO_TRY(const auto pixels, PixelsMadeAnew(entry, width, height));
+    LUMATO_TRY(const auto pixels, PixelsMadeAnew(entry));
     LUMATO_TRY_VOID(SaveBmpFile(pixels, width, height, bitmap));
     CRv512Encoder encoder;
     if (encoder.EnCode(bitmap, stream, width, height, entry.quality, store.G_YValue) <= 0)
@@ -26,16 +39,6 @@ Result<std::vector<std::uint8_t>> MakeStreamOf(const AlbumEntry& entry, const Pa
 }
 
 }  // namespace
-
-Result<std::vector<std::uint8_t>> PixelsMadeAnew(const AlbumEntry& entry, int width, int height) {
-    if (entry.pose.IsFitted())
-        return ComposeFitted(entry.source, width, height);
-    LUMATO_TRY_VOID(SelectOnePicture(entry.source, false));
-    ApplyPose(entry.pose);
-    auto pixels = RenderLcdBitmap(WithTopLeftCorner(store::Store().gmyDrawrect));
-    ReleaseSelection();
-    return pixels;
-}
 
 std::optional<std::vector<std::uint8_t>> StreamMadeAnew(const Digest& hash, std::int32_t length) {
     const AlbumEntry* entry = Pictures().album.Find(hash);

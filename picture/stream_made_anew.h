@@ -13,10 +13,8 @@
 
 namespace lumato::picture {
 
-// What the photograph shows in that pose, as RenderLcdBitmap() has it. A pose other than the fitted one takes
-// the edit picture's place. Errors: those of the import; TooLarge.
-[[nodiscard]] Result<std::vector<std::uint8_t>> PixelsMadeAnew(const AlbumEntry& entry, int width,
-                                                               int height);
+// The photograph in that pose, as RenderLcdBitmap() makes it for the connected frame. Errors: of the import.
+[[nodiscard]] Result<std::vector<std::uint8_t>> PixelsMadeAnew(const AlbumEntry& entry);
 
 // Nothing when the album does not know the stream, or the photograph gives other bytes now: it is not there,
 // was changed, or this program composes otherwise than the one that added it.

@@ -1,26 +1,12 @@
 #include "picture/waiting_copies.h"
 
 #include <algorithm>
-#include <memory>
 
-#include "jpeg/encoder.h"
-#include "picture/bitmap_file.h"
-#include "picture/rv512_encoder.h"
+#include "picture/pixel_encoder.h"
 #include "store/store.h"
 
 namespace lumato::picture {
 namespace {
-
-// The encoder takes rows of whole 4 bytes.
-std::vector<std::uint8_t> WithPaddedRows(ByteSpan pixels, int width, int height) {
-    const auto row = static_cast<std::size_t>(width) * 3;
-    const std::size_t stride = BitmapStride(width);
-    std::vector<std::uint8_t> padded(stride * static_cast<std::size_t>(height));
-    for (std::size_t y = 0; y < static_cast<std::size_t>(height); ++y)
-        std::ranges::copy(pixels.subspan(y * row, row),
-                          padded.begin() + static_cast<std::ptrdiff_t>(y * stride));
-    return padded;
-}
 
 // A frame with a limit of pictures has its share of space grow while others wait, and the quality with it.
 std::vector<int> PossibleQualities() {
@@ -62,19 +48,12 @@ std::optional<AddedPicture> WaitingCopies::TakeStream(ByteSpan stream, int quali
 std::optional<AddedPicture> WaitingCopies::Take(ByteSpan pixels) {
     if (m_copies.empty())
         return std::nullopt;
-    const store::StoreState& store = store::Store();
-    const auto width = static_cast<int>(store.gmyLcdWidth);
-    const auto height = static_cast<int>(store.gmyLcdHeight);
-    const int mode = ModeOf(store.G_YValue);
-    const std::vector<std::uint8_t> rows = WithPaddedRows(pixels, width, height);
-    const auto stream =
-        std::make_unique_for_overwrite<std::uint8_t[]>(jpeg::MaximumStreamSize(width, height, mode));
+    PixelEncoder encoder(pixels);
     for (const int quality : PossibleQualities()) {
-        int size = 0;
-        if (!jpeg::CVaskJpegEncoder(quality).CompressImage(rows.data(), stream.get(), width, height, size,
-                                                           mode))
+        const auto stream = encoder.At(quality);
+        if (!stream)
             return std::nullopt;
-        if (auto found = TakeStream(ByteSpan(stream.get(), static_cast<std::size_t>(size)), quality))
+        if (auto found = TakeStream(*stream, quality))
             return found;
     }
     return std::nullopt;

@@ -37,6 +37,14 @@ FileData* GetNode(FileDataHead* list, int position) {
     return record;
 }
 
+int PositionOf(const FileDataHead* list, const std::string& fileName) {
+    int position = 1;
+    const FileData* record = list != nullptr ? list->sentinel->next : nullptr;
+    for (; record != nullptr && record->fileName != fileName; record = record->next)
+        ++position;
+    return record != nullptr ? position : 0;
+}
+
 void FreeList(FileDataHead* list) {
     if (list == nullptr)
         return;

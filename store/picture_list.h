@@ -44,6 +44,8 @@ bool AddNode(FileDataHead* list, FileData* record);
 bool DelNode(FileDataHead* list, int position);
 // The record at min(position, count).
 FileData* GetNode(FileDataHead* list, int position);
+// The position of the picture of that name; 0: there is none. Null is an empty list.
+[[nodiscard]] int PositionOf(const FileDataHead* list, const std::string& fileName);
 void FreeList(FileDataHead* list);
 
 struct ListDeleter {

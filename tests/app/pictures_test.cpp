@@ -178,6 +178,47 @@ class PicturesTest : public WindowFixture {
         QTRY_VERIFY_WITH_TIMEOUT(Idle(), kPatience);
         QCOMPARE(ShownByTheFrame(), 4U);
         QVERIFY(*vframe::ReadFlashImage(Frame()) == *vframe::ReadFlashImage(other));
+
+        // Edited again from its photograph, in the pose that it had, and replaced where it stands.
+        PictureList& list = m_window->List();
+        list.setCurrentIndex(list.model()->index(0, 0));
+        QTRY_VERIFY_WITH_TIMEOUT(Idle(), kPatience);
+        m_window->EditAgain();
+        auto& add = Find<QPushButton>(kAddButtonID);
+        QTRY_COMPARE_WITH_TIMEOUT(add.text(), QStringLiteral("Replace"), kPatience);
+        QCOMPARE(Arrows(kRotateArrowID).value(), 30);
+        QCOMPARE(Arrows(kTranlateArrowYID).value(), -13);
+        Type(kRotateArrowID, 50);
+        Click(kAddButtonID);
+        QTRY_COMPARE_WITH_TIMEOUT(add.text(), QStringLiteral("Add"), kPatience);
+        QTRY_VERIFY_WITH_TIMEOUT(Idle() && Waiting() == 1, kPatience);
+        QVERIFY(Listed() == 4 && !list.Model().Pictures()[0].inFrame);
+        Control(call + QStringList{FromPath(Pictures() / "photo.jpg"), "--rotate", "50", "--scale", "40",
+                                   "--x", "25", "--y", "-13", "--replace", "1"});
+        Click(kDownLoadButtonID);
+        QTRY_VERIFY_WITH_TIMEOUT(Idle() && Waiting() == 0, kPatience);
+        QVERIFY(*vframe::ReadFlashImage(Frame()) == *vframe::ReadFlashImage(other));
+    }
+
+    void whatDoesNotFitIsGivenRoom() {
+        MakeFrame(480, 234, 256 << 10);
+        std::vector<Path> files;
+        for (int i = 0; i < 4; ++i) {
+            files.push_back(Pictures() / ("photo" + std::to_string(i) + ".jpg"));
+            MakePhotograph(files.back(), 960 + 10 * i, 500);
+        }
+        Open();
+        Attach();
+        m_window->AddFiles(files);
+        QTRY_VERIFY_WITH_TIMEOUT(Question() != nullptr, kPatience);
+        QVERIFY(Listed() < 4);
+        qDebug("%s", qPrintable(Question()->informativeText()));
+        QTest::mouseClick(Question()->buttons().front(), Qt::LeftButton);
+        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 4, kPatience);
+        QTRY_VERIFY_WITH_TIMEOUT(Idle(), kPatience);
+        Click(kDownLoadButtonID);
+        QTRY_VERIFY_WITH_TIMEOUT(Idle() && Waiting() == 0, kPatience);
+        QCOMPARE(ShownByTheFrame(), 4U);
     }
 };
 

@@ -187,6 +187,7 @@ class Shell(Story):
         self.assertEqual(again[0]["copy_of"], 4)
         self.assertIn("(the same as picture 4)", self.run_bare(
             "--home", self.home, "--frame", self.frame, "add", self.wanted[0]).stdout.decode())
+        self.assertEqual(self.good("add", self.wanted[0], self.wanted[0], "--dry-run")["added"][1]["copy_of"], 4)
         self.good("delete", 1)
         listed = self.good("list")["pictures"]
         self.assertEqual([p.get("source") for p in listed], [None, odd.replace("\udcff", "\ufffd"), *[self.wanted[0]] * 2,
@@ -203,6 +204,55 @@ class Shell(Story):
         os.remove(self.home + "/state/album")
         os.mkdir(self.home + "/state/album")
         self.good("add", self.wanted[2])
+
+    def test_replacing(self):
+        """One picture takes the place of one, with the old one's bytes to its account; nothing else moves."""
+        first = self.good("add", *self.wanted)["added"]
+        before = self.on_frame()
+        said = self.good("add", self.wanted[0], "--rotate", 90, "--replace", 2, "--dry-run")
+        answer = self.good("add", self.wanted[0], "--rotate", 90, "--replace", 2)
+        self.assertEqual({k: said[k] for k in answer}, answer)
+        self.assertEqual((len(answer["added"]), answer["pictures"]), (1, 5))
+        after = self.on_frame()
+        self.assertEqual(after[:1] + after[2:], before[:1] + before[2:])
+        self.assertEqual((after[1] == before[1], len(after[1])), (False, answer["added"][0]["bytes"]))
+        self.assertEqual(self.good("add", self.wanted[0], "--replace", 3)["added"][0]["bytes"], first[0]["bytes"])
+        self.refused(1, "add", self.wanted[0], "--replace", 6)
+        for words in ((*self.wanted, "--replace", 1), (self.wanted[0], "--replace", 0), (self.wanted[0], "--replace", 1000000)):
+            self.refused(2, "add", *words)
+
+    def test_making_room(self):
+        """Others give way from their photographs: no more than must, and none whose photograph is another now."""
+        self.put_frame(make_image(LCD, 0x20000))
+        photographs = self.sources(*(noise(*LCD, n) for n in range(10, 16)))
+        size = self.good("add", photographs[0], "--dry-run")["added"][0]["bytes"]
+        self.assertNotIn("room_for", self.good("list"))
+        fit = self.good("info")["free_bytes"] // size
+        self.good("add", *photographs[:fit])
+        self.assertEqual(self.good("info")["room_for"], 0)
+        last, image = photographs[fit], self.image()
+        for changed in photographs[:fit]:
+            os.utime(changed, (1, 1))
+        answer = self.run_program("add", last, "--make-room")
+        self.assertEqual((answer.status, answer.json["added"], "lowered" in answer.json), (1, [], False))
+        self.assertIn("no room can be made", answer.json["refused"][0]["reason"])
+        self.assert_same_bytes(self.image(), image)
+        self.put_frame(make_image(LCD, 0x20000))
+        self.good("add", *photographs[:fit])
+        before = self.on_frame()
+        os.remove(photographs[0])
+        said = self.good("add", last, "--make-room", "--dry-run")
+        answer = self.good("add", last, "--make-room")
+        self.assertEqual({k: said[k] for k in answer}, answer)
+        after, lowered = self.on_frame(), {l["position"]: l for l in answer["lowered"]}
+        self.assertEqual([len(s) for s in after], [lowered[n]["bytes"] if n in lowered else size for n, size in
+                                                  enumerate(map(len, before + after[-1:]), 1)])
+        self.assertNotIn(1, lowered)
+        lacking = sum(map(len, before)) + size - (0x20000 - 0x11000)
+        gains = sorted(len(before[n - 1]) - l["bytes"] for n, l in lowered.items())
+        self.assertTrue(sum(gains) >= lacking > sum(gains[1:]), (gains, lacking))
+        self.assertTrue(all(l["from"] == 90 and 50 <= l["to"] < 90 for l in lowered.values()))
+        self.assertEqual({p["state"] for p in self.good("check")["pictures"]}, {"good"})
 
     def test_what_cannot_be_kept_is_refused(self):
         os.makedirs(self.home + "/state")

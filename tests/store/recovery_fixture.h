@@ -79,6 +79,7 @@ struct Tally {
 class RecoveryTest : public StoreTest {
   public:
     using StoreTest::Add;
+    using StoreTest::Replace;
     using StoreTest::Delete;
 
   protected:

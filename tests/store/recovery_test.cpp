@@ -44,6 +44,9 @@ std::vector<Scenario> Scenarios() {
          }},
         {"moved, full rewrite", full,
          [](Test& test) { test.Delete(1), test.Add(70000, 3), MovePicture(2, 1); }},
+        {"replaced", crowded,
+         [](Test& test) { test.Add(20000, 4), test.Replace(2, 100, 5), test.Replace(4, 21000, 6); }},
+        {"replaced, full rewrite", full, [](Test& test) { test.Replace(1, 100000, 3); }},
         {"twice the same picture", small, [](Test& test) { test.Add(2000, 2), test.Add(2000, 2); }},
     };
 }

@@ -17,6 +17,7 @@
 #include "flash/process_flash.h"
 #include "platform/linux/system_clock.h"
 #include "platform/services.h"
+#include "store/replace_picture.h"
 #include "store/safekeeping.h"
 #include "store/store.h"
 #include "tests/support/command_letter.h"
@@ -238,19 +239,25 @@ class StoreTest : public testing::Test {
 
     // As the adding room does it. Its stream is MakeStream(size, seed).
     void Add(int size, unsigned seed) {
-        StoreState& store = Store();
-        ++store.gmyTotalePictureNum;
-        auto* record = new FileData;
-        record->fileName = "Picture" + std::to_string(++store.gmyTotalePicture) + ".bmp";
-        record->fileRef = BitmapPath(record->fileName);
-        record->seqIndex = store.gmyTotalePictureNum + 1000;
-        record->picSize = size;
-        const Bytes stream = MakeStream(size, seed);
-        ASSERT_TRUE(WriteFile(StreamPath(record->fileName), stream));
-        ASSERT_TRUE(WriteFile(record->fileRef, stream));
-        AddNode(store.gmyPictureData.get(), record);
+        ++Store().gmyTotalePictureNum;
+        FileData* record = NewPicture(size, seed).release();
+        record->seqIndex = Store().gmyTotalePictureNum + 1000;
+        AddNode(Store().gmyPictureData.get(), record);
         CountFreeSpace();
         ASSERT_TRUE(KeepAddition(*record));
+    }
+    void Replace(int position, int size, unsigned seed) {
+        ASSERT_TRUE(ReplacePicture(position, NewPicture(size, seed)));
+    }
+    static std::unique_ptr<FileData> NewPicture(int size, unsigned seed) {
+        auto record = std::make_unique<FileData>();
+        record->fileName = "Picture" + std::to_string(++Store().gmyTotalePicture) + ".bmp";
+        record->fileRef = BitmapPath(record->fileName);
+        record->picSize = size;
+        const Bytes stream = MakeStream(size, seed);
+        EXPECT_TRUE(WriteFile(StreamPath(record->fileName), stream));
+        EXPECT_TRUE(WriteFile(record->fileRef, stream));
+        return record;
     }
     void Delete(int position) {
         Store().gmyCurrentSelectItem = position;

@@ -1,0 +1,62 @@
+#include "store/room_left.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "store/store.h"
+
+namespace lumato::store {
+namespace {
+
+// Of the listed pictures, on average; 0 for none.
+std::int64_t UsualBytes() {
+    const FileDataHead* list = Store().gmyPictureData.get();
+    std::int64_t total = 0;
+    for (const FileData* record = list != nullptr ? list->sentinel->next : nullptr; record != nullptr;
+         record = record->next)
+        total += record->picSize;
+    return list != nullptr && list->count > 0 ? total / list->count : 0;
+}
+
+std::string Megabytes(std::int64_t bytes) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.1f MB", static_cast<double>(bytes) / 1e6);
+    return text;
+}
+
+}  // namespace
+
+std::optional<int> RoomForMore() {
+    const StoreState& store = Store();
+    const std::int64_t usual = UsualBytes();
+    if (usual <= 0 || !store.geometry.whyReadOnly.empty())
+        return std::nullopt;
+    const int places = std::max(0, store.geometry.mostPictures - store.gmyTotalePictureNum);
+    // A frame with a limit comes down with the quality until each of its places is taken.
+    if (store.G_TotalPicNum != 0)
+        return store.TotolFlashSizeForPic > 0 ? places : 0;
+    return static_cast<int>(std::min<std::int64_t>(store.TotolFlashSizeForPic / usual, places));
+}
+
+std::string RoomText() {
+    const auto more = RoomForMore();
+    if (!more)
+        return "";
+    if (Store().G_TotalPicNum != 0)
+        return "places for " + std::to_string(*more) + " more";
+    return *more == 0 ? "no room for another one like these"
+                      : "room for about " + std::to_string(*more) + " more like these";
+}
+
+std::string BatchRoomText(int pictures) {
+    const auto more = RoomForMore();
+    if (!more)
+        return "";
+    if (Store().G_TotalPicNum != 0)
+        return std::to_string(pictures) + " pictures, and places for " + std::to_string(*more) + " more";
+    const std::string fit = *more >= pictures ? "they fit" : "about " + std::to_string(*more) + " fit";
+    return "these " + std::to_string(pictures) + " take about " + Megabytes(UsualBytes() * pictures) + ", " +
+           Megabytes(Store().TotolFlashSizeForPic) + " are free: " + fit;
+}
+
+}  // namespace lumato::store
