@@ -163,9 +163,26 @@ class Shell(Story):
             self.good(*change)
             self.assertEqual((states().count("good"), states().count("damaged")), (good, 1))
         self.put_frame(whole)
-        self.good("check")
-        reads = [n for n, line in enumerate(self.read("trace.txt").decode().splitlines(), 1)
-                 if line[:2] == "CD" and line[20:22] == "03"]
+        self.assertEqual(self.good("check")["table"], "good")
+        trace = [""] + self.read("trace.txt").decode().splitlines()
+        reads = [n for n, line in enumerate(trace) if line[:2] == "CD" and line[20:22] == "03"]
+        # A table that reads twice as zeros, sum and all, is written anew; once, it is the cable. One that can not be right
+        # is told, and left.
+        at = next(k for k in range(len(reads)) if trace[reads[k]] == trace[reads[k + 1]])
+        for times, state in ((1, "good"), (2, "mended")):
+            lies = [w for n in range(reads[at], reads[at + times]) for w in ("--fault", "%d:lie" % n)]
+            self.assertEqual(self.run_program(*lies, "check").json["table"], "good" if times == 1 else "damaged")
+            self.assertEqual(self.good(*lies, "check", "--mend")["table"], state)
+            self.assert_same_bytes(self.image(), whole)
+        table = flash_reader.Information(whole).table_address
+        for place, reason in ((flash_reader.slot(whole[table:], 2)[1], "share"), (table, "in the table"), (0, "outside")):
+            image = bytearray(whole)
+            image[table + 17:table + 20] = place.to_bytes(3, "little")
+            self.put_frame(image)
+            told = self.run_program("check", "--mend", statuses=(1,)).json
+            self.assertIn(reason, told["table_reason"])
+            self.assert_same_bytes(self.image(), image)
+        self.put_frame(whole)
         for n in reads[-3:]:  # a cable that changes a bit on the way is no damage, and is told when it does so often
             flipped = self.run_program("--fault", "%d:flip" % n, "check")
             self.assertEqual((flipped.status, flipped.json["retries"]), (0, 1))
