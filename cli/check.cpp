@@ -125,7 +125,8 @@ int RunCheck(const Arguments& arguments, const Output& output) {
         return output.Failed(kRefused, report.error().message);
     if (report->stopped)
         return output.Failed(
-            kRefused, "stopped after " + Count(static_cast<long long>(report->pictures.size()), "picture"));
+            {kRefused, "stopped after " + Count(static_cast<long long>(report->pictures.size()), "picture"),
+             true});
     if (arguments.mend && IsDamaged(*report)) {
         if (const auto mended = Mend(**session, *report); !mended)
             return output.Failed(mended.error());
