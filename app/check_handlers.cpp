@@ -36,7 +36,8 @@ std::string CountsOf(const CheckReport& report) {
     add(PictureHealth::Mended, " mended");
     add(PictureHealth::Unknown, " unknown");
     const auto uneven = std::ranges::count(report.pictures, true, &store::CheckedPicture::readUneven);
-    if (uneven > 0)
+    text += report.table.good ? "" : "; the picture table is damaged";
+    if (uneven > 0 || report.table.readUneven)
         text += "; two reads differed: check the cable";
     const std::string warning = store::LinkWarning();
     return warning.empty() ? text : text + "; " + warning;
@@ -44,6 +45,8 @@ std::string CountsOf(const CheckReport& report) {
 
 QString LinesOf(const CheckReport& report) {
     QStringList lines;
+    if (!report.table.good)
+        lines += QString::fromStdString("Picture table: " + report.table.reason);
     for (const store::CheckedPicture& picture : report.pictures) {
         if (picture.health != PictureHealth::Damaged)
             continue;
@@ -57,9 +60,10 @@ QString LinesOf(const CheckReport& report) {
 }
 
 bool CanMend(const CheckReport& report) {
-    return std::ranges::any_of(report.pictures, [&](const store::CheckedPicture& picture) {
-        return store::MayBeMended(report, picture);
-    });
+    return (!report.table.good && report.table.known) ||
+           std::ranges::any_of(report.pictures, [&](const store::CheckedPicture& picture) {
+               return store::MayBeMended(report, picture);
+           });
 }
 
 }  // namespace
@@ -91,10 +95,10 @@ void MainWindow::CheckPictures() {
 }
 
 void MainWindow::TakeCheck(const CheckReport& report, bool mayMend) {
-    if (CountOf(report, PictureHealth::Damaged) > 0) {
+    if (!report.table.good || CountOf(report, PictureHealth::Damaged) > 0) {
         ShowNote("CHECK_DAMAGED_TIPS", "Pictures are damaged", CountsOf(report));
         ShowDamaged(report, mayMend);
-    } else if (CountOf(report, PictureHealth::Mended) > 0) {
+    } else if (report.table.mended || CountOf(report, PictureHealth::Mended) > 0) {
         ShowNote("MENDED_TIPS", "The damaged pictures are whole again", CountsOf(report));
     } else {
         ShowNote("CHECK_GOOD_TIPS", "No damaged pictures", CountsOf(report));

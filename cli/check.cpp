@@ -34,6 +34,14 @@ int CountOf(const CheckReport& report, PictureHealth health) {
     return static_cast<int>(std::ranges::count(report.pictures, health, &CheckedPicture::health));
 }
 
+const char* TableState(const store::CheckedTable& table) {
+    return table.mended ? "mended" : table.good ? "good" : "damaged";
+}
+
+bool IsDamaged(const CheckReport& report) {
+    return !report.table.good || CountOf(report, PictureHealth::Damaged) > 0;
+}
+
 std::string HealthText(const CheckReport& report) {
     const std::vector<CheckedPicture>& pictures = report.pictures;
     const auto count = [&](PictureHealth health) { return CountOf(report, health); };
@@ -43,6 +51,11 @@ std::string HealthText(const CheckReport& report) {
                        std::to_string(count(PictureHealth::Unknown)) + " unknown";
     if (const int mended = count(PictureHealth::Mended); mended > 0)
         text += ", " + std::to_string(mended) + " mended";
+    text += std::string("; the picture table is ") + TableState(report.table);
+    if (!report.table.reason.empty())
+        text += ": " + report.table.reason;
+    if (report.table.readUneven)
+        text += " (two reads of it differed: check the cable)";
     for (const CheckedPicture& picture : pictures) {
         if (picture.health == PictureHealth::Good && !picture.readUneven)
             continue;
@@ -65,7 +78,9 @@ nlohmann::ordered_json AsJson(const CheckReport& report) {
         if (!picture.reason.empty())
             json.back()["reason"] = picture.reason;
     }
-    nlohmann::ordered_json answer = {{"pictures", json}};
+    nlohmann::ordered_json answer = {{"pictures", json}, {"table", TableState(report.table)}};
+    if (!report.table.reason.empty())
+        answer["table_reason"] = report.table.reason;
     AddRetries(answer);
     return answer;
 }
@@ -111,13 +126,14 @@ int RunCheck(const Arguments& arguments, const Output& output) {
         return output.Failed(kRefused, report.error().message);
     if (report->stopped)
         return output.Failed(
-            kRefused, "stopped after " + Count(static_cast<long long>(report->pictures.size()), "picture"));
-    if (arguments.mend && CountOf(*report, PictureHealth::Damaged) > 0) {
+            {kRefused, "stopped after " + Count(static_cast<long long>(report->pictures.size()), "picture"),
+             true});
+    if (arguments.mend && IsDamaged(*report)) {
         if (const auto mended = Mend(**session, *report, *backup); !mended)
             return output.Failed(mended.error());
     }
     output.Result(AsJson(*report), HealthText(*report));
-    return CountOf(*report, PictureHealth::Damaged) > 0 ? kRefused : kDone;
+    return IsDamaged(*report) ? kRefused : kDone;
 }
 
 }  // namespace lumato::cli

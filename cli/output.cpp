@@ -22,8 +22,11 @@ void Output::Result(const nlohmann::ordered_json& json, const std::string& text)
 
 int Output::Failed(const Failure& failure) const {
     Complain(failure.message);
+    nlohmann::ordered_json json = {{"error", failure.message}};
+    if (failure.stopped)
+        json["stopped"] = true;
     if (m_json)
-        std::printf("%s\n", Serialized({{"error", failure.message}}).c_str());
+        std::printf("%s\n", Serialized(json).c_str());
     return failure.status;
 }
 

@@ -22,6 +22,7 @@ enum ExitStatus {
 struct Failure {
     ExitStatus status = kRefused;
     std::string message;
+    bool stopped = false;  // because that was asked for
 };
 
 class Output {

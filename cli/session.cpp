@@ -42,7 +42,7 @@ bool DownloadSeemsBrokenOff() {
 Failure WhyNotDone(std::string message) {
     const store::StoreState& store = store::Store();
     if (store.downloadStopped)
-        return {CountWaiting() > 0 ? kWaiting : kRefused, std::move(message)};
+        return {CountWaiting() > 0 ? kWaiting : kRefused, std::move(message), true};
     // Its table is made invalid first, and written last.
     if (!store.picturesShown)
         return {kWaiting, message + "; the frame shows no picture until `lumatoctl download` has finished"};

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <utility>
 
 #include <nlohmann/json.hpp>
@@ -16,9 +17,14 @@ namespace {
 
 constexpr int kBarCells = 24;
 
-int TerminalWidth() {
+// Where the terminal does not say, COLUMNS may.
+std::size_t TerminalWidth() {
     winsize size{};
-    return ::ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
+    if (::ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0)
+        return size.ws_col;
+    const char* columns = std::getenv("COLUMNS");
+    const int said = columns != nullptr ? std::atoi(columns) : 0;
+    return said > 0 ? static_cast<std::size_t>(said) : 80;
 }
 
 const char* NameOf(store::Phase phase) {
@@ -56,12 +62,12 @@ std::string BytesText(std::int64_t bytes, std::int64_t total) {
 }
 
 // "writing picture 3 of 12, 1.2 of 4.0 MB, 14 s left"
-std::string AsText(const store::Progress& progress) {
+std::string AsText(const store::Progress& progress, bool withBytes, bool withTime) {
     std::string text = std::string(NameOf(progress.phase)) + " picture " + std::to_string(progress.picture) +
                        " of " + std::to_string(progress.pictures);
-    if (progress.totalBytes > 0)
+    if (withBytes && progress.totalBytes > 0)
         text += ", " + BytesText(progress.bytes, progress.totalBytes);
-    if (progress.secondsLeft)
+    if (withTime && progress.secondsLeft)
         text += ", " + std::to_string(static_cast<int>(*progress.secondsLeft + 0.5)) + " s left";
     return text;
 }
@@ -150,14 +156,23 @@ void TerminalStatus::DrawBar() {
     const int filled = m_percent * kBarCells / 100;
     const std::string bar = std::string(static_cast<std::size_t>(filled), '#') +
                             std::string(static_cast<std::size_t>(kBarCells - filled), ' ');
-    std::string text = m_progress ? AsText(*m_progress) : "";
+    std::string told;
     if (store::StopRequested())
-        text = "stopping (Ctrl-C once more: at once)";
+        told = "stopping (Ctrl-C once more: at once)";
     if (const auto silence = store::FrameSilence(); silence >= store::kLongSilence)
-        text = "the frame has not answered for " + std::to_string(silence.count()) + " s";
-    char line[256];
-    std::snprintf(line, sizeof line, "[%s] %3d%%  %s", bar.c_str(), m_percent, text.c_str());
-    std::fprintf(stderr, "\r\033[K%.*s", TerminalWidth() - 1, line);
+        told = "the frame has not answered for " + std::to_string(silence.count()) + " s";
+    const auto text = [&](bool withBytes, bool withTime) {
+        return m_progress && told.empty() ? AsText(*m_progress, withBytes, withTime) : told;
+    };
+    // A line that wraps could not be drawn over: what tells least goes first.
+    const std::string percent = (m_percent < 10 ? " " : "") + std::to_string(m_percent) + "%  ";
+    const std::size_t room = TerminalWidth() - 1;
+    std::string line = "[" + bar + "]  " + percent + text(true, true);
+    for (const auto& [withBytes, withTime] : {std::pair(true, true), {false, true}, {false, false}}) {
+        if (line.size() > room)
+            line = percent + text(withBytes, withTime);
+    }
+    std::fprintf(stderr, "\r\033[K%s", line.substr(0, room).c_str());
     std::fflush(stderr);
     m_barShown = true;
 }

@@ -110,6 +110,7 @@ Result<CheckReport> Check::Run() {
         return Fail(ErrorKind::Refused, "the frame has no valid picture table: a download comes first");
     m_known = LoadKnown(m_table);
     CheckReport report;
+    LUMATO_TRY(report.table, CheckTable());
     ProgressMeter meter(Phase::Checking, CountStored(m_table), StoredBytes(m_table));
     for (int slot = 1; slot < kSlotCount; ++slot) {
         const MutableByteSpan entry = SlotOf(m_table, slot);

@@ -1,5 +1,5 @@
-// Reads every picture that the frame's table lists back from the flash, and says whether it is what it is
-// known to be. The frame is only read.
+// Reads the frame's table, and every picture that it lists, back from the flash, and says whether it is what
+// it is known to be. The frame is only read.
 #pragma once
 
 #include <cstdint>
@@ -9,6 +9,7 @@
 
 #include "base/error.h"
 #include "base/sha256.h"
+#include "store/check_table.h"
 
 namespace lumato::store {
 
@@ -31,6 +32,7 @@ struct CheckedPicture {
 };
 
 struct CheckReport {
+    CheckedTable table;
     std::vector<CheckedPicture> pictures;
     bool stopped = false;  // the rest was not looked at, because that was asked for
 };

@@ -236,6 +236,11 @@ Result<int> Mending::Run() {
         LUMATO_TRY_VOID(Overlay(picture, *stream));
         picture.found = true;
     }
+    // The download writes the table as it is known.
+    if (!m_report.table.good && m_report.table.known) {
+        if (found++ == 0)
+            LUMATO_TRY_VOID(ListMissing());
+    }
     for (const std::int32_t base : m_changed) {
         if (!AgreesWithLocalCopies(base, m_blocks[base]))
             return Fail(
@@ -261,6 +266,10 @@ Result<int> PrepareMending(CheckReport& report, const StreamSource& source) {
 }
 
 void NoteMended(CheckReport& report) {
+    if (!report.table.good && report.table.known) {
+        report.table.good = report.table.mended = true;
+        report.table.reason.clear();
+    }
     for (CheckedPicture& picture : report.pictures) {
         if (!picture.found)
             continue;

@@ -21,9 +21,9 @@ using StreamSource =
 [[nodiscard]] bool MayBeMended(const CheckReport& report, const CheckedPicture& picture);
 
 // Looks for the streams of the damaged pictures: in the local files, in the journals, and then at `source`.
-// The next download writes what was found. How many pictures that is; the others get to know why in the
-// report. Errors: nothing may be mended now: a download is in arrears, the list was changed, pictures share
-// their bytes.
+// The next download writes what was found. How many that is, a damaged table counted, too; the other pictures
+// get to know why in the report. Errors: nothing may be mended now: a download is in arrears, the list was
+// changed, pictures share their bytes.
 [[nodiscard]] Result<int> PrepareMending(CheckReport& report, const StreamSource& source = {});
 // After that download.
 void NoteMended(CheckReport& report);
