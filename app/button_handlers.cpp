@@ -129,8 +129,10 @@ void MainWindow::AddEditPicture() {
     m_adding = RunTask([this, kind, add] { m_edits.Do(kind, add); },
                        [this, adding] {
                            m_adding = false;
-                           if (adding->added)
-                               EndEditAgain();
+                           if (adding->added) {
+                               m_again.reset();
+                               ShowReplacing();
+                           }
                            OfferRoom(adding->plan, {adding->source}, adding->pose);
                        });
 }
@@ -159,7 +161,6 @@ void MainWindow::AddFiles(std::vector<Path> files, const picture::Pose& pose, pi
 void MainWindow::StopWork() {
     if (MainThreadOwns()) {
         EndEditAgain();
-        m_panel->SetNoteDetail("");
         return;
     }
     ShowStop(false);

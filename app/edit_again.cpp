@@ -60,6 +60,8 @@ int MainWindow::PositionEditedAgain() const {
 }
 
 void MainWindow::EndEditAgain() {
+    if (m_again && m_again->shown)
+        m_panel->SetNotes("");
     m_again.reset();
     ShowReplacing();
 }

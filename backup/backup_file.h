@@ -1,9 +1,9 @@
 // A frame's pictures in one file: a tar archive that other programs open, too.
 //
 //   manifest.json             the frame, and its pictures in their order with hashes and origins
-//   SHA256SUMS                of all other files, as `sha256sum -c` takes it
 //   streams/001-NAME.stream   the pictures as the frame stores them; one that it has twice is here once
 //   pictures/001-NAME.jpg     what they look like, for people who open the archive
+//   SHA256SUMS                of all other files, as `sha256sum -c` takes it
 //
 // Reading takes what is whole. No state; callable from any thread.
 #pragma once

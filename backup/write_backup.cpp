@@ -47,7 +47,7 @@ class BackupWriter {
 
     const Backup& m_backup;
     std::map<Digest, std::string> m_names;  // of the streams, by their hash
-    std::vector<ArchivedFile> m_files{2};   // the first two come last
+    std::vector<ArchivedFile> m_files{1};   // the first one is made last
     std::vector<ArchivedFile> m_previews;
     std::vector<Stream> m_previewFiles;
     std::size_t m_previewBytes = 0;
@@ -114,11 +114,9 @@ Result<Stream> BackupWriter::Write() {
     const std::string manifest = Manifest();
     m_files[0] = {kManifestName, BytesOf(manifest)};
     std::string sums;
-    for (const ArchivedFile& file : m_files) {
-        if (!file.name.empty())
-            sums += HexText(Sha256(file.bytes)) + "  " + file.name + "\n";
-    }
-    m_files[1] = {kSumsName, BytesOf(sums)};
+    for (const ArchivedFile& file : m_files)
+        sums += HexText(Sha256(file.bytes)) + "  " + file.name + "\n";
+    m_files.push_back({kSumsName, BytesOf(sums)});  // far from the manifest: damage seldom takes both
     return WriteArchive(m_files, std::time(nullptr));
 }
 

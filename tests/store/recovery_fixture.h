@@ -79,8 +79,8 @@ struct Tally {
 class RecoveryTest : public StoreTest {
   public:
     using StoreTest::Add;
-    using StoreTest::Replace;
     using StoreTest::Delete;
+    using StoreTest::Replace;
 
   protected:
     const test::TemporaryFolder m_aside{Home().parent_path()};  // for the disk as a killed program left it
