@@ -95,16 +95,18 @@ bool BackupReader::IsSoundManifest() const {
     return !m_manifest.empty() && (sum == m_sums.end() || sum->second == HexText(Sha256(m_manifest)));
 }
 
-// A header that was damaged takes name and size with it, not the bytes.
+// A header that was damaged takes name and size with it, not the bytes; one that was zeroed looks like
+// padding, and what begins there are the bytes.
 ByteSpan BackupReader::FindBehindDamage(const Digest& hash, std::size_t bytes) {
     const ByteSpan archive = m_backup.held.front();
     for (const std::size_t lost : m_lost) {
-        const std::size_t begin = lost + kTarBlock;
-        if (begin > archive.size() || bytes > archive.size() - begin || m_searched > kMostSearched)
-            continue;
-        m_searched += bytes;
-        if (Sha256(archive.subspan(begin, bytes)) == hash)
-            return archive.subspan(begin, bytes);
+        for (const std::size_t begin : {lost + kTarBlock, lost}) {
+            if (begin > archive.size() || bytes > archive.size() - begin || m_searched > kMostSearched)
+                continue;
+            m_searched += bytes;
+            if (Sha256(archive.subspan(begin, bytes)) == hash)
+                return archive.subspan(begin, bytes);
+        }
     }
     return {};
 }
