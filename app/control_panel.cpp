@@ -83,6 +83,20 @@ void SetHeading(QMainWindow& window, const char* name, const QString& text) {
 
 constexpr const char* kPercent = "%p%";
 
+QString NameOf(store::Phase phase) {
+    switch (phase) {
+        case store::Phase::Reading:
+            return Localized("PHASE_READING", "Reading");
+        case store::Phase::Adding:
+            return Localized("PHASE_ADDING", "Adding");
+        case store::Phase::Checking:
+            return Localized("PHASE_CHECKING", "Checking");
+        case store::Phase::Writing:
+            break;
+    }
+    return Localized("PHASE_WRITING", "Writing");
+}
+
 QString OriginOf(const store::FileData& record) {
     const picture::AlbumEntry* entry =
         record.streamHash ? picture::Pictures().album.Find(*record.streamHash) : nullptr;
@@ -103,8 +117,7 @@ QList<ListedPicture> TakePictures(int count) {
 
 }  // namespace
 
-ControlPanel::ControlPanel(QMainWindow& window)
-    : QObject(&window), m_window(window), m_progress(QLatin1String(kPercent)) {
+ControlPanel::ControlPanel(QMainWindow& window) : QObject(&window), m_window(window) {
     connect(&m_silenceWatch, &QTimer::timeout, this, &ControlPanel::ShowSilence);
     m_silenceWatch.start(std::chrono::seconds(1));
 }
@@ -212,35 +225,60 @@ void ControlPanel::SetDownLoadPrcess(int percent) {
         auto* bar = FindControlAs<QProgressBar>(&m_window, kDownLoadProcessID);
         if (bar == nullptr)
             return;
+        m_percent = percent;
         bar->setTextVisible(percent > 0);  // a bar at rest says nothing
         bar->setValue(std::clamp(percent, 0, 100));
         if (percent == 0)
-            bar->setFormat(m_progress = QLatin1String(kPercent));
+            m_progress.reset();
+        bar->setFormat(ProgressText(*bar));
     });
 }
 
 void ControlPanel::SetProgress(const store::Progress& progress) {
-    QString format = QStringLiteral("%p%  %1/%2").arg(progress.picture).arg(progress.pictures);
-    if (progress.secondsLeft)
-        format += QStringLiteral("  %1 s").arg(static_cast<int>(*progress.secondsLeft + 0.5));
-    Post([this, format] {
-        m_progress = format;
-        if (auto* bar = FindControlAs<QProgressBar>(&m_window, kDownLoadProcessID); bar && !m_silent)
-            bar->setFormat(format);
+    Post([this, progress] {
+        m_progress = progress;
+        m_progressTime.start();
+        auto* bar = FindControlAs<QProgressBar>(&m_window, kDownLoadProcessID);
+        if (bar == nullptr || m_silent)
+            return;
+        if (m_percent == 0) {  // what no percentage is told of has one all the same
+            bar->setValue(std::clamp(static_cast<int>(100 * progress.Done()), 1, 99));
+            bar->setTextVisible(true);
+        }
+        bar->setFormat(ProgressText(*bar));
     });
 }
 
-// A command that is not answered keeps the task that would tell of it.
+// As much as the bar has room for: "31%  Writing 3/12, 14 s".
+QString ControlPanel::ProgressText(const QProgressBar& bar) const {
+    const QString percent = QLatin1String(kPercent);
+    if (!m_progress)
+        return percent;
+    const QString count = m_progress->pictures > 0
+                              ? QStringLiteral(" %1/%2").arg(m_progress->picture).arg(m_progress->pictures)
+                              : QString();
+    const double since = static_cast<double>(m_progressTime.elapsed()) / 1000;
+    const QString left = m_progress->secondsLeft ? QStringLiteral(", %1 s").arg(static_cast<int>(
+                                                       std::max(*m_progress->secondsLeft - since, 0.0) + 0.5))
+                                                 : QString();
+    const QString words = percent + QStringLiteral("  ") + NameOf(m_progress->phase) + count + left;
+    return bar.fontMetrics().horizontalAdvance(words) < bar.width()
+               ? words
+               : percent + QLatin1Char(' ') + count + left;
+}
+
+// Between two blocks the time that is left goes on, and a command that is not answered keeps the task that
+// would tell of it.
 void ControlPanel::ShowSilence() {
     const auto silence = store::FrameSilence();
     const bool silent = silence >= store::kLongSilence;
     auto* bar = FindControlAs<QProgressBar>(&m_window, kDownLoadProcessID);
-    if (bar == nullptr || (!silent && !m_silent))
+    if (bar == nullptr || (!silent && !m_silent && !m_progress))
         return;
     m_silent = silent;
     bar->setTextVisible(silent || bar->value() > 0);
     const QString text = Localized("FRAME_SILENT", "No answer from the frame");
-    bar->setFormat(silent ? QStringLiteral("%1: %2 s").arg(text).arg(silence.count()) : m_progress);
+    bar->setFormat(silent ? QStringLiteral("%1: %2 s").arg(text).arg(silence.count()) : ProgressText(*bar));
 }
 
 void ControlPanel::UpdateInfo() {

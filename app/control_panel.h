@@ -5,6 +5,7 @@
 // the calls. Everything else on the main thread.
 #pragma once
 
+#include <QElapsedTimer>
 #include <QObject>
 #include <QPointer>
 #include <QTimer>
@@ -17,6 +18,7 @@
 #include "store/status_port.h"
 
 class QMainWindow;
+class QProgressBar;
 
 namespace lumato::app {
 
@@ -64,6 +66,7 @@ class ControlPanel : public QObject, public store::StatusPort {
     void Enable(bool enable);
     void ShowNote(const QString& note, const QString& reason);
     void ShowSilence();
+    [[nodiscard]] QString ProgressText(const QProgressBar& bar) const;
     void SetPicNumInfo(const QString& text, bool isCurrent);
     void SetControlText(ControlId id, const QString& text);
     void ShowRoom();
@@ -73,9 +76,11 @@ class ControlPanel : public QObject, public store::StatusPort {
     QMainWindow& m_window;
     MainThreadCalls m_calls;
     QTimer m_silenceWatch;
-    bool m_silent = false;      // the bar says that the frame is
-    QString m_progress;         // what else it says
-    std::optional<int> m_room;  // for about so many more pictures; nothing: not known
+    bool m_silent = false;  // the bar says that the frame is
+    int m_percent = 0;      // as it was told
+    std::optional<store::Progress> m_progress;
+    QElapsedTimer m_progressTime;  // since that was told
+    std::optional<int> m_room;     // for about so many more pictures; nothing: not known
     bool m_enabled = false;
     QPointer<QWidget> m_focus;  // had the focus when the panel was disabled
 };

@@ -195,6 +195,7 @@ tl::expected<void, Failure> Session::BringOnline() {
     if (!device::Link().task.Joinable())
         return Fail(kNoFrame, "no frame found: what was attached does not answer as one");
     device::Link().task.Join();
+    m_status.ClearBar();
     DeliverEvents();
     store::FinishTransfer();
     if (store::LastConnection() != store::Connection::Online || !m_link->GetUSBDeviceStatus())

@@ -62,14 +62,21 @@ std::string BytesText(std::int64_t bytes, std::int64_t total) {
 }
 
 // "writing picture 3 of 12, 1.2 of 4.0 MB, 14 s left"
-std::string AsText(const store::Progress& progress, bool withBytes, bool withTime) {
-    std::string text = std::string(NameOf(progress.phase)) + " picture " + std::to_string(progress.picture) +
-                       " of " + std::to_string(progress.pictures);
+// `since`: seconds from when that was told.
+std::string AsText(const store::Progress& progress, double since, bool withBytes, bool withTime) {
+    std::string text = NameOf(progress.phase);
+    if (progress.pictures > 0)
+        text += " picture " + std::to_string(progress.picture) + " of " + std::to_string(progress.pictures);
     if (withBytes && progress.totalBytes > 0)
         text += ", " + BytesText(progress.bytes, progress.totalBytes);
     if (withTime && progress.secondsLeft)
-        text += ", " + std::to_string(static_cast<int>(*progress.secondsLeft + 0.5)) + " s left";
+        text += ", " + std::to_string(static_cast<int>(std::max(*progress.secondsLeft - since, 0.0) + 0.5)) +
+                " s left";
     return text;
+}
+
+std::string SilenceText(std::chrono::seconds silence) {
+    return "the frame has not answered for " + std::to_string(silence.count()) + " s";
 }
 
 // "Read Picture:: 7" only counts on from "Read Picture:: 6".
@@ -84,7 +91,7 @@ bool CountsOn(std::string_view before, std::string_view now) {
 
 TerminalStatus::TerminalStatus(bool quiet, bool lines)
     : m_showNotes(!quiet), m_showBar(!quiet && ::isatty(STDERR_FILENO) == 1), m_lines(lines) {
-    if (m_showBar)
+    if (m_showNotes || m_lines)
         m_watcher = std::jthread([this](const std::stop_token& stop) { Watch(stop); });
 }
 
@@ -105,8 +112,8 @@ void TerminalStatus::SetNotes(std::string_view text) {
     m_detail.clear();
     if (m_note == text)
         return;
-    // Where nobody watches, the first and the last of a count are enough.
-    const bool hold = !m_showBar && CountsOn(m_note, text);
+    // The first and the last of a count are enough: the bar counts, too.
+    const bool hold = CountsOn(m_note, text);
     if (!hold && std::exchange(m_heldBack, false))
         Print();
     m_note = text;
@@ -132,7 +139,7 @@ void TerminalStatus::SetDownLoadPrcess(int percent) {
     percent = std::clamp(percent, 0, 100);
     if (!m_showBar || (m_barShown && percent == m_percent))
         return;
-    m_percent = percent;
+    m_percent = m_toldPercent = percent;
     if (percent == 0 || percent == 100) {  // nothing is under way
         m_progress.reset();
         ClearBarLocked();
@@ -144,12 +151,20 @@ void TerminalStatus::SetDownLoadPrcess(int percent) {
 void TerminalStatus::SetProgress(const store::Progress& progress) {
     const std::lock_guard lock(m_mutex);
     m_progress = progress;
-    if (m_lines)
-        std::printf("%s\n", nlohmann::ordered_json({{"progress", AsJson(progress)}}).dump().c_str());
-    if (m_lines)
-        std::fflush(stdout);
-    if (m_barShown)
+    m_progressTime = std::chrono::steady_clock::now();
+    PrintLine(AsJson(progress));
+    // What no percentage is told of has one all the same.
+    if (m_toldPercent == 0)
+        m_percent = std::min(static_cast<int>(100 * progress.Done()), 99);
+    if (m_barShown || (m_showBar && m_toldPercent == 0))
         DrawBar();
+}
+
+void TerminalStatus::PrintLine(const nlohmann::ordered_json& progress) const {
+    if (!m_lines)
+        return;
+    std::printf("%s\n", nlohmann::ordered_json({{"progress", progress}}).dump().c_str());
+    std::fflush(stdout);
 }
 
 void TerminalStatus::DrawBar() {
@@ -160,9 +175,10 @@ void TerminalStatus::DrawBar() {
     if (store::StopRequested())
         told = "stopping (Ctrl-C once more: at once)";
     if (const auto silence = store::FrameSilence(); silence >= store::kLongSilence)
-        told = "the frame has not answered for " + std::to_string(silence.count()) + " s";
+        told = SilenceText(silence);
+    const std::chrono::duration<double> since = std::chrono::steady_clock::now() - m_progressTime;
     const auto text = [&](bool withBytes, bool withTime) {
-        return m_progress && told.empty() ? AsText(*m_progress, withBytes, withTime) : told;
+        return m_progress && told.empty() ? AsText(*m_progress, since.count(), withBytes, withTime) : told;
     };
     // A line that wraps could not be drawn over: what tells least goes first.
     const std::string percent = (m_percent < 10 ? " " : "") + std::to_string(m_percent) + "%  ";
@@ -177,12 +193,20 @@ void TerminalStatus::DrawBar() {
     m_barShown = true;
 }
 
-// A command that is not answered keeps the thread that would tell of it.
+// Between two blocks the time that is left goes on, and a command that is not answered keeps the thread that
+// would tell of it.
 void TerminalStatus::Watch(const std::stop_token& stop) {
     std::unique_lock lock(m_mutex);
     while (!m_ending.wait_for(lock, stop, std::chrono::seconds(1), [&] { return stop.stop_requested(); })) {
-        if (store::FrameSilence() >= store::kLongSilence || (m_barShown && store::StopRequested()))
+        const auto silence = store::FrameSilence();
+        const bool silent = silence >= store::kLongSilence;
+        if (m_barShown || (silent && m_showBar))
             DrawBar();
+        if (std::exchange(m_silent, silent) || !silent)
+            continue;
+        PrintLine({{"silent_seconds", silence.count()}});
+        if (m_showNotes && !m_showBar)
+            std::fprintf(stderr, "%s\n", SilenceText(silence).c_str());
     }
 }
 

@@ -1,14 +1,17 @@
 // The store's status notes and progress on a terminal.
 //
 // Callable from any thread. Notes go to standard error, one a line; if that is no terminal, there is no
-// progress bar, and of notes that only count on the first and the last are shown.
+// progress bar. Of notes that only count on the first and the last are shown.
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
+
+#include <nlohmann/json_fwd.hpp>
 
 #include "store/status_port.h"
 
@@ -40,6 +43,7 @@ class TerminalStatus : public store::StatusPort {
 
   private:
     void Print();
+    void PrintLine(const nlohmann::ordered_json& progress) const;
     void DrawBar();
     void ClearBarLocked();
     void Watch(const std::stop_token& stop);
@@ -50,12 +54,15 @@ class TerminalStatus : public store::StatusPort {
     const bool m_lines;
     bool m_barShown = false;
     bool m_heldBack = false;  // the last note only counts on, and has not been printed
+    bool m_silent = false;    // the frame, and that has been told
     int m_percent = 0;
+    int m_toldPercent = 0;  // by SetDownLoadPrcess()
     std::optional<store::Progress> m_progress;
+    std::chrono::steady_clock::time_point m_progressTime;  // when it was told
     std::string m_note;
     std::string m_detail;
     std::condition_variable_any m_ending;
-    std::jthread m_watcher;  // where there is a bar: tells that the frame is silent, or of a stop
+    std::jthread m_watcher;  // tells what goes on while the task tells nothing
 };
 
 }  // namespace lumato::cli

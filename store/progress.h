@@ -21,6 +21,12 @@ struct Progress {
     std::int64_t totalBytes = 0;  // 0: not known
     std::optional<double> secondsLeft = {};
     bool operator==(const Progress&) const = default;
+
+    // Of the whole, by bytes where they are known: they tell more than pictures, which differ in size.
+    [[nodiscard]] double Done() const {
+        return totalBytes > 0 ? static_cast<double>(bytes) / static_cast<double>(totalBytes)
+                              : static_cast<double>(picture - 1) / (pictures > 0 ? pictures : 1);
+    }
 };
 
 }  // namespace lumato::store

@@ -20,11 +20,7 @@ void ProgressMeter::Reach(int picture, std::int64_t bytes) {
         std::clamp(picture, m_progress.picture, std::max(m_progress.pictures, m_progress.picture));
     m_progress.bytes = std::clamp(bytes, m_progress.bytes, std::max(m_progress.totalBytes, m_progress.bytes));
     const std::chrono::duration<double> taken = Clock::now() - m_begin;
-    // Bytes tell more than pictures, which differ in size.
-    const double done =
-        m_progress.totalBytes > 0
-            ? static_cast<double>(m_progress.bytes) / static_cast<double>(m_progress.totalBytes)
-            : static_cast<double>(m_progress.picture - 1) / std::max(m_progress.pictures, 1);
+    const double done = m_progress.Done();
     if (taken.count() >= kSecondsToKnow && done > 0)
         m_progress.secondsLeft = taken.count() * (1 - done) / done;
     if (StatusPort* status = Store().status)

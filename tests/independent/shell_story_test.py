@@ -103,7 +103,11 @@ class Shell(Story):
                 self.assertEqual(self.kept(), {})
 
     def test_what_a_terminal_tells(self):
-        """By the first erase, how long the frame has not answered; then that it stops, and that it has ended."""
+        """By the first erase, how long the frame has not answered; then that it stops, and that it has ended. Nobody who
+        is no terminal waits in silence either."""
+        script = subprocess.Popen([story.PROGRAM, "--home", self.path("script"), "--frame", self.write("script.img", self.image()),
+                                   "--pace", "0.04", "--json", "--progress", "add", *self.wanted], env=self.environment(),
+                                  stdout=subprocess.PIPE, stderr=subprocess.PIPE)
         for pace, command, told in (("0.04", ["add", *self.wanted], ["has not answered for 1"]), ("9", ["download"], ["unplug"]),
                                     ("1", ["add", *self.wanted * 2], ["writing picture", "stopping"])):
             with self.subTest(pace=pace):
@@ -118,6 +122,9 @@ class Shell(Story):
                     program.send_signal(signal.SIGKILL if pace == "0.04" else signal.SIGINT)
                 program.wait()
                 os.close(ours)
+        script.send_signal(signal.SIGKILL)
+        answer, notes = script.communicate()
+        self.assertEqual((answer.count(b'"silent_seconds"'), notes.count(b"has not answered")), (1, 1))
 
     def test_progress(self):
         """Values, a line each, before the answer: what is confirmed never becomes less, and in the end it is all."""
