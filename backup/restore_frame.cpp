@@ -13,6 +13,8 @@
 #include "picture/rv512_encoder.h"
 #include "picture/stream_made_anew.h"
 #include "store/local_files.h"
+#include "store/picture_table.h"
+#include "store/read_back.h"
 #include "store/replace_list.h"
 #include "store/store.h"
 
@@ -40,6 +42,7 @@ class Restorer {
   private:
     Result<void> Make(const BackedUpPicture& picture);
     Result<Made> MakeFiles(const BackedUpPicture& picture, const store::FileData& record);
+    Stream StreamInList(const Digest& hash);
     Result<Made> KeepStream(const BackedUpPicture& picture, const store::FileData& record);
     Result<Made> FitAnew(const BackedUpPicture& picture, const store::FileData& record);
     Result<std::vector<std::uint8_t>> PixelsOf(const BackedUpPicture& picture, Made& made);
@@ -53,6 +56,7 @@ class Restorer {
     store::StoreState& m_store = store::Store();
     picture::CRv512Encoder m_codec;
     Restoration m_restoration;
+    std::set<Digest> m_restored;  // by what they were in the backup
 };
 
 // A full disk says nothing about the picture.
@@ -105,10 +109,31 @@ Result<Made> Restorer::FitAnew(const BackedUpPicture& picture, const store::File
     return made;
 }
 
+// Empty: the present list does not have it.
+Stream Restorer::StreamInList(const Digest& hash) {
+    int position = 0;
+    for (const store::FileData* record = m_store.gmyPictureData->sentinel->next; record != nullptr;
+         record = record->next) {
+        ++position;
+        if (record->streamHash != hash)
+            continue;
+        auto stream =
+            store::StreamOf(*record, store::SlotAddress(store::SlotOf(m_store.G_PictureList, position)));
+        if (stream && Sha256(*stream) == hash)
+            return std::move(*stream);
+    }
+    return {};
+}
+
+// What the backup has lost the list may have still.
 Result<Made> Restorer::MakeFiles(const BackedUpPicture& picture, const store::FileData& record) {
-    if (picture.stream.empty())
+    BackedUpPicture whole = picture;
+    Stream stream;
+    if (whole.stream.empty())
+        whole.stream = stream = StreamInList(picture.hash);
+    if (whole.stream.empty())
         return Fail(ErrorKind::Damaged, kNoPicture);
-    return m_asItWas ? KeepStream(picture, record) : FitAnew(picture, record);
+    return m_asItWas ? KeepStream(whole, record) : FitAnew(whole, record);
 }
 
 void Restorer::RememberOrigin(const BackedUpPicture& picture, const Digest& hash, Made made) {
@@ -142,6 +167,7 @@ Result<void> Restorer::Make(const BackedUpPicture& picture) {
         record.streamHash = Sha256(stream);
         record.seqIndex = m_restoration.Count() + 1 + store::kAddedSequenceBase;
         restored.made = *made;
+        m_restored.insert(picture.hash);
         RememberOrigin(picture, *record.streamHash, *made);
         m_restoration.m_records.push_back(std::move(record));
     }
@@ -169,13 +195,10 @@ Result<void> Restorer::CheckRoom() const {
 }
 
 int Restorer::CountLost() const {
-    std::set<Digest> inBackup;
-    for (const BackedUpPicture& picture : m_backup.pictures)
-        inBackup.insert(picture.hash);
     int lost = 0;
     for (const store::FileData* record = m_store.gmyPictureData->sentinel->next; record != nullptr;
          record = record->next)
-        lost += record->streamHash && inBackup.contains(*record->streamHash) ? 0 : 1;
+        lost += record->streamHash && m_restored.contains(*record->streamHash) ? 0 : 1;
     return lost;
 }
 

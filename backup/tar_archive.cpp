@@ -100,7 +100,8 @@ bool IsHeader(ByteSpan block) {
 
 std::string NameOf(ByteSpan header) {
     const ByteSpan field = header.first(kNameSize);
-    return {field.begin(), std::ranges::find(field, std::uint8_t{0})};
+    const std::string name(field.begin(), std::ranges::find(field, std::uint8_t{0}));
+    return name.starts_with("./") ? name.substr(2) : name;  // as `tar cf FILE .` has them
 }
 
 bool IsPadding(ByteSpan block) {

@@ -77,6 +77,7 @@ class Download {
     std::optional<ProgressMeter> m_meter;
     Bytes m_tableBlock;
     WrittenBlocks m_written;
+    KnownPictures m_known;
     Message m_note = kDownloadFailed;  // of the step that failed
 };
 
@@ -186,7 +187,9 @@ void Download::RememberBlocks() {
 // it. The check of what is written in the end decides.
 Result<void> Download::InvalidateTable() {
     LUMATO_TRY_VOID(ReadTableBlock(kDownloadFailed));
+    m_known = KnownAfter(m_plan);  // by the journal of a download that broke off, too
     LUMATO_TRY_VOID(KeepJournal());
+    SaveKnown(m_plan.tableAfter, m_known);
     if (!m_frame->Frame().ConfirmIdentity())
         return Fail(kDownloadFailed,
                     "the device does not say any more that it is a frame; nothing was changed");
@@ -324,6 +327,7 @@ Result<void> Download::Stop() {
     if (const auto kept = KeepStopped(m_tableBlock, addresses); !kept)
         return Fail(kDownloadFailed, "the pictures could not be made safe first: " + kept.error().message);
     LUMATO_TRY_VOID(WriteTableBlock());
+    SaveKnown(ByteSpan(m_tableBlock).first(kTableSize), m_known);
     TakeStopped(addresses, m_tableBlock);
     const int whole = CountWhole(addresses);
     return Fail(kDownloadStopped, std::to_string(whole) + " on the frame, " +
@@ -355,8 +359,7 @@ bool Download::Run() {
     }
     m_store.blocksAtRisk.clear();
     m_store.resuming = false;
-    RememberDownloaded(ByteSpan(m_tableBlock).first(kTableSize),
-                       m_plan.total == 0 ? m_geometry.flashSize : m_plan.start);
+    SaveKnown(ByteSpan(m_tableBlock).first(kTableSize), m_known);
     ForgetJournal();
     NoteListAsStored();
     m_store.picturesShown = m_list->count;

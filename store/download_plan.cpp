@@ -151,7 +151,11 @@ Result<DownloadPlan> PlanDownload() {
                                             std::to_string(kMostPictures) + " pictures, not for " +
                                             std::to_string(count));
     if (!store.geometry.CanWrite(plan.start, plan.total))
-        return Fail(ErrorKind::Refused, "the pictures are larger than the frame's flash");
+        return Fail(ErrorKind::Refused, "the pictures are larger than the frame's flash: they take " +
+                                            std::to_string(TotalSize(store.gmyPictureData.get())) +
+                                            " bytes, and it has room for " +
+                                            std::to_string(store.geometry.PictureAreaSize()) +
+                                            "; delete some, such as those that wait");
     plan.fromScratch = plan.start == store.geometry.PictureAreaStart() && plan.total > 0;
     plan.tableAfter = store.G_PictureList;
     SetEndMark(plan.tableAfter);

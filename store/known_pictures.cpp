@@ -1,10 +1,13 @@
 #include "store/known_pictures.h"
 
 #include <algorithm>
+#include <array>
+#include <set>
 #include <string_view>
 #include <system_error>
 
 #include "base/file.h"
+#include "store/journal.h"
 #include "store/picture_table.h"
 #include "store/store_state.h"
 
@@ -39,28 +42,20 @@ void DropOldest(const std::string& kind) {
         std::filesystem::remove(files[i].second, error);
 }
 
-void SaveKnown(ByteSpan table, const KnownPictures& known) {
-    std::vector<std::uint8_t> bytes(kKnownMark.begin(), kKnownMark.end());
-    for (const KnownPicture& picture : known) {
-        for (const std::int32_t number : {picture.address, picture.length}) {
-            for (int shift = 0; shift < 32; shift += 8)
-                bytes.push_back(static_cast<std::uint8_t>(static_cast<std::uint32_t>(number) >> shift));
-        }
-        bytes.insert(bytes.end(), picture.hash.begin(), picture.hash.end());
+// By their bytes, wherever they lay: on the frame, or as a download that broke off was to leave them.
+std::set<Digest> HashesKnownBefore() {
+    const StoreState& store = Store();
+    std::set<Digest> hashes;
+    const auto take = [&](ByteSpan table) {
+        for (const KnownPicture& picture : LoadKnown(table))
+            hashes.insert(picture.hash);
+    };
+    take(store.tableOnFrame);
+    if (store.journal != nullptr) {
+        take(store.journal->tableBefore);
+        take(store.journal->tableAfter);
     }
-    const Digest sum = Sha256(bytes);
-    bytes.insert(bytes.end(), sum.begin(), sum.end());
-    KeepKnownFile(KnownName(table), bytes);
-}
-
-// What may be said of a stored picture's bytes.
-std::optional<Digest> WhatIsKnown(const FileData& record, std::int32_t address, bool stayed,
-                                  const KnownPictures& before) {
-    const bool fromHere = record.seqIndex >= kAddedSequenceBase && record.journalPosition == 0;
-    if (record.streamHash &&
-        (fromHere || std::ranges::find(before, *record.streamHash, &KnownPicture::hash) != before.end()))
-        return record.streamHash;
-    return stayed ? KnownHash(before, address, record.picSize) : std::nullopt;
+    return hashes;
 }
 
 }  // namespace
@@ -123,18 +118,38 @@ std::optional<Digest> KnownHash(const KnownPictures& known, std::int32_t address
     return std::nullopt;
 }
 
-void RememberDownloaded(ByteSpan table, std::int32_t writtenFrom) {
-    StoreState& store = Store();
-    const KnownPictures before = LoadKnown(store.tableOnFrame);
+void SaveKnown(ByteSpan table, const KnownPictures& known) {
+    std::vector<std::uint8_t> bytes(kKnownMark.begin(), kKnownMark.end());
+    for (const KnownPicture& picture : known) {
+        for (const std::int32_t number : {picture.address, picture.length}) {
+            for (int shift = 0; shift < 32; shift += 8)
+                bytes.push_back(static_cast<std::uint8_t>(static_cast<std::uint32_t>(number) >> shift));
+        }
+        bytes.insert(bytes.end(), picture.hash.begin(), picture.hash.end());
+    }
+    const Digest sum = Sha256(bytes);
+    bytes.insert(bytes.end(), sum.begin(), sum.end());
+    KeepKnownFile(KnownName(table), bytes);
+}
+
+KnownPictures KnownAfter(const DownloadPlan& plan) {
+    const StoreState& store = Store();
+    const KnownPictures onFrame = LoadKnown(store.tableOnFrame);
+    const std::set<Digest> before = HashesKnownBefore();
+    std::array<std::uint8_t, kTableSize> table = plan.tableAfter;
     KnownPictures known;
     int position = 0;
     for (const FileData* record = store.gmyPictureData->sentinel->next; record != nullptr;
          record = record->next) {
-        const std::int32_t address = SlotAddress(SlotOf(store.G_PictureList, ++position));
-        if (const auto hash = WhatIsKnown(*record, address, address < writtenFrom, before))
+        const std::int32_t address = SlotAddress(SlotOf(table, ++position));
+        const bool fromHere = record->seqIndex >= kAddedSequenceBase && record->journalPosition == 0;
+        if (record->streamHash && (fromHere || before.contains(*record->streamHash)))
+            known.push_back({address, record->picSize, *record->streamHash});
+        else if (const auto hash = KnownHash(onFrame, address, record->picSize);
+                 hash && !plan.Writes(*record))
             known.push_back({address, record->picSize, *hash});
     }
-    SaveKnown(table, known);
+    return known;
 }
 
 }  // namespace lumato::store

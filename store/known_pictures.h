@@ -11,6 +11,7 @@
 
 #include "base/bytes.h"
 #include "base/sha256.h"
+#include "store/download_plan.h"
 
 namespace lumato::store {
 
@@ -26,10 +27,12 @@ using KnownPictures = std::vector<KnownPicture>;
 [[nodiscard]] std::optional<Digest> KnownHash(const KnownPictures& known, std::int32_t address,
                                               std::int32_t length);
 
-// After a download that has left this table, while tableOnFrame is still the one before: what it wrote from
-// this computer's own pictures is known. What was read from the frame is no more than it was known to be
-// before, so that damage is never taken for right. What lies below `writtenFrom` has stayed in its place.
-void RememberDownloaded(ByteSpan table, std::int32_t writtenFrom);
+// What will be known once that download has left its table: what it writes from this computer's own pictures.
+// What was read from the frame is no more than it was known to be before, so that damage is never taken for
+// right.
+[[nodiscard]] KnownPictures KnownAfter(const DownloadPlan& plan);
+// For a frame with that table. A download says so before it begins: whoever finishes it after a cut knows.
+void SaveKnown(ByteSpan table, const KnownPictures& known);
 
 // For other small files there: the frame that is online and a table (empty: none) as a name, ...
 [[nodiscard]] std::string KnownName(ByteSpan table);

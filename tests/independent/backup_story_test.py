@@ -122,7 +122,24 @@ class Backups(Story):
                 self.assertEqual(restored, sound)
                 self.assertEqual(answer.status, 0 if len(restored) == len(self.pictures) else 1)
 
+    def test_what_only_the_frame_has_left(self):
+        data = bytearray(self.read(self.backup))
+        data[data.find(self.pictures[2]) + 500] ^= 1
+        damaged = self.write("damaged.tar", data)
+        self.assertEqual(self.restore(image=self.original, file=damaged).json["restored"], 6)
+        self.assert_same_bytes(self.image(), self.original)
+        # Gone from the backup and not in the list either: it is said before, and what the list has beside it counts.
+        self.put_frame(put_pictures(make_image(LCD), [*self.pictures[:2], *streams(3, LCD)[2:]]))
+        answer = self.run_program("restore", damaged, "--dry-run").json
+        self.assertEqual((answer["lost"], len(answer["refused"])), (1, 1))
+
     def test_forgeries(self):
+        os.mkdir(self.path("x"))
+        with tarfile.open(self.backup) as tar:
+            tar.extractall(self.path("x"))
+        with tarfile.open(self.path("again.tar"), "w", format=tarfile.GNU_FORMAT) as tar:
+            tar.add(self.path("x"), ".")
+        self.assertEqual(self.restore(file=self.path("again.tar")).json["restored"], 6)
         with tarfile.open(self.backup) as tar:
             files = {entry.name: tar.extractfile(entry).read() for entry in tar}
         manifest = json.loads(files.pop("manifest.json"))

@@ -198,8 +198,12 @@ class Shell(Story):
             flipped = self.run_program("--fault", "%d:flip" % n, "check")
             self.assertEqual((flipped.status, flipped.json["retries"]), (0, 1))
             self.assertEqual("getting weak" in flipped.err, n == reads[-1])
+        # What this computer wrote it knows, although the download broke off and another call finished it.
+        self.cut("add", self.write("late.bmp", wave(*LCD, 6)), later=6)
+        self.good("download")
+        self.assertEqual(states(), ["unknown"] * 2 + ["good"] * 4)
         first, self.home = self.home, self.path("other home")
-        self.assertEqual(states(), ["unknown"] * 5)
+        self.assertEqual(states(), ["unknown"] * 6)
         self.home = first
 
     def test_origins(self):
