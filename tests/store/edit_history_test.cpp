@@ -3,6 +3,7 @@
 
 #include <random>
 
+#include "store/journal_folder.h"
 #include "store/list_order.h"
 #include "store/replace_list.h"
 #include "tests/store/store_fixture.h"
@@ -173,6 +174,15 @@ TEST_F(EditHistoryTest, WhatCannotBeKeptOrBroughtBackChangesNothing) {
     EXPECT_FALSE(m_edits.Undoable());
     EXPECT_TRUE(m_edits.Undo());
     EXPECT_EQ(Listed(), std::vector<int>({200, 100, 300, 400, 500, 100}));
+
+    // A restoration that is done again leaves the journal as it was, to the last file.
+    m_edits.Do(Edit::Kind::Restore, [] { Restore(2); });
+    EXPECT_TRUE(m_edits.Undo());
+    EXPECT_TRUE(m_edits.Redo());
+    EXPECT_EQ(Listed(), std::vector<int>({100, 101}));
+    for (const FileData* record = Store().gmyPictureData->sentinel->next; record != nullptr;
+         record = record->next)
+        EXPECT_FALSE(HasStream(Store().journalFolder, {*record->streamHash, record->picSize}));
 }
 
 }  // namespace
