@@ -238,9 +238,14 @@ Result<void> KeepAsBefore(const std::shared_ptr<Journal>& journal) {
         const bool waits = now != nullptr && now->phase == Journal::Phase::Additions;
         return waits ? KeepNothing(*now) : Result<void>();
     }
+    const auto names = [&](const FileData& record) {
+        return std::ranges::find(journal->pictures, record.streamHash, &JournalPicture::hash) !=
+               journal->pictures.end();
+    };
     for (FileData* record = Store().gmyPictureData->sentinel->next; record != nullptr;
          record = record->next) {
-        if (record->inFrame != 1 && !record->onlyOnFrame)  // which the journal's blocks bring back
+        // What is only on the frame the journal's blocks bring back, and of a restoration it knows nothing.
+        if (record->inFrame != 1 && !record->onlyOnFrame && names(*record))
             LUMATO_TRY_VOID(KeepPicture(*record, 0));
     }
     return Save(*journal);

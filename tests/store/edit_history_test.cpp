@@ -3,7 +3,9 @@
 
 #include <random>
 
+#include "store/journal_folder.h"
 #include "store/list_order.h"
+#include "store/replace_list.h"
 #include "tests/store/store_fixture.h"
 
 namespace lumato::store {
@@ -52,13 +54,23 @@ class EditHistoryTest : public StoreTest {
         return streams;
     }
 
+    // As a backup does it: nothing of it is in the journal.
+    static void Restore(int pictures) {
+        std::vector<FileData> records;
+        for (int i = 0; i < pictures; ++i) {
+            records.push_back(*NewPicture(100 + i, static_cast<unsigned>(i)));
+            records.back().streamHash = Sha256(MakeStream(100 + i, static_cast<unsigned>(i)));
+        }
+        ReplaceList(std::move(records));
+    }
+
     int Random(int below) { return static_cast<int>(m_random() % static_cast<unsigned>(below)); }
 
     void EditSomething() {
         const int count = Store().gmyPictureData->count;
         Store().gmyCurrentSelectItem = Random(count + 1);
         m_standings[m_at] = Stands();
-        const int what = count == 0 ? 0 : Random(8);
+        const int what = count == 0 ? 0 : Random(m_restores ? 10 : 9);
         Store().gmyDeleteAll = what == 7;
         if (what < 3)
             m_edits.Do(Edit::Kind::Add, [&] {
@@ -67,6 +79,13 @@ class EditHistoryTest : public StoreTest {
             });
         else if (what < 5)
             m_edits.Do(Edit::Kind::Move, [&] { MovePicture(1 + Random(count), 1 + Random(count)); });
+        else if (what == 8)
+            m_edits.Do(Edit::Kind::Replace, [&] {
+                ++Store().gmyTotalePicture;
+                Replace(1 + Random(count), 100 + Random(400), static_cast<unsigned>(m_random()));
+            });
+        else if (what == 9)
+            m_edits.Do(Edit::Kind::Restore, [&] { Restore(1 + Random(3)); });
         else
             m_edits.Do(Edit::Kind::Delete, DeletePictures);
         if (Stands() == m_standings[m_at])
@@ -93,12 +112,14 @@ class EditHistoryTest : public StoreTest {
     EditHistory m_edits;
     std::vector<Standing> m_standings{1};
     std::size_t m_at = 0;
+    bool m_restores = false;
 };
 
 TEST_F(EditHistoryTest, EveryStepBackAndForthStandsAsItStood) {
     for (unsigned seed = 1; seed <= 20; ++seed) {
         SCOPED_TRACE(seed);
         m_random.seed(seed);
+        m_restores = seed % 5 == 0;
         m_standings = {Stands()};
         m_at = 0;
         for (int i = 0; i < 30 && !HasFatalFailure(); ++i)
@@ -111,7 +132,7 @@ TEST_F(EditHistoryTest, EveryStepBackAndForthStandsAsItStood) {
         EXPECT_FALSE(std::filesystem::exists(Home() / "undo"));
         Restart();
         Connect(m_flash);
-        EXPECT_EQ(Waiting(), waiting);
+        EXPECT_TRUE(m_restores || Waiting() == waiting);
         Store().gmyDeleteAll = true;
         DeletePictures();
         Restart();
@@ -153,6 +174,15 @@ TEST_F(EditHistoryTest, WhatCannotBeKeptOrBroughtBackChangesNothing) {
     EXPECT_FALSE(m_edits.Undoable());
     EXPECT_TRUE(m_edits.Undo());
     EXPECT_EQ(Listed(), std::vector<int>({200, 100, 300, 400, 500, 100}));
+
+    // A restoration that is done again leaves the journal as it was, to the last file.
+    m_edits.Do(Edit::Kind::Restore, [] { Restore(2); });
+    EXPECT_TRUE(m_edits.Undo());
+    EXPECT_TRUE(m_edits.Redo());
+    EXPECT_EQ(Listed(), std::vector<int>({100, 101}));
+    for (const FileData* record = Store().gmyPictureData->sentinel->next; record != nullptr;
+         record = record->next)
+        EXPECT_FALSE(HasStream(Store().journalFolder, {*record->streamHash, record->picSize}));
 }
 
 }  // namespace
