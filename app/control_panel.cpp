@@ -284,8 +284,12 @@ void ControlPanel::ShowSilence() {
 void ControlPanel::UpdateInfo() {
     const store::StoreState& store = store::Store();
     const int selected = store.gmyTotalePictureNum == 0 ? 0 : store.gmyCurrentSelectItem;
-    Post([this, total = QString::fromStdString(store::SpaceText()), selected, room = store::RoomForMore()] {
+    // Each picture gets its share of such a frame, and the next one's is about the last one's.
+    const int quality = store.G_TotalPicNum != 0 ? picture::Pictures().G_CurQuanlity : 0;
+    Post([this, total = QString::fromStdString(store::SpaceText()), selected, room = store::RoomForMore(),
+          quality] {
         m_room = room;
+        m_quality = quality;
         ShowRoom();
         SetPicNumInfo(total, false);
         SetPicNumInfo(QStringLiteral("%1").arg(selected, 3, 10, QLatin1Char('0')), true);
@@ -302,10 +306,16 @@ void ControlPanel::ClearInfo() {
 }
 
 void ControlPanel::ShowRoom() {
-    if (auto* label = m_window.findChild<QLabel*>(QStringLiteral("roomLabel")))
-        label->setText(m_room ? Localized("ROOM_FOR", "Room for more like these") +
-                                    QStringLiteral(": %1").arg(*m_room)
-                              : QString());
+    auto* label = m_window.findChild<DetailLabel*>(QStringLiteral("roomLabel"));
+    if (label == nullptr)
+        return;
+    QString text;
+    if (m_room)
+        text = Localized("ROOM_FOR", "Room for more like these") + QStringLiteral(": %1").arg(*m_room);
+    if (m_room && m_quality > 0)
+        text += QStringLiteral(" (%1)").arg(
+            LocalizedWith("ROOM_QUALITY", "quality {}", QString::number(m_quality)));
+    label->SetDetail(text);
 }
 
 void ControlPanel::SetPicNumInfo(const QString& text, bool isCurrent) {

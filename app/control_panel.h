@@ -80,7 +80,8 @@ class ControlPanel : public QObject, public store::StatusPort {
     int m_percent = 0;      // as it was told
     std::optional<store::Progress> m_progress;
     QElapsedTimer m_progressTime;  // since that was told
-    std::optional<int> m_room;     // for about so many more pictures; nothing: not known
+    int m_quality = 0;  // of the next picture, about, where the frame shares its space out; 0: as it is set
+    std::optional<int> m_room;  // for about so many more pictures; nothing: not known
     bool m_enabled = false;
     QPointer<QWidget> m_focus;  // had the focus when the panel was disabled
 };
