@@ -168,10 +168,13 @@ Result<void> Restorer::CheckRoom() const {
     return {};
 }
 
+// What the backup names and cannot give is as lost as what it does not name.
 int Restorer::CountLost() const {
     std::set<Digest> inBackup;
-    for (const BackedUpPicture& picture : m_backup.pictures)
-        inBackup.insert(picture.hash);
+    for (std::size_t i = 0; i < m_backup.pictures.size(); ++i) {
+        if (m_restoration.m_pictures[i].refused.empty())
+            inBackup.insert(m_backup.pictures[i].hash);
+    }
     int lost = 0;
     for (const store::FileData* record = m_store.gmyPictureData->sentinel->next; record != nullptr;
          record = record->next)
