@@ -13,6 +13,8 @@
 #include "picture/rv512_encoder.h"
 #include "picture/stream_made_anew.h"
 #include "store/local_files.h"
+#include "store/picture_table.h"
+#include "store/read_back.h"
 #include "store/replace_list.h"
 #include "store/store.h"
 
@@ -39,7 +41,8 @@ class Restorer {
 
   private:
     Result<void> Make(const BackedUpPicture& picture);
-    Result<Made> MakeFiles(const BackedUpPicture& picture, const store::FileData& record);
+    Result<Made> MakeFiles(BackedUpPicture picture, const store::FileData& record);
+    [[nodiscard]] Stream StreamOfList(const Digest& hash) const;
     Result<Made> KeepStream(const BackedUpPicture& picture, const store::FileData& record);
     Result<Made> FitAnew(const BackedUpPicture& picture, const store::FileData& record);
     Result<std::vector<std::uint8_t>> PixelsOf(const BackedUpPicture& picture, Made& made);
@@ -105,7 +108,30 @@ Result<Made> Restorer::FitAnew(const BackedUpPicture& picture, const store::File
     return made;
 }
 
-Result<Made> Restorer::MakeFiles(const BackedUpPicture& picture, const store::FileData& record) {
+// Of a picture that the present list has, too; empty: it has none that is whole.
+Stream Restorer::StreamOfList(const Digest& hash) const {
+    int position = 0;
+    for (const store::FileData* record = m_store.gmyPictureData->sentinel->next; record != nullptr;
+         record = record->next) {
+        ++position;
+        if (record->streamHash != hash)
+            continue;
+        const bool inFrame = record->inFrame == 1;
+        auto stream = store::StreamOf(
+            *record, inFrame ? store::SlotAddress(store::SlotOf(m_store.G_PictureList, position)) : 0);
+        if (stream && Sha256(*stream) == hash)
+            return std::move(*stream);
+    }
+    return {};
+}
+
+// What the backup has lost may still be here.
+Result<Made> Restorer::MakeFiles(BackedUpPicture picture, const store::FileData& record) {
+    Stream here;
+    if (picture.stream.empty()) {
+        here = StreamOfList(picture.hash);
+        picture.stream = here;
+    }
     if (picture.stream.empty())
         return Fail(ErrorKind::Damaged, kNoPicture);
     return m_asItWas ? KeepStream(picture, record) : FitAnew(picture, record);
