@@ -311,7 +311,7 @@ void ControlPanel::ShowRoom() {
         return;
     QString text;
     if (m_room)
-        text = Localized("ROOM_FOR", "Room for more like these") + QStringLiteral(": %1").arg(*m_room);
+        text = Localized("ROOM_FOR", "Room for more") + QStringLiteral(": %1").arg(*m_room);
     if (m_room && m_quality > 0)
         text += QStringLiteral(" (%1)").arg(
             LocalizedWith("ROOM_QUALITY", "quality {}", QString::number(m_quality)));

@@ -101,7 +101,10 @@ ByteSpan BackupReader::FindBehindDamage(const Digest& hash, std::size_t bytes) {
     const ByteSpan archive = m_backup.held.front();
     for (const std::size_t lost : m_lost) {
         for (const std::size_t begin : {lost + kTarBlock, lost}) {
-            if (begin > archive.size() || bytes > archive.size() - begin || m_searched > kMostSearched)
+            if (m_searched > kMostSearched)
+                return {};
+            m_searched += kTarBlock;  // looking costs time, however few bytes there are to look at
+            if (begin > archive.size() || bytes > archive.size() - begin)
                 continue;
             m_searched += bytes;
             if (Sha256(archive.subspan(begin, bytes)) == hash)

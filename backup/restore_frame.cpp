@@ -41,8 +41,8 @@ class Restorer {
 
   private:
     Result<void> Make(const BackedUpPicture& picture);
-    Result<Made> MakeFiles(const BackedUpPicture& picture, const store::FileData& record);
-    Stream StreamInList(const Digest& hash);
+    Result<Made> MakeFiles(BackedUpPicture picture, const store::FileData& record);
+    [[nodiscard]] Stream StreamOfList(const Digest& hash) const;
     Result<Made> KeepStream(const BackedUpPicture& picture, const store::FileData& record);
     Result<Made> FitAnew(const BackedUpPicture& picture, const store::FileData& record);
     Result<std::vector<std::uint8_t>> PixelsOf(const BackedUpPicture& picture, Made& made);
@@ -56,7 +56,6 @@ class Restorer {
     store::StoreState& m_store = store::Store();
     picture::CRv512Encoder m_codec;
     Restoration m_restoration;
-    std::set<Digest> m_restored;  // by what they were in the backup
 };
 
 // A full disk says nothing about the picture.
@@ -109,31 +108,33 @@ Result<Made> Restorer::FitAnew(const BackedUpPicture& picture, const store::File
     return made;
 }
 
-// Empty: the present list does not have it.
-Stream Restorer::StreamInList(const Digest& hash) {
+// Of a picture that the present list has, too; empty: it has none that is whole.
+Stream Restorer::StreamOfList(const Digest& hash) const {
     int position = 0;
     for (const store::FileData* record = m_store.gmyPictureData->sentinel->next; record != nullptr;
          record = record->next) {
         ++position;
         if (record->streamHash != hash)
             continue;
-        auto stream =
-            store::StreamOf(*record, store::SlotAddress(store::SlotOf(m_store.G_PictureList, position)));
+        const bool inFrame = record->inFrame == 1;
+        auto stream = store::StreamOf(
+            *record, inFrame ? store::SlotAddress(store::SlotOf(m_store.G_PictureList, position)) : 0);
         if (stream && Sha256(*stream) == hash)
             return std::move(*stream);
     }
     return {};
 }
 
-// What the backup has lost the list may have still.
-Result<Made> Restorer::MakeFiles(const BackedUpPicture& picture, const store::FileData& record) {
-    BackedUpPicture whole = picture;
-    Stream stream;
-    if (whole.stream.empty())
-        whole.stream = stream = StreamInList(picture.hash);
-    if (whole.stream.empty())
+// What the backup has lost may still be here.
+Result<Made> Restorer::MakeFiles(BackedUpPicture picture, const store::FileData& record) {
+    Stream here;
+    if (picture.stream.empty()) {
+        here = StreamOfList(picture.hash);
+        picture.stream = here;
+    }
+    if (picture.stream.empty())
         return Fail(ErrorKind::Damaged, kNoPicture);
-    return m_asItWas ? KeepStream(whole, record) : FitAnew(whole, record);
+    return m_asItWas ? KeepStream(picture, record) : FitAnew(picture, record);
 }
 
 void Restorer::RememberOrigin(const BackedUpPicture& picture, const Digest& hash, Made made) {
@@ -167,7 +168,6 @@ Result<void> Restorer::Make(const BackedUpPicture& picture) {
         record.streamHash = Sha256(stream);
         record.seqIndex = m_restoration.Count() + 1 + store::kAddedSequenceBase;
         restored.made = *made;
-        m_restored.insert(picture.hash);
         RememberOrigin(picture, *record.streamHash, *made);
         m_restoration.m_records.push_back(std::move(record));
     }
@@ -194,11 +194,17 @@ Result<void> Restorer::CheckRoom() const {
     return {};
 }
 
+// What the backup names and cannot give is as lost as what it does not name.
 int Restorer::CountLost() const {
+    std::set<Digest> inBackup;
+    for (std::size_t i = 0; i < m_backup.pictures.size(); ++i) {
+        if (m_restoration.m_pictures[i].refused.empty())
+            inBackup.insert(m_backup.pictures[i].hash);
+    }
     int lost = 0;
     for (const store::FileData* record = m_store.gmyPictureData->sentinel->next; record != nullptr;
          record = record->next)
-        lost += record->streamHash && m_restored.contains(*record->streamHash) ? 0 : 1;
+        lost += record->streamHash && inBackup.contains(*record->streamHash) ? 0 : 1;
     return lost;
 }
 

@@ -36,7 +36,7 @@ class Restoration {
 
     [[nodiscard]] const std::vector<RestoredPicture>& Pictures() const { return m_pictures; }
     [[nodiscard]] int Count() const { return static_cast<int>(m_records.size()); }
-    // Of the present list: they are not among what is restored.
+    // Of the present list: the backup does not have them, or not whole.
     [[nodiscard]] int Lost() const { return m_lost; }
 
     // The list is that of the backup afterwards; its next download writes it. The journal stays as it is

@@ -71,9 +71,11 @@ int Restore(Session& session, const Arguments& arguments, const Output& output, 
                                                  " of the frame's are not among them; " + WorkText(*work)));
     } else {
         const auto journal = store::Store().journal;
-        if (const auto done = session.Download(); !done)  // what no journal has is not kept
-            return output.Failed(store::Store().journal == journal ? kRefused : done.error().status,
-                                 done.error().message);
+        if (const auto done = session.Download(); !done) {
+            // Stopped before any journal had them, they do not wait.
+            const bool kept = !store::Store().downloadStopped || store::Store().journal != journal;
+            return output.Failed(kept ? done.error().status : kRefused, done.error().message);
+        }
         nlohmann::ordered_json json = AsJson(pictures);
         AddRetries(json);
         output.Result(json, AsText(pictures, counts + " restored"));

@@ -1,5 +1,6 @@
 #include "picture/album_json.h"
 
+#include <algorithm>
 #include <array>
 #include <cctype>
 #include <optional>
@@ -14,6 +15,7 @@ namespace {
 using Json = nlohmann::json;
 
 constexpr std::string_view kFile = "file://";
+constexpr int kBestQuality = 100;
 constexpr std::string_view kHexDigits = "0123456789ABCDEF";
 
 // As RFC 3986 has it: a name can have any bytes, and need not be UTF-8.
@@ -92,6 +94,8 @@ AlbumEntry EntryFromJson(const Json& json) {
                      json.value("size", std::int64_t{0}),          json.value("modified", std::int64_t{0})};
     if (!entry.source.is_absolute())
         entry.source.clear();
+    // Qualities are walked down step by step: one that no encoder knows would take forever.
+    entry.quality = std::clamp(entry.quality, 0, kBestQuality);
     return entry;
 }
 

@@ -70,6 +70,10 @@ StoredPictures FindStored(const FileDataHead* list) {
     return stored;
 }
 
+int CountOnFrame() {
+    return IsTable(Store().tableOnFrame) ? CountStored(Store().tableOnFrame) : 0;
+}
+
 void FillSlots(DownloadPlan& plan) {
     int address = plan.start;
     int position = 0;
@@ -150,6 +154,13 @@ Result<DownloadPlan> PlanDownload() {
         return Fail(ErrorKind::Refused, "the frame's picture table has room for " +
                                             std::to_string(kMostPictures) + " pictures, not for " +
                                             std::to_string(count));
+    // A frame that holds more already, or whose download is to be finished, may keep them.
+    if (const int count = store.gmyPictureData->count;
+        plan.first != -1 && !store.resuming && count > store.geometry.mostPictures && count > CountOnFrame())
+        return Fail(ErrorKind::Refused, "the frame holds at most " +
+                                            std::to_string(store.geometry.mostPictures) +
+                                            " pictures, and the list has " + std::to_string(count) +
+                                            "; delete some, such as those that wait");
     if (!store.geometry.CanWrite(plan.start, plan.total))
         return Fail(ErrorKind::Refused, "the pictures are larger than the frame's flash: they take " +
                                             std::to_string(TotalSize(store.gmyPictureData.get())) +

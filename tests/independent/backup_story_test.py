@@ -73,6 +73,12 @@ class Backups(Story):
         self.assertEqual(self.run_program("restore", self.backup, "--dry-run").json["lost"], 4)
         self.good("restore", self.backup)
         self.assertEqual(names(streams_of(self.image())), self.names)
+        # What is damaged in the backup, and not on the frame, is not lost.
+        data = self.read(self.backup)
+        at = data.find(self.pictures[3])
+        damaged = self.write("damaged.tar", data[:at + 99] + bytes([data[at + 99] ^ 1]) + data[at + 100:])
+        self.assertEqual(self.good("restore", damaged)["refused"], [])
+        self.assertEqual(names(streams_of(self.image())), self.names)
         self.assertEqual(self.good("list")["pictures"][2]["source"], self.photographs[0])
         self.good("delete", "--all")
         self.good("backup", self.path("empty.tar"))
@@ -153,6 +159,8 @@ class Backups(Story):
         with_size[124:136] = b"77777777777\0"
         with_size[148:156] = b" " * 8
         with_size[148:156] = b"%06o\0 " % sum(with_size)
+        tiny = manifest["pictures"] + [dict(manifest["pictures"][0], sha256="00" * 32, bytes=1)] * 4000
+        junk = (b"x" * 512 + bytes(512)) * 80000
         forged = [
             archive([("../../evil.stream", b"x"), ("/streams/evil.stream", b"x"), (link, b"")] + good),
             archive(good + good + [("streams/a/b.stream", b"x")] * 3),
@@ -162,6 +170,7 @@ class Backups(Story):
             archive([("manifest.json", json.dumps(dict(manifest, frame={})).encode())] + good),
             archive([("manifest.json", b"x" * (5 << 20))] + good),
             archive(good + [("streams/%06d.stream" % n, b"") for n in range(20000)]),
+            archive([("manifest.json", json.dumps(dict(manifest, pictures=tiny)).encode())] + good) + junk,
         ]
         for n, data in enumerate(forged):
             with self.subTest(n=n):
