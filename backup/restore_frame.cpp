@@ -175,22 +175,20 @@ Result<void> Restorer::Make(const BackedUpPicture& picture) {
     return {};
 }
 
+// After each picture: a forged backup may tell of one picture as often as it likes, and the disk is people's.
 Result<void> Restorer::CheckRoom() const {
     const store::FrameGeometry& geometry = m_store.geometry;
     std::int64_t bytes = 0;
     for (const store::FileData& record : m_restoration.m_records)
         bytes += record.picSize;
-    if (m_restoration.Count() == 0)
-        return Fail(ErrorKind::Damaged, "no picture of the backup is whole; nothing was changed");
     if (m_restoration.Count() > geometry.mostPictures)
-        return Fail(ErrorKind::Refused, "the backup has " + std::to_string(m_restoration.Count()) +
+        return Fail(ErrorKind::Refused, "the backup has " + std::to_string(m_backup.pictures.size()) +
                                             " pictures, and the frame holds " +
                                             std::to_string(geometry.mostPictures) + "; nothing was changed");
     if (bytes > geometry.PictureAreaSize())
-        return Fail(ErrorKind::Refused, "the pictures of the backup take " + std::to_string(bytes) +
-                                            " bytes, and the frame has room for " +
+        return Fail(ErrorKind::Refused, "the pictures of the backup take more than the " +
                                             std::to_string(geometry.PictureAreaSize()) +
-                                            "; nothing was changed");
+                                            " bytes that the frame has room for; nothing was changed");
     return {};
 }
 
@@ -218,10 +216,12 @@ Result<Restoration> Restorer::Run() {
         if (store::StopRequested())
             return Fail(ErrorKind::Refused, "stopped; nothing was changed");
         LUMATO_TRY_VOID(Make(picture));
+        LUMATO_TRY_VOID(CheckRoom());
         m_store.status->SetDownLoadPrcess(
             static_cast<int>(100 * m_restoration.m_pictures.size() / m_backup.pictures.size()));
     }
-    LUMATO_TRY_VOID(CheckRoom());
+    if (m_restoration.Count() == 0)
+        return Fail(ErrorKind::Damaged, "no picture of the backup is whole; nothing was changed");
     m_restoration.m_lost = CountLost();
     return std::move(m_restoration);
 }

@@ -60,7 +60,8 @@ class Addition {
         if (m_placing.replaces == 0)
             Append(std::move(record));
         else if (auto done = store::ReplacePicture(m_placing.replaces, std::move(record)); !done)
-            return RefuseForRoom(kNoRoom, done.error().message);
+            return RemoveAndRefuse(done.error().kind == ErrorKind::Refused ? kNoRoom : kCannotEncode,
+                                   done.error());
         if (m_store.status != nullptr)
             m_store.status->UpdateInfo();
         return AddedPicture{m_name, encoded.bytes, encoded.quality, CopyOf()};
@@ -134,10 +135,14 @@ class Addition {
     [[nodiscard]] int Height() const { return static_cast<int>(m_store.gmyLcdHeight); }
 
     tl::unexpected<Error> RefuseForRoom(const Message& note, std::string reason) {
+        return RemoveAndRefuse(note, Error{ErrorKind::Refused, std::move(reason)});
+    }
+
+    tl::unexpected<Error> RemoveAndRefuse(const Message& note, Error reason) {
         std::error_code ignored;
         std::filesystem::remove(Source(), ignored);
         std::filesystem::remove(store::StreamPath(m_name), ignored);
-        return Refuse(note, Error{ErrorKind::Refused, std::move(reason)});
+        return Refuse(note, std::move(reason));
     }
 
     store::StoreState& m_store = store::Store();

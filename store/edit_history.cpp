@@ -122,6 +122,7 @@ EditHistory::Standing EditHistory::Present() {
     const StoreState& store = Store();
     Standing standing;
     standing.table = store.G_PictureList;
+    standing.tableOnFrame = store.tableOnFrame;
     standing.fileNumber = store.gmyTotalePicture;
     standing.selected = store.gmyCurrentSelectItem;
     standing.orderResumed = store.orderResumed;
@@ -143,7 +144,8 @@ bool EditHistory::IsPresent() const {
             return false;
         record = record->next;
     }
-    return record == nullptr && store.G_PictureList == standing.table;
+    return record == nullptr && store.G_PictureList == standing.table &&
+           store.tableOnFrame == standing.tableOnFrame;
 }
 
 Result<void> EditHistory::KeepFiles(FileData& record) {
@@ -188,7 +190,8 @@ void EditHistory::Do(Edit::Kind kind, const std::function<void()>& edit) {
     if (IsPresent())
         return;  // it was refused
     Standing after = Present();
-    after.edit = {kind, ChangedBy(m_standings[m_present].records.size(), after.records.size())};
+    const std::size_t before = kind == Edit::Kind::Restore ? 0 : m_standings[m_present].records.size();
+    after.edit = {kind, ChangedBy(before, after.records.size())};
     Push(std::move(after));
 }
 

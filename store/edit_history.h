@@ -21,7 +21,7 @@ namespace lumato::store {
 struct Edit {
     enum class Kind { Add, Delete, Move, Replace, Restore };
     Kind kind = Kind::Add;
-    int pictures = 1;  // that came, went or changed
+    int pictures = 1;  // that came, went or changed; of Restore, that the list has then
 };
 
 class EditHistory {
@@ -51,6 +51,7 @@ class EditHistory {
         Edit edit;                      // that led here; of the first one it means nothing
         std::vector<FileData> records;  // `next` means nothing
         std::array<std::uint8_t, kTableSize> table{};
+        std::array<std::uint8_t, kTableSize> tableOnFrame{};  // another one: another frame, or a download
         std::int32_t fileNumber = 0;
         std::int32_t selected = 0;
         bool orderResumed = false;

@@ -181,6 +181,8 @@ class Backups(Story):
         for n, data in enumerate([b"", b"no archive", archive([("letter.txt", b"x")]),
                                   archive([("manifest.json", json.dumps(dict(manifest, version=2)).encode())] + good)]):
             self.assertEqual(self.restore(file=self.write("none.tar", data), statuses=(1,)).json.keys(), {"error"}, n)
+        many = archive([("manifest.json", json.dumps(dict(manifest, pictures=manifest["pictures"] * 600)).encode())] + good)
+        self.assertIn("take more than", self.restore(file=self.write("many.tar", many), statuses=(1,)).err)  # seen early
         os.mkfifo(self.path("pipe"))
         self.restore(file=self.path("pipe"), statuses=(1,))
         self.restore(file="/dev/zero", statuses=(1, 2))
