@@ -73,6 +73,10 @@ void MainWindow::ChooseBackup(bool restore) {
 
 // The dialog has asked whether a file that is there is to be replaced.
 void MainWindow::BackUpTo(const Path& file) {
+    if (m_link.IsFlashFile(file)) {
+        ShowNote("BACKUP_FAILED_TIPS", "The backup failed", "that file is the frame itself");
+        return;
+    }
     auto written = std::make_shared<Result<std::string>>();
     const auto work = [written, file]() -> void {
         const auto write = [&]() -> Result<std::string> {

@@ -183,6 +183,11 @@ void MainWindow::MovePicture(int from, int to) {
 
 void MainWindow::TakeListState() {
     m_differs = MainThreadOwns() && store::ListDiffers();
+    // Of a download that broke off, the price would put the list into its order.
+    const bool counts = m_differs && !store::Store().resuming;
+    const auto cost = counts ? store::CostOfDownload() : store::DownloadCost();
+    FindControl(this, kDownLoadButtonID)
+        ->setToolTip(counts && cost ? QString::fromStdString(TextOf(*cost)) : QString());
 }
 
 // What pressing Download would cost.

@@ -39,6 +39,7 @@ Result<void> FrameLink::AttachVirtualFrame(const Path& file, double pace) {
     if (device::Link().Attached() != nullptr)
         return Fail(ErrorKind::Busy, "a frame is connected already");
     LUMATO_TRY(m_virtualFrame, m_virtualBus.Plug(file, {.faults = {}, .pace = pace}));
+    m_flashFile = file;
     emit FrameChanged();
     return {};
 }
@@ -48,6 +49,11 @@ void FrameLink::DetachVirtualFrame() {
         return;
     m_virtualBus.Unplug(*std::exchange(m_virtualFrame, nullptr));
     emit FrameChanged();
+}
+
+bool FrameLink::IsFlashFile(const Path& file) const {
+    std::error_code ignored;
+    return m_virtualFrame != nullptr && std::filesystem::equivalent(file, m_flashFile, ignored);
 }
 
 std::vector<std::uint8_t> FrameLink::VirtualFlash() const {

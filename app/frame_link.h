@@ -40,6 +40,8 @@ class FrameLink : public QObject, private store::StoreFramePort {
     // Pulls the virtual frame's plug, whatever it is doing.
     void DetachVirtualFrame();
     [[nodiscard]] bool HasVirtualFrame() const { return m_virtualFrame != nullptr; }
+    // Whether that is the file which holds the flash of the virtual frame.
+    [[nodiscard]] bool IsFlashFile(const Path& file) const;
     // A frame of hardware is in use.
     [[nodiscard]] bool UsesHardware() const;
     // A copy of the virtual frame's flash; empty without one.
@@ -81,6 +83,7 @@ class FrameLink : public QObject, private store::StoreFramePort {
     FrameBuses m_buses;
     std::unique_ptr<device::CCommUSB> m_device;
     platform::BusService* m_virtualFrame = nullptr;
+    Path m_flashFile;  // of that one
     platform::Task m_task;
     bool m_closed = false;
 };

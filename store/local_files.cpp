@@ -101,6 +101,7 @@ Result<void> PrepareLocalFolders() {
 void DelAllPicAtStart() {
     DeleteBitmaps(FolderPath("data"));
     DeleteBitmaps(FolderPath("Edata"));
+    DeleteBitmaps(FolderPath("undo"));  // of a program that was killed (edit_history.h)
 }
 
 void ReleaseAllFiles() {

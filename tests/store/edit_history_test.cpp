@@ -175,6 +175,13 @@ TEST_F(EditHistoryTest, WhatCannotBeKeptOrBroughtBackChangesNothing) {
     EXPECT_TRUE(m_edits.Undo());
     EXPECT_EQ(Listed(), std::vector<int>({200, 100, 300, 400, 500, 100}));
 
+    // What a program that was killed kept goes at the next connection.
+    m_edits.Do(Edit::Kind::Move, [] { MovePicture(1, 2); });
+    EXPECT_FALSE(std::filesystem::is_empty(kept));
+    Restart();
+    Connect(m_flash);
+    EXPECT_TRUE(std::filesystem::is_empty(kept));
+
     // A restoration that is done again leaves the journal as it was, to the last file.
     m_edits.Do(Edit::Kind::Restore, [] { Restore(2); });
     EXPECT_TRUE(m_edits.Undo());
