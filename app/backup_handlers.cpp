@@ -122,7 +122,7 @@ void MainWindow::AskRestore(const std::shared_ptr<Result<backup::Backup>>& read)
     QPushButton* restore = box->addButton(Localized("EDIT_RESTORE", "Restore"), QMessageBox::AcceptRole);
     box->addButton(Localized("CANCLE_BUTTON", "Cancel"), QMessageBox::RejectRole);
     connect(restore, &QPushButton::clicked, this, [this, read] { Restore(read); });
-    box->open();
+    Ask(box);
 }
 
 // Fitting pictures anew takes the edit view's place, as a batch does.

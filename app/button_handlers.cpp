@@ -1,6 +1,7 @@
 // The buttons: add, delete, download, save.
 #include <QApplication>
 #include <QFileDialog>
+#include <QTimer>
 #include <algorithm>
 #include <utility>
 
@@ -19,6 +20,7 @@ namespace {
 
 // Who turned to something else meanwhile is told of its end.
 constexpr qint64 kLongDownload = 5000;  // milliseconds
+constexpr int kOwnerLeaves = 10;        // likewise, or less
 
 // Folders stand for the files that are in them. On the worker: folders can be large.
 std::vector<Path> FilesOf(const std::vector<Path>& dropped) {
@@ -58,6 +60,13 @@ bool MainWindow::RunTask(std::function<void()> work, std::function<void()> then)
         if (then)
             m_calls.Post(then);
     });
+}
+
+void MainWindow::Ask(QMessageBox* box) {
+    if (MainThreadOwns())
+        box->open();
+    else
+        QTimer::singleShot(kOwnerLeaves, box, [this, box] { Ask(box); });
 }
 
 void MainWindow::RunLongTask(std::function<void()> work, std::function<void()> then) {

@@ -119,7 +119,7 @@ void MainWindow::ShowDamaged(const CheckReport& report, bool mayMend) {
     } else {
         box->addButton(Localized("OK_BUTTON", "OK"), QMessageBox::AcceptRole);
     }
-    box->open();
+    Ask(box);
 }
 
 // Composing a picture anew takes the edit view's place, as a batch does.

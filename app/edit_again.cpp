@@ -91,7 +91,7 @@ void MainWindow::OfferRoom(const std::vector<picture::Lowered>& plan, std::vecto
     connect(make, &QPushButton::clicked, this,
             [this, files = std::move(files), pose] { AddFiles(files, pose, picture::Room::Make); });
     box->addButton(Localized("CANCLE_BUTTON", "Cancel"), QMessageBox::RejectRole);
-    box->open();
+    Ask(box);
 }
 
 }  // namespace lumato::app

@@ -158,6 +158,9 @@ class MainWindow : public QMainWindow {
     bool RunTask(std::function<void()> work, std::function<void()> then = {});
     // The same with the panel off meanwhile, and a button that stops it.
     void RunLongTask(std::function<void()> work, std::function<void()> then);
+    // Opens a question that a task has led to, as soon as the task has let go of the store: the answer may
+    // begin another one.
+    void Ask(QMessageBox* box);
     [[nodiscard]] std::vector<ItemID> CollectBatch();
     void AddEditPicture();
     void ShowBatchRoom(std::size_t pictures);
