@@ -210,7 +210,7 @@ class PicturesTest : public WindowFixture {
         Open();
         Attach();
         m_window->AddFiles(files);
-        QTRY_VERIFY_WITH_TIMEOUT(Question() != nullptr, kPatience);
+        QTRY_VERIFY_WITH_TIMEOUT(Question() != nullptr && Question()->isVisible(), kPatience);
         QCOMPARE(Listed(), 4);
         qDebug("%s", qPrintable(Question()->informativeText()));
         QTest::mouseClick(Question()->buttons().front(), Qt::LeftButton);

@@ -66,13 +66,7 @@ class WindowFixture : public QObject {
     int Waiting();  // of those, not yet on the frame
     QString Text(ControlId id) { return Find<QLabel>(id).text(); }
     QString Detail();
-    QMessageBox* Question() {
-        for (QMessageBox* box : m_window->findChildren<QMessageBox*>()) {
-            if (box->isVisible())
-                return box;
-        }
-        return nullptr;
-    }
+    QMessageBox* Question() { return m_window->findChild<QMessageBox*>(); }
 
     QPoint OnCanvas(double x, double y);
     void Drag(QPoint from, QPoint to);
