@@ -29,6 +29,13 @@ void RemoveFiles(const store::FileData& record) {
     std::filesystem::remove(store::StreamPath(record.fileName), ignored);
 }
 
+// A frame of another shape shows another part of the photograph: of a pose that was set by hand, only how it
+// is turned holds for both.
+picture::AlbumEntry ForAnotherDisplay(picture::AlbumEntry entry) {
+    entry.pose = picture::Pose{.rotate = entry.pose.rotate};
+    return entry;
+}
+
 }  // namespace
 
 // Makes the pictures of one backup, one after the other.
@@ -78,16 +85,12 @@ Result<std::vector<std::uint8_t>> Restorer::PixelsOfPicture(const BackedUpPictur
     return pixels;
 }
 
-// A frame of another shape shows another part of the photograph: of a pose that was set by hand, only how it
-// is turned holds for both.
 Result<std::vector<std::uint8_t>> Restorer::PixelsOf(const BackedUpPicture& picture, Made& made) {
     std::error_code ignored;
     made = Made::FromOriginal;
     if (picture.origin && std::filesystem::is_regular_file(picture.origin->source, ignored) &&
         picture::StateOf(*picture.origin) == picture::Original::There) {
-        picture::AlbumEntry entry = *picture.origin;
-        entry.pose = picture::Pose{.rotate = entry.pose.rotate};
-        auto pixels = picture::PixelsMadeAnew(entry);
+        auto pixels = picture::PixelsMadeAnew(ForAnotherDisplay(*picture.origin));
         if (pixels)
             return pixels;
     }
@@ -142,7 +145,7 @@ void Restorer::RememberOrigin(const BackedUpPicture& picture, const Digest& hash
         return;
     picture::AlbumEntry entry = *picture.origin;
     if (made == Made::FromOriginal) {
-        entry.pose = picture::Pose{.rotate = entry.pose.rotate};
+        entry = ForAnotherDisplay(entry);
         entry.added = static_cast<std::int64_t>(std::time(nullptr));
     }
     m_restoration.m_origins.emplace_back(hash, entry);

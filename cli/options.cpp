@@ -26,6 +26,30 @@ std::string Unmarked(const std::string& word) {
     return word.starts_with(kMark) ? word.substr(1) : word;
 }
 
+void AddExamples(CLI::App* app, const std::string& examples) {
+    app->footer("Examples:\n" + examples + "\n" + app->get_footer());
+}
+
+CLI::App* AddCommand(CLI::App* parent, Arguments& arguments, Command command, const std::string& name,
+                     const std::string& help) {
+    CLI::App* app = parent->add_subcommand(name, help);
+    app->fallthrough();
+    app->callback([&arguments, command] { arguments.command = command; });
+    return app;
+}
+
+Parsed<int> ParsePosition(const std::string& text) {
+    return ParseWhole(text, kPositions);
+}
+
+std::string PositionWanted() {
+    return "a position from " + Text(kPositions);
+}
+
+void AddPosition(CLI::App* app, const std::string& name, int& target, const std::string& help) {
+    AddParsed(app, name, target, ParsePosition, PositionWanted(), help)->required()->type_name("");
+}
+
 CLI::Option* AddSize(CLI::App* app, const std::string& name, Arguments& arguments, const std::string& help) {
     return AddParsed(app, name, arguments.size, ParseSize, "a size such as 320x240 (1 to 65535 a side)", help)
         ->type_name("WxH");

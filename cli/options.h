@@ -38,6 +38,9 @@ CLI::Option* AddParsed(CLI::App* app, const std::string& name, T& target, Parse 
     return app->add_option_function<std::string>(name, take, help);
 }
 
+[[nodiscard]] Parsed<int> ParsePosition(const std::string& text);
+[[nodiscard]] std::string PositionWanted();
+
 // A whole number, with its range and its default in the help.
 template <class T>
 CLI::Option* AddNumber(CLI::App* app, const std::string& name, T& target, Range range,
@@ -65,6 +68,13 @@ CLI::Option* AddText(CLI::App* app, const std::string& name, T& target, const st
         name, [&target](const std::string& text) { target = Unmarked(text); }, help);
 }
 
+CLI::App* AddCommand(CLI::App* parent, Arguments& arguments, Command command, const std::string& name,
+                     const std::string& help);
+// Before what the help ends with on every command.
+void AddExamples(CLI::App* app, const std::string& examples);
+
+// Required: a picture, as `list` counts it.
+void AddPosition(CLI::App* app, const std::string& name, int& target, const std::string& help);
 CLI::Option* AddSize(CLI::App* app, const std::string& name, Arguments& arguments, const std::string& help);
 
 // A file argument, in `files` and among those that the call reads or writes.
