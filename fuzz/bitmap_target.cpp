@@ -7,13 +7,24 @@
 #include "picture/import.h"
 
 namespace lumato::fuzz {
+namespace {
+
+constexpr std::uint32_t kLongestSide = 2000;
+
+}  // namespace
+
 void RunBitmap(ByteSpan input) {
     Bytes bytes(input.begin(), input.end());
     bytes.resize(std::max<std::size_t>(bytes.size(), 26));
     bytes[0] = 'B', bytes[1] = 'M';  // other contents go to other readers
-    // Sizes that a sound file may have and that only take time are left out.
-    if (const std::uint32_t side = GetLe32(ByteSpan(bytes).subspan(18)); side > 5000 && side < 0xFFFFF000)
-        PutLe32(MutableByteSpan(bytes).subspan(18), side % 5000);
+    // Sizes that a sound file may have and that only take time are left out. The oldest header has 16 bits a
+    // side, and other fields there.
+    const MutableByteSpan all(bytes);
+    for (const unsigned at : {18U, 22U}) {
+        const std::uint32_t side = GetLe32(all.subspan(at));
+        if (GetLe32(all.subspan(14)) != 12 && side > kLongestSide && side < 0xFFFFF000)
+            PutLe32(all.subspan(at), side % kLongestSide);
+    }
     const MemoryFile file(bytes);
 
     picture::BitmapInfo info;
