@@ -10,12 +10,12 @@
 #include <memory>
 #include <optional>
 
-#include "app/carbon_app.h"
-#include "app/first_window.h"
-#include "app/language_file.h"
-#include "app/main_window.h"
-#include "app/texts.h"
-#include "app/usb_watch.h"
+#include "app/frame/usb_watch.h"
+#include "app/parts/language_file.h"
+#include "app/parts/texts.h"
+#include "app/shell/carbon_app.h"
+#include "app/shell/first_window.h"
+#include "app/shell/main_window.h"
 #include "base/printable.h"
 #include "base/standard_descriptors.h"
 #include "device/comm_usb.h"

@@ -12,7 +12,7 @@
 #include <functional>
 #include <vector>
 
-#include "app/edit_view.h"
+#include "app/edit/edit_view.h"
 #include "picture/add_pictures.h"
 #include "picture/draw_my_image.h"
 #include "picture/picture_state.h"

@@ -24,6 +24,15 @@ ROOMS = {
 }
 ROOMS["cli"] = set(ROOMS)
 ROOMS["app"] = set(ROOMS) - {"cli"}
+# The window's own rooms, likewise.
+WINDOW = {
+    "parts": set(),
+    "browser": {"parts"},
+    "edit": {"parts", "browser"},
+    "list": {"parts"},
+    "frame": {"parts"},
+}
+WINDOW["shell"] = set(WINDOW)
 FREE = {"tests", "bench", "fuzz", "tools"}
 KNOWN = set(ROOMS) | FREE
 
@@ -34,6 +43,12 @@ SYSTEM = [
 ]
 INCLUDE = re.compile(r'^\s*#\s*include\s*(?:"([^"]+)"|<([^>]+)>)')
 SUFFIXES = {".h", ".cpp", ".hpp", ".cc"}
+
+
+def fault_within_window(room, used, quoted):
+    if room in WINDOW and used != room and used not in WINDOW[room]:
+        return f'"{quoted}": app/{room}/ may not use app/{used}/'
+    return None
 
 
 def faults_of_include(path, quoted, system):
@@ -47,6 +62,8 @@ def faults_of_include(path, quoted, system):
             return f'"{quoted}" names no room; write "room/header.h"'
         if room in ROOMS and used != room and used not in ROOMS[room] and not generated:
             return f'"{quoted}": {room}/ may not use {used}/'
+        if room == used == "app":
+            return fault_within_window(path.parts[1], quoted.split("/")[1], quoted)
     header = quoted or system
     for pattern, folder, purpose in SYSTEM:
         allowed = path.as_posix().startswith(folder) or room in FREE
@@ -82,6 +99,9 @@ def check_itself():
         ("picture/a.cpp", "flash/b.h", None, True),
         ("app/a.cpp", "cli/b.h", None, True),
         ("cli/a.cpp", "app/b.h", None, True),
+        ("app/list/a.cpp", "app/edit/b.h", None, True),
+        ("app/shell/a.cpp", "app/list/b.h", None, False),
+        ("app/main.cpp", "app/shell/b.h", None, False),
         ("app/a.cpp", "ui_main.h", None, False),
         ("tests/app/a.cpp", "a.moc", None, False),
         ("cli/a.cpp", "a.moc", None, True),

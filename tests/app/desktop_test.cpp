@@ -9,7 +9,7 @@
 #include <poll.h>
 #include <unistd.h>
 
-#include "app/app_state.h"
+#include "app/parts/app_state.h"
 #include "tests/app/window_support.h"
 
 namespace lumato::app {

@@ -2,7 +2,7 @@
 #include <atomic>
 #include <thread>
 
-#include "app/usb_watch.h"
+#include "app/frame/usb_watch.h"
 #include "tests/app/window_support.h"
 #include "vframe/virtual_bus.h"
 

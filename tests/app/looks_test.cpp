@@ -10,8 +10,8 @@
 #include <QStringConverter>
 #include <QUrl>
 
-#include "app/detail_label.h"
-#include "app/new_frame_dialog.h"
+#include "app/frame/new_frame_dialog.h"
+#include "app/parts/detail_label.h"
 #include "picture/picture_state.h"
 #include "tests/app/window_support.h"
 

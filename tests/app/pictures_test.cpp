@@ -4,7 +4,7 @@
 #include <QSignalSpy>
 #include <QTimer>
 
-#include "app/app_state.h"
+#include "app/parts/app_state.h"
 #include "picture/picture_state.h"
 #include "store/store.h"
 #include "tests/app/window_support.h"

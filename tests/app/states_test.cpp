@@ -2,7 +2,7 @@
 // lost.
 #include <QFileDialog>
 
-#include "app/app_state.h"
+#include "app/parts/app_state.h"
 #include "picture/picture_state.h"
 #include "store/store.h"
 #include "tests/app/window_support.h"

@@ -6,8 +6,8 @@
 #include <ctime>
 #include <map>
 
-#include "app/canvas.h"
-#include "app/detail_label.h"
+#include "app/edit/canvas.h"
+#include "app/parts/detail_label.h"
 #include "picture/picture_state.h"
 #include "text/localized.h"
 #include "vframe/display.h"

@@ -10,11 +10,11 @@
 #include <QTest>
 #include <memory>
 
-#include "app/edit_view.h"
-#include "app/little_arrows.h"
-#include "app/main_window.h"
-#include "app/rect_view.h"
-#include "app/texts.h"
+#include "app/edit/edit_view.h"
+#include "app/edit/little_arrows.h"
+#include "app/edit/rect_view.h"
+#include "app/parts/texts.h"
+#include "app/shell/main_window.h"
 #include "tests/support/temporary_folder.h"
 
 namespace lumato::app {

@@ -3,8 +3,8 @@
 #include <QSplitter>
 #include <fstream>
 
-#include "app/app_state.h"
-#include "app/detail_label.h"
+#include "app/parts/app_state.h"
+#include "app/parts/detail_label.h"
 #include "picture/picture_state.h"
 #include "tests/app/window_support.h"
 

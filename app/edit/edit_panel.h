@@ -1,0 +1,65 @@
+// The controls under the edit view and what they change: shows the edit controls' values and runs the
+// handlers of the user's changes.
+//
+// A port that is called by whichever thread owns the edit picture; everything else on the main thread.
+#pragma once
+
+#include <QCheckBox>
+#include <QObject>
+#include <array>
+#include <functional>
+
+#include "app/edit/edit_view.h"
+#include "app/edit/little_arrows.h"
+#include "app/edit/rect_view.h"
+#include "app/parts/detail_label.h"
+#include "app/parts/main_thread_calls.h"
+#include "picture/picture_state.h"
+
+namespace lumato::app {
+
+class EditPanel : public QObject, public picture::EditPort {
+    Q_OBJECT
+
+  public:
+    // Takes the controls below `window`. Requires: all of them are there (HasAllControls()).
+    EditPanel(QWidget* window, std::function<void()> selectNextPicture);
+    [[nodiscard]] static bool HasAllControls(QWidget* window);
+
+    void ControlChanged(picture::EditControl control) override;
+    void RedrawEditView() override;
+    void SelectNextPicture() override;
+
+    // The actions of the menus.
+    void TurnBy(int degrees);
+    void ScaleBy(int percent);
+    void SetFitted(bool fitted);
+
+    // The file of the picture that is being edited, as it may be shown.
+    void SetPictureName(const QString& name);
+
+    // Shows everything as it now is. Requires: the main thread owns the edit picture.
+    void ShowAll();
+
+  private:
+    struct Shown {
+        int value = 0, minimum = 0, maximum = 0;
+    };
+    // At once on the main thread, otherwise there later.
+    void Call(std::function<void()> call);
+    [[nodiscard]] static Shown ValuesOf(picture::EditControl control);
+    void Show(picture::EditControl control, Shown values);
+    void Redraw();
+    void ShowState();
+
+    MainThreadCalls m_calls;
+    std::array<LittleArrows*, 4> m_arrows{};  // in the order of EditControl
+    QCheckBox* m_suitableSize;
+    EditView* m_editView;
+    RectView* m_rectView;
+    DetailLabel* m_nameLabel;
+    QString m_name;
+    std::function<void()> m_selectNextPicture;
+};
+
+}  // namespace lumato::app

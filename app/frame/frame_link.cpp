@@ -1,0 +1,159 @@
+#include "app/frame/frame_link.h"
+
+#include <utility>
+
+#include "app/parts/app_state.h"
+#include "flash/process_flash.h"
+#include "picture/picture_state.h"
+#include "platform/services.h"
+#include "store/messages.h"
+#include "store/transfer.h"
+
+namespace lumato::app {
+
+FrameLink::FrameLink(store::StatusPort& status, const Surroundings& surroundings)
+    : m_status(status),
+      m_volumes(surroundings.volumes),
+      m_buses(m_virtualBus, surroundings.hardware, [this] { EjectFrame(); }) {
+    platform::Services& services = platform::CurrentServices();
+    services.clock = &m_clock;
+    services.bus = &m_buses;
+    store::StoreState& store = store::Store();
+    store.status = &status;
+    store.MyJPG = &m_codec;
+    store.statePath = surroundings.stateFolder;
+    App().volumes = surroundings.volumes;
+}
+
+FrameLink::~FrameLink() {
+    CloseResource();
+}
+
+void FrameLink::IniUSBDevice() {
+    device::Link().frame = this;
+    m_device = std::make_unique<device::CCommUSB>();
+    m_device->IniUSBDevice();
+}
+
+Result<void> FrameLink::AttachVirtualFrame(const Path& file, double pace) {
+    if (device::Link().Attached() != nullptr)
+        return Fail(ErrorKind::Busy, "a frame is connected already");
+    LUMATO_TRY(m_virtualFrame, m_virtualBus.Plug(file, {.faults = {}, .pace = pace}));
+    m_flashFile = file;
+    emit FrameChanged();
+    return {};
+}
+
+void FrameLink::DetachVirtualFrame() {
+    if (m_virtualFrame == nullptr)
+        return;
+    m_virtualBus.Unplug(*std::exchange(m_virtualFrame, nullptr));
+    emit FrameChanged();
+}
+
+bool FrameLink::IsFlashFile(const Path& file) const {
+    std::error_code ignored;
+    return m_virtualFrame != nullptr && std::filesystem::equivalent(file, m_flashFile, ignored);
+}
+
+std::vector<std::uint8_t> FrameLink::VirtualFlash() const {
+    if (m_virtualFrame == nullptr)
+        return {};
+    return const_cast<vframe::VirtualBus&>(m_virtualBus).Frame(*m_virtualFrame).FlashBytes();
+}
+
+bool FrameLink::UsesHardware() const {
+    const auto frame = device::Link().Attached();
+    return frame != nullptr && (m_virtualFrame == nullptr || frame->Name() != m_virtualFrame->Name());
+}
+
+bool FrameLink::StartTask(std::function<void()> body) {
+    if (!MainThreadOwns() || !store::StartTransfer())
+        return false;
+    App().transferStarted = true;
+    m_task = platform::Task(std::move(body));
+    return true;
+}
+
+bool FrameLink::StartDownload(std::function<void(bool written)> done, std::function<bool()> prepare) {
+    if (!MainThreadOwns() || !store::BeginDownload())
+        return false;
+    App().transferStarted = true;
+    m_task = platform::Task(
+        [this, hardware = UsesHardware(), done = std::move(done), prepare = std::move(prepare)] {
+            if (hardware)
+                EjectFrame();
+            bool written = false;
+            if (!prepare || prepare()) {
+                written = store::TranspotPic();
+            } else {
+                store::TransferOwner owner;
+                owner.PostRefresh();
+            }
+            m_calls.Post([done, written] { done(written); });
+        });
+    return true;
+}
+
+bool FrameLink::TakeBack() {
+    if (m_closed || store::TransferRunning() || App().onlineTasks > 0)
+        return false;  // the end of what runs now will ask again
+    App().transferStarted = false;
+    m_virtualBus.DeliverEvents();
+    return App().onlineTasks == 0 && store::FinishTransfer();
+}
+
+void FrameLink::BeginOnline() {
+    ++App().onlineTasks;
+    StoreFramePort::BeginOnline();
+}
+
+void FrameLink::SetFlashOnline(std::shared_ptr<device::AttachedFrame> frame) {
+    StoreFramePort::SetFlashOnline(std::move(frame));
+    m_calls.Post([this] {
+        --App().onlineTasks;
+        emit OnlineEnded();
+    });
+}
+
+void FrameLink::SetFlashOffline() {
+    StoreFramePort::SetFlashOffline();
+    m_calls.Post([this] { emit FrameChanged(); });
+}
+
+// Run by tasks. The desktop mounts the frame's volume when it finds the frame, and may do so again.
+void FrameLink::EjectFrame() {
+    if (m_volumes != nullptr)
+        device::EjectFrameVolumes(*m_volumes);
+}
+
+// A frame beside the one that is in use changes nothing.
+void FrameLink::ShowLinkError(const Error& error) {
+    if (device::Link().Attached() == nullptr)
+        store::ShowNote(store::kDeviceNotOnline);
+    m_status.SetNoteDetail(error.message);
+}
+
+// First the flash object, then the pictures, then the link. Requires: no transfer runs, or the frame is to be
+// torn away from it.
+void FrameLink::CloseResource() {
+    if (std::exchange(m_closed, true))
+        return;
+    m_buses.Stop();
+    if (!MainThreadOwns() && m_device != nullptr)
+        m_device->DevClose();  // ends the tasks that still use what is released below
+    m_task.Join();
+    device::Link().task.Join();
+    flash::Flash().m_PtrPF.reset();
+    store::ReleaseAllFiles();
+    if (m_device != nullptr)
+        m_device->DevClose();
+    device::ResetLink();
+    flash::ResetFlash();
+    store::ResetStore();
+    picture::ResetPictures();
+    platform::CurrentServices() = platform::Services();
+    App() = AppState();
+}
+
+}  // namespace lumato::app

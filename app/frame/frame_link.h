@@ -1,0 +1,91 @@
+// The frame's side of the window: the bus, the device link, and the tasks that work with the frame.
+//
+// Main thread only, but for what the link and the tasks call.
+#pragma once
+
+#include <QObject>
+#include <functional>
+#include <memory>
+
+#include "app/frame/frame_buses.h"
+#include "app/parts/main_thread_calls.h"
+#include "device/comm_usb.h"
+#include "picture/rv512_encoder.h"
+#include "platform/linux/system_clock.h"
+#include "platform/task.h"
+#include "store/store.h"
+#include "vframe/virtual_bus.h"
+
+namespace lumato::app {
+
+class FrameLink : public QObject, private store::StoreFramePort {
+    Q_OBJECT
+
+  public:
+    struct Surroundings {
+        platform::Bus* hardware = nullptr;     // where real frames appear; null: none do
+        platform::Volumes* volumes = nullptr;  // null: there are none
+        Path stateFolder;                      // of the journals
+    };
+    // What is borrowed outlives this object.
+    FrameLink(store::StatusPort& status, const Surroundings& surroundings);
+    ~FrameLink() override;
+
+    // Starts discovery: frames that are there, and come later, go online by themselves.
+    void IniUSBDevice();
+
+    // Plugs in the virtual frame whose flash is the file; `pace` as FrameOptions has it. Errors: those of the
+    // bus, and Busy when a frame is online already.
+    [[nodiscard]] Result<void> AttachVirtualFrame(const Path& file, double pace);
+    // Pulls the virtual frame's plug, whatever it is doing.
+    void DetachVirtualFrame();
+    [[nodiscard]] bool HasVirtualFrame() const { return m_virtualFrame != nullptr; }
+    // Whether that is the file which holds the flash of the virtual frame.
+    [[nodiscard]] bool IsFlashFile(const Path& file) const;
+    // A frame of hardware is in use.
+    [[nodiscard]] bool UsesHardware() const;
+    // A copy of the virtual frame's flash; empty without one.
+    [[nodiscard]] std::vector<std::uint8_t> VirtualFlash() const;
+
+    // Hands the store over to a task that runs `body`, which must make a store::TransferOwner that posts the
+    // refresh event. False, and nothing done, while another task runs.
+    [[nodiscard]] bool StartTask(std::function<void()> body);
+    // The download: false (with nothing done) when it cannot begin. `done` is told on the main thread how it
+    // ended, after the refresh.
+    [[nodiscard]] bool StartDownload(std::function<void(bool written)> done,
+                                     std::function<bool()> prepare = {});
+
+    // Takes the store back after a task's end. True when a frame is online whole and no task runs.
+    [[nodiscard]] bool TakeBack();
+
+    // Ends everything, in the order of a shutdown.
+    void CloseResource();
+
+  signals:
+    // A frame has come or gone; the edit picture of before, if any, means nothing to the next one.
+    void FrameChanged();
+    // The online task has ended, one way or another.
+    void OnlineEnded();
+
+  private:
+    void EjectFrame();
+    void BeginOnline() override;
+    void SetFlashOnline(std::shared_ptr<device::AttachedFrame> frame) override;
+    void SetFlashOffline() override;
+    void ShowLinkError(const Error& error) override;
+
+    store::StatusPort& m_status;
+    MainThreadCalls m_calls;
+    platform::Volumes* const m_volumes;
+    platform::SystemClock m_clock;
+    picture::CRv512Encoder m_codec;
+    vframe::VirtualBus m_virtualBus;
+    FrameBuses m_buses;
+    std::unique_ptr<device::CCommUSB> m_device;
+    platform::BusService* m_virtualFrame = nullptr;
+    Path m_flashFile;  // of that one
+    platform::Task m_task;
+    bool m_closed = false;
+};
+
+}  // namespace lumato::app

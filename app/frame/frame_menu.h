@@ -1,0 +1,52 @@
+// The menu "Frame": attaching, detaching and making virtual frames, and looking at their screen.
+//
+// Main thread only.
+#pragma once
+
+#include <QObject>
+#include <memory>
+
+#include "app/frame/frame_link.h"
+#include "app/frame/frame_window.h"
+#include "app/parts/menu_builder.h"
+#include "app/parts/settings.h"
+#include "vframe/new_frame.h"
+
+namespace lumato::app {
+
+class FrameMenu : public QObject {
+    Q_OBJECT
+
+  public:
+    // Adds its entries to `menu`. `pace`: of the frames that it attaches.
+    FrameMenu(QMenu* menu, MenuBuilder& builder, FrameLink& link, Settings& settings, double pace,
+              QWidget* window);
+
+    void ShowTexts() { m_screen.ShowTexts(); }
+    // A virtual frame has come or gone, or its flash has changed.
+    void Refresh();
+
+    // Attaches the frame; what stands in its way is shown in a message.
+    void Attach(const Path& file);
+    [[nodiscard]] FrameWindow& Screen() { return m_screen; }
+
+  private:
+    void ChooseFrame();
+    void AskForNewFrame();
+    void ChooseNewFile(const vframe::NewFrame& options);
+    void Create(const Path& file, const vframe::NewFrame& options);
+    void Recover();
+    void ShowProblem(const QString& text);
+
+    FrameLink& m_link;
+    Settings& m_settings;
+    double m_pace;
+    QWidget* m_window;
+    FrameWindow m_screen;
+    QAction* m_attach;
+    QAction* m_new;
+    QAction* m_detach;
+    QAction* m_show;
+};
+
+}  // namespace lumato::app

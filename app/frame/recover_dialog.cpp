@@ -1,0 +1,109 @@
+#include "app/frame/recover_dialog.h"
+
+#include <QDateTime>
+#include <QDialogButtonBox>
+#include <QFileDialog>
+#include <QLocale>
+#include <QVBoxLayout>
+
+#include "app/parts/texts.h"
+#include "base/printable.h"
+#include "picture/rv512_encoder.h"
+
+namespace lumato::app {
+namespace {
+
+constexpr int kRowLetters = 70;
+
+// As beside a note, in plain words.
+QString SaidOf(const Result<store::GivenOut>& given, const Path& folder) {
+    if (!given)
+        return QString::fromStdString(given.error().message);
+    std::string said = std::to_string(given->saved) + " saved in " + Printable(folder.string());
+    if (given->onFrame > 0)
+        said += "; " + std::to_string(given->onFrame) + " on the frame, of which no copy is kept";
+    for (const Error& failed : given->failed)
+        said += "\n" + failed.message;
+    return QString::fromStdString(said);
+}
+
+}  // namespace
+
+RecoverDialog::RecoverDialog(const Path& statePath, Path folder, QWidget* parent)
+    : QDialog(parent), m_folder(std::move(folder)), m_list(new QListWidget(this)), m_said(new QLabel(this)) {
+    setWindowTitle(Localized("RECOVER_TITLE", "Recover pictures"));
+    Result<std::vector<store::KeptJournal>> journals = store::KeptJournals(statePath);
+    if (journals)
+        m_journals = std::move(*journals);
+    for (const store::KeptJournal& journal : m_journals) {
+        m_list->addItem(Described(journal));
+        m_list->item(m_list->count() - 1)->setToolTip(Described(journal));
+    }
+    m_list->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);  // what is too long is elided
+    m_list->setCurrentRow(static_cast<int>(m_journals.size()) - 1);
+    m_list->setMinimumWidth(fontMetrics().averageCharWidth() * kRowLetters);
+    m_list->setAccessibleName(windowTitle());
+    m_said->setWordWrap(true);
+    m_said->setTextFormat(Qt::PlainText);
+    if (!journals)
+        m_said->setText(QString::fromStdString(journals.error().message));
+    else if (m_journals.empty())
+        m_said->setText(Localized("RECOVER_NONE", "There is nothing to recover"));
+    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Cancel, this);
+    buttons->button(QDialogButtonBox::Cancel)->setText(Localized("CANCLE_BUTTON", "Canle"));
+    m_save = buttons->addButton(Localized("RECOVER_SAVE", "Save…"), QDialogButtonBox::ActionRole);
+    m_save->setEnabled(!m_journals.empty());
+    for (QAbstractButton* button : buttons->buttons())
+        button->setIcon({});
+    connect(m_save, &QPushButton::clicked, this, [this] { ChooseFolder(); });
+    connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
+    auto* column = new QVBoxLayout(this);
+    column->addWidget(m_list);
+    column->addWidget(m_said);
+    column->addWidget(buttons);
+}
+
+// "7. 26 Nov 2026 04:10 – Pictures: 4 – 480 x 234, 4096 KB, my.frame"; the number is that of `lumatoctl
+// recover`.
+QString RecoverDialog::Described(const store::KeptJournal& journal) {
+    QStringList parts;
+    if (journal.time != 0)
+        parts += QLocale().toString(QDateTime::fromSecsSinceEpoch(journal.time), QLocale::ShortFormat);
+    parts += QStringLiteral("%1: %2").arg(Localized("MENU_PICTURES", "Pictures")).arg(journal.pictures);
+    // Of a sound one the kind says how it came about, which helps nobody to choose.
+    if (journal.kind != "download" && journal.kind != "additions")
+        parts += QString::fromStdString(journal.kind);
+    if (!journal.frame.empty())
+        parts += QString::fromStdString(Printable(journal.frame));
+    return QStringLiteral("%1. %2").arg(journal.number).arg(parts.join(QStringLiteral(" \u2013 ")));
+}
+
+void RecoverDialog::ChooseFolder() {
+    auto* dialog = new QFileDialog(this, windowTitle(), FromPath(m_folder));
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->setFileMode(QFileDialog::Directory);
+    dialog->setOption(QFileDialog::ShowDirsOnly);
+    connect(dialog, &QFileDialog::fileSelected, this,
+            [this](const QString& folder) { SaveTo(PathOf(folder)); });
+    dialog->open();
+}
+
+void RecoverDialog::SaveTo(const Path& folder) {
+    const int row = m_list->currentRow();
+    if (row < 0)
+        return;
+    m_save->setEnabled(false);
+    m_writer.Start([this, journal = m_journals[static_cast<std::size_t>(row)], folder] {
+        picture::CRv512Encoder codec;
+        const QString said = SaidOf(store::GiveOut(journal, folder, codec), folder);
+        QMetaObject::invokeMethod(
+            this, [this, said] { ShowSaved(said); }, Qt::QueuedConnection);
+    });
+}
+
+void RecoverDialog::ShowSaved(const QString& said) {
+    m_said->setText(said);
+    m_save->setEnabled(true);
+}
+
+}  // namespace lumato::app

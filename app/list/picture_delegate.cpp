@@ -1,0 +1,52 @@
+#include "app/list/picture_delegate.h"
+
+#include <QApplication>
+#include <QPainter>
+
+#include "app/parts/texts.h"
+
+namespace lumato::app {
+namespace {
+
+void DrawLine(QPainter& painter, const QStyleOptionViewItem& item, const QRect& where, const QString& text) {
+    painter.drawText(
+        where, static_cast<int>(Qt::AlignVCenter | QStyle::visualAlignment(item.direction, Qt::AlignLeft)),
+        item.fontMetrics.elidedText(text, Qt::ElideMiddle, where.width()));
+}
+
+}  // namespace
+
+void PictureDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
+                            const QModelIndex& index) const {
+    QStyleOptionViewItem item(option);
+    initStyleOption(&item, index);
+    const QStyle* style = item.widget != nullptr ? item.widget->style() : QApplication::style();
+    const QRect text = style->subElementRect(QStyle::SE_ItemViewItemText, &item, item.widget);
+    const QString name = item.text;
+    item.text.clear();
+    style->drawControl(QStyle::CE_ItemViewItem, &item, painter, item.widget);
+
+    const int margin = style->pixelMetric(QStyle::PM_FocusFrameHMargin, &item, item.widget) + 1;
+    const bool selected = (item.state & QStyle::State_Selected) != 0;
+    const QPalette::ColorGroup group = (item.state & QStyle::State_Enabled) == 0  ? QPalette::Disabled
+                                       : (item.state & QStyle::State_Active) == 0 ? QPalette::Inactive
+                                                                                  : QPalette::Active;
+    const QColor color = item.palette.color(group, selected ? QPalette::HighlightedText : QPalette::Text);
+    const QString remark = index.data(kRemarkRole).toString();
+    const int line = item.fontMetrics.height();
+    QRect where(text.x() + margin, item.rect.center().y() - (remark.isEmpty() ? line / 2 : line),
+                text.width() - 2 * margin, line);
+    painter->save();
+    painter->setFont(item.font);
+    painter->setPen(color);
+    DrawLine(*painter, item, where, name);
+    if (!remark.isEmpty()) {
+        QColor quiet = color;
+        quiet.setAlphaF(kQuietness);
+        painter->setPen(quiet);
+        DrawLine(*painter, item, where.translated(0, line), remark);
+    }
+    painter->restore();
+}
+
+}  // namespace lumato::app

@@ -1,0 +1,362 @@
+#include "app/shell/control_panel.h"
+
+#include <QAbstractButton>
+#include <QLabel>
+#include <QMainWindow>
+#include <QProgressBar>
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "app/browser/disk_browser.h"
+#include "app/edit/rect_view.h"
+#include "app/list/picture_list.h"
+#include "app/list/preview.h"
+#include "app/parts/detail_label.h"
+#include "app/parts/texts.h"
+#include "picture/picture_state.h"
+#include "store/local_files.h"
+#include "store/picture_count_text.h"
+#include "store/room_left.h"
+#include "store/store.h"
+#include "store/transfer.h"
+
+namespace lumato::app {
+namespace {
+
+// Enabled and disabled together.
+constexpr std::array kPanelGroup = {
+    kDeleteAllCheckBoxID, kSuitableSizeID,  kOpenButtonID, kDownLoadButtonID, kTranlateArrowXID,
+    kTranlateArrowYID,    kUpLoadButtnonID, kDelButtonID,  kAddButtonID,      kRotateArrowID,
+    kScaleArrowXID,       kColumList,       dbControlID1};
+
+constexpr const char* kNoteDetail = "noteDetail";
+
+struct ControlText {
+    ControlId id;
+    std::string_view key;
+    std::string_view defaultText;
+};
+
+constexpr std::array kTexts = {
+    ControlText{kSuitableSizeID, "Fit_Size_For_LCD", "Fit size for LCD"},
+    ControlText{kUpLoadButtnonID, "Save_All", "Save ALL"},
+    ControlText{kAddButtonID, "Add", "Add"},
+    ControlText{kDownLoadButtonID, "DownLoad", "DownLoad"},
+    ControlText{kDelButtonID, "Delete", "Delete"},
+    ControlText{kDeleteAllCheckBoxID, "Delete_All", "Delete All"},
+    ControlText{NoticeControlID, "Information:", "Information:"},
+    ControlText{RotateControlID, "Rotate", "Rotate"},
+    ControlText{ScaleControlID, "Scale:", "Scale"},
+    ControlText{TranslateXControlID, "Translate_X", "Translate: X:"},
+    ControlText{TranslateYControlID, "Translate_Y", "Translate: Y:"},
+    ControlText{TotalControlID, "Total Picture", "Total Pictures"},
+    ControlText{CurrentControlID, "Current", "Current:"},
+};
+
+struct FieldLabel {
+    ControlId field;
+    ControlId label;
+};
+
+// Fields that a label names.
+constexpr std::array kFieldLabels = {
+    FieldLabel{kRotateArrowID, RotateControlID},
+    FieldLabel{kScaleArrowXID, ScaleControlID},
+    FieldLabel{kTranlateArrowXID, TranslateXControlID},
+    FieldLabel{kTranlateArrowYID, TranslateYControlID},
+    FieldLabel{kTotalPic, TotalControlID},
+    FieldLabel{kCurPic, CurrentControlID},
+    FieldLabel{kNotesID, NoticeControlID},
+};
+
+QString WithoutColon(QString text) {
+    while (text.endsWith(u':') || text.endsWith(u'：') || text.endsWith(QChar(0xA0)) || text.endsWith(u' '))
+        text.chop(1);
+    return text;
+}
+
+void SetHeading(QMainWindow& window, const char* name, const QString& text) {
+    if (auto* label = window.findChild<QLabel*>(QLatin1String(name)))
+        label->setText(text);
+}
+
+constexpr const char* kPercent = "%p%";
+
+QString NameOf(store::Phase phase) {
+    switch (phase) {
+        case store::Phase::Reading:
+            return Localized("PHASE_READING", "Reading");
+        case store::Phase::Adding:
+            return Localized("PHASE_ADDING", "Adding");
+        case store::Phase::Checking:
+            return Localized("PHASE_CHECKING", "Checking");
+        case store::Phase::Writing:
+            break;
+    }
+    return Localized("PHASE_WRITING", "Writing");
+}
+
+QString OriginOf(const store::FileData& record) {
+    const picture::AlbumEntry* entry =
+        record.streamHash ? picture::Pictures().album.Find(*record.streamHash) : nullptr;
+    return entry != nullptr ? FromPath(entry->source) : QString();
+}
+
+// The list's values, taken by the thread that owns it.
+QList<ListedPicture> TakePictures(int count) {
+    QList<ListedPicture> pictures;
+    const store::FileDataHead* list = store::Store().gmyPictureData.get();
+    const store::FileData* record = list != nullptr ? list->sentinel->next : nullptr;
+    for (int i = 0; i < count && record != nullptr; ++i, record = record->next)
+        pictures.append({QString::fromStdString(record->fileName),
+                         store::BitmapPath(store::BitmapName(record->fileName)), record->inFrame == 1,
+                         QString::fromStdString(record->whyNoBitmap), OriginOf(*record)});
+    return pictures;
+}
+
+}  // namespace
+
+ControlPanel::ControlPanel(QMainWindow& window) : QObject(&window), m_window(window) {
+    connect(&m_silenceWatch, &QTimer::timeout, this, &ControlPanel::ShowSilence);
+    m_silenceWatch.start(std::chrono::seconds(1));
+}
+
+void ControlPanel::InitViewLanguage() {
+    m_window.setWindowTitle(Localized("WINDOW_TITLE", "MacLumato"));
+    for (const ControlText& row : kTexts)
+        SetControlText(row.id, Localized(row.key, row.defaultText));
+    SetHeadings();
+    SetAccessibleNames();
+    ShowRoom();
+}
+
+void ControlPanel::SetControlText(ControlId id, const QString& text) {
+    QWidget* control = FindControl(&m_window, id);
+    if (auto* button = qobject_cast<QAbstractButton*>(control)) {
+        button->setText(text);
+        button->setAccessibleName(text);
+    } else if (auto* label = qobject_cast<QLabel*>(control)) {
+        label->setText(text);
+    }
+}
+
+void ControlPanel::SetHeadings() {
+    if (auto* stop = m_window.findChild<QAbstractButton*>(QLatin1String(kStopButton)))
+        stop->setText(Localized("CANCLE_BUTTON", "Cancel"));
+    SetHeading(m_window, "browserHeading", Localized("BROWSER_HEADING", "This computer"));
+    SetHeading(m_window, "editHeading", Localized("EDIT_HEADING", "Picture"));
+    SetHeading(m_window, "frameHeading", Localized("FRAME_HEADING", "On the frame"));
+    if (auto* view = FindControlAs<RectView>(&m_window, myHIRectID))
+        view->SetHint(Localized("EDIT_HINT", "Select a picture on the left, or drop one here"));
+    if (auto* list = FindControlAs<PictureList>(&m_window, dbControlID1)) {
+        list->SetHint(Localized("LIST_HINT", "The frame's pictures appear here"));
+        list->Model().SetWaitingText(Localized("LIST_WAITING", "not yet on the frame"));
+    }
+    if (auto* preview = FindControlAs<Preview>(&m_window, myHIPreviewID))
+        preview->SetHint(Localized("PREVIEW_HINT", "Preview"));
+}
+
+void ControlPanel::SetAccessibleNames() {
+    for (const FieldLabel& row : kFieldLabels) {
+        const auto* label = FindControlAs<QLabel>(&m_window, row.label);
+        QWidget* field = FindControl(&m_window, row.field);
+        if (label == nullptr || field == nullptr)
+            continue;
+        // A text that changes is named by itself, whatever else has no words of its own by its label.
+        if (qobject_cast<QLabel*>(field) != nullptr)
+            field->setAccessibleDescription(WithoutColon(label->text()));
+        else
+            field->setAccessibleName(WithoutColon(label->text()));
+    }
+    const auto name = [this](ControlId id, const QString& text) {
+        if (QWidget* control = FindControl(&m_window, id))
+            control->setAccessibleName(text);
+    };
+    name(kColumList, Localized("BROWSER_HEADING", "This computer"));
+    name(dbControlID1, Localized("FRAME_HEADING", "On the frame"));
+    name(myHIViewID, Localized("EDIT_HEADING", "Picture"));
+    name(myHIRectID, Localized("RECT_NAME", "Part that the frame shows"));
+    name(myHIPreviewID, Localized("PREVIEW_HINT", "Preview"));
+    name(kDownLoadProcessID, Localized("PROGRESS_NAME", "Progress"));
+}
+
+void ControlPanel::Post(std::function<void()> call) {
+    m_calls.Post(std::move(call));
+}
+
+void ControlPanel::SetNotes(std::string_view text) {
+    Post([this, note = QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()))] {
+        ShowNote(note, {});
+    });
+}
+
+void ControlPanel::SetNoteDetail(std::string_view text) {
+    Post([this, reason = QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()))] {
+        ShowNote(Note(), reason);
+    });
+}
+
+void ControlPanel::TranslateNote(std::function<QString(const QString&)> translate) {
+    // Behind the notes that are on their way.
+    Post([this, translate = std::move(translate)] {
+        const QString detail = m_window.findChild<DetailLabel*>(QLatin1String(kNoteDetail))->text();
+        ShowNote(translate(Note()), translate(detail));
+    });
+}
+
+void ControlPanel::ShowNote(const QString& note, const QString& reason) {
+    if (auto* label = FindControlAs<QLabel>(&m_window, kNotesID)) {
+        label->setText(note);
+        label->setAccessibleName(note);
+    }
+    if (auto* detail = m_window.findChild<DetailLabel*>(QLatin1String(kNoteDetail)))
+        detail->SetDetail(reason);
+    emit NoteShown();
+}
+
+QString ControlPanel::Note() const {
+    const auto* label = FindControlAs<QLabel>(&m_window, kNotesID);
+    return label != nullptr ? label->text() : QString();
+}
+
+void ControlPanel::SetDownLoadPrcess(int percent) {
+    Post([this, percent] {
+        auto* bar = FindControlAs<QProgressBar>(&m_window, kDownLoadProcessID);
+        if (bar == nullptr)
+            return;
+        m_percent = percent;
+        bar->setTextVisible(percent > 0);  // a bar at rest says nothing
+        bar->setValue(std::clamp(percent, 0, 100));
+        if (percent == 0)
+            m_progress.reset();
+        bar->setFormat(ProgressText(*bar));
+    });
+}
+
+void ControlPanel::SetProgress(const store::Progress& progress) {
+    Post([this, progress] {
+        m_progress = progress;
+        m_progressTime.start();
+        auto* bar = FindControlAs<QProgressBar>(&m_window, kDownLoadProcessID);
+        if (bar == nullptr || m_silent)
+            return;
+        if (m_percent == 0) {  // what no percentage is told of has one all the same
+            bar->setValue(std::clamp(static_cast<int>(100 * progress.Done()), 1, 99));
+            bar->setTextVisible(true);
+        }
+        bar->setFormat(ProgressText(*bar));
+    });
+}
+
+// As much as the bar has room for: "31%  Writing 3/12, 14 s".
+QString ControlPanel::ProgressText(const QProgressBar& bar) const {
+    const QString percent = QLatin1String(kPercent);
+    if (!m_progress)
+        return percent;
+    const QString count = m_progress->pictures > 0
+                              ? QStringLiteral(" %1/%2").arg(m_progress->picture).arg(m_progress->pictures)
+                              : QString();
+    const double since = static_cast<double>(m_progressTime.elapsed()) / 1000;
+    const QString left = m_progress->secondsLeft ? QStringLiteral(", %1 s").arg(static_cast<int>(
+                                                       std::max(*m_progress->secondsLeft - since, 0.0) + 0.5))
+                                                 : QString();
+    const QString words = percent + QStringLiteral("  ") + NameOf(m_progress->phase) + count + left;
+    return bar.fontMetrics().horizontalAdvance(words) < bar.width()
+               ? words
+               : percent + QLatin1Char(' ') + count + left;
+}
+
+// Between two blocks the time that is left goes on, and a command that is not answered keeps the task that
+// would tell of it.
+void ControlPanel::ShowSilence() {
+    const auto silence = store::FrameSilence();
+    const bool silent = silence >= store::kLongSilence;
+    auto* bar = FindControlAs<QProgressBar>(&m_window, kDownLoadProcessID);
+    if (bar == nullptr || (!silent && !m_silent && !m_progress))
+        return;
+    m_silent = silent;
+    bar->setTextVisible(silent || bar->value() > 0);
+    const QString text = Localized("FRAME_SILENT", "No answer from the frame");
+    bar->setFormat(silent ? QStringLiteral("%1: %2 s").arg(text).arg(silence.count()) : ProgressText(*bar));
+}
+
+void ControlPanel::UpdateInfo() {
+    const store::StoreState& store = store::Store();
+    const int selected = store.gmyTotalePictureNum == 0 ? 0 : store.gmyCurrentSelectItem;
+    // Each picture gets its share of such a frame, and the next one's is about the last one's.
+    const int quality = store.G_TotalPicNum != 0 ? picture::Pictures().G_CurQuanlity : 0;
+    Post([this, total = QString::fromStdString(store::SpaceText()), selected, room = store::RoomForMore(),
+          quality] {
+        m_room = room;
+        m_quality = quality;
+        ShowRoom();
+        SetPicNumInfo(total, false);
+        SetPicNumInfo(QStringLiteral("%1").arg(selected, 3, 10, QLatin1Char('0')), true);
+    });
+}
+
+void ControlPanel::ClearInfo() {
+    Post([this] {
+        m_room.reset();
+        ShowRoom();
+        SetPicNumInfo(QStringLiteral("0K/0K"), false);
+        SetPicNumInfo(QStringLiteral("000"), true);
+    });
+}
+
+void ControlPanel::ShowRoom() {
+    auto* label = m_window.findChild<DetailLabel*>(QStringLiteral("roomLabel"));
+    if (label == nullptr)
+        return;
+    QString text;
+    if (m_room)
+        text = Localized("ROOM_FOR", "Room for more") + QStringLiteral(": %1").arg(*m_room);
+    if (m_room && m_quality > 0)
+        text += QStringLiteral(" (%1)").arg(
+            LocalizedWith("ROOM_QUALITY", "quality {}", QString::number(m_quality)));
+    label->SetDetail(text);
+}
+
+void ControlPanel::SetPicNumInfo(const QString& text, bool isCurrent) {
+    if (auto* field = FindControlAs<QLabel>(&m_window, isCurrent ? kCurPic : kTotalPic)) {
+        field->setText(text);
+        field->setAccessibleName(text);
+    }
+}
+
+void ControlPanel::SetControlPanlEnable(bool enable) {
+    Post([this, enable] { Enable(enable); });
+}
+
+void ControlPanel::Enable(bool enable) {
+    m_enabled = enable;
+    if (!enable && m_window.focusWidget() != nullptr)
+        m_focus = m_window.focusWidget();  // a control that is disabled loses it
+    for (const ControlId id : kPanelGroup) {
+        if (QWidget* control = FindControl(&m_window, id))
+            control->setEnabled(enable);
+    }
+    if (enable && m_focus != nullptr)
+        m_focus->setFocus();
+    if (enable)
+        m_focus = nullptr;
+    emit Enabled(enable);
+}
+
+void ControlPanel::InvalidateMyWindow() {
+    Post([this] { emit RefreshPosted(); });
+}
+
+void ControlPanel::ShowPictureList(int count, int selected) {
+    Post([this, pictures = TakePictures(count), selected] {
+        if (auto* list = FindControlAs<PictureList>(&m_window, dbControlID1))
+            list->ShowPictures(pictures, selected);
+    });
+}
+
+void ControlPanel::RedrawPictures() {
+    Post([this] { emit RedrawPosted(); });
+}
+
+}  // namespace lumato::app

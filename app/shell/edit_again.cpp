@@ -1,0 +1,97 @@
+// Pictures of the list that are edited once more from their photographs, and others that give way to one
+// which does not fit.
+#include <QMessageBox>
+#include <QPushButton>
+#include <utility>
+
+#include "app/parts/app_state.h"
+#include "app/parts/texts.h"
+#include "app/shell/main_window.h"
+#include "base/printable.h"
+#include "picture/picture_state.h"
+#include "store/messages.h"
+#include "store/store.h"
+
+namespace lumato::app {
+
+void MainWindow::EditAgain() {
+    if (!MainThreadOwns() || !m_panel->IsEnabled())
+        return;
+    const store::StoreState& store = store::Store();
+    const int position = store.gmyCurrentSelectItem;
+    if (position < 1 || position > store.gmyTotalePictureNum)
+        return;
+    const store::FileData& record = *store::GetNode(store.gmyPictureData.get(), position);
+    const picture::AlbumEntry* made =
+        record.streamHash ? picture::Pictures().album.Find(*record.streamHash) : nullptr;
+    const picture::Original original = made != nullptr ? picture::StateOf(*made) : picture::Original::Missing;
+    if (original == picture::Original::Missing) {
+        ShowNote("EDIT_AGAIN_FAILED_TIPS", "This picture cannot be edited again",
+                 made == nullptr ? "this computer does not know its photograph"
+                                 : Printable(made->source.string()) + " is not there, or cannot be read");
+        return;
+    }
+    EndEditAgain();
+    m_again = Again{record.fileName, made->source, made->pose, original == picture::Original::Changed};
+    m_addWhenLoaded = false;
+    m_loader.Load({kNoItem, made->source});
+}
+
+// The photograph has come into the edit view; another one ends it.
+void MainWindow::TakeEditAgain(const Path& file, bool selected) {
+    if (!m_again || m_again->shown || m_again->source != file || !selected) {
+        EndEditAgain();
+        return;
+    }
+    picture::ApplyPose(m_again->pose);
+    m_editPanel->ShowAll();
+    m_again->shown = true;
+    ShowReplacing();
+    store::ShowNote({"REPLACES_TIPS", "Replaces picture"}, PositionEditedAgain());
+    if (m_again->changed)
+        m_panel->SetNoteDetail(Printable(file.filename().string()) +
+                               " has another size or date than when the picture was made from it");
+}
+
+// 0: none is, or it has left the list.
+int MainWindow::PositionEditedAgain() const {
+    return m_again && m_again->shown ? store::PositionOf(store::Store().gmyPictureData.get(), m_again->name)
+                                     : 0;
+}
+
+void MainWindow::EndEditAgain() {
+    if (m_again && m_again->shown)
+        m_panel->SetNotes("");
+    m_again.reset();
+    ShowReplacing();
+}
+
+void MainWindow::ShowReplacing() {
+    const bool replaces = m_again && m_again->shown;
+    FindControlAs<QPushButton>(this, kAddButtonID)
+        ->setText(replaces ? Localized("REPLACE_BUTTON", "Replace") : Localized("Add", "Add"));
+    if (MainThreadOwns())
+        m_stopAction->setEnabled(replaces);
+}
+
+// One click; what gives way is made anew from its photograph.
+void MainWindow::OfferRoom(const std::vector<picture::Lowered>& plan, std::vector<Path> files,
+                           const picture::Pose& pose) {
+    if (plan.empty() || files.empty())
+        return;
+    auto* box =
+        new QMessageBox(QMessageBox::Question, windowTitle(),
+                        Localized("MAKE_ROOM_TIPS", "Make room by lowering the quality of other pictures?"),
+                        QMessageBox::NoButton, this);
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->setTextFormat(Qt::PlainText);
+    box->setInformativeText(
+        QString::fromStdString(Printable(files.front().filename().string()) + ": " + picture::TextOf(plan)));
+    QPushButton* make = box->addButton(Localized("MAKE_ROOM_BUTTON", "Make Room"), QMessageBox::AcceptRole);
+    connect(make, &QPushButton::clicked, this,
+            [this, files = std::move(files), pose] { AddFiles(files, pose, picture::Room::Make); });
+    box->addButton(Localized("CANCLE_BUTTON", "Cancel"), QMessageBox::RejectRole);
+    Ask(box);
+}
+
+}  // namespace lumato::app

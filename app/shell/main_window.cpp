@@ -1,0 +1,245 @@
+#include "app/shell/main_window.h"
+
+#include <QAbstractButton>
+#include <QCheckBox>
+#include <QLabel>
+#include <QPushButton>
+#include <QSplitter>
+#include <QUrl>
+#include <utility>
+
+#include "app/parts/app_state.h"
+#include "app/parts/qt_texts.h"
+#include "app/parts/t_application.h"
+#include "app/parts/t_nib.h"
+#include "app/parts/texts.h"
+#include "app/shell/accessible_views.h"
+#include "picture/picture_state.h"
+#include "store/safekeeping.h"
+#include "store/store.h"
+
+namespace lumato::app {
+namespace {
+
+void MakeHeadings(QWidget& window) {
+    for (const char* name : {"browserHeading", "editHeading", "frameHeading"}) {
+        auto* label = window.findChild<QLabel*>(QLatin1String(name));
+        QFont font = label->font();
+        font.setBold(true);
+        label->setFont(font);
+    }
+}
+
+}  // namespace
+
+MainWindow::MainWindow(WindowOptions options)
+    : m_options(std::move(options)),
+      m_settings(m_options.stateFolder),
+      m_panel(new ControlPanel(*this)),
+      m_link(*m_panel, {m_options.hardware, m_options.volumes, m_options.stateFolder}),
+      m_loader([this](LoadedPicture loaded) { TakeLoaded(std::move(loaded)); }) {
+    InstallAccessibleViews();
+    store::Store().gmyResousepath = m_options.home;
+    TNib nib;
+    if (nib.Init("main") != noErr || nib.CreateWindowFromNib("MainWindow", *this) != noErr)
+        return;
+    MakeHeadings(*this);
+    m_browser = FindControlAs<DiskBrowser>(this, kColumList);
+    m_list = FindControlAs<PictureList>(this, dbControlID1);
+    m_preview = FindControlAs<Preview>(this, myHIPreviewID);
+    m_editPanel = std::make_unique<EditPanel>(this, [this] { SelectNextPicture(); });
+    picture::Pictures().port = m_editPanel.get();
+    MakeMenus();
+    m_noFrame = new NoFrameNotice(FindControl(this, myHIRectID), m_menus->Action("FRAME_NEW"),
+                                  m_menus->Action("FRAME_ATTACH"));
+    InitViewLanguage();
+    ConnectControls();
+    ConnectLink();
+    m_panel->SetControlPanlEnable(false);
+    m_panel->UpdateInfo();
+    ShowStop(false);
+    Restore();
+}
+
+MainWindow::~MainWindow() {
+    CloseResource();
+}
+
+void MainWindow::ConnectControls() {
+    const auto onClick = [this](ControlId id, void (MainWindow::*handler)()) {
+        connect(FindControlAs<QPushButton>(this, id), &QAbstractButton::clicked, this, handler);
+    };
+    onClick(kDelButtonID, &MainWindow::MyDelButtonHandler);
+    onClick(kDownLoadButtonID, &MainWindow::MyDownLoadButtonHandler);
+    onClick(kAddButtonID, &MainWindow::MyAddButtonHandler);
+    onClick(kOpenButtonID, &MainWindow::MyOpenButtonHandler);
+    onClick(kUpLoadButtnonID, &MainWindow::MyUpLoadButtonHandler);
+    connect(FindControlAs<QCheckBox>(this, kDeleteAllCheckBoxID), &QCheckBox::toggled, this,
+            &MainWindow::MyDeleteAllCheckBoxHandler);
+    connect(m_browser, &DiskBrowser::SelectionSetChanged, this, &MainWindow::TakeSelection);
+    connect(m_browser, &DiskBrowser::FolderOpened, this,
+            [this](const Path& folder) { m_settings.SetFolder(kBrowserFolderSetting, folder); });
+    connect(findChild<QPushButton*>(QLatin1String(kStopButton)), &QAbstractButton::clicked, this,
+            &MainWindow::StopWork);
+    connect(m_list, &PictureList::ItemMoved, this, &MainWindow::MovePicture);
+    connect(m_list, &PictureList::activated, this, &MainWindow::EditAgain);
+    connect(m_list, &PictureList::ItemSelected, this, &MainWindow::SelPicInList);
+    const auto pathsOf = [](const QList<QUrl>& urls) {
+        std::vector<Path> files;
+        for (const QUrl& url : urls) {
+            if (url.isLocalFile())
+                files.push_back(PathOf(url.toLocalFile()));
+        }
+        return files;
+    };
+    connect(m_list, &PictureList::FilesDropped, this,
+            [this, pathsOf](const QList<QUrl>& urls) { AddFiles(pathsOf(urls)); });
+    connect(FindControlAs<EditView>(this, myHIViewID), &EditView::FilesDropped, this,
+            [this, pathsOf](const QList<QUrl>& urls) {
+                const std::vector<Path> files = pathsOf(urls);
+                if (files.size() == 1)
+                    SelectFile(files.front());
+                else
+                    AddFiles(files);
+            });
+}
+
+void MainWindow::ConnectLink() {
+    connect(m_panel, &ControlPanel::RefreshPosted, this, &MainWindow::InvalidWindow);
+    connect(m_panel, &ControlPanel::Enabled, this, [this](bool enabled) {
+        m_menus->EnablePanelActions(enabled);
+        FindControl(this, myHIViewID)->setAcceptDrops(enabled);  // it looks the same, but takes nothing
+        ShowUndo();
+    });
+    connect(m_panel, &ControlPanel::RedrawPosted, this, [this] {
+        m_editPanel->RedrawEditView();
+        if (MainThreadOwns() && store::Store().gmyCurrentSelectItem == 0)
+            m_preview->Clear();
+    });
+    connect(&m_link, &FrameLink::FrameChanged, this, &MainWindow::TakeFrameChange);
+    connect(&m_link, &FrameLink::OnlineEnded, this, &MainWindow::TakeOnlineEnd);
+}
+
+void MainWindow::MakeMenus() {
+    m_menus = std::make_unique<MenuBuilder>(*menuBar());
+    MakePictureMenu(m_menus->AddMenu("MENU_PICTURES", "Pictures"));
+    QMenu* frame = m_menus->AddMenu("MENU_FRAME", "Frame");
+    m_menus->AddAction(frame, "DownLoad", "DownLoad", QKeySequence("Ctrl+D"), true,
+                       [this] { MyDownLoadButtonHandler(); });
+    m_stopAction = m_menus->AddAction(frame, "CANCLE_BUTTON", "Cancel", QKeySequence("Esc"), false,
+                                      [this] { StopWork(); });
+    MakeCheckMenu(frame);
+    MakeBackupMenu(frame);
+    frame->addSeparator();
+    m_frameMenu = new FrameMenu(frame, *m_menus, m_link, m_settings, m_options.pace, this);
+    QMenu* language = m_menus->AddMenu("MENU_LANGUAGE", "Language");
+    new LanguageMenu(
+        language, LanguageFile(m_options.home / "Language.ini"),
+        [this](const QString& before) { ShowLanguage(before); },
+        [this](const Error& error) { ShowMessage(windowTitle(), QString::fromStdString(error.message)); });
+    QMenu* help = m_menus->AddMenu("MENU_HELP", "Help");
+    m_menus->AddAction(help, "HELP_SHORTCUTS", "Keyboard Shortcuts", QKeySequence("Ctrl+?"), false,
+                       [this] { ShowShortcuts(); });
+    m_menus->AddAction(help, "HELP_ABOUT", "About Lumato", {}, false, [this] { ShowAbout(); });
+}
+
+void MainWindow::MakePictureMenu(QMenu* menu) {
+    const auto add = [&](const char* key, const char* text, const QKeySequence& shortcut, bool panel,
+                         std::function<void()> run) {
+        return m_menus->AddAction(menu, key, text, shortcut, panel, std::move(run));
+    };
+    add("Add", "Add", QKeySequence("Ctrl+Return"), true, [this] { MyAddButtonHandler(); });
+    QAction* remove = add("Delete", "Delete", QKeySequence::Delete, true, [this] { MyDelButtonHandler(); });
+    // In a number's box the key deletes a digit.
+    remove->setShortcutContext(Qt::WidgetShortcut);
+    m_list->addAction(remove);
+    m_list->addAction(add("EDIT_AGAIN", "Edit Again", QKeySequence("F2"), true, [this] { EditAgain(); }));
+    m_list->setContextMenuPolicy(Qt::ActionsContextMenu);
+    add("Save_All", "Save ALL", QKeySequence::Save, true, [this] { MyUpLoadButtonHandler(); });
+    MakeUndoEntries(menu);
+    const auto move = [this](int by) {
+        const int from = store::Store().gmyCurrentSelectItem;
+        if (MainThreadOwns() && from != 0)
+            MovePicture(from, from + by);
+    };
+    add("MOVE_UP", "Move Up", QKeySequence("Alt+Up"), true, [move] { move(-1); });
+    add("MOVE_DOWN", "Move Down", QKeySequence("Alt+Down"), true, [move] { move(1); });
+    menu->addSeparator();
+    add("TURN_LEFT", "Rotate Left", QKeySequence("Ctrl+L"), true, [this] { m_editPanel->TurnBy(-90); });
+    add("TURN_RIGHT", "Rotate Right", QKeySequence("Ctrl+R"), true, [this] { m_editPanel->TurnBy(90); });
+    add("SCALE_UP", "Enlarge", QKeySequence::ZoomIn, true, [this] { m_editPanel->ScaleBy(1); });
+    add("SCALE_DOWN", "Reduce", QKeySequence::ZoomOut, true, [this] { m_editPanel->ScaleBy(-1); });
+    add("Fit_Size_For_LCD", "Fit size for LCD", QKeySequence("Ctrl+0"), true,
+        [this] { m_editPanel->SetFitted(true); });
+    menu->addSeparator();
+    add("QUIT", "Quit", QKeySequence("Ctrl+Q"), false, [] { TApplication::SendCommand(kQuitCommand); });
+}
+
+void MainWindow::InitViewLanguage() {
+    FollowLanguage(LanguageFile::Chosen());
+    m_panel->InitViewLanguage();
+    ShowReplacing();
+    m_menus->ShowTexts();
+    ShowUndo();
+    m_menus->EnablePanelActions(m_panel->IsEnabled());
+    m_frameMenu->ShowTexts();
+    m_browser->ShowTexts();
+}
+
+// The note stays what it is, in other words; its detail too, where it is one of ours.
+void MainWindow::ShowLanguage(const QString& before) {
+    InitViewLanguage();
+    m_panel->TranslateNote([this, before](const QString& text) {
+        return LanguageFile(m_options.home / "Language.ini").Translated(text, before);
+    });
+}
+
+void MainWindow::Restore() {
+    auto* panes = findChild<QSplitter*>();
+    const int letter = fontMetrics().averageCharWidth();
+    panes->setSizes({letter * 50, letter * 92, letter * 44});
+    panes->setStretchFactor(1, 1);
+    resize(letter * 192, sizeHint().height() * 11 / 10);
+    restoreGeometry(m_settings.Bytes(kGeometrySetting));
+    panes->restoreState(m_settings.Bytes(kPanesSetting));
+}
+
+void MainWindow::Remember() {
+    m_settings.SetBytes(kGeometrySetting, saveGeometry());
+    m_settings.SetBytes(kPanesSetting, findChild<QSplitter*>()->saveState());
+    // Not only once it has been read: the window may be left sooner.
+    if (const Path folder = m_browser->WantedFolder(); !folder.empty())
+        m_settings.SetFolder(kBrowserFolderSetting, folder);
+}
+
+void MainWindow::Start(const std::optional<Path>& frame) {
+    m_browser->MyInitializeDataBrowserControl();
+    m_browser->OpenPath(m_settings.Folder(kBrowserFolderSetting));
+    ShowWhatToDo();
+    m_link.IniUSBDevice();
+    if (frame)
+        m_frameMenu->Attach(*frame);
+}
+
+void MainWindow::InvalidWindow() {
+    const bool whole = m_link.TakeBack();
+    if (!MainThreadOwns())
+        return;
+    m_panel->SetControlPanlEnable(whole);
+    m_panel->SetDownLoadPrcess(0);
+    ShowStop(false);
+    if (!whole) {
+        ForgetFrame();
+    } else {
+        TakeListState();
+        if (m_selectedMeanwhile != 0)
+            SelPicInList(m_selectedMeanwhile);
+        m_panel->ShowPictureList(store::Store().gmyTotalePictureNum, store::Store().gmyCurrentSelectItem);
+    }
+    m_editPanel->ShowAll();
+    m_frameMenu->Refresh();
+    if (std::optional<LoadedPicture> waiting = std::exchange(m_waiting, std::nullopt); waiting && whole)
+        TakeLoaded(std::move(*waiting));
+}
+
+}  // namespace lumato::app

@@ -1,0 +1,222 @@
+// The main window: its controls come from the interface description "main", its handlers stand here.
+//
+// Main thread only. main_window.cpp puts it together, edit_selection.cpp brings pictures into the edit view,
+// button_handlers.cpp has the buttons, edit_again.cpp what is edited once more, undo_handlers.cpp the steps
+// back and forth, check_handlers.cpp the check of what is on the frame, backup_handlers.cpp the frame in one
+// file, quit_application.cpp the way out.
+#pragma once
+
+#include <QElapsedTimer>
+#include <QMainWindow>
+#include <QMessageBox>
+#include <QPointer>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "app/browser/disk_browser.h"
+#include "app/edit/edit_panel.h"
+#include "app/edit/picture_loader.h"
+#include "app/frame/frame_link.h"
+#include "app/frame/frame_menu.h"
+#include "app/list/picture_list.h"
+#include "app/list/preview.h"
+#include "app/parts/main_thread_calls.h"
+#include "app/parts/menu_builder.h"
+#include "app/parts/settings.h"
+#include "app/shell/control_panel.h"
+#include "app/shell/desktop.h"
+#include "app/shell/language_menu.h"
+#include "app/shell/no_frame_notice.h"
+#include "backup/backup_file.h"
+#include "picture/add_pictures.h"
+#include "store/check_pictures.h"
+#include "store/download_cost.h"
+#include "store/edit_history.h"
+#include "store/list_order.h"
+#include "store/store.h"
+
+namespace lumato::app {
+
+struct WindowOptions {
+    Path home;
+    platform::Bus* hardware = nullptr;     // borrowed; where real frames appear; null: none do
+    platform::Volumes* volumes = nullptr;  // borrowed; null: there are none
+    Path stateFolder;
+    double pace = 0;          // of virtual frames, as FrameOptions has it
+    std::vector<Path> files;  // taken up once a frame is online: one to edit, several to add
+};
+
+class MainWindow : public QMainWindow {
+    Q_OBJECT
+
+  public:
+    explicit MainWindow(WindowOptions options);
+    ~MainWindow() override;
+
+    // Fills the disk list and starts looking for frames; the last steps of the start.
+    void Start(const std::optional<Path>& frame);
+
+    // ---- the handlers of the controls
+    void MyDelButtonHandler();
+    void MyDownLoadButtonHandler();
+    void MyAddButtonHandler();
+    void MyUpLoadButtonHandler();
+    void Undo();
+    void Redo();
+    // Gives the listed picture another place.
+    void MovePicture(int from, int to);
+    // The selected picture of the list comes into the edit view once more, from its photograph.
+    void EditAgain();
+    // Asks the download or the batch that runs to end early.
+    void StopWork();
+    void MyOpenButtonHandler() {}  // the button has no action
+    void MyDeleteAllCheckBoxHandler(bool on);
+    // The refresh event: a worker task has ended.
+    void InvalidWindow();
+
+    // Another start of the program: this window is shown, and takes up its files.
+    void ComeForward(std::vector<Path> files);
+
+    // Asks whether to quit, and does; refused while pictures are transferred.
+    void QuitApplication();
+    void CloseResource();
+
+    // Adds these files, as a batch; folders stand for what is in them.
+    void AddFiles(std::vector<Path> files, const picture::Pose& pose = {},
+                  picture::Room room = picture::Room::AsItIs);
+    void SavePicturesTo(const Path& folder);
+    void SelectFile(const Path& file);
+
+    // The list differs from what the frame holds.
+    [[nodiscard]] bool HasUnsavedChanges() const { return m_differs; }
+    [[nodiscard]] bool IsLoading() const { return m_loader.IsLoading(); }
+    [[nodiscard]] FrameLink& Link() { return m_link; }
+    [[nodiscard]] ControlPanel& Panel() { return *m_panel; }
+    [[nodiscard]] FrameMenu& Frames() { return *m_frameMenu; }
+    [[nodiscard]] DiskBrowser& Browser() { return *m_browser; }
+    [[nodiscard]] PictureList& List() { return *m_list; }
+
+  protected:
+    void closeEvent(QCloseEvent* event) override;
+
+  private:
+    void ConnectControls();
+    void ConnectLink();
+    void MakeMenus();
+    void MakePictureMenu(QMenu* menu);
+    void InitViewLanguage();
+    void ShowLanguage(const QString& before);
+    void Restore();
+    void Remember();
+
+    // ---- edit_selection.cpp
+    void TakeSelection();
+    void TakeLoaded(LoadedPicture loaded);
+    void SelectNextPicture();
+    void SelPicInList(int item);
+    void TakeFrameChange();
+    void ForgetFrame();
+    void TakeOnlineEnd();
+    void TakeUpFiles();
+    void ShowWhatToDo();
+    void ShowNoFrameNotice(bool show);
+
+    // ---- backup_handlers.cpp
+    using BackupRead = std::shared_ptr<Result<backup::Backup>>;
+    void MakeBackupMenu(QMenu* menu);
+    void ChooseBackup(bool restore);
+    void BackUpTo(const Path& file);
+    void ReadBackup(const Path& file);
+    void AskRestore(const BackupRead& read);
+    void Restore(const BackupRead& read);
+
+    // ---- edit_again.cpp
+    void TakeEditAgain(const Path& file, bool selected);
+    [[nodiscard]] int PositionEditedAgain() const;
+    void EndEditAgain();
+    void ShowReplacing();
+    void OfferRoom(const std::vector<picture::Lowered>& plan, std::vector<Path> files,
+                   const picture::Pose& pose);
+
+    // ---- check_handlers.cpp
+    void MakeCheckMenu(QMenu* menu);
+    void CheckPictures();
+    void TakeCheck(const store::CheckReport& report, bool mayMend);
+    void ShowDamaged(const store::CheckReport& report, bool mayMend);
+    void MendPictures(const store::CheckReport& report);
+
+    // ---- undo_handlers.cpp
+    using Edits = store::EditHistory;
+    void MakeUndoEntries(QMenu* menu);
+    void StepTo(Result<void> (Edits::*step)());
+    void ForgetEdits();
+    void ShowUndo();
+
+    // ---- button_handlers.cpp
+    // Has a task work with the store, then carry out `then` on the main thread and post the refresh event.
+    bool RunTask(std::function<void()> work, std::function<void()> then = {});
+    // The same with the panel off meanwhile, and a button that stops it.
+    void RunLongTask(std::function<void()> work, std::function<void()> then);
+    // Opens a question that a task has led to, as soon as the task has let go of the store: the answer may
+    // begin another one.
+    void Ask(QMessageBox* box);
+    [[nodiscard]] std::vector<ItemID> CollectBatch();
+    void AddEditPicture();
+    void ShowBatchRoom(std::size_t pictures);
+    void TakeBatch(const picture::BatchReport& report);
+    void TakeListState();
+    void ShowStop(bool possible);
+    void ShowPrice();
+    void TakeDownload();
+    void SelectFileLocation();
+    void TakeSaving(const store::SaveReport& report);
+    void ShowNote(std::string_view key, std::string_view defaultText, const std::string& detail = {});
+    void ShowShortcuts();
+    void ShowAbout();
+    void ShowMessage(const QString& title, const QString& text);
+
+    void TakeQuitAnswer(bool quit);
+
+    WindowOptions m_options;
+    Settings m_settings;
+    MainThreadCalls m_calls;
+    ControlPanel* m_panel;
+    FrameLink m_link;
+    PictureLoader m_loader;
+    Desktop m_desktop;
+    QElapsedTimer m_downloadTime;
+    std::unique_ptr<EditPanel> m_editPanel;
+    std::unique_ptr<MenuBuilder> m_menus;
+    FrameMenu* m_frameMenu = nullptr;
+    DiskBrowser* m_browser = nullptr;
+    PictureList* m_list = nullptr;
+    Preview* m_preview = nullptr;
+    NoFrameNotice* m_noFrame = nullptr;
+    QPointer<QMessageBox> m_quitQuestion;
+
+    std::vector<ItemID> SelPicArrayRef;      // chosen for a batch, the last one first
+    std::optional<LoadedPicture> m_waiting;  // arrived while a task owned the edit picture
+    int m_selectedMeanwhile = 0;             // in the list, while a task owned the store
+    // A listed picture that the edit picture replaces, once its photograph has been loaded.
+    struct Again {
+        std::string name;
+        Path source;
+        picture::Pose pose;
+        bool changed = false;  // the photograph, since the picture was made from it
+        bool shown = false;
+    };
+    std::optional<Again> m_again;
+    bool m_addWhenLoaded = false;
+    bool m_adding = false;     // the edit picture, in a task
+    bool m_firstFrame = true;  // none has been online yet
+    bool m_closed = false;
+    store::EditHistory m_edits;
+    QAction* m_undoAction = nullptr;
+    QAction* m_redoAction = nullptr;
+    QAction* m_stopAction = nullptr;
+    QAction* m_checkAction = nullptr;  // checked: each download is read back
+    bool m_differs = false;            // the list from what the frame holds, when the last task had ended
+};
+
+}  // namespace lumato::app
