@@ -107,7 +107,7 @@ int Run(QApplication& application) {
     text::SetLanguageFile(options.window.home / "Language.ini");
     if (!lock) {
         QMessageBox::critical(nullptr, Localized("WINDOW_TITLE", "MacLumato"),
-                              QString::fromStdString(lock.error().message));
+                              Localized(lock.error().message));
         return 1;
     }
 

@@ -38,16 +38,17 @@ class Addition {
             return RefuseForRoom(kNoRoom, geometry.whyReadOnly);
         if (m_store.gmyTotalePictureNum > geometry.mostPictures)
             return RefuseForRoom(
-                kNoRoom, "the frame holds at most " + std::to_string(geometry.mostPictures) + " pictures");
+                kNoRoom,
+                Phrase("FRAME_HOLDS_AT_MOST", "the frame holds at most {0} pictures", geometry.mostPictures));
         return m_store.G_TotalPicNum != 0 && !m_placing.quality ? EncodeWithinShare() : EncodeOnce();
     }
 
     // Gives the number back.
-    tl::unexpected<Error> Refuse(const Message& note, Error reason) {
+    tl::unexpected<Error> Refuse(const Words& note, Error reason) {
         --m_store.gmyTotalePicture;
         m_store.gmyTotalePictureNum -= m_placing.replaces == 0 ? 1 : 0;
         ShowNote(note, reason.message);
-        return tl::unexpected(Error{reason.kind, TextOf(note), std::move(reason.message)});
+        return tl::unexpected(Error{reason.kind, note, std::move(reason.message)});
     }
 
     Result<AddedPicture> TakeIn(const Path& bmpPath, const AddedPicture& encoded) {
@@ -113,9 +114,11 @@ class Addition {
             return Refuse(kCannotEncode, m_encoder.LastError());
         if (size <= budget)
             return AddedPicture{m_name, size, quality};
-        return RefuseForRoom(kNoQualityFits,
-                             "no room: even at the lowest quality it takes " + std::to_string(size) +
-                                 " bytes, and its share of the frame is " + std::to_string(budget));
+        return RefuseForRoom(
+            kNoQualityFits, Phrase("NO_ROOM_IN_SHARE",
+                                   "no room: even at the lowest quality it takes {0} bytes, and its share of "
+                                   "the frame is {1}",
+                                   size, budget));
     }
 
     Result<AddedPicture> EncodeOnce() {
@@ -126,19 +129,20 @@ class Addition {
             return Refuse(kCannotEncode, m_encoder.LastError());
         if (size <= Free())
             return AddedPicture{m_name, size, quality};
-        return RefuseForRoom(store::FrameOnline() ? kNoRoom : store::kDeviceNotOnline,
-                             "no room: it takes " + std::to_string(size) + " bytes, and " +
-                                 std::to_string(Free()) + " are free on the frame");
+        return RefuseForRoom(
+            store::FrameOnline() ? kNoRoom : store::kDeviceNotOnline,
+            Phrase("NO_ROOM_ON_FRAME", "no room: it takes {0} bytes, and {1} are free on the frame", size,
+                   Free()));
     }
 
     [[nodiscard]] int Width() const { return static_cast<int>(m_store.gmyLcdWidth); }
     [[nodiscard]] int Height() const { return static_cast<int>(m_store.gmyLcdHeight); }
 
-    tl::unexpected<Error> RefuseForRoom(const Message& note, std::string reason) {
+    tl::unexpected<Error> RefuseForRoom(const Words& note, Phrase reason) {
         return RemoveAndRefuse(note, Error{ErrorKind::Refused, std::move(reason)});
     }
 
-    tl::unexpected<Error> RemoveAndRefuse(const Message& note, Error reason) {
+    tl::unexpected<Error> RemoveAndRefuse(const Words& note, Error reason) {
         std::error_code ignored;
         std::filesystem::remove(Source(), ignored);
         std::filesystem::remove(store::StreamPath(m_name), ignored);
@@ -201,9 +205,9 @@ Result<AddedPicture> MySelectButtonHandler(const Path& bmpPath, bool advance, co
 
 void ShowCopyOf(const AddedPicture& added, const Path& source) {
     if (added.copyOf != 0 && store::Store().status != nullptr)
-        store::Store().status->SetNoteDetail(Printable(source.filename().string()) +
-                                             " is in the list twice now: at position " +
-                                             std::to_string(added.copyOf) + ", too");
+        store::Store().status->SetNoteDetail(Phrase("IN_LIST_TWICE",
+                                                    "{0} is in the list twice now: at position {1}, too",
+                                                    Printable(source.filename().string()), added.copyOf));
 }
 
 void RememberSource(AddedPicture& added, const Path& source, const Pose& pose) {
@@ -226,9 +230,9 @@ void RememberSource(AddedPicture& added, const Path& source, const Pose& pose) {
 Result<AddedPicture> AddEditPicture(const Placing& placing) {
     store::StoreState& store = store::Store();
     if (!Pictures().gmyCGimage)
-        return Fail(ErrorKind::NotFound, "no picture is selected");
+        return Fail(ErrorKind::NotFound, Phrase("NO_PICTURE_SELECTED", "no picture is selected"));
     if (store.gmyDrawrect.width == 0 || store.gmyDrawrect.height == 0)
-        return Fail(ErrorKind::Refused, "the LCD rectangle is empty");
+        return Fail(ErrorKind::Refused, Phrase("RECTANGLE_EMPTY", "the LCD rectangle is empty"));
     // Adding moves the edit view on to the next picture.
     const Path source = Pictures().editSource;
     const Pose pose = CurrentPose();

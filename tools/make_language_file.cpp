@@ -172,6 +172,6 @@ int main(int argc, char** argv) {
     }
     const auto made = lumato::text::MakeLanguageFile(argv[1], {argv + 2, argv + argc});
     if (!made)
-        std::fprintf(stderr, "make_language_file: %s\n", made.error().message.c_str());
+        std::fprintf(stderr, "make_language_file: %s\n", made.error().message.English().c_str());
     return made ? 0 : 1;
 }

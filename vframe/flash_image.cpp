@@ -16,11 +16,13 @@ namespace {
 
 tl::unexpected<Error> FileFailure(const Path& path, int errorNumber, bool writing) {
     return Fail(KindOfErrno(errorNumber, writing),
-                Printable(path.native()) + ": " + SystemMessage(errorNumber));
+                About(Printable(path.native()), SystemMessage(errorNumber)));
 }
 
-tl::unexpected<Error> NoFlash(const Path& path, const std::string& why) {
-    return Fail(ErrorKind::Unsupported, Printable(path.native()) + ": not a flash image: " + why);
+tl::unexpected<Error> NoFlash(const Path& path, Phrase why) {
+    return Fail(
+        ErrorKind::Unsupported,
+        About(Printable(path.native()), Phrase("NO_FLASH_IMAGE", "not a flash image: {0}", std::move(why))));
 }
 
 Result<std::size_t> FlashSizeOf(int fd, const Path& path) {
@@ -107,7 +109,8 @@ Result<FlashImage> FlashImage::Open(const Path& path, ImageUse use) {
     FlashImage image(fd, path.string(), 0, {});
     if (::flock(fd, LOCK_EX | LOCK_NB) != 0) {
         if (errno == EWOULDBLOCK)
-            return Fail(ErrorKind::Busy, Printable(path.native()) + ": in use by another program");
+            return Fail(ErrorKind::Busy, About(Printable(path.native()),
+                                               Phrase("IN_USE_BY_ANOTHER", "in use by another program")));
         return FileFailure(path, errno, true);
     }
     LUMATO_TRY(image.m_size, FlashSizeOf(fd, path));
@@ -136,11 +139,11 @@ Result<void> FlashImage::Read(std::size_t offset, MutableByteSpan bytes) const {
 
 Result<void> FlashImage::Write(std::size_t offset, ByteSpan bytes) {
     if (m_closed)
-        return Fail(ErrorKind::Gone, Printable(m_name) + ": closed");
+        return Fail(ErrorKind::Gone, About(Printable(m_name), "closed"));
     if (m_fd < 0)
         std::copy(bytes.begin(), bytes.end(), m_memory.begin() + static_cast<std::ptrdiff_t>(offset));
     else if (!WriteAll(m_fd, offset, bytes))
-        return Fail(ErrorKind::Unwritable, Printable(m_name) + ": " + SystemMessage(errno));
+        return Fail(ErrorKind::Unwritable, About(Printable(m_name), SystemMessage(errno)));
     return {};
 }
 

@@ -25,10 +25,19 @@ PictureListModel::~PictureListModel() {
     m_reader.Wait();
 }
 
+void PictureListModel::FindReasons() {
+    m_reasons.clear();
+    for (const ListedPicture& picture : m_pictures) {
+        if (!picture.whyNoBitmap.empty())
+            m_reasons.insert(picture.name, Localized(picture.whyNoBitmap));
+    }
+}
+
 bool PictureListModel::SetPictures(QList<ListedPicture> pictures) {
     if (!pictures.isEmpty() &&
         std::ranges::equal(pictures, m_pictures, {}, &ListedPicture::name, &ListedPicture::name)) {
         m_pictures = std::move(pictures);
+        FindReasons();
         emit dataChanged(index(0), index(rowCount() - 1));
         return false;
     }
@@ -40,12 +49,14 @@ bool PictureListModel::SetPictures(QList<ListedPicture> pictures) {
     }
     beginResetModel();
     m_pictures = std::move(pictures);
+    FindReasons();
     endResetModel();
     return true;
 }
 
 void PictureListModel::SetWaitingText(const QString& text) {
     m_waitingText = text;
+    FindReasons();
     if (!m_pictures.isEmpty())
         emit dataChanged(index(0), index(rowCount() - 1));
 }
@@ -83,8 +94,8 @@ QString PictureListModel::Remark(const ListedPicture& picture) const {
     QStringList parts;
     if (!picture.inFrame)
         parts += m_waitingText;
-    else if (!picture.whyNoBitmap.isEmpty())
-        parts += picture.whyNoBitmap;
+    else if (!picture.whyNoBitmap.empty())
+        parts += m_reasons.value(picture.name);
     if (!picture.origin.isEmpty())
         parts += picture.origin.section(u'/', -1);
     return parts.join(QStringLiteral(" · "));

@@ -20,8 +20,8 @@ struct ListedPicture {
     QString name;
     Path bitmap;
     bool inFrame = false;
-    QString whyNoBitmap;  // empty where there is one
-    QString origin;       // the file that it was made from; empty where nobody knows
+    Phrase whyNoBitmap;  // empty where there is one
+    QString origin;      // the file that it was made from; empty where nobody knows
     bool operator==(const ListedPicture&) const = default;
 };
 
@@ -35,7 +35,7 @@ class PictureListModel : public QAbstractListModel {
     // The items are rebuilt, unless only what is said of each has changed; true when they were.
     bool SetPictures(QList<ListedPicture> pictures);
     [[nodiscard]] const QList<ListedPicture>& Pictures() const { return m_pictures; }
-    // The words behind the name of a picture that is not yet on the frame.
+    // The words behind the name of a picture that is not yet on the frame; all others anew.
     void SetWaitingText(const QString& text);
     void SetThumbnailSize(QSize pixels) { m_thumbnailSize = pixels; }
 
@@ -44,12 +44,14 @@ class PictureListModel : public QAbstractListModel {
     [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;
 
   private:
+    void FindReasons();
     [[nodiscard]] QString Remark(const ListedPicture& picture) const;
     void MakeThumbnail(const ListedPicture& picture) const;
     void TakeThumbnail(const QString& name, const QImage& image);
 
     QList<ListedPicture> m_pictures;
     QString m_waitingText;
+    QHash<QString, QString> m_reasons;  // by name, in the chosen language
     QSize m_thumbnailSize;
     // By name; a null icon is one in the making. Filled as items are shown.
     mutable QHash<QString, QIcon> m_thumbnails;

@@ -25,10 +25,6 @@ class LanguageFile {
     // What the language calls itself.
     [[nodiscard]] static QString NameOf(const QString& language);
 
-    // A text that was shown in the language `before`, alone or with ": " and more behind it, in the language
-    // now chosen; a text that the file does not have stays as it is.
-    [[nodiscard]] QString Translated(const QString& text, const QString& before) const;
-
     // From now on texts are shown in this language. Errors: those of reading and writing the file.
     [[nodiscard]] Result<void> Choose(const QString& language) const;
 

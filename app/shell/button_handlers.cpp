@@ -39,16 +39,15 @@ std::vector<Path> FilesOf(const std::vector<Path>& dropped) {
     return files;
 }
 
-std::string TextOf(const store::DownloadCost& cost) {
+Phrase TextOf(const store::DownloadCost& cost) {
     const auto seconds = static_cast<int>(cost.seconds + 0.5);
-    return std::to_string(cost.blocks) + " blocks to write, about " + std::to_string(std::max(seconds, 1)) +
-           " s";
+    return Phrase("DOWNLOAD_COST", "{0} blocks to write, about {1} s", cost.blocks, std::max(seconds, 1));
 }
 
 }  // namespace
 
-void MainWindow::ShowNote(std::string_view key, std::string_view defaultText, const std::string& detail) {
-    store::ShowNote({key, defaultText});
+void MainWindow::ShowNote(const char* key, const char* defaultText, const Phrase& detail) {
+    store::ShowNote(Phrase(key, defaultText));
     m_panel->SetNoteDetail(detail);
 }
 
@@ -195,15 +194,14 @@ void MainWindow::TakeListState() {
     // Of a download that broke off, the price would put the list into its order.
     const bool counts = m_differs && !store::Store().resuming;
     const auto cost = counts ? store::CostOfDownload() : store::DownloadCost();
-    FindControl(this, kDownLoadButtonID)
-        ->setToolTip(counts && cost ? QString::fromStdString(TextOf(*cost)) : QString());
+    FindControl(this, kDownLoadButtonID)->setToolTip(counts && cost ? Localized(TextOf(*cost)) : QString());
 }
 
 // What pressing Download would cost.
 void MainWindow::ShowPrice() {
     const auto cost = m_differs ? store::CostOfDownload() : store::DownloadCost();
     if (cost)
-        m_panel->SetNoteDetail(m_differs ? TextOf(*cost) : "");
+        m_panel->SetNoteDetail(m_differs ? TextOf(*cost) : Phrase());
 }
 
 void MainWindow::TakeBatch(const picture::BatchReport& report) {

@@ -111,7 +111,7 @@ QList<ListedPicture> TakePictures(int count) {
     for (int i = 0; i < count && record != nullptr; ++i, record = record->next)
         pictures.append({QString::fromStdString(record->fileName),
                          store::BitmapPath(store::BitmapName(record->fileName)), record->inFrame == 1,
-                         QString::fromStdString(record->whyNoBitmap), OriginOf(*record)});
+                         record->whyNoBitmap, OriginOf(*record)});
     return pictures;
 }
 
@@ -128,6 +128,7 @@ void ControlPanel::InitViewLanguage() {
         SetControlText(row.id, Localized(row.key, row.defaultText));
     SetHeadings();
     SetAccessibleNames();
+    ShowNote();
     ShowRoom();
 }
 
@@ -185,33 +186,31 @@ void ControlPanel::Post(std::function<void()> call) {
     m_calls.Post(std::move(call));
 }
 
-void ControlPanel::SetNotes(std::string_view text) {
-    Post([this, note = QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()))] {
-        ShowNote(note, {});
+void ControlPanel::SetNotes(const Phrase& note) {
+    Post([this, note] {
+        m_note = note;
+        m_noteDetail = {};
+        ShowNote();
     });
 }
 
-void ControlPanel::SetNoteDetail(std::string_view text) {
-    Post([this, reason = QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()))] {
-        ShowNote(Note(), reason);
+void ControlPanel::SetNoteDetail(const Phrase& detail) {
+    Post([this, detail] {
+        m_noteDetail = detail;
+        ShowNote();
     });
 }
 
-void ControlPanel::TranslateNote(std::function<QString(const QString&)> translate) {
-    // Behind the notes that are on their way.
-    Post([this, translate = std::move(translate)] {
-        const QString detail = m_window.findChild<DetailLabel*>(QLatin1String(kNoteDetail))->text();
-        ShowNote(translate(Note()), translate(detail));
-    });
-}
-
-void ControlPanel::ShowNote(const QString& note, const QString& reason) {
+void ControlPanel::ShowNote() {
+    const auto shown = [](const Phrase& phrase) {
+        return QString::fromStdString(text::FitForControl(text::Localized(phrase)));
+    };
     if (auto* label = FindControlAs<QLabel>(&m_window, kNotesID)) {
-        label->setText(note);
-        label->setAccessibleName(note);
+        label->setText(shown(m_note));
+        label->setAccessibleName(label->text());
     }
     if (auto* detail = m_window.findChild<DetailLabel*>(QLatin1String(kNoteDetail)))
-        detail->SetDetail(reason);
+        detail->SetDetail(Localized(m_noteDetail));
     emit NoteShown();
 }
 
@@ -313,8 +312,7 @@ void ControlPanel::ShowRoom() {
     if (m_room)
         text = Localized("ROOM_FOR", "Room for more") + QStringLiteral(": %1").arg(*m_room);
     if (m_room && m_quality > 0)
-        text += QStringLiteral(" (%1)").arg(
-            LocalizedWith("ROOM_QUALITY", "quality {}", QString::number(m_quality)));
+        text += QStringLiteral(" (%1)").arg(Localized(Phrase("ROOM_QUALITY", "quality {}", m_quality)));
     label->SetDetail(text);
 }
 

@@ -34,12 +34,9 @@ class ControlPanel : public QObject, public store::StatusPort {
     // Shows no pictures and no space, as there is no frame.
     void ClearInfo();
 
-    // Has the note and its detail put into other words.
-    void TranslateNote(std::function<QString(const QString&)> translate);
-
     // ---- status port
-    void SetNotes(std::string_view text) override;
-    void SetNoteDetail(std::string_view text) override;
+    void SetNotes(const Phrase& note) override;
+    void SetNoteDetail(const Phrase& detail) override;
     void SetDownLoadPrcess(int percent) override;
     void SetProgress(const store::Progress& progress) override;
     void UpdateInfo() override;
@@ -64,7 +61,7 @@ class ControlPanel : public QObject, public store::StatusPort {
   private:
     void Post(std::function<void()> call);
     void Enable(bool enable);
-    void ShowNote(const QString& note, const QString& reason);
+    void ShowNote();
     void ShowSilence();
     [[nodiscard]] QString ProgressText(const QProgressBar& bar) const;
     void SetPicNumInfo(const QString& text, bool isCurrent);
@@ -76,6 +73,8 @@ class ControlPanel : public QObject, public store::StatusPort {
     QMainWindow& m_window;
     MainThreadCalls m_calls;
     QTimer m_silenceWatch;
+    Phrase m_note;
+    Phrase m_noteDetail;
     bool m_silent = false;  // the bar says that the frame is
     int m_percent = 0;      // as it was told
     std::optional<store::Progress> m_progress;

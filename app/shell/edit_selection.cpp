@@ -168,12 +168,12 @@ void MainWindow::ShowNoFrameNotice(bool show) {
 }
 
 void MainWindow::ShowWhatToDo() {
-    const QString hint =
-        Localized("CONNECT_HINT", "Connect your photo frame, or attach a virtual one from the Frame menu");
-    m_noFrame->SetText(hint);
+    const Phrase hint("CONNECT_HINT",
+                      "Connect your photo frame, or attach a virtual one from the Frame menu");
+    m_noFrame->SetText(Localized(hint));
     ShowNoFrameNotice(true);
     store::ShowNote(store::kDeviceNotOnline);
-    m_panel->SetNoteDetail(hint.toStdString());
+    m_panel->SetNoteDetail(hint);
 }
 
 }  // namespace lumato::app

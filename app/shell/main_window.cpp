@@ -134,9 +134,8 @@ void MainWindow::MakeMenus() {
     m_frameMenu = new FrameMenu(frame, *m_menus, m_link, m_settings, m_options.pace, this);
     QMenu* language = m_menus->AddMenu("MENU_LANGUAGE", "Language");
     new LanguageMenu(
-        language, LanguageFile(m_options.home / "Language.ini"),
-        [this](const QString& before) { ShowLanguage(before); },
-        [this](const Error& error) { ShowMessage(windowTitle(), QString::fromStdString(error.message)); });
+        language, LanguageFile(m_options.home / "Language.ini"), [this] { InitViewLanguage(); },
+        [this](const Error& error) { ShowMessage(windowTitle(), Localized(error.message)); });
     QMenu* help = m_menus->AddMenu("MENU_HELP", "Help");
     m_menus->AddAction(help, "HELP_SHORTCUTS", "Keyboard Shortcuts", QKeySequence("Ctrl+?"), false,
                        [this] { ShowShortcuts(); });
@@ -184,14 +183,6 @@ void MainWindow::InitViewLanguage() {
     m_menus->EnablePanelActions(m_panel->IsEnabled());
     m_frameMenu->ShowTexts();
     m_browser->ShowTexts();
-}
-
-// The note stays what it is, in other words; its detail too, where it is one of ours.
-void MainWindow::ShowLanguage(const QString& before) {
-    InitViewLanguage();
-    m_panel->TranslateNote([this, before](const QString& text) {
-        return LanguageFile(m_options.home / "Language.ini").Translated(text, before);
-    });
 }
 
 void MainWindow::Restore() {

@@ -106,7 +106,6 @@ class MainWindow : public QMainWindow {
     void MakeMenus();
     void MakePictureMenu(QMenu* menu);
     void InitViewLanguage();
-    void ShowLanguage(const QString& before);
     void Restore();
     void Remember();
 
@@ -171,7 +170,7 @@ class MainWindow : public QMainWindow {
     void TakeDownload();
     void SelectFileLocation();
     void TakeSaving(const store::SaveReport& report);
-    void ShowNote(std::string_view key, std::string_view defaultText, const std::string& detail = {});
+    void ShowNote(const char* key, const char* defaultText, const Phrase& detail = {});
     void ShowShortcuts();
     void ShowAbout();
     void ShowMessage(const QString& title, const QString& text);

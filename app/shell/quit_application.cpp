@@ -31,9 +31,10 @@ void MainWindow::closeEvent(QCloseEvent* event) {
 
 void MainWindow::QuitApplication() {
     if (Transferring()) {
-        const QString note =
-            QuitText("CANNOT_QUIT_TIPS", "Can not quit application,during transfering data!");
-        m_panel->SetNotes(text::FitForControl(note.toStdString()));
+        constexpr const char* kBuiltIn = "Can not quit application,during transfering data!";
+        m_panel->SetNotes(QuitText("CANNOT_QUIT_TIPS", kBuiltIn) == QLatin1String(kBuiltIn)
+                              ? Phrase(kBuiltIn)
+                              : Phrase("CANNOT_QUIT_TIPS", kBuiltIn));
         return;
     }
     if (m_quitQuestion != nullptr) {
@@ -99,8 +100,8 @@ void MainWindow::ShowShortcuts() {
 
 void MainWindow::ShowAbout() {
     ShowMessage(Localized("HELP_ABOUT", "About Lumato"),
-                LocalizedWith("ABOUT_TEXT", "Lumato {} – the pictures of your photo frame",
-                              QCoreApplication::applicationVersion()));
+                Localized(Phrase("ABOUT_TEXT", "Lumato {} – the pictures of your photo frame",
+                                 QCoreApplication::applicationVersion().toStdString())));
 }
 
 void MainWindow::ShowMessage(const QString& title, const QString& text) {
