@@ -124,7 +124,7 @@ Result<Bytes> WriteArchive(const std::vector<ArchivedFile>& files, std::time_t t
     const char* reason = tar.errorText(out);
     Result<Bytes> result =
         Fail(ErrorKind::TooLarge,
-             reason != nullptr ? Phrase(reason) : Phrase("BEYOND_ARCHIVE", "the archive is too large"));
+             reason != nullptr ? reason : "the archive is too large");
     if (written)
         result = std::move(bytes);
     tar.destroy(out);

@@ -2,7 +2,7 @@
 // Whoever has something to say makes a Phrase; whoever shows it takes its English (the command line) or has
 // it put into the chosen language (`text/localized.h`, the window).
 //
-//     Phrase("TABLE_IS_FULL", "the frame's picture table has room for {0} pictures", limit)
+//     Phrase("FRAME_HOLDS_AT_MOST", "the frame holds at most {0} pictures", limit)
 //
 // No state; callable from any thread.
 #pragma once

@@ -17,13 +17,12 @@ std::size_t PixelBytes(int width, int height) {
 
 Result<void> CheckHeader(ByteSpan file, int width, int height) {
     if (file.size() < kBitmapHeaderSize || file[0] != 'B' || file[1] != 'M')
-        return Fail(ErrorKind::Unsupported, Phrase("NOT_A_BITMAP", "not a bitmap file"));
+        return Fail(ErrorKind::Unsupported, "not a bitmap file");
     const auto fileWidth = static_cast<std::int32_t>(GetLe32(file.subspan(18)));
     const auto fileHeight = static_cast<std::int32_t>(GetLe32(file.subspan(22)));
     if (fileWidth != width || fileHeight != height)
-        return Fail(ErrorKind::Refused,
-                    Phrase("BITMAP_OF_OTHER_SIZE", "the bitmap has {0} x {1} pixels, not {2} x {3}",
-                           fileWidth, fileHeight, width, height));
+        return Fail(ErrorKind::Refused, Phrase("", "the bitmap has {0} x {1} pixels, not {2} x {3}",
+                                               fileWidth, fileHeight, width, height));
     return {};
 }
 
@@ -86,8 +85,7 @@ Error NoMemory(const Path& path) {
 Result<void> SaveBmpFile(ByteSpan pixels, int width, int height, const Path& path, Links links) {
     if (width < 1 || height < 1 || !jpeg::FitsBitmapFile(width, height))
         return Fail(ErrorKind::TooLarge,
-                    About(Printable(path.native()),
-                          Phrase("NO_BITMAP_SO_LARGE", "no bitmap file can have this size")));
+                    About(Printable(path.native()), "no bitmap file can have this size"));
     try {
         return WriteFile(path, BitmapFile(pixels, width, height), links);
     } catch (const std::bad_alloc&) {
@@ -97,9 +95,7 @@ Result<void> SaveBmpFile(ByteSpan pixels, int width, int height, const Path& pat
 
 Result<Bytes> LoadPicFromDir(const Path& path, int width, int height) {
     if (width < 1 || height < 1)
-        return Fail(ErrorKind::Refused,
-                    About(Printable(path.native()),
-                          Phrase("AT_LEAST_ONE_PIXEL", "a picture has at least one pixel")));
+        return Fail(ErrorKind::Refused, About(Printable(path.native()), "a picture has at least one pixel"));
     try {
         return ReadPixels(path, width, height);
     } catch (const std::bad_alloc&) {

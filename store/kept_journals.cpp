@@ -163,7 +163,7 @@ Result<void> SetAside(const KeptJournal& journal) {
         return {};
     const Path aside = journal.folder.string() + kAsideEnding;
     if (fs::symlink_status(aside, error).type() != fs::file_type::not_found)
-        return Fail(ErrorKind::Unwritable, About(Printable(aside.string()), kIsThere));
+        return Fail(ErrorKind::Unwritable, About(Printable(aside.string()), "is there already"));
     fs::rename(journal.folder, aside, error);
     if (error)
         return Fail(ErrorKind::Unwritable, About(Printable(journal.folder.string()), error.message()));

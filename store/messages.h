@@ -47,7 +47,6 @@ inline constexpr Words kJournalIsDamaged{"JOURNAL_DAMAGED", "the recovery journa
 inline constexpr Words kLocalFileChanged{"LOCAL_FILE_CHANGED",
                                          "the picture's local file was changed; connect the frame anew"};
 inline constexpr Words kMayUnplug{"MAY_UNPLUG", "you may unplug the frame now"};
-inline constexpr Words kIsThere{"IS_THERE_ALREADY", "is there already"};
 inline constexpr Words kDownloadFirst{"DOWNLOAD_FIRST", "a download comes first"};
 
 // Shows the status note.

@@ -163,8 +163,7 @@ Result<void> KeepStopped(ByteSpan tableBlock, const std::vector<std::int32_t>& a
         return {};
     Journal journal = *store.journal;
     if (journal.pictures.size() != addresses.size())
-        return Fail(ErrorKind::Damaged,
-                    Phrase("JOURNAL_OF_OTHERS", "the recovery journal does not have the list's pictures"));
+        return Fail(ErrorKind::Damaged, "the recovery journal does not have the list's pictures");
     journal.fromScratch = false;
     std::ranges::copy(tableBlock.first(kTableSize), journal.tableAfter.begin());
     // The other blocks are written, and verified, as they are to be.

@@ -27,7 +27,7 @@ struct Area {
 };
 
 tl::unexpected<Error> NoFrame(const char* why) {
-    return Fail(ErrorKind::Unsupported, Phrase("NO_FRAMES_FLASH", "no frame's flash: {0}", why));
+    return Fail(ErrorKind::Unsupported, Phrase("", "no frame's flash: {0}", why));
 }
 
 bool Holds(ByteSpan bytes, std::size_t at, std::string_view text) {

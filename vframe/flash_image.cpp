@@ -30,12 +30,12 @@ Result<std::size_t> FlashSizeOf(int fd, const Path& path) {
     if (::fstat(fd, &status) != 0)
         return FileFailure(path, errno, false);
     if (!S_ISREG(status.st_mode))
-        return NoFlash(path, "not a regular file");
+        return NoFlash(path, Phrase("NO_REGULAR_FILE", "not a regular file"));
     const auto size = static_cast<std::uint64_t>(status.st_size);
     if (size < kSmallestFlash || size > kLargestFlash || size % kFlashGranule != 0)
-        return NoFlash(path, "it has " + std::to_string(size) + " bytes; a flash has a multiple of " +
-                                 std::to_string(kFlashGranule) + ", from " + std::to_string(kSmallestFlash) +
-                                 " to " + std::to_string(kLargestFlash));
+        return NoFlash(path, Phrase("FLASH_HAS_BYTES",
+                                    "it has {0} bytes; a flash has a multiple of {1}, from {2} to {3}", size,
+                                    kFlashGranule, kSmallestFlash, kLargestFlash));
     return static_cast<std::size_t>(size);
 }
 
@@ -103,7 +103,7 @@ FlashImage::~FlashImage() {
 Result<FlashImage> FlashImage::Open(const Path& path, ImageUse use) {
     const int fd = OpenFile(path, use == ImageUse::Read ? O_RDONLY : O_RDWR);
     if (fd < 0 && errno == EISDIR)
-        return NoFlash(path, "it is a folder");
+        return NoFlash(path, Phrase("IT_IS_A_FOLDER", "it is a folder"));
     if (fd < 0)
         return FileFailure(path, errno, true);
     FlashImage image(fd, path.string(), 0, {});

@@ -19,39 +19,35 @@ constexpr std::uint32_t kLargestStatedSize = 0xFF0000;
 // Where the firmware header leads: inside the first block, and so below every table.
 constexpr std::uint32_t kFirmwarePointer = 0x8200;
 
-// What the window asks for; of the other options the command line alone speaks.
-constexpr Words kLcdWidth{"LCD_WIDTH", "LCD width"};
-constexpr Words kLcdHeight{"LCD_HEIGHT", "LCD height"};
-constexpr Words kFlashSize{"FLASH_SIZE", "flash size"};
-constexpr Words kNoMultiple{"NO_MULTIPLE", "{0} {1} is not a multiple of {2}"};
-
 using InformationBlock = std::array<std::uint8_t, kInformationSize>;
 
-Result<void> CheckRange(const Words& what, std::uint32_t value, std::uint32_t least, std::uint32_t most) {
+Result<void> CheckRange(const char* what, std::uint32_t value, std::uint32_t least, std::uint32_t most) {
     if (value >= least && value <= most)
         return {};
-    return Fail(ErrorKind::Refused,
-                Phrase("OUT_OF_RANGE", "{0} {1} is not from {2} to {3}", what, value, least, most));
+    return Fail(ErrorKind::Refused, std::string(what) + " " + std::to_string(value) + " is not from " +
+                                        std::to_string(least) + " to " + std::to_string(most));
 }
 
 Result<void> CheckFlashSize(std::uint32_t size) {
-    LUMATO_TRY_VOID(CheckRange(kFlashSize, size, kSmallestFlash, kLargestStatedSize));
+    LUMATO_TRY_VOID(CheckRange("flash size", size, kSmallestFlash, kLargestStatedSize));
     if (size % kFlashGranule != 0)
-        return Fail(ErrorKind::Refused, Phrase(kNoMultiple, kFlashSize, size, kFlashGranule));
+        return Fail(ErrorKind::Refused, "flash size " + std::to_string(size) + " is not a multiple of " +
+                                            std::to_string(kFlashGranule));
     return {};
 }
 
-Result<void> CheckTable(const Words& what, std::uint32_t address, std::uint32_t flashSize) {
+Result<void> CheckTable(const char* what, std::uint32_t address, std::uint32_t flashSize) {
     LUMATO_TRY_VOID(CheckRange(what, address, kBlock, flashSize - kBlock));
     if (address % kBlock != 0)
-        return Fail(ErrorKind::Refused, Phrase(kNoMultiple, what, address, kBlock));
+        return Fail(ErrorKind::Refused, std::string(what) + " " + std::to_string(address) +
+                                            " is not a multiple of " + std::to_string(kBlock));
     return {};
 }
 
 Result<void> CheckFirmwareEnd(std::uint32_t end, std::uint32_t flashSize) {
     // Checked before it is rounded, so that rounding cannot overflow.
-    LUMATO_TRY_VOID(CheckRange({"", "firmware end"}, end, 1, flashSize));
-    return CheckTable({"", "table address behind the firmware"}, RoundUpToBlock(end), flashSize);
+    LUMATO_TRY_VOID(CheckRange("firmware end", end, 1, flashSize));
+    return CheckTable("table address behind the firmware", RoundUpToBlock(end), flashSize);
 }
 
 Result<void> CheckEraseInstruction(std::uint32_t instruction) {
@@ -92,15 +88,15 @@ Result<void> WriteNewFile(const Path& path, ByteSpan flash) {
 }  // namespace
 
 Result<void> CheckNewFrame(const NewFrame& options) {
-    LUMATO_TRY_VOID(CheckRange(kLcdWidth, options.lcdWidth, 1, 65535));
-    LUMATO_TRY_VOID(CheckRange(kLcdHeight, options.lcdHeight, 1, 65535));
+    LUMATO_TRY_VOID(CheckRange("LCD width", options.lcdWidth, 1, 65535));
+    LUMATO_TRY_VOID(CheckRange("LCD height", options.lcdHeight, 1, 65535));
     LUMATO_TRY_VOID(CheckFlashSize(options.flashSize));
-    LUMATO_TRY_VOID(CheckTable({"", "table address"}, options.tableAddress, options.flashSize));
-    LUMATO_TRY_VOID(CheckRange({"", "picture limit"}, options.pictureLimit, 0, 65535));
-    LUMATO_TRY_VOID(CheckRange({"", "sampling"}, options.sampling, 0, 255));
-    LUMATO_TRY_VOID(CheckRange({"", "quality"}, options.quality, 0, 255));
+    LUMATO_TRY_VOID(CheckTable("table address", options.tableAddress, options.flashSize));
+    LUMATO_TRY_VOID(CheckRange("picture limit", options.pictureLimit, 0, 65535));
+    LUMATO_TRY_VOID(CheckRange("sampling", options.sampling, 0, 255));
+    LUMATO_TRY_VOID(CheckRange("quality", options.quality, 0, 255));
     LUMATO_TRY_VOID(CheckEraseInstruction(options.eraseInstruction));
-    LUMATO_TRY_VOID(CheckRange({"", "page option"}, options.pageOption, 0, 255));
+    LUMATO_TRY_VOID(CheckRange("page option", options.pageOption, 0, 255));
     if (options.firmwareEnd)
         return CheckFirmwareEnd(*options.firmwareEnd, options.flashSize);
     return {};
@@ -132,10 +128,9 @@ Result<void> CreateFrame(const Path& path, const Path& dump) {
         return tl::unexpected(Context(Printable(dump.native()), frame.error()));
     const std::uint32_t stated = GetLe24(ByteSpan(flash).subspan(kAtFlashSize));
     if (stated > flash.size())
-        return Fail(ErrorKind::Unsupported,
-                    About(Printable(dump.native()),
-                          Phrase("NO_WHOLE_FLASH", "no whole flash: it speaks of {0} bytes and has {1}",
-                                 stated, flash.size())));
+        return Fail(ErrorKind::Unsupported, Printable(dump.native()) + ": no whole flash: it speaks of " +
+                                                std::to_string(stated) + " bytes and has " +
+                                                std::to_string(flash.size()));
     return WriteNewFile(path, flash);
 }
 
