@@ -12,7 +12,7 @@ namespace lumato::app {
 PictureLoader::PictureLoader(Taker taker, QObject* parent) : QObject(parent), m_taker(std::move(taker)) {}
 
 PictureLoader::~PictureLoader() {
-    Forget();
+    ++m_request;
     m_reader.Clear();
     m_reader.Wait();
 }
@@ -25,9 +25,15 @@ void PictureLoader::LoadFirstPicture(std::vector<Candidate> candidates) {
     Start(std::move(candidates), true);
 }
 
+void PictureLoader::Forget() {
+    ++m_request;
+    emit LoadingChanged();
+}
+
 void PictureLoader::Start(std::vector<Candidate> candidates, bool passOverOthers) {
     const int request = ++m_request;
     m_underWay = request;
+    emit LoadingChanged();
     const float lcdWidth = store::Store().gmyLcdWidth;
     const float lcdHeight = store::Store().gmyLcdHeight;
     m_reader.Clear();  // those that have not begun
@@ -47,6 +53,7 @@ void PictureLoader::Deliver(int request, std::shared_ptr<LoadedPicture> loaded) 
     if (request != m_request)
         return;
     m_underWay = -1;
+    emit LoadingChanged();
     if (loaded != nullptr)
         m_taker(std::move(*loaded));
 }
