@@ -243,10 +243,19 @@ void MainWindow::MyDelButtonHandler() {
 }
 
 void MainWindow::MyDownLoadButtonHandler() {
+    Download();
+}
+
+void MainWindow::Download(std::function<void(bool written)> then) {
     if (!IsReady())
         return;
     store::Store().checkWritten = m_checkAction->isChecked();
-    if (!m_link.BeginDownload([this](bool) { TakeDownload(); }))
+    const auto done = [this, then = std::move(then)](bool written) {
+        TakeDownload();
+        if (then)
+            then(written);
+    };
+    if (!m_link.BeginDownload(done))
         return;
     ForgetEdits();
     m_downloadTime.start();

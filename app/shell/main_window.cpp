@@ -1,6 +1,7 @@
 #include "app/shell/main_window.h"
 
 #include <QAbstractButton>
+#include <QApplication>
 #include <QCheckBox>
 #include <QLabel>
 #include <QPushButton>
@@ -115,6 +116,7 @@ void MainWindow::ConnectLink() {
     });
     connect(&m_link, &FrameLink::FrameChanged, this, &MainWindow::TakeFrameChange);
     connect(&m_link, &FrameLink::OnlineEnded, this, &MainWindow::TakeOnlineEnd);
+    connect(qApp, &QGuiApplication::commitDataRequest, this, &MainWindow::TakeSessionEnd);
     connect(&m_loader, &PictureLoader::LoadingChanged, this,
             [this] { m_link.ShowLoading(m_loader.IsLoading()); });
     connect(&m_link, &FrameLink::StateChanged, this, &MainWindow::ShowState);
@@ -227,6 +229,10 @@ void MainWindow::InvalidWindow() {
 
 // No task runs any more: what came meanwhile is taken up.
 void MainWindow::TakeEnd() {
+    if (m_leaving) {
+        LeaveUnasked();
+        return;
+    }
     m_panel->SetDownLoadPrcess(0);
     m_link.ShowLoading(m_loader.IsLoading());
     if (IsReady()) {

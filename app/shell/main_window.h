@@ -37,6 +37,8 @@
 #include "store/list_order.h"
 #include "store/store.h"
 
+class QSessionManager;
+
 namespace lumato::app {
 
 struct WindowOptions {
@@ -81,6 +83,9 @@ class MainWindow : public QMainWindow {
 
     // Asks whether to quit, and does; refused while pictures are transferred.
     void QuitApplication();
+    // The same without a question, as the system asks for it: what the window remembers is kept, and a
+    // download is stopped where that costs nothing.
+    void LeaveUnasked();
     void CloseResource();
 
     // Adds these files, as a batch; folders stand for what is in them.
@@ -170,6 +175,7 @@ class MainWindow : public QMainWindow {
     void TakeBatch(const picture::BatchReport& report);
     void ShowPrice();
     void ShowListChange();
+    void Download(std::function<void(bool written)> then = {});
     void TakeDownload();
     void SelectFileLocation();
     void TakeSaving(const store::SaveReport& report);
@@ -178,7 +184,8 @@ class MainWindow : public QMainWindow {
     void ShowAbout();
     void ShowMessage(const QString& title, const QString& text);
 
-    void TakeQuitAnswer(bool quit);
+    void Leave();
+    void TakeSessionEnd(QSessionManager& session);
 
     WindowOptions m_options;
     Settings m_settings;
@@ -212,6 +219,7 @@ class MainWindow : public QMainWindow {
     std::optional<Again> m_again;
     bool m_addNext = false;  // Add was pressed for a picture that is still on its way
     WindowState m_shownState = WindowState::NoFrame;
+    bool m_leaving = false;  // with the end of the download
     bool m_closed = false;
     store::EditHistory m_edits;
     QAction* m_undoAction = nullptr;
