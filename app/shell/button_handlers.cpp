@@ -299,7 +299,10 @@ void MainWindow::SavePicturesTo(const Path& folder) {
 
 void MainWindow::TakeSaving(const store::SaveReport& report) {
     if (report.failed.empty()) {
-        store::ShowNote({"SAVED_TIPS", "Pictures saved"}, report.saved);
+        if (report.stopped)
+            store::ShowNote({"SAVING_STOPPED_TIPS", "Stopped. Pictures saved"}, report.saved);
+        else
+            store::ShowNote({"SAVED_TIPS", "Pictures saved"}, report.saved);
         if (!report.replaced.empty())
             m_panel->SetNoteDetail(store::ReplacedText(report));
     } else {

@@ -93,6 +93,8 @@ QString NameOf(store::Phase phase) {
             return Localized("PHASE_ADDING", "Adding");
         case store::Phase::Checking:
             return Localized("PHASE_CHECKING", "Checking");
+        case store::Phase::Saving:
+            return Localized("PHASE_SAVING", "Saving");
         case store::Phase::Writing:
             break;
     }

@@ -5,6 +5,7 @@
 #include <QCheckBox>
 #include <QLabel>
 #include <QPushButton>
+#include <QScreen>
 #include <QSplitter>
 #include <QUrl>
 #include <utility>
@@ -200,7 +201,9 @@ void MainWindow::Restore() {
     const int letter = fontMetrics().averageCharWidth();
     panes->setSizes({letter * 50, letter * 92, letter * 44});
     panes->setStretchFactor(1, 1);
-    resize(letter * 192, sizeHint().height() * 11 / 10);
+    // With room for what the desktop puts around a window.
+    const QSize most = screen()->availableGeometry().size() - QSize(letter * 2, fontMetrics().height() * 3);
+    resize(QSize(letter * 192, sizeHint().height() * 11 / 10).boundedTo(most));
     restoreGeometry(m_settings.Bytes(kGeometrySetting));
     panes->restoreState(m_settings.Bytes(kPanesSetting));
 }
