@@ -21,6 +21,7 @@
 #include "app/frame/frame_menu.h"
 #include "app/list/picture_list.h"
 #include "app/list/preview.h"
+#include "app/parts/loose_threads.h"
 #include "app/parts/main_thread_calls.h"
 #include "app/parts/menu_builder.h"
 #include "app/parts/settings.h"
@@ -113,6 +114,7 @@ class MainWindow : public QMainWindow {
     // ---- edit_selection.cpp
     void TakeSelection();
     void TakeLoaded(LoadedPicture loaded);
+    void TakeDrop(const std::vector<Path>& files);
     void SelectNextPicture();
     void SelPicInList(int item);
     void TakeFrameChange();
@@ -184,6 +186,7 @@ class MainWindow : public QMainWindow {
     ControlPanel* m_panel;
     FrameLink m_link;
     PictureLoader m_loader;
+    LooseThreads m_looks{1};  // at what was dropped
     Desktop m_desktop;
     QElapsedTimer m_downloadTime;
     std::unique_ptr<EditPanel> m_editPanel;
