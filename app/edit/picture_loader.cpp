@@ -26,9 +26,15 @@ void PictureLoader::LoadFirstPicture(std::vector<Candidate> candidates) {
     Start(std::move(candidates), true);
 }
 
+void PictureLoader::Forget() {
+    ++*m_request;
+    emit LoadingChanged();
+}
+
 void PictureLoader::Start(std::vector<Candidate> candidates, bool passOverOthers) {
     const int request = ++*m_request;
     m_underWay = request;
+    emit LoadingChanged();
     const float lcdWidth = store::Store().gmyLcdWidth;
     const float lcdHeight = store::Store().gmyLcdHeight;
     m_threads.Clear();  // those that have not begun
@@ -49,6 +55,7 @@ void PictureLoader::Deliver(int request, std::shared_ptr<LoadedPicture> loaded) 
     if (request != *m_request)
         return;
     m_underWay = -1;
+    emit LoadingChanged();
     if (loaded != nullptr)
         m_taker(std::move(*loaded));
 }

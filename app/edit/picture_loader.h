@@ -40,9 +40,13 @@ class PictureLoader : public QObject {
     // Loads the first of these that an importer accepts; nothing arrives when none is.
     void LoadFirstPicture(std::vector<Candidate> candidates);
     // What is still on its way no longer counts.
-    void Forget() { ++*m_request; }
+    void Forget();
     // Something is on its way.
     [[nodiscard]] bool IsLoading() const { return m_underWay == *m_request; }
+
+  signals:
+    // IsLoading() may have changed.
+    void LoadingChanged();
 
   private:
     void Start(std::vector<Candidate> candidates, bool passOverOthers);

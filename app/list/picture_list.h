@@ -67,6 +67,8 @@ class PictureList : public QListView {
     // Rebuilds the items 1 to n and scrolls to the last; `selected` (0 for none) becomes the only selection.
     void ShowPictures(QList<ListedPicture> pictures, int selected);
     [[nodiscard]] PictureListModel& Model() { return *m_model; }
+    // The selected one's position from 1; 0: none is.
+    [[nodiscard]] int CurrentItem() const { return currentIndex().row() + 1; }
     void SetHint(const QString& hint);
 
   signals:

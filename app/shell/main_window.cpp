@@ -54,9 +54,10 @@ MainWindow::MainWindow(WindowOptions options)
     InitViewLanguage();
     ConnectControls();
     ConnectLink();
-    m_panel->SetControlPanlEnable(false);
     m_panel->UpdateInfo();
-    ShowStop(false);
+    m_panel->Enable(false);
+    m_handedOver = std::move(m_options.files);
+    ShowState();
     Restore();
 }
 
@@ -90,11 +91,7 @@ void MainWindow::ConnectControls() {
 
 void MainWindow::ConnectLink() {
     connect(m_panel, &ControlPanel::RefreshPosted, this, &MainWindow::InvalidWindow);
-    connect(m_panel, &ControlPanel::Enabled, this, [this](bool enabled) {
-        m_menus->EnablePanelActions(enabled);
-        FindControl(this, myHIViewID)->setAcceptDrops(enabled);  // it looks the same, but takes nothing
-        ShowUndo();
-    });
+    connect(m_panel, &ControlPanel::ProgressShown, &m_desktop, &Desktop::ShowProgress);
     connect(m_panel, &ControlPanel::RedrawPosted, this, [this] {
         m_editPanel->RedrawEditView();
         if (MainThreadOwns() && store::Store().gmyCurrentSelectItem == 0)
@@ -102,6 +99,9 @@ void MainWindow::ConnectLink() {
     });
     connect(&m_link, &FrameLink::FrameChanged, this, &MainWindow::TakeFrameChange);
     connect(&m_link, &FrameLink::OnlineEnded, this, &MainWindow::TakeOnlineEnd);
+    connect(&m_loader, &PictureLoader::LoadingChanged, this,
+            [this] { m_link.ShowLoading(m_loader.IsLoading()); });
+    connect(&m_link, &FrameLink::StateChanged, this, &MainWindow::ShowState);
 }
 
 void MainWindow::MakeMenus() {
@@ -143,7 +143,7 @@ void MainWindow::MakePictureMenu(QMenu* menu) {
     MakeUndoEntries(menu);
     const auto move = [this](int by) {
         const int from = store::Store().gmyCurrentSelectItem;
-        if (MainThreadOwns() && from != 0)
+        if (IsReady() && from != 0)
             MovePicture(from, from + by);
     };
     add("MOVE_UP", "Move Up", QKeySequence("Alt+Up"), true, [move] { move(-1); });
@@ -165,7 +165,6 @@ void MainWindow::InitViewLanguage() {
     ShowReplacing();
     m_menus->ShowTexts();
     ShowUndo();
-    m_menus->EnablePanelActions(m_panel->IsEnabled());
     m_frameMenu->ShowTexts();
     m_browser->ShowTexts();
 }
@@ -206,24 +205,25 @@ void MainWindow::Start(const std::optional<Path>& frame) {
 }
 
 void MainWindow::InvalidWindow() {
-    const bool whole = m_link.TakeBack();
-    if (!MainThreadOwns())
-        return;
-    m_panel->SetControlPanlEnable(whole);
+    if (m_link.EndWork())
+        TakeEnd();
+}
+
+// No task runs any more: what came meanwhile is taken up.
+void MainWindow::TakeEnd() {
     m_panel->SetDownLoadPrcess(0);
-    ShowStop(false);
-    if (!whole) {
-        ForgetFrame();
-    } else {
-        TakeListState();
-        if (m_selectedMeanwhile != 0)
-            SelPicInList(m_selectedMeanwhile);
+    m_link.ShowLoading(m_loader.IsLoading());
+    if (IsReady()) {
+        if (const int selected = m_list->CurrentItem(); selected != store::Store().gmyCurrentSelectItem)
+            SelPicInList(selected);
         m_panel->ShowPictureList(store::Store().gmyTotalePictureNum, store::Store().gmyCurrentSelectItem);
     }
+    ShowPrice();
     m_editPanel->ShowAll();
-    m_frameMenu->Refresh();
-    if (std::optional<LoadedPicture> waiting = std::exchange(m_waiting, std::nullopt); waiting && whole)
+    if (std::optional<LoadedPicture> waiting = std::exchange(m_waiting, std::nullopt); waiting && IsReady())
         TakeLoaded(std::move(*waiting));
+    m_addNext = m_addNext && m_loader.IsLoading();
+    TakeUpFiles();
 }
 
 }  // namespace lumato::app

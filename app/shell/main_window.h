@@ -1,9 +1,9 @@
 // The main window: its controls come from the interface description "main", its handlers stand here.
 //
-// Main thread only. main_window.cpp puts it together, edit_selection.cpp brings pictures into the edit view,
-// button_handlers.cpp has the buttons, edit_again.cpp what is edited once more, undo_handlers.cpp the steps
-// back and forth, check_handlers.cpp the check of what is on the frame, backup_handlers.cpp the frame in one
-// file, quit_application.cpp the way out.
+// Main thread only. main_window.cpp puts it together, window_states.cpp says what each state shows,
+// edit_selection.cpp brings pictures into the edit view, button_handlers.cpp has the buttons, edit_again.cpp
+// what is edited once more, undo_handlers.cpp the steps back and forth, check_handlers.cpp the check of what
+// is on the frame, backup_handlers.cpp the frame in one file, quit_application.cpp the way out.
 #pragma once
 
 #include <QElapsedTimer>
@@ -21,6 +21,7 @@
 #include "app/frame/frame_menu.h"
 #include "app/list/picture_list.h"
 #include "app/list/preview.h"
+#include "app/parts/app_state.h"
 #include "app/parts/loose_threads.h"
 #include "app/parts/main_thread_calls.h"
 #include "app/parts/menu_builder.h"
@@ -90,7 +91,7 @@ class MainWindow : public QMainWindow {
     void SelectFile(const Path& file);
 
     // The list differs from what the frame holds.
-    [[nodiscard]] bool HasUnsavedChanges() const { return m_differs; }
+    [[nodiscard]] static bool HasUnsavedChanges() { return MainThreadOwns() && store::ListDiffers(); }
     [[nodiscard]] bool IsLoading() const { return m_loader.IsLoading(); }
     [[nodiscard]] FrameLink& Link() { return m_link; }
     [[nodiscard]] ControlPanel& Panel() { return *m_panel; }
@@ -106,6 +107,8 @@ class MainWindow : public QMainWindow {
     void ConnectLink();
     void MakeMenus();
     void MakePictureMenu(QMenu* menu);
+    void ShowState();
+    void AskWhatWaits();
     void InitViewLanguage();
     void ShowLanguage(const QString& before);
     void Restore();
@@ -120,6 +123,7 @@ class MainWindow : public QMainWindow {
     void TakeFrameChange();
     void ForgetFrame();
     void TakeOnlineEnd();
+    void TakeEnd();
     void TakeUpFiles();
     void ShowWhatToDo();
     void ShowNoFrameNotice(bool show);
@@ -135,6 +139,7 @@ class MainWindow : public QMainWindow {
 
     // ---- edit_again.cpp
     void TakeEditAgain(const Path& file, bool selected);
+    [[nodiscard]] bool IsEditingAgain() const { return m_again && m_again->shown; }
     [[nodiscard]] int PositionEditedAgain() const;
     void EndEditAgain();
     void ShowReplacing();
@@ -157,19 +162,16 @@ class MainWindow : public QMainWindow {
 
     // ---- button_handlers.cpp
     // Has a task work with the store, then carry out `then` on the main thread and post the refresh event.
-    bool RunTask(std::function<void()> work, std::function<void()> then = {});
-    // The same with the panel off meanwhile, and a button that stops it.
-    void RunLongTask(std::function<void()> work, std::function<void()> then);
+    void RunTask(WindowState state, std::function<void()> work, std::function<void()> then = {});
     // Opens a question that a task has led to, as soon as the task has let go of the store: the answer may
-    // begin another one.
+    // begin another one. Nobody is asked about a frame that has gone.
     void Ask(QMessageBox* box);
     [[nodiscard]] std::vector<ItemID> CollectBatch();
     void AddEditPicture();
     void ShowBatchRoom(std::size_t pictures);
     void TakeBatch(const picture::BatchReport& report);
-    void TakeListState();
-    void ShowStop(bool possible);
     void ShowPrice();
+    void ShowListChange();
     void TakeDownload();
     void SelectFileLocation();
     void TakeSaving(const store::SaveReport& report);
@@ -200,7 +202,8 @@ class MainWindow : public QMainWindow {
 
     std::vector<ItemID> SelPicArrayRef;      // chosen for a batch, the last one first
     std::optional<LoadedPicture> m_waiting;  // arrived while a task owned the edit picture
-    int m_selectedMeanwhile = 0;             // in the list, while a task owned the store
+    std::vector<Path> m_handedOver;          // files from elsewhere, until the window is ready for them
+    QPointer<QMessageBox> m_question;        // waits for the task that led to it
     // A listed picture that the edit picture replaces, once its photograph has been loaded.
     struct Again {
         std::string name;
@@ -210,16 +213,14 @@ class MainWindow : public QMainWindow {
         bool shown = false;
     };
     std::optional<Again> m_again;
-    bool m_addWhenLoaded = false;
-    bool m_adding = false;     // the edit picture, in a task
-    bool m_firstFrame = true;  // none has been online yet
+    bool m_addNext = false;  // Add was pressed for a picture that is still on its way
+    WindowState m_shownState = WindowState::NoFrame;
     bool m_closed = false;
     store::EditHistory m_edits;
     QAction* m_undoAction = nullptr;
     QAction* m_redoAction = nullptr;
     QAction* m_stopAction = nullptr;
     QAction* m_checkAction = nullptr;  // checked: each download is read back
-    bool m_differs = false;            // the list from what the frame holds, when the last task had ended
 };
 
 }  // namespace lumato::app

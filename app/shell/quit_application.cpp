@@ -33,6 +33,7 @@ void MainWindow::QuitApplication() {
     if (Transferring()) {
         const QString note =
             QuitText("CANNOT_QUIT_TIPS", "Can not quit application,during transfering data!");
+        const ControlPanel::NotesAbout about(*m_panel, NoteOf::Moment);
         m_panel->SetNotes(text::FitForControl(note.toStdString()));
         return;
     }
@@ -44,7 +45,7 @@ void MainWindow::QuitApplication() {
                                      QuitText("WINDOW_TITLE", "MacLumato"), QMessageBox::NoButton, this);
     m_quitQuestion->setAttribute(Qt::WA_DeleteOnClose);
     QString question = QuitText("EXIT_APPLICATION_TIPS", "Really want to quit?");
-    if (m_differs)
+    if (HasUnsavedChanges())
         question = Localized("UNSAVED_TIPS", "The list differs from the pictures on the frame.") +
                    QStringLiteral("\n") + question;
     m_quitQuestion->setInformativeText(question);
