@@ -18,6 +18,7 @@
 
 #include "app/frame/usb_watch.h"
 #include "app/parts/language_file.h"
+#include "app/parts/loose_threads.h"
 #include "app/parts/texts.h"
 #include "app/shell/carbon_app.h"
 #include "app/shell/first_window.h"
@@ -172,5 +173,10 @@ int main(int argc, char** argv) {
     std::signal(SIGXFSZ, SIG_IGN);
     QApplication application(argc, argv);
     lumato::app::ConfigureApplication();
-    return lumato::app::Run(application);
+    const int status = lumato::app::Run(application);
+    // A thread that still waits for a disk would outlive what it uses: then everything goes at once. What is to
+    // be kept has been written.
+    if (lumato::app::LooseThreads::AnyRun())
+        std::_Exit(status);
+    return status;
 }

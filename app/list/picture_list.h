@@ -8,6 +8,7 @@
 #include <QHash>
 #include <QIcon>
 #include <QListView>
+#include <vector>
 
 #include "app/parts/main_thread_calls.h"
 #include "app/parts/reader_thread.h"
@@ -75,7 +76,7 @@ class PictureList : public QListView {
     void ItemSelected(int item);
     // An item was dragged to another place: positions from 1.
     void ItemMoved(int from, int to);
-    void FilesDropped(const QList<QUrl>& files);
+    void FilesDropped(const std::vector<Path>& files);
 
   protected:
     void selectionChanged(const QItemSelection& selected, const QItemSelection& deselected) override;

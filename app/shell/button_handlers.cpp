@@ -21,19 +21,28 @@ namespace {
 // Who turned to something else meanwhile is told of its end.
 constexpr qint64 kLongDownload = 5000;  // milliseconds
 
+// The files in a folder, or, where it has none, those in its folders.
+void AppendFilesIn(const Path& folder, int levels, std::vector<Path>& files) {
+    std::vector<FolderEntry> entries = FSGetDirectoryItems(folder, false);
+    const bool hasFiles =
+        std::ranges::any_of(entries, [](const FolderEntry& entry) { return !entry.isFolder; });
+    for (FolderEntry& entry : entries) {
+        if (!entry.isFolder)
+            files.push_back(std::move(entry.path));
+        else if (!hasFiles && levels > 0)
+            AppendFilesIn(entry.path, levels - 1, files);
+    }
+}
+
 // Folders stand for the files that are in them. On the worker: folders can be large.
 std::vector<Path> FilesOf(const std::vector<Path>& dropped) {
     std::vector<Path> files;
     for (const Path& path : dropped) {
         std::error_code ignored;
-        if (!std::filesystem::is_directory(path, ignored)) {
+        if (std::filesystem::is_directory(path, ignored))
+            AppendFilesIn(path, 1, files);
+        else
             files.push_back(path);
-            continue;
-        }
-        for (FolderEntry& entry : FSGetDirectoryItems(path, false)) {
-            if (!entry.isFolder)
-                files.push_back(std::move(entry.path));
-        }
     }
     return files;
 }
@@ -163,7 +172,11 @@ void MainWindow::AddFiles(std::vector<Path> files, const picture::Pose& pose, pi
     picture::ReleaseSelection();
     auto report = std::make_shared<picture::BatchReport>();
     const auto add = [report, files = std::move(files), pose, room] {
-        *report = picture::ProcessMorePic(FilesOf(files), pose, room);
+        const std::vector<Path> pictures = FilesOf(files);
+        if (pictures.empty())
+            store::ShowNote({"FOLDER_NO_PICTURES", "There are no pictures in the folder"});
+        else
+            *report = picture::ProcessMorePic(pictures, pose, room);
     };
     RunTask(
         WindowState::AddingFiles, [this, add] { m_edits.Do(store::Edit::Kind::Add, add); },

@@ -52,6 +52,21 @@ void MainWindow::SelectFile(const Path& file) {
     m_loader.Load({kNoItem, file});
 }
 
+// What is dropped onto the edit view: one file is to be edited, everything else to be added. Whether it is a
+// folder its disk knows, which may take its time.
+void MainWindow::TakeDrop(const std::vector<Path>& files) {
+    if (files.size() != 1) {
+        AddFiles(files);
+        return;
+    }
+    m_looks.Clear();
+    m_looks.Start([this, file = files.front()]() -> LooseThreads::Outcome {
+        std::error_code ignored;
+        const bool isFolder = std::filesystem::is_directory(file, ignored);
+        return [this, file, isFolder] { isFolder ? AddFiles({file}) : SelectFile(file); };
+    });
+}
+
 void MainWindow::TakeLoaded(LoadedPicture loaded) {
     if (!MainThreadOwns()) {
         m_waiting = std::move(loaded);

@@ -7,7 +7,6 @@
 #include <QPushButton>
 #include <QScreen>
 #include <QSplitter>
-#include <QUrl>
 #include <utility>
 
 #include "app/parts/app_state.h"
@@ -87,24 +86,9 @@ void MainWindow::ConnectControls() {
     connect(m_list, &PictureList::ItemMoved, this, &MainWindow::MovePicture);
     connect(m_list, &PictureList::activated, this, &MainWindow::EditAgain);
     connect(m_list, &PictureList::ItemSelected, this, &MainWindow::SelPicInList);
-    const auto pathsOf = [](const QList<QUrl>& urls) {
-        std::vector<Path> files;
-        for (const QUrl& url : urls) {
-            if (url.isLocalFile())
-                files.push_back(PathOf(url.toLocalFile()));
-        }
-        return files;
-    };
     connect(m_list, &PictureList::FilesDropped, this,
-            [this, pathsOf](const QList<QUrl>& urls) { AddFiles(pathsOf(urls)); });
-    connect(FindControlAs<EditView>(this, myHIViewID), &EditView::FilesDropped, this,
-            [this, pathsOf](const QList<QUrl>& urls) {
-                const std::vector<Path> files = pathsOf(urls);
-                if (files.size() == 1)
-                    SelectFile(files.front());
-                else
-                    AddFiles(files);
-            });
+            [this](const std::vector<Path>& files) { AddFiles(files); });
+    connect(FindControlAs<EditView>(this, myHIViewID), &EditView::FilesDropped, this, &MainWindow::TakeDrop);
 }
 
 void MainWindow::ConnectLink() {

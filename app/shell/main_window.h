@@ -22,6 +22,7 @@
 #include "app/list/picture_list.h"
 #include "app/list/preview.h"
 #include "app/parts/app_state.h"
+#include "app/parts/loose_threads.h"
 #include "app/parts/main_thread_calls.h"
 #include "app/parts/menu_builder.h"
 #include "app/parts/settings.h"
@@ -121,6 +122,7 @@ class MainWindow : public QMainWindow {
     // ---- edit_selection.cpp
     void TakeSelection();
     void TakeLoaded(LoadedPicture loaded);
+    void TakeDrop(const std::vector<Path>& files);
     void SelectNextPicture();
     void SelPicInList(int item);
     void TakeFrameChange();
@@ -193,6 +195,7 @@ class MainWindow : public QMainWindow {
     ControlPanel* m_panel;
     FrameLink m_link;
     PictureLoader m_loader;
+    LooseThreads m_looks{1};  // at what was dropped
     Desktop m_desktop;
     QElapsedTimer m_downloadTime;
     std::unique_ptr<EditPanel> m_editPanel;
