@@ -36,6 +36,8 @@ const char* NameOf(store::Phase phase) {
             return "adding";
         case store::Phase::Checking:
             return "checking";
+        case store::Phase::Saving:
+            return "saving";
         default:
             return "writing";
     }

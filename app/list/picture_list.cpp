@@ -3,11 +3,11 @@
 #include <QDragEnterEvent>
 #include <QMimeData>
 #include <QPainter>
-#include <QUrl>
 #include <algorithm>
 
 #include "app/list/picture_delegate.h"
 #include "app/parts/app_state.h"
+#include "app/parts/file_urls.h"
 #include "app/parts/screen_image.h"
 #include "app/parts/texts.h"
 
@@ -200,16 +200,22 @@ void PictureList::dragMoveEvent(QDragMoveEvent* event) {
 void PictureList::TakeDrag(QDragMoveEvent* event) {
     const bool wanted = event->source() == this || event->mimeData()->hasUrls();
     event->setAccepted(wanted && isEnabled() && MainThreadOwns());
-    if (event->isAccepted() && event->source() == this)
+    if (!event->isAccepted())
+        return;
+    if (event->source() == this)
         event->setDropAction(Qt::MoveAction);
+    else
+        TakeCopies(event);
 }
 
 void PictureList::dropEvent(QDropEvent* event) {
-    event->acceptProposedAction();
-    if (event->source() == this)
+    if (event->source() == this) {
+        event->acceptProposedAction();
         MoveDragged(*event);
-    else
-        emit FilesDropped(event->mimeData()->urls());
+    } else {
+        TakeCopies(event);
+        emit FilesDropped(PathsOf(event->mimeData()->urls()));
+    }
 }
 
 // Into the gap that is nearest.

@@ -8,6 +8,7 @@
 #include <QHash>
 #include <QIcon>
 #include <QListView>
+#include <vector>
 
 #include "app/parts/main_thread_calls.h"
 #include "app/parts/reader_thread.h"
@@ -68,6 +69,8 @@ class PictureList : public QListView {
     // Rebuilds the items 1 to n and scrolls to the last; `selected` (0 for none) becomes the only selection.
     void ShowPictures(QList<ListedPicture> pictures, int selected);
     [[nodiscard]] PictureListModel& Model() { return *m_model; }
+    // The selected one's position from 1; 0: none is.
+    [[nodiscard]] int CurrentItem() const { return currentIndex().row() + 1; }
     void SetHint(const QString& hint);
 
   signals:
@@ -75,7 +78,7 @@ class PictureList : public QListView {
     void ItemSelected(int item);
     // An item was dragged to another place: positions from 1.
     void ItemMoved(int from, int to);
-    void FilesDropped(const QList<QUrl>& files);
+    void FilesDropped(const std::vector<Path>& files);
 
   protected:
     void selectionChanged(const QItemSelection& selected, const QItemSelection& deselected) override;
