@@ -12,6 +12,7 @@
 #include "flash/process_flash.h"
 #include "picture/bitmap_file.h"
 #include "picture/rv512_encoder.h"
+#include "picture/trial.h"
 #include "store/store.h"
 #include "tests/support/recording_status.h"
 #include "tests/support/temporary_folder.h"
@@ -82,6 +83,15 @@ class AddPicturesTest : public testing::Test {
         const std::string name = "Picture" + std::to_string(number) + ".bmp";
         return fs::exists(store::BitmapPath(name)) || fs::exists(store::StreamPath(name));
     }
+    // The preview of the edit picture shows what adding it gives; its quality.
+    int AddAsTried() {
+        const auto tried = TakeTrial(0)->Run();
+        const auto added = AddEditPicture();
+        const auto stream = ReadPlainFile(store::StreamPath(added->name));
+        EXPECT_EQ(std::pair(tried->quality, tried->bytes), std::pair(added->quality, added->bytes));
+        EXPECT_EQ(tried->decoded.pixels, jpeg::DecodeStream(*stream, 0, 0)->pixels);
+        return added->quality;
+    }
     // Nothing of a refused addition stays but its note.
     void ExpectRefused(const Result<AddedPicture>& result, int pictures, const std::string& note,
                        const std::string& detail) {
@@ -144,14 +154,16 @@ TEST_F(AddPicturesTest, FramesTakeWhatFitsToTheByte) {
     m_frame->Release();
     ExpectRefused(AddEditPicture(), 0, "Device Not Online!", "free on the frame");
     UseSpace(SizeAt(70));
-    EXPECT_EQ(AddEditPicture()->quality, 70);
+    EXPECT_EQ(AddAsTried(), 70);
     EXPECT_EQ(m_status.Notes().back(), "The sequence number:: 1");
     EXPECT_EQ(m_port.advances, 1);
     EXPECT_EQ(store::GetNode(m_store.gmyPictureData.get(), 1)->seqIndex, 1001);
     EXPECT_EQ(m_store.TotolFlashSizeForPic, 0);
     m_store.G_TotalPicNum = m_store.geometry.mostPictures = 2;
     UseSpace(SizeAt(60));
-    EXPECT_EQ(AddEditPicture()->quality, 60) << "the last place takes the last byte";
+    EXPECT_EQ(AddAsTried(), 60) << "the last place takes the last byte";
+    EXPECT_THAT(TakeTrial(0)->plan.whyNot, HasSubstr("at most 2"));
+    EXPECT_EQ(TakeTrial(1)->plan.whyNot, "");
 }
 
 TEST_F(AddPicturesTest, WhatCannotBeWrittenIsNotAdded) {
