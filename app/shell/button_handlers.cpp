@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "app/list/batch_report_dialog.h"
 #include "app/parts/app_state.h"
 #include "app/parts/texts.h"
 #include "app/shell/main_window.h"
@@ -181,15 +182,6 @@ void MainWindow::ShowStop(bool possible) {
     findChild<QPushButton*>(QLatin1String(kStopButton))->setVisible(possible);
 }
 
-void MainWindow::MovePicture(int from, int to) {
-    if (!MainThreadOwns() || !m_panel->IsEnabled() || from == to)
-        return;
-    m_edits.Do(store::Edit::Kind::Move, [=] { store::MovePicture(from, to); });
-    TakeListState();
-    ShowPrice();
-    ShowUndo();
-}
-
 void MainWindow::TakeListState() {
     m_differs = MainThreadOwns() && store::ListDiffers();
     // Of a download that broke off, the price would put the list into its order.
@@ -199,11 +191,12 @@ void MainWindow::TakeListState() {
         ->setToolTip(counts && cost ? QString::fromStdString(TextOf(*cost)) : QString());
 }
 
-// What pressing Download would cost.
+// What pressing Download would cost; on the thread that owns the store.
 void MainWindow::ShowPrice() {
-    const auto cost = m_differs ? store::CostOfDownload() : store::DownloadCost();
+    const bool differs = store::ListDiffers();
+    const auto cost = differs ? store::CostOfDownload() : store::DownloadCost();
     if (cost)
-        m_panel->SetNoteDetail(m_differs ? TextOf(*cost) : "");
+        m_panel->SetNoteDetail(differs ? TextOf(*cost) : "");
 }
 
 void MainWindow::TakeBatch(const picture::BatchReport& report) {
@@ -217,6 +210,10 @@ void MainWindow::TakeBatch(const picture::BatchReport& report) {
         }
     }
     SelPicArrayRef.clear();
+    m_leftOut.reset();
+    if (!report.refused.empty() || !report.notTried.empty())
+        m_leftOut = report;
+    findChild<QPushButton*>(QLatin1String(kBatchReportButton))->setVisible(m_leftOut.has_value());
     if (report.couldLower.empty())
         return;
     std::vector<Path> left = report.notTried;
@@ -224,16 +221,13 @@ void MainWindow::TakeBatch(const picture::BatchReport& report) {
     OfferRoom(report.couldLower, std::move(left), {});
 }
 
-void MainWindow::MyDeleteAllCheckBoxHandler(bool on) {
-    if (MainThreadOwns())
-        store::Store().gmyDeleteAll = on;
-}
-
-void MainWindow::MyDelButtonHandler() {
-    if (!MainThreadOwns() || !m_panel->IsEnabled() || store::Store().gmyTotalePictureNum == 0)
+void MainWindow::ShowBatchReport() {
+    if (!m_leftOut)
         return;
-    m_preview->Clear();
-    RunTask([this] { m_edits.Do(store::Edit::Kind::Delete, store::DeletePictures); });
+    auto* dialog = new BatchReportDialog(*m_leftOut, this);
+    connect(dialog, &BatchReportDialog::Retried, this,
+            [this](const std::vector<Path>& files) { AddFiles(files); });
+    dialog->open();
 }
 
 void MainWindow::MyDownLoadButtonHandler() {

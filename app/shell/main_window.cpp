@@ -81,9 +81,7 @@ void MainWindow::ConnectControls() {
             [this](const Path& folder) { m_settings.SetFolder(kBrowserFolderSetting, folder); });
     connect(findChild<QPushButton*>(QLatin1String(kStopButton)), &QAbstractButton::clicked, this,
             &MainWindow::StopWork);
-    connect(m_list, &PictureList::ItemMoved, this, &MainWindow::MovePicture);
-    connect(m_list, &PictureList::activated, this, &MainWindow::EditAgain);
-    connect(m_list, &PictureList::ItemSelected, this, &MainWindow::SelPicInList);
+    ConnectList();
     const auto pathsOf = [](const QList<QUrl>& urls) {
         std::vector<Path> files;
         for (const QUrl& url : urls) {
@@ -105,6 +103,9 @@ void MainWindow::ConnectControls() {
 }
 
 void MainWindow::ConnectLink() {
+    auto* report = findChild<QPushButton*>(QLatin1String(kBatchReportButton));
+    connect(report, &QAbstractButton::clicked, this, &MainWindow::ShowBatchReport);
+    connect(m_panel, &ControlPanel::NoteShown, report, &QWidget::hide);  // it goes with its note
     connect(m_panel, &ControlPanel::RefreshPosted, this, &MainWindow::InvalidWindow);
     connect(m_panel, &ControlPanel::Enabled, this, [this](bool enabled) {
         m_menus->EnablePanelActions(enabled);
@@ -114,7 +115,7 @@ void MainWindow::ConnectLink() {
     connect(m_panel, &ControlPanel::RedrawPosted, this, [this] {
         m_editPanel->RedrawEditView();
         if (MainThreadOwns() && store::Store().gmyCurrentSelectItem == 0)
-            m_preview->Clear();
+            m_preview->ForgetListed();
     });
     connect(&m_link, &FrameLink::FrameChanged, this, &MainWindow::TakeFrameChange);
     connect(&m_link, &FrameLink::OnlineEnded, this, &MainWindow::TakeOnlineEnd);
@@ -149,7 +150,7 @@ void MainWindow::MakePictureMenu(QMenu* menu) {
         return m_menus->AddAction(menu, key, text, shortcut, panel, std::move(run));
     };
     add("Add", "Add", QKeySequence("Ctrl+Return"), true, [this] { MyAddButtonHandler(); });
-    QAction* remove = add("Delete", "Delete", QKeySequence::Delete, true, [this] { MyDelButtonHandler(); });
+    QAction* remove = add("Delete", "Delete", QKeySequence::Delete, true, [this] { DeleteSelected(); });
     // In a number's box the key deletes a digit.
     remove->setShortcutContext(Qt::WidgetShortcut);
     m_list->addAction(remove);
@@ -157,13 +158,9 @@ void MainWindow::MakePictureMenu(QMenu* menu) {
     m_list->setContextMenuPolicy(Qt::ActionsContextMenu);
     add("Save_All", "Save ALL", QKeySequence::Save, true, [this] { MyUpLoadButtonHandler(); });
     MakeUndoEntries(menu);
-    const auto move = [this](int by) {
-        const int from = store::Store().gmyCurrentSelectItem;
-        if (MainThreadOwns() && from != 0)
-            MovePicture(from, from + by);
-    };
-    add("MOVE_UP", "Move Up", QKeySequence("Alt+Up"), true, [move] { move(-1); });
-    add("MOVE_DOWN", "Move Down", QKeySequence("Alt+Down"), true, [move] { move(1); });
+    add("MOVE_UP", "Move Up", QKeySequence("Alt+Up"), true, [this] { MoveSelected(-1); });
+    add("MOVE_DOWN", "Move Down", QKeySequence("Alt+Down"), true, [this] { MoveSelected(1); });
+    add("PREVIEW_OPEN", "Preview at Frame Size", QKeySequence("F8"), false, [this] { ShowPreviewWindow(); });
     menu->addSeparator();
     add("TURN_LEFT", "Rotate Left", QKeySequence("Ctrl+L"), true, [this] { m_editPanel->TurnBy(-90); });
     add("TURN_RIGHT", "Rotate Right", QKeySequence("Ctrl+R"), true, [this] { m_editPanel->TurnBy(90); });
@@ -240,6 +237,7 @@ void MainWindow::InvalidWindow() {
     m_frameMenu->Refresh();
     if (std::optional<LoadedPicture> waiting = std::exchange(m_waiting, std::nullopt); waiting && whole)
         TakeLoaded(std::move(*waiting));
+    EndMove();
 }
 
 }  // namespace lumato::app

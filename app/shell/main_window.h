@@ -1,9 +1,9 @@
 // The main window: its controls come from the interface description "main", its handlers stand here.
 //
 // Main thread only. main_window.cpp puts it together, edit_selection.cpp brings pictures into the edit view,
-// button_handlers.cpp has the buttons, edit_again.cpp what is edited once more, undo_handlers.cpp the steps
-// back and forth, check_handlers.cpp the check of what is on the frame, backup_handlers.cpp the frame in one
-// file, quit_application.cpp the way out.
+// button_handlers.cpp has the buttons, list_handlers.cpp the list and the preview, edit_again.cpp what is
+// edited once more, undo_handlers.cpp the steps back and forth, check_handlers.cpp the check of what is on
+// the frame, backup_handlers.cpp the frame in one file, quit_application.cpp the way out.
 #pragma once
 
 #include <QElapsedTimer>
@@ -20,7 +20,7 @@
 #include "app/frame/frame_link.h"
 #include "app/frame/frame_menu.h"
 #include "app/list/picture_list.h"
-#include "app/list/preview.h"
+#include "app/list/preview_window.h"
 #include "app/parts/main_thread_calls.h"
 #include "app/parts/menu_builder.h"
 #include "app/parts/settings.h"
@@ -64,8 +64,10 @@ class MainWindow : public QMainWindow {
     void MyUpLoadButtonHandler();
     void Undo();
     void Redo();
-    // Gives the listed picture another place.
-    void MovePicture(int from, int to);
+    // Gives these listed pictures, in their order, the places in front of the one at `before`.
+    void MovePictures(const std::vector<int>& positions, int before);
+    // Takes the selected pictures off the list, or the last one: never all of them for the check box.
+    void DeleteSelected();
     // The selected picture of the list comes into the edit view once more, from its photograph.
     void EditAgain();
     // Asks the download or the batch that runs to end early.
@@ -114,11 +116,18 @@ class MainWindow : public QMainWindow {
     void TakeSelection();
     void TakeLoaded(LoadedPicture loaded);
     void SelectNextPicture();
-    void SelPicInList(int item);
     void TakeFrameChange();
     void ForgetFrame();
     void TakeOnlineEnd();
     void TakeUpFiles();
+
+    // ---- list_handlers.cpp
+    void ConnectList();
+    void ShowPreviewWindow();
+    void MoveSelected(int by);
+    void EndMove();
+    void SelPicInList(int item);
+    void Delete(std::function<void()> work);
     void ShowWhatToDo();
     void ShowNoFrameNotice(bool show);
 
@@ -165,6 +174,7 @@ class MainWindow : public QMainWindow {
     void AddEditPicture();
     void ShowBatchRoom(std::size_t pictures);
     void TakeBatch(const picture::BatchReport& report);
+    void ShowBatchReport();
     void TakeListState();
     void ShowStop(bool possible);
     void ShowPrice();
@@ -192,6 +202,7 @@ class MainWindow : public QMainWindow {
     DiskBrowser* m_browser = nullptr;
     PictureList* m_list = nullptr;
     Preview* m_preview = nullptr;
+    PreviewWindow* m_previewWindow = nullptr;  // once it was asked for
     NoFrameNotice* m_noFrame = nullptr;
     QPointer<QMessageBox> m_quitQuestion;
 
@@ -208,8 +219,11 @@ class MainWindow : public QMainWindow {
     };
     std::optional<Again> m_again;
     bool m_addWhenLoaded = false;
-    bool m_adding = false;     // the edit picture, in a task
-    bool m_firstFrame = true;  // none has been online yet
+    std::optional<picture::BatchReport> m_leftOut;  // by the last batch, as long as its note stands
+    bool m_adding = false;                          // the edit picture, in a task
+    bool m_moving = false;                          // pictures of the list, likewise
+    int m_placesLeft = 0;                           // that they are to move when that has ended
+    bool m_firstFrame = true;                       // none has been online yet
     bool m_closed = false;
     store::EditHistory m_edits;
     QAction* m_undoAction = nullptr;

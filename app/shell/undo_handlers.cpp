@@ -53,7 +53,6 @@ void MainWindow::Redo() {
 void MainWindow::StepTo(Result<void> (Edits::*step)()) {
     if (!MainThreadOwns() || !m_panel->IsEnabled())
         return;
-    m_preview->Clear();
     auto stepped = std::make_shared<Result<void>>();
     RunTask([this, stepped, step] { *stepped = (m_edits.*step)(); },
             [this, stepped] {

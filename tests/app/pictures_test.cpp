@@ -97,6 +97,7 @@ class PicturesTest : public WindowFixture {
         m_window->AddFiles(files);
         Measure("adding 510", [this] { return Listed() == kMany && Idle(); });
         QVERIFY(Detail().contains(QStringLiteral("at most 509")));
+        QCOMPARE(Text(kNotesID), QStringLiteral("509 added, 1 refused"));
         QVERIFY(progress.count() > 50);
         Click(kDownLoadButtonID);
         Measure("downloading 509", [this] { return Idle() && !m_window->HasUnsavedChanges(); });
@@ -124,7 +125,7 @@ class PicturesTest : public WindowFixture {
         m_window->Undo();
         Measure("and the one before", [this] { return Listed() == kMany && Idle(); });
         QVERIFY(!m_window->HasUnsavedChanges());
-        m_window->MovePicture(kMany, 1);
+        m_window->MovePictures({kMany}, 1);
         Measure("moving the last to the front", [this] { return Idle() && m_window->HasUnsavedChanges(); });
         m_window->Undo();
         QTRY_VERIFY_WITH_TIMEOUT(Idle() && !m_window->HasUnsavedChanges(), kPatience);

@@ -1,8 +1,11 @@
 // The window, driven through its own controls with a virtual frame attached.
+#include <QClipboard>
+#include <QGuiApplication>
 #include <QPushButton>
 #include <QSplitter>
 #include <fstream>
 
+#include "app/list/batch_report_dialog.h"
 #include "app/parts/app_state.h"
 #include "app/parts/detail_label.h"
 #include "picture/picture_state.h"
@@ -88,8 +91,13 @@ class WindowTest : public WindowFixture {
         QTRY_VERIFY_WITH_TIMEOUT(!m_window->Panel().IsEnabled(), kPatience);
         WaitForPanel();
         QTRY_COMPARE_WITH_TIMEOUT(Listed(), 3, kPatience);
-        QTRY_COMPARE_WITH_TIMEOUT(Text(kNotesID), QStringLiteral("Couldn't Process!"),
-                                  kPatience);  // the text file
+        WaitForNote("3 added, 1 refused");  // the text file
+        QTest::mouseClick(m_window->findChild<QPushButton*>(kBatchReportButton), Qt::LeftButton);
+        auto* report = m_window->findChild<BatchReportDialog*>();
+        QVERIFY(report != nullptr);
+        QTest::keyClick(report, Qt::Key_C, Qt::ControlModifier);
+        QVERIFY(QGuiApplication::clipboard()->text().startsWith(QStringLiteral("notes.txt\t")));
+        report->reject();
         QCOMPARE(ShownByTheFrame(), 0U);
         Click(kDownLoadButtonID);
         WaitForPanel();
@@ -119,12 +127,22 @@ class WindowTest : public WindowFixture {
         QTest::keyClick(m_window.get(), Qt::Key_Up, Qt::AltModifier);  // it is the first
         QTRY_COMPARE_WITH_TIMEOUT(names(), QStringLiteral("312"), kPatience);
         QTRY_COMPARE_WITH_TIMEOUT(list.currentIndex().row(), 0, kPatience);
-        QVERIFY(m_window->HasUnsavedChanges());
+        QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns() && m_window->HasUnsavedChanges(), kPatience);
         QVERIFY(Detail().startsWith(QStringLiteral("2 blocks")));
-        emit list.ItemMoved(1, 3);
+        // Several at once are one step.
+        QTest::keyClick(&list, Qt::Key_Down, Qt::ShiftModifier);
+        QTest::keyClick(m_window.get(), Qt::Key_Down, Qt::AltModifier);
+        QTRY_COMPARE_WITH_TIMEOUT(names(), QStringLiteral("231"), kPatience);
+        QTRY_COMPARE_WITH_TIMEOUT(list.Selected(), (std::vector<int>{2, 3}), kPatience);
+        QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns(), kPatience);
+        m_window->Undo();
+        QTRY_COMPARE_WITH_TIMEOUT(names(), QStringLiteral("312"), kPatience);
+        QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns(), kPatience);
+        emit list.ItemsMoved({1}, 4);
         QTRY_COMPARE_WITH_TIMEOUT(names(), QStringLiteral("123"), kPatience);
-        QVERIFY(!m_window->HasUnsavedChanges());
-        emit list.ItemMoved(2, 1);
+        QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns() && !m_window->HasUnsavedChanges(), kPatience);
+        emit list.ItemsMoved({2}, 1);
+        QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns() && m_window->HasUnsavedChanges(), kPatience);
         Click(kDownLoadButtonID);
         WaitForNote("DownLoad Finished!");
         WaitForPanel();
