@@ -70,15 +70,24 @@ class PicturesTest : public WindowFixture {
         SelectInBrowser("photo1.jpg");
         Measure("selecting a photograph of 24 megapixels",
                 [] { return picture::Pictures().gmyCGimage != nullptr; });
-        bool drawn = false;
-        QTest::keyClick(&Arrows(kRotateArrowID), Qt::Key_Up);
-        QTimer::singleShot(100, [&] { drawn = true; });
-        Measure("turning it by a degree", [&] { return drawn; });
+        const auto& preview = Find<Preview>(myHIPreviewID);
+        QTRY_VERIFY_WITH_TIMEOUT(preview.Shown().quality == 90, kPatience);
+        for (int turn = 0; turn < 3; ++turn) {
+            QSignalSpy shown(&preview, &Preview::Changed);
+            QTest::keyClick(&Arrows(kRotateArrowID), Qt::Key_Up);
+            Measure("turning it by a degree, to the preview", [&] { return shown.count() > 0; });
+        }
+        const StreamImage tried = preview.Shown();
         QElapsedTimer whole;
         whole.start();
         Click(kAddButtonID);
         QVERIFY(whole.elapsed() < kLongestGap);
         Measure("adding it", [this] { return Listed() == 1 && Idle(); });
+        // What was shown is what the list now has, and the photograph is not.
+        Find<PictureList>(dbControlID1).setCurrentIndex(m_window->List().model()->index(0, 0));
+        QTRY_VERIFY_WITH_TIMEOUT(preview.Shown().room == -1, kPatience);
+        QVERIFY(preview.Shown().image == tried.image && preview.Shown().bytes == tried.bytes);
+        QVERIFY(preview.Shown().unencoded == tried.unencoded && tried.unencoded != tried.image);
         // Pressed again before the next one has been loaded: it is the one that is meant.
         Click(kAddButtonID);
         Measure("adding the next", [this] { return Listed() == 2 && Idle(); });
