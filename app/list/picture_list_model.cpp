@@ -14,6 +14,8 @@ namespace {
 
 using Keys = QList<QByteArray>;
 
+const QString kBetween = QStringLiteral(" · ");
+
 Keys KeysOf(const QList<ListedPicture>& pictures) {
     Keys keys;
     keys.reserve(pictures.size());
@@ -160,8 +162,11 @@ QVariant PictureListModel::data(const QModelIndex& index, int role) const {
         case Qt::AccessibleTextRole:
             return picture.name;
         case kRemarkRole:
+            return Remark(picture).join(kBetween);
+        case kSizeRole:
+            return picture.bytes > 0 ? SizeText(picture.bytes) : QString();
         case Qt::AccessibleDescriptionRole:
-            return Remark(picture);
+            return (Remark(picture) << SizeText(picture.bytes)).join(kBetween);
         case Qt::ToolTipRole:
             return ToolTip(picture, key);
         case Qt::DecorationRole:
@@ -174,7 +179,7 @@ QVariant PictureListModel::data(const QModelIndex& index, int role) const {
 }
 
 // The second line.
-QString PictureListModel::Remark(const ListedPicture& picture) const {
+QStringList PictureListModel::Remark(const ListedPicture& picture) const {
     QStringList parts;
     if (!picture.inFrame)
         parts += m_waitingText;
@@ -182,9 +187,7 @@ QString PictureListModel::Remark(const ListedPicture& picture) const {
         parts += picture.whyNoPicture;
     if (!picture.origin.isEmpty())
         parts += picture.origin.section(u'/', -1);
-    if (picture.bytes > 0)
-        parts += SizeText(picture.bytes);
-    return parts.join(QStringLiteral(" · "));
+    return parts;
 }
 
 QString PictureListModel::ToolTip(const ListedPicture& picture, const QByteArray& key) const {

@@ -40,7 +40,7 @@ class PictureListModel : public QAbstractListModel {
     void Reorder(const QList<QByteArray>& wanted);
     void Insert(const QList<ListedPicture>& pictures, const QList<QByteArray>& wanted);
     void Update(QList<ListedPicture> pictures);
-    [[nodiscard]] QString Remark(const ListedPicture& picture) const;
+    [[nodiscard]] QStringList Remark(const ListedPicture& picture) const;
     [[nodiscard]] QString ToolTip(const ListedPicture& picture, const QByteArray& key) const;
     void MakeThumbnail(const ListedPicture& picture, const QByteArray& key) const;
     void TakeThumbnail(const QByteArray& key, const QImage& image, int quality);

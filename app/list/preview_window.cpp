@@ -80,8 +80,15 @@ void PreviewWindow::ShowImage() {
 
 void PreviewWindow::Magnify(int times) {
     m_times[static_cast<std::size_t>(times) - 1]->setChecked(true);
+    // What is in the middle stays there.
+    const QPoint middle = m_view->mapFrom(m_area->viewport(), m_area->viewport()->rect().center());
+    const QPointF at(static_cast<double>(middle.x()) / m_view->width(),
+                     static_cast<double>(middle.y()) / m_view->height());
     m_view->SetTimes(times);
     m_view->resize(m_view->sizeHint());
+    const QPoint there = QPointF(at.x() * m_view->width(), at.y() * m_view->height()).toPoint();
+    m_area->ensureVisible(there.x(), there.y(), m_area->viewport()->width() / 2,
+                          m_area->viewport()->height() / 2);
 }
 
 void PreviewWindow::Compare(bool unencoded) {

@@ -7,6 +7,8 @@
 namespace lumato::app {
 namespace {
 
+constexpr qint64 kKilobyte = 1024;
+
 QString WordsOf(const Error& error) {
     return QString::fromStdString(error.message);
 }
@@ -14,7 +16,7 @@ QString WordsOf(const Error& error) {
 }  // namespace
 
 QString SizeText(qint64 bytes) {
-    return LocalizedWith("SIZE_KB", "{} KB", QString::number((bytes + 1023) / 1024));
+    return LocalizedWith("SIZE_KB", "{} KB", QString::number((bytes + kKilobyte - 1) / kKilobyte));
 }
 
 StreamImage ReadStream(const ListedPicture& picture, Wanted wanted) {
@@ -71,7 +73,8 @@ QString FactsOf(const StreamImage& shown) {
     if (!shown.whyNot.isEmpty()) {
         facts += shown.whyNot;
     } else if (shown.room >= 0 && shown.bytes > shown.room) {
-        facts += LocalizedWith("PREVIEW_NO_ROOM", "does not fit, {} are free", SizeText(shown.room));
+        facts += LocalizedWith("PREVIEW_NO_ROOM", "no room, {} free",
+                               SizeText(shown.room / kKilobyte * kKilobyte));
     } else if (shown.room > 0) {
         const QString share = QStringLiteral("%1 %").arg((100 * shown.bytes + shown.room - 1) / shown.room);
         facts += shown.shared ? LocalizedWith("PREVIEW_OF_SHARE", "{} of its share", share)

@@ -7,6 +7,7 @@
 #include "app/parts/texts.h"
 #include "app/shell/main_window.h"
 #include "picture/picture_state.h"
+#include "store/messages.h"
 #include "store/store.h"
 
 namespace lumato::app {
@@ -69,6 +70,7 @@ void MainWindow::MovePictures(const std::vector<int>& positions, int before) {
         return;
     m_moving = RunTask([this, positions, before] {
         m_edits.Do(store::Edit::Kind::Move, [&] { store::MovePictures(positions, before); });
+        store::ShowNote(store::kRemaining, store::Store().gmyTotalePictureNum);
         ShowPrice();
     });
 }
