@@ -22,6 +22,7 @@ class ScreenView : public QWidget {
     void SetTimes(int times);
     // A null image shows the words instead.
     void Show(const QImage& screen, const QString& words);
+    [[nodiscard]] const QImage& Shown() const { return m_screen; }
     // Screen pixels for each of the frame's, in percent; 0 without a picture.
     [[nodiscard]] int Magnification() const;
 

@@ -124,8 +124,12 @@ class PicturesTest : public WindowFixture {
             QTRY_COMPARE_WITH_TIMEOUT(Text(kCurPic),
                                       QStringLiteral("%1").arg(row + 1, 3, 10, QLatin1Char('0')), kPatience);
         }
+        const auto top = [&] { return list.indexAt(QPoint(1, 1)).row(); };
+        const int before = top();
         QTest::keyClick(&list, Qt::Key_Delete);
         Measure("deleting the middle one", [this] { return Listed() == kMany - 1 && Idle(); });
+        QVERIFY(before > 0 && before == top());
+        QCOMPARE(list.Selected(), std::vector<int>{251});
         m_window->MyDeleteAllCheckBoxHandler(true);
         Click(kDelButtonID);
         Measure("deleting all", [this] { return Listed() == 0 && Idle(); });
