@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "store/journal.h"
 #include "store/picture_table.h"
 #include "store/recovery.h"
 #include "store/safekeeping.h"
@@ -112,8 +113,28 @@ void ReserveSlots() {
 }
 
 bool ListDiffers() {
-    const StoreState& store = Store();
-    return store.gmyPictureData != nullptr && (DownloadIsDue() || StoredSlots() != store.slotsAsStored);
+    return Store().gmyPictureData != nullptr && (DownloadIsDue() || StoredPicturesDiffer());
+}
+
+bool StoredPicturesDiffer() {
+    return Store().gmyPictureData != nullptr && StoredSlots() != Store().slotsAsStored;
+}
+
+Waiting CountWaiting() {
+    Waiting waiting;
+    if (Store().gmyPictureData == nullptr)
+        return waiting;
+    const Journal* journal = Store().journal.get();
+    for (const FileData* record = Store().gmyPictureData->sentinel->next; record != nullptr;
+         record = record->next) {
+        if (record->inFrame == 1)
+            continue;
+        const bool kept = journal != nullptr && record->streamHash &&
+                          std::ranges::find(journal->pictures, *record->streamHash, &JournalPicture::hash) !=
+                              journal->pictures.end();
+        ++(kept ? waiting.kept : waiting.unkept);
+    }
+    return waiting;
 }
 
 void NoteListAsStored() {

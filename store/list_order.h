@@ -21,6 +21,13 @@ void ReserveSlots();
 // Whether a download would change the frame: something waits, or stored pictures were deleted or moved since
 // the frame's table was read or written.
 [[nodiscard]] bool ListDiffers();
+// What of that would be forgotten with the frame: deletions and moves, and what waits without being kept.
+[[nodiscard]] bool StoredPicturesDiffer();
+struct Waiting {
+    int kept = 0;    // in the journal: they come back with the frame
+    int unkept = 0;  // those of a restoration
+};
+[[nodiscard]] Waiting CountWaiting();
 // The list is now what the frame holds.
 void NoteListAsStored();
 

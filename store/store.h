@@ -89,6 +89,7 @@ void ReleaseAllFiles();
 struct SaveReport {
     int saved = 0;
     std::vector<Error> failed;   // one for each picture that could not be copied
+    bool stopped = false;        // early, because that was asked for
     std::vector<Path> replaced;  // where files are now that were in the way and none of ours: in the trash
 };
 // "2 files that were in the way are now in FOLDER"; empty without any.

@@ -2,16 +2,19 @@
 
 #include <QSignalBlocker>
 #include <QThread>
+#include <chrono>
 #include <utility>
 
 #include "app/parts/app_state.h"
 #include "app/parts/control_id.h"
+#include "app/parts/texts.h"
 
 namespace lumato::app {
 namespace {
 
 using picture::EditControl;
 
+constexpr std::chrono::milliseconds kMoment{300};
 constexpr std::array kArrowIds = {kRotateArrowID, kScaleArrowXID, kTranlateArrowXID, kTranlateArrowYID};
 
 picture::ArrowsControl& ControlOf(EditControl control) {
@@ -53,6 +56,9 @@ EditPanel::EditPanel(QWidget* window, std::function<void()> selectNextPicture)
     }
     m_arrows[0]->setSuffix(QStringLiteral("°"));
     m_arrows[1]->setSuffix(QStringLiteral(" %"));
+    m_loading.setSingleShot(true);
+    connect(&m_loading, &QTimer::timeout, this,
+            [this] { m_nameLabel->SetDetail(Localized("EDIT_LOADING", "Loading…")); });
     connect(m_suitableSize, &QCheckBox::toggled, this, &EditPanel::SetFitted);
     connect(m_editView, &EditView::PictureShown, this, &EditPanel::ShowState);
     connect(m_editView, &EditView::WheelTurned, this, &EditPanel::ScaleBy);
@@ -99,14 +105,11 @@ void EditPanel::Redraw() {
     emit PoseChanged();
 }
 
-void EditPanel::SetPictureName(const QString& name) {
-    m_name = name;
-    ShowState();
-}
-
 // What is drawn, in words: for those who cannot see it.
 void EditPanel::ShowState() {
     const bool shown = m_editView->ShowsPicture();
+    if (MainThreadOwns())
+        m_name = ShownName(picture::Pictures().editSource);
     m_rectView->ShowHint(!shown);
     m_nameLabel->SetDetail(shown ? m_name : QString());
     QStringList state;
@@ -116,6 +119,15 @@ void EditPanel::ShowState() {
             state << arrows->accessibleName() + QLatin1Char(' ') + arrows->text();
     }
     m_editView->setAccessibleDescription(state.join(QStringLiteral(", ")));
+}
+
+void EditPanel::ShowLoading(bool loading) {
+    if (loading && !m_loading.isActive())
+        m_loading.start(kMoment);
+    if (!loading) {
+        m_loading.stop();
+        ShowState();
+    }
 }
 
 void EditPanel::ShowAll() {

@@ -6,6 +6,7 @@
 
 #include <QCheckBox>
 #include <QObject>
+#include <QTimer>
 #include <array>
 #include <functional>
 
@@ -35,8 +36,8 @@ class EditPanel : public QObject, public picture::EditPort {
     void ScaleBy(int percent);
     void SetFitted(bool fitted);
 
-    // The file of the picture that is being edited, as it may be shown.
-    void SetPictureName(const QString& name);
+    // Says so, should it take longer than a moment.
+    void ShowLoading(bool loading);
 
     // Shows everything as it now is. Requires: the main thread owns the edit picture.
     void ShowAll();
@@ -63,6 +64,7 @@ class EditPanel : public QObject, public picture::EditPort {
     RectView* m_rectView;
     DetailLabel* m_nameLabel;
     QString m_name;
+    QTimer m_loading;  // runs until its being so is worth a word
     std::function<void()> m_selectNextPicture;
 };
 

@@ -67,18 +67,25 @@ bool FrameLink::UsesHardware() const {
     return frame != nullptr && (m_virtualFrame == nullptr || frame->Name() != m_virtualFrame->Name());
 }
 
-bool FrameLink::StartTask(std::function<void()> body) {
-    if (!MainThreadOwns() || !store::StartTransfer())
+void FrameLink::Enter(WindowState state) {
+    if (App().state == state)
+        return;
+    App().state = state;
+    emit StateChanged();
+}
+
+bool FrameLink::BeginWork(WindowState work, std::function<void()> body) {
+    if (!IsReady() || !store::StartTransfer())
         return false;
-    App().transferStarted = true;
+    Enter(work);
     m_task = platform::Task(std::move(body));
     return true;
 }
 
-bool FrameLink::StartDownload(std::function<void(bool written)> done, std::function<bool()> prepare) {
-    if (!MainThreadOwns() || !store::BeginDownload())
+bool FrameLink::BeginDownload(std::function<void(bool written)> done, std::function<bool()> prepare) {
+    if (!IsReady() || !store::BeginDownload())
         return false;
-    App().transferStarted = true;
+    Enter(WindowState::Downloading);
     m_task = platform::Task(
         [this, hardware = UsesHardware(), done = std::move(done), prepare = std::move(prepare)] {
             if (hardware)
@@ -95,29 +102,45 @@ bool FrameLink::StartDownload(std::function<void(bool written)> done, std::funct
     return true;
 }
 
-bool FrameLink::TakeBack() {
-    if (m_closed || store::TransferRunning() || App().onlineTasks > 0)
+bool FrameLink::EndWork() {
+    if (m_closed || store::TransferRunning() || m_readings > 0)
         return false;  // the end of what runs now will ask again
-    App().transferStarted = false;
     m_virtualBus.DeliverEvents();
-    return App().onlineTasks == 0 && store::FinishTransfer();
+    if (m_readings > 0)
+        return false;
+    const bool whole = store::FinishTransfer();
+    if (!whole)
+        Enter(device::Link().Attached() == nullptr ? WindowState::NoFrame : WindowState::Refused);
+    else if (!IsReady())
+        Enter(WindowState::Idle);
+    return true;
+}
+
+void FrameLink::ShowLoading(bool loading) {
+    if (IsReady())
+        Enter(loading ? WindowState::Loading : WindowState::Idle);
 }
 
 void FrameLink::BeginOnline() {
-    ++App().onlineTasks;
+    ++m_readings;
     StoreFramePort::BeginOnline();
+    Enter(WindowState::Reading);
 }
 
 void FrameLink::SetFlashOnline(std::shared_ptr<device::AttachedFrame> frame) {
     StoreFramePort::SetFlashOnline(std::move(frame));
     m_calls.Post([this] {
-        --App().onlineTasks;
-        emit OnlineEnded();
+        --m_readings;
+        if (EndWork())
+            emit OnlineEnded();
     });
 }
 
 void FrameLink::SetFlashOffline() {
     StoreFramePort::SetFlashOffline();
+    // A task ends by itself, and the state with it.
+    if (MainThreadOwns())
+        Enter(WindowState::NoFrame);
     m_calls.Post([this] { emit FrameChanged(); });
 }
 

@@ -3,14 +3,13 @@
 #include <QDragEnterEvent>
 #include <QMimeData>
 #include <QPainter>
-#include <QScrollBar>
-#include <QUrl>
 #include <algorithm>
 #include <array>
 #include <utility>
 
 #include "app/list/picture_delegate.h"
 #include "app/parts/app_state.h"
+#include "app/parts/file_urls.h"
 #include "app/parts/texts.h"
 
 namespace lumato::app {
@@ -144,18 +143,20 @@ void PictureList::currentChanged(const QModelIndex& current, const QModelIndex& 
     TellCurrent();
 }
 
-// Of the selected ones, that which was selected last.
+int PictureList::CurrentItem() const {
+    if (selectionModel()->isSelected(currentIndex()))
+        return currentIndex().row() + 1;
+    const QModelIndexList selected = selectionModel()->selectedRows();
+    return selected.isEmpty() ? 0 : selected.last().row() + 1;
+}
+
 void PictureList::TellCurrent() {
     if (m_changing)
         return;
-    const QModelIndexList selected = selectionModel()->selectedRows();
-    const QModelIndex current = selectionModel()->isSelected(currentIndex()) ? currentIndex()
-                                : selected.isEmpty()                         ? QModelIndex()
-                                                                             : selected.last();
-    const int row = current.isValid() ? current.row() : -1;
-    const QByteArray key = row < 0 ? QByteArray() : m_model->Pictures()[row].Key();
+    const int item = CurrentItem();
+    const QByteArray key = item == 0 ? QByteArray() : m_model->Pictures()[item - 1].Key();
     if (std::exchange(m_told, key) != key)
-        emit ItemSelected(row + 1);
+        emit ItemSelected(item);
 }
 
 void PictureList::paintEvent(QPaintEvent* event) {
@@ -188,16 +189,22 @@ void PictureList::dragMoveEvent(QDragMoveEvent* event) {
 void PictureList::TakeDrag(QDragMoveEvent* event) {
     const bool wanted = event->source() == this || event->mimeData()->hasUrls();
     event->setAccepted(wanted && isEnabled() && MainThreadOwns());
-    if (event->isAccepted() && event->source() == this)
+    if (!event->isAccepted())
+        return;
+    if (event->source() == this)
         event->setDropAction(Qt::MoveAction);
+    else
+        TakeCopies(event);
 }
 
 void PictureList::dropEvent(QDropEvent* event) {
-    event->acceptProposedAction();
-    if (event->source() == this)
+    if (event->source() == this) {
+        event->acceptProposedAction();
         MoveDragged(*event);
-    else
-        emit FilesDropped(event->mimeData()->urls());
+    } else {
+        TakeCopies(event);
+        emit FilesDropped(PathsOf(event->mimeData()->urls()));
+    }
 }
 
 // Into the gap that is nearest.

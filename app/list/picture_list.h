@@ -5,6 +5,7 @@
 #pragma once
 
 #include <QListView>
+#include <vector>
 
 #include "app/list/picture_list_model.h"
 
@@ -23,6 +24,8 @@ class PictureList : public QListView {
     [[nodiscard]] PictureListModel& Model() { return *m_model; }
     // Positions from 1, in their order.
     [[nodiscard]] std::vector<int> Selected() const;
+    // Of these, the one that was selected last; 0: none is.
+    [[nodiscard]] int CurrentItem() const;
     void SetHint(const QString& hint);
 
   signals:
@@ -30,7 +33,7 @@ class PictureList : public QListView {
     void ItemSelected(int item);
     // Items were dragged: positions from 1, and that of the item in front of which they shall stand.
     void ItemsMoved(const std::vector<int>& items, int before);
-    void FilesDropped(const QList<QUrl>& files);
+    void FilesDropped(const std::vector<Path>& files);
 
   protected:
     void selectionChanged(const QItemSelection& selected, const QItemSelection& deselected) override;

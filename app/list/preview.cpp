@@ -34,17 +34,17 @@ Preview::~Preview() {
     m_reader.Wait();
 }
 
-void Preview::ShowListed(const ListedPicture& picture) {
-    const bool shown = m_listed == picture && !m_showsEdit;
+void Preview::ShowListed(const ListedPicture& picture, bool touched) {
+    const bool same = m_listed && m_listed->Key() == picture.Key();
     m_listed = picture;
+    if (same && (!touched || !m_showsEdit))
+        return;
     m_showsEdit = false;
-    if (!shown)
-        Ask(picture.name, [picture] { return ReadStream(picture); });
+    Ask(picture.name, [picture] { return ReadStream(picture); });
 }
 
 void Preview::ForgetListed() {
-    m_listed.reset();
-    if (m_showsEdit)
+    if (!std::exchange(m_listed, std::nullopt) || m_showsEdit)
         return;
     m_subject.reset();
     Clear();
@@ -67,7 +67,7 @@ void Preview::TakeEditPicture() {
         if (picture::Pictures().gmyCGimage == nullptr && std::exchange(m_showsEdit, false)) {
             m_subject.reset();
             if (m_listed)
-                ShowListed(*std::exchange(m_listed, std::nullopt));
+                ShowListed(*std::exchange(m_listed, std::nullopt), true);
             else
                 Clear();
         }

@@ -23,8 +23,8 @@ class Preview : public QFrame {
     explicit Preview(QWidget* parent = nullptr);
     ~Preview() override;
 
-    // A picture of the list was selected.
-    void ShowListed(const ListedPicture& picture);
+    // This picture of the list is the selected one; one that was before is shown again when it was touched.
+    void ShowListed(const ListedPicture& picture, bool touched);
     // None is any more: the picture being fitted is shown, if there is one.
     void ForgetListed();
     // The edit picture or its pose may have changed; shown soon, if so. `replaces`: the position of the

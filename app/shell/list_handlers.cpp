@@ -7,7 +7,6 @@
 #include "app/parts/texts.h"
 #include "app/shell/main_window.h"
 #include "picture/picture_state.h"
-#include "store/messages.h"
 #include "store/store.h"
 
 namespace lumato::app {
@@ -35,9 +34,13 @@ void MainWindow::ShowPreviewWindow() {
     m_previewWindow->activateWindow();
 }
 
+// While a task owns the store, the list's own selection is kept for its end.
 void MainWindow::SelPicInList(int item) {
-    m_selectedMeanwhile = MainThreadOwns() ? 0 : item;
-    if (!MainThreadOwns())
+    ShowListed(item, true);
+}
+
+void MainWindow::ShowListed(int item, bool touched) {
+    if (!IsReady())
         return;
     store::StoreState& store = store::Store();
     const QList<ListedPicture>& pictures = m_list->Model().Pictures();
@@ -48,13 +51,13 @@ void MainWindow::SelPicInList(int item) {
     if (item == 0)
         m_preview->ForgetListed();
     else
-        m_preview->ShowListed(pictures[item - 1]);
+        m_preview->ShowListed(pictures[item - 1], touched);
 }
 
 // By so many places: all of them follow the first one up and the last one down. Keys come faster than moves
 // end: those of meanwhile make one move.
 void MainWindow::MoveSelected(int by) {
-    if (m_moving) {
+    if (App().state == WindowState::Changing) {
         m_placesLeft += by;
         return;
     }
@@ -66,19 +69,16 @@ void MainWindow::MoveSelected(int by) {
 }
 
 void MainWindow::MovePictures(const std::vector<int>& positions, int before) {
-    if (!MainThreadOwns() || !m_panel->IsEnabled())
-        return;
-    m_moving = RunTask([this, positions, before] {
+    RunTask(WindowState::Changing, [this, positions, before] {
         m_edits.Do(store::Edit::Kind::Move, [&] { store::MovePictures(positions, before); });
-        store::ShowNote(store::kRemaining, store::Store().gmyTotalePictureNum);
-        ShowPrice();
+        ShowListChange();
     });
 }
 
 // What was asked for while a move went on.
 void MainWindow::EndMove() {
-    if (std::exchange(m_moving, false))
-        MoveSelected(std::exchange(m_placesLeft, 0));
+    if (const int left = std::exchange(m_placesLeft, 0); IsReady())
+        MoveSelected(left);
 }
 
 void MainWindow::MyDeleteAllCheckBoxHandler(bool on) {
@@ -88,10 +88,12 @@ void MainWindow::MyDeleteAllCheckBoxHandler(bool on) {
 
 // The tick at "all" counts for one deletion, so that none comes unawares.
 void MainWindow::Delete(std::function<void()> work) {
-    if (!MainThreadOwns() || !m_panel->IsEnabled() || store::Store().gmyTotalePictureNum == 0)
+    if (!IsReady() || store::Store().gmyTotalePictureNum == 0)
         return;
-    RunTask([this, work = std::move(work)] { m_edits.Do(store::Edit::Kind::Delete, work); },
-            [this] { FindControlAs<QCheckBox>(this, kDeleteAllCheckBoxID)->setChecked(false); });
+    RunTask(
+        WindowState::Changing,
+        [this, work = std::move(work)] { m_edits.Do(store::Edit::Kind::Delete, work); },
+        [this] { FindControlAs<QCheckBox>(this, kDeleteAllCheckBoxID)->setChecked(false); });
 }
 
 // The button beside the check box.

@@ -1,11 +1,12 @@
 #include "app/shell/main_window.h"
 
 #include <QAbstractButton>
+#include <QApplication>
 #include <QCheckBox>
 #include <QLabel>
 #include <QPushButton>
+#include <QScreen>
 #include <QSplitter>
-#include <QUrl>
 #include <utility>
 
 #include "app/parts/app_state.h"
@@ -55,9 +56,10 @@ MainWindow::MainWindow(WindowOptions options)
     InitViewLanguage();
     ConnectControls();
     ConnectLink();
-    m_panel->SetControlPanlEnable(false);
     m_panel->UpdateInfo();
-    ShowStop(false);
+    m_panel->Enable(false);
+    m_handedOver = std::move(m_options.files);
+    ShowState();
     Restore();
 }
 
@@ -82,36 +84,19 @@ void MainWindow::ConnectControls() {
     connect(findChild<QPushButton*>(QLatin1String(kStopButton)), &QAbstractButton::clicked, this,
             &MainWindow::StopWork);
     ConnectList();
-    const auto pathsOf = [](const QList<QUrl>& urls) {
-        std::vector<Path> files;
-        for (const QUrl& url : urls) {
-            if (url.isLocalFile())
-                files.push_back(PathOf(url.toLocalFile()));
-        }
-        return files;
-    };
     connect(m_list, &PictureList::FilesDropped, this,
-            [this, pathsOf](const QList<QUrl>& urls) { AddFiles(pathsOf(urls)); });
-    connect(FindControlAs<EditView>(this, myHIViewID), &EditView::FilesDropped, this,
-            [this, pathsOf](const QList<QUrl>& urls) {
-                const std::vector<Path> files = pathsOf(urls);
-                if (files.size() == 1)
-                    SelectFile(files.front());
-                else
-                    AddFiles(files);
-            });
+            [this](const std::vector<Path>& files) { AddFiles(files); });
+    connect(FindControlAs<EditView>(this, myHIViewID), &EditView::FilesDropped, this, &MainWindow::TakeDrop);
 }
 
 void MainWindow::ConnectLink() {
     auto* report = findChild<QPushButton*>(QLatin1String(kBatchReportButton));
     connect(report, &QAbstractButton::clicked, this, &MainWindow::ShowBatchReport);
-    connect(m_panel, &ControlPanel::NoteShown, report, &QWidget::hide);  // it goes with its note
+    // It goes with its note.
+    connect(m_panel, &ControlPanel::NoteShown, report,
+            [this, report] { report->setVisible(m_leftOut && m_panel->Note() == m_leftOutNote); });
     connect(m_panel, &ControlPanel::RefreshPosted, this, &MainWindow::InvalidWindow);
-    connect(m_panel, &ControlPanel::Enabled, this, [this](bool enabled) {
-        m_menus->EnablePanelActions(enabled);
-        FindControl(this, myHIViewID)->setAcceptDrops(enabled);  // it looks the same, but takes nothing
-        ShowUndo();
-    });
+    connect(m_panel, &ControlPanel::ProgressShown, &m_desktop, &Desktop::ShowProgress);
     connect(m_panel, &ControlPanel::RedrawPosted, this, [this] {
         m_editPanel->RedrawEditView();
         if (MainThreadOwns() && store::Store().gmyCurrentSelectItem == 0)
@@ -119,6 +104,10 @@ void MainWindow::ConnectLink() {
     });
     connect(&m_link, &FrameLink::FrameChanged, this, &MainWindow::TakeFrameChange);
     connect(&m_link, &FrameLink::OnlineEnded, this, &MainWindow::TakeOnlineEnd);
+    connect(qApp, &QGuiApplication::commitDataRequest, this, &MainWindow::TakeSessionEnd);
+    connect(&m_loader, &PictureLoader::LoadingChanged, this,
+            [this] { m_link.ShowLoading(m_loader.IsLoading()); });
+    connect(&m_link, &FrameLink::StateChanged, this, &MainWindow::ShowState);
 }
 
 void MainWindow::MakeMenus() {
@@ -178,7 +167,6 @@ void MainWindow::InitViewLanguage() {
     ShowReplacing();
     m_menus->ShowTexts();
     ShowUndo();
-    m_menus->EnablePanelActions(m_panel->IsEnabled());
     m_frameMenu->ShowTexts();
     m_browser->ShowTexts();
 }
@@ -196,7 +184,9 @@ void MainWindow::Restore() {
     const int letter = fontMetrics().averageCharWidth();
     panes->setSizes({letter * 50, letter * 92, letter * 44});
     panes->setStretchFactor(1, 1);
-    resize(letter * 192, sizeHint().height() * 11 / 10);
+    // With room for what the desktop puts around a window.
+    const QSize most = screen()->availableGeometry().size() - QSize(letter * 2, fontMetrics().height() * 3);
+    resize(QSize(letter * 192, sizeHint().height() * 11 / 10).boundedTo(most));
     restoreGeometry(m_settings.Bytes(kGeometrySetting));
     panes->restoreState(m_settings.Bytes(kPanesSetting));
 }
@@ -219,24 +209,28 @@ void MainWindow::Start(const std::optional<Path>& frame) {
 }
 
 void MainWindow::InvalidWindow() {
-    const bool whole = m_link.TakeBack();
-    if (!MainThreadOwns())
+    if (m_link.EndWork())
+        TakeEnd();
+}
+
+// No task runs any more: what came meanwhile is taken up.
+void MainWindow::TakeEnd() {
+    if (m_leaving) {
+        LeaveUnasked();
         return;
-    m_panel->SetControlPanlEnable(whole);
+    }
     m_panel->SetDownLoadPrcess(0);
-    ShowStop(false);
-    if (!whole) {
-        ForgetFrame();
-    } else {
-        TakeListState();
-        if (m_selectedMeanwhile != 0)
-            SelPicInList(m_selectedMeanwhile);
+    m_link.ShowLoading(m_loader.IsLoading());
+    if (IsReady()) {
+        ShowListed(m_list->CurrentItem(), false);
         m_panel->ShowPictureList(store::Store().gmyTotalePictureNum, store::Store().gmyCurrentSelectItem);
     }
+    ShowPrice();
     m_editPanel->ShowAll();
-    m_frameMenu->Refresh();
-    if (std::optional<LoadedPicture> waiting = std::exchange(m_waiting, std::nullopt); waiting && whole)
+    if (std::optional<LoadedPicture> waiting = std::exchange(m_waiting, std::nullopt); waiting && IsReady())
         TakeLoaded(std::move(*waiting));
+    m_addNext = m_addNext && m_loader.IsLoading();
+    TakeUpFiles();
     EndMove();
 }
 

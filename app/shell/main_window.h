@@ -1,9 +1,10 @@
 // The main window: its controls come from the interface description "main", its handlers stand here.
 //
-// Main thread only. main_window.cpp puts it together, edit_selection.cpp brings pictures into the edit view,
-// button_handlers.cpp has the buttons, list_handlers.cpp the list and the preview, edit_again.cpp what is
-// edited once more, undo_handlers.cpp the steps back and forth, check_handlers.cpp the check of what is on
-// the frame, backup_handlers.cpp the frame in one file, quit_application.cpp the way out.
+// Main thread only. main_window.cpp puts it together, window_states.cpp says what each state shows,
+// edit_selection.cpp brings pictures into the edit view, button_handlers.cpp has the buttons,
+// list_handlers.cpp the list and the preview, edit_again.cpp what is edited once more, undo_handlers.cpp the
+// steps back and forth, check_handlers.cpp the check of what is on the frame, backup_handlers.cpp the frame
+// in one file, quit_application.cpp the way out.
 #pragma once
 
 #include <QElapsedTimer>
@@ -21,6 +22,8 @@
 #include "app/frame/frame_menu.h"
 #include "app/list/picture_list.h"
 #include "app/list/preview_window.h"
+#include "app/parts/app_state.h"
+#include "app/parts/loose_threads.h"
 #include "app/parts/main_thread_calls.h"
 #include "app/parts/menu_builder.h"
 #include "app/parts/settings.h"
@@ -35,6 +38,8 @@
 #include "store/edit_history.h"
 #include "store/list_order.h"
 #include "store/store.h"
+
+class QSessionManager;
 
 namespace lumato::app {
 
@@ -82,6 +87,9 @@ class MainWindow : public QMainWindow {
 
     // Asks whether to quit, and does; refused while pictures are transferred.
     void QuitApplication();
+    // The same without a question, as the system asks for it: what the window remembers is kept, and a
+    // download is stopped where that costs nothing.
+    void LeaveUnasked();
     void CloseResource();
 
     // Adds these files, as a batch; folders stand for what is in them.
@@ -91,7 +99,7 @@ class MainWindow : public QMainWindow {
     void SelectFile(const Path& file);
 
     // The list differs from what the frame holds.
-    [[nodiscard]] bool HasUnsavedChanges() const { return m_differs; }
+    [[nodiscard]] static bool HasUnsavedChanges() { return MainThreadOwns() && store::ListDiffers(); }
     [[nodiscard]] bool IsLoading() const { return m_loader.IsLoading(); }
     [[nodiscard]] FrameLink& Link() { return m_link; }
     [[nodiscard]] ControlPanel& Panel() { return *m_panel; }
@@ -107,6 +115,8 @@ class MainWindow : public QMainWindow {
     void ConnectLink();
     void MakeMenus();
     void MakePictureMenu(QMenu* menu);
+    void ShowState();
+    void AskWhatWaits();
     void InitViewLanguage();
     void ShowLanguage(const QString& before);
     void Restore();
@@ -115,10 +125,12 @@ class MainWindow : public QMainWindow {
     // ---- edit_selection.cpp
     void TakeSelection();
     void TakeLoaded(LoadedPicture loaded);
+    void TakeDrop(const std::vector<Path>& files);
     void SelectNextPicture();
     void TakeFrameChange();
     void ForgetFrame();
     void TakeOnlineEnd();
+    void TakeEnd();
     void TakeUpFiles();
 
     // ---- list_handlers.cpp
@@ -127,6 +139,7 @@ class MainWindow : public QMainWindow {
     void MoveSelected(int by);
     void EndMove();
     void SelPicInList(int item);
+    void ShowListed(int item, bool touched);
     void Delete(std::function<void()> work);
     void ShowWhatToDo();
     void ShowNoFrameNotice(bool show);
@@ -142,6 +155,7 @@ class MainWindow : public QMainWindow {
 
     // ---- edit_again.cpp
     void TakeEditAgain(const Path& file, bool selected);
+    [[nodiscard]] bool IsEditingAgain() const { return m_again && m_again->shown; }
     [[nodiscard]] int PositionEditedAgain() const;
     void EndEditAgain();
     void ShowReplacing();
@@ -164,20 +178,18 @@ class MainWindow : public QMainWindow {
 
     // ---- button_handlers.cpp
     // Has a task work with the store, then carry out `then` on the main thread and post the refresh event.
-    bool RunTask(std::function<void()> work, std::function<void()> then = {});
-    // The same with the panel off meanwhile, and a button that stops it.
-    void RunLongTask(std::function<void()> work, std::function<void()> then);
+    void RunTask(WindowState state, std::function<void()> work, std::function<void()> then = {});
     // Opens a question that a task has led to, as soon as the task has let go of the store: the answer may
-    // begin another one.
+    // begin another one. Nobody is asked about a frame that has gone.
     void Ask(QMessageBox* box);
     [[nodiscard]] std::vector<ItemID> CollectBatch();
     void AddEditPicture();
     void ShowBatchRoom(std::size_t pictures);
     void TakeBatch(const picture::BatchReport& report);
     void ShowBatchReport();
-    void TakeListState();
-    void ShowStop(bool possible);
     void ShowPrice();
+    void ShowListChange();
+    void Download(std::function<void(bool written)> then = {});
     void TakeDownload();
     void SelectFileLocation();
     void TakeSaving(const store::SaveReport& report);
@@ -186,7 +198,8 @@ class MainWindow : public QMainWindow {
     void ShowAbout();
     void ShowMessage(const QString& title, const QString& text);
 
-    void TakeQuitAnswer(bool quit);
+    void Leave();
+    void TakeSessionEnd(QSessionManager& session);
 
     WindowOptions m_options;
     Settings m_settings;
@@ -194,6 +207,7 @@ class MainWindow : public QMainWindow {
     ControlPanel* m_panel;
     FrameLink m_link;
     PictureLoader m_loader;
+    LooseThreads m_looks{1};  // at what was dropped
     Desktop m_desktop;
     QElapsedTimer m_downloadTime;
     std::unique_ptr<EditPanel> m_editPanel;
@@ -208,7 +222,8 @@ class MainWindow : public QMainWindow {
 
     std::vector<ItemID> SelPicArrayRef;      // chosen for a batch, the last one first
     std::optional<LoadedPicture> m_waiting;  // arrived while a task owned the edit picture
-    int m_selectedMeanwhile = 0;             // in the list, while a task owned the store
+    std::vector<Path> m_handedOver;          // files from elsewhere, until the window is ready for them
+    QPointer<QMessageBox> m_question;        // waits for the task that led to it
     // A listed picture that the edit picture replaces, once its photograph has been loaded.
     struct Again {
         std::string name;
@@ -218,19 +233,18 @@ class MainWindow : public QMainWindow {
         bool shown = false;
     };
     std::optional<Again> m_again;
-    bool m_addWhenLoaded = false;
-    std::optional<picture::BatchReport> m_leftOut;  // by the last batch, as long as its note stands
-    bool m_adding = false;                          // the edit picture, in a task
-    bool m_moving = false;                          // pictures of the list, likewise
-    int m_placesLeft = 0;                           // that they are to move when that has ended
-    bool m_firstFrame = true;                       // none has been online yet
+    std::optional<picture::BatchReport> m_leftOut;  // by the last batch
+    QString m_leftOutNote;                          // with which it can be looked at
+    int m_placesLeft = 0;    // that pictures of the list are to move when the last move has ended
+    bool m_addNext = false;  // Add was pressed for a picture that is still on its way
+    WindowState m_shownState = WindowState::NoFrame;
+    bool m_leaving = false;  // with the end of the download
     bool m_closed = false;
     store::EditHistory m_edits;
     QAction* m_undoAction = nullptr;
     QAction* m_redoAction = nullptr;
     QAction* m_stopAction = nullptr;
     QAction* m_checkAction = nullptr;  // checked: each download is read back
-    bool m_differs = false;            // the list from what the frame holds, when the last task had ended
 };
 
 }  // namespace lumato::app

@@ -106,6 +106,40 @@ class WindowTest : public WindowFixture {
         QTRY_VERIFY_WITH_TIMEOUT(!m_window->HasUnsavedChanges(), kPatience);
     }
 
+    void notesGoWithTheirCause() {
+        Attach();
+        const QString bad = QStringLiteral("Couldn't Process!");
+        const QString before = Text(kNotesID);
+        for (int time = 0; time < 2; ++time) {  // the second time it is known
+            SelectInBrowser("notes.txt");
+            QTRY_COMPARE_WITH_TIMEOUT(Text(kNotesID), bad, kPatience);
+            QVERIFY(Detail().startsWith(QStringLiteral("notes.txt: ")));
+            Edit("a.png");
+            QTRY_COMPARE_WITH_TIMEOUT(Text(kNotesID), before, kPatience);
+            QVERIFY(Detail().isEmpty());
+        }
+    }
+
+    // Files from elsewhere wait for the end of what runs, all of them; a single one is the one to add then,
+    // whatever is selected in the browser.
+    void filesAreHandedOver() {
+        Attach();
+        SelectInBrowser("b.png");
+        SelectInBrowser("c.png", Qt::ShiftModifier);
+        m_window->ComeForward({Pictures() / "a.png"});
+        QTRY_VERIFY_WITH_TIMEOUT(Find<EditView>(myHIViewID).accessibleDescription().startsWith("a.png"),
+                                 kPatience);
+        Click(kAddButtonID);
+        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 1, kPatience);
+        WaitForPanel();
+        m_window->AddFiles(std::vector<Path>(10, Pictures() / "b.png"));
+        QVERIFY(!MainThreadOwns());
+        m_window->ComeForward({Pictures() / "a.png"});
+        m_window->ComeForward({Pictures() / "c.png"});
+        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 13, kPatience);
+        WaitForPanel();
+    }
+
     // By keys and by dragging; what was moved stays selected, and the frame gets the order.
     void picturesAreMoved() {
         Attach();
