@@ -143,7 +143,8 @@ int Run(QApplication& application) {
         return 1;
     }
 
-    platform::MountedVolumes volumes;
+    // Never destroyed: an unmount that nobody waits for may still be under way.
+    static auto& volumes = *new platform::MountedVolumes;
     UsbWatch usb({.family = std::string(device::kFamily)});
     options.window.hardware = &usb;
     options.window.volumes = &volumes;
@@ -174,8 +175,8 @@ int main(int argc, char** argv) {
     QApplication application(argc, argv);
     lumato::app::ConfigureApplication();
     const int status = lumato::app::Run(application);
-    // A thread that still waits for a disk would outlive what it uses: then everything goes at once. What is to
-    // be kept has been written.
+    // A thread that still waits for a disk would outlive what it uses: then everything goes at once. What is
+    // to be kept has been written.
     if (lumato::app::LooseThreads::AnyRun())
         std::_Exit(status);
     return status;

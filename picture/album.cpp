@@ -44,14 +44,11 @@ void TakeLine(std::string_view line, std::map<std::string, AlbumEntry>& entries)
 Result<void> AppendLine(const Path& file, const std::string& line) {
     const int album = ::open(file.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
     if (album < 0)
-        return Fail(ErrorKind::Unwritable,
-                    file.string() + " cannot be written");
+        return Fail(ErrorKind::Unwritable, file.string() + " cannot be written");
     // In one piece, so that two programs' lines do not mix.
     const bool whole = ::write(album, line.data(), line.size()) == static_cast<ssize_t>(line.size());
     ::close(album);
-    return whole ? Result<void>()
-                 : Fail(ErrorKind::Unwritable,
-                        file.string() + " cannot be written");
+    return whole ? Result<void>() : Fail(ErrorKind::Unwritable, file.string() + " cannot be written");
 }
 
 }  // namespace

@@ -11,6 +11,10 @@ inline constexpr Words kNoRoom{"CANOT_ADD_ANY_MORE_TIPS", "Can't add anymore pic
 inline constexpr Words kCannotEncode{"CANOT_PROCESS_PICS_TIPS", "Couldn't Process the picture!"};
 inline constexpr Words kNoQualityFits{"CANOT_PROCESS_PICS_TIPS", "Couldn't Process the Picture!"};
 inline constexpr Words kSequence{"THE_SEQUENCE_TIPS", "The sequence number:"};
+// With a number each.
+inline constexpr Words kBatchAdded{"BATCH_ADDED", "{} added"};
+inline constexpr Words kBatchRefused{"BATCH_REFUSED", "{} refused"};
+inline constexpr Words kBatchNotTried{"BATCH_NOT_TRIED", "{} not tried"};
 
 // Why a file is no picture.
 inline constexpr Words kCutOff{"CUT_OFF", "cut off: the file ends early"};

@@ -207,35 +207,31 @@ void ShowLast(const Path& file, const Pose& pose, const BatchReport& report) {
         ApplyPose(pose);
 }
 
-Phrase WithNotTried(const Phrase& reason, std::size_t count) {
-    if (count == 0)
-        return reason;
-    return Joined(reason, kSemicolon,
-                  count == 1 ? Phrase("NOT_TRIED_ONE", "1 picture was not tried")
-                             : Phrase("NOT_TRIED_MANY", "{0} pictures were not tried", count));
+// "12 added, 3 refused, 4 not tried"; what is 0 is left out, but for the first number.
+Phrase NumbersOf(const BatchReport& report) {
+    Phrase text(kBatchAdded, report.added.size());
+    if (!report.refused.empty())
+        text = Joined(std::move(text), kComma, Phrase(kBatchRefused, report.refused.size()));
+    if (!report.notTried.empty())
+        text = Joined(std::move(text), kComma, Phrase(kBatchNotTried, report.notTried.size()));
+    return text;
 }
 
-// What a batch that left something out says in the end: the file and the reason that stopped it, or the
-// files that are no pictures.
+// What a batch that left something out says in the end: the numbers, and the reason that stopped it or the
+// first one. A file that was alone has its own note.
 void ShowOutcome(const BatchReport& report) {
+    if (report.refused.empty() && report.notTried.empty())
+        return;
     store::StatusPort* status = store::Store().status;
+    if (report.added.size() + report.refused.size() + report.notTried.size() > 1)
+        status->SetNotes(NumbersOf(report));
     if (report.refused.empty()) {
-        if (!report.notTried.empty())
-            status->SetNoteDetail(
-                WithNotTried(store::FrameOnline() ? kStopped : store::kFrameGone, report.notTried.size()));
+        status->SetNoteDetail(store::FrameOnline() ? kStopped : store::kFrameGone);
         return;
     }
     const BatchReport::Refused& last = report.refused.back();
-    const Phrase reason = About(NameFor(last.file), last.reason.cause);
-    if (!last.unreadable) {
-        status->SetNoteDetail(WithNotTried(reason, report.notTried.size()));
-        return;
-    }
-    const std::size_t others = report.refused.size() - 1;
-    const Phrase more = others == 0   ? Phrase()
-                        : others == 1 ? Phrase("NOT_READ_ONE", "1 more could not be read")
-                                      : Phrase("NOT_READ_MANY", "{0} more could not be read", others);
-    ShowNote(kCannotRead, Joined(reason, kSemicolon, more));
+    const BatchReport::Refused& told = last.unreadable ? report.refused.front() : last;
+    status->SetNoteDetail(About(NameFor(told.file), told.reason.cause));
 }
 
 // Holds the edit view still until the batch has ended, however it ends.

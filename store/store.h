@@ -6,6 +6,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "base/error.h"
 #include "device/comm_usb.h"
@@ -72,6 +73,9 @@ bool TranspotPic();
 // The Delete button: the selected picture (gmyCurrentSelectItem) or the last one, or all when gmyDeleteAll is
 // set.
 void DeletePictures();
+// The pictures at these positions, whatever gmyDeleteAll says; the one that stood behind the first of them
+// becomes the selected one, or the last. Nothing happens where there is none at one of them.
+void DeletePicturesAt(std::vector<int> positions);
 
 // ---- local_files.cpp
 

@@ -11,6 +11,10 @@ QString Localized(std::string_view key, std::string_view defaultText) {
     return QString::fromStdString(text::Localized(key, defaultText));
 }
 
+QString LocalizedWith(const char* key, const char* defaultText, const QString& value) {
+    return Localized(Phrase(key, defaultText, value.toStdString()));
+}
+
 QString Localized(const Phrase& phrase) {
     return QString::fromStdString(text::Localized(phrase));
 }

@@ -16,6 +16,9 @@ namespace lumato::app {
 // The text of `key` in the language chosen, else `defaultText`.
 [[nodiscard]] QString Localized(std::string_view key, std::string_view defaultText);
 
+// The text with `value` in the place of its "{}".
+[[nodiscard]] QString LocalizedWith(const char* key, const char* defaultText, const QString& value);
+
 // What another room says, or a text with values.
 [[nodiscard]] QString Localized(const Phrase& phrase);
 

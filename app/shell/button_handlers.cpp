@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "app/list/batch_report_dialog.h"
 #include "app/parts/app_state.h"
 #include "app/parts/texts.h"
 #include "app/shell/main_window.h"
@@ -192,31 +193,25 @@ void MainWindow::StopWork() {
     store::RequestStop();
 }
 
-void MainWindow::MovePicture(int from, int to) {
-    if (!IsReady() || from == to)
-        return;
-    m_edits.Do(store::Edit::Kind::Move, [=] { store::MovePicture(from, to); });
-    ShowListChange();
-    ShowUndo();
-}
-
-// Beside the button: what pressing it would cost. Of a download that broke off, the price would put the list
-// into its order.
-Phrase MainWindow::ShowPrice() {
-    Phrase price;
-    if (HasUnsavedChanges() && !store::Store().resuming) {
+// What pressing the button would cost. Of a download that broke off, the price would put the list into its
+// order.
+Phrase MainWindow::PriceOfList() {
+    if (!store::Store().resuming) {
         if (const auto cost = store::CostOfDownload())
-            price = TextOf(*cost);
+            return TextOf(*cost);
     }
-    FindControl(this, kDownLoadButtonID)->setToolTip(Localized(price));
-    return price;
+    return {};
 }
 
-// The list has changed by itself, not by a task that says what it did.
+void MainWindow::ShowPrice() {
+    FindControl(this, kDownLoadButtonID)
+        ->setToolTip(Localized(HasUnsavedChanges() ? PriceOfList() : Phrase()));
+}
+
+// What a change of the list comes to; on the thread that owns the store.
 void MainWindow::ShowListChange() {
-    const Phrase price = ShowPrice();
-    if (HasUnsavedChanges())
-        ShowNote("UNSAVED_TIPS", "The list differs from the pictures on the frame.", price);
+    if (store::ListDiffers())
+        ShowNote("UNSAVED_TIPS", "The list differs from the pictures on the frame.", PriceOfList());
     else
         store::ShowNote(store::kPicturesInFrame);
 }
@@ -236,6 +231,11 @@ void MainWindow::TakeBatch(const picture::BatchReport& report) {
         }
     }
     SelPicArrayRef.clear();
+    m_leftOut.reset();
+    if (!report.refused.empty() || !report.notTried.empty())
+        m_leftOut = report;
+    m_leftOutNote = m_panel->Note();
+    findChild<QPushButton*>(QLatin1String(kBatchReportButton))->setVisible(m_leftOut.has_value());
     if (report.couldLower.empty())
         return;
     std::vector<Path> left = report.notTried;
@@ -243,16 +243,13 @@ void MainWindow::TakeBatch(const picture::BatchReport& report) {
     OfferRoom(report.couldLower, std::move(left), {});
 }
 
-void MainWindow::MyDeleteAllCheckBoxHandler(bool on) {
-    if (MainThreadOwns())
-        store::Store().gmyDeleteAll = on;
-}
-
-void MainWindow::MyDelButtonHandler() {
-    if (!IsReady() || store::Store().gmyTotalePictureNum == 0)
+void MainWindow::ShowBatchReport() {
+    if (!m_leftOut)
         return;
-    m_preview->Clear();
-    RunTask(WindowState::Changing, [this] { m_edits.Do(store::Edit::Kind::Delete, store::DeletePictures); });
+    auto* dialog = new BatchReportDialog(*m_leftOut, this);
+    connect(dialog, &BatchReportDialog::Retried, this,
+            [this](const std::vector<Path>& files) { AddFiles(files); });
+    dialog->open();
 }
 
 void MainWindow::MyDownLoadButtonHandler() {

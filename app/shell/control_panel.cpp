@@ -112,10 +112,20 @@ QList<ListedPicture> TakePictures(int count) {
     QList<ListedPicture> pictures;
     const store::FileDataHead* list = store::Store().gmyPictureData.get();
     const store::FileData* record = list != nullptr ? list->sentinel->next : nullptr;
-    for (int i = 0; i < count && record != nullptr; ++i, record = record->next)
-        pictures.append({QString::fromStdString(record->fileName),
-                         store::BitmapPath(store::BitmapName(record->fileName)), record->inFrame == 1,
-                         record->whyNoBitmap, OriginOf(*record)});
+    const store::FrameGeometry& geometry = store::Store().geometry;
+    for (int i = 0; i < count && record != nullptr; ++i, record = record->next) {
+        const auto hash = record->streamHash.value_or(Digest{});
+        pictures.append({.name = QString::fromStdString(record->fileName),
+                         .hash = QByteArray(reinterpret_cast<const char*>(hash.data()),
+                                            static_cast<qsizetype>(hash.size())),
+                         .stream = store::StreamPath(record->fileName),
+                         .bitmap = store::BitmapPath(store::BitmapName(record->fileName)),
+                         .pixels = QSize(geometry.lcdWidth, geometry.lcdHeight),
+                         .bytes = record->picSize,
+                         .inFrame = record->inFrame == 1,
+                         .whyNoPicture = Localized(record->whyNoBitmap),
+                         .origin = OriginOf(*record)});
+    }
     return pictures;
 }
 
@@ -154,6 +164,8 @@ void ControlPanel::SetControlText(ControlId id, const QString& text) {
 void ControlPanel::SetHeadings() {
     if (auto* stop = m_window.findChild<QAbstractButton*>(QLatin1String(kStopButton)))
         stop->setText(Localized("CANCLE_BUTTON", "Cancel"));
+    if (auto* report = m_window.findChild<QAbstractButton*>(QLatin1String(kBatchReportButton)))
+        report->setText(Localized("BATCH_SHOW", "Show…"));
     SetHeading(m_window, "browserHeading", Localized("BROWSER_HEADING", "This computer"));
     SetHeading(m_window, "editHeading", Localized("EDIT_HEADING", "Picture"));
     SetHeading(m_window, "frameHeading", Localized("FRAME_HEADING", "On the frame"));

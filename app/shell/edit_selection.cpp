@@ -107,19 +107,6 @@ void MainWindow::SelectNextPicture() {
     m_loader.LoadFirstPicture(std::move(candidates));
 }
 
-// While a task owns the store, the list's own selection is kept for its end.
-void MainWindow::SelPicInList(int item) {
-    if (!IsReady())
-        return;
-    store::StoreState& store = store::Store();
-    const QList<ListedPicture>& pictures = m_list->Model().Pictures();
-    if (item < 1 || item > pictures.size() || item > store.gmyTotalePictureNum)
-        return;
-    store.gmyCurrentSelectItem = item;
-    m_panel->UpdateInfo();
-    m_preview->ShowFile(pictures[item - 1].bitmap, pictures[item - 1].name);
-}
-
 void MainWindow::TakeFrameChange() {
     m_loader.Forget();
     m_waiting.reset();

@@ -83,21 +83,24 @@ void MainWindow::ConnectControls() {
             [this](const Path& folder) { m_settings.SetFolder(kBrowserFolderSetting, folder); });
     connect(findChild<QPushButton*>(QLatin1String(kStopButton)), &QAbstractButton::clicked, this,
             &MainWindow::StopWork);
-    connect(m_list, &PictureList::ItemMoved, this, &MainWindow::MovePicture);
-    connect(m_list, &PictureList::activated, this, &MainWindow::EditAgain);
-    connect(m_list, &PictureList::ItemSelected, this, &MainWindow::SelPicInList);
+    ConnectList();
     connect(m_list, &PictureList::FilesDropped, this,
             [this](const std::vector<Path>& files) { AddFiles(files); });
     connect(FindControlAs<EditView>(this, myHIViewID), &EditView::FilesDropped, this, &MainWindow::TakeDrop);
 }
 
 void MainWindow::ConnectLink() {
+    auto* report = findChild<QPushButton*>(QLatin1String(kBatchReportButton));
+    connect(report, &QAbstractButton::clicked, this, &MainWindow::ShowBatchReport);
+    // It goes with its note.
+    connect(m_panel, &ControlPanel::NoteShown, report,
+            [this, report] { report->setVisible(m_leftOut && m_panel->Note() == m_leftOutNote); });
     connect(m_panel, &ControlPanel::RefreshPosted, this, &MainWindow::InvalidWindow);
     connect(m_panel, &ControlPanel::ProgressShown, &m_desktop, &Desktop::ShowProgress);
     connect(m_panel, &ControlPanel::RedrawPosted, this, [this] {
         m_editPanel->RedrawEditView();
         if (MainThreadOwns() && store::Store().gmyCurrentSelectItem == 0)
-            m_preview->Clear();
+            m_preview->ForgetListed();
     });
     connect(&m_link, &FrameLink::FrameChanged, this, &MainWindow::TakeFrameChange);
     connect(&m_link, &FrameLink::OnlineEnded, this, &MainWindow::TakeOnlineEnd);
@@ -135,7 +138,7 @@ void MainWindow::MakePictureMenu(QMenu* menu) {
         return m_menus->AddAction(menu, key, text, shortcut, panel, std::move(run));
     };
     add("Add", "Add", QKeySequence("Ctrl+Return"), true, [this] { MyAddButtonHandler(); });
-    QAction* remove = add("Delete", "Delete", QKeySequence::Delete, true, [this] { MyDelButtonHandler(); });
+    QAction* remove = add("Delete", "Delete", QKeySequence::Delete, true, [this] { DeleteSelected(); });
     // In a number's box the key deletes a digit.
     remove->setShortcutContext(Qt::WidgetShortcut);
     m_list->addAction(remove);
@@ -143,13 +146,9 @@ void MainWindow::MakePictureMenu(QMenu* menu) {
     m_list->setContextMenuPolicy(Qt::ActionsContextMenu);
     add("Save_All", "Save ALL", QKeySequence::Save, true, [this] { MyUpLoadButtonHandler(); });
     MakeUndoEntries(menu);
-    const auto move = [this](int by) {
-        const int from = store::Store().gmyCurrentSelectItem;
-        if (IsReady() && from != 0)
-            MovePicture(from, from + by);
-    };
-    add("MOVE_UP", "Move Up", QKeySequence("Alt+Up"), true, [move] { move(-1); });
-    add("MOVE_DOWN", "Move Down", QKeySequence("Alt+Down"), true, [move] { move(1); });
+    add("MOVE_UP", "Move Up", QKeySequence("Alt+Up"), true, [this] { MoveSelected(-1); });
+    add("MOVE_DOWN", "Move Down", QKeySequence("Alt+Down"), true, [this] { MoveSelected(1); });
+    add("PREVIEW_OPEN", "Preview at Frame Size", QKeySequence("F8"), false, [this] { ShowPreviewWindow(); });
     menu->addSeparator();
     add("TURN_LEFT", "Rotate Left", QKeySequence("Ctrl+L"), true, [this] { m_editPanel->TurnBy(-90); });
     add("TURN_RIGHT", "Rotate Right", QKeySequence("Ctrl+R"), true, [this] { m_editPanel->TurnBy(90); });
@@ -214,8 +213,7 @@ void MainWindow::TakeEnd() {
     m_panel->SetDownLoadPrcess(0);
     m_link.ShowLoading(m_loader.IsLoading());
     if (IsReady()) {
-        if (const int selected = m_list->CurrentItem(); selected != store::Store().gmyCurrentSelectItem)
-            SelPicInList(selected);
+        ShowListed(m_list->CurrentItem(), false);
         m_panel->ShowPictureList(store::Store().gmyTotalePictureNum, store::Store().gmyCurrentSelectItem);
     }
     ShowPrice();
@@ -224,6 +222,7 @@ void MainWindow::TakeEnd() {
         TakeLoaded(std::move(*waiting));
     m_addNext = m_addNext && m_loader.IsLoading();
     TakeUpFiles();
+    EndMove();
 }
 
 }  // namespace lumato::app

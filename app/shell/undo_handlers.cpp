@@ -53,7 +53,6 @@ void MainWindow::Redo() {
 void MainWindow::StepTo(Result<void> (Edits::*step)()) {
     if (!IsReady())
         return;
-    m_preview->Clear();
     auto stepped = std::make_shared<Result<void>>();
     RunTask(
         WindowState::Changing, [this, stepped, step] { *stepped = (m_edits.*step)(); },
