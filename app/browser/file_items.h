@@ -64,5 +64,7 @@ std::vector<ItemID> ExpendFolder(FileItems& items, std::vector<FolderEntry> entr
 
 // The mounted volumes with the frame's own left out, and the user's own folder as the second.
 std::vector<ItemID> GetSystemDisk(FileItems& items);
+// What the first two of them are called; empty for others.
+QString NameOfPlace(const Path& root);
 
 }  // namespace lumato::app

@@ -6,6 +6,7 @@
 #include <QLocale>
 #include <QVBoxLayout>
 
+#include "app/parts/mnemonics.h"
 #include "app/parts/texts.h"
 #include "base/printable.h"
 #include "picture/rv512_encoder.h"
@@ -63,6 +64,7 @@ RecoverDialog::RecoverDialog(const Path& statePath, Path folder, QWidget* parent
     column->addWidget(m_list);
     column->addWidget(m_said);
     column->addWidget(buttons);
+    GiveLetters(*this);
 }
 
 // "7. 26 Nov 2026 04:10 – Pictures: 4 – 480 x 234, 4096 KB, my.frame"; the number is that of `lumatoctl

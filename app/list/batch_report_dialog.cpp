@@ -9,6 +9,7 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
+#include "app/parts/mnemonics.h"
 #include "app/parts/texts.h"
 
 namespace lumato::app {
@@ -63,6 +64,7 @@ BatchReportDialog::BatchReportDialog(const picture::BatchReport& report, QWidget
     layout->addWidget(buttons);
     resize(fontMetrics().averageCharWidth() * kLetters, fontMetrics().height() * kLines);
     m_rows->setFocus();
+    GiveLetters(*this);
 }
 
 void BatchReportDialog::Add(const Path& file, const QString& reason) {

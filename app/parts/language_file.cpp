@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 #include <QFile>
+#include <QLocale>
 #include <QRegularExpression>
 #include <QSaveFile>
 #include <QStringConverter>
@@ -42,8 +43,23 @@ void LanguageFile::ProvideDefault() const {
         if (!QFile::exists(own))
             continue;
         text::SetOwnLanguageFile(PathOf(own));
-        if (!QFile::exists(wanted) && QFile::copy(own, wanted))
+        if (!QFile::exists(wanted) && QFile::copy(own, wanted)) {
             QFile::setPermissions(wanted, QFile::permissions(wanted) | QFile::WriteOwner);
+            ChooseDesktops();
+        }
+        return;
+    }
+}
+
+// The first of the user's languages that there is.
+void LanguageFile::ChooseDesktops() const {
+    const QStringList languages = Languages();
+    const QStringList wanted = QLocale::system().uiLanguages();
+    for (const QString& name : wanted) {
+        const QString language = QLocale::languageToString(QLocale(name).language());
+        if (!languages.contains(language))
+            continue;
+        static_cast<void>(Choose(language));  // it stays English
         return;
     }
 }

@@ -15,8 +15,9 @@ class LanguageFile {
   public:
     explicit LanguageFile(Path file) : m_file(std::move(file)) {}
 
-    // Puts the program's own file in its place where there is none yet, and has the program's own give the
-    // texts that an older one lacks; without either, every text keeps its built-in words.
+    // Puts the program's own file in its place where there is none yet, with the desktop's language chosen,
+    // and has the program's own give the texts that an older one lacks; without either, every text keeps its
+    // built-in words.
     void ProvideDefault() const;
 
     // The sections that hold texts, in the order of the file.
@@ -29,6 +30,8 @@ class LanguageFile {
     [[nodiscard]] Result<void> Choose(const QString& language) const;
 
   private:
+    void ChooseDesktops() const;
+
     Path m_file;
 };
 

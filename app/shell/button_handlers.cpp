@@ -6,6 +6,7 @@
 
 #include "app/list/batch_report_dialog.h"
 #include "app/parts/app_state.h"
+#include "app/parts/mnemonics.h"
 #include "app/parts/texts.h"
 #include "app/shell/main_window.h"
 #include "base/printable.h"
@@ -73,6 +74,7 @@ void MainWindow::RunTask(WindowState state, std::function<void()> work, std::fun
 void MainWindow::Ask(QMessageBox* box) {
     delete m_question;
     m_question = box;
+    GiveLetters(*box);
     if (MainThreadOwns())
         AskWhatWaits();
 }

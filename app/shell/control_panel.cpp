@@ -15,6 +15,7 @@
 #include "app/list/preview.h"
 #include "app/parts/detail_label.h"
 #include "app/parts/texts.h"
+#include "app/shell/spoken_note.h"
 #include "picture/picture_state.h"
 #include "store/local_files.h"
 #include "store/picture_count_text.h"
@@ -131,7 +132,8 @@ QList<ListedPicture> TakePictures(int count) {
 
 }  // namespace
 
-ControlPanel::ControlPanel(QMainWindow& window) : QObject(&window), m_window(window) {
+ControlPanel::ControlPanel(QMainWindow& window)
+    : QObject(&window), m_window(window), m_spoken(new SpokenNote(&window)) {
     connect(&m_silenceWatch, &QTimer::timeout, this, &ControlPanel::ShowSilence);
     m_silenceWatch.start(std::chrono::seconds(1));
     m_moment.setSingleShot(true);
@@ -254,6 +256,7 @@ void ControlPanel::ShowNotes() {
     }
     if (auto* detail = m_window.findChild<DetailLabel*>(QLatin1String(kNoteDetail)))
         detail->SetDetail(Localized(said.detail));
+    m_spoken->Say(Localized(Joined(said.note, kColon, said.detail)));
     emit NoteShown();
 }
 

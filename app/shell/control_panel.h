@@ -23,6 +23,8 @@ class QProgressBar;
 
 namespace lumato::app {
 
+class SpokenNote;
+
 // What a note is about. It goes when that is over, and what was said before is said again.
 enum class NoteOf {
     Work,     // what the window does or has done
@@ -102,6 +104,7 @@ class ControlPanel : public QObject, public store::StatusPort {
     void SetAccessibleNames();
 
     QMainWindow& m_window;
+    SpokenNote* m_spoken;
     MainThreadCalls m_calls;
     QTimer m_silenceWatch;
     bool m_silent = false;  // the bar says that the frame is

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "app/parts/app_state.h"
+#include "app/parts/mnemonics.h"
 #include "app/parts/texts.h"
 #include "app/shell/main_window.h"
 #include "base/printable.h"
@@ -69,8 +70,9 @@ void MainWindow::EndEditAgain() {
 
 void MainWindow::ShowReplacing() {
     const bool replaces = IsEditingAgain();
-    FindControlAs<QPushButton>(this, kAddButtonID)
-        ->setText(replaces ? Localized("REPLACE_BUTTON", "Replace") : Localized("Add", "Add"));
+    auto* add = FindControlAs<QPushButton>(this, kAddButtonID);
+    const QString text = replaces ? Localized("REPLACE_BUTTON", "Replace") : Localized("Add", "Add");
+    add->setText(WithLetterOf(text, add->text()));
     if (MainThreadOwns())
         m_stopAction->setEnabled(replaces);
 }

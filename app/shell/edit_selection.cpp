@@ -167,12 +167,9 @@ void MainWindow::ShowNoFrameNotice(bool show) {
 }
 
 void MainWindow::ShowWhatToDo() {
-    const Phrase hint("CONNECT_HINT",
-                      "Connect your photo frame, or attach a virtual one from the Frame menu");
-    m_noFrame->SetText(Localized(hint));
     ShowNoFrameNotice(true);
     store::ShowNote(store::kDeviceNotOnline);
-    m_panel->SetNoteDetail(hint);
+    m_panel->SetNoteDetail(kConnectHint);
 }
 
 }  // namespace lumato::app

@@ -6,10 +6,12 @@
 #include <QLabel>
 #include <QPushButton>
 #include <QScreen>
+#include <QShortcut>
 #include <QSplitter>
 #include <utility>
 
 #include "app/parts/app_state.h"
+#include "app/parts/mnemonics.h"
 #include "app/parts/qt_texts.h"
 #include "app/parts/t_application.h"
 #include "app/parts/t_nib.h"
@@ -130,6 +132,9 @@ void MainWindow::MakeMenus() {
     m_menus->AddAction(help, "HELP_SHORTCUTS", "Keyboard Shortcuts", QKeySequence("Ctrl+?"), false,
                        [this] { ShowShortcuts(); });
     m_menus->AddAction(help, "HELP_ABOUT", "About Lumato", {}, false, [this] { ShowAbout(); });
+    const auto* openMenu = new QShortcut(QKeySequence(Qt::Key_F10), this);
+    connect(openMenu, &QShortcut::activated, this,
+            [this] { menuBar()->setActiveAction(menuBar()->actions().front()); });
 }
 
 void MainWindow::MakePictureMenu(QMenu* menu) {
@@ -164,10 +169,14 @@ void MainWindow::InitViewLanguage() {
     FollowLanguage(LanguageFile::Chosen());
     m_panel->InitViewLanguage();
     ShowReplacing();
-    m_menus->ShowTexts();
+    const QString lettersOfMenus = m_menus->ShowTexts();
     ShowUndo();
     m_frameMenu->ShowTexts();
     m_browser->ShowTexts();
+    m_noFrame->SetText(Localized(kConnectHint));
+    if (MainThreadOwns())  // what is said of each picture
+        m_panel->ShowPictureList(store::Store().gmyTotalePictureNum, store::Store().gmyCurrentSelectItem);
+    GiveLetters(*this, lettersOfMenus);
 }
 
 void MainWindow::Restore() {

@@ -52,6 +52,10 @@ struct WindowOptions {
     std::vector<Path> files;  // taken up once a frame is online: one to edit, several to add
 };
 
+// While there is no frame.
+inline constexpr Words kConnectHint{"CONNECT_HINT",
+                                    "Connect your photo frame, or attach a virtual one from the Frame menu"};
+
 class MainWindow : public QMainWindow {
     Q_OBJECT
 

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "app/parts/app_state.h"
+#include "app/parts/mnemonics.h"
 #include "app/parts/texts.h"
 #include "app/shell/main_window.h"
 #include "store/store.h"
@@ -142,7 +143,7 @@ void MainWindow::ShowShortcuts() {
         const QString keys = entry.action->shortcut().toString(QKeySequence::NativeText);
         if (!keys.isEmpty())
             text += QStringLiteral("<tr><td>%1</td><td>&nbsp;&nbsp;&nbsp;</td><td>%2</td></tr>")
-                        .arg(keys.toHtmlEscaped(), entry.action->text().toHtmlEscaped());
+                        .arg(keys.toHtmlEscaped(), WithoutLetter(entry.action->text()).toHtmlEscaped());
     }
     text +=
         QStringLiteral("<tr><td>←↑→↓</td><td></td><td>%1</td></tr>")
