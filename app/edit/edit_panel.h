@@ -6,6 +6,7 @@
 
 #include <QCheckBox>
 #include <QObject>
+#include <QToolButton>
 #include <array>
 #include <functional>
 
@@ -28,12 +29,19 @@ class EditPanel : public QObject, public picture::EditPort {
 
     void ControlChanged(picture::EditControl control) override;
     void RedrawEditView() override;
+    void ScaleRefused(picture::ScaleLimit limit, int value) override;
     void SelectNextPicture() override;
 
     // The actions of the menus.
     void TurnBy(int degrees);
     void ScaleBy(int percent);
     void SetFitted(bool fitted);
+    void SetFit(picture::Fit fit);
+    void ResetPose();
+
+    void ShowTexts();
+    // The buttons rest with the check box.
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
     // The file of the picture that is being edited, as it may be shown.
     void SetPictureName(const QString& name);
@@ -49,6 +57,13 @@ class EditPanel : public QObject, public picture::EditPort {
     struct Shown {
         int value = 0, minimum = 0, maximum = 0;
     };
+    // The picture may be changed.
+    [[nodiscard]] bool MayChange() const;
+    void ScaleByWheel(int notches, picture::CanvasPoint at);
+    void TakeRect();
+    // What to know of the pose before the picture is added, or why the last change was not taken.
+    [[nodiscard]] QString Remark() const;
+
     // At once on the main thread, otherwise there later.
     void Call(std::function<void()> call);
     [[nodiscard]] static Shown ValuesOf(picture::EditControl control);
@@ -62,6 +77,9 @@ class EditPanel : public QObject, public picture::EditPort {
     EditView* m_editView;
     RectView* m_rectView;
     DetailLabel* m_nameLabel;
+    DetailLabel* m_remarkLabel;
+    QToolButton *m_turnLeft, *m_turnRight, *m_fill, *m_whole, *m_reset;
+    QString m_refusal;
     QString m_name;
     std::function<void()> m_selectNextPicture;
 };

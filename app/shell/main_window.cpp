@@ -178,6 +178,7 @@ void MainWindow::MakePictureMenu(QMenu* menu) {
 void MainWindow::InitViewLanguage() {
     FollowLanguage(LanguageFile::Chosen());
     m_panel->InitViewLanguage();
+    m_editPanel->ShowTexts();
     ShowReplacing();
     m_menus->ShowTexts();
     ShowUndo();
