@@ -76,4 +76,9 @@ double CoverageOf(const MyImage& image, const store::Rect& rect) {
     return std::min(AreaOf(seen) / ((right - left) * (bottom - top)), 1.0);
 }
 
+bool ShowsNothing(const MyImage& image, const store::Rect& rect) {
+    constexpr double kNothing = 1e-6;  // less than half a pixel of any LCD that a window is for
+    return CoverageOf(image, rect) < kNothing;
+}
+
 }  // namespace lumato::picture

@@ -10,5 +10,7 @@ namespace lumato::picture {
 
 // The part of the LCD rectangle that `image` covers, from 0 to 1, exactly. Requires: it has a picture.
 [[nodiscard]] double CoverageOf(const MyImage& image, const store::Rect& rect);
+// Not even a corner of it.
+[[nodiscard]] bool ShowsNothing(const MyImage& image, const store::Rect& rect);
 
 }  // namespace lumato::picture

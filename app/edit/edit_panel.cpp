@@ -35,7 +35,6 @@ picture::ArrowsControl& ControlOf(EditControl control) {
 
 constexpr double kBlack = 0.5;       // more of it is worth a word
 constexpr double kCoarse = 2;        // times its own size
-constexpr double kNothing = 1e-6;    // of the rectangle
 constexpr double kWheelStep = 0.05;  // of the scale
 
 QString Percent(int value) {
@@ -171,10 +170,10 @@ QString EditPanel::Remark() const {
     const picture::MyImage* image = MainThreadOwns() ? picture::Pictures().gmyCGimage.get() : nullptr;
     if (!m_refusal.isEmpty() || image == nullptr)
         return m_refusal;
-    const double covered = picture::CoverageOf(*image, store::Store().gmyDrawrect);
-    if (covered < kNothing)
+    const store::Rect& rect = store::Store().gmyDrawrect;
+    if (picture::ShowsNothing(*image, rect))
         return Localized("POSE_EMPTY", "The frame would show nothing of the picture");
-    if (covered < kBlack)
+    if (picture::CoverageOf(*image, rect) < kBlack)
         return Localized("POSE_BLACK", "More than half of what the frame shows would be black");
     if (static_cast<double>(image->scaleY) > kCoarse)
         return LocalizedWith("POSE_COARSE", "Only {} pixels: the frame would show them coarsely",

@@ -162,7 +162,10 @@ class MainWindow : public QMainWindow {
     // begin another one.
     void Ask(QMessageBox* box);
     [[nodiscard]] std::vector<ItemID> CollectBatch();
+    // Asks first where nothing of the picture would be seen.
     void AddEditPicture();
+    void AskToAddEmpty();
+    void AddAsPosed();
     void ShowBatchRoom(std::size_t pictures);
     void TakeBatch(const picture::BatchReport& report);
     void TakeListState();
