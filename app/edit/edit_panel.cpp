@@ -100,7 +100,7 @@ EditPanel::EditPanel(QWidget* window, std::function<void()> selectNextPicture)
     connect(m_rectView, &RectView::AreaChanged, m_editView, &EditView::ShowArea);
     connect(m_rectView, &RectView::ScaleWanted, this, &EditPanel::ScaleBy);
     m_suitableSize->installEventFilter(this);
-    m_editView->ShowArea(m_rectView->Shown().shown);
+    m_editView->ShowArea(m_rectView->Area());
 }
 
 void EditPanel::Call(std::function<void()> call) {

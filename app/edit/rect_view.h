@@ -29,7 +29,8 @@ class RectView : public QWidget {
     void ShowHint(bool show);
     // While a notice stands over the view there is no hint.
     void MakeRoomForNotice(bool shown);
-    // The part of the canvas that this view shows.
+    // The part of the canvas that both views show, as large as they are.
+    [[nodiscard]] const QRectF& Area() const { return m_area.Get(); }
     [[nodiscard]] Canvas Shown() const { return {QSizeF(size()), m_area.Get()}; }
 
   signals:
