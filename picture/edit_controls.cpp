@@ -22,8 +22,6 @@ void SetScale(MyImage& image, float scale) {
     image.scaleY = scale;
 }
 
-constexpr float kSmallestLimit = 800;
-
 // The edit picture and the LCD that it is fitted to, as the controls turn it.
 struct Fitted {
     int width = static_cast<int>(Pictures().gmyCGimage->image->width);
@@ -231,7 +229,7 @@ void ResetPose() {
 
 float LargestScaledSide(float lcdWidth, float lcdHeight) {
     const bool larger = lcdWidth > kCanvasWidth || lcdHeight > kCanvasHeight;
-    return larger ? 2 * std::max(lcdWidth, lcdHeight) : kSmallestLimit;
+    return larger ? 2 * std::max(lcdWidth, lcdHeight) : kLargestScaledSide;
 }
 
 int LargestScaleNow() {

@@ -77,8 +77,10 @@ void TurnPicture(int degrees);
 void ResetPose();
 
 // What a fitted picture may be scaled to: at most so many percent, and neither side above so many pixels.
-// An LCD that is larger than the canvas would leave no room between the fit and the fixed limit.
+// An LCD that is larger than the canvas would leave no room between the fit and the limit: there it is twice
+// the LCD's longer side.
 inline constexpr int kLargestScaleValue = 999;
+inline constexpr float kLargestScaledSide = 800;
 [[nodiscard]] float LargestScaledSide(float lcdWidth, float lcdHeight);
 // Of the edit picture as it now is, in percent; never below the smallest value.
 [[nodiscard]] int LargestScaleNow();

@@ -23,8 +23,9 @@ double LargestScaleFor(int width, int height, float lcdWidth, float lcdHeight) {
     // value that is set next is not limited.
     if (static_cast<int>(std::min(fillsCanvas * 100, 1000.0F)) == fit)
         return std::max(10.0, static_cast<double>(fillsCanvas));
-    const double largestSide = LargestScaledSide(lcdWidth, lcdHeight);
-    const double largestSet = std::min(kLargestScaleValue / 100.0, largestSide / std::max(width, height));
+    // On an LCD larger than the canvas poses go up to twice its fit, and show what is held one for one.
+    const double largestSet = std::min(kLargestScaleValue / 100.0,
+                                       static_cast<double>(kLargestScaledSide) / std::max(width, height));
     return std::max({fit / 100.0, static_cast<double>(fillsCanvas), largestSet});
 }
 

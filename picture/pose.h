@@ -33,7 +33,8 @@ void ApplyPose(const Pose& pose);
 // percent. Any thread.
 [[nodiscard]] MyImage FittedImage(const BitmapInfo& picture, float lcdWidth, float lcdHeight);
 
-// The largest scale that the controls allow for a picture on an LCD of this size.
+// The largest scale that the controls allow for a picture on an LCD of this size; half of it where the LCD is
+// larger than the canvas, for whoever fits a picture should not wait for pixels that few will ask for.
 [[nodiscard]] ScaleNeeded LargestScale(float lcdWidth, float lcdHeight);
 
 }  // namespace lumato::picture

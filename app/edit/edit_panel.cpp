@@ -76,11 +76,11 @@ EditPanel::EditPanel(QWidget* window, std::function<void()> selectNextPicture)
       m_rectView(FindControlAs<RectView>(window, myHIRectID)),
       m_nameLabel(window->findChild<DetailLabel*>(QStringLiteral("editName"))),
       m_remarkLabel(window->findChild<DetailLabel*>(QStringLiteral("editRemark"))),
-      m_turnLeft(window->findChild<QToolButton*>(QStringLiteral("turnLeft"))),
-      m_turnRight(window->findChild<QToolButton*>(QStringLiteral("turnRight"))),
-      m_fill(window->findChild<QToolButton*>(QStringLiteral("fitFill"))),
-      m_whole(window->findChild<QToolButton*>(QStringLiteral("fitWhole"))),
-      m_reset(window->findChild<QToolButton*>(QStringLiteral("resetPose"))),
+      m_turnLeft(window->findChild<QAbstractButton*>(QStringLiteral("turnLeft"))),
+      m_turnRight(window->findChild<QAbstractButton*>(QStringLiteral("turnRight"))),
+      m_fill(window->findChild<QAbstractButton*>(QStringLiteral("fitFill"))),
+      m_whole(window->findChild<QAbstractButton*>(QStringLiteral("fitWhole"))),
+      m_reset(window->findChild<QAbstractButton*>(QStringLiteral("resetPose"))),
       m_selectNextPicture(std::move(selectNextPicture)) {
     for (std::size_t i = 0; i < m_arrows.size(); ++i) {
         m_arrows[i] = FindControlAs<LittleArrows>(window, kArrowIds[i]);
@@ -90,11 +90,11 @@ EditPanel::EditPanel(QWidget* window, std::function<void()> selectNextPicture)
     m_arrows[1]->setSuffix(QStringLiteral(" %"));
     connect(m_suitableSize, &QCheckBox::toggled, this, &EditPanel::SetFitted);
     connect(m_editView, &EditView::PictureShown, this, &EditPanel::ShowState);
-    connect(m_turnLeft, &QToolButton::clicked, this, [this] { TurnBy(-90); });
-    connect(m_turnRight, &QToolButton::clicked, this, [this] { TurnBy(90); });
-    connect(m_fill, &QToolButton::clicked, this, [this] { SetFit(picture::Fit::Fill); });
-    connect(m_whole, &QToolButton::clicked, this, [this] { SetFit(picture::Fit::Whole); });
-    connect(m_reset, &QToolButton::clicked, this, &EditPanel::ResetPose);
+    connect(m_turnLeft, &QAbstractButton::clicked, this, [this] { TurnBy(-90); });
+    connect(m_turnRight, &QAbstractButton::clicked, this, [this] { TurnBy(90); });
+    connect(m_fill, &QAbstractButton::clicked, this, [this] { SetFit(picture::Fit::Fill); });
+    connect(m_whole, &QAbstractButton::clicked, this, [this] { SetFit(picture::Fit::Whole); });
+    connect(m_reset, &QAbstractButton::clicked, this, &EditPanel::ResetPose);
     connect(m_editView, &EditView::WheelTurned, this, &EditPanel::ScaleByWheel);
     connect(m_rectView, &RectView::RectChanged, this, &EditPanel::TakeRect);
     connect(m_rectView, &RectView::AreaChanged, m_editView, &EditView::ShowArea);
@@ -253,7 +253,7 @@ void EditPanel::ResetPose() {
 }
 
 void EditPanel::ShowTexts() {
-    const auto name = [](QToolButton* button, const QString& text, bool shown) {
+    const auto name = [](QAbstractButton* button, const QString& text, bool shown) {
         if (shown)
             button->setText(text);
         else
@@ -271,7 +271,7 @@ void EditPanel::ShowTexts() {
 
 bool EditPanel::eventFilter(QObject* watched, QEvent* event) {
     if (event->type() == QEvent::EnabledChange) {
-        for (QToolButton* button : {m_turnLeft, m_turnRight, m_fill, m_whole, m_reset})
+        for (QAbstractButton* button : {m_turnLeft, m_turnRight, m_fill, m_whole, m_reset})
             button->setEnabled(m_suitableSize->isEnabled());
     }
     return QObject::eventFilter(watched, event);

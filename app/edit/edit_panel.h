@@ -4,9 +4,9 @@
 // A port that is called by whichever thread owns the edit picture; everything else on the main thread.
 #pragma once
 
+#include <QAbstractButton>
 #include <QCheckBox>
 #include <QObject>
-#include <QToolButton>
 #include <array>
 #include <functional>
 
@@ -78,7 +78,7 @@ class EditPanel : public QObject, public picture::EditPort {
     RectView* m_rectView;
     DetailLabel* m_nameLabel;
     DetailLabel* m_remarkLabel;
-    QToolButton *m_turnLeft, *m_turnRight, *m_fill, *m_whole, *m_reset;
+    QAbstractButton *m_turnLeft, *m_turnRight, *m_fill, *m_whole, *m_reset;
     QString m_refusal;
     QString m_name;
     std::function<void()> m_selectNextPicture;

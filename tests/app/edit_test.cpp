@@ -1,5 +1,5 @@
 // Fitting a picture: what the edit view shows of it, the rectangle and its handles, the fits and the remarks.
-#include <QToolButton>
+#include <QAbstractButton>
 
 #include "app/parts/detail_label.h"
 #include "picture/add_pictures.h"
@@ -29,9 +29,7 @@ class EditTest : public WindowFixture {
     QRect InView() { return View().Shown().ToWidget(OnCanvas(Rect())).toAlignedRect(); }
     using WindowFixture::OnCanvas;
     static QRectF OnCanvas(const store::Rect& rect) { return lumato::app::OnCanvas(rect); }
-    void Press(const char* button) {
-        QTest::mouseClick(m_window->findChild<QToolButton*>(QLatin1String(button)), Qt::LeftButton);
-    }
+    void Press(const char* button) { m_window->findChild<QAbstractButton*>(QLatin1String(button))->click(); }
     QString Remark() { return m_window->findChild<DetailLabel*>(QStringLiteral("editRemark"))->text(); }
 
     // What lies away from an edge has the colour that the frame will show there.
@@ -160,7 +158,7 @@ class EditTest : public WindowFixture {
         Click(kAddButtonID);
         QTRY_COMPARE_WITH_TIMEOUT(Waiting(), 1, kPatience);
         Edit("a.png");
-        QVERIFY(m_window->findChild<QToolButton*>(QStringLiteral("fitFill"))->isChecked());
+        QVERIFY(m_window->findChild<QAbstractButton*>(QStringLiteral("fitFill"))->isChecked());
         m_window->List().setCurrentIndex(m_window->List().model()->index(0, 0));
         QTRY_VERIFY_WITH_TIMEOUT(store::Store().gmyCurrentSelectItem == 1, kPatience);
         m_window->EditAgain();
@@ -169,7 +167,7 @@ class EditTest : public WindowFixture {
         const picture::MyImage& again = *picture::Pictures().gmyCGimage;
         QCOMPARE(again.scaleY, made.scaleY);
         QCOMPARE(again.rotation, made.rotation);
-        QVERIFY(m_window->findChild<QToolButton*>(QStringLiteral("fitWhole"))->isChecked());
+        QVERIFY(m_window->findChild<QAbstractButton*>(QStringLiteral("fitWhole"))->isChecked());
     }
 
     void whatWouldShowNothingIsAskedOnce() {
