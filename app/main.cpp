@@ -3,15 +3,22 @@
 #include <QCommandLineParser>
 #include <QIcon>
 #include <QMessageBox>
+#include <QSocketNotifier>
 #include <QTimer>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <memory>
 #include <optional>
+#include <utility>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 #include "app/frame/usb_watch.h"
 #include "app/parts/language_file.h"
+#include "app/parts/loose_threads.h"
 #include "app/parts/texts.h"
 #include "app/shell/carbon_app.h"
 #include "app/shell/first_window.h"
@@ -95,6 +102,31 @@ void ConfigureApplication() {
     QIcon::setFallbackThemeName(QStringLiteral("Adwaita"));
 }
 
+// Handed from the signal's handler to the event loop.
+int signalPipe[2] = {-1, -1};
+
+extern "C" void TakeSignal(int) {
+    const char one = 1;
+    static_cast<void>(write(signalPipe[1], &one, 1));
+}
+
+// Logging out and shutting down end programs by these: the window leaves in good order.
+std::unique_ptr<QSocketNotifier> LeaveAtSignals(std::function<void()> leave) {
+    if (pipe2(signalPipe, O_CLOEXEC | O_NONBLOCK) != 0)
+        return nullptr;
+    auto notifier = std::make_unique<QSocketNotifier>(signalPipe[0], QSocketNotifier::Read);
+    QObject::connect(notifier.get(), &QSocketNotifier::activated, [leave = std::move(leave)] {
+        char one = 0;
+        if (read(signalPipe[0], &one, 1) == 1)
+            leave();
+    });
+    for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
+        if (std::signal(signal, TakeSignal) == SIG_IGN)
+            std::signal(signal, SIG_IGN);  // whoever started the program wants it so
+    }
+    return notifier;
+}
+
 int Run(QApplication& application) {
     Options options = ParseArguments(application);
     const Result<platform::FolderLock> lock = TakeFolders(options.window);
@@ -111,7 +143,8 @@ int Run(QApplication& application) {
         return 1;
     }
 
-    platform::MountedVolumes volumes;
+    // Never destroyed: an unmount that nobody waits for may still be under way.
+    static auto& volumes = *new platform::MountedVolumes;
     UsbWatch usb({.family = std::string(device::kFamily)});
     options.window.hardware = &usb;
     options.window.volumes = &volumes;
@@ -124,6 +157,7 @@ int Run(QApplication& application) {
         gMainWindowRef = std::make_unique<MainWindow>(std::move(options.window));
         const FirstWindow first(
             home, [&](std::vector<Path> files) { gMainWindowRef->ComeForward(std::move(files)); });
+        const auto asked = LeaveAtSignals([&] { gMainWindowRef->LeaveUnasked(); });
         gMainWindowRef->show();
         QTimer::singleShot(0, gMainWindowRef.get(), [&] { gMainWindowRef->Start(options.frame); });
         status = carbonApp.Run();
@@ -140,5 +174,10 @@ int main(int argc, char** argv) {
     std::signal(SIGXFSZ, SIG_IGN);
     QApplication application(argc, argv);
     lumato::app::ConfigureApplication();
-    return lumato::app::Run(application);
+    const int status = lumato::app::Run(application);
+    // A thread that still waits for a disk would outlive what it uses: then everything goes at once. What is
+    // to be kept has been written.
+    if (lumato::app::LooseThreads::AnyRun())
+        std::_Exit(status);
+    return status;
 }

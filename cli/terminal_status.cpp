@@ -35,6 +35,8 @@ const char* NameOf(store::Phase phase) {
             return "adding";
         case store::Phase::Checking:
             return "checking";
+        case store::Phase::Saving:
+            return "saving";
         default:
             return "writing";
     }

@@ -208,4 +208,18 @@ Result<ParsedStream> ParseStream(ByteSpan stream, int expectedWidth, int expecte
     return parsed;
 }
 
+std::optional<int> QualityOf(ByteSpan stream) {
+    const Result<ParsedStream> parsed = ParseStream(stream, 0, 0);
+    if (!parsed)
+        return std::nullopt;
+    for (int quality = 100; quality >= 1; --quality) {
+        ParsedStream scaled;
+        DefineQuantTable(scaled, 0, ScaleTable(std_luminance_quant_tbl, ScaleFactorOf(quality)));
+        DefineQuantTable(scaled, 1, ScaleTable(std_chrominance_quant_tbl, ScaleFactorOf(quality)));
+        if (scaled.TableDQT == parsed->TableDQT)
+            return quality;
+    }
+    return std::nullopt;
+}
+
 }  // namespace lumato::jpeg

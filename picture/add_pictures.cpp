@@ -33,13 +33,10 @@ class Addition {
     [[nodiscard]] Path Source() const { return store::BitmapPath(m_name); }
 
     Result<AddedPicture> Encode() {
-        const store::FrameGeometry& geometry = m_store.geometry;
-        if (!geometry.whyReadOnly.empty())
-            return RefuseForRoom(kNoRoom, geometry.whyReadOnly);
-        if (m_store.gmyTotalePictureNum > geometry.mostPictures)
-            return RefuseForRoom(
-                kNoRoom, "the frame holds at most " + std::to_string(geometry.mostPictures) + " pictures");
-        return m_store.G_TotalPicNum != 0 && !m_placing.quality ? EncodeWithinShare() : EncodeOnce();
+        const EncodingPlan plan = PlanEncoding(m_placing, m_store.gmyTotalePictureNum);
+        if (!plan.whyNot.empty())
+            return RefuseForRoom(kNoRoom, plan.whyNot);
+        return plan.shared ? EncodeWithinShare(plan) : EncodeOnce(plan);
     }
 
     // Gives the number back.
@@ -94,41 +91,30 @@ class Addition {
         return 0;
     }
 
-    [[nodiscard]] int Free() const {
-        return m_placing.replaces == 0 ? m_store.TotolFlashSizeForPic
-                                       : store::FreeWithout(m_placing.replaces);
-    }
-
-    // A frame that limits its pictures gives each place that is left its share of the space.
-    Result<AddedPicture> EncodeWithinShare() {
-        const int limit = m_store.G_TotalPicNum;
-        const int placesAfter = limit - m_store.gmyTotalePictureNum;
-        const int free = Free();
-        const int budget = placesAfter > 0 ? free / placesAfter : free;
-        int quality = m_store.G_PicQuality;
+    Result<AddedPicture> EncodeWithinShare(const EncodingPlan& plan) {
+        int quality = plan.quality;
         const int size = m_encoder.EnCodeWithin(Source(), store::StreamPath(m_name), Width(), Height(),
-                                                quality, kQualityStep, budget, m_store.G_YValue);
+                                                quality, kQualityStep, plan.room, m_store.G_YValue);
         Pictures().G_CurQuanlity = quality;
         if (size <= 0)
             return Refuse(kCannotEncode, m_encoder.LastError());
-        if (size <= budget)
+        if (size <= plan.room)
             return AddedPicture{m_name, size, quality};
         return RefuseForRoom(kNoQualityFits,
                              "no room: even at the lowest quality it takes " + std::to_string(size) +
-                                 " bytes, and its share of the frame is " + std::to_string(budget));
+                                 " bytes, and its share of the frame is " + std::to_string(plan.room));
     }
 
-    Result<AddedPicture> EncodeOnce() {
-        const int quality = m_placing.quality.value_or(Pictures().G_CurQuanlity);
-        const int size = m_encoder.EnCode(Source(), store::StreamPath(m_name), Width(), Height(), quality,
-                                          m_store.G_YValue);
+    Result<AddedPicture> EncodeOnce(const EncodingPlan& plan) {
+        const int size = m_encoder.EnCode(Source(), store::StreamPath(m_name), Width(), Height(),
+                                          plan.quality, m_store.G_YValue);
         if (size <= 0)
             return Refuse(kCannotEncode, m_encoder.LastError());
-        if (size <= Free())
-            return AddedPicture{m_name, size, quality};
+        if (size <= plan.room)
+            return AddedPicture{m_name, size, plan.quality};
         return RefuseForRoom(store::FrameOnline() ? kNoRoom : store::kDeviceNotOnline,
                              "no room: it takes " + std::to_string(size) + " bytes, and " +
-                                 std::to_string(Free()) + " are free on the frame");
+                                 std::to_string(plan.room) + " are free on the frame");
     }
 
     [[nodiscard]] int Width() const { return static_cast<int>(m_store.gmyLcdWidth); }

@@ -95,11 +95,15 @@ Result<void> CheckLcdSize(int width, int height) {
 
 Result<std::vector<std::uint8_t>> RenderLcdBitmap(const store::Rect& rect) {
     const store::StoreState& store = store::Store();
-    const auto width = static_cast<int>(store.gmyLcdWidth);
-    const auto height = static_cast<int>(store.gmyLcdHeight);
-    LUMATO_TRY_VOID(CheckLcdSize(width, height));
-    LcdSurface lcd(width, height);
-    DrawMyImage(lcd.Get(), rect.x, rect.y, rect.width, rect.height, Pictures().gmyCGimage.get(), false);
+    return RenderLcdBitmap(rect, Pictures().gmyCGimage.get(), static_cast<int>(store.gmyLcdWidth),
+                           static_cast<int>(store.gmyLcdHeight));
+}
+
+Result<std::vector<std::uint8_t>> RenderLcdBitmap(const store::Rect& rect, const MyImage* image, int lcdWidth,
+                                                  int lcdHeight) {
+    LUMATO_TRY_VOID(CheckLcdSize(lcdWidth, lcdHeight));
+    LcdSurface lcd(lcdWidth, lcdHeight);
+    DrawMyImage(lcd.Get(), rect.x, rect.y, rect.width, rect.height, image, false);
     return lcd.BlueGreenRed();
 }
 

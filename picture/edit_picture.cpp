@@ -97,7 +97,8 @@ Result<std::unique_ptr<MyImage>> LoadPicture(const Path& file) {
     PictureState& state = Pictures();
     const store::StoreState& store = store::Store();
     Result<std::unique_ptr<BitmapInfo>> info = ImportForEditView(file, store.gmyLcdWidth, store.gmyLcdHeight);
-    state.gmyCGimagebi = info ? std::move(*info) : std::make_unique<BitmapInfo>();
+    state.gmyCGimagebi =
+        info ? std::shared_ptr<BitmapInfo>(std::move(*info)) : std::make_shared<BitmapInfo>();
     if (!info)
         return tl::unexpected(std::move(info).error());
     return MakeHandle();

@@ -16,6 +16,10 @@ inline constexpr Message kNoRoom{"CANOT_ADD_ANY_MORE_TIPS", "Can't add anymore p
 inline constexpr Message kCannotEncode{"CANOT_PROCESS_PICS_TIPS", "Couldn't Process the picture!"};
 inline constexpr Message kNoQualityFits{"CANOT_PROCESS_PICS_TIPS", "Couldn't Process the Picture!"};
 inline constexpr Message kSequence{"THE_SEQUENCE_TIPS", "The sequence number:"};
+// With a number each.
+inline constexpr Message kBatchAdded{"BATCH_ADDED", "{} added"};
+inline constexpr Message kBatchRefused{"BATCH_REFUSED", "{} refused"};
+inline constexpr Message kBatchNotTried{"BATCH_NOT_TRIED", "{} not tried"};
 
 // In the user's language.
 [[nodiscard]] std::string TextOf(const Message& message);

@@ -206,31 +206,38 @@ void ShowLast(const Path& file, const Pose& pose, const BatchReport& report) {
         ApplyPose(pose);
 }
 
-std::string NotTriedText(std::size_t count) {
-    return count == 0 ? ""
-                      : "; " + std::to_string(count) + (count == 1 ? " picture was" : " pictures were") +
-                            " not tried";
+std::string Numbered(const Message& message, std::size_t number) {
+    std::string text = TextOf(message);
+    if (const std::size_t at = text.find("{}"); at != std::string::npos)
+        text.replace(at, 2, std::to_string(number));
+    return text;
 }
 
-// What a batch that left something out says in the end: the file and the reason that stopped it, or the
-// files that are no pictures.
+// "12 added, 3 refused, 4 not tried"; what is 0 is left out, but for the first number.
+std::string NumbersOf(const BatchReport& report) {
+    std::string text = Numbered(kBatchAdded, report.added.size());
+    if (!report.refused.empty())
+        text += ", " + Numbered(kBatchRefused, report.refused.size());
+    if (!report.notTried.empty())
+        text += ", " + Numbered(kBatchNotTried, report.notTried.size());
+    return text;
+}
+
+// What a batch that left something out says in the end: the numbers, and the reason that stopped it or the
+// first one. A file that was alone has its own note.
 void ShowOutcome(const BatchReport& report) {
+    if (report.refused.empty() && report.notTried.empty())
+        return;
     store::StatusPort* status = store::Store().status;
+    if (report.added.size() + report.refused.size() + report.notTried.size() > 1)
+        status->SetNotes(NumbersOf(report));
     if (report.refused.empty()) {
-        if (!report.notTried.empty())
-            status->SetNoteDetail((store::FrameOnline() ? "stopped" : "the frame is no longer connected") +
-                                  NotTriedText(report.notTried.size()));
+        status->SetNoteDetail(store::FrameOnline() ? "stopped" : "the frame is no longer connected");
         return;
     }
     const BatchReport::Refused& last = report.refused.back();
-    const std::string reason = NameFor(last.file) + ": " + last.reason.cause;
-    if (!last.unreadable) {
-        status->SetNoteDetail(reason + NotTriedText(report.notTried.size()));
-        return;
-    }
-    const std::size_t others = report.refused.size() - 1;
-    ShowNote(kCannotRead,
-             reason + (others == 0 ? "" : "; " + std::to_string(others) + " more could not be read"));
+    const BatchReport::Refused& told = last.unreadable ? report.refused.front() : last;
+    status->SetNoteDetail(NameFor(told.file) + ": " + told.reason.cause);
 }
 
 // Holds the edit view still until the batch has ended, however it ends.

@@ -1,5 +1,6 @@
 #include "base/printable.h"
 #include "store/local_files.h"
+#include "store/progress_meter.h"
 #include "store/saved_copies.h"
 #include "store/store.h"
 
@@ -35,9 +36,14 @@ SaveReport SavePictures(const Path& folder, const SaveName& nameOf) {
     SavedCopies copies;
     const FileDataHead* list = Store().gmyPictureData.get();
     int number = 0;
+    ProgressMeter meter(Phase::Saving, list != nullptr ? list->count : 0, 0);
     for (const FileData* record = list != nullptr ? list->sentinel->next : nullptr; record != nullptr;
          record = record->next) {
-        const std::optional<std::string> name = nameOf(++number, *record);
+        report.stopped = StopRequested();
+        if (report.stopped)
+            break;
+        meter.Reach(++number, 0);
+        const std::optional<std::string> name = nameOf(number, *record);
         if (!name)
             continue;
         Result<void> copied = Copy(*record, folder / *name, copies);

@@ -198,7 +198,9 @@ void DiskBrowser::SelectQuietly(ItemID id) {
     for (FolderColumn* column : m_columns) {
         // One of several that are selected: they stay so.
         const bool selected = std::ranges::binary_search(column->Selected(), id);
-        if (column->Model().IndexOf(id).isValid() && !selected)
+        if (id == kNoItem && column == m_columns.back())
+            column->clearSelection();
+        else if (column->Model().IndexOf(id).isValid() && !selected)
             column->SelectOnly(id);
     }
     m_quiet = false;

@@ -32,6 +32,7 @@ class DiskBrowser : public QScrollArea {
     // The IDs of all selected items, in ascending order.
     [[nodiscard]] std::vector<ItemID> Selected() const;
     // Selects the file, without loading it; what else is selected stays only if the file was selected, too.
+    // kNoItem: no file is selected any more.
     void SelectQuietly(ItemID id);
     // Gives the keyboard to the last column.
     void TakeFocus();

@@ -26,6 +26,7 @@ struct tagFILEITEM {
     std::uint8_t isFolder = 0;
     std::uint8_t firstInFolder = 0;     // listed first when its folder was opened
     std::uint8_t pictureCandidate = 0;  // until the file has failed to load as a picture
+    std::string whyNot{};               // it has: as it is said beside the note
 };
 
 // FileItemArray: the records in the order in which they were listed, which is that of their IDs. A record is

@@ -4,6 +4,7 @@
 #include <QSignalBlocker>
 #include <QThread>
 #include <algorithm>
+#include <chrono>
 #include <utility>
 
 #include "app/parts/app_state.h"
@@ -17,6 +18,7 @@ namespace {
 
 using picture::EditControl;
 
+constexpr std::chrono::milliseconds kMoment{300};
 constexpr std::array kArrowIds = {kRotateArrowID, kScaleArrowXID, kTranlateArrowXID, kTranlateArrowYID};
 
 picture::ArrowsControl& ControlOf(EditControl control) {
@@ -88,6 +90,9 @@ EditPanel::EditPanel(QWidget* window, std::function<void()> selectNextPicture)
     }
     m_arrows[0]->setSuffix(QStringLiteral("°"));
     m_arrows[1]->setSuffix(QStringLiteral(" %"));
+    m_loading.setSingleShot(true);
+    connect(&m_loading, &QTimer::timeout, this,
+            [this] { m_nameLabel->SetDetail(Localized("EDIT_LOADING", "Loading…")); });
     connect(m_suitableSize, &QCheckBox::toggled, this, &EditPanel::SetFitted);
     connect(m_editView, &EditView::PictureShown, this, &EditPanel::ShowState);
     connect(m_turnLeft, &QAbstractButton::clicked, this, [this] { TurnBy(-90); });
@@ -161,11 +166,6 @@ void EditPanel::ScaleRefused(picture::ScaleLimit limit, int value) {
     });
 }
 
-void EditPanel::SetPictureName(const QString& name) {
-    m_name = name;
-    ShowState();
-}
-
 QString EditPanel::Remark() const {
     const picture::MyImage* image = MainThreadOwns() ? picture::Pictures().gmyCGimage.get() : nullptr;
     if (!m_refusal.isEmpty() || image == nullptr)
@@ -184,6 +184,8 @@ QString EditPanel::Remark() const {
 // What is drawn, in words: for those who cannot see it.
 void EditPanel::ShowState() {
     const bool shown = m_editView->ShowsPicture();
+    if (MainThreadOwns())
+        m_name = ShownName(picture::Pictures().editSource);
     m_rectView->ShowHint(!shown);
     m_nameLabel->SetDetail(shown ? m_name : QString());
     const QString remark = shown ? Remark() : QString();
@@ -197,6 +199,15 @@ void EditPanel::ShowState() {
             state << remark;
     }
     m_editView->setAccessibleDescription(state.join(QStringLiteral(", ")));
+}
+
+void EditPanel::ShowLoading(bool loading) {
+    if (loading && !m_loading.isActive())
+        m_loading.start(kMoment);
+    if (!loading) {
+        m_loading.stop();
+        ShowState();
+    }
 }
 
 void EditPanel::ShowAll() {

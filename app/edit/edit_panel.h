@@ -7,6 +7,7 @@
 #include <QAbstractButton>
 #include <QCheckBox>
 #include <QObject>
+#include <QTimer>
 #include <array>
 #include <functional>
 
@@ -43,8 +44,8 @@ class EditPanel : public QObject, public picture::EditPort {
     // The buttons rest with the check box.
     bool eventFilter(QObject* watched, QEvent* event) override;
 
-    // The file of the picture that is being edited, as it may be shown.
-    void SetPictureName(const QString& name);
+    // Says so, should it take longer than a moment.
+    void ShowLoading(bool loading);
 
     // Shows everything as it now is. Requires: the main thread owns the edit picture.
     void ShowAll();
@@ -81,6 +82,7 @@ class EditPanel : public QObject, public picture::EditPort {
     QAbstractButton *m_turnLeft, *m_turnRight, *m_fill, *m_whole, *m_reset;
     QString m_refusal;
     QString m_name;
+    QTimer m_loading;  // runs until its being so is worth a word
     std::function<void()> m_selectNextPicture;
 };
 

@@ -9,8 +9,10 @@
 #include <QTimer>
 #include <QWidget>
 #include <array>
+#include <vector>
 
 #include "app/edit/canvas.h"
+#include "base/file.h"
 #include "picture/bitmap_info.h"
 
 namespace lumato::app {
@@ -38,7 +40,7 @@ class EditView : public QWidget {
     // The view was drawn, with or without a picture.
     void PictureShown(bool shown);
     // Files were dropped onto the view.
-    void FilesDropped(const QList<QUrl>& files);
+    void FilesDropped(const std::vector<Path>& files);
     // The wheel was turned by so many notches, over that point of the canvas.
     void WheelTurned(int notches, picture::CanvasPoint at);
 

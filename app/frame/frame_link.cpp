@@ -11,10 +11,20 @@
 
 namespace lumato::app {
 
+namespace {
+
+// The desktop mounts the frame's volume when it finds the frame, and may do so again.
+void Eject(platform::Volumes* volumes) {
+    if (volumes != nullptr)
+        device::EjectFrameVolumes(*volumes);
+}
+
+}  // namespace
+
 FrameLink::FrameLink(store::StatusPort& status, const Surroundings& surroundings)
     : m_status(status),
       m_volumes(surroundings.volumes),
-      m_buses(m_virtualBus, surroundings.hardware, [this] { EjectFrame(); }) {
+      m_buses(m_virtualBus, surroundings.hardware, [volumes = surroundings.volumes] { Eject(volumes); }) {
     platform::Services& services = platform::CurrentServices();
     services.clock = &m_clock;
     services.bus = &m_buses;
@@ -67,22 +77,29 @@ bool FrameLink::UsesHardware() const {
     return frame != nullptr && (m_virtualFrame == nullptr || frame->Name() != m_virtualFrame->Name());
 }
 
-bool FrameLink::StartTask(std::function<void()> body) {
-    if (!MainThreadOwns() || !store::StartTransfer())
+void FrameLink::Enter(WindowState state) {
+    if (App().state == state)
+        return;
+    App().state = state;
+    emit StateChanged();
+}
+
+bool FrameLink::BeginWork(WindowState work, std::function<void()> body) {
+    if (!IsReady() || !store::StartTransfer())
         return false;
-    App().transferStarted = true;
+    Enter(work);
     m_task = platform::Task(std::move(body));
     return true;
 }
 
-bool FrameLink::StartDownload(std::function<void(bool written)> done, std::function<bool()> prepare) {
-    if (!MainThreadOwns() || !store::BeginDownload())
+bool FrameLink::BeginDownload(std::function<void(bool written)> done, std::function<bool()> prepare) {
+    if (!IsReady() || !store::BeginDownload())
         return false;
-    App().transferStarted = true;
+    Enter(WindowState::Downloading);
     m_task = platform::Task(
         [this, hardware = UsesHardware(), done = std::move(done), prepare = std::move(prepare)] {
             if (hardware)
-                EjectFrame();
+                Eject(m_volumes);
             bool written = false;
             if (!prepare || prepare()) {
                 written = store::TranspotPic();
@@ -95,36 +112,46 @@ bool FrameLink::StartDownload(std::function<void(bool written)> done, std::funct
     return true;
 }
 
-bool FrameLink::TakeBack() {
-    if (m_closed || store::TransferRunning() || App().onlineTasks > 0)
+bool FrameLink::EndWork() {
+    if (m_closed || store::TransferRunning() || m_readings > 0)
         return false;  // the end of what runs now will ask again
-    App().transferStarted = false;
     m_virtualBus.DeliverEvents();
-    return App().onlineTasks == 0 && store::FinishTransfer();
+    if (m_readings > 0)
+        return false;
+    const bool whole = store::FinishTransfer();
+    if (!whole)
+        Enter(device::Link().Attached() == nullptr ? WindowState::NoFrame : WindowState::Refused);
+    else if (!IsReady())
+        Enter(WindowState::Idle);
+    return true;
+}
+
+void FrameLink::ShowLoading(bool loading) {
+    if (IsReady())
+        Enter(loading ? WindowState::Loading : WindowState::Idle);
 }
 
 void FrameLink::BeginOnline() {
-    ++App().onlineTasks;
+    ++m_readings;
     StoreFramePort::BeginOnline();
+    Enter(WindowState::Reading);
 }
 
 void FrameLink::SetFlashOnline(std::shared_ptr<device::AttachedFrame> frame) {
     StoreFramePort::SetFlashOnline(std::move(frame));
     m_calls.Post([this] {
-        --App().onlineTasks;
-        emit OnlineEnded();
+        --m_readings;
+        if (EndWork())
+            emit OnlineEnded();
     });
 }
 
 void FrameLink::SetFlashOffline() {
     StoreFramePort::SetFlashOffline();
+    // A task ends by itself, and the state with it.
+    if (MainThreadOwns())
+        Enter(WindowState::NoFrame);
     m_calls.Post([this] { emit FrameChanged(); });
-}
-
-// Run by tasks. The desktop mounts the frame's volume when it finds the frame, and may do so again.
-void FrameLink::EjectFrame() {
-    if (m_volumes != nullptr)
-        device::EjectFrameVolumes(*m_volumes);
 }
 
 // A frame beside the one that is in use changes nothing.

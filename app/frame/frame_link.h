@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "app/frame/frame_buses.h"
+#include "app/parts/app_state.h"
 #include "app/parts/main_thread_calls.h"
 #include "device/comm_usb.h"
 #include "picture/rv512_encoder.h"
@@ -27,7 +28,7 @@ class FrameLink : public QObject, private store::StoreFramePort {
         platform::Volumes* volumes = nullptr;  // null: there are none
         Path stateFolder;                      // of the journals
     };
-    // What is borrowed outlives this object.
+    // What is borrowed outlives this object, and the volumes every thread: one that unmounts may.
     FrameLink(store::StatusPort& status, const Surroundings& surroundings);
     ~FrameLink() override;
 
@@ -47,16 +48,20 @@ class FrameLink : public QObject, private store::StoreFramePort {
     // A copy of the virtual frame's flash; empty without one.
     [[nodiscard]] std::vector<std::uint8_t> VirtualFlash() const;
 
+    // ---- what the window does: IsReady() -> one of these -> EndWork()
+
     // Hands the store over to a task that runs `body`, which must make a store::TransferOwner that posts the
-    // refresh event. False, and nothing done, while another task runs.
-    [[nodiscard]] bool StartTask(std::function<void()> body);
+    // refresh event. False, and nothing done, unless the window is ready.
+    [[nodiscard]] bool BeginWork(WindowState work, std::function<void()> body);
     // The download: false (with nothing done) when it cannot begin. `done` is told on the main thread how it
     // ended, after the refresh.
-    [[nodiscard]] bool StartDownload(std::function<void(bool written)> done,
+    [[nodiscard]] bool BeginDownload(std::function<void(bool written)> done,
                                      std::function<bool()> prepare = {});
-
-    // Takes the store back after a task's end. True when a frame is online whole and no task runs.
-    [[nodiscard]] bool TakeBack();
+    // Takes the store back after a task's end, whatever has become of the frame. False while another task
+    // runs, whose end will ask again.
+    bool EndWork();
+    // A photograph for the edit view is on its way, or no longer.
+    void ShowLoading(bool loading);
 
     // Ends everything, in the order of a shutdown.
     void CloseResource();
@@ -64,11 +69,13 @@ class FrameLink : public QObject, private store::StoreFramePort {
   signals:
     // A frame has come or gone; the edit picture of before, if any, means nothing to the next one.
     void FrameChanged();
-    // The online task has ended, one way or another.
+    // No frame goes online any more; the one that did is, or is refused.
     void OnlineEnded();
+    // The window does something else now.
+    void StateChanged();
 
   private:
-    void EjectFrame();
+    void Enter(WindowState state);
     void BeginOnline() override;
     void SetFlashOnline(std::shared_ptr<device::AttachedFrame> frame) override;
     void SetFlashOffline() override;
@@ -85,6 +92,7 @@ class FrameLink : public QObject, private store::StoreFramePort {
     platform::BusService* m_virtualFrame = nullptr;
     Path m_flashFile;  // of that one
     platform::Task m_task;
+    int m_readings = 0;  // online tasks whose end the main thread has not yet been told of
     bool m_closed = false;
 };
 

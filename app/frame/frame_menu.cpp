@@ -37,24 +37,24 @@ FrameMenu::FrameMenu(QMenu* menu, MenuBuilder& builder, FrameLink& link, Setting
       m_show(builder.AddAction(menu, "FRAME_SHOW_SCREEN", "Show the Frame's Screen", QKeySequence("F9"),
                                false, [this] { m_screen.show(); })) {
     builder.AddAction(menu, "FRAME_RECOVER", "Recover Pictures…", {}, false, [this] { Recover(); });
-    Refresh();
+    ShowState();
 }
 
-void FrameMenu::Refresh() {
+void FrameMenu::ShowState() {
     const bool attached = m_link.HasVirtualFrame();
     const bool alone = !attached && !m_link.UsesHardware();
     m_attach->setEnabled(alone);
     m_new->setEnabled(alone);
     m_detach->setEnabled(attached);
     m_show->setEnabled(attached);
-    m_screen.Refresh();
+    m_screen.SetWriting(App().state == WindowState::Downloading);
 }
 
 void FrameMenu::Attach(const Path& file) {
     const Result<void> attached = m_link.AttachVirtualFrame(file, m_pace);
     if (!attached)
         ShowProblem(QString::fromStdString(attached.error().message));
-    Refresh();
+    ShowState();
 }
 
 void FrameMenu::ChooseFrame() {

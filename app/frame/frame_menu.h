@@ -23,8 +23,8 @@ class FrameMenu : public QObject {
               QWidget* window);
 
     void ShowTexts() { m_screen.ShowTexts(); }
-    // A virtual frame has come or gone, or its flash has changed.
-    void Refresh();
+    // The window does something else: a virtual frame has come or gone, or its flash has changed.
+    void ShowState();
 
     // Attaches the frame; what stands in its way is shown in a message.
     void Attach(const Path& file);

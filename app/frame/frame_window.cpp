@@ -105,11 +105,25 @@ void FrameWindow::SetPlaying(bool playing) {
         m_slides.stop();
 }
 
+void FrameWindow::SetWriting(bool writing) {
+    m_writing = writing;
+    ShowPicture(m_position);
+}
+
+QString FrameWindow::EmptyText() const {
+    return m_writing ? Localized("FRAME_SCREEN_WRITING", "The frame is being written")
+                     : Localized("FRAME_SCREEN_EMPTY", "There is no picture on the frame");
+}
+
 void FrameWindow::ShowPicture(std::size_t position) {
     if (!isVisible())
         return;
     const int request = ++m_request;
     m_decoder.Clear();
+    if (m_writing) {
+        TakeScreen(request, QImage(), m_position, 0);
+        return;
+    }
     m_decoder.Start([this, request, position, flash = m_readFlash()] {
         const Slide slide = SlideOf(flash, position);
         m_calls.Post(
@@ -123,7 +137,7 @@ void FrameWindow::TakeScreen(int request, const QImage& screen, std::size_t posi
     m_screen = screen;
     m_position = std::max<std::size_t>(position, 1);
     m_count = count;
-    m_picture->Show(screen, Localized("FRAME_SCREEN_EMPTY", "There is no picture on the frame"));
+    m_picture->Show(screen, EmptyText());
     m_previous->setEnabled(count > 1);
     m_next->setEnabled(count > 1);
 }
@@ -135,8 +149,7 @@ void FrameWindow::ShowCaption() {
             QStringLiteral("%1 / %2  ·  %3 %").arg(m_position).arg(m_count).arg(m_picture->Magnification());
     m_caption->setText(caption);
     m_picture->setAccessibleName(windowTitle());
-    m_picture->setAccessibleDescription(
-        m_count > 0 ? caption : Localized("FRAME_SCREEN_EMPTY", "There is no picture on the frame"));
+    m_picture->setAccessibleDescription(m_count > 0 ? caption : EmptyText());
 }
 
 }  // namespace lumato::app

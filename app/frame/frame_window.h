@@ -13,7 +13,7 @@
 #include <functional>
 #include <vector>
 
-#include "app/frame/screen_view.h"
+#include "app/parts/screen_view.h"
 #include "app/parts/main_thread_calls.h"
 #include "app/parts/reader_thread.h"
 
@@ -30,8 +30,8 @@ class FrameWindow : public QDialog {
     ~FrameWindow() override;
 
     void ShowTexts();
-    // Looks at the flash again; the frame may be another one.
-    void Refresh() { ShowPicture(m_position); }
+    // Looks at the flash again; the frame may be another one. What is being written cannot be looked at.
+    void SetWriting(bool writing);
 
     [[nodiscard]] QImage Shown() const { return m_screen; }
 
@@ -44,6 +44,7 @@ class FrameWindow : public QDialog {
     void TakeScreen(int request, const QImage& screen, std::size_t position, std::size_t count);
     void SetPlaying(bool playing);
     void ShowCaption();
+    [[nodiscard]] QString EmptyText() const;
 
     FlashReader m_readFlash;
     MainThreadCalls m_calls;
@@ -54,6 +55,7 @@ class FrameWindow : public QDialog {
     QPushButton* m_previous;
     QPushButton* m_play;
     QPushButton* m_next;
+    bool m_writing = false;
     bool m_sized = false;  // it has been shown
     QImage m_screen;
     std::size_t m_position = 1;

@@ -8,7 +8,11 @@ AppState& App() {
 }
 
 bool MainThreadOwns() {
-    return App().onlineTasks == 0 && !App().transferStarted;
+    return App().state <= WindowState::Loading;
+}
+
+bool IsReady() {
+    return App().state == WindowState::Idle || App().state == WindowState::Loading;
 }
 
 }  // namespace lumato::app

@@ -1,17 +1,32 @@
-// The window's process-wide state, and who owns that of the rooms below.
+// What the window is doing, and with it who owns the state of the rooms below.
 //
-// Main thread only.
+// Main thread only. FrameLink alone changes the state.
 #pragma once
 
 #include "platform/volumes.h"
 
 namespace lumato::app {
 
+// One thing at a time. In the first four the main thread owns the store, the edit picture and the frame; in
+// the others a task does.
+enum class WindowState {
+    NoFrame,      // none is attached
+    Refused,      // one is, and is not worked with; its note says why
+    Idle,         // a frame is online whole
+    Loading,      // so it is, and a photograph for the edit view is on its way
+    Reading,      // a frame goes online
+    Adding,       // the edit picture
+    Changing,     // the list: deleting, taking back, doing again
+    AddingFiles,  // a batch
+    Downloading,
+    Saving,
+    Checking,
+    BackingUp,
+    Restoring,
+};
+
 struct AppState {
-    // Online tasks that were started and whose end the main thread has not yet been told of.
-    int onlineTasks = 0;
-    // A download or a batch was started, and its refresh event has not yet been handled.
-    bool transferStarted = false;
+    WindowState state = WindowState::NoFrame;
     // The computer's, borrowed; null: none. Not those of platform::Services, for the link would unmount the
     // frame's on the main thread; FrameLink has a task do that.
     platform::Volumes* volumes = nullptr;
@@ -23,5 +38,8 @@ AppState& App();
 // the frame. It only becomes false through the main thread's own doing, so that an answer holds until the
 // caller returns to the event loop.
 [[nodiscard]] bool MainThreadOwns();
+
+// True while the user may change the list of a frame: it is online whole, and no task runs.
+[[nodiscard]] bool IsReady();
 
 }  // namespace lumato::app

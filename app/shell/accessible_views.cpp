@@ -5,8 +5,8 @@
 
 #include "app/edit/edit_view.h"
 #include "app/edit/rect_view.h"
-#include "app/frame/screen_view.h"
 #include "app/list/preview.h"
+#include "app/parts/screen_view.h"
 
 namespace lumato::app {
 namespace {

@@ -52,7 +52,7 @@ void MainWindow::MakeBackupMenu(QMenu* menu) {
 }
 
 void MainWindow::ChooseBackup(bool restore) {
-    if (!MainThreadOwns() || !m_panel->IsEnabled() || !store::FrameOnline())
+    if (!IsReady())
         return;
     const QString title =
         restore ? Localized("FRAME_RESTORE", "Restore…") : Localized("FRAME_BACK_UP", "Back Up…");
@@ -89,7 +89,7 @@ void MainWindow::BackUpTo(const Path& file) {
         };
         *written = write();
     };
-    RunLongTask(work, [this, written] {
+    RunTask(WindowState::BackingUp, work, [this, written] {
         if (*written)
             ShowNote("BACKED_UP_TIPS", "The frame is backed up", **written);
         else
@@ -99,14 +99,14 @@ void MainWindow::BackUpTo(const Path& file) {
 
 void MainWindow::ReadBackup(const Path& file) {
     auto read = std::make_shared<Result<backup::Backup>>();
-    RunLongTask([read, file] { *read = backup::ReadBackup(file); },
-                [this, read] {
-                    if (*read)
-                        AskRestore(read);
-                    else
-                        ShowNote("RESTORE_FAILED_TIPS", "The backup could not be restored",
-                                 read->error().message);
-                });
+    RunTask(
+        WindowState::Restoring, [read, file] { *read = backup::ReadBackup(file); },
+        [this, read] {
+            if (*read)
+                AskRestore(read);
+            else
+                ShowNote("RESTORE_FAILED_TIPS", "The backup could not be restored", read->error().message);
+        });
 }
 
 void MainWindow::AskRestore(const std::shared_ptr<Result<backup::Backup>>& read) {
@@ -127,7 +127,7 @@ void MainWindow::AskRestore(const std::shared_ptr<Result<backup::Backup>>& read)
 
 // Fitting pictures anew takes the edit view's place, as a batch does.
 void MainWindow::Restore(const std::shared_ptr<Result<backup::Backup>>& read) {
-    if (!MainThreadOwns() || !m_panel->IsEnabled() || !store::FrameOnline())
+    if (!IsReady())
         return;
     m_loader.Forget();
     m_preview->Clear();
@@ -142,7 +142,7 @@ void MainWindow::Restore(const std::shared_ptr<Result<backup::Backup>>& read) {
         *restored = prepared->Pictures();
         m_edits.Do(store::Edit::Kind::Restore, [&] { prepared->Apply(); });
     };
-    RunLongTask(work, [this, restored] {
+    RunTask(WindowState::Restoring, work, [this, restored] {
         if (*restored)
             ShowNote("RESTORED_TIPS", "The pictures of the backup are in the list", DetailOf(**restored));
         else

@@ -1,13 +1,14 @@
 // The buttons: add, delete, download, save.
 #include <QApplication>
 #include <QFileDialog>
-#include <QTimer>
 #include <algorithm>
 #include <utility>
 
+#include "app/list/batch_report_dialog.h"
 #include "app/parts/app_state.h"
 #include "app/parts/texts.h"
 #include "app/shell/main_window.h"
+#include "base/printable.h"
 #include "picture/coverage.h"
 #include "picture/picture_state.h"
 #include "store/messages.h"
@@ -21,21 +22,29 @@ namespace {
 
 // Who turned to something else meanwhile is told of its end.
 constexpr qint64 kLongDownload = 5000;  // milliseconds
-constexpr int kOwnerLeaves = 10;        // likewise, or less
+
+// The files in a folder, or, where it has none, those in its folders.
+void AppendFilesIn(const Path& folder, int levels, std::vector<Path>& files) {
+    std::vector<FolderEntry> entries = FSGetDirectoryItems(folder, false);
+    const bool hasFiles =
+        std::ranges::any_of(entries, [](const FolderEntry& entry) { return !entry.isFolder; });
+    for (FolderEntry& entry : entries) {
+        if (!entry.isFolder)
+            files.push_back(std::move(entry.path));
+        else if (!hasFiles && levels > 0)
+            AppendFilesIn(entry.path, levels - 1, files);
+    }
+}
 
 // Folders stand for the files that are in them. On the worker: folders can be large.
 std::vector<Path> FilesOf(const std::vector<Path>& dropped) {
     std::vector<Path> files;
     for (const Path& path : dropped) {
         std::error_code ignored;
-        if (!std::filesystem::is_directory(path, ignored)) {
+        if (std::filesystem::is_directory(path, ignored))
+            AppendFilesIn(path, 1, files);
+        else
             files.push_back(path);
-            continue;
-        }
-        for (FolderEntry& entry : FSGetDirectoryItems(path, false)) {
-            if (!entry.isFolder)
-                files.push_back(std::move(entry.path));
-        }
     }
     return files;
 }
@@ -53,29 +62,31 @@ void MainWindow::ShowNote(std::string_view key, std::string_view defaultText, co
     m_panel->SetNoteDetail(detail);
 }
 
-bool MainWindow::RunTask(std::function<void()> work, std::function<void()> then) {
-    return m_link.StartTask([this, work = std::move(work), then = std::move(then)] {
+void MainWindow::RunTask(WindowState state, std::function<void()> work, std::function<void()> then) {
+    static_cast<void>(m_link.BeginWork(state, [this, work = std::move(work), then = std::move(then)] {
         store::TransferOwner owner;
         owner.PostRefresh();
         work();
         if (then)
             m_calls.Post(then);
-    });
+    }));
 }
 
 void MainWindow::Ask(QMessageBox* box) {
+    delete m_question;
+    m_question = box;
     if (MainThreadOwns())
-        box->open();
-    else
-        QTimer::singleShot(kOwnerLeaves, box, [this, box] { Ask(box); });
+        AskWhatWaits();
 }
 
-void MainWindow::RunLongTask(std::function<void()> work, std::function<void()> then) {
-    m_panel->SetControlPanlEnable(false);
-    if (RunTask(std::move(work), std::move(then)))
-        ShowStop(true);
-    else
-        m_panel->SetControlPanlEnable(true);
+void MainWindow::AskWhatWaits() {
+    if (QMessageBox* box = m_question) {
+        m_question = nullptr;
+        if (IsReady())
+            box->open();
+        else
+            delete box;
+    }
 }
 
 // The selected files of the folder that was opened last, from its end.
@@ -95,25 +106,25 @@ std::vector<ItemID> MainWindow::CollectBatch() {
 }
 
 void MainWindow::MyAddButtonHandler() {
-    if (m_adding)
-        m_addWhenLoaded = true;  // pressed twice: the next one is meant
-    if (!MainThreadOwns() || !store::FrameOnline() || !m_panel->IsEnabled())
+    if (App().state == WindowState::Adding)
+        m_addNext = true;  // pressed twice: the next one is meant
+    if (!IsReady())
         return;
     const store::Rect& rect = store::Store().gmyDrawrect;
     if (rect.width == 0 || rect.height == 0)
         return;
     SelPicArrayRef = CollectBatch();
-    if (SelPicArrayRef.size() >= 2 && !m_again) {
-        std::vector<Path> files;
-        for (auto id = SelPicArrayRef.rbegin(); id != SelPicArrayRef.rend(); ++id)
-            files.push_back(m_browser->Items().Find(*id)->spec);
+    std::vector<Path> files;
+    for (auto id = SelPicArrayRef.rbegin(); id != SelPicArrayRef.rend(); ++id)
+        files.push_back(m_browser->Items().Find(*id)->spec);
+    if (files.size() >= 2 && !m_again) {
         AddFiles(std::move(files));
         return;
     }
     SelPicArrayRef.clear();
     // A picture that is still being loaded is the one that was meant.
-    m_addWhenLoaded = m_loader.IsLoading();
-    if (!m_addWhenLoaded)
+    m_addNext = m_loader.IsLoading();
+    if (!m_addNext)
         AddEditPicture();
 }
 
@@ -159,36 +170,42 @@ void MainWindow::AddAsPosed() {
             adding->plan = picture::WouldMakeRoom(adding->source, adding->pose);
     };
     const auto kind = replaces != 0 ? store::Edit::Kind::Replace : store::Edit::Kind::Add;
-    m_adding = RunTask([this, kind, add] { m_edits.Do(kind, add); },
-                       [this, adding] {
-                           m_adding = false;
-                           if (adding->added) {
-                               m_again.reset();
-                               ShowReplacing();
-                           }
-                           OfferRoom(adding->plan, {adding->source}, adding->pose);
-                       });
+    RunTask(
+        WindowState::Adding, [this, kind, add] { m_edits.Do(kind, add); },
+        [this, adding] {
+            if (adding->added) {
+                m_again.reset();
+                ShowReplacing();
+            }
+            OfferRoom(adding->plan, {adding->source}, adding->pose);
+        });
 }
 
 // Whether so many more would fit, as far as the listed ones tell.
 void MainWindow::ShowBatchRoom(std::size_t pictures) {
-    if (MainThreadOwns() && pictures >= 2)
-        m_panel->SetNoteDetail(store::BatchRoomText(static_cast<int>(pictures)));
+    if (!IsReady() || pictures < 2)
+        return;
+    const ControlPanel::NotesAbout about(*m_panel, NoteOf::Picture);
+    m_panel->SetNoteDetail(store::BatchRoomText(static_cast<int>(pictures)));
 }
 
 void MainWindow::AddFiles(std::vector<Path> files, const picture::Pose& pose, picture::Room room) {
-    if (files.empty() || !m_panel->IsEnabled() || !MainThreadOwns() || !store::FrameOnline())
+    if (files.empty() || !IsReady())
         return;
     m_loader.Forget();
     EndEditAgain();
-    ShowBatchRoom(files.size());
     picture::ReleaseSelection();
     auto report = std::make_shared<picture::BatchReport>();
     const auto add = [report, files = std::move(files), pose, room] {
-        *report = picture::ProcessMorePic(FilesOf(files), pose, room);
+        const std::vector<Path> pictures = FilesOf(files);
+        if (pictures.empty())
+            store::ShowNote({"FOLDER_NO_PICTURES", "There are no pictures in the folder"});
+        else
+            *report = picture::ProcessMorePic(pictures, pose, room);
     };
-    RunLongTask([this, add] { m_edits.Do(store::Edit::Kind::Add, add); },
-                [this, report] { TakeBatch(*report); });
+    RunTask(
+        WindowState::AddingFiles, [this, add] { m_edits.Do(store::Edit::Kind::Add, add); },
+        [this, report] { TakeBatch(*report); });
 }
 
 void MainWindow::StopWork() {
@@ -196,38 +213,34 @@ void MainWindow::StopWork() {
         EndEditAgain();
         return;
     }
-    ShowStop(false);
+    m_stopAction->setEnabled(false);
+    findChild<QPushButton*>(QLatin1String(kStopButton))->setVisible(false);
     store::RequestStop();
 }
 
-void MainWindow::ShowStop(bool possible) {
-    m_stopAction->setEnabled(possible || (m_again && m_again->shown));
-    findChild<QPushButton*>(QLatin1String(kStopButton))->setVisible(possible);
-}
-
-void MainWindow::MovePicture(int from, int to) {
-    if (!MainThreadOwns() || !m_panel->IsEnabled() || from == to)
-        return;
-    m_edits.Do(store::Edit::Kind::Move, [=] { store::MovePicture(from, to); });
-    TakeListState();
-    ShowPrice();
-    ShowUndo();
-}
-
-void MainWindow::TakeListState() {
-    m_differs = MainThreadOwns() && store::ListDiffers();
-    // Of a download that broke off, the price would put the list into its order.
-    const bool counts = m_differs && !store::Store().resuming;
-    const auto cost = counts ? store::CostOfDownload() : store::DownloadCost();
-    FindControl(this, kDownLoadButtonID)
-        ->setToolTip(counts && cost ? QString::fromStdString(TextOf(*cost)) : QString());
-}
-
-// What pressing Download would cost.
+// Beside the button: what pressing it would cost. Of a download that broke off, the price would put the list
+// into its order.
 void MainWindow::ShowPrice() {
-    const auto cost = m_differs ? store::CostOfDownload() : store::DownloadCost();
-    if (cost)
-        m_panel->SetNoteDetail(m_differs ? TextOf(*cost) : "");
+    QString price;
+    if (HasUnsavedChanges() && !store::Store().resuming) {
+        if (const auto cost = store::CostOfDownload())
+            price = QString::fromStdString(TextOf(*cost));
+    }
+    FindControl(this, kDownLoadButtonID)->setToolTip(price);
+}
+
+// What a change of the list comes to; on the thread that owns the store.
+void MainWindow::ShowListChange() {
+    if (!store::ListDiffers()) {
+        store::ShowNote(store::kPicturesInFrame);
+        return;
+    }
+    std::string price;
+    if (!store::Store().resuming) {
+        if (const auto cost = store::CostOfDownload())
+            price = TextOf(*cost);
+    }
+    ShowNote("UNSAVED_TIPS", "The list differs from the pictures on the frame.", price);
 }
 
 void MainWindow::TakeBatch(const picture::BatchReport& report) {
@@ -236,11 +249,19 @@ void MainWindow::TakeBatch(const picture::BatchReport& report) {
             continue;
         for (const ItemID id : SelPicArrayRef) {
             tagFILEITEM* item = m_browser->Items().Find(id);
-            if (item != nullptr && item->spec == refused.file)
-                item->pictureCandidate = 0;
+            if (item == nullptr || item->spec != refused.file)
+                continue;
+            item->pictureCandidate = 0;
+            item->whyNot = Printable(refused.file.filename().string()) + ": " +
+                           (refused.reason.cause.empty() ? refused.reason.message : refused.reason.cause);
         }
     }
     SelPicArrayRef.clear();
+    m_leftOut.reset();
+    if (!report.refused.empty() || !report.notTried.empty())
+        m_leftOut = report;
+    m_leftOutNote = m_panel->Note();
+    findChild<QPushButton*>(QLatin1String(kBatchReportButton))->setVisible(m_leftOut.has_value());
     if (report.couldLower.empty())
         return;
     std::vector<Path> left = report.notTried;
@@ -248,25 +269,30 @@ void MainWindow::TakeBatch(const picture::BatchReport& report) {
     OfferRoom(report.couldLower, std::move(left), {});
 }
 
-void MainWindow::MyDeleteAllCheckBoxHandler(bool on) {
-    if (MainThreadOwns())
-        store::Store().gmyDeleteAll = on;
-}
-
-void MainWindow::MyDelButtonHandler() {
-    if (!MainThreadOwns() || !m_panel->IsEnabled() || store::Store().gmyTotalePictureNum == 0)
+void MainWindow::ShowBatchReport() {
+    if (!m_leftOut)
         return;
-    m_preview->Clear();
-    RunTask([this] { m_edits.Do(store::Edit::Kind::Delete, store::DeletePictures); });
+    auto* dialog = new BatchReportDialog(*m_leftOut, this);
+    connect(dialog, &BatchReportDialog::Retried, this,
+            [this](const std::vector<Path>& files) { AddFiles(files); });
+    dialog->open();
 }
 
 void MainWindow::MyDownLoadButtonHandler() {
-    if (!MainThreadOwns())
+    Download();
+}
+
+void MainWindow::Download(std::function<void(bool written)> then) {
+    if (!IsReady())
         return;
     store::Store().checkWritten = m_checkAction->isChecked();
-    if (!m_link.StartDownload([this](bool) { TakeDownload(); }))
+    const auto done = [this, then = std::move(then)](bool written) {
+        TakeDownload();
+        if (then)
+            then(written);
+    };
+    if (!m_link.BeginDownload(done))
         return;
-    ShowStop(true);
     ForgetEdits();
     m_downloadTime.start();
     m_desktop.InhibitSleep(Localized("DOWNLOAD_PICS_TIPS", "Download Pictures(s)"));
@@ -279,7 +305,7 @@ void MainWindow::TakeDownload() {
 }
 
 void MainWindow::MyUpLoadButtonHandler() {
-    if (!MainThreadOwns() || !m_panel->IsEnabled() || !store::FrameOnline())
+    if (!IsReady())
         return;
     if (store::Store().gmyTotalePictureNum < 1)
         ShowNote("NO_PIC_TIPS", "No Pictures");
@@ -301,18 +327,18 @@ void MainWindow::SelectFileLocation() {
 }
 
 void MainWindow::SavePicturesTo(const Path& folder) {
-    if (!m_panel->IsEnabled() || !MainThreadOwns())
-        return;
-    m_panel->SetControlPanlEnable(false);
     auto report = std::make_shared<store::SaveReport>();
-    if (!RunTask([report, folder] { *report = store::SavePictures(folder); },
-                 [this, report] { TakeSaving(*report); }))
-        m_panel->SetControlPanlEnable(true);
+    RunTask(
+        WindowState::Saving, [report, folder] { *report = store::SavePictures(folder); },
+        [this, report] { TakeSaving(*report); });
 }
 
 void MainWindow::TakeSaving(const store::SaveReport& report) {
     if (report.failed.empty()) {
-        store::ShowNote({"SAVED_TIPS", "Pictures saved"}, report.saved);
+        if (report.stopped)
+            store::ShowNote({"SAVING_STOPPED_TIPS", "Stopped. Pictures saved"}, report.saved);
+        else
+            store::ShowNote({"SAVED_TIPS", "Pictures saved"}, report.saved);
         if (!report.replaced.empty())
             m_panel->SetNoteDetail(store::ReplacedText(report));
     } else {

@@ -78,7 +78,7 @@ void MainWindow::MakeCheckMenu(QMenu* menu) {
 }
 
 void MainWindow::CheckPictures() {
-    if (!MainThreadOwns() || !m_panel->IsEnabled() || !store::FrameOnline())
+    if (!IsReady())
         return;
     auto report = std::make_shared<Result<CheckReport>>();
     const auto then = [this, report] {
@@ -90,8 +90,9 @@ void MainWindow::CheckPictures() {
         else
             TakeCheck(**report, CanMend(**report));
     };
+    RunTask(
+        WindowState::Checking, [report] { *report = store::CheckPictures(); }, then);
     ShowNote("CHECKING_TIPS", "Checking the pictures");
-    RunLongTask([report] { *report = store::CheckPictures(); }, then);
 }
 
 void MainWindow::TakeCheck(const CheckReport& report, bool mayMend) {
@@ -124,7 +125,7 @@ void MainWindow::ShowDamaged(const CheckReport& report, bool mayMend) {
 
 // Composing a picture anew takes the edit view's place, as a batch does.
 void MainWindow::MendPictures(const CheckReport& report) {
-    if (!MainThreadOwns() || !m_panel->IsEnabled() || !store::FrameOnline())
+    if (!IsReady())
         return;
     m_loader.Forget();
     ForgetEdits();
@@ -144,8 +145,7 @@ void MainWindow::MendPictures(const CheckReport& report) {
         if (written || (*found && **found == 0))
             TakeCheck(*mended, false);
     };
-    if (m_link.StartDownload(done, prepare))
-        ShowStop(true);
+    static_cast<void>(m_link.BeginDownload(done, prepare));
 }
 
 }  // namespace lumato::app

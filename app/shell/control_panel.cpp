@@ -4,6 +4,7 @@
 #include <QLabel>
 #include <QMainWindow>
 #include <QProgressBar>
+#include <QThread>
 #include <algorithm>
 #include <array>
 #include <utility>
@@ -82,6 +83,7 @@ void SetHeading(QMainWindow& window, const char* name, const QString& text) {
 }
 
 constexpr const char* kPercent = "%p%";
+constexpr std::chrono::seconds kMoment{6};
 
 QString NameOf(store::Phase phase) {
     switch (phase) {
@@ -91,6 +93,8 @@ QString NameOf(store::Phase phase) {
             return Localized("PHASE_ADDING", "Adding");
         case store::Phase::Checking:
             return Localized("PHASE_CHECKING", "Checking");
+        case store::Phase::Saving:
+            return Localized("PHASE_SAVING", "Saving");
         case store::Phase::Writing:
             break;
     }
@@ -108,10 +112,20 @@ QList<ListedPicture> TakePictures(int count) {
     QList<ListedPicture> pictures;
     const store::FileDataHead* list = store::Store().gmyPictureData.get();
     const store::FileData* record = list != nullptr ? list->sentinel->next : nullptr;
-    for (int i = 0; i < count && record != nullptr; ++i, record = record->next)
-        pictures.append({QString::fromStdString(record->fileName),
-                         store::BitmapPath(store::BitmapName(record->fileName)), record->inFrame == 1,
-                         QString::fromStdString(record->whyNoBitmap), OriginOf(*record)});
+    const store::FrameGeometry& geometry = store::Store().geometry;
+    for (int i = 0; i < count && record != nullptr; ++i, record = record->next) {
+        const auto hash = record->streamHash.value_or(Digest{});
+        pictures.append({.name = QString::fromStdString(record->fileName),
+                         .hash = QByteArray(reinterpret_cast<const char*>(hash.data()),
+                                            static_cast<qsizetype>(hash.size())),
+                         .stream = store::StreamPath(record->fileName),
+                         .bitmap = store::BitmapPath(store::BitmapName(record->fileName)),
+                         .pixels = QSize(geometry.lcdWidth, geometry.lcdHeight),
+                         .bytes = record->picSize,
+                         .inFrame = record->inFrame == 1,
+                         .whyNoPicture = QString::fromStdString(record->whyNoBitmap),
+                         .origin = OriginOf(*record)});
+    }
     return pictures;
 }
 
@@ -120,6 +134,11 @@ QList<ListedPicture> TakePictures(int count) {
 ControlPanel::ControlPanel(QMainWindow& window) : QObject(&window), m_window(window) {
     connect(&m_silenceWatch, &QTimer::timeout, this, &ControlPanel::ShowSilence);
     m_silenceWatch.start(std::chrono::seconds(1));
+    m_moment.setSingleShot(true);
+    connect(&m_moment, &QTimer::timeout, this, [this] {
+        m_ofMoment.reset();
+        ShowNotes();
+    });
 }
 
 void ControlPanel::InitViewLanguage() {
@@ -144,6 +163,8 @@ void ControlPanel::SetControlText(ControlId id, const QString& text) {
 void ControlPanel::SetHeadings() {
     if (auto* stop = m_window.findChild<QAbstractButton*>(QLatin1String(kStopButton)))
         stop->setText(Localized("CANCLE_BUTTON", "Cancel"));
+    if (auto* report = m_window.findChild<QAbstractButton*>(QLatin1String(kBatchReportButton)))
+        report->setText(Localized("BATCH_SHOW", "Show…"));
     SetHeading(m_window, "browserHeading", Localized("BROWSER_HEADING", "This computer"));
     SetHeading(m_window, "editHeading", Localized("EDIT_HEADING", "Picture"));
     SetHeading(m_window, "frameHeading", Localized("FRAME_HEADING", "On the frame"));
@@ -185,33 +206,68 @@ void ControlPanel::Post(std::function<void()> call) {
     m_calls.Post(std::move(call));
 }
 
+NoteOf ControlPanel::Subject() const {
+    return QThread::currentThread() == thread() ? m_subject : NoteOf::Work;
+}
+
+// What is said of the work is the last word on everything.
+ControlPanel::Said& ControlPanel::SaidOf(NoteOf subject) {
+    if (subject == NoteOf::Work)
+        return m_said;
+    std::optional<Said>& said = subject == NoteOf::Picture ? m_ofPicture : m_ofMoment;
+    if (!said)
+        said = m_said;
+    return *said;
+}
+
 void ControlPanel::SetNotes(std::string_view text) {
-    Post([this, note = QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()))] {
-        ShowNote(note, {});
+    Post([this, subject = Subject(),
+          note = QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()))] {
+        if (subject == NoteOf::Work)
+            ForgetNotes(NoteOf::Work);
+        SaidOf(subject) = {note, {}};
+        if (subject == NoteOf::Moment)
+            m_moment.start(kMoment);
+        ShowNotes();
     });
 }
 
 void ControlPanel::SetNoteDetail(std::string_view text) {
-    Post([this, reason = QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()))] {
-        ShowNote(Note(), reason);
+    Post([this, subject = Subject(),
+          detail = QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()))] {
+        SaidOf(subject).detail = detail;
+        ShowNotes();
     });
+}
+
+void ControlPanel::ForgetNotes(NoteOf subject) {
+    m_ofPicture.reset();
+    if (subject == NoteOf::Work)
+        m_ofMoment.reset();
+    ShowNotes();
 }
 
 void ControlPanel::TranslateNote(std::function<QString(const QString&)> translate) {
     // Behind the notes that are on their way.
     Post([this, translate = std::move(translate)] {
-        const QString detail = m_window.findChild<DetailLabel*>(QLatin1String(kNoteDetail))->text();
-        ShowNote(translate(Note()), translate(detail));
+        const auto put = [&](Said& said) { said = {translate(said.note), translate(said.detail)}; };
+        put(m_said);
+        if (m_ofPicture)
+            put(*m_ofPicture);
+        if (m_ofMoment)
+            put(*m_ofMoment);
+        ShowNotes();
     });
 }
 
-void ControlPanel::ShowNote(const QString& note, const QString& reason) {
+void ControlPanel::ShowNotes() {
+    const Said& said = m_ofMoment ? *m_ofMoment : m_ofPicture ? *m_ofPicture : m_said;
     if (auto* label = FindControlAs<QLabel>(&m_window, kNotesID)) {
-        label->setText(note);
-        label->setAccessibleName(note);
+        label->setText(said.note);
+        label->setAccessibleName(said.note);
     }
     if (auto* detail = m_window.findChild<DetailLabel*>(QLatin1String(kNoteDetail)))
-        detail->SetDetail(reason);
+        detail->SetDetail(said.detail);
     emit NoteShown();
 }
 
@@ -227,7 +283,7 @@ void ControlPanel::SetDownLoadPrcess(int percent) {
             return;
         m_percent = percent;
         bar->setTextVisible(percent > 0);  // a bar at rest says nothing
-        bar->setValue(std::clamp(percent, 0, 100));
+        ShowBar(std::clamp(percent, 0, 100));
         if (percent == 0)
             m_progress.reset();
         bar->setFormat(ProgressText(*bar));
@@ -242,11 +298,19 @@ void ControlPanel::SetProgress(const store::Progress& progress) {
         if (bar == nullptr || m_silent)
             return;
         if (m_percent == 0) {  // what no percentage is told of has one all the same
-            bar->setValue(std::clamp(static_cast<int>(100 * progress.Done()), 1, 99));
+            ShowBar(std::clamp(static_cast<int>(100 * progress.Done()), 1, 99));
             bar->setTextVisible(true);
         }
         bar->setFormat(ProgressText(*bar));
     });
+}
+
+void ControlPanel::ShowBar(int percent) {
+    auto* bar = FindControlAs<QProgressBar>(&m_window, kDownLoadProcessID);
+    const bool other = bar->value() != percent;
+    bar->setValue(percent);
+    if (other)
+        emit ProgressShown(percent);
 }
 
 // As much as the bar has room for: "31%  Writing 3/12, 14 s".
@@ -330,18 +394,16 @@ void ControlPanel::SetControlPanlEnable(bool enable) {
 }
 
 void ControlPanel::Enable(bool enable) {
+    // A control that is disabled loses the focus, and is to have it back.
+    if (m_enabled && !enable)
+        m_focus = m_window.focusWidget();
     m_enabled = enable;
-    if (!enable && m_window.focusWidget() != nullptr)
-        m_focus = m_window.focusWidget();  // a control that is disabled loses it
     for (const ControlId id : kPanelGroup) {
         if (QWidget* control = FindControl(&m_window, id))
             control->setEnabled(enable);
     }
     if (enable && m_focus != nullptr)
-        m_focus->setFocus();
-    if (enable)
-        m_focus = nullptr;
-    emit Enabled(enable);
+        std::exchange(m_focus, nullptr)->setFocus();
 }
 
 void ControlPanel::InvalidateMyWindow() {

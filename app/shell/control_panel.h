@@ -12,6 +12,7 @@
 #include <QWidget>
 #include <functional>
 #include <optional>
+#include <utility>
 
 #include "app/parts/control_id.h"
 #include "app/parts/main_thread_calls.h"
@@ -21,6 +22,13 @@ class QMainWindow;
 class QProgressBar;
 
 namespace lumato::app {
+
+// What a note is about. It goes when that is over, and what was said before is said again.
+enum class NoteOf {
+    Work,     // what the window does or has done
+    Picture,  // the one selected
+    Moment,   // an answer to what the user just tried
+};
 
 class ControlPanel : public QObject, public store::StatusPort {
     Q_OBJECT
@@ -34,7 +42,23 @@ class ControlPanel : public QObject, public store::StatusPort {
     // Shows no pictures and no space, as there is no frame.
     void ClearInfo();
 
-    // Has the note and its detail put into other words.
+    // While it lives, notes of the main thread are about this; those of tasks are always about the work.
+    class NotesAbout {
+      public:
+        NotesAbout(ControlPanel& panel, NoteOf subject)
+            : m_panel(panel), m_before(std::exchange(panel.m_subject, subject)) {}
+        ~NotesAbout() { m_panel.m_subject = m_before; }
+        NotesAbout(const NotesAbout&) = delete;
+        NotesAbout& operator=(const NotesAbout&) = delete;
+
+      private:
+        ControlPanel& m_panel;
+        NoteOf m_before;
+    };
+    // The selected picture is another one; `NoteOf::Work`: so is the work.
+    void ForgetNotes(NoteOf subject);
+
+    // Has the notes and their details put into other words.
     void TranslateNote(std::function<QString(const QString&)> translate);
 
     // ---- status port
@@ -49,22 +73,29 @@ class ControlPanel : public QObject, public store::StatusPort {
     void RedrawPictures() override;
 
     [[nodiscard]] QString Note() const;
+    // As SetControlPanlEnable(), at once.
+    void Enable(bool enable);
     [[nodiscard]] bool IsEnabled() const { return m_enabled; }
 
   signals:
-    // The panel was enabled or disabled.
-    void Enabled(bool enabled);
     // The refresh event.
     void RefreshPosted();
     // The pictures are to be drawn anew.
     void RedrawPosted();
     // The note or its detail has changed.
     void NoteShown();
+    // The bar shows another percentage; 0: it is at rest.
+    void ProgressShown(int percent);
 
   private:
     void Post(std::function<void()> call);
-    void Enable(bool enable);
-    void ShowNote(const QString& note, const QString& reason);
+    struct Said {
+        QString note, detail;
+    };
+    [[nodiscard]] NoteOf Subject() const;
+    [[nodiscard]] Said& SaidOf(NoteOf subject);
+    void ShowNotes();
+    void ShowBar(int percent);
     void ShowSilence();
     [[nodiscard]] QString ProgressText(const QProgressBar& bar) const;
     void SetPicNumInfo(const QString& text, bool isCurrent);
@@ -83,6 +114,10 @@ class ControlPanel : public QObject, public store::StatusPort {
     int m_quality = 0;  // of the next picture, about, where the frame shares its space out; 0: as it is set
     std::optional<int> m_room;  // for about so many more pictures; nothing: not known
     bool m_enabled = false;
+    Said m_said;  // of the work
+    std::optional<Said> m_ofPicture, m_ofMoment;
+    NoteOf m_subject = NoteOf::Work;  // of the main thread's notes
+    QTimer m_moment;
     QPointer<QWidget> m_focus;  // had the focus when the panel was disabled
 };
 

@@ -43,6 +43,17 @@ void Desktop::AllowSleep() {
     m_inhibition.reset();
 }
 
+// The signal that docks and task bars agree on.
+void Desktop::ShowProgress(int percent) {
+    QDBusMessage update = QDBusMessage::createSignal(QStringLiteral("/lumato"),
+                                                     QStringLiteral("com.canonical.Unity.LauncherEntry"),
+                                                     QStringLiteral("Update"));
+    const QVariantMap entry{{QStringLiteral("progress"), percent / 100.0},
+                            {QStringLiteral("progress-visible"), percent > 0}};
+    update << QStringLiteral("application://lumato.desktop") << entry;
+    QDBusConnection::sessionBus().send(update);
+}
+
 void Desktop::Notify(const QString& title, const QString& text) {
     QDBusMessage call = QDBusMessage::createMethodCall(
         QStringLiteral("org.freedesktop.Notifications"), QStringLiteral("/org/freedesktop/Notifications"),

@@ -1,5 +1,6 @@
-// What the window asks of the desktop: not to sleep during a download, and to tell the user when a long one
-// has ended out of sight. A desktop without these services is asked in vain, and nothing else happens.
+// What the window asks of the desktop: not to sleep during a download, to show on its task bar how far that
+// is, and to tell the user when a long one has ended out of sight. A desktop without these services is asked
+// in vain, and nothing else happens.
 //
 // Main thread only; no call waits for an answer.
 #pragma once
@@ -20,6 +21,9 @@ class Desktop : public QObject {
     // Holds sleep, shutdown and what an idle computer does off until AllowSleep(); `why` is for people.
     void InhibitSleep(const QString& why);
     void AllowSleep();
+
+    // On the program's entry of the task bar; 0: nothing is under way.
+    void ShowProgress(int percent);
 
     void Notify(const QString& title, const QString& text);
 

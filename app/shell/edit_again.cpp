@@ -15,7 +15,7 @@
 namespace lumato::app {
 
 void MainWindow::EditAgain() {
-    if (!MainThreadOwns() || !m_panel->IsEnabled())
+    if (!IsReady())
         return;
     const store::StoreState& store = store::Store();
     const int position = store.gmyCurrentSelectItem;
@@ -33,7 +33,7 @@ void MainWindow::EditAgain() {
     }
     EndEditAgain();
     m_again = Again{record.fileName, made->source, made->pose, original == picture::Original::Changed};
-    m_addWhenLoaded = false;
+    m_addNext = false;
     m_loader.Load({kNoItem, made->source});
 }
 
@@ -55,19 +55,18 @@ void MainWindow::TakeEditAgain(const Path& file, bool selected) {
 
 // 0: none is, or it has left the list.
 int MainWindow::PositionEditedAgain() const {
-    return m_again && m_again->shown ? store::PositionOf(store::Store().gmyPictureData.get(), m_again->name)
-                                     : 0;
+    return IsEditingAgain() ? store::PositionOf(store::Store().gmyPictureData.get(), m_again->name) : 0;
 }
 
 void MainWindow::EndEditAgain() {
-    if (m_again && m_again->shown)
-        m_panel->SetNotes("");
+    if (IsEditingAgain())
+        m_panel->ForgetNotes(NoteOf::Picture);
     m_again.reset();
     ShowReplacing();
 }
 
 void MainWindow::ShowReplacing() {
-    const bool replaces = m_again && m_again->shown;
+    const bool replaces = IsEditingAgain();
     FindControlAs<QPushButton>(this, kAddButtonID)
         ->setText(replaces ? Localized("REPLACE_BUTTON", "Replace") : Localized("Add", "Add"));
     if (MainThreadOwns())

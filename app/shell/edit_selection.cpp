@@ -6,6 +6,7 @@
 #include "app/parts/texts.h"
 #include "app/shell/main_window.h"
 #include "device/comm_usb.h"
+#include "picture/messages.h"
 #include "picture/picture_state.h"
 #include "store/local_files.h"
 #include "store/messages.h"
@@ -15,7 +16,7 @@ namespace lumato::app {
 
 // The last of the files selected in the folder that was opened last is the one to edit.
 void MainWindow::TakeSelection() {
-    if (!MainThreadOwns())
+    if (!IsReady())
         return;
     const std::vector<ItemID> selected = m_browser->Selected();
     const FileItems::Items& items = m_browser->Items().All();
@@ -25,8 +26,9 @@ void MainWindow::TakeSelection() {
             return;
         if (record.isFolder != 0 || !std::ranges::binary_search(selected, record.itemID))
             continue;
-        m_addWhenLoaded = false;
+        m_addNext = false;
         EndEditAgain();
+        m_panel->ForgetNotes(NoteOf::Picture);
         if (selected.size() >= 2)
             ShowBatchRoom(CollectBatch().size());
         if (record.pictureCandidate != 0) {
@@ -34,15 +36,35 @@ void MainWindow::TakeSelection() {
         } else {
             m_loader.Forget();
             picture::ReleaseSelection();
+            const ControlPanel::NotesAbout about(*m_panel, NoteOf::Picture);
+            store::ShowNote(picture::kCannotRead);
+            m_panel->SetNoteDetail(record.whyNot);
         }
         return;
     }
 }
 
+// One that was not chosen in the browser: nothing is selected there any more.
 void MainWindow::SelectFile(const Path& file) {
     EndEditAgain();
-    m_addWhenLoaded = false;
+    m_addNext = false;
+    m_browser->SelectQuietly(kNoItem);
     m_loader.Load({kNoItem, file});
+}
+
+// What is dropped onto the edit view: one file is to be edited, everything else to be added. Whether it is a
+// folder its disk knows, which may take its time.
+void MainWindow::TakeDrop(const std::vector<Path>& files) {
+    if (files.size() != 1) {
+        AddFiles(files);
+        return;
+    }
+    m_looks.Clear();
+    m_looks.Start([this, file = files.front()]() -> LooseThreads::Outcome {
+        std::error_code ignored;
+        const bool isFolder = std::filesystem::is_directory(file, ignored);
+        return [this, file, isFolder] { isFolder ? AddFiles({file}) : SelectFile(file); };
+    });
 }
 
 void MainWindow::TakeLoaded(LoadedPicture loaded) {
@@ -50,20 +72,24 @@ void MainWindow::TakeLoaded(LoadedPicture loaded) {
         m_waiting = std::move(loaded);
         return;
     }
-    if (!m_panel->IsEnabled())
+    if (!IsReady())
         return;
-    m_editPanel->SetPictureName(ShownName(loaded.file));
+    m_panel->ForgetNotes(NoteOf::Picture);
+    const ControlPanel::NotesAbout about(*m_panel, NoteOf::Picture);
+    const std::string whyNot = loaded.picture ? std::string() : Described(loaded.picture.error());
     const bool selected = picture::SelectImported(loaded.file, std::move(loaded.picture)).has_value();
     TakeEditAgain(loaded.file, selected);
     if (tagFILEITEM* item = m_browser->Items().Find(loaded.item);
         item != nullptr && item->spec == loaded.file) {
         m_browser->SelectQuietly(loaded.item);
-        if (selected)
+        if (selected) {
             m_browser->G_CurSelItem = loaded.item;
-        else
+        } else {
             item->pictureCandidate = 0;
+            item->whyNot = ShownName(loaded.file).toStdString() + ": " + whyNot;
+        }
     }
-    if (std::exchange(m_addWhenLoaded, false) && selected)
+    if (std::exchange(m_addNext, false) && selected)
         AddEditPicture();
 }
 
@@ -80,29 +106,11 @@ void MainWindow::SelectNextPicture() {
     m_loader.LoadFirstPicture(std::move(candidates));
 }
 
-void MainWindow::SelPicInList(int item) {
-    m_selectedMeanwhile = MainThreadOwns() ? 0 : item;
-    if (!MainThreadOwns())
-        return;
-    store::StoreState& store = store::Store();
-    const QList<ListedPicture>& pictures = m_list->Model().Pictures();
-    if (item < 1 || item > pictures.size() || item > store.gmyTotalePictureNum)
-        return;
-    store.gmyCurrentSelectItem = item;
-    m_panel->UpdateInfo();
-    m_preview->ShowFile(pictures[item - 1].bitmap, pictures[item - 1].name);
-}
-
 void MainWindow::TakeFrameChange() {
     m_loader.Forget();
     m_waiting.reset();
-    m_selectedMeanwhile = 0;
-    m_addWhenLoaded = false;
-    m_frameMenu->Refresh();
-    ShowNoFrameNotice(device::Link().Attached() == nullptr);
-    if (!MainThreadOwns())
-        return;
-    ForgetFrame();
+    m_addNext = false;
+    ShowState();
 }
 
 // What the window had of a frame that is no longer there, or of the one before this one.
@@ -110,42 +118,34 @@ void MainWindow::ForgetFrame() {
     EndEditAgain();
     ForgetEdits();
     picture::ReleaseSelection();
-    if (device::Link().Attached() == nullptr) {
-        m_differs = false;
+    if (App().state == WindowState::NoFrame) {
         m_preview->Clear();
         m_panel->ClearInfo();
-        ShowWhatToDo();
     }
 }
 
 // A frame of another size may have come: what was in the edit view is fitted anew.
 void MainWindow::TakeOnlineEnd() {
-    if (MainThreadOwns()) {
-        ForgetEdits();
-        EndEditAgain();
-        picture::ReleaseSelection();
-    }
-    InvalidWindow();
-    // Pictures may be back that an earlier download did not bring to the frame.
-    TakeListState();
-    if (!MainThreadOwns() || store::LastConnection() != store::Connection::Online)
+    ForgetFrame();
+    TakeEnd();
+    if (!IsReady())
         return;
     m_panel->UpdateInfo();
-    // Posted, so that it comes after the panel has been enabled.
-    QMetaObject::invokeMethod(
-        this, [this] { TakeUpFiles(); }, Qt::QueuedConnection);
+    if (const QWidget* focus = focusWidget(); focus == nullptr || m_noFrame->isAncestorOf(focus))
+        m_browser->TakeFocus();
+    if (m_handedOver.empty())
+        TakeSelection();
 }
 
+// Several are added, one is for the user to fit.
 void MainWindow::TakeUpFiles() {
-    if (std::exchange(m_firstFrame, false))
-        m_browser->TakeFocus();
-    const std::vector<Path> files = std::exchange(m_options.files, {});
-    if (files.empty())
-        TakeSelection();
-    else if (files.size() == 1)
+    if (!IsReady() || m_handedOver.empty())
+        return;
+    std::vector<Path> files = std::exchange(m_handedOver, {});
+    if (files.size() == 1)
         SelectFile(files.front());
     else
-        AddFiles(files);
+        AddFiles(std::move(files));
 }
 
 void MainWindow::ComeForward(std::vector<Path> files) {
@@ -153,10 +153,8 @@ void MainWindow::ComeForward(std::vector<Path> files) {
     show();
     raise();
     activateWindow();
-    if (!files.empty())
-        m_options.files = std::move(files);
-    if (MainThreadOwns() && m_panel->IsEnabled() && !m_options.files.empty())
-        TakeUpFiles();
+    m_handedOver.insert(m_handedOver.end(), files.begin(), files.end());
+    TakeUpFiles();
 }
 
 void MainWindow::ShowNoFrameNotice(bool show) {

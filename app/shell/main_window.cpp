@@ -1,11 +1,12 @@
 #include "app/shell/main_window.h"
 
 #include <QAbstractButton>
+#include <QApplication>
 #include <QCheckBox>
 #include <QLabel>
 #include <QPushButton>
+#include <QScreen>
 #include <QSplitter>
-#include <QUrl>
 #include <utility>
 
 #include "app/parts/app_state.h"
@@ -55,9 +56,10 @@ MainWindow::MainWindow(WindowOptions options)
     InitViewLanguage();
     ConnectControls();
     ConnectLink();
-    m_panel->SetControlPanlEnable(false);
     m_panel->UpdateInfo();
-    ShowStop(false);
+    m_panel->Enable(false);
+    m_handedOver = std::move(m_options.files);
+    ShowState();
     Restore();
 }
 
@@ -81,43 +83,31 @@ void MainWindow::ConnectControls() {
             [this](const Path& folder) { m_settings.SetFolder(kBrowserFolderSetting, folder); });
     connect(findChild<QPushButton*>(QLatin1String(kStopButton)), &QAbstractButton::clicked, this,
             &MainWindow::StopWork);
-    connect(m_list, &PictureList::ItemMoved, this, &MainWindow::MovePicture);
-    connect(m_list, &PictureList::activated, this, &MainWindow::EditAgain);
-    connect(m_list, &PictureList::ItemSelected, this, &MainWindow::SelPicInList);
-    const auto pathsOf = [](const QList<QUrl>& urls) {
-        std::vector<Path> files;
-        for (const QUrl& url : urls) {
-            if (url.isLocalFile())
-                files.push_back(PathOf(url.toLocalFile()));
-        }
-        return files;
-    };
+    ConnectList();
     connect(m_list, &PictureList::FilesDropped, this,
-            [this, pathsOf](const QList<QUrl>& urls) { AddFiles(pathsOf(urls)); });
-    connect(FindControlAs<EditView>(this, myHIViewID), &EditView::FilesDropped, this,
-            [this, pathsOf](const QList<QUrl>& urls) {
-                const std::vector<Path> files = pathsOf(urls);
-                if (files.size() == 1)
-                    SelectFile(files.front());
-                else
-                    AddFiles(files);
-            });
+            [this](const std::vector<Path>& files) { AddFiles(files); });
+    connect(FindControlAs<EditView>(this, myHIViewID), &EditView::FilesDropped, this, &MainWindow::TakeDrop);
 }
 
 void MainWindow::ConnectLink() {
+    auto* report = findChild<QPushButton*>(QLatin1String(kBatchReportButton));
+    connect(report, &QAbstractButton::clicked, this, &MainWindow::ShowBatchReport);
+    // It goes with its note.
+    connect(m_panel, &ControlPanel::NoteShown, report,
+            [this, report] { report->setVisible(m_leftOut && m_panel->Note() == m_leftOutNote); });
     connect(m_panel, &ControlPanel::RefreshPosted, this, &MainWindow::InvalidWindow);
-    connect(m_panel, &ControlPanel::Enabled, this, [this](bool enabled) {
-        m_menus->EnablePanelActions(enabled);
-        FindControl(this, myHIViewID)->setAcceptDrops(enabled);  // it looks the same, but takes nothing
-        ShowUndo();
-    });
+    connect(m_panel, &ControlPanel::ProgressShown, &m_desktop, &Desktop::ShowProgress);
     connect(m_panel, &ControlPanel::RedrawPosted, this, [this] {
         m_editPanel->RedrawEditView();
         if (MainThreadOwns() && store::Store().gmyCurrentSelectItem == 0)
-            m_preview->Clear();
+            m_preview->ForgetListed();
     });
     connect(&m_link, &FrameLink::FrameChanged, this, &MainWindow::TakeFrameChange);
     connect(&m_link, &FrameLink::OnlineEnded, this, &MainWindow::TakeOnlineEnd);
+    connect(qApp, &QGuiApplication::commitDataRequest, this, &MainWindow::TakeSessionEnd);
+    connect(&m_loader, &PictureLoader::LoadingChanged, this,
+            [this] { m_link.ShowLoading(m_loader.IsLoading()); });
+    connect(&m_link, &FrameLink::StateChanged, this, &MainWindow::ShowState);
 }
 
 void MainWindow::MakeMenus() {
@@ -149,7 +139,7 @@ void MainWindow::MakePictureMenu(QMenu* menu) {
         return m_menus->AddAction(menu, key, text, shortcut, panel, std::move(run));
     };
     add("Add", "Add", QKeySequence("Ctrl+Return"), true, [this] { MyAddButtonHandler(); });
-    QAction* remove = add("Delete", "Delete", QKeySequence::Delete, true, [this] { MyDelButtonHandler(); });
+    QAction* remove = add("Delete", "Delete", QKeySequence::Delete, true, [this] { DeleteSelected(); });
     // In a number's box the key deletes a digit.
     remove->setShortcutContext(Qt::WidgetShortcut);
     m_list->addAction(remove);
@@ -157,13 +147,9 @@ void MainWindow::MakePictureMenu(QMenu* menu) {
     m_list->setContextMenuPolicy(Qt::ActionsContextMenu);
     add("Save_All", "Save ALL", QKeySequence::Save, true, [this] { MyUpLoadButtonHandler(); });
     MakeUndoEntries(menu);
-    const auto move = [this](int by) {
-        const int from = store::Store().gmyCurrentSelectItem;
-        if (MainThreadOwns() && from != 0)
-            MovePicture(from, from + by);
-    };
-    add("MOVE_UP", "Move Up", QKeySequence("Alt+Up"), true, [move] { move(-1); });
-    add("MOVE_DOWN", "Move Down", QKeySequence("Alt+Down"), true, [move] { move(1); });
+    add("MOVE_UP", "Move Up", QKeySequence("Alt+Up"), true, [this] { MoveSelected(-1); });
+    add("MOVE_DOWN", "Move Down", QKeySequence("Alt+Down"), true, [this] { MoveSelected(1); });
+    add("PREVIEW_OPEN", "Preview at Frame Size", QKeySequence("F8"), false, [this] { ShowPreviewWindow(); });
     menu->addSeparator();
     add("TURN_LEFT", "Rotate Left", QKeySequence("Ctrl+L"), true, [this] { m_editPanel->TurnBy(-90); });
     add("TURN_RIGHT", "Rotate Right", QKeySequence("Ctrl+R"), true, [this] { m_editPanel->TurnBy(90); });
@@ -184,7 +170,6 @@ void MainWindow::InitViewLanguage() {
     ShowReplacing();
     m_menus->ShowTexts();
     ShowUndo();
-    m_menus->EnablePanelActions(m_panel->IsEnabled());
     m_frameMenu->ShowTexts();
     m_browser->ShowTexts();
 }
@@ -202,7 +187,9 @@ void MainWindow::Restore() {
     const int letter = fontMetrics().averageCharWidth();
     panes->setSizes({letter * 50, letter * 92, letter * 44});
     panes->setStretchFactor(1, 1);
-    resize(letter * 192, sizeHint().height() * 11 / 10);
+    // With room for what the desktop puts around a window.
+    const QSize most = screen()->availableGeometry().size() - QSize(letter * 2, fontMetrics().height() * 3);
+    resize(QSize(letter * 192, sizeHint().height() * 11 / 10).boundedTo(most));
     restoreGeometry(m_settings.Bytes(kGeometrySetting));
     panes->restoreState(m_settings.Bytes(kPanesSetting));
 }
@@ -225,24 +212,29 @@ void MainWindow::Start(const std::optional<Path>& frame) {
 }
 
 void MainWindow::InvalidWindow() {
-    const bool whole = m_link.TakeBack();
-    if (!MainThreadOwns())
+    if (m_link.EndWork())
+        TakeEnd();
+}
+
+// No task runs any more: what came meanwhile is taken up.
+void MainWindow::TakeEnd() {
+    if (m_leaving) {
+        LeaveUnasked();
         return;
-    m_panel->SetControlPanlEnable(whole);
+    }
     m_panel->SetDownLoadPrcess(0);
-    ShowStop(false);
-    if (!whole) {
-        ForgetFrame();
-    } else {
-        TakeListState();
-        if (m_selectedMeanwhile != 0)
-            SelPicInList(m_selectedMeanwhile);
+    m_link.ShowLoading(m_loader.IsLoading());
+    if (IsReady()) {
+        ShowListed(m_list->CurrentItem(), false);
         m_panel->ShowPictureList(store::Store().gmyTotalePictureNum, store::Store().gmyCurrentSelectItem);
     }
+    ShowPrice();
     m_editPanel->ShowAll();
-    m_frameMenu->Refresh();
-    if (std::optional<LoadedPicture> waiting = std::exchange(m_waiting, std::nullopt); waiting && whole)
+    if (std::optional<LoadedPicture> waiting = std::exchange(m_waiting, std::nullopt); waiting && IsReady())
         TakeLoaded(std::move(*waiting));
+    m_addNext = m_addNext && m_loader.IsLoading();
+    TakeUpFiles();
+    EndMove();
 }
 
 }  // namespace lumato::app

@@ -1,9 +1,10 @@
 // The main window: its controls come from the interface description "main", its handlers stand here.
 //
-// Main thread only. main_window.cpp puts it together, edit_selection.cpp brings pictures into the edit view,
-// button_handlers.cpp has the buttons, edit_again.cpp what is edited once more, undo_handlers.cpp the steps
-// back and forth, check_handlers.cpp the check of what is on the frame, backup_handlers.cpp the frame in one
-// file, quit_application.cpp the way out.
+// Main thread only. main_window.cpp puts it together, window_states.cpp says what each state shows,
+// edit_selection.cpp brings pictures into the edit view, button_handlers.cpp has the buttons,
+// list_handlers.cpp the list and the preview, edit_again.cpp what is edited once more, undo_handlers.cpp the
+// steps back and forth, check_handlers.cpp the check of what is on the frame, backup_handlers.cpp the frame
+// in one file, quit_application.cpp the way out.
 #pragma once
 
 #include <QElapsedTimer>
@@ -20,7 +21,9 @@
 #include "app/frame/frame_link.h"
 #include "app/frame/frame_menu.h"
 #include "app/list/picture_list.h"
-#include "app/list/preview.h"
+#include "app/list/preview_window.h"
+#include "app/parts/app_state.h"
+#include "app/parts/loose_threads.h"
 #include "app/parts/main_thread_calls.h"
 #include "app/parts/menu_builder.h"
 #include "app/parts/settings.h"
@@ -35,6 +38,8 @@
 #include "store/edit_history.h"
 #include "store/list_order.h"
 #include "store/store.h"
+
+class QSessionManager;
 
 namespace lumato::app {
 
@@ -64,8 +69,10 @@ class MainWindow : public QMainWindow {
     void MyUpLoadButtonHandler();
     void Undo();
     void Redo();
-    // Gives the listed picture another place.
-    void MovePicture(int from, int to);
+    // Gives these listed pictures, in their order, the places in front of the one at `before`.
+    void MovePictures(const std::vector<int>& positions, int before);
+    // Takes the selected pictures off the list, or the last one: never all of them for the check box.
+    void DeleteSelected();
     // The selected picture of the list comes into the edit view once more, from its photograph.
     void EditAgain();
     // Asks the download or the batch that runs to end early.
@@ -80,6 +87,9 @@ class MainWindow : public QMainWindow {
 
     // Asks whether to quit, and does; refused while pictures are transferred.
     void QuitApplication();
+    // The same without a question, as the system asks for it: what the window remembers is kept, and a
+    // download is stopped where that costs nothing.
+    void LeaveUnasked();
     void CloseResource();
 
     // Adds these files, as a batch; folders stand for what is in them.
@@ -89,7 +99,7 @@ class MainWindow : public QMainWindow {
     void SelectFile(const Path& file);
 
     // The list differs from what the frame holds.
-    [[nodiscard]] bool HasUnsavedChanges() const { return m_differs; }
+    [[nodiscard]] static bool HasUnsavedChanges() { return MainThreadOwns() && store::ListDiffers(); }
     [[nodiscard]] bool IsLoading() const { return m_loader.IsLoading(); }
     [[nodiscard]] FrameLink& Link() { return m_link; }
     [[nodiscard]] ControlPanel& Panel() { return *m_panel; }
@@ -105,6 +115,8 @@ class MainWindow : public QMainWindow {
     void ConnectLink();
     void MakeMenus();
     void MakePictureMenu(QMenu* menu);
+    void ShowState();
+    void AskWhatWaits();
     void InitViewLanguage();
     void ShowLanguage(const QString& before);
     void Restore();
@@ -113,12 +125,22 @@ class MainWindow : public QMainWindow {
     // ---- edit_selection.cpp
     void TakeSelection();
     void TakeLoaded(LoadedPicture loaded);
+    void TakeDrop(const std::vector<Path>& files);
     void SelectNextPicture();
-    void SelPicInList(int item);
     void TakeFrameChange();
     void ForgetFrame();
     void TakeOnlineEnd();
+    void TakeEnd();
     void TakeUpFiles();
+
+    // ---- list_handlers.cpp
+    void ConnectList();
+    void ShowPreviewWindow();
+    void MoveSelected(int by);
+    void EndMove();
+    void SelPicInList(int item);
+    void ShowListed(int item, bool touched);
+    void Delete(std::function<void()> work);
     void ShowWhatToDo();
     void ShowNoFrameNotice(bool show);
 
@@ -133,6 +155,7 @@ class MainWindow : public QMainWindow {
 
     // ---- edit_again.cpp
     void TakeEditAgain(const Path& file, bool selected);
+    [[nodiscard]] bool IsEditingAgain() const { return m_again && m_again->shown; }
     [[nodiscard]] int PositionEditedAgain() const;
     void EndEditAgain();
     void ShowReplacing();
@@ -155,11 +178,9 @@ class MainWindow : public QMainWindow {
 
     // ---- button_handlers.cpp
     // Has a task work with the store, then carry out `then` on the main thread and post the refresh event.
-    bool RunTask(std::function<void()> work, std::function<void()> then = {});
-    // The same with the panel off meanwhile, and a button that stops it.
-    void RunLongTask(std::function<void()> work, std::function<void()> then);
+    void RunTask(WindowState state, std::function<void()> work, std::function<void()> then = {});
     // Opens a question that a task has led to, as soon as the task has let go of the store: the answer may
-    // begin another one.
+    // begin another one. Nobody is asked about a frame that has gone.
     void Ask(QMessageBox* box);
     [[nodiscard]] std::vector<ItemID> CollectBatch();
     // Asks first where nothing of the picture would be seen.
@@ -168,9 +189,10 @@ class MainWindow : public QMainWindow {
     void AddAsPosed();
     void ShowBatchRoom(std::size_t pictures);
     void TakeBatch(const picture::BatchReport& report);
-    void TakeListState();
-    void ShowStop(bool possible);
+    void ShowBatchReport();
     void ShowPrice();
+    void ShowListChange();
+    void Download(std::function<void(bool written)> then = {});
     void TakeDownload();
     void SelectFileLocation();
     void TakeSaving(const store::SaveReport& report);
@@ -179,7 +201,8 @@ class MainWindow : public QMainWindow {
     void ShowAbout();
     void ShowMessage(const QString& title, const QString& text);
 
-    void TakeQuitAnswer(bool quit);
+    void Leave();
+    void TakeSessionEnd(QSessionManager& session);
 
     WindowOptions m_options;
     Settings m_settings;
@@ -187,6 +210,7 @@ class MainWindow : public QMainWindow {
     ControlPanel* m_panel;
     FrameLink m_link;
     PictureLoader m_loader;
+    LooseThreads m_looks{1};  // at what was dropped
     Desktop m_desktop;
     QElapsedTimer m_downloadTime;
     std::unique_ptr<EditPanel> m_editPanel;
@@ -195,12 +219,14 @@ class MainWindow : public QMainWindow {
     DiskBrowser* m_browser = nullptr;
     PictureList* m_list = nullptr;
     Preview* m_preview = nullptr;
+    PreviewWindow* m_previewWindow = nullptr;  // once it was asked for
     NoFrameNotice* m_noFrame = nullptr;
     QPointer<QMessageBox> m_quitQuestion;
 
     std::vector<ItemID> SelPicArrayRef;      // chosen for a batch, the last one first
     std::optional<LoadedPicture> m_waiting;  // arrived while a task owned the edit picture
-    int m_selectedMeanwhile = 0;             // in the list, while a task owned the store
+    std::vector<Path> m_handedOver;          // files from elsewhere, until the window is ready for them
+    QPointer<QMessageBox> m_question;        // waits for the task that led to it
     // A listed picture that the edit picture replaces, once its photograph has been loaded.
     struct Again {
         std::string name;
@@ -210,16 +236,18 @@ class MainWindow : public QMainWindow {
         bool shown = false;
     };
     std::optional<Again> m_again;
-    bool m_addWhenLoaded = false;
-    bool m_adding = false;     // the edit picture, in a task
-    bool m_firstFrame = true;  // none has been online yet
+    std::optional<picture::BatchReport> m_leftOut;  // by the last batch
+    QString m_leftOutNote;                          // with which it can be looked at
+    int m_placesLeft = 0;    // that pictures of the list are to move when the last move has ended
+    bool m_addNext = false;  // Add was pressed for a picture that is still on its way
+    WindowState m_shownState = WindowState::NoFrame;
+    bool m_leaving = false;  // with the end of the download
     bool m_closed = false;
     store::EditHistory m_edits;
     QAction* m_undoAction = nullptr;
     QAction* m_redoAction = nullptr;
     QAction* m_stopAction = nullptr;
     QAction* m_checkAction = nullptr;  // checked: each download is read back
-    bool m_differs = false;            // the list from what the frame holds, when the last task had ended
 };
 
 }  // namespace lumato::app

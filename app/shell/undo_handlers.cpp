@@ -51,15 +51,15 @@ void MainWindow::Redo() {
 }
 
 void MainWindow::StepTo(Result<void> (Edits::*step)()) {
-    if (!MainThreadOwns() || !m_panel->IsEnabled())
+    if (!IsReady())
         return;
-    m_preview->Clear();
     auto stepped = std::make_shared<Result<void>>();
-    RunTask([this, stepped, step] { *stepped = (m_edits.*step)(); },
-            [this, stepped] {
-                if (!*stepped)
-                    ShowNote("UNDO_FAILED_TIPS", "This could not be undone", stepped->error().message);
-            });
+    RunTask(
+        WindowState::Changing, [this, stepped, step] { *stepped = (m_edits.*step)(); },
+        [this, stepped] {
+            if (!*stepped)
+                ShowNote("UNDO_FAILED_TIPS", "This could not be undone", stepped->error().message);
+        });
 }
 
 void MainWindow::ForgetEdits() {
@@ -68,7 +68,7 @@ void MainWindow::ForgetEdits() {
 }
 
 void MainWindow::ShowUndo() {
-    const bool possible = MainThreadOwns() && m_panel->IsEnabled();
+    const bool possible = IsReady();
     ShowStep(*m_undoAction, Localized("UNDO", "Undo"), possible ? m_edits.Undoable() : std::nullopt);
     ShowStep(*m_redoAction, Localized("REDO", "Redo"), possible ? m_edits.Redoable() : std::nullopt);
 }

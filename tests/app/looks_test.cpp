@@ -12,6 +12,7 @@
 
 #include "app/frame/new_frame_dialog.h"
 #include "app/parts/detail_label.h"
+#include "app/parts/file_urls.h"
 #include "picture/picture_state.h"
 #include "tests/app/window_support.h"
 
@@ -81,7 +82,7 @@ class LooksTest : public WindowFixture {
         QMimeData data;
         QList<QUrl> urls;
         for (const Path& file : files)
-            urls.append(QUrl::fromLocalFile(FromPath(file)));
+            urls.append(UrlOf(file));
         data.setUrls(urls);
         const QPointF at = QRectF(target.rect()).center();
         QDragEnterEvent enter(at.toPoint(), Qt::CopyAction, &data, Qt::LeftButton, {});
@@ -89,9 +90,10 @@ class LooksTest : public WindowFixture {
         QCoreApplication::sendEvent(&target, &enter);
         if (!enter.isAccepted())
             return false;
-        QDropEvent drop(at, Qt::CopyAction, &data, Qt::LeftButton, {});
+        QDropEvent drop(at, Qt::CopyAction | Qt::MoveAction, &data, Qt::LeftButton, {});
+        drop.setDropAction(Qt::MoveAction);  // then the other program would delete its files
         QCoreApplication::sendEvent(&target, &drop);
-        return drop.isAccepted();
+        return drop.isAccepted() && drop.dropAction() == Qt::CopyAction;
     }
 
   private slots:
@@ -211,7 +213,21 @@ class LooksTest : public WindowFixture {
         QTRY_VERIFY_WITH_TIMEOUT(view.ShowsPicture(), kPatience);
         QVERIFY(view.accessibleDescription().startsWith(QStringLiteral("a.png, ")));
         QVERIFY(Drop(*m_window->List().viewport(), {a, b}));
-        QTRY_COMPARE_WITH_TIMEOUT(m_window->List().Model().rowCount(), 2, kPatience);
+        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 2, kPatience);
+        WaitForPanel();
+        // A folder stands for its pictures, or for those of its folders; not every name is a text.
+        const Path folder = m_folder->Get() / "M\xe4rz%";
+        std::filesystem::create_directories(folder / "leer");
+        std::filesystem::create_directories(folder / "\xe4");
+        QVERIFY(Drop(view, {folder}));
+        WaitForNote("There are no pictures in the folder");
+        WaitForPanel();
+        std::filesystem::copy_file(a, folder / "\xe4" / "#\xe4.png");
+        QVERIFY(Drop(view, {folder}));
+        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 3, kPatience);
+        WaitForPanel();
+        QVERIFY(Drop(*m_window->List().viewport(), {folder / "\xe4" / "#\xe4.png"}));
+        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 4, kPatience);
     }
 };
 

@@ -1,0 +1,67 @@
+// What the window shows and enables in each of its states.
+#include <QPushButton>
+
+#include "app/shell/main_window.h"
+#include "store/store.h"
+
+namespace lumato::app {
+namespace {
+
+struct Look {
+    bool panel = false;  // the controls that change the list
+    bool stop = false;   // the work can be ended early
+};
+
+Look LookOf(WindowState state) {
+    switch (state) {
+        case WindowState::NoFrame:
+        case WindowState::Refused:
+        case WindowState::Reading:
+            return {};
+        case WindowState::Idle:
+        case WindowState::Loading:
+            return {.panel = true};
+        // Over in a moment, in which the controls only flickered.
+        case WindowState::Adding:
+        case WindowState::Changing:
+            return {.panel = true};
+        case WindowState::AddingFiles:
+        case WindowState::Downloading:
+        case WindowState::Saving:
+        case WindowState::Checking:
+        case WindowState::BackingUp:
+        case WindowState::Restoring:
+            return {.stop = true};
+    }
+    return {};
+}
+
+bool IsMoment(WindowState state) {
+    return state == WindowState::Loading || state == WindowState::Adding || state == WindowState::Changing;
+}
+
+}  // namespace
+
+void MainWindow::ShowState() {
+    const WindowState state = App().state;
+    const Look look = LookOf(state);
+    if (m_panel->IsEnabled() != look.panel)
+        m_panel->Enable(look.panel);
+    m_menus->EnablePanelActions(look.panel);
+    FindControl(this, myHIViewID)->setAcceptDrops(look.panel);  // it looks the same, but takes nothing
+    findChild<QPushButton*>(QLatin1String(kStopButton))->setVisible(look.stop);
+    m_stopAction->setEnabled(look.stop || IsEditingAgain());
+    m_editPanel->ShowLoading(state == WindowState::Loading);
+    ShowUndo();
+    if (!IsMoment(state) && !IsMoment(std::exchange(m_shownState, state)))
+        m_panel->ForgetNotes(NoteOf::Work);
+    m_shownState = state;
+    m_frameMenu->ShowState();
+    ShowNoFrameNotice(state == WindowState::NoFrame);
+    if (state == WindowState::NoFrame)
+        ForgetFrame();
+    if (MainThreadOwns())
+        AskWhatWaits();
+}
+
+}  // namespace lumato::app
