@@ -99,22 +99,31 @@ QString NameOf(store::Phase phase) {
     return Localized("PHASE_WRITING", "Writing");
 }
 
-QString OriginOf(const store::FileData& record) {
+Path OriginOf(const store::FileData& record) {
     const picture::AlbumEntry* entry =
         record.streamHash ? picture::Pictures().album.Find(*record.streamHash) : nullptr;
-    return entry != nullptr ? FromPath(entry->source) : QString();
+    return entry != nullptr ? entry->source : Path();
 }
 
 // The list's values, taken by the thread that owns it.
-QList<ListedPicture> TakePictures(int count) {
+struct ListValues {
     QList<ListedPicture> pictures;
+    std::set<Path> origins;
+};
+
+ListValues TakePictures(int count) {
+    ListValues values;
     const store::FileDataHead* list = store::Store().gmyPictureData.get();
     const store::FileData* record = list != nullptr ? list->sentinel->next : nullptr;
-    for (int i = 0; i < count && record != nullptr; ++i, record = record->next)
-        pictures.append({QString::fromStdString(record->fileName),
-                         store::BitmapPath(store::BitmapName(record->fileName)), record->inFrame == 1,
-                         QString::fromStdString(record->whyNoBitmap), OriginOf(*record)});
-    return pictures;
+    for (int i = 0; i < count && record != nullptr; ++i, record = record->next) {
+        Path origin = OriginOf(*record);
+        values.pictures.append({QString::fromStdString(record->fileName),
+                                store::BitmapPath(store::BitmapName(record->fileName)), record->inFrame == 1,
+                                QString::fromStdString(record->whyNoBitmap), FromPath(origin)});
+        if (!origin.empty())
+            values.origins.insert(std::move(origin));
+    }
+    return values;
 }
 
 }  // namespace
@@ -397,9 +406,11 @@ void ControlPanel::InvalidateMyWindow() {
 }
 
 void ControlPanel::ShowPictureList(int count, int selected) {
-    Post([this, pictures = TakePictures(count), selected] {
+    Post([this, values = TakePictures(count), selected] {
         if (auto* list = FindControlAs<PictureList>(&m_window, dbControlID1))
-            list->ShowPictures(pictures, selected);
+            list->ShowPictures(values.pictures, selected);
+        if (auto* browser = FindControlAs<DiskBrowser>(&m_window, kColumList))
+            browser->SetOnFrame(values.origins);
     });
 }
 
