@@ -352,7 +352,7 @@ void DiskBrowser::WantThumbnails() {
     std::vector<PhotoFile> photos;
     FolderColumn* last = m_columns.empty() ? nullptr : m_columns.back();
     if (IsGrid() && last != nullptr && last->isVisible()) {
-        m_shown.thumbnails.SetSide(last->ThumbnailPixels());
+        m_shown.thumbnails.SetBox(last->ThumbnailPixels());
         for (const ItemID id : last->InView()) {
             const tagFILEITEM* item = Items().Find(id);
             if (item->isFolder == 0 && IsPictureName(item->name))

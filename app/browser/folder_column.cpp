@@ -107,7 +107,7 @@ void FolderColumn::ShowAsGrid(bool grid) {
 // always left, or its coming would move the tiles.
 void FolderColumn::SizeTiles() {
     if (!m_isGrid) {
-        m_delegate->SetTile({});
+        m_delegate->SetTile({}, 0);
         setGridSize({});
         return;
     }
@@ -116,14 +116,13 @@ void FolderColumn::SizeTiles() {
     const int cell = room / m_perRow;
     const int side = std::min(cell - kTileGap - 2 * ThumbnailDelegate::kMargin, kMostThumbnail);
     const QSize tile(cell - kTileGap, side * 3 / 4 + 3 * ThumbnailDelegate::kMargin + fontMetrics().height());
-    m_delegate->SetTile(tile);
+    m_delegate->SetTile(tile, fontMetrics().height());
     verticalScrollBar()->setSingleStep(tile.height() / 3);
     setGridSize({cell, tile.height() + kTileGap});
 }
 
-int FolderColumn::ThumbnailPixels() const {
-    const int side = m_delegate->Tile().width() - 2 * ThumbnailDelegate::kMargin;
-    return static_cast<int>(std::ceil(std::clamp(side, 1, kMostThumbnail) * devicePixelRatioF()));
+QSize FolderColumn::ThumbnailPixels() const {
+    return (QSizeF(m_delegate->PictureBox()) * devicePixelRatioF()).toSize().expandedTo({1, 1});
 }
 
 std::vector<ItemID> FolderColumn::InView() const {

@@ -29,8 +29,8 @@ class FolderColumn : public QListView {
     void ShowAsGrid(bool grid);
     // The items that can be seen, those nearest to the middle first.
     [[nodiscard]] std::vector<ItemID> InView() const;
-    // The side of a thumbnail in pixels of the screen.
-    [[nodiscard]] int ThumbnailPixels() const;
+    // The box of a thumbnail in pixels of the screen.
+    [[nodiscard]] QSize ThumbnailPixels() const;
     // What is said in the place of items, where there are none.
     void SetHint(const QString& hint);
 

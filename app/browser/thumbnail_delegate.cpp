@@ -46,8 +46,9 @@ void ThumbnailDelegate::paint(QPainter* painter, const QStyleOptionViewItem& opt
         picture = QStyle::alignedRect(option.direction, Qt::AlignRight | Qt::AlignVCenter, {line, line},
                                       option.rect.adjusted(kMargin, 0, -kMargin, 0));
     } else {
-        QStyleOptionViewItem item(option);
-        initStyleOption(&item, index);
+        QStyleOptionViewItem item(option);  // not the icon, which most do without
+        item.index = index;
+        item.text = index.data(Qt::DisplayRole).toString();
         picture = DrawTile(painter, item, index);
     }
     if (index.data(kOnFrameRole).toBool())
@@ -60,15 +61,14 @@ QRect ThumbnailDelegate::DrawTile(QPainter* painter, const QStyleOptionViewItem&
                                   const QModelIndex& index) const {
     const QStyle* style = item.widget != nullptr ? item.widget->style() : QApplication::style();
     style->drawPrimitive(QStyle::PE_PanelItemViewItem, &item, painter, item.widget);
-    const int line = item.fontMetrics.height();
-    const QRect box = item.rect.adjusted(kMargin, kMargin, -kMargin, -2 * kMargin - line);
+    const QRect box(item.rect.topLeft() + QPoint(kMargin, kMargin), PictureBox());
 
     const auto pixmap = index.data(kThumbnailRole).value<QPixmap>();
     QRect where = QStyle::alignedRect(item.direction, Qt::AlignCenter, {kIconSide, kIconSide}, box);
     painter->save();
     if (pixmap.isNull()) {
         const auto mode = (item.state & QStyle::State_Enabled) != 0 ? QIcon::Normal : QIcon::Disabled;
-        item.icon.paint(painter, where, Qt::AlignCenter, mode);
+        index.data(Qt::DecorationRole).value<QIcon>().paint(painter, where, Qt::AlignCenter, mode);
     } else {
         // Never larger than it is: what is small is seen to be.
         const double ratio = item.widget != nullptr ? item.widget->devicePixelRatioF() : 1;
@@ -76,13 +76,14 @@ QRect ThumbnailDelegate::DrawTile(QPainter* painter, const QStyleOptionViewItem&
         const double scale = std::min({1.0, box.width() / own.width(), box.height() / own.height()});
         where = QStyle::alignedRect(item.direction, Qt::AlignCenter,
                                     (own * scale).toSize().expandedTo({1, 1}), box);
-        painter->setRenderHint(QPainter::SmoothPixmapTransform);
+        // Made for this box, but for the moment after the box has changed.
+        painter->setRenderHint(QPainter::SmoothPixmapTransform, scale < 1);
         painter->drawPixmap(where, pixmap);
     }
     const bool selected = (item.state & QStyle::State_Selected) != 0;
     painter->setFont(item.font);
     painter->setPen(item.palette.color(GroupOf(item), selected ? QPalette::HighlightedText : QPalette::Text));
-    const QRect words(box.left(), box.bottom() + kMargin, box.width(), line);
+    const QRect words(box.left(), box.bottom() + kMargin, box.width(), m_line);
     painter->drawText(words, Qt::AlignCenter,
                       item.fontMetrics.elidedText(item.text, Qt::ElideMiddle, words.width()));
     painter->restore();
@@ -93,6 +94,10 @@ QRect ThumbnailDelegate::DrawTile(QPainter* painter, const QStyleOptionViewItem&
         style->drawPrimitive(QStyle::PE_FrameFocusRect, &focus, painter, item.widget);
     }
     return where;
+}
+
+QSize ThumbnailDelegate::PictureBox() const {
+    return m_tile - QSize(2 * kMargin, 3 * kMargin + m_line);
 }
 
 QSize ThumbnailDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const {

@@ -16,9 +16,13 @@ class ThumbnailDelegate : public QStyledItemDelegate {
 
     static constexpr int kMargin = 4;
 
-    // The size of the tiles; an empty one: lines.
-    void SetTile(QSize tile) { m_tile = tile; }
-    [[nodiscard]] QSize Tile() const { return m_tile; }
+    // The size of the tiles, and the height of the name in it; an empty one: lines.
+    void SetTile(QSize tile, int line) {
+        m_tile = tile;
+        m_line = line;
+    }
+    // Of a tile, what its picture may fill.
+    [[nodiscard]] QSize PictureBox() const;
 
     void paint(QPainter* painter, const QStyleOptionViewItem& option,
                const QModelIndex& index) const override;
@@ -29,6 +33,7 @@ class ThumbnailDelegate : public QStyledItemDelegate {
     QRect DrawTile(QPainter* painter, const QStyleOptionViewItem& item, const QModelIndex& index) const;
 
     QSize m_tile;
+    int m_line = 0;
 };
 
 }  // namespace lumato::app

@@ -3,16 +3,12 @@
 #include <algorithm>
 #include <thread>
 
-#include <sys/resource.h>
-#include <unistd.h>
-
 #include "app/browser/thumbnail_maker.h"
 
 namespace lumato::app {
 namespace {
 
 constexpr int kMostKilobytes = 96 * 1024;
-constexpr int kHelperPriority = 10;
 constexpr std::chrono::seconds kLongMaking{5};
 
 QByteArray KeyOf(const Path& file) {
@@ -28,39 +24,31 @@ int MakersAtOnce() {
 
 Thumbnails::Thumbnails() : m_entries(kMostKilobytes), m_threads(MakersAtOnce(), kLongMaking) {}
 
-void Thumbnails::SetSide(int pixels) {
-    const int side = ThumbnailStore::SideFor(pixels);
-    if (side == m_side)
-        return;
-    m_side = side;
-    m_threads.Clear();
-    m_entries.clear();
-}
-
 void Thumbnails::Want(const std::vector<PhotoFile>& photos) {
     m_threads.Clear();
     for (const PhotoFile& photo : photos) {
         const Entry* entry = m_entries.object(KeyOf(photo.path));
-        if ((entry == nullptr || entry->photo != photo) && !m_threads.Runs(photo.path.native()))
+        if ((entry == nullptr || entry->photo != photo || entry->box != m_box) &&
+            !m_threads.Runs(photo.path.native()))
             Make(photo);
     }
 }
 
 void Thumbnails::Make(const PhotoFile& photo) {
     m_threads.Start(
-        [this, photo, side = m_side, store = m_store]() -> LooseThreads::Outcome {
-            ::setpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()), kHelperPriority);  // of this thread
-            const QImage image = MakeThumbnail(store, photo, side);
-            return [this, photo, side, image] { Take(photo, side, image); };
+        [this, photo, box = m_box, store = m_store]() -> LooseThreads::Outcome {
+            const int side = ThumbnailStore::SideFor(std::max(box.width(), box.height()));
+            QImage image = MakeThumbnail(store, photo, side);
+            if (image.width() > box.width() || image.height() > box.height())
+                image = image.scaled(box, Qt::KeepAspectRatio, Qt::SmoothTransformation);
+            return [this, photo, box, image] { Take(photo, box, image); };
         },
         photo.path.native());
 }
 
-void Thumbnails::Take(const PhotoFile& photo, int side, const QImage& image) {
-    if (side != m_side)
-        return;
+void Thumbnails::Take(const PhotoFile& photo, QSize box, const QImage& image) {
     const int kilobytes = 1 + static_cast<int>(image.sizeInBytes() / 1024);
-    m_entries.insert(KeyOf(photo.path), new Entry{photo, QPixmap::fromImage(image)}, kilobytes);
+    m_entries.insert(KeyOf(photo.path), new Entry{photo, box, QPixmap::fromImage(image)}, kilobytes);
     emit Made(photo.path);
 }
 

@@ -19,11 +19,11 @@ class Thumbnails : public QObject {
   public:
     Thumbnails();
 
-    // The sides of those to come, in pixels of the screen; the earlier ones go when theirs are others.
-    void SetSide(int pixels);
+    // The box that those to come are to fit into, in pixels of the screen.
+    void SetBox(QSize pixels) { m_box = pixels; }
     // Makes these, the first ones first. What was asked for before and has not begun is forgotten.
     void Want(const std::vector<PhotoFile>& photos);
-    // Null when there is none, or none yet. It may be of the photograph as it was a moment ago.
+    // Null when there is none, or none yet. It may be of the photograph, or for the box, of a moment ago.
     [[nodiscard]] QPixmap Find(const Path& file) const;
     // Tries again what had none.
     void ForgetFailures();
@@ -34,13 +34,14 @@ class Thumbnails : public QObject {
   private:
     struct Entry {
         PhotoFile photo;
+        QSize box;
         QPixmap pixmap;
     };
     void Make(const PhotoFile& photo);
-    void Take(const PhotoFile& photo, int side, const QImage& image);
+    void Take(const PhotoFile& photo, QSize box, const QImage& image);
 
     ThumbnailStore m_store;
-    int m_side = 128;
+    QSize m_box{128, 128};
     QCache<QByteArray, Entry> m_entries;  // by the file's name; costs in kilobytes
     LooseThreads m_threads;
 };
