@@ -63,8 +63,10 @@ QString WithBrackets(QString text, QChar letter) {
     return text.insert(text.indexOf(kEnd), QStringLiteral("(&%1)").arg(letter));
 }
 
-bool TakesFocus(const QWidget* field) {
-    return field != nullptr && field->focusPolicy() != Qt::NoFocus;
+// A field or view, not just another text.
+bool IsField(const QWidget* named) {
+    return named != nullptr && named->focusPolicy() != Qt::NoFocus &&
+           qobject_cast<const QLabel*>(named) == nullptr;
 }
 
 }  // namespace
@@ -77,12 +79,14 @@ QString WithLetter(const QString& text, const QString& english, QString& taken) 
         taken += text[at].toUpper();
         return Marked(text, at);
     }
-    const QString letters = english + QStringLiteral("ABCDEFGHIJKLMNOPQRSTUVWXYZ");
-    const qsizetype other = FindBest(letters, [&](QChar c) { return isFree(c) && IsPlain(c); });
-    if (other < 0 || text.isEmpty())
+    const QString others = english.toUpper() + QStringLiteral("ABCDEFGHIJKLMNOPQRSTUVWXYZ1234567890");
+    const auto* other = std::find_if(others.begin(), others.end(), [&](QChar c) {
+        return isFree(c) && (IsPlain(c) || (c >= u'0' && c <= u'9'));
+    });
+    if (other == others.end() || text.isEmpty())
         return text;
-    taken += letters[other].toUpper();
-    return WithBrackets(text, letters[other].toUpper());
+    taken += *other;
+    return WithBrackets(text, *other);
 }
 
 QString WithLetterOf(const QString& text, const QString& before) {
@@ -94,7 +98,7 @@ QString WithLetterOf(const QString& text, const QString& before) {
 }
 
 QString WithoutLetter(const QString& text) {
-    static const QRegularExpression kBrackets(QStringLiteral("\\(&[A-Z]\\)"));
+    static const QRegularExpression kBrackets(QStringLiteral("\\(&[A-Z0-9]\\)"));
     return QString(text).remove(kBrackets).remove(kMark);
 }
 
@@ -106,14 +110,15 @@ QChar LetterOf(const QString& text) {
 void GiveLetters(QWidget& window, QString taken) {
     const QList<QWidget*> widgets = window.findChildren<QWidget*>();
     for (QWidget* widget : widgets) {
-        if (widget->window() != &window)
+        // What has no name of its own shows files' names.
+        if (widget->window() != &window || widget->objectName().isEmpty())
             continue;
         const auto give = [&](auto& named) {
             named.setText(WithLetter(WithoutLetter(named.text()), widget->objectName(), taken));
         };
         if (auto* button = qobject_cast<QAbstractButton*>(widget); button != nullptr)
             give(*button);
-        else if (auto* label = qobject_cast<QLabel*>(widget); label != nullptr && TakesFocus(label->buddy()))
+        else if (auto* label = qobject_cast<QLabel*>(widget); label != nullptr && IsField(label->buddy()))
             give(*label);
     }
 }

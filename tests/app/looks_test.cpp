@@ -100,10 +100,11 @@ class LooksTest : public WindowFixture {
         QStringList texts;
         for (const QWidget* widget : m_window->findChildren<QWidget*>()) {
             if (const auto* button = qobject_cast<const QAbstractButton*>(widget);
-                button != nullptr && !button->text().isEmpty() && button->window() == m_window.get())
+                button != nullptr && !button->text().isEmpty() && button->window() == m_window.get() &&
+                !button->objectName().isEmpty())
                 texts += button->text();
             if (const auto* label = qobject_cast<const QLabel*>(widget);
-                label != nullptr && label->buddy() != nullptr && label->buddy()->focusPolicy() != Qt::NoFocus)
+                label != nullptr && qobject_cast<const QSpinBox*>(label->buddy()) != nullptr)
                 texts += label->text();
         }
         QVERIFY(texts.size() > 10);
