@@ -3,6 +3,7 @@
 #include <QAbstractButton>
 #include <QLabel>
 #include <QRegularExpression>
+#include <QToolButton>
 #include <algorithm>
 
 namespace lumato::app {
@@ -69,6 +70,13 @@ bool IsField(const QWidget* named) {
            qobject_cast<const QLabel*>(named) == nullptr;
 }
 
+// Not a picture of what it does, nor the name of a folder, which such buttons show that have none themselves.
+bool HasOwnWords(const QAbstractButton& button) {
+    const bool named = qobject_cast<const QToolButton*>(&button) == nullptr || !button.objectName().isEmpty();
+    const QString text = button.text();
+    return named && std::any_of(text.begin(), text.end(), [](QChar c) { return c.isLetter(); });
+}
+
 }  // namespace
 
 QString WithLetter(const QString& text, const QString& english, QString& taken) {
@@ -110,13 +118,12 @@ QChar LetterOf(const QString& text) {
 void GiveLetters(QWidget& window, QString taken) {
     const QList<QWidget*> widgets = window.findChildren<QWidget*>();
     for (QWidget* widget : widgets) {
-        // What has no name of its own shows files' names.
-        if (widget->window() != &window || widget->objectName().isEmpty())
+        if (widget->window() != &window)
             continue;
         const auto give = [&](auto& named) {
             named.setText(WithLetter(WithoutLetter(named.text()), widget->objectName(), taken));
         };
-        if (auto* button = qobject_cast<QAbstractButton*>(widget); button != nullptr)
+        if (auto* button = qobject_cast<QAbstractButton*>(widget); button != nullptr && HasOwnWords(*button))
             give(*button);
         else if (auto* label = qobject_cast<QLabel*>(widget); label != nullptr && IsField(label->buddy()))
             give(*label);

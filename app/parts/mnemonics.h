@@ -22,8 +22,7 @@ namespace lumato::app {
 // The letter, in upper case; null: it has none.
 [[nodiscard]] QChar LetterOf(const QString& text);
 
-// Letters for the window's buttons and for the labels of its fields, those that have an object name; none of
-// them is in `taken`.
+// Letters for the window's buttons and for the labels of its fields, none of them in `taken`.
 void GiveLetters(QWidget& window, QString taken = {});
 
 }  // namespace lumato::app
