@@ -103,7 +103,7 @@ QString NameOf(store::Phase phase) {
 
 QString OriginOf(const store::FileData& record) {
     const picture::AlbumEntry* entry =
-        record.streamHash ? picture::Pictures().album.Find(*record.streamHash) : nullptr;
+        record.streamHash ? picture::Pictures().album.Known(*record.streamHash) : nullptr;
     return entry != nullptr ? FromPath(entry->source) : QString();
 }
 
@@ -113,6 +113,7 @@ QList<ListedPicture> TakePictures(int count) {
     const store::FileDataHead* list = store::Store().gmyPictureData.get();
     const store::FileData* record = list != nullptr ? list->sentinel->next : nullptr;
     const store::FrameGeometry& geometry = store::Store().geometry;
+    picture::Pictures().album.Look();  // once for all of them
     for (int i = 0; i < count && record != nullptr; ++i, record = record->next) {
         const auto hash = record->streamHash.value_or(Digest{});
         pictures.append({.name = QString::fromStdString(record->fileName),
