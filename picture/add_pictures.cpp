@@ -40,11 +40,11 @@ class Addition {
     }
 
     // Gives the number back.
-    tl::unexpected<Error> Refuse(const Message& note, Error reason) {
+    tl::unexpected<Error> Refuse(const Words& note, Error reason) {
         --m_store.gmyTotalePicture;
         m_store.gmyTotalePictureNum -= m_placing.replaces == 0 ? 1 : 0;
         ShowNote(note, reason.message);
-        return tl::unexpected(Error{reason.kind, TextOf(note), std::move(reason.message)});
+        return tl::unexpected(Error{reason.kind, note, std::move(reason.message)});
     }
 
     Result<AddedPicture> TakeIn(const Path& bmpPath, const AddedPicture& encoded) {
@@ -100,9 +100,11 @@ class Addition {
             return Refuse(kCannotEncode, m_encoder.LastError());
         if (size <= plan.room)
             return AddedPicture{m_name, size, quality};
-        return RefuseForRoom(kNoQualityFits,
-                             "no room: even at the lowest quality it takes " + std::to_string(size) +
-                                 " bytes, and its share of the frame is " + std::to_string(plan.room));
+        return RefuseForRoom(
+            kNoQualityFits, Phrase("NO_ROOM_IN_SHARE",
+                                   "no room: even at the lowest quality it takes {0} bytes, and its share of "
+                                   "the frame is {1}",
+                                   size, plan.room));
     }
 
     Result<AddedPicture> EncodeOnce(const EncodingPlan& plan) {
@@ -112,19 +114,20 @@ class Addition {
             return Refuse(kCannotEncode, m_encoder.LastError());
         if (size <= plan.room)
             return AddedPicture{m_name, size, plan.quality};
-        return RefuseForRoom(store::FrameOnline() ? kNoRoom : store::kDeviceNotOnline,
-                             "no room: it takes " + std::to_string(size) + " bytes, and " +
-                                 std::to_string(plan.room) + " are free on the frame");
+        return RefuseForRoom(
+            store::FrameOnline() ? kNoRoom : store::kDeviceNotOnline,
+            Phrase("NO_ROOM_ON_FRAME", "no room: it takes {0} bytes, and {1} are free on the frame", size,
+                   plan.room));
     }
 
     [[nodiscard]] int Width() const { return static_cast<int>(m_store.gmyLcdWidth); }
     [[nodiscard]] int Height() const { return static_cast<int>(m_store.gmyLcdHeight); }
 
-    tl::unexpected<Error> RefuseForRoom(const Message& note, std::string reason) {
+    tl::unexpected<Error> RefuseForRoom(const Words& note, Phrase reason) {
         return RemoveAndRefuse(note, Error{ErrorKind::Refused, std::move(reason)});
     }
 
-    tl::unexpected<Error> RemoveAndRefuse(const Message& note, Error reason) {
+    tl::unexpected<Error> RemoveAndRefuse(const Words& note, Error reason) {
         std::error_code ignored;
         std::filesystem::remove(Source(), ignored);
         std::filesystem::remove(store::StreamPath(m_name), ignored);
@@ -187,9 +190,9 @@ Result<AddedPicture> MySelectButtonHandler(const Path& bmpPath, bool advance, co
 
 void ShowCopyOf(const AddedPicture& added, const Path& source) {
     if (added.copyOf != 0 && store::Store().status != nullptr)
-        store::Store().status->SetNoteDetail(Printable(source.filename().string()) +
-                                             " is in the list twice now: at position " +
-                                             std::to_string(added.copyOf) + ", too");
+        store::Store().status->SetNoteDetail(Phrase("IN_LIST_TWICE",
+                                                    "{0} is in the list twice now: at position {1}, too",
+                                                    Printable(source.filename().string()), added.copyOf));
 }
 
 void RememberSource(AddedPicture& added, const Path& source, const Pose& pose) {
@@ -212,9 +215,9 @@ void RememberSource(AddedPicture& added, const Path& source, const Pose& pose) {
 Result<AddedPicture> AddEditPicture(const Placing& placing) {
     store::StoreState& store = store::Store();
     if (!Pictures().gmyCGimage)
-        return Fail(ErrorKind::NotFound, "no picture is selected");
+        return Fail(ErrorKind::NotFound, Phrase("NO_PICTURE_SELECTED", "no picture is selected"));
     if (store.gmyDrawrect.width == 0 || store.gmyDrawrect.height == 0)
-        return Fail(ErrorKind::Refused, "the LCD rectangle is empty");
+        return Fail(ErrorKind::Refused, Phrase("RECTANGLE_EMPTY", "the LCD rectangle is empty"));
     // Adding moves the edit view on to the next picture.
     const Path source = Pictures().editSource;
     const Pose pose = CurrentPose();

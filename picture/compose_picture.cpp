@@ -89,8 +89,9 @@ class FittedComposer : public RowTaker {
 Result<void> CheckLcdSize(int width, int height) {
     if (width >= 1 && height >= 1 && static_cast<double>(width) * height <= kMostLcdPixels)
         return {};
-    return Fail(ErrorKind::TooLarge, "no picture can be made for an LCD of " + std::to_string(width) + " x " +
-                                         std::to_string(height) + " pixels");
+    return Fail(ErrorKind::TooLarge,
+                Phrase("LCD_BEYOND_PICTURES", "no picture can be made for an LCD of {0} x {1} pixels", width,
+                       height));
 }
 
 Result<std::vector<std::uint8_t>> RenderLcdBitmap(const store::Rect& rect) {

@@ -11,7 +11,8 @@ EncodingPlan PlanEncoding(const Placing& placing, int pictures) {
     EncodingPlan plan;
     plan.whyNot = store.geometry.whyReadOnly;
     if (plan.whyNot.empty() && pictures > store.geometry.mostPictures)
-        plan.whyNot = "the frame holds at most " + std::to_string(store.geometry.mostPictures) + " pictures";
+        plan.whyNot = Phrase("FRAME_HOLDS_AT_MOST", "the frame holds at most {0} pictures",
+                             store.geometry.mostPictures);
     plan.room = placing.replaces == 0 ? store.TotolFlashSizeForPic : store::FreeWithout(placing.replaces);
     plan.shared = store.G_TotalPicNum != 0 && !placing.quality;
     if (!plan.shared) {

@@ -4,7 +4,8 @@
 #pragma once
 
 #include <optional>
-#include <string>
+
+#include "base/phrase.h"
 
 namespace lumato::picture {
 
@@ -17,7 +18,7 @@ struct Placing {
 };
 
 struct EncodingPlan {
-    std::string whyNot;   // no picture can be added, whatever it takes; empty: one can
+    Phrase whyNot;        // no picture can be added, whatever it takes; empty: one can
     int quality = 0;      // to begin with
     bool shared = false;  // each picture has its share of the frame, and the quality is lowered to fit it
     int room = 0;         // the bytes it may take

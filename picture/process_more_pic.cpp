@@ -45,7 +45,7 @@ auto WithinMemory(Make make) -> decltype(make()) {
     try {
         return make();
     } catch (const std::bad_alloc&) {
-        return Fail(ErrorKind::TooLarge, "too large for this computer's memory");
+        return Fail(ErrorKind::TooLarge, kBeyondMemory);
     }
 }
 
@@ -159,13 +159,13 @@ void NoteLowered(const std::vector<Lowered>& lowered, BatchReport& report) {
 }
 
 // Why there is none; empty: there is, as far as others could give way.
-std::string MakeRoom(ByteSpan pixels, int replaces, BatchReport& report) {
+Phrase MakeRoom(ByteSpan pixels, int replaces, BatchReport& report) {
     Result<std::vector<Lowered>> plan = PlanRoom(pixels, replaces);
     if (!plan)
         return plan.error().message;
     const Result<void> done = LowerPictures(*plan);
     NoteLowered(*plan, report);
-    return done ? "" : done.error().cause;
+    return done ? Phrase() : done.error().cause;
 }
 
 // Adds one file. True when the batch goes on.
@@ -181,8 +181,9 @@ bool AddOne(const Path& file, Compositions& compositions, BatchWishes& wishes, B
             return true;
         }
     }
-    const std::string noRoom =
-        wishes.room == Room::Make && *composed ? MakeRoom(**composed, wishes.placing.replaces, report) : "";
+    const Phrase noRoom = wishes.room == Room::Make && *composed
+                              ? MakeRoom(**composed, wishes.placing.replaces, report)
+                              : Phrase();
     Result<AddedPicture> added = AddComposed(*composed, true, wishes.placing);
     if (added) {
         RememberSource(*added, file, wishes.pose);
@@ -192,9 +193,9 @@ bool AddOne(const Path& file, Compositions& compositions, BatchWishes& wishes, B
     }
     report.refused.push_back({file, std::move(added).error()});
     Error& reason = report.refused.back().reason;
-    reason.cause += noRoom.empty() ? "" : "; " + noRoom;
+    reason.cause = Joined(reason.cause, kSemicolon, noRoom);
     if (store::StatusPort* status = store::Store().status)
-        status->SetNoteDetail(NameFor(file) + ": " + reason.cause);
+        status->SetNoteDetail(About(NameFor(file), reason.cause));
     return wishes.policy == AfterRefusal::GoOn;
 }
 
@@ -206,20 +207,13 @@ void ShowLast(const Path& file, const Pose& pose, const BatchReport& report) {
         ApplyPose(pose);
 }
 
-std::string Numbered(const Message& message, std::size_t number) {
-    std::string text = TextOf(message);
-    if (const std::size_t at = text.find("{}"); at != std::string::npos)
-        text.replace(at, 2, std::to_string(number));
-    return text;
-}
-
 // "12 added, 3 refused, 4 not tried"; what is 0 is left out, but for the first number.
-std::string NumbersOf(const BatchReport& report) {
-    std::string text = Numbered(kBatchAdded, report.added.size());
+Phrase NumbersOf(const BatchReport& report) {
+    Phrase text(kBatchAdded, report.added.size());
     if (!report.refused.empty())
-        text += ", " + Numbered(kBatchRefused, report.refused.size());
+        text = Joined(std::move(text), kComma, Phrase(kBatchRefused, report.refused.size()));
     if (!report.notTried.empty())
-        text += ", " + Numbered(kBatchNotTried, report.notTried.size());
+        text = Joined(std::move(text), kComma, Phrase(kBatchNotTried, report.notTried.size()));
     return text;
 }
 
@@ -232,12 +226,12 @@ void ShowOutcome(const BatchReport& report) {
     if (report.added.size() + report.refused.size() + report.notTried.size() > 1)
         status->SetNotes(NumbersOf(report));
     if (report.refused.empty()) {
-        status->SetNoteDetail(store::FrameOnline() ? "stopped" : "the frame is no longer connected");
+        status->SetNoteDetail(store::FrameOnline() ? kStopped : store::kFrameGone);
         return;
     }
     const BatchReport::Refused& last = report.refused.back();
     const BatchReport::Refused& told = last.unreadable ? report.refused.front() : last;
-    status->SetNoteDetail(NameFor(told.file) + ": " + told.reason.cause);
+    status->SetNoteDetail(About(NameFor(told.file), told.reason.cause));
 }
 
 // Holds the edit view still until the batch has ended, however it ends.

@@ -5,6 +5,7 @@
 #include <tuple>
 
 #include "picture/add_pictures.h"
+#include "picture/messages.h"
 #include "picture/pixel_encoder.h"
 
 namespace lumato::picture {
@@ -18,7 +19,7 @@ Result<Trial::Outcome> Try(const Trial& trial) {
     const auto stream = trial.plan.shared ? encoder.Within(outcome.quality, kQualityStep, trial.plan.room)
                                           : encoder.At(outcome.quality);
     if (!stream)
-        return Fail(ErrorKind::TooLarge, "too large for a frame picture");
+        return Fail(ErrorKind::TooLarge, Phrase("BEYOND_FRAME_PICTURE", "too large for a frame picture"));
     outcome.bytes = static_cast<int>(stream->size());
     LUMATO_TRY_VOID(jpeg::DecodeStream(*stream, trial.lcdWidth, trial.lcdHeight, outcome.decoded));
     return outcome;
@@ -30,7 +31,7 @@ Result<Trial::Outcome> Trial::Run() const {
     try {
         return Try(*this);
     } catch (const std::bad_alloc&) {
-        return Fail(ErrorKind::TooLarge, "too large for this computer's memory");
+        return Fail(ErrorKind::TooLarge, kBeyondMemory);
     }
 }
 

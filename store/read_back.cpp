@@ -190,7 +190,7 @@ Result<Stream> ReadPictureBytes(std::int32_t address, std::int32_t length) {
             left > flash::kBlockSize ? flash::kBlockSize : (left + kReadUnit - 1) / kReadUnit * kReadUnit;
         size = std::min(size, Store().geometry.flashSize - (address + done));
         if (!flash::ReadFlashData(stream.data() + done, size, address + done))
-            return Fail(ErrorKind::Unreadable, "a picture could not be read from the frame");
+            return Fail(ErrorKind::Unreadable, kPictureUnreadable);
     }
     stream.resize(static_cast<std::size_t>(length));
     return stream;

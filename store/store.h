@@ -93,7 +93,7 @@ struct SaveReport {
     std::vector<Path> replaced;  // where files are now that were in the way and none of ours: in the trash
 };
 // "2 files that were in the way are now in FOLDER"; empty without any.
-[[nodiscard]] std::string ReplacedText(const SaveReport& report);
+[[nodiscard]] Phrase ReplacedText(const SaveReport& report);
 
 // The name that the copy of a picture of the list gets; nothing: it is not copied.
 using SaveName = std::function<std::optional<std::string>(int position, const FileData& picture)>;

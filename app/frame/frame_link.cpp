@@ -47,7 +47,7 @@ void FrameLink::IniUSBDevice() {
 
 Result<void> FrameLink::AttachVirtualFrame(const Path& file, double pace) {
     if (device::Link().Attached() != nullptr)
-        return Fail(ErrorKind::Busy, "a frame is connected already");
+        return Fail(ErrorKind::Busy, Phrase("FRAME_CONNECTED_ALREADY", "a frame is connected already"));
     LUMATO_TRY(m_virtualFrame, m_virtualBus.Plug(file, {.faults = {}, .pace = pace}));
     m_flashFile = file;
     emit FrameChanged();

@@ -9,6 +9,7 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
+#include "app/parts/mnemonics.h"
 #include "app/parts/texts.h"
 
 namespace lumato::app {
@@ -40,7 +41,7 @@ BatchReportDialog::BatchReportDialog(const picture::BatchReport& report, QWidget
     m_rows->setHeaderLabels({Localized("BATCH_FILE", "File"), Localized("BATCH_REASON", "Reason")});
     m_rows->setAccessibleName(windowTitle());
     for (const picture::BatchReport::Refused& refused : report.refused)
-        Add(refused.file, QString::fromStdString(refused.reason.cause));
+        Add(refused.file, Localized(refused.reason.cause));
     for (const Path& file : report.notTried)
         Add(file, Localized("BATCH_WAS_NOT_TRIED", "not tried"));
     m_rows->header()->resizeSection(0, fontMetrics().averageCharWidth() * kLetters / 3);
@@ -63,6 +64,7 @@ BatchReportDialog::BatchReportDialog(const picture::BatchReport& report, QWidget
     layout->addWidget(buttons);
     resize(fontMetrics().averageCharWidth() * kLetters, fontMetrics().height() * kLines);
     m_rows->setFocus();
+    GiveLetters(*this);
 }
 
 void BatchReportDialog::Add(const Path& file, const QString& reason) {

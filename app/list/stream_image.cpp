@@ -10,7 +10,7 @@ namespace {
 constexpr qint64 kKilobyte = 1024;
 
 QString WordsOf(const Error& error) {
-    return QString::fromStdString(error.message);
+    return Localized(error.message);
 }
 
 }  // namespace
@@ -56,7 +56,7 @@ StreamImage TryOut(const picture::Trial& trial) {
         shown.whyNot = WordsOf(outcome.error());
         return shown;
     }
-    shown.whyNot = QString::fromStdString(trial.plan.whyNot);
+    shown.whyNot = Localized(trial.plan.whyNot);
     shown.bytes = outcome->bytes;
     shown.quality = outcome->quality;
     shown.image = ImageOf(outcome->decoded);

@@ -6,6 +6,7 @@
 
 #include "app/list/batch_report_dialog.h"
 #include "app/parts/app_state.h"
+#include "app/parts/mnemonics.h"
 #include "app/parts/texts.h"
 #include "app/shell/main_window.h"
 #include "base/printable.h"
@@ -48,16 +49,15 @@ std::vector<Path> FilesOf(const std::vector<Path>& dropped) {
     return files;
 }
 
-std::string TextOf(const store::DownloadCost& cost) {
+Phrase TextOf(const store::DownloadCost& cost) {
     const auto seconds = static_cast<int>(cost.seconds + 0.5);
-    return std::to_string(cost.blocks) + " blocks to write, about " + std::to_string(std::max(seconds, 1)) +
-           " s";
+    return Phrase("DOWNLOAD_COST", "{0} blocks to write, about {1} s", cost.blocks, std::max(seconds, 1));
 }
 
 }  // namespace
 
-void MainWindow::ShowNote(std::string_view key, std::string_view defaultText, const std::string& detail) {
-    store::ShowNote({key, defaultText});
+void MainWindow::ShowNote(const char* key, const char* defaultText, const Phrase& detail) {
+    store::ShowNote(Phrase(key, defaultText));
     m_panel->SetNoteDetail(detail);
 }
 
@@ -74,6 +74,7 @@ void MainWindow::RunTask(WindowState state, std::function<void()> work, std::fun
 void MainWindow::Ask(QMessageBox* box) {
     delete m_question;
     m_question = box;
+    GiveLetters(*box);
     if (MainThreadOwns())
         AskWhatWaits();
 }
@@ -194,29 +195,27 @@ void MainWindow::StopWork() {
     store::RequestStop();
 }
 
-// Beside the button: what pressing it would cost. Of a download that broke off, the price would put the list
-// into its order.
-void MainWindow::ShowPrice() {
-    QString price;
-    if (HasUnsavedChanges() && !store::Store().resuming) {
+// What pressing the button would cost. Of a download that broke off, the price would put the list into its
+// order.
+Phrase MainWindow::PriceOfList() {
+    if (!store::Store().resuming) {
         if (const auto cost = store::CostOfDownload())
-            price = QString::fromStdString(TextOf(*cost));
+            return TextOf(*cost);
     }
-    FindControl(this, kDownLoadButtonID)->setToolTip(price);
+    return {};
+}
+
+void MainWindow::ShowPrice() {
+    FindControl(this, kDownLoadButtonID)
+        ->setToolTip(Localized(HasUnsavedChanges() ? PriceOfList() : Phrase()));
 }
 
 // What a change of the list comes to; on the thread that owns the store.
 void MainWindow::ShowListChange() {
-    if (!store::ListDiffers()) {
+    if (store::ListDiffers())
+        ShowNote("UNSAVED_TIPS", "The list differs from the pictures on the frame.", PriceOfList());
+    else
         store::ShowNote(store::kPicturesInFrame);
-        return;
-    }
-    std::string price;
-    if (!store::Store().resuming) {
-        if (const auto cost = store::CostOfDownload())
-            price = TextOf(*cost);
-    }
-    ShowNote("UNSAVED_TIPS", "The list differs from the pictures on the frame.", price);
 }
 
 void MainWindow::TakeBatch(const picture::BatchReport& report) {
@@ -228,8 +227,9 @@ void MainWindow::TakeBatch(const picture::BatchReport& report) {
             if (item == nullptr || item->spec != refused.file)
                 continue;
             item->pictureCandidate = 0;
-            item->whyNot = Printable(refused.file.filename().string()) + ": " +
-                           (refused.reason.cause.empty() ? refused.reason.message : refused.reason.cause);
+            item->whyNot =
+                About(Printable(refused.file.filename().string()),
+                      refused.reason.cause.empty() ? refused.reason.message : refused.reason.cause);
         }
     }
     SelPicArrayRef.clear();

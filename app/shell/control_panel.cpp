@@ -15,6 +15,7 @@
 #include "app/list/preview.h"
 #include "app/parts/detail_label.h"
 #include "app/parts/texts.h"
+#include "app/shell/spoken_note.h"
 #include "picture/picture_state.h"
 #include "store/local_files.h"
 #include "store/picture_count_text.h"
@@ -124,7 +125,7 @@ QList<ListedPicture> TakePictures(int count) {
                          .pixels = QSize(geometry.lcdWidth, geometry.lcdHeight),
                          .bytes = record->picSize,
                          .inFrame = record->inFrame == 1,
-                         .whyNoPicture = QString::fromStdString(record->whyNoBitmap),
+                         .whyNoPicture = Localized(record->whyNoBitmap),
                          .origin = OriginOf(*record)});
     }
     return pictures;
@@ -132,7 +133,8 @@ QList<ListedPicture> TakePictures(int count) {
 
 }  // namespace
 
-ControlPanel::ControlPanel(QMainWindow& window) : QObject(&window), m_window(window) {
+ControlPanel::ControlPanel(QMainWindow& window)
+    : QObject(&window), m_window(window), m_spoken(new SpokenNote(&window)) {
     connect(&m_silenceWatch, &QTimer::timeout, this, &ControlPanel::ShowSilence);
     m_silenceWatch.start(std::chrono::seconds(1));
     m_moment.setSingleShot(true);
@@ -148,6 +150,7 @@ void ControlPanel::InitViewLanguage() {
         SetControlText(row.id, Localized(row.key, row.defaultText));
     SetHeadings();
     SetAccessibleNames();
+    ShowNotes();
     ShowRoom();
 }
 
@@ -221,9 +224,8 @@ ControlPanel::Said& ControlPanel::SaidOf(NoteOf subject) {
     return *said;
 }
 
-void ControlPanel::SetNotes(std::string_view text) {
-    Post([this, subject = Subject(),
-          note = QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()))] {
+void ControlPanel::SetNotes(const Phrase& note) {
+    Post([this, subject = Subject(), note] {
         if (subject == NoteOf::Work)
             ForgetNotes(NoteOf::Work);
         SaidOf(subject) = {note, {}};
@@ -233,9 +235,8 @@ void ControlPanel::SetNotes(std::string_view text) {
     });
 }
 
-void ControlPanel::SetNoteDetail(std::string_view text) {
-    Post([this, subject = Subject(),
-          detail = QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()))] {
+void ControlPanel::SetNoteDetail(const Phrase& detail) {
+    Post([this, subject = Subject(), detail] {
         SaidOf(subject).detail = detail;
         ShowNotes();
     });
@@ -248,27 +249,15 @@ void ControlPanel::ForgetNotes(NoteOf subject) {
     ShowNotes();
 }
 
-void ControlPanel::TranslateNote(std::function<QString(const QString&)> translate) {
-    // Behind the notes that are on their way.
-    Post([this, translate = std::move(translate)] {
-        const auto put = [&](Said& said) { said = {translate(said.note), translate(said.detail)}; };
-        put(m_said);
-        if (m_ofPicture)
-            put(*m_ofPicture);
-        if (m_ofMoment)
-            put(*m_ofMoment);
-        ShowNotes();
-    });
-}
-
 void ControlPanel::ShowNotes() {
     const Said& said = m_ofMoment ? *m_ofMoment : m_ofPicture ? *m_ofPicture : m_said;
     if (auto* label = FindControlAs<QLabel>(&m_window, kNotesID)) {
-        label->setText(said.note);
-        label->setAccessibleName(said.note);
+        label->setText(QString::fromStdString(text::FitForControl(text::Localized(said.note))));
+        label->setAccessibleName(label->text());
     }
     if (auto* detail = m_window.findChild<DetailLabel*>(QLatin1String(kNoteDetail)))
-        detail->SetDetail(said.detail);
+        detail->SetDetail(Localized(said.detail));
+    m_spoken->Say(Localized(Joined(said.note, kColon, said.detail)));
     emit NoteShown();
 }
 
@@ -378,8 +367,7 @@ void ControlPanel::ShowRoom() {
     if (m_room)
         text = Localized("ROOM_FOR", "Room for more") + QStringLiteral(": %1").arg(*m_room);
     if (m_room && m_quality > 0)
-        text += QStringLiteral(" (%1)").arg(
-            LocalizedWith("ROOM_QUALITY", "quality {}", QString::number(m_quality)));
+        text += QStringLiteral(" (%1)").arg(Localized(Phrase("ROOM_QUALITY", "quality {}", m_quality)));
     label->SetDetail(text);
 }
 

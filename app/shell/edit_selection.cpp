@@ -5,6 +5,7 @@
 #include "app/parts/app_state.h"
 #include "app/parts/texts.h"
 #include "app/shell/main_window.h"
+#include "base/printable.h"
 #include "device/comm_usb.h"
 #include "picture/messages.h"
 #include "picture/picture_state.h"
@@ -76,7 +77,7 @@ void MainWindow::TakeLoaded(LoadedPicture loaded) {
         return;
     m_panel->ForgetNotes(NoteOf::Picture);
     const ControlPanel::NotesAbout about(*m_panel, NoteOf::Picture);
-    const std::string whyNot = loaded.picture ? std::string() : Described(loaded.picture.error());
+    const Phrase whyNot = loaded.picture ? Phrase() : loaded.picture.error().message;
     const bool selected = picture::SelectImported(loaded.file, std::move(loaded.picture)).has_value();
     TakeEditAgain(loaded.file, selected);
     if (tagFILEITEM* item = m_browser->Items().Find(loaded.item);
@@ -86,7 +87,7 @@ void MainWindow::TakeLoaded(LoadedPicture loaded) {
             m_browser->G_CurSelItem = loaded.item;
         } else {
             item->pictureCandidate = 0;
-            item->whyNot = ShownName(loaded.file).toStdString() + ": " + whyNot;
+            item->whyNot = About(Printable(loaded.file.filename().string()), whyNot);
         }
     }
     if (std::exchange(m_addNext, false) && selected)
@@ -166,12 +167,9 @@ void MainWindow::ShowNoFrameNotice(bool show) {
 }
 
 void MainWindow::ShowWhatToDo() {
-    const QString hint =
-        Localized("CONNECT_HINT", "Connect your photo frame, or attach a virtual one from the Frame menu");
-    m_noFrame->SetText(hint);
     ShowNoFrameNotice(true);
     store::ShowNote(store::kDeviceNotOnline);
-    m_panel->SetNoteDetail(hint.toStdString());
+    m_panel->SetNoteDetail(kConnectHint);
 }
 
 }  // namespace lumato::app

@@ -6,10 +6,12 @@
 #include <QLabel>
 #include <QPushButton>
 #include <QScreen>
+#include <QShortcut>
 #include <QSplitter>
 #include <utility>
 
 #include "app/parts/app_state.h"
+#include "app/parts/mnemonics.h"
 #include "app/parts/qt_texts.h"
 #include "app/parts/t_application.h"
 #include "app/parts/t_nib.h"
@@ -124,13 +126,15 @@ void MainWindow::MakeMenus() {
     m_frameMenu = new FrameMenu(frame, *m_menus, m_link, m_settings, m_options.pace, this);
     QMenu* language = m_menus->AddMenu("MENU_LANGUAGE", "Language");
     new LanguageMenu(
-        language, LanguageFile(m_options.home / "Language.ini"),
-        [this](const QString& before) { ShowLanguage(before); },
-        [this](const Error& error) { ShowMessage(windowTitle(), QString::fromStdString(error.message)); });
+        language, LanguageFile(m_options.home / "Language.ini"), [this] { InitViewLanguage(); },
+        [this](const Error& error) { ShowMessage(windowTitle(), Localized(error.message)); });
     QMenu* help = m_menus->AddMenu("MENU_HELP", "Help");
     m_menus->AddAction(help, "HELP_SHORTCUTS", "Keyboard Shortcuts", QKeySequence("Ctrl+?"), false,
                        [this] { ShowShortcuts(); });
     m_menus->AddAction(help, "HELP_ABOUT", "About Lumato", {}, false, [this] { ShowAbout(); });
+    const auto* openMenu = new QShortcut(QKeySequence(Qt::Key_F10), this);
+    connect(openMenu, &QShortcut::activated, this,
+            [this] { menuBar()->setActiveAction(menuBar()->actions().front()); });
 }
 
 void MainWindow::MakePictureMenu(QMenu* menu) {
@@ -165,18 +169,14 @@ void MainWindow::InitViewLanguage() {
     FollowLanguage(LanguageFile::Chosen());
     m_panel->InitViewLanguage();
     ShowReplacing();
-    m_menus->ShowTexts();
+    const QString lettersOfMenus = m_menus->ShowTexts();
     ShowUndo();
     m_frameMenu->ShowTexts();
     m_browser->ShowTexts();
-}
-
-// The note stays what it is, in other words; its detail too, where it is one of ours.
-void MainWindow::ShowLanguage(const QString& before) {
-    InitViewLanguage();
-    m_panel->TranslateNote([this, before](const QString& text) {
-        return LanguageFile(m_options.home / "Language.ini").Translated(text, before);
-    });
+    m_noFrame->SetText(Localized(kConnectHint));
+    if (MainThreadOwns())  // what is said of each picture
+        m_panel->ShowPictureList(store::Store().gmyTotalePictureNum, store::Store().gmyCurrentSelectItem);
+    GiveLetters(*this, lettersOfMenus);
 }
 
 void MainWindow::Restore() {

@@ -52,6 +52,10 @@ struct WindowOptions {
     std::vector<Path> files;  // taken up once a frame is online: one to edit, several to add
 };
 
+// While there is no frame.
+inline constexpr Words kConnectHint{"CONNECT_HINT",
+                                    "Connect your photo frame, or attach a virtual one from the Frame menu"};
+
 class MainWindow : public QMainWindow {
     Q_OBJECT
 
@@ -118,7 +122,6 @@ class MainWindow : public QMainWindow {
     void ShowState();
     void AskWhatWaits();
     void InitViewLanguage();
-    void ShowLanguage(const QString& before);
     void Restore();
     void Remember();
 
@@ -187,13 +190,14 @@ class MainWindow : public QMainWindow {
     void ShowBatchRoom(std::size_t pictures);
     void TakeBatch(const picture::BatchReport& report);
     void ShowBatchReport();
+    static Phrase PriceOfList();
     void ShowPrice();
     void ShowListChange();
     void Download(std::function<void(bool written)> then = {});
     void TakeDownload();
     void SelectFileLocation();
     void TakeSaving(const store::SaveReport& report);
-    void ShowNote(std::string_view key, std::string_view defaultText, const std::string& detail = {});
+    void ShowNote(const char* key, const char* defaultText, const Phrase& detail = {});
     void ShowShortcuts();
     void ShowAbout();
     void ShowMessage(const QString& title, const QString& text);

@@ -94,7 +94,7 @@ TEST(Codec, HugePicturesAreRefusedBeforeTheyTakeMemory) {
     stream.resize(std::size_t{4096} * 4096 + 1000);
     const auto decoded = DecodeStream(stream, 0, 0);
     ASSERT_FALSE(decoded.has_value());
-    EXPECT_EQ(decoded.error().kind, ErrorKind::TooLarge) << decoded.error().message;
+    EXPECT_EQ(decoded.error().kind, ErrorKind::TooLarge) << decoded.error().message.English();
 }
 
 TEST(Codec, SaysWhyAFileIsNotDecoded) {
@@ -117,8 +117,8 @@ TEST(Codec, SaysWhyAFileIsNotDecoded) {
     JPGEncode decoder;
     for (const auto& row : rows) {
         EXPECT_FALSE(decoder.DecodeMyPicture(row.source.c_str(), row.destination.c_str(), row.width, 8));
-        EXPECT_EQ(decoder.LastError().kind, row.kind) << decoder.LastError().message;
-        EXPECT_NE(decoder.LastError().message.find(row.message), std::string::npos);
+        EXPECT_EQ(decoder.LastError().kind, row.kind) << decoder.LastError().message.English();
+        EXPECT_NE(decoder.LastError().message.English().find(row.message), std::string::npos);
     }
     EXPECT_EQ(folder.CountEntries(), 2U);
 }

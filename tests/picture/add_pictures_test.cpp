@@ -98,7 +98,7 @@ class AddPicturesTest : public testing::Test {
         ASSERT_FALSE(result);
         EXPECT_EQ(m_status.Notes().back(), note);
         EXPECT_THAT(m_status.Details().back(), HasSubstr(detail));
-        EXPECT_THAT(result.error().cause, HasSubstr(detail));
+        EXPECT_THAT(result.error().cause.English(), HasSubstr(detail));
         EXPECT_EQ(m_store.gmyTotalePictureNum, pictures);
         EXPECT_EQ(m_store.gmyTotalePicture, pictures);
         EXPECT_EQ(m_store.gmyPictureData->count, 0);

@@ -78,8 +78,8 @@ TEST_F(DeletePicturesTest, SavingTakesNothingFromAnybody) {
     EXPECT_EQ(report.saved, 2);
     EXPECT_THAT(report.replaced, ElementsAre(trash / "1.bmp", trash / "4.bmp"));
     ASSERT_EQ(report.failed.size(), 2U);
-    EXPECT_THAT(report.failed[0].message, testing::HasSubstr("DPFPicture3.bmp"));
-    EXPECT_THAT(report.failed[1].message, testing::HasSubstr("3.bmp"));
+    EXPECT_THAT(report.failed[0].message.English(), testing::HasSubstr("DPFPicture3.bmp"));
+    EXPECT_THAT(report.failed[1].message.English(), testing::HasSubstr("3.bmp"));
     EXPECT_EQ(ReadFile(to / "1.bmp"), ReadFile(BitmapPath("DPFPicture2.bmp")));
     EXPECT_EQ(test::TakeBytes(to / "2.bmp"), Bytes()) << "one that is missing has an empty file";
     EXPECT_EQ(test::TakeBytes(to / "3.bmp"), Bytes({'k', 'e', 'p', 't'})) << "made read-only by somebody";
