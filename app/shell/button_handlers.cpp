@@ -10,6 +10,7 @@
 #include "app/parts/texts.h"
 #include "app/shell/main_window.h"
 #include "base/printable.h"
+#include "picture/coverage.h"
 #include "picture/picture_state.h"
 #include "store/messages.h"
 #include "store/room_left.h"
@@ -93,14 +94,11 @@ void MainWindow::AskWhatWaits() {
 std::vector<ItemID> MainWindow::CollectBatch() {
     const std::vector<ItemID> selected = m_browser->Selected();
     std::vector<ItemID> batch;
-    const FileItems::Items& items = m_browser->Items().All();
-    for (auto item = items.rbegin(); item != items.rend(); ++item) {
-        const tagFILEITEM& record = item->second;
-        if (record.isFolder == 0 && record.pictureCandidate != 0 &&
-            std::ranges::binary_search(selected, record.itemID))
-            batch.push_back(record.itemID);
-        if (record.firstInFolder != 0)
-            break;
+    const std::vector<ItemID>& items = m_browser->InOrder();
+    for (auto id = items.rbegin(); id != items.rend(); ++id) {
+        const tagFILEITEM& record = *m_browser->Items().Find(*id);
+        if (record.isFolder == 0 && record.pictureCandidate != 0 && std::ranges::binary_search(selected, *id))
+            batch.push_back(*id);
     }
     return batch;
 }
@@ -128,10 +126,33 @@ void MainWindow::MyAddButtonHandler() {
         AddEditPicture();
 }
 
-// A task, for composing, encoding and putting it safely on the disk take longer than a window may be away.
 void MainWindow::AddEditPicture() {
-    if (picture::Pictures().gmyCGimage == nullptr)
+    const picture::MyImage* image = picture::Pictures().gmyCGimage.get();
+    if (image == nullptr)
         return;
+    if (picture::ShowsNothing(*image, store::Store().gmyDrawrect))
+        AskToAddEmpty();
+    else
+        AddAsPosed();
+}
+
+void MainWindow::AskToAddEmpty() {
+    auto* box = new QMessageBox(
+        QMessageBox::Question, windowTitle(),
+        Localized("ADD_EMPTY_TIPS", "Nothing of the picture would be seen. Add it all the same?"),
+        QMessageBox::NoButton, this);
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    connect(box->addButton(Localized("Add", "Add"), QMessageBox::AcceptRole), &QPushButton::clicked, this,
+            [this] {
+                if (MainThreadOwns() && m_panel->IsEnabled() && picture::Pictures().gmyCGimage != nullptr)
+                    AddAsPosed();
+            });
+    box->setDefaultButton(box->addButton(Localized("CANCLE_BUTTON", "Cancel"), QMessageBox::RejectRole));
+    Ask(box);
+}
+
+// A task, for composing, encoding and putting it safely on the disk take longer than a window may be away.
+void MainWindow::AddAsPosed() {
     struct Adding {
         Path source = picture::Pictures().editSource;
         picture::Pose pose = picture::CurrentPose();

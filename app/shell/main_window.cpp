@@ -115,6 +115,7 @@ void MainWindow::ConnectLink() {
 void MainWindow::MakeMenus() {
     m_menus = std::make_unique<MenuBuilder>(*menuBar());
     MakePictureMenu(m_menus->AddMenu("MENU_PICTURES", "Pictures"));
+    MakeBrowserMenu(m_menus->AddMenu("MENU_VIEW", "View"));
     QMenu* frame = m_menus->AddMenu("MENU_FRAME", "Frame");
     m_menus->AddAction(frame, "DownLoad", "DownLoad", QKeySequence("Ctrl+D"), true,
                        [this] { MyDownLoadButtonHandler(); });
@@ -161,6 +162,8 @@ void MainWindow::MakePictureMenu(QMenu* menu) {
     add("SCALE_DOWN", "Reduce", QKeySequence::ZoomOut, true, [this] { m_editPanel->ScaleBy(-1); });
     add("Fit_Size_For_LCD", "Fit size for LCD", QKeySequence("Ctrl+0"), true,
         [this] { m_editPanel->SetFitted(true); });
+    add("FIT_WHOLE", "Whole picture", QKeySequence("Ctrl+9"), true,
+        [this] { m_editPanel->SetFit(picture::Fit::Whole); });
     menu->addSeparator();
     add("QUIT", "Quit", QKeySequence("Ctrl+Q"), false, [] { TApplication::SendCommand(kQuitCommand); });
 }
@@ -168,6 +171,7 @@ void MainWindow::MakePictureMenu(QMenu* menu) {
 void MainWindow::InitViewLanguage() {
     FollowLanguage(LanguageFile::Chosen());
     m_panel->InitViewLanguage();
+    m_editPanel->ShowTexts();
     ShowReplacing();
     const QString lettersOfMenus = m_menus->ShowTexts();
     ShowUndo();

@@ -119,6 +119,7 @@ class MainWindow : public QMainWindow {
     void ConnectLink();
     void MakeMenus();
     void MakePictureMenu(QMenu* menu);
+    void MakeBrowserMenu(QMenu* menu);  // browser_menu.cpp
     void ShowState();
     void AskWhatWaits();
     void InitViewLanguage();
@@ -186,7 +187,10 @@ class MainWindow : public QMainWindow {
     // begin another one. Nobody is asked about a frame that has gone.
     void Ask(QMessageBox* box);
     [[nodiscard]] std::vector<ItemID> CollectBatch();
+    // Asks first where nothing of the picture would be seen.
     void AddEditPicture();
+    void AskToAddEmpty();
+    void AddAsPosed();
     void ShowBatchRoom(std::size_t pictures);
     void TakeBatch(const picture::BatchReport& report);
     void ShowBatchReport();

@@ -230,13 +230,15 @@ class LooksTest : public WindowFixture {
         const Path deep = m_folder->Get() / "one" / "two" / "three" / "four";
         std::filesystem::create_directories(deep);
         DiskBrowser& browser = m_window->Browser();
+        browser.SetView(BrowserView::Columns);
+        const auto* area = browser.findChild<QScrollArea*>();
         browser.OpenPath(deep);
         WaitForFolder(deep);
         const auto cut = [&] {
             QStringList found;
             for (const FolderColumn* column : browser.findChildren<FolderColumn*>()) {
-                const int x = column->mapTo(browser.viewport(), QPoint(0, 0)).x();
-                const int seen = std::min(x + column->width(), browser.viewport()->width()) - std::max(x, 0);
+                const int x = column->mapTo(area->viewport(), QPoint(0, 0)).x();
+                const int seen = std::min(x + column->width(), area->viewport()->width()) - std::max(x, 0);
                 if (!column->isHidden() && seen > 0 && seen < column->width())
                     found.append(column->accessibleName());
             }
