@@ -3,7 +3,9 @@
 #include <QAbstractButton>
 #include <QLabel>
 #include <QRegularExpression>
+#include <QToolButton>
 #include <algorithm>
+#include <vector>
 
 namespace lumato::app {
 namespace {
@@ -21,6 +23,10 @@ bool IsComposed(QChar c) {
         default:
             return false;
     }
+}
+
+bool IsComposed(const QString& text) {
+    return std::any_of(text.begin(), text.end(), [](QChar c) { return IsComposed(c); });
 }
 
 bool IsPlain(QChar c) {
@@ -63,26 +69,36 @@ QString WithBrackets(QString text, QChar letter) {
     return text.insert(text.indexOf(kEnd), QStringLiteral("(&%1)").arg(letter));
 }
 
-bool TakesFocus(const QWidget* field) {
-    return field != nullptr && field->focusPolicy() != Qt::NoFocus;
+// A field or view, not just another text.
+bool IsField(const QWidget* named) {
+    return named != nullptr && named->focusPolicy() != Qt::NoFocus &&
+           qobject_cast<const QLabel*>(named) == nullptr;
+}
+
+// Not a picture of what it does, nor the name of a folder, which such buttons show that have none themselves.
+bool HasOwnWords(const QAbstractButton& button) {
+    const bool named = qobject_cast<const QToolButton*>(&button) == nullptr || !button.objectName().isEmpty();
+    const QString text = button.text();
+    return named && std::any_of(text.begin(), text.end(), [](QChar c) { return c.isLetter(); });
 }
 
 }  // namespace
 
 QString WithLetter(const QString& text, const QString& english, QString& taken) {
     const auto isFree = [&](QChar c) { return !taken.contains(c.toUpper()); };
-    const bool composed = std::any_of(text.begin(), text.end(), IsComposed);
-    const qsizetype at = composed ? -1 : FindBest(text, isFree);
+    const qsizetype at = IsComposed(text) ? -1 : FindBest(text, isFree);
     if (at >= 0) {
         taken += text[at].toUpper();
         return Marked(text, at);
     }
-    const QString letters = english + QStringLiteral("ABCDEFGHIJKLMNOPQRSTUVWXYZ");
-    const qsizetype other = FindBest(letters, [&](QChar c) { return isFree(c) && IsPlain(c); });
-    if (other < 0 || text.isEmpty())
+    const QString others = english.toUpper() + QStringLiteral("ABCDEFGHIJKLMNOPQRSTUVWXYZ1234567890");
+    const auto* other = std::find_if(others.begin(), others.end(), [&](QChar c) {
+        return isFree(c) && (IsPlain(c) || (c >= u'0' && c <= u'9'));
+    });
+    if (other == others.end() || text.isEmpty())
         return text;
-    taken += letters[other].toUpper();
-    return WithBrackets(text, letters[other].toUpper());
+    taken += *other;
+    return WithBrackets(text, *other);
 }
 
 QString WithLetterOf(const QString& text, const QString& before) {
@@ -94,7 +110,7 @@ QString WithLetterOf(const QString& text, const QString& before) {
 }
 
 QString WithoutLetter(const QString& text) {
-    static const QRegularExpression kBrackets(QStringLiteral("\\(&[A-Z]\\)"));
+    static const QRegularExpression kBrackets(QStringLiteral("\\(&[A-Z0-9]\\)"));
     return QString(text).remove(kBrackets).remove(kMark);
 }
 
@@ -103,19 +119,35 @@ QChar LetterOf(const QString& text) {
     return at >= 0 && at + 1 < text.size() ? text[at + 1].toUpper() : QChar();
 }
 
+// Buttons before labels, and short texts before long ones, which have more letters to choose from. Letters of
+// other words in brackets are for scripts that have none of their own: where all of a text are taken, it gets
+// none.
 void GiveLetters(QWidget& window, QString taken) {
-    const QList<QWidget*> widgets = window.findChildren<QWidget*>();
-    for (QWidget* widget : widgets) {
+    std::vector<QAbstractButton*> buttons;
+    std::vector<QLabel*> labels;
+    for (QWidget* widget : window.findChildren<QWidget*>()) {
         if (widget->window() != &window)
             continue;
-        const auto give = [&](auto& named) {
-            named.setText(WithLetter(WithoutLetter(named.text()), widget->objectName(), taken));
-        };
-        if (auto* button = qobject_cast<QAbstractButton*>(widget); button != nullptr)
-            give(*button);
-        else if (auto* label = qobject_cast<QLabel*>(widget); label != nullptr && TakesFocus(label->buddy()))
-            give(*label);
+        if (auto* button = qobject_cast<QAbstractButton*>(widget); button != nullptr && HasOwnWords(*button))
+            buttons.push_back(button);
+        else if (auto* label = qobject_cast<QLabel*>(widget); label != nullptr && IsField(label->buddy()))
+            labels.push_back(label);
     }
+    const auto give = [&](auto& widgets) {
+        const auto words = [](const auto* named) { return WithoutLetter(named->text()); };
+        std::ranges::stable_sort(widgets, {}, [&](const auto* named) { return words(named).size(); });
+        for (auto* named : widgets) {
+            const QString text = words(named);
+            QString joined = taken;
+            const QString lettered = WithLetter(text, named->objectName(), joined);
+            const bool foreign = lettered.size() > text.size() + 1 && !IsComposed(text);
+            named->setText(foreign ? text : lettered);
+            if (!foreign)
+                taken = joined;
+        }
+    };
+    give(buttons);
+    give(labels);
 }
 
 }  // namespace lumato::app
