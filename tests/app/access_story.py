@@ -160,7 +160,14 @@ def story(window, work):
     wait("the note of the start", lambda: window.note() == "Device not online")
     assert not is_in(window.get("push button", "Add"), "ENABLED")
     spoken = []
-    speaker = Atspi.EventListener.new(lambda event: spoken.append((event.source.get_role_name(), event.source.get_name())))
+
+    def hear(event):
+        try:
+            spoken.append((event.source.get_role_name(), event.source.get_name()))
+        except GLib.GError:  # what has come and gone
+            pass
+
+    speaker = Atspi.EventListener.new(hear)
     speaker.register("object:state-changed:showing")
     check_names(window)
     window.act("push button", "Attach Virtual Frame…")
