@@ -1,12 +1,12 @@
 #include "app/browser/disk_browser.h"
 
 #include <QEvent>
-#include <QPainter>
 #include <QScrollBar>
 #include <QVBoxLayout>
 #include <algorithm>
 #include <utility>
 
+#include "app/browser/browser_icons.h"
 #include "app/browser/thumbnail_maker.h"
 #include "app/parts/texts.h"
 
@@ -14,7 +14,6 @@ namespace lumato::app {
 namespace {
 
 constexpr int kFoldersAtOnce = 4;
-constexpr int kButtonIconSide = 16;
 constexpr std::chrono::milliseconds kChangesSettle{400};
 
 }  // namespace
@@ -85,34 +84,9 @@ void DiskBrowser::MakeBar() {
     connect(m_path, &PathBar::Left, this, &DiskBrowser::TakeFocus);
 }
 
-// In the colours of the desktop, whose own icons are dark on some dark ones.
 void DiskBrowser::DrawIcons() {
-    const auto draw = [this](QToolButton* button, auto paint) {
-        QIcon icon;
-        for (const QPalette::ColorGroup group : {QPalette::Active, QPalette::Disabled}) {
-            QPixmap pixmap(QSize(kButtonIconSide, kButtonIconSide) * devicePixelRatioF());
-            pixmap.setDevicePixelRatio(devicePixelRatioF());
-            pixmap.fill(Qt::transparent);
-            QPainter painter(&pixmap);
-            painter.setRenderHint(QPainter::Antialiasing);
-            const QColor color = palette().color(group, QPalette::WindowText);
-            painter.setPen(QPen(color, 1.8, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
-            painter.setBrush(color);
-            paint(painter);
-            icon.addPixmap(pixmap, group == QPalette::Active ? QIcon::Normal : QIcon::Disabled);
-        }
-        button->setIcon(icon);
-    };
-    draw(m_upButton, [](QPainter& painter) {
-        painter.drawLine(8, 13, 8, 3);
-        painter.setBrush(Qt::NoBrush);
-        painter.drawPolyline(QPolygon({{4, 7}, {8, 3}, {12, 7}}));
-    });
-    draw(m_menuButton, [](QPainter& painter) {
-        painter.setPen(Qt::NoPen);
-        for (const QPoint at : {QPoint(2, 2), QPoint(9, 2), QPoint(2, 9), QPoint(9, 9)})
-            painter.drawRoundedRect(QRect(at, QSize(5, 5)), 1, 1);
-    });
+    m_upButton->setIcon(UpIcon(*this));
+    m_menuButton->setIcon(TilesIcon(*this));
 }
 
 void DiskBrowser::changeEvent(QEvent* event) {

@@ -1,5 +1,6 @@
 #include "app/browser/path_bar.h"
 
+#include <QAbstractItemView>
 #include <QAccessible>
 #include <QDir>
 #include <QKeyEvent>
@@ -201,6 +202,8 @@ void PathBar::TakeText() {
         return;
     }
     Say({});
+    m_lookedUp = text;
+    m_line->completer()->popup()->hide();
     QTimer::singleShot(kPatientTime, m_message, [this, text] {
         if (m_line->isVisible() && m_line->text().trimmed() == text && !m_message->isVisible())
             Say(Localized("BROWSER_READING", "Reading…"));
@@ -237,6 +240,7 @@ void PathBar::Say(const QString& words) {
 
 void PathBar::Complete(const QString& text) {
     Say({});
+    m_lookedUp.clear();
     const Path typed = PathIn(text);
     const Path folder = typed.has_filename() ? typed.parent_path() : typed;
     if (folder.empty() || folder.is_relative())
@@ -247,7 +251,8 @@ void PathBar::Complete(const QString& text) {
             if (m_found.stringList() == found)
                 return;
             m_found.setStringList(found);
-            if (m_line->hasFocus())
+            // Not over what is said of a path that has been entered meanwhile.
+            if (m_line->hasFocus() && m_lookedUp.isEmpty())
                 m_line->completer()->complete();
         };
     });

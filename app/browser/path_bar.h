@@ -65,6 +65,7 @@ class PathBar : public QWidget {
     std::vector<QToolButton*> m_buttons;
     QLineEdit* m_line;
     QStringListModel m_found;
+    QString m_lookedUp;  // what was entered; empty as soon as something else is typed
     QLabel* m_message;
     LooseThreads m_looks{2};
     LooseThreads m_completions{1};

@@ -5,6 +5,7 @@
 #include <QRegularExpression>
 #include <QToolButton>
 #include <algorithm>
+#include <vector>
 
 namespace lumato::app {
 namespace {
@@ -22,6 +23,10 @@ bool IsComposed(QChar c) {
         default:
             return false;
     }
+}
+
+bool IsComposed(const QString& text) {
+    return std::any_of(text.begin(), text.end(), [](QChar c) { return IsComposed(c); });
 }
 
 bool IsPlain(QChar c) {
@@ -81,8 +86,7 @@ bool HasOwnWords(const QAbstractButton& button) {
 
 QString WithLetter(const QString& text, const QString& english, QString& taken) {
     const auto isFree = [&](QChar c) { return !taken.contains(c.toUpper()); };
-    const bool composed = std::any_of(text.begin(), text.end(), IsComposed);
-    const qsizetype at = composed ? -1 : FindBest(text, isFree);
+    const qsizetype at = IsComposed(text) ? -1 : FindBest(text, isFree);
     if (at >= 0) {
         taken += text[at].toUpper();
         return Marked(text, at);
@@ -115,19 +119,35 @@ QChar LetterOf(const QString& text) {
     return at >= 0 && at + 1 < text.size() ? text[at + 1].toUpper() : QChar();
 }
 
+// Buttons before labels, and short texts before long ones, which have more letters to choose from. Letters of
+// other words in brackets are for scripts that have none of their own: where all of a text are taken, it gets
+// none.
 void GiveLetters(QWidget& window, QString taken) {
-    const QList<QWidget*> widgets = window.findChildren<QWidget*>();
-    for (QWidget* widget : widgets) {
+    std::vector<QAbstractButton*> buttons;
+    std::vector<QLabel*> labels;
+    for (QWidget* widget : window.findChildren<QWidget*>()) {
         if (widget->window() != &window)
             continue;
-        const auto give = [&](auto& named) {
-            named.setText(WithLetter(WithoutLetter(named.text()), widget->objectName(), taken));
-        };
         if (auto* button = qobject_cast<QAbstractButton*>(widget); button != nullptr && HasOwnWords(*button))
-            give(*button);
+            buttons.push_back(button);
         else if (auto* label = qobject_cast<QLabel*>(widget); label != nullptr && IsField(label->buddy()))
-            give(*label);
+            labels.push_back(label);
     }
+    const auto give = [&](auto& widgets) {
+        const auto words = [](const auto* named) { return WithoutLetter(named->text()); };
+        std::ranges::stable_sort(widgets, {}, [&](const auto* named) { return words(named).size(); });
+        for (auto* named : widgets) {
+            const QString text = words(named);
+            QString joined = taken;
+            const QString lettered = WithLetter(text, named->objectName(), joined);
+            const bool foreign = lettered.size() > text.size() + 1 && !IsComposed(text);
+            named->setText(foreign ? text : lettered);
+            if (!foreign)
+                taken = joined;
+        }
+    };
+    give(buttons);
+    give(labels);
 }
 
 }  // namespace lumato::app
