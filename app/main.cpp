@@ -3,12 +3,20 @@
 #include <QCommandLineParser>
 #include <QIcon>
 #include <QMessageBox>
+#include <QRegularExpression>
+#include <QSet>
+#include <QSocketNotifier>
 #include <QTimer>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <memory>
 #include <optional>
+#include <utility>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 #include "app/frame/usb_watch.h"
 #include "app/parts/language_file.h"
@@ -33,8 +41,35 @@ struct Options {
     std::optional<Path> frame;
 };
 
-// Ends the program where the command line makes no sense.
-Options ParseArguments(const QCoreApplication& application) {
+// The command line without what Qt itself takes from it.
+QStringList OwnArguments(const QStringList& arguments) {
+    static const QSet<QString> kWithValue{"platform",      "platformpluginpath",
+                                          "platformtheme", "plugin",
+                                          "style",         "stylesheet",
+                                          "qwindowtitle",  "title",
+                                          "geometry",      "qwindowgeometry",
+                                          "qwindowicon",   "icon",
+                                          "session",       "display",
+                                          "name"};
+    static const QSet<QString> kAlone{"reverse", "widgetcount"};
+    static const QRegularExpression kDashes(QStringLiteral("^--?"));
+    QStringList own{arguments.front()};
+    for (qsizetype i = 1; i < arguments.size(); ++i) {
+        const QString name =
+            arguments[i].startsWith(u'-') ? QString(arguments[i]).remove(kDashes) : QString();
+        if (arguments[i] == QLatin1String("--"))
+            return own + arguments.sliced(i);
+        if (kWithValue.contains(name))
+            ++i;
+        else if (!kAlone.contains(name) && !kWithValue.contains(name.section(u'=', 0, 0)))
+            own += arguments[i];
+    }
+    return own;
+}
+
+// Ends the program where the command line makes no sense, or only asks. There need be no display for that.
+Options ParseArguments(int argc, char** argv) {
+    const QCoreApplication application(argc, argv);
     QCommandLineParser parser;
     parser.setApplicationDescription(
         QStringLiteral("Lumato manages the pictures of a USB digital photo frame."));
@@ -53,7 +88,14 @@ Options ParseArguments(const QCoreApplication& application) {
     parser.addPositionalArgument(QStringLiteral("FILES"),
                                  QStringLiteral("pictures: one to edit, several to add"),
                                  QStringLiteral("[FILES...]"));
-    parser.process(application);
+    if (!parser.parse(OwnArguments(QCoreApplication::arguments()))) {
+        std::fprintf(stderr, "lumato: %s\n", qPrintable(parser.errorText()));
+        std::exit(2);
+    }
+    if (parser.isSet(QStringLiteral("version")))
+        parser.showVersion();
+    if (parser.isSet(QStringLiteral("help")) || parser.isSet(QStringLiteral("help-all")))
+        parser.showHelp();
 
     Options options;
     std::optional<Path> homeFolder;
@@ -88,16 +130,38 @@ Result<platform::FolderLock> TakeFolders(const WindowOptions& options) {
 }
 
 void ConfigureApplication() {
-    QCoreApplication::setApplicationName(QStringLiteral("lumato"));
-    QCoreApplication::setApplicationVersion(QStringLiteral(LUMATO_VERSION));
     QGuiApplication::setApplicationDisplayName(QString());
     QGuiApplication::setDesktopFileName(QStringLiteral("lumato"));
     QGuiApplication::setWindowIcon(QIcon(QStringLiteral(":/lumato.svg")));
     QIcon::setFallbackThemeName(QStringLiteral("Adwaita"));
 }
 
-int Run(QApplication& application) {
-    Options options = ParseArguments(application);
+// Handed from the signal's handler to the event loop.
+int signalPipe[2] = {-1, -1};
+
+extern "C" void TakeSignal(int) {
+    const char one = 1;
+    static_cast<void>(write(signalPipe[1], &one, 1));
+}
+
+// Logging out and shutting down end programs by these: the window leaves in good order.
+std::unique_ptr<QSocketNotifier> LeaveAtSignals(std::function<void()> leave) {
+    if (pipe2(signalPipe, O_CLOEXEC | O_NONBLOCK) != 0)
+        return nullptr;
+    auto notifier = std::make_unique<QSocketNotifier>(signalPipe[0], QSocketNotifier::Read);
+    QObject::connect(notifier.get(), &QSocketNotifier::activated, [leave = std::move(leave)] {
+        char one = 0;
+        if (read(signalPipe[0], &one, 1) == 1)
+            leave();
+    });
+    for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
+        if (std::signal(signal, TakeSignal) == SIG_IGN)
+            std::signal(signal, SIG_IGN);  // whoever started the program wants it so
+    }
+    return notifier;
+}
+
+int Run(Options options) {
     const Result<platform::FolderLock> lock = TakeFolders(options.window);
     if (!lock && lock.error().kind == ErrorKind::Busy &&
         FirstWindow::Call(options.window.home, options.window.files))
@@ -108,11 +172,12 @@ int Run(QApplication& application) {
     text::SetLanguageFile(options.window.home / "Language.ini");
     if (!lock) {
         QMessageBox::critical(nullptr, Localized("WINDOW_TITLE", "MacLumato"),
-                              QString::fromStdString(lock.error().message));
+                              Localized(lock.error().message));
         return 1;
     }
 
-    platform::MountedVolumes volumes;
+    // Never destroyed: an unmount that nobody waits for may still be under way.
+    static auto& volumes = *new platform::MountedVolumes;
     UsbWatch usb({.family = std::string(device::kFamily)});
     options.window.hardware = &usb;
     options.window.volumes = &volumes;
@@ -125,6 +190,7 @@ int Run(QApplication& application) {
         gMainWindowRef = std::make_unique<MainWindow>(std::move(options.window));
         const FirstWindow first(
             home, [&](std::vector<Path> files) { gMainWindowRef->ComeForward(std::move(files)); });
+        const auto asked = LeaveAtSignals([&] { gMainWindowRef->LeaveUnasked(); });
         gMainWindowRef->show();
         QTimer::singleShot(0, gMainWindowRef.get(), [&] { gMainWindowRef->Start(options.frame); });
         status = carbonApp.Run();
@@ -139,11 +205,14 @@ int main(int argc, char** argv) {
     lumato::OccupyStandardDescriptors();
     // A limit on file sizes is a failed write like any other, not the end.
     std::signal(SIGXFSZ, SIG_IGN);
-    QApplication application(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("lumato"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(LUMATO_VERSION));
+    lumato::app::Options options = lumato::app::ParseArguments(argc, argv);
+    const QApplication application(argc, argv);
     lumato::app::ConfigureApplication();
-    const int status = lumato::app::Run(application);
-    // A thread that still waits for a disk would outlive what it uses: then everything goes at once. What is to
-    // be kept has been written.
+    const int status = lumato::app::Run(std::move(options));
+    // A thread that still waits for a disk would outlive what it uses: then everything goes at once. What is
+    // to be kept has been written.
     if (lumato::app::LooseThreads::AnyRun())
         std::_Exit(status);
     return status;

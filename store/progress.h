@@ -11,6 +11,7 @@ enum class Phase {
     Adding,    // pictures are composed and encoded
     Writing,   // blocks go to the frame
     Checking,  // what is there is read back and compared
+    Saving,    // copies go into a folder of the user's
 };
 
 struct Progress {

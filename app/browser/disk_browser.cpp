@@ -105,6 +105,14 @@ void DiskBrowser::MyInitializeDataBrowserControl() {
 }
 
 void DiskBrowser::ShowTexts() {
+    if (!m_columns.empty()) {
+        for (const ItemID id : m_columns.front()->Model().Ids()) {
+            tagFILEITEM& place = *Items().Find(id);
+            if (const QString name = NameOfPlace(place.spec); !name.isEmpty())
+                place.name = name;
+        }
+        m_columns.front()->viewport()->update();
+    }
     m_path->ShowTexts();
     m_upButton->setAccessibleName(Localized("GO_UP", "Parent Folder"));
     m_upButton->setToolTip(m_upButton->accessibleName());

@@ -66,6 +66,12 @@ std::vector<ItemID> ExpendFolder(FileItems& items, std::vector<FolderEntry> entr
     return ids;
 }
 
+QString NameOfPlace(const Path& root) {
+    if (root == "/")
+        return Localized("VOLUME_COMPUTER", "Computer");
+    return root == PathOf(QDir::homePath()) ? Localized("VOLUME_HOME", "Home") : QString();
+}
+
 bool IsOnFrameVolume(const Path& file) {
     for (Path folder = file.parent_path(); folder != folder.parent_path(); folder = folder.parent_path()) {
         if (IsFrameVolume(folder))
@@ -81,8 +87,8 @@ std::vector<ItemID> GetSystemDisk(FileItems& items) {
     };
     const Path home = PathOf(QDir::homePath());
     platform::Volumes* volumes = App().volumes;
-    append("/", Localized("VOLUME_COMPUTER", "Computer"));
-    append(home, Localized("VOLUME_HOME", "Home"));
+    append("/", NameOfPlace("/"));
+    append(home, NameOfPlace(home));
     if (volumes == nullptr)
         return ids;
     std::vector<std::pair<platform::Volume, VolumeQuestion>> others;

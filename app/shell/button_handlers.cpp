@@ -4,10 +4,13 @@
 #include <algorithm>
 #include <utility>
 
+#include "app/list/batch_report_dialog.h"
 #include "app/parts/app_state.h"
+#include "app/parts/mnemonics.h"
 #include "app/parts/texts.h"
 #include "app/shell/main_window.h"
 #include "base/printable.h"
+#include "picture/coverage.h"
 #include "picture/picture_state.h"
 #include "store/messages.h"
 #include "store/room_left.h"
@@ -47,16 +50,15 @@ std::vector<Path> FilesOf(const std::vector<Path>& dropped) {
     return files;
 }
 
-std::string TextOf(const store::DownloadCost& cost) {
+Phrase TextOf(const store::DownloadCost& cost) {
     const auto seconds = static_cast<int>(cost.seconds + 0.5);
-    return std::to_string(cost.blocks) + " blocks to write, about " + std::to_string(std::max(seconds, 1)) +
-           " s";
+    return Phrase("DOWNLOAD_COST", "{0} blocks to write, about {1} s", cost.blocks, std::max(seconds, 1));
 }
 
 }  // namespace
 
-void MainWindow::ShowNote(std::string_view key, std::string_view defaultText, const std::string& detail) {
-    store::ShowNote({key, defaultText});
+void MainWindow::ShowNote(const char* key, const char* defaultText, const Phrase& detail) {
+    store::ShowNote(Phrase(key, defaultText));
     m_panel->SetNoteDetail(detail);
 }
 
@@ -73,6 +75,7 @@ void MainWindow::RunTask(WindowState state, std::function<void()> work, std::fun
 void MainWindow::Ask(QMessageBox* box) {
     delete m_question;
     m_question = box;
+    GiveLetters(*box);
     if (MainThreadOwns())
         AskWhatWaits();
 }
@@ -123,10 +126,33 @@ void MainWindow::MyAddButtonHandler() {
         AddEditPicture();
 }
 
-// A task, for composing, encoding and putting it safely on the disk take longer than a window may be away.
 void MainWindow::AddEditPicture() {
-    if (picture::Pictures().gmyCGimage == nullptr)
+    const picture::MyImage* image = picture::Pictures().gmyCGimage.get();
+    if (image == nullptr)
         return;
+    if (picture::ShowsNothing(*image, store::Store().gmyDrawrect))
+        AskToAddEmpty();
+    else
+        AddAsPosed();
+}
+
+void MainWindow::AskToAddEmpty() {
+    auto* box = new QMessageBox(
+        QMessageBox::Question, windowTitle(),
+        Localized("ADD_EMPTY_TIPS", "Nothing of the picture would be seen. Add it all the same?"),
+        QMessageBox::NoButton, this);
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    connect(box->addButton(Localized("Add", "Add"), QMessageBox::AcceptRole), &QPushButton::clicked, this,
+            [this] {
+                if (MainThreadOwns() && m_panel->IsEnabled() && picture::Pictures().gmyCGimage != nullptr)
+                    AddAsPosed();
+            });
+    box->setDefaultButton(box->addButton(Localized("CANCLE_BUTTON", "Cancel"), QMessageBox::RejectRole));
+    Ask(box);
+}
+
+// A task, for composing, encoding and putting it safely on the disk take longer than a window may be away.
+void MainWindow::AddAsPosed() {
     struct Adding {
         Path source = picture::Pictures().editSource;
         picture::Pose pose = picture::CurrentPose();
@@ -190,31 +216,25 @@ void MainWindow::StopWork() {
     store::RequestStop();
 }
 
-void MainWindow::MovePicture(int from, int to) {
-    if (!IsReady() || from == to)
-        return;
-    m_edits.Do(store::Edit::Kind::Move, [=] { store::MovePicture(from, to); });
-    ShowListChange();
-    ShowUndo();
-}
-
-// Beside the button: what pressing it would cost. Of a download that broke off, the price would put the list
-// into its order.
-void MainWindow::ShowPrice() {
-    QString price;
-    if (HasUnsavedChanges() && !store::Store().resuming) {
+// What pressing the button would cost. Of a download that broke off, the price would put the list into its
+// order.
+Phrase MainWindow::PriceOfList() {
+    if (!store::Store().resuming) {
         if (const auto cost = store::CostOfDownload())
-            price = QString::fromStdString(TextOf(*cost));
+            return TextOf(*cost);
     }
-    FindControl(this, kDownLoadButtonID)->setToolTip(price);
+    return {};
 }
 
-// The list has changed by itself, not by a task that says what it did.
+void MainWindow::ShowPrice() {
+    FindControl(this, kDownLoadButtonID)
+        ->setToolTip(Localized(HasUnsavedChanges() ? PriceOfList() : Phrase()));
+}
+
+// What a change of the list comes to; on the thread that owns the store.
 void MainWindow::ShowListChange() {
-    ShowPrice();
-    if (HasUnsavedChanges())
-        ShowNote("UNSAVED_TIPS", "The list differs from the pictures on the frame.",
-                 FindControl(this, kDownLoadButtonID)->toolTip().toStdString());
+    if (store::ListDiffers())
+        ShowNote("UNSAVED_TIPS", "The list differs from the pictures on the frame.", PriceOfList());
     else
         store::ShowNote(store::kPicturesInFrame);
 }
@@ -228,11 +248,17 @@ void MainWindow::TakeBatch(const picture::BatchReport& report) {
             if (item == nullptr || item->spec != refused.file)
                 continue;
             item->pictureCandidate = 0;
-            item->whyNot = Printable(refused.file.filename().string()) + ": " +
-                           (refused.reason.cause.empty() ? refused.reason.message : refused.reason.cause);
+            item->whyNot =
+                About(Printable(refused.file.filename().string()),
+                      refused.reason.cause.empty() ? refused.reason.message : refused.reason.cause);
         }
     }
     SelPicArrayRef.clear();
+    m_leftOut.reset();
+    if (!report.refused.empty() || !report.notTried.empty())
+        m_leftOut = report;
+    m_leftOutNote = m_panel->Note();
+    findChild<QPushButton*>(QLatin1String(kBatchReportButton))->setVisible(m_leftOut.has_value());
     if (report.couldLower.empty())
         return;
     std::vector<Path> left = report.notTried;
@@ -240,23 +266,29 @@ void MainWindow::TakeBatch(const picture::BatchReport& report) {
     OfferRoom(report.couldLower, std::move(left), {});
 }
 
-void MainWindow::MyDeleteAllCheckBoxHandler(bool on) {
-    if (MainThreadOwns())
-        store::Store().gmyDeleteAll = on;
-}
-
-void MainWindow::MyDelButtonHandler() {
-    if (!IsReady() || store::Store().gmyTotalePictureNum == 0)
+void MainWindow::ShowBatchReport() {
+    if (!m_leftOut)
         return;
-    m_preview->Clear();
-    RunTask(WindowState::Changing, [this] { m_edits.Do(store::Edit::Kind::Delete, store::DeletePictures); });
+    auto* dialog = new BatchReportDialog(*m_leftOut, this);
+    connect(dialog, &BatchReportDialog::Retried, this,
+            [this](const std::vector<Path>& files) { AddFiles(files); });
+    dialog->open();
 }
 
 void MainWindow::MyDownLoadButtonHandler() {
+    Download();
+}
+
+void MainWindow::Download(std::function<void(bool written)> then) {
     if (!IsReady())
         return;
     store::Store().checkWritten = m_checkAction->isChecked();
-    if (!m_link.BeginDownload([this](bool) { TakeDownload(); }))
+    const auto done = [this, then = std::move(then)](bool written) {
+        TakeDownload();
+        if (then)
+            then(written);
+    };
+    if (!m_link.BeginDownload(done))
         return;
     ForgetEdits();
     m_downloadTime.start();
@@ -300,7 +332,10 @@ void MainWindow::SavePicturesTo(const Path& folder) {
 
 void MainWindow::TakeSaving(const store::SaveReport& report) {
     if (report.failed.empty()) {
-        store::ShowNote({"SAVED_TIPS", "Pictures saved"}, report.saved);
+        if (report.stopped)
+            store::ShowNote({"SAVING_STOPPED_TIPS", "Stopped. Pictures saved"}, report.saved);
+        else
+            store::ShowNote({"SAVED_TIPS", "Pictures saved"}, report.saved);
         if (!report.replaced.empty())
             m_panel->SetNoteDetail(store::ReplacedText(report));
     } else {

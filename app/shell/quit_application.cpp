@@ -2,9 +2,11 @@
 #include <QCloseEvent>
 #include <QCoreApplication>
 #include <QPushButton>
+#include <QSessionManager>
 #include <utility>
 
 #include "app/parts/app_state.h"
+#include "app/parts/mnemonics.h"
 #include "app/parts/texts.h"
 #include "app/shell/main_window.h"
 #include "store/store.h"
@@ -22,6 +24,30 @@ bool Transferring() {
     return store::Store().gmyIsTransferData || !MainThreadOwns();
 }
 
+// What leaving now would mean for the frame; empty when it holds what the list shows.
+QString WhatIsAtStake() {
+    if (!MainWindow::HasUnsavedChanges())
+        return {};
+    const store::StoreState& store = store::Store();
+    QStringList lines;
+    if (store.resuming && !store.picturesShown)
+        lines += Localized("QUIT_EMPTY_TIPS",
+                           "A download broke off: the frame shows no pictures until it is finished.");
+    else if (store.resuming)
+        lines +=
+            Localized("QUIT_PARTLY_TIPS",
+                      "A download broke off: the frame does not show all pictures until it is finished.");
+    const store::Waiting waiting = store::CountWaiting();
+    if (!store.resuming && (store::StoredPicturesDiffer() || waiting.unkept > 0))
+        lines +=
+            Localized("QUIT_FORGOTTEN_TIPS",
+                      "What was deleted, moved or restored is not yet on the frame, and would be forgotten.");
+    if (!store.resuming && waiting.kept > 0)
+        lines += Localized("QUIT_KEPT_TIPS", "Not yet on the frame, but kept until it is connected again") +
+                 QStringLiteral(": %1").arg(waiting.kept);
+    return lines.join(QLatin1Char('\n'));
+}
+
 }  // namespace
 
 void MainWindow::closeEvent(QCloseEvent* event) {
@@ -31,10 +57,11 @@ void MainWindow::closeEvent(QCloseEvent* event) {
 
 void MainWindow::QuitApplication() {
     if (Transferring()) {
-        const QString note =
-            QuitText("CANNOT_QUIT_TIPS", "Can not quit application,during transfering data!");
+        constexpr const char* kBuiltIn = "Can not quit application,during transfering data!";
         const ControlPanel::NotesAbout about(*m_panel, NoteOf::Moment);
-        m_panel->SetNotes(text::FitForControl(note.toStdString()));
+        m_panel->SetNotes(QuitText("CANNOT_QUIT_TIPS", kBuiltIn) == QLatin1String(kBuiltIn)
+                              ? Phrase(kBuiltIn)
+                              : Phrase("CANNOT_QUIT_TIPS", kBuiltIn));
         return;
     }
     if (m_quitQuestion != nullptr) {
@@ -45,29 +72,57 @@ void MainWindow::QuitApplication() {
                                      QuitText("WINDOW_TITLE", "MacLumato"), QMessageBox::NoButton, this);
     m_quitQuestion->setAttribute(Qt::WA_DeleteOnClose);
     QString question = QuitText("EXIT_APPLICATION_TIPS", "Really want to quit?");
-    if (HasUnsavedChanges())
-        question = Localized("UNSAVED_TIPS", "The list differs from the pictures on the frame.") +
-                   QStringLiteral("\n") + question;
+    QPushButton* download = nullptr;
+    if (const QString stake = WhatIsAtStake(); !stake.isEmpty()) {
+        question.prepend(stake + QStringLiteral("\n\n"));
+        download = m_quitQuestion->addButton(Localized("QUIT_DOWNLOAD_BUTTON", "Download First"),
+                                             QMessageBox::ActionRole);
+    }
     m_quitQuestion->setInformativeText(question);
     QPushButton* quit = m_quitQuestion->addButton(QuitText("OK_BUTTON", "OK"), QMessageBox::AcceptRole);
     m_quitQuestion->addButton(QuitText("CANCLE_BUTTON", "Canle"), QMessageBox::RejectRole);
     m_quitQuestion->setDefaultButton(quit);
-    connect(m_quitQuestion, &QDialog::finished, this,
-            [this, quit] { TakeQuitAnswer(m_quitQuestion->clickedButton() == quit); });
+    connect(m_quitQuestion, &QDialog::finished, this, [this, quit, download] {
+        const QAbstractButton* answer = m_quitQuestion->clickedButton();
+        if (answer == quit)
+            Leave();
+        else if (answer != nullptr && answer == download)
+            Download([this](bool written) {
+                if (written)
+                    Leave();
+            });
+    });
     m_quitQuestion->open();
 }
 
 // A frame may have come while the question stood there, and its pictures are being read.
-void MainWindow::TakeQuitAnswer(bool quit) {
-    if (!quit)
-        return;
+void MainWindow::Leave() {
     if (Transferring()) {
-        m_quitQuestion = nullptr;
         QuitApplication();
         return;
     }
     CloseResource();
     QCoreApplication::exit(0);
+}
+
+// Nobody can be asked. A download ends where that costs nothing; who says it twice does not want to wait.
+void MainWindow::LeaveUnasked() {
+    Remember();
+    store::RequestStop();
+    if (App().state == WindowState::Downloading && !std::exchange(m_leaving, true))
+        return;
+    CloseResource();
+    QCoreApplication::exit(0);
+}
+
+// The session ends: a download is finished first, where the desktop lets it.
+void MainWindow::TakeSessionEnd(QSessionManager& session) {
+    Remember();
+    if (Transferring() && session.allowsInteraction()) {
+        session.cancel();
+        session.release();
+        QuitApplication();
+    }
 }
 
 void MainWindow::CloseResource() {
@@ -88,7 +143,7 @@ void MainWindow::ShowShortcuts() {
         const QString keys = entry.action->shortcut().toString(QKeySequence::NativeText);
         if (!keys.isEmpty())
             text += QStringLiteral("<tr><td>%1</td><td>&nbsp;&nbsp;&nbsp;</td><td>%2</td></tr>")
-                        .arg(keys.toHtmlEscaped(), entry.action->text().toHtmlEscaped());
+                        .arg(keys.toHtmlEscaped(), WithoutLetter(entry.action->text()).toHtmlEscaped());
     }
     text +=
         QStringLiteral("<tr><td>←↑→↓</td><td></td><td>%1</td></tr>")
@@ -100,8 +155,8 @@ void MainWindow::ShowShortcuts() {
 
 void MainWindow::ShowAbout() {
     ShowMessage(Localized("HELP_ABOUT", "About Lumato"),
-                LocalizedWith("ABOUT_TEXT", "Lumato {} – the pictures of your photo frame",
-                              QCoreApplication::applicationVersion()));
+                Localized(Phrase("ABOUT_TEXT", "Lumato {} – the pictures of your photo frame",
+                                 QCoreApplication::applicationVersion().toStdString())));
 }
 
 void MainWindow::ShowMessage(const QString& title, const QString& text) {

@@ -1,10 +1,13 @@
 // How the window looks and reads: no text is cut in any language, everything is reached by the Tab key, files
 // are taken where they are dropped.
 #include <QAbstractButton>
+#include <QApplication>
 #include <QComboBox>
 #include <QDragEnterEvent>
 #include <QFile>
+#include <QMenuBar>
 #include <QMimeData>
+#include <QPushButton>
 #include <QSet>
 #include <QSpinBox>
 #include <QStringConverter>
@@ -76,6 +79,40 @@ class LooksTest : public WindowFixture {
         QTRY_COMPARE_WITH_TIMEOUT(WithoutRoom(window), QString(), kPatience);
     }
 
+    // No two texts have the same letter, and `all` have one.
+    static void CheckLetters(const QStringList& texts, bool all) {
+        QString letters;
+        for (const QString& text : texts) {
+            const QChar letter = LetterOf(text);
+            QVERIFY2(letter.isNull() ? !all : !letters.contains(letter), qPrintable(text));
+            letters += letter;
+        }
+        QVERIFY(letters.count(QChar()) * 2 <= texts.size());
+    }
+    void CheckLettersOf(const QWidget& menu, QStringList texts = {}) {
+        const bool all = texts.isEmpty();
+        for (const QAction* action : menu.actions()) {
+            if (!action->isSeparator())
+                texts += action->text();
+            if (action->menu() != nullptr)
+                CheckLettersOf(*action->menu());
+        }
+        CheckLetters(texts, all);
+    }
+    void CheckAllLetters() {
+        QStringList texts;
+        for (const QWidget* widget : m_window->findChildren<QWidget*>()) {
+            if (const auto* button = qobject_cast<const QAbstractButton*>(widget);
+                button != nullptr && !button->text().isEmpty() && button->window() == m_window.get())
+                texts += button->text();
+            if (const auto* label = qobject_cast<const QLabel*>(widget);
+                label != nullptr && label->buddy() != nullptr && label->buddy()->focusPolicy() != Qt::NoFocus)
+                texts += label->text();
+        }
+        QVERIFY(texts.size() > 10);
+        CheckLettersOf(*m_window->menuBar(), texts);
+    }
+
     // A drag from a file manager, to the widget that takes it.
     template <class Target>
     bool Drop(Target& target, const QList<Path>& files) {
@@ -121,6 +158,7 @@ class LooksTest : public WindowFixture {
         QFETCH(QString, language);
         Speak(language);
         CheckRoom(*m_window);
+        CheckAllLetters();
         NewFrameDialog dialog(m_window.get());
         dialog.show();
         QCoreApplication::processEvents();
@@ -146,6 +184,28 @@ class LooksTest : public WindowFixture {
         QVERIFY(left(kColumList) > left(dbControlID1));
         Speak(QStringLiteral("English"));
         QVERIFY(left(kColumList) < left(dbControlID1));
+    }
+
+    // What stands beside a note is put into other words with it, whoever said it; so are the places.
+    void whatIsSaidFollowsTheLanguage() {
+        Attach();
+        m_window->Browser().OpenPath(Pictures());
+        WaitForFolder(Pictures());
+        SelectInBrowser("notes.txt");
+        WaitForNote("Couldn’t read this picture");
+        QCOMPARE(Detail(), QStringLiteral("notes.txt: not a picture in any known format"));
+        Speak(QStringLiteral("French"));
+        QCOMPARE(Detail(), QStringLiteral("notes.txt\u00a0: pas une image dans un format connu"));
+        const FolderColumn& places = *m_window->Browser().findChildren<FolderColumn*>().first();
+        QCOMPARE(places.model()->index(1, 0).data().toString(), QStringLiteral("Dossier personnel"));
+        Speak(QStringLiteral("Chinese"));
+        QCOMPARE(Detail(), QStringLiteral("notes.txt：不是已知格式的图片"));
+        // An entry whose text changes keeps its letter.
+        const QString add = FindControlAs<QPushButton>(m_window.get(), kAddButtonID)->text();
+        QCOMPARE(WithLetterOf(QStringLiteral("替换"), add), QStringLiteral("替换(&A)"));
+        QTest::keyClick(m_window.get(), Qt::Key_F10);
+        QVERIFY(QApplication::activePopupWidget() != nullptr);
+        QTest::keyClick(QApplication::activePopupWidget(), Qt::Key_Escape);
     }
 
     void theTabKeyReachesEverything() {

@@ -111,7 +111,7 @@ class StatesTest : public WindowFixture {
         QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns() && m_window->Panel().IsEnabled(), kPatience);
         m_window->close();
         QTRY_COMPARE_WITH_TIMEOUT(m_window->findChildren<QMessageBox*>().size(), 1, kPatience);
-        QCOMPARE(Question()->informativeText().contains(QStringLiteral("differs")),
+        QCOMPARE(Question()->informativeText().contains(QStringLiteral("kept")),
                  state != QLatin1String("download") && state != QLatin1String("deleting"));
         QTest::keyClick(Question(), Qt::Key_Escape);
         QTRY_VERIFY_WITH_TIMEOUT(Question() == nullptr, kPatience);
@@ -124,6 +124,29 @@ class StatesTest : public WindowFixture {
             dialog->reject();
         if (state == QLatin1String("download"))
             QCOMPARE(ShownByTheFrame(), 3U);
+    }
+
+    void quittingSaysWhatIsAtStake() {
+        OpenWithPictures();  // one waits
+        const auto asked = [this] {
+            m_window->close();
+            [&] { QTRY_VERIFY_WITH_TIMEOUT(Question() != nullptr, kPatience); }();
+            const QString text = Question() != nullptr ? Question()->informativeText() : QString();
+            return std::pair(text.contains(QStringLiteral("kept")),
+                             text.contains(QStringLiteral("forgotten")));
+        };
+        QCOMPARE(asked(), std::pair(true, false));
+        QTest::keyClick(Question(), Qt::Key_Escape);
+        QTRY_VERIFY_WITH_TIMEOUT(Question() == nullptr, kPatience);
+        m_window->MovePictures({1}, 3);
+        QTRY_VERIFY_WITH_TIMEOUT(IsReady(), kPatience);
+        QCOMPARE(asked(), std::pair(true, true));
+        for (QAbstractButton* button : Question()->buttons()) {
+            if (button->text().remove(u'&') == QLatin1String("Download First"))
+                button->click();
+        }
+        QTRY_VERIFY_WITH_TIMEOUT(device::Link().frame == nullptr, kPatience);
+        QCOMPARE(ShownByTheFrame(), 3U);
     }
 
     void whatWasDeletedAndBroughtBackIsKept() {
