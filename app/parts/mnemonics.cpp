@@ -3,6 +3,7 @@
 #include <QAbstractButton>
 #include <QLabel>
 #include <QRegularExpression>
+#include <QToolButton>
 #include <algorithm>
 #include <vector>
 
@@ -68,8 +69,17 @@ QString WithBrackets(QString text, QChar letter) {
     return text.insert(text.indexOf(kEnd), QStringLiteral("(&%1)").arg(letter));
 }
 
-bool TakesFocus(const QWidget* field) {
-    return field != nullptr && field->focusPolicy() != Qt::NoFocus;
+// A field or view, not just another text.
+bool IsField(const QWidget* named) {
+    return named != nullptr && named->focusPolicy() != Qt::NoFocus &&
+           qobject_cast<const QLabel*>(named) == nullptr;
+}
+
+// Not a picture of what it does, nor the name of a folder, which such buttons show that have none themselves.
+bool HasOwnWords(const QAbstractButton& button) {
+    const bool named = qobject_cast<const QToolButton*>(&button) == nullptr || !button.objectName().isEmpty();
+    const QString text = button.text();
+    return named && std::any_of(text.begin(), text.end(), [](QChar c) { return c.isLetter(); });
 }
 
 }  // namespace
@@ -81,12 +91,14 @@ QString WithLetter(const QString& text, const QString& english, QString& taken) 
         taken += text[at].toUpper();
         return Marked(text, at);
     }
-    const QString letters = english + QStringLiteral("ABCDEFGHIJKLMNOPQRSTUVWXYZ");
-    const qsizetype other = FindBest(letters, [&](QChar c) { return isFree(c) && IsPlain(c); });
-    if (other < 0 || text.isEmpty())
+    const QString others = english.toUpper() + QStringLiteral("ABCDEFGHIJKLMNOPQRSTUVWXYZ1234567890");
+    const auto* other = std::find_if(others.begin(), others.end(), [&](QChar c) {
+        return isFree(c) && (IsPlain(c) || (c >= u'0' && c <= u'9'));
+    });
+    if (other == others.end() || text.isEmpty())
         return text;
-    taken += letters[other].toUpper();
-    return WithBrackets(text, letters[other].toUpper());
+    taken += *other;
+    return WithBrackets(text, *other);
 }
 
 QString WithLetterOf(const QString& text, const QString& before) {
@@ -98,7 +110,7 @@ QString WithLetterOf(const QString& text, const QString& before) {
 }
 
 QString WithoutLetter(const QString& text) {
-    static const QRegularExpression kBrackets(QStringLiteral("\\(&[A-Z]\\)"));
+    static const QRegularExpression kBrackets(QStringLiteral("\\(&[A-Z0-9]\\)"));
     return QString(text).remove(kBrackets).remove(kMark);
 }
 
@@ -116,9 +128,9 @@ void GiveLetters(QWidget& window, QString taken) {
     for (QWidget* widget : window.findChildren<QWidget*>()) {
         if (widget->window() != &window)
             continue;
-        if (auto* button = qobject_cast<QAbstractButton*>(widget); button != nullptr)
+        if (auto* button = qobject_cast<QAbstractButton*>(widget); button != nullptr && HasOwnWords(*button))
             buttons.push_back(button);
-        else if (auto* label = qobject_cast<QLabel*>(widget); label != nullptr && TakesFocus(label->buddy()))
+        else if (auto* label = qobject_cast<QLabel*>(widget); label != nullptr && IsField(label->buddy()))
             labels.push_back(label);
     }
     const auto give = [&](auto& widgets) {

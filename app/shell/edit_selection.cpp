@@ -76,7 +76,8 @@ void MainWindow::TakeLoaded(LoadedPicture loaded) {
     m_panel->ForgetNotes(NoteOf::Picture);
     const ControlPanel::NotesAbout about(*m_panel, NoteOf::Picture);
     const Phrase whyNot = loaded.picture ? Phrase() : loaded.picture.error().message;
-    const bool selected = picture::SelectImported(loaded.file, std::move(loaded.picture)).has_value();
+    const bool selected =
+        picture::SelectImported(loaded.file, std::move(loaded.picture), std::move(loaded.levels)).has_value();
     TakeEditAgain(loaded.file, selected);
     if (tagFILEITEM* item = m_browser->Items().Find(loaded.item);
         item != nullptr && item->spec == loaded.file) {

@@ -16,10 +16,10 @@ NoFrameNotice::NoFrameNotice(QWidget* view, QAction* newFrame, QAction* attachFr
     m_text->setPalette(onDark);
     auto* buttons = new QHBoxLayout;
     buttons->addStretch();
-    QPushButton* first = MakeButton(newFrame);
+    QPushButton* first = MakeButton(newFrame, "newFrame");
     setFocusProxy(first);
     buttons->addWidget(first);
-    buttons->addWidget(MakeButton(attachFrame));
+    buttons->addWidget(MakeButton(attachFrame, "virtualFrame"));
     buttons->addStretch();
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(m_text, 1);
@@ -31,8 +31,9 @@ NoFrameNotice::NoFrameNotice(QWidget* view, QAction* newFrame, QAction* attachFr
     setCursor(Qt::ArrowCursor);
 }
 
-QPushButton* NoFrameNotice::MakeButton(QAction* action) {
+QPushButton* NoFrameNotice::MakeButton(QAction* action, const char* name) {
     auto* button = new QPushButton(this);
+    button->setObjectName(QLatin1String(name));
     button->setAutoDefault(false);
     const auto follow = [button, action] {
         button->setText(WithLetterOf(WithoutLetter(action->text()), button->text()));

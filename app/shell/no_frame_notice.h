@@ -20,7 +20,7 @@ class NoFrameNotice : public QWidget {
     void SetText(const QString& text);
 
   private:
-    QPushButton* MakeButton(QAction* action);
+    QPushButton* MakeButton(QAction* action, const char* name);
 
     QLabel* m_text;
 };

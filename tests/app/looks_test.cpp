@@ -11,6 +11,7 @@
 #include <QSet>
 #include <QSpinBox>
 #include <QStringConverter>
+#include <QToolButton>
 #include <QUrl>
 
 #include "app/frame/new_frame_dialog.h"
@@ -103,10 +104,11 @@ class LooksTest : public WindowFixture {
         QStringList texts;
         for (const QWidget* widget : m_window->findChildren<QWidget*>()) {
             if (const auto* button = qobject_cast<const QAbstractButton*>(widget);
-                button != nullptr && !button->text().isEmpty() && button->window() == m_window.get())
+                button != nullptr && qobject_cast<const QToolButton*>(button) == nullptr &&
+                !button->text().isEmpty() && button->window() == m_window.get())
                 texts += button->text();
             if (const auto* label = qobject_cast<const QLabel*>(widget);
-                label != nullptr && label->buddy() != nullptr && label->buddy()->focusPolicy() != Qt::NoFocus)
+                label != nullptr && qobject_cast<const QSpinBox*>(label->buddy()) != nullptr)
                 texts += label->text();
         }
         QVERIFY(texts.size() > 10);
@@ -202,7 +204,8 @@ class LooksTest : public WindowFixture {
         QCOMPARE(Detail(), QStringLiteral("notes.txt：不是已知格式的图片"));
         // An entry whose text changes keeps its letter.
         const QString add = FindControlAs<QPushButton>(m_window.get(), kAddButtonID)->text();
-        QCOMPARE(WithLetterOf(QStringLiteral("替换"), add), QStringLiteral("替换(&A)"));
+        QVERIFY(add.contains(QStringLiteral("(&")));
+        QCOMPARE(WithLetterOf(QStringLiteral("替换"), add), QStringLiteral("替换") + add.right(4));
         QTest::keyClick(m_window.get(), Qt::Key_F10);
         QVERIFY(QApplication::activePopupWidget() != nullptr);
         QTest::keyClick(QApplication::activePopupWidget(), Qt::Key_Escape);
