@@ -3,6 +3,8 @@
 #include <QCommandLineParser>
 #include <QIcon>
 #include <QMessageBox>
+#include <QRegularExpression>
+#include <QSet>
 #include <QSocketNotifier>
 #include <QTimer>
 #include <csignal>
@@ -18,6 +20,7 @@
 
 #include "app/frame/usb_watch.h"
 #include "app/parts/language_file.h"
+#include "app/parts/loose_threads.h"
 #include "app/parts/texts.h"
 #include "app/shell/carbon_app.h"
 #include "app/shell/first_window.h"
@@ -38,8 +41,35 @@ struct Options {
     std::optional<Path> frame;
 };
 
-// Ends the program where the command line makes no sense.
-Options ParseArguments(const QCoreApplication& application) {
+// The command line without what Qt itself takes from it.
+QStringList OwnArguments(const QStringList& arguments) {
+    static const QSet<QString> kWithValue{"platform",      "platformpluginpath",
+                                          "platformtheme", "plugin",
+                                          "style",         "stylesheet",
+                                          "qwindowtitle",  "title",
+                                          "geometry",      "qwindowgeometry",
+                                          "qwindowicon",   "icon",
+                                          "session",       "display",
+                                          "name"};
+    static const QSet<QString> kAlone{"reverse", "widgetcount"};
+    static const QRegularExpression kDashes(QStringLiteral("^--?"));
+    QStringList own{arguments.front()};
+    for (qsizetype i = 1; i < arguments.size(); ++i) {
+        const QString name =
+            arguments[i].startsWith(u'-') ? QString(arguments[i]).remove(kDashes) : QString();
+        if (arguments[i] == QLatin1String("--"))
+            return own + arguments.sliced(i);
+        if (kWithValue.contains(name))
+            ++i;
+        else if (!kAlone.contains(name) && !kWithValue.contains(name.section(u'=', 0, 0)))
+            own += arguments[i];
+    }
+    return own;
+}
+
+// Ends the program where the command line makes no sense, or only asks. There need be no display for that.
+Options ParseArguments(int argc, char** argv) {
+    const QCoreApplication application(argc, argv);
     QCommandLineParser parser;
     parser.setApplicationDescription(
         QStringLiteral("Lumato manages the pictures of a USB digital photo frame."));
@@ -58,7 +88,14 @@ Options ParseArguments(const QCoreApplication& application) {
     parser.addPositionalArgument(QStringLiteral("FILES"),
                                  QStringLiteral("pictures: one to edit, several to add"),
                                  QStringLiteral("[FILES...]"));
-    parser.process(application);
+    if (!parser.parse(OwnArguments(QCoreApplication::arguments()))) {
+        std::fprintf(stderr, "lumato: %s\n", qPrintable(parser.errorText()));
+        std::exit(2);
+    }
+    if (parser.isSet(QStringLiteral("version")))
+        parser.showVersion();
+    if (parser.isSet(QStringLiteral("help")) || parser.isSet(QStringLiteral("help-all")))
+        parser.showHelp();
 
     Options options;
     std::optional<Path> homeFolder;
@@ -93,8 +130,6 @@ Result<platform::FolderLock> TakeFolders(const WindowOptions& options) {
 }
 
 void ConfigureApplication() {
-    QCoreApplication::setApplicationName(QStringLiteral("lumato"));
-    QCoreApplication::setApplicationVersion(QStringLiteral(LUMATO_VERSION));
     QGuiApplication::setApplicationDisplayName(QString());
     QGuiApplication::setDesktopFileName(QStringLiteral("lumato"));
     QGuiApplication::setWindowIcon(QIcon(QStringLiteral(":/lumato.svg")));
@@ -126,8 +161,7 @@ std::unique_ptr<QSocketNotifier> LeaveAtSignals(std::function<void()> leave) {
     return notifier;
 }
 
-int Run(QApplication& application) {
-    Options options = ParseArguments(application);
+int Run(Options options) {
     const Result<platform::FolderLock> lock = TakeFolders(options.window);
     if (!lock && lock.error().kind == ErrorKind::Busy &&
         FirstWindow::Call(options.window.home, options.window.files))
@@ -138,11 +172,12 @@ int Run(QApplication& application) {
     text::SetLanguageFile(options.window.home / "Language.ini");
     if (!lock) {
         QMessageBox::critical(nullptr, Localized("WINDOW_TITLE", "MacLumato"),
-                              QString::fromStdString(lock.error().message));
+                              Localized(lock.error().message));
         return 1;
     }
 
-    platform::MountedVolumes volumes;
+    // Never destroyed: an unmount that nobody waits for may still be under way.
+    static auto& volumes = *new platform::MountedVolumes;
     UsbWatch usb({.family = std::string(device::kFamily)});
     options.window.hardware = &usb;
     options.window.volumes = &volumes;
@@ -170,7 +205,15 @@ int main(int argc, char** argv) {
     lumato::OccupyStandardDescriptors();
     // A limit on file sizes is a failed write like any other, not the end.
     std::signal(SIGXFSZ, SIG_IGN);
-    QApplication application(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("lumato"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(LUMATO_VERSION));
+    lumato::app::Options options = lumato::app::ParseArguments(argc, argv);
+    const QApplication application(argc, argv);
     lumato::app::ConfigureApplication();
-    return lumato::app::Run(application);
+    const int status = lumato::app::Run(std::move(options));
+    // A thread that still waits for a disk would outlive what it uses: then everything goes at once. What is
+    // to be kept has been written.
+    if (lumato::app::LooseThreads::AnyRun())
+        std::_Exit(status);
+    return status;
 }

@@ -5,6 +5,7 @@
 #include "base/printable.h"
 #include "picture/picture_state.h"
 #include "store/list_order.h"
+#include "store/messages.h"
 #include "store/picture_table.h"
 #include "store/read_back.h"
 #include "store/store.h"
@@ -30,7 +31,7 @@ Result<ByteSpan> Collector::Hold(Stream stream, const Digest& hash) {
     if (isNew) {
         m_bytes += stream.size();
         if (m_bytes > kLargestBackup)
-            return Fail(ErrorKind::TooLarge, "the pictures are larger than a backup can be");
+            return Fail(ErrorKind::TooLarge, kBeyondBackup);
         m_backup.held.push_back(std::move(stream));
         place->second = m_backup.held.back();
     }
@@ -41,8 +42,7 @@ Result<void> Collector::Take(const store::FileData& record, std::int32_t address
     LUMATO_TRY(Stream stream, store::StreamOf(record, address));
     const Digest hash = Sha256(stream);
     if (record.streamHash.value_or(hash) != hash)
-        return Fail(ErrorKind::Damaged, Printable(record.fileName) +
-                                            ": the picture's local file was changed; connect the frame anew");
+        return Fail(ErrorKind::Damaged, About(Printable(record.fileName), store::kLocalFileChanged));
     BackedUpPicture picture{.name = record.fileName, .hash = hash, .address = address};
     if (const picture::AlbumEntry* origin = picture::Pictures().album.Find(hash))
         picture.origin = *origin;
@@ -66,14 +66,14 @@ BackedUpFrame PresentFrame() {
 Result<FrameBackup> BackUpFrame() {
     store::StoreState& store = store::Store();
     if (store.gmyPictureData == nullptr)
-        return Fail(ErrorKind::Refused, "no frame is connected");
+        return Fail(ErrorKind::Refused, store::kNoFrame);
     Collector collector;
     collector.m_backup.frame = PresentFrame();
     int position = 0, stored = 0;
     for (const store::FileData* record = store.gmyPictureData->sentinel->next; record != nullptr;
          record = record->next) {
         if (store::StopRequested())
-            return Fail(ErrorKind::Refused, "stopped; no backup was written");
+            return Fail(ErrorKind::Refused, Phrase("STOPPED_NO_BACKUP", "stopped; no backup was written"));
         ++position;
         const bool inFrame = record->inFrame == 1;
         stored += inFrame ? 1 : 0;

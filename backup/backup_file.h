@@ -62,4 +62,6 @@ inline constexpr std::uintmax_t kLargestBackup = 256 << 20;
 // names. Errors: those of ReadPlainFile(); Unsupported for what is no backup, or one of a later program.
 [[nodiscard]] Result<Backup> ReadBackup(const Path& file);
 
+inline constexpr Words kBeyondBackup{"BEYOND_BACKUP", "the pictures are larger than a backup can be"};
+
 }  // namespace lumato::backup

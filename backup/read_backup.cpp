@@ -133,11 +133,13 @@ void BackupReader::TakePicture(const Json& json) {
 
 Result<void> BackupReader::TakeManifest(const Json& json) {
     if (json.at("format").get<std::string>() != kBackupFormat)
-        return Fail(ErrorKind::Unsupported, "it is no backup of a frame");
+        return Fail(ErrorKind::Unsupported, Phrase("NO_BACKUP", "it is no backup of a frame"));
     if (json.at("version").get<int>() > kBackupVersion)
-        return Fail(ErrorKind::Unsupported, "a later version of this program made this backup");
+        return Fail(ErrorKind::Unsupported,
+                    Phrase("BACKUP_OF_LATER_VERSION", "a later version of this program made this backup"));
     if (json.at("pictures").size() > kMostPictures)
-        return Fail(ErrorKind::Unsupported, "it lists more pictures than any frame holds");
+        return Fail(ErrorKind::Unsupported,
+                    Phrase("BACKUP_LISTS_TOO_MANY", "it lists more pictures than any frame holds"));
     const Json& frame = json.at("frame");
     m_backup.frame = {frame.at("name").get<std::string>(),  frame.at("lcd_width").get<int>(),
                       frame.at("lcd_height").get<int>(),    frame.at("sampling").get<int>(),
@@ -180,7 +182,8 @@ Result<Backup> BackupReader::Read() {
     }
     TakeNames();
     if (m_backup.pictures.empty())
-        return Fail(ErrorKind::Unsupported, "it is no backup of a frame, or nothing of it is whole");
+        return Fail(ErrorKind::Unsupported,
+                    Phrase("BACKUP_NOT_WHOLE", "it is no backup of a frame, or nothing of it is whole"));
     return std::move(m_backup);
 }
 
@@ -190,7 +193,7 @@ Result<Backup> ReadBackup(const Path& file) {
     LUMATO_TRY(auto archive, ReadPlainFile(file, kLargestBackup));
     Result<Backup> backup = BackupReader(std::move(archive)).Read();
     if (!backup)
-        return Fail(backup.error().kind, Printable(file.native()) + ": " + backup.error().message);
+        return Fail(backup.error().kind, About(Printable(file.native()), backup.error().message));
     return backup;
 }
 

@@ -13,6 +13,7 @@
 #include "picture/rv512_encoder.h"
 #include "picture/stream_made_anew.h"
 #include "store/local_files.h"
+#include "store/messages.h"
 #include "store/picture_table.h"
 #include "store/read_back.h"
 #include "store/replace_list.h"
@@ -21,7 +22,7 @@
 namespace lumato::backup {
 namespace {
 
-constexpr const char* kNoPicture = "its bytes in the backup are damaged, or missing";
+constexpr Words kNoPicture{"BACKUP_BYTES_DAMAGED", "its bytes in the backup are damaged, or missing"};
 
 void RemoveFiles(const store::FileData& record) {
     std::error_code ignored;
@@ -185,13 +186,16 @@ Result<void> Restorer::CheckRoom() const {
     for (const store::FileData& record : m_restoration.m_records)
         bytes += record.picSize;
     if (m_restoration.Count() > geometry.mostPictures)
-        return Fail(ErrorKind::Refused, "the backup has " + std::to_string(m_backup.pictures.size()) +
-                                            " pictures, and the frame holds " +
-                                            std::to_string(geometry.mostPictures) + "; nothing was changed");
+        return Fail(ErrorKind::Refused,
+                    Phrase("BACKUP_HAS_MORE",
+                           "the backup has {0} pictures, and the frame holds {1}; nothing "
+                           "was changed",
+                           m_backup.pictures.size(), geometry.mostPictures));
     if (bytes > geometry.PictureAreaSize())
-        return Fail(ErrorKind::Refused, "the pictures of the backup take more than the " +
-                                            std::to_string(geometry.PictureAreaSize()) +
-                                            " bytes that the frame has room for; nothing was changed");
+        return Fail(ErrorKind::Refused, Phrase("BACKUP_TAKES_MORE",
+                                               "the pictures of the backup take more than the {0} bytes that "
+                                               "the frame has room for; nothing was changed",
+                                               geometry.PictureAreaSize()));
     return {};
 }
 
@@ -211,20 +215,21 @@ int Restorer::CountLost() const {
 
 Result<Restoration> Restorer::Run() {
     if (m_store.gmyPictureData == nullptr)
-        return Fail(ErrorKind::Refused, "no frame is connected");
+        return Fail(ErrorKind::Refused, store::kNoFrame);
     if (!m_store.geometry.whyReadOnly.empty())
         return Fail(ErrorKind::Refused, m_store.geometry.whyReadOnly);
     LUMATO_TRY_VOID(store::PrepareLocalFolders());
     for (const BackedUpPicture& picture : m_backup.pictures) {
         if (store::StopRequested())
-            return Fail(ErrorKind::Refused, "stopped; nothing was changed");
+            return Fail(ErrorKind::Refused, Phrase("STOPPED_NO_CHANGE", "stopped; nothing was changed"));
         LUMATO_TRY_VOID(Make(picture));
         LUMATO_TRY_VOID(CheckRoom());
         m_store.status->SetDownLoadPrcess(
             static_cast<int>(100 * m_restoration.m_pictures.size() / m_backup.pictures.size()));
     }
     if (m_restoration.Count() == 0)
-        return Fail(ErrorKind::Damaged, "no picture of the backup is whole; nothing was changed");
+        return Fail(ErrorKind::Damaged,
+                    Phrase("BACKUP_ALL_DAMAGED", "no picture of the backup is whole; nothing was changed"));
     m_restoration.m_lost = CountLost();
     return std::move(m_restoration);
 }

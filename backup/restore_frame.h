@@ -23,7 +23,7 @@ enum class Made {
 struct RestoredPicture {
     std::string name;
     Made made = Made::AsItWas;
-    std::string refused{};  // why it is not restored; empty: it is
+    Phrase refused{};  // why it is not restored; empty: it is
 };
 
 // Local files of pictures that wait to become the list; they go with it.

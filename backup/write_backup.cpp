@@ -125,7 +125,7 @@ Result<Stream> BackupWriter::Write() {
 Result<void> WriteBackup(const Path& file, const Backup& backup) {
     LUMATO_TRY(const auto archive, BackupWriter(backup).Write());
     if (archive.size() > kLargestBackup)
-        return Fail(ErrorKind::TooLarge, "the pictures are larger than a backup can be");
+        return Fail(ErrorKind::TooLarge, kBeyondBackup);
     LUMATO_TRY_VOID(WriteSyncedFile(file, archive));
     // Some file systems cannot say so; the file is there all the same.
     static_cast<void>(SyncFolder(file.has_parent_path() ? file.parent_path() : Path(".")));

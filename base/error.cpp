@@ -5,16 +5,12 @@
 
 namespace lumato {
 
-tl::unexpected<Error> Fail(ErrorKind kind, std::string message) {
+tl::unexpected<Error> Fail(ErrorKind kind, Phrase message) {
     return tl::unexpected<Error>(Error{kind, std::move(message)});
 }
 
-std::string Described(const Error& error) {
-    return error.cause.empty() ? error.message : error.message + ": " + error.cause;
-}
-
-Error Context(const std::string& doing, Error error) {
-    error.message = doing + ": " + error.message;
+Error Context(Phrase doing, Error error) {
+    error.message = About(std::move(doing), std::move(error.message));
     return error;
 }
 

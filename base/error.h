@@ -9,6 +9,8 @@
 
 #include <tl/expected.hpp>
 
+#include "base/phrase.h"
+
 namespace lumato {
 
 enum class ErrorKind {
@@ -25,8 +27,8 @@ enum class ErrorKind {
 
 struct Error {
     ErrorKind kind = ErrorKind::Refused;
-    std::string message;  // a sentence for people, without a final full stop
-    std::string cause{};  // why, where the message alone does not say; may be empty
+    Phrase message;  // a sentence for people, without a final full stop
+    Phrase cause{};  // why, where the message alone does not say; may be empty
 
     bool operator==(const Error&) const = default;
 };
@@ -34,14 +36,11 @@ struct Error {
 template <class T>
 using Result = tl::expected<T, Error>;
 
-// Shorthand for returning an error: return Fail(ErrorKind::Damaged, "...").
-[[nodiscard]] tl::unexpected<Error> Fail(ErrorKind kind, std::string message);
-
-// Message and cause as one text: "Couldn't Process!: the file is empty".
-[[nodiscard]] std::string Described(const Error& error);
+// Shorthand for returning an error: return Fail(ErrorKind::Damaged, Phrase("KEY", "...")).
+[[nodiscard]] tl::unexpected<Error> Fail(ErrorKind kind, Phrase message);
 
 // The same error with what was being done in front: "picture.jpg: not a picture".
-[[nodiscard]] Error Context(const std::string& doing, Error error);
+[[nodiscard]] Error Context(Phrase doing, Error error);
 
 // The text that goes with an errno value, in the user's locale.
 [[nodiscard]] std::string SystemMessage(int errorNumber);
@@ -49,6 +48,11 @@ using Result = tl::expected<T, Error>;
 // The kind that an errno value of a file operation stands for; `writing` tells EACCES of a reader from that
 // of a writer.
 [[nodiscard]] ErrorKind KindOfErrno(int errorNumber, bool writing);
+
+// Reasons that several rooms have.
+inline constexpr Words kNoMemory{"NO_MEMORY_FOR_PICTURE", "not enough memory for the picture"};
+inline constexpr Words kUnplugged{"UNPLUGGED", "unplugged"};
+inline constexpr Words kNotPlainFile{"NOT_A_PLAIN_FILE", "not a plain file"};
 
 }  // namespace lumato
 

@@ -43,7 +43,7 @@ class Descriptor {
 
 Error FileError(const Path& path, int errorNumber, bool writing) {
     return Error{KindOfErrno(errorNumber, writing),
-                 Printable(path.native()) + ": " + SystemMessage(errorNumber)};
+                 About(Printable(path.native()), SystemMessage(errorNumber))};
 }
 
 bool WriteAll(int fd, ByteSpan bytes) {
@@ -123,7 +123,7 @@ Result<void> WriteReplacing(const Path& path, ByteSpan bytes, Syncing syncing = 
     if (there && S_ISDIR(status.st_mode))
         return tl::unexpected(FileError(path, EISDIR, true));
     if (there && !S_ISREG(status.st_mode) && !S_ISLNK(status.st_mode))
-        return Fail(ErrorKind::Unwritable, Printable(path.native()) + ": not a plain file");
+        return Fail(ErrorKind::Unwritable, About(Printable(path.native()), kNotPlainFile));
     return WriteAndRename(path, bytes, nullptr, syncing, 0600);
 }
 
@@ -195,7 +195,7 @@ Result<std::vector<std::uint8_t>> ReadPlainFile(const Path& path, std::uintmax_t
     if (::stat(path.c_str(), &status) != 0)
         return tl::unexpected(FileError(path, errno, false));
     if (!S_ISREG(status.st_mode))
-        return Fail(ErrorKind::Unreadable, Printable(path.native()) + ": not a plain file");
+        return Fail(ErrorKind::Unreadable, About(Printable(path.native()), kNotPlainFile));
     return OpenAndRead(path, O_NONBLOCK, limit);
 }
 
@@ -219,9 +219,10 @@ Result<void> MakePrivateFolder(const Path& folder) {
         return {};
     }
     if (status.type() != std::filesystem::file_type::not_found)
-        return Fail(
-            ErrorKind::Unwritable,
-            Printable(folder.native()) + ": a folder belongs here, and something else stands in its place");
+        return Fail(ErrorKind::Unwritable,
+                    About(Printable(folder.native()),
+                          Phrase("FOLDER_BELONGS_HERE",
+                                 "a folder belongs here, and something else stands in its place")));
     if (folder.has_parent_path() && !std::filesystem::exists(folder.parent_path(), error))
         LUMATO_TRY_VOID(MakePrivateFolder(folder.parent_path()));
     if (::mkdir(folder.c_str(), 0700) != 0)

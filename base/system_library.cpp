@@ -19,7 +19,8 @@ SystemLibrary::Symbol SystemLibrary::operator[](const char* function) {
 
 Result<void> SystemLibrary::Check() const {
     if (!m_missing.empty())
-        return Fail(ErrorKind::Unsupported, "a library of the system cannot be used: " + m_missing);
+        return Fail(ErrorKind::Unsupported,
+                    Phrase("LIBRARY_MISSING", "a library of the system cannot be used: {0}", m_missing));
     return {};
 }
 

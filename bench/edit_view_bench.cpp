@@ -73,7 +73,7 @@ int Run(const char* file) {
     store::Store().gmyLcdWidth = 800;
     store::Store().gmyLcdHeight = 480;
     if (const Result<void> selected = SelectOnePicture(file, true); !selected) {
-        std::fprintf(stderr, "edit_view_bench: %s\n", selected.error().message.c_str());
+        std::fprintf(stderr, "edit_view_bench: %s\n", selected.error().message.English().c_str());
         return 1;
     }
     MyImage& image = *Pictures().gmyCGimage;

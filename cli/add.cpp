@@ -91,7 +91,8 @@ nlohmann::ordered_json AsJson(const Outcome& outcome, const AddSources& sources)
 std::string AsText(const Outcome& outcome, const AddSources& sources) {
     std::string text;
     if (!outcome.lowered.empty())
-        text = (outcome.work ? "would lower " : "lowered ") + TextOf(outcome.lowered) + " to make room\n";
+        text = (outcome.work ? "would lower " : "lowered ") + TextOf(outcome.lowered).English() +
+               " to make room\n";
     for (const BatchReport::Added& one : outcome.added)
         text +=
             (outcome.work ? "would add " : "added ") + Printable(sources.NameOf(one.file)) + ": " +
@@ -201,7 +202,7 @@ int RunAdd(const Arguments& arguments, const Output& output) {
     const Result<AddSources> sources = AddSources::Read(arguments.files);
     if (!sources)
         return output.Failed(sources.error().kind == ErrorKind::Unsupported ? kWrongUsage : kRefused,
-                             sources.error().message);
+                             sources.error().message.English());
     if (arguments.replaceAt != 0 && sources->Files().size() != 1)
         return output.Failed(kWrongUsage, "--replace puts one picture in the place of one");
     Arguments expanded = arguments;

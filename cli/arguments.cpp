@@ -53,7 +53,7 @@ void AddGeneralOptions(CLI::App& app, Arguments& arguments) {
     const auto takeFault = [&arguments](const std::string& text) {
         const Result<vframe::Fault> fault = vframe::ParseFault(text);
         if (!fault)
-            throw CLI::ValidationError("--fault", fault.error().message);
+            throw CLI::ValidationError("--fault", fault.error().message.English());
         arguments.faults.push_back(*fault);
     };
     AddSeveral(&app, "--fault", takeFault,

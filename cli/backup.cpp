@@ -37,12 +37,12 @@ int RunBackup(const Arguments& arguments, const Output& output) {
     Result<backup::FrameBackup> frame = lumato::Fail(ErrorKind::Busy, "the frame is busy");
     (*session)->Work([&] { frame = backup::BackUpFrame(); });
     if (!frame)
-        return output.Failed(kRefused, frame.error().message);
+        return output.Failed(kRefused, frame.error().message.English());
     // Reading took a while.
     if (const auto free = CheckFree(file, arguments.force); !free)
         return output.Failed(free.error());
     if (const auto written = backup::WriteBackup(file, frame->backup); !written)
-        return output.Failed(kRefused, written.error().message);
+        return output.Failed(kRefused, written.error().message.English());
     nlohmann::ordered_json json = {{"pictures", frame->backup.pictures.size()},
                                    {"unreadable", frame->unreadable}};
     AddRetries(json);

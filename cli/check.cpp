@@ -53,7 +53,7 @@ std::string HealthText(const CheckReport& report) {
         text += ", " + std::to_string(mended) + " mended";
     text += std::string("; the picture table is ") + TableState(report.table);
     if (!report.table.reason.empty())
-        text += ": " + report.table.reason;
+        text += ": " + report.table.reason.English();
     if (report.table.readUneven)
         text += " (two reads of it differed: check the cable)";
     for (const CheckedPicture& picture : pictures) {
@@ -63,7 +63,7 @@ std::string HealthText(const CheckReport& report) {
         if (!picture.name.empty())
             text += "  " + Printable(picture.name);
         if (!picture.reason.empty())
-            text += ": " + Printable(picture.reason);
+            text += ": " + Printable(picture.reason.English());
         if (picture.readUneven)
             text += " (two reads of it differed: check the cable)";
     }
@@ -76,11 +76,11 @@ nlohmann::ordered_json AsJson(const CheckReport& report) {
         json.push_back(
             {{"position", picture.position}, {"state", HealthName(picture.health)}, {"name", picture.name}});
         if (!picture.reason.empty())
-            json.back()["reason"] = picture.reason;
+            json.back()["reason"] = picture.reason.English();
     }
     nlohmann::ordered_json answer = {{"pictures", json}, {"table", TableState(report.table)}};
     if (!report.table.reason.empty())
-        answer["table_reason"] = report.table.reason;
+        answer["table_reason"] = report.table.reason.English();
     AddRetries(answer);
     return answer;
 }
@@ -100,7 +100,7 @@ store::StreamSource SourceOf(const backup::Backup& backup) {
 tl::expected<void, Failure> Mend(Session& session, CheckReport& report, const backup::Backup& backup) {
     const Result<int> found = store::PrepareMending(report, SourceOf(backup));
     if (!found)
-        return tl::unexpected<Failure>(Failure{kRefused, found.error().message});
+        return tl::unexpected<Failure>(Failure{kRefused, found.error().message.English()});
     if (*found == 0)
         return {};
     if (auto done = session.Download(); !done)
@@ -114,7 +114,7 @@ tl::expected<void, Failure> Mend(Session& session, CheckReport& report, const ba
 int RunCheck(const Arguments& arguments, const Output& output) {
     Result<backup::Backup> backup = arguments.from ? backup::ReadBackup(*arguments.from) : backup::Backup();
     if (!backup)
-        return output.Failed(kRefused, backup.error().message);
+        return output.Failed(kRefused, backup.error().message.English());
     const auto session =
         Session::Connect(arguments, arguments.mend ? Session::Purpose::Change : Session::Purpose::Look);
     if (!session)
@@ -123,7 +123,7 @@ int RunCheck(const Arguments& arguments, const Output& output) {
     (*session)->Work([&] { report = store::CheckPictures(); });
     (*session)->WarnOfLink();
     if (!report)
-        return output.Failed(kRefused, report.error().message);
+        return output.Failed(kRefused, report.error().message.English());
     if (report->stopped)
         return output.Failed(
             {kRefused, "stopped after " + Count(static_cast<long long>(report->pictures.size()), "picture"),

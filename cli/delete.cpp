@@ -1,6 +1,5 @@
 // lumatoctl delete: takes pictures off the frame.
 #include <algorithm>
-#include <functional>
 #include <string>
 
 #include "cli/commands.h"
@@ -12,25 +11,10 @@
 namespace lumato::cli {
 namespace {
 
-// From the highest down, each once: then every position still counts as it stood before.
-std::vector<int> InDeletionOrder(std::vector<int> positions) {
-    std::ranges::sort(positions, std::greater());
-    const auto repeated = std::ranges::unique(positions);
-    positions.erase(repeated.begin(), repeated.end());
-    return positions;
-}
-
 void DeleteAll() {
     store::Store().gmyDeleteAll = true;
     store::DeletePictures();
     store::Store().gmyDeleteAll = false;
-}
-
-void DeleteAt(const std::vector<int>& positions) {
-    for (const int position : positions) {
-        store::Store().gmyCurrentSelectItem = position;
-        store::DeletePictures();
-    }
 }
 
 int Report(const Output& output, int deleted, const std::optional<DownloadWork>& work = std::nullopt) {
@@ -54,9 +38,10 @@ int RunDelete(const Arguments& arguments, const Output& output) {
         return output.Failed(session.error());
 
     const int before = store::Store().gmyTotalePictureNum;
-    const std::vector<int> positions = InDeletionOrder(arguments.positions);
-    if (!positions.empty() && positions.front() > before)
-        return output.Failed(kRefused, "there is no picture " + std::to_string(positions.front()) +
+    const std::vector<int>& positions = arguments.positions;
+    if (const auto highest = std::ranges::max_element(positions);
+        highest != positions.end() && *highest > before)
+        return output.Failed(kRefused, "there is no picture " + std::to_string(*highest) +
                                            "; the frame has " + Count(before, "picture") +
                                            ", and nothing was deleted");
     if (arguments.all && before > 0 &&
@@ -66,7 +51,7 @@ int RunDelete(const Arguments& arguments, const Output& output) {
     if (arguments.all)
         DeleteAll();
     else
-        DeleteAt(positions);
+        store::DeletePicturesAt(positions);
 
     const int deleted = before - store::Store().gmyTotalePictureNum;
     if (deleted == 0 && !store::DownloadIsDue())

@@ -49,7 +49,7 @@ std::optional<Facts> LookAt(Look& look, platform::BusService& service, const std
         facts.volume = VolumeOf(facts.node);
     const Result<bool> opened = look.Open(service);
     if (!opened)
-        facts.reason = opened.error().message;
+        facts.reason = opened.error().message.English();
     if (!opened || !*opened)
         return opened ? std::nullopt : std::optional(facts);
     store::StoreState& state = store::Store();
@@ -61,7 +61,7 @@ std::optional<Facts> LookAt(Look& look, platform::BusService& service, const std
     if (const Result<bool> due = store::LooksDue())
         facts.due = *due;
     else
-        facts.reason = due.error().message;
+        facts.reason = due.error().message.English();
     look.Close();
     return facts;
 }
@@ -109,7 +109,7 @@ int RunFrames(const Arguments& arguments, const Output& output) {
     if (const auto& inUse = (*look)->VirtualFrameInUse()) {
         frames.emplace_back();
         frames.back().node = arguments.frame->string();
-        frames.back().reason = inUse->message;
+        frames.back().reason = inUse->message.English();
     }
     for (platform::BusService* service : (*look)->Found()) {
         if (auto facts = LookAt(**look, *service, arguments.home))

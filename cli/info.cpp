@@ -32,7 +32,7 @@ std::string Hex(std::int32_t value, int digits) {
 }
 
 std::string AsText(const store::StoreState& store) {
-    const std::string room = store::RoomText();
+    const std::string room = store::RoomText().English();
     const std::string limit = store.G_TotalPicNum != 0 ? Grouped(store.G_TotalPicNum) : "none";
     return "LCD                " + std::to_string(static_cast<int>(store.gmyLcdWidth)) + " x " +
            std::to_string(static_cast<int>(store.gmyLcdHeight)) +  //

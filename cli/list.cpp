@@ -36,7 +36,9 @@ std::vector<Row> Rows() {
     std::vector<Row> rows;
     for (int position = 1; position <= store.gmyTotalePictureNum; ++position) {
         const store::FileData* picture = store::GetNode(store.gmyPictureData.get(), position);
-        Row row{position, picture->fileName, std::nullopt, picture->picSize, picture->whyNoBitmap, "", ""};
+        Row row{
+            position, picture->fileName, std::nullopt, picture->picSize, picture->whyNoBitmap.English(), "",
+            ""};
         if (picture->inFrame == 1)
             row.address =
                 static_cast<std::uint32_t>(store::SlotAddress(store::SlotOf(store.G_PictureList, position)));
@@ -74,7 +76,7 @@ nlohmann::ordered_json AsJson(const std::vector<Row>& rows) {
 
 std::string AsText(const std::vector<Row>& rows) {
     std::string text = Count(static_cast<long long>(rows.size()), "picture") + " in the frame";
-    if (const std::string room = store::RoomText(); !room.empty())
+    if (const std::string room = store::RoomText().English(); !room.empty())
         text += ", " + room;
     for (const Row& row : rows) {
         char address[24] = "waiting ";

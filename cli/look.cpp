@@ -72,7 +72,7 @@ tl::expected<std::unique_ptr<Look>, Failure> Look::Search(const Arguments& argum
     if (arguments.trace) {
         auto log = vframe::TraceLog::Create(*arguments.trace);
         if (!log)
-            return NotThere(kRefused, log.error().message);
+            return NotThere(kRefused, log.error().message.English());
         look->m_trace = std::move(*log);
     }
     tl::expected<void, Failure> done;
@@ -94,7 +94,7 @@ tl::expected<std::unique_ptr<Look>, Failure> Look::OpenOne(const Arguments& argu
     if (!look)
         return look;
     if (const auto& inUse = (*look)->VirtualFrameInUse())
-        return NotThere(kRefused, inUse->message);
+        return NotThere(kRefused, inUse->message.English());
     std::optional<Error> error;
     for (platform::BusService* service : (*look)->Found()) {
         const Result<bool> opened = (*look)->Open(*service);
@@ -104,7 +104,7 @@ tl::expected<std::unique_ptr<Look>, Failure> Look::OpenOne(const Arguments& argu
             error = opened.error();
     }
     if (error)
-        return NotThere(kRefused, error->message);
+        return NotThere(kRefused, error->message.English());
     return NotThere(kNoFrame,
                     "no frame found" + (arguments.frame ? " at " + Printable(arguments.frame->native())
                                                         : std::string(" on the USB bus")));
@@ -117,7 +117,7 @@ tl::expected<void, Failure> Look::Start(platform::Bus& bus) {
         started = m_wrappers.back().get();
     }
     if (const Result<void> done = started->Start(*this); !done)
-        return NotThere(kRefused, done.error().message);
+        return NotThere(kRefused, done.error().message.English());
     return {};
 }
 
@@ -145,7 +145,7 @@ tl::expected<void, Failure> Look::PlugVirtualFrame(const Arguments& arguments) {
         return {};
     }
     if (!flash)
-        return NotThere(kNoFrame, flash.error().message);
+        return NotThere(kNoFrame, flash.error().message.English());
     m_virtualBus->Plug(std::move(*flash), {.faults = arguments.faults, .pace = arguments.pace.value_or(0)});
     return Start(*m_virtualBus);
 }

@@ -94,7 +94,7 @@ int Run(const Arguments& arguments, const Output& output) {
         status = output.Failed(kRefused, ReasonOf(error));
     }
     if (const auto& error = *arguments.traceError) {
-        Output::Complain("the trace is not whole: " + error->message);
+        Output::Complain("the trace is not whole: " + error->message.English());
         return status == kDone ? kRefused : status;
     }
     return status;

@@ -3,8 +3,8 @@
 #include <cerrno>
 #include <cstdio>
 
-#include "base/error.h"
 #include "base/printable.h"
+#include "text/localized.h"
 
 namespace lumato::cli {
 namespace {
@@ -41,6 +41,11 @@ int FlushOutput(int status) {
         return status;
     Output::Complain("standard output: " + SystemMessage(errno != 0 ? errno : EIO));
     return status == kDone ? kRefused : status;
+}
+
+std::string Described(const Error& error) {
+    return error.cause.empty() ? error.message.English()
+                               : text::Localized(error.message) + ": " + error.cause.English();
 }
 
 std::string Grouped(long long number) {

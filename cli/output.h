@@ -7,6 +7,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "base/error.h"
+
 namespace lumato::cli {
 
 // What scripts go by: the numbers and their meanings stay.
@@ -46,6 +48,10 @@ class Output {
 // Reports whether everything said so far reached standard output (which may be a full disk). kDone becomes
 // kRefused when it did not.
 int FlushOutput(int status);
+
+// Message and cause as one text: "Couldn't Process!: the file is empty". The first is a note, and notes are
+// in the language of the resources folder.
+[[nodiscard]] std::string Described(const Error& error);
 
 // 1234567 as "1,234,567".
 [[nodiscard]] std::string Grouped(long long number);

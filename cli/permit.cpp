@@ -47,9 +47,9 @@ int RunPermit(const Arguments&, const Output& output) {
     const std::string_view rules = kUdevRules;
     const ByteSpan bytes(reinterpret_cast<const std::uint8_t*>(rules.data()), rules.size());
     if (const Result<void> written = WriteFile(file, bytes); !written)
-        return output.Failed(
-            kRefused,
-            written.error().message + (::geteuid() == 0 ? "" : "; this needs root: sudo lumatoctl permit"));
+        return output.Failed(kRefused,
+                             written.error().message.English() +
+                                 (::geteuid() == 0 ? "" : "; this needs root: sudo lumatoctl permit"));
     std::filesystem::permissions(file, std::filesystem::perms{0644}, error);
     const bool applied = ApplyRules();
     output.Result({{"file", kRulesFile}},

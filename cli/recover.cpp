@@ -47,9 +47,9 @@ int Save(const KeptJournal& journal, const Path& folder, const Output& output) {
     picture::CRv512Encoder codec;
     const Result<store::GivenOut> given = store::GiveOut(journal, folder, codec);
     if (!given)
-        return output.Failed(kRefused, given.error().message);
+        return output.Failed(kRefused, given.error().message.English());
     for (const Error& failed : given->failed)
-        Output::Complain(failed.message);
+        Output::Complain(failed.message.English());
     std::string text = Count(given->saved, "picture") + " saved in " + Printable(folder.string());
     if (given->onFrame > 0)
         text += "; " + Count(given->onFrame, "picture") +
@@ -63,9 +63,9 @@ int Save(const KeptJournal& journal, const Path& folder, const Output& output) {
 int Forget(const KeptJournal& journal, const Path& home, const Output& output) {
     const Result<platform::FolderLock> lock = platform::FolderLock::Take(home);
     if (!lock)
-        return output.Failed(kRefused, lock.error().message);
+        return output.Failed(kRefused, lock.error().message.English());
     if (const Result<void> done = store::SetAside(journal); !done)
-        return output.Failed(kRefused, done.error().message);
+        return output.Failed(kRefused, done.error().message.English());
     output.Result({{"forgotten", journal.number}},
                   "no frame is offered these pictures any more; their files are kept");
     return kDone;
@@ -77,7 +77,7 @@ int RunRecover(const Arguments& arguments, const Output& output) {
     const Path state = platform::StateFolder(arguments.home);
     const Result<std::vector<KeptJournal>> read = store::KeptJournals(state);
     if (!read)
-        return output.Failed(kRefused, read.error().message);
+        return output.Failed(kRefused, read.error().message.English());
     const std::vector<KeptJournal>& journals = *read;
     if (arguments.position == 0)
         return List(journals, output);

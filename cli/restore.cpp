@@ -23,7 +23,7 @@ nlohmann::ordered_json AsJson(const std::vector<RestoredPicture>& pictures) {
         if (picture.refused.empty())
             made.push_back({{"name", picture.name}, {"made", backup::TextOf(picture.made)}});
         else
-            refused.push_back({{"name", picture.name}, {"reason", picture.refused}});
+            refused.push_back({{"name", picture.name}, {"reason", picture.refused.English()}});
     }
     const store::StoreState& store = store::Store();
     return {{"restored", made.size()},
@@ -37,7 +37,8 @@ std::string AsText(const std::vector<RestoredPicture>& pictures, const std::stri
     std::string text = outcome;
     for (const RestoredPicture& picture : pictures) {
         if (!picture.refused.empty())
-            text += "\n" + Printable(picture.name) + ": not restored: " + Printable(picture.refused);
+            text +=
+                "\n" + Printable(picture.name) + ": not restored: " + Printable(picture.refused.English());
         else if (picture.made != backup::Made::AsItWas)
             text += "\n" + Printable(picture.name) + ": made " + backup::TextOf(picture.made);
     }
@@ -88,14 +89,14 @@ int Restore(Session& session, const Arguments& arguments, const Output& output, 
 int RunRestore(const Arguments& arguments, const Output& output) {
     const Result<backup::Backup> backup = backup::ReadBackup(arguments.files.front());
     if (!backup)
-        return output.Failed(kRefused, backup.error().message);
+        return output.Failed(kRefused, backup.error().message.English());
     const auto session = Session::Connect(arguments);
     if (!session)
         return output.Failed(session.error());
     Result<Restoration> restoration = lumato::Fail(ErrorKind::Busy, "the frame is busy");
     (*session)->Work([&] { restoration = backup::PrepareRestoration(*backup); });
     if (!restoration)
-        return output.Failed(kRefused, restoration.error().message);
+        return output.Failed(kRefused, restoration.error().message.English());
     return Restore(**session, arguments, output, std::move(*restoration));
 }
 

@@ -47,8 +47,8 @@ int RunSave(const Arguments& arguments, const Output& output) {
         return output.Failed(kRefused, Printable(folder.string()) + ": " + error.message());
     const store::SaveReport report = store::SavePictures(folder, NamesFor(arguments));
     for (const Error& failed : report.failed)
-        Output::Complain(failed.message);
-    const std::string replaced = store::ReplacedText(report);
+        Output::Complain(failed.message.English());
+    const std::string replaced = store::ReplacedText(report).English();
     output.Result({{"saved", report.saved}, {"replaced", report.replaced.size()}},
                   Count(report.saved, "picture") + " saved in " + Printable(folder.string()) +
                       (replaced.empty() ? "" : "; " + replaced));

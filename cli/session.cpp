@@ -98,7 +98,7 @@ tl::expected<void, Failure> Session::FindBus(const Arguments& arguments) {
         return {};
     Result<std::shared_ptr<vframe::TraceLog>> log = vframe::TraceLog::Create(*arguments.trace);
     if (!log)
-        return Fail(kRefused, log.error().message);
+        return Fail(kRefused, log.error().message.English());
     m_traceLog = std::move(*log);
     m_tracedBus = std::make_unique<vframe::TracedBus>(Bus(), m_traceLog);
     services.bus = m_tracedBus.get();
@@ -121,7 +121,7 @@ tl::expected<void, Failure> Session::PlugVirtualFrame(const Arguments& arguments
         flash = vframe::FlashImage::Open(*arguments.frame, vframe::ImageUse::Read);
     if (!flash) {
         const bool busy = flash.error().kind == ErrorKind::Busy;
-        return Fail(busy ? kRefused : kNoFrame, flash.error().message);
+        return Fail(busy ? kRefused : kNoFrame, flash.error().message.English());
     }
     m_frameBus->Plug(std::move(*flash), options);
     return {};
@@ -152,17 +152,17 @@ tl::expected<Path, Failure> Session::TakeHome(const Path& home) {
     const Result<void> made = there ? Result<void>() : MakePrivateFolder((home / "").parent_path());
     const bool elsewhere = m_purpose == Purpose::Look && (!made || !CanKeepPictures(home));
     if (!made && !elsewhere)
-        return Fail(kRefused, made.error().message);
+        return Fail(kRefused, made.error().message.English());
     Result<platform::FolderLock> lock = platform::FolderLock::Take(home);
     if (lock)
         m_homeLock = std::move(*lock);
     else if (!elsewhere || lock.error().kind == ErrorKind::Busy)
-        return Fail(kRefused, lock.error().message);
+        return Fail(kRefused, lock.error().message.English());
     if (!elsewhere)
         return home;
     Result<PrivateFolder> folder = PrivateFolder::Make();
     if (!folder)
-        return Fail(kRefused, folder.error().message);
+        return Fail(kRefused, folder.error().message.English());
     m_localFiles = std::move(*folder);
     return m_localFiles->Get();
 }
@@ -189,7 +189,7 @@ tl::expected<void, Failure> Session::BringOnline() {
     if (m_usbBus != nullptr)
         WaitForUsb(*m_usbBus, [] { return device::Link().task.Joinable(); });
     if (!device::Link().task.Joinable() && m_linkNotes.FirstError())
-        return Fail(kRefused, m_linkNotes.FirstError()->message);
+        return Fail(kRefused, m_linkNotes.FirstError()->message.English());
     if (!device::Link().task.Joinable() && m_usbBus != nullptr)
         return Fail(kNoFrame, kNoneOnUsb);
     if (!device::Link().task.Joinable())
@@ -241,7 +241,7 @@ void Session::Work(const std::function<void()>& work) {
 }
 
 void Session::WarnOfLink() {
-    const std::string warning = store::LinkWarning();
+    const std::string warning = store::LinkWarning().English();
     if (warning.empty())
         return;
     m_status.ClearBar();

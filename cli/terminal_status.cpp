@@ -11,6 +11,7 @@
 
 #include "base/printable.h"
 #include "store/transfer.h"
+#include "text/localized.h"
 
 namespace lumato::cli {
 namespace {
@@ -109,7 +110,8 @@ TerminalStatus::~TerminalStatus() {
         Print();
 }
 
-void TerminalStatus::SetNotes(std::string_view text) {
+void TerminalStatus::SetNotes(const Phrase& note) {
+    const std::string text = text::FitForControl(text::Localized(note));
     const std::lock_guard lock(m_mutex);
     m_detail.clear();
     if (m_note == text)
@@ -131,9 +133,9 @@ void TerminalStatus::Print() {
     std::fprintf(stderr, "%s\n", Printable(m_note).c_str());
 }
 
-void TerminalStatus::SetNoteDetail(std::string_view text) {
+void TerminalStatus::SetNoteDetail(const Phrase& detail) {
     const std::lock_guard lock(m_mutex);
-    m_detail = text;
+    m_detail = detail.English();
 }
 
 void TerminalStatus::SetDownLoadPrcess(int percent) {

@@ -25,8 +25,8 @@ class TerminalStatus : public store::StatusPort {
     TerminalStatus(const TerminalStatus&) = delete;
     TerminalStatus& operator=(const TerminalStatus&) = delete;
 
-    void SetNotes(std::string_view text) override;
-    void SetNoteDetail(std::string_view text) override;
+    void SetNotes(const Phrase& note) override;
+    void SetNoteDetail(const Phrase& detail) override;
     void SetDownLoadPrcess(int percent) override;
     void SetProgress(const store::Progress& progress) override;
     void UpdateInfo() override {}

@@ -68,8 +68,10 @@ void CCommUSB::ServiceAppeared(BusService& service) {
     if (replaced)
         SetUSBDeviceStatus(false);
     if (before != nullptr && !replaced) {
-        ShowLinkError({ErrorKind::Refused, service.Name() + ": a second frame; it is left alone while " +
-                                               before->Name() + " is in use"});
+        ShowLinkError({ErrorKind::Refused,
+                       About(service.Name(),
+                             Phrase("SECOND_FRAME", "a second frame; it is left alone while {0} is in use",
+                                    before->Name()))});
         return;
     }
     Link().Take(std::make_shared<AttachedFrame>(*tested, service.Name(), service.Individual()));

@@ -20,7 +20,7 @@ int main(int argc, char** argv) {
         for (const fuzz::Bytes& seed : target.seeds()) {
             if (const auto written = WriteFile(folder / ("seed" + std::to_string(++number)), seed);
                 !written) {
-                std::fprintf(stderr, "%s\n", written.error().message.c_str());
+                std::fprintf(stderr, "%s\n", written.error().message.English().c_str());
                 return 1;
             }
         }

@@ -17,7 +17,7 @@ namespace lumato::fuzz {
 
 class QuietStatus : public store::StatusPort {
   public:
-    void SetNotes(std::string_view) override {}
+    void SetNotes(const Phrase&) override {}
     void SetDownLoadPrcess(int) override {}
     void UpdateInfo() override {}
     void SetControlPanlEnable(bool) override {}

@@ -24,12 +24,13 @@ Result<void> Resize(DecodedPicture& picture, const dpf_header& header) {
     const std::size_t count =
         static_cast<std::size_t>(picture.stride) * static_cast<std::size_t>(picture.height);
     if (count > kMostPixels)
-        return Fail(ErrorKind::TooLarge, "a picture of " + std::to_string(picture.width) + " x " +
-                                             std::to_string(picture.height) + " pixels is too large");
+        return Fail(ErrorKind::TooLarge,
+                    Phrase("PICTURE_TOO_LARGE", "a picture of {0} x {1} pixels is too large", picture.width,
+                           picture.height));
     try {
         picture.pixels.resize(count * 3);
     } catch (const std::bad_alloc&) {
-        return Fail(ErrorKind::TooLarge, "not enough memory for the picture");
+        return Fail(ErrorKind::TooLarge, kNoMemory);
     }
     return {};
 }
@@ -54,13 +55,15 @@ void Blacken(DecodedPicture& picture, const McuGrid& grid, std::size_t painted) 
 Result<void> BmpSave(const DecodedPicture& picture, std::vector<std::uint8_t>& file, const Path& path,
                      Links links) {
     if (!FitsBitmapFile(picture.width, picture.height))
-        return Fail(ErrorKind::TooLarge, "the picture is too large for a bitmap file");
+        return Fail(ErrorKind::TooLarge,
+                    Phrase("BEYOND_BITMAP", "the picture is too large for a bitmap file"));
     const std::size_t rowBytes = BitmapStride(picture.width);
     const std::size_t pixelBytes = rowBytes * static_cast<std::size_t>(picture.height);
     try {
         file.resize(kBitmapHeaderSize + pixelBytes);
     } catch (const std::bad_alloc&) {
-        return Fail(ErrorKind::TooLarge, "not enough memory for the bitmap file");
+        return Fail(ErrorKind::TooLarge,
+                    Phrase("NO_MEMORY_FOR_BITMAP", "not enough memory for the bitmap file"));
     }
     PutBitmapHeader(file, picture.width, picture.height, static_cast<std::uint32_t>(pixelBytes));
     auto out = file.begin() + kBitmapHeaderSize;

@@ -16,7 +16,7 @@ constexpr std::size_t kFullQuantLength = 2 + 2 * kQuantEntrySize;
 constexpr std::size_t kFullHuffmanLength = kTableBlockSize - kFullQuantLength;
 
 tl::unexpected<Error> Damaged(const char* what) {
-    return Fail(ErrorKind::Damaged, std::string("not a sound frame picture: ") + what);
+    return Fail(ErrorKind::Damaged, Phrase("NOT_SOUND", "not a sound frame picture: {0}", what));
 }
 
 // Cuts the first `size` bytes off. Requires: they are there.
@@ -148,10 +148,9 @@ Result<void> CheckSize(const dpf_header& header, int expectedWidth, int expected
         return Damaged("it has no size");
     if ((expectedWidth != 0 && expectedWidth != header.width) ||
         (expectedHeight != 0 && expectedHeight != header.height))
-        return Fail(ErrorKind::Refused, "the picture has " + std::to_string(header.width) + " x " +
-                                            std::to_string(header.height) + " pixels, not " +
-                                            std::to_string(expectedWidth) + " x " +
-                                            std::to_string(expectedHeight));
+        return Fail(ErrorKind::Refused,
+                    Phrase("PICTURE_OF_OTHER_SIZE", "the picture has {0} x {1} pixels, not {2} x {3}",
+                           header.width, header.height, expectedWidth, expectedHeight));
     return {};
 }
 
@@ -206,6 +205,20 @@ Result<ParsedStream> ParseStream(ByteSpan stream, int expectedWidth, int expecte
         return Damaged("it is too short for its size");
     parsed.coded = rest;
     return parsed;
+}
+
+std::optional<int> QualityOf(ByteSpan stream) {
+    const Result<ParsedStream> parsed = ParseStream(stream, 0, 0);
+    if (!parsed)
+        return std::nullopt;
+    for (int quality = 100; quality >= 1; --quality) {
+        ParsedStream scaled;
+        DefineQuantTable(scaled, 0, ScaleTable(std_luminance_quant_tbl, ScaleFactorOf(quality)));
+        DefineQuantTable(scaled, 1, ScaleTable(std_chrominance_quant_tbl, ScaleFactorOf(quality)));
+        if (scaled.TableDQT == parsed->TableDQT)
+            return quality;
+    }
+    return std::nullopt;
 }
 
 }  // namespace lumato::jpeg

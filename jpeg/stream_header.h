@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 
 #include "base/bytes.h"
 #include "base/error.h"
@@ -45,5 +46,9 @@ struct ParsedStream {
 // Reads everything in front of the coded MCUs. Errors: Damaged (also when fewer bytes than MCUs are left, and
 // for tables that a selector names and nobody defined), Refused (not of the expected size; 0 accepts any).
 [[nodiscard]] Result<ParsedStream> ParseStream(ByteSpan stream, int expectedWidth, int expectedHeight);
+
+// The quality that a stream was encoded with, as its scale factor or its quantization tables tell; nothing
+// for tables that no quality gives, and for what is no stream.
+[[nodiscard]] std::optional<int> QualityOf(ByteSpan stream);
 
 }  // namespace lumato::jpeg

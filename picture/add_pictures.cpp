@@ -33,21 +33,18 @@ class Addition {
     [[nodiscard]] Path Source() const { return store::BitmapPath(m_name); }
 
     Result<AddedPicture> Encode() {
-        const store::FrameGeometry& geometry = m_store.geometry;
-        if (!geometry.whyReadOnly.empty())
-            return RefuseForRoom(kNoRoom, geometry.whyReadOnly);
-        if (m_store.gmyTotalePictureNum > geometry.mostPictures)
-            return RefuseForRoom(
-                kNoRoom, "the frame holds at most " + std::to_string(geometry.mostPictures) + " pictures");
-        return m_store.G_TotalPicNum != 0 && !m_placing.quality ? EncodeWithinShare() : EncodeOnce();
+        const EncodingPlan plan = PlanEncoding(m_placing, m_store.gmyTotalePictureNum);
+        if (!plan.whyNot.empty())
+            return RefuseForRoom(kNoRoom, plan.whyNot);
+        return plan.shared ? EncodeWithinShare(plan) : EncodeOnce(plan);
     }
 
     // Gives the number back.
-    tl::unexpected<Error> Refuse(const Message& note, Error reason) {
+    tl::unexpected<Error> Refuse(const Words& note, Error reason) {
         --m_store.gmyTotalePicture;
         m_store.gmyTotalePictureNum -= m_placing.replaces == 0 ? 1 : 0;
         ShowNote(note, reason.message);
-        return tl::unexpected(Error{reason.kind, TextOf(note), std::move(reason.message)});
+        return tl::unexpected(Error{reason.kind, note, std::move(reason.message)});
     }
 
     Result<AddedPicture> TakeIn(const Path& bmpPath, const AddedPicture& encoded) {
@@ -94,51 +91,43 @@ class Addition {
         return 0;
     }
 
-    [[nodiscard]] int Free() const {
-        return m_placing.replaces == 0 ? m_store.TotolFlashSizeForPic
-                                       : store::FreeWithout(m_placing.replaces);
-    }
-
-    // A frame that limits its pictures gives each place that is left its share of the space.
-    Result<AddedPicture> EncodeWithinShare() {
-        const int limit = m_store.G_TotalPicNum;
-        const int placesAfter = limit - m_store.gmyTotalePictureNum;
-        const int free = Free();
-        const int budget = placesAfter > 0 ? free / placesAfter : free;
-        int quality = m_store.G_PicQuality;
+    Result<AddedPicture> EncodeWithinShare(const EncodingPlan& plan) {
+        int quality = plan.quality;
         const int size = m_encoder.EnCodeWithin(Source(), store::StreamPath(m_name), Width(), Height(),
-                                                quality, kQualityStep, budget, m_store.G_YValue);
+                                                quality, kQualityStep, plan.room, m_store.G_YValue);
         Pictures().G_CurQuanlity = quality;
         if (size <= 0)
             return Refuse(kCannotEncode, m_encoder.LastError());
-        if (size <= budget)
+        if (size <= plan.room)
             return AddedPicture{m_name, size, quality};
-        return RefuseForRoom(kNoQualityFits,
-                             "no room: even at the lowest quality it takes " + std::to_string(size) +
-                                 " bytes, and its share of the frame is " + std::to_string(budget));
+        return RefuseForRoom(
+            kNoQualityFits, Phrase("NO_ROOM_IN_SHARE",
+                                   "no room: even at the lowest quality it takes {0} bytes, and its share of "
+                                   "the frame is {1}",
+                                   size, plan.room));
     }
 
-    Result<AddedPicture> EncodeOnce() {
-        const int quality = m_placing.quality.value_or(Pictures().G_CurQuanlity);
-        const int size = m_encoder.EnCode(Source(), store::StreamPath(m_name), Width(), Height(), quality,
-                                          m_store.G_YValue);
+    Result<AddedPicture> EncodeOnce(const EncodingPlan& plan) {
+        const int size = m_encoder.EnCode(Source(), store::StreamPath(m_name), Width(), Height(),
+                                          plan.quality, m_store.G_YValue);
         if (size <= 0)
             return Refuse(kCannotEncode, m_encoder.LastError());
-        if (size <= Free())
-            return AddedPicture{m_name, size, quality};
-        return RefuseForRoom(store::FrameOnline() ? kNoRoom : store::kDeviceNotOnline,
-                             "no room: it takes " + std::to_string(size) + " bytes, and " +
-                                 std::to_string(Free()) + " are free on the frame");
+        if (size <= plan.room)
+            return AddedPicture{m_name, size, plan.quality};
+        return RefuseForRoom(
+            store::FrameOnline() ? kNoRoom : store::kDeviceNotOnline,
+            Phrase("NO_ROOM_ON_FRAME", "no room: it takes {0} bytes, and {1} are free on the frame", size,
+                   plan.room));
     }
 
     [[nodiscard]] int Width() const { return static_cast<int>(m_store.gmyLcdWidth); }
     [[nodiscard]] int Height() const { return static_cast<int>(m_store.gmyLcdHeight); }
 
-    tl::unexpected<Error> RefuseForRoom(const Message& note, std::string reason) {
+    tl::unexpected<Error> RefuseForRoom(const Words& note, Phrase reason) {
         return RemoveAndRefuse(note, Error{ErrorKind::Refused, std::move(reason)});
     }
 
-    tl::unexpected<Error> RemoveAndRefuse(const Message& note, Error reason) {
+    tl::unexpected<Error> RemoveAndRefuse(const Words& note, Error reason) {
         std::error_code ignored;
         std::filesystem::remove(Source(), ignored);
         std::filesystem::remove(store::StreamPath(m_name), ignored);
@@ -201,9 +190,9 @@ Result<AddedPicture> MySelectButtonHandler(const Path& bmpPath, bool advance, co
 
 void ShowCopyOf(const AddedPicture& added, const Path& source) {
     if (added.copyOf != 0 && store::Store().status != nullptr)
-        store::Store().status->SetNoteDetail(Printable(source.filename().string()) +
-                                             " is in the list twice now: at position " +
-                                             std::to_string(added.copyOf) + ", too");
+        store::Store().status->SetNoteDetail(Phrase("IN_LIST_TWICE",
+                                                    "{0} is in the list twice now: at position {1}, too",
+                                                    Printable(source.filename().string()), added.copyOf));
 }
 
 void RememberSource(AddedPicture& added, const Path& source, const Pose& pose) {
@@ -226,9 +215,9 @@ void RememberSource(AddedPicture& added, const Path& source, const Pose& pose) {
 Result<AddedPicture> AddEditPicture(const Placing& placing) {
     store::StoreState& store = store::Store();
     if (!Pictures().gmyCGimage)
-        return Fail(ErrorKind::NotFound, "no picture is selected");
+        return Fail(ErrorKind::NotFound, Phrase("NO_PICTURE_SELECTED", "no picture is selected"));
     if (store.gmyDrawrect.width == 0 || store.gmyDrawrect.height == 0)
-        return Fail(ErrorKind::Refused, "the LCD rectangle is empty");
+        return Fail(ErrorKind::Refused, Phrase("RECTANGLE_EMPTY", "the LCD rectangle is empty"));
     // Adding moves the edit view on to the next picture.
     const Path source = Pictures().editSource;
     const Pose pose = CurrentPose();

@@ -13,6 +13,7 @@
 
 #include "base/error.h"
 #include "base/file.h"
+#include "picture/encoding_plan.h"
 #include "picture/make_room.h"
 #include "picture/picture_state.h"
 #include "picture/pose.h"
@@ -43,6 +44,9 @@ void ReleaseSelection();
 // The posed edit picture inside the LCD rectangle as a bitmap file's pixels: blue, green, red, bottom row
 // first, without padding; black without an edit picture. Errors: TooLarge.
 [[nodiscard]] Result<std::vector<std::uint8_t>> RenderLcdBitmap(const store::Rect& rect);
+// The same of any picture, for any LCD. Touches no state; any thread that may read the picture.
+[[nodiscard]] Result<std::vector<std::uint8_t>> RenderLcdBitmap(const store::Rect& rect, const MyImage* image,
+                                                                int lcdWidth, int lcdHeight);
 // The picture of a file, fitted to an LCD of that size, as RenderLcdBitmap() makes it after the selection of
 // the file; the picture is not held for it, but composed while it is imported, where it is stored as it is
 // shown. Touches no state; any thread. Errors: those of the import; TooLarge.
@@ -56,19 +60,11 @@ void ReleaseSelection();
                                        const Path& bitmap);
 
 // add_pictures.cpp
-inline constexpr int kQualityStep = 10;  // by which the quality is lowered where a picture must fit a share
-
 struct AddedPicture {
     std::string name;  // in the local folders
     int bytes = 0;     // of its stream
     int quality = 0;
     int copyOf = 0;  // position of the same picture, which the list had already; 0: it had none
-};
-
-// Where a new picture goes in the list, and how it is encoded.
-struct Placing {
-    int replaces = 0;              // position of the picture whose place it takes; 0: behind the last one
-    std::optional<int> quality{};  // nothing: as the frame and its space want it
 };
 
 // Errors of adding: the message is the status note that was shown, the cause is the reason in plain words.

@@ -21,9 +21,8 @@ Result<void> CheckHeader(ByteSpan file, int width, int height) {
     const auto fileWidth = static_cast<std::int32_t>(GetLe32(file.subspan(18)));
     const auto fileHeight = static_cast<std::int32_t>(GetLe32(file.subspan(22)));
     if (fileWidth != width || fileHeight != height)
-        return Fail(ErrorKind::Refused, "the bitmap has " + std::to_string(fileWidth) + " x " +
-                                            std::to_string(fileHeight) + " pixels, not " +
-                                            std::to_string(width) + " x " + std::to_string(height));
+        return Fail(ErrorKind::Refused, Phrase("", "the bitmap has {0} x {1} pixels, not {2} x {3}",
+                                               fileWidth, fileHeight, width, height));
     return {};
 }
 
@@ -78,14 +77,15 @@ Bytes BitmapFile(ByteSpan pixels, int width, int height) {
 }
 
 Error NoMemory(const Path& path) {
-    return Error{ErrorKind::TooLarge, Printable(path.native()) + ": not enough memory for the picture"};
+    return Error{ErrorKind::TooLarge, About(Printable(path.native()), kNoMemory)};
 }
 
 }  // namespace
 
 Result<void> SaveBmpFile(ByteSpan pixels, int width, int height, const Path& path, Links links) {
     if (width < 1 || height < 1 || !jpeg::FitsBitmapFile(width, height))
-        return Fail(ErrorKind::TooLarge, Printable(path.native()) + ": no bitmap file can have this size");
+        return Fail(ErrorKind::TooLarge,
+                    About(Printable(path.native()), "no bitmap file can have this size"));
     try {
         return WriteFile(path, BitmapFile(pixels, width, height), links);
     } catch (const std::bad_alloc&) {
@@ -95,7 +95,7 @@ Result<void> SaveBmpFile(ByteSpan pixels, int width, int height, const Path& pat
 
 Result<Bytes> LoadPicFromDir(const Path& path, int width, int height) {
     if (width < 1 || height < 1)
-        return Fail(ErrorKind::Refused, Printable(path.native()) + ": a picture has at least one pixel");
+        return Fail(ErrorKind::Refused, About(Printable(path.native()), "a picture has at least one pixel"));
     try {
         return ReadPixels(path, width, height);
     } catch (const std::bad_alloc&) {

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "picture/messages.h"
+
 namespace lumato::picture {
 namespace {
 
@@ -31,7 +33,7 @@ struct RawInfo {
 };
 
 Error CutOff() {
-    return {ErrorKind::Damaged, "cut off: the file ends in its header"};
+    return {ErrorKind::Damaged, Phrase("CUT_OFF_IN_HEADER", "cut off: the file ends in its header")};
 }
 
 std::int64_t SignedLe32(ByteSpan bytes) {
@@ -69,19 +71,24 @@ bool HasMasks(const RawInfo& raw) {
 Result<void> CheckCoding(const RawInfo& raw) {
     constexpr int kDepths[] = {1, 2, 4, 8, 16, 24, 32};
     if (std::find(std::begin(kDepths), std::end(kDepths), raw.bits) == std::end(kDepths))
-        return Fail(ErrorKind::Unsupported,
-                    "a bitmap of " + std::to_string(raw.bits) + " bits per pixel, which is not supported");
+        return Fail(
+            ErrorKind::Unsupported,
+            Phrase("BITMAP_BITS", "a bitmap of {0} bits per pixel, which is not supported", raw.bits));
     // OS/2 2.x uses 3 and 4 for codings of its own, which Windows' headers use for masks and JPEG.
     const bool os2 = raw.infoSize == 64 && raw.compression >= kBitFields;
     const bool known = raw.compression == kRgb || (raw.compression == kRle8 && raw.bits == 8) ||
                        (raw.compression == kRle4 && raw.bits == 4) ||
                        (HasMasks(raw) && (raw.bits == 16 || raw.bits == 32));
     if (os2 || !known)
-        return Fail(ErrorKind::Unsupported, "a bitmap of coding " + std::to_string(raw.compression) + " at " +
-                                                std::to_string(raw.bits) +
-                                                " bits per pixel, which is not supported");
+        return Fail(ErrorKind::Unsupported,
+                    Phrase("BITMAP_CODING",
+                           "a bitmap of coding {0} at {1} bits per pixel, which is not "
+                           "supported",
+                           raw.compression, raw.bits));
     if (IsRunLength(raw) && raw.height < 0)
-        return Fail(ErrorKind::Damaged, "broken: a run-length coded bitmap cannot be stored top row first");
+        return Fail(ErrorKind::Damaged,
+                    Phrase(kBroken, Phrase("BITMAP_TOP_FIRST",
+                                           "a run-length coded bitmap cannot be stored top row first")));
     return {};
 }
 
@@ -119,7 +126,7 @@ Result<RawInfo> ReadInfo(ByteSpan bytes) {
         return tl::unexpected(CutOff());
     const std::uint32_t infoSize = GetLe32(bytes.subspan(kBmpFileHeaderSize));
     if (!IsBmpInfoSize(infoSize))
-        return Fail(ErrorKind::Unsupported, "a bitmap with an unknown header");
+        return Fail(ErrorKind::Unsupported, Phrase("BITMAP_HEADER", "a bitmap with an unknown header"));
     if (bytes.size() < kBmpFileHeaderSize + infoSize)
         return tl::unexpected(CutOff());
     RawInfo raw = ParseInfo(bytes.subspan(kBmpFileHeaderSize, infoSize));

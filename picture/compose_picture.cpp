@@ -89,17 +89,22 @@ class FittedComposer : public RowTaker {
 Result<void> CheckLcdSize(int width, int height) {
     if (width >= 1 && height >= 1 && static_cast<double>(width) * height <= kMostLcdPixels)
         return {};
-    return Fail(ErrorKind::TooLarge, "no picture can be made for an LCD of " + std::to_string(width) + " x " +
-                                         std::to_string(height) + " pixels");
+    return Fail(ErrorKind::TooLarge,
+                Phrase("LCD_BEYOND_PICTURES", "no picture can be made for an LCD of {0} x {1} pixels", width,
+                       height));
 }
 
 Result<std::vector<std::uint8_t>> RenderLcdBitmap(const store::Rect& rect) {
     const store::StoreState& store = store::Store();
-    const auto width = static_cast<int>(store.gmyLcdWidth);
-    const auto height = static_cast<int>(store.gmyLcdHeight);
-    LUMATO_TRY_VOID(CheckLcdSize(width, height));
-    LcdSurface lcd(width, height);
-    DrawMyImage(lcd.Get(), rect.x, rect.y, rect.width, rect.height, Pictures().gmyCGimage.get(), false);
+    return RenderLcdBitmap(rect, Pictures().gmyCGimage.get(), static_cast<int>(store.gmyLcdWidth),
+                           static_cast<int>(store.gmyLcdHeight));
+}
+
+Result<std::vector<std::uint8_t>> RenderLcdBitmap(const store::Rect& rect, const MyImage* image, int lcdWidth,
+                                                  int lcdHeight) {
+    LUMATO_TRY_VOID(CheckLcdSize(lcdWidth, lcdHeight));
+    LcdSurface lcd(lcdWidth, lcdHeight);
+    DrawMyImage(lcd.Get(), rect.x, rect.y, rect.width, rect.height, image, false);
     return lcd.BlueGreenRed();
 }
 

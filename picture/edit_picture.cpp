@@ -7,7 +7,6 @@
 #include "picture/messages.h"
 #include "picture/picture_levels.h"
 #include "store/status_port.h"
-#include "text/localized.h"
 
 namespace lumato::picture {
 namespace {
@@ -61,26 +60,21 @@ Result<void> Show(const Path& file, Result<std::unique_ptr<MyImage>> loaded) {
         Pictures().editSource = file;
         FitToLcd();
     } else {
-        ShowNote(kCannotRead, Printable(file.filename().string()) + ": " + loaded.error().message);
+        ShowNote(kCannotRead, About(Printable(file.filename().string()), loaded.error().message));
     }
     RequestRedraw();
     if (!loaded)
-        return tl::unexpected(
-            Error{loaded.error().kind, TextOf(kCannotRead), std::move(loaded).error().message});
+        return tl::unexpected(Error{loaded.error().kind, kCannotRead, std::move(loaded).error().message});
     return {};
 }
 
 }  // namespace
 
-std::string TextOf(const Message& message) {
-    return text::Localized(message.key, message.defaultText);
-}
-
-void ShowNote(const Message& message, std::string_view reason) {
+void ShowNote(const Phrase& note, const Phrase& reason) {
     store::StatusPort* status = store::Store().status;
     if (status == nullptr)
         return;
-    store::ShowNote(message);
+    store::ShowNote(note);
     status->SetNoteDetail(reason);
 }
 
@@ -95,7 +89,8 @@ Result<std::unique_ptr<MyImage>> LoadPicture(const Path& file) {
     PictureState& state = Pictures();
     const store::StoreState& store = store::Store();
     Result<std::unique_ptr<BitmapInfo>> info = ImportForEditView(file, store.gmyLcdWidth, store.gmyLcdHeight);
-    state.gmyCGimagebi = info ? std::move(*info) : std::make_unique<BitmapInfo>();
+    state.gmyCGimagebi =
+        info ? std::shared_ptr<BitmapInfo>(std::move(*info)) : std::make_shared<BitmapInfo>();
     if (!info)
         return tl::unexpected(std::move(info).error());
     return MakeHandle();

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <string>
 
+#include "picture/messages.h"
+
 namespace lumato::picture {
 namespace {
 
@@ -27,12 +29,12 @@ Size DividedUp(Size size, int divisor) {
 
 Result<Size> CheckedSize(std::int64_t width, std::int64_t height, std::int64_t maxPixels) {
     if (width <= 0 || height <= 0)
-        return Fail(ErrorKind::Damaged, "broken: its size is " + std::to_string(width) + " x " +
-                                            std::to_string(height) + " pixels");
+        return Fail(ErrorKind::Damaged,
+                    Phrase(kBroken, Phrase("SIZE_IS", "its size is {0} x {1} pixels", width, height)));
     if (width > kMaxSide || height > kMaxSide || width * height > maxPixels)
-        return Fail(ErrorKind::TooLarge, "too large: " + std::to_string(width) + " x " +
-                                             std::to_string(height) + " pixels, the limit here is " +
-                                             std::to_string(maxPixels / 1'000'000) + " megapixels");
+        return Fail(ErrorKind::TooLarge,
+                    Phrase("TOO_MANY_PIXELS", "too large: {0} x {1} pixels, the limit here is {2} megapixels",
+                           width, height, maxPixels / 1'000'000));
     return Size{static_cast<int>(width), static_cast<int>(height)};
 }
 

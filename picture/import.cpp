@@ -12,7 +12,7 @@ namespace {
 
 Result<void> ImportFrom(const PictureFile& file, PictureBuilder& builder, Processors processors) {
     if (file.Size() == 0)
-        return Fail(ErrorKind::Unsupported, "the file is empty");
+        return Fail(ErrorKind::Unsupported, Phrase("FILE_IS_EMPTY", "the file is empty"));
     LUMATO_TRY(const Content content, ContentOf(file));
     switch (content) {
         case Content::Jpeg:
@@ -24,7 +24,7 @@ Result<void> ImportFrom(const PictureFile& file, PictureBuilder& builder, Proces
         case Content::Nothing:
             break;
     }
-    return Fail(ErrorKind::Unsupported, "not a picture in any known format");
+    return Fail(ErrorKind::Unsupported, Phrase("NOT_A_PICTURE", "not a picture in any known format"));
 }
 
 Result<void> Import(const Path& path, PictureBuilder& builder, Processors processors) {

@@ -6,12 +6,13 @@
 #include <vector>
 
 #include "picture/bmp_header.h"
+#include "picture/messages.h"
 
 namespace lumato::picture {
 namespace {
 
 Error CutOff() {
-    return {ErrorKind::Damaged, "cut off: the file ends early"};
+    return {ErrorKind::Damaged, kCutOff};
 }
 
 // One colour part of a masked pixel, widened to 8 bits.

@@ -6,6 +6,7 @@
 #include <dlfcn.h>
 
 #include "base/diagnostics.h"
+#include "picture/messages.h"
 
 namespace lumato::picture {
 namespace {
@@ -90,14 +91,16 @@ Result<const VipsModule*> OpenModule(const Path& path) {
     void* const library = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
     if (!library) {
         const char* const reason = ::dlerror();
-        return Fail(ErrorKind::Unsupported, std::string("the picture reader for this format cannot be "
-                                                        "loaded: ") +
-                                                (reason ? reason : path.c_str()));
+        return Fail(ErrorKind::Unsupported,
+                    Phrase("READER_NOT_LOADED", "the picture reader for this format cannot be loaded: {0}",
+                           reason ? reason : path.c_str()));
     }
     const auto entry = reinterpret_cast<VipsModuleEntry>(::dlsym(library, kVipsModuleEntry));
     const VipsModule* const module = entry ? entry() : nullptr;
     if (!module || module->version != kVipsModuleVersion)
-        return Fail(ErrorKind::Unsupported, "the picture reader for this format is of another version");
+        return Fail(
+            ErrorKind::Unsupported,
+            Phrase("READER_OF_ANOTHER_VERSION", "the picture reader for this format is of another version"));
     module->setLog([](const char* line) { Diagnose(line); });
     return module;
 }
@@ -112,7 +115,12 @@ Result<const VipsModule*> LoadVipsModule(const std::vector<Path>& folders) {
             return OpenModule(path);
     }
     return Fail(ErrorKind::Unsupported,
-                std::string("the picture reader for this format is not installed (") + kVipsModuleName + ")");
+                Phrase("READER_NOT_INSTALLED", "the picture reader for this format is not installed ({0})",
+                       kVipsModuleName));
+}
+
+static Phrase PhraseOf(const VipsMessage& message) {
+    return Phrase(message.key, message.text, message.values[0], message.values[1]);
 }
 
 Result<void> ImportWithVips(const PictureFile& file, PictureBuilder& builder) {
@@ -124,9 +132,9 @@ Result<void> ImportWithVips(const PictureFile& file, PictureBuilder& builder) {
     if (outcome == VipsOutcome::Stopped)
         return tl::unexpected(receiver.Failure());
     if (outcome != VipsOutcome::Done)
-        return Fail(KindOf(outcome), message.text);
+        return Fail(KindOf(outcome), PhraseOf(message));
     if (!builder.Complete())
-        return Fail(ErrorKind::Damaged, "cut off: the file ends early");
+        return Fail(ErrorKind::Damaged, kCutOff);
     return {};
 }
 
@@ -137,7 +145,7 @@ Result<std::vector<std::uint8_t>> EncodePng(int width, int height, ByteSpan pixe
     std::size_t size = 0;
     const VipsOutcome outcome = module->encodePng(pixels.data(), width, height, &data, &size, &message);
     if (outcome != VipsOutcome::Done)
-        return Fail(KindOf(outcome), message.text);
+        return Fail(KindOf(outcome), PhraseOf(message));
     const auto* const bytes = static_cast<const std::uint8_t*>(data);
     std::vector<std::uint8_t> png(bytes, bytes + size);
     module->release(data);

@@ -98,9 +98,10 @@ void JpegCoefficients::Realize() {
     if (m_mapped || m_mappedSize == 0)
         return;
     if (m_bytes > m_limit)
-        m_raise(ErrorKind::TooLarge, "too large for a progressive JPEG file");
+        m_raise(ErrorKind::TooLarge, {"BEYOND_PROGRESSIVE", "too large for a progressive JPEG file"});
     if (!Map())
-        m_raise(ErrorKind::TooLarge, "too large: no room for its temporary data on the disk");
+        m_raise(ErrorKind::TooLarge,
+                {"NO_TEMPORARY_ROOM", "too large: no room for its temporary data on the disk"});
     for (const auto& array : m_arrays) {
         array->base = m_mapped + array->offset;
         for (std::size_t row = 0; row < array->rows.size(); ++row)
@@ -111,7 +112,7 @@ void JpegCoefficients::Realize() {
 // libjpeg runs through each array from top to bottom, scan by scan.
 JBLOCKROW* JpegCoefficients::Access(Array& array, std::size_t startRow, std::size_t rowCount) {
     if (startRow > array.rows.size() || rowCount > array.rows.size() - startRow)
-        m_raise(ErrorKind::Damaged, "broken: coefficients outside of the picture");
+        m_raise(ErrorKind::Damaged, {"COEFFICIENTS_OUTSIDE", "broken: coefficients outside of the picture"});
     array.touched += rowCount * array.rowBytes;
     if (m_inFile && array.touched > kWindow) {
         ::madvise(array.base, array.size, MADV_DONTNEED);

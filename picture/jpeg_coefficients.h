@@ -18,7 +18,7 @@ namespace lumato::picture {
 
 class JpegCoefficients {
   public:
-    using Raise = std::function<void(ErrorKind kind, const char* message)>;
+    using Raise = std::function<void(ErrorKind kind, const Words& reason)>;
 
     JpegCoefficients();
     ~JpegCoefficients();

@@ -10,10 +10,11 @@
 #include <jerror.h>
 #include <jpegint.h>
 
+#include "picture/messages.h"
+
 namespace lumato::picture {
 namespace {
 
-constexpr const char* kCutOff = "cut off: the file ends early";
 constexpr std::size_t kBufferSize = 1 << 16;
 constexpr JOCTET kEndOfImage[] = {0xFF, JPEG_EOI};
 constexpr int kExifMarker = JPEG_APP0 + 1;
@@ -102,8 +103,8 @@ Result<void> JpegDecoder::Guarded(Step step) {
     return {};
 }
 
-void JpegDecoder::Raise(ErrorKind kind, const char* message) {
-    m_error = {kind, message};
+void JpegDecoder::Raise(ErrorKind kind, const Words& reason) {
+    m_error = {kind, reason};
     std::longjmp(m_jump, 1);
 }
 
@@ -115,7 +116,7 @@ void JpegDecoder::OnError() {
     if (kind == ErrorKind::Damaged && m_ended)
         m_error.message = kCutOff;
     else
-        m_error.message.assign(kind == ErrorKind::Damaged ? "broken: " : "").append(message);
+        m_error.message = kind == ErrorKind::Damaged ? Phrase(kBroken, message) : Phrase(message);
     std::longjmp(m_jump, 1);
 }
 
@@ -165,7 +166,8 @@ void JpegDecoder::SetUpSource() {
     m_source.fill_input_buffer = [](j_decompress_ptr jpeg) -> boolean {
         JpegDecoder& decoder = Of(jpeg);
         if (decoder.m_inHeader && decoder.m_offset > kMaxHeader)
-            decoder.Raise(ErrorKind::TooLarge, "too large: its header has more than 32 MB");
+            decoder.Raise(ErrorKind::TooLarge,
+                          {"HEADER_TOO_LARGE", "too large: its header has more than 32 MB"});
         if (!decoder.Fill())
             std::longjmp(decoder.m_jump, 1);
         return TRUE;
@@ -178,7 +180,7 @@ void JpegDecoder::SetUpSource() {
 
 void JpegDecoder::WatchScans() {
     if (m_jpeg.input_scan_number * m_coefficients.Bytes() > kMaxScanWork)
-        Raise(ErrorKind::TooLarge, "too large: more scans than any real picture has");
+        Raise(ErrorKind::TooLarge, {"TOO_MANY_SCANS", "too large: more scans than any real picture has"});
     for (int i = 0; i < m_jpeg.comps_in_scan; ++i)
         m_componentsSeen |= 1U << m_jpeg.cur_comp_info[i]->component_index;
 }
@@ -191,7 +193,7 @@ Result<void> JpegDecoder::ReadHeader() {
         m_progress.progress_monitor = [](j_common_ptr common) { Of(common).WatchScans(); };
         m_jpeg.progress = &m_progress;
     }));
-    m_coefficients.Install(&m_jpeg, [this](ErrorKind kind, const char* message) { Raise(kind, message); });
+    m_coefficients.Install(&m_jpeg, [this](ErrorKind kind, const Words& reason) { Raise(kind, reason); });
     m_coefficients.SetLimit(CoefficientLimit(m_file.Size()));
     LUMATO_TRY_VOID(Guarded([this] {
         jpeg_save_markers(&m_jpeg, kExifMarker, 0xFFFF);
@@ -234,8 +236,9 @@ Result<void> JpegDecoder::ChooseLayout() {
             m_jpeg.out_color_space = JCS_CMYK;
             return {};
         default:
-            return Fail(ErrorKind::Unsupported, "a JPEG file of " + std::to_string(m_jpeg.num_components) +
-                                                    " colours, which is not supported");
+            return Fail(ErrorKind::Unsupported,
+                        Phrase("JPEG_COLOURS", "a JPEG file of {0} colours, which is not supported",
+                               m_jpeg.num_components));
     }
 }
 
@@ -313,7 +316,7 @@ void JpegDecoder::ReadMcu(JBLOCKROW* blocks) {
         m_source.bytes_in_buffer = 0;
     }
     if (m_unusual)
-        Raise(ErrorKind::Damaged, "broken: its coefficients");
+        Raise(ErrorKind::Damaged, {"ITS_COEFFICIENTS", "broken: its coefficients"});
 }
 
 // All scans have been read by now. Where the file ended between two of them, nothing else would tell.
@@ -321,7 +324,8 @@ Result<void> JpegDecoder::CheckScans() const {
     if (m_ended)
         return Fail(ErrorKind::Damaged, kCutOff);
     if (m_componentsSeen != (1U << m_jpeg.num_components) - 1)
-        return Fail(ErrorKind::Damaged, "broken: a colour of the picture is missing");
+        return Fail(ErrorKind::Damaged,
+                    Phrase(kBroken, Phrase("COLOUR_MISSING", "a colour of the picture is missing")));
     return {};
 }
 

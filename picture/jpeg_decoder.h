@@ -66,7 +66,7 @@ class JpegDecoder {
 
     template <class Step>
     Result<void> Guarded(Step step);
-    [[noreturn]] void Raise(ErrorKind kind, const char* message);
+    [[noreturn]] void Raise(ErrorKind kind, const Words& reason);
 
     Result<void> ChooseLayout();
     Result<void> CheckCompressedSize() const;

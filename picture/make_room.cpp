@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "picture/add_pictures.h"
+#include "picture/messages.h"
 #include "picture/pixel_encoder.h"
 #include "picture/stream_made_anew.h"
 #include "store/store.h"
@@ -100,11 +101,12 @@ Result<std::vector<Lowered>> Plan(Need need) {
         Candidate* candidate = Mildest(need.candidates);
         if (candidate == nullptr)
             return Fail(ErrorKind::Refused,
-                        "no room can be made: pictures whose photographs are here as they were could give " +
-                            std::to_string(wanted - need.bytes) + " of the " + std::to_string(wanted) +
-                            " bytes that lack");
+                        Phrase("NO_ROOM_TO_MAKE",
+                               "no room can be made: pictures whose photographs are here as they were could "
+                               "give {0} of the {1} bytes that lack",
+                               wanted - need.bytes, wanted));
         if (store::StopRequested())
-            return Fail(ErrorKind::Refused, "stopped");
+            return Fail(ErrorKind::Refused, kStopped);
         const int before = candidate->bytes;
         LowerOnce(*candidate);
         need.bytes -= before - candidate->bytes;
@@ -155,18 +157,17 @@ Result<void> LowerPictures(std::vector<Lowered>& plan) {
     return {};
 }
 
-std::string TextOf(const std::vector<Lowered>& lowered) {
+Phrase TextOf(const std::vector<Lowered>& lowered) {
     std::map<std::pair<int, int>, int, std::greater<>> counts;
     for (const Lowered& one : lowered)
         ++counts[{one.from, one.to}];
-    std::string text;
-    for (const auto& [qualities, count] : counts)
-        text += (text.empty() ? "" : ", ") + std::to_string(count) +
-                (!text.empty() ? ""
-                 : count == 1  ? " picture"
-                               : " pictures") +
-                " from quality " + std::to_string(qualities.first) + " to " +
-                std::to_string(qualities.second);
+    Phrase text;
+    for (const auto& [qualities, count] : counts) {
+        const Words words = !text.empty() ? Words{"LOWERED_MORE", "{0} from quality {1} to {2}"}
+                            : count == 1  ? Words{"LOWERED_ONE", "{0} picture from quality {1} to {2}"}
+                                          : Words{"LOWERED_MANY", "{0} pictures from quality {1} to {2}"};
+        text = Joined(std::move(text), kComma, Phrase(words, count, qualities.first, qualities.second));
+    }
     return text;
 }
 

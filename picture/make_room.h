@@ -38,6 +38,6 @@ struct Lowered {
 [[nodiscard]] Result<void> LowerPictures(std::vector<Lowered>& plan);
 
 // "3 pictures from quality 90 to 80, 1 from 90 to 70".
-[[nodiscard]] std::string TextOf(const std::vector<Lowered>& lowered);
+[[nodiscard]] Phrase TextOf(const std::vector<Lowered>& lowered);
 
 }  // namespace lumato::picture

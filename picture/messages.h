@@ -1,26 +1,29 @@
 // The status notes of this room, and how they are shown.
 #pragma once
 
-#include <string>
-#include <string_view>
-
 #include "store/messages.h"
 
 namespace lumato::picture {
 
-using store::Message;
-
-inline constexpr Message kCannotRead{"CANNOT_PROCESS_TIPS", "Couldn't Process!"};
-inline constexpr Message kNoRoom{"CANOT_ADD_ANY_MORE_TIPS", "Can't add anymore pictures!"};
+inline constexpr Words kCannotRead{"CANNOT_PROCESS_TIPS", "Couldn't Process!"};
+inline constexpr Words kNoRoom{"CANOT_ADD_ANY_MORE_TIPS", "Can't add anymore pictures!"};
 // One key, told apart by the built-in texts.
-inline constexpr Message kCannotEncode{"CANOT_PROCESS_PICS_TIPS", "Couldn't Process the picture!"};
-inline constexpr Message kNoQualityFits{"CANOT_PROCESS_PICS_TIPS", "Couldn't Process the Picture!"};
-inline constexpr Message kSequence{"THE_SEQUENCE_TIPS", "The sequence number:"};
+inline constexpr Words kCannotEncode{"CANOT_PROCESS_PICS_TIPS", "Couldn't Process the picture!"};
+inline constexpr Words kNoQualityFits{"CANOT_PROCESS_PICS_TIPS", "Couldn't Process the Picture!"};
+inline constexpr Words kSequence{"THE_SEQUENCE_TIPS", "The sequence number:"};
+// With a number each.
+inline constexpr Words kBatchAdded{"BATCH_ADDED", "{} added"};
+inline constexpr Words kBatchRefused{"BATCH_REFUSED", "{} refused"};
+inline constexpr Words kBatchNotTried{"BATCH_NOT_TRIED", "{} not tried"};
 
-// In the user's language.
-[[nodiscard]] std::string TextOf(const Message& message);
+// Why a file is no picture.
+inline constexpr Words kCutOff{"CUT_OFF", "cut off: the file ends early"};
+inline constexpr Words kBroken{"BROKEN", "broken: {0}"};
+
+inline constexpr Words kStopped{"STOPPED", "stopped"};
+inline constexpr Words kBeyondMemory{"BEYOND_MEMORY", "too large for this computer's memory"};
 
 // The note with its reason; nothing where nobody listens.
-void ShowNote(const Message& message, std::string_view reason);
+void ShowNote(const Phrase& note, const Phrase& reason);
 
 }  // namespace lumato::picture

@@ -6,6 +6,7 @@
 #include <sys/mman.h>
 
 #include "base/bytes.h"
+#include "picture/messages.h"
 
 namespace lumato::picture {
 namespace {
@@ -116,7 +117,7 @@ Result<void> PictureBuilder::Begin(Size stored, Size decoded, Orientation orient
             MakeRoom();
         }
     } catch (const std::bad_alloc&) {
-        return Fail(ErrorKind::TooLarge, "too large for this computer's memory");
+        return Fail(ErrorKind::TooLarge, kBeyondMemory);
     }
     return {};
 }

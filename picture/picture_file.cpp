@@ -22,9 +22,9 @@ Error FileError(int errorNumber) {
 
 Result<void> RequireRegular(const struct stat& status) {
     if (S_ISDIR(status.st_mode))
-        return Fail(ErrorKind::Unreadable, "is a folder");
+        return Fail(ErrorKind::Unreadable, Phrase("IS_A_FOLDER", "is a folder"));
     if (!S_ISREG(status.st_mode))
-        return Fail(ErrorKind::Unreadable, "is a device or a pipe, not a file");
+        return Fail(ErrorKind::Unreadable, Phrase("IS_A_DEVICE", "is a device or a pipe, not a file"));
     return {};
 }
 

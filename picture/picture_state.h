@@ -13,7 +13,9 @@
 namespace lumato::picture {
 
 struct PictureState {
-    std::unique_ptr<BitmapInfo> gmyCGimagebi;        // owns the edit picture's pixels
+    // Owns the edit picture's pixels, which stay as they are once they are imported: whoever shows them
+    // beside the owner (trial.h) keeps them a little longer.
+    std::shared_ptr<BitmapInfo> gmyCGimagebi;
     std::unique_ptr<MyImage> gmyCGimage;             // the edit picture with its pose, or null
     std::unique_ptr<BitmapInfo> gPreviewBitmapInfo;  // the preview's pixels, bottom row first
     std::int32_t OldValue = 0;        // the last accepted scale value; 0: the next one is not limited

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "jpeg/encoder.h"
+#include "jpeg/quality_search.h"
 #include "picture/bitmap_file.h"
 #include "picture/rv512_encoder.h"
 #include "store/store.h"
@@ -24,9 +25,13 @@ std::vector<std::uint8_t> WithPaddedRows(ByteSpan pixels, int width, int height)
 }  // namespace
 
 PixelEncoder::PixelEncoder(ByteSpan pixels)
-    : m_width(static_cast<int>(store::Store().gmyLcdWidth)),
-      m_height(static_cast<int>(store::Store().gmyLcdHeight)),
-      m_mode(ModeOf(store::Store().G_YValue)),
+    : PixelEncoder(pixels, static_cast<int>(store::Store().gmyLcdWidth),
+                   static_cast<int>(store::Store().gmyLcdHeight), store::Store().G_YValue) {}
+
+PixelEncoder::PixelEncoder(ByteSpan pixels, int width, int height, int yValue)
+    : m_width(width),
+      m_height(height),
+      m_mode(ModeOf(yValue)),
       m_rows(WithPaddedRows(pixels, m_width, m_height)),
       m_stream(std::make_unique_for_overwrite<std::uint8_t[]>(
           jpeg::MaximumStreamSize(m_width, m_height, m_mode))) {}
@@ -37,6 +42,15 @@ std::optional<ByteSpan> PixelEncoder::At(int quality) {
                                                        m_mode))
         return std::nullopt;
     return ByteSpan(m_stream.get(), static_cast<std::size_t>(size));
+}
+
+std::optional<ByteSpan> PixelEncoder::Within(int& quality, int step, int budget) {
+    jpeg::QualitySearch search(m_rows.data(), m_stream.get(), m_width, m_height, m_mode);
+    const auto outcome = search.Run(quality, step, budget);
+    if (!outcome)
+        return std::nullopt;
+    quality = outcome->quality;
+    return ByteSpan(m_stream.get(), static_cast<std::size_t>(outcome->size));
 }
 
 }  // namespace lumato::picture

@@ -1,6 +1,6 @@
 // The streams of one composed picture, in memory: what CRv512Encoder makes of its bitmap file.
 //
-// Used by the thread that owns the store, whose LCD size and sampling count.
+// One thread at a time.
 #pragma once
 
 #include <cstdint>
@@ -14,11 +14,15 @@ namespace lumato::picture {
 
 class PixelEncoder {
   public:
-    // `pixels`: as RenderLcdBitmap() makes them.
+    // `pixels`: as RenderLcdBitmap() makes them. For the connected frame, by the thread that owns the store:
     explicit PixelEncoder(ByteSpan pixels);
+    // For any LCD and sampling value of a frame; on any thread.
+    PixelEncoder(ByteSpan pixels, int width, int height, int yValue);
 
     // Valid until the next call; nothing where it cannot be encoded.
     [[nodiscard]] std::optional<ByteSpan> At(int quality);
+    // As CRv512Encoder::EnCodeWithin(): sets `quality` to the one that fits, or to the lowest.
+    [[nodiscard]] std::optional<ByteSpan> Within(int& quality, int step, int budget);
 
   private:
     int m_width, m_height, m_mode;

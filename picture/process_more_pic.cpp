@@ -45,7 +45,7 @@ auto WithinMemory(Make make) -> decltype(make()) {
     try {
         return make();
     } catch (const std::bad_alloc&) {
-        return Fail(ErrorKind::TooLarge, "too large for this computer's memory");
+        return Fail(ErrorKind::TooLarge, kBeyondMemory);
     }
 }
 
@@ -159,13 +159,13 @@ void NoteLowered(const std::vector<Lowered>& lowered, BatchReport& report) {
 }
 
 // Why there is none; empty: there is, as far as others could give way.
-std::string MakeRoom(ByteSpan pixels, int replaces, BatchReport& report) {
+Phrase MakeRoom(ByteSpan pixels, int replaces, BatchReport& report) {
     Result<std::vector<Lowered>> plan = PlanRoom(pixels, replaces);
     if (!plan)
         return plan.error().message;
     const Result<void> done = LowerPictures(*plan);
     NoteLowered(*plan, report);
-    return done ? "" : done.error().cause;
+    return done ? Phrase() : done.error().cause;
 }
 
 // Adds one file. True when the batch goes on.
@@ -181,8 +181,9 @@ bool AddOne(const Path& file, Compositions& compositions, BatchWishes& wishes, B
             return true;
         }
     }
-    const std::string noRoom =
-        wishes.room == Room::Make && *composed ? MakeRoom(**composed, wishes.placing.replaces, report) : "";
+    const Phrase noRoom = wishes.room == Room::Make && *composed
+                              ? MakeRoom(**composed, wishes.placing.replaces, report)
+                              : Phrase();
     Result<AddedPicture> added = AddComposed(*composed, true, wishes.placing);
     if (added) {
         RememberSource(*added, file, wishes.pose);
@@ -192,9 +193,9 @@ bool AddOne(const Path& file, Compositions& compositions, BatchWishes& wishes, B
     }
     report.refused.push_back({file, std::move(added).error()});
     Error& reason = report.refused.back().reason;
-    reason.cause += noRoom.empty() ? "" : "; " + noRoom;
+    reason.cause = Joined(reason.cause, kSemicolon, noRoom);
     if (store::StatusPort* status = store::Store().status)
-        status->SetNoteDetail(NameFor(file) + ": " + reason.cause);
+        status->SetNoteDetail(About(NameFor(file), reason.cause));
     return wishes.policy == AfterRefusal::GoOn;
 }
 
@@ -206,31 +207,31 @@ void ShowLast(const Path& file, const Pose& pose, const BatchReport& report) {
         ApplyPose(pose);
 }
 
-std::string NotTriedText(std::size_t count) {
-    return count == 0 ? ""
-                      : "; " + std::to_string(count) + (count == 1 ? " picture was" : " pictures were") +
-                            " not tried";
+// "12 added, 3 refused, 4 not tried"; what is 0 is left out, but for the first number.
+Phrase NumbersOf(const BatchReport& report) {
+    Phrase text(kBatchAdded, report.added.size());
+    if (!report.refused.empty())
+        text = Joined(std::move(text), kComma, Phrase(kBatchRefused, report.refused.size()));
+    if (!report.notTried.empty())
+        text = Joined(std::move(text), kComma, Phrase(kBatchNotTried, report.notTried.size()));
+    return text;
 }
 
-// What a batch that left something out says in the end: the file and the reason that stopped it, or the
-// files that are no pictures.
+// What a batch that left something out says in the end: the numbers, and the reason that stopped it or the
+// first one. A file that was alone has its own note.
 void ShowOutcome(const BatchReport& report) {
+    if (report.refused.empty() && report.notTried.empty())
+        return;
     store::StatusPort* status = store::Store().status;
+    if (report.added.size() + report.refused.size() + report.notTried.size() > 1)
+        status->SetNotes(NumbersOf(report));
     if (report.refused.empty()) {
-        if (!report.notTried.empty())
-            status->SetNoteDetail((store::FrameOnline() ? "stopped" : "the frame is no longer connected") +
-                                  NotTriedText(report.notTried.size()));
+        status->SetNoteDetail(store::FrameOnline() ? kStopped : store::kFrameGone);
         return;
     }
     const BatchReport::Refused& last = report.refused.back();
-    const std::string reason = NameFor(last.file) + ": " + last.reason.cause;
-    if (!last.unreadable) {
-        status->SetNoteDetail(reason + NotTriedText(report.notTried.size()));
-        return;
-    }
-    const std::size_t others = report.refused.size() - 1;
-    ShowNote(kCannotRead,
-             reason + (others == 0 ? "" : "; " + std::to_string(others) + " more could not be read"));
+    const BatchReport::Refused& told = last.unreadable ? report.refused.front() : last;
+    status->SetNoteDetail(About(NameFor(told.file), told.reason.cause));
 }
 
 // Holds the edit view still until the batch has ended, however it ends.

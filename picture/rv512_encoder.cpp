@@ -19,7 +19,9 @@ Result<int> CRv512Encoder::EncodeFile(const Path& source, const Path& destinatio
         std::make_unique_for_overwrite<std::uint8_t[]>(jpeg::MaximumStreamSize(width, height, mode));
     const std::optional<int> size = encode(pixels.data(), stream.get());
     if (!size)
-        return Fail(ErrorKind::TooLarge, Printable(source.string()) + ": too large for a frame picture");
+        return Fail(ErrorKind::TooLarge,
+                    About(Printable(source.string()),
+                          Phrase("BEYOND_FRAME_PICTURE", "too large for a frame picture")));
     LUMATO_TRY_VOID(WriteFile(destination, ByteSpan(stream.get(), static_cast<std::size_t>(*size)), m_links));
     return *size;
 }
@@ -30,7 +32,9 @@ int CRv512Encoder::Guarded(const Path& source, const Path& destination, int widt
     try {
         size = EncodeFile(source, destination, width, height, mode, encode);
     } catch (const std::bad_alloc&) {
-        size = Fail(ErrorKind::TooLarge, Printable(source.string()) + ": not enough memory to encode it");
+        size =
+            Fail(ErrorKind::TooLarge, About(Printable(source.string()),
+                                            Phrase("NO_MEMORY_TO_ENCODE", "not enough memory to encode it")));
     }
     if (!size)
         m_lastError = std::move(size).error();

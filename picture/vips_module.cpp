@@ -96,28 +96,29 @@ bool Started() {
     return started;
 }
 
-VipsOutcome Say(VipsMessage* message, VipsOutcome outcome, const char* text, const char* detail = "") {
-    std::snprintf(message->text, sizeof message->text, "%s%s%s", text, *detail ? ": " : "", detail);
+VipsOutcome Say(VipsMessage* message, VipsOutcome outcome, const char* key, const char* text) {
+    message->key = key;
+    message->text = text;
     return outcome;
 }
 
 // What libvips has to say, on one line; some of its reasons tell that the file is too short.
 VipsOutcome SayVipsError(VipsMessage* message) {
-    char detail[200];
+    auto& detail = message->values[0];
     std::snprintf(detail, sizeof detail, "%s", vips_error_buffer());
     vips_error_clear();
     for (char* at = detail; *at; ++at)
         if (*at == '\n')
             *at = at[1] ? ' ' : '\0';
     if (std::string_view(detail).find("out of memory") != std::string_view::npos)
-        return Say(message, VipsOutcome::TooLarge, "too large for this computer's memory");
+        return Say(message, VipsOutcome::TooLarge, "BEYOND_MEMORY", "too large for this computer's memory");
     constexpr std::string_view kEnds[] = {
         "end of file", "end of input",   "EOF",        "eof",       "truncated",
         "Truncated",   "Unexpected end", "not enough", "Not enough"};
     for (const std::string_view end : kEnds)
         if (std::string_view(detail).find(end) != std::string_view::npos)
-            return Say(message, VipsOutcome::Damaged, "cut off: the file ends early");
-    return Say(message, VipsOutcome::Damaged, "broken", detail);
+            return Say(message, VipsOutcome::Damaged, "CUT_OFF", "cut off: the file ends early");
+    return Say(message, VipsOutcome::Damaged, "BROKEN", "broken: {0}");
 }
 
 // Takes over what an operation made, if it succeeded.
@@ -167,11 +168,12 @@ VipsOutcome CheckLimit(VipsImage* image, const Reader& reader, std::int64_t file
     const std::int64_t limit = std::clamp(fileSize * keeping.pixelsPerByte, keeping.always, keeping.never);
     if (CostOf(image) <= limit)
         return VipsOutcome::Done;
-    std::snprintf(message->text, sizeof message->text,
-                  "too large: %d x %d pixels, the limit for such a file is %lld megapixels",
-                  vips_image_get_width(image), vips_image_get_height(image),
+    std::snprintf(message->values[0], sizeof message->values[0], "%d x %d", vips_image_get_width(image),
+                  vips_image_get_height(image));
+    std::snprintf(message->values[1], sizeof message->values[1], "%lld",
                   static_cast<long long>(limit / kMega));
-    return VipsOutcome::TooLarge;
+    return Say(message, VipsOutcome::TooLarge, "TOO_LARGE_A_FILE",
+               "too large: {0} pixels, the limit for such a file is {1} megapixels");
 }
 
 // By the embedded profile where that works; a broken one counts as none.
@@ -263,13 +265,15 @@ VipsOutcome ReadOpened(int descriptor, std::int64_t fileSize, const Reader& read
 VipsOutcome Read(int descriptor, std::int64_t fileSize, const VipsReceiver* receiver, VipsMessage* message) {
     const std::lock_guard lock(s_onePicture);
     if (!Started())
-        return Say(message, VipsOutcome::Unsupported, "the picture reader cannot start");
+        return Say(message, VipsOutcome::Unsupported, "READER_CANNOT_START",
+                   "the picture reader cannot start");
     vips_error_clear();
     const Source source = OpenSource(descriptor);
     const Reader* const reader = source ? ReaderFor(source.get()) : nullptr;
     if (!reader) {
         vips_error_clear();
-        return Say(message, VipsOutcome::Unsupported, "not a picture that can be read here");
+        return Say(message, VipsOutcome::Unsupported, "NOT_READABLE_HERE",
+                   "not a picture that can be read here");
     }
     return ReadOpened(descriptor, fileSize, *reader, receiver, message);
 }
@@ -278,7 +282,7 @@ VipsOutcome EncodePng(const std::uint8_t* rgb, int width, int height, void** png
                       VipsMessage* message) {
     const std::lock_guard lock(s_onePicture);
     if (!Started())
-        return Say(message, VipsOutcome::Unsupported, "the picture writer cannot start");
+        return Say(message, VipsOutcome::Unsupported, "", "the picture writer cannot start");
     const Image image(vips_image_new_from_memory(
         rgb, static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 3, width, height, 3,
         VIPS_FORMAT_UCHAR));

@@ -9,7 +9,7 @@
 
 namespace lumato::picture {
 
-inline constexpr int kVipsModuleVersion = 1;
+inline constexpr int kVipsModuleVersion = 2;
 inline constexpr char kVipsModuleName[] = "lumato_vips.so";
 inline constexpr char kVipsModuleEntry[] = "LumatoVipsModule";
 
@@ -21,8 +21,11 @@ enum class VipsOutcome : int {
     Stopped,  // the receiver wanted no more
 };
 
+// A text of the language file, static strings of the module, which stays loaded; and its values.
 struct VipsMessage {
-    char text[256];
+    const char* key;
+    const char* text;
+    char values[2][200];
 };
 
 // Takes a picture: its size as stored, its Exif orientation (1 to 8), then its rows as red, green, blue in

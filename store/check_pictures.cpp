@@ -69,11 +69,12 @@ void Check::Judge(const CheckedBytes& stream, const std::optional<Digest>& wante
     // Another frame of the model can have the same table, and other pictures that are just as right.
     if (wanted && !m_store.frameIndividual.empty()) {
         picture.health = PictureHealth::Damaged;
-        picture.reason = "its bytes are not the ones that were written";
+        picture.reason = Phrase("BYTES_NOT_WRITTEN", "its bytes are not the ones that were written");
     } else if (picture.reason.empty()) {
-        picture.reason = wanted
-                             ? "its bytes are others than were written, perhaps to another frame of the model"
-                             : "it can be shown; nothing is known here of what was written";
+        picture.reason =
+            wanted ? Phrase("BYTES_OF_ANOTHER_FRAME",
+                            "its bytes are others than were written, perhaps to another frame of the model")
+                   : Phrase("BYTES_UNKNOWN", "it can be shown; nothing is known here of what was written");
     }
 }
 
@@ -86,7 +87,7 @@ Result<void> Check::CheckSlot(ByteSpan slot, CheckedPicture& picture) {
     picture.length = length;
     if (!m_store.geometry.HoldsPicture(address, length)) {
         picture.health = PictureHealth::Damaged;
-        picture.reason = "the table says that it lies outside the picture area";
+        picture.reason = Phrase("LIES_OUTSIDE", "the table says that it lies outside the picture area");
         return {};
     }
     const std::optional<Digest> wanted = picture.wanted = KnownHash(m_known, address, length);
@@ -107,7 +108,8 @@ Result<void> Check::CheckSlot(ByteSpan slot, CheckedPicture& picture) {
 
 Result<CheckReport> Check::Run() {
     if (!m_store.picturesShown || !IsTable(m_table))
-        return Fail(ErrorKind::Refused, "the frame has no valid picture table: a download comes first");
+        return Fail(ErrorKind::Refused,
+                    Phrase("NO_VALID_TABLE", "the frame has no valid picture table: a download comes first"));
     m_known = LoadKnown(m_table);
     CheckReport report;
     LUMATO_TRY(report.table, CheckTable());

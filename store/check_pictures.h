@@ -26,7 +26,7 @@ struct CheckedPicture {
     PictureHealth health = PictureHealth::Unknown;
     std::int32_t address = 0, length = 0;  // on the frame
     std::optional<Digest> wanted;          // what its bytes are known to be
-    std::string reason;                    // empty for a good one
+    Phrase reason;                         // empty for a good one
     bool found = false;                    // its bytes, for mending it
     bool readUneven = false;               // two reads of it differed: the cable or the frame's link is weak
 };

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "flash/checked_transfer.h"
+#include "store/messages.h"
 #include "store/picture_table.h"
 #include "store/store.h"
 
@@ -17,12 +18,12 @@ Result<TableBlock> ReadCheckedBlock() {
     TableBlock block(
         static_cast<std::size_t>(std::min(flash::kBlockSize, geometry.flashSize - geometry.tableAddress)));
     if (!flash::ReadFlashData(block.data(), static_cast<int>(block.size()), geometry.tableAddress))
-        return Fail(ErrorKind::Unreadable, "the frame's picture table could not be read");
+        return Fail(ErrorKind::Unreadable, kTableUnreadable);
     return block;
 }
 
 // Why its slots cannot all be right; empty when they can.
-std::string WhyImpossible(std::array<std::uint8_t, kTableSize> table) {
+Phrase WhyImpossible(std::array<std::uint8_t, kTableSize> table) {
     struct Place {
         std::int64_t begin, end;
         int position;
@@ -36,8 +37,8 @@ std::string WhyImpossible(std::array<std::uint8_t, kTableSize> table) {
         const std::int64_t begin = SlotAddress(entry);
         places.push_back({begin, begin + SlotLength(entry), static_cast<int>(places.size())});
         if (!geometry.HoldsPicture(begin, SlotLength(entry)))
-            return "it says that picture " + std::to_string(places.back().position) +
-                   " lies outside the picture area";
+            return Phrase("TABLE_PICTURE_OUTSIDE", "it says that picture {0} lies outside the picture area",
+                          places.back().position);
     }
     std::ranges::sort(places, {}, &Place::begin);
     for (std::size_t i = 1; i < places.size(); ++i) {
@@ -45,8 +46,8 @@ std::string WhyImpossible(std::array<std::uint8_t, kTableSize> table) {
             continue;
         const auto [first, second] = std::minmax(places[i - 1].position, places[i].position);
         return first == 0
-                   ? "it says that picture " + std::to_string(second) + " lies in the table"
-                   : "pictures " + std::to_string(first) + " and " + std::to_string(second) + " share bytes";
+                   ? Phrase("TABLE_PICTURE_INSIDE", "it says that picture {0} lies in the table", second)
+                   : Phrase("TABLE_PICTURES_SHARE", "pictures {0} and {1} share bytes", first, second);
     }
     return {};
 }
@@ -66,7 +67,7 @@ Result<CheckedTable> CheckTable() {
     table.known = table.reason.empty();
     // One read that is right is enough: a cable that loses bits is no damage.
     if (table.known && !isWanted(first) && !isWanted(second))
-        table.reason = "it reads otherwise than when the frame was connected";
+        table.reason = Phrase("READS_OTHERWISE", "it reads otherwise than when the frame was connected");
     table.good = table.reason.empty();
     return table;
 }

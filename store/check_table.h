@@ -13,7 +13,7 @@ struct CheckedTable {
     bool mended = false;      // it was not, and is again
     bool known = false;       // what it should be is known and sound: writing it again mends it
     bool readUneven = false;  // two reads of it differed: the cable or the frame's link is weak
-    std::string reason;       // empty for a good one
+    Phrase reason;            // empty for a good one
 };
 
 // By the task that owns the store. Errors: the frame cannot be read.

@@ -29,7 +29,7 @@ void CentreDrawRect() {
     store.status->RedrawPictures();
 }
 
-Connection Failed(Connection ended, const Message& note, const Error& why) {
+Connection Failed(Connection ended, const Words& note, const Error& why) {
     ShowFailure(note, why.message);
     if (ended == Connection::BadInformation)
         Store().status->SetControlPanlEnable(false);

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include "flash/process_flash.h"
 #include "store/messages.h"
@@ -27,28 +28,48 @@ int TakePosition() {
     return selected != 0 ? std::min(selected, store.gmyPictureData->count) : store.gmyPictureData->count;
 }
 
-void DeleteOne() {
-    StoreState& store = Store();
-    const int position = TakePosition();
-    const int remaining = --store.gmyTotalePictureNum;
-    const bool inside = position <= remaining;
-    FileDataHead* list = store.gmyPictureData.get();
-    const FileData& record = *GetNode(list, position);
-    ForgetAdditions(&record, record.next);
+// Positions from the lowest up, each once. A run of them is taken out of the journal in one step.
+void ForgetAdditionsAt(const std::vector<int>& positions) {
+    FileDataHead* list = Store().gmyPictureData.get();
+    for (std::size_t first = 0; first < positions.size();) {
+        std::size_t last = first;
+        while (last + 1 < positions.size() && positions[last + 1] == positions[last] + 1)
+            ++last;
+        ForgetAdditions(GetNode(list, positions[first]), GetNode(list, positions[last])->next);
+        first = last + 1;
+    }
+}
 
-    SlotOf(store.G_PictureList, position)[0] = kSlotFree;
+// Likewise.
+void Remove(const std::vector<int>& positions) {
+    StoreState& store = Store();
+    FileDataHead* list = store.gmyPictureData.get();
+    const int first = positions.front();
+    const int remaining = store.gmyTotalePictureNum -= static_cast<std::int32_t>(positions.size());
+    const bool inside = first <= remaining;
+    ForgetAdditionsAt(positions);
+    for (const int position : positions)
+        SlotOf(store.G_PictureList, position)[0] = kSlotFree;
     if (inside)
         MovePicAddressInPicList(remaining);
-    DeleteBitmap(record);
-    DelNode(list, position);
+    for (auto position = positions.rbegin(); position != positions.rend(); ++position) {
+        DeleteBitmap(*GetNode(list, *position));
+        DelNode(list, *position);
+    }
     if (FrameConnected())
         CountFreeSpace();
     if (inside) {
-        for (FileData* behind = GetNode(list, position); behind != nullptr; behind = behind->next)
+        for (FileData* behind = GetNode(list, first); behind != nullptr; behind = behind->next)
             behind->afterGap = 1;
     }
-    store.status->ShowPictureList(remaining, remaining);
+    const int selected = store.gmyCurrentSelectItem;
+    store.status->ShowPictureList(remaining, selected != 0 ? selected : remaining);
     store.status->RedrawPictures();
+}
+
+void ShowRemaining() {
+    ShowNumbers();
+    ShowNote(kRemaining, Store().gmyTotalePictureNum);
 }
 
 void DeleteAll() {
@@ -75,9 +96,22 @@ void DeletePictures() {
     if (store.gmyDeleteAll)
         DeleteAll();
     else
-        DeleteOne();
-    ShowNumbers();
-    ShowNote(kRemaining, store.gmyTotalePictureNum);
+        Remove({TakePosition()});
+    ShowRemaining();
+}
+
+void DeletePicturesAt(std::vector<int> positions) {
+    StoreState& store = Store();
+    std::ranges::sort(positions);
+    const auto repeated = std::ranges::unique(positions);
+    positions.erase(repeated.begin(), repeated.end());
+    if (positions.empty() || store.gmyPictureData == nullptr || positions.front() < 1 ||
+        positions.back() > store.gmyTotalePictureNum)
+        return;
+    const int remaining = store.gmyTotalePictureNum - static_cast<int>(positions.size());
+    store.gmyCurrentSelectItem = std::min(positions.front(), remaining);
+    Remove(positions);
+    ShowRemaining();
 }
 
 }  // namespace lumato::store

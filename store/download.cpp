@@ -26,11 +26,16 @@ namespace {
 using Bytes = std::vector<std::uint8_t>;
 using flash::kBlockSize;
 
-constexpr const char* kOtherBytes = "the frame gave other bytes than its pictures have";
+constexpr Words kNotWritten{"FRAME_NOT_WRITTEN", "the frame could not be written"};
+constexpr Words kOtherBytes{"FRAME_GAVE_OTHER_BYTES", "the frame gave other bytes than its pictures have"};
 constexpr std::uint8_t kErased = 0xFF;
 // The table is invalid without these bytes: its slots, the header byte before them and half the end mark.
 constexpr int kInvalidBegin = 15;
 constexpr int kInvalidEnd = kEndMarkOffset + 1;
+
+Phrase NotSafe(const Error& why) {
+    return Phrase("NOT_MADE_SAFE", "the pictures could not be made safe first: {0}", why.message);
+}
 
 int CountWhole(const std::vector<std::int32_t>& addresses) {
     return static_cast<int>(addresses.size() - static_cast<std::size_t>(std::ranges::count(addresses, 0)));
@@ -47,7 +52,7 @@ class Download {
     Result<void> ReadStreams();
     Result<Bytes> ReadStream(FileData& record, int position);
     Result<void> InvalidateTable();
-    Result<void> ReadTableBlock(const Message& onFailure);
+    Result<void> ReadTableBlock(const Words& onFailure);
     Result<void> KeepJournal();
     void RememberBlocks();
     Result<void> RestoreBlocks();
@@ -64,8 +69,8 @@ class Download {
     Result<void> Stop();
 
     // What a step fails with: the note to be shown, and why.
-    tl::unexpected<Error> Fail(const Message& note, std::string reason);
-    Result<void> WriteBlock(Bytes& bytes, int length, int address, const Message& onFailure);
+    tl::unexpected<Error> Fail(const Words& note, Phrase reason);
+    Result<void> WriteBlock(Bytes& bytes, int length, int address, const Words& onFailure);
 
     StoreState& m_store = Store();
     const FrameGeometry& m_geometry = m_store.geometry;
@@ -78,17 +83,17 @@ class Download {
     Bytes m_tableBlock;
     WrittenBlocks m_written;
     KnownPictures m_known;
-    Message m_note = kDownloadFailed;  // of the step that failed
+    Words m_note = kDownloadFailed;  // of the step that failed
 };
 
-tl::unexpected<Error> Download::Fail(const Message& note, std::string reason) {
+tl::unexpected<Error> Download::Fail(const Words& note, Phrase reason) {
     m_note = note;
     return lumato::Fail(ErrorKind::Refused, std::move(reason));
 }
 
-Result<void> Download::WriteBlock(Bytes& bytes, int length, int address, const Message& onFailure) {
+Result<void> Download::WriteBlock(Bytes& bytes, int length, int address, const Words& onFailure) {
     if (!flash::WriteDataToFlash(bytes.data(), length, address))
-        return Fail(onFailure, "the frame could not be written");
+        return Fail(onFailure, kNotWritten);
     if (m_store.checkWritten)
         m_written.Note(address, ByteSpan(bytes).first(static_cast<std::size_t>(length)));
     return {};
@@ -103,7 +108,7 @@ Result<void> Download::CheckWritten() {
 
 Result<void> Download::MakePlan() {
     if (m_frame == nullptr)
-        return Fail(kDownloadFailed, "no frame is connected");
+        return Fail(kDownloadFailed, kNoFrame);
     auto plan = PlanDownload();
     if (!plan)
         return Fail(kDownloadFailed, plan.error().message);
@@ -134,7 +139,8 @@ Result<void> Download::ReadStreams() {
 Result<Bytes> Download::ReadStream(FileData& record, int position) {
     LUMATO_TRY(Bytes stream, StreamOf(record, SlotAddress(SlotOf(m_store.G_PictureList, position))));
     if (stream.size() != static_cast<std::size_t>(record.picSize))
-        return Fail(kDownloadFailed, record.fileName + ": the picture's local file is too short");
+        return Fail(kDownloadFailed, About(record.fileName, Phrase("LOCAL_FILE_SHORT",
+                                                                   "the picture's local file is too short")));
     // It leaves its place on the frame. All that a download writes is less than the flash.
     if (record.onlyOnFrame) {
         LUMATO_TRY_VOID(WriteFile(StreamPath(record.fileName), stream, Links::Replace));
@@ -143,10 +149,10 @@ Result<Bytes> Download::ReadStream(FileData& record, int position) {
     return stream;
 }
 
-Result<void> Download::ReadTableBlock(const Message& onFailure) {
+Result<void> Download::ReadTableBlock(const Words& onFailure) {
     m_tableBlock.resize(kBlockSize);
     if (!flash::ReadFlashData(m_tableBlock.data(), kBlockSize, m_geometry.tableAddress))
-        return Fail(onFailure, "the frame's picture table could not be read");
+        return Fail(onFailure, kTableUnreadable);
     // What stood behind the table before the first change counts: the copy without a valid table is
     // programmed without a check, and an earlier download may have broken off in the middle of it.
     if (const auto before = m_store.blocksAtRisk.find(m_geometry.tableAddress);
@@ -163,7 +169,7 @@ Result<void> Download::ReadTableBlock(const Message& onFailure) {
 // computer, the pictures are on the disk.
 Result<void> Download::KeepJournal() {
     if (const auto kept = KeepDownload(m_plan, m_tableBlock); !kept)
-        return Fail(kDownloadFailed, "the pictures could not be made safe first: " + kept.error().message);
+        return Fail(kDownloadFailed, NotSafe(kept.error()));
     return {};
 }
 
@@ -192,7 +198,8 @@ Result<void> Download::InvalidateTable() {
     SaveKnown(m_plan.tableAfter, m_known);
     if (!m_frame->Frame().ConfirmIdentity())
         return Fail(kDownloadFailed,
-                    "the device does not say any more that it is a frame; nothing was changed");
+                    Phrase("NO_FRAME_ANY_MORE",
+                           "the device does not say any more that it is a frame; nothing was changed"));
     RememberBlocks();
     m_store.picturesShown.reset();
     std::fill(m_tableBlock.begin() + kInvalidBegin, m_tableBlock.begin() + kInvalidEnd, std::uint8_t{0});
@@ -200,7 +207,7 @@ Result<void> Download::InvalidateTable() {
     m_frame->Erase4KFlash(address);
     m_frame->WriteToFlash(reinterpret_cast<char*>(m_tableBlock.data()), kBlockSize, address);
     if (!FrameOnline())
-        return Fail(kBlockFailed, "the frame could not be written");
+        return Fail(kBlockFailed, kNotWritten);
     return {};
 }
 
@@ -255,12 +262,12 @@ void Download::Confirm() {
 Result<void> Download::WriteUpToBoundary(const PlannedBlock& boundary) {
     Bytes block(static_cast<std::size_t>(boundary.length));
     if (!flash::ReadFlashData(block.data(), boundary.length, boundary.address))
-        return Fail(kDownloadFailed, "the frame could not be read");
+        return Fail(kDownloadFailed, kFrameUnreadable);
     if (!AgreesWithLocalCopies(boundary.address, block))
         return Fail(kDownloadFailed, kOtherBytes);
     m_store.blocksAtRisk.try_emplace(boundary.address, block);
     if (const auto kept = KeepBlocks(); !kept)
-        return Fail(kDownloadFailed, "the pictures could not be made safe first: " + kept.error().message);
+        return Fail(kDownloadFailed, NotSafe(kept.error()));
     std::copy_n(m_streams.begin() + m_done, boundary.fresh,
                 block.begin() + (m_plan.start + m_done - boundary.address));
     LUMATO_TRY_VOID(WriteBlock(block, boundary.length, boundary.address, kDownloadFailed));
@@ -276,8 +283,7 @@ Result<void> Download::WriteWholeBlocks() {
         if (MayStop())
             return {};
         if (!flash::WriteDataToFlash(m_streams.data() + m_done, block.length, block.address))
-            return Fail(written + 1 == count ? kLastBlockFailed : kBlockFailed,
-                        "the frame could not be written");
+            return Fail(written + 1 == count ? kLastBlockFailed : kBlockFailed, kNotWritten);
         if (m_store.checkWritten)
             m_written.Note(block.address,
                            ByteSpan(m_streams).subspan(static_cast<std::size_t>(m_done),
@@ -325,13 +331,13 @@ Result<void> Download::Stop() {
     const std::vector<std::int32_t> addresses = AddressesOfWhole(m_plan, m_done);
     ListWhole(addresses, m_tableBlock);
     if (const auto kept = KeepStopped(m_tableBlock, addresses); !kept)
-        return Fail(kDownloadFailed, "the pictures could not be made safe first: " + kept.error().message);
+        return Fail(kDownloadFailed, NotSafe(kept.error()));
     LUMATO_TRY_VOID(WriteTableBlock());
     SaveKnown(ByteSpan(m_tableBlock).first(kTableSize), m_known);
     TakeStopped(addresses, m_tableBlock);
     const int whole = CountWhole(addresses);
-    return Fail(kDownloadStopped, std::to_string(whole) + " on the frame, " +
-                                      std::to_string(m_list->count - whole) + " waiting");
+    return Fail(kDownloadStopped, Phrase("ON_FRAME_AND_WAITING", "{0} on the frame, {1} waiting", whole,
+                                         m_list->count - whole));
 }
 
 Result<void> Download::Write() {
@@ -339,7 +345,7 @@ Result<void> Download::Write() {
     LUMATO_TRY_VOID(ReadStreams());
     if (StopRequested()) {
         m_store.downloadStopped = true;
-        return Fail(kDownloadStopped, "the frame is as it was");
+        return Fail(kDownloadStopped, Phrase("FRAME_AS_IT_WAS", "the frame is as it was"));
     }
     LUMATO_TRY_VOID(InvalidateTable());
     LUMATO_TRY_VOID(RestoreBlocks());
@@ -365,8 +371,7 @@ bool Download::Run() {
     m_store.picturesShown = m_list->count;
     m_store.status->SetDownLoadPrcess(100);
     ShowNote(kDownloadFinished);
-    const std::string warning = LinkWarning();
-    m_store.status->SetNoteDetail("you may unplug the frame now" + (warning.empty() ? "" : "; " + warning));
+    m_store.status->SetNoteDetail(Joined(kMayUnplug, kSemicolon, LinkWarning()));
     return true;
 }
 

@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "flash/checked_transfer.h"
+#include "store/messages.h"
 #include "store/picture_table.h"
 #include "store/recovery.h"
 #include "store/store.h"
@@ -144,29 +145,31 @@ bool GetStartAddAndTotalDownSize(int& first, int& total, int& start) {
 Result<DownloadPlan> PlanDownload() {
     const StoreState& store = Store();
     if (store.gmyPictureData == nullptr)
-        return Fail(ErrorKind::Refused, "no frame is connected");
+        return Fail(ErrorKind::Refused, kNoFrame);
     if (!store.geometry.whyReadOnly.empty())
         return Fail(ErrorKind::Refused, store.geometry.whyReadOnly);
     ResumeDownload();
     DownloadPlan plan;
     plan.rewriteAll = GetStartAddAndTotalDownSize(plan.first, plan.total, plan.start);
     if (const int count = store.gmyPictureData->count; count > kMostPictures)
-        return Fail(ErrorKind::Refused, "the frame's picture table has room for " +
-                                            std::to_string(kMostPictures) + " pictures, not for " +
-                                            std::to_string(count));
+        return Fail(
+            ErrorKind::Refused,
+            Phrase("TABLE_HAS_ROOM_FOR", "the frame's picture table has room for {0} pictures, not for {1}",
+                   kMostPictures, count));
     // A frame that holds more already, or whose download is to be finished, may keep them.
     if (const int count = store.gmyPictureData->count;
         plan.first != -1 && !store.resuming && count > store.geometry.mostPictures && count > CountOnFrame())
-        return Fail(ErrorKind::Refused, "the frame holds at most " +
-                                            std::to_string(store.geometry.mostPictures) +
-                                            " pictures, and the list has " + std::to_string(count) +
-                                            "; delete some, such as those that wait");
+        return Fail(ErrorKind::Refused, Phrase("FRAME_HOLDS_FEWER",
+                                               "the frame holds at most {0} pictures, and the list has {1}; "
+                                               "delete some, such as those that wait",
+                                               store.geometry.mostPictures, count));
     if (!store.geometry.CanWrite(plan.start, plan.total))
-        return Fail(ErrorKind::Refused, "the pictures are larger than the frame's flash: they take " +
-                                            std::to_string(TotalSize(store.gmyPictureData.get())) +
-                                            " bytes, and it has room for " +
-                                            std::to_string(store.geometry.PictureAreaSize()) +
-                                            "; delete some, such as those that wait");
+        return Fail(ErrorKind::Refused,
+                    Phrase("LARGER_THAN_FLASH",
+                           "the pictures are larger than the frame's flash: they take {0} "
+                           "bytes, and it has room for {1}; delete some, such as those that "
+                           "wait",
+                           TotalSize(store.gmyPictureData.get()), store.geometry.PictureAreaSize()));
     plan.fromScratch = plan.start == store.geometry.PictureAreaStart() && plan.total > 0;
     plan.tableAfter = store.G_PictureList;
     SetEndMark(plan.tableAfter);

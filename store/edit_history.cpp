@@ -57,7 +57,7 @@ Result<void> Link(const Path& file, const Path& as) {
     if (error)
         fs::copy_file(file, as, error);
     if (error)
-        return Fail(ErrorKind::Unwritable, Printable(as.native()) + ": " + error.message());
+        return Fail(ErrorKind::Unwritable, About(Printable(as.native()), error.message()));
     return {};
 }
 
@@ -89,7 +89,7 @@ class StagedFiles {
             std::error_code error;
             fs::rename(staged, name, error);
             if (error)
-                return Fail(ErrorKind::Unwritable, Printable(name.native()) + ": " + error.message());
+                return Fail(ErrorKind::Unwritable, About(Printable(name.native()), error.message()));
         }
         return {};
     }

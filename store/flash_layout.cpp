@@ -7,6 +7,7 @@
 #include "base/diagnostics.h"
 #include "flash/checked_transfer.h"
 #include "flash/process_flash.h"
+#include "store/messages.h"
 #include "store/picture_table.h"
 #include "store/store.h"
 
@@ -48,11 +49,13 @@ bool HasFirmwareHeader(ByteSpan block) {
 Result<void> FindTableBehindFirmware(ByteSpan block, ReportedGeometry& said) {
     const std::int32_t at = static_cast<std::int32_t>(GetLe24(block.subspan(261))) - kTailRecordDistance;
     if (at < 0 || at + kTailRecordSize > said.flashSize)
-        return Fail(ErrorKind::Refused, "the firmware header points outside the frame's flash");
+        return Fail(ErrorKind::Refused, Phrase("FIRMWARE_POINTS_OUTSIDE",
+                                               "the firmware header points outside the frame's flash"));
     std::array<std::uint8_t, kTailRecordSize> tail{};
     if (!flash::Flash().m_PtrPF->ReadFromFlash(reinterpret_cast<char*>(tail.data()), kTailRecordSize,
                                                static_cast<unsigned long>(at)))
-        return Fail(ErrorKind::Unreadable, "the end of the frame's firmware could not be read");
+        return Fail(ErrorKind::Unreadable,
+                    Phrase("FIRMWARE_END_NOT_READ", "the end of the frame's firmware could not be read"));
     const auto end = static_cast<std::int32_t>(GetLe24(ByteSpan(tail).subspan(11)));
     said.tableAddress = (end + flash::kBlockSize - 1) / flash::kBlockSize * flash::kBlockSize;
     said.tailRecord = at;
@@ -127,7 +130,8 @@ bool IsTable(ByteSpan table) {
 Result<void> LearnGeometry() {
     std::array<std::uint8_t, kInformationSize> block{};
     if (flash::Flash().m_PtrPF == nullptr || !flash::ReadFlashData(block.data(), kInformationSize, 0))
-        return Fail(ErrorKind::Unreadable, "the frame's device information could not be read");
+        return Fail(ErrorKind::Unreadable,
+                    Phrase("INFORMATION_NOT_READ", "the frame's device information could not be read"));
     Information said = ParseInformation(block);
     if (HasFirmwareHeader(block))
         LUMATO_TRY_VOID(FindTableBehindFirmware(block, said.geometry));
@@ -150,7 +154,7 @@ Result<void> ReadTable() {
     store.G_PictureList.fill(0);
     if (!flash::ReadFlashData(store.G_PictureList.data(), kTableSize, store.geometry.tableAddress)) {
         store.G_PictureList.fill(0);
-        return Fail(ErrorKind::Unreadable, "the frame's picture table could not be read");
+        return Fail(ErrorKind::Unreadable, kTableUnreadable);
     }
     store.tableOnFrame = store.G_PictureList;
     store.picturesShown.reset();

@@ -11,16 +11,15 @@ namespace {
 
 using flash::kBlockSize;
 
-tl::unexpected<Error> Senseless(std::string reason) {
-    return Fail(ErrorKind::Refused, std::move(reason));
+tl::unexpected<Error> Senseless(const char* key, const char* reason) {
+    return Fail(ErrorKind::Refused, Phrase(key, reason));
 }
 
-std::string UnknownErase(std::uint8_t instruction) {
-    char text[80];
-    std::snprintf(text, sizeof text,
-                  "the frame erases in a way that is not known (%02X): it can only be read",
-                  unsigned{instruction});
-    return text;
+Phrase UnknownErase(std::uint8_t instruction) {
+    char digits[4];
+    std::snprintf(digits, sizeof digits, "%02X", unsigned{instruction});
+    return Phrase("ERASES_UNKNOWN", "the frame erases in a way that is not known ({0}): it can only be read",
+                  digits);
 }
 
 // A chip is erased in whole units, so that a part of one at its end never can be, and writing into the unit
@@ -40,14 +39,16 @@ bool TouchesTableBlock(std::int32_t record, std::int32_t table) {
 
 Result<FrameGeometry> FrameGeometry::Of(const ReportedGeometry& said) {
     if (said.lcdWidth < 1 || said.lcdHeight < 1)
-        return Senseless("the frame reports no display size");
+        return Senseless("SAYS_NO_DISPLAY", "the frame reports no display size");
     if (said.tableAddress < kBlockSize || said.tableAddress % kBlockSize != 0)
-        return Senseless("the frame reports a picture table where none can be");
+        return Senseless("SAYS_TABLE_NOWHERE", "the frame reports a picture table where none can be");
     // 60h and C7h erase the whole chip (SPI NOR data sheets), firmware included.
     if (said.eraseInstruction == 0x60 || said.eraseInstruction == 0xC7)
-        return Senseless("the frame reports an erase instruction that would erase its firmware");
+        return Senseless("SAYS_ERASE_ALL",
+                         "the frame reports an erase instruction that would erase its firmware");
     if (said.tailRecord && TouchesTableBlock(*said.tailRecord, said.tableAddress))
-        return Senseless("the frame reports a picture table over the end of its firmware");
+        return Senseless("SAYS_TABLE_OVER_END",
+                         "the frame reports a picture table over the end of its firmware");
 
     FrameGeometry geometry;
     geometry.lcdWidth = said.lcdWidth;
@@ -59,7 +60,7 @@ Result<FrameGeometry> FrameGeometry::Of(const ReportedGeometry& said) {
     const std::uint32_t unit = flash::EraseUnitOf(said.eraseInstruction);
     geometry.writableEnd = WritableEnd(said, unit != 0 ? static_cast<std::int32_t>(unit) : kBlockSize);
     if (said.tableAddress + kBlockSize > geometry.writableEnd)
-        return Senseless("the frame reports a picture table beyond its flash");
+        return Senseless("SAYS_TABLE_BEYOND", "the frame reports a picture table beyond its flash");
     if (unit == 0) {
         geometry.whyReadOnly = UnknownErase(said.eraseInstruction);
         geometry.writableEnd = said.tableAddress;

@@ -39,7 +39,7 @@ struct FrameGeometry {
     std::int32_t flashSize = 0;    // end of what can be read
     std::int32_t writableEnd = 0;  // end of what can be erased and programmed: the table's address if nothing
     std::int32_t mostPictures = kMostPictures;
-    std::string whyReadOnly;  // why nothing can be written; empty: it can
+    Phrase whyReadOnly;  // why nothing can be written; empty: it can
 
     // Errors: Refused, for values that cannot be: what is erased and programmed later rests on them, and a
     // wrong one could cost the firmware.

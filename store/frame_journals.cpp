@@ -50,8 +50,8 @@ bool IsFinished(const Journal& journal, const std::vector<Digest>& listed, ByteS
 
 }  // namespace
 
-Result<std::string> FrameJournals::Load() {
-    std::string damage;
+Result<Phrase> FrameJournals::Load() {
+    Phrase damage;
     m_journals.clear();
     LUMATO_TRY(const std::vector<Path> folders, JournalFoldersOfFrame());
     for (const Path& folder : folders) {
@@ -138,7 +138,7 @@ void FrameJournals::DropClaimed() {
         DropJournal(Store().journalFolder);
 }
 
-std::string FrameJournals::KeptText() const {
+Phrase FrameJournals::KeptText() const {
     const bool table = IsTable(Store().tableOnFrame);
     const auto doubtful = [&](const FrameJournal& found) {
         return &found != m_claimed &&
@@ -150,9 +150,13 @@ std::string FrameJournals::KeptText() const {
         kept += m_unknown;
     if (kept == 0)
         return {};
-    return (kept == 1 ? std::string("1 recovery journal that does not fit this frame is")
-                      : std::to_string(kept) + " recovery journals that do not fit this frame are") +
-           " kept; `lumatoctl recover` lists them";
+    return kept == 1 ? Phrase("KEPT_JOURNAL_ONE",
+                              "1 recovery journal that does not fit this frame is kept; "
+                              "`lumatoctl recover` lists them")
+                     : Phrase("KEPT_JOURNAL_MANY",
+                              "{0} recovery journals that do not fit this frame are kept; "
+                              "`lumatoctl recover` lists them",
+                              kept);
 }
 
 void DropFinishedJournals(ByteSpan before) {

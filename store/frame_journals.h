@@ -27,7 +27,7 @@ class FrameJournals {
   public:
     // Those of the frame's model; nothing is claimed. What was damaged and has been put aside, for people.
     // Errors: Unreadable: to go on without a journal that is there would be to take its pictures for lost.
-    [[nodiscard]] Result<std::string> Load();
+    [[nodiscard]] Result<Phrase> Load();
     // The same, of what can be read, with every file left as it is.
     [[nodiscard]] Result<void> LookAt();
 
@@ -43,7 +43,7 @@ class FrameJournals {
     void DropClaimed();
 
     // That there are journals which do not fit and are kept; empty when there are none.
-    [[nodiscard]] std::string KeptText() const;
+    [[nodiscard]] Phrase KeptText() const;
 
   private:
     std::vector<FrameJournal> m_journals;

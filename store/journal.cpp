@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "store/messages.h"
+
 namespace lumato::store {
 namespace {
 
@@ -154,7 +156,7 @@ Bytes EncodeJournal(const Journal& journal) {
 }
 
 Result<Journal> DecodeJournal(ByteSpan bytes) {
-    const auto damaged = Fail(ErrorKind::Damaged, "the recovery journal is damaged");
+    const auto damaged = Fail(ErrorKind::Damaged, kJournalIsDamaged);
     if (bytes.size() < kMagic.size() + sizeof(Digest))
         return damaged;
     const ByteSpan content = bytes.first(bytes.size() - sizeof(Digest));
@@ -162,7 +164,9 @@ Result<Journal> DecodeJournal(ByteSpan bytes) {
         !std::ranges::equal(Sha256(content), bytes.last(sizeof(Digest))))
         return damaged;
     if (content[kFamilyLength] != static_cast<std::uint8_t>(kMagic[kFamilyLength]))
-        return Fail(ErrorKind::Unsupported, "the recovery journal is of another version of this program");
+        return Fail(ErrorKind::Unsupported,
+                    Phrase("JOURNAL_OF_ANOTHER_VERSION",
+                           "the recovery journal is of another version of this program"));
     Journal journal;
     Reader reader(content.subspan(kMagic.size()));
     ReadHead(reader, journal);

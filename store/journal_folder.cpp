@@ -6,9 +6,12 @@
 
 #include "base/printable.h"
 #include "base/temporary_name.h"
+#include "store/messages.h"
 
 namespace lumato::store {
 namespace {
+
+constexpr Words kWasDamaged{"FILE_WAS_DAMAGED", "{0} was damaged"};
 
 namespace fs = std::filesystem;
 
@@ -101,7 +104,7 @@ Result<std::vector<JournalPlace>> JournalPlaces(const Path& statePath) {
             places.push_back({NumberIn(entry->path().filename().string()), entry->path()});
     }
     if (error)
-        return Fail(ErrorKind::Unreadable, Printable(all.string()) + ": " + error.message());
+        return Fail(ErrorKind::Unreadable, About(Printable(all.string()), error.message()));
     // Two with one number can only be of a journal that was put aside: the later one gets another.
     std::ranges::sort(places, [](const JournalPlace& a, const JournalPlace& b) {
         return a.number != b.number ? (b.number == 0 || (a.number != 0 && a.number < b.number))
@@ -138,11 +141,11 @@ Path FreshJournalFolder() {
 
 Result<Journal> ReadJournal(const Path& folder) {
     if (!IsRealJournalFolder(folder))
-        return Fail(ErrorKind::NotFound, Printable(folder.string()) + ": no folder");
+        return Fail(ErrorKind::NotFound, About(Printable(folder.string()), Phrase("NO_FOLDER", "no folder")));
     const auto bytes = ReadPlainFile(JournalPath(folder), kMostJournalBytes);
     if (!bytes && bytes.error().kind != ErrorKind::TooLarge)
         return tl::unexpected(bytes.error());
-    return bytes ? DecodeJournal(*bytes) : Fail(ErrorKind::Damaged, "the recovery journal is damaged");
+    return bytes ? DecodeJournal(*bytes) : Fail(ErrorKind::Damaged, kJournalIsDamaged);
 }
 
 Result<Journal> LoadJournal(const Path& folder) {
@@ -153,7 +156,7 @@ Result<Journal> LoadJournal(const Path& folder) {
     if (journal ? journal->frame == Store().frameIdentity : journal.error().kind != ErrorKind::Damaged)
         return journal;
     PutAside(folder);  // with the streams, which a new journal would delete one day
-    return Fail(ErrorKind::Damaged, Printable(JournalPath(folder).string()) + " was damaged");
+    return Fail(ErrorKind::Damaged, Phrase(kWasDamaged, Printable(JournalPath(folder).string())));
 }
 
 Result<void> SaveJournal(const Path& folder, const Journal& journal) {
@@ -179,7 +182,7 @@ Result<std::vector<std::uint8_t>> ReadStream(const Path& folder, const JournalPi
     LUMATO_TRY(std::vector<std::uint8_t> bytes, ReadPlainFile(path));
     if (IsStreamOf(picture, bytes))
         return bytes;
-    return Fail(ErrorKind::Damaged, Printable(path.string()) + " was damaged");
+    return Fail(ErrorKind::Damaged, Phrase(kWasDamaged, Printable(path.string())));
 }
 
 Result<std::vector<std::uint8_t>> LoadStream(const Path& folder, const JournalPicture& picture) {

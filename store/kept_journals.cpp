@@ -5,6 +5,7 @@
 
 #include "base/printable.h"
 #include "store/journal_folder.h"
+#include "store/messages.h"
 
 namespace lumato::store {
 namespace {
@@ -124,21 +125,23 @@ bool LiesAmongJournals(const Path& folder, const Path& statePath) {
 
 Result<GivenOut> GiveOut(const KeptJournal& journal, const Path& folder, CodecPort& codec) {
     if (LiesAmongJournals(folder, journal.folder.parent_path().parent_path()))
-        return Fail(ErrorKind::Unwritable, Printable(folder.string()) +
-                                               ": the journals lie there; nothing was saved, choose another "
-                                               "folder");
+        return Fail(ErrorKind::Unwritable, About(Printable(folder.string()),
+                                                 Phrase("JOURNALS_LIE_THERE",
+                                                        "the journals lie there; nothing was saved, choose "
+                                                        "another folder")));
     Contents contents = ContentsOf(journal);
     std::error_code error;
     fs::create_directories(folder, error);
     if (error)
-        return Fail(ErrorKind::Unwritable, Printable(folder.string()) + ": " + error.message());
+        return Fail(ErrorKind::Unwritable, About(Printable(folder.string()), error.message()));
     for (const auto& [number, stream] : contents.streams) {
         for (const char* ending : {".stream", ".bmp"}) {
             const Path file = FileIn(folder, number, ending);
             if (fs::symlink_status(file, error).type() != fs::file_type::not_found)
-                return Fail(ErrorKind::Unwritable, Printable(file.string()) +
-                                                       ": is there already; nothing was saved, choose "
-                                                       "another folder");
+                return Fail(ErrorKind::Unwritable, About(Printable(file.string()),
+                                                         Phrase("IS_THERE_NOTHING_SAVED",
+                                                                "is there already; nothing was saved, choose "
+                                                                "another folder")));
         }
     }
     for (const auto& [number, stream] : contents.streams) {
@@ -160,10 +163,10 @@ Result<void> SetAside(const KeptJournal& journal) {
         return {};
     const Path aside = journal.folder.string() + kAsideEnding;
     if (fs::symlink_status(aside, error).type() != fs::file_type::not_found)
-        return Fail(ErrorKind::Unwritable, Printable(aside.string()) + ": is there already");
+        return Fail(ErrorKind::Unwritable, About(Printable(aside.string()), "is there already"));
     fs::rename(journal.folder, aside, error);
     if (error)
-        return Fail(ErrorKind::Unwritable, Printable(journal.folder.string()) + ": " + error.message());
+        return Fail(ErrorKind::Unwritable, About(Printable(journal.folder.string()), error.message()));
     return {};
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 #include <vector>
 
 #include "store/journal.h"
@@ -43,15 +44,6 @@ void PutPlaces(const std::vector<Place>& places) {
     last->next = nullptr;
 }
 
-// The positions from the lower to the higher one turn by one place.
-int PositionAfterMove(int position, int from, int to) {
-    if (position == from)
-        return to;
-    if (from < position && position <= to)
-        return position - 1;
-    return to <= position && position < from ? position + 1 : position;
-}
-
 std::vector<std::uint8_t> StoredSlots() {
     std::vector<std::uint8_t> slots;
     int position = 0;
@@ -66,23 +58,41 @@ std::vector<std::uint8_t> StoredSlots() {
 
 }  // namespace
 
-bool MovePicture(int from, int to) {
+bool MovePictures(std::vector<int> positions, int before) {
     StoreState& store = Store();
     const int count = store.gmyPictureData != nullptr ? store.gmyPictureData->count : 0;
-    if (from < 1 || to < 1 || from > count || to > count || count > kMostPictures)
+    std::ranges::sort(positions);
+    if (positions.empty() || positions.front() < 1 || positions.back() > count || before < 1 ||
+        before > count + 1 || count > kMostPictures)
         return false;
     ResumeDownload();
-    std::vector<Place> places = TakePlaces();
-    const auto moved = places.begin() + (from - 1);
-    if (from < to)
-        std::rotate(moved, moved + 1, places.begin() + to);
-    else
-        std::rotate(places.begin() + (to - 1), moved, moved + 1);
-    PutPlaces(places);
+    const std::vector<Place> places = TakePlaces();
+    const FileData* selected = store.gmyCurrentSelectItem >= 1 && store.gmyCurrentSelectItem <= count
+                                   ? places[static_cast<std::size_t>(store.gmyCurrentSelectItem) - 1].record
+                                   : nullptr;
+    std::array<std::vector<Place>, 3> parts;  // in front, moved, behind
+    for (int position = 1; position <= count; ++position) {
+        const bool moved = std::ranges::binary_search(positions, position);
+        parts[moved               ? 1U
+              : position < before ? 0U
+                                  : 2U]
+            .push_back(places[static_cast<std::size_t>(position) - 1]);
+    }
+    std::vector<Place> ordered = std::move(parts[0]);
+    ordered.insert(ordered.end(), parts[1].begin(), parts[1].end());
+    ordered.insert(ordered.end(), parts[2].begin(), parts[2].end());
+    PutPlaces(ordered);
     ReserveSlots();
-    store.gmyCurrentSelectItem = PositionAfterMove(store.gmyCurrentSelectItem, from, to);
+    if (selected != nullptr)
+        store.gmyCurrentSelectItem =
+            static_cast<int>(std::ranges::find(ordered, selected, &Place::record) - ordered.begin()) + 1;
     store.status->ShowPictureList(count, store.gmyCurrentSelectItem);
     return true;
+}
+
+bool MovePicture(int from, int to) {
+    const int count = Store().gmyPictureData != nullptr ? Store().gmyPictureData->count : 0;
+    return to >= 1 && to <= count && MovePictures({from}, from < to ? to + 1 : to);
 }
 
 void ReserveSlots() {

@@ -4,11 +4,15 @@
 // owns the store.
 #pragma once
 
+#include <vector>
+
 namespace lumato::store {
 
-// Moves the picture at position `from` to position `to`; those in between close up, and the selection stays
-// with its picture. False, with nothing changed, for positions that the list or the frame's table does not
-// have.
+// Moves the pictures at these positions, in the order of the list, in front of the one at `before` (one more
+// than there are: to the end); the others close up, and the selection stays with its picture. False, with
+// nothing changed, for positions that the list or the frame's table does not have.
+bool MovePictures(std::vector<int> positions, int before);
+// The same with one, which then stands at position `to`.
 bool MovePicture(int from, int to);
 
 // Marks the slots of pictures that wait before stored ones, so that nobody takes them for holes.

@@ -59,8 +59,9 @@ void DeleteBitmaps(const Path& folder) {
             continue;
         }
         const Result<Path> moved = platform::MoveToTrash(file);
-        Diagnose(Printable(file.string()) + ": none of our pictures, " +
-                 (moved ? "moved to " + Printable(moved->string()) : "left: " + moved.error().message));
+        Diagnose(
+            Printable(file.string()) + ": none of our pictures, " +
+            (moved ? "moved to " + Printable(moved->string()) : "left: " + moved.error().message.English()));
     }
 }
 

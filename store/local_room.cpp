@@ -18,12 +18,14 @@ constexpr std::int64_t kMostStreamBytes = 50'000'000;
 LocalRoom::LocalRoom(const FrameGeometry& geometry)
     : m_pixels(std::int64_t{geometry.lcdWidth} * geometry.lcdHeight) {}
 
-std::string LocalRoom::WhyNoBitmap(std::int64_t streamBytes) const {
+Phrase LocalRoom::WhyNoBitmap(std::int64_t streamBytes) const {
     if (m_pixels > kMostPixels)
-        return "a picture for a display of so many pixels is too large to be shown here";
+        return Phrase("DISPLAY_TOO_LARGE",
+                      "a picture for a display of so many pixels is too large to be shown here");
     if (!HasRoomFor(streamBytes) || m_bitmapBytes + m_pixels * kBitmapBytesPerPixel > kMostBitmapBytes)
-        return "the pictures before it take all the room that one frame is given on this computer";
-    return "";
+        return Phrase("LOCAL_ROOM_TAKEN",
+                      "the pictures before it take all the room that one frame is given on this computer");
+    return {};
 }
 
 bool LocalRoom::HasRoomFor(std::int64_t streamBytes) const {

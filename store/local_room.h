@@ -19,7 +19,7 @@ class LocalRoom {
     // Whether a stream of so many bytes may be kept as a file.
     [[nodiscard]] bool HasRoomFor(std::int64_t streamBytes) const;
     // Why no bitmap is to be made of it; empty: it may.
-    [[nodiscard]] std::string WhyNoBitmap(std::int64_t streamBytes) const;
+    [[nodiscard]] Phrase WhyNoBitmap(std::int64_t streamBytes) const;
 
     // What a listed picture takes.
     void Take(const FileData& listed);

@@ -9,6 +9,7 @@
 #include "store/block_check.h"
 #include "store/journal_folder.h"
 #include "store/local_room.h"
+#include "store/messages.h"
 #include "store/picture_table.h"
 #include "store/read_back.h"
 #include "store/store.h"
@@ -19,8 +20,10 @@ namespace {
 using PictureBytes = std::vector<std::uint8_t>;
 using flash::kBlockSize;
 
-constexpr const char* kNoSource =
-    "; no whole copy of it was found here: its original as it was, or the computer that wrote it, would help";
+constexpr Words kNoSource{
+    "NO_WHOLE_COPY",
+    "no whole copy of it was found here: its original as it was, or the computer that wrote it, would help"};
+constexpr Words kOutOfReach{"LIES_OUT_OF_REACH", "it lies where nothing can be written"};
 
 bool HasHash(const Result<PictureBytes>& stream, const Digest& hash) {
     return stream && Sha256(*stream) == hash;
@@ -56,7 +59,7 @@ class Mending {
 // behind them.
 Result<void> Mending::MatchList() {
     if (m_store.resuming || !m_store.picturesShown)
-        return Fail(ErrorKind::Refused, "a download comes first");
+        return Fail(ErrorKind::Refused, kDownloadFirst);
     auto table = m_store.tableOnFrame;
     FileData* record = m_store.gmyPictureData->sentinel->next;
     int position = 1;
@@ -77,7 +80,9 @@ Result<void> Mending::MatchList() {
     }
     for (; record != nullptr; record = record->next) {
         if (record->inFrame == 1)
-            return Fail(ErrorKind::Refused, "the list is not the frame's any more: a download comes first");
+            return Fail(
+                ErrorKind::Refused,
+                Phrase("LIST_HAS_CHANGED", "the list is not the frame's any more: a download comes first"));
     }
     return {};
 }
@@ -97,7 +102,7 @@ Result<void> Mending::ListOne(std::size_t index) {
     record->seqIndex = static_cast<std::int32_t>(index);
     record->picSize = length;
     record->streamHash = Sha256(stream);
-    record->whyNoBitmap = "its bytes are damaged";
+    record->whyNoBitmap = Phrase("BYTES_DAMAGED", "its bytes are damaged");
     record->onlyOnFrame = !m_room.HasRoomFor(length);
     if (!record->onlyOnFrame)
         LUMATO_TRY_VOID(WriteFile(StreamPath(name), stream, Links::Replace));
@@ -196,7 +201,7 @@ Result<PictureBytes*> Mending::Block(std::int32_t base) {
         return &found->second;
     PictureBytes block(static_cast<std::size_t>(std::min(kBlockSize, m_store.geometry.writableEnd - base)));
     if (!flash::ReadFlashData(block.data(), static_cast<int>(block.size()), base))
-        return Fail(ErrorKind::Unreadable, "the frame could not be read");
+        return Fail(ErrorKind::Unreadable, kFrameUnreadable);
     return &m_blocks.emplace(base, std::move(block)).first->second;
 }
 
@@ -226,7 +231,7 @@ Result<int> Mending::Run() {
         const bool reachable = m_store.geometry.CanWrite(picture.address, picture.length);
         const std::optional<PictureBytes> stream = reachable ? Find(picture) : std::nullopt;
         if (!stream) {
-            picture.reason += reachable ? kNoSource : "; it lies where nothing can be written";
+            picture.reason = Joined(picture.reason, kSemicolon, reachable ? kNoSource : kOutOfReach);
             continue;
         }
         if (found++ == 0)
@@ -245,7 +250,9 @@ Result<int> Mending::Run() {
         if (!AgreesWithLocalCopies(base, m_blocks[base]))
             return Fail(
                 ErrorKind::Refused,
-                "pictures beside the damaged ones read otherwise than before; connect the frame anew");
+                Phrase(
+                    "NEIGHBOURS_READ_OTHERWISE",
+                    "pictures beside the damaged ones read otherwise than before; connect the frame anew"));
     }
     for (const std::int32_t base : m_changed)
         m_store.blocksAtRisk[base] = std::move(m_blocks[base]);
@@ -268,13 +275,13 @@ Result<int> PrepareMending(CheckReport& report, const StreamSource& source) {
 void NoteMended(CheckReport& report) {
     if (!report.table.good && report.table.known) {
         report.table.good = report.table.mended = true;
-        report.table.reason.clear();
+        report.table.reason = {};
     }
     for (CheckedPicture& picture : report.pictures) {
         if (!picture.found)
             continue;
         picture.health = PictureHealth::Mended;
-        picture.reason.clear();
+        picture.reason = {};
     }
 }
 

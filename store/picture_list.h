@@ -26,7 +26,7 @@ struct FileData {
     std::optional<Digest> streamHash = {};  // of its stream when it was read from the frame or added
     std::int32_t journalPosition = 0;  // in the list of the download that broke off, from 1; 0: not in it
     std::int32_t oldAddress = 0;       // where it lay before that download, if it can lie there again; else 0
-    std::string whyNoBitmap = {};      // why it could not be decoded, though nothing says that it is damaged
+    Phrase whyNoBitmap = {};           // why it could not be decoded, though nothing says that it is damaged
     bool onlyOnFrame = false;          // its stream is too much for the local folder, too
     FileData* next = nullptr;
 };

@@ -1,6 +1,7 @@
 #include "store/read_back.h"
 
 #include <algorithm>
+#include <chrono>
 #include <system_error>
 
 #include "flash/checked_transfer.h"
@@ -15,6 +16,7 @@
 namespace lumato::store {
 namespace {
 
+constexpr std::chrono::milliseconds kShowInterval{300};
 constexpr int kReadUnit = 64;  // the last read of a picture is rounded up to it
 
 using Stream = std::vector<std::uint8_t>;
@@ -29,6 +31,7 @@ class ReadBack {
     Result<void> Keep(FileData& record, ByteSpan stream, MutableByteSpan slot);
     Result<bool> WriteFiles(FileData& record, ByteSpan stream);
     void List(FileData record);
+    void ShowSoFar();
     void ShowResult();
 
     const StreamCheck& m_check;
@@ -39,6 +42,7 @@ class ReadBack {
                           StoredBytes(m_store.G_PictureList)};
     std::int64_t m_bytes = 0;  // read so far
     int m_read = 0;
+    std::chrono::steady_clock::time_point m_lastShown = std::chrono::steady_clock::now();
     bool m_gap = false;
 };
 
@@ -108,6 +112,16 @@ void ReadBack::List(FileData record) {
     AddNode(m_store.gmyPictureData.get(), new FileData(std::move(record)));
     ShowNote(kReadPicture, m_read);
     ++m_read;
+    ShowSoFar();
+}
+
+// Whoever waits for many pictures sees them come; each view of the list costs as much as it is long.
+void ReadBack::ShowSoFar() {
+    const auto now = std::chrono::steady_clock::now();
+    if (now - m_lastShown < kShowInterval)
+        return;
+    m_lastShown = now;
+    m_store.status->ShowPictureList(m_read, 0);
 }
 
 // Fails, which ends the walk, for what says nothing about the picture.
@@ -176,7 +190,7 @@ Result<Stream> ReadPictureBytes(std::int32_t address, std::int32_t length) {
             left > flash::kBlockSize ? flash::kBlockSize : (left + kReadUnit - 1) / kReadUnit * kReadUnit;
         size = std::min(size, Store().geometry.flashSize - (address + done));
         if (!flash::ReadFlashData(stream.data() + done, size, address + done))
-            return Fail(ErrorKind::Unreadable, "a picture could not be read from the frame");
+            return Fail(ErrorKind::Unreadable, kPictureUnreadable);
     }
     stream.resize(static_cast<std::size_t>(length));
     return stream;

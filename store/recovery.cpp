@@ -54,7 +54,7 @@ class Recovery {
     Result<void> AddWaiting(const Recovered& picture, LocalRoom& room);
     Result<Bytes> StreamOf(const Recovered& picture);
     [[nodiscard]] std::string NextName() const;
-    const FileData& Append(const std::string& name, const Recovered& picture, std::string whyNoBitmap,
+    const FileData& Append(const std::string& name, const Recovered& picture, Phrase whyNoBitmap,
                            bool onlyOnFrame);
     void ShowNotes() const;
 
@@ -63,7 +63,7 @@ class Recovery {
     const FrameJournal* m_chosen = nullptr;
     std::vector<Recovered> m_pictures;  // of the chosen one
     int m_waiting = 0;
-    std::string m_damage;  // what was damaged and put aside
+    Phrase m_damage;  // what was damaged and put aside
 };
 
 void Recovery::Take(const FrameJournal& found) {
@@ -236,12 +236,12 @@ Result<Bytes> Recovery::StreamOf(const Recovered& picture) {
     LUMATO_TRY(Bytes stream, ReadPictureBytes(picture.picture.address, picture.picture.length));
     PutBlocksBack(m_chosen->journal.blocks, picture.picture.address, stream);
     if (Sha256(stream) != picture.picture.hash)
-        return Fail(ErrorKind::Unreadable, "a picture could not be read from the frame");
+        return Fail(ErrorKind::Unreadable, kPictureUnreadable);
     return stream;
 }
 
 Result<void> Recovery::AddWaiting(const Recovered& picture, LocalRoom& room) {
-    std::string whyNoBitmap = room.WhyNoBitmap(picture.picture.length);
+    Phrase whyNoBitmap = room.WhyNoBitmap(picture.picture.length);
     if (picture.comesBack && !room.HasRoomFor(picture.picture.length)) {
         room.Take(Append(NextName(), picture, std::move(whyNoBitmap), true));
         return {};
@@ -250,7 +250,8 @@ Result<void> Recovery::AddWaiting(const Recovered& picture, LocalRoom& room) {
     if (!stream && stream.error().kind != ErrorKind::Damaged && stream.error().kind != ErrorKind::NotFound)
         return tl::unexpected(stream.error());
     if (!stream) {
-        m_damage = "a picture could not be recovered: " + stream.error().message;
+        m_damage =
+            Phrase("PICTURE_NOT_RECOVERED", "a picture could not be recovered: {0}", stream.error().message);
         return {};
     }
     const std::string name = NextName();
@@ -268,7 +269,7 @@ std::string Recovery::NextName() const {
     return "Picture" + std::to_string(m_store.gmyTotalePicture + 1) + ".bmp";
 }
 
-const FileData& Recovery::Append(const std::string& name, const Recovered& picture, std::string whyNoBitmap,
+const FileData& Recovery::Append(const std::string& name, const Recovered& picture, Phrase whyNoBitmap,
                                  bool onlyOnFrame) {
     auto record = std::make_unique<FileData>();
     record->fileRef = BitmapPath(name);
@@ -288,15 +289,16 @@ const FileData& Recovery::Append(const std::string& name, const Recovered& pictu
 }
 
 void Recovery::ShowNotes() const {
-    const std::string kept = m_journals.KeptText();
+    const Phrase kept = m_journals.KeptText();
     if (m_store.resuming)
         ShowNote(kDownloadBrokenOff);
     else if (m_waiting > 0)
         ShowNote(kWaitingBack);
     else if (!kept.empty())
         ShowNote(kJournalsKept);
-    std::string detail = m_store.resuming || m_waiting > 0 ? std::to_string(m_waiting) + " waiting" : "";
-    detail += detail.empty() || kept.empty() ? kept : "; " + kept;
+    const Phrase waiting =
+        m_store.resuming || m_waiting > 0 ? Phrase("COUNT_WAITING", "{0} waiting", m_waiting) : Phrase();
+    const Phrase detail = Joined(waiting, kSemicolon, kept);
     if (!detail.empty())
         m_store.status->SetNoteDetail(detail);
     if (!m_damage.empty()) {

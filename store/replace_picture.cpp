@@ -42,11 +42,11 @@ std::int32_t FreeWithout(int position) {
 Result<void> ReplacePicture(int position, std::unique_ptr<FileData> picture) {
     StoreState& store = Store();
     if (store.gmyPictureData == nullptr || position < 1 || position > store.gmyPictureData->count)
-        return Fail(ErrorKind::NotFound, "there is no picture " + std::to_string(position));
+        return Fail(ErrorKind::NotFound, Phrase("NO_SUCH_PICTURE", "there is no picture {0}", position));
     if (picture->picSize > FreeWithout(position))
-        return Fail(ErrorKind::Refused, "no room: it takes " + std::to_string(picture->picSize) +
-                                            " bytes, and " + std::to_string(FreeWithout(position)) +
-                                            " are free in its place");
+        return Fail(ErrorKind::Refused,
+                    Phrase("NO_ROOM_IN_PLACE", "no room: it takes {0} bytes, and {1} are free in its place",
+                           picture->picSize, FreeWithout(position)));
     // The place is that of the picture which people saw there.
     const FileData* replaced = GetNode(store.gmyPictureData.get(), position);
     ResumeDownload();

@@ -60,7 +60,7 @@ void NoteRetries(const TransferCount& before) {
     KeepKnownFile(FileName(), std::vector<std::uint8_t>(text.begin(), text.end()));
 }
 
-std::string LinkWarning() {
+Phrase LinkWarning() {
     TransferCount sum;
     for (const TransferCount& one : Load()) {
         sum.blocks += one.blocks;
@@ -68,8 +68,11 @@ std::string LinkWarning() {
     }
     if (sum.retries < kFewRetries || sum.retries * kBlocksPerRetry <= sum.blocks)
         return {};
-    return "the cable or the frame's flash is getting weak: the last " + std::to_string(sum.blocks) +
-           " blocks took " + std::to_string(sum.retries) + " more attempts; try another cable";
+    return Phrase(
+        "LINK_GETS_WEAK",
+        "the cable or the frame's flash is getting weak: the last {0} blocks took {1} more attempts; "
+        "try another cable",
+        sum.blocks, sum.retries);
 }
 
 }  // namespace lumato::store

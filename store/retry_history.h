@@ -14,6 +14,6 @@ namespace lumato::store {
 void NoteRetries(const flash::TransferCount& before);
 
 // What to say of that frame's link when its blocks need another attempt too often; else empty.
-[[nodiscard]] std::string LinkWarning();
+[[nodiscard]] Phrase LinkWarning();
 
 }  // namespace lumato::store

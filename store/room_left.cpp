@@ -38,25 +38,26 @@ std::optional<int> RoomForMore() {
     return static_cast<int>(std::min<std::int64_t>(store.TotolFlashSizeForPic / usual, places));
 }
 
-std::string RoomText() {
+Phrase RoomText() {
     const auto more = RoomForMore();
     if (!more)
-        return "";
+        return {};
     if (Store().G_TotalPicNum != 0)
-        return "places for " + std::to_string(*more) + " more";
-    return *more == 0 ? "no room for another one like these"
-                      : "room for about " + std::to_string(*more) + " more like these";
+        return Phrase("PLACES_LEFT", "places for {0} more", *more);
+    return *more == 0 ? Phrase("NO_ROOM_LEFT", "no room for another one like these")
+                      : Phrase("ROOM_LEFT", "room for about {0} more like these", *more);
 }
 
-std::string BatchRoomText(int pictures) {
+Phrase BatchRoomText(int pictures) {
     const auto more = RoomForMore();
     if (!more)
-        return "";
+        return {};
     if (Store().G_TotalPicNum != 0)
-        return std::to_string(pictures) + " pictures, and places for " + std::to_string(*more) + " more";
-    const std::string fit = *more >= pictures ? "they fit" : "about " + std::to_string(*more) + " fit";
-    return "these " + std::to_string(pictures) + " take about " + Megabytes(UsualBytes() * pictures) + ", " +
-           Megabytes(Store().TotolFlashSizeForPic) + " are free: " + fit;
+        return Phrase("BATCH_AND_PLACES", "{0} pictures, and places for {1} more", pictures, *more);
+    return Phrase("BATCH_TAKES", "these {0} take about {1}, {2} are free: {3}", pictures,
+                  Megabytes(UsualBytes() * pictures), Megabytes(Store().TotolFlashSizeForPic),
+                  *more >= pictures ? Phrase("BATCH_FITS", "they fit")
+                                    : Phrase("BATCH_FITS_PARTLY", "about {0} fit", *more));
 }
 
 }  // namespace lumato::store

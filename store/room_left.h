@@ -12,8 +12,8 @@ namespace lumato::store {
 // table and limit have places for them. Nothing for an empty list, which tells nothing of pictures to come.
 [[nodiscard]] std::optional<int> RoomForMore();
 // "room for about 140 more like these"; empty where nothing is known.
-[[nodiscard]] std::string RoomText();
+[[nodiscard]] Phrase RoomText();
 // "these 60 take about 5.1 MB, 3.9 MB are free: about 45 fit"; empty where nothing is known.
-[[nodiscard]] std::string BatchRoomText(int pictures);
+[[nodiscard]] Phrase BatchRoomText(int pictures);
 
 }  // namespace lumato::store

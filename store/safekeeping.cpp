@@ -7,6 +7,7 @@
 #include "base/printable.h"
 #include "store/frame_journals.h"
 #include "store/journal_folder.h"
+#include "store/messages.h"
 #include "store/picture_table.h"
 #include "store/read_back.h"
 #include "store/store.h"
@@ -26,8 +27,8 @@ Result<std::vector<std::uint8_t>> LocalStream(const FileData& record, std::int32
     LUMATO_TRY(auto stream, StreamOf(record, address));
     const bool same = !record.streamHash || Sha256(stream) == *record.streamHash;
     if (stream.size() != size || !same)
-        return Fail(ErrorKind::Damaged, Printable(record.fileName) +
-                                            ": the picture's local file was changed; connect the frame anew");
+        return Fail(ErrorKind::Damaged, About(Printable(record.fileName), kLocalFileChanged));
+    ;
     return stream;
 }
 

@@ -11,7 +11,7 @@ namespace {
 Result<void> Copy(const FileData& record, const Path& target, SavedCopies& copies) {
     const Result<std::vector<std::uint8_t>> bitmap =
         record.whyNoBitmap.empty() ? ReadPlainFile(BitmapPath(BitmapName(record.fileName)))
-                                   : Fail(ErrorKind::TooLarge, record.fileName + ": " + record.whyNoBitmap);
+                                   : Fail(ErrorKind::TooLarge, About(record.fileName, record.whyNoBitmap));
     LUMATO_TRY_VOID(copies.Put(target, bitmap ? ByteSpan(*bitmap) : ByteSpan()));
     return bitmap ? Result<void>() : tl::unexpected(bitmap.error());
 }
@@ -22,13 +22,14 @@ std::optional<std::string> NumberedName(int position, const FileData&) {
     return std::to_string(position) + ".bmp";
 }
 
-std::string ReplacedText(const SaveReport& report) {
+Phrase ReplacedText(const SaveReport& report) {
     const std::size_t count = report.replaced.size();
     if (count == 0)
         return {};
-    return (count == 1 ? "1 file that was in the way is now in "
-                       : std::to_string(count) + " files that were in the way are now in ") +
-           Printable(report.replaced.front().parent_path().string());
+    const std::string folder = Printable(report.replaced.front().parent_path().string());
+    return count == 1
+               ? Phrase("REPLACED_ONE", "1 file that was in the way is now in {0}", folder)
+               : Phrase("REPLACED_MANY", "{1} files that were in the way are now in {0}", folder, count);
 }
 
 SaveReport SavePictures(const Path& folder, const SaveName& nameOf) {

@@ -71,11 +71,11 @@ Result<void> SavedCopies::Put(const Path& target, ByteSpan bytes) {
     const bool isThere = ::lstat(target.c_str(), &status) == 0;
     const bool isLink = isThere && S_ISLNK(status.st_mode);
     if (isThere && !isLink && !S_ISREG(status.st_mode))
-        return Fail(ErrorKind::Unwritable, Printable(target.string()) + ": not a plain file");
+        return Fail(ErrorKind::Unwritable, About(Printable(target.string()), kNotPlainFile));
     // Root may write everything, and yet somebody made it read-only.
     if (isThere && !isLink &&
         ((status.st_mode & 0222) == 0 || ::faccessat(AT_FDCWD, target.c_str(), W_OK, AT_EACCESS) != 0))
-        return Fail(ErrorKind::Unwritable, Printable(target.string()) + ": " + SystemMessage(EACCES));
+        return Fail(ErrorKind::Unwritable, About(Printable(target.string()), SystemMessage(EACCES)));
     if (isThere && (isLink || !IsOurs(target, bytes))) {
         // Whole before anything moves, so that a full disk leaves everything as it is.
         const Path fresh =
@@ -95,7 +95,7 @@ Result<void> SavedCopies::Put(const Path& target, ByteSpan bytes) {
         if (!moved)
             return tl::unexpected(moved.error());
         if (error)
-            return Fail(ErrorKind::Unwritable, Printable(target.string()) + ": " + error.message());
+            return Fail(ErrorKind::Unwritable, About(Printable(target.string()), error.message()));
     } else {
         LUMATO_TRY_VOID(WriteFile(target, bytes));
     }

@@ -4,8 +4,7 @@
 // Every call is legal from any thread.
 #pragma once
 
-#include <string_view>
-
+#include "base/phrase.h"
 #include "store/progress.h"
 
 namespace lumato::store {
@@ -14,11 +13,11 @@ class StatusPort {
   public:
     virtual ~StatusPort() = default;
 
-    // The status note, UTF-8.
-    virtual void SetNotes(std::string_view text) = 0;
+    // The status note; whoever shows it puts it into the user's language.
+    virtual void SetNotes(const Phrase& note) = 0;
     // Why the last note was shown, in plain words for people ("photo.jpg: not a picture"); shown beside or
     // below it.
-    virtual void SetNoteDetail(std::string_view) {}
+    virtual void SetNoteDetail(const Phrase&) {}
     // The progress bar; the implementation limits the value to 0..100.
     virtual void SetDownLoadPrcess(int percent) = 0;
     // What lies behind that number.

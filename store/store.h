@@ -6,6 +6,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "base/error.h"
 #include "device/comm_usb.h"
@@ -72,6 +73,9 @@ bool TranspotPic();
 // The Delete button: the selected picture (gmyCurrentSelectItem) or the last one, or all when gmyDeleteAll is
 // set.
 void DeletePictures();
+// The pictures at these positions, whatever gmyDeleteAll says; the one that stood behind the first of them
+// becomes the selected one, or the last. Nothing happens where there is none at one of them.
+void DeletePicturesAt(std::vector<int> positions);
 
 // ---- local_files.cpp
 
@@ -89,7 +93,7 @@ struct SaveReport {
     std::vector<Path> replaced;  // where files are now that were in the way and none of ours: in the trash
 };
 // "2 files that were in the way are now in FOLDER"; empty without any.
-[[nodiscard]] std::string ReplacedText(const SaveReport& report);
+[[nodiscard]] Phrase ReplacedText(const SaveReport& report);
 
 // The name that the copy of a picture of the list gets; nothing: it is not copied.
 using SaveName = std::function<std::optional<std::string>(int position, const FileData& picture)>;

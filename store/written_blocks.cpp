@@ -11,7 +11,8 @@ using BlockBytes = std::vector<std::uint8_t>;
 Result<bool> ReadsBack(std::int32_t address, const BlockBytes& bytes) {
     BlockBytes read(bytes.size());
     if (!flash::ReadFlashData(read.data(), static_cast<int>(read.size()), address))
-        return Fail(ErrorKind::Unreadable, "what was written could not be read back");
+        return Fail(ErrorKind::Unreadable,
+                    Phrase("WRITTEN_NOT_READ", "what was written could not be read back"));
     return read == bytes;
 }
 
@@ -22,7 +23,8 @@ Result<void> CheckBlock(std::int32_t address, BlockBytes& bytes) {
             return {};
         if (attempt == flash::kAttempts ||
             !flash::WriteDataToFlash(bytes.data(), static_cast<int>(bytes.size()), address))
-            return Fail(ErrorKind::Unwritable, "what was written reads back as other bytes");
+            return Fail(ErrorKind::Unwritable,
+                        Phrase("WRITTEN_READS_OTHERWISE", "what was written reads back as other bytes"));
     }
 }
 

@@ -48,6 +48,10 @@ std::string Localized(std::string_view key, std::string_view defaultText, std::s
     return Utf8FromUtf16(text);
 }
 
+std::string Localized(const Phrase& phrase) {
+    return phrase.In([](const Words& words) { return Localized(words.key, words.english); });
+}
+
 std::string FitForControl(std::string text) {
     if (text.size() <= kControlBytes)
         return text;

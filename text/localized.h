@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "base/file.h"
+#include "base/phrase.h"
 
 namespace lumato::text {
 
@@ -23,6 +24,9 @@ void SetOwnLanguageFile(const Path& path);
 // and so keeps its built-in texts unless a language is chosen.
 [[nodiscard]] std::string Localized(std::string_view key, std::string_view defaultText,
                                     std::string_view defaultLanguage = "English");
+
+// The phrase in the language chosen, with its values.
+[[nodiscard]] std::string Localized(const Phrase& phrase);
 
 // One look-up in a named section.
 [[nodiscard]] std::string LookUp(std::string_view section, std::string_view key,

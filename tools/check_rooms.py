@@ -18,8 +18,8 @@ ROOMS = {
     "text": {"base"},
     "jpeg": {"base"},
     "vframe": {"base", "platform", "jpeg"},
-    "store": {"base", "platform", "device", "flash", "text"},
-    "picture": {"base", "store", "jpeg", "text"},
+    "store": {"base", "platform", "device", "flash"},
+    "picture": {"base", "store", "jpeg"},
     "backup": {"base", "store", "jpeg", "picture"},
 }
 ROOMS["cli"] = set(ROOMS)

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -107,10 +108,21 @@ Result<Language> ReadLanguage(const Path& path) {
     return language;
 }
 
+// The values that a text has a place for: "{0}", "{}".
+std::set<std::string> PlacesIn(std::string_view text) {
+    std::set<std::string> places;
+    for (auto open = text.find('{'); open != std::string_view::npos; open = text.find('{', open + 1))
+        places.emplace(text.substr(open, text.find('}', open) - open));
+    return places;
+}
+
 Result<void> CheckKeys(const Language& language, const Language& reference) {
     for (const Entry& entry : reference.entries) {
-        if (language.Find(entry.key) == nullptr)
+        const Entry* own = language.Find(entry.key);
+        if (own == nullptr)
             return Damaged("\"" + entry.key + "\" is missing");
+        if (PlacesIn(own->text) != PlacesIn(entry.text))
+            return Damaged("\"" + entry.key + "\" has other values in braces than in " + reference.name);
     }
     for (const Entry& entry : language.entries) {
         if (reference.Find(entry.key) == nullptr)
@@ -172,6 +184,6 @@ int main(int argc, char** argv) {
     }
     const auto made = lumato::text::MakeLanguageFile(argv[1], {argv + 2, argv + argc});
     if (!made)
-        std::fprintf(stderr, "make_language_file: %s\n", made.error().message.c_str());
+        std::fprintf(stderr, "make_language_file: %s\n", made.error().message.English().c_str());
     return made ? 0 : 1;
 }

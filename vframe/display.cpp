@@ -27,7 +27,7 @@ struct Area {
 };
 
 tl::unexpected<Error> NoFrame(const char* why) {
-    return Fail(ErrorKind::Unsupported, std::string("no frame's flash: ") + why);
+    return Fail(ErrorKind::Unsupported, Phrase("", "no frame's flash: {0}", why));
 }
 
 bool Holds(ByteSpan bytes, std::size_t at, std::string_view text) {

@@ -16,11 +16,13 @@ namespace {
 
 tl::unexpected<Error> FileFailure(const Path& path, int errorNumber, bool writing) {
     return Fail(KindOfErrno(errorNumber, writing),
-                Printable(path.native()) + ": " + SystemMessage(errorNumber));
+                About(Printable(path.native()), SystemMessage(errorNumber)));
 }
 
-tl::unexpected<Error> NoFlash(const Path& path, const std::string& why) {
-    return Fail(ErrorKind::Unsupported, Printable(path.native()) + ": not a flash image: " + why);
+tl::unexpected<Error> NoFlash(const Path& path, Phrase why) {
+    return Fail(
+        ErrorKind::Unsupported,
+        About(Printable(path.native()), Phrase("NO_FLASH_IMAGE", "not a flash image: {0}", std::move(why))));
 }
 
 Result<std::size_t> FlashSizeOf(int fd, const Path& path) {
@@ -28,12 +30,12 @@ Result<std::size_t> FlashSizeOf(int fd, const Path& path) {
     if (::fstat(fd, &status) != 0)
         return FileFailure(path, errno, false);
     if (!S_ISREG(status.st_mode))
-        return NoFlash(path, "not a regular file");
+        return NoFlash(path, Phrase("NO_REGULAR_FILE", "not a regular file"));
     const auto size = static_cast<std::uint64_t>(status.st_size);
     if (size < kSmallestFlash || size > kLargestFlash || size % kFlashGranule != 0)
-        return NoFlash(path, "it has " + std::to_string(size) + " bytes; a flash has a multiple of " +
-                                 std::to_string(kFlashGranule) + ", from " + std::to_string(kSmallestFlash) +
-                                 " to " + std::to_string(kLargestFlash));
+        return NoFlash(path, Phrase("FLASH_HAS_BYTES",
+                                    "it has {0} bytes; a flash has a multiple of {1}, from {2} to {3}", size,
+                                    kFlashGranule, kSmallestFlash, kLargestFlash));
     return static_cast<std::size_t>(size);
 }
 
@@ -101,13 +103,14 @@ FlashImage::~FlashImage() {
 Result<FlashImage> FlashImage::Open(const Path& path, ImageUse use) {
     const int fd = OpenFile(path, use == ImageUse::Read ? O_RDONLY : O_RDWR);
     if (fd < 0 && errno == EISDIR)
-        return NoFlash(path, "it is a folder");
+        return NoFlash(path, Phrase("IT_IS_A_FOLDER", "it is a folder"));
     if (fd < 0)
         return FileFailure(path, errno, true);
     FlashImage image(fd, path.string(), 0, {});
     if (::flock(fd, LOCK_EX | LOCK_NB) != 0) {
         if (errno == EWOULDBLOCK)
-            return Fail(ErrorKind::Busy, Printable(path.native()) + ": in use by another program");
+            return Fail(ErrorKind::Busy, About(Printable(path.native()),
+                                               Phrase("IN_USE_BY_ANOTHER", "in use by another program")));
         return FileFailure(path, errno, true);
     }
     LUMATO_TRY(image.m_size, FlashSizeOf(fd, path));
@@ -136,11 +139,11 @@ Result<void> FlashImage::Read(std::size_t offset, MutableByteSpan bytes) const {
 
 Result<void> FlashImage::Write(std::size_t offset, ByteSpan bytes) {
     if (m_closed)
-        return Fail(ErrorKind::Gone, Printable(m_name) + ": closed");
+        return Fail(ErrorKind::Gone, About(Printable(m_name), "closed"));
     if (m_fd < 0)
         std::copy(bytes.begin(), bytes.end(), m_memory.begin() + static_cast<std::ptrdiff_t>(offset));
     else if (!WriteAll(m_fd, offset, bytes))
-        return Fail(ErrorKind::Unwritable, Printable(m_name) + ": " + SystemMessage(errno));
+        return Fail(ErrorKind::Unwritable, About(Printable(m_name), SystemMessage(errno)));
     return {};
 }
 

@@ -80,7 +80,8 @@ void PutFirmwareHeader(InformationBlock& block) {
 Result<void> WriteNewFile(const Path& path, ByteSpan flash) {
     std::error_code unknown;
     if (std::filesystem::exists(std::filesystem::symlink_status(path, unknown)))
-        return Fail(ErrorKind::Unwritable, Printable(path.native()) + ": exists already");
+        return Fail(ErrorKind::Unwritable,
+                    About(Printable(path.native()), Phrase("EXISTS_ALREADY", "exists already")));
     return WriteFile(path, flash);
 }
 

@@ -11,8 +11,8 @@ namespace {
 
 // What a failure of the image's disk becomes.
 Sense Failure(Sense sense, const Error& error) {
-    Diagnose(error.message);
-    sense.detail = error.message;
+    sense.detail = error.message.English();
+    Diagnose(sense.detail);
     return sense;
 }
 

@@ -323,7 +323,7 @@ std::string UsbServer::Obey(const std::string& order) {
     } else {
         done = Fail(ErrorKind::Unsupported, "the orders are plug, unplug, wait and fault N:KIND");
     }
-    return done ? "ok" : "error: " + Printable(done.error().message);
+    return done ? "ok" : "error: " + Printable(done.error().message.English());
 }
 
 }  // namespace lumato::vframe

@@ -47,9 +47,9 @@ class VirtualBus::Service : public platform::BusService {
 
     [[nodiscard]] Result<std::unique_ptr<platform::ScsiDevice>> Open() override {
         if (Frame().IsGone())
-            return Fail(ErrorKind::Gone, Printable(m_name) + ": unplugged");
+            return Fail(ErrorKind::Gone, About(Printable(m_name), kUnplugged));
         if (m_slot->held.exchange(true))
-            return Fail(ErrorKind::Busy, Printable(m_name) + ": in use");
+            return Fail(ErrorKind::Busy, About(Printable(m_name), Phrase("IN_USE", "in use")));
         return std::make_unique<HeldFrame>(m_slot);
     }
 

@@ -15,7 +15,7 @@ Result<void> MakeFolder(const Path& path) {
     std::error_code error;
     std::filesystem::create_directory(path, error);
     if (error)
-        return Fail(ErrorKind::Unwritable, Printable(path.native()) + ": " + error.message());
+        return Fail(ErrorKind::Unwritable, About(Printable(path.native()), error.message()));
     return {};
 }
 
@@ -42,9 +42,9 @@ std::vector<platform::Volume> VirtualVolumes::List() {
 Result<void> VirtualVolumes::Eject(const platform::Volume& volume) {
     const auto mounted = std::find(m_mounted.begin(), m_mounted.end(), volume.name);
     if (mounted == m_mounted.end())
-        return Fail(ErrorKind::NotFound, volume.name + ": not mounted");
+        return Fail(ErrorKind::NotFound, About(volume.name, Phrase("NOT_MOUNTED", "not mounted")));
     if (!m_holder.empty())
-        return Fail(ErrorKind::Busy, volume.name + ": in use by " + m_holder);
+        return Fail(ErrorKind::Busy, About(volume.name, Phrase("IN_USE_BY", "in use by {0}", m_holder)));
     m_mounted.erase(mounted);
     return {};
 }

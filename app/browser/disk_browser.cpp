@@ -35,6 +35,14 @@ void DiskBrowser::MyInitializeDataBrowserControl() {
 }
 
 void DiskBrowser::ShowTexts() {
+    if (!m_columns.empty()) {
+        for (const ItemID id : m_columns.front()->Model().Ids()) {
+            tagFILEITEM& place = *FileItemArray.Find(id);
+            if (const QString name = NameOfPlace(place.spec); !name.isEmpty())
+                place.name = name;
+        }
+        m_columns.front()->viewport()->update();
+    }
     for (FolderColumn* column : m_columns) {
         const tagFILEITEM* folder = FileItemArray.Find(column->Folder());
         column->setAccessibleName(folder != nullptr ? folder->name : accessibleName());

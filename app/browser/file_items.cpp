@@ -100,6 +100,12 @@ std::vector<ItemID> ExpendFolder(FileItems& items, std::vector<FolderEntry> entr
     return ids;
 }
 
+QString NameOfPlace(const Path& root) {
+    if (root == "/")
+        return Localized("VOLUME_COMPUTER", "Computer");
+    return root == PathOf(QDir::homePath()) ? Localized("VOLUME_HOME", "Home") : QString();
+}
+
 std::vector<ItemID> GetSystemDisk(FileItems& items) {
     std::vector<ItemID> ids;
     const auto append = [&](const Path& root, const QString& name) {
@@ -107,8 +113,8 @@ std::vector<ItemID> GetSystemDisk(FileItems& items) {
     };
     const Path home = PathOf(QDir::homePath());
     platform::Volumes* volumes = App().volumes;
-    append("/", Localized("VOLUME_COMPUTER", "Computer"));
-    append(home, Localized("VOLUME_HOME", "Home"));
+    append("/", NameOfPlace("/"));
+    append(home, NameOfPlace(home));
     if (volumes == nullptr)
         return ids;
     for (const platform::Volume& volume : volumes->List()) {

@@ -26,7 +26,7 @@ struct tagFILEITEM {
     std::uint8_t isFolder = 0;
     std::uint8_t firstInFolder = 0;     // listed first when its folder was opened
     std::uint8_t pictureCandidate = 0;  // until the file has failed to load as a picture
-    std::string whyNot{};               // it has: as it is said beside the note
+    Phrase whyNot{};                    // it has: as it is said beside the note
 };
 
 // FileItemArray: the records in the order in which they were listed, which is that of their IDs. A record is
@@ -64,5 +64,7 @@ std::vector<ItemID> ExpendFolder(FileItems& items, std::vector<FolderEntry> entr
 
 // The mounted volumes with the frame's own left out, and the user's own folder as the second.
 std::vector<ItemID> GetSystemDisk(FileItems& items);
+// What the first two of them are called; empty for others.
+QString NameOfPlace(const Path& root);
 
 }  // namespace lumato::app

@@ -62,6 +62,7 @@ EditPanel::EditPanel(QWidget* window, std::function<void()> selectNextPicture)
     connect(m_suitableSize, &QCheckBox::toggled, this, &EditPanel::SetFitted);
     connect(m_editView, &EditView::PictureShown, this, &EditPanel::ShowState);
     connect(m_editView, &EditView::WheelTurned, this, &EditPanel::ScaleBy);
+    connect(m_rectView, &RectView::RectChanged, this, &EditPanel::PoseChanged);
 }
 
 void EditPanel::Call(std::function<void()> call) {
@@ -101,6 +102,7 @@ void EditPanel::RedrawEditView() {
 void EditPanel::Redraw() {
     m_editView->Redraw();
     m_rectView->Redraw();
+    emit PoseChanged();
 }
 
 // What is drawn, in words: for those who cannot see it.

@@ -42,6 +42,10 @@ class EditPanel : public QObject, public picture::EditPort {
     // Shows everything as it now is. Requires: the main thread owns the edit picture.
     void ShowAll();
 
+  signals:
+    // The pose, the rectangle or the picture itself may have changed; in a gesture with every move.
+    void PoseChanged();
+
   private:
     struct Shown {
         int value = 0, minimum = 0, maximum = 0;

@@ -9,6 +9,7 @@
 
 #include "app/edit/canvas.h"
 #include "app/parts/app_state.h"
+#include "app/parts/file_urls.h"
 #include "picture/picture_state.h"
 
 namespace lumato::app {
@@ -104,12 +105,12 @@ void EditView::wheelEvent(QWheelEvent* event) {
 
 void EditView::dragEnterEvent(QDragEnterEvent* event) {
     if (event->mimeData()->hasUrls() && acceptDrops() && MainThreadOwns())
-        event->acceptProposedAction();
+        TakeCopies(event);
 }
 
 void EditView::dropEvent(QDropEvent* event) {
-    event->acceptProposedAction();
-    emit FilesDropped(event->mimeData()->urls());
+    TakeCopies(event);
+    emit FilesDropped(PathsOf(event->mimeData()->urls()));
 }
 
 }  // namespace lumato::app

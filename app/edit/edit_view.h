@@ -6,7 +6,9 @@
 #include <QImage>
 #include <QTimer>
 #include <QWidget>
+#include <vector>
 
+#include "base/file.h"
 #include "picture/bitmap_info.h"
 
 namespace lumato::app {
@@ -31,7 +33,7 @@ class EditView : public QWidget {
     // The view was drawn, with or without a picture.
     void PictureShown(bool shown);
     // Files were dropped onto the view.
-    void FilesDropped(const QList<QUrl>& files);
+    void FilesDropped(const std::vector<Path>& files);
     // The wheel was turned by so many notches.
     void WheelTurned(int notches);
 

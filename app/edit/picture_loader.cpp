@@ -8,14 +8,15 @@
 #include "store/store_state.h"
 
 namespace lumato::app {
+namespace {
 
-PictureLoader::PictureLoader(Taker taker, QObject* parent) : QObject(parent), m_taker(std::move(taker)) {}
+// One, and the next one beside what is no longer wanted.
+constexpr int kLoadsAtOnce = 2;
 
-PictureLoader::~PictureLoader() {
-    ++m_request;
-    m_reader.Clear();
-    m_reader.Wait();
-}
+}  // namespace
+
+PictureLoader::PictureLoader(Taker taker, QObject* parent)
+    : QObject(parent), m_taker(std::move(taker)), m_threads(kLoadsAtOnce) {}
 
 void PictureLoader::Load(Candidate candidate) {
     Start({std::move(candidate)}, false);
@@ -26,31 +27,32 @@ void PictureLoader::LoadFirstPicture(std::vector<Candidate> candidates) {
 }
 
 void PictureLoader::Forget() {
-    ++m_request;
+    ++*m_request;
     emit LoadingChanged();
 }
 
 void PictureLoader::Start(std::vector<Candidate> candidates, bool passOverOthers) {
-    const int request = ++m_request;
+    const int request = ++*m_request;
     m_underWay = request;
     emit LoadingChanged();
     const float lcdWidth = store::Store().gmyLcdWidth;
     const float lcdHeight = store::Store().gmyLcdHeight;
-    m_reader.Clear();  // those that have not begun
-    m_reader.Start([this, request, passOverOthers, lcdWidth, lcdHeight, candidates = std::move(candidates)] {
+    m_threads.Clear();  // those that have not begun
+    m_threads.Start([this, request, current = m_request, passOverOthers, lcdWidth, lcdHeight,
+                     candidates = std::move(candidates)]() -> LooseThreads::Outcome {
         const auto wanted = std::ranges::find_if(candidates, [&](const Candidate& candidate) {
-            return m_request != request || !passOverOthers || picture::IsPicture(candidate.file);
+            return *current != request || !passOverOthers || picture::IsPicture(candidate.file);
         });
         std::shared_ptr<LoadedPicture> loaded;
-        if (wanted != candidates.end() && m_request == request)
+        if (wanted != candidates.end() && *current == request)
             loaded = std::make_shared<LoadedPicture>(LoadedPicture{
                 wanted->item, wanted->file, picture::ImportForEditView(wanted->file, lcdWidth, lcdHeight)});
-        m_calls.Post([this, request, loaded] { Deliver(request, loaded); });
+        return [this, request, loaded] { Deliver(request, loaded); };
     });
 }
 
 void PictureLoader::Deliver(int request, std::shared_ptr<LoadedPicture> loaded) {
-    if (request != m_request)
+    if (request != *m_request)
         return;
     m_underWay = -1;
     emit LoadingChanged();

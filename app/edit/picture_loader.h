@@ -1,4 +1,5 @@
-// Loads picture files for the edit view beside the main thread. Only what was asked for last arrives.
+// Loads picture files for the edit view beside the main thread. Only what was asked for last arrives, and a
+// file that cannot be read to its end keeps nobody waiting.
 //
 // Main thread only; the outcome arrives there.
 #pragma once
@@ -10,8 +11,7 @@
 #include <vector>
 
 #include "app/browser/file_items.h"
-#include "app/parts/main_thread_calls.h"
-#include "app/parts/reader_thread.h"
+#include "app/parts/loose_threads.h"
 #include "picture/bitmap_info.h"
 
 namespace lumato::app {
@@ -34,7 +34,6 @@ class PictureLoader : public QObject {
 
     // `taker` gets each outcome.
     explicit PictureLoader(Taker taker, QObject* parent = nullptr);
-    ~PictureLoader() override;
 
     // Loads one file, readable or not.
     void Load(Candidate candidate);
@@ -43,7 +42,7 @@ class PictureLoader : public QObject {
     // What is still on its way no longer counts.
     void Forget();
     // Something is on its way.
-    [[nodiscard]] bool IsLoading() const { return m_underWay == m_request; }
+    [[nodiscard]] bool IsLoading() const { return m_underWay == *m_request; }
 
   signals:
     // IsLoading() may have changed.
@@ -54,9 +53,9 @@ class PictureLoader : public QObject {
     void Deliver(int request, std::shared_ptr<LoadedPicture> loaded);
 
     Taker m_taker;
-    MainThreadCalls m_calls;
-    ReaderThread m_reader;
-    std::atomic<int> m_request = 0;
+    LooseThreads m_threads;
+    // Of what was asked for last; the threads look whether they are still wanted.
+    std::shared_ptr<std::atomic<int>> m_request = std::make_shared<std::atomic<int>>(0);
     int m_underWay = -1;
 };
 

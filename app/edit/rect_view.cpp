@@ -111,6 +111,7 @@ void RectView::MyRectEventHandler(RectEvent event, QPointF at) {
         }
     }
     Redraw();
+    emit RectChanged();
 }
 
 void RectView::mousePressEvent(QMouseEvent* event) {
@@ -135,6 +136,7 @@ bool RectView::MoveBy(float x, float y) {
     store.gmyDrawrect.x = std::max(store.gmyDrawrect.x + x, -store.gmyLcdWidth);
     store.gmyDrawrect.y += y;
     Redraw();
+    emit RectChanged();
     return true;
 }
 

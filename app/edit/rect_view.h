@@ -24,6 +24,10 @@ class RectView : public QWidget {
     // While a notice stands over the view there is no hint.
     void MakeRoomForNotice(bool shown);
 
+  signals:
+    // The user has moved the rectangle, or is doing so.
+    void RectChanged();
+
   protected:
     void paintEvent(QPaintEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;

@@ -25,7 +25,6 @@ void FrameBuses::Stop() {
     m_waiting.clear();
     m_beingPrepared = 0;
     m_prepare = nullptr;
-    m_preparation.Join();
 }
 
 void FrameBuses::HardwareAppeared(BusService& service) {
@@ -51,10 +50,9 @@ void FrameBuses::HardwareDisappeared(BusService& service) {
 
 void FrameBuses::Prepare() {
     m_beingPrepared = m_waiting.size();
-    m_preparation.Join();  // it has posted its end already
-    m_preparation = platform::Task([this, prepare = m_prepare] {
+    m_preparations.Start([this, prepare = m_prepare] {
         prepare();
-        m_calls.Post([this] { AnnounceHardware(); });
+        return [this] { AnnounceHardware(); };
     });
 }
 

@@ -1,5 +1,6 @@
 // The buses of the window as one: hardware, and virtual frames beside it. Before a frame of hardware is
-// announced, its volume is unmounted, which can take seconds and is therefore done by a task.
+// announced, its volume is unmounted, which can take seconds: nobody waits for it, the end of the program
+// included.
 //
 // Main thread only, as every bus.
 #pragma once
@@ -7,16 +8,15 @@
 #include <deque>
 #include <functional>
 
-#include "app/parts/main_thread_calls.h"
+#include "app/parts/loose_threads.h"
 #include "platform/bus.h"
-#include "platform/task.h"
 
 namespace lumato::app {
 
 class FrameBuses : public platform::Bus {
   public:
-    // `hardware` may be null. `prepare` is run by a task before services of the hardware are announced, those
-    // that came meanwhile together.
+    // `hardware` may be null. `prepare`, which holds all that it needs by itself, is run on a thread before
+    // services of the hardware are announced, those that came meanwhile together.
     FrameBuses(platform::Bus& virtualFrames, platform::Bus* hardware, std::function<void()> prepare);
 
     // Virtual frames are announced before it returns, those of the hardware later on the event loop. Errors:
@@ -44,8 +44,7 @@ class FrameBuses : public platform::Bus {
     Relay m_virtualRelay, m_hardwareRelay;
     std::deque<platform::BusService*> m_waiting;  // appeared, and not yet announced
     std::size_t m_beingPrepared = 0;              // of those, from the front
-    MainThreadCalls m_calls;
-    platform::Task m_preparation;
+    LooseThreads m_preparations{1};
 };
 
 }  // namespace lumato::app

@@ -11,10 +11,20 @@
 
 namespace lumato::app {
 
+namespace {
+
+// The desktop mounts the frame's volume when it finds the frame, and may do so again.
+void Eject(platform::Volumes* volumes) {
+    if (volumes != nullptr)
+        device::EjectFrameVolumes(*volumes);
+}
+
+}  // namespace
+
 FrameLink::FrameLink(store::StatusPort& status, const Surroundings& surroundings)
     : m_status(status),
       m_volumes(surroundings.volumes),
-      m_buses(m_virtualBus, surroundings.hardware, [this] { EjectFrame(); }) {
+      m_buses(m_virtualBus, surroundings.hardware, [volumes = surroundings.volumes] { Eject(volumes); }) {
     platform::Services& services = platform::CurrentServices();
     services.clock = &m_clock;
     services.bus = &m_buses;
@@ -37,7 +47,7 @@ void FrameLink::IniUSBDevice() {
 
 Result<void> FrameLink::AttachVirtualFrame(const Path& file, double pace) {
     if (device::Link().Attached() != nullptr)
-        return Fail(ErrorKind::Busy, "a frame is connected already");
+        return Fail(ErrorKind::Busy, Phrase("FRAME_CONNECTED_ALREADY", "a frame is connected already"));
     LUMATO_TRY(m_virtualFrame, m_virtualBus.Plug(file, {.faults = {}, .pace = pace}));
     m_flashFile = file;
     emit FrameChanged();
@@ -89,7 +99,7 @@ bool FrameLink::BeginDownload(std::function<void(bool written)> done, std::funct
     m_task = platform::Task(
         [this, hardware = UsesHardware(), done = std::move(done), prepare = std::move(prepare)] {
             if (hardware)
-                EjectFrame();
+                Eject(m_volumes);
             bool written = false;
             if (!prepare || prepare()) {
                 written = store::TranspotPic();
@@ -142,12 +152,6 @@ void FrameLink::SetFlashOffline() {
     if (MainThreadOwns())
         Enter(WindowState::NoFrame);
     m_calls.Post([this] { emit FrameChanged(); });
-}
-
-// Run by tasks. The desktop mounts the frame's volume when it finds the frame, and may do so again.
-void FrameLink::EjectFrame() {
-    if (m_volumes != nullptr)
-        device::EjectFrameVolumes(*m_volumes);
 }
 
 // A frame beside the one that is in use changes nothing.

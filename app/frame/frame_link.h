@@ -28,7 +28,7 @@ class FrameLink : public QObject, private store::StoreFramePort {
         platform::Volumes* volumes = nullptr;  // null: there are none
         Path stateFolder;                      // of the journals
     };
-    // What is borrowed outlives this object.
+    // What is borrowed outlives this object, and the volumes every thread: one that unmounts may.
     FrameLink(store::StatusPort& status, const Surroundings& surroundings);
     ~FrameLink() override;
 
@@ -76,7 +76,6 @@ class FrameLink : public QObject, private store::StoreFramePort {
 
   private:
     void Enter(WindowState state);
-    void EjectFrame();
     void BeginOnline() override;
     void SetFlashOnline(std::shared_ptr<device::AttachedFrame> frame) override;
     void SetFlashOffline() override;

@@ -53,7 +53,7 @@ void FrameMenu::ShowState() {
 void FrameMenu::Attach(const Path& file) {
     const Result<void> attached = m_link.AttachVirtualFrame(file, m_pace);
     if (!attached)
-        ShowProblem(QString::fromStdString(attached.error().message));
+        ShowProblem(Localized(attached.error().message));
     ShowState();
 }
 
@@ -94,7 +94,7 @@ void FrameMenu::Create(const Path& file, const vframe::NewFrame& options) {
     if (created)
         Attach(file);
     else
-        ShowProblem(QString::fromStdString(created.error().message));
+        ShowProblem(Localized(created.error().message));
 }
 
 void FrameMenu::Recover() {

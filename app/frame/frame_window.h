@@ -13,9 +13,9 @@
 #include <functional>
 #include <vector>
 
-#include "app/frame/screen_view.h"
 #include "app/parts/main_thread_calls.h"
 #include "app/parts/reader_thread.h"
+#include "app/parts/screen_view.h"
 
 namespace lumato::app {
 

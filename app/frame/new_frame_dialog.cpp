@@ -5,6 +5,7 @@
 #include <QPushButton>
 #include <array>
 
+#include "app/parts/mnemonics.h"
 #include "app/parts/texts.h"
 
 namespace lumato::app {
@@ -46,6 +47,7 @@ NewFrameDialog::NewFrameDialog(QWidget* parent)
     form->addRow(Localized("NEW_FRAME_HEIGHT", "Screen height:"), m_height);
     form->addRow(Localized("NEW_FRAME_FLASH", "Memory:"), m_flash);
     form->addRow(buttons);
+    GiveLetters(*this);
     // Wide enough for the title, which the desktop would cut.
     setMinimumWidth(fontMetrics().horizontalAdvance(windowTitle()) +
                     fontMetrics().averageCharWidth() * kTitleButtons);

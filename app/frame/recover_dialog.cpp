@@ -6,6 +6,7 @@
 #include <QLocale>
 #include <QVBoxLayout>
 
+#include "app/parts/mnemonics.h"
 #include "app/parts/texts.h"
 #include "base/printable.h"
 #include "picture/rv512_encoder.h"
@@ -18,13 +19,15 @@ constexpr int kRowLetters = 70;
 // As beside a note, in plain words.
 QString SaidOf(const Result<store::GivenOut>& given, const Path& folder) {
     if (!given)
-        return QString::fromStdString(given.error().message);
-    std::string said = std::to_string(given->saved) + " saved in " + Printable(folder.string());
+        return Localized(given.error().message);
+    Phrase said("SAVED_IN", "{0} saved in {1}", given->saved, Printable(folder.string()));
     if (given->onFrame > 0)
-        said += "; " + std::to_string(given->onFrame) + " on the frame, of which no copy is kept";
+        said = Joined(std::move(said), kSemicolon,
+                      Phrase("ONLY_ON_FRAME", "{0} on the frame, of which no copy is kept", given->onFrame));
+    QStringList lines(Localized(said));
     for (const Error& failed : given->failed)
-        said += "\n" + failed.message;
-    return QString::fromStdString(said);
+        lines += Localized(failed.message);
+    return lines.join(u'\n');
 }
 
 }  // namespace
@@ -46,7 +49,7 @@ RecoverDialog::RecoverDialog(const Path& statePath, Path folder, QWidget* parent
     m_said->setWordWrap(true);
     m_said->setTextFormat(Qt::PlainText);
     if (!journals)
-        m_said->setText(QString::fromStdString(journals.error().message));
+        m_said->setText(Localized(journals.error().message));
     else if (m_journals.empty())
         m_said->setText(Localized("RECOVER_NONE", "There is nothing to recover"));
     auto* buttons = new QDialogButtonBox(QDialogButtonBox::Cancel, this);
@@ -61,6 +64,7 @@ RecoverDialog::RecoverDialog(const Path& statePath, Path folder, QWidget* parent
     column->addWidget(m_list);
     column->addWidget(m_said);
     column->addWidget(buttons);
+    GiveLetters(*this);
 }
 
 // "7. 26 Nov 2026 04:10 – Pictures: 4 – 480 x 234, 4096 KB, my.frame"; the number is that of `lumatoctl
@@ -71,8 +75,12 @@ QString RecoverDialog::Described(const store::KeptJournal& journal) {
         parts += QLocale().toString(QDateTime::fromSecsSinceEpoch(journal.time), QLocale::ShortFormat);
     parts += QStringLiteral("%1: %2").arg(Localized("MENU_PICTURES", "Pictures")).arg(journal.pictures);
     // Of a sound one the kind says how it came about, which helps nobody to choose.
-    if (journal.kind != "download" && journal.kind != "additions")
-        parts += QString::fromStdString(journal.kind);
+    if (journal.kind == "damaged")
+        parts += Localized("KIND_DAMAGED", "damaged");
+    else if (journal.kind == "forgotten")
+        parts += Localized("KIND_FORGOTTEN", "forgotten");
+    else if (journal.kind == "unknown")
+        parts += Localized("KIND_UNKNOWN", "of another version of Lumato");
     if (!journal.frame.empty())
         parts += QString::fromStdString(Printable(journal.frame));
     return QStringLiteral("%1. %2").arg(journal.number).arg(parts.join(QStringLiteral(" \u2013 ")));

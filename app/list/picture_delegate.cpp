@@ -8,10 +8,11 @@
 namespace lumato::app {
 namespace {
 
-void DrawLine(QPainter& painter, const QStyleOptionViewItem& item, const QRect& where, const QString& text) {
-    painter.drawText(
-        where, static_cast<int>(Qt::AlignVCenter | QStyle::visualAlignment(item.direction, Qt::AlignLeft)),
-        item.fontMetrics.elidedText(text, Qt::ElideMiddle, where.width()));
+void DrawLine(QPainter& painter, const QStyleOptionViewItem& item, const QRect& where, const QString& text,
+              Qt::Alignment side = Qt::AlignLeft) {
+    painter.drawText(where,
+                     static_cast<int>(Qt::AlignVCenter | QStyle::visualAlignment(item.direction, side)),
+                     item.fontMetrics.elidedText(text, Qt::ElideMiddle, where.width()));
 }
 
 }  // namespace
@@ -34,18 +35,20 @@ void PictureDelegate::paint(QPainter* painter, const QStyleOptionViewItem& optio
     const QColor color = item.palette.color(group, selected ? QPalette::HighlightedText : QPalette::Text);
     const QString remark = index.data(kRemarkRole).toString();
     const int line = item.fontMetrics.height();
-    QRect where(text.x() + margin, item.rect.center().y() - (remark.isEmpty() ? line / 2 : line),
-                text.width() - 2 * margin, line);
+    const QRect where(text.x() + margin, item.rect.center().y() - (remark.isEmpty() ? line / 2 : line),
+                      text.width() - 2 * margin, line);
+    const QString size = index.data(kSizeRole).toString();
+    const int taken = size.isEmpty() ? 0 : item.fontMetrics.horizontalAdvance(size) + 4 * margin;
+    QColor quiet = color;
+    quiet.setAlphaF(kQuietness);
     painter->save();
     painter->setFont(item.font);
     painter->setPen(color);
-    DrawLine(*painter, item, where, name);
-    if (!remark.isEmpty()) {
-        QColor quiet = color;
-        quiet.setAlphaF(kQuietness);
-        painter->setPen(quiet);
-        DrawLine(*painter, item, where.translated(0, line), remark);
-    }
+    DrawLine(*painter, item, QStyle::visualRect(item.direction, where, where.adjusted(0, 0, -taken, 0)),
+             name);
+    painter->setPen(quiet);
+    DrawLine(*painter, item, where, size, Qt::AlignRight);
+    DrawLine(*painter, item, where.translated(0, line), remark);
     painter->restore();
 }
 

@@ -1,5 +1,5 @@
-// Draws an item of the frame picture list: the thumbnail, the name, and below it in a quieter colour what is
-// to be said of the picture.
+// Draws an item of the frame picture list: the thumbnail, the name, beside it what the picture takes, and
+// below it what is to be said of it, in a quieter colour.
 //
 // Main thread only.
 #pragma once
@@ -10,6 +10,8 @@ namespace lumato::app {
 
 // What is said of a picture below its name; a text, empty where there is nothing to say.
 inline constexpr int kRemarkRole = Qt::UserRole;
+// What it takes of the frame; likewise.
+inline constexpr int kSizeRole = Qt::UserRole + 1;
 
 class PictureDelegate : public QStyledItemDelegate {
     Q_OBJECT

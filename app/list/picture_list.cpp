@@ -3,12 +3,13 @@
 #include <QDragEnterEvent>
 #include <QMimeData>
 #include <QPainter>
-#include <QUrl>
 #include <algorithm>
+#include <array>
+#include <utility>
 
 #include "app/list/picture_delegate.h"
 #include "app/parts/app_state.h"
-#include "app/parts/screen_image.h"
+#include "app/parts/file_urls.h"
 #include "app/parts/texts.h"
 
 namespace lumato::app {
@@ -16,111 +17,57 @@ namespace {
 
 constexpr double kThumbnailLines = 2.4;  // its height, in lines of text: the two beside it and some air
 
+// Keeps a view's first visible row where it is while rows come and go above it.
+class Anchor {
+  public:
+    explicit Anchor(QListView& view) : m_view(view), m_top(view.indexAt(QPoint(1, 1)).row()) {
+        const QAbstractItemModel* model = view.model();
+        m_connections = {
+            QObject::connect(model, &QAbstractItemModel::rowsRemoved,
+                             [this](const QModelIndex&, int first, int last) {
+                                 m_top -= std::max(std::min(last + 1, m_top) - first, 0);
+                             }),
+            QObject::connect(model, &QAbstractItemModel::rowsInserted,
+                             [this](const QModelIndex&, int first, int last) {
+                                 m_top += first < m_top ? last - first + 1 : 0;
+                             }),
+            QObject::connect(model, &QAbstractItemModel::layoutChanged, [this] { m_moved = true; })};
+    }
+    ~Anchor() {
+        for (const QMetaObject::Connection& connection : m_connections)
+            QObject::disconnect(connection);
+    }
+    Anchor(const Anchor&) = delete;
+    Anchor& operator=(const Anchor&) = delete;
+
+    // Rows changed their order.
+    [[nodiscard]] bool Moved() const { return m_moved; }
+    void Restore() {
+        if (m_top >= 0)
+            m_view.scrollTo(m_view.model()->index(m_top, 0), QAbstractItemView::PositionAtTop);
+    }
+
+  private:
+    QListView& m_view;
+    int m_top;
+    bool m_moved = false;
+    std::array<QMetaObject::Connection, 3> m_connections;
+};
+
+// Whether pictures were added to the end, not read from the frame.
+bool HasGrown(const QList<ListedPicture>& before, const QList<ListedPicture>& after) {
+    return after.size() > before.size() && !after.last().inFrame &&
+           (before.isEmpty() || before.last().Key() != after.last().Key());
+}
+
 }  // namespace
-
-PictureListModel::PictureListModel(QObject* parent) : QAbstractListModel(parent) {}
-
-PictureListModel::~PictureListModel() {
-    m_reader.Clear();
-    m_reader.Wait();
-}
-
-bool PictureListModel::SetPictures(QList<ListedPicture> pictures) {
-    if (!pictures.isEmpty() &&
-        std::ranges::equal(pictures, m_pictures, {}, &ListedPicture::name, &ListedPicture::name)) {
-        m_pictures = std::move(pictures);
-        emit dataChanged(index(0), index(rowCount() - 1));
-        return false;
-    }
-    // A name can come to mean another picture once its first owner has left the list.
-    for (auto thumbnail = m_thumbnails.begin(); thumbnail != m_thumbnails.end();) {
-        const bool kept = std::ranges::any_of(
-            pictures, [&](const ListedPicture& picture) { return picture.name == thumbnail.key(); });
-        thumbnail = kept && !thumbnail->isNull() ? std::next(thumbnail) : m_thumbnails.erase(thumbnail);
-    }
-    beginResetModel();
-    m_pictures = std::move(pictures);
-    endResetModel();
-    return true;
-}
-
-void PictureListModel::SetWaitingText(const QString& text) {
-    m_waitingText = text;
-    if (!m_pictures.isEmpty())
-        emit dataChanged(index(0), index(rowCount() - 1));
-}
-
-int PictureListModel::rowCount(const QModelIndex& parent) const {
-    return parent.isValid() ? 0 : static_cast<int>(m_pictures.size());
-}
-
-Qt::ItemFlags PictureListModel::flags(const QModelIndex& index) const {
-    return index.isValid() ? QAbstractListModel::flags(index) | Qt::ItemIsDragEnabled : Qt::ItemIsDropEnabled;
-}
-
-QVariant PictureListModel::data(const QModelIndex& index, int role) const {
-    const ListedPicture& picture = m_pictures[index.row()];
-    switch (role) {
-        case Qt::DisplayRole:
-        case Qt::AccessibleTextRole:
-            return picture.name;
-        case kRemarkRole:
-        case Qt::AccessibleDescriptionRole:
-            return Remark(picture);
-        case Qt::ToolTipRole:
-            return picture.origin;
-        case Qt::DecorationRole:
-            if (!m_thumbnails.contains(picture.name))
-                MakeThumbnail(picture);
-            return m_thumbnails.value(picture.name);
-        default:
-            return {};
-    }
-}
-
-// The second line.
-QString PictureListModel::Remark(const ListedPicture& picture) const {
-    QStringList parts;
-    if (!picture.inFrame)
-        parts += m_waitingText;
-    else if (!picture.whyNoBitmap.isEmpty())
-        parts += picture.whyNoBitmap;
-    if (!picture.origin.isEmpty())
-        parts += picture.origin.section(u'/', -1);
-    return parts.join(QStringLiteral(" · "));
-}
-
-void PictureListModel::MakeThumbnail(const ListedPicture& picture) const {
-    QPixmap empty(m_thumbnailSize);  // keeps the names in their places until the picture is there
-    empty.fill(Qt::transparent);
-    m_thumbnails.insert(picture.name, QIcon(empty));
-    auto* self = const_cast<PictureListModel*>(this);
-    m_reader.Start([self, name = picture.name, file = picture.bitmap, size = m_thumbnailSize] {
-        const QImage image = ReadBitmap(file, size);
-        self->m_calls.Post([self, name, image] { self->TakeThumbnail(name, image); });
-    });
-}
-
-void PictureListModel::TakeThumbnail(const QString& name, const QImage& image) {
-    if (image.isNull() || !m_thumbnails.contains(name))
-        return;
-    QImage framed(m_thumbnailSize, QImage::Format_ARGB32_Premultiplied);
-    framed.fill(Qt::transparent);
-    QPainter painter(&framed);
-    painter.drawImage((framed.width() - image.width()) / 2, (framed.height() - image.height()) / 2, image);
-    painter.end();
-    m_thumbnails.insert(name, QIcon(QPixmap::fromImage(framed)));
-    for (int row = 0; row < rowCount(); ++row) {
-        if (m_pictures[row].name == name)
-            emit dataChanged(index(row), index(row), {Qt::DecorationRole});
-    }
-}
 
 PictureList::PictureList(QWidget* parent) : QListView(parent), m_model(new PictureListModel(this)) {
     SizeThumbnails();
     setModel(m_model);
     setItemDelegate(new PictureDelegate(this));
     setUniformItemSizes(true);
+    setSelectionMode(QAbstractItemView::ExtendedSelection);
     setAlternatingRowColors(true);
     setEditTriggers(QAbstractItemView::NoEditTriggers);
     setTextElideMode(Qt::ElideMiddle);
@@ -129,6 +76,11 @@ PictureList::PictureList(QWidget* parent) : QListView(parent), m_model(new Pictu
     setDragDropMode(QAbstractItemView::DragDrop);
     setDefaultDropAction(Qt::MoveAction);
     setDropIndicatorShown(true);
+    // One that is selected already is looked at once more.
+    connect(this, &QAbstractItemView::clicked, this, [this] {
+        m_told.clear();
+        TellCurrent();
+    });
 }
 
 void PictureList::SizeThumbnails() {
@@ -139,13 +91,41 @@ void PictureList::SizeThumbnails() {
 }
 
 void PictureList::ShowPictures(QList<ListedPicture> pictures, int selected) {
-    if (m_model->SetPictures(std::move(pictures)))
+    const bool grown = HasGrown(m_model->Pictures(), pictures);
+    const QByteArray told = m_told;
+    Anchor anchor(*this);
+    m_changing = true;
+    m_model->SetPictures(std::move(pictures));
+    Select(selected);
+    m_changing = false;
+    TellCurrent();
+    if (grown)
         scrollToBottom();
-    if (selected > 0 && selected <= m_model->rowCount()) {
-        const QModelIndex index = m_model->index(selected - 1);
-        selectionModel()->setCurrentIndex(index, QItemSelectionModel::ClearAndSelect);
-        scrollTo(index);
+    else
+        anchor.Restore();
+    if (!grown && !m_told.isEmpty() && (m_told != told || anchor.Moved()))
+        scrollTo(currentIndex());
+}
+
+void PictureList::Select(int item) {
+    if (item < 1 || item > m_model->rowCount()) {
+        clearSelection();
+        setCurrentIndex({});
+        return;
     }
+    const QModelIndex index = m_model->index(item - 1);
+    if (selectionModel()->isSelected(index))
+        selectionModel()->setCurrentIndex(index, QItemSelectionModel::NoUpdate);
+    else
+        selectionModel()->setCurrentIndex(index, QItemSelectionModel::ClearAndSelect);
+}
+
+std::vector<int> PictureList::Selected() const {
+    std::vector<int> positions;
+    for (const QModelIndex& index : selectionModel()->selectedRows())
+        positions.push_back(index.row() + 1);
+    std::ranges::sort(positions);
+    return positions;
 }
 
 void PictureList::SetHint(const QString& hint) {
@@ -155,8 +135,28 @@ void PictureList::SetHint(const QString& hint) {
 
 void PictureList::selectionChanged(const QItemSelection& selected, const QItemSelection& deselected) {
     QListView::selectionChanged(selected, deselected);
-    if (!selected.isEmpty())
-        emit ItemSelected(selected.indexes().front().row() + 1);
+    TellCurrent();
+}
+
+void PictureList::currentChanged(const QModelIndex& current, const QModelIndex& previous) {
+    QListView::currentChanged(current, previous);
+    TellCurrent();
+}
+
+int PictureList::CurrentItem() const {
+    if (selectionModel()->isSelected(currentIndex()))
+        return currentIndex().row() + 1;
+    const QModelIndexList selected = selectionModel()->selectedRows();
+    return selected.isEmpty() ? 0 : selected.last().row() + 1;
+}
+
+void PictureList::TellCurrent() {
+    if (m_changing)
+        return;
+    const int item = CurrentItem();
+    const QByteArray key = item == 0 ? QByteArray() : m_model->Pictures()[item - 1].Key();
+    if (std::exchange(m_told, key) != key)
+        emit ItemSelected(item);
 }
 
 void PictureList::paintEvent(QPaintEvent* event) {
@@ -185,32 +185,35 @@ void PictureList::dragMoveEvent(QDragMoveEvent* event) {
     TakeDrag(event);
 }
 
-// Files from elsewhere are added; an item of this list moves.
+// Files from elsewhere are added; items of this list move.
 void PictureList::TakeDrag(QDragMoveEvent* event) {
     const bool wanted = event->source() == this || event->mimeData()->hasUrls();
     event->setAccepted(wanted && isEnabled() && MainThreadOwns());
-    if (event->isAccepted() && event->source() == this)
+    if (!event->isAccepted())
+        return;
+    if (event->source() == this)
         event->setDropAction(Qt::MoveAction);
+    else
+        TakeCopies(event);
 }
 
 void PictureList::dropEvent(QDropEvent* event) {
-    event->acceptProposedAction();
-    if (event->source() == this)
+    if (event->source() == this) {
+        event->acceptProposedAction();
         MoveDragged(*event);
-    else
-        emit FilesDropped(event->mimeData()->urls());
+    } else {
+        TakeCopies(event);
+        emit FilesDropped(PathsOf(event->mimeData()->urls()));
+    }
 }
 
 // Into the gap that is nearest.
 void PictureList::MoveDragged(const QDropEvent& event) {
     const QModelIndex under = indexAt(event.position().toPoint());
-    const int row = currentIndex().row();
     int gap = m_model->rowCount();
     if (under.isValid())
         gap = under.row() + (event.position().y() > visualRect(under).center().y() ? 1 : 0);
-    const int to = gap > row ? gap - 1 : gap;
-    if (row >= 0 && to != row)
-        emit ItemMoved(row + 1, to + 1);
+    emit ItemsMoved(Selected(), gap + 1);
 }
 
 }  // namespace lumato::app

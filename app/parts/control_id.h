@@ -11,6 +11,7 @@ namespace lumato::app {
 
 // Beside the progress; not one of the panel's controls, which rest while it is of use.
 inline constexpr const char* kStopButton = "stopButton";
+inline constexpr const char* kBatchReportButton = "batchReport";
 
 // Four characters, the first in the most significant byte.
 using FourCharCode = std::uint32_t;

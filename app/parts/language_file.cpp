@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 #include <QFile>
+#include <QLocale>
 #include <QRegularExpression>
 #include <QSaveFile>
 #include <QStringConverter>
@@ -18,8 +19,7 @@ constexpr auto kMultiline = QRegularExpression::MultilineOption;
 Result<QString> ReadText(const Path& path) {
     QFile file(FromPath(path));
     if (!file.open(QIODevice::ReadOnly))
-        return Fail(ErrorKind::Unreadable,
-                    Printable(path.string()) + ": " + file.errorString().toStdString());
+        return Fail(ErrorKind::Unreadable, About(Printable(path.string()), file.errorString().toStdString()));
     QStringDecoder decoder(QStringDecoder::Utf16LE);
     return QString(decoder(file.readAll()));
 }
@@ -29,8 +29,7 @@ Result<void> WriteText(const Path& path, const QString& text) {
     QStringEncoder encoder(QStringEncoder::Utf16LE, QStringEncoder::Flag::WriteBom);
     const QByteArray bytes = encoder(text);
     if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.commit())
-        return Fail(ErrorKind::Unwritable,
-                    Printable(path.string()) + ": " + file.errorString().toStdString());
+        return Fail(ErrorKind::Unwritable, About(Printable(path.string()), file.errorString().toStdString()));
     return {};
 }
 
@@ -44,8 +43,23 @@ void LanguageFile::ProvideDefault() const {
         if (!QFile::exists(own))
             continue;
         text::SetOwnLanguageFile(PathOf(own));
-        if (!QFile::exists(wanted) && QFile::copy(own, wanted))
+        if (!QFile::exists(wanted) && QFile::copy(own, wanted)) {
             QFile::setPermissions(wanted, QFile::permissions(wanted) | QFile::WriteOwner);
+            ChooseDesktops();
+        }
+        return;
+    }
+}
+
+// The first of the user's languages that there is.
+void LanguageFile::ChooseDesktops() const {
+    const QStringList languages = Languages();
+    const QStringList wanted = QLocale::system().uiLanguages();
+    for (const QString& name : wanted) {
+        const QString language = QLocale::languageToString(QLocale(name).language());
+        if (!languages.contains(language))
+            continue;
+        static_cast<void>(Choose(language));  // it stays English
         return;
     }
 }
@@ -73,37 +87,13 @@ QString LanguageFile::NameOf(const QString& language) {
         text::LookUp(language.toStdString(), "LANGUAGE_NAME", language.toStdString()));
 }
 
-// The longest text that fits is the one that was meant; a number may stand behind it.
-QString LanguageFile::Translated(const QString& text, const QString& before) const {
-    const Result<QString> file = ReadText(m_file);
-    if (!file)
-        return text;
-    QString key, words;
-    bool inside = false;
-    for (const QStringView line : QStringView(*file).split(u"\r\n")) {
-        const qsizetype equals = line.indexOf(u'=');
-        if (line.startsWith(u'['))
-            inside = line == QString(QLatin1Char('[') + before + QLatin1Char(']'));
-        if (!inside || equals < 1)
-            continue;
-        const QStringView value = line.mid(equals + 1);
-        if (value.size() > words.size() && text.startsWith(value) &&
-            (text.size() == value.size() || text.mid(value.size()).startsWith(u": "))) {
-            key = line.left(equals).toString();
-            words = value.toString();
-        }
-    }
-    if (key.isEmpty())
-        return text;
-    return Localized(key.toStdString(), words.toStdString()) + text.mid(words.size());
-}
-
 Result<void> LanguageFile::Choose(const QString& language) const {
     LUMATO_TRY(QString text, ReadText(m_file));
     static const QRegularExpression kChoice(QStringLiteral("^language_1=[^\\r\\n]*"), kMultiline);
     const QRegularExpressionMatch match = kChoice.match(text);
     if (!match.hasMatch())
-        return Fail(ErrorKind::Damaged, Printable(m_file.string()) + ": it has no line for the language");
+        return Fail(ErrorKind::Damaged, About(Printable(m_file.string()),
+                                              Phrase("NO_LANGUAGE_LINE", "it has no line for the language")));
     text.replace(match.capturedStart(), match.capturedLength(), QStringLiteral("language_1=") + language);
     return WriteText(m_file, text);
 }

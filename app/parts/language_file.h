@@ -15,8 +15,9 @@ class LanguageFile {
   public:
     explicit LanguageFile(Path file) : m_file(std::move(file)) {}
 
-    // Puts the program's own file in its place where there is none yet, and has the program's own give the
-    // texts that an older one lacks; without either, every text keeps its built-in words.
+    // Puts the program's own file in its place where there is none yet, with the desktop's language chosen,
+    // and has the program's own give the texts that an older one lacks; without either, every text keeps its
+    // built-in words.
     void ProvideDefault() const;
 
     // The sections that hold texts, in the order of the file.
@@ -25,14 +26,12 @@ class LanguageFile {
     // What the language calls itself.
     [[nodiscard]] static QString NameOf(const QString& language);
 
-    // A text that was shown in the language `before`, alone or with ": " and more behind it, in the language
-    // now chosen; a text that the file does not have stays as it is.
-    [[nodiscard]] QString Translated(const QString& text, const QString& before) const;
-
     // From now on texts are shown in this language. Errors: those of reading and writing the file.
     [[nodiscard]] Result<void> Choose(const QString& language) const;
 
   private:
+    void ChooseDesktops() const;
+
     Path m_file;
 };
 

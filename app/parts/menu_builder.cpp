@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "app/parts/mnemonics.h"
 #include "app/parts/texts.h"
 
 namespace lumato::app {
@@ -32,9 +33,27 @@ QAction* MenuBuilder::Action(std::string_view key) const {
     return std::ranges::find(m_entries, key, &Entry::key)->action;
 }
 
-void MenuBuilder::ShowTexts() {
+QString MenuBuilder::ShowTexts() {
     for (const Entry& entry : m_entries)
         entry.action->setText(Localized(entry.key, entry.defaultText));
+    QString ofMenus;
+    GiveLettersIn(m_bar, ofMenus);
+    return ofMenus;
+}
+
+// Each menu has its own.
+void MenuBuilder::GiveLettersIn(const QWidget& menu, QString& taken) const {
+    const QList<QAction*> actions = menu.actions();
+    for (QAction* action : actions) {
+        if (action->isSeparator())
+            continue;
+        const auto entry = std::ranges::find(m_entries, action, &Entry::action);
+        const QString english =
+            entry != m_entries.end() ? QString::fromStdString(entry->defaultText) : action->data().toString();
+        action->setText(WithLetter(WithoutLetter(action->text()), english, taken));
+        if (QString below; action->menu() != nullptr)
+            GiveLettersIn(*action->menu(), below);
+    }
 }
 
 void MenuBuilder::EnablePanelActions(bool enable) {

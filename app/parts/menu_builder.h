@@ -27,8 +27,8 @@ class MenuBuilder {
     // The action whose text has this key. Requires: there is one.
     [[nodiscard]] QAction* Action(std::string_view key) const;
 
-    // All texts in the chosen language.
-    void ShowTexts();
+    // All texts in the chosen language, with letters that open them. Gives those of the menus themselves.
+    QString ShowTexts();
     void EnablePanelActions(bool enable);
 
     struct Entry {
@@ -40,6 +40,8 @@ class MenuBuilder {
     [[nodiscard]] const std::vector<Entry>& Entries() const { return m_entries; }
 
   private:
+    void GiveLettersIn(const QWidget& menu, QString& taken) const;
+
     QMenuBar& m_bar;
     std::vector<Entry> m_entries;
 };

@@ -17,6 +17,18 @@ QImage ImageOf(const picture::BitmapInfo& info) {
     return image;
 }
 
+QImage ImageOf(const jpeg::DecodedPicture& picture) {
+    return QImage(picture.pixels.data(), picture.width, picture.height, picture.stride * 3,
+                  QImage::Format_BGR888)
+        .convertToFormat(QImage::Format_RGB32);
+}
+
+QImage ImageOf(const std::vector<std::uint8_t>& composed, int width, int height) {
+    return QImage(composed.data(), width, height, width * 3, QImage::Format_BGR888)
+        .mirrored()
+        .convertToFormat(QImage::Format_RGB32);
+}
+
 QImage ReadBitmap(const Path& file, QSize bound) {
     picture::BitmapInfo info;
     const auto whole = [](int, int) { return 1.0; };

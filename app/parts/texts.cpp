@@ -11,8 +11,12 @@ QString Localized(std::string_view key, std::string_view defaultText) {
     return QString::fromStdString(text::Localized(key, defaultText));
 }
 
-QString LocalizedWith(std::string_view key, std::string_view defaultText, const QString& value) {
-    return Localized(key, defaultText).replace(QStringLiteral("{}"), value);
+QString LocalizedWith(const char* key, const char* defaultText, const QString& value) {
+    return Localized(Phrase(key, defaultText, value.toStdString()));
+}
+
+QString Localized(const Phrase& phrase) {
+    return QString::fromStdString(text::Localized(phrase));
 }
 
 QString ShownName(const Path& file) {

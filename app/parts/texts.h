@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "base/file.h"
+#include "base/phrase.h"
 
 namespace lumato::app {
 
@@ -16,7 +17,10 @@ namespace lumato::app {
 [[nodiscard]] QString Localized(std::string_view key, std::string_view defaultText);
 
 // The text with `value` in the place of its "{}".
-[[nodiscard]] QString LocalizedWith(std::string_view key, std::string_view defaultText, const QString& value);
+[[nodiscard]] QString LocalizedWith(const char* key, const char* defaultText, const QString& value);
+
+// What another room says, or a text with values.
+[[nodiscard]] QString Localized(const Phrase& phrase);
 
 // A file's name as it may be shown.
 [[nodiscard]] QString ShownName(const Path& file);

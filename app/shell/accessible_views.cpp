@@ -5,8 +5,9 @@
 
 #include "app/edit/edit_view.h"
 #include "app/edit/rect_view.h"
-#include "app/frame/screen_view.h"
 #include "app/list/preview.h"
+#include "app/parts/screen_view.h"
+#include "app/shell/spoken_note.h"
 
 namespace lumato::app {
 namespace {
@@ -15,6 +16,8 @@ QAccessibleInterface* ViewInterface(const QString&, QObject* object) {
     if (qobject_cast<EditView*>(object) != nullptr || qobject_cast<RectView*>(object) != nullptr ||
         qobject_cast<Preview*>(object) != nullptr || qobject_cast<ScreenView*>(object) != nullptr)
         return new QAccessibleWidget(qobject_cast<QWidget*>(object), QAccessible::Graphic);
+    if (auto* note = qobject_cast<SpokenNote*>(object))
+        return new QAccessibleWidget(note, QAccessible::Notification);
     return nullptr;
 }
 

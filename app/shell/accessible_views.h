@@ -1,5 +1,5 @@
 // What the views that draw themselves are to a screen reader: graphics, with a name and a description that
-// the window keeps up to date.
+// the window keeps up to date; and the note, which is spoken.
 //
 // Main thread only.
 #pragma once

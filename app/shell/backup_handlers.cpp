@@ -19,27 +19,28 @@ using backup::RestoredPicture;
 
 constexpr const char* kBackupFolderSetting = "backup folder";
 
-std::string Counted(std::size_t pictures) {
-    return std::to_string(pictures) + (pictures == 1 ? " picture" : " pictures");
+Phrase Counted(std::size_t pictures) {
+    return pictures == 1 ? Phrase("COUNT_PICTURE", "1 picture")
+                         : Phrase("COUNT_PICTURES", "{0} pictures", pictures);
 }
 
 // What a restoration did that was not just giving back the same bytes.
-std::string DetailOf(const std::vector<RestoredPicture>& pictures) {
-    std::string detail;
-    const auto add = [&](std::ptrdiff_t count, const char* what) {
+Phrase DetailOf(const std::vector<RestoredPicture>& pictures) {
+    Phrase detail;
+    const auto add = [&](std::ptrdiff_t count, const Words& words) {
         if (count > 0)
-            detail += (detail.empty() ? "" : ", ") + std::to_string(count) + what;
+            detail = Joined(std::move(detail), kComma, Phrase(words, count));
     };
     const auto made = [&](backup::Made how) {
         return std::ranges::count_if(pictures, [=](const RestoredPicture& picture) {
             return picture.refused.empty() && picture.made == how;
         });
     };
-    add(made(backup::Made::FromOriginal), " fitted anew from their photographs");
-    add(made(backup::Made::FromPicture), " fitted anew from the backup");
+    add(made(backup::Made::FromOriginal), {"FITTED_ANEW", "{0} fitted anew from their photographs"});
+    add(made(backup::Made::FromPicture), {"FITTED_FROM_BACKUP", "{0} fitted anew from the backup"});
     for (const RestoredPicture& picture : pictures) {
         if (!picture.refused.empty())
-            detail += (detail.empty() ? "" : "; ") + Printable(picture.name) + ": " + picture.refused;
+            detail = Joined(std::move(detail), kSemicolon, About(Printable(picture.name), picture.refused));
     }
     return detail;
 }
@@ -74,18 +75,20 @@ void MainWindow::ChooseBackup(bool restore) {
 // The dialog has asked whether a file that is there is to be replaced.
 void MainWindow::BackUpTo(const Path& file) {
     if (m_link.IsFlashFile(file)) {
-        ShowNote("BACKUP_FAILED_TIPS", "The backup failed", "that file is the frame itself");
+        ShowNote("BACKUP_FAILED_TIPS", "The backup failed",
+                 Phrase("FILE_IS_THE_FRAME", "that file is the frame itself"));
         return;
     }
-    auto written = std::make_shared<Result<std::string>>();
+    auto written = std::make_shared<Result<Phrase>>();
     const auto work = [written, file]() -> void {
-        const auto write = [&]() -> Result<std::string> {
+        const auto write = [&]() -> Result<Phrase> {
             LUMATO_TRY(const backup::FrameBackup frame, backup::BackUpFrame());
             LUMATO_TRY_VOID(backup::WriteBackup(file, frame.backup));
-            return Counted(frame.backup.pictures.size()) +
-                   (frame.unreadable > 0 ? "; " + Counted(static_cast<std::size_t>(frame.unreadable)) +
-                                               " of the frame cannot be read"
-                                         : "");
+            const Phrase unreadable = frame.unreadable == 0
+                                          ? Phrase()
+                                          : Phrase("OF_FRAME_UNREADABLE", "{0} of the frame cannot be read",
+                                                   Counted(static_cast<std::size_t>(frame.unreadable)));
+            return Joined(Counted(frame.backup.pictures.size()), kSemicolon, unreadable);
         };
         *written = write();
     };
@@ -113,8 +116,8 @@ void MainWindow::AskRestore(const std::shared_ptr<Result<backup::Backup>>& read)
     const auto pictures = static_cast<int>((*read)->pictures.size());
     auto* box = new QMessageBox(
         QMessageBox::Question, windowTitle(),
-        LocalizedWith("RESTORE_QUESTION", "Put the {} pictures of the backup in the place of the list?",
-                      QString::number(pictures)),
+        Localized(Phrase("RESTORE_QUESTION", "Put the {} pictures of the backup in the place of the list?",
+                         pictures)),
         QMessageBox::NoButton, this);
     box->setAttribute(Qt::WA_DeleteOnClose);
     box->setInformativeText(

@@ -4,7 +4,9 @@
 #include <algorithm>
 #include <utility>
 
+#include "app/list/batch_report_dialog.h"
 #include "app/parts/app_state.h"
+#include "app/parts/mnemonics.h"
 #include "app/parts/texts.h"
 #include "app/shell/main_window.h"
 #include "base/printable.h"
@@ -21,33 +23,41 @@ namespace {
 // Who turned to something else meanwhile is told of its end.
 constexpr qint64 kLongDownload = 5000;  // milliseconds
 
+// The files in a folder, or, where it has none, those in its folders.
+void AppendFilesIn(const Path& folder, int levels, std::vector<Path>& files) {
+    std::vector<FolderEntry> entries = FSGetDirectoryItems(folder, false);
+    const bool hasFiles =
+        std::ranges::any_of(entries, [](const FolderEntry& entry) { return !entry.isFolder; });
+    for (FolderEntry& entry : entries) {
+        if (!entry.isFolder)
+            files.push_back(std::move(entry.path));
+        else if (!hasFiles && levels > 0)
+            AppendFilesIn(entry.path, levels - 1, files);
+    }
+}
+
 // Folders stand for the files that are in them. On the worker: folders can be large.
 std::vector<Path> FilesOf(const std::vector<Path>& dropped) {
     std::vector<Path> files;
     for (const Path& path : dropped) {
         std::error_code ignored;
-        if (!std::filesystem::is_directory(path, ignored)) {
+        if (std::filesystem::is_directory(path, ignored))
+            AppendFilesIn(path, 1, files);
+        else
             files.push_back(path);
-            continue;
-        }
-        for (FolderEntry& entry : FSGetDirectoryItems(path, false)) {
-            if (!entry.isFolder)
-                files.push_back(std::move(entry.path));
-        }
     }
     return files;
 }
 
-std::string TextOf(const store::DownloadCost& cost) {
+Phrase TextOf(const store::DownloadCost& cost) {
     const auto seconds = static_cast<int>(cost.seconds + 0.5);
-    return std::to_string(cost.blocks) + " blocks to write, about " + std::to_string(std::max(seconds, 1)) +
-           " s";
+    return Phrase("DOWNLOAD_COST", "{0} blocks to write, about {1} s", cost.blocks, std::max(seconds, 1));
 }
 
 }  // namespace
 
-void MainWindow::ShowNote(std::string_view key, std::string_view defaultText, const std::string& detail) {
-    store::ShowNote({key, defaultText});
+void MainWindow::ShowNote(const char* key, const char* defaultText, const Phrase& detail) {
+    store::ShowNote(Phrase(key, defaultText));
     m_panel->SetNoteDetail(detail);
 }
 
@@ -64,6 +74,7 @@ void MainWindow::RunTask(WindowState state, std::function<void()> work, std::fun
 void MainWindow::Ask(QMessageBox* box) {
     delete m_question;
     m_question = box;
+    GiveLetters(*box);
     if (MainThreadOwns())
         AskWhatWaits();
 }
@@ -163,7 +174,11 @@ void MainWindow::AddFiles(std::vector<Path> files, const picture::Pose& pose, pi
     picture::ReleaseSelection();
     auto report = std::make_shared<picture::BatchReport>();
     const auto add = [report, files = std::move(files), pose, room] {
-        *report = picture::ProcessMorePic(FilesOf(files), pose, room);
+        const std::vector<Path> pictures = FilesOf(files);
+        if (pictures.empty())
+            store::ShowNote({"FOLDER_NO_PICTURES", "There are no pictures in the folder"});
+        else
+            *report = picture::ProcessMorePic(pictures, pose, room);
     };
     RunTask(
         WindowState::AddingFiles, [this, add] { m_edits.Do(store::Edit::Kind::Add, add); },
@@ -180,31 +195,25 @@ void MainWindow::StopWork() {
     store::RequestStop();
 }
 
-void MainWindow::MovePicture(int from, int to) {
-    if (!IsReady() || from == to)
-        return;
-    m_edits.Do(store::Edit::Kind::Move, [=] { store::MovePicture(from, to); });
-    ShowListChange();
-    ShowUndo();
-}
-
-// Beside the button: what pressing it would cost. Of a download that broke off, the price would put the list
-// into its order.
-void MainWindow::ShowPrice() {
-    QString price;
-    if (HasUnsavedChanges() && !store::Store().resuming) {
+// What pressing the button would cost. Of a download that broke off, the price would put the list into its
+// order.
+Phrase MainWindow::PriceOfList() {
+    if (!store::Store().resuming) {
         if (const auto cost = store::CostOfDownload())
-            price = QString::fromStdString(TextOf(*cost));
+            return TextOf(*cost);
     }
-    FindControl(this, kDownLoadButtonID)->setToolTip(price);
+    return {};
 }
 
-// The list has changed by itself, not by a task that says what it did.
+void MainWindow::ShowPrice() {
+    FindControl(this, kDownLoadButtonID)
+        ->setToolTip(Localized(HasUnsavedChanges() ? PriceOfList() : Phrase()));
+}
+
+// What a change of the list comes to; on the thread that owns the store.
 void MainWindow::ShowListChange() {
-    ShowPrice();
-    if (HasUnsavedChanges())
-        ShowNote("UNSAVED_TIPS", "The list differs from the pictures on the frame.",
-                 FindControl(this, kDownLoadButtonID)->toolTip().toStdString());
+    if (store::ListDiffers())
+        ShowNote("UNSAVED_TIPS", "The list differs from the pictures on the frame.", PriceOfList());
     else
         store::ShowNote(store::kPicturesInFrame);
 }
@@ -218,11 +227,17 @@ void MainWindow::TakeBatch(const picture::BatchReport& report) {
             if (item == nullptr || item->spec != refused.file)
                 continue;
             item->pictureCandidate = 0;
-            item->whyNot = Printable(refused.file.filename().string()) + ": " +
-                           (refused.reason.cause.empty() ? refused.reason.message : refused.reason.cause);
+            item->whyNot =
+                About(Printable(refused.file.filename().string()),
+                      refused.reason.cause.empty() ? refused.reason.message : refused.reason.cause);
         }
     }
     SelPicArrayRef.clear();
+    m_leftOut.reset();
+    if (!report.refused.empty() || !report.notTried.empty())
+        m_leftOut = report;
+    m_leftOutNote = m_panel->Note();
+    findChild<QPushButton*>(QLatin1String(kBatchReportButton))->setVisible(m_leftOut.has_value());
     if (report.couldLower.empty())
         return;
     std::vector<Path> left = report.notTried;
@@ -230,16 +245,13 @@ void MainWindow::TakeBatch(const picture::BatchReport& report) {
     OfferRoom(report.couldLower, std::move(left), {});
 }
 
-void MainWindow::MyDeleteAllCheckBoxHandler(bool on) {
-    if (MainThreadOwns())
-        store::Store().gmyDeleteAll = on;
-}
-
-void MainWindow::MyDelButtonHandler() {
-    if (!IsReady() || store::Store().gmyTotalePictureNum == 0)
+void MainWindow::ShowBatchReport() {
+    if (!m_leftOut)
         return;
-    m_preview->Clear();
-    RunTask(WindowState::Changing, [this] { m_edits.Do(store::Edit::Kind::Delete, store::DeletePictures); });
+    auto* dialog = new BatchReportDialog(*m_leftOut, this);
+    connect(dialog, &BatchReportDialog::Retried, this,
+            [this](const std::vector<Path>& files) { AddFiles(files); });
+    dialog->open();
 }
 
 void MainWindow::MyDownLoadButtonHandler() {

@@ -7,6 +7,7 @@
 #include "app/parts/texts.h"
 #include "app/shell/main_window.h"
 #include "base/printable.h"
+#include "picture/messages.h"
 #include "picture/stream_made_anew.h"
 #include "store/mend_pictures.h"
 #include "store/messages.h"
@@ -25,28 +26,30 @@ std::ptrdiff_t CountOf(const CheckReport& report, PictureHealth health) {
 }
 
 // As beside a note, in plain words.
-std::string CountsOf(const CheckReport& report) {
-    std::string text;
-    const auto add = [&](PictureHealth health, const char* name) {
+Phrase CountsOf(const CheckReport& report) {
+    Phrase text;
+    const auto add = [&](PictureHealth health, const Words& words) {
         if (const std::ptrdiff_t count = CountOf(report, health); count > 0)
-            text += (text.empty() ? "" : ", ") + std::to_string(count) + name;
+            text = Joined(std::move(text), kComma, Phrase(words, count));
     };
-    add(PictureHealth::Good, " good");
-    add(PictureHealth::Damaged, " damaged");
-    add(PictureHealth::Mended, " mended");
-    add(PictureHealth::Unknown, " unknown");
+    add(PictureHealth::Good, {"COUNT_GOOD", "{0} good"});
+    add(PictureHealth::Damaged, {"COUNT_DAMAGED", "{0} damaged"});
+    add(PictureHealth::Mended, {"COUNT_MENDED", "{0} mended"});
+    add(PictureHealth::Unknown, {"COUNT_UNKNOWN", "{0} unknown"});
     const auto uneven = std::ranges::count(report.pictures, true, &store::CheckedPicture::readUneven);
-    text += report.table.good ? "" : "; the picture table is damaged";
+    if (!report.table.good)
+        text =
+            Joined(std::move(text), kSemicolon, Phrase("TABLE_IS_DAMAGED", "the picture table is damaged"));
     if (uneven > 0 || report.table.readUneven)
-        text += "; two reads differed: check the cable";
-    const std::string warning = store::LinkWarning();
-    return warning.empty() ? text : text + "; " + warning;
+        text = Joined(std::move(text), kSemicolon,
+                      Phrase("READS_DIFFERED", "two reads differed: check the cable"));
+    return Joined(std::move(text), kSemicolon, store::LinkWarning());
 }
 
 QString LinesOf(const CheckReport& report) {
     QStringList lines;
     if (!report.table.good)
-        lines += QString::fromStdString("Picture table: " + report.table.reason);
+        lines += Localized(About(Phrase("PICTURE_TABLE", "Picture table"), report.table.reason));
     for (const store::CheckedPicture& picture : report.pictures) {
         if (picture.health != PictureHealth::Damaged)
             continue;
@@ -54,7 +57,7 @@ QString LinesOf(const CheckReport& report) {
             lines += QStringLiteral("…");
             break;
         }
-        lines += QString::fromStdString(std::to_string(picture.position) + ": " + Printable(picture.reason));
+        lines += Localized(About(picture.position, picture.reason));
     }
     return lines.join(QLatin1Char('\n'));
 }
@@ -86,7 +89,7 @@ void MainWindow::CheckPictures() {
             ShowNote("CHECK_FAILED_TIPS", "The pictures could not be checked", report->error().message);
         else if ((*report)->stopped)
             ShowNote("CHECK_FAILED_TIPS", "The pictures could not be checked",
-                     "stopped: " + CountsOf(**report));
+                     About(picture::kStopped, CountsOf(**report)));
         else
             TakeCheck(**report, CanMend(**report));
     };

@@ -15,6 +15,7 @@
 #include "app/list/preview.h"
 #include "app/parts/detail_label.h"
 #include "app/parts/texts.h"
+#include "app/shell/spoken_note.h"
 #include "picture/picture_state.h"
 #include "store/local_files.h"
 #include "store/picture_count_text.h"
@@ -112,16 +113,27 @@ QList<ListedPicture> TakePictures(int count) {
     QList<ListedPicture> pictures;
     const store::FileDataHead* list = store::Store().gmyPictureData.get();
     const store::FileData* record = list != nullptr ? list->sentinel->next : nullptr;
-    for (int i = 0; i < count && record != nullptr; ++i, record = record->next)
-        pictures.append({QString::fromStdString(record->fileName),
-                         store::BitmapPath(store::BitmapName(record->fileName)), record->inFrame == 1,
-                         QString::fromStdString(record->whyNoBitmap), OriginOf(*record)});
+    const store::FrameGeometry& geometry = store::Store().geometry;
+    for (int i = 0; i < count && record != nullptr; ++i, record = record->next) {
+        const auto hash = record->streamHash.value_or(Digest{});
+        pictures.append({.name = QString::fromStdString(record->fileName),
+                         .hash = QByteArray(reinterpret_cast<const char*>(hash.data()),
+                                            static_cast<qsizetype>(hash.size())),
+                         .stream = store::StreamPath(record->fileName),
+                         .bitmap = store::BitmapPath(store::BitmapName(record->fileName)),
+                         .pixels = QSize(geometry.lcdWidth, geometry.lcdHeight),
+                         .bytes = record->picSize,
+                         .inFrame = record->inFrame == 1,
+                         .whyNoPicture = Localized(record->whyNoBitmap),
+                         .origin = OriginOf(*record)});
+    }
     return pictures;
 }
 
 }  // namespace
 
-ControlPanel::ControlPanel(QMainWindow& window) : QObject(&window), m_window(window) {
+ControlPanel::ControlPanel(QMainWindow& window)
+    : QObject(&window), m_window(window), m_spoken(new SpokenNote(&window)) {
     connect(&m_silenceWatch, &QTimer::timeout, this, &ControlPanel::ShowSilence);
     m_silenceWatch.start(std::chrono::seconds(1));
     m_moment.setSingleShot(true);
@@ -137,6 +149,7 @@ void ControlPanel::InitViewLanguage() {
         SetControlText(row.id, Localized(row.key, row.defaultText));
     SetHeadings();
     SetAccessibleNames();
+    ShowNotes();
     ShowRoom();
 }
 
@@ -153,6 +166,8 @@ void ControlPanel::SetControlText(ControlId id, const QString& text) {
 void ControlPanel::SetHeadings() {
     if (auto* stop = m_window.findChild<QAbstractButton*>(QLatin1String(kStopButton)))
         stop->setText(Localized("CANCLE_BUTTON", "Cancel"));
+    if (auto* report = m_window.findChild<QAbstractButton*>(QLatin1String(kBatchReportButton)))
+        report->setText(Localized("BATCH_SHOW", "Show…"));
     SetHeading(m_window, "browserHeading", Localized("BROWSER_HEADING", "This computer"));
     SetHeading(m_window, "editHeading", Localized("EDIT_HEADING", "Picture"));
     SetHeading(m_window, "frameHeading", Localized("FRAME_HEADING", "On the frame"));
@@ -208,9 +223,8 @@ ControlPanel::Said& ControlPanel::SaidOf(NoteOf subject) {
     return *said;
 }
 
-void ControlPanel::SetNotes(std::string_view text) {
-    Post([this, subject = Subject(),
-          note = QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()))] {
+void ControlPanel::SetNotes(const Phrase& note) {
+    Post([this, subject = Subject(), note] {
         if (subject == NoteOf::Work)
             ForgetNotes(NoteOf::Work);
         SaidOf(subject) = {note, {}};
@@ -220,9 +234,8 @@ void ControlPanel::SetNotes(std::string_view text) {
     });
 }
 
-void ControlPanel::SetNoteDetail(std::string_view text) {
-    Post([this, subject = Subject(),
-          detail = QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()))] {
+void ControlPanel::SetNoteDetail(const Phrase& detail) {
+    Post([this, subject = Subject(), detail] {
         SaidOf(subject).detail = detail;
         ShowNotes();
     });
@@ -235,27 +248,15 @@ void ControlPanel::ForgetNotes(NoteOf subject) {
     ShowNotes();
 }
 
-void ControlPanel::TranslateNote(std::function<QString(const QString&)> translate) {
-    // Behind the notes that are on their way.
-    Post([this, translate = std::move(translate)] {
-        const auto put = [&](Said& said) { said = {translate(said.note), translate(said.detail)}; };
-        put(m_said);
-        if (m_ofPicture)
-            put(*m_ofPicture);
-        if (m_ofMoment)
-            put(*m_ofMoment);
-        ShowNotes();
-    });
-}
-
 void ControlPanel::ShowNotes() {
     const Said& said = m_ofMoment ? *m_ofMoment : m_ofPicture ? *m_ofPicture : m_said;
     if (auto* label = FindControlAs<QLabel>(&m_window, kNotesID)) {
-        label->setText(said.note);
-        label->setAccessibleName(said.note);
+        label->setText(QString::fromStdString(text::FitForControl(text::Localized(said.note))));
+        label->setAccessibleName(label->text());
     }
     if (auto* detail = m_window.findChild<DetailLabel*>(QLatin1String(kNoteDetail)))
-        detail->SetDetail(said.detail);
+        detail->SetDetail(Localized(said.detail));
+    m_spoken->Say(Localized(Joined(said.note, kColon, said.detail)));
     emit NoteShown();
 }
 
@@ -365,8 +366,7 @@ void ControlPanel::ShowRoom() {
     if (m_room)
         text = Localized("ROOM_FOR", "Room for more") + QStringLiteral(": %1").arg(*m_room);
     if (m_room && m_quality > 0)
-        text += QStringLiteral(" (%1)").arg(
-            LocalizedWith("ROOM_QUALITY", "quality {}", QString::number(m_quality)));
+        text += QStringLiteral(" (%1)").arg(Localized(Phrase("ROOM_QUALITY", "quality {}", m_quality)));
     label->SetDetail(text);
 }
 

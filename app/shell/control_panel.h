@@ -23,6 +23,8 @@ class QProgressBar;
 
 namespace lumato::app {
 
+class SpokenNote;
+
 // What a note is about. It goes when that is over, and what was said before is said again.
 enum class NoteOf {
     Work,     // what the window does or has done
@@ -58,12 +60,9 @@ class ControlPanel : public QObject, public store::StatusPort {
     // The selected picture is another one; `NoteOf::Work`: so is the work.
     void ForgetNotes(NoteOf subject);
 
-    // Has the notes and their details put into other words.
-    void TranslateNote(std::function<QString(const QString&)> translate);
-
     // ---- status port
-    void SetNotes(std::string_view text) override;
-    void SetNoteDetail(std::string_view text) override;
+    void SetNotes(const Phrase& note) override;
+    void SetNoteDetail(const Phrase& detail) override;
     void SetDownLoadPrcess(int percent) override;
     void SetProgress(const store::Progress& progress) override;
     void UpdateInfo() override;
@@ -90,7 +89,7 @@ class ControlPanel : public QObject, public store::StatusPort {
   private:
     void Post(std::function<void()> call);
     struct Said {
-        QString note, detail;
+        Phrase note, detail;
     };
     [[nodiscard]] NoteOf Subject() const;
     [[nodiscard]] Said& SaidOf(NoteOf subject);
@@ -105,6 +104,7 @@ class ControlPanel : public QObject, public store::StatusPort {
     void SetAccessibleNames();
 
     QMainWindow& m_window;
+    SpokenNote* m_spoken;
     MainThreadCalls m_calls;
     QTimer m_silenceWatch;
     bool m_silent = false;  // the bar says that the frame is

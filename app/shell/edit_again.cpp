@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "app/parts/app_state.h"
+#include "app/parts/mnemonics.h"
 #include "app/parts/texts.h"
 #include "app/shell/main_window.h"
 #include "base/printable.h"
@@ -27,8 +28,9 @@ void MainWindow::EditAgain() {
     const picture::Original original = made != nullptr ? picture::StateOf(*made) : picture::Original::Missing;
     if (original == picture::Original::Missing) {
         ShowNote("EDIT_AGAIN_FAILED_TIPS", "This picture cannot be edited again",
-                 made == nullptr ? "this computer does not know its photograph"
-                                 : Printable(made->source.string()) + " is not there, or cannot be read");
+                 made == nullptr ? Phrase("PHOTOGRAPH_UNKNOWN", "this computer does not know its photograph")
+                                 : Phrase("PHOTOGRAPH_MISSING", "{0} is not there, or cannot be read",
+                                          Printable(made->source.string())));
         return;
     }
     EndEditAgain();
@@ -49,8 +51,9 @@ void MainWindow::TakeEditAgain(const Path& file, bool selected) {
     ShowReplacing();
     store::ShowNote({"REPLACES_TIPS", "Replaces picture"}, PositionEditedAgain());
     if (m_again->changed)
-        m_panel->SetNoteDetail(Printable(file.filename().string()) +
-                               " has another size or date than when the picture was made from it");
+        m_panel->SetNoteDetail(Phrase("PHOTOGRAPH_CHANGED",
+                                      "{0} has another size or date than when the picture was made from it",
+                                      Printable(file.filename().string())));
 }
 
 // 0: none is, or it has left the list.
@@ -67,8 +70,9 @@ void MainWindow::EndEditAgain() {
 
 void MainWindow::ShowReplacing() {
     const bool replaces = IsEditingAgain();
-    FindControlAs<QPushButton>(this, kAddButtonID)
-        ->setText(replaces ? Localized("REPLACE_BUTTON", "Replace") : Localized("Add", "Add"));
+    auto* add = FindControlAs<QPushButton>(this, kAddButtonID);
+    const QString text = replaces ? Localized("REPLACE_BUTTON", "Replace") : Localized("Add", "Add");
+    add->setText(WithLetterOf(text, add->text()));
     if (MainThreadOwns())
         m_stopAction->setEnabled(replaces);
 }
@@ -85,7 +89,7 @@ void MainWindow::OfferRoom(const std::vector<picture::Lowered>& plan, std::vecto
     box->setAttribute(Qt::WA_DeleteOnClose);
     box->setTextFormat(Qt::PlainText);
     box->setInformativeText(
-        QString::fromStdString(Printable(files.front().filename().string()) + ": " + picture::TextOf(plan)));
+        Localized(About(Printable(files.front().filename().string()), picture::TextOf(plan))));
     QPushButton* make = box->addButton(Localized("MAKE_ROOM_BUTTON", "Make Room"), QMessageBox::AcceptRole);
     connect(make, &QPushButton::clicked, this,
             [this, files = std::move(files), pose] { AddFiles(files, pose, picture::Room::Make); });

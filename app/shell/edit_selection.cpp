@@ -5,6 +5,7 @@
 #include "app/parts/app_state.h"
 #include "app/parts/texts.h"
 #include "app/shell/main_window.h"
+#include "base/printable.h"
 #include "device/comm_usb.h"
 #include "picture/messages.h"
 #include "picture/picture_state.h"
@@ -52,6 +53,21 @@ void MainWindow::SelectFile(const Path& file) {
     m_loader.Load({kNoItem, file});
 }
 
+// What is dropped onto the edit view: one file is to be edited, everything else to be added. Whether it is a
+// folder its disk knows, which may take its time.
+void MainWindow::TakeDrop(const std::vector<Path>& files) {
+    if (files.size() != 1) {
+        AddFiles(files);
+        return;
+    }
+    m_looks.Clear();
+    m_looks.Start([this, file = files.front()]() -> LooseThreads::Outcome {
+        std::error_code ignored;
+        const bool isFolder = std::filesystem::is_directory(file, ignored);
+        return [this, file, isFolder] { isFolder ? AddFiles({file}) : SelectFile(file); };
+    });
+}
+
 void MainWindow::TakeLoaded(LoadedPicture loaded) {
     if (!MainThreadOwns()) {
         m_waiting = std::move(loaded);
@@ -61,7 +77,7 @@ void MainWindow::TakeLoaded(LoadedPicture loaded) {
         return;
     m_panel->ForgetNotes(NoteOf::Picture);
     const ControlPanel::NotesAbout about(*m_panel, NoteOf::Picture);
-    const std::string whyNot = loaded.picture ? std::string() : Described(loaded.picture.error());
+    const Phrase whyNot = loaded.picture ? Phrase() : loaded.picture.error().message;
     const bool selected = picture::SelectImported(loaded.file, std::move(loaded.picture)).has_value();
     TakeEditAgain(loaded.file, selected);
     if (tagFILEITEM* item = m_browser->Items().Find(loaded.item);
@@ -71,7 +87,7 @@ void MainWindow::TakeLoaded(LoadedPicture loaded) {
             m_browser->G_CurSelItem = loaded.item;
         } else {
             item->pictureCandidate = 0;
-            item->whyNot = ShownName(loaded.file).toStdString() + ": " + whyNot;
+            item->whyNot = About(Printable(loaded.file.filename().string()), whyNot);
         }
     }
     if (std::exchange(m_addNext, false) && selected)
@@ -89,19 +105,6 @@ void MainWindow::SelectNextPicture() {
             candidates.push_back({item->first, item->second.spec});
     }
     m_loader.LoadFirstPicture(std::move(candidates));
-}
-
-// While a task owns the store, the list's own selection is kept for its end.
-void MainWindow::SelPicInList(int item) {
-    if (!IsReady())
-        return;
-    store::StoreState& store = store::Store();
-    const QList<ListedPicture>& pictures = m_list->Model().Pictures();
-    if (item < 1 || item > pictures.size() || item > store.gmyTotalePictureNum)
-        return;
-    store.gmyCurrentSelectItem = item;
-    m_panel->UpdateInfo();
-    m_preview->ShowFile(pictures[item - 1].bitmap, pictures[item - 1].name);
 }
 
 void MainWindow::TakeFrameChange() {
@@ -164,12 +167,9 @@ void MainWindow::ShowNoFrameNotice(bool show) {
 }
 
 void MainWindow::ShowWhatToDo() {
-    const QString hint =
-        Localized("CONNECT_HINT", "Connect your photo frame, or attach a virtual one from the Frame menu");
-    m_noFrame->SetText(hint);
     ShowNoFrameNotice(true);
     store::ShowNote(store::kDeviceNotOnline);
-    m_panel->SetNoteDetail(hint.toStdString());
+    m_panel->SetNoteDetail(kConnectHint);
 }
 
 }  // namespace lumato::app

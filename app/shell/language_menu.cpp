@@ -4,7 +4,7 @@
 
 namespace lumato::app {
 
-LanguageMenu::LanguageMenu(QMenu* menu, LanguageFile file, std::function<void(const QString&)> changed,
+LanguageMenu::LanguageMenu(QMenu* menu, LanguageFile file, std::function<void()> changed,
                            std::function<void(const Error&)> failed)
     : QObject(menu),
       m_file(std::move(file)),
@@ -24,11 +24,10 @@ LanguageMenu::LanguageMenu(QMenu* menu, LanguageFile file, std::function<void(co
 }
 
 void LanguageMenu::Choose(const QString& language) {
-    const QString before = LanguageFile::Chosen();
     const Result<void> chosen = m_file.Choose(language);
     ShowChosen();
     if (chosen)
-        m_changed(before);
+        m_changed();
     else
         m_failed(chosen.error());
 }

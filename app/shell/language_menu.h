@@ -15,9 +15,8 @@ class LanguageMenu : public QObject {
     Q_OBJECT
 
   public:
-    // `changed` is called with the language before once another one is chosen, `failed` with the reason when
-    // that cannot be kept.
-    LanguageMenu(QMenu* menu, LanguageFile file, std::function<void(const QString&)> changed,
+    // `changed` is called once another one is chosen, `failed` with the reason when that cannot be kept.
+    LanguageMenu(QMenu* menu, LanguageFile file, std::function<void()> changed,
                  std::function<void(const Error&)> failed);
 
   private:
@@ -25,7 +24,7 @@ class LanguageMenu : public QObject {
     void ShowChosen();
 
     LanguageFile m_file;
-    std::function<void(const QString&)> m_changed;
+    std::function<void()> m_changed;
     std::function<void(const Error&)> m_failed;
     QActionGroup* m_group;
 };

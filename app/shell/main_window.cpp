@@ -6,11 +6,12 @@
 #include <QLabel>
 #include <QPushButton>
 #include <QScreen>
+#include <QShortcut>
 #include <QSplitter>
-#include <QUrl>
 #include <utility>
 
 #include "app/parts/app_state.h"
+#include "app/parts/mnemonics.h"
 #include "app/parts/qt_texts.h"
 #include "app/parts/t_application.h"
 #include "app/parts/t_nib.h"
@@ -84,36 +85,24 @@ void MainWindow::ConnectControls() {
             [this](const Path& folder) { m_settings.SetFolder(kBrowserFolderSetting, folder); });
     connect(findChild<QPushButton*>(QLatin1String(kStopButton)), &QAbstractButton::clicked, this,
             &MainWindow::StopWork);
-    connect(m_list, &PictureList::ItemMoved, this, &MainWindow::MovePicture);
-    connect(m_list, &PictureList::activated, this, &MainWindow::EditAgain);
-    connect(m_list, &PictureList::ItemSelected, this, &MainWindow::SelPicInList);
-    const auto pathsOf = [](const QList<QUrl>& urls) {
-        std::vector<Path> files;
-        for (const QUrl& url : urls) {
-            if (url.isLocalFile())
-                files.push_back(PathOf(url.toLocalFile()));
-        }
-        return files;
-    };
+    ConnectList();
     connect(m_list, &PictureList::FilesDropped, this,
-            [this, pathsOf](const QList<QUrl>& urls) { AddFiles(pathsOf(urls)); });
-    connect(FindControlAs<EditView>(this, myHIViewID), &EditView::FilesDropped, this,
-            [this, pathsOf](const QList<QUrl>& urls) {
-                const std::vector<Path> files = pathsOf(urls);
-                if (files.size() == 1)
-                    SelectFile(files.front());
-                else
-                    AddFiles(files);
-            });
+            [this](const std::vector<Path>& files) { AddFiles(files); });
+    connect(FindControlAs<EditView>(this, myHIViewID), &EditView::FilesDropped, this, &MainWindow::TakeDrop);
 }
 
 void MainWindow::ConnectLink() {
+    auto* report = findChild<QPushButton*>(QLatin1String(kBatchReportButton));
+    connect(report, &QAbstractButton::clicked, this, &MainWindow::ShowBatchReport);
+    // It goes with its note.
+    connect(m_panel, &ControlPanel::NoteShown, report,
+            [this, report] { report->setVisible(m_leftOut && m_panel->Note() == m_leftOutNote); });
     connect(m_panel, &ControlPanel::RefreshPosted, this, &MainWindow::InvalidWindow);
     connect(m_panel, &ControlPanel::ProgressShown, &m_desktop, &Desktop::ShowProgress);
     connect(m_panel, &ControlPanel::RedrawPosted, this, [this] {
         m_editPanel->RedrawEditView();
         if (MainThreadOwns() && store::Store().gmyCurrentSelectItem == 0)
-            m_preview->Clear();
+            m_preview->ForgetListed();
     });
     connect(&m_link, &FrameLink::FrameChanged, this, &MainWindow::TakeFrameChange);
     connect(&m_link, &FrameLink::OnlineEnded, this, &MainWindow::TakeOnlineEnd);
@@ -137,13 +126,15 @@ void MainWindow::MakeMenus() {
     m_frameMenu = new FrameMenu(frame, *m_menus, m_link, m_settings, m_options.pace, this);
     QMenu* language = m_menus->AddMenu("MENU_LANGUAGE", "Language");
     new LanguageMenu(
-        language, LanguageFile(m_options.home / "Language.ini"),
-        [this](const QString& before) { ShowLanguage(before); },
-        [this](const Error& error) { ShowMessage(windowTitle(), QString::fromStdString(error.message)); });
+        language, LanguageFile(m_options.home / "Language.ini"), [this] { InitViewLanguage(); },
+        [this](const Error& error) { ShowMessage(windowTitle(), Localized(error.message)); });
     QMenu* help = m_menus->AddMenu("MENU_HELP", "Help");
     m_menus->AddAction(help, "HELP_SHORTCUTS", "Keyboard Shortcuts", QKeySequence("Ctrl+?"), false,
                        [this] { ShowShortcuts(); });
     m_menus->AddAction(help, "HELP_ABOUT", "About Lumato", {}, false, [this] { ShowAbout(); });
+    const auto* openMenu = new QShortcut(QKeySequence(Qt::Key_F10), this);
+    connect(openMenu, &QShortcut::activated, this,
+            [this] { menuBar()->setActiveAction(menuBar()->actions().front()); });
 }
 
 void MainWindow::MakePictureMenu(QMenu* menu) {
@@ -152,7 +143,7 @@ void MainWindow::MakePictureMenu(QMenu* menu) {
         return m_menus->AddAction(menu, key, text, shortcut, panel, std::move(run));
     };
     add("Add", "Add", QKeySequence("Ctrl+Return"), true, [this] { MyAddButtonHandler(); });
-    QAction* remove = add("Delete", "Delete", QKeySequence::Delete, true, [this] { MyDelButtonHandler(); });
+    QAction* remove = add("Delete", "Delete", QKeySequence::Delete, true, [this] { DeleteSelected(); });
     // In a number's box the key deletes a digit.
     remove->setShortcutContext(Qt::WidgetShortcut);
     m_list->addAction(remove);
@@ -160,13 +151,9 @@ void MainWindow::MakePictureMenu(QMenu* menu) {
     m_list->setContextMenuPolicy(Qt::ActionsContextMenu);
     add("Save_All", "Save ALL", QKeySequence::Save, true, [this] { MyUpLoadButtonHandler(); });
     MakeUndoEntries(menu);
-    const auto move = [this](int by) {
-        const int from = store::Store().gmyCurrentSelectItem;
-        if (IsReady() && from != 0)
-            MovePicture(from, from + by);
-    };
-    add("MOVE_UP", "Move Up", QKeySequence("Alt+Up"), true, [move] { move(-1); });
-    add("MOVE_DOWN", "Move Down", QKeySequence("Alt+Down"), true, [move] { move(1); });
+    add("MOVE_UP", "Move Up", QKeySequence("Alt+Up"), true, [this] { MoveSelected(-1); });
+    add("MOVE_DOWN", "Move Down", QKeySequence("Alt+Down"), true, [this] { MoveSelected(1); });
+    add("PREVIEW_OPEN", "Preview at Frame Size", QKeySequence("F8"), false, [this] { ShowPreviewWindow(); });
     menu->addSeparator();
     add("TURN_LEFT", "Rotate Left", QKeySequence("Ctrl+L"), true, [this] { m_editPanel->TurnBy(-90); });
     add("TURN_RIGHT", "Rotate Right", QKeySequence("Ctrl+R"), true, [this] { m_editPanel->TurnBy(90); });
@@ -182,18 +169,14 @@ void MainWindow::InitViewLanguage() {
     FollowLanguage(LanguageFile::Chosen());
     m_panel->InitViewLanguage();
     ShowReplacing();
-    m_menus->ShowTexts();
+    const QString lettersOfMenus = m_menus->ShowTexts();
     ShowUndo();
     m_frameMenu->ShowTexts();
     m_browser->ShowTexts();
-}
-
-// The note stays what it is, in other words; its detail too, where it is one of ours.
-void MainWindow::ShowLanguage(const QString& before) {
-    InitViewLanguage();
-    m_panel->TranslateNote([this, before](const QString& text) {
-        return LanguageFile(m_options.home / "Language.ini").Translated(text, before);
-    });
+    m_noFrame->SetText(Localized(kConnectHint));
+    if (MainThreadOwns())  // what is said of each picture
+        m_panel->ShowPictureList(store::Store().gmyTotalePictureNum, store::Store().gmyCurrentSelectItem);
+    GiveLetters(*this, lettersOfMenus);
 }
 
 void MainWindow::Restore() {
@@ -239,8 +222,7 @@ void MainWindow::TakeEnd() {
     m_panel->SetDownLoadPrcess(0);
     m_link.ShowLoading(m_loader.IsLoading());
     if (IsReady()) {
-        if (const int selected = m_list->CurrentItem(); selected != store::Store().gmyCurrentSelectItem)
-            SelPicInList(selected);
+        ShowListed(m_list->CurrentItem(), false);
         m_panel->ShowPictureList(store::Store().gmyTotalePictureNum, store::Store().gmyCurrentSelectItem);
     }
     ShowPrice();
@@ -249,6 +231,7 @@ void MainWindow::TakeEnd() {
         TakeLoaded(std::move(*waiting));
     m_addNext = m_addNext && m_loader.IsLoading();
     TakeUpFiles();
+    EndMove();
 }
 
 }  // namespace lumato::app

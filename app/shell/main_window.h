@@ -1,9 +1,10 @@
 // The main window: its controls come from the interface description "main", its handlers stand here.
 //
 // Main thread only. main_window.cpp puts it together, window_states.cpp says what each state shows,
-// edit_selection.cpp brings pictures into the edit view, button_handlers.cpp has the buttons, edit_again.cpp
-// what is edited once more, undo_handlers.cpp the steps back and forth, check_handlers.cpp the check of what
-// is on the frame, backup_handlers.cpp the frame in one file, quit_application.cpp the way out.
+// edit_selection.cpp brings pictures into the edit view, button_handlers.cpp has the buttons,
+// list_handlers.cpp the list and the preview, edit_again.cpp what is edited once more, undo_handlers.cpp the
+// steps back and forth, check_handlers.cpp the check of what is on the frame, backup_handlers.cpp the frame
+// in one file, quit_application.cpp the way out.
 #pragma once
 
 #include <QElapsedTimer>
@@ -20,8 +21,9 @@
 #include "app/frame/frame_link.h"
 #include "app/frame/frame_menu.h"
 #include "app/list/picture_list.h"
-#include "app/list/preview.h"
+#include "app/list/preview_window.h"
 #include "app/parts/app_state.h"
+#include "app/parts/loose_threads.h"
 #include "app/parts/main_thread_calls.h"
 #include "app/parts/menu_builder.h"
 #include "app/parts/settings.h"
@@ -50,6 +52,10 @@ struct WindowOptions {
     std::vector<Path> files;  // taken up once a frame is online: one to edit, several to add
 };
 
+// While there is no frame.
+inline constexpr Words kConnectHint{"CONNECT_HINT",
+                                    "Connect your photo frame, or attach a virtual one from the Frame menu"};
+
 class MainWindow : public QMainWindow {
     Q_OBJECT
 
@@ -67,8 +73,10 @@ class MainWindow : public QMainWindow {
     void MyUpLoadButtonHandler();
     void Undo();
     void Redo();
-    // Gives the listed picture another place.
-    void MovePicture(int from, int to);
+    // Gives these listed pictures, in their order, the places in front of the one at `before`.
+    void MovePictures(const std::vector<int>& positions, int before);
+    // Takes the selected pictures off the list, or the last one: never all of them for the check box.
+    void DeleteSelected();
     // The selected picture of the list comes into the edit view once more, from its photograph.
     void EditAgain();
     // Asks the download or the batch that runs to end early.
@@ -114,20 +122,28 @@ class MainWindow : public QMainWindow {
     void ShowState();
     void AskWhatWaits();
     void InitViewLanguage();
-    void ShowLanguage(const QString& before);
     void Restore();
     void Remember();
 
     // ---- edit_selection.cpp
     void TakeSelection();
     void TakeLoaded(LoadedPicture loaded);
+    void TakeDrop(const std::vector<Path>& files);
     void SelectNextPicture();
-    void SelPicInList(int item);
     void TakeFrameChange();
     void ForgetFrame();
     void TakeOnlineEnd();
     void TakeEnd();
     void TakeUpFiles();
+
+    // ---- list_handlers.cpp
+    void ConnectList();
+    void ShowPreviewWindow();
+    void MoveSelected(int by);
+    void EndMove();
+    void SelPicInList(int item);
+    void ShowListed(int item, bool touched);
+    void Delete(std::function<void()> work);
     void ShowWhatToDo();
     void ShowNoFrameNotice(bool show);
 
@@ -173,13 +189,15 @@ class MainWindow : public QMainWindow {
     void AddEditPicture();
     void ShowBatchRoom(std::size_t pictures);
     void TakeBatch(const picture::BatchReport& report);
+    void ShowBatchReport();
+    static Phrase PriceOfList();
     void ShowPrice();
     void ShowListChange();
     void Download(std::function<void(bool written)> then = {});
     void TakeDownload();
     void SelectFileLocation();
     void TakeSaving(const store::SaveReport& report);
-    void ShowNote(std::string_view key, std::string_view defaultText, const std::string& detail = {});
+    void ShowNote(const char* key, const char* defaultText, const Phrase& detail = {});
     void ShowShortcuts();
     void ShowAbout();
     void ShowMessage(const QString& title, const QString& text);
@@ -193,6 +211,7 @@ class MainWindow : public QMainWindow {
     ControlPanel* m_panel;
     FrameLink m_link;
     PictureLoader m_loader;
+    LooseThreads m_looks{1};  // at what was dropped
     Desktop m_desktop;
     QElapsedTimer m_downloadTime;
     std::unique_ptr<EditPanel> m_editPanel;
@@ -201,6 +220,7 @@ class MainWindow : public QMainWindow {
     DiskBrowser* m_browser = nullptr;
     PictureList* m_list = nullptr;
     Preview* m_preview = nullptr;
+    PreviewWindow* m_previewWindow = nullptr;  // once it was asked for
     NoFrameNotice* m_noFrame = nullptr;
     QPointer<QMessageBox> m_quitQuestion;
 
@@ -217,6 +237,9 @@ class MainWindow : public QMainWindow {
         bool shown = false;
     };
     std::optional<Again> m_again;
+    std::optional<picture::BatchReport> m_leftOut;  // by the last batch
+    QString m_leftOutNote;                          // with which it can be looked at
+    int m_placesLeft = 0;    // that pictures of the list are to move when the last move has ended
     bool m_addNext = false;  // Add was pressed for a picture that is still on its way
     WindowState m_shownState = WindowState::NoFrame;
     bool m_leaving = false;  // with the end of the download

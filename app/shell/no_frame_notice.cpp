@@ -3,6 +3,8 @@
 #include <QHBoxLayout>
 #include <QVBoxLayout>
 
+#include "app/parts/mnemonics.h"
+
 namespace lumato::app {
 
 NoFrameNotice::NoFrameNotice(QWidget* view, QAction* newFrame, QAction* attachFrame)
@@ -33,7 +35,7 @@ QPushButton* NoFrameNotice::MakeButton(QAction* action) {
     auto* button = new QPushButton(this);
     button->setAutoDefault(false);
     const auto follow = [button, action] {
-        button->setText(action->text());
+        button->setText(WithLetterOf(WithoutLetter(action->text()), button->text()));
         button->setMinimumWidth(button->sizeHint().width() + button->fontMetrics().averageCharWidth() * 3);
         button->setEnabled(action->isEnabled());
     };

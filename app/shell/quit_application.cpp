@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "app/parts/app_state.h"
+#include "app/parts/mnemonics.h"
 #include "app/parts/texts.h"
 #include "app/shell/main_window.h"
 #include "store/store.h"
@@ -56,10 +57,11 @@ void MainWindow::closeEvent(QCloseEvent* event) {
 
 void MainWindow::QuitApplication() {
     if (Transferring()) {
-        const QString note =
-            QuitText("CANNOT_QUIT_TIPS", "Can not quit application,during transfering data!");
+        constexpr const char* kBuiltIn = "Can not quit application,during transfering data!";
         const ControlPanel::NotesAbout about(*m_panel, NoteOf::Moment);
-        m_panel->SetNotes(text::FitForControl(note.toStdString()));
+        m_panel->SetNotes(QuitText("CANNOT_QUIT_TIPS", kBuiltIn) == QLatin1String(kBuiltIn)
+                              ? Phrase(kBuiltIn)
+                              : Phrase("CANNOT_QUIT_TIPS", kBuiltIn));
         return;
     }
     if (m_quitQuestion != nullptr) {
@@ -141,7 +143,7 @@ void MainWindow::ShowShortcuts() {
         const QString keys = entry.action->shortcut().toString(QKeySequence::NativeText);
         if (!keys.isEmpty())
             text += QStringLiteral("<tr><td>%1</td><td>&nbsp;&nbsp;&nbsp;</td><td>%2</td></tr>")
-                        .arg(keys.toHtmlEscaped(), entry.action->text().toHtmlEscaped());
+                        .arg(keys.toHtmlEscaped(), WithoutLetter(entry.action->text()).toHtmlEscaped());
     }
     text +=
         QStringLiteral("<tr><td>←↑→↓</td><td></td><td>%1</td></tr>")
@@ -153,8 +155,8 @@ void MainWindow::ShowShortcuts() {
 
 void MainWindow::ShowAbout() {
     ShowMessage(Localized("HELP_ABOUT", "About Lumato"),
-                LocalizedWith("ABOUT_TEXT", "Lumato {} – the pictures of your photo frame",
-                              QCoreApplication::applicationVersion()));
+                Localized(Phrase("ABOUT_TEXT", "Lumato {} – the pictures of your photo frame",
+                                 QCoreApplication::applicationVersion().toStdString())));
 }
 
 void MainWindow::ShowMessage(const QString& title, const QString& text) {

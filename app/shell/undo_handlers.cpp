@@ -2,6 +2,7 @@
 #include <QAction>
 
 #include "app/parts/app_state.h"
+#include "app/parts/mnemonics.h"
 #include "app/parts/texts.h"
 #include "app/shell/main_window.h"
 
@@ -31,7 +32,8 @@ QString NameOf(const Edit& edit) {
 
 void ShowStep(QAction& action, const QString& verb, const std::optional<Edit>& edit) {
     action.setEnabled(edit.has_value());
-    action.setText(edit ? QStringLiteral("%1: %2").arg(verb, NameOf(*edit)) : verb);
+    const QString text = edit ? QStringLiteral("%1: %2").arg(verb, NameOf(*edit)) : verb;
+    action.setText(WithLetterOf(text, action.text()));
 }
 
 }  // namespace
@@ -53,7 +55,6 @@ void MainWindow::Redo() {
 void MainWindow::StepTo(Result<void> (Edits::*step)()) {
     if (!IsReady())
         return;
-    m_preview->Clear();
     auto stepped = std::make_shared<Result<void>>();
     RunTask(
         WindowState::Changing, [this, stepped, step] { *stepped = (m_edits.*step)(); },

@@ -83,9 +83,10 @@ std::string FileHolders(const Path& target, const Path& procRoot) {
     return text;
 }
 
-std::string InUseBy(const Path& target, const Path& procRoot) {
+Phrase InUseBy(const Path& target, const Path& procRoot) {
     const std::string holders = FileHolders(target, procRoot);
-    return "in use by " + (holders.empty() ? "another program" : holders);
+    return holders.empty() ? Phrase("IN_USE_BY_ANOTHER", "in use by another program")
+                           : Phrase("IN_USE_BY", "in use by {0}", holders);
 }
 
 }  // namespace lumato::platform

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "base/file.h"
+#include "base/phrase.h"
 
 namespace lumato::platform {
 
@@ -15,6 +16,9 @@ namespace lumato::platform {
 [[nodiscard]] std::string FileHolders(const Path& target, const Path& procRoot = "/proc");
 
 // "in use by gwenview (process 4711)", or "in use by another program".
-[[nodiscard]] std::string InUseBy(const Path& target, const Path& procRoot = "/proc");
+[[nodiscard]] Phrase InUseBy(const Path& target, const Path& procRoot = "/proc");
+
+// What then helps; the value is the above.
+inline constexpr Words kCloseAndPlugIn{"CLOSE_AND_PLUG_IN", "{0}; close it and plug the frame in again"};
 
 }  // namespace lumato::platform

@@ -14,14 +14,16 @@ namespace lumato::platform {
 Result<FolderLock> FolderLock::Take(const Path& folder) {
     const int fd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (fd < 0)
-        return Fail(KindOfErrno(errno, false), Printable(folder.string()) + ": " + SystemMessage(errno));
+        return Fail(KindOfErrno(errno, false), About(Printable(folder.string()), SystemMessage(errno)));
     FolderLock lock(fd);
     if (::flock(fd, LOCK_EX | LOCK_NB) == 0)
         return lock;
     if (errno == EWOULDBLOCK)
-        return Fail(ErrorKind::Busy, Printable(folder.string()) +
-                                         ": in use by another Lumato program; close it and try again");
-    return Fail(KindOfErrno(errno, true), Printable(folder.string()) + ": " + SystemMessage(errno));
+        return Fail(
+            ErrorKind::Busy,
+            About(Printable(folder.string()),
+                  Phrase("IN_USE_BY_LUMATO", "in use by another Lumato program; close it and try again")));
+    return Fail(KindOfErrno(errno, true), About(Printable(folder.string()), SystemMessage(errno)));
 }
 
 FolderLock::FolderLock(FolderLock&& other) noexcept : m_fd(std::exchange(other.m_fd, -1)) {}

@@ -59,8 +59,10 @@ Result<void> Unmount(const std::string& device, const Path& root) {
         return done;
     if (::geteuid() == 0)
         return UnmountPlainly(root);
-    return Fail(ErrorKind::Refused, "there is no disk service (udisks2) to unmount it; `sudo umount " +
-                                        Printable(root.string()) + "` does");
+    return Fail(ErrorKind::Refused, Phrase("NO_DISK_SERVICE",
+                                           "there is no disk service (udisks2) to unmount it; `sudo umount "
+                                           "{0}` does",
+                                           Printable(root.string())));
 }
 
 }  // namespace
@@ -86,18 +88,19 @@ std::vector<Volume> MountedVolumes::List() {
 Result<void> MountedVolumes::Eject(const Volume& volume) {
     const std::string name = Printable(volume.name);
     if (!volume.root.has_relative_path() || LiesIn(m_home, volume.root))
-        return Fail(ErrorKind::Refused, name + ": the system itself lives there, it is not unmounted");
+        return Fail(
+            ErrorKind::Refused,
+            About(name, Phrase("SYSTEM_LIVES_THERE", "the system itself lives there, it is not unmounted")));
     const std::vector<Mount> mounts = ReadMounts(m_mountTable);
     const auto mount = std::ranges::find(mounts, volume.root, &Mount::root);
     if (mount == mounts.end())
-        return Fail(ErrorKind::NotFound, name + ": not mounted");
+        return Fail(ErrorKind::NotFound, About(name, Phrase("NOT_MOUNTED", "not mounted")));
     const Result<void> done = m_unmount(mount->source, mount->root);
     if (done)
         return {};
     if (done.error().kind == ErrorKind::Busy)
-        return Fail(ErrorKind::Busy,
-                    name + ": " + InUseBy(volume.root) + "; close it and plug the frame in again");
-    return Fail(done.error().kind, name + ": " + done.error().message);
+        return Fail(ErrorKind::Busy, About(name, Phrase(kCloseAndPlugIn, InUseBy(volume.root))));
+    return Fail(done.error().kind, About(name, done.error().message));
 }
 
 }  // namespace lumato::platform

@@ -42,15 +42,15 @@ tl::unexpected<Error> OpenError(int error, const Path& node) {
         case ENOENT:
         case ENODEV:
         case ENXIO:
-            return Fail(ErrorKind::Gone, name + ": unplugged");
+            return Fail(ErrorKind::Gone, About(name, kUnplugged));
         case EBUSY:
-            return Fail(ErrorKind::Busy,
-                        name + ": " + InUseBy(node) + "; close it and plug the frame in again");
+            return Fail(ErrorKind::Busy, About(name, Phrase(kCloseAndPlugIn, InUseBy(node))));
         case EACCES:
         case EPERM:
-            return Fail(ErrorKind::Refused, name + ": no permission to use the frame");
+            return Fail(ErrorKind::Refused,
+                        About(name, Phrase("NO_PERMISSION", "no permission to use the frame")));
         default:
-            return Fail(ErrorKind::Unreadable, name + ": " + SystemMessage(error));
+            return Fail(ErrorKind::Unreadable, About(name, SystemMessage(error)));
     }
 }
 
@@ -65,7 +65,7 @@ Result<std::unique_ptr<ScsiDevice>> SgDevice::Open(const Path& node, SgAccess ac
     std::unique_ptr<ScsiDevice> device(new SgDevice(fd, node));
     int version = 0;
     if (::ioctl(fd, SG_GET_VERSION_NUM, &version) != 0)
-        return Fail(ErrorKind::Unreadable, node.string() + ": not a SCSI generic device");
+        return Fail(ErrorKind::Unreadable, About(node.string(), "not a SCSI generic device"));
     return device;
 }
 

@@ -138,7 +138,7 @@ Result<Path> MoveAside(const Path& file) {
         if (failed == 0)
             return beside;
     }
-    return Fail(KindOfErrno(failed, true), Printable(file.string()) + ": " + SystemMessage(failed));
+    return Fail(KindOfErrno(failed, true), About(Printable(file.string()), SystemMessage(failed)));
 }
 
 }  // namespace
@@ -150,7 +150,7 @@ Result<Path> MoveToTrash(const Path& file) {
     const Path place = folder / file.filename();
     const std::optional<dev_t> fileSystem = error ? std::nullopt : FileSystemOf(place);
     if (!fileSystem)
-        return Fail(ErrorKind::NotFound, Printable(file.string()) + ": " + SystemMessage(ENOENT));
+        return Fail(ErrorKind::NotFound, About(Printable(file.string()), SystemMessage(ENOENT)));
     const std::optional<Path> moved =
         *fileSystem == FileSystemOfHomeTrash() ? MoveHome(place) : MoveToTop(place, *fileSystem);
     return moved ? Result<Path>(*moved) : MoveAside(place);

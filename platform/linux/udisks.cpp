@@ -52,6 +52,8 @@ bool IsPlain(char c) {
     return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
 }
 
+constexpr const char* kNoSystemBus = "no system bus";
+
 // The service names its objects after device nodes, everything but letters and digits as _xx.
 std::string ObjectOf(std::string_view device) {
     std::string object = "/org/freedesktop/UDisks2/block_devices/";
@@ -72,10 +74,11 @@ Result<void> ResultOf(const sd_bus_error& error, int errorNumber) {
     if (name == "org.freedesktop.UDisks2.Error.DeviceBusy")
         return Fail(ErrorKind::Busy, message);
     if (errorNumber == ETIMEDOUT || name == "org.freedesktop.DBus.Error.NoReply")
-        return Fail(ErrorKind::Refused, "the disk service (udisks2) does not answer");
+        return Fail(ErrorKind::Refused,
+                    Phrase("DISK_SERVICE_SILENT", "the disk service (udisks2) does not answer"));
     // The service is there and knows no such device.
     if (name == "org.freedesktop.DBus.Error.UnknownObject")
-        return Fail(ErrorKind::Gone, "the volume is no longer there");
+        return Fail(ErrorKind::Gone, Phrase("VOLUME_GONE", "the volume is no longer there"));
     if (name.starts_with("org.freedesktop.DBus.Error.ServiceUnknown") ||
         name.starts_with("org.freedesktop.DBus.Error.Spawn") ||
         name == "org.freedesktop.DBus.Error.UnknownMethod")
@@ -88,10 +91,10 @@ Result<void> ResultOf(const sd_bus_error& error, int errorNumber) {
 Result<void> UnmountByService(const std::string& device, std::chrono::milliseconds limit) {
     const SystemdLibrary& systemd = Systemd();
     if (const auto usable = systemd.library.Check(); !usable)
-        return Fail(ErrorKind::NotFound, "no system bus: " + usable.error().message);
+        return Fail(ErrorKind::NotFound, About(kNoSystemBus, usable.error().message));
     sd_bus* opened = nullptr;
     if (const int error = systemd.openSystem(&opened); error < 0)
-        return Fail(ErrorKind::NotFound, "no system bus: " + SystemMessage(-error));
+        return Fail(ErrorKind::NotFound, About(kNoSystemBus, SystemMessage(-error)));
     const std::unique_ptr<sd_bus, BusCloser> bus(opened);
 
     sd_bus_message* raw = nullptr;

@@ -70,7 +70,7 @@ class UsbBus::Service : public BusService {
 
     [[nodiscard]] Result<std::unique_ptr<ScsiDevice>> Open() override {
         if (m_gone)
-            return Fail(ErrorKind::Gone, Name() + ": unplugged");
+            return Fail(ErrorKind::Gone, About(Name(), kUnplugged));
         if (m_asked != nullptr)
             return std::move(m_asked);
         if (!m_mayBeFrame)
@@ -78,13 +78,17 @@ class UsbBus::Service : public BusService {
         if (m_candidate.generic.empty())
             return Fail(
                 ErrorKind::NotFound,
-                "the frame has no /dev/sg node: the kernel module sg is not loaded; `sudo modprobe sg` "
-                "loads it");
+                Phrase("NO_SG_MODULE",
+                       "the frame has no /dev/sg node: the kernel module sg is not loaded; `{0}` loads "
+                       "it",
+                       "sudo modprobe sg"));
         auto opened = SgDevice::Open(m_node, SgAccess::Exclusive);
         m_refused = !opened && opened.error().kind == ErrorKind::Refused;
         if (m_refused)
-            return Fail(ErrorKind::Refused, opened.error().message + "; `" + PermitCommand() +
-                                                "` gives it to this computer's users");
+            return Fail(ErrorKind::Refused,
+                        Joined(opened.error().message, kSemicolon,
+                               Phrase("COMMAND_PERMITS", "`{0}` gives it to this computer's users",
+                                      PermitCommand())));
         return opened;
     }
 
@@ -152,7 +156,8 @@ Result<void> UsbBus::Watch() {
         m_monitor.reset(udev.newMonitor(m_udev.get(), m_udevRuns ? "udev" : "kernel"));
     if (m_monitor == nullptr || udev.filterSubsystem(m_monitor.get(), kSubsystem, nullptr) < 0 ||
         udev.enableReceiving(m_monitor.get()) < 0)
-        return Fail(ErrorKind::Unreadable, "the system does not report which USB devices come and go");
+        return Fail(ErrorKind::Unreadable,
+                    Phrase("NO_USB_REPORTS", "the system does not report which USB devices come and go"));
     return {};
 }
 

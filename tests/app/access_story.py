@@ -21,7 +21,7 @@ LAUNCHER = "/usr/libexec/at-spi-bus-launcher"
 try:
     import gi
     gi.require_version("Atspi", "2.0")
-    from gi.repository import Atspi
+    from gi.repository import Atspi, GLib
 except (ImportError, ValueError):
     # The bindings belong to the system's own interpreter, which need not be the first one.
     if os.path.realpath(sys.executable) != os.path.realpath("/usr/bin/python3") and os.path.exists("/usr/bin/python3"):
@@ -134,6 +134,8 @@ def is_in(node, state):
 def wait(what, condition):
     end = time.monotonic() + PATIENCE
     while time.monotonic() < end:
+        while GLib.MainContext.default().iteration(False):  # events
+            pass
         try:
             found = condition()
             if found:
@@ -163,6 +165,9 @@ def choose_file(window, path, button):
 def story(window, work):
     wait("the note of the start", lambda: window.note() == "Device not online")
     assert not is_in(window.get("push button", "Add"), "ENABLED")
+    spoken = []
+    speaker = Atspi.EventListener.new(lambda event: spoken.append((event.source.get_role_name(), event.source.get_name())))
+    speaker.register("object:state-changed:showing")
     check_names(window)
     window.act("push button", "Attach Virtual Frame…")
     choose_file(window, work / "a.frame", "Open")
@@ -187,6 +192,7 @@ def story(window, work):
          == ["not yet on the frame · one.bmp"])
     window.act("push button", "Download")
     wait("the download", lambda: window.note() == "Download finished")
+    wait("the note spoken", lambda: ("notification", "Download finished: you may unplug the frame now") in spoken)
     wait("the remark's end", lambda: [item.get_description() for item in window.items("On the frame")] == ["one.bmp"])
 
     window.act("push button", "Save All")

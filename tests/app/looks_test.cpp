@@ -1,10 +1,13 @@
 // How the window looks and reads: no text is cut in any language, everything is reached by the Tab key, files
 // are taken where they are dropped.
 #include <QAbstractButton>
+#include <QApplication>
 #include <QComboBox>
 #include <QDragEnterEvent>
 #include <QFile>
+#include <QMenuBar>
 #include <QMimeData>
+#include <QPushButton>
 #include <QSet>
 #include <QSpinBox>
 #include <QStringConverter>
@@ -12,6 +15,7 @@
 
 #include "app/frame/new_frame_dialog.h"
 #include "app/parts/detail_label.h"
+#include "app/parts/file_urls.h"
 #include "picture/picture_state.h"
 #include "tests/app/window_support.h"
 
@@ -75,13 +79,44 @@ class LooksTest : public WindowFixture {
         QTRY_COMPARE_WITH_TIMEOUT(WithoutRoom(window), QString(), kPatience);
     }
 
+    // Each text has a letter to open it, and no two have the same.
+    static void CheckLetters(const QStringList& texts) {
+        QString letters;
+        for (const QString& text : texts) {
+            QVERIFY2(!LetterOf(text).isNull() && !letters.contains(LetterOf(text)), qPrintable(text));
+            letters += LetterOf(text);
+        }
+    }
+    void CheckLettersOf(const QWidget& menu, QStringList texts = {}) {
+        for (const QAction* action : menu.actions()) {
+            if (!action->isSeparator())
+                texts += action->text();
+            if (action->menu() != nullptr)
+                CheckLettersOf(*action->menu());
+        }
+        CheckLetters(texts);
+    }
+    void CheckAllLetters() {
+        QStringList texts;
+        for (const QWidget* widget : m_window->findChildren<QWidget*>()) {
+            if (const auto* button = qobject_cast<const QAbstractButton*>(widget);
+                button != nullptr && !button->text().isEmpty() && button->window() == m_window.get())
+                texts += button->text();
+            if (const auto* label = qobject_cast<const QLabel*>(widget);
+                label != nullptr && label->buddy() != nullptr && label->buddy()->focusPolicy() != Qt::NoFocus)
+                texts += label->text();
+        }
+        QVERIFY(texts.size() > 10);
+        CheckLettersOf(*m_window->menuBar(), texts);
+    }
+
     // A drag from a file manager, to the widget that takes it.
     template <class Target>
     bool Drop(Target& target, const QList<Path>& files) {
         QMimeData data;
         QList<QUrl> urls;
         for (const Path& file : files)
-            urls.append(QUrl::fromLocalFile(FromPath(file)));
+            urls.append(UrlOf(file));
         data.setUrls(urls);
         const QPointF at = QRectF(target.rect()).center();
         QDragEnterEvent enter(at.toPoint(), Qt::CopyAction, &data, Qt::LeftButton, {});
@@ -89,9 +124,10 @@ class LooksTest : public WindowFixture {
         QCoreApplication::sendEvent(&target, &enter);
         if (!enter.isAccepted())
             return false;
-        QDropEvent drop(at, Qt::CopyAction, &data, Qt::LeftButton, {});
+        QDropEvent drop(at, Qt::CopyAction | Qt::MoveAction, &data, Qt::LeftButton, {});
+        drop.setDropAction(Qt::MoveAction);  // then the other program would delete its files
         QCoreApplication::sendEvent(&target, &drop);
-        return drop.isAccepted();
+        return drop.isAccepted() && drop.dropAction() == Qt::CopyAction;
     }
 
   private slots:
@@ -119,6 +155,7 @@ class LooksTest : public WindowFixture {
         QFETCH(QString, language);
         Speak(language);
         CheckRoom(*m_window);
+        CheckAllLetters();
         NewFrameDialog dialog(m_window.get());
         dialog.show();
         QCoreApplication::processEvents();
@@ -144,6 +181,28 @@ class LooksTest : public WindowFixture {
         QVERIFY(left(kColumList) > left(dbControlID1));
         Speak(QStringLiteral("English"));
         QVERIFY(left(kColumList) < left(dbControlID1));
+    }
+
+    // What stands beside a note is put into other words with it, whoever said it; so are the places.
+    void whatIsSaidFollowsTheLanguage() {
+        Attach();
+        m_window->Browser().OpenPath(Pictures());
+        WaitForFolder(Pictures());
+        SelectInBrowser("notes.txt");
+        WaitForNote("Couldn’t read this picture");
+        QCOMPARE(Detail(), QStringLiteral("notes.txt: not a picture in any known format"));
+        Speak(QStringLiteral("French"));
+        QCOMPARE(Detail(), QStringLiteral("notes.txt\u00a0: pas une image dans un format connu"));
+        const FolderColumn& places = *m_window->Browser().findChildren<FolderColumn*>().first();
+        QCOMPARE(places.model()->index(1, 0).data().toString(), QStringLiteral("Dossier personnel"));
+        Speak(QStringLiteral("Chinese"));
+        QCOMPARE(Detail(), QStringLiteral("notes.txt：不是已知格式的图片"));
+        // An entry whose text changes keeps its letter.
+        const QString add = FindControlAs<QPushButton>(m_window.get(), kAddButtonID)->text();
+        QCOMPARE(WithLetterOf(QStringLiteral("替换"), add), QStringLiteral("替换(&A)"));
+        QTest::keyClick(m_window.get(), Qt::Key_F10);
+        QVERIFY(QApplication::activePopupWidget() != nullptr);
+        QTest::keyClick(QApplication::activePopupWidget(), Qt::Key_Escape);
     }
 
     void theTabKeyReachesEverything() {
@@ -211,7 +270,21 @@ class LooksTest : public WindowFixture {
         QTRY_VERIFY_WITH_TIMEOUT(view.ShowsPicture(), kPatience);
         QVERIFY(view.accessibleDescription().startsWith(QStringLiteral("a.png, ")));
         QVERIFY(Drop(*m_window->List().viewport(), {a, b}));
-        QTRY_COMPARE_WITH_TIMEOUT(m_window->List().Model().rowCount(), 2, kPatience);
+        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 2, kPatience);
+        WaitForPanel();
+        // A folder stands for its pictures, or for those of its folders; not every name is a text.
+        const Path folder = m_folder->Get() / "M\xe4rz%";
+        std::filesystem::create_directories(folder / "leer");
+        std::filesystem::create_directories(folder / "\xe4");
+        QVERIFY(Drop(view, {folder}));
+        WaitForNote("There are no pictures in the folder");
+        WaitForPanel();
+        std::filesystem::copy_file(a, folder / "\xe4" / "#\xe4.png");
+        QVERIFY(Drop(view, {folder}));
+        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 3, kPatience);
+        WaitForPanel();
+        QVERIFY(Drop(*m_window->List().viewport(), {folder / "\xe4" / "#\xe4.png"}));
+        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 4, kPatience);
     }
 };
 

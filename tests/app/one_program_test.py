@@ -52,6 +52,28 @@ class OneProgram(Story):
         self.assertIn("in use", self.refused(1, "list").err)
         self.frame, self.home = mine
 
+    def test_what_is_asked_of_the_command_line_needs_no_display(self):
+        blind = {name: value for name, value in self.environment().items() if name not in ("DISPLAY", "WAYLAND_DISPLAY")}
+        rows = [(["--version"], 0, "lumato "), (["--help", "-platform", "xcb"], 0, "--frame"), (["--nothing"], 2, ""),
+                (["--pace", "0"], 2, "")]
+        for arguments, status, said in rows:
+            done = subprocess.run([LUMATO, *arguments], env=dict(blind, QT_QPA_PLATFORM="xcb"), capture_output=True,
+                                  text=True)
+            self.assertEqual((done.returncode, said in done.stdout), (status, True), (arguments, done.stderr))
+
+    def test_the_first_start_speaks_the_desktops_language(self):
+        rows = [({"LANG": "pt_BR.UTF-8"}, "Portuguese"), ({"LANG": "en_US.UTF-8", "LANGUAGE": "eo:zh_TW:de"}, "Chinese"),
+                ({"LANG": "eo.UTF-8"}, "English")]
+        for number, (language, chosen) in enumerate(rows):
+            environment = {name: value for name, value in self.environment().items()
+                           if name != "LANGUAGE" and not name.startswith("LC_")}
+            file = self.path(f"home{number}/Language.ini")
+            window = self.started(subprocess.Popen([LUMATO, "--home", os.path.dirname(file)], stderr=subprocess.DEVNULL,
+                                                   env=dict(environment, **language)))
+            self.wait_until(lambda: os.path.exists(file)
+                            and f"language_1={chosen}\n" in open(file, encoding="utf-16").read(), language)
+            window.kill()
+
     def test_the_window_keeps_others_out_and_its_additions_when_it_is_killed(self):
         first = self.window("--frame", self.frame)
         self.wait_until(lambda: os.path.isdir(self.path("home/data")), "the window does not take the frame")

@@ -138,7 +138,8 @@ class StatesTest : public WindowFixture {
         QCOMPARE(asked(), std::pair(true, false));
         QTest::keyClick(Question(), Qt::Key_Escape);
         QTRY_VERIFY_WITH_TIMEOUT(Question() == nullptr, kPatience);
-        m_window->MovePicture(1, 2);
+        m_window->MovePictures({1}, 3);
+        QTRY_VERIFY_WITH_TIMEOUT(IsReady(), kPatience);
         QCOMPARE(asked(), std::pair(true, true));
         for (QAbstractButton* button : Question()->buttons()) {
             if (button->text().remove(u'&') == QLatin1String("Download First"))

@@ -13,6 +13,7 @@
 #include "app/edit/edit_view.h"
 #include "app/edit/little_arrows.h"
 #include "app/edit/rect_view.h"
+#include "app/parts/mnemonics.h"
 #include "app/parts/texts.h"
 #include "app/shell/main_window.h"
 #include "tests/support/temporary_folder.h"

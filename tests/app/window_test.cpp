@@ -1,8 +1,11 @@
 // The window, driven through its own controls with a virtual frame attached.
+#include <QClipboard>
+#include <QGuiApplication>
 #include <QPushButton>
 #include <QSplitter>
 #include <fstream>
 
+#include "app/list/batch_report_dialog.h"
 #include "app/parts/app_state.h"
 #include "app/parts/detail_label.h"
 #include "picture/picture_state.h"
@@ -88,14 +91,53 @@ class WindowTest : public WindowFixture {
         QTRY_VERIFY_WITH_TIMEOUT(!m_window->Panel().IsEnabled(), kPatience);
         WaitForPanel();
         QTRY_COMPARE_WITH_TIMEOUT(Listed(), 3, kPatience);
-        QTRY_COMPARE_WITH_TIMEOUT(Text(kNotesID), QStringLiteral("Couldn't Process!"),
-                                  kPatience);  // the text file
+        WaitForNote("3 added, 1 refused");  // the text file
+        QTest::mouseClick(m_window->findChild<QPushButton*>(kBatchReportButton), Qt::LeftButton);
+        auto* report = m_window->findChild<BatchReportDialog*>();
+        QVERIFY(report != nullptr);
+        QTest::keyClick(report, Qt::Key_C, Qt::ControlModifier);
+        QVERIFY(QGuiApplication::clipboard()->text().startsWith(QStringLiteral("notes.txt\t")));
+        report->reject();
         QCOMPARE(ShownByTheFrame(), 0U);
         Click(kDownLoadButtonID);
         WaitForPanel();
         QTRY_COMPARE_WITH_TIMEOUT(Text(kNotesID), QStringLiteral("DownLoad Finished!"), kPatience);
         QCOMPARE(ShownByTheFrame(), 3U);
         QTRY_VERIFY_WITH_TIMEOUT(!m_window->HasUnsavedChanges(), kPatience);
+    }
+
+    void notesGoWithTheirCause() {
+        Attach();
+        const QString bad = QStringLiteral("Couldn't Process!");
+        const QString before = Text(kNotesID);
+        for (int time = 0; time < 2; ++time) {  // the second time it is known
+            SelectInBrowser("notes.txt");
+            QTRY_COMPARE_WITH_TIMEOUT(Text(kNotesID), bad, kPatience);
+            QVERIFY(Detail().startsWith(QStringLiteral("notes.txt: ")));
+            Edit("a.png");
+            QTRY_COMPARE_WITH_TIMEOUT(Text(kNotesID), before, kPatience);
+            QVERIFY(Detail().isEmpty());
+        }
+    }
+
+    // Files from elsewhere wait for the end of what runs, all of them; a single one is the one to add then,
+    // whatever is selected in the browser.
+    void filesAreHandedOver() {
+        Attach();
+        SelectInBrowser("b.png");
+        SelectInBrowser("c.png", Qt::ShiftModifier);
+        m_window->ComeForward({Pictures() / "a.png"});
+        QTRY_VERIFY_WITH_TIMEOUT(Find<EditView>(myHIViewID).accessibleDescription().startsWith("a.png"),
+                                 kPatience);
+        Click(kAddButtonID);
+        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 1, kPatience);
+        WaitForPanel();
+        m_window->AddFiles(std::vector<Path>(10, Pictures() / "b.png"));
+        QVERIFY(!MainThreadOwns());
+        m_window->ComeForward({Pictures() / "a.png"});
+        m_window->ComeForward({Pictures() / "c.png"});
+        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 13, kPatience);
+        WaitForPanel();
     }
 
     // By keys and by dragging; what was moved stays selected, and the frame gets the order.
@@ -119,12 +161,22 @@ class WindowTest : public WindowFixture {
         QTest::keyClick(m_window.get(), Qt::Key_Up, Qt::AltModifier);  // it is the first
         QTRY_COMPARE_WITH_TIMEOUT(names(), QStringLiteral("312"), kPatience);
         QTRY_COMPARE_WITH_TIMEOUT(list.currentIndex().row(), 0, kPatience);
-        QVERIFY(m_window->HasUnsavedChanges());
+        QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns() && m_window->HasUnsavedChanges(), kPatience);
         QVERIFY(Detail().startsWith(QStringLiteral("2 blocks")));
-        emit list.ItemMoved(1, 3);
+        // Several at once are one step.
+        QTest::keyClick(&list, Qt::Key_Down, Qt::ShiftModifier);
+        QTest::keyClick(m_window.get(), Qt::Key_Down, Qt::AltModifier);
+        QTRY_COMPARE_WITH_TIMEOUT(names(), QStringLiteral("231"), kPatience);
+        QTRY_COMPARE_WITH_TIMEOUT(list.Selected(), (std::vector<int>{2, 3}), kPatience);
+        QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns(), kPatience);
+        m_window->Undo();
+        QTRY_COMPARE_WITH_TIMEOUT(names(), QStringLiteral("312"), kPatience);
+        QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns(), kPatience);
+        emit list.ItemsMoved({1}, 4);
         QTRY_COMPARE_WITH_TIMEOUT(names(), QStringLiteral("123"), kPatience);
-        QVERIFY(!m_window->HasUnsavedChanges());
-        emit list.ItemMoved(2, 1);
+        QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns() && !m_window->HasUnsavedChanges(), kPatience);
+        emit list.ItemsMoved({2}, 1);
+        QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns() && m_window->HasUnsavedChanges(), kPatience);
         Click(kDownLoadButtonID);
         WaitForNote("DownLoad Finished!");
         WaitForPanel();
@@ -134,11 +186,72 @@ class WindowTest : public WindowFixture {
         QTRY_COMPARE_WITH_TIMEOUT(Listed(), 3, kPatience);
     }
 
+    // Several at once, never all unawares; the neighbour is selected then, and undo is one step.
+    void theSelectedAreDeleted() {
+        Attach();
+        AddAndWait({"a.png", "b.png", "c.png", "a.png"});
+        PictureList& list = m_window->List();
+        const auto select = [&](int row, QItemSelectionModel::SelectionFlags how) {
+            list.selectionModel()->setCurrentIndex(list.model()->index(row, 0), how);
+        };
+        const auto settled = [&](int listed) {
+            return Listed() == listed && MainThreadOwns() && store::Store().gmyTotalePictureNum == listed;
+        };
+        auto& all = Find<QCheckBox>(kDeleteAllCheckBoxID);
+        all.click();
+        list.setFocus();
+        select(1, QItemSelectionModel::ClearAndSelect);
+        select(2, QItemSelectionModel::Select);
+        QTest::keyClick(&list, Qt::Key_Delete);
+        QTRY_VERIFY_WITH_TIMEOUT(settled(2), kPatience);
+        QTRY_COMPARE_WITH_TIMEOUT(list.Selected(), std::vector<int>{2}, kPatience);
+        QTRY_COMPARE_WITH_TIMEOUT(Find<Preview>(myHIPreviewID).Name(), QStringLiteral("Picture4.bmp"),
+                                  kPatience);
+        QVERIFY(!all.isChecked() && !store::Store().gmyDeleteAll);
+        m_window->Undo();
+        QTRY_VERIFY_WITH_TIMEOUT(settled(4), kPatience);
+        QCOMPARE(list.Model().Pictures()[2].name, QStringLiteral("Picture3.bmp"));
+        all.click();
+        Click(kDelButtonID);
+        QTRY_VERIFY_WITH_TIMEOUT(settled(0) && !all.isChecked(), kPatience);
+    }
+
+    // What the frame could not show is not shown here; the large view compares with what was encoded.
+    void thePreviewIsTheStream() {
+        Attach();
+        AddAndWait({"a.png", "b.png"});
+        PictureList& list = m_window->List();
+        const auto& preview = Find<Preview>(myHIPreviewID);
+        list.setCurrentIndex(list.model()->index(0, 0));
+        QTRY_COMPARE_WITH_TIMEOUT(preview.Name(), QStringLiteral("Picture1.bmp"), kPatience);
+        const StreamImage shown = preview.Shown();
+        QVERIFY(shown.unencoded.size() == shown.image.size() && shown.unencoded != shown.image);
+        QTest::keyClick(&Find<Preview>(myHIPreviewID), Qt::Key_Space);
+        auto* window = m_window->findChild<PreviewWindow*>();
+        QVERIFY(window != nullptr && window->isVisible());
+        QTest::keyClick(window, Qt::Key_3);
+        QCOMPARE(window->View().Magnification(), 300);
+        QTest::keyPress(window, Qt::Key_C);
+        QVERIFY(window->View().Shown() == shown.unencoded);
+        QTest::keyRelease(window, Qt::Key_C);
+        QVERIFY(window->View().Shown() == shown.image);
+        std::ofstream(store::StreamPath("Picture2.bmp")) << "no stream";
+        list.setCurrentIndex(list.model()->index(1, 0));
+        QTRY_COMPARE_WITH_TIMEOUT(preview.Name(), QStringLiteral("Picture2.bmp"), kPatience);
+        QVERIFY(preview.Shown().image.isNull());
+        QCOMPARE(preview.Shown().whyNot, QStringLiteral("not a sound frame picture: it ends in its header"));
+        // The picture being fitted is shown once it is touched, and not before.
+        Edit("c.png");
+        QTRY_VERIFY_WITH_TIMEOUT(preview.Name() == QLatin1String("c.png") && preview.Shown().room > 0,
+                                 kPatience);
+        window->close();
+    }
+
     // A bit that the frame has lost is named, and comes back from the photograph.
     void damageIsFoundAndMended() {
         const auto choose = [this](const char* text) {
             for (QAction* action : m_window->findChildren<QAction*>()) {
-                if (action->text() == QString::fromUtf8(text))
+                if (WithoutLetter(action->text()) == QString::fromUtf8(text))
                     action->trigger();
             }
         };

@@ -38,7 +38,7 @@ class FileTest : public testing::Test {
         const std::size_t before = m_folder.CountEntries();
         const auto written = WriteFile(path, kNew, links);
         ASSERT_FALSE(written) << path;
-        EXPECT_EQ(written.error().kind, kind) << written.error().message;
+        EXPECT_EQ(written.error().kind, kind) << written.error().message.English();
         EXPECT_EQ(m_folder.CountEntries(), before) << "a temporary file is left behind";
     }
 };
@@ -91,7 +91,8 @@ TEST_F(FileTest, ReadersSayWhyNot) {
     ASSERT_EQ(::mkfifo(m_path.c_str(), 0600), 0);
     EXPECT_EQ(ReadPlainFile(m_path).error().kind, ErrorKind::Unreadable) << "and is not waited for";
     const auto named = ReadFile(m_folder / "a\nb\x1B[0m");
-    EXPECT_NE(named.error().message.find("a\\nb\\x1B[0m: "), std::string::npos) << named.error().message;
+    EXPECT_NE(named.error().message.English().find("a\\nb\\x1B[0m: "), std::string::npos)
+        << named.error().message.English();
 }
 
 TEST_F(FileTest, PermissionsCountForReadersAndWriters) {

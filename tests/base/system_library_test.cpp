@@ -18,12 +18,12 @@ TEST(SystemLibrary, SaysWhichLibraryOrFunctionIsMissing) {
     EXPECT_TRUE(nothing == nullptr && later == nullptr);
     ASSERT_FALSE(mathematics.Check());
     EXPECT_EQ(mathematics.Check().error().kind, ErrorKind::Unsupported);
-    EXPECT_THAT(mathematics.Check().error().message, HasSubstr("lumato_nothing"));
+    EXPECT_THAT(mathematics.Check().error().message.English(), HasSubstr("lumato_nothing"));
 
     SystemLibrary absent("liblumato-absent.so.1");
     void (*const function)() = absent["lumato_nothing"];
     EXPECT_EQ(function, nullptr);
-    EXPECT_THAT(absent.Check().error().message, HasSubstr("liblumato-absent.so.1"));
+    EXPECT_THAT(absent.Check().error().message.English(), HasSubstr("liblumato-absent.so.1"));
 }
 
 }  // namespace

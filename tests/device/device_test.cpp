@@ -41,7 +41,7 @@ class RecordingPort : public FramePort {
     }
     void ShowLinkError(const Error& error) override {
         m_errors.push_back(error.kind);
-        m_messages.push_back(error.message);
+        m_messages.push_back(error.message.English());
     }
 
     std::atomic<int> m_online{0};

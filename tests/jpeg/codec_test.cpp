@@ -8,6 +8,7 @@
 #include "jpeg/decoder.h"
 #include "jpeg/encoder.h"
 #include "jpeg/stream_format.h"
+#include "jpeg/stream_header.h"
 #include "tests/jpeg/test_picture.h"
 #include "tests/support/temporary_folder.h"
 
@@ -52,6 +53,11 @@ TEST(Codec, QualityIsBoundedIn16Bits) {
     for (const auto& [quality, same] :
          {std::pair{0, 1}, {65536, 1}, {101, 100}, {1000, 100}, {-1, 100}, {65536 + 30, 30}})
         EXPECT_EQ(Encode(picture, quality, 3), Encode(picture, same, 3)) << quality;
+    for (const int mode : {0, 3, 3 | kOmitTables, 3 | kOmitTables | kOmitMcuTable}) {
+        for (int quality = 1; quality <= 100; ++quality)
+            EXPECT_EQ(QualityOf(Encode(picture, quality, mode)), quality) << mode;
+    }
+    EXPECT_FALSE(QualityOf({}));
 }
 
 TEST(Codec, NothingExceedsTheBound) {
@@ -88,7 +94,7 @@ TEST(Codec, HugePicturesAreRefusedBeforeTheyTakeMemory) {
     stream.resize(std::size_t{4096} * 4096 + 1000);
     const auto decoded = DecodeStream(stream, 0, 0);
     ASSERT_FALSE(decoded.has_value());
-    EXPECT_EQ(decoded.error().kind, ErrorKind::TooLarge) << decoded.error().message;
+    EXPECT_EQ(decoded.error().kind, ErrorKind::TooLarge) << decoded.error().message.English();
 }
 
 TEST(Codec, SaysWhyAFileIsNotDecoded) {
@@ -111,8 +117,8 @@ TEST(Codec, SaysWhyAFileIsNotDecoded) {
     JPGEncode decoder;
     for (const auto& row : rows) {
         EXPECT_FALSE(decoder.DecodeMyPicture(row.source.c_str(), row.destination.c_str(), row.width, 8));
-        EXPECT_EQ(decoder.LastError().kind, row.kind) << decoder.LastError().message;
-        EXPECT_NE(decoder.LastError().message.find(row.message), std::string::npos);
+        EXPECT_EQ(decoder.LastError().kind, row.kind) << decoder.LastError().message.English();
+        EXPECT_NE(decoder.LastError().message.English().find(row.message), std::string::npos);
     }
     EXPECT_EQ(folder.CountEntries(), 2U);
 }

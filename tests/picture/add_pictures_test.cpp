@@ -12,6 +12,7 @@
 #include "flash/process_flash.h"
 #include "picture/bitmap_file.h"
 #include "picture/rv512_encoder.h"
+#include "picture/trial.h"
 #include "store/store.h"
 #include "tests/support/recording_status.h"
 #include "tests/support/temporary_folder.h"
@@ -82,13 +83,22 @@ class AddPicturesTest : public testing::Test {
         const std::string name = "Picture" + std::to_string(number) + ".bmp";
         return fs::exists(store::BitmapPath(name)) || fs::exists(store::StreamPath(name));
     }
+    // The preview of the edit picture shows what adding it gives; its quality.
+    int AddAsTried() {
+        const auto tried = TakeTrial(0)->Run();
+        const auto added = AddEditPicture();
+        const auto stream = ReadPlainFile(store::StreamPath(added->name));
+        EXPECT_EQ(std::pair(tried->quality, tried->bytes), std::pair(added->quality, added->bytes));
+        EXPECT_EQ(tried->decoded.pixels, jpeg::DecodeStream(*stream, 0, 0)->pixels);
+        return added->quality;
+    }
     // Nothing of a refused addition stays but its note.
     void ExpectRefused(const Result<AddedPicture>& result, int pictures, const std::string& note,
                        const std::string& detail) {
         ASSERT_FALSE(result);
         EXPECT_EQ(m_status.Notes().back(), note);
         EXPECT_THAT(m_status.Details().back(), HasSubstr(detail));
-        EXPECT_THAT(result.error().cause, HasSubstr(detail));
+        EXPECT_THAT(result.error().cause.English(), HasSubstr(detail));
         EXPECT_EQ(m_store.gmyTotalePictureNum, pictures);
         EXPECT_EQ(m_store.gmyTotalePicture, pictures);
         EXPECT_EQ(m_store.gmyPictureData->count, 0);
@@ -144,14 +154,16 @@ TEST_F(AddPicturesTest, FramesTakeWhatFitsToTheByte) {
     m_frame->Release();
     ExpectRefused(AddEditPicture(), 0, "Device Not Online!", "free on the frame");
     UseSpace(SizeAt(70));
-    EXPECT_EQ(AddEditPicture()->quality, 70);
+    EXPECT_EQ(AddAsTried(), 70);
     EXPECT_EQ(m_status.Notes().back(), "The sequence number:: 1");
     EXPECT_EQ(m_port.advances, 1);
     EXPECT_EQ(store::GetNode(m_store.gmyPictureData.get(), 1)->seqIndex, 1001);
     EXPECT_EQ(m_store.TotolFlashSizeForPic, 0);
     m_store.G_TotalPicNum = m_store.geometry.mostPictures = 2;
     UseSpace(SizeAt(60));
-    EXPECT_EQ(AddEditPicture()->quality, 60) << "the last place takes the last byte";
+    EXPECT_EQ(AddAsTried(), 60) << "the last place takes the last byte";
+    EXPECT_THAT(TakeTrial(0)->plan.whyNot, HasSubstr("at most 2"));
+    EXPECT_EQ(TakeTrial(1)->plan.whyNot, "");
 }
 
 TEST_F(AddPicturesTest, WhatCannotBeWrittenIsNotAdded) {
@@ -181,9 +193,8 @@ TEST_F(AddPicturesTest, TheWindowsBatchStopsAtItsFirstRefusal) {
     EXPECT_EQ(report.refused[1].file, files[3]);
     EXPECT_FALSE(report.refused[1].unreadable);
     EXPECT_EQ(report.notTried, std::vector<Path>{files[4]});
-    EXPECT_EQ(m_status.Notes().back(), "Can't add anymore pictures!");
-    EXPECT_EQ(m_status.Details().back(),
-              "d.bmp: the frame holds at most 2 pictures; 1 picture was not tried");
+    EXPECT_EQ(m_status.Notes().back(), "2 added, 2 refused, 1 not tried");
+    EXPECT_EQ(m_status.Details().back(), "d.bmp: the frame holds at most 2 pictures");
     EXPECT_EQ(m_status.Lists().back().first, 2);
     EXPECT_FALSE(m_status.Panel().back());
     EXPECT_EQ(m_port.redraws, 1);
@@ -191,11 +202,12 @@ TEST_F(AddPicturesTest, TheWindowsBatchStopsAtItsFirstRefusal) {
 }
 
 TEST_F(AddPicturesTest, ABatchNamesWhatIsNoPicture) {
-    ProcessMorePic({MakeText("a.bmp"), MakeText("b\n.bmp"), MakeFile("c.bmp", 64, 64)});
+    ProcessMorePic({MakeText("b\n.bmp"), MakeText("a.bmp"), MakeFile("c.bmp", 64, 64)});
     EXPECT_EQ(m_store.gmyTotalePictureNum, 1);
-    EXPECT_EQ(m_status.Notes().back(), "Couldn't Process!");
-    EXPECT_THAT(m_status.Details().back(),
-                testing::AllOf(HasSubstr("b\\n.bmp: "), HasSubstr("; 1 more could not be read")));
+    EXPECT_EQ(m_status.Notes().back(), "1 added, 2 refused");
+    EXPECT_THAT(m_status.Details().back(), HasSubstr("b\\n.bmp: "));
+    ProcessMorePic({MakeText("a.bmp")});
+    EXPECT_EQ(m_status.Notes().back(), "Couldn't Process!") << "alone";
 }
 
 TEST_F(AddPicturesTest, ComposedFilesShowThePosedArea) {

@@ -153,7 +153,7 @@ TEST_F(BmpImport, OnlyABitmapOfTheSizeAskedForIsEncoded) {
     CRv512Encoder codec;
     for (const auto& row : rows) {
         EXPECT_EQ(codec.EnCode(row.source, stream, row.width, row.height, 90, 4), 0);
-        EXPECT_EQ(codec.LastError().kind, row.kind) << row.source << codec.LastError().message;
+        EXPECT_EQ(codec.LastError().kind, row.kind) << row.source << codec.LastError().message.English();
     }
     EXPECT_EQ(Get(stream), (Bytes{1, 2, 3}));
     EXPECT_FALSE(codec.DeCode(m_folder / "none", m_folder / "b.bmp", 0, 0));

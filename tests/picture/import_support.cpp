@@ -100,7 +100,8 @@ std::string Outcome(const Result<void>& result) {
         return "fine";
     constexpr const char* kNames[] = {"NotFound", "Unreadable", "Unwritable", "Unsupported", "Damaged",
                                       "TooLarge", "Refused",    "Gone",       "Busy"};
-    return std::string(kNames[static_cast<int>(result.error().kind)]) + ": " + result.error().message;
+    return std::string(kNames[static_cast<int>(result.error().kind)]) + ": " +
+           result.error().message.English();
 }
 
 void ExpectQuarters(const BitmapInfo& info, const std::array<Colour, 4>& expected, int tolerance) {

@@ -173,7 +173,7 @@ TEST_F(PictureImport, MissingModuleIsNamed) {
     const auto module = LoadVipsModule({m_folder / "a", m_folder / "b"});
     ASSERT_FALSE(module);
     EXPECT_EQ(module.error().kind, ErrorKind::Unsupported);
-    EXPECT_THAT(module.error().message, HasSubstr("not installed"));
+    EXPECT_THAT(module.error().message.English(), HasSubstr("not installed"));
     Put(m_folder / kVipsModuleName, Bytes{'x'});
     EXPECT_EQ(LoadVipsModule({m_folder / ""}).error().kind, ErrorKind::Unsupported);
 }

@@ -31,7 +31,7 @@ class TrashTest : public testing::Test {
     TrashTest() { ::setenv("XDG_DATA_HOME", (m_folder / "data").c_str(), 1); }
     Path Move(const Path& file) {
         const Result<Path> moved = MoveToTrash(file);
-        EXPECT_TRUE(moved) << moved.error().message;
+        EXPECT_TRUE(moved) << moved.error().message.English();
         EXPECT_FALSE(std::filesystem::exists(file));
         return moved.value_or(Path());
     }

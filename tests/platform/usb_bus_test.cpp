@@ -125,7 +125,7 @@ TEST(UsbBus, AFrameWithoutItsNodeIsExplainedAndAnotherDiskIsNot) {
     ASSERT_TRUE(bus.Start(recorder));
     EXPECT_THAT(recorder.appeared, ElementsAre("3:0:0:0"));
     ASSERT_FALSE(recorder.opened);
-    EXPECT_THAT(recorder.opened.error().message, HasSubstr("modprobe sg"));
+    EXPECT_THAT(recorder.opened.error().message.English(), HasSubstr("modprobe sg"));
 
     bus.DeviceAdded(frame);  // not yet
     std::filesystem::create_directories(frame / "scsi_generic/sg3");

@@ -83,7 +83,7 @@ TEST_F(MountedVolumesTest, ABusyVolumeIsReportedAsSuch) {
     m_answer = Fail(ErrorKind::Busy, "target is busy");
     const Result<void> ejected = Eject("/media/user/MY FRAME");
     EXPECT_EQ(ejected.error().kind, ErrorKind::Busy);
-    EXPECT_THAT(ejected.error().message, HasSubstr("NAME: in use by"));
+    EXPECT_THAT(ejected.error().message.English(), HasSubstr("NAME: in use by"));
 }
 
 TEST(FileHolders, ProgramsAreNamedByOpenFileWorkingFolderAndMapping) {
@@ -206,14 +206,14 @@ TEST_F(UdisksTest, WhatTheServiceSaysIsWhatWeSay) {
     EXPECT_EQ(Unmount("org.freedesktop.UDisks2.Error.DeviceBusy").error().kind, ErrorKind::Busy);
     const Error refused = Unmount("org.freedesktop.UDisks2.Error.NotAuthorizedCanObtain").error();
     EXPECT_EQ(refused.kind, ErrorKind::Refused);
-    EXPECT_THAT(refused.message, HasSubstr("what the service says"));
+    EXPECT_THAT(refused.message.English(), HasSubstr("what the service says"));
 }
 
 TEST_F(UdisksTest, AServiceThatDoesNotAnswerIsNotWaitedForLonger) {
     const auto begin = std::chrono::steady_clock::now();
     const Error silent = Unmount("silent", milliseconds(200)).error();
     EXPECT_EQ(silent.kind, ErrorKind::Refused);
-    EXPECT_THAT(silent.message, HasSubstr("does not answer"));
+    EXPECT_THAT(silent.message.English(), HasSubstr("does not answer"));
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(4));
 }
 
@@ -241,7 +241,7 @@ TEST_F(UdisksTest, TheProgramThatHoldsABusyVolumeIsNamed) {
     const Result<void> ejected = volumes.Eject({.name = "FRAME", .root = root});
     ASSERT_FALSE(ejected);
     EXPECT_EQ(ejected.error().kind, ErrorKind::Busy);
-    EXPECT_THAT(ejected.error().message, HasSubstr("(process " + std::to_string(::getpid()) + ")"));
+    EXPECT_THAT(ejected.error().message.English(), HasSubstr("(process " + std::to_string(::getpid()) + ")"));
 }
 
 }  // namespace

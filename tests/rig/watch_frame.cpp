@@ -44,7 +44,7 @@ class Watcher : public device::FramePort {
         Say(frame->IsThere() ? "failed" : "lost");
     }
     void SetFlashOffline() override { Say("offline"); }
-    void ShowLinkError(const Error& error) override { Say("error " + error.message); }
+    void ShowLinkError(const Error& error) override { Say("error " + error.message.English()); }
 
   private:
     void Say(const std::string& what) {

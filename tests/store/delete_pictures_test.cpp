@@ -42,6 +42,22 @@ TEST_F(DeletePicturesTest, TheSelectedOneGoesOrTheLastOrAll) {
     EXPECT_THAT(m_status.Notes(), IsEmpty()) << "nothing is left";
 }
 
+TEST_F(DeletePicturesTest, SeveralGoAsOneByOne) {
+    DeletePicturesAt({5, 2, 3, 2});
+    EXPECT_THAT(Listed(), ElementsAre(100, 400));
+    EXPECT_THAT(Gaps(), ElementsAre(0, 1));
+    EXPECT_THAT(m_status.Lists(), ElementsAre(std::pair(2, 2))) << "the next one is selected";
+    EXPECT_THAT(m_status.Notes(), ElementsAre("The sequence number: 2"));
+    DeletePicturesAt({1, 3});
+    EXPECT_THAT(m_status.Lists(), IsEmpty()) << "there is no third";
+    const auto together = std::tuple(Store().G_PictureList, Store().TotolFlashSizeForPic);
+    Restart();
+    Connect(TestFlash().Pictures({100, 200, 300, 400, 500}));
+    for (const int position : {5, 3, 2})
+        Delete(position);
+    EXPECT_TRUE(together == std::tuple(Store().G_PictureList, Store().TotolFlashSizeForPic));
+}
+
 TEST_F(DeletePicturesTest, SavingTakesNothingFromAnybody) {
     namespace fs = std::filesystem;
     ::setenv("XDG_DATA_HOME", (Home() / "xdg").c_str(), 1);
@@ -62,8 +78,8 @@ TEST_F(DeletePicturesTest, SavingTakesNothingFromAnybody) {
     EXPECT_EQ(report.saved, 2);
     EXPECT_THAT(report.replaced, ElementsAre(trash / "1.bmp", trash / "4.bmp"));
     ASSERT_EQ(report.failed.size(), 2U);
-    EXPECT_THAT(report.failed[0].message, testing::HasSubstr("DPFPicture3.bmp"));
-    EXPECT_THAT(report.failed[1].message, testing::HasSubstr("3.bmp"));
+    EXPECT_THAT(report.failed[0].message.English(), testing::HasSubstr("DPFPicture3.bmp"));
+    EXPECT_THAT(report.failed[1].message.English(), testing::HasSubstr("3.bmp"));
     EXPECT_EQ(ReadFile(to / "1.bmp"), ReadFile(BitmapPath("DPFPicture2.bmp")));
     EXPECT_EQ(test::TakeBytes(to / "2.bmp"), Bytes()) << "one that is missing has an empty file";
     EXPECT_EQ(test::TakeBytes(to / "3.bmp"), Bytes({'k', 'e', 'p', 't'})) << "made read-only by somebody";

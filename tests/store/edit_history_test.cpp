@@ -66,6 +66,15 @@ class EditHistoryTest : public StoreTest {
 
     int Random(int below) { return static_cast<int>(m_random() % static_cast<unsigned>(below)); }
 
+    std::vector<int> SomeOf(int count) {
+        std::vector<int> positions{1 + Random(count)};
+        for (int position = 1; position <= count; ++position) {
+            if (Random(3) == 0 && position != positions.front())
+                positions.push_back(position);
+        }
+        return positions;
+    }
+
     void EditSomething() {
         const int count = Store().gmyPictureData->count;
         Store().gmyCurrentSelectItem = Random(count + 1);
@@ -78,7 +87,9 @@ class EditHistoryTest : public StoreTest {
                     Add(100 + Random(400), static_cast<unsigned>(m_random()));
             });
         else if (what < 5)
-            m_edits.Do(Edit::Kind::Move, [&] { MovePicture(1 + Random(count), 1 + Random(count)); });
+            m_edits.Do(Edit::Kind::Move, [&] { MovePictures(SomeOf(count), 1 + Random(count + 1)); });
+        else if (what == 5)
+            m_edits.Do(Edit::Kind::Delete, [&] { DeletePicturesAt(SomeOf(count)); });
         else if (what == 8)
             m_edits.Do(Edit::Kind::Replace, [&] {
                 ++Store().gmyTotalePicture;

@@ -62,7 +62,7 @@ TEST_F(WaitingPicturesTest, ComeBackInTheirOrderUnderNamesOfTheirOwn) {
         EXPECT_THAT(Listed(), ElementsAre(1000, 2000, 300, 500));
         EXPECT_THAT(Names(),
                     ElementsAre("DPFPicture1.bmp", "DPFPicture2.bmp", "Picture3.bmp", "Picture4.bmp"));
-        EXPECT_THAT(m_status.Notes(), Contains(kWaitingBack.defaultText));
+        EXPECT_THAT(m_status.Notes(), Contains(kWaitingBack.english));
         EXPECT_EQ(Store().TotolFlashSizeForPic, free - 800);
         EXPECT_EQ(Difference(FlashBytes(), flash.bytes), "");
     }
@@ -127,7 +127,7 @@ TEST_F(WaitingPicturesTest, ADownloadThatFailedGoesOnWithWhatWasAddedAndDeletedS
     TestFlash flash;
     flash.Pictures({1000, 2000, 3000});
     Crash(BreakOff(flash));
-    EXPECT_THAT(m_status.Notes(), Contains(kDownloadBrokenOff.defaultText));
+    EXPECT_THAT(m_status.Notes(), Contains(kDownloadBrokenOff.english));
     std::vector<int> listed = Listed();
     Delete(static_cast<int>(std::find(listed.begin(), listed.end(), 2000) - listed.begin()) + 1);
     Add(60, 12);

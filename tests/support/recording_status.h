@@ -12,8 +12,8 @@ namespace lumato::store {
 
 class RecordingStatus : public StatusPort {
   public:
-    void SetNotes(std::string_view text) override { Record(m_notes, std::string(text)); }
-    void SetNoteDetail(std::string_view text) override { Record(m_details, std::string(text)); }
+    void SetNotes(const Phrase& note) override { Record(m_notes, note.English()); }
+    void SetNoteDetail(const Phrase& detail) override { Record(m_details, detail.English()); }
     void SetDownLoadPrcess(int percent) override { Record(m_progress, percent); }
     void UpdateInfo() override {}
     void SetControlPanlEnable(bool enable) override { Record(m_panel, enable); }

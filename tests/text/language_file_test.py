@@ -1,12 +1,17 @@
 """Judges the built Language.ini by the format alone: whatever the sources hold and make_language_file lets pass.
 
-Usage: language_file_test.py LANGUAGE_INI
+Usage: language_file_test.py LANGUAGE_INI SOURCE_FOLDER
 """
 import pathlib
+import re
 import sys
 import unittest
 
 LANGUAGE_INI = pathlib.Path(sys.argv[1])
+SOURCES = pathlib.Path(sys.argv[2])
+# A key and its built-in English, wherever they stand together: Phrase("KEY", "text {0}"), Words kName{"KEY", "text"}.
+IN_SOURCE = re.compile(r'"([A-Z][A-Z_]+)",\s*((?:"(?:[^"\\]|\\.)*"\s*)+)')
+NO_KEYS = ["KEY", "EOF", "VIPS", "XDG_DATA_HOME", "XDG_STATE_HOME", "MISCOMPARE"]
 # What a file offers must be readable as a list of languages to choose from.
 LANGUAGES = ["English", "German", "French", "Spanish", "Italian", "Portuguese", "Japanese", "Chinese"]
 # Pieces of text that go before ": 12".
@@ -68,6 +73,20 @@ class LanguageFile(unittest.TestCase):
             found = [texts.get(key) for key in KEYS]
             self.assertNotIn(None, found, language)
             self.assertEqual(sorted(set(found)), sorted(found), language)
+
+    def test_every_phrase_of_the_sources(self):
+        english = dict(self.sections["English"])
+        seen = set()
+        for room in "app backup base device flash jpeg picture platform store vframe".split():
+            for path in [*(SOURCES / room).rglob("*.cpp"), *(SOURCES / room).rglob("*.h")]:
+                for key, literals in IN_SOURCE.findall(path.read_text()):
+                    if key in NO_KEYS:
+                        continue
+                    text = "".join(re.findall(r'"((?:[^"\\]|\\.)*)"', literals))
+                    self.assertTrue(key in english, f"{path}: {key}")
+                    self.assertEqual(set(re.findall("{[0-9]*}", english[key])), set(re.findall("{[0-9]*}", text)), key)
+                    seen.add(key)
+        self.assertGreater(len(seen), 250, "the pattern finds them no more")
 
     def test_texts(self):
         for language in LANGUAGES:

@@ -1,4 +1,4 @@
-#include "app/frame/screen_view.h"
+#include "app/parts/screen_view.h"
 
 #include <QPainter>
 #include <cmath>
@@ -20,6 +20,13 @@ void ScreenView::SetFrameSize(QSize pixels) {
     updateGeometry();
 }
 
+void ScreenView::SetTimes(int times) {
+    m_times = times;
+    updateGeometry();
+    update();
+    emit Magnified();
+}
+
 void ScreenView::Show(const QImage& screen, const QString& words) {
     const bool otherSize = screen.size() != m_screen.size();
     m_screen = screen;
@@ -32,6 +39,8 @@ void ScreenView::Show(const QImage& screen, const QString& words) {
 
 // What fits, and a whole magnification where there is room for one.
 QSize ScreenView::ShownPixels() const {
+    if (m_times > 0)
+        return m_screen.size() * m_times;
     const QSize room = (QSizeF(size()) * devicePixelRatioF()).toSize();
     const QSize fitting = m_screen.size().scaled(room, Qt::KeepAspectRatio);
     const int times = m_screen.width() > 0 ? fitting.width() / m_screen.width() : 0;
@@ -45,7 +54,12 @@ int ScreenView::Magnification() const {
 }
 
 QSize ScreenView::sizeHint() const {
-    return (m_screen.isNull() ? m_frameSize : m_screen.size()).expandedTo(kSmallest);
+    const QSize pixels = m_screen.isNull() ? m_frameSize : m_screen.size();
+    if (m_times == 0)
+        return pixels.expandedTo(kSmallest);
+    const QSizeF units = QSizeF(pixels * m_times) / devicePixelRatioF();
+    return QSize(static_cast<int>(std::ceil(units.width())), static_cast<int>(std::ceil(units.height())))
+        .expandedTo(kSmallest);
 }
 
 QSize ScreenView::minimumSizeHint() const {

@@ -1,0 +1,120 @@
+// The list of the frame's pictures and the preview: what is selected, moved, deleted and looked at.
+#include <QCheckBox>
+#include <algorithm>
+#include <utility>
+
+#include "app/parts/app_state.h"
+#include "app/parts/texts.h"
+#include "app/shell/main_window.h"
+#include "picture/picture_state.h"
+#include "store/store.h"
+
+namespace lumato::app {
+
+void MainWindow::ConnectList() {
+    connect(m_list, &PictureList::ItemsMoved, this, &MainWindow::MovePictures);
+    connect(m_list, &PictureList::activated, this, &MainWindow::EditAgain);
+    connect(m_list, &PictureList::ItemSelected, this, &MainWindow::SelPicInList);
+    connect(m_editPanel.get(), &EditPanel::PoseChanged, this, [this] {
+        if (MainThreadOwns())
+            m_preview->FollowEditPicture(PositionEditedAgain(), ShownName(picture::Pictures().editSource));
+    });
+    connect(m_preview, &Preview::Opened, this, &MainWindow::ShowPreviewWindow);
+    connect(m_preview, &Preview::Changed, this, [this] {
+        findChild<DetailLabel*>(QStringLiteral("previewFacts"))->SetDetail(FactsOf(m_preview->Shown()));
+    });
+}
+
+void MainWindow::ShowPreviewWindow() {
+    if (m_previewWindow == nullptr)
+        m_previewWindow = new PreviewWindow(*m_preview, this);
+    m_previewWindow->ShowTexts();
+    m_previewWindow->show();
+    m_previewWindow->raise();
+    m_previewWindow->activateWindow();
+}
+
+// While a task owns the store, the list's own selection is kept for its end.
+void MainWindow::SelPicInList(int item) {
+    ShowListed(item, true);
+}
+
+void MainWindow::ShowListed(int item, bool touched) {
+    if (!IsReady())
+        return;
+    store::StoreState& store = store::Store();
+    const QList<ListedPicture>& pictures = m_list->Model().Pictures();
+    if (item < 0 || item > pictures.size() || item > store.gmyTotalePictureNum)
+        return;
+    store.gmyCurrentSelectItem = item;
+    m_panel->UpdateInfo();
+    if (item == 0)
+        m_preview->ForgetListed();
+    else
+        m_preview->ShowListed(pictures[item - 1], touched);
+}
+
+// By so many places: all of them follow the first one up and the last one down. Keys come faster than moves
+// end: those of meanwhile make one move.
+void MainWindow::MoveSelected(int by) {
+    if (App().state == WindowState::Changing) {
+        m_placesLeft += by;
+        return;
+    }
+    const std::vector<int> selected = m_list->Selected();
+    if (selected.empty() || by == 0)
+        return;
+    const int before = by < 0 ? selected.front() + by : selected.back() + by + 1;
+    MovePictures(selected, std::clamp(before, 1, m_list->Model().rowCount() + 1));
+}
+
+void MainWindow::MovePictures(const std::vector<int>& positions, int before) {
+    RunTask(WindowState::Changing, [this, positions, before] {
+        m_edits.Do(store::Edit::Kind::Move, [&] { store::MovePictures(positions, before); });
+        ShowListChange();
+    });
+}
+
+// What was asked for while a move went on.
+void MainWindow::EndMove() {
+    if (const int left = std::exchange(m_placesLeft, 0); IsReady())
+        MoveSelected(left);
+}
+
+void MainWindow::MyDeleteAllCheckBoxHandler(bool on) {
+    if (MainThreadOwns())
+        store::Store().gmyDeleteAll = on;
+}
+
+// The tick at "all" counts for one deletion, so that none comes unawares.
+void MainWindow::Delete(std::function<void()> work) {
+    if (!IsReady() || store::Store().gmyTotalePictureNum == 0)
+        return;
+    RunTask(
+        WindowState::Changing,
+        [this, work = std::move(work)] { m_edits.Do(store::Edit::Kind::Delete, work); },
+        [this] { FindControlAs<QCheckBox>(this, kDeleteAllCheckBoxID)->setChecked(false); });
+}
+
+// The button beside the check box.
+void MainWindow::MyDelButtonHandler() {
+    if (MainThreadOwns() && store::Store().gmyDeleteAll)
+        Delete([] {
+            store::DeletePictures();
+            store::Store().gmyDeleteAll = false;
+        });
+    else
+        DeleteSelected();
+}
+
+void MainWindow::DeleteSelected() {
+    std::vector<int> positions = m_list->Selected();
+    if (positions.empty())
+        positions.push_back(m_list->Model().rowCount());
+    Delete([positions = std::move(positions)] {
+        store::Store().gmyDeleteAll = false;
+        store::DeletePicturesAt(positions);
+    });
+}
+
+}  // namespace lumato::app
