@@ -33,7 +33,7 @@ void RemoveFiles(const store::FileData& record) {
 // A frame of another shape shows another part of the photograph: of a pose that was set by hand, only how it
 // is turned holds for both.
 picture::AlbumEntry ForAnotherDisplay(picture::AlbumEntry entry) {
-    entry.pose = picture::Pose{.rotate = entry.pose.rotate};
+    entry.pose = picture::Pose{.rotate = entry.pose.rotate, .fit = entry.pose.fit};
     return entry;
 }
 

@@ -1,13 +1,14 @@
 // The edit view's steps: how long one turn or one change of scale of a photograph takes until its pixels are
-// there, in the composer alone (processor time) and in a view of 580 x 400 on the window. On a
-// dense screen with QT_SCALE_FACTOR=2. Prints rows of the comparisons' table. Usage: edit_view_bench
-// PHOTOGRAPH
+// there, in the composer alone (processor time) and in a view of 580 x 400, or another size, on the window;
+// and the longest that the view then keeps the main thread until it is drawn finely. On a dense screen with
+// QT_SCALE_FACTOR=2. Prints rows of the comparisons' table. Usage: edit_view_bench PHOTOGRAPH [WIDTH HEIGHT]
 #include <QApplication>
 #include <QSignalSpy>
 #include <QTest>
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
 #include <functional>
 #include <vector>
@@ -69,7 +70,21 @@ void Show(app::EditView& view) {
     view.repaint();
 }
 
-int Run(const char* file) {
+// Of main-thread work, from the last step until every pixel is drawn.
+void MeasureRefining(const char* what, app::EditView& view) {
+    double longest = 0, whole = 0;
+    Show(view);
+    while (!view.IsFine()) {
+        const double start = WallMilliseconds();
+        QCoreApplication::processEvents(QEventLoop::AllEvents);
+        longest = std::max(longest, WallMilliseconds() - start);
+        whole += WallMilliseconds() - start;
+    }
+    std::printf("| edit view, %s, drawn finely | longest step %.1f ms, %.0f ms in all | | |\n", what, longest,
+                whole);
+}
+
+int Run(const char* file, QSize size) {
     store::Store().gmyLcdWidth = 800;
     store::Store().gmyLcdHeight = 480;
     if (const Result<void> selected = SelectOnePicture(file, true); !selected) {
@@ -84,7 +99,7 @@ int Run(const char* file) {
         image.scaleX = -image.scaleY;
     };
     app::EditView view;
-    view.resize(static_cast<int>(kCanvasWidth), static_cast<int>(kCanvasHeight));
+    view.resize(size);
     view.show();
     QTest::qWait(500);
     const auto alone = [&] { DrawAlone(image); };
@@ -92,11 +107,13 @@ int Run(const char* file) {
     Measure("turning, the composer", ProcessorMilliseconds, turn, alone);
     Measure("turning, until it is shown", WallMilliseconds, turn, shown);
     image.rotation = 197;
+    MeasureRefining("a turned picture", view);
     Measure("scaling a turned picture, the composer", ProcessorMilliseconds, scale, alone);
     Measure("scaling a turned picture, until it is shown", WallMilliseconds, scale, shown);
     image.rotation = 180;
     Measure("scaling, the composer", ProcessorMilliseconds, scale, alone);
     Measure("scaling, until it is shown", WallMilliseconds, scale, shown);
+    MeasureRefining("a straight picture", view);
     return 0;
 }
 
@@ -105,9 +122,10 @@ int Run(const char* file) {
 
 int main(int argc, char** argv) {
     QApplication application(argc, argv);
-    if (argc != 2) {
-        std::fputs("usage: edit_view_bench PHOTOGRAPH\n", stderr);
+    if (argc != 2 && argc != 4) {
+        std::fputs("usage: edit_view_bench PHOTOGRAPH [WIDTH HEIGHT]\n", stderr);
         return 2;
     }
-    return lumato::picture::Run(argv[1]);
+    const QSize size = argc == 4 ? QSize(std::atoi(argv[2]), std::atoi(argv[3])) : QSize(580, 400);
+    return lumato::picture::Run(argv[1], size);
 }

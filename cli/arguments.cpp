@@ -26,7 +26,9 @@ void AddPose(CLI::App* app, PoseArguments& pose) {
         "would not take is undone)";
     constexpr Range kAny{-kFarthest, kFarthest};
     AddNumber(app, "--rotate", pose.rotate, kAny, "turn clockwise")->type_name("DEGREES")->group(group);
-    AddNumber(app, "--scale", pose.scale, kAny, "size of the picture; not below what fills the LCD")
+    AddNumber(app, "--scale", pose.scale, kAny,
+              "size of the picture; not below what fills the LCD, no side above 800 pixels, or twice the "
+              "longer side of an LCD larger than 580 x 400")
         ->type_name("PERCENT")
         ->group(group);
     AddNumber(app, "--x", pose.x, kAny, "move to the right")->type_name("PIXELS")->group(group);

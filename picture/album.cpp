@@ -156,13 +156,14 @@ Pose CurrentPose() {
     PictureState& state = Pictures();
     const store::StoreState& store = store::Store();
     const EditControls& controls = state.controls;
-    const bool fitted = controls.rotate.Value() == 0 && controls.scale.Value() == store.TheSmallestValue &&
+    const bool fitted = state.fit == Fit::Fill && controls.rotate.Value() == 0 &&
+                        controls.scale.Value() == store.TheSmallestValue &&
                         controls.translateX.Value() == 0 && controls.translateY.Value() == 0 &&
                         store.gmyDrawrect == RestingRect(store.gmyLcdWidth, store.gmyLcdHeight);
     if (fitted)
         return {};
-    return {controls.rotate.Value(), controls.scale.Value(), controls.translateX.Value(),
-            controls.translateY.Value(), store.gmyDrawrect};
+    return {controls.rotate.Value(),     controls.scale.Value(), controls.translateX.Value(),
+            controls.translateY.Value(), store.gmyDrawrect,      state.fit};
 }
 
 }  // namespace lumato::picture

@@ -14,6 +14,7 @@ namespace {
 
 using Json = nlohmann::json;
 
+constexpr const char* kWholeFit = "whole";
 constexpr std::string_view kFile = "file://";
 constexpr int kBestQuality = 100;
 constexpr std::string_view kHexDigits = "0123456789ABCDEF";
@@ -65,6 +66,8 @@ Json PoseToJson(const Pose& pose) {
     put("y", pose.y);
     if (pose.rect)
         json["rect"] = {pose.rect->x, pose.rect->y, pose.rect->width, pose.rect->height};
+    if (pose.fit == Fit::Whole)
+        json["fit"] = kWholeFit;
     return json;
 }
 
@@ -77,6 +80,8 @@ Pose PoseFromJson(const Json& json) {
         const auto rect = json.at("rect").get<std::array<float, 4>>();
         pose.rect = store::Rect{rect[0], rect[1], rect[2], rect[3]};
     }
+    if (json.value("fit", std::string()) == kWholeFit)
+        pose.fit = Fit::Whole;
     return pose;
 }
 

@@ -46,8 +46,8 @@ struct MyImage {
 // How many an import may keep busy: all of them when it is the only one.
 enum class Processors { One, All };
 
-// The largest scale at which any pose will ever draw a picture of this own size (1 is pixel for pixel). The
-// importer holds at least twice that many pixels in each direction, and at most the picture's own.
+// The largest scale at which poses will draw a picture of this own size (1 is pixel for pixel). The importer
+// holds at least twice that many pixels in each direction, and at most the picture's own.
 using ScaleNeeded = std::function<double(int width, int height)>;
 
 }  // namespace lumato::picture

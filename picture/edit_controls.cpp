@@ -22,6 +22,73 @@ void SetScale(MyImage& image, float scale) {
     image.scaleY = scale;
 }
 
+// The edit picture and the LCD that it is fitted to, as the controls turn it.
+struct Fitted {
+    int width = static_cast<int>(Pictures().gmyCGimage->image->width);
+    int height = Pictures().gmyCGimage->image->height;
+    float lcdWidth = store::Store().gmyLcdWidth;
+    float lcdHeight = store::Store().gmyLcdHeight;
+    int degrees = Pictures().controls.rotate.Value();
+
+    [[nodiscard]] float Whole() const { return WholeScale(width, height, lcdWidth, lcdHeight, degrees); }
+    // Filling has one lower limit, however the picture is turned; all of it is seen at another scale each
+    // time.
+    [[nodiscard]] int SmallestValue(Fit fit) const {
+        return fit == Fit::Whole ? WholePercent(Whole()) : FillPercent(width, height, lcdWidth, lcdHeight, 0);
+    }
+};
+
+int FitValue() {
+    const int smallest = store::Store().TheSmallestValue;
+    if (Pictures().fit == Fit::Whole)
+        return smallest;
+    const Fitted fitted;
+    return std::max(smallest, FillPercent(fitted.width, fitted.height, fitted.lcdWidth, fitted.lcdHeight,
+                                          fitted.degrees));
+}
+
+// The control's value stands for whole percent, the smallest one of a picture that is seen whole for that
+// scale.
+float ScaleOf(int value) {
+    if (Pictures().fit == Fit::Whole && value == store::Store().TheSmallestValue)
+        return Fitted().Whole();
+    return static_cast<float>(value) / 100;
+}
+
+bool SideTooLong(const BitmapInfo& picture, float scale) {
+    const store::StoreState& store = store::Store();
+    const float limit = LargestScaledSide(store.gmyLcdWidth, store.gmyLcdHeight);
+    return scale * static_cast<float>(picture.width) > limit ||
+           scale * static_cast<float>(picture.height) > limit;
+}
+
+void Refuse(ScaleLimit limit, int value) {
+    const PictureState& state = Pictures();
+    if (state.port != nullptr && !state.redrawHeld)
+        state.port->ScaleRefused(limit, value);
+}
+
+// Within the limits, but a fit percentage has none. The handler runs even if the value stays.
+void ScaleTo(int value) {
+    PictureState& state = Pictures();
+    value = std::clamp(value, store::Store().TheSmallestValue, LargestScaleNow());
+    if (value == store::Store().TheSmallestValue)
+        state.OldValue = 0;
+    if (state.controls.scale.Value() == value)
+        MyScaleArrowXHandler();
+    else
+        state.controls.scale.SetValue(value);
+}
+
+// A picture that is seen whole stays so in every turn.
+void FollowTurn() {
+    const int value = Pictures().controls.scale.Value();
+    const bool wasWhole = value == store::Store().TheSmallestValue;
+    const int smallest = store::Store().TheSmallestValue = Fitted().SmallestValue(Fit::Whole);
+    if (wasWhole || value < smallest)
+        ScaleTo(smallest);
+}
+
 }  // namespace
 
 ArrowsControl::ArrowsControl(EditControl id, int minimum, int maximum, Handler handler)
@@ -50,6 +117,8 @@ void MyRotateArrowHandler() {
     if (!state.gmyCGimage)
         return;
     state.gmyCGimage->rotation = static_cast<float>(state.controls.rotate.Value() + 180);
+    if (state.fit == Fit::Whole)
+        FollowTurn();
     RequestRedraw();
 }
 
@@ -74,27 +143,32 @@ void MyScaleArrowXHandler() {
     if (!state.gmyCGimage)
         return;
     ArrowsControl& control = state.controls.scale;
+    const store::StoreState& store = store::Store();
     const int value = control.Value();
-    if (value < store::Store().TheSmallestValue) {
-        control.SetValue(store::Store().TheSmallestValue);
+    const bool limited = state.OldValue != 0;
+    if (value < store.TheSmallestValue) {
+        control.SetValue(store.TheSmallestValue);
         RequestRedraw();
+        if (limited)
+            Refuse(state.fit == Fit::Whole ? ScaleLimit::SeenWhole : ScaleLimit::FillsLcd,
+                   store.TheSmallestValue);
         return;
     }
-    const bool limited = state.OldValue != 0;
     if (limited && value > kLargestScaleValue) {
         control.SetValue(state.OldValue);
+        Refuse(ScaleLimit::Percent, kLargestScaleValue);
         return;
     }
     MyImage& image = *state.gmyCGimage;
-    SetScale(image, static_cast<float>(value) / 100);
-    const float scaledWidth = image.scaleY * static_cast<float>(image.image->width);
-    const float scaledHeight = image.scaleY * static_cast<float>(image.image->height);
-    if (limited && (scaledWidth > kLargestScaledSide || scaledHeight > kLargestScaledSide)) {
+    SetScale(image, ScaleOf(value));
+    if (limited && SideTooLong(*image.image, image.scaleY)) {
         control.SetValue(state.OldValue);
+        Refuse(ScaleLimit::Side, static_cast<int>(LargestScaledSide(store.gmyLcdWidth, store.gmyLcdHeight)));
         return;
     }
     state.OldValue = value;
-    SetOffsetRanges(scaledWidth, scaledHeight);
+    SetOffsetRanges(image.scaleY * static_cast<float>(image.image->width),
+                    image.scaleY * static_cast<float>(image.image->height));
     RequestRedraw();
 }
 
@@ -115,8 +189,55 @@ void MySuitableSizeCheckBoxHandler(bool on) {
                            : kCanvasWidth / static_cast<float>(state.gmyCGimage->image->width);
     SetScale(*state.gmyCGimage, scale);
     state.controls.scale.SetValue(static_cast<int>(scale * 100));
+    if (on && state.fit == Fit::Whole)
+        ScaleTo(store.TheSmallestValue);
     store.gmyDrawrect = RestingRect(store.gmyLcdWidth, store.gmyLcdHeight);
     RequestRedraw();
+}
+
+void SetFit(Fit fit) {
+    PictureState& state = Pictures();
+    state.fit = fit;
+    state.gmySuitableSize = true;
+    ShowControl(EditControl::Fit);
+    ShowControl(EditControl::SuitableSize);
+    if (!state.gmyCGimage)
+        return;
+    store::StoreState& store = store::Store();
+    store.TheSmallestValue = Fitted().SmallestValue(fit);
+    state.controls.translateY.SetValue(0);
+    state.controls.translateX.SetValue(0);
+    ScaleTo(FitValue());
+    store.gmyDrawrect = RestingRect(store.gmyLcdWidth, store.gmyLcdHeight);
+    RequestRedraw();
+}
+
+void TurnPicture(int degrees) {
+    PictureState& state = Pictures();
+    EditControls& controls = state.controls;
+    const bool filled = state.gmyCGimage && state.fit == Fit::Fill && controls.scale.Value() == FitValue() &&
+                        controls.translateX.Value() == 0 && controls.translateY.Value() == 0;
+    controls.rotate.SetValue((controls.rotate.Value() + degrees) % 360);
+    if (filled)
+        ScaleTo(FitValue());
+}
+
+void ResetPose() {
+    SetFit(Fit::Fill);
+    MySuitableSizeCheckBoxHandler(true);
+}
+
+float LargestScaledSide(float lcdWidth, float lcdHeight) {
+    const bool larger = lcdWidth > kCanvasWidth || lcdHeight > kCanvasHeight;
+    return larger ? 2 * std::max(lcdWidth, lcdHeight) : kLargestScaledSide;
+}
+
+int LargestScaleNow() {
+    const BitmapInfo& picture = *Pictures().gmyCGimage->image;
+    int value = kLargestScaleValue;
+    while (value > store::Store().TheSmallestValue && SideTooLong(picture, static_cast<float>(value) / 100))
+        --value;
+    return std::max(value, store::Store().TheSmallestValue);
 }
 
 void SetOffsetRanges(float scaledWidth, float scaledHeight) {

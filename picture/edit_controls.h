@@ -7,11 +7,16 @@
 #include <functional>
 
 #include "picture/bitmap_info.h"
+#include "picture/fit.h"
 #include "store/store_state.h"
 
 namespace lumato::picture {
 
-enum class EditControl { Rotate, Scale, TranslateX, TranslateY, SuitableSize };
+enum class EditControl { Rotate, Scale, TranslateX, TranslateY, SuitableSize, Fit };
+
+// Why a scale was not taken as it was set: below the percentage that fills the LCD, or at which all of the
+// picture is seen on it; above the largest percentage, or the longest side in pixels.
+enum class ScaleLimit { FillsLcd, SeenWhole, Percent, Side };
 
 // What the window is told, from whichever thread owns the edit picture.
 class EditPort {
@@ -21,6 +26,8 @@ class EditPort {
     virtual void ControlChanged(EditControl control) = 0;
     // The edit view and its LCD rectangle are to be drawn anew.
     virtual void RedrawEditView() = 0;
+    // The user's scale was raised or undone, because of `limit`, which is at `value`.
+    virtual void ScaleRefused(ScaleLimit /*limit*/, int /*value*/) {}
     // A picture was added from the edit view: move on to the next one in the disk browser.
     virtual void SelectNextPicture() {}
 };
@@ -62,9 +69,21 @@ void MySuitableSizeCheckBoxHandler(bool on);
 // A picture's centre moves by at most its scaled size.
 void SetOffsetRanges(float scaledWidth, float scaledHeight);
 
+// The user's choice of what fitting means; the picture is fitted so, as it is turned.
+void SetFit(Fit fit);
+// Turns the picture by so many degrees; one that was fitted still is.
+void TurnPicture(int degrees);
+// As the picture was when it was selected.
+void ResetPose();
+
 // What a fitted picture may be scaled to: at most so many percent, and neither side above so many pixels.
+// An LCD that is larger than the canvas would leave no room between the fit and the limit: there it is twice
+// the LCD's longer side.
 inline constexpr int kLargestScaleValue = 999;
 inline constexpr float kLargestScaledSide = 800;
+[[nodiscard]] float LargestScaledSide(float lcdWidth, float lcdHeight);
+// Of the edit picture as it now is, in percent; never below the smallest value.
+[[nodiscard]] int LargestScaleNow();
 
 inline constexpr int kUpArrowPart = 20;
 inline constexpr int kDownArrowPart = 21;

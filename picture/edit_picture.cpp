@@ -15,6 +15,8 @@ void ResetControls() {
     PictureState& state = Pictures();
     store::Store().TheSmallestValue = 0;
     state.OldValue = 0;
+    if (std::exchange(state.fit, Fit::Fill) != Fit::Fill && state.port != nullptr)
+        state.port->ControlChanged(EditControl::Fit);
     state.controls.rotate.SetValue(0);
     state.controls.translateY.SetValue(0);
     state.controls.translateX.SetValue(0);

@@ -20,6 +20,7 @@ struct PictureState {
     std::unique_ptr<BitmapInfo> gPreviewBitmapInfo;  // the preview's pixels, bottom row first
     std::int32_t OldValue = 0;        // the last accepted scale value; 0: the next one is not limited
     bool gmySuitableSize = true;      // the Fit-size check box
+    Fit fit = Fit::Fill;              // what fitting means; each selection begins with filling
     std::int32_t G_CurQuanlity = 90;  // the encoder quality last used ("Quanlity" is quality)
     EditControls controls;
     RectGesture gesture;

@@ -23,20 +23,13 @@ double LargestScaleFor(int width, int height, float lcdWidth, float lcdHeight) {
     // value that is set next is not limited.
     if (static_cast<int>(std::min(fillsCanvas * 100, 1000.0F)) == fit)
         return std::max(10.0, static_cast<double>(fillsCanvas));
+    // On an LCD larger than the canvas poses go up to twice its fit, and show what is held one for one.
     const double largestSet = std::min(kLargestScaleValue / 100.0,
                                        static_cast<double>(kLargestScaledSide) / std::max(width, height));
     return std::max({fit / 100.0, static_cast<double>(fillsCanvas), largestSet});
 }
 
 }  // namespace
-
-float FitScale(int width, int height, float lcdWidth, float lcdHeight) {
-    return std::max(lcdWidth / static_cast<float>(width), lcdHeight / static_cast<float>(height));
-}
-
-int FitPercent(float fit) {
-    return static_cast<int>(std::min(static_cast<double>(fit) * 100 + 1.0, 1000.0));
-}
 
 MyImage FittedImage(const BitmapInfo& picture, float lcdWidth, float lcdHeight) {
     const float fit = FitScale(static_cast<int>(picture.width), picture.height, lcdWidth, lcdHeight);
@@ -50,6 +43,8 @@ ScaleNeeded LargestScale(float lcdWidth, float lcdHeight) {
 
 void ApplyPose(const Pose& pose) {
     EditControls& controls = Pictures().controls;
+    if (pose.fit != Pictures().fit)
+        SetFit(pose.fit);
     if (pose.rotate)
         controls.rotate.SetValue(*pose.rotate);
     if (pose.scale)

@@ -1,4 +1,5 @@
-// The 580 x 400 edit canvas inside a widget: as large as fits, in its middle.
+// What a widget shows of the 580 x 400 edit canvas and around it: a part of it as large as fits, in the
+// middle.
 //
 // A value; main thread only.
 #pragma once
@@ -7,31 +8,30 @@
 #include <QSizeF>
 #include <algorithm>
 
-#include "picture/draw_my_image.h"
 #include "picture/edit_controls.h"
 
 namespace lumato::app {
 
+[[nodiscard]] inline QRectF OnCanvas(const store::Rect& rect) {
+    return QRectF(rect.x, rect.y, rect.width, rect.height).normalized();
+}
+
 struct Canvas {
-    explicit Canvas(QSizeF widget)
-        : scale(std::min(widget.width() / static_cast<double>(picture::kCanvasWidth),
-                         widget.height() / static_cast<double>(picture::kCanvasHeight))),
-          area((widget.width() - scale * static_cast<double>(picture::kCanvasWidth)) / 2,
-               (widget.height() - scale * static_cast<double>(picture::kCanvasHeight)) / 2,
-               scale * static_cast<double>(picture::kCanvasWidth),
-               scale * static_cast<double>(picture::kCanvasHeight)) {}
+    // `visible` in canvas pixels; the widget's longer side shows more.
+    Canvas(QSizeF widget, const QRectF& visible)
+        : scale(std::min(widget.width() / visible.width(), widget.height() / visible.height())),
+          shown(visible.center() - QPointF(widget.width(), widget.height()) / (2 * scale), widget / scale) {}
 
     [[nodiscard]] picture::CanvasPoint FromWidget(QPointF point) const {
-        return {static_cast<float>((point.x() - area.x()) / scale),
-                static_cast<float>((point.y() - area.y()) / scale)};
+        const QPointF at = shown.topLeft() + point / scale;
+        return {static_cast<float>(at.x()), static_cast<float>(at.y())};
     }
-    [[nodiscard]] QRectF ToWidget(float x, float y, float width, float height) const {
-        return {area.x() + static_cast<double>(x) * scale, area.y() + static_cast<double>(y) * scale,
-                static_cast<double>(width) * scale, static_cast<double>(height) * scale};
+    [[nodiscard]] QRectF ToWidget(const QRectF& area) const {
+        return {(area.topLeft() - shown.topLeft()) * scale, area.size() * scale};
     }
 
     double scale;  // widget pixels per canvas pixel
-    QRectF area;   // the canvas in the widget
+    QRectF shown;  // all that the widget shows, in canvas pixels
 };
 
 }  // namespace lumato::app

@@ -4,6 +4,7 @@
 // A port that is called by whichever thread owns the edit picture; everything else on the main thread.
 #pragma once
 
+#include <QAbstractButton>
 #include <QCheckBox>
 #include <QObject>
 #include <QTimer>
@@ -29,12 +30,19 @@ class EditPanel : public QObject, public picture::EditPort {
 
     void ControlChanged(picture::EditControl control) override;
     void RedrawEditView() override;
+    void ScaleRefused(picture::ScaleLimit limit, int value) override;
     void SelectNextPicture() override;
 
     // The actions of the menus.
     void TurnBy(int degrees);
     void ScaleBy(int percent);
     void SetFitted(bool fitted);
+    void SetFit(picture::Fit fit);
+    void ResetPose();
+
+    void ShowTexts();
+    // The buttons rest with the check box.
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
     // Says so, should it take longer than a moment.
     void ShowLoading(bool loading);
@@ -50,6 +58,13 @@ class EditPanel : public QObject, public picture::EditPort {
     struct Shown {
         int value = 0, minimum = 0, maximum = 0;
     };
+    // The picture may be changed.
+    [[nodiscard]] bool MayChange() const;
+    void ScaleByWheel(int notches, picture::CanvasPoint at);
+    void TakeRect();
+    // What to know of the pose before the picture is added, or why the last change was not taken.
+    [[nodiscard]] QString Remark() const;
+
     // At once on the main thread, otherwise there later.
     void Call(std::function<void()> call);
     [[nodiscard]] static Shown ValuesOf(picture::EditControl control);
@@ -63,6 +78,9 @@ class EditPanel : public QObject, public picture::EditPort {
     EditView* m_editView;
     RectView* m_rectView;
     DetailLabel* m_nameLabel;
+    DetailLabel* m_remarkLabel;
+    QAbstractButton *m_turnLeft, *m_turnRight, *m_fill, *m_whole, *m_reset;
+    QString m_refusal;
     QString m_name;
     QTimer m_loading;  // runs until its being so is worth a word
     std::function<void()> m_selectNextPicture;

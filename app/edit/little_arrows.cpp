@@ -7,9 +7,15 @@
 #include "app/parts/app_state.h"
 
 namespace lumato::app {
+namespace {
+
+constexpr int kWidestInLetters = 20;  // numbers are short, however wide the window is
+
+}  // namespace
 
 LittleArrows::LittleArrows(QWidget* parent) : QSpinBox(parent) {
     setFocusPolicy(Qt::StrongFocus);
+    setMaximumWidth(fontMetrics().averageCharWidth() * kWidestInLetters);
     connect(this, &QSpinBox::valueChanged, this, &LittleArrows::TakeValue);
 }
 

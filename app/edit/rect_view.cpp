@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cmath>
 
-#include "app/edit/canvas.h"
 #include "app/parts/app_state.h"
 #include "picture/picture_state.h"
 
@@ -22,18 +21,24 @@ constexpr double kBorder = 1;
 constexpr double kFocusBorder = 2;
 constexpr float kKeyStep = 1;
 constexpr float kLargeKeyStep = 10;
+constexpr double kHandle = 11;  // pixels; outwards from the border
+// A corner dragged this near to the one across, or beyond it, enlarges no further.
+constexpr double kShortest = 0.02;
 
 }  // namespace
 
 RectView::RectView(QWidget* parent) : QWidget(parent) {
     setFocusPolicy(Qt::StrongFocus);
     setCursor(Qt::CrossCursor);
+    setMouseTracking(true);
     Redraw();
 }
 
 void RectView::Redraw() {
     if (MainThreadOwns())
         m_shown = store::Store().gmyDrawrect;
+    if (!m_tracking && !m_scaling && m_area.Follow(m_shown))
+        emit AreaChanged(m_area.Get());
     const store::Rect rect = picture::WithTopLeftCorner(m_shown);
     setAccessibleDescription(QStringLiteral("X %1, Y %2, %3 × %4")
                                  .arg(std::lround(rect.x))
@@ -46,9 +51,7 @@ void RectView::Redraw() {
 void RectView::paintEvent(QPaintEvent*) {
     if (m_shown.width == 0 || m_shown.height == 0)
         return;
-    const store::Rect shown = picture::WithTopLeftCorner(m_shown);
-    const QRectF clear =
-        Canvas{QSizeF(size())}.ToWidget(shown.x, shown.y, std::abs(shown.width), std::abs(shown.height));
+    const QRectF clear = Clear();
     QPainterPath mask;
     mask.addRect(rect());
     QPainterPath hole;
@@ -56,8 +59,14 @@ void RectView::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.fillPath(mask.subtracted(hole), kMask);
     DrawBorder(painter, clear);
+    if (!m_hintShown)
+        DrawHandles(painter, clear);
     if (m_hintShown && !m_noticeShown)
         DrawHint(painter, clear);
+}
+
+QRectF RectView::Clear() const {
+    return Shown().ToWidget(OnCanvas(m_shown));
 }
 
 // Outside of what it surrounds, so that every pixel of the frame's picture is seen.
@@ -66,6 +75,17 @@ void RectView::DrawBorder(QPainter& painter, const QRectF& clear) const {
     painter.setPen(QPen(hasFocus() ? palette().color(QPalette::Highlight) : kBorderColor, width,
                         Qt::SolidLine, Qt::SquareCap, Qt::MiterJoin));
     painter.drawRect(clear.adjusted(-width / 2, -width / 2, width / 2, width / 2));
+}
+
+void RectView::DrawHandles(QPainter& painter, const QRectF& clear) const {
+    const QRectF outer = clear.adjusted(-kHandle, -kHandle, kHandle, kHandle);
+    const QSizeF size(kHandle, kHandle);
+    painter.setPen(QPen(Qt::black, 1));
+    painter.setBrush(hasFocus() ? palette().color(QPalette::Highlight) : kBorderColor);
+    for (const QPointF& corner : {outer.topLeft(), QPointF(clear.right(), outer.top()),
+                                  QPointF(outer.left(), clear.bottom()), clear.bottomRight()})
+        painter.drawRect(QRectF(corner, size).adjusted(1, 1, -1, -1));
+    painter.setBrush(Qt::NoBrush);
 }
 
 // On the mask below the rectangle, or at the lower edge where that leaves no room for the words.
@@ -94,13 +114,60 @@ void RectView::ShowHint(bool show) {
     update();
 }
 
+// On the border or outside of it: a press inside moves the rectangle.
+std::optional<QPoint> RectView::HandleAt(QPointF at) const {
+    const QRectF clear = Clear();
+    const bool inside =
+        at.x() > clear.left() && at.x() < clear.right() && at.y() > clear.top() && at.y() < clear.bottom();
+    if (m_hintShown || inside)
+        return std::nullopt;
+    for (const QPoint corner : {QPoint(0, 0), QPoint(1, 0), QPoint(0, 1), QPoint(1, 1)}) {
+        const QPointF far = at - QPointF(corner.x() == 0 ? clear.left() : clear.right(),
+                                         corner.y() == 0 ? clear.top() : clear.bottom());
+        if (std::abs(far.x()) <= kHandle && std::abs(far.y()) <= kHandle)
+            return corner;
+    }
+    return std::nullopt;
+}
+
+bool RectView::BeginScaling(QPointF at) {
+    const auto corner = HandleAt(at);
+    if (!corner || picture::Pictures().gmyCGimage == nullptr)
+        return false;
+    const QRectF rect = OnCanvas(store::Store().gmyDrawrect);
+    const QPointF fixed(corner->x() == 0 ? rect.right() : rect.left(),
+                        corner->y() == 0 ? rect.bottom() : rect.top());
+    const QPointF diagonal = 2 * (rect.center() - fixed);
+    m_scaling = Scaling{picture::BeginScaling(), fixed, diagonal};
+    return true;
+}
+
+void RectView::Scale(QPointF at) {
+    const picture::CanvasPoint point = Shown().FromWidget(at);
+    const QPointF dragged = QPointF(point.x, point.y) - m_scaling->fixed;
+    const double length = QPointF::dotProduct(dragged, m_scaling->diagonal) /
+                          QPointF::dotProduct(m_scaling->diagonal, m_scaling->diagonal);
+    picture::ScaleAround(
+        m_scaling->from, 1 / std::max(length, kShortest),
+        {static_cast<float>(m_scaling->fixed.x()), static_cast<float>(m_scaling->fixed.y())});
+}
+
+void RectView::ShowCursor(QPointF at) {
+    const auto handle = HandleAt(at);
+    const QRectF clear = Clear();
+    if (handle)
+        setCursor(handle->x() == handle->y() ? Qt::SizeFDiagCursor : Qt::SizeBDiagCursor);
+    else
+        setCursor(clear.contains(at) ? Qt::SizeAllCursor : Qt::CrossCursor);
+}
+
 void RectView::MyRectEventHandler(RectEvent event, QPointF at) {
     if (!MainThreadOwns() || !isEnabled())
         return;
     store::StoreState& store = store::Store();
     picture::RectGesture& gesture = picture::Pictures().gesture;
-    const picture::CanvasPoint point = Canvas{QSizeF(size())}.FromWidget(at);
-    if (event == RectEvent::Press) {
+    const picture::CanvasPoint point = Shown().FromWidget(at);
+    if (event == RectEvent::Press && !BeginScaling(at)) {
         gesture = picture::PressRect(store.gmyDrawrect, point, store.gmyLcdWidth, store.gmyLcdHeight);
         m_tracking = true;
     } else if (m_tracking) {
@@ -120,13 +187,22 @@ void RectView::mousePressEvent(QMouseEvent* event) {
 }
 
 void RectView::mouseMoveEvent(QMouseEvent* event) {
-    if (m_tracking)
+    if (m_scaling && MainThreadOwns() && picture::Pictures().gmyCGimage != nullptr)
+        Scale(event->position());
+    else if (m_tracking)
         MyRectEventHandler(RectEvent::Track, event->position());
+    else
+        ShowCursor(event->position());
 }
 
 void RectView::mouseReleaseEvent(QMouseEvent* event) {
-    if (event->button() == Qt::LeftButton && m_tracking)
+    if (event->button() != Qt::LeftButton)
+        return;
+    if (m_tracking)
         MyRectEventHandler(RectEvent::Release, event->position());
+    m_tracking = false;  // a task may have taken the rectangle meanwhile
+    m_scaling.reset();
+    Redraw();
 }
 
 bool RectView::MoveBy(float x, float y) {
@@ -155,6 +231,11 @@ void RectView::keyPressEvent(QKeyEvent* event) {
             break;
         case Qt::Key_Down:
             moved = MoveBy(0, step);
+            break;
+        case Qt::Key_Plus:
+        case Qt::Key_Minus:
+            emit ScaleWanted(event->key() == Qt::Key_Plus ? 1 : -1);
+            moved = true;
             break;
         default:
             break;

@@ -10,6 +10,7 @@
 #include "app/parts/texts.h"
 #include "app/shell/main_window.h"
 #include "base/printable.h"
+#include "picture/coverage.h"
 #include "picture/picture_state.h"
 #include "store/messages.h"
 #include "store/room_left.h"
@@ -128,10 +129,33 @@ void MainWindow::MyAddButtonHandler() {
         AddEditPicture();
 }
 
-// A task, for composing, encoding and putting it safely on the disk take longer than a window may be away.
 void MainWindow::AddEditPicture() {
-    if (picture::Pictures().gmyCGimage == nullptr)
+    const picture::MyImage* image = picture::Pictures().gmyCGimage.get();
+    if (image == nullptr)
         return;
+    if (picture::ShowsNothing(*image, store::Store().gmyDrawrect))
+        AskToAddEmpty();
+    else
+        AddAsPosed();
+}
+
+void MainWindow::AskToAddEmpty() {
+    auto* box = new QMessageBox(
+        QMessageBox::Question, windowTitle(),
+        Localized("ADD_EMPTY_TIPS", "Nothing of the picture would be seen. Add it all the same?"),
+        QMessageBox::NoButton, this);
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    connect(box->addButton(Localized("Add", "Add"), QMessageBox::AcceptRole), &QPushButton::clicked, this,
+            [this] {
+                if (MainThreadOwns() && m_panel->IsEnabled() && picture::Pictures().gmyCGimage != nullptr)
+                    AddAsPosed();
+            });
+    box->setDefaultButton(box->addButton(Localized("CANCLE_BUTTON", "Cancel"), QMessageBox::RejectRole));
+    Ask(box);
+}
+
+// A task, for composing, encoding and putting it safely on the disk take longer than a window may be away.
+void MainWindow::AddAsPosed() {
     struct Adding {
         Path source = picture::Pictures().editSource;
         picture::Pose pose = picture::CurrentPose();

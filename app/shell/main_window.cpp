@@ -161,6 +161,8 @@ void MainWindow::MakePictureMenu(QMenu* menu) {
     add("SCALE_DOWN", "Reduce", QKeySequence::ZoomOut, true, [this] { m_editPanel->ScaleBy(-1); });
     add("Fit_Size_For_LCD", "Fit size for LCD", QKeySequence("Ctrl+0"), true,
         [this] { m_editPanel->SetFitted(true); });
+    add("FIT_WHOLE", "Whole picture", QKeySequence("Ctrl+9"), true,
+        [this] { m_editPanel->SetFit(picture::Fit::Whole); });
     menu->addSeparator();
     add("QUIT", "Quit", QKeySequence("Ctrl+Q"), false, [] { TApplication::SendCommand(kQuitCommand); });
 }
@@ -168,6 +170,7 @@ void MainWindow::MakePictureMenu(QMenu* menu) {
 void MainWindow::InitViewLanguage() {
     FollowLanguage(LanguageFile::Chosen());
     m_panel->InitViewLanguage();
+    m_editPanel->ShowTexts();
     ShowReplacing();
     const QString lettersOfMenus = m_menus->ShowTexts();
     ShowUndo();

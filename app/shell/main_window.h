@@ -186,7 +186,10 @@ class MainWindow : public QMainWindow {
     // begin another one. Nobody is asked about a frame that has gone.
     void Ask(QMessageBox* box);
     [[nodiscard]] std::vector<ItemID> CollectBatch();
+    // Asks first where nothing of the picture would be seen.
     void AddEditPicture();
+    void AskToAddEmpty();
+    void AddAsPosed();
     void ShowBatchRoom(std::size_t pictures);
     void TakeBatch(const picture::BatchReport& report);
     void ShowBatchReport();

@@ -6,7 +6,6 @@
 #include <ctime>
 #include <map>
 
-#include "app/edit/canvas.h"
 #include "app/parts/detail_label.h"
 #include "picture/picture_state.h"
 #include "text/localized.h"
@@ -152,9 +151,7 @@ QString WindowFixture::Detail() {
 }
 
 QPoint WindowFixture::OnCanvas(double x, double y) {
-    RectView& view = Find<RectView>(myHIRectID);
-    const Canvas canvas{QSizeF(view.size())};
-    return (canvas.area.topLeft() + QPointF(x, y) * canvas.scale).toPoint();
+    return Find<RectView>(myHIRectID).Shown().ToWidget({x, y, 0, 0}).topLeft().toPoint();
 }
 
 void WindowFixture::Drag(QPoint from, QPoint to) {

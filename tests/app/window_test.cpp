@@ -54,22 +54,6 @@ class WindowTest : public WindowFixture {
         Edit("a.png");
     }
 
-    void theMouseMovesAndPlacesTheRectangle() {
-        Attach();
-        Edit("a.png");
-        Drag(OnCanvas(290, 200), OnCanvas(240, 180));
-        store::Rect& rect = store::Store().gmyDrawrect;
-        QVERIFY(std::abs(rect.x - 176) < 2 && std::abs(rect.y - 116) < 2);
-        Drag(OnCanvas(500, 380), OnCanvas(450, 300));  // outside: a new one, up and to the left
-        QVERIFY(std::abs(rect.x - 500) < 2 && std::abs(rect.y - 380) < 2);
-        QCOMPARE(rect.width, -128.0F);
-        QCOMPARE(rect.height, -128.0F);
-        auto& view = Find<RectView>(myHIRectID);
-        const float x = rect.x;
-        QTest::keyClick(&view, Qt::Key_Left, Qt::ShiftModifier);
-        QCOMPARE(rect.x, x - 10);
-    }
-
     void oneIsAddedAndTheNextSelected() {
         Attach();
         Edit("a.png");
