@@ -4,6 +4,10 @@
 #include <QLabel>
 #include <QRegularExpression>
 #include <algorithm>
+#include <functional>
+#include <map>
+#include <utility>
+#include <vector>
 
 namespace lumato::app {
 namespace {
@@ -53,6 +57,17 @@ qsizetype FindBest(const QString& text, May may) {
     return -1;
 }
 
+// All that may be, the best first.
+QString LettersOf(const QString& text) {
+    QString letters;
+    if (std::any_of(text.begin(), text.end(), IsComposed))
+        return letters;
+    const auto isNew = [&](QChar c) { return !letters.contains(c.toUpper()); };
+    for (qsizetype at = FindBest(text, isNew); at >= 0; at = FindBest(text, isNew))
+        letters += text[at].toUpper();
+    return letters;
+}
+
 QString Marked(QString text, qsizetype at) {
     return text.insert(at, kMark);
 }
@@ -64,8 +79,45 @@ QString WithBrackets(QString text, QChar letter) {
 }
 
 bool TakesFocus(const QWidget* field) {
-    return field != nullptr && field->focusPolicy() != Qt::NoFocus;
+    return field != nullptr && (field->focusPolicy() & Qt::TabFocus) != 0;
 }
+
+// Each text gets one of its own letters wherever that can be had, if need be by giving another text its
+// second best: what the first come takes for granted may be all that a later one has.
+class Deal {
+  public:
+    Deal(std::vector<QString> choices, const QString& taken) : m_choices(std::move(choices)) {
+        for (QString& letters : m_choices)
+            letters.removeIf([&](QChar letter) { return taken.contains(letter); });
+        for (std::size_t i = 0; i < m_choices.size(); ++i) {
+            QString asked;
+            GetFor(i, asked);
+        }
+    }
+
+    [[nodiscard]] QChar LetterFor(std::size_t item) const {
+        const auto found = std::ranges::find(m_owners, item, [](const auto& owner) { return owner.second; });
+        return found == m_owners.end() ? QChar() : found->first;
+    }
+
+  private:
+    bool GetFor(std::size_t item, QString& asked) {
+        for (const QChar letter : m_choices[item]) {
+            if (asked.contains(letter))
+                continue;
+            asked += letter;
+            const auto owner = m_owners.find(letter);
+            if (owner == m_owners.end() || GetFor(owner->second, asked)) {
+                m_owners[letter] = item;
+                return true;
+            }
+        }
+        return false;
+    }
+
+    std::vector<QString> m_choices;
+    std::map<QChar, std::size_t> m_owners;
+};
 
 }  // namespace
 
@@ -104,17 +156,34 @@ QChar LetterOf(const QString& text) {
 }
 
 void GiveLetters(QWidget& window, QString taken) {
-    const QList<QWidget*> widgets = window.findChildren<QWidget*>();
-    for (QWidget* widget : widgets) {
+    struct Named {
+        QString text;
+        QString english;
+        std::function<void(const QString&)> show;
+    };
+    std::vector<Named> all;
+    for (QWidget* widget : window.findChildren<QWidget*>()) {
         if (widget->window() != &window)
             continue;
-        const auto give = [&](auto& named) {
-            named.setText(WithLetter(WithoutLetter(named.text()), widget->objectName(), taken));
+        const auto take = [&](auto* named) {
+            all.push_back({WithoutLetter(named->text()), widget->objectName(),
+                           [named](const QString& text) { named->setText(text); }});
         };
         if (auto* button = qobject_cast<QAbstractButton*>(widget); button != nullptr)
-            give(*button);
+            take(button);
         else if (auto* label = qobject_cast<QLabel*>(widget); label != nullptr && TakesFocus(label->buddy()))
-            give(*label);
+            take(label);
+    }
+    std::vector<QString> choices;
+    for (const Named& named : all)
+        choices.push_back(LettersOf(named.text));
+    const Deal deal(std::move(choices), taken);
+    for (std::size_t i = 0; i < all.size(); ++i)
+        taken += deal.LetterFor(i);
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        const QChar letter = deal.LetterFor(i);
+        all[i].show(letter.isNull() ? WithLetter(all[i].text, all[i].english, taken)
+                                    : WithLetterOf(all[i].text, QString(kMark) + letter));
     }
 }
 
