@@ -36,7 +36,8 @@ Result<void> SelectOnePicture(const Path& file, bool interactive);
 [[nodiscard]] Result<std::unique_ptr<BitmapInfo>> ImportForEditView(const Path& file, float lcdWidth,
                                                                     float lcdHeight,
                                                                     Processors processors = Processors::All);
-Result<void> SelectImported(const Path& file, Result<std::unique_ptr<BitmapInfo>> imported);
+Result<void> SelectImported(const Path& file, Result<std::unique_ptr<BitmapInfo>> imported,
+                            std::shared_ptr<PictureLevels> levels = nullptr);
 // Leaves the edit view without a picture.
 void ReleaseSelection();
 

@@ -48,10 +48,10 @@ void FitToLcd() {
     SetOffsetRanges(fit * static_cast<float>(width), fit * static_cast<float>(height));
 }
 
-std::unique_ptr<MyImage> MakeHandle() {
+std::unique_ptr<MyImage> MakeHandle(std::shared_ptr<PictureLevels> levels = nullptr) {
     auto image = std::make_unique<MyImage>();
     image->image = Pictures().gmyCGimagebi.get();
-    image->levels = std::make_shared<PictureLevels>(*image->image);
+    image->levels = levels != nullptr ? std::move(levels) : std::make_shared<PictureLevels>(*image->image);
     return image;
 }
 
@@ -117,13 +117,14 @@ Result<void> SelectOnePicture(const Path& file, bool interactive) {
     return shown;
 }
 
-Result<void> SelectImported(const Path& file, Result<std::unique_ptr<BitmapInfo>> imported) {
+Result<void> SelectImported(const Path& file, Result<std::unique_ptr<BitmapInfo>> imported,
+                            std::shared_ptr<PictureLevels> levels) {
     ResetControls();
     ReleaseEditPicture();
     if (!imported)
         return Show(file, tl::unexpected(std::move(imported).error()));
     Pictures().gmyCGimagebi = std::move(*imported);
-    return Show(file, MakeHandle());
+    return Show(file, MakeHandle(std::move(levels)));
 }
 
 void ReleaseSelection() {

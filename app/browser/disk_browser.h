@@ -1,38 +1,60 @@
-// The disk browser: the computer's volumes and folders in columns. Opening a folder adds a column to its
-// right; folders are read beside the window, so that a large one keeps nobody waiting.
+// The disk browser: the computer's volumes and folders, in columns, of which opening a folder adds one to its
+// right, or the open folder alone as a grid of thumbnails. Folders are read beside the window, each for
+// itself, so that neither a large one nor one that never answers keeps anybody waiting.
 //
-// Main thread only.
+// Main thread only. folder_changes.cpp has what happens to a folder that is open.
 #pragma once
 
 #include <QHBoxLayout>
+#include <QMenu>
 #include <QScrollArea>
+#include <QTimer>
+#include <QToolButton>
 #include <vector>
 
 #include "app/browser/folder_column.h"
-#include "app/parts/main_thread_calls.h"
-#include "app/parts/reader_thread.h"
+#include "app/browser/folder_watch.h"
+#include "app/browser/path_bar.h"
+#include "app/parts/loose_threads.h"
 
 namespace lumato::app {
 
-class DiskBrowser : public QScrollArea {
+enum class BrowserView { Thumbnails, Columns };
+
+class DiskBrowser : public QWidget {
     Q_OBJECT
 
   public:
     explicit DiskBrowser(QWidget* parent = nullptr);
-    ~DiskBrowser() override;
 
     // Lists the volumes in the first column.
     void MyInitializeDataBrowserControl();
     // Opens the columns from a volume down to this folder, as far as they exist.
     void OpenPath(const Path& folder);
+    // Opens the folder above the open one.
+    void GoUp();
+    // Turns to the line that a path is typed into.
+    void EditPath() { m_path->Edit(); }
+    // Reads what is open anew; what stays keeps its records, its selection and its place.
+    void Refresh();
+    void SetView(BrowserView view);
+    void SetOrder(SortOrder order);
+    [[nodiscard]] BrowserView View() const { return m_view; }
+    [[nodiscard]] SortOrder Order() const { return m_order; }
+    // Marks the photographs that these listed pictures were made from.
+    void SetOnFrame(std::set<Path> photographs);
+    // The menu of a button beside the path.
+    void SetMenu(QMenu* menu) { m_menu = menu; }
     // Shows texts of the chosen language.
     void ShowTexts();
 
-    [[nodiscard]] FileItems& Items() { return FileItemArray; }
+    [[nodiscard]] FileItems& Items() { return m_shown.items; }
     // The IDs of all selected items, in ascending order.
     [[nodiscard]] std::vector<ItemID> Selected() const;
+    // The IDs of the items of the folder that was opened last, as they stand there.
+    [[nodiscard]] const std::vector<ItemID>& InOrder() const;
     // Selects the file, without loading it; what else is selected stays only if the file was selected, too.
-    // kNoItem: no file is selected any more.
+    // kNoItem: selects no file.
     void SelectQuietly(ItemID id);
     // Gives the keyboard to the last column.
     void TakeFocus();
@@ -41,7 +63,7 @@ class DiskBrowser : public QScrollArea {
     // The folder to come back to: the open one, or the one that OpenPath() is still on its way to.
     [[nodiscard]] Path WantedFolder() const { return m_opening.empty() ? OpenFolder() : m_opening; }
     // A folder is still being read.
-    [[nodiscard]] bool IsReading() const { return m_reading > 0; }
+    [[nodiscard]] bool IsReading() const;
 
     // The file last loaded as the edit picture from this browser, or none.
     ItemID G_CurSelItem = kNoItem;
@@ -54,26 +76,50 @@ class DiskBrowser : public QScrollArea {
 
   protected:
     void resizeEvent(QResizeEvent* event) override;
+    void changeEvent(QEvent* event) override;
 
   private:
+    [[nodiscard]] bool IsGrid() const { return m_view == BrowserView::Thumbnails; }
+    void MakeBar();
+    void DrawIcons();
     void SizeColumns();
+    void ShowWay();
     FolderColumn* AddColumn(ItemID folder);
     void CloseColumnsBehind(std::size_t column);
+    void ForgetRecords(const std::vector<ItemID>& ids);
+    void GoBackTo(std::size_t column);
     void OpenFolderOf(ItemID item);
-    void TakeFolder(ItemID folder, int request, std::vector<FolderEntry> entries);
     void TakeSelection(FolderColumn* column);
     void ContinueOpening();
+    void EndOpening();
     void Leave(FolderColumn* column, int direction);
     [[nodiscard]] std::size_t PositionOf(const FolderColumn* column) const;
     void ShowLastColumn();
+    void WantThumbnails();
 
-    FileItems FileItemArray;
+    // ---- folder_changes.cpp
+    void Read(FolderColumn* column);
+    void TakeFolder(FolderColumn* column, FolderReading reading);
+    void TakeChanges(FolderColumn* column, std::vector<FolderEntry> entries);
+    void TakeChange(int watch);
+    void StopWatching(int watch);
+
+    BrowserItems m_shown;
+    BrowserView m_view = BrowserView::Thumbnails;
+    SortOrder m_order = SortOrder::ByName;
+    PathBar* m_path = nullptr;
+    QToolButton* m_upButton = nullptr;
+    QToolButton* m_menuButton = nullptr;
+    QMenu* m_menu = nullptr;
+    QScrollArea* m_area = nullptr;
     QHBoxLayout* m_layout = nullptr;
     std::vector<FolderColumn*> m_columns;
-    MainThreadCalls m_calls;
-    ReaderThread m_reader;
-    int m_request = 0;  // of the folder asked for last
-    int m_reading = 0;
+    FolderWatch m_watch;
+    std::set<int> m_changed;  // watches of folders that are to be read anew
+    QTimer m_changeTimer;
+    QTimer m_thumbnailTimer;
+    LooseThreads m_reader;
+    int m_request = 0;     // of the folder asked for last
     bool m_quiet = false;  // a selection from code that is not to be told of
     Path m_opening;        // the folder that OpenPath() is on its way to
 };

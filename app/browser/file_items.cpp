@@ -1,62 +1,41 @@
 #include "app/browser/file_items.h"
 
-#include <QCollator>
 #include <QDir>
-#include <algorithm>
-#include <array>
+#include <chrono>
 #include <fstream>
-#include <system_error>
+#include <future>
+#include <memory>
+#include <utility>
 
 #include "app/parts/app_state.h"
+#include "app/parts/loose_threads.h"
 #include "app/parts/texts.h"
 
 namespace lumato::app {
 namespace {
 
-namespace fs = std::filesystem;
-
-constexpr std::array kHiddenOnFirstVolume = {"tmp", "etc", "var", "Network"};
-constexpr std::string_view kBundleEnding = ".app";
-
-bool IsHidden(const std::string& name, bool onFirstVolume) {
-    return name.starts_with('.') ||
-           (onFirstVolume && std::ranges::find(kHiddenOnFirstVolume, name) != kHiddenOnFirstVolume.end());
-}
-
-bool IsBundle(const std::string& name) {
-    return name.size() >= kBundleEnding.size() && name.ends_with(kBundleEnding);
-}
+// For all volumes together.
+constexpr std::chrono::milliseconds kAnswerTime{200};
 
 bool IsFrameVolume(const Path& root) {
     return std::ifstream(root / "LanguageUnicode.ini").is_open();
 }
 
-// Folders first, each kind by name as people count: "2" before "10".
-void SortForPeople(std::vector<FolderEntry>& entries) {
-    // The C locale knows no numbers.
-    const QLocale locale;
-    QCollator collator(locale.language() == QLocale::C ? QLocale(QLocale::English) : locale);
-    collator.setNumericMode(true);
-    collator.setCaseSensitivity(Qt::CaseInsensitive);
-    struct Keyed {
-        QCollatorSortKey key;
-        std::size_t index;
-    };
-    std::vector<Keyed> keys;
-    keys.reserve(entries.size());
-    for (std::size_t i = 0; i < entries.size(); ++i)
-        keys.push_back({collator.sortKey(entries[i].name), i});
-    std::ranges::sort(keys, [&entries](const Keyed& a, const Keyed& b) {
-        if (entries[a.index].isFolder != entries[b.index].isFolder)
-            return entries[a.index].isFolder;
-        return a.key.compare(b.key) < 0;
-    });
-    std::vector<FolderEntry> sorted;
-    sorted.reserve(entries.size());
-    for (const Keyed& keyed : keys)
-        sorted.push_back(std::move(entries[keyed.index]));
-    entries = std::move(sorted);
-}
+// Asks a volume, which may be one that no longer answers: that one is none of a frame's.
+class VolumeQuestion {
+  public:
+    explicit VolumeQuestion(Path root) {
+        LooseThreads::Detach(
+            [root = std::move(root), promise = m_promise] { promise->set_value(IsFrameVolume(root)); });
+    }
+    [[nodiscard]] bool IsFrames(std::chrono::steady_clock::time_point until) {
+        return m_answer.wait_until(until) == std::future_status::ready && m_answer.get();
+    }
+
+  private:
+    std::shared_ptr<std::promise<bool>> m_promise = std::make_shared<std::promise<bool>>();
+    std::future<bool> m_answer = m_promise->get_future();
+};
 
 }  // namespace
 
@@ -71,21 +50,6 @@ tagFILEITEM* FileItems::Find(ItemID id) {
     return found == m_items.end() ? nullptr : &found->second;
 }
 
-std::vector<FolderEntry> FSGetDirectoryItems(const Path& folder, bool onFirstVolume) {
-    std::vector<FolderEntry> entries;
-    std::error_code error;
-    for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
-        const std::string name = entry->path().filename().string();
-        if (IsHidden(name, onFirstVolume))
-            continue;
-        std::error_code ignored;
-        const bool isFolder = entry->is_directory(ignored) && !IsBundle(name);
-        entries.push_back({ShownName(entry->path()), entry->path(), isFolder});
-    }
-    SortForPeople(entries);
-    return entries;
-}
-
 std::vector<ItemID> ExpendFolder(FileItems& items, std::vector<FolderEntry> entries) {
     std::vector<ItemID> ids;
     ids.reserve(entries.size());
@@ -94,6 +58,8 @@ std::vector<ItemID> ExpendFolder(FileItems& items, std::vector<FolderEntry> entr
                                                 .name = std::move(entry.name),
                                                 .isFolder = entry.isFolder,
                                                 .firstInFolder = ids.empty(),
+                                                .size = entry.size,
+                                                .modified = entry.modified,
                                                 .pictureCandidate = 1});
         ids.push_back(item.itemID);
     }
@@ -104,6 +70,14 @@ QString NameOfPlace(const Path& root) {
     if (root == "/")
         return Localized("VOLUME_COMPUTER", "Computer");
     return root == PathOf(QDir::homePath()) ? Localized("VOLUME_HOME", "Home") : QString();
+}
+
+bool IsOnFrameVolume(const Path& file) {
+    for (Path folder = file.parent_path(); folder != folder.parent_path(); folder = folder.parent_path()) {
+        if (IsFrameVolume(folder))
+            return true;
+    }
+    return false;
 }
 
 std::vector<ItemID> GetSystemDisk(FileItems& items) {
@@ -117,8 +91,16 @@ std::vector<ItemID> GetSystemDisk(FileItems& items) {
     append(home, NameOfPlace(home));
     if (volumes == nullptr)
         return ids;
-    for (const platform::Volume& volume : volumes->List()) {
-        if (volume.root != "/" && volume.root != home && !IsFrameVolume(volume.root))
+    std::vector<std::pair<platform::Volume, VolumeQuestion>> others;
+    for (platform::Volume& volume : volumes->List()) {
+        if (volume.root != "/" && volume.root != home) {
+            VolumeQuestion question(volume.root);
+            others.emplace_back(std::move(volume), std::move(question));
+        }
+    }
+    const auto until = std::chrono::steady_clock::now() + kAnswerTime;
+    for (auto& [volume, question] : others) {
+        if (!question.IsFrames(until))
             append(volume.root, ShownName(volume.name));
     }
     return ids;

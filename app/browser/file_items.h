@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "app/browser/folder_reader.h"
 #include "base/file.h"
 
 namespace lumato::app {
@@ -25,6 +26,8 @@ struct tagFILEITEM {
     QString name;  // as shown
     std::uint8_t isFolder = 0;
     std::uint8_t firstInFolder = 0;     // listed first when its folder was opened
+    std::int64_t size = 0;              // of a file, when its folder was read
+    std::int64_t modified = 0;          // likewise
     std::uint8_t pictureCandidate = 0;  // until the file has failed to load as a picture
     Phrase whyNot{};                    // it has: as it is said beside the note
 };
@@ -48,19 +51,11 @@ class FileItems {
     Items m_items;
 };
 
-// What reading a folder found: names with kinds, sorted for people.
-struct FolderEntry {
-    QString name;
-    Path path;
-    bool isFolder = false;
-};
-
-// The direct items of a folder; none when it cannot be read. Hidden ones are left out, and on the first
-// volume (`onFirstVolume`: its root is the folder) those that hold no one's pictures. From any thread.
-[[nodiscard]] std::vector<FolderEntry> FSGetDirectoryItems(const Path& folder, bool onFirstVolume);
-
 // Appends the entries to the records; returns their IDs, in order.
 std::vector<ItemID> ExpendFolder(FileItems& items, std::vector<FolderEntry> entries);
+
+// The file lies on the frame's own volume. From any thread.
+[[nodiscard]] bool IsOnFrameVolume(const Path& file);
 
 // The mounted volumes with the frame's own left out, and the user's own folder as the second.
 std::vector<ItemID> GetSystemDisk(FileItems& items);

@@ -1,13 +1,27 @@
 #include "app/edit/picture_loader.h"
 
 #include <algorithm>
+#include <tuple>
 #include <utility>
 
 #include "picture/add_pictures.h"
 #include "picture/import.h"
+#include "picture/picture_levels.h"
 #include "store/store_state.h"
 
 namespace lumato::app {
+namespace {
+
+// Those that a turn needs, here where nobody waits: its first step is as quick as the others then.
+void MakeLevels(LoadedPicture& loaded) {
+    constexpr int kLevels = 4;  // smaller ones take no time
+    if (!loaded.picture)
+        return;
+    loaded.levels = std::make_shared<picture::PictureLevels>(**loaded.picture);
+    std::ignore = loaded.levels->At(kLevels);
+}
+
+}  // namespace
 namespace {
 
 // One, and the next one beside what is no longer wanted.
@@ -44,9 +58,11 @@ void PictureLoader::Start(std::vector<Candidate> candidates, bool passOverOthers
             return *current != request || !passOverOthers || picture::IsPicture(candidate.file);
         });
         std::shared_ptr<LoadedPicture> loaded;
-        if (wanted != candidates.end() && *current == request)
+        if (wanted != candidates.end() && *current == request) {
             loaded = std::make_shared<LoadedPicture>(LoadedPicture{
                 wanted->item, wanted->file, picture::ImportForEditView(wanted->file, lcdWidth, lcdHeight)});
+            MakeLevels(*loaded);
+        }
         return [this, request, loaded] { Deliver(request, loaded); };
     });
 }

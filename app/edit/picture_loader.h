@@ -20,6 +20,7 @@ struct LoadedPicture {
     ItemID item = kNoItem;  // of the disk browser; none for a file from elsewhere
     Path file;
     Result<std::unique_ptr<picture::BitmapInfo>> picture;
+    std::shared_ptr<picture::PictureLevels> levels{};  // of it
 };
 
 class PictureLoader : public QObject {

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "app/parts/mnemonics.h"
 #include "app/parts/texts.h"
 #include "store/store_state.h"
 #include "vframe/display.h"
@@ -80,6 +81,7 @@ void FrameWindow::ShowTexts() {
     m_previous->setText(Localized("FRAME_SCREEN_PREVIOUS", "Previous"));
     m_play->setText(Localized("FRAME_SCREEN_PLAY", "Slide show"));
     m_next->setText(Localized("FRAME_SCREEN_NEXT", "Next"));
+    GiveLetters(*this);
 }
 
 void FrameWindow::showEvent(QShowEvent* event) {

@@ -32,9 +32,13 @@ bool LooseThreads::AnyRun() {
     return looseThreadsRunning > 0;
 }
 
-void LooseThreads::Start(Job job) {
-    m_waiting.push_back(std::move(job));
+void LooseThreads::Start(Job job, std::string name) {
+    m_waiting.push_back({std::move(job), std::move(name)});
     Launch();
+}
+
+bool LooseThreads::Runs(std::string_view name) const {
+    return std::ranges::find(m_running, name, &Running::name) != m_running.end();
 }
 
 void LooseThreads::Launch() {
@@ -44,9 +48,9 @@ void LooseThreads::Launch() {
         });
     };
     while (!m_waiting.empty() && counting() < m_atOnce && m_running.size() < kMostThreads) {
-        Job job = std::move(m_waiting.front());
+        Waiting next = std::move(m_waiting.front());
         m_waiting.pop_front();
-        Begin(std::move(job));
+        Begin(std::move(next));
     }
     if (m_waiting.empty())
         m_watch.stop();
@@ -54,16 +58,24 @@ void LooseThreads::Launch() {
         m_watch.start();
 }
 
-void LooseThreads::Begin(Job job) {
-    Running running{.number = ++m_lastNumber, .since = {}};
+void LooseThreads::Begin(Waiting next) {
+    Running running{.number = ++m_lastNumber, .name = std::move(next.name), .since = {}};
     running.since.start();
     m_running.push_back(running);
+    Detach([ties = m_ties, number = running.number, job = std::make_shared<Job>(std::move(next.job))] {
+        Run(ties, number, *job);
+    });
+}
+
+void LooseThreads::Detach(std::function<void()> work) {
     ++looseThreadsRunning;
     try {
-        std::thread([ties = m_ties, number = running.number, job = std::move(job)]() mutable {
-            Run(ties, number, job);
+        std::thread([work = std::move(work)]() mutable {
+            work();
+            work = nullptr;
+            --looseThreadsRunning;
         }).detach();
-    } catch (const std::system_error&) {  // no thread to be had: this job is as one that nobody answers
+    } catch (const std::system_error&) {  // none to be had: it is as one that is never answered
         --looseThreadsRunning;
     }
 }
@@ -81,8 +93,6 @@ void LooseThreads::Run(const std::shared_ptr<Ties>& ties, int number, Job& job) 
             });
         }
     }
-    outcome = nullptr;
-    --looseThreadsRunning;
 }
 
 void LooseThreads::TakeEnd(int number) {

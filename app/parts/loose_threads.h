@@ -11,6 +11,8 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "app/parts/main_thread_calls.h"
@@ -29,10 +31,15 @@ class LooseThreads : public QObject {
     explicit LooseThreads(int atOnce, std::chrono::milliseconds patience = std::chrono::seconds(1));
     ~LooseThreads() override;
 
-    void Start(Job job);
+    void Start(Job job, std::string name = {});
     // Forgets those that have not begun.
     void Clear() { m_waiting.clear(); }
 
+    // A job of that name has begun and not ended.
+    [[nodiscard]] bool Runs(std::string_view name) const;
+
+    // One that nobody counts on.
+    static void Detach(std::function<void()> work);
     // Some thread of the program still runs. Such a one must not see the program's statics go: whoever ends
     // the program leaves them alone then.
     [[nodiscard]] static bool AnyRun();
@@ -45,17 +52,22 @@ class LooseThreads : public QObject {
     };
     struct Running {
         int number;
+        std::string name;
         QElapsedTimer since;
+    };
+    struct Waiting {
+        Job job;
+        std::string name;
     };
 
     void Launch();
-    void Begin(Job job);
+    void Begin(Waiting next);
     void TakeEnd(int number);
     static void Run(const std::shared_ptr<Ties>& ties, int number, Job& job);
 
     int m_atOnce;
     std::chrono::milliseconds m_patience;
-    std::deque<Job> m_waiting;
+    std::deque<Waiting> m_waiting;
     std::vector<Running> m_running;
     int m_lastNumber = 0;
     MainThreadCalls m_calls;

@@ -3,10 +3,8 @@
 #include <QAbstractButton>
 #include <QLabel>
 #include <QRegularExpression>
+#include <QToolButton>
 #include <algorithm>
-#include <functional>
-#include <map>
-#include <utility>
 #include <vector>
 
 namespace lumato::app {
@@ -25,6 +23,10 @@ bool IsComposed(QChar c) {
         default:
             return false;
     }
+}
+
+bool IsComposed(const QString& text) {
+    return std::any_of(text.begin(), text.end(), [](QChar c) { return IsComposed(c); });
 }
 
 bool IsPlain(QChar c) {
@@ -57,17 +59,6 @@ qsizetype FindBest(const QString& text, May may) {
     return -1;
 }
 
-// All that may be, the best first.
-QString LettersOf(const QString& text) {
-    QString letters;
-    if (std::any_of(text.begin(), text.end(), IsComposed))
-        return letters;
-    const auto isNew = [&](QChar c) { return !letters.contains(c.toUpper()); };
-    for (qsizetype at = FindBest(text, isNew); at >= 0; at = FindBest(text, isNew))
-        letters += text[at].toUpper();
-    return letters;
-}
-
 QString Marked(QString text, qsizetype at) {
     return text.insert(at, kMark);
 }
@@ -78,63 +69,36 @@ QString WithBrackets(QString text, QChar letter) {
     return text.insert(text.indexOf(kEnd), QStringLiteral("(&%1)").arg(letter));
 }
 
-bool TakesFocus(const QWidget* field) {
-    return field != nullptr && (field->focusPolicy() & Qt::TabFocus) != 0;
+// A field or view, not just another text.
+bool IsField(const QWidget* named) {
+    return named != nullptr && named->focusPolicy() != Qt::NoFocus &&
+           qobject_cast<const QLabel*>(named) == nullptr;
 }
 
-// Each text gets one of its own letters wherever that can be had, if need be by giving another text its
-// second best: what the first come takes for granted may be all that a later one has.
-class Deal {
-  public:
-    Deal(std::vector<QString> choices, const QString& taken) : m_choices(std::move(choices)) {
-        for (QString& letters : m_choices)
-            letters.removeIf([&](QChar letter) { return taken.contains(letter); });
-        for (std::size_t i = 0; i < m_choices.size(); ++i) {
-            QString asked;
-            GetFor(i, asked);
-        }
-    }
-
-    [[nodiscard]] QChar LetterFor(std::size_t item) const {
-        const auto found = std::ranges::find(m_owners, item, [](const auto& owner) { return owner.second; });
-        return found == m_owners.end() ? QChar() : found->first;
-    }
-
-  private:
-    bool GetFor(std::size_t item, QString& asked) {
-        for (const QChar letter : m_choices[item]) {
-            if (asked.contains(letter))
-                continue;
-            asked += letter;
-            const auto owner = m_owners.find(letter);
-            if (owner == m_owners.end() || GetFor(owner->second, asked)) {
-                m_owners[letter] = item;
-                return true;
-            }
-        }
-        return false;
-    }
-
-    std::vector<QString> m_choices;
-    std::map<QChar, std::size_t> m_owners;
-};
+// Not a picture of what it does, nor the name of a folder, which such buttons show that have none themselves.
+bool HasOwnWords(const QAbstractButton& button) {
+    const bool named = qobject_cast<const QToolButton*>(&button) == nullptr || !button.objectName().isEmpty();
+    const QString text = button.text();
+    return named && std::any_of(text.begin(), text.end(), [](QChar c) { return c.isLetter(); });
+}
 
 }  // namespace
 
 QString WithLetter(const QString& text, const QString& english, QString& taken) {
     const auto isFree = [&](QChar c) { return !taken.contains(c.toUpper()); };
-    const bool composed = std::any_of(text.begin(), text.end(), IsComposed);
-    const qsizetype at = composed ? -1 : FindBest(text, isFree);
+    const qsizetype at = IsComposed(text) ? -1 : FindBest(text, isFree);
     if (at >= 0) {
         taken += text[at].toUpper();
         return Marked(text, at);
     }
-    const QString letters = english + QStringLiteral("ABCDEFGHIJKLMNOPQRSTUVWXYZ");
-    const qsizetype other = FindBest(letters, [&](QChar c) { return isFree(c) && IsPlain(c); });
-    if (other < 0 || text.isEmpty())
+    const QString others = english.toUpper() + QStringLiteral("ABCDEFGHIJKLMNOPQRSTUVWXYZ1234567890");
+    const auto* other = std::find_if(others.begin(), others.end(), [&](QChar c) {
+        return isFree(c) && (IsPlain(c) || (c >= u'0' && c <= u'9'));
+    });
+    if (other == others.end() || text.isEmpty())
         return text;
-    taken += letters[other].toUpper();
-    return WithBrackets(text, letters[other].toUpper());
+    taken += *other;
+    return WithBrackets(text, *other);
 }
 
 QString WithLetterOf(const QString& text, const QString& before) {
@@ -146,7 +110,7 @@ QString WithLetterOf(const QString& text, const QString& before) {
 }
 
 QString WithoutLetter(const QString& text) {
-    static const QRegularExpression kBrackets(QStringLiteral("\\(&[A-Z]\\)"));
+    static const QRegularExpression kBrackets(QStringLiteral("\\(&[A-Z0-9]\\)"));
     return QString(text).remove(kBrackets).remove(kMark);
 }
 
@@ -155,36 +119,35 @@ QChar LetterOf(const QString& text) {
     return at >= 0 && at + 1 < text.size() ? text[at + 1].toUpper() : QChar();
 }
 
+// Buttons before labels, and short texts before long ones, which have more letters to choose from. Letters of
+// other words in brackets are for scripts that have none of their own: where all of a text are taken, it gets
+// none.
 void GiveLetters(QWidget& window, QString taken) {
-    struct Named {
-        QString text;
-        QString english;
-        std::function<void(const QString&)> show;
-    };
-    std::vector<Named> all;
+    std::vector<QAbstractButton*> buttons;
+    std::vector<QLabel*> labels;
     for (QWidget* widget : window.findChildren<QWidget*>()) {
         if (widget->window() != &window)
             continue;
-        const auto take = [&](auto* named) {
-            all.push_back({WithoutLetter(named->text()), widget->objectName(),
-                           [named](const QString& text) { named->setText(text); }});
-        };
-        if (auto* button = qobject_cast<QAbstractButton*>(widget); button != nullptr)
-            take(button);
-        else if (auto* label = qobject_cast<QLabel*>(widget); label != nullptr && TakesFocus(label->buddy()))
-            take(label);
+        if (auto* button = qobject_cast<QAbstractButton*>(widget); button != nullptr && HasOwnWords(*button))
+            buttons.push_back(button);
+        else if (auto* label = qobject_cast<QLabel*>(widget); label != nullptr && IsField(label->buddy()))
+            labels.push_back(label);
     }
-    std::vector<QString> choices;
-    for (const Named& named : all)
-        choices.push_back(LettersOf(named.text));
-    const Deal deal(std::move(choices), taken);
-    for (std::size_t i = 0; i < all.size(); ++i)
-        taken += deal.LetterFor(i);
-    for (std::size_t i = 0; i < all.size(); ++i) {
-        const QChar letter = deal.LetterFor(i);
-        all[i].show(letter.isNull() ? WithLetter(all[i].text, all[i].english, taken)
-                                    : WithLetterOf(all[i].text, QString(kMark) + letter));
-    }
+    const auto give = [&](auto& widgets) {
+        const auto words = [](const auto* named) { return WithoutLetter(named->text()); };
+        std::ranges::stable_sort(widgets, {}, [&](const auto* named) { return words(named).size(); });
+        for (auto* named : widgets) {
+            const QString text = words(named);
+            QString joined = taken;
+            const QString lettered = WithLetter(text, named->objectName(), joined);
+            const bool foreign = lettered.size() > text.size() + 1 && !IsComposed(text);
+            named->setText(foreign ? text : lettered);
+            if (!foreign)
+                taken = joined;
+        }
+    };
+    give(buttons);
+    give(labels);
 }
 
 }  // namespace lumato::app

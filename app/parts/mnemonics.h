@@ -22,7 +22,8 @@ namespace lumato::app {
 // The letter, in upper case; null: it has none.
 [[nodiscard]] QChar LetterOf(const QString& text);
 
-// Letters for the window's buttons and for the labels of its fields, none of them in `taken`.
+// Letters for the window's buttons and for the labels of its fields, as long as their texts have free ones;
+// none of them in `taken`.
 void GiveLetters(QWidget& window, QString taken = {});
 
 }  // namespace lumato::app

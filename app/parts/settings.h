@@ -27,6 +27,8 @@ class Settings {
 inline constexpr const char* kGeometrySetting = "geometry";
 inline constexpr const char* kPanesSetting = "panes";
 inline constexpr const char* kBrowserFolderSetting = "browserFolder";
+inline constexpr const char* kBrowserViewSetting = "browserView";    // "columns", or a grid
+inline constexpr const char* kBrowserOrderSetting = "browserOrder";  // "newest", or by name
 inline constexpr const char* kSaveFolderSetting = "saveFolder";
 inline constexpr const char* kFrameFolderSetting = "frameFolder";
 inline constexpr const char* kCheckSetting = "checkDownloads";  // "1": each is read back

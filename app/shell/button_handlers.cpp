@@ -94,14 +94,11 @@ void MainWindow::AskWhatWaits() {
 std::vector<ItemID> MainWindow::CollectBatch() {
     const std::vector<ItemID> selected = m_browser->Selected();
     std::vector<ItemID> batch;
-    const FileItems::Items& items = m_browser->Items().All();
-    for (auto item = items.rbegin(); item != items.rend(); ++item) {
-        const tagFILEITEM& record = item->second;
-        if (record.isFolder == 0 && record.pictureCandidate != 0 &&
-            std::ranges::binary_search(selected, record.itemID))
-            batch.push_back(record.itemID);
-        if (record.firstInFolder != 0)
-            break;
+    const std::vector<ItemID>& items = m_browser->InOrder();
+    for (auto id = items.rbegin(); id != items.rend(); ++id) {
+        const tagFILEITEM& record = *m_browser->Items().Find(*id);
+        if (record.isFolder == 0 && record.pictureCandidate != 0 && std::ranges::binary_search(selected, *id))
+            batch.push_back(*id);
     }
     return batch;
 }

@@ -102,32 +102,40 @@ QString NameOf(store::Phase phase) {
     return Localized("PHASE_WRITING", "Writing");
 }
 
-QString OriginOf(const store::FileData& record) {
+Path OriginOf(const store::FileData& record) {
     const picture::AlbumEntry* entry =
         record.streamHash ? picture::Pictures().album.Find(*record.streamHash) : nullptr;
-    return entry != nullptr ? FromPath(entry->source) : QString();
+    return entry != nullptr ? entry->source : Path();
 }
 
 // The list's values, taken by the thread that owns it.
-QList<ListedPicture> TakePictures(int count) {
+struct ListValues {
     QList<ListedPicture> pictures;
+    std::set<Path> origins;
+};
+
+ListValues TakePictures(int count) {
+    ListValues values;
     const store::FileDataHead* list = store::Store().gmyPictureData.get();
     const store::FileData* record = list != nullptr ? list->sentinel->next : nullptr;
     const store::FrameGeometry& geometry = store::Store().geometry;
     for (int i = 0; i < count && record != nullptr; ++i, record = record->next) {
         const auto hash = record->streamHash.value_or(Digest{});
-        pictures.append({.name = QString::fromStdString(record->fileName),
-                         .hash = QByteArray(reinterpret_cast<const char*>(hash.data()),
-                                            static_cast<qsizetype>(hash.size())),
-                         .stream = store::StreamPath(record->fileName),
-                         .bitmap = store::BitmapPath(store::BitmapName(record->fileName)),
-                         .pixels = QSize(geometry.lcdWidth, geometry.lcdHeight),
-                         .bytes = record->picSize,
-                         .inFrame = record->inFrame == 1,
-                         .whyNoPicture = Localized(record->whyNoBitmap),
-                         .origin = OriginOf(*record)});
+        Path origin = OriginOf(*record);
+        values.pictures.append({.name = QString::fromStdString(record->fileName),
+                                .hash = QByteArray(reinterpret_cast<const char*>(hash.data()),
+                                                   static_cast<qsizetype>(hash.size())),
+                                .stream = store::StreamPath(record->fileName),
+                                .bitmap = store::BitmapPath(store::BitmapName(record->fileName)),
+                                .pixels = QSize(geometry.lcdWidth, geometry.lcdHeight),
+                                .bytes = record->picSize,
+                                .inFrame = record->inFrame == 1,
+                                .whyNoPicture = Localized(record->whyNoBitmap),
+                                .origin = FromPath(origin)});
+        if (!origin.empty())
+            values.origins.insert(std::move(origin));
     }
-    return pictures;
+    return values;
 }
 
 }  // namespace
@@ -399,9 +407,11 @@ void ControlPanel::InvalidateMyWindow() {
 }
 
 void ControlPanel::ShowPictureList(int count, int selected) {
-    Post([this, pictures = TakePictures(count), selected] {
+    Post([this, values = TakePictures(count), selected] {
         if (auto* list = FindControlAs<PictureList>(&m_window, dbControlID1))
-            list->ShowPictures(pictures, selected);
+            list->ShowPictures(values.pictures, selected);
+        if (auto* browser = FindControlAs<DiskBrowser>(&m_window, kColumList))
+            browser->SetOnFrame(values.origins);
     });
 }
 

@@ -20,12 +20,10 @@ void MainWindow::TakeSelection() {
     if (!IsReady())
         return;
     const std::vector<ItemID> selected = m_browser->Selected();
-    const FileItems::Items& items = m_browser->Items().All();
-    for (auto item = items.rbegin(); item != items.rend(); ++item) {
-        const tagFILEITEM& record = item->second;
-        if (record.isFolder != 0 && record.firstInFolder != 0)
-            return;
-        if (record.isFolder != 0 || !std::ranges::binary_search(selected, record.itemID))
+    const std::vector<ItemID>& items = m_browser->InOrder();
+    for (auto id = items.rbegin(); id != items.rend(); ++id) {
+        const tagFILEITEM& record = *m_browser->Items().Find(*id);
+        if (record.isFolder != 0 || !std::ranges::binary_search(selected, *id))
             continue;
         m_addNext = false;
         EndEditAgain();
@@ -78,7 +76,8 @@ void MainWindow::TakeLoaded(LoadedPicture loaded) {
     m_panel->ForgetNotes(NoteOf::Picture);
     const ControlPanel::NotesAbout about(*m_panel, NoteOf::Picture);
     const Phrase whyNot = loaded.picture ? Phrase() : loaded.picture.error().message;
-    const bool selected = picture::SelectImported(loaded.file, std::move(loaded.picture)).has_value();
+    const bool selected =
+        picture::SelectImported(loaded.file, std::move(loaded.picture), std::move(loaded.levels)).has_value();
     TakeEditAgain(loaded.file, selected);
     if (tagFILEITEM* item = m_browser->Items().Find(loaded.item);
         item != nullptr && item->spec == loaded.file) {
@@ -96,13 +95,14 @@ void MainWindow::TakeLoaded(LoadedPicture loaded) {
 
 // The next file after the current one that is a picture.
 void MainWindow::SelectNextPicture() {
-    if (m_browser->G_CurSelItem == kNoItem)
+    const std::vector<ItemID>& items = m_browser->InOrder();
+    const auto current = std::ranges::find(items, m_browser->G_CurSelItem);
+    if (current == items.end())
         return;
-    const FileItems::Items& items = m_browser->Items().All();
     std::vector<PictureLoader::Candidate> candidates;
-    for (auto item = items.upper_bound(m_browser->G_CurSelItem); item != items.end(); ++item) {
-        if (item->second.isFolder == 0)
-            candidates.push_back({item->first, item->second.spec});
+    for (auto id = current + 1; id != items.end(); ++id) {
+        if (const tagFILEITEM* item = m_browser->Items().Find(*id); item->isFolder == 0)
+            candidates.push_back({*id, item->spec});
     }
     m_loader.LoadFirstPicture(std::move(candidates));
 }

@@ -103,6 +103,7 @@ void MainWindow::ConnectLink() {
 void MainWindow::MakeMenus() {
     m_menus = std::make_unique<MenuBuilder>(*menuBar());
     MakePictureMenu(m_menus->AddMenu("MENU_PICTURES", "Pictures"));
+    MakeBrowserMenu(m_menus->AddMenu("MENU_VIEW", "View"));
     QMenu* frame = m_menus->AddMenu("MENU_FRAME", "Frame");
     m_menus->AddAction(frame, "DownLoad", "DownLoad", QKeySequence("Ctrl+D"), true,
                        [this] { MyDownLoadButtonHandler(); });

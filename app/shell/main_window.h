@@ -120,6 +120,7 @@ class MainWindow : public QMainWindow {
     void ConnectLink();
     void MakeMenus();
     void MakePictureMenu(QMenu* menu);
+    void MakeBrowserMenu(QMenu* menu);  // browser_menu.cpp
     void ShowState();
     void AskWhatWaits();
     void InitViewLanguage();

@@ -56,6 +56,7 @@ QLabel* NoFrameNotice::AddLabel(double size) {
 
 QPushButton* NoFrameNotice::MakeButton(QAction* action, const char* symbol) {
     auto* button = new QPushButton(this);
+    button->setObjectName(QLatin1String(symbol));
     button->setAutoDefault(false);
     button->setIcon(Symbol(symbol));
     const auto follow = [button, action] {

@@ -41,7 +41,7 @@ class Desk:
         self.environment = dict(os.environ, HOME=str(work / "user"), XDG_RUNTIME_DIR=str(work / "run"),
                                 XDG_CONFIG_HOME=str(work / "config"), QT_QPA_PLATFORM="xcb",
                                 QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1", LANG="C.UTF-8")
-        for name in ("WAYLAND_DISPLAY", "XDG_CURRENT_DESKTOP"):
+        for name in ("WAYLAND_DISPLAY", "XDG_CURRENT_DESKTOP", "XDG_CACHE_HOME"):
             self.environment.pop(name, None)
         reading, writing = os.pipe()
         # Without -noreset the server turns everybody away for a moment whenever its last client leaves, and the
@@ -162,6 +162,18 @@ def choose_file(window, path, button):
     wait("the end of the dialog", lambda: window.find("dialog") is None)
 
 
+def thumbnail_of(photo, work):
+    """The desktop's thumbnail of the photograph as it is now, as the desktop's own library finds it."""
+    question = ("import sys; from gi.repository import Gio; info = Gio.File.new_for_path(sys.argv[1]).query_info("
+                "'thumbnail::*', 0, None); print(info.get_attribute_byte_string('thumbnail::path') "
+                "if info.get_attribute_boolean('thumbnail::is-valid') else '')")
+    environment = {name: value for name, value in os.environ.items() if name != "XDG_CACHE_HOME"}
+    answer = subprocess.run([sys.executable, "-c", question, str(photo)], check=True, capture_output=True, text=True,
+                            env=dict(environment, HOME=str(work / "user")))
+    path = pathlib.Path(answer.stdout.strip() or "/nothing")
+    return path.exists() and path.stat().st_mode & 0o777 == 0o600 and path.parent.stat().st_mode & 0o777 == 0o700
+
+
 def story(window, work):
     wait("the note of the start", lambda: window.note() == "Device not online")
     assert not is_in(window.get("push button", "Add"), "ENABLED")
@@ -174,7 +186,9 @@ def story(window, work):
     wait("the frame", lambda: window.note() == "No pictures")
     check_names(window)
 
+    window.act("menu item", "Columns")
     window.act("list item", "Pictures")
+    window.act("menu item", "Thumbnails")
     window.act("list item", "one.bmp", window.get("list", "Pictures"))
     view = window.get("image", "Picture")
     wait("the picture", lambda: view.get_description() == "one.bmp, Rotate 0°, Scale 41 %, Translate X 0, Translate Y 0")
@@ -188,6 +202,9 @@ def story(window, work):
     assert window.get("image", "Part that the frame shows").get_description() == "X 210, Y 140, 160 × 120"
 
     window.act("push button", "Add")
+    wait("the mark of what is on the frame", lambda: window.get(
+        "list item", "one.bmp", window.get("list", "Pictures")).get_description() == "On the frame")
+    wait("a thumbnail that the desktop takes for its own", lambda: thumbnail_of(work / "user/Pictures/one.bmp", work))
     wait("the added picture", lambda: [item.get_description() for item in window.items("On the frame")]
          == ["not yet on the frame · one.bmp"])
     window.act("push button", "Download")
@@ -247,7 +264,9 @@ def main():
         (work / folder).mkdir(parents=True)
     (work / "run").chmod(0o700)
     row = b"\x00\x00\xff" * 200 + b"\xff\x00\x00" * 200  # the left half is red
-    (work / "user/Pictures/one.bmp").write_bytes(make_bitmap(400, 300, [row] * 300))
+    photo = work / "user/Pictures/one.bmp"
+    photo.write_bytes(make_bitmap(400, 300, [row] * 300))
+    os.utime(photo, (1700000000, 1700000000))
     frame = str(work / "a.frame")
     control = [lumatoctl, "--quiet", "--home", str(work / "control")]
     subprocess.run([lumatoctl, "frame", "new", frame, "--lcd", "160x120", "--flash", "1M"], check=True,

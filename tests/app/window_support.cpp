@@ -46,6 +46,7 @@ void WindowFixture::SetUp() {
     m_folder = std::make_unique<test::TemporaryFolder>();
     // The browser reaches the test's folder as the user's own.
     qputenv("HOME", m_folder->Get().c_str());
+    qunsetenv("XDG_CACHE_HOME");
     std::filesystem::create_directories(Pictures());
     std::filesystem::create_directories(State());
     text::SetLanguageFile(m_folder->Get() / "Language.ini");

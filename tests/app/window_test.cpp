@@ -38,6 +38,7 @@ class WindowTest : public WindowFixture {
     }
 
     void whoTurnsOffOnTheWayToAFolderStaysThere() {
+        m_window->Browser().SetView(BrowserView::Columns);
         m_window->Browser().OpenPath(Pictures());
         auto* volumes = m_window->Browser().findChild<FolderColumn*>();
         for (const ItemID volume : volumes->Model().Ids())
