@@ -87,7 +87,7 @@ class PicturesTest : public WindowFixture {
         Measure("adding it", [this] { return Listed() == 1 && Idle(); });
         // What was shown is what the list now has, and the photograph is not.
         Find<PictureList>(dbControlID1).setCurrentIndex(m_window->List().model()->index(0, 0));
-        QTRY_VERIFY_WITH_TIMEOUT(preview.Shown().room == -1, kPatience);
+        QTRY_VERIFY_WITH_TIMEOUT(preview.Shown().room == -1 && !preview.Shown().image.isNull(), kPatience);
         QVERIFY(preview.Shown().image == tried.image && preview.Shown().bytes == tried.bytes);
         QVERIFY(preview.Shown().unencoded == tried.unencoded && tried.unencoded != tried.image);
         // Pressed again before the next one has been loaded: it is the one that is meant.

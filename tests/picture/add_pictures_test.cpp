@@ -162,7 +162,7 @@ TEST_F(AddPicturesTest, FramesTakeWhatFitsToTheByte) {
     m_store.G_TotalPicNum = m_store.geometry.mostPictures = 2;
     UseSpace(SizeAt(60));
     EXPECT_EQ(AddAsTried(), 60) << "the last place takes the last byte";
-    EXPECT_THAT(TakeTrial(0)->plan.whyNot, HasSubstr("at most 2"));
+    EXPECT_THAT(TakeTrial(0)->plan.whyNot.English(), HasSubstr("at most 2"));
     EXPECT_EQ(TakeTrial(1)->plan.whyNot, "");
 }
 
