@@ -51,17 +51,21 @@ void RectView::Redraw() {
 void RectView::paintEvent(QPaintEvent*) {
     if (m_shown.width == 0 || m_shown.height == 0)
         return;
+    QPainter painter(this);
+    if (m_noticeShown) {
+        painter.fillRect(rect(), kMask);
+        return;
+    }
     const QRectF clear = Clear();
     QPainterPath mask;
     mask.addRect(rect());
     QPainterPath hole;
     hole.addRect(clear);
-    QPainter painter(this);
     painter.fillPath(mask.subtracted(hole), kMask);
     DrawBorder(painter, clear);
     if (!m_hintShown)
         DrawHandles(painter, clear);
-    if (m_hintShown && !m_noticeShown)
+    if (m_hintShown)
         DrawHint(painter, clear);
 }
 

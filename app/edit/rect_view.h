@@ -27,7 +27,7 @@ class RectView : public QWidget {
     // What stands over the canvas while there is no picture on it.
     void SetHint(const QString& hint);
     void ShowHint(bool show);
-    // While a notice stands over the view there is no hint.
+    // While a notice stands over the view there is nothing else.
     void MakeRoomForNotice(bool shown);
     // The part of the canvas that both views show, as large as they are.
     [[nodiscard]] const QRectF& Area() const { return m_area.Get(); }

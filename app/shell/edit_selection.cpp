@@ -169,7 +169,6 @@ void MainWindow::ShowNoFrameNotice(bool show) {
 void MainWindow::ShowWhatToDo() {
     ShowNoFrameNotice(true);
     store::ShowNote(store::kDeviceNotOnline);
-    m_panel->SetNoteDetail(kConnectHint);
 }
 
 }  // namespace lumato::app

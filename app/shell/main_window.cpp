@@ -17,24 +17,12 @@
 #include "app/parts/t_nib.h"
 #include "app/parts/texts.h"
 #include "app/shell/accessible_views.h"
+#include "app/shell/appearance.h"
 #include "picture/picture_state.h"
 #include "store/safekeeping.h"
 #include "store/store.h"
 
 namespace lumato::app {
-namespace {
-
-void MakeHeadings(QWidget& window) {
-    for (const char* name : {"browserHeading", "editHeading", "frameHeading"}) {
-        auto* label = window.findChild<QLabel*>(QLatin1String(name));
-        QFont font = label->font();
-        font.setBold(true);
-        label->setFont(font);
-    }
-}
-
-}  // namespace
-
 MainWindow::MainWindow(WindowOptions options)
     : m_options(std::move(options)),
       m_settings(m_options.stateFolder),
@@ -46,7 +34,7 @@ MainWindow::MainWindow(WindowOptions options)
     TNib nib;
     if (nib.Init("main") != noErr || nib.CreateWindowFromNib("MainWindow", *this) != noErr)
         return;
-    MakeHeadings(*this);
+    DressWindow(*this);
     m_browser = FindControlAs<DiskBrowser>(this, kColumList);
     m_list = FindControlAs<PictureList>(this, dbControlID1);
     m_preview = FindControlAs<Preview>(this, myHIPreviewID);
@@ -177,7 +165,7 @@ void MainWindow::InitViewLanguage() {
     ShowUndo();
     m_frameMenu->ShowTexts();
     m_browser->ShowTexts();
-    m_noFrame->SetText(Localized(kConnectHint));
+    m_noFrame->SetTexts(Localized(kNoFrameHeading), Localized(kConnectHint));
     if (MainThreadOwns())  // what is said of each picture
         m_panel->ShowPictureList(store::Store().gmyTotalePictureNum, store::Store().gmyCurrentSelectItem);
     GiveLetters(*this, lettersOfMenus);

@@ -53,6 +53,7 @@ struct WindowOptions {
 };
 
 // While there is no frame.
+inline constexpr Words kNoFrameHeading{"NO_FRAME_HEADING", "No frame is connected"};
 inline constexpr Words kConnectHint{"CONNECT_HINT",
                                     "Connect your photo frame, or attach a virtual one from the Frame menu"};
 

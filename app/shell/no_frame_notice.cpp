@@ -1,40 +1,64 @@
 #include "app/shell/no_frame_notice.h"
 
 #include <QHBoxLayout>
-#include <QVBoxLayout>
 
 #include "app/parts/mnemonics.h"
+#include "app/parts/symbols.h"
 
 namespace lumato::app {
+namespace {
+
+const QColor kOnDark(235, 235, 235);
+const QColor kQuietOnDark(150, 150, 150);
+constexpr double kHeadingSize = 1.5;
+
+}  // namespace
 
 NoFrameNotice::NoFrameNotice(QWidget* view, QAction* newFrame, QAction* attachFrame)
-    : QWidget(view), m_text(new QLabel(this)) {
-    m_text->setWordWrap(true);
-    m_text->setAlignment(Qt::AlignHCenter | Qt::AlignBottom);
-    QPalette onDark = m_text->palette();  // the view is dark whatever the desktop is
-    onDark.setColor(QPalette::WindowText, QColor(235, 235, 235));
-    m_text->setPalette(onDark);
+    : QWidget(view), m_column(new QVBoxLayout(this)) {
+    const int line = fontMetrics().height();
+    m_column->setSpacing(line * 2 / 3);
+    m_column->addStretch(2);
+    QLabel* picture = AddLabel(1);
+    picture->setPixmap(SymbolPixmap("frame", QSize(line, line) * 5, devicePixelRatioF(), kQuietOnDark));
+    m_heading = AddLabel(kHeadingSize);
+    m_text = AddLabel(1);
+    m_column->addSpacing(line / 2);
     auto* buttons = new QHBoxLayout;
+    buttons->setSpacing(line / 2);
     buttons->addStretch();
-    QPushButton* first = MakeButton(newFrame, "newFrame");
+    QPushButton* first = MakeButton(newFrame, "new-frame");
     setFocusProxy(first);
     buttons->addWidget(first);
-    buttons->addWidget(MakeButton(attachFrame, "virtualFrame"));
+    buttons->addWidget(MakeButton(attachFrame, "attach-frame"));
     buttons->addStretch();
-    auto* layout = new QVBoxLayout(this);
-    layout->addWidget(m_text, 1);
-    layout->addLayout(buttons);
+    m_column->addLayout(buttons);
+    m_column->addStretch(3);
 
     auto* place = new QVBoxLayout(view);
-    place->addStretch(2);
-    place->addWidget(this, 1);
+    place->addWidget(this);
     setCursor(Qt::ArrowCursor);
 }
 
-QPushButton* NoFrameNotice::MakeButton(QAction* action, const char* name) {
+QLabel* NoFrameNotice::AddLabel(double size) {
+    auto* label = new QLabel(this);
+    label->setWordWrap(true);
+    label->setAlignment(Qt::AlignCenter);
+    QFont sized = label->font();
+    sized.setPointSizeF(sized.pointSizeF() * size);
+    label->setFont(sized);
+    QPalette onDark = label->palette();  // the view is dark whatever the desktop is
+    onDark.setColor(QPalette::WindowText, kOnDark);
+    label->setPalette(onDark);
+    m_column->addWidget(label);
+    return label;
+}
+
+QPushButton* NoFrameNotice::MakeButton(QAction* action, const char* symbol) {
     auto* button = new QPushButton(this);
-    button->setObjectName(QLatin1String(name));
+    button->setObjectName(QLatin1String(symbol));
     button->setAutoDefault(false);
+    button->setIcon(Symbol(symbol));
     const auto follow = [button, action] {
         button->setText(WithLetterOf(WithoutLetter(action->text()), button->text()));
         button->setMinimumWidth(button->sizeHint().width() + button->fontMetrics().averageCharWidth() * 3);
@@ -46,7 +70,8 @@ QPushButton* NoFrameNotice::MakeButton(QAction* action, const char* name) {
     return button;
 }
 
-void NoFrameNotice::SetText(const QString& text) {
+void NoFrameNotice::SetTexts(const QString& heading, const QString& text) {
+    m_heading->setText(heading);
     m_text->setText(text);
 }
 

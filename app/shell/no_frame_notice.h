@@ -6,6 +6,7 @@
 #include <QAction>
 #include <QLabel>
 #include <QPushButton>
+#include <QVBoxLayout>
 #include <QWidget>
 
 namespace lumato::app {
@@ -14,14 +15,17 @@ class NoFrameNotice : public QWidget {
     Q_OBJECT
 
   public:
-    // Covers the lower part of `view`. The buttons do what the actions do, under their names.
+    // In the middle of `view`. The buttons do what the actions do, under their names.
     NoFrameNotice(QWidget* view, QAction* newFrame, QAction* attachFrame);
 
-    void SetText(const QString& text);
+    void SetTexts(const QString& heading, const QString& text);
 
   private:
-    QPushButton* MakeButton(QAction* action, const char* name);
+    QLabel* AddLabel(double size);
+    QPushButton* MakeButton(QAction* action, const char* symbol);
 
+    QVBoxLayout* m_column;
+    QLabel* m_heading;
     QLabel* m_text;
 };
 

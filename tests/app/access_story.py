@@ -34,9 +34,9 @@ if not shutil.which("Xvfb") or not shutil.which("dbus-daemon") or not os.path.ex
 
 
 class Desk:
-    """A display, a message bus, and the program on them."""
+    """A display, a message bus, and the program on them; within a Wayland compositor where `wayland` says so."""
 
-    def __init__(self, work, lumato):
+    def __init__(self, work, lumato, *, wayland=False, **more):
         self.processes = []
         self.environment = dict(os.environ, HOME=str(work / "user"), XDG_RUNTIME_DIR=str(work / "run"),
                                 XDG_CONFIG_HOME=str(work / "config"), QT_QPA_PLATFORM="xcb",
@@ -58,6 +58,12 @@ class Desk:
             ["dbus-send", "--session", "--print-reply", "--dest=org.a11y.Bus", "/org/a11y/bus",
              "org.a11y.Bus.GetAddress"], env=self.environment, stdout=subprocess.DEVNULL,
             stderr=subprocess.DEVNULL).returncode == 0)
+        if wayland:
+            self.start("weston", "--backend=x11-backend.so", "--shell=kiosk-shell.so", "--width=1500", "--height=1000",
+                       "--idle-time=0", "--socket=wayland-story", stdout=subprocess.DEVNULL)
+            wait("the compositor", (work / "run/wayland-story").exists)
+            self.environment.update(QT_QPA_PLATFORM="wayland", WAYLAND_DISPLAY="wayland-story")
+        self.environment.update(more)
         self.program = self.start(lumato, "--home", str(work / "home"), stdout=subprocess.DEVNULL, stderr=None)
         os.environ.update({name: self.environment[name]
                            for name in ("DISPLAY", "DBUS_SESSION_BUS_ADDRESS", "XDG_RUNTIME_DIR")})

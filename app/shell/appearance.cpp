@@ -1,0 +1,45 @@
+#include "app/shell/appearance.h"
+
+#include <QAbstractButton>
+#include <QLabel>
+
+#include "app/parts/symbols.h"
+#include "app/parts/texts.h"
+
+namespace lumato::app {
+namespace {
+
+struct ButtonSymbol {
+    const char* button;
+    const char* symbol;
+    QPalette::ColorRole color = QPalette::ButtonText;
+};
+
+constexpr ButtonSymbol kSymbols[] = {
+    {"addButton", "add"},      {"deleteButton", "delete"},
+    {"saveAllButton", "save"}, {"downLoadButton", "download", QPalette::HighlightedText},
+    {"turnLeft", "turn-left"}, {"turnRight", "turn-right"},
+    {"resetPose", "reset"},
+};
+
+}  // namespace
+
+void DressWindow(const QWidget& window) {
+    for (const char* name : {"browserHeading", "editHeading", "frameHeading"}) {
+        auto* label = window.findChild<QLabel*>(QLatin1String(name));
+        QFont font = label->font();
+        font.setBold(true);
+        label->setFont(font);
+    }
+    for (const ButtonSymbol& row : kSymbols) {
+        if (auto* button = window.findChild<QAbstractButton*>(QLatin1String(row.button)))
+            button->setIcon(Symbol(row.symbol, row.color));
+    }
+    // Says nothing that the note beside it does not.
+    auto* notice = window.findChild<QLabel*>(QStringLiteral("noticeLabel"));
+    QPalette quiet = notice->palette();
+    quiet.setColor(QPalette::WindowText, QuietColor(quiet));
+    notice->setPalette(quiet);
+}
+
+}  // namespace lumato::app
