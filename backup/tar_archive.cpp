@@ -122,9 +122,7 @@ Result<Bytes> WriteArchive(const std::vector<ArchivedFile>& files, std::time_t t
         written = written && WriteOne(tar, out, file, time);
     written = tar.close(out) == ARCHIVE_OK && written;
     const char* reason = tar.errorText(out);
-    Result<Bytes> result =
-        Fail(ErrorKind::TooLarge,
-             reason != nullptr ? reason : "the archive is too large");
+    Result<Bytes> result = Fail(ErrorKind::TooLarge, reason != nullptr ? reason : "the archive is too large");
     if (written)
         result = std::move(bytes);
     tar.destroy(out);
