@@ -55,6 +55,10 @@ Result<void> AppendLine(const Path& file, const std::string& line) {
 
 const AlbumEntry* Album::Find(const Digest& stream) {
     Load();
+    return Known(stream);
+}
+
+const AlbumEntry* Album::Known(const Digest& stream) const {
     const auto found = m_entries.find(HexText(stream));
     return found != m_entries.end() ? &found->second : nullptr;
 }

@@ -39,6 +39,10 @@ class Album {
   public:
     // What it says of a stream; null: nothing. Valid until the next call.
     [[nodiscard]] const AlbumEntry* Find(const Digest& stream);
+    // The same in two steps, for those who ask about a whole list: a look at the album's file, and what is
+    // known by that.
+    void Look() { Load(); }
+    [[nodiscard]] const AlbumEntry* Known(const Digest& stream) const;
     // The newest entry of a stream counts. Errors: Unwritable. Without a state folder, or when nothing of the
     // list is kept, it is remembered until the program ends.
     Result<void> Remember(const Digest& stream, const AlbumEntry& entry);

@@ -104,7 +104,7 @@ QString NameOf(store::Phase phase) {
 
 Path OriginOf(const store::FileData& record) {
     const picture::AlbumEntry* entry =
-        record.streamHash ? picture::Pictures().album.Find(*record.streamHash) : nullptr;
+        record.streamHash ? picture::Pictures().album.Known(*record.streamHash) : nullptr;
     return entry != nullptr ? entry->source : Path();
 }
 
@@ -119,6 +119,7 @@ ListValues TakePictures(int count) {
     const store::FileDataHead* list = store::Store().gmyPictureData.get();
     const store::FileData* record = list != nullptr ? list->sentinel->next : nullptr;
     const store::FrameGeometry& geometry = store::Store().geometry;
+    picture::Pictures().album.Look();  // once for all of them
     for (int i = 0; i < count && record != nullptr; ++i, record = record->next) {
         const auto hash = record->streamHash.value_or(Digest{});
         Path origin = OriginOf(*record);

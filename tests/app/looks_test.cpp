@@ -204,7 +204,8 @@ class LooksTest : public WindowFixture {
         QCOMPARE(Detail(), QStringLiteral("notes.txt：不是已知格式的图片"));
         // An entry whose text changes keeps its letter.
         const QString add = FindControlAs<QPushButton>(m_window.get(), kAddButtonID)->text();
-        QCOMPARE(WithLetterOf(QStringLiteral("替换"), add), QStringLiteral("替换(&%1)").arg(LetterOf(add)));
+        QVERIFY(add.contains(QStringLiteral("(&")));
+        QCOMPARE(WithLetterOf(QStringLiteral("替换"), add), QStringLiteral("替换") + add.right(4));
         QTest::keyClick(m_window.get(), Qt::Key_F10);
         QVERIFY(QApplication::activePopupWidget() != nullptr);
         QTest::keyClick(QApplication::activePopupWidget(), Qt::Key_Escape);

@@ -61,6 +61,13 @@ class OneProgram(Story):
                                   text=True)
             self.assertEqual((done.returncode, said in done.stdout), (status, True), (arguments, done.stderr))
 
+    @staticmethod
+    def text_of(language_file):
+        if not os.path.exists(language_file):
+            return ""
+        with open(language_file, encoding="utf-16") as file:
+            return file.read()
+
     def test_the_first_start_speaks_the_desktops_language(self):
         rows = [({"LANG": "pt_BR.UTF-8"}, "Portuguese"), ({"LANG": "en_US.UTF-8", "LANGUAGE": "eo:zh_TW:de"}, "Chinese"),
                 ({"LANG": "eo.UTF-8"}, "English")]
@@ -70,8 +77,7 @@ class OneProgram(Story):
             file = self.path(f"home{number}/Language.ini")
             window = self.started(subprocess.Popen([LUMATO, "--home", os.path.dirname(file)], stderr=subprocess.DEVNULL,
                                                    env=dict(environment, **language)))
-            self.wait_until(lambda: os.path.exists(file)
-                            and f"language_1={chosen}\n" in open(file, encoding="utf-16").read(), language)
+            self.wait_until(lambda: f"language_1={chosen}\n" in self.text_of(file), language)
             window.kill()
 
     def test_the_window_keeps_others_out_and_its_additions_when_it_is_killed(self):

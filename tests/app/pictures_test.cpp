@@ -77,6 +77,8 @@ class PicturesTest : public WindowFixture {
             QTest::keyClick(&Arrows(kRotateArrowID), Qt::Key_Up);
             Measure("turning it by a degree, to the preview", [&] { return shown.count() > 0; });
         }
+        const auto now = picture::TakeTrial(0)->Run();  // the last change may still be on its way
+        QTRY_VERIFY_WITH_TIMEOUT(preview.Shown().bytes == now->bytes, kPatience);
         const StreamImage tried = preview.Shown();
         QElapsedTimer whole;
         whole.start();
