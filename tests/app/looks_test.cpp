@@ -23,7 +23,10 @@
 namespace lumato::app {
 namespace {
 
-constexpr int kSmallScreen = 1366;
+// Of 1024 x 600 pixels, what a window's frame leaves; a translation that grows by far may take more.
+constexpr int kSmallScreen = 1014;
+constexpr int kSmallScreenHeight = 560;
+constexpr int kMediumScreen = 1366;
 
 // The shipped file, and two languages that nobody speaks: English words drawn out by 40 %, and such as are
 // written from the right.
@@ -170,7 +173,10 @@ class LooksTest : public WindowFixture {
         m_window->resize(m_window->minimumSizeHint());
         QCoreApplication::processEvents();
         CheckRoom(*m_window);
-        QVERIFY(m_window->width() <= kSmallScreen);
+        const bool spoken = language != QStringLiteral("Long") && language != QStringLiteral("Hebrew");
+        QVERIFY2(m_window->width() <= (spoken ? kSmallScreen : kMediumScreen),
+                 qPrintable(QString::number(m_window->width())));
+        QVERIFY2(m_window->height() <= kSmallScreenHeight, qPrintable(QString::number(m_window->height())));
         m_window->Frames().Screen().show();
         QCoreApplication::processEvents();
         CheckRoom(m_window->Frames().Screen());
