@@ -19,8 +19,8 @@ NoFrameNotice::NoFrameNotice(QWidget* view, QAction* newFrame, QAction* attachFr
     const int line = fontMetrics().height();
     m_column->setSpacing(line * 2 / 3);
     m_column->addStretch(2);
-    QLabel* picture = AddLabel(1);
-    picture->setPixmap(SymbolPixmap("frame", QSize(line, line) * 5, devicePixelRatioF(), kQuietOnDark));
+    m_picture = AddLabel(1);
+    m_picture->setPixmap(SymbolPixmap("frame", QSize(line, line) * 5, devicePixelRatioF(), kQuietOnDark));
     m_heading = AddLabel(kHeadingSize);
     m_text = AddLabel(1);
     m_column->addSpacing(line / 2);
@@ -71,6 +71,7 @@ QPushButton* NoFrameNotice::MakeButton(QAction* action, const char* symbol) {
 }
 
 void NoFrameNotice::SetTexts(const QString& heading, const QString& text) {
+    m_picture->setAccessibleName(heading);
     m_heading->setText(heading);
     m_text->setText(text);
 }

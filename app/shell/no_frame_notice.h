@@ -25,6 +25,7 @@ class NoFrameNotice : public QWidget {
     QPushButton* MakeButton(QAction* action, const char* symbol);
 
     QVBoxLayout* m_column;
+    QLabel* m_picture;
     QLabel* m_heading;
     QLabel* m_text;
 };

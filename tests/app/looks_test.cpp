@@ -42,7 +42,10 @@ QString LanguagesAndMore() {
     for (const QString& line : english.split(QStringLiteral("\r\n"), Qt::SkipEmptyParts)) {
         const QString key = line.section(u'=', 0, 0), words = line.section(u'=', 1);
         drawnOut += key + u'=' + words + QString(words.size() * 2 / 5 + 1, u'm') + QStringLiteral("\r\n");
-        mirrored += key + u'=' + QString(words.size(), QChar(0x05DE)) + QStringLiteral("\r\n");
+        mirrored += key + u'=';
+        for (qsizetype i = 0; i < words.size(); ++i)
+            mirrored += QChar(0x05D0 + static_cast<int>((key.size() + i) % 22));  // its letters
+        mirrored += QStringLiteral("\r\n");
     }
     return text + drawnOut + mirrored;
 }
