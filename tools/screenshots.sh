@@ -104,7 +104,7 @@ END
     wait "$program" 2>/dev/null || true
 }
 
-to_the_list="Tab Tab Tab Tab Tab Tab Tab Tab Tab Tab Tab Tab"  # from the browser
+to_the_list="Tab Tab Tab Tab Tab Tab Tab Tab Tab Tab Tab"  # from the browser
 shot window English light 1 frame "ctrl+Return Down Down ctrl+Return $to_the_list Down Down"
 shot window-dark English dark 1 frame "Down ctrl+Return"
 shot window-german German light 1 frame

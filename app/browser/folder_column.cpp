@@ -15,7 +15,8 @@ namespace lumato::app {
 namespace {
 
 constexpr int kColumnLetters = 24;
-constexpr int kLeastTile = 104;
+constexpr int kLeastTile = 76;
+constexpr int kGoodTile = 104;
 constexpr int kMostThumbnail = 160;
 constexpr int kTileGap = 6;  // where the mouse can begin to select several
 
@@ -103,8 +104,8 @@ void FolderColumn::ShowAsGrid(bool grid) {
     scrollTo(currentIndex());
 }
 
-// As many tiles side by side as there is room for, as wide as they can be then. Room for the scroll bar is
-// always left, or its coming would move the tiles.
+// As many tiles of a good size side by side as there is room for, as wide as they can be then; two smaller
+// ones rather than one. Room for the scroll bar is always left, or its coming would move the tiles.
 void FolderColumn::SizeTiles() {
     if (!m_isGrid) {
         m_delegate->SetTile({}, 0);
@@ -112,7 +113,7 @@ void FolderColumn::SizeTiles() {
         return;
     }
     const int room = std::max(width() - verticalScrollBar()->sizeHint().width() - 2, kLeastTile);
-    m_perRow = std::max(1, room / (kLeastTile + kTileGap));
+    m_perRow = std::max({1, std::min(2, room / (kLeastTile + kTileGap)), room / (kGoodTile + kTileGap)});
     const int cell = room / m_perRow;
     const int side = std::min(cell - kTileGap - 2 * ThumbnailDelegate::kMargin, kMostThumbnail);
     const QSize tile(cell - kTileGap, side * 3 / 4 + 3 * ThumbnailDelegate::kMargin + fontMetrics().height());

@@ -275,7 +275,7 @@ void EditPanel::ShowTexts() {
     name(m_turnRight, Localized("TURN_RIGHT", "Rotate Right"), false);
     name(m_fill, Localized("FIT_FILL", "Fill"), true);
     name(m_whole, Localized("FIT_WHOLE", "Whole picture"), true);
-    name(m_reset, Localized("POSE_RESET", "Reset"), true);
+    name(m_reset, Localized("POSE_RESET", "Reset"), false);
     m_refusal.clear();
     ShowState();
 }

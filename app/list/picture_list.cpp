@@ -15,7 +15,7 @@
 namespace lumato::app {
 namespace {
 
-constexpr double kThumbnailLines = 3.2;  // its height, in lines of text: the two beside it and some air
+constexpr double kThumbnailLines = 2.8;  // its height, in lines of text: the two beside it and some air
 
 // Keeps a view's first visible row where it is while rows come and go above it.
 class Anchor {

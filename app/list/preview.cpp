@@ -40,6 +40,9 @@ void Preview::ShowListed(const ListedPicture& picture, bool touched) {
     if (same && (!touched || !m_showsEdit))
         return;
     m_showsEdit = false;
+    // The edit picture as it now is, is no news any more.
+    if (auto trial = MainThreadOwns() ? picture::TakeTrial(m_replaces) : std::nullopt)
+        Remember(*trial);
     Ask(picture.name, [picture] { return ReadStream(picture); });
 }
 
@@ -76,10 +79,15 @@ void Preview::TakeEditPicture() {
     if (!IsNews(*trial))
         return;
     m_showsEdit = true;
-    m_subject = Subject{trial->pixels, *trial};
+    Remember(*trial);
+    Ask(m_editName, [trial = *std::move(trial)] { return TryOut(trial); });
+}
+
+// Keeps neither pixels nor levels alive.
+void Preview::Remember(const picture::Trial& trial) {
+    m_subject = Subject{trial.pixels, trial};
     m_subject->trial.pixels.reset();
     m_subject->trial.image.levels.reset();
-    Ask(m_editName, [trial = *std::move(trial)] { return TryOut(trial); });
 }
 
 // A pose that stays brings nothing back over a picture of the list, whatever else is new.

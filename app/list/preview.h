@@ -59,6 +59,7 @@ class Preview : public QFrame {
         picture::Trial trial;
     };
     void TakeEditPicture();
+    void Remember(const picture::Trial& trial);
     [[nodiscard]] bool IsNews(const picture::Trial& trial) const;
     void Ask(const QString& name, std::function<StreamImage()> make);
     void Take(const StreamImage& shown, const QImage& scaled, const QString& name);

@@ -8,6 +8,7 @@
 #include <QScreen>
 #include <QShortcut>
 #include <QSplitter>
+#include <array>
 #include <utility>
 
 #include "app/parts/app_state.h"
@@ -174,8 +175,10 @@ void MainWindow::InitViewLanguage() {
 void MainWindow::Restore() {
     auto* panes = findChild<QSplitter*>();
     const int letter = fontMetrics().averageCharWidth();
-    panes->setSizes({letter * 50, letter * 92, letter * 44});
-    panes->setStretchFactor(1, 1);
+    const std::array shares = {56, 86, 50};
+    panes->setSizes({letter * shares[0], letter * shares[1], letter * shares[2]});
+    for (int pane = 0; pane < panes->count(); ++pane)
+        panes->setStretchFactor(pane, shares[static_cast<std::size_t>(pane)]);
     // With room for what the desktop puts around a window.
     const QSize most = screen()->availableGeometry().size() - QSize(letter * 2, fontMetrics().height() * 3);
     resize(QSize(letter * 192, sizeHint().height() * 11 / 10).boundedTo(most));

@@ -79,6 +79,7 @@ def story(window, work):
     until("the frame", lambda: window.note() == "No pictures")
 
     hands.click(window.get("list item", "Pictures"))
+    hands.keys("Return")
     hands.click(window.get("list item", "one.bmp"))
     view = window.get("image", "Picture")
     until("the picture", lambda: view.get_description().startswith("one.bmp, "))

@@ -85,12 +85,12 @@ class PicturesTest : public WindowFixture {
         Click(kAddButtonID);
         QVERIFY(whole.elapsed() < kLongestGap);
         Measure("adding it", [this] { return Listed() == 1 && Idle(); });
+        QTRY_VERIFY_WITH_TIMEOUT(!m_window->IsLoading(), kPatience);
         // What was shown is what the list now has, and the photograph is not.
         Find<PictureList>(dbControlID1).setCurrentIndex(m_window->List().model()->index(0, 0));
         QTRY_VERIFY_WITH_TIMEOUT(preview.Shown().room == -1 && !preview.Shown().image.isNull(), kPatience);
         QVERIFY(preview.Shown().image == tried.image && preview.Shown().bytes == tried.bytes);
         QVERIFY(preview.Shown().unencoded == tried.unencoded && tried.unencoded != tried.image);
-        // Pressed again before the next one has been loaded: it is the one that is meant.
         Click(kAddButtonID);
         Measure("adding the next", [this] { return Listed() == 2 && Idle(); });
     }
