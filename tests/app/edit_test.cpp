@@ -2,6 +2,7 @@
 #include <QAbstractButton>
 
 #include "app/parts/detail_label.h"
+#include "app/parts/mnemonics.h"
 #include "picture/add_pictures.h"
 #include "picture/coverage.h"
 #include "picture/draw_my_image.h"
@@ -162,8 +163,8 @@ class EditTest : public WindowFixture {
         m_window->List().setCurrentIndex(m_window->List().model()->index(0, 0));
         QTRY_VERIFY_WITH_TIMEOUT(store::Store().gmyCurrentSelectItem == 1, kPatience);
         m_window->EditAgain();
-        QTRY_VERIFY_WITH_TIMEOUT(Find<QPushButton>(kAddButtonID).text().contains(QStringLiteral("Replace")),
-                                 kPatience);
+        QTRY_VERIFY_WITH_TIMEOUT(
+            WithoutLetter(Find<QPushButton>(kAddButtonID).text()) == QStringLiteral("Replace"), kPatience);
         const picture::MyImage& again = *picture::Pictures().gmyCGimage;
         QCOMPARE(again.scaleY, made.scaleY);
         QCOMPARE(again.rotation, made.rotation);
