@@ -4,7 +4,6 @@
 #include <QLabel>
 
 #include "app/parts/symbols.h"
-#include "app/parts/texts.h"
 
 namespace lumato::app {
 namespace {
@@ -35,11 +34,6 @@ void DressWindow(const QWidget& window) {
         if (auto* button = window.findChild<QAbstractButton*>(QLatin1String(row.button)))
             button->setIcon(Symbol(row.symbol, row.color));
     }
-    // Says nothing that the note beside it does not.
-    auto* notice = window.findChild<QLabel*>(QStringLiteral("noticeLabel"));
-    QPalette quiet = notice->palette();
-    quiet.setColor(QPalette::WindowText, QuietColor(quiet));
-    notice->setPalette(quiet);
 }
 
 }  // namespace lumato::app
