@@ -4,8 +4,7 @@
 // Used by the thread that owns the store.
 #pragma once
 
-#include <string>
-
+#include "base/phrase.h"
 #include "flash/checked_transfer.h"
 
 namespace lumato::store {
