@@ -4,7 +4,8 @@
 #pragma once
 
 #include <optional>
-#include <string>
+
+#include "base/phrase.h"
 
 namespace lumato::store {
 
