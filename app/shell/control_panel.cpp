@@ -3,7 +3,6 @@
 #include <QAbstractButton>
 #include <QLabel>
 #include <QMainWindow>
-#include <QProgressBar>
 #include <QThread>
 #include <algorithm>
 #include <array>
@@ -16,6 +15,7 @@
 #include "app/parts/detail_label.h"
 #include "app/parts/texts.h"
 #include "app/shell/spoken_note.h"
+#include "app/shell/transfer_bar.h"
 #include "picture/picture_state.h"
 #include "store/local_files.h"
 #include "store/picture_count_text.h"
@@ -83,24 +83,7 @@ void SetHeading(QMainWindow& window, const char* name, const QString& text) {
         label->setText(text);
 }
 
-constexpr const char* kPercent = "%p%";
 constexpr std::chrono::seconds kMoment{6};
-
-QString NameOf(store::Phase phase) {
-    switch (phase) {
-        case store::Phase::Reading:
-            return Localized("PHASE_READING", "Reading");
-        case store::Phase::Adding:
-            return Localized("PHASE_ADDING", "Adding");
-        case store::Phase::Checking:
-            return Localized("PHASE_CHECKING", "Checking");
-        case store::Phase::Saving:
-            return Localized("PHASE_SAVING", "Saving");
-        case store::Phase::Writing:
-            break;
-    }
-    return Localized("PHASE_WRITING", "Writing");
-}
 
 Path OriginOf(const store::FileData& record) {
     const picture::AlbumEntry* entry =
@@ -143,8 +126,6 @@ ListValues TakePictures(int count) {
 
 ControlPanel::ControlPanel(QMainWindow& window)
     : QObject(&window), m_window(window), m_spoken(new SpokenNote(&window)) {
-    connect(&m_silenceWatch, &QTimer::timeout, this, &ControlPanel::ShowSilence);
-    m_silenceWatch.start(std::chrono::seconds(1));
     m_moment.setSingleShot(true);
     connect(&m_moment, &QTimer::timeout, this, [this] {
         m_ofMoment.reset();
@@ -276,71 +257,16 @@ QString ControlPanel::Note() const {
 
 void ControlPanel::SetDownLoadPrcess(int percent) {
     Post([this, percent] {
-        auto* bar = FindControlAs<QProgressBar>(&m_window, kDownLoadProcessID);
-        if (bar == nullptr)
-            return;
-        m_percent = percent;
-        bar->setTextVisible(percent > 0);  // a bar at rest says nothing
-        ShowBar(std::clamp(percent, 0, 100));
-        if (percent == 0)
-            m_progress.reset();
-        bar->setFormat(ProgressText(*bar));
+        if (auto* bar = FindControlAs<TransferBar>(&m_window, kDownLoadProcessID))
+            bar->ShowPercent(percent);
     });
 }
 
 void ControlPanel::SetProgress(const store::Progress& progress) {
     Post([this, progress] {
-        m_progress = progress;
-        m_progressTime.start();
-        auto* bar = FindControlAs<QProgressBar>(&m_window, kDownLoadProcessID);
-        if (bar == nullptr || m_silent)
-            return;
-        if (m_percent == 0) {  // what no percentage is told of has one all the same
-            ShowBar(std::clamp(static_cast<int>(100 * progress.Done()), 1, 99));
-            bar->setTextVisible(true);
-        }
-        bar->setFormat(ProgressText(*bar));
+        if (auto* bar = FindControlAs<TransferBar>(&m_window, kDownLoadProcessID))
+            bar->ShowProgress(progress);
     });
-}
-
-void ControlPanel::ShowBar(int percent) {
-    auto* bar = FindControlAs<QProgressBar>(&m_window, kDownLoadProcessID);
-    const bool other = bar->value() != percent;
-    bar->setValue(percent);
-    if (other)
-        emit ProgressShown(percent);
-}
-
-// As much as the bar has room for: "31%  Writing 3/12, 14 s".
-QString ControlPanel::ProgressText(const QProgressBar& bar) const {
-    const QString percent = QLatin1String(kPercent);
-    if (!m_progress)
-        return percent;
-    const QString count = m_progress->pictures > 0
-                              ? QStringLiteral(" %1/%2").arg(m_progress->picture).arg(m_progress->pictures)
-                              : QString();
-    const double since = static_cast<double>(m_progressTime.elapsed()) / 1000;
-    const QString left = m_progress->secondsLeft ? QStringLiteral(", %1 s").arg(static_cast<int>(
-                                                       std::max(*m_progress->secondsLeft - since, 0.0) + 0.5))
-                                                 : QString();
-    const QString words = percent + QStringLiteral("  ") + NameOf(m_progress->phase) + count + left;
-    return bar.fontMetrics().horizontalAdvance(words) < bar.width()
-               ? words
-               : percent + QLatin1Char(' ') + count + left;
-}
-
-// Between two blocks the time that is left goes on, and a command that is not answered keeps the task that
-// would tell of it.
-void ControlPanel::ShowSilence() {
-    const auto silence = store::FrameSilence();
-    const bool silent = silence >= store::kLongSilence;
-    auto* bar = FindControlAs<QProgressBar>(&m_window, kDownLoadProcessID);
-    if (bar == nullptr || (!silent && !m_silent && !m_progress))
-        return;
-    m_silent = silent;
-    bar->setTextVisible(silent || bar->value() > 0);
-    const QString text = Localized("FRAME_SILENT", "No answer from the frame");
-    bar->setFormat(silent ? QStringLiteral("%1: %2 s").arg(text).arg(silence.count()) : ProgressText(*bar));
 }
 
 void ControlPanel::UpdateInfo() {

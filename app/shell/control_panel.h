@@ -5,7 +5,6 @@
 // the calls. Everything else on the main thread.
 #pragma once
 
-#include <QElapsedTimer>
 #include <QObject>
 #include <QPointer>
 #include <QTimer>
@@ -19,7 +18,6 @@
 #include "store/status_port.h"
 
 class QMainWindow;
-class QProgressBar;
 
 namespace lumato::app {
 
@@ -83,8 +81,6 @@ class ControlPanel : public QObject, public store::StatusPort {
     void RedrawPosted();
     // The note or its detail has changed.
     void NoteShown();
-    // The bar shows another percentage; 0: it is at rest.
-    void ProgressShown(int percent);
 
   private:
     void Post(std::function<void()> call);
@@ -94,9 +90,6 @@ class ControlPanel : public QObject, public store::StatusPort {
     [[nodiscard]] NoteOf Subject() const;
     [[nodiscard]] Said& SaidOf(NoteOf subject);
     void ShowNotes();
-    void ShowBar(int percent);
-    void ShowSilence();
-    [[nodiscard]] QString ProgressText(const QProgressBar& bar) const;
     void SetPicNumInfo(const QString& text, bool isCurrent);
     void SetControlText(ControlId id, const QString& text);
     void ShowRoom();
@@ -106,11 +99,6 @@ class ControlPanel : public QObject, public store::StatusPort {
     QMainWindow& m_window;
     SpokenNote* m_spoken;
     MainThreadCalls m_calls;
-    QTimer m_silenceWatch;
-    bool m_silent = false;  // the bar says that the frame is
-    int m_percent = 0;      // as it was told
-    std::optional<store::Progress> m_progress;
-    QElapsedTimer m_progressTime;  // since that was told
     int m_quality = 0;  // of the next picture, about, where the frame shares its space out; 0: as it is set
     std::optional<int> m_room;  // for about so many more pictures; nothing: not known
     bool m_enabled = false;

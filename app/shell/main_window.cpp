@@ -19,6 +19,7 @@
 #include "app/parts/texts.h"
 #include "app/shell/accessible_views.h"
 #include "app/shell/appearance.h"
+#include "app/shell/transfer_bar.h"
 #include "picture/picture_state.h"
 #include "store/safekeeping.h"
 #include "store/store.h"
@@ -87,7 +88,8 @@ void MainWindow::ConnectLink() {
     connect(m_panel, &ControlPanel::NoteShown, report,
             [this, report] { report->setVisible(m_leftOut && m_panel->Note() == m_leftOutNote); });
     connect(m_panel, &ControlPanel::RefreshPosted, this, &MainWindow::InvalidWindow);
-    connect(m_panel, &ControlPanel::ProgressShown, &m_desktop, &Desktop::ShowProgress);
+    connect(FindControlAs<TransferBar>(this, kDownLoadProcessID), &TransferBar::valueChanged, &m_desktop,
+            &Desktop::ShowProgress);
     connect(m_panel, &ControlPanel::RedrawPosted, this, [this] {
         m_editPanel->RedrawEditView();
         if (MainThreadOwns() && store::Store().gmyCurrentSelectItem == 0)
