@@ -7,6 +7,7 @@
 #include <QSet>
 #include <QSocketNotifier>
 #include <QTimer>
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -140,8 +141,10 @@ void ConfigureApplication() {
 int signalPipe[2] = {-1, -1};
 
 extern "C" void TakeSignal(int) {
+    const int before = errno;  // of whatever is interrupted
     const char one = 1;
     static_cast<void>(write(signalPipe[1], &one, 1));
+    errno = before;
 }
 
 // Logging out and shutting down end programs by these: the window leaves in good order.

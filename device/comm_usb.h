@@ -8,6 +8,7 @@
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "device/attached_frame.h"
 #include "platform/bus.h"
@@ -61,8 +62,8 @@ LinkState& Link();
 // Back to the state at program start. Waits for the device-online task.
 void ResetLink();
 
-// EjectMyDPF() for these volumes. What stands in the way is told to the frame port, on the calling thread.
-void EjectFrameVolumes(platform::Volumes& volumes);
+// EjectMyDPF() for these volumes, on any thread. Returns what stands in the way, for the caller to tell.
+[[nodiscard]] std::vector<Error> EjectFrameVolumes(platform::Volumes& volumes);
 
 class CCommUSB : private platform::BusListener {
   public:

@@ -30,18 +30,25 @@ bool IsFrameVolume(const platform::Volume& volume) {
 }  // namespace
 
 void CCommUSB::EjectMyDPF() {
-    if (platform::Volumes* volumes = platform::CurrentServices().volumes; volumes != nullptr)
-        EjectFrameVolumes(*volumes);
+    platform::Volumes* volumes = platform::CurrentServices().volumes;
+    if (volumes == nullptr)
+        return;
+    for (const Error& error : EjectFrameVolumes(*volumes)) {
+        if (Link().frame != nullptr)
+            Link().frame->ShowLinkError(error);
+    }
 }
 
-void EjectFrameVolumes(platform::Volumes& volumes) {
+std::vector<Error> EjectFrameVolumes(platform::Volumes& volumes) {
+    std::vector<Error> errors;
     for (const platform::Volume& volume : volumes.List()) {
         if (!IsFrameVolume(volume))
             continue;
         const Result<void> ejected = volumes.Eject(volume);
-        if (!ejected && Link().frame != nullptr)
-            Link().frame->ShowLinkError(ejected.error());
+        if (!ejected)
+            errors.push_back(ejected.error());
     }
+    return errors;
 }
 
 }  // namespace lumato::device

@@ -39,8 +39,6 @@ class DiskBrowser : public QWidget {
     void Refresh();
     void SetView(BrowserView view);
     void SetOrder(SortOrder order);
-    [[nodiscard]] BrowserView View() const { return m_view; }
-    [[nodiscard]] SortOrder Order() const { return m_order; }
     // Marks the photographs that these listed pictures were made from.
     void SetOnFrame(std::set<Path> photographs);
     // The menu of a button beside the path.

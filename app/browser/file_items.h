@@ -45,7 +45,6 @@ class FileItems {
 
     [[nodiscard]] tagFILEITEM* Find(ItemID id);
     [[nodiscard]] const Items& All() const { return m_items; }
-    [[nodiscard]] bool IsEmpty() const { return m_items.empty(); }
 
   private:
     Items m_items;

@@ -55,7 +55,9 @@ void DiskBrowser::Read(FolderColumn* column) {
                 StopWatching(watch);
                 return;
             }
-            target->watch = watch;
+            // The folder of that name may be another one by now.
+            if (const int before = std::exchange(target->watch, watch); before != watch)
+                StopWatching(before);
             TakeFolder(target, std::move(*reading));
         };
     });

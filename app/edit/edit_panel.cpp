@@ -136,6 +136,7 @@ void EditPanel::Show(EditControl control, Shown values) {
         const QSignalBlocker quiet(m_suitableSize);
         m_suitableSize->setChecked(values.value != 0);
     } else if (control == EditControl::Fit) {
+        m_shownFit = values;
         (static_cast<picture::Fit>(values.value) == picture::Fit::Whole ? m_whole : m_fill)->setChecked(true);
     } else {
         m_arrows[static_cast<std::size_t>(control)]->Show(values.value, values.minimum, values.maximum);
@@ -255,7 +256,7 @@ void EditPanel::SetFit(picture::Fit fit) {
     if (MayChange())
         picture::SetFit(fit);
     else
-        Show(EditControl::Fit, ValuesOf(EditControl::Fit));
+        Show(EditControl::Fit, m_shownFit);
 }
 
 void EditPanel::ResetPose() {

@@ -80,6 +80,7 @@ class EditPanel : public QObject, public picture::EditPort {
     DetailLabel* m_nameLabel;
     DetailLabel* m_remarkLabel;
     QAbstractButton *m_turnLeft, *m_turnRight, *m_fill, *m_whole, *m_reset;
+    Shown m_shownFit;
     QString m_refusal;
     QString m_name;
     QTimer m_loading;  // runs until its being so is worth a word

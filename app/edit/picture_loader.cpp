@@ -21,9 +21,6 @@ void MakeLevels(LoadedPicture& loaded) {
     std::ignore = loaded.levels->At(kLevels);
 }
 
-}  // namespace
-namespace {
-
 // One, and the next one beside what is no longer wanted.
 constexpr int kLoadsAtOnce = 2;
 

@@ -7,7 +7,7 @@ namespace lumato::app {
 
 using platform::BusService;
 
-FrameBuses::FrameBuses(platform::Bus& virtualFrames, platform::Bus* hardware, std::function<void()> prepare)
+FrameBuses::FrameBuses(platform::Bus& virtualFrames, platform::Bus* hardware, LooseThreads::Job prepare)
     : m_virtualFrames(virtualFrames), m_hardware(hardware), m_prepare(std::move(prepare)) {
     m_virtualRelay.appeared = [this](BusService& service) { m_listener->ServiceAppeared(service); };
     m_virtualRelay.disappeared = [this](BusService& service) { m_listener->ServiceDisappeared(service); };
@@ -50,9 +50,12 @@ void FrameBuses::HardwareDisappeared(BusService& service) {
 
 void FrameBuses::Prepare() {
     m_beingPrepared = m_waiting.size();
-    m_preparations.Start([this, prepare = m_prepare] {
-        prepare();
-        return [this] { AnnounceHardware(); };
+    m_preparations.Start([this, prepare = m_prepare]() -> LooseThreads::Outcome {
+        return [this, outcome = prepare()] {
+            if (outcome)
+                outcome();
+            AnnounceHardware();
+        };
     });
 }
 

@@ -17,7 +17,7 @@ class FrameBuses : public platform::Bus {
   public:
     // `hardware` may be null. `prepare`, which holds all that it needs by itself, is run on a thread before
     // services of the hardware are announced, those that came meanwhile together.
-    FrameBuses(platform::Bus& virtualFrames, platform::Bus* hardware, std::function<void()> prepare);
+    FrameBuses(platform::Bus& virtualFrames, platform::Bus* hardware, LooseThreads::Job prepare);
 
     // Virtual frames are announced before it returns, those of the hardware later on the event loop. Errors:
     // those of the hardware; virtual frames come and go all the same.
@@ -39,7 +39,7 @@ class FrameBuses : public platform::Bus {
 
     platform::Bus& m_virtualFrames;
     platform::Bus* m_hardware;
-    std::function<void()> m_prepare;
+    LooseThreads::Job m_prepare;
     platform::BusListener* m_listener = nullptr;
     Relay m_virtualRelay, m_hardwareRelay;
     std::deque<platform::BusService*> m_waiting;  // appeared, and not yet announced

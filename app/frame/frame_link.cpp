@@ -1,6 +1,7 @@
 #include "app/frame/frame_link.h"
 
 #include <utility>
+#include <vector>
 
 #include "app/parts/app_state.h"
 #include "flash/process_flash.h"
@@ -14,9 +15,8 @@ namespace lumato::app {
 namespace {
 
 // The desktop mounts the frame's volume when it finds the frame, and may do so again.
-void Eject(platform::Volumes* volumes) {
-    if (volumes != nullptr)
-        device::EjectFrameVolumes(*volumes);
+std::vector<Error> Eject(platform::Volumes* volumes) {
+    return volumes != nullptr ? device::EjectFrameVolumes(*volumes) : std::vector<Error>();
 }
 
 }  // namespace
@@ -24,7 +24,14 @@ void Eject(platform::Volumes* volumes) {
 FrameLink::FrameLink(store::StatusPort& status, const Surroundings& surroundings)
     : m_status(status),
       m_volumes(surroundings.volumes),
-      m_buses(m_virtualBus, surroundings.hardware, [volumes = surroundings.volumes] { Eject(volumes); }) {
+      // Its thread may outlive the link, which only the outcome, on the main thread, speaks to.
+      m_buses(m_virtualBus, surroundings.hardware,
+              [this, volumes = surroundings.volumes]() -> LooseThreads::Outcome {
+                  return [this, errors = Eject(volumes)] {
+                      for (const Error& error : errors)
+                          ShowLinkError(error);
+                  };
+              }) {
     platform::Services& services = platform::CurrentServices();
     services.clock = &m_clock;
     services.bus = &m_buses;
@@ -98,8 +105,10 @@ bool FrameLink::BeginDownload(std::function<void(bool written)> done, std::funct
     Enter(WindowState::Downloading);
     m_task = platform::Task(
         [this, hardware = UsesHardware(), done = std::move(done), prepare = std::move(prepare)] {
-            if (hardware)
-                Eject(m_volumes);
+            if (hardware) {
+                for (const Error& error : Eject(m_volumes))
+                    ShowLinkError(error);
+            }
             bool written = false;
             if (!prepare || prepare()) {
                 written = store::TranspotPic();

@@ -29,15 +29,10 @@ QImage ImageOf(const std::vector<std::uint8_t>& composed, int width, int height)
         .convertToFormat(QImage::Format_RGB32);
 }
 
-QImage ReadBitmap(const Path& file, QSize bound) {
+QImage ReadBitmap(const Path& file) {
     picture::BitmapInfo info;
     const auto whole = [](int, int) { return 1.0; };
-    if (!picture::CreateMyImage(file, false, whole, info))
-        return {};
-    const QImage image = ImageOf(info);
-    if (!bound.isValid() || (image.width() <= bound.width() && image.height() <= bound.height()))
-        return image;
-    return image.scaled(bound, Qt::KeepAspectRatio, Qt::SmoothTransformation);
+    return picture::CreateMyImage(file, false, whole, info) ? ImageOf(info) : QImage();
 }
 
 }  // namespace lumato::app

@@ -18,8 +18,7 @@ namespace lumato::app {
 // What picture::RenderLcdBitmap() made: blue, green, red, bottom row first.
 [[nodiscard]] QImage ImageOf(const std::vector<std::uint8_t>& composed, int width, int height);
 
-// One of the store's own bitmaps, read from its file; null when it cannot be read. `bound` (if any) is the
-// box in pixels that it is reduced to fit.
-[[nodiscard]] QImage ReadBitmap(const Path& file, QSize bound = {});
+// One of the store's own bitmaps, read from its file; null when it cannot be read.
+[[nodiscard]] QImage ReadBitmap(const Path& file);
 
 }  // namespace lumato::app

@@ -83,10 +83,12 @@ void MainWindow::Ask(QMessageBox* box) {
 void MainWindow::AskWhatWaits() {
     if (QMessageBox* box = m_question) {
         m_question = nullptr;
-        if (IsReady())
+        if (IsReady()) {
+            box->setProperty(kAboutFrame, true);
             box->open();
-        else
+        } else {
             delete box;
+        }
     }
 }
 

@@ -62,7 +62,14 @@ void MainWindow::TakeDrop(const std::vector<Path>& files) {
     m_looks.Start([this, file = files.front()]() -> LooseThreads::Outcome {
         std::error_code ignored;
         const bool isFolder = std::filesystem::is_directory(file, ignored);
-        return [this, file, isFolder] { isFolder ? AddFiles({file}) : SelectFile(file); };
+        return [this, file, isFolder] {
+            if (!isFolder)
+                SelectFile(file);
+            else if (IsReady())
+                AddFiles({file});
+            else
+                m_handedOver.push_back(file);  // until the window is ready again
+        };
     });
 }
 
@@ -111,6 +118,11 @@ void MainWindow::TakeFrameChange() {
     m_loader.Forget();
     m_waiting.reset();
     m_addNext = false;
+    // No answer may mean another frame.
+    for (QMessageBox* box : findChildren<QMessageBox*>()) {
+        if (box == m_quitQuestion || box->property(kAboutFrame).toBool())
+            box->done(QDialog::Rejected);
+    }
     ShowState();
 }
 
@@ -134,19 +146,14 @@ void MainWindow::TakeOnlineEnd() {
     m_panel->UpdateInfo();
     if (const QWidget* focus = focusWidget(); focus == nullptr || m_noFrame->isAncestorOf(focus))
         m_browser->TakeFocus();
-    if (m_handedOver.empty())
-        TakeSelection();
+    TakeSelection();
 }
 
 // Several are added, one is for the user to fit.
 void MainWindow::TakeUpFiles() {
     if (!IsReady() || m_handedOver.empty())
         return;
-    std::vector<Path> files = std::exchange(m_handedOver, {});
-    if (files.size() == 1)
-        SelectFile(files.front());
-    else
-        AddFiles(std::move(files));
+    TakeDrop(std::exchange(m_handedOver, {}));
 }
 
 void MainWindow::ComeForward(std::vector<Path> files) {

@@ -161,7 +161,12 @@ void MainWindow::MakePictureMenu(QMenu* menu) {
 
 void MainWindow::InitViewLanguage() {
     FollowLanguage(LanguageFile::Chosen());
+    const bool leftOutNoted = m_leftOut && m_panel->Note() == m_leftOutNote;
     m_panel->InitViewLanguage();
+    if (leftOutNoted) {
+        m_leftOutNote = m_panel->Note();
+        findChild<QPushButton*>(QLatin1String(kBatchReportButton))->setVisible(true);
+    }
     m_editPanel->ShowTexts();
     ShowReplacing();
     const QString lettersOfMenus = m_menus->ShowTexts();
@@ -169,6 +174,10 @@ void MainWindow::InitViewLanguage() {
     m_frameMenu->ShowTexts();
     m_browser->ShowTexts();
     m_noFrame->SetTexts(Localized(kNoFrameHeading), Localized(kConnectHint));
+    emit m_preview->Changed();  // what is said of it
+    if (m_previewWindow != nullptr)
+        m_previewWindow->ShowTexts();
+    ShowPrice();
     if (MainThreadOwns())  // what is said of each picture
         m_panel->ShowPictureList(store::Store().gmyTotalePictureNum, store::Store().gmyCurrentSelectItem);
     GiveLetters(*this, lettersOfMenus);
@@ -216,6 +225,8 @@ void MainWindow::TakeEnd() {
         LeaveUnasked();
         return;
     }
+    // It may have been clicked while a task owned the store.
+    MyDeleteAllCheckBoxHandler(FindControlAs<QCheckBox>(this, kDeleteAllCheckBoxID)->isChecked());
     m_panel->SetDownLoadPrcess(0);
     m_link.ShowLoading(m_loader.IsLoading());
     if (IsReady()) {

@@ -232,7 +232,8 @@ class MainWindow : public QMainWindow {
     std::vector<ItemID> SelPicArrayRef;      // chosen for a batch, the last one first
     std::optional<LoadedPicture> m_waiting;  // arrived while a task owned the edit picture
     std::vector<Path> m_handedOver;          // files from elsewhere, until the window is ready for them
-    QPointer<QMessageBox> m_question;        // waits for the task that led to it
+    static constexpr const char* kAboutFrame = "aboutFrame";  // a question's property: it goes with the frame
+    QPointer<QMessageBox> m_question;                         // waits for the task that led to it
     // A listed picture that the edit picture replaces, once its photograph has been loaded.
     struct Again {
         std::string name;

@@ -73,7 +73,6 @@ QPushButton* NoFrameNotice::MakeButton(QAction* action, const char* symbol) {
 void NoFrameNotice::SetTexts(const QString& heading, const QString& text) {
     m_picture->setAccessibleName(heading);
     m_heading->setText(heading);
-    m_picture->setAccessibleName(heading);
     m_text->setText(text);
 }
 

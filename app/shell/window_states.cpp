@@ -1,5 +1,6 @@
 // What the window shows and enables in each of its states.
 #include <QPushButton>
+#include <utility>
 
 #include "app/shell/main_window.h"
 #include "store/store.h"
@@ -53,9 +54,8 @@ void MainWindow::ShowState() {
     m_stopAction->setEnabled(look.stop || IsEditingAgain());
     m_editPanel->ShowLoading(state == WindowState::Loading);
     ShowUndo();
-    if (!IsMoment(state) && !IsMoment(std::exchange(m_shownState, state)))
+    if (!IsMoment(std::exchange(m_shownState, state)) && !IsMoment(state))
         m_panel->ForgetNotes(NoteOf::Work);
-    m_shownState = state;
     m_frameMenu->ShowState();
     ShowNoFrameNotice(state == WindowState::NoFrame);
     if (state == WindowState::NoFrame)

@@ -101,7 +101,7 @@ TEST(FileHolders, ProgramsAreNamedByOpenFileWorkingFolderAndMapping) {
     std::filesystem::create_symlink("/media/frame", process("self", "not a process") / "cwd");
     EXPECT_EQ(FileHolders("/media/frame", proc.Get()),
               "player (process 13), shell (process 12), viewer (process 11)");
-    EXPECT_EQ(InUseBy("/media/none", proc.Get()), "in use by another program");
+    EXPECT_EQ(InUseBy("/media/none", proc.Get()).English(), "in use by another program");
 }
 
 // A message bus of the test's own in place of the system's; none where dbus-daemon is not installed.
