@@ -103,8 +103,7 @@ void DeletePictures() {
 void DeletePicturesAt(std::vector<int> positions) {
     StoreState& store = Store();
     std::ranges::sort(positions);
-    const auto repeated = std::ranges::unique(positions);
-    positions.erase(repeated.begin(), repeated.end());
+    positions.erase(std::unique(positions.begin(), positions.end()), positions.end());
     if (positions.empty() || store.gmyPictureData == nullptr || positions.front() < 1 ||
         positions.back() > store.gmyTotalePictureNum)
         return;

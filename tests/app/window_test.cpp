@@ -207,6 +207,8 @@ class WindowTest : public WindowFixture {
         AddAndWait({"a.png", "b.png"});
         PictureList& list = m_window->List();
         const auto& preview = Find<Preview>(myHIPreviewID);
+        // The last of the batch is still on its way.
+        QTRY_VERIFY_WITH_TIMEOUT(IsReady() && preview.Name() == QLatin1String("b.png"), kPatience);
         list.setCurrentIndex(list.model()->index(0, 0));
         QTRY_COMPARE_WITH_TIMEOUT(preview.Name(), QStringLiteral("Picture1.bmp"), kPatience);
         const StreamImage shown = preview.Shown();
