@@ -140,7 +140,16 @@ void ConfigureApplication() {
 // Handed from the signal's handler to the event loop.
 int signalPipe[2] = {-1, -1};
 
-extern "C" void TakeSignal(int) {
+// Who asks for the third time does not want to wait for a disk that has gone.
+volatile std::sig_atomic_t signalsTaken = 0;
+
+extern "C" void TakeSignal(int signal) {
+    signalsTaken = signalsTaken + 1;
+    if (signalsTaken > 2) {
+        std::signal(signal, SIG_DFL);
+        std::raise(signal);
+        return;
+    }
     const int before = errno;  // of whatever is interrupted
     const char one = 1;
     static_cast<void>(write(signalPipe[1], &one, 1));

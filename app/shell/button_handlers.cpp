@@ -2,6 +2,7 @@
 #include <QApplication>
 #include <QFileDialog>
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 #include "app/list/batch_report_dialog.h"
@@ -110,8 +111,10 @@ void MainWindow::MyAddButtonHandler() {
         m_addNext = true;  // pressed twice: the next one is meant
     if (!IsReady())
         return;
+    // One that is still being drawn has not the display's size yet.
     const store::Rect& rect = store::Store().gmyDrawrect;
-    if (rect.width == 0 || rect.height == 0)
+    if (std::abs(rect.width) != store::Store().gmyLcdWidth ||
+        std::abs(rect.height) != store::Store().gmyLcdHeight)
         return;
     SelPicArrayRef = CollectBatch();
     std::vector<Path> files;
@@ -145,8 +148,9 @@ void MainWindow::AskToAddEmpty() {
         QMessageBox::NoButton, this);
     box->setAttribute(Qt::WA_DeleteOnClose);
     connect(box->addButton(Localized("Add", "Add"), QMessageBox::AcceptRole), &QPushButton::clicked, this,
-            [this] {
-                if (MainThreadOwns() && m_panel->IsEnabled() && picture::Pictures().gmyCGimage != nullptr)
+            [this, asked = picture::Pictures().editSource] {
+                if (IsReady() && picture::Pictures().gmyCGimage != nullptr &&
+                    picture::Pictures().editSource == asked)
                     AddAsPosed();
             });
     box->setDefaultButton(box->addButton(Localized("CANCLE_BUTTON", "Cancel"), QMessageBox::RejectRole));
@@ -272,6 +276,7 @@ void MainWindow::ShowBatchReport() {
     if (!m_leftOut)
         return;
     auto* dialog = new BatchReportDialog(*m_leftOut, this);
+    dialog->setProperty(kAboutFrame, true);
     connect(dialog, &BatchReportDialog::Retried, this,
             [this](const std::vector<Path>& files) { AddFiles(files); });
     dialog->open();

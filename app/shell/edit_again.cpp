@@ -25,18 +25,32 @@ void MainWindow::EditAgain() {
     const store::FileData& record = *store::GetNode(store.gmyPictureData.get(), position);
     const picture::AlbumEntry* made =
         record.streamHash ? picture::Pictures().album.Find(*record.streamHash) : nullptr;
-    const picture::Original original = made != nullptr ? picture::StateOf(*made) : picture::Original::Missing;
+    if (made == nullptr) {
+        ShowNote("EDIT_AGAIN_FAILED_TIPS", "This picture cannot be edited again",
+                 Phrase("PHOTOGRAPH_UNKNOWN", "this computer does not know its photograph"));
+        return;
+    }
+    // Its disk may not answer.
+    m_looks.Clear();
+    m_looks.Start([this, name = record.fileName, made = *made]() -> LooseThreads::Outcome {
+        return [this, name, made, original = picture::StateOf(made)] { EditFrom(name, made, original); };
+    });
+}
+
+void MainWindow::EditFrom(const std::string& name, const picture::AlbumEntry& made,
+                          picture::Original original) {
+    if (!IsReady())
+        return;
     if (original == picture::Original::Missing) {
         ShowNote("EDIT_AGAIN_FAILED_TIPS", "This picture cannot be edited again",
-                 made == nullptr ? Phrase("PHOTOGRAPH_UNKNOWN", "this computer does not know its photograph")
-                                 : Phrase("PHOTOGRAPH_MISSING", "{0} is not there, or cannot be read",
-                                          Printable(made->source.string())));
+                 Phrase("PHOTOGRAPH_MISSING", "{0} is not there, or cannot be read",
+                        Printable(made.source.string())));
         return;
     }
     EndEditAgain();
-    m_again = Again{record.fileName, made->source, made->pose, original == picture::Original::Changed};
+    m_again = Again{name, made.source, made.pose, original == picture::Original::Changed};
     m_addNext = false;
-    m_loader.Load({kNoItem, made->source});
+    m_loader.Load({kNoItem, made.source});
 }
 
 // The photograph has come into the edit view; another one ends it.

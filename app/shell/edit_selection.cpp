@@ -119,9 +119,9 @@ void MainWindow::TakeFrameChange() {
     m_waiting.reset();
     m_addNext = false;
     // No answer may mean another frame.
-    for (QMessageBox* box : findChildren<QMessageBox*>()) {
-        if (box == m_quitQuestion || box->property(kAboutFrame).toBool())
-            box->done(QDialog::Rejected);
+    for (QDialog* question : findChildren<QDialog*>()) {
+        if (question == m_quitQuestion || question->property(kAboutFrame).toBool())
+            question->done(QDialog::Rejected);
     }
     ShowState();
 }

@@ -33,6 +33,7 @@
 #include "app/shell/no_frame_notice.h"
 #include "backup/backup_file.h"
 #include "picture/add_pictures.h"
+#include "picture/album.h"
 #include "store/check_pictures.h"
 #include "store/download_cost.h"
 #include "store/edit_history.h"
@@ -159,6 +160,7 @@ class MainWindow : public QMainWindow {
     void Restore(const BackupRead& read);
 
     // ---- edit_again.cpp
+    void EditFrom(const std::string& name, const picture::AlbumEntry& made, picture::Original original);
     void TakeEditAgain(const Path& file, bool selected);
     [[nodiscard]] bool IsEditingAgain() const { return m_again && m_again->shown; }
     [[nodiscard]] int PositionEditedAgain() const;
@@ -216,7 +218,7 @@ class MainWindow : public QMainWindow {
     ControlPanel* m_panel;
     FrameLink m_link;
     PictureLoader m_loader;
-    LooseThreads m_looks{1};  // at what was dropped
+    LooseThreads m_looks{1};  // at files that were dropped, or are to be edited again
     Desktop m_desktop;
     QElapsedTimer m_downloadTime;
     std::unique_ptr<EditPanel> m_editPanel;
