@@ -23,15 +23,23 @@
 
 namespace lumato::device {
 
+// What a frame says it is; printable.
+struct FrameModel {
+    std::string name;      // vendor and product
+    std::string firmware;  // its revision
+};
+
 class AttachedFrame {
   public:
     // One that nothing can be sent to, though it is there.
     AttachedFrame() = default;
     // `individual`: what tells the frame from others of its model; may be empty.
-    AttachedFrame(std::shared_ptr<platform::ScsiDevice> device, std::string name, std::string individual);
+    AttachedFrame(std::shared_ptr<platform::ScsiDevice> device, std::string name, std::string individual,
+                  FrameModel model = {});
 
     [[nodiscard]] const std::string& Name() const { return m_name; }
     [[nodiscard]] const std::string& Individual() const { return m_individual; }
+    [[nodiscard]] const FrameModel& Model() const { return m_model; }
 
     [[nodiscard]] bool IsThere() const { return DeviceStatus == Presence::Attached; }
     [[nodiscard]] bool IsReleased() const { return DeviceStatus == Presence::Released; }
@@ -63,6 +71,7 @@ class AttachedFrame {
 
     const std::string m_name;
     const std::string m_individual;
+    const FrameModel m_model;
     std::atomic<Presence> DeviceStatus{Presence::Attached};
     std::atomic<Clock::rep> m_unansweredSince{0};  // 0: the last command was answered
     Clock::time_point m_ended;                     // of the last command

@@ -30,7 +30,8 @@ class Shell(Story):
     def kept(self):
         """What this computer keeps for the frame."""
         return {os.path.join(at, name): self.read(os.path.join(at, name))
-                for at, _, names in os.walk(self.home + "/state") for name in names if name != "album" and os.path.basename(at) != "known"}
+                for at, _, names in os.walk(self.home + "/state")
+                for name in names if name not in ("album", "log", "trace") and os.path.basename(at) != "known"}
 
     def on_frame(self):
         return flash_reader.streams_of(self.image())
