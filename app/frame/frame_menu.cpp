@@ -50,6 +50,11 @@ void FrameMenu::ShowState() {
     m_screen.SetWriting(App().state == WindowState::Downloading);
 }
 
+void FrameMenu::Trigger(const QString& action) {
+    if (action == QLatin1String(kNewFrameAction))
+        m_new->trigger();
+}
+
 void FrameMenu::Attach(const Path& file) {
     const Result<void> attached = m_link.AttachVirtualFrame(file, m_pace);
     if (!attached)

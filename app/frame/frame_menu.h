@@ -14,6 +14,9 @@
 
 namespace lumato::app {
 
+// Of the program's entry on the desktop.
+inline constexpr const char* kNewFrameAction = "new-frame";
+
 class FrameMenu : public QObject {
     Q_OBJECT
 
@@ -28,6 +31,8 @@ class FrameMenu : public QObject {
 
     // Attaches the frame; what stands in its way is shown in a message.
     void Attach(const Path& file);
+    // As from the program's entry on the desktop; an unknown action does nothing.
+    void Trigger(const QString& action);
     [[nodiscard]] FrameWindow& Screen() { return m_screen; }
 
   private:
