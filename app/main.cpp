@@ -97,9 +97,12 @@ Options ParseArguments(int argc, char** argv) {
     const QCommandLineOption pace(
         QStringLiteral("pace"), QStringLiteral("virtual frames take as long as a real one, X times as fast"),
         QStringLiteral("X"));
-    const QCommandLineOption newFrame(QLatin1String(kNewFrameAction),
-                                      QStringLiteral("ask for a new virtual frame"));
-    parser.addOptions({home, frame, newFrame, pace});
+    const QStringList actions = FrameMenu::Actions();
+    const QCommandLineOption action(
+        QStringLiteral("action"),
+        QStringLiteral("choose this from the menu Frame: ") + actions.join(QStringLiteral(", ")),
+        QStringLiteral("ACTION"));
+    parser.addOptions({home, frame, action, pace});
     parser.addPositionalArgument(QStringLiteral("FILES"),
                                  QStringLiteral("pictures: one to edit, several to add"),
                                  QStringLiteral("[FILES...]"));
@@ -120,8 +123,11 @@ Options ParseArguments(int argc, char** argv) {
     options.window.stateFolder = platform::StateFolder(homeFolder);
     if (parser.isSet(frame))
         options.frame = GivenPath(argc, argv, parser.value(frame));
-    if (parser.isSet(newFrame))
-        options.action = QLatin1String(kNewFrameAction);
+    options.action = parser.value(action);
+    if (parser.isSet(action) && !actions.contains(options.action)) {
+        std::fputs("lumato: --action: there is none of that name\n", stderr);
+        std::exit(2);
+    }
     if (parser.isSet(pace)) {
         bool valid = false;
         options.window.pace = parser.value(pace).toDouble(&valid);

@@ -51,8 +51,12 @@ void FrameMenu::ShowState() {
 }
 
 void FrameMenu::Trigger(const QString& action) {
-    if (action == QLatin1String(kNewFrameAction))
+    if (action == QLatin1String(kShowScreen))
+        m_show->trigger();
+    else if (action == QLatin1String(kNewFrame))
         m_new->trigger();
+    else if (action == QLatin1String(kRecover))
+        Recover();
 }
 
 void FrameMenu::Attach(const Path& file) {

@@ -65,7 +65,7 @@ class OneProgram(Story):
     def test_what_is_asked_of_the_command_line_needs_no_display(self):
         blind = {name: value for name, value in self.environment().items() if name not in ("DISPLAY", "WAYLAND_DISPLAY")}
         rows = [(["--version"], 0, "lumato "), (["--help", "-platform", "xcb"], 0, "--frame"), (["--nothing"], 2, ""),
-                (["--pace", "0"], 2, "")]
+                (["--pace", "0"], 2, ""), (["--action", "fly"], 2, "")]
         for arguments, status, said in rows:
             done = subprocess.run([LUMATO, *arguments], env=dict(blind, QT_QPA_PLATFORM="xcb"), capture_output=True,
                                   text=True)
@@ -102,6 +102,7 @@ class OneProgram(Story):
         second = self.window(self.pictures[0], odd)
         self.assertEqual(second.wait(PATIENCE), 0)
         self.wait_until(lambda: len(self.streams()) == 2, "the files did not get to the first window")
+        self.assertEqual(self.window("--action", "show-screen").wait(PATIENCE), 0)
         self.assertIsNone(first.poll())
         time.sleep(0.5)
         first.kill()
