@@ -1,8 +1,7 @@
 // One attached frame: its open device, what tells it from others, and the one answer to "is it there?".
 //
 //   Attached -> Vanished   a command finds the device gone; nothing is sent any more, and nothing else
-//   happens
-//                          until the link hears of the detachment
+//                          happens until the link hears of the detachment
 //   Attached -> Released   the link lets go of it: detached, replaced, or the program ends. Nothing is sent
 //   Vanished -> Released   any more, the device is closed as soon as no command uses it, and whoever owns the
 //                          store releases what belonged to the frame

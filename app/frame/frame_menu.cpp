@@ -50,6 +50,15 @@ void FrameMenu::ShowState() {
     m_screen.SetWriting(App().state == WindowState::Downloading);
 }
 
+void FrameMenu::Trigger(const QString& action) {
+    if (action == QLatin1String(kShowScreen))
+        m_show->trigger();
+    else if (action == QLatin1String(kNewFrame))
+        m_new->trigger();
+    else if (action == QLatin1String(kRecover))
+        Recover();
+}
+
 void FrameMenu::Attach(const Path& file) {
     const Result<void> attached = m_link.AttachVirtualFrame(file, m_pace);
     if (!attached)

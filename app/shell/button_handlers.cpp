@@ -305,7 +305,7 @@ void MainWindow::Download(std::function<void(bool written)> then) {
 void MainWindow::TakeDownload() {
     m_desktop.AllowSleep();
     if (m_downloadTime.elapsed() >= kLongDownload && QApplication::activeWindow() == nullptr)
-        m_desktop.Notify(windowTitle(), m_panel->Note());
+        m_desktop.Notify(windowTitle(), m_panel->Note(), Localized("SHOW_WINDOW", "Show the Window"));
 }
 
 void MainWindow::MyUpLoadButtonHandler() {

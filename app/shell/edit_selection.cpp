@@ -1,4 +1,5 @@
 // How pictures come into the edit view and the preview, and what becomes of them when the frame changes.
+#include <QApplication>
 #include <algorithm>
 #include <utility>
 
@@ -156,13 +157,15 @@ void MainWindow::TakeUpFiles() {
     TakeDrop(std::exchange(m_handedOver, {}));
 }
 
-void MainWindow::ComeForward(std::vector<Path> files) {
+void MainWindow::ComeForward(std::vector<Path> files, const QString& action) {
     setWindowState(windowState() & ~Qt::WindowMinimized);
     show();
     raise();
     activateWindow();
     m_handedOver.insert(m_handedOver.end(), files.begin(), files.end());
     TakeUpFiles();
+    if (QApplication::activeModalWidget() == nullptr)
+        m_frameMenu->Trigger(action);
 }
 
 void MainWindow::ShowNoFrameNotice(bool show) {

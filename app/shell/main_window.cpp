@@ -19,6 +19,7 @@
 #include "app/parts/texts.h"
 #include "app/shell/accessible_views.h"
 #include "app/shell/appearance.h"
+#include "app/shell/first_window.h"
 #include "app/shell/transfer_bar.h"
 #include "picture/picture_state.h"
 #include "store/safekeeping.h"
@@ -90,6 +91,10 @@ void MainWindow::ConnectLink() {
     connect(m_panel, &ControlPanel::RefreshPosted, this, &MainWindow::InvalidWindow);
     connect(FindControlAs<TransferBar>(this, kDownLoadProcessID), &TransferBar::valueChanged, &m_desktop,
             &Desktop::ShowProgress);
+    connect(&m_desktop, &Desktop::WindowWanted, this, [this](const QString& token) {
+        UseActivationToken(token);
+        ComeForward({});
+    });
     connect(m_panel, &ControlPanel::RedrawPosted, this, [this] {
         m_editPanel->RedrawEditView();
         if (MainThreadOwns() && store::Store().gmyCurrentSelectItem == 0)

@@ -89,7 +89,7 @@ class MainWindow : public QMainWindow {
     void InvalidWindow();
 
     // Another start of the program: this window is shown, and takes up its files.
-    void ComeForward(std::vector<Path> files);
+    void ComeForward(std::vector<Path> files, const QString& action = {});
 
     // Asks whether to quit, and does; refused while pictures are transferred.
     void QuitApplication();

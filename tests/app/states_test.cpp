@@ -53,6 +53,10 @@ class StatesTest : public WindowFixture {
         if (state == QLatin1String("save dialog"))
             Click(kUpLoadButtnonID);
     }
+    void ListenTo(const QObject& listener, QStringList& notes) {
+        ControlPanel& panel = m_window->Panel();
+        connect(&panel, &ControlPanel::NoteShown, &listener, [&] { notes += panel.Note(); });
+    }
     void Rows() {
         QTest::addColumn<QString>("state");
         for (const char* state : kStates)
@@ -68,10 +72,13 @@ class StatesTest : public WindowFixture {
         QFETCH(QString, state);
         OpenWithPictures();
         Enter(state);
+        QStringList notes;  // of what ended just then another may follow
+        const QObject listener;
+        ListenTo(listener, notes);
         m_window->Link().DetachVirtualFrame();
         QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns() && !m_window->Panel().IsEnabled() && Listed() == 0,
                                  kPatience);
-        WaitForNote("Device Not Online!");
+        QTRY_VERIFY_WITH_TIMEOUT(notes.contains(QStringLiteral("Device Not Online!")), kPatience);
         QVERIFY(picture::Pictures().gmyCGimage == nullptr);
         for (QDialog* dialog : m_window->findChildren<QDialog*>())
             dialog->reject();
@@ -97,9 +104,8 @@ class StatesTest : public WindowFixture {
         OpenWithPictures();
         Enter(state);
         QStringList notes;  // the task's own last note may follow at once
-        ControlPanel& panel = m_window->Panel();
         const QObject listener;
-        connect(&panel, &ControlPanel::NoteShown, &listener, [&] { notes += panel.Note(); });
+        ListenTo(listener, notes);
         m_window->close();
         QVERIFY(m_window->isVisible());
         if (IsTransfer(state)) {

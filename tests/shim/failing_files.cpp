@@ -4,8 +4,7 @@
 //   FAILING_FILES_AT       n, from 1; without it nothing fails
 //   FAILING_FILES_HOW      ENOSPC, EACCES, EIO, or KILL: the program ends there, without a word
 //   FAILING_FILES_REPORT   a file that gets a line for the operation that went wrong: its number, class
-//   (open, write,
-//                          rename, unlink, sync, mkdir, close) and path
+//                          (open, write, rename, unlink, sync, mkdir, close) and path
 //
 // A failed operation has done nothing, but a close, which always closes: its error is that of earlier writes.
 // What a failed sync could not write is gone, as after a power failure: the next sync would find nothing to
