@@ -28,12 +28,14 @@
 #include "app/shell/desktop.h"
 #include "app/shell/first_window.h"
 #include "app/shell/main_window.h"
+#include "base/diagnostics.h"
 #include "base/printable.h"
 #include "base/standard_descriptors.h"
 #include "device/comm_usb.h"
 #include "platform/linux/folder_lock.h"
 #include "platform/linux/folders.h"
 #include "platform/linux/mounted_volumes.h"
+#include "report/report_log.h"
 #include "text/localized.h"
 
 namespace lumato::app {
@@ -249,10 +251,16 @@ int main(int argc, char** argv) {
     lumato::app::Options options = lumato::app::ParseArguments(argc, argv);
     const QApplication application(argc, argv);
     lumato::app::ConfigureApplication();
+    lumato::report::ReportLog log("lumato", options.window.stateFolder,
+                                  lumato::platform::LogFile::Folder::Make);
+    lumato::Log(std::string("Qt ") + qVersion() + ", " + QGuiApplication::platformName().toStdString());
+    options.window.keepTrace = [&log] { log.KeepTrace(); };
     const int status = lumato::app::Run(std::move(options));
     // A thread that still waits for a disk would outlive what it uses: then everything goes at once. What is
     // to be kept has been written.
-    if (lumato::app::LooseThreads::AnyRun())
+    if (lumato::app::LooseThreads::AnyRun()) {
+        log.End();
         std::_Exit(status);
+    }
     return status;
 }

@@ -16,6 +16,10 @@ ReportLog::ReportLog(const std::string& program, const Path& stateFolder, platfo
 }
 
 ReportLog::~ReportLog() {
+    End();
+}
+
+void ReportLog::End() {
     SetLog({});
     m_file->Flush(std::chrono::milliseconds(500));
 }

@@ -21,6 +21,9 @@ class ReportLog {
     ReportLog(const ReportLog&) = delete;
     ReportLog& operator=(const ReportLog&) = delete;
 
+    // The same, for who ends the program without any more ado.
+    void End();
+
     // The commands that were sent are what a report will show. Those of a call that only looked, and found
     // nothing wrong, leave others in their place.
     void KeepTrace();

@@ -16,6 +16,8 @@
 #include "app/parts/texts.h"
 #include "app/shell/spoken_note.h"
 #include "app/shell/transfer_bar.h"
+#include "base/diagnostics.h"
+#include "base/private_text.h"
 #include "picture/picture_state.h"
 #include "store/local_files.h"
 #include "store/picture_count_text.h"
@@ -214,6 +216,7 @@ ControlPanel::Said& ControlPanel::SaidOf(NoteOf subject) {
 }
 
 void ControlPanel::SetNotes(const Phrase& note) {
+    Log("note: " + WithoutNames(note));
     Post([this, subject = Subject(), note] {
         if (subject == NoteOf::Work)
             ForgetNotes(NoteOf::Work);
@@ -225,6 +228,8 @@ void ControlPanel::SetNotes(const Phrase& note) {
 }
 
 void ControlPanel::SetNoteDetail(const Phrase& detail) {
+    if (!detail.empty())
+        Log("note: " + WithoutNames(detail));
     Post([this, subject = Subject(), detail] {
         SaidOf(subject).detail = detail;
         ShowNotes();

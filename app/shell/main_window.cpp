@@ -30,7 +30,7 @@ MainWindow::MainWindow(WindowOptions options)
     : m_options(std::move(options)),
       m_settings(m_options.stateFolder),
       m_panel(new ControlPanel(*this)),
-      m_link(*m_panel, {m_options.hardware, m_options.volumes, m_options.stateFolder}),
+      m_link(*m_panel, {m_options.hardware, m_options.volumes, m_options.stateFolder, m_options.keepTrace}),
       m_loader([this](LoadedPicture loaded) { TakeLoaded(std::move(loaded)); }) {
     InstallAccessibleViews();
     store::Store().gmyResousepath = m_options.home;
@@ -45,7 +45,7 @@ MainWindow::MainWindow(WindowOptions options)
     picture::Pictures().port = m_editPanel.get();
     MakeMenus();
     m_noFrame = new NoFrameNotice(FindControl(this, myHIRectID), m_menus->Action("FRAME_NEW"),
-                                  m_menus->Action("FRAME_ATTACH"));
+                                  m_menus->Action("FRAME_ATTACH"), m_permitAction);
     InitViewLanguage();
     ConnectControls();
     ConnectLink();
@@ -119,6 +119,7 @@ void MainWindow::MakeMenus() {
                                       [this] { StopWork(); });
     MakeCheckMenu(frame);
     MakeBackupMenu(frame);
+    MakeContactMenu(frame);
     frame->addSeparator();
     m_frameMenu = new FrameMenu(frame, *m_menus, m_link, m_settings, m_options.pace, this);
     QMenu* language = m_menus->AddMenu("MENU_LANGUAGE", "Language");
@@ -128,6 +129,7 @@ void MainWindow::MakeMenus() {
     QMenu* help = m_menus->AddMenu("MENU_HELP", "Help");
     m_menus->AddAction(help, "HELP_SHORTCUTS", "Keyboard Shortcuts", QKeySequence("Ctrl+?"), false,
                        [this] { ShowShortcuts(); });
+    m_menus->AddAction(help, "HELP_REPORT", "Copy Report", {}, false, [this] { CopyReport(); });
     m_menus->AddAction(help, "HELP_ABOUT", "About Lumato", {}, false, [this] { ShowAbout(); });
     const auto* openMenu = new QShortcut(QKeySequence(Qt::Key_F10), this);
     connect(openMenu, &QShortcut::activated, this,

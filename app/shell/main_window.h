@@ -4,13 +4,15 @@
 // edit_selection.cpp brings pictures into the edit view, button_handlers.cpp has the buttons,
 // list_handlers.cpp the list and the preview, edit_again.cpp what is edited once more, undo_handlers.cpp the
 // steps back and forth, check_handlers.cpp the check of what is on the frame, backup_handlers.cpp the frame
-// in one file, quit_application.cpp the way out.
+// in one file, first_contact.cpp what a frame says of itself and the report, quit_application.cpp the way
+// out.
 #pragma once
 
 #include <QElapsedTimer>
 #include <QMainWindow>
 #include <QMessageBox>
 #include <QPointer>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -49,8 +51,9 @@ struct WindowOptions {
     platform::Bus* hardware = nullptr;     // borrowed; where real frames appear; null: none do
     platform::Volumes* volumes = nullptr;  // borrowed; null: there are none
     Path stateFolder;
-    double pace = 0;          // of virtual frames, as FrameOptions has it
-    std::vector<Path> files;  // taken up once a frame is online: one to edit, several to add
+    double pace = 0;                       // of virtual frames, as FrameOptions has it
+    std::function<void()> keepTrace = {};  // what the frame was sent, for a later report; any thread
+    std::vector<Path> files;               // taken up once a frame is online: one to edit, several to add
 };
 
 // While there is no frame.
@@ -153,6 +156,7 @@ class MainWindow : public QMainWindow {
     // ---- backup_handlers.cpp
     using BackupRead = std::shared_ptr<Result<backup::Backup>>;
     void MakeBackupMenu(QMenu* menu);
+    void MakeContactMenu(QMenu* frame);
     void ChooseBackup(bool restore);
     void BackUpTo(const Path& file);
     void ReadBackup(const Path& file);
@@ -207,6 +211,9 @@ class MainWindow : public QMainWindow {
     void ShowNote(const char* key, const char* defaultText, const Phrase& detail = {});
     void ShowShortcuts();
     void ShowAbout();
+    void ShowFrameFacts();
+    void PermitFrames();
+    void CopyReport();
     void ShowMessage(const QString& title, const QString& text);
 
     void Leave();
@@ -256,6 +263,9 @@ class MainWindow : public QMainWindow {
     QAction* m_undoAction = nullptr;
     QAction* m_redoAction = nullptr;
     QAction* m_stopAction = nullptr;
+    QAction* m_factsAction = nullptr;
+    QAction* m_permitAction = nullptr;  // shown while a frame must not be used
+    LooseThreads m_reports{1};
     QAction* m_checkAction = nullptr;  // checked: each download is read back
 };
 

@@ -14,7 +14,7 @@ constexpr double kHeadingSize = 1.5;
 
 }  // namespace
 
-NoFrameNotice::NoFrameNotice(QWidget* view, QAction* newFrame, QAction* attachFrame)
+NoFrameNotice::NoFrameNotice(QWidget* view, QAction* newFrame, QAction* attachFrame, QAction* permit)
     : QWidget(view), m_column(new QVBoxLayout(this)) {
     const int line = fontMetrics().height();
     m_column->setSpacing(line * 2 / 3);
@@ -31,6 +31,7 @@ NoFrameNotice::NoFrameNotice(QWidget* view, QAction* newFrame, QAction* attachFr
     setFocusProxy(first);
     buttons->addWidget(first);
     buttons->addWidget(MakeButton(attachFrame, "attach-frame"));
+    buttons->addWidget(MakeButton(permit, "frame"));
     buttons->addStretch();
     m_column->addLayout(buttons);
     m_column->addStretch(3);
@@ -63,6 +64,7 @@ QPushButton* NoFrameNotice::MakeButton(QAction* action, const char* symbol) {
         button->setText(WithLetterOf(WithoutLetter(action->text()), button->text()));
         button->setMinimumWidth(button->sizeHint().width() + button->fontMetrics().averageCharWidth() * 3);
         button->setEnabled(action->isEnabled());
+        button->setVisible(action->isVisible());
     };
     connect(action, &QAction::changed, button, follow);
     connect(button, &QPushButton::clicked, action, &QAction::trigger);

@@ -1,4 +1,5 @@
-// What stands over the edit view while there is no frame: what to do, and the two ways to a virtual one.
+// What stands over the edit view while there is no frame: what to do, the two ways to a virtual one, and the
+// permission for a real one that must not be used yet.
 //
 // Main thread only.
 #pragma once
@@ -16,7 +17,7 @@ class NoFrameNotice : public QWidget {
 
   public:
     // In the middle of `view`. The buttons do what the actions do, under their names.
-    NoFrameNotice(QWidget* view, QAction* newFrame, QAction* attachFrame);
+    NoFrameNotice(QWidget* view, QAction* newFrame, QAction* attachFrame, QAction* permit);
 
     void SetTexts(const QString& heading, const QString& text);
 

@@ -57,6 +57,7 @@ void MainWindow::ShowState() {
     if (!IsMoment(std::exchange(m_shownState, state)) && !IsMoment(state))
         m_panel->ForgetNotes(NoteOf::Work);
     m_frameMenu->ShowState();
+    m_factsAction->setEnabled(look.panel);
     ShowNoFrameNotice(state == WindowState::NoFrame);
     if (state == WindowState::NoFrame)
         ForgetFrame();
