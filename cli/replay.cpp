@@ -14,7 +14,7 @@ std::string AsText(const report::Replayed& replayed) {
     const std::size_t count = replayed.differences.size();
     std::string text = Count(replayed.commands, "command") + ", " + Grouped(replayed.compared) +
                        " of the answers compared; " +
-                       (count == 0 ? "none differs" : Count(count, "difference"));
+                       (count == 0 ? "none differs" : Count(static_cast<long long>(count), "difference"));
     for (std::size_t i = 0; i < std::min(count, kMostLines); ++i)
         text += "\ncommand " + Grouped(replayed.differences[i].command) + ": " + replayed.differences[i].what;
     return count > kMostLines ? text + "\n..." : text;

@@ -13,7 +13,7 @@ constexpr std::size_t kLast = 4000;
 constexpr std::size_t kBefore = 1000;
 constexpr std::size_t kHashDigits = 32;
 constexpr std::uint32_t kInformationSize = 512;
-constexpr std::uint8_t kInquiry = 0x12;
+constexpr std::uint8_t kInquiryCode = 0x12;
 constexpr std::uint8_t kVendorOut = 0xCB;
 constexpr std::uint8_t kVendorIn = 0xCD;
 constexpr std::uint8_t kRead = 0x03;
@@ -93,10 +93,10 @@ void CommandTrace::NoteAttached() {
     const std::lock_guard lock(m_mutex);
     std::vector<CommandRecord>& from = m_first;
     CommandRecord inquiry;
-    if (!m_last.empty() && m_last.back().block.front() == kInquiry) {
+    if (!m_last.empty() && m_last.back().block.front() == kInquiryCode) {
         inquiry = std::move(m_last.back());
         m_last.pop_back();
-    } else if (!from.empty() && !from.back().block.empty() && from.back().block.front() == kInquiry) {
+    } else if (!from.empty() && !from.back().block.empty() && from.back().block.front() == kInquiryCode) {
         inquiry = std::move(from.back());
         from.pop_back();
     }

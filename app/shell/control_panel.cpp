@@ -24,6 +24,7 @@
 #include "store/room_left.h"
 #include "store/store.h"
 #include "store/transfer.h"
+#include "text/localized.h"
 
 namespace lumato::app {
 namespace {

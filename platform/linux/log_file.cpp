@@ -145,11 +145,11 @@ void LogFile::Shared::WriteAll(std::deque<std::string>& taken, KeptFiles& kept) 
     if (!there && (!mayMake || !MakePrivateFolder(folder)))
         return;
     while (!taken.empty()) {
-        std::string lines = std::exchange(cutShort, false) ? "\n" : "";
+        std::string text = std::exchange(cutShort, false) ? "\n" : "";
         std::size_t count = 0;
-        for (; count < taken.size() && lines.size() < kLogFileSize / 16; ++count)
-            lines += taken[count];
-        cutShort = !Append(folder, lines);
+        for (; count < taken.size() && text.size() < kLogFileSize / 16; ++count)
+            text += taken[count];
+        cutShort = !Append(folder, text);
         if (cutShort)
             return;
         taken.erase(taken.begin(), taken.begin() + static_cast<std::ptrdiff_t>(count));

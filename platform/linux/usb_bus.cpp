@@ -17,7 +17,7 @@
 namespace lumato::platform {
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using SteadyClock = std::chrono::steady_clock;
 
 constexpr const char* kSubsystem = "scsi_generic";
 // Where udevd listens while it runs. Without it nobody prepares devices, and the kernel's own events are all
@@ -152,7 +152,7 @@ Result<void> UsbBus::Start(BusListener& listener) {
         if (!IsPrepared(candidate))
             continue;
         if (IsUnready(candidate))
-            m_late.push_back({std::move(candidate), Clock::now() + m_options.patience});
+            m_late.push_back({std::move(candidate), SteadyClock::now() + m_options.patience});
         else
             Announce(std::move(candidate));
     }
@@ -233,7 +233,7 @@ void UsbBus::DeviceAdded(const Path& deviceFolder) {
         DeviceRemoved(deviceFolder);  // with its node it is another one, which can be opened
     std::erase_if(m_late, [&](const Late& late) { return late.candidate.sysPath == deviceFolder; });
     if (candidate && Find(candidate->sysPath) == nullptr && IsUnready(*candidate))
-        m_late.push_back({std::move(*candidate), Clock::now() + m_options.patience});
+        m_late.push_back({std::move(*candidate), SteadyClock::now() + m_options.patience});
     else if (candidate)
         Announce(std::move(*candidate));
 }
@@ -270,7 +270,7 @@ void UsbBus::AnnounceLate() {
     before.swap(m_late);
     for (Late& late : before) {
         const bool ready = ::access(NodeOf(late.candidate).c_str(), R_OK | W_OK) == 0;
-        if (ready || Clock::now() >= late.until)
+        if (ready || SteadyClock::now() >= late.until)
             Announce(std::move(late.candidate));
         else
             m_late.push_back(std::move(late));
