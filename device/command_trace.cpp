@@ -36,7 +36,7 @@ CommandRecord CommandRecord::Marked(std::string mark) {
 bool CommandRecord::IsLike(const CommandRecord& other) const {
     return !block.empty() && block == other.block && direction == other.direction && length == other.length &&
            transferred == other.transferred && status == other.status && data == other.data &&
-           hash == other.hash;
+           hash == other.hash && sum == other.sum;
 }
 
 std::size_t CommandTrace::BytesToKeep(const platform::ScsiRequest& request, std::size_t moved) const {
@@ -67,8 +67,10 @@ void CommandTrace::Note(const platform::ScsiRequest& request, const platform::Sc
     const std::lock_guard lock(m_mutex);
     const std::size_t kept = same ? moved : BytesToKeep(request, moved);
     record.data.assign(data.begin(), data.begin() + static_cast<std::ptrdiff_t>(kept));
-    if (kept < moved)
+    if (kept < moved) {
         record.hash = HexText(Sha256(data)).substr(0, kHashDigits);
+        record.sum = Sum16(data);
+    }
     Add(std::move(record));
 }
 
@@ -135,7 +137,7 @@ std::vector<CommandRecord> CommandTrace::Copy() const {
 }
 
 CommandTrace& Commands() {
-    static CommandTrace trace;
+    static auto& trace = *new CommandTrace;  // a log that is slow may read it to the end
     return trace;
 }
 

@@ -24,6 +24,7 @@ struct CommandRecord {
     std::uint8_t status = 0;
     std::vector<std::uint8_t> data;  // the first bytes of the data phase, or all
     std::string hash;                // of all of them, where that is not all; empty otherwise
+    std::uint16_t sum = 0;           // likewise, as the frame adds them up
     int times = 1;                   // the same, one behind the other
     std::string mark = {};           // without a command: what happened
 

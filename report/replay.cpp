@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <map>
 #include <memory>
 #include <numeric>
 #include <optional>
@@ -133,8 +134,10 @@ class Part {
         for (const CommandRecord& record : m_records) {
             if (record.block.empty()) {
                 m_afterGap = m_afterGap || record.mark == "missing";
-                if (m_afterGap)
+                if (m_afterGap) {
                     m_known.ForgetAll();
+                    m_moved.clear();
+                }
                 continue;
             }
             ++m_number;
@@ -168,6 +171,7 @@ class Part {
             (record.data[0] & kBusy) == 0)
             WaitUntilReady(request);
         m_known.Follow(record, IsGood(record) && status == record.status);
+        NoteMoved(record);
     }
 
     // The recorded frame was ready, perhaps sooner.
@@ -192,6 +196,36 @@ class Part {
             Compare(record, answer.first(1), "the flash's status");
     }
 
+    // Of bytes that are not known: what was moved there last, and what is now said of it.
+    void CompareMoved(const CommandRecord& record, const CommandRecord& last) {
+        if (IsSum(record) && GetBe16(record.data) != last.sum)
+            Differ(record, "the sum is not that of the bytes that were moved before");
+        else if (!record.hash.empty() && record.hash != last.hash)
+            Differ(record, "other bytes were recorded than those that were moved before");
+        ++m_replayed.compared;
+    }
+
+    // The last record that moved just these bytes, if nothing has been written there since.
+    [[nodiscard]] const CommandRecord* LastMoved(std::size_t address, std::size_t length) const {
+        const auto found = m_moved.find({address, length});
+        return found != m_moved.end() ? found->second : nullptr;
+    }
+
+    void NoteMoved(const CommandRecord& record) {
+        const std::size_t unit = vframe::ErasedBytes(record.block);
+        const bool programs = vframe::IsProgram(record.block);
+        if (unit != 0 || programs) {
+            const std::size_t begin = unit != 0 ? AddressOf(record) / unit * unit : AddressOf(record);
+            const std::size_t end = begin + (unit != 0 ? unit : record.length);
+            std::erase_if(m_moved, [&](const auto& moved) {
+                return moved.first.first < end && begin < moved.first.first + moved.first.second;
+            });
+        }
+        const bool moves = programs || IsInstruction(record, kVendorIn, kRead);
+        if (moves && IsGood(record) && !record.hash.empty())
+            m_moved[{AddressOf(record), record.length}] = &record;
+    }
+
     void CompareBytes(const CommandRecord& record, ByteSpan answer) {
         const std::size_t address = AddressOf(record);
         for (std::size_t i = 0; i < record.data.size(); ++i) {
@@ -203,17 +237,26 @@ class Part {
             Differ(record, place);
             return;
         }
-        if (!m_known.Knows(address, answer.size()))
+        if (!m_known.Knows(address, answer.size())) {
+            const CommandRecord* last = LastMoved(address, answer.size());
+            if (last != nullptr && !record.hash.empty())
+                CompareMoved(record, *last);
             return;
+        }
         ++m_replayed.compared;
         if (!record.hash.empty() && !HexText(Sha256(answer)).starts_with(record.hash))
             Differ(record, "other bytes were recorded than those that were written before");
     }
 
     void CompareSum(const CommandRecord& record, ByteSpan answer) {
-        const std::size_t length = GetBe16(ByteSpan(record.block).subspan(7));
-        if (m_known.Knows(AddressOf(record), length == 0 ? vframe::kBlock : length) && answer.size() > 1)
+        const std::size_t said = GetBe16(ByteSpan(record.block).subspan(7));
+        const std::size_t length = said == 0 ? vframe::kBlock : said;
+        if (answer.size() < 2 || record.data.size() < 2)
+            return;
+        if (m_known.Knows(AddressOf(record), length))
             Compare(record, answer.first(2), "the sum");
+        else if (const CommandRecord* last = LastMoved(AddressOf(record), length))
+            CompareMoved(record, *last);
     }
 
     void Compare(const CommandRecord& record, ByteSpan answer, const std::string& what) {
@@ -232,6 +275,7 @@ class Part {
     const std::span<const CommandRecord> m_records;
     KnownFlash m_known;
     std::unique_ptr<vframe::VirtualFrame> m_frame;
+    std::map<std::pair<std::size_t, std::size_t>, const CommandRecord*> m_moved;  // by address and length
     Replayed& m_replayed;
     int m_number;  // of the command, in the whole trace
     bool m_afterGap = false;

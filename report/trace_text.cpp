@@ -16,9 +16,16 @@ constexpr std::array<std::pair<Direction, std::string_view>, 3> kDirections{
     {{Direction::None, "none"}, {Direction::Out, "out"}, {Direction::In, "in"}}};
 constexpr std::size_t kLongestData = 1 << 24;
 constexpr std::size_t kHashDigits = 32;
+constexpr std::size_t kSumDigits = 4;
 
 std::size_t Moved(const CommandRecord& record) {
     return record.direction == Direction::Out ? record.length : record.transferred;
+}
+
+std::string SumText(std::uint16_t sum) {
+    std::array<std::uint8_t, 2> bytes{};
+    PutBe16(bytes, sum);
+    return HexText(bytes);
 }
 
 std::string DataText(const CommandRecord& record) {
@@ -29,7 +36,7 @@ std::string DataText(const CommandRecord& record) {
         return "*" + HexText(ByteSpan(data).first(1));
     std::string text = data.empty() ? "" : "=" + HexText(data);
     if (!record.hash.empty())
-        text += "~" + record.hash;
+        text += "~" + record.hash + SumText(record.sum);
     return text.empty() ? "-" : text;
 }
 
@@ -81,11 +88,16 @@ bool ParseData(std::string_view text, CommandRecord& record) {
     } else if (hash != 0) {
         return false;
     }
-    if (hash < text.size())
-        record.hash = text.substr(hash + 1);
+    if (hash < text.size()) {
+        const std::string_view digits = text.substr(hash + 1);
+        const auto bytes = ParseHex(digits);
+        if (!bytes || digits.size() != kHashDigits + kSumDigits)
+            return false;
+        record.hash = digits.substr(0, kHashDigits);
+        record.sum = GetBe16(ByteSpan(*bytes).last(kSumDigits / 2));
+    }
     const bool whole = record.data.size() == Moved(record);
-    return record.hash.empty() ? whole
-                               : record.hash.size() == kHashDigits && record.data.size() < Moved(record);
+    return record.hash.empty() ? whole : record.data.size() < Moved(record);
 }
 
 std::optional<CommandRecord> ParseLine(std::string_view line) {

@@ -21,6 +21,9 @@
 namespace lumato::platform {
 namespace {
 
+// What several processes write at the same moment has room behind it.
+constexpr std::uintmax_t kFullAt = kLogFileSize - 100'000;
+constexpr std::size_t kMostAtOnce = 16'000;
 constexpr std::size_t kMostWaiting = 2000;  // lines that a disk which does not answer may pile up
 constexpr std::chrono::milliseconds kTryAgain{500};
 constexpr mode_t kOwnerOnly = 0600;
@@ -95,7 +98,7 @@ bool Append(const Path& folder, const std::string& lines) {
         const Opened file(path);
         if (!file.IsUsable())
             return false;
-        if (file.Size() == 0 || file.Size() + lines.size() <= kLogFileSize)
+        if (file.Size() == 0 || file.Size() + lines.size() <= kFullAt)
             return ::write(file.Get(), lines.data(), lines.size()) == static_cast<ssize_t>(lines.size());
         MoveOn(folder, file);
     }
@@ -147,7 +150,7 @@ void LogFile::Shared::WriteAll(std::deque<std::string>& taken, KeptFiles& kept) 
     while (!taken.empty()) {
         std::string text = std::exchange(cutShort, false) ? "\n" : "";
         std::size_t count = 0;
-        for (; count < taken.size() && text.size() < kLogFileSize / 16; ++count)
+        for (; count < taken.size() && text.size() < kMostAtOnce; ++count)
             text += taken[count];
         cutShort = !Append(folder, text);
         if (cutShort)
