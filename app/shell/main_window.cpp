@@ -178,7 +178,7 @@ void MainWindow::InitViewLanguage() {
     if (m_previewWindow != nullptr)
         m_previewWindow->ShowTexts();
     ShowPrice();
-    if (MainThreadOwns())  // what is said of each picture
+    if (IsReady())  // what is said of each picture
         m_panel->ShowPictureList(store::Store().gmyTotalePictureNum, store::Store().gmyCurrentSelectItem);
     GiveLetters(*this, lettersOfMenus);
 }

@@ -105,7 +105,7 @@ class MainWindow : public QMainWindow {
     void SelectFile(const Path& file);
 
     // The list differs from what the frame holds.
-    [[nodiscard]] static bool HasUnsavedChanges() { return MainThreadOwns() && store::ListDiffers(); }
+    [[nodiscard]] static bool HasUnsavedChanges() { return IsReady() && store::ListDiffers(); }
     [[nodiscard]] bool IsLoading() const { return m_loader.IsLoading(); }
     [[nodiscard]] FrameLink& Link() { return m_link; }
     [[nodiscard]] ControlPanel& Panel() { return *m_panel; }
