@@ -160,6 +160,16 @@ class WindowTest : public WindowFixture {
         m_window->Undo();
         QTRY_COMPARE_WITH_TIMEOUT(names(), QStringLiteral("312"), kPatience);
         QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns(), kPatience);
+        // What is asked for while the list changes is done behind that.
+        emit list.ItemsMoved({1}, 4);
+        QVERIFY(!MainThreadOwns());
+        m_window->MyDelButtonHandler();
+        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 1, kPatience);
+        QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns(), kPatience);
+        m_window->Undo();
+        m_window->Undo();
+        QTRY_COMPARE_WITH_TIMEOUT(names(), QStringLiteral("312"), kPatience);
+        QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns(), kPatience);
         emit list.ItemsMoved({1}, 4);
         QTRY_COMPARE_WITH_TIMEOUT(names(), QStringLiteral("123"), kPatience);
         QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns() && !m_window->HasUnsavedChanges(), kPatience);
