@@ -175,7 +175,7 @@ int main(int argc, char** argv) {
     const int status = cli::FlushOutput(cli::Run(arguments, cli::Output(arguments.json)));
     if (log != nullptr && status != cli::kWrongUsage)
         log->Begin();
-    Log("ends with status " + std::to_string(status));
+    Log("status " + std::to_string(status));
     if (log != nullptr && (status != cli::kDone || cli::ChangesFrame(arguments)))
         log->KeepTrace();
     return status;

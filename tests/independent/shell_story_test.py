@@ -53,7 +53,7 @@ class Shell(Story):
         self.good("add", named, *self.wanted[:2])
         text, plain = self.report()
         self.assertRegex(text, r"\nkernel: Linux .*\n(.*\n)*== frame\n\{\"lcd_width\":160,.*\"pictures\":5,")
-        self.assertRegex(text, r"== log\n.*lumatoctl\[\d+\] lumatoctl [\d.]+ begins\n.* add, 3 files\n(.*\n)*.* ends with status 0\n")
+        self.assertRegex(text, r"== log\n.*lumatoctl\[\d+\] lumatoctl [\d.]+ begins\n.* add, 3 files\n(.*\n)*.* status 0\n")
         self.assertEqual((plain["differs_at"], plain["differences"]), (None, []))
         self.assertGreater(plain["compared"], 10)
         sent = self.read("trace.txt").decode().splitlines()
