@@ -178,6 +178,16 @@ void FrameLink::ShowLoading(bool loading) {
         Enter(loading ? WindowState::Loading : WindowState::Idle);
 }
 
+bool FrameLink::CanReadAgain() {
+    const auto frame = device::Link().Attached();
+    return App().state == WindowState::Refused && frame != nullptr && frame->IsThere();
+}
+
+void FrameLink::ReadAgain() {
+    if (CanReadAgain())
+        m_device->SetUSBDeviceStatus(true);
+}
+
 void FrameLink::BeginOnline() {
     ++m_readings;
     emit PermissionMissing(false);

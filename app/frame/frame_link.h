@@ -64,6 +64,10 @@ class FrameLink : public QObject, private store::StoreFramePort {
     // A photograph for the edit view is on its way, or no longer.
     void ShowLoading(bool loading);
 
+    // Reads a frame once more with which nothing can be done: one that could not be read, or not to the end.
+    void ReadAgain();
+    [[nodiscard]] static bool CanReadAgain();
+
     // Ends everything, in the order of a shutdown.
     void CloseResource();
 

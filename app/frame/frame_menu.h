@@ -55,6 +55,7 @@ class FrameMenu : public QObject {
     QAction* m_new;
     QAction* m_detach;
     QAction* m_show;
+    QAction* m_readAgain;
 };
 
 }  // namespace lumato::app

@@ -305,7 +305,7 @@ void ControlPanel::ShowRoom() {
         return;
     QString text;
     if (m_room)
-        text = Localized("ROOM_FOR", "Room for more") + QStringLiteral(": %1").arg(*m_room);
+        text = Localized(About(Phrase("ROOM_FOR", "Room for more"), *m_room));
     if (m_room && m_quality > 0)
         text += QStringLiteral(" (%1)").arg(Localized(Phrase("ROOM_QUALITY", "quality {}", m_quality)));
     label->SetDetail(text);

@@ -129,6 +129,8 @@ void MainWindow::TakeFrameChange() {
 
 // What the window had of a frame that is no longer there, or of the one before this one.
 void MainWindow::ForgetFrame() {
+    m_steps.clear();
+    m_batchBefore.reset();
     EndEditAgain();
     ForgetEdits();
     picture::ReleaseSelection();

@@ -146,6 +146,7 @@ void MainWindow::MakePictureMenu(QMenu* menu) {
     QAction* remove = add("Delete", "Delete", QKeySequence::Delete, true, [this] { DeleteSelected(); });
     // In a number's box the key deletes a digit.
     remove->setShortcutContext(Qt::WidgetShortcut);
+    remove->setAutoRepeat(false);  // a key held down would delete more than was seen to go
     m_list->addAction(remove);
     m_list->addAction(add("EDIT_AGAIN", "Edit Again", QKeySequence("F2"), true, [this] { EditAgain(); }));
     m_list->setContextMenuPolicy(Qt::ActionsContextMenu);
@@ -186,7 +187,7 @@ void MainWindow::InitViewLanguage() {
     if (m_previewWindow != nullptr)
         m_previewWindow->ShowTexts();
     ShowPrice();
-    if (MainThreadOwns())  // what is said of each picture
+    if (IsReady())  // what is said of each picture
         m_panel->ShowPictureList(store::Store().gmyTotalePictureNum, store::Store().gmyCurrentSelectItem);
     GiveLetters(*this, lettersOfMenus);
 }
@@ -247,7 +248,8 @@ void MainWindow::TakeEnd() {
         TakeLoaded(std::move(*waiting));
     m_addNext = m_addNext && m_loader.IsLoading();
     TakeUpFiles();
-    EndMove();
+    TakeSteps();
+    m_batchBefore.reset();
 }
 
 }  // namespace lumato::app

@@ -12,6 +12,7 @@
 #include <QMainWindow>
 #include <QMessageBox>
 #include <QPointer>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -108,7 +109,7 @@ class MainWindow : public QMainWindow {
     void SelectFile(const Path& file);
 
     // The list differs from what the frame holds.
-    [[nodiscard]] static bool HasUnsavedChanges() { return MainThreadOwns() && store::ListDiffers(); }
+    [[nodiscard]] static bool HasUnsavedChanges() { return IsReady() && store::ListDiffers(); }
     [[nodiscard]] bool IsLoading() const { return m_loader.IsLoading(); }
     [[nodiscard]] FrameLink& Link() { return m_link; }
     [[nodiscard]] ControlPanel& Panel() { return *m_panel; }
@@ -146,7 +147,9 @@ class MainWindow : public QMainWindow {
     void ConnectList();
     void ShowPreviewWindow();
     void MoveSelected(int by);
-    void EndMove();
+    enum class Step { Move, Undo, Redo, Delete };
+    [[nodiscard]] bool PutOff(Step step, int by = 0);
+    void TakeSteps();
     void SelPicInList(int item);
     void ShowListed(int item, bool touched);
     void Delete(std::function<void()> work);
@@ -170,8 +173,8 @@ class MainWindow : public QMainWindow {
     [[nodiscard]] int PositionEditedAgain() const;
     void EndEditAgain();
     void ShowReplacing();
-    void OfferRoom(const std::vector<picture::Lowered>& plan, std::vector<Path> files,
-                   const picture::Pose& pose);
+    QMessageBox* OfferRoom(const std::vector<picture::Lowered>& plan, std::vector<Path> files,
+                           const picture::Pose& pose);
 
     // ---- check_handlers.cpp
     void MakeCheckMenu(QMenu* menu);
@@ -189,7 +192,7 @@ class MainWindow : public QMainWindow {
 
     // ---- button_handlers.cpp
     // Has a task work with the store, then carry out `then` on the main thread and post the refresh event.
-    void RunTask(WindowState state, std::function<void()> work, std::function<void()> then = {});
+    bool RunTask(WindowState state, std::function<void()> work, std::function<void()> then = {});
     // Opens a question that a task has led to, as soon as the task has let go of the store: the answer may
     // begin another one. Nobody is asked about a frame that has gone.
     void Ask(QMessageBox* box);
@@ -199,7 +202,7 @@ class MainWindow : public QMainWindow {
     void AskToAddEmpty();
     void AddAsPosed();
     void ShowBatchRoom(std::size_t pictures);
-    void TakeBatch(const picture::BatchReport& report);
+    void TakeBatch(picture::BatchReport report, const std::optional<picture::BatchReport>& before);
     void ShowBatchReport();
     static Phrase PriceOfList();
     void ShowPrice();
@@ -252,9 +255,13 @@ class MainWindow : public QMainWindow {
         bool shown = false;
     };
     std::optional<Again> m_again;
-    std::optional<picture::BatchReport> m_leftOut;  // by the last batch
-    QString m_leftOutNote;                          // with which it can be looked at
-    int m_placesLeft = 0;    // that pictures of the list are to move when the last move has ended
+    std::optional<picture::BatchReport> m_leftOut;      // by the last batch
+    std::optional<picture::BatchReport> m_batchBefore;  // with whose end the next one begins
+    QPointer<QMessageBox> m_roomQuestion;               // of a batch
+    std::vector<Path> m_roomWanted;                     // for these
+    QString m_leftOutNote;                              // with which it can be looked at
+    // What was asked of the list while a change of it went on; of moves the places, too.
+    std::deque<std::pair<Step, int>> m_steps;
     bool m_addNext = false;  // Add was pressed for a picture that is still on its way
     WindowState m_shownState = WindowState::NoFrame;
     bool m_leaving = false;  // with the end of the download

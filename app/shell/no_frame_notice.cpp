@@ -1,6 +1,7 @@
 #include "app/shell/no_frame_notice.h"
 
 #include <QHBoxLayout>
+#include <utility>
 
 #include "app/parts/mnemonics.h"
 #include "app/parts/symbols.h"
@@ -20,7 +21,7 @@ NoFrameNotice::NoFrameNotice(QWidget* view, QAction* newFrame, QAction* attachFr
     m_column->setSpacing(line * 2 / 3);
     m_column->addStretch(2);
     m_picture = AddLabel(1);
-    m_picture->setPixmap(SymbolPixmap("frame", QSize(line, line) * 5, devicePixelRatioF(), kQuietOnDark));
+    m_picture->setMinimumHeight(line * 5);
     m_heading = AddLabel(kHeadingSize);
     m_text = AddLabel(1);
     m_column->addSpacing(line / 2);
@@ -70,6 +71,15 @@ QPushButton* NoFrameNotice::MakeButton(QAction* action, const char* symbol) {
     connect(button, &QPushButton::clicked, action, &QAction::trigger);
     follow();
     return button;
+}
+
+// The window may have come to a screen of another resolution.
+void NoFrameNotice::paintEvent(QPaintEvent* event) {
+    if (std::exchange(m_ratio, devicePixelRatioF()) != devicePixelRatioF()) {
+        const int line = fontMetrics().height();
+        m_picture->setPixmap(SymbolPixmap("frame", QSize(line, line) * 5, m_ratio, kQuietOnDark));
+    }
+    QWidget::paintEvent(event);
 }
 
 void NoFrameNotice::SetTexts(const QString& heading, const QString& text) {

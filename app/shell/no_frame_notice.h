@@ -21,12 +21,16 @@ class NoFrameNotice : public QWidget {
 
     void SetTexts(const QString& heading, const QString& text);
 
+  protected:
+    void paintEvent(QPaintEvent* event) override;
+
   private:
     QLabel* AddLabel(double size);
     QPushButton* MakeButton(QAction* action, const char* symbol);
 
     QVBoxLayout* m_column;
     QLabel* m_picture = nullptr;
+    double m_ratio = 0;  // of the screen that it was drawn for
     QLabel* m_heading;
     QLabel* m_text;
 };

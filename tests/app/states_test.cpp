@@ -155,6 +155,22 @@ class StatesTest : public WindowFixture {
         QCOMPARE(ShownByTheFrame(), 3U);
     }
 
+    void halfAReadListIsNothingToWorkWith() {
+        OpenWithPictures();
+        Enter(QStringLiteral("reading"));
+        QVERIFY(App().state == WindowState::Reading);
+        m_window->findChild<QPushButton*>(QLatin1String(kStopButton))->click();
+        WaitForNote("Reading stopped");
+        QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns(), kPatience);
+        QVERIFY(!IsReady() && !m_window->HasUnsavedChanges() && Listed() < 2);
+        m_window->MyDownLoadButtonHandler();
+        QVERIFY(MainThreadOwns());
+        m_window->Link().ReadAgain();
+        WaitForPanel();
+        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 3, kPatience);
+        QCOMPARE(ShownByTheFrame(), 2U);
+    }
+
     void whatWasDeletedAndBroughtBackIsKept() {
         OpenWithPictures();
         m_window->MyDeleteAllCheckBoxHandler(true);
