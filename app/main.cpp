@@ -253,6 +253,7 @@ int main(int argc, char** argv) {
     lumato::app::ConfigureApplication();
     lumato::report::ReportLog log("lumato", options.window.stateFolder,
                                   lumato::platform::LogFile::Folder::Make);
+    log.Begin();
     lumato::Log(std::string("Qt ") + qVersion() + ", " + QGuiApplication::platformName().toStdString());
     options.window.keepTrace = [&log] { log.KeepTrace(); };
     const int status = lumato::app::Run(std::move(options));

@@ -96,7 +96,7 @@ bool IsNumber(std::string_view text) {
 
 bool IsOfTheSystem(const std::string& text) {
     for (int error = 1; error < kSystemErrors; ++error)
-        if (text == ::strerrordesc_np(error))
+        if (const char* said = ::strerrordesc_np(error); said != nullptr && text == said)
             return true;
     return false;
 }

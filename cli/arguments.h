@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -81,6 +82,7 @@ struct Arguments {
     std::optional<Path> trace;
     std::shared_ptr<std::optional<Error>> traceError =
         std::make_shared<std::optional<Error>>();  // why it is not whole: whoever wrote it says so in the end
+    std::function<void()> beginLog = [] {};        // once it is known that the usage was right
     std::vector<vframe::Fault> faults;
     std::optional<double> pace;
     bool json = false;

@@ -44,7 +44,7 @@ bool ChangesFrame(const Arguments& arguments) {
             command == Command::Move || command == Command::Restore || command == Command::Check);
 }
 
-std::unique_ptr<report::ReportLog> BeginLog(const Arguments& arguments) {
+std::unique_ptr<report::ReportLog> MakeLog(const Arguments& arguments) {
     if (!IsLogged(arguments.command))
         return nullptr;
     for (const auto* names : {&arguments.files, &arguments.inputs, &arguments.outputs})
@@ -166,12 +166,16 @@ int main(int argc, char** argv) {
     // memory from the system costs more than what is done with it.
     ::mallopt(M_MMAP_THRESHOLD, 4 << 20);
     ::mallopt(M_TRIM_THRESHOLD, 8 << 20);
-    const cli::Arguments arguments = cli::ParseArguments(argc, argv);
+    cli::Arguments arguments = cli::ParseArguments(argc, argv);
     SetDiagnosticStream(arguments.verbose ? stderr : nullptr);
     std::set_terminate(cli::EndAtOnce);
-    const auto log = cli::BeginLog(arguments);
+    const auto log = cli::MakeLog(arguments);
+    if (log != nullptr)
+        arguments.beginLog = [&log] { log->Begin(); };
     const int status = cli::FlushOutput(cli::Run(arguments, cli::Output(arguments.json)));
-    Log("ends with status " + std::to_string(status));
+    if (log != nullptr && status != cli::kWrongUsage)
+        log->Begin();
+    Log("status " + std::to_string(status));
     if (log != nullptr && (status != cli::kDone || cli::ChangesFrame(arguments)))
         log->KeepTrace();
     return status;

@@ -16,6 +16,8 @@ class ReportLog {
   public:
     // `program`: "lumatoctl". Its lines go into the state folder.
     ReportLog(const std::string& program, const Path& stateFolder, platform::LogFile::Folder folder);
+    // From now on it is written; what was said before, too. Any thread.
+    void Begin() { m_file->Begin(); }
     // Says no more, and waits half a second at most for the disk.
     ~ReportLog();
     ReportLog(const ReportLog&) = delete;

@@ -1,9 +1,9 @@
 // The first minutes with a frame, and the last resort: what it says of itself, who may use it, and the report
 // for those who mend faults.
 #include <QClipboard>
-#include <QFileInfo>
 #include <QGuiApplication>
 #include <QProcess>
+#include <QStandardPaths>
 
 #include "app/parts/texts.h"
 #include "app/shell/main_window.h"
@@ -20,7 +20,7 @@
 namespace lumato::app {
 namespace {
 
-constexpr const char* kPolkit = "/usr/bin/pkexec";
+constexpr const char* kPolkit = "pkexec";
 constexpr const char* kSudo = "sudo ";
 
 QString Row(const QString& name, const QString& value) {
@@ -40,10 +40,18 @@ void MainWindow::MakeContactMenu(QMenu* frame) {
                                        [this] { ShowFrameFacts(); });
     m_permitAction = m_menus->AddAction(frame, "FRAME_PERMIT", "Allow the Use of Frames…", {}, false,
                                         [this] { PermitFrames(); });
+    m_permitAction->setObjectName(QStringLiteral("permit"));
     m_permitAction->setVisible(false);
     connect(&m_link, &FrameLink::PermissionMissing, this, [this](bool missing) {
+        m_permitAction->setVisible(false);
+        if (!missing)
+            return;
         // Without polkit the command in the note is all that helps.
-        m_permitAction->setVisible(missing && QFileInfo::exists(QLatin1String(kPolkit)));
+        m_reports.Start([this]() -> LooseThreads::Outcome {
+            return [this, found = !QStandardPaths::findExecutable(QLatin1String(kPolkit)).isEmpty()] {
+                m_permitAction->setVisible(found && device::Link().Attached() == nullptr);
+            };
+        });
     });
 }
 

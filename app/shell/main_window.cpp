@@ -129,7 +129,8 @@ void MainWindow::MakeMenus() {
     QMenu* help = m_menus->AddMenu("MENU_HELP", "Help");
     m_menus->AddAction(help, "HELP_SHORTCUTS", "Keyboard Shortcuts", QKeySequence("Ctrl+?"), false,
                        [this] { ShowShortcuts(); });
-    m_menus->AddAction(help, "HELP_REPORT", "Copy Report", {}, false, [this] { CopyReport(); });
+    m_menus->AddAction(help, "HELP_REPORT", "Copy Report", {}, false, [this] { CopyReport(); })
+        ->setObjectName(QStringLiteral("report"));
     m_menus->AddAction(help, "HELP_ABOUT", "About Lumato", {}, false, [this] { ShowAbout(); });
     const auto* openMenu = new QShortcut(QKeySequence(Qt::Key_F10), this);
     connect(openMenu, &QShortcut::activated, this,

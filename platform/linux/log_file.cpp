@@ -129,6 +129,7 @@ struct LogFile::Shared {
     KeptFiles files;
     std::size_t lost = 0;
     bool asked = false;  // for one attempt, now
+    bool begun = false;  // there is a thread
     bool ended = false;
     bool cutShort = false;  // the last write ended within a line
 
@@ -195,10 +196,19 @@ LogFile::LogFile(Path stateFolder, Folder folder, std::string program)
     m_shared->folder = std::move(stateFolder);
     m_shared->mayMake = folder == Folder::Make;
     m_shared->program = std::move(program) + "[" + std::to_string(::getpid()) + "] ";
+}
+
+void LogFile::Begin() {
+    {
+        const std::lock_guard lock(m_shared->mutex);
+        if (std::exchange(m_shared->begun, true))
+            return;
+    }
     // Nobody waits for it: it may hang on a disk that has gone.
     try {
         std::thread([shared = m_shared] { Shared::Run(shared); }).detach();
     } catch (const std::system_error&) {
+        const std::lock_guard lock(m_shared->mutex);
         m_shared->ended = true;  // no thread is to be had; then there is no log
     }
 }
@@ -235,7 +245,7 @@ void LogFile::Keep(const std::string& name, std::function<std::string()> make) {
 
 void LogFile::Flush(std::chrono::milliseconds limit) {
     std::unique_lock lock(m_shared->mutex);
-    m_shared->asked = !m_shared->ended;
+    m_shared->asked = m_shared->begun && !m_shared->ended;
     m_shared->changed.notify_all();
     m_shared->changed.wait_for(lock, limit, [&] { return !m_shared->asked; });
 }

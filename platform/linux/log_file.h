@@ -21,13 +21,15 @@ inline constexpr int kLogFiles = 5;
 
 class LogFile {
   public:
-    // The state folder is made if need be, or waited for. `program` stands in each line.
+    // Until Begin() nothing touches the disk. The state folder is then made if need be, or waited for.
+    // `program` stands in each line.
     enum class Folder { Make, Await };
     LogFile(Path stateFolder, Folder folder, std::string program);
     ~LogFile();
     LogFile(const LogFile&) = delete;
     LogFile& operator=(const LogFile&) = delete;
 
+    void Begin();
     void Write(std::string_view line);
 
     // Puts what `make` returns, on the thread of the log, into a file of that name in the state folder:

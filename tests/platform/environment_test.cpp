@@ -68,6 +68,7 @@ TEST(LogFile, LinesOfSeveralProcessesStayWholeInFiveFiles) {
     const Path state = folder / "deep/state";
     const auto write = [&](char letter) {
         LogFile log(state, LogFile::Folder::Make, "test");
+        log.Begin();
         for (int batch = 0; batch < 300; ++batch) {
             for (int i = 0; i < 50; ++i)
                 log.Write(std::string(100, letter));
@@ -98,6 +99,7 @@ TEST(LogFile, WhatCannotBeWrittenCostsNothingButTheLog) {
     const test::TemporaryFolder folder;
     LogFile awaiting(folder / "state", LogFile::Folder::Await, "test");
     awaiting.Write("early");
+    awaiting.Begin();
     awaiting.Flush(std::chrono::seconds(10));
     EXPECT_FALSE(std::filesystem::exists(folder / "state"));
     std::filesystem::create_directory(folder / "state");
