@@ -29,6 +29,8 @@ enum class Command {
     Dump,
     Verify,
     Recover,
+    Report,
+    Replay,
     Compose,
     Encode,
     Decode,
@@ -70,7 +72,8 @@ struct ServeArguments {
 
 struct Arguments {
     Command command = Command::None;
-    int exitStatus = 0;  // for Command::None
+    std::string commandName;  // such as "frame new"
+    int exitStatus = 0;       // for Command::None
 
     // Options of every command.
     std::optional<Path> frame;

@@ -10,10 +10,10 @@
 namespace lumato::app {
 namespace {
 
-// One volume, the frame's, which takes its time to be unmounted.
 // Longer than a busy machine keeps a window waiting that does not wait for it.
 constexpr std::chrono::milliseconds kUnmountTime{1500};
 
+// One volume, the frame's, which takes its time to be unmounted.
 class SlowVolumes : public platform::Volumes {
   public:
     explicit SlowVolumes(Path root) : m_root(std::move(root)) {

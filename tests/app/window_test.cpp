@@ -117,11 +117,14 @@ class WindowTest : public WindowFixture {
         Click(kAddButtonID);
         QTRY_COMPARE_WITH_TIMEOUT(Listed(), 1, kPatience);
         WaitForPanel();
-        m_window->AddFiles(std::vector<Path>(10, Pictures() / "b.png"));
+        std::vector<Path> files(10, Pictures() / "b.png");
+        files.push_back(Pictures() / "notes.txt");
+        m_window->AddFiles(files);
         QVERIFY(!MainThreadOwns());
         m_window->ComeForward({Pictures() / "a.png"});
         m_window->ComeForward({Pictures() / "c.png"});
         QTRY_COMPARE_WITH_TIMEOUT(Listed(), 13, kPatience);
+        WaitForNote("12 added, 1 refused");  // of both lots
         WaitForPanel();
     }
 
