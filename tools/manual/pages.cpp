@@ -1,6 +1,7 @@
 // Manual pages.
 #include <algorithm>
 #include <iostream>
+#include <sstream>
 
 #include "tools/manual/tables.h"
 
@@ -12,9 +13,22 @@ std::string Escaped(const std::string& text) {
         text, {{'\\', "\\e"}, {'-', "\\-"}, {'`', "\\(ga"}, {'\'', "\\(aq"}, {'~', "\\(ti"}, {'^', "\\(ha"}});
 }
 
-// A line of text is no request, whatever it begins with.
+// What fits a line of the source ends there. A line of text is no request, whatever it begins with.
 void Line(const std::string& text) {
-    std::cout << (text.starts_with('.') ? "\\&" : "") << Escaped(text) << "\n";
+    constexpr std::size_t kWidth = 80;
+    std::istringstream words(text);
+    std::string line;
+    const auto end = [&line] {
+        std::cout << (line.starts_with('.') ? "\\&" : "") << line << "\n";
+        line.clear();
+    };
+    for (std::string word; words >> word;) {
+        const std::string next = Escaped(word);
+        if (!line.empty() && line.size() + 1 + next.size() > kWidth)
+            end();
+        line += (line.empty() ? "" : " ") + next;
+    }
+    end();
 }
 
 // Lines that are indented are calls to type, and stay as they are; what stands between blank lines is a
@@ -38,7 +52,10 @@ void Footer(const std::string& text) {
         if (!literal && !paragraph)
             std::cout << ".PP\n";
         paragraph = true;
-        Line(indented ? line.substr(2) : line);
+        if (indented)
+            std::cout << "\\&" << Escaped(line.substr(2)) << "\n";
+        else
+            Line(line);
     }
     if (literal)
         std::cout << ".fi\n.RE\n";
