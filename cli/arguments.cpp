@@ -7,6 +7,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "cli/command_line.h"
 #include "cli/help_texts.h"
 #include "cli/options.h"
 #include "cli/output.h"
@@ -271,9 +272,9 @@ int Answer(const CLI::App& app, const CLI::ParseError& error, bool json) {
 
 }  // namespace
 
-Arguments ParseArguments(int argc, const char* const* argv) {
-    Arguments arguments;
-    CLI::App app{"lumatoctl manages the pictures of a USB digital photo frame.", "lumatoctl"};
+void DefineCommandLine(CLI::App& app, Arguments& arguments) {
+    app.name("lumatoctl");
+    app.description("lumatoctl manages the pictures of a USB digital photo frame.");
     app.set_version_flag("--version", "lumatoctl " LUMATO_VERSION);
     app.require_subcommand(1);
     app.footer(
@@ -284,6 +285,12 @@ Arguments ParseArguments(int argc, const char* const* argv) {
     AddFileCommands(app, arguments);
     AddVirtualFrameCommands(app, arguments);
     app.footer(kGeneralFooter);  // the commands have taken over the other one
+}
+
+Arguments ParseArguments(int argc, const char* const* argv) {
+    Arguments arguments;
+    CLI::App app;
+    DefineCommandLine(app, arguments);
     const std::span<const char* const> words(argv, static_cast<std::size_t>(argc));
     try {
         RefuseEmptyValues(words);

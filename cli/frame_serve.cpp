@@ -32,7 +32,9 @@ void AwaitSignals() {
 }
 
 tl::expected<vframe::UsbServerOptions, Error> OptionsFor(const Arguments& arguments) {
-    vframe::UsbServerOptions options{.image = arguments.files.front(), .socket = arguments.serve.socket};
+    vframe::UsbServerOptions options;
+    options.image = arguments.files.front();
+    options.socket = arguments.serve.socket;
     options.frame.faults = arguments.faults;
     options.frame.pace = arguments.pace.value_or(0);
     if (arguments.serve.vendor)

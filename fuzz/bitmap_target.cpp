@@ -46,7 +46,10 @@ std::vector<Bytes> BitmapSeeds() {
     std::vector<Bytes> seeds;
     for (const auto& entry : std::filesystem::directory_iterator(LUMATO_BITMAPS))
         seeds.push_back(ReadFile(entry.path()).value());
-    std::ranges::sort(seeds);  // the folder's order is nobody's
+    // The folder's order is nobody's. (g++ 12 warns of the comparison of vectors.)
+    std::ranges::sort(seeds, [](const Bytes& one, const Bytes& other) {
+        return std::lexicographical_compare(one.begin(), one.end(), other.begin(), other.end());
+    });
     return seeds;
 }
 

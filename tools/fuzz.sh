@@ -28,7 +28,7 @@ build_fuzzers() {
     flock 9
     [ -f "$build/build.ninja" ] ||
         cmake -S "$top" -B "$build" -G Ninja -DCMAKE_CXX_COMPILER=clang++ -DLUMATO_FUZZ=ON -DLUMATO_TESTS=OFF \
-            -DLUMATO_MERGE=ON -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG="-O1 -gline-tables-only" >/dev/null
+            -DLUMATO_MERGE=ON -DLUMATO_WERROR=ON -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG="-O1 -gline-tables-only" >/dev/null
     cmake --build "$build" --target lumato_fuzzers
     "$build/make_seeds" "$build/seeds"
     flock -u 9
