@@ -148,14 +148,12 @@ std::string WithoutNames(std::string_view given) {
 }
 
 std::string WithoutNames(const Phrase& phrase) {
+    const auto hide = [](const std::string& value) {
+        return IsNumber(value) || IsOfTheSystem(value) || IsNode(value) ? value : "...";
+    };
     if (phrase.IsTheSame())
-        return WithoutNames(std::string_view(phrase.English()));
-    return WithoutNames(std::string_view(
-        phrase
-            .WithValues([](const std::string& value) {
-                return IsNumber(value) || IsOfTheSystem(value) || IsNode(value) ? value : "...";
-            })
-            .English()));
+        return hide(phrase.English());
+    return WithoutNames(phrase.WithValues(hide).English());
 }
 
 }  // namespace lumato

@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "base/printable.h"
+#include "base/private_text.h"
 
 namespace lumato::cli {
 namespace {
@@ -105,8 +106,10 @@ Result<void> AddSources::TakeList(const std::string& name) {
     const std::size_t before = m_files.size();
     for (std::size_t at = 0; at < text.size();) {
         const std::size_t end = std::min(text.find(separator, at), text.size());
-        if (end > at)
+        if (end > at) {
             m_files.emplace_back(text.substr(at, end - at));
+            HideFileName(m_files.back().native());
+        }
         at = end + 1;
     }
     if (m_files.size() == before)

@@ -5,6 +5,7 @@
 
 #include "base/diagnostics.h"
 #include "base/printable.h"
+#include "base/private_text.h"
 #include "text/localized.h"
 
 namespace lumato::cli {
@@ -13,6 +14,14 @@ namespace {
 // File names need not be UTF-8, JSON must be: bytes that are not become U+FFFD.
 std::string Serialized(const nlohmann::ordered_json& json) {
     return json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+}
+
+// What stands before a colon may be a name out of a list or a backup, of which the log does not know.
+std::string ForLog(const std::string& message) {
+    const std::string text = WithoutNames(message);
+    const std::size_t colon = text.find(": ");
+    const bool known = text.starts_with("file ") || text.starts_with("/dev/");
+    return known || colon == std::string::npos ? text : "..." + text.substr(colon);
 }
 
 }  // namespace
@@ -32,7 +41,7 @@ int Output::Failed(const Failure& failure) const {
 }
 
 void Output::Complain(const std::string& message) {
-    Log("said: " + message);
+    Log("said: " + ForLog(message));
     // Whatever a name or a reader's text brought along stays one line that a terminal shows as it stands.
     std::fprintf(stderr, "lumatoctl: %s\n", Printable(message).c_str());
 }

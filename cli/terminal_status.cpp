@@ -123,7 +123,7 @@ void TerminalStatus::SetNotes(const Phrase& note) {
     if (!hold && std::exchange(m_heldBack, false))
         Print();
     if (!hold)
-        Log("note: " + WithoutNames(note));
+        Log("note: " + (note.IsTheSame() ? WithoutNames(note.English()) : WithoutNames(note)));
     m_note = text;
     m_heldBack = hold;
     if (!hold)

@@ -11,6 +11,7 @@ using platform::Direction;
 constexpr std::size_t kFirst = 64;
 constexpr std::size_t kLast = 4000;
 constexpr std::size_t kBefore = 1000;
+constexpr std::size_t kMostBytes = 1 << 20;
 constexpr std::size_t kHashDigits = 32;
 constexpr std::uint32_t kInformationSize = 512;
 constexpr std::uint8_t kInquiryCode = 0x12;
@@ -33,10 +34,18 @@ CommandRecord CommandRecord::Marked(std::string mark) {
     return record;
 }
 
+std::size_t CommandRecord::Moved() const {
+    return direction == Direction::Out ? length : transferred;
+}
+
+std::size_t CommandRecord::KnownBytes() const {
+    return filled ? Moved() : data.size();
+}
+
 bool CommandRecord::IsLike(const CommandRecord& other) const {
     return !block.empty() && block == other.block && direction == other.direction && length == other.length &&
            transferred == other.transferred && status == other.status && data == other.data &&
-           hash == other.hash && sum == other.sum;
+           filled == other.filled && hash == other.hash && sum == other.sum;
 }
 
 std::size_t CommandTrace::BytesToKeep(const platform::ScsiRequest& request, std::size_t moved) const {
@@ -66,7 +75,8 @@ void CommandTrace::Note(const platform::ScsiRequest& request, const platform::Sc
     const bool same = moved > 0 && std::ranges::all_of(data, [&](std::uint8_t b) { return b == data[0]; });
     const std::lock_guard lock(m_mutex);
     const std::size_t kept = same ? moved : BytesToKeep(request, moved);
-    record.data.assign(data.begin(), data.begin() + static_cast<std::ptrdiff_t>(kept));
+    record.filled = same;
+    record.data.assign(data.begin(), data.begin() + static_cast<std::ptrdiff_t>(same ? 1 : kept));
     if (kept < moved) {
         record.hash = HexText(Sha256(data)).substr(0, kHashDigits);
         record.sum = Sum16(data);
@@ -84,8 +94,10 @@ void CommandTrace::Add(CommandRecord record) {
         m_first.push_back(std::move(record));
         return;
     }
+    m_kept += record.data.size();
     m_last.push_back(std::move(record));
-    if (m_last.size() > kLast) {
+    while (m_last.size() > kLast || m_kept > kMostBytes) {
+        m_kept -= m_last.front().data.size();
         m_last.pop_front();
         ++m_missing;
     }
@@ -110,6 +122,7 @@ void CommandTrace::NoteAttached() {
     m_before.insert(m_before.end(), m_last.end() - static_cast<std::ptrdiff_t>(kept), m_last.end());
     m_first.clear();
     m_last.clear();
+    m_kept = 0;
     m_whole.clear();
     m_missing = 0;
     m_first.push_back(CommandRecord::Marked("attached"));

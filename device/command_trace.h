@@ -23,11 +23,17 @@ struct CommandRecord {
     std::size_t transferred = 0;  // that took place
     std::uint8_t status = 0;
     std::vector<std::uint8_t> data;  // the first bytes of the data phase, or all
+    bool filled = false;             // the one byte in `data` is that of all
     std::string hash;                // of all of them, where that is not all; empty otherwise
     std::uint16_t sum = 0;           // likewise, as the frame adds them up
     int times = 1;                   // the same, one behind the other
     std::string mark = {};           // without a command: what happened
 
+    // The first `KnownBytes()` bytes of the data phase.
+    [[nodiscard]] std::size_t KnownBytes() const;
+    [[nodiscard]] std::uint8_t ByteAt(std::size_t at) const { return data[filled ? 0 : at]; }
+    // Of the data phase that took place.
+    [[nodiscard]] std::size_t Moved() const;
     // What happened in place of a command.
     [[nodiscard]] static CommandRecord Marked(std::string mark);
     // All but how many times.
@@ -56,6 +62,7 @@ class CommandTrace {
     std::vector<Range> m_whole;
     std::vector<CommandRecord> m_first;  // since the frame came: what it says of itself, its table
     std::deque<CommandRecord> m_last;
+    std::size_t m_kept = 0;               // bytes in m_last
     std::size_t m_missing = 0;            // between the two
     std::vector<CommandRecord> m_before;  // of the frame before
 };

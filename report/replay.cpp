@@ -40,6 +40,9 @@ bool IsInstruction(const CommandRecord& record, std::uint8_t opcode, std::uint8_
 std::size_t AddressOf(const CommandRecord& record) {
     return GetBe24(ByteSpan(record.block).subspan(11));
 }
+unsigned SumOf(const CommandRecord& record) {
+    return static_cast<unsigned>(record.ByteAt(0) << 8 | record.ByteAt(1));
+}
 bool IsGood(const CommandRecord& record) {
     return record.status == platform::kStatusGood;
 }
@@ -73,11 +76,11 @@ class KnownFlash {
             Mark(AddressOf(record), record.length, State::Written);
         if (!IsInstruction(record, kVendorIn, kRead) || !IsGood(record))
             return;
-        for (std::size_t i = 0, at = AddressOf(record); i < record.data.size() && at < m_bytes.size();
+        for (std::size_t i = 0, at = AddressOf(record); i < record.KnownBytes() && at < m_bytes.size();
              ++i, ++at) {
             if (m_state[at] != State::Unknown)
                 continue;
-            m_bytes[at] = record.data[i];
+            m_bytes[at] = record.ByteAt(i);
             m_state[at] = State::Known;
         }
     }
@@ -90,7 +93,7 @@ class KnownFlash {
             Mark(AddressOf(record) / unit * unit, unit, sure ? State::Known : State::Unknown);
         if (!vframe::IsProgram(record.block))
             return;
-        const std::size_t kept = sure ? record.data.size() : 0;
+        const std::size_t kept = sure ? record.KnownBytes() : 0;
         Mark(AddressOf(record) + kept, record.length - std::min(kept, record.length), State::Unknown);
     }
     void ForgetAll() { std::ranges::fill(m_state, State::Unknown); }
@@ -154,7 +157,8 @@ class Part {
     void Send(const CommandRecord& record) {
         std::vector<std::uint8_t> data(record.length);
         if (record.direction == Direction::Out)
-            std::ranges::copy(record.data, data.begin());
+            std::ranges::generate(std::span(data).first(record.KnownBytes()),
+                                  [&, i = 0U]() mutable { return record.ByteAt(i++); });
         const platform::ScsiRequest request{
             .block = record.block, .direction = record.direction, .data = data};
         ScsiOutcome outcome;
@@ -198,7 +202,7 @@ class Part {
 
     // Of bytes that are not known: what was moved there last, and what is now said of it.
     void CompareMoved(const CommandRecord& record, const CommandRecord& last) {
-        if (IsSum(record) && GetBe16(record.data) != last.sum)
+        if (IsSum(record) && SumOf(record) != last.sum)
             Differ(record, "the sum is not that of the bytes that were moved before");
         else if (!record.hash.empty() && record.hash != last.hash)
             Differ(record, "other bytes were recorded than those that were moved before");
@@ -228,12 +232,12 @@ class Part {
 
     void CompareBytes(const CommandRecord& record, ByteSpan answer) {
         const std::size_t address = AddressOf(record);
-        for (std::size_t i = 0; i < record.data.size(); ++i) {
-            if (record.data[i] == answer[i] || !m_known.Knows(address + i, 1))
+        for (std::size_t i = 0; i < record.KnownBytes(); ++i) {
+            if (record.ByteAt(i) == answer[i] || !m_known.Knows(address + i, 1))
                 continue;
             char place[80];
             std::snprintf(place, sizeof place, "byte 0x%06zX was recorded as %02X, here it is %02X",
-                          address + i, record.data[i], answer[i]);
+                          address + i, record.ByteAt(i), answer[i]);
             Differ(record, place);
             return;
         }
@@ -251,7 +255,7 @@ class Part {
     void CompareSum(const CommandRecord& record, ByteSpan answer) {
         const std::size_t said = GetBe16(ByteSpan(record.block).subspan(7));
         const std::size_t length = said == 0 ? vframe::kBlock : said;
-        if (answer.size() < 2 || record.data.size() < 2)
+        if (answer.size() < 2 || record.KnownBytes() < 2)
             return;
         if (m_known.Knows(AddressOf(record), length))
             Compare(record, answer.first(2), "the sum");
@@ -261,7 +265,9 @@ class Part {
 
     void Compare(const CommandRecord& record, ByteSpan answer, const std::string& what) {
         ++m_replayed.compared;
-        const ByteSpan recorded = ByteSpan(record.data).first(std::min(answer.size(), record.data.size()));
+        std::vector<std::uint8_t> recorded;
+        for (std::size_t at = 0; at < std::min(answer.size(), record.KnownBytes()); ++at)
+            recorded.push_back(record.ByteAt(at));
         if (!std::ranges::equal(recorded, answer))
             Differ(record,
                    what + " was recorded as " + HexText(recorded) + ", here it is " + HexText(answer));

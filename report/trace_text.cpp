@@ -18,10 +18,6 @@ constexpr std::size_t kLongestData = 1 << 24;
 constexpr std::size_t kHashDigits = 32;
 constexpr std::size_t kSumDigits = 4;
 
-std::size_t Moved(const CommandRecord& record) {
-    return record.direction == Direction::Out ? record.length : record.transferred;
-}
-
 std::string SumText(std::uint16_t sum) {
     std::array<std::uint8_t, 2> bytes{};
     PutBe16(bytes, sum);
@@ -30,10 +26,8 @@ std::string SumText(std::uint16_t sum) {
 
 std::string DataText(const CommandRecord& record) {
     const std::vector<std::uint8_t>& data = record.data;
-    const bool same = data.size() > 1 && record.hash.empty() &&
-                      std::ranges::all_of(data, [&](std::uint8_t byte) { return byte == data[0]; });
-    if (same)
-        return "*" + HexText(ByteSpan(data).first(1));
+    if (record.filled)
+        return "*" + HexText(data);
     std::string text = data.empty() ? "" : "=" + HexText(data);
     if (!record.hash.empty())
         text += "~" + record.hash + SumText(record.sum);
@@ -71,12 +65,13 @@ bool ParseNumber(std::string_view text, Number most, Number& number) {
 
 bool ParseData(std::string_view text, CommandRecord& record) {
     if (text == "-")
-        return Moved(record) == 0;
+        return record.Moved() == 0;
     if (text.starts_with('*')) {
         const auto byte = ParseHex(text.substr(1));
-        if (!byte || byte->size() != 1)
+        if (!byte || byte->size() != 1 || record.Moved() == 0)
             return false;
-        record.data.assign(Moved(record), byte->front());
+        record.data = *byte;
+        record.filled = true;
         return true;
     }
     const std::size_t hash = std::min(text.find('~'), text.size());
@@ -96,8 +91,8 @@ bool ParseData(std::string_view text, CommandRecord& record) {
         record.hash = digits.substr(0, kHashDigits);
         record.sum = GetBe16(ByteSpan(*bytes).last(kSumDigits / 2));
     }
-    const bool whole = record.data.size() == Moved(record);
-    return record.hash.empty() ? whole : record.data.size() < Moved(record);
+    const bool whole = record.data.size() == record.Moved();
+    return record.hash.empty() ? whole : record.data.size() < record.Moved();
 }
 
 std::optional<CommandRecord> ParseLine(std::string_view line) {

@@ -59,6 +59,9 @@ class Shell(Story):
         sent = self.read("trace.txt").decode().splitlines()
         self.refused(1, "add", "anna is no picture.jpg")
         self.assertIn("file 1: ", self.report()[0])
+        self.write("some list", b"anna with holiday.jpg\n\xffholiday")
+        self.refused(1, "add", "@some list")
+        self.report()
         for kind in ("refuse", "lost", "half", "flip", "lie"):
             # What was blank already is not less so when its erase did nothing.
             changing = ("CB02",) if kind in ("flip", "lie") else ("CB02", "CBD8")
