@@ -44,6 +44,16 @@ QString TipOf(const tagFILEITEM& item) {
 
 FolderModel::FolderModel(BrowserItems& shown, QWidget* parent) : QAbstractListModel(parent), m_shown(shown) {}
 
+void FolderModel::ReadIcons(const QWidget& window, int side) {
+    for (const bool folder : {true, false}) {
+        tagFILEITEM item;
+        item.name = QStringLiteral("a.jpg");
+        item.isFolder = folder ? 1 : 0;
+        static_cast<void>(
+            IconOf(item, *window.style()).pixmap(QSize(side, side), window.devicePixelRatioF()));
+    }
+}
+
 void FolderModel::SetItems(std::vector<ItemID> ids) {
     beginResetModel();
     m_ids = std::move(ids);
