@@ -1,6 +1,7 @@
 // The edit view's steps: how long one turn or one change of scale of a photograph takes until its pixels are
 // there, in the composer alone (processor time) and in a view of 580 x 400, or another size, on the window;
-// and the longest that the view then keeps the main thread until it is drawn finely. On a dense screen with
+// the longest that the view then keeps the main thread until it is drawn finely; and how long after the last
+// of several steps the preview shows what the frame will make of it. On a dense screen with
 // QT_SCALE_FACTOR=2. Prints rows of the comparisons' table. Usage: edit_view_bench PHOTOGRAPH [WIDTH HEIGHT]
 #include <QApplication>
 #include <QSignalSpy>
@@ -14,6 +15,7 @@
 #include <vector>
 
 #include "app/edit/edit_view.h"
+#include "app/list/preview.h"
 #include "picture/add_pictures.h"
 #include "picture/draw_my_image.h"
 #include "picture/picture_state.h"
@@ -84,9 +86,42 @@ void MeasureRefining(const char* what, app::EditView& view) {
                 whole);
 }
 
+// As a hand moves the picture: a step every 16 ms, and each is drawn and looked at on its way.
+void MeasurePreview(const char* what, const std::function<void(int)>& pose, app::EditView& view) {
+    constexpr int kMoves = 30, kStepsEach = 5;
+    app::Preview preview;
+    preview.resize(300, 180);
+    preview.show();
+    QTest::qWait(200);
+    std::vector<double> times;
+    for (int move = 0; move < kMoves; ++move) {
+        double last = 0;
+        QSignalSpy shown(&preview, &app::Preview::Changed);
+        for (int step = 1; step <= kStepsEach; ++step) {
+            QTest::qWait(16);
+            shown.clear();
+            pose(move * kStepsEach + step);
+            last = WallMilliseconds();
+            view.Redraw();
+            preview.FollowEditPicture(0, QString());
+        }
+        // What comes until this has been asked for is of earlier steps.
+        QCoreApplication::processEvents();
+        while (shown.isEmpty())
+            QCoreApplication::processEvents();
+        preview.repaint();
+        times.push_back(WallMilliseconds() - last);
+        QTest::qWait(200);
+    }
+    std::ranges::sort(times);
+    std::printf("| preview, %s, after the last step | median %.0f ms, 95th of 100 %.0f ms | 100 ms | |\n",
+                what, times[kMoves / 2], times[kMoves * 95 / 100]);
+}
+
 int Run(const char* file, QSize size) {
     store::Store().gmyLcdWidth = 800;
     store::Store().gmyLcdHeight = 480;
+    store::Store().gmyDrawrect = RestingRect(800, 480);
     if (const Result<void> selected = SelectOnePicture(file, true); !selected) {
         std::fprintf(stderr, "edit_view_bench: %s\n", selected.error().message.English().c_str());
         return 1;
@@ -114,6 +149,10 @@ int Run(const char* file, QSize size) {
     Measure("scaling, the composer", ProcessorMilliseconds, scale, alone);
     Measure("scaling, until it is shown", WallMilliseconds, scale, shown);
     MeasureRefining("a straight picture", view);
+    MeasurePreview("scaling", scale, view);
+    image.scaleY = fit;
+    image.scaleX = -fit;
+    MeasurePreview("turning", turn, view);
     return 0;
 }
 

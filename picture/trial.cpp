@@ -11,15 +11,22 @@
 namespace lumato::picture {
 namespace {
 
-Result<Trial::Outcome> Try(const Trial& trial) {
+Result<Trial::Outcome> Try(const Trial& trial, const Trial::IsWanted& isWanted) {
+    const auto forgotten = [&] { return isWanted && !isWanted(); };
     Trial::Outcome outcome;
+    if (forgotten())
+        return Fail(ErrorKind::Gone, {});
     LUMATO_TRY(outcome.composed, RenderLcdBitmap(trial.rect, &trial.image, trial.lcdWidth, trial.lcdHeight));
+    if (forgotten())
+        return Fail(ErrorKind::Gone, {});
     PixelEncoder encoder(outcome.composed, trial.lcdWidth, trial.lcdHeight, trial.yValue);
     outcome.quality = trial.plan.quality;
     const auto stream = trial.plan.shared ? encoder.Within(outcome.quality, kQualityStep, trial.plan.room)
                                           : encoder.At(outcome.quality);
     if (!stream)
         return Fail(ErrorKind::TooLarge, Phrase("BEYOND_FRAME_PICTURE", "too large for a frame picture"));
+    if (forgotten())
+        return Fail(ErrorKind::Gone, {});
     outcome.bytes = static_cast<int>(stream->size());
     LUMATO_TRY_VOID(jpeg::DecodeStream(*stream, trial.lcdWidth, trial.lcdHeight, outcome.decoded));
     return outcome;
@@ -27,9 +34,9 @@ Result<Trial::Outcome> Try(const Trial& trial) {
 
 }  // namespace
 
-Result<Trial::Outcome> Trial::Run() const {
+Result<Trial::Outcome> Trial::Run(const IsWanted& isWanted) const {
     try {
-        return Try(*this);
+        return Try(*this, isWanted);
     } catch (const std::bad_alloc&) {
         return Fail(ErrorKind::TooLarge, kBeyondMemory);
     }

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -34,8 +35,10 @@ struct Trial {
         int bytes = 0;  // of the stream
         int quality = 0;
     };
-    // Errors: of the composition, the encoder or the decoder.
-    [[nodiscard]] Result<Outcome> Run() const;
+    // Asked between its steps, from the same thread, whether anybody still waits for the outcome.
+    using IsWanted = std::function<bool()>;
+    // Errors: of the composition, the encoder or the decoder; Gone when it is not wanted any more.
+    [[nodiscard]] Result<Outcome> Run(const IsWanted& isWanted = {}) const;
 
     // The same picture in the same pose, whatever the frame has to offer.
     [[nodiscard]] bool ShowsTheSame(const Trial& other) const;

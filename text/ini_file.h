@@ -1,9 +1,11 @@
 // The language file: sections of "key=text" lines in UTF-16, one look-up at a time.
 //
-// SetFilePath comes before all look-ups; these change nothing and may run on several threads.
+// SetFilePath comes before all look-ups; these may run on several threads.
 #pragma once
 
 #include <array>
+#include <memory>
+#include <mutex>
 #include <string>
 #include <string_view>
 
@@ -19,14 +21,20 @@ class CIniFile {
     // Takes the first 511 bytes of `path`.
     void SetFilePath(const char* path);
 
-    // Sets `out` to the text of `key` in the first section of that name, or to `defaultText`. Reads the file
-    // anew each time, so that an edited file shows at the next look-up. Returns the ResultCode of the last
-    // file operation; `out` is good whatever it is.
+    // Sets `out` to the text of `key` in the first section of that name, or to `defaultText`. A file that has
+    // changed is read anew, so that an edited one shows at the next look-up. Returns the ResultCode of the
+    // last file operation; `out` is good whatever it is.
     int GetString(std::u16string_view section, std::u16string_view key, std::u16string_view defaultText,
                   std::u16string& out) const;
 
   private:
+    struct Contents;
+    // Requires: the mutex. Null: there is no such file.
+    const Contents* Current() const;
+
     std::array<char, CUnicodeFile::kPathBytes> m_path{};
+    mutable std::mutex m_mutex;
+    mutable std::shared_ptr<const Contents> m_contents;
 };
 
 // The program's language file. Its path is set once, at start-up.

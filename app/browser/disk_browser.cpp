@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "app/browser/thumbnail_delegate.h"
 #include "app/browser/thumbnail_maker.h"
 #include "app/parts/symbols.h"
 #include "app/parts/texts.h"
@@ -22,6 +23,7 @@ DiskBrowser::DiskBrowser(QWidget* parent) : QWidget(parent), m_reader(kFoldersAt
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(4);
     MakeBar();
+    FolderModel::ReadIcons(*this, ThumbnailDelegate::kIconSide);
     m_area = new QScrollArea(this);
     layout->addWidget(m_area, 1);
     auto* content = new QWidget;

@@ -19,12 +19,16 @@ namespace {
 // By the name alone: looking into 20,000 files for their icons would keep everybody waiting.
 QIcon IconOf(const tagFILEITEM& item, const QStyle& style) {
     static const QMimeDatabase types;
+    // A style's own icons are read from files each time: only where the theme has none.
+    const auto icon = [&](const QString& name, QStyle::StandardPixmap other) {
+        const QIcon ofTheme = QIcon::fromTheme(name);
+        return ofTheme.isNull() ? style.standardIcon(other) : ofTheme;
+    };
     if (item.isFolder != 0)
-        return QIcon::fromTheme(QStringLiteral("folder"), style.standardIcon(QStyle::SP_DirIcon));
-    const QIcon MyDocumentIcon = style.standardIcon(QStyle::SP_FileIcon);
+        return icon(QStringLiteral("folder"), QStyle::SP_DirIcon);
     const QMimeType type = types.mimeTypeForFile(item.name, QMimeDatabase::MatchExtension);
-    const QIcon icon = QIcon::fromTheme(type.iconName());
-    return icon.isNull() ? QIcon::fromTheme(type.genericIconName(), MyDocumentIcon) : icon;
+    const QIcon MyDocumentIcon = QIcon::fromTheme(type.iconName());
+    return MyDocumentIcon.isNull() ? icon(type.genericIconName(), QStyle::SP_FileIcon) : MyDocumentIcon;
 }
 
 QString TipOf(const tagFILEITEM& item) {
@@ -39,6 +43,16 @@ QString TipOf(const tagFILEITEM& item) {
 }  // namespace
 
 FolderModel::FolderModel(BrowserItems& shown, QWidget* parent) : QAbstractListModel(parent), m_shown(shown) {}
+
+void FolderModel::ReadIcons(const QWidget& window, int side) {
+    for (const bool folder : {true, false}) {
+        tagFILEITEM item;
+        item.name = QStringLiteral("a.jpg");
+        item.isFolder = folder ? 1 : 0;
+        static_cast<void>(
+            IconOf(item, *window.style()).pixmap(QSize(side, side), window.devicePixelRatioF()));
+    }
+}
 
 void FolderModel::SetItems(std::vector<ItemID> ids) {
     beginResetModel();

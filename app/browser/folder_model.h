@@ -30,6 +30,9 @@ class FolderModel : public QAbstractListModel {
     // Requires: `shown` outlives the model.
     explicit FolderModel(BrowserItems& shown, QWidget* parent);
 
+    // Those of folders and photographs, which the first look at a folder would wait for.
+    static void ReadIcons(const QWidget& window, int side);
+
     void SetItems(std::vector<ItemID> ids);
     [[nodiscard]] const std::vector<ItemID>& Ids() const { return m_ids; }
     [[nodiscard]] ItemID IdAt(const QModelIndex& index) const;

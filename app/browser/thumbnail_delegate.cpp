@@ -9,8 +9,6 @@
 namespace lumato::app {
 namespace {
 
-constexpr int kIconSide = 56;  // of what has no thumbnail
-
 // A round one with a tick, which can be seen on every picture.
 void DrawMark(QPainter* painter, const QPalette& palette, const QRect& where) {
     painter->save();

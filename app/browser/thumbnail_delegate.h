@@ -15,6 +15,7 @@ class ThumbnailDelegate : public QStyledItemDelegate {
     using QStyledItemDelegate::QStyledItemDelegate;
 
     static constexpr int kMargin = 4;
+    static constexpr int kIconSide = 56;  // of what has no thumbnail
 
     // The size of the tiles, and the height of the name in it; an empty one: lines.
     void SetTile(QSize tile, int line) {

@@ -21,6 +21,7 @@ constexpr int kWheelNotch = 120;  // an eighth of a degree each, 15 degrees a no
 
 constexpr double kStepTime = 6e6;  // nanoseconds; painting takes about as long
 constexpr double kCoarsest = 0.2;
+constexpr int kRowsAtOnce = 32;
 constexpr int kPause = 100;  // milliseconds without a step
 
 }  // namespace
@@ -94,12 +95,16 @@ void EditView::Refine() {
         m_finer = Blank(1);
         m_finerRows = 0;
     }
+    // What the rows cost differs from one to the next: some at a time, by the clock.
     const QImage& finer = m_finer.image;
-    const int rows = std::max(static_cast<int>(kStepTime / (PixelTime(*image) * finer.width())), 1);
-    const int end = std::min(m_finerRows + rows, finer.height());
-    DrawRows(m_finer, m_finerRows, end, *image);
-    m_finerRows = end;
-    if (end < finer.height()) {
+    QElapsedTimer time;
+    time.start();
+    do {
+        const int end = std::min(m_finerRows + kRowsAtOnce, finer.height());
+        DrawRows(m_finer, m_finerRows, end, *image);
+        m_finerRows = end;
+    } while (m_finerRows < finer.height() && static_cast<double>(time.nsecsElapsed()) < kStepTime);
+    if (m_finerRows < finer.height()) {
         m_refine.start(0);
         return;
     }

@@ -1,25 +1,15 @@
 #include "app/frame/frame_menu.h"
 
-#include <QFileDialog>
 #include <QMessageBox>
 
 #include "app/frame/new_frame_dialog.h"
 #include "app/frame/recover_dialog.h"
+#include "app/parts/file_dialog.h"
 #include "app/parts/texts.h"
 #include "store/store_state.h"
 #include "vframe/new_frame.h"
 
 namespace lumato::app {
-namespace {
-
-QFileDialog* FileDialog(QWidget* window, const QString& title, const Path& folder) {
-    auto* dialog = new QFileDialog(window, title, FromPath(folder));
-    dialog->setAttribute(Qt::WA_DeleteOnClose);
-    return dialog;
-}
-
-}  // namespace
-
 FrameMenu::FrameMenu(QMenu* menu, MenuBuilder& builder, FrameLink& link, Settings& settings, double pace,
                      QWidget* window)
     : QObject(window),
@@ -70,8 +60,8 @@ void FrameMenu::Attach(const Path& file) {
 }
 
 void FrameMenu::ChooseFrame() {
-    QFileDialog* dialog = FileDialog(m_window, Localized("FRAME_ATTACH_TITLE", "Choose a virtual frame"),
-                                     m_settings.Folder(kFrameFolderSetting));
+    QFileDialog* dialog = NewFileDialog(m_window, Localized("FRAME_ATTACH_TITLE", "Choose a virtual frame"),
+                                        m_settings.Folder(kFrameFolderSetting));
     dialog->setFileMode(QFileDialog::ExistingFile);
     connect(dialog, &QFileDialog::fileSelected, this, [this](const QString& file) {
         m_settings.SetFolder(kFrameFolderSetting, PathOf(file).parent_path());
@@ -88,8 +78,8 @@ void FrameMenu::AskForNewFrame() {
 }
 
 void FrameMenu::ChooseNewFile(const vframe::NewFrame& options) {
-    QFileDialog* dialog = FileDialog(m_window, Localized("NEW_FRAME_TITLE", "New virtual frame"),
-                                     m_settings.Folder(kFrameFolderSetting));
+    QFileDialog* dialog = NewFileDialog(m_window, Localized("NEW_FRAME_TITLE", "New virtual frame"),
+                                        m_settings.Folder(kFrameFolderSetting));
     dialog->setAcceptMode(QFileDialog::AcceptSave);
     // A file that is there is never overwritten, so there is nothing to confirm.
     dialog->setOption(QFileDialog::DontConfirmOverwrite);

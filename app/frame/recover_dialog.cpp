@@ -2,10 +2,10 @@
 
 #include <QDateTime>
 #include <QDialogButtonBox>
-#include <QFileDialog>
 #include <QLocale>
 #include <QVBoxLayout>
 
+#include "app/parts/file_dialog.h"
 #include "app/parts/mnemonics.h"
 #include "app/parts/texts.h"
 #include "base/printable.h"
@@ -87,8 +87,7 @@ QString RecoverDialog::Described(const store::KeptJournal& journal) {
 }
 
 void RecoverDialog::ChooseFolder() {
-    auto* dialog = new QFileDialog(this, windowTitle(), FromPath(m_folder));
-    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    QFileDialog* dialog = NewFileDialog(this, windowTitle(), m_folder);
     dialog->setFileMode(QFileDialog::Directory);
     dialog->setOption(QFileDialog::ShowDirsOnly);
     connect(dialog, &QFileDialog::fileSelected, this,

@@ -43,7 +43,7 @@ void Preview::ShowListed(const ListedPicture& picture, bool touched) {
     // The edit picture as it now is, is no news any more.
     if (auto trial = MainThreadOwns() ? picture::TakeTrial(m_replaces) : std::nullopt)
         Remember(*trial);
-    Ask(picture.name, [picture] { return ReadStream(picture); });
+    Ask(picture.name, [picture](const auto&) { return ReadStream(picture); });
 }
 
 void Preview::ForgetListed() {
@@ -80,7 +80,7 @@ void Preview::TakeEditPicture() {
         return;
     m_showsEdit = true;
     Remember(*trial);
-    Ask(m_editName, [trial = *std::move(trial)] { return TryOut(trial); });
+    Ask(m_editName, [trial = *std::move(trial)](const auto& isWanted) { return TryOut(trial, isWanted); });
 }
 
 // Keeps neither pixels nor levels alive.
@@ -99,11 +99,14 @@ bool Preview::IsNews(const picture::Trial& trial) const {
     return !trial.ShowsTheSame(last) || (m_showsEdit && !(trial.plan == last.plan));
 }
 
-void Preview::Ask(const QString& name, std::function<StreamImage()> make) {
+void Preview::Ask(const QString& name, std::function<StreamImage(const picture::Trial::IsWanted&)> make) {
     const int request = ++m_request;
     m_reader.Clear();
     m_reader.Start([this, request, name, make = std::move(make), room = Room()] {
-        const StreamImage shown = make();
+        const auto isWanted = [&] { return request == m_request; };
+        const StreamImage shown = make(isWanted);
+        if (!isWanted())
+            return;
         const QImage scaled = Scaled(shown.image, room);
         m_calls.Post([this, request, shown, scaled, name] {
             if (request == m_request)

@@ -7,6 +7,7 @@
 
 #include <QFrame>
 #include <QTimer>
+#include <atomic>
 #include <memory>
 #include <optional>
 
@@ -61,7 +62,7 @@ class Preview : public QFrame {
     void TakeEditPicture();
     void Remember(const picture::Trial& trial);
     [[nodiscard]] bool IsNews(const picture::Trial& trial) const;
-    void Ask(const QString& name, std::function<StreamImage()> make);
+    void Ask(const QString& name, std::function<StreamImage(const picture::Trial::IsWanted&)> make);
     void Take(const StreamImage& shown, const QImage& scaled, const QString& name);
     [[nodiscard]] QSize Room() const;  // in the screen's pixels
     void MyPreviewEventHandler(QPainter& painter);
@@ -78,7 +79,7 @@ class Preview : public QFrame {
     QImage m_scaled;  // to the view
     QString m_name;
     QString m_hint;
-    int m_request = 0;
+    std::atomic<int> m_request = 0;  // the newest; the thread gives up others
 };
 
 }  // namespace lumato::app

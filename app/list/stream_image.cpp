@@ -47,11 +47,11 @@ StreamImage ReadStream(const ListedPicture& picture, Wanted wanted) {
     return shown;
 }
 
-StreamImage TryOut(const picture::Trial& trial) {
+StreamImage TryOut(const picture::Trial& trial, const picture::Trial::IsWanted& isWanted) {
     StreamImage shown;
     shown.room = trial.plan.room;
     shown.shared = trial.plan.shared;
-    const auto outcome = trial.Run();
+    const auto outcome = trial.Run(isWanted);
     if (!outcome) {
         shown.whyNot = WordsOf(outcome.error());
         return shown;

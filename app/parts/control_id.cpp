@@ -5,7 +5,11 @@
 namespace lumato::app {
 namespace {
 
+// Most widgets are no controls, which is quickly seen; a property's value takes longer.
 bool Has(const QWidget& widget, ControlId id) {
+    static const QByteArray kSignature("signature");
+    if (!widget.dynamicPropertyNames().contains(kSignature))
+        return false;
     const QByteArray signature = widget.property("signature").toString().toLatin1();
     if (signature.size() != 4 || widget.property("controlId").toInt() != id.id)
         return false;

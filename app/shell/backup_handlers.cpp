@@ -1,10 +1,10 @@
 // The frame in one file, and back.
 #include <QDate>
-#include <QFileDialog>
 #include <QPushButton>
 #include <algorithm>
 
 #include "app/parts/app_state.h"
+#include "app/parts/file_dialog.h"
 #include "app/parts/texts.h"
 #include "app/shell/main_window.h"
 #include "backup/back_up_frame.h"
@@ -57,9 +57,8 @@ void MainWindow::ChooseBackup(bool restore) {
         return;
     const QString title =
         restore ? Localized("FRAME_RESTORE", "Restore…") : Localized("FRAME_BACK_UP", "Back Up…");
-    auto* dialog = new QFileDialog(this, title, FromPath(m_settings.Folder(kBackupFolderSetting)),
-                                   QStringLiteral("*.tar"));
-    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    auto* dialog =
+        NewFileDialog(this, title, m_settings.Folder(kBackupFolderSetting), QStringLiteral("*.tar"));
     dialog->setFileMode(restore ? QFileDialog::ExistingFile : QFileDialog::AnyFile);
     dialog->setAcceptMode(restore ? QFileDialog::AcceptOpen : QFileDialog::AcceptSave);
     dialog->setDefaultSuffix(QStringLiteral("tar"));

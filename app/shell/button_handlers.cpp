@@ -1,12 +1,12 @@
 // The buttons: add, delete, download, save.
 #include <QApplication>
-#include <QFileDialog>
 #include <algorithm>
 #include <cmath>
 #include <utility>
 
 #include "app/list/batch_report_dialog.h"
 #include "app/parts/app_state.h"
+#include "app/parts/file_dialog.h"
 #include "app/parts/mnemonics.h"
 #include "app/parts/texts.h"
 #include "app/shell/main_window.h"
@@ -341,9 +341,8 @@ void MainWindow::MyUpLoadButtonHandler() {
 }
 
 void MainWindow::SelectFileLocation() {
-    auto* dialog = new QFileDialog(this, Localized("SAVE_TITLE", "Select File Location"),
-                                   FromPath(m_settings.Folder(kSaveFolderSetting)));
-    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    QFileDialog* dialog = NewFileDialog(this, Localized("SAVE_TITLE", "Select File Location"),
+                                        m_settings.Folder(kSaveFolderSetting));
     dialog->setFileMode(QFileDialog::Directory);
     dialog->setOption(QFileDialog::ShowDirsOnly);
     connect(dialog, &QFileDialog::fileSelected, this, [this](const QString& folder) {
