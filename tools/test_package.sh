@@ -7,7 +7,10 @@ packages=$(cd "$1" && pwd)
 lintian --allow-root --fail-on error,warning "$packages"/lumato*.deb
 root=$(mktemp -d)
 trap 'rm -rf "$root"' EXIT
-mmdebstrap --quiet --variant=apt bookworm "$root"
+# With the same sources as here, updates included: the packages were built with them.
+sources=(/etc/apt/sources.list.d/*.sources)
+[ -e "${sources[0]}" ] || sources=(/etc/apt/sources.list)
+mmdebstrap --quiet --variant=apt bookworm "$root" "${sources[@]}"
 inside() {
     chroot "$root" env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive "$@"
 }
