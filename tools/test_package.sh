@@ -10,7 +10,8 @@ trap 'rm -rf "$root"' EXIT
 # With the same sources as here, updates included: the packages were built with them.
 sources=(/etc/apt/sources.list.d/*.sources)
 [ -e "${sources[0]}" ] || sources=(/etc/apt/sources.list)
-mmdebstrap --quiet --variant=apt bookworm "$root" "${sources[@]}"
+mmdebstrap --quiet --variant=apt --skip=cleanup/apt/lists bookworm "$root" "${sources[@]}"
+cp /etc/resolv.conf "$root/etc/"
 inside() {
     chroot "$root" env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive "$@"
 }
