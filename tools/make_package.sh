@@ -1,12 +1,17 @@
 #!/usr/bin/env bash
-# Builds the Debian package and says where it lies: lumato_VERSION_ARCHITECTURE.deb, for `sudo apt install ./FILE`.
+# Builds the Debian packages and says where they lie: for `sudo apt install ./FILE...`. The bytes depend on the source
+# alone: the day is the changelog's, and the folder is not in them.
 set -euo pipefail
 top=$(cd "$(dirname "$0")/.." && pwd)
 build=$top/build-package
 
 "$top/tools/install_packages.sh" build package
-# The programs look for their module and texts where the package puts them.
-cmake -S "$top" -B "$build" -G Ninja -DCMAKE_INSTALL_PREFIX=/usr -DLUMATO_TESTS=OFF >/dev/null
-cmake --build "$build"
-(cd "$build" && cpack >/dev/null)
-ls "$build"/lumato_*.deb
+# dpkg-buildpackage leaves its packages beside the source, so that gets a folder of its own.
+rm -rf "$build"
+mkdir -p "$build/source"
+tar -C "$top" --exclude='./build*' --exclude=./.git -c . | tar -x -C "$build/source"
+(cd "$build/source" && DEB_BUILD_OPTIONS=noautodbgsym dpkg-buildpackage -us -uc -b >"$build/log" 2>&1) || {
+    tail -n 40 "$build/log" >&2
+    exit 1
+}
+ls "$build"/*.deb

@@ -141,7 +141,7 @@ void WindowPage(const std::string& version, const std::string& date) {
         if (line.empty() || line.starts_with("Usage:"))
             continue;
         if (!line.starts_with("  "))
-            std::cout << (line.ends_with(':') ? ".SH " + Replaced(line.substr(0, line.size() - 1), {}) + "\n"
+            std::cout << (line.ends_with(':') ? ".SH " + line.substr(0, line.size() - 1) + "\n"
                                               : Escaped(line) + "\n");
         else if (end == 2)
             Line(line.substr(line.find_first_not_of(' ')));
