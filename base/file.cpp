@@ -225,9 +225,13 @@ Result<void> MakePrivateFolder(const Path& folder) {
                                  "a folder belongs here, and something else stands in its place")));
     if (folder.has_parent_path() && !std::filesystem::exists(folder.parent_path(), error))
         LUMATO_TRY_VOID(MakePrivateFolder(folder.parent_path()));
-    if (::mkdir(folder.c_str(), 0700) != 0)
-        return tl::unexpected(FileError(folder, errno, true));
-    return {};
+    if (::mkdir(folder.c_str(), 0700) == 0)
+        return {};
+    // The log's thread, or another program, may have made it meanwhile.
+    const int why = errno;
+    if (why == EEXIST && std::filesystem::is_directory(std::filesystem::symlink_status(folder, error)))
+        return {};
+    return tl::unexpected(FileError(folder, why, true));
 }
 
 void ClosePath(const Path& path) {

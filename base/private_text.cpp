@@ -10,6 +10,8 @@
 
 #include <unistd.h>
 
+#include "base/printable.h"
+
 namespace lumato {
 namespace {
 
@@ -110,8 +112,11 @@ void HideFileName(std::string_view name) {
     if (name.size() < 2 || hidden.files.contains(name) || hidden.files.size() >= kMostNames)
         return;
     const std::string number = NumberOf(hidden, std::string(name));
-    if (last != std::string_view::npos && name.size() - last > 2)
-        hidden.files.emplace(name.substr(last + 1), number);
+    hidden.files.emplace(Printable(name), number);
+    if (last == std::string_view::npos || name.size() - last <= 2)
+        return;
+    hidden.files.emplace(name.substr(last + 1), number);
+    hidden.files.emplace(Printable(name.substr(last + 1)), number);
 }
 
 void HideUser() {

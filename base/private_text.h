@@ -11,7 +11,7 @@
 
 namespace lumato {
 
-// From now on the name, as it was given, is a file's; so is its last part, and each line of several.
+// From now on the name, as it was given and as it is printed, is a file's; so is its last part.
 void HideFileName(std::string_view name);
 
 // Learns the user's name, the home folder and the computer's name. Looks nothing up that could wait.

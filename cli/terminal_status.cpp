@@ -122,8 +122,8 @@ void TerminalStatus::SetNotes(const Phrase& note) {
     const bool hold = CountsOn(m_note, text);
     if (!hold && std::exchange(m_heldBack, false))
         Print();
-    if (!hold)
-        Log("note: " + (note.IsTheSame() ? WithoutNames(note.English()) : WithoutNames(note)));
+    // The log holds counts back itself.
+    Log("note: " + (note.IsTheSame() ? WithoutNames(note.English()) : WithoutNames(note)));
     m_note = text;
     m_heldBack = hold;
     if (!hold)

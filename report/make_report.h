@@ -1,7 +1,7 @@
 // A report for those who mend faults: the systems' versions, what the frame says of itself, the last trace
 // and the end of the log, as one text. It names no file, no user and no computer.
 //
-// No state; may wait for the disk.
+// No state; callable from any thread; may wait for the disk.
 #pragma once
 
 #include <string>

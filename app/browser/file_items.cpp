@@ -5,6 +5,8 @@
 #include <fstream>
 #include <future>
 #include <memory>
+#include <mutex>
+#include <set>
 #include <utility>
 
 #include "app/parts/loose_threads.h"
@@ -20,12 +22,30 @@ bool IsFrameVolume(const Path& root) {
     return std::ifstream(root / "LanguageUnicode.ini").is_open();
 }
 
-// Asks a volume, which may be one that no longer answers: that one is none of a frame's.
+// The volumes that are being asked. Never destroyed: some never answer.
+struct AskedVolumes {
+    std::mutex mutex;
+    std::set<Path> roots;  // guarded by it
+};
+
+AskedVolumes& Asked() {
+    static auto& asked = *new AskedVolumes;
+    return asked;
+}
+
+// Asks a volume, which may be one that no longer answers: that one is none of a frame's, and is not asked
+// once more.
 class VolumeQuestion {
   public:
     explicit VolumeQuestion(Path root) {
-        LooseThreads::Detach(
-            [root = std::move(root), promise = m_promise] { promise->set_value(IsFrameVolume(root)); });
+        const std::lock_guard lock(Asked().mutex);
+        if (!Asked().roots.insert(root).second)
+            return;
+        LooseThreads::Detach([root = std::move(root), promise = m_promise] {
+            promise->set_value(IsFrameVolume(root));
+            const std::lock_guard ended(Asked().mutex);
+            Asked().roots.erase(root);
+        });
     }
     [[nodiscard]] bool IsFrames(std::chrono::steady_clock::time_point until) {
         return m_answer.wait_until(until) == std::future_status::ready && m_answer.get();

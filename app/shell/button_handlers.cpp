@@ -64,13 +64,18 @@ void MainWindow::ShowNote(const char* key, const char* defaultText, const Phrase
 }
 
 bool MainWindow::RunTask(WindowState state, std::function<void()> work, std::function<void()> then) {
-    return m_link.BeginWork(state, [this, work = std::move(work), then = std::move(then)] {
+    const bool begun = m_link.BeginWork(state, [this, work = std::move(work), then = std::move(then)] {
         store::TransferOwner owner;
         owner.PostRefresh();
         work();
         if (then)
             m_calls.Post(then);
     });
+    if (!begun) {  // a dialog was answered while something came up
+        const ControlPanel::NotesAbout about(*m_panel, NoteOf::Moment);
+        ShowNote("NOT_NOW_TIPS", "Nothing was done: something else was under way");
+    }
+    return begun;
 }
 
 void MainWindow::Ask(QMessageBox* box) {

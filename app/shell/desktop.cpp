@@ -39,18 +39,22 @@ class Desktop::Inhibition : public QObject {
     QDBusUnixFileDescriptor m_held;
 };
 
-Desktop::Desktop(QObject* parent) : QObject(parent) {
-    QDBusConnection bus = QDBusConnection::sessionBus();
-    bus.connect(QString(), kNotificationsPath, kNotifications, QStringLiteral("ActivationToken"), this,
-                SLOT(TakeToken(uint, QString)));
-    bus.connect(QString(), kNotificationsPath, kNotifications, QStringLiteral("ActionInvoked"), this,
-                SLOT(TakeClick(uint, QString)));
-}
+Desktop::Desktop(QObject* parent)
+    : QObject(parent),
+      m_session(QDBusConnection::SessionBus,
+                [this](QDBusConnection bus) {
+                    bus.connect(QString(), kNotificationsPath, kNotifications,
+                                QStringLiteral("ActivationToken"), this, SLOT(TakeToken(uint, QString)));
+                    bus.connect(QString(), kNotificationsPath, kNotifications,
+                                QStringLiteral("ActionInvoked"), this, SLOT(TakeClick(uint, QString)));
+                }),
+      m_system(QDBusConnection::SystemBus) {}
 
 Desktop::~Desktop() = default;
 
 void Desktop::InhibitSleep(const QString& why) {
-    m_inhibition = std::make_unique<Inhibition>(why);
+    if (m_system.Answers())
+        m_inhibition = std::make_unique<Inhibition>(why);
 }
 
 void Desktop::AllowSleep() {
@@ -59,6 +63,8 @@ void Desktop::AllowSleep() {
 
 // The signal that docks and task bars agree on.
 void Desktop::ShowProgress(int percent) {
+    if (!m_session.Answers())
+        return;
     QDBusMessage update = QDBusMessage::createSignal(QStringLiteral("/lumato"),
                                                      QStringLiteral("com.canonical.Unity.LauncherEntry"),
                                                      QStringLiteral("Update"));
@@ -69,6 +75,8 @@ void Desktop::ShowProgress(int percent) {
 }
 
 void Desktop::Notify(const QString& title, const QString& text, const QString& show) {
+    if (!m_session.Answers())
+        return;
     QDBusMessage call = QDBusMessage::createMethodCall(kNotifications, kNotificationsPath, kNotifications,
                                                        QStringLiteral("Notify"));
     const QString id = QLatin1String(kApplicationId);

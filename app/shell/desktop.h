@@ -9,6 +9,8 @@
 #include <QString>
 #include <memory>
 
+#include "app/shell/message_bus.h"
+
 namespace lumato::app {
 
 // The program's name on the desktop: of its entry, its icon and its address on the session's bus.
@@ -42,6 +44,7 @@ class Desktop : public QObject {
   private:
     class Inhibition;
     std::unique_ptr<Inhibition> m_inhibition;
+    MessageBus m_session, m_system;
     uint m_told = 0;  // the number of the last notification
     QString m_token;
 };

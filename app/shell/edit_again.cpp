@@ -30,11 +30,16 @@ void MainWindow::EditAgain() {
                  Phrase("PHOTOGRAPH_UNKNOWN", "this computer does not know its photograph"));
         return;
     }
-    // Its disk may not answer.
+    // Its disk may not answer; by then something else may be in the edit view, or another frame be here,
+    // whose pictures have the same names.
     m_looks.Clear();
-    m_looks.Start([this, name = record.fileName, made = *made]() -> LooseThreads::Outcome {
-        return [this, name, made, original = picture::StateOf(made)] { EditFrom(name, made, original); };
-    });
+    m_looks.Start(
+        [this, asked = ++m_againAsked, name = record.fileName, made = *made]() -> LooseThreads::Outcome {
+            return [this, asked, name, made, original = picture::StateOf(made)] {
+                if (asked == m_againAsked)
+                    EditFrom(name, made, original);
+            };
+        });
 }
 
 void MainWindow::EditFrom(const std::string& name, const picture::AlbumEntry& made,

@@ -27,6 +27,7 @@ void MainWindow::TakeSelection() {
         if (record.isFolder != 0 || !std::ranges::binary_search(selected, *id))
             continue;
         m_addNext = false;
+        ++m_againAsked;
         EndEditAgain();
         m_panel->ForgetNotes(NoteOf::Picture);
         if (selected.size() >= 2)
@@ -46,6 +47,7 @@ void MainWindow::TakeSelection() {
 
 // One that was not chosen in the browser: nothing is selected there any more.
 void MainWindow::SelectFile(const Path& file) {
+    ++m_againAsked;
     EndEditAgain();
     m_addNext = false;
     m_browser->SelectQuietly(kNoItem);
@@ -131,6 +133,7 @@ void MainWindow::TakeFrameChange() {
 void MainWindow::ForgetFrame() {
     m_steps.clear();
     m_batchBefore.reset();
+    ++m_againAsked;
     EndEditAgain();
     ForgetEdits();
     picture::ReleaseSelection();

@@ -49,19 +49,13 @@ void UseActivationToken(const QString& token) {
         qputenv("XDG_ACTIVATION_TOKEN", token.toUtf8());  // where Qt looks for it
 }
 
+// Without a bus or the name a second program says that the folder is in use.
 FirstWindow::FirstWindow(const Path& home, ComeForward comeForward)
-    : m_name(NameFor(home)), m_comeForward(std::move(comeForward)) {
-    // Without a bus or the name a second program says that the folder is in use.
-    QDBusConnection bus = QDBusConnection::sessionBus();
-    bus.registerObject(ObjectPath(), this, QDBusConnection::ExportAllSlots);
-    bus.registerService(m_name);
-}
-
-FirstWindow::~FirstWindow() {
-    QDBusConnection bus = QDBusConnection::sessionBus();
-    bus.unregisterService(m_name);
-    bus.unregisterObject(ObjectPath());
-}
+    : m_comeForward(std::move(comeForward)),
+      m_bus(QDBusConnection::SessionBus, [this, name = NameFor(home)](QDBusConnection bus) {
+          bus.registerObject(ObjectPath(), this, QDBusConnection::ExportAllSlots);
+          bus.registerService(name);
+      }) {}
 
 void FirstWindow::Activate(const QVariantMap& platform) {
     Open({}, platform);

@@ -13,6 +13,7 @@
 #include <functional>
 #include <vector>
 
+#include "app/shell/message_bus.h"
 #include "base/file.h"
 
 namespace lumato::app {
@@ -27,7 +28,6 @@ class FirstWindow : public QObject {
 
     // Answers to others. Requires: this program holds the home folder.
     FirstWindow(const Path& home, ComeForward comeForward);
-    ~FirstWindow() override;
 
     // The second program's part: false when no window answers, for another kind of program holds the folder.
     [[nodiscard]] static bool Call(const Path& home, const std::vector<Path>& files, const QString& action);
@@ -38,8 +38,8 @@ class FirstWindow : public QObject {
     void ActivateAction(const QString& action, const QVariantList& parameters, const QVariantMap& platform);
 
   private:
-    QString m_name;
     ComeForward m_comeForward;
+    MessageBus m_bus;
 };
 
 // Lets the window come before those of other programs: the desktop handed `token` out for that.

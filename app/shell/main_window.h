@@ -255,6 +255,7 @@ class MainWindow : public QMainWindow {
         bool shown = false;
     };
     std::optional<Again> m_again;
+    int m_againAsked = 0;  // counts what was asked for in the edit view: the last one is wanted
     std::optional<picture::BatchReport> m_leftOut;      // by the last batch
     std::optional<picture::BatchReport> m_batchBefore;  // with whose end the next one begins
     QPointer<QMessageBox> m_roomQuestion;               // of a batch

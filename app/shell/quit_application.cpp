@@ -1,6 +1,7 @@
 // The way out, and the messages of the help menu.
 #include <QCloseEvent>
 #include <QCoreApplication>
+#include <QProcess>
 #include <QPushButton>
 #include <QSessionManager>
 #include <utility>
@@ -129,6 +130,9 @@ void MainWindow::TakeSessionEnd(QSessionManager& session) {
 void MainWindow::CloseResource() {
     if (std::exchange(m_closed, true))
         return;
+    // What still runs ends with the window, which hears nothing of it any more.
+    for (QProcess* process : findChildren<QProcess*>())
+        process->disconnect(this);
     if (m_browser != nullptr) {
         Remember();
         m_browser->ForgetAll();

@@ -57,7 +57,9 @@ class Shell(Story):
         self.assertEqual((plain["differs_at"], plain["differences"]), (None, []))
         self.assertGreater(plain["compared"], 10)
         sent = self.read("trace.txt").decode().splitlines()
-        self.refused(1, "add", "anna is no picture.jpg")
+        listed = self.write("list", b"anna at home.jpg\nx/anna.jpg\n")
+        for name in ("anna is no picture.jpg", os.fsdecode(b"anna \xeb.jpg"), "@" + listed):
+            self.refused(1, "add", name)
         self.assertIn("file 1: ", self.report()[0])
         self.write("some list", b"anna with holiday.jpg\n\xffholiday")
         self.refused(1, "add", "@some list")

@@ -69,6 +69,7 @@ void Bash(const CLI::App& app) {
         << ") return ;;\n"
            "    esac\n"
            "    for word in \"${COMP_WORDS[@]:1:COMP_CWORD-1}\"; do\n"
+           "        if [ \"$word\" = = ]; then skip=1; continue; fi  # --home=DIR comes as three words\n"
            "        if [ -n \"$skip\" ]; then skip=; continue; fi\n"
            "        case $word in\n"
            "            "

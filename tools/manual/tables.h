@@ -1,4 +1,6 @@
 // What the command line's tables say, in the words that pages and completions want.
+//
+// No state; main thread only.
 #pragma once
 
 #include <map>
@@ -49,7 +51,7 @@ inline std::string LongName(const CLI::Option& option) {
 
 inline bool NamesFile(std::string_view kind) {
     for (const std::string_view known :
-         {"FILE", "DIR", "PATH", "BACKUP", "DUMP", "PICTURE", "BITMAP", "STREAM", "PNG"})
+         {"FILE", "DIR", "PATH", "BACKUP", "DUMP", "PICTURE", "BITMAP", "STREAM", "PNG", "REPORT"})
         if (kind == known)
             return true;
     return false;
