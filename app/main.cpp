@@ -19,19 +19,23 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "app/frame/frame_menu.h"
 #include "app/frame/usb_watch.h"
 #include "app/parts/language_file.h"
 #include "app/parts/loose_threads.h"
 #include "app/parts/texts.h"
 #include "app/shell/carbon_app.h"
+#include "app/shell/desktop.h"
 #include "app/shell/first_window.h"
 #include "app/shell/main_window.h"
+#include "base/diagnostics.h"
 #include "base/printable.h"
 #include "base/standard_descriptors.h"
 #include "device/comm_usb.h"
 #include "platform/linux/folder_lock.h"
 #include "platform/linux/folders.h"
 #include "platform/linux/mounted_volumes.h"
+#include "report/report_log.h"
 #include "text/localized.h"
 
 namespace lumato::app {
@@ -40,6 +44,7 @@ namespace {
 struct Options {
     WindowOptions window;
     std::optional<Path> frame;
+    QString action;  // of the program's entry on the desktop
 };
 
 // The command line without what Qt itself takes from it.
@@ -68,6 +73,15 @@ QStringList OwnArguments(const QStringList& arguments) {
     return own;
 }
 
+// What is given as `argument`, byte for byte, for not every file's name is a text.
+Path GivenPath(int argc, char** argv, const QString& argument) {
+    for (int i = 1; i < argc; ++i) {
+        if (QString::fromLocal8Bit(argv[i]) == argument)
+            return argv[i];
+    }
+    return PathOf(argument);
+}
+
 // Ends the program where the command line makes no sense, or only asks. There need be no display for that.
 Options ParseArguments(int argc, char** argv) {
     const QCoreApplication application(argc, argv);
@@ -85,7 +99,12 @@ Options ParseArguments(int argc, char** argv) {
     const QCommandLineOption pace(
         QStringLiteral("pace"), QStringLiteral("virtual frames take as long as a real one, X times as fast"),
         QStringLiteral("X"));
-    parser.addOptions({home, frame, pace});
+    const QStringList actions = FrameMenu::Actions();
+    const QCommandLineOption action(
+        QStringLiteral("action"),
+        QStringLiteral("choose this from the menu Frame: ") + actions.join(QStringLiteral(", ")),
+        QStringLiteral("ACTION"));
+    parser.addOptions({home, frame, action, pace});
     parser.addPositionalArgument(QStringLiteral("FILES"),
                                  QStringLiteral("pictures: one to edit, several to add"),
                                  QStringLiteral("[FILES...]"));
@@ -101,11 +120,16 @@ Options ParseArguments(int argc, char** argv) {
     Options options;
     std::optional<Path> homeFolder;
     if (parser.isSet(home))
-        homeFolder = PathOf(parser.value(home));
+        homeFolder = GivenPath(argc, argv, parser.value(home));
     options.window.home = platform::ResourcesFolder(homeFolder);
     options.window.stateFolder = platform::StateFolder(homeFolder);
     if (parser.isSet(frame))
-        options.frame = PathOf(parser.value(frame));
+        options.frame = GivenPath(argc, argv, parser.value(frame));
+    options.action = parser.value(action);
+    if (parser.isSet(action) && !actions.contains(options.action)) {
+        std::fputs("lumato: --action: there is none of that name\n", stderr);
+        std::exit(2);
+    }
     if (parser.isSet(pace)) {
         bool valid = false;
         options.window.pace = parser.value(pace).toDouble(&valid);
@@ -116,7 +140,7 @@ Options ParseArguments(int argc, char** argv) {
     }
     const QStringList files = parser.positionalArguments();
     for (const QString& file : files)
-        options.window.files.push_back(std::filesystem::absolute(PathOf(file)));
+        options.window.files.push_back(std::filesystem::absolute(GivenPath(argc, argv, file)));
     return options;
 }
 
@@ -132,7 +156,7 @@ Result<platform::FolderLock> TakeFolders(const WindowOptions& options) {
 
 void ConfigureApplication() {
     QGuiApplication::setApplicationDisplayName(QString());
-    QGuiApplication::setDesktopFileName(QStringLiteral("lumato"));
+    QGuiApplication::setDesktopFileName(QLatin1String(kApplicationId));
     QGuiApplication::setWindowIcon(QIcon(QStringLiteral(":/lumato.svg")));
     QIcon::setFallbackThemeName(QStringLiteral("Adwaita"));
 }
@@ -176,7 +200,7 @@ std::unique_ptr<QSocketNotifier> LeaveAtSignals(std::function<void()> leave) {
 int Run(Options options) {
     const Result<platform::FolderLock> lock = TakeFolders(options.window);
     if (!lock && lock.error().kind == ErrorKind::Busy &&
-        FirstWindow::Call(options.window.home, options.window.files))
+        FirstWindow::Call(options.window.home, options.window.files, options.action))
         return 0;
     const LanguageFile language(options.window.home / "Language.ini");
     if (lock)
@@ -200,11 +224,16 @@ int Run(Options options) {
                             [&] { gMainWindowRef->CloseResource(); });
         const Path home = options.window.home;
         gMainWindowRef = std::make_unique<MainWindow>(std::move(options.window));
-        const FirstWindow first(
-            home, [&](std::vector<Path> files) { gMainWindowRef->ComeForward(std::move(files)); });
+        const FirstWindow first(home, [&](std::vector<Path> files, const QString& action) {
+            gMainWindowRef->ComeForward(std::move(files), action);
+        });
         const auto asked = LeaveAtSignals([&] { gMainWindowRef->LeaveUnasked(); });
         gMainWindowRef->show();
-        QTimer::singleShot(0, gMainWindowRef.get(), [&] { gMainWindowRef->Start(options.frame); });
+        QTimer::singleShot(0, gMainWindowRef.get(), [&] {
+            gMainWindowRef->Start(options.frame);
+            if (!options.action.isEmpty())
+                gMainWindowRef->ComeForward({}, options.action);
+        });
         status = carbonApp.Run();
     }
     return status;
@@ -222,10 +251,17 @@ int main(int argc, char** argv) {
     lumato::app::Options options = lumato::app::ParseArguments(argc, argv);
     const QApplication application(argc, argv);
     lumato::app::ConfigureApplication();
+    lumato::report::ReportLog log("lumato", options.window.stateFolder,
+                                  lumato::platform::LogFile::Folder::Make);
+    log.Begin();
+    lumato::Log(std::string("Qt ") + qVersion() + ", " + QGuiApplication::platformName().toStdString());
+    options.window.keepTrace = [&log] { log.KeepTrace(); };
     const int status = lumato::app::Run(std::move(options));
     // A thread that still waits for a disk would outlive what it uses: then everything goes at once. What is
     // to be kept has been written.
-    if (lumato::app::LooseThreads::AnyRun())
+    if (lumato::app::LooseThreads::AnyRun()) {
+        log.End();
         std::_Exit(status);
+    }
     return status;
 }

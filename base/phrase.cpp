@@ -42,6 +42,13 @@ std::string Phrase::In(const std::function<std::string(const Words&)>& textOf) c
     return filled.append(rest);
 }
 
+Phrase Phrase::WithValues(const std::function<std::string(const std::string&)>& valueOf) const {
+    Phrase other = *this;
+    for (Phrase& value : other.m_values)
+        value = value.IsTheSame() ? Phrase(valueOf(value.m_text)) : value.WithValues(valueOf);
+    return other;
+}
+
 Phrase Joined(Phrase first, const Words& join, Phrase second) {
     if (first.empty() || second.empty())
         return first.empty() ? second : first;

@@ -48,6 +48,11 @@ class Phrase {
     // In the words that `textOf` gives for each text.
     [[nodiscard]] std::string In(const std::function<std::string(const Words&)>& textOf) const;
 
+    // The same in every language: no text of ours.
+    [[nodiscard]] bool IsTheSame() const { return m_key.empty() && m_values.empty(); }
+    // With what `valueOf` makes of each value, at any depth, that is the same in every language.
+    [[nodiscard]] Phrase WithValues(const std::function<std::string(const std::string&)>& valueOf) const;
+
     bool operator==(const Phrase& other) const = default;
 
   private:

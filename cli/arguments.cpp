@@ -219,6 +219,18 @@ void AddFileCommands(CLI::App& app, Arguments& arguments) {
         ->needs(journal)
         ->excludes(save);
 
+    CLI::App* report = AddCommand(
+        &app, arguments, Command::Report, "report",
+        "versions, what the frame says of itself, the last trace and the log as one text for those who mend "
+        "faults; it names no file and no user");
+    AddOutput(report, "FILE", arguments, "the file to write (default: standard output)")->required(false);
+    AddExamples(report, kReportExamples);
+    CLI::App* replay = AddCommand(
+        &app, arguments, Command::Replay, "replay",
+        "send a report's trace to a virtual frame that says the same of itself; exit status 1 if its answers "
+        "differ; no frame needed");
+    AddInput(replay, "REPORT", arguments, "what `report` wrote");
+
     AddCommand(&app, arguments, Command::Permit, "permit",
                "let this computer's users use frames: installs the udev rule (as root)");
 

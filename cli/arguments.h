@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -29,6 +30,8 @@ enum class Command {
     Dump,
     Verify,
     Recover,
+    Report,
+    Replay,
     Compose,
     Encode,
     Decode,
@@ -70,7 +73,8 @@ struct ServeArguments {
 
 struct Arguments {
     Command command = Command::None;
-    int exitStatus = 0;  // for Command::None
+    std::string commandName;  // such as "frame new"
+    int exitStatus = 0;       // for Command::None
 
     // Options of every command.
     std::optional<Path> frame;
@@ -78,6 +82,7 @@ struct Arguments {
     std::optional<Path> trace;
     std::shared_ptr<std::optional<Error>> traceError =
         std::make_shared<std::optional<Error>>();  // why it is not whole: whoever wrote it says so in the end
+    std::function<void()> beginLog = [] {};        // once it is known that the usage was right
     std::vector<vframe::Fault> faults;
     std::optional<double> pace;
     bool json = false;

@@ -26,6 +26,8 @@ int RunCompose(const Arguments& arguments, const Output& output);
 int RunEncode(const Arguments& arguments, const Output& output);
 int RunDecode(const Arguments& arguments, const Output& output);
 int RunRecover(const Arguments& arguments, const Output& output);
+int RunReport(const Arguments& arguments, const Output& output);
+int RunReplay(const Arguments& arguments, const Output& output);
 int RunText(const Arguments& arguments, const Output& output);
 
 // The computer's permissions.

@@ -60,6 +60,9 @@ inline constexpr const char* kDumpExamples =
     "  lumatoctl frame new my.frame --from my.flash\n"
     "No command writes a dump back, on purpose: it holds the firmware of one unit in one version,\n"
     "and a frame that gets another one's cannot be brought back from outside.";
+inline constexpr const char* kReportExamples =
+    "  lumatoctl report my.report\n"
+    "  lumatoctl replay my.report";
 inline constexpr const char* kVerifyExamples = "  lumatoctl verify my.flash";
 inline constexpr const char* kNewFrameExamples =
     "  lumatoctl frame new my.frame --lcd 480x234 --flash 4M\n"

@@ -3,27 +3,12 @@
 
 #include "cli/commands.h"
 #include "cli/session.h"
+#include "device/comm_usb.h"
+#include "report/frame_facts.h"
 #include "store/room_left.h"
 
 namespace lumato::cli {
 namespace {
-
-nlohmann::ordered_json AsJson(const store::StoreState& store) {
-    nlohmann::ordered_json json = {{"lcd_width", static_cast<int>(store.gmyLcdWidth)},
-                                   {"lcd_height", static_cast<int>(store.gmyLcdHeight)},
-                                   {"flash_size", store.G_FlashTotalSize},
-                                   {"table_address", store.G_PicListAddress},
-                                   {"picture_limit", store.G_TotalPicNum},
-                                   {"sampling", store.G_YValue},
-                                   {"quality", store.G_PicQuality},
-                                   {"erase_instruction", store.eraseInstruction},
-                                   {"page_option", store.pageOption},
-                                   {"pictures", store.gmyTotalePictureNum},
-                                   {"free_bytes", store.TotolFlashSizeForPic}};
-    if (const auto more = store::RoomForMore())
-        json["room_for"] = *more;
-    return json;
-}
 
 std::string Hex(std::int32_t value, int digits) {
     char text[16];
@@ -34,7 +19,10 @@ std::string Hex(std::int32_t value, int digits) {
 std::string AsText(const store::StoreState& store) {
     const std::string room = store::RoomText().English();
     const std::string limit = store.G_TotalPicNum != 0 ? Grouped(store.G_TotalPicNum) : "none";
-    return "LCD                " + std::to_string(static_cast<int>(store.gmyLcdWidth)) + " x " +
+    const auto frame = device::Link().Attached();
+    const device::FrameModel model = frame != nullptr ? frame->Model() : device::FrameModel();
+    return "model              " + model.name + "\nfirmware           " + model.firmware +  //
+           "\nLCD                " + std::to_string(static_cast<int>(store.gmyLcdWidth)) + " x " +
            std::to_string(static_cast<int>(store.gmyLcdHeight)) +  //
            "\nflash              " + Grouped(store.G_FlashTotalSize) + " bytes" + "\npicture table at   " +
            "0x" + Hex(store.G_PicListAddress, 6) +                         //
@@ -55,7 +43,7 @@ int RunInfo(const Arguments& arguments, const Output& output) {
     if (!session)
         return output.Failed(session.error());
     (*session)->NoteDownloadDue();
-    output.Result(AsJson(store::Store()), AsText(store::Store()));
+    output.Result(report::FrameFacts(), AsText(store::Store()));
     return kDone;
 }
 

@@ -86,6 +86,7 @@ tl::expected<std::unique_ptr<Look>, Failure> Look::Search(const Arguments& argum
     }
     if (!done)
         return tl::unexpected<Failure>(done.error());
+    arguments.beginLog();
     return look;
 }
 

@@ -7,12 +7,60 @@
 #include <malloc.h>
 
 #include "base/diagnostics.h"
+#include "base/private_text.h"
 #include "base/standard_descriptors.h"
 #include "cli/commands.h"
 #include "cli/file_roles.h"
+#include "platform/linux/folders.h"
+#include "report/report_log.h"
 
 namespace lumato::cli {
 namespace {
+
+// Those that speak to a frame or concern its pictures; the others leave nothing behind.
+bool IsLogged(Command command) {
+    switch (command) {
+        case Command::None:
+        case Command::Report:
+        case Command::Replay:
+        case Command::Compose:
+        case Command::Encode:
+        case Command::Decode:
+        case Command::Text:
+        case Command::FrameNew:
+        case Command::FrameServe:
+        case Command::FrameRender:
+        case Command::Permit:
+            return false;
+        default:
+            return true;
+    }
+}
+
+bool ChangesFrame(const Arguments& arguments) {
+    const Command command = arguments.command;
+    return !arguments.dryRun &&
+           (command == Command::Add || command == Command::Download || command == Command::Delete ||
+            command == Command::Move || command == Command::Restore || command == Command::Check);
+}
+
+std::unique_ptr<report::ReportLog> MakeLog(const Arguments& arguments) {
+    if (!IsLogged(arguments.command))
+        return nullptr;
+    for (const auto* names : {&arguments.files, &arguments.inputs, &arguments.outputs})
+        for (const Path& name : *names)
+            HideFileName(name.native());
+    for (const auto& name : {arguments.frame, arguments.home, arguments.trace, arguments.saveFolder})
+        if (name && !name->native().starts_with("/dev/"))
+            HideFileName(name->native());
+    // A home of the user's choice gets its folders from whoever has something to keep there.
+    using Folder = platform::LogFile::Folder;
+    auto log = std::make_unique<report::ReportLog>("lumatoctl", platform::StateFolder(arguments.home),
+                                                   arguments.home ? Folder::Await : Folder::Make);
+    Log(arguments.commandName + ", " + Count(static_cast<long long>(arguments.files.size()), "file") +
+        (arguments.dryRun ? ", dry run" : "") + (arguments.faults.empty() ? "" : ", with faults"));
+    return log;
+}
 
 int RunCommand(const Arguments& arguments, const Output& output) {
     if (const auto harmless = CheckOutputs(arguments); !harmless)
@@ -54,6 +102,10 @@ int RunCommand(const Arguments& arguments, const Output& output) {
             return RunDecode(arguments, output);
         case Command::Recover:
             return RunRecover(arguments, output);
+        case Command::Report:
+            return RunReport(arguments, output);
+        case Command::Replay:
+            return RunReplay(arguments, output);
         case Command::Text:
             return RunText(arguments, output);
         case Command::FrameNew:
@@ -114,8 +166,17 @@ int main(int argc, char** argv) {
     // memory from the system costs more than what is done with it.
     ::mallopt(M_MMAP_THRESHOLD, 4 << 20);
     ::mallopt(M_TRIM_THRESHOLD, 8 << 20);
-    const cli::Arguments arguments = cli::ParseArguments(argc, argv);
+    cli::Arguments arguments = cli::ParseArguments(argc, argv);
     SetDiagnosticStream(arguments.verbose ? stderr : nullptr);
     std::set_terminate(cli::EndAtOnce);
-    return cli::FlushOutput(cli::Run(arguments, cli::Output(arguments.json)));
+    const auto log = cli::MakeLog(arguments);
+    if (log != nullptr)
+        arguments.beginLog = [&log] { log->Begin(); };
+    const int status = cli::FlushOutput(cli::Run(arguments, cli::Output(arguments.json)));
+    if (log != nullptr && status != cli::kWrongUsage)
+        log->Begin();
+    Log("status " + std::to_string(status));
+    if (log != nullptr && (status != cli::kDone || cli::ChangesFrame(arguments)))
+        log->KeepTrace();
+    return status;
 }

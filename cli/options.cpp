@@ -34,7 +34,10 @@ CLI::App* AddCommand(CLI::App* parent, Arguments& arguments, Command command, co
                      const std::string& help) {
     CLI::App* app = parent->add_subcommand(name, help);
     app->fallthrough();
-    app->callback([&arguments, command] { arguments.command = command; });
+    app->callback([&arguments, command, name] {
+        arguments.command = command;
+        arguments.commandName = name;
+    });
     return app;
 }
 

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdio>
 
+#include "base/diagnostics.h"
 #include "base/printable.h"
 #include "text/localized.h"
 
@@ -31,6 +32,7 @@ int Output::Failed(const Failure& failure) const {
 }
 
 void Output::Complain(const std::string& message) {
+    Log("said: " + message);
     // Whatever a name or a reader's text brought along stays one line that a terminal shows as it stands.
     std::fprintf(stderr, "lumatoctl: %s\n", Printable(message).c_str());
 }

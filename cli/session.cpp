@@ -72,6 +72,8 @@ tl::expected<std::unique_ptr<Session>, Failure> Session::Connect(const Arguments
     if (done)
         done = session->FindBus(arguments);
     if (done)
+        arguments.beginLog();
+    if (done)
         done = session->PrepareHome(arguments);
     if (done)
         done = session->BringOnline();

@@ -9,7 +9,9 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include "base/diagnostics.h"
 #include "base/printable.h"
+#include "base/private_text.h"
 #include "store/transfer.h"
 #include "text/localized.h"
 
@@ -120,6 +122,8 @@ void TerminalStatus::SetNotes(const Phrase& note) {
     const bool hold = CountsOn(m_note, text);
     if (!hold && std::exchange(m_heldBack, false))
         Print();
+    if (!hold)
+        Log("note: " + WithoutNames(note));
     m_note = text;
     m_heldBack = hold;
     if (!hold)
@@ -136,6 +140,8 @@ void TerminalStatus::Print() {
 void TerminalStatus::SetNoteDetail(const Phrase& detail) {
     const std::lock_guard lock(m_mutex);
     m_detail = detail.English();
+    if (!detail.empty())
+        Log("note: " + WithoutNames(detail));
 }
 
 void TerminalStatus::SetDownLoadPrcess(int percent) {

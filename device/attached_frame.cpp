@@ -28,8 +28,11 @@ Direction DirectionOf(int code) {
 }  // namespace
 
 AttachedFrame::AttachedFrame(std::shared_ptr<platform::ScsiDevice> device, std::string name,
-                             std::string individual)
-    : m_name(std::move(name)), m_individual(std::move(individual)), DevInterface(std::move(device)) {}
+                             std::string individual, FrameModel model)
+    : m_name(std::move(name)),
+      m_individual(std::move(individual)),
+      m_model(std::move(model)),
+      DevInterface(std::move(device)) {}
 
 std::shared_ptr<platform::ScsiDevice> AttachedFrame::Borrow() {
     const std::lock_guard lock(m_mutex);

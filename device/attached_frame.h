@@ -1,8 +1,7 @@
 // One attached frame: its open device, what tells it from others, and the one answer to "is it there?".
 //
 //   Attached -> Vanished   a command finds the device gone; nothing is sent any more, and nothing else
-//   happens
-//                          until the link hears of the detachment
+//                          happens until the link hears of the detachment
 //   Attached -> Released   the link lets go of it: detached, replaced, or the program ends. Nothing is sent
 //   Vanished -> Released   any more, the device is closed as soon as no command uses it, and whoever owns the
 //                          store releases what belonged to the frame
@@ -23,15 +22,23 @@
 
 namespace lumato::device {
 
+// What a frame says it is; printable.
+struct FrameModel {
+    std::string name;      // vendor and product
+    std::string firmware;  // its revision
+};
+
 class AttachedFrame {
   public:
     // One that nothing can be sent to, though it is there.
     AttachedFrame() = default;
     // `individual`: what tells the frame from others of its model; may be empty.
-    AttachedFrame(std::shared_ptr<platform::ScsiDevice> device, std::string name, std::string individual);
+    AttachedFrame(std::shared_ptr<platform::ScsiDevice> device, std::string name, std::string individual,
+                  FrameModel model = {});
 
     [[nodiscard]] const std::string& Name() const { return m_name; }
     [[nodiscard]] const std::string& Individual() const { return m_individual; }
+    [[nodiscard]] const FrameModel& Model() const { return m_model; }
 
     [[nodiscard]] bool IsThere() const { return DeviceStatus == Presence::Attached; }
     [[nodiscard]] bool IsReleased() const { return DeviceStatus == Presence::Released; }
@@ -63,6 +70,7 @@ class AttachedFrame {
 
     const std::string m_name;
     const std::string m_individual;
+    const FrameModel m_model;
     std::atomic<Presence> DeviceStatus{Presence::Attached};
     std::atomic<Clock::rep> m_unansweredSince{0};  // 0: the last command was answered
     Clock::time_point m_ended;                     // of the last command

@@ -2,7 +2,9 @@
 #include <string>
 
 #include "base/diagnostics.h"
+#include "base/private_text.h"
 #include "device/comm_usb.h"
+#include "device/command_trace.h"
 #include "device/scsi_exchange.h"
 #include "platform/services.h"
 
@@ -21,14 +23,14 @@ void DiagnoseOpenError(const Error& error) {
 }
 
 // The opened device when it is a frame of the family, null when it is none. Errors: those of opening it.
-Result<std::shared_ptr<ScsiDevice>> TestDevice(BusService& service) {
+Result<std::shared_ptr<ScsiDevice>> TestDevice(BusService& service, FrameModel* model = nullptr) {
     Result<std::unique_ptr<ScsiDevice>> opened = service.Open();
     if (!opened) {
         DiagnoseOpenError(opened.error());
         return tl::unexpected(opened.error());
     }
     std::shared_ptr<ScsiDevice> device = std::move(*opened);
-    if (device == nullptr || !AnswersAsFrame(*device))
+    if (device == nullptr || !AnswersAsFrame(*device, model))
         return std::shared_ptr<ScsiDevice>();
     return device;
 }
@@ -54,12 +56,16 @@ void CCommUSB::IniUSBDevice() {
 
 void CCommUSB::ServiceAppeared(BusService& service) {
     EjectMyDPF();
-    const Result<std::shared_ptr<ScsiDevice>> tested = TestDevice(service);
-    if (!tested)
+    FrameModel model;
+    const Result<std::shared_ptr<ScsiDevice>> tested = TestDevice(service, &model);
+    if (!tested) {
+        Log("a device that may be a frame: " + WithoutNames(tested.error().message));
         ShowLinkError(tested.error());
+    }
     if (!tested || *tested == nullptr)
         return;
     Diagnose("Device appeared.");
+    Log("attached: " + model.name + ", firmware " + model.firmware);
 
     // A frame plugged in again quickly is announced before anybody has noticed that it was away; it may well
     // have its old name back, which no two devices have at the same time.
@@ -74,7 +80,8 @@ void CCommUSB::ServiceAppeared(BusService& service) {
                                     before->Name()))});
         return;
     }
-    Link().Take(std::make_shared<AttachedFrame>(*tested, service.Name(), service.Individual()));
+    Commands().NoteAttached();
+    Link().Take(std::make_shared<AttachedFrame>(*tested, service.Name(), service.Individual(), model));
     SetUSBDeviceStatus(true);
 }
 
@@ -83,6 +90,8 @@ void CCommUSB::ServiceDisappeared(BusService& service) {
     const bool ours = frame != nullptr && service.Name() == frame->Name();
     const Result<std::shared_ptr<ScsiDevice>> tested = TestDevice(service);
     const bool stillThere = tested && *tested != nullptr;
+    if (ours)
+        Log(stillThere ? "the frame is there all the same" : "detached");
     if (ours && !stillThere)
         SetUSBDeviceStatus(false);
 }

@@ -5,8 +5,10 @@
 #include <string>
 
 #include "base/diagnostics.h"
+#include "base/printable.h"
 #include "device/ascii.h"
 #include "device/comm_usb.h"
+#include "device/command_trace.h"
 
 namespace lumato::device {
 
@@ -32,6 +34,20 @@ std::string VendorOf(ByteSpan inquiryData) {
     return vendor;
 }
 
+// A field of the answer, without the blanks and zeros that fill it.
+std::string Field(ByteSpan inquiryData, std::size_t offset, std::size_t length) {
+    const ByteSpan field = inquiryData.subspan(offset, length);
+    const std::string text(field.begin(), std::ranges::find(field, std::uint8_t{0}));
+    return Printable(std::string_view(text).substr(0, text.find_last_not_of(' ') + 1));
+}
+
+FrameModel ModelOf(ByteSpan inquiryData) {
+    constexpr std::size_t productOffset = 16, productLength = 16, revisionLength = 4;
+    return {Field(inquiryData, kVendorOffset, kVendorLength) + " " +
+                Field(inquiryData, productOffset, productLength),
+            Field(inquiryData, productOffset + productLength, revisionLength)};
+}
+
 }  // namespace
 
 bool Exchange(platform::ScsiDevice& device, const platform::ScsiRequest& request,
@@ -44,12 +60,13 @@ bool Exchange(platform::ScsiDevice& device, const platform::ScsiRequest& request
     // A transport may move a whole buffer for a short answer; what lies behind the answer is not data.
     if (request.direction == Direction::In && outcome.transferred < request.data.size())
         std::ranges::fill(request.data.subspan(outcome.transferred), std::uint8_t{0});
+    Commands().Note(request, outcome);
     if (!outcome.executed)
         Diagnose(executionError);
     return outcome.executed && outcome.status == platform::kStatusGood;
 }
 
-bool AnswersAsFrame(platform::ScsiDevice& device) {
+bool AnswersAsFrame(platform::ScsiDevice& device, FrameModel* model) {
     if (device.IsGone())
         return false;
     std::array<std::uint8_t, kInquiryLength> answer{};
@@ -58,8 +75,11 @@ bool AnswersAsFrame(platform::ScsiDevice& device) {
     request.direction = platform::Direction::In;
     request.data = answer;
     request.timeout = kInquiryTimeout;
-    return Exchange(device, request, "*********** ERROR Executing Task ***********\n") &&
-           VendorOf(answer).find(kFamily) != std::string::npos;
+    const bool answers = Exchange(device, request, "*********** ERROR Executing Task ***********\n") &&
+                         VendorOf(answer).find(kFamily) != std::string::npos;
+    if (answers && model != nullptr)
+        *model = ModelOf(answer);
+    return answers;
 }
 
 }  // namespace lumato::device

@@ -6,6 +6,7 @@
 
 #include <string_view>
 
+#include "device/attached_frame.h"
 #include "platform/scsi.h"
 
 namespace lumato::device {
@@ -15,7 +16,7 @@ namespace lumato::device {
 bool Exchange(platform::ScsiDevice& device, const platform::ScsiRequest& request,
               std::string_view executionError);
 
-// True when the device identifies itself as a frame of the family.
-bool AnswersAsFrame(platform::ScsiDevice& device);
+// True when the device identifies itself as a frame of the family; `model`, if given, is then what it says.
+bool AnswersAsFrame(platform::ScsiDevice& device, FrameModel* model = nullptr);
 
 }  // namespace lumato::device

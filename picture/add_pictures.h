@@ -113,6 +113,9 @@ struct BatchReport {
     std::vector<Lowered> lowered;     // that gave way, some of them more than once
 };
 
+// "12 added, 3 refused, 4 not tried"; what is 0 is left out, but for the first number.
+[[nodiscard]] Phrase NumbersOf(const BatchReport& report);
+
 // Told before each file how many have been tried.
 using BatchProgress = std::function<void(std::size_t tried)>;
 

@@ -19,9 +19,8 @@ enum class Filter {
     // Keys' cubic (R. Keys, "Cubic Convolution Interpolation for Digital Image Processing", 1981, a = -1/2),
     // for what is shown: it rings little.
     Cubic,
-    // The sinc with three lobes of a window of itself, for what is reduced once more: it leaves less of what
-    // is
-    // too fine.
+    // The sinc with three lobes of a window of itself, for what is reduced once more: less of what is too
+    // fine is left.
     Lanczos,
 };
 

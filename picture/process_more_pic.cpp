@@ -207,16 +207,6 @@ void ShowLast(const Path& file, const Pose& pose, const BatchReport& report) {
         ApplyPose(pose);
 }
 
-// "12 added, 3 refused, 4 not tried"; what is 0 is left out, but for the first number.
-Phrase NumbersOf(const BatchReport& report) {
-    Phrase text(kBatchAdded, report.added.size());
-    if (!report.refused.empty())
-        text = Joined(std::move(text), kComma, Phrase(kBatchRefused, report.refused.size()));
-    if (!report.notTried.empty())
-        text = Joined(std::move(text), kComma, Phrase(kBatchNotTried, report.notTried.size()));
-    return text;
-}
-
 // What a batch that left something out says in the end: the numbers, and the reason that stopped it or the
 // first one. A file that was alone has its own note.
 void ShowOutcome(const BatchReport& report) {
@@ -247,6 +237,15 @@ class StillView {
 };
 
 }  // namespace
+
+Phrase NumbersOf(const BatchReport& report) {
+    Phrase text(kBatchAdded, report.added.size());
+    if (!report.refused.empty())
+        text = Joined(std::move(text), kComma, Phrase(kBatchRefused, report.refused.size()));
+    if (!report.notTried.empty())
+        text = Joined(std::move(text), kComma, Phrase(kBatchNotTried, report.notTried.size()));
+    return text;
+}
 
 BatchReport AddPictures(const std::vector<Path>& files, const Pose& pose, AfterRefusal policy,
                         const BatchProgress& progress, Waiting waiting, Room room, int replaces) {

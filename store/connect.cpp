@@ -53,8 +53,10 @@ Connection ConnectFrame() {
         return Failed(Connection::BadTable, kTableFailed, read.error());
     const auto listed = ReadPicturesIntoEmptyFolders();
     CountFreeSpace();
+    // A list that was read in part is nothing to work with: its download would take the others away.
     if (!listed)
-        return Failed(Connection::ReadBackFailed, kReadBackFailed, listed.error());
+        return Failed(Connection::ReadBackFailed, StopRequested() ? kReadingStopped : kReadBackFailed,
+                      listed.error());
     Store().TheSmallestValue = 0;
     return Connection::Online;
 }

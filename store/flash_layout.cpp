@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "base/diagnostics.h"
+#include "device/command_trace.h"
 #include "flash/checked_transfer.h"
 #include "flash/process_flash.h"
 #include "store/messages.h"
@@ -51,6 +52,7 @@ Result<void> FindTableBehindFirmware(ByteSpan block, ReportedGeometry& said) {
     if (at < 0 || at + kTailRecordSize > said.flashSize)
         return Fail(ErrorKind::Refused, Phrase("FIRMWARE_POINTS_OUTSIDE",
                                                "the firmware header points outside the frame's flash"));
+    device::Commands().KeepWhole(static_cast<std::uint32_t>(at), kTailRecordSize);
     std::array<std::uint8_t, kTailRecordSize> tail{};
     if (!flash::Flash().m_PtrPF->ReadFromFlash(reinterpret_cast<char*>(tail.data()), kTailRecordSize,
                                                static_cast<unsigned long>(at)))
@@ -74,6 +76,7 @@ void TakeOver(const Information& said, const FrameGeometry& geometry) {
     store.G_PicQuality = said.quality;
     store.eraseInstruction = said.geometry.eraseInstruction;
     store.pageOption = said.pageOption;
+    device::Commands().KeepWhole(static_cast<std::uint32_t>(geometry.tableAddress), kTableSize);
 
     flash::CProcessFlash& frame = *flash::Flash().m_PtrPF;
     frame.SetFlashCommand(store.eraseInstruction, static_cast<char>(said.pageOption != 0));

@@ -37,6 +37,8 @@ inline constexpr Words kDownloadStopped{"DOWNLOAD_STOPPED_TIPS", "Download stopp
 
 inline constexpr Words kRemaining{"THE_SEQUENCE_TIPS", "The sequence number"};
 
+inline constexpr Words kReadingStopped{"READING_STOPPED_TIPS", "Reading stopped"};
+
 // Reasons that several operations have.
 inline constexpr Words kNoFrame{"NO_FRAME_CONNECTED", "no frame is connected"};
 inline constexpr Words kFrameGone{"FRAME_GONE", "the frame is no longer connected"};

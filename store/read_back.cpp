@@ -18,6 +18,8 @@ namespace {
 
 constexpr std::chrono::milliseconds kShowInterval{300};
 constexpr int kReadUnit = 64;  // the last read of a picture is rounded up to it
+constexpr Words kReadAgain{"READ_AGAIN_OR_RECONNECT",
+                           "nothing has changed; choose Read Again, or connect the frame anew"};
 
 using Stream = std::vector<std::uint8_t>;
 
@@ -135,6 +137,8 @@ Result<void> ReadBack::ReadSlot(int number) {
         ClearSlot(slot);
         return {};
     }
+    if (StopRequested())
+        return Fail(ErrorKind::Refused, kReadAgain);
     m_meter.Reach(m_read + 1, m_bytes);
     LUMATO_TRY(const Stream stream, ReadPictureBytes(SlotAddress(slot), SlotLength(slot)));
     m_bytes += SlotLength(slot);
@@ -168,6 +172,8 @@ Result<void> ReadBack::Run() {
     for (int slot = 1; slot <= kSlotCount; ++slot) {
         if (const Result<void> read = ReadSlot(slot); !read) {
             m_store.status->SetDownLoadPrcess(0);
+            if (StopRequested())
+                m_store.status->ShowPictureList(m_read, 0);
             return read;
         }
     }

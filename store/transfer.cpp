@@ -62,6 +62,7 @@ void BeginOnline() {
     TransferState& transfer = Store().transfer;
     const Lock lock(transfer.mutex);
     ++transfer.announced;
+    transfer.stopRequested = false;
 }
 
 bool TransferRunning() {

@@ -1,14 +1,13 @@
 #include "app/browser/disk_browser.h"
 
-#include <QEvent>
 #include <QScrollBar>
 #include <QVBoxLayout>
 #include <algorithm>
 #include <utility>
 
-#include "app/browser/browser_icons.h"
 #include "app/browser/thumbnail_delegate.h"
 #include "app/browser/thumbnail_maker.h"
+#include "app/parts/symbols.h"
 #include "app/parts/texts.h"
 
 namespace lumato::app {
@@ -52,6 +51,7 @@ DiskBrowser::DiskBrowser(QWidget* parent) : QWidget(parent), m_reader(kFoldersAt
     m_thumbnailTimer.setInterval(0);
     connect(&m_thumbnailTimer, &QTimer::timeout, this, &DiskBrowser::WantThumbnails);
     connect(&m_shown.thumbnails, &Thumbnails::Made, this, [this](const Path& file) {
+        m_thumbnailTimer.start();  // it may have been begun for a box of another size
         FolderColumn* last = m_columns.back();
         for (const ItemID id : last->InView()) {
             if (Items().Find(id)->spec == file)
@@ -76,7 +76,8 @@ void DiskBrowser::MakeBar() {
         if (m_menu != nullptr)
             m_menu->popup(m_menuButton->mapToGlobal(m_menuButton->rect().bottomLeft()));
     });
-    DrawIcons();
+    m_upButton->setIcon(Symbol("up", QPalette::WindowText));
+    m_menuButton->setIcon(Symbol("tiles", QPalette::WindowText));
     for (QToolButton* button : {m_upButton, m_menuButton})
         button->setFocusPolicy(Qt::TabFocus);
     connect(m_upButton, &QToolButton::clicked, this, &DiskBrowser::GoUp);
@@ -86,24 +87,22 @@ void DiskBrowser::MakeBar() {
     connect(m_path, &PathBar::Left, this, &DiskBrowser::TakeFocus);
 }
 
-void DiskBrowser::DrawIcons() {
-    m_upButton->setIcon(UpIcon(*this));
-    m_menuButton->setIcon(TilesIcon(*this));
-}
-
-void DiskBrowser::changeEvent(QEvent* event) {
-    QWidget::changeEvent(event);
-    if (event->type() == QEvent::PaletteChange)
-        DrawIcons();
+void DiskBrowser::ForgetAll() {
+    EndOpening();
+    CloseColumnsBehind(0);
+    if (!m_columns.empty())
+        m_columns.front()->Model().SetItems({});
+    Items().Clear();
 }
 
 void DiskBrowser::MyInitializeDataBrowserControl() {
-    CloseColumnsBehind(0);
+    ForgetAll();
     FolderColumn* root = m_columns.empty() ? AddColumn(kRootContainer) : m_columns.front();
-    Items().Clear();
     root->isListed = true;
+    root->watch = kMountsWatch;
     root->Model().SetItems(GetSystemDisk(Items()));
     ShowTexts();
+    Read(root);
 }
 
 void DiskBrowser::ShowTexts() {
@@ -302,6 +301,9 @@ void DiskBrowser::ContinueOpening() {
             bestLength = length;
         }
     }
+    // It may lie on a volume that is still to be listed.
+    if (last == m_columns.front() && last->reading != 0 && bestLength <= 1)
+        return;
     if (best == kNoItem) {
         EndOpening();
         return;

@@ -29,6 +29,8 @@ class DiskBrowser : public QWidget {
 
     // Lists the volumes in the first column.
     void MyInitializeDataBrowserControl();
+    // Shows nothing any more, and has no records.
+    void ForgetAll();
     // Opens the columns from a volume down to this folder, as far as they exist.
     void OpenPath(const Path& folder);
     // Opens the folder above the open one.
@@ -74,12 +76,10 @@ class DiskBrowser : public QWidget {
 
   protected:
     void resizeEvent(QResizeEvent* event) override;
-    void changeEvent(QEvent* event) override;
 
   private:
     [[nodiscard]] bool IsGrid() const { return m_view == BrowserView::Thumbnails; }
     void MakeBar();
-    void DrawIcons();
     void SizeColumns();
     void ShowWay();
     FolderColumn* AddColumn(ItemID folder);
@@ -97,6 +97,7 @@ class DiskBrowser : public QWidget {
 
     // ---- folder_changes.cpp
     void Read(FolderColumn* column);
+    void ReadVolumes(FolderColumn* root);
     void TakeFolder(FolderColumn* column, FolderReading reading);
     void TakeChanges(FolderColumn* column, std::vector<FolderEntry> entries);
     void TakeChange(int watch);

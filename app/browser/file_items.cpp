@@ -7,7 +7,6 @@
 #include <memory>
 #include <utility>
 
-#include "app/parts/app_state.h"
 #include "app/parts/loose_threads.h"
 #include "app/parts/texts.h"
 
@@ -82,15 +81,17 @@ bool IsOnFrameVolume(const Path& file) {
 
 std::vector<ItemID> GetSystemDisk(FileItems& items) {
     std::vector<ItemID> ids;
-    const auto append = [&](const Path& root, const QString& name) {
-        ids.push_back(items.Append({.spec = root, .name = name, .isFolder = 1}).itemID);
-    };
+    for (const Path& root : {Path("/"), PathOf(QDir::homePath())})
+        ids.push_back(items.Append({.spec = root, .name = NameOfPlace(root), .isFolder = 1}).itemID);
+    return ids;
+}
+
+std::vector<FolderEntry> ReadSystemDisk(platform::Volumes* volumes) {
     const Path home = PathOf(QDir::homePath());
-    platform::Volumes* volumes = App().volumes;
-    append("/", NameOfPlace("/"));
-    append(home, NameOfPlace(home));
+    std::vector<FolderEntry> entries = {{.name = {}, .path = "/", .isFolder = true},
+                                        {.name = {}, .path = home, .isFolder = true}};
     if (volumes == nullptr)
-        return ids;
+        return entries;
     std::vector<std::pair<platform::Volume, VolumeQuestion>> others;
     for (platform::Volume& volume : volumes->List()) {
         if (volume.root != "/" && volume.root != home) {
@@ -101,9 +102,9 @@ std::vector<ItemID> GetSystemDisk(FileItems& items) {
     const auto until = std::chrono::steady_clock::now() + kAnswerTime;
     for (auto& [volume, question] : others) {
         if (!question.IsFrames(until))
-            append(volume.root, ShownName(volume.name));
+            entries.push_back({.name = ShownName(volume.name), .path = volume.root, .isFolder = true});
     }
-    return ids;
+    return entries;
 }
 
 }  // namespace lumato::app

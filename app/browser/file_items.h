@@ -11,6 +11,7 @@
 
 #include "app/browser/folder_reader.h"
 #include "base/file.h"
+#include "platform/volumes.h"
 
 namespace lumato::app {
 
@@ -56,8 +57,11 @@ std::vector<ItemID> ExpendFolder(FileItems& items, std::vector<FolderEntry> entr
 // The file lies on the frame's own volume. From any thread.
 [[nodiscard]] bool IsOnFrameVolume(const Path& file);
 
-// The mounted volumes with the frame's own left out, and the user's own folder as the second.
+// Appends the two places that are there on every computer: all of it, and the user's own folder.
 std::vector<ItemID> GetSystemDisk(FileItems& items);
+// These two, without names, and the mounted volumes with the frame's own left out. From any thread; waits a
+// moment for those that do not answer. `volumes`: null when there are none.
+[[nodiscard]] std::vector<FolderEntry> ReadSystemDisk(platform::Volumes* volumes);
 // What the first two of them are called; empty for others.
 QString NameOfPlace(const Path& root);
 

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "app/browser/disk_browser.h"
+#include "app/parts/app_state.h"
 #include "app/parts/texts.h"
 
 namespace lumato::app {
@@ -28,7 +29,7 @@ bool IsSame(const tagFILEITEM& item, const FolderEntry& entry) {
 
 void DiskBrowser::Read(FolderColumn* column) {
     const tagFILEITEM* folder = Items().Find(column->Folder());
-    if (folder == nullptr)
+    if (folder == nullptr && column->Folder() != kRootContainer)
         return;
     if (column->reading != 0) {
         column->readAgain = true;
@@ -36,6 +37,10 @@ void DiskBrowser::Read(FolderColumn* column) {
     }
     column->reading = ++m_request;
     column->readAgain = false;
+    if (folder == nullptr) {
+        ReadVolumes(column);
+        return;
+    }
     const FolderRequest request{.folder = folder->spec,
                                 .onFirstVolume = column->Folder() == kFirstItem,
                                 .order = m_order,
@@ -59,6 +64,21 @@ void DiskBrowser::Read(FolderColumn* column) {
             if (const int before = std::exchange(target->watch, watch); before != watch)
                 StopWatching(before);
             TakeFolder(target, std::move(*reading));
+        };
+    });
+}
+
+// Each volume is asked what it is, and one that has died never answers.
+void DiskBrowser::ReadVolumes(FolderColumn* root) {
+    m_reader.Start([this, root, volumes = App().volumes]() -> LooseThreads::Outcome {
+        auto reading = std::make_shared<FolderReading>(
+            FolderReading{.entries = ReadSystemDisk(volumes), .isReadable = true});
+        return [this, root, reading] {
+            if (root->Model().Ids().empty())  // all has been forgotten
+                return;
+            TakeFolder(root, std::move(*reading));
+            if (m_columns.back() == root)
+                ContinueOpening();
         };
     });
 }

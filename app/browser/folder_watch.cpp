@@ -3,6 +3,7 @@
 #include <array>
 #include <set>
 
+#include <fcntl.h>
 #include <sys/inotify.h>
 #include <unistd.h>
 
@@ -22,13 +23,24 @@ int WatchHandle::Add(const Path& folder) const {
 }
 
 void WatchHandle::Remove(int watch) const {
-    if (watch != kNoWatch)
+    if (watch >= 0)
         ::inotify_rm_watch(m_descriptor, watch);
 }
 
-FolderWatch::FolderWatch() : m_notifier(m_handle->Descriptor(), QSocketNotifier::Read) {
+FolderWatch::FolderWatch()
+    : m_notifier(m_handle->Descriptor(), QSocketNotifier::Read),
+      m_mountTable(::open("/proc/self/mountinfo", O_RDONLY | O_CLOEXEC)),
+      m_mountNotifier(m_mountTable, QSocketNotifier::Exception) {
+    m_mountNotifier.setEnabled(m_mountTable >= 0);
+    connect(&m_mountNotifier, &QSocketNotifier::activated, this, [this] { emit Changed(kMountsWatch); });
     m_notifier.setEnabled(m_handle->Descriptor() >= 0);
     connect(&m_notifier, &QSocketNotifier::activated, this, &FolderWatch::Read);
+}
+
+FolderWatch::~FolderWatch() {
+    m_mountNotifier.setEnabled(false);
+    if (m_mountTable >= 0)
+        ::close(m_mountTable);
 }
 
 void FolderWatch::Read() {

@@ -12,6 +12,7 @@
 namespace lumato::app {
 
 inline constexpr int kNoWatch = -1;
+inline constexpr int kMountsWatch = -2;  // no folder's: what is mounted has changed
 
 // The system's list of watches; it stays open as long as a thread may still add to it.
 class WatchHandle {
@@ -36,11 +37,12 @@ class FolderWatch : public QObject {
 
   public:
     FolderWatch();
+    ~FolderWatch() override;
 
     [[nodiscard]] std::shared_ptr<WatchHandle> Handle() const { return m_handle; }
 
   signals:
-    // The folder of that watch is no longer as it was read.
+    // The folder of that watch, or what is mounted, is no longer as it was read.
     void Changed(int watch);
 
   private:
@@ -48,6 +50,8 @@ class FolderWatch : public QObject {
 
     std::shared_ptr<WatchHandle> m_handle = std::make_shared<WatchHandle>();
     QSocketNotifier m_notifier;
+    int m_mountTable;  // the kernel tells of a change of it by itself
+    QSocketNotifier m_mountNotifier;
 };
 
 }  // namespace lumato::app

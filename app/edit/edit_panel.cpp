@@ -61,16 +61,6 @@ QString TextOf(picture::ScaleLimit limit, int value) {
 
 }  // namespace
 
-bool EditPanel::HasAllControls(QWidget* window) {
-    for (const ControlId id : kArrowIds) {
-        if (FindControlAs<LittleArrows>(window, id) == nullptr)
-            return false;
-    }
-    return FindControlAs<QCheckBox>(window, kSuitableSizeID) != nullptr &&
-           FindControlAs<EditView>(window, myHIViewID) != nullptr &&
-           FindControlAs<RectView>(window, myHIRectID) != nullptr;
-}
-
 EditPanel::EditPanel(QWidget* window, std::function<void()> selectNextPicture)
     : QObject(window),
       m_suitableSize(FindControlAs<QCheckBox>(window, kSuitableSizeID)),

@@ -24,9 +24,8 @@ class EditPanel : public QObject, public picture::EditPort {
     Q_OBJECT
 
   public:
-    // Takes the controls below `window`. Requires: all of them are there (HasAllControls()).
+    // Takes the controls below `window`. Requires: all of them are there.
     EditPanel(QWidget* window, std::function<void()> selectNextPicture);
-    [[nodiscard]] static bool HasAllControls(QWidget* window);
 
     void ControlChanged(picture::EditControl control) override;
     void RedrawEditView() override;

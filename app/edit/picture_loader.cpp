@@ -23,11 +23,15 @@ void MakeLevels(LoadedPicture& loaded) {
 
 // One, and the next one beside what is no longer wanted.
 constexpr int kLoadsAtOnce = 2;
+// Who pages through huge photographs leaves slow ones behind, each with its memory.
+constexpr int kMostLoads = 3;
 
 }  // namespace
 
 PictureLoader::PictureLoader(Taker taker, QObject* parent)
-    : QObject(parent), m_taker(std::move(taker)), m_threads(kLoadsAtOnce) {}
+    : QObject(parent),
+      m_taker(std::move(taker)),
+      m_threads(kLoadsAtOnce, std::chrono::seconds(1), kMostLoads) {}
 
 void PictureLoader::Load(Candidate candidate) {
     Start({std::move(candidate)}, false);

@@ -6,6 +6,7 @@
 #include <QPainterPath>
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "app/parts/app_state.h"
 #include "picture/picture_state.h"
@@ -35,6 +36,9 @@ RectView::RectView(QWidget* parent) : QWidget(parent) {
 }
 
 void RectView::Redraw() {
+    if (MainThreadOwns() && std::exchange(m_releaseDue, false))
+        picture::ReleaseRect(store::Store().gmyDrawrect, picture::Pictures().gesture,
+                             store::Store().gmyLcdWidth, store::Store().gmyLcdHeight);
     if (MainThreadOwns())
         m_shown = store::Store().gmyDrawrect;
     if (!m_tracking && !m_scaling && m_area.Follow(m_shown))
@@ -204,7 +208,8 @@ void RectView::mouseReleaseEvent(QMouseEvent* event) {
         return;
     if (m_tracking)
         MyRectEventHandler(RectEvent::Release, event->position());
-    m_tracking = false;  // a task may have taken the rectangle meanwhile
+    m_releaseDue = m_tracking;  // a task has taken the rectangle meanwhile, and gives it back
+    m_tracking = false;
     m_scaling.reset();
     Redraw();
 }

@@ -73,6 +73,7 @@ class RectView : public QWidget {
     bool m_noticeShown = false;
     store::Rect m_shown;
     bool m_tracking = false;
+    bool m_releaseDue = false;
     std::optional<Scaling> m_scaling;
     VisibleArea m_area;
 };

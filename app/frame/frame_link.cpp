@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "app/parts/app_state.h"
+#include "base/diagnostics.h"
 #include "flash/process_flash.h"
 #include "picture/picture_state.h"
 #include "platform/services.h"
@@ -19,11 +20,45 @@ std::vector<Error> Eject(platform::Volumes* volumes) {
     return volumes != nullptr ? device::EjectFrameVolumes(*volumes) : std::vector<Error>();
 }
 
+// For the log.
+const char* NameOf(WindowState state) {
+    switch (state) {
+        case WindowState::NoFrame:
+            return "no frame";
+        case WindowState::Refused:
+            return "frame refused";
+        case WindowState::Idle:
+            return "idle";
+        case WindowState::Loading:
+            return "loading a photograph";
+        case WindowState::Reading:
+            return "a frame goes online";
+        case WindowState::Adding:
+            return "adding";
+        case WindowState::Changing:
+            return "changing the list";
+        case WindowState::AddingFiles:
+            return "adding files";
+        case WindowState::Downloading:
+            return "downloading";
+        case WindowState::Saving:
+            return "saving";
+        case WindowState::Checking:
+            return "checking";
+        case WindowState::BackingUp:
+            return "backing up";
+        case WindowState::Restoring:
+            return "restoring";
+    }
+    return "";
+}
+
 }  // namespace
 
 FrameLink::FrameLink(store::StatusPort& status, const Surroundings& surroundings)
     : m_status(status),
       m_volumes(surroundings.volumes),
+      m_keepTrace(surroundings.keepTrace),
       // Its thread may outlive the link, which only the outcome, on the main thread, speaks to.
       m_buses(m_virtualBus, surroundings.hardware,
               [this, volumes = surroundings.volumes]() -> LooseThreads::Outcome {
@@ -88,6 +123,7 @@ void FrameLink::Enter(WindowState state) {
     if (App().state == state)
         return;
     App().state = state;
+    Log(std::string("the window: ") + NameOf(state));
     emit StateChanged();
 }
 
@@ -116,6 +152,8 @@ bool FrameLink::BeginDownload(std::function<void(bool written)> done, std::funct
                 store::TransferOwner owner;
                 owner.PostRefresh();
             }
+            Log(written ? "the download is done" : "the download broke off");
+            KeepTrace();
             m_calls.Post([done, written] { done(written); });
         });
     return true;
@@ -140,8 +178,19 @@ void FrameLink::ShowLoading(bool loading) {
         Enter(loading ? WindowState::Loading : WindowState::Idle);
 }
 
+bool FrameLink::CanReadAgain() {
+    const auto frame = device::Link().Attached();
+    return App().state == WindowState::Refused && frame != nullptr && frame->IsThere();
+}
+
+void FrameLink::ReadAgain() {
+    if (CanReadAgain())
+        m_device->SetUSBDeviceStatus(true);
+}
+
 void FrameLink::BeginOnline() {
     ++m_readings;
+    emit PermissionMissing(false);
     StoreFramePort::BeginOnline();
     Enter(WindowState::Reading);
 }
@@ -155,7 +204,13 @@ void FrameLink::SetFlashOnline(std::shared_ptr<device::AttachedFrame> frame) {
     });
 }
 
+void FrameLink::KeepTrace() const {
+    if (m_keepTrace)
+        m_keepTrace();
+}
+
 void FrameLink::SetFlashOffline() {
+    KeepTrace();
     StoreFramePort::SetFlashOffline();
     // A task ends by itself, and the state with it.
     if (MainThreadOwns())
@@ -165,8 +220,10 @@ void FrameLink::SetFlashOffline() {
 
 // A frame beside the one that is in use changes nothing.
 void FrameLink::ShowLinkError(const Error& error) {
-    if (device::Link().Attached() == nullptr)
+    if (device::Link().Attached() == nullptr) {
         store::ShowNote(store::kDeviceNotOnline);
+        m_calls.Post([this, missing = error.kind == ErrorKind::Refused] { emit PermissionMissing(missing); });
+    }
     m_status.SetNoteDetail(error.message);
 }
 

@@ -27,6 +27,7 @@ class FrameLink : public QObject, private store::StoreFramePort {
         platform::Bus* hardware = nullptr;     // where real frames appear; null: none do
         platform::Volumes* volumes = nullptr;  // null: there are none
         Path stateFolder;                      // of the journals
+        std::function<void()> keepTrace = {};  // of what the frame was sent; any thread
     };
     // What is borrowed outlives this object, and the volumes every thread: one that unmounts may.
     FrameLink(store::StatusPort& status, const Surroundings& surroundings);
@@ -63,6 +64,10 @@ class FrameLink : public QObject, private store::StoreFramePort {
     // A photograph for the edit view is on its way, or no longer.
     void ShowLoading(bool loading);
 
+    // Reads a frame once more with which nothing can be done: one that could not be read, or not to the end.
+    void ReadAgain();
+    [[nodiscard]] static bool CanReadAgain();
+
     // Ends everything, in the order of a shutdown.
     void CloseResource();
 
@@ -71,11 +76,14 @@ class FrameLink : public QObject, private store::StoreFramePort {
     void FrameChanged();
     // No frame goes online any more; the one that did is, or is refused.
     void OnlineEnded();
+    // A frame was found that this user must not use; or one that is used.
+    void PermissionMissing(bool missing);
     // The window does something else now.
     void StateChanged();
 
   private:
     void Enter(WindowState state);
+    void KeepTrace() const;
     void BeginOnline() override;
     void SetFlashOnline(std::shared_ptr<device::AttachedFrame> frame) override;
     void SetFlashOffline() override;
@@ -84,6 +92,7 @@ class FrameLink : public QObject, private store::StoreFramePort {
     store::StatusPort& m_status;
     MainThreadCalls m_calls;
     platform::Volumes* const m_volumes;
+    const std::function<void()> m_keepTrace;
     platform::SystemClock m_clock;
     picture::CRv512Encoder m_codec;
     vframe::VirtualBus m_virtualBus;

@@ -25,7 +25,9 @@ FrameMenu::FrameMenu(QMenu* menu, MenuBuilder& builder, FrameLink& link, Setting
       m_detach(builder.AddAction(menu, "FRAME_DETACH", "Detach Virtual Frame", QKeySequence("Ctrl+Shift+D"),
                                  false, [this] { m_link.DetachVirtualFrame(); })),
       m_show(builder.AddAction(menu, "FRAME_SHOW_SCREEN", "Show the Frame's Screen", QKeySequence("F9"),
-                               false, [this] { m_screen.show(); })) {
+                               false, [this] { m_screen.show(); })),
+      m_readAgain(builder.AddAction(menu, "FRAME_READ_AGAIN", "Read Again", QKeySequence("Ctrl+Shift+R"),
+                                    false, [this] { m_link.ReadAgain(); })) {
     builder.AddAction(menu, "FRAME_RECOVER", "Recover Pictures…", {}, false, [this] { Recover(); });
     ShowState();
 }
@@ -37,7 +39,17 @@ void FrameMenu::ShowState() {
     m_new->setEnabled(alone);
     m_detach->setEnabled(attached);
     m_show->setEnabled(attached);
+    m_readAgain->setEnabled(FrameLink::CanReadAgain());
     m_screen.SetWriting(App().state == WindowState::Downloading);
+}
+
+void FrameMenu::Trigger(const QString& action) {
+    if (action == QLatin1String(kShowScreen))
+        m_show->trigger();
+    else if (action == QLatin1String(kNewFrame))
+        m_new->trigger();
+    else if (action == QLatin1String(kRecover))
+        Recover();
 }
 
 void FrameMenu::Attach(const Path& file) {

@@ -28,9 +28,17 @@ class FrameMenu : public QObject {
 
     // Attaches the frame; what stands in its way is shown in a message.
     void Attach(const Path& file);
+    // What the program's entry on the desktop offers, and choosing it; one that is unknown or disabled now
+    // does nothing.
+    [[nodiscard]] static QStringList Actions() { return {kShowScreen, kNewFrame, kRecover}; }
+    void Trigger(const QString& action);
     [[nodiscard]] FrameWindow& Screen() { return m_screen; }
 
   private:
+    static constexpr const char* kShowScreen = "show-screen";
+    static constexpr const char* kNewFrame = "new-frame";
+    static constexpr const char* kRecover = "recover";
+
     void ChooseFrame();
     void AskForNewFrame();
     void ChooseNewFile(const vframe::NewFrame& options);
@@ -47,6 +55,7 @@ class FrameMenu : public QObject {
     QAction* m_new;
     QAction* m_detach;
     QAction* m_show;
+    QAction* m_readAgain;
 };
 
 }  // namespace lumato::app

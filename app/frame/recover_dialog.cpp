@@ -73,7 +73,7 @@ QString RecoverDialog::Described(const store::KeptJournal& journal) {
     QStringList parts;
     if (journal.time != 0)
         parts += QLocale().toString(QDateTime::fromSecsSinceEpoch(journal.time), QLocale::ShortFormat);
-    parts += QStringLiteral("%1: %2").arg(Localized("MENU_PICTURES", "Pictures")).arg(journal.pictures);
+    parts += Localized(About(Phrase("MENU_PICTURES", "Pictures"), journal.pictures));
     // Of a sound one the kind says how it came about, which helps nobody to choose.
     if (journal.kind == "damaged")
         parts += Localized("KIND_DAMAGED", "damaged");
@@ -103,8 +103,7 @@ void RecoverDialog::SaveTo(const Path& folder) {
     m_writer.Start([this, journal = m_journals[static_cast<std::size_t>(row)], folder] {
         picture::CRv512Encoder codec;
         const QString said = SaidOf(store::GiveOut(journal, folder, codec), folder);
-        QMetaObject::invokeMethod(
-            this, [this, said] { ShowSaved(said); }, Qt::QueuedConnection);
+        m_calls.Post([this, said] { ShowSaved(said); });
     });
 }
 

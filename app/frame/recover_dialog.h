@@ -10,6 +10,7 @@
 #include <QPushButton>
 #include <vector>
 
+#include "app/parts/main_thread_calls.h"
 #include "app/parts/reader_thread.h"
 #include "store/kept_journals.h"
 
@@ -35,6 +36,7 @@ class RecoverDialog : public QDialog {
     QListWidget* m_list;
     QLabel* m_said;
     QPushButton* m_save;
+    MainThreadCalls m_calls;
     ReaderThread m_writer;  // last: it ends before what it speaks to
 };
 

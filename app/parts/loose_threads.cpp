@@ -9,15 +9,15 @@
 namespace lumato::app {
 namespace {
 
-// Beyond these, a disk that does not answer is asked no more.
-constexpr std::size_t kMostThreads = 64;
+// What takes longer is not slow, but does not answer.
+constexpr std::chrono::milliseconds kSeemsToHang{10'000};
 
 std::atomic<int> looseThreadsRunning = 0;
 
 }  // namespace
 
-LooseThreads::LooseThreads(int atOnce, std::chrono::milliseconds patience)
-    : m_atOnce(atOnce), m_patience(patience) {
+LooseThreads::LooseThreads(int atOnce, std::chrono::milliseconds patience, int most)
+    : m_atOnce(atOnce), m_patience(patience), m_most(most) {
     m_ties->owner = this;
     m_watch.setInterval(patience / 4);
     connect(&m_watch, &QTimer::timeout, this, &LooseThreads::Launch);
@@ -42,12 +42,12 @@ bool LooseThreads::Runs(std::string_view name) const {
 }
 
 void LooseThreads::Launch() {
-    const auto counting = [this] {
-        return std::ranges::count_if(m_running, [this](const Running& running) {
-            return running.since.elapsed() < m_patience.count();
-        });
+    const auto younger = [this](std::chrono::milliseconds age) {
+        return std::ranges::count_if(
+            m_running, [age](const Running& running) { return running.since.elapsed() < age.count(); });
     };
-    while (!m_waiting.empty() && counting() < m_atOnce && m_running.size() < kMostThreads) {
+    while (!m_waiting.empty() && younger(m_patience) < m_atOnce && younger(kSeemsToHang) < m_most &&
+           m_running.size() < kMostThreads) {
         Waiting next = std::move(m_waiting.front());
         m_waiting.pop_front();
         Begin(std::move(next));

@@ -26,9 +26,13 @@ class LooseThreads : public QObject {
     using Outcome = std::function<void()>;
     using Job = std::function<Outcome()>;
 
+    // Beyond these, a disk that does not answer is asked no more.
+    static constexpr int kMostThreads = 64;
+
     // So many jobs run at once. Whichever takes longer than `patience` no longer counts among them, so that
-    // it keeps nobody waiting.
-    explicit LooseThreads(int atOnce, std::chrono::milliseconds patience = std::chrono::seconds(1));
+    // it keeps nobody waiting. Together they are `most`, but for those that seem to hang.
+    explicit LooseThreads(int atOnce, std::chrono::milliseconds patience = std::chrono::seconds(1),
+                          int most = kMostThreads);
     ~LooseThreads() override;
 
     void Start(Job job, std::string name = {});
@@ -67,6 +71,7 @@ class LooseThreads : public QObject {
 
     int m_atOnce;
     std::chrono::milliseconds m_patience;
+    int m_most;
     std::deque<Waiting> m_waiting;
     std::vector<Running> m_running;
     int m_lastNumber = 0;

@@ -14,12 +14,6 @@ QMenu* MenuBuilder::AddMenu(std::string key, std::string defaultText) {
     return menu;
 }
 
-QMenu* MenuBuilder::AddSubmenu(QMenu* menu, std::string key, std::string defaultText) {
-    QMenu* submenu = menu->addMenu(QString());
-    m_entries.push_back({submenu->menuAction(), std::move(key), std::move(defaultText), false});
-    return submenu;
-}
-
 QAction* MenuBuilder::AddAction(QMenu* menu, std::string key, std::string defaultText,
                                 const QKeySequence& shortcut, bool needsPanel, std::function<void()> run) {
     QAction* action = menu->addAction(QString());

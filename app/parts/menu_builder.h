@@ -19,7 +19,6 @@ class MenuBuilder {
     explicit MenuBuilder(QMenuBar& bar) : m_bar(bar) {}
 
     QMenu* AddMenu(std::string key, std::string defaultText);
-    QMenu* AddSubmenu(QMenu* menu, std::string key, std::string defaultText);
     // `needsPanel`: enabled and disabled with the control panel.
     QAction* AddAction(QMenu* menu, std::string key, std::string defaultText, const QKeySequence& shortcut,
                        bool needsPanel, std::function<void()> run);

@@ -63,14 +63,14 @@ void MainWindow::ShowNote(const char* key, const char* defaultText, const Phrase
     m_panel->SetNoteDetail(detail);
 }
 
-void MainWindow::RunTask(WindowState state, std::function<void()> work, std::function<void()> then) {
-    static_cast<void>(m_link.BeginWork(state, [this, work = std::move(work), then = std::move(then)] {
+bool MainWindow::RunTask(WindowState state, std::function<void()> work, std::function<void()> then) {
+    return m_link.BeginWork(state, [this, work = std::move(work), then = std::move(then)] {
         store::TransferOwner owner;
         owner.PostRefresh();
         work();
         if (then)
             m_calls.Post(then);
-    }));
+    });
 }
 
 void MainWindow::Ask(QMessageBox* box) {
@@ -209,7 +209,7 @@ void MainWindow::AddFiles(std::vector<Path> files, const picture::Pose& pose, pi
     };
     RunTask(
         WindowState::AddingFiles, [this, add] { m_edits.Do(store::Edit::Kind::Add, add); },
-        [this, report] { TakeBatch(*report); });
+        [this, report, before = std::exchange(m_batchBefore, std::nullopt)] { TakeBatch(*report, before); });
 }
 
 void MainWindow::StopWork() {
@@ -245,7 +245,23 @@ void MainWindow::ShowListChange() {
         store::ShowNote(store::kPicturesInFrame);
 }
 
-void MainWindow::TakeBatch(const picture::BatchReport& report) {
+// Lots that were handed over in a row are one to the user.
+void MainWindow::TakeBatch(picture::BatchReport report, const std::optional<picture::BatchReport>& before) {
+    std::vector<Path> wanted = report.notTried;
+    if (!report.couldLower.empty())
+        wanted.insert(wanted.begin(), report.refused.back().file);
+    if (before && !(before->refused.empty() && before->notTried.empty())) {
+        const auto join = [](auto& all, const auto& first) {
+            all.insert(all.begin(), first.begin(), first.end());
+        };
+        join(report.added, before->added);
+        join(report.refused, before->refused);
+        join(report.notTried, before->notTried);
+        m_panel->SetNotes(picture::NumbersOf(report));
+        if (!report.refused.empty())
+            m_panel->SetNoteDetail(About(Printable(report.refused.back().file.filename().string()),
+                                         report.refused.back().reason.cause));
+    }
     for (const picture::BatchReport::Refused& refused : report.refused) {
         if (!refused.unreadable)
             continue;
@@ -260,16 +276,23 @@ void MainWindow::TakeBatch(const picture::BatchReport& report) {
         }
     }
     SelPicArrayRef.clear();
+    m_batchBefore = report;
     m_leftOut.reset();
     if (!report.refused.empty() || !report.notTried.empty())
         m_leftOut = report;
-    m_leftOutNote = m_panel->Note();
-    findChild<QPushButton*>(QLatin1String(kBatchReportButton))->setVisible(m_leftOut.has_value());
+    // Behind the note, which is shown in its turn.
+    m_calls.Post([this] {
+        m_leftOutNote = m_panel->Note();
+        findChild<QPushButton*>(QLatin1String(kBatchReportButton))->setVisible(m_leftOut.has_value());
+    });
     if (report.couldLower.empty())
         return;
-    std::vector<Path> left = report.notTried;
-    left.insert(left.begin(), report.refused.back().file);
-    OfferRoom(report.couldLower, std::move(left), {});
+    if (m_roomQuestion != nullptr) {
+        wanted.insert(wanted.begin(), m_roomWanted.begin(), m_roomWanted.end());
+        delete m_roomQuestion;
+    }
+    m_roomWanted = wanted;
+    m_roomQuestion = OfferRoom(report.couldLower, std::move(wanted), {});
 }
 
 void MainWindow::ShowBatchReport() {
@@ -305,7 +328,7 @@ void MainWindow::Download(std::function<void(bool written)> then) {
 void MainWindow::TakeDownload() {
     m_desktop.AllowSleep();
     if (m_downloadTime.elapsed() >= kLongDownload && QApplication::activeWindow() == nullptr)
-        m_desktop.Notify(windowTitle(), m_panel->Note());
+        m_desktop.Notify(windowTitle(), m_panel->Note(), Localized("SHOW_WINDOW", "Show the Window"));
 }
 
 void MainWindow::MyUpLoadButtonHandler() {

@@ -93,9 +93,9 @@ void MainWindow::CheckPictures() {
         else
             TakeCheck(**report, CanMend(**report));
     };
-    RunTask(
-        WindowState::Checking, [report] { *report = store::CheckPictures(); }, then);
-    ShowNote("CHECKING_TIPS", "Checking the pictures");
+    if (RunTask(
+            WindowState::Checking, [report] { *report = store::CheckPictures(); }, then))
+        ShowNote("CHECKING_TIPS", "Checking the pictures");
 }
 
 void MainWindow::TakeCheck(const CheckReport& report, bool mayMend) {

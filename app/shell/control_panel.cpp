@@ -16,12 +16,15 @@
 #include "app/parts/texts.h"
 #include "app/shell/spoken_note.h"
 #include "app/shell/transfer_bar.h"
+#include "base/diagnostics.h"
+#include "base/private_text.h"
 #include "picture/picture_state.h"
 #include "store/local_files.h"
 #include "store/picture_count_text.h"
 #include "store/room_left.h"
 #include "store/store.h"
 #include "store/transfer.h"
+#include "text/localized.h"
 
 namespace lumato::app {
 namespace {
@@ -214,6 +217,7 @@ ControlPanel::Said& ControlPanel::SaidOf(NoteOf subject) {
 }
 
 void ControlPanel::SetNotes(const Phrase& note) {
+    Log("note: " + WithoutNames(note));
     Post([this, subject = Subject(), note] {
         if (subject == NoteOf::Work)
             ForgetNotes(NoteOf::Work);
@@ -225,6 +229,8 @@ void ControlPanel::SetNotes(const Phrase& note) {
 }
 
 void ControlPanel::SetNoteDetail(const Phrase& detail) {
+    if (!detail.empty())
+        Log("note: " + WithoutNames(detail));
     Post([this, subject = Subject(), detail] {
         SaidOf(subject).detail = detail;
         ShowNotes();
@@ -299,7 +305,7 @@ void ControlPanel::ShowRoom() {
         return;
     QString text;
     if (m_room)
-        text = Localized("ROOM_FOR", "Room for more") + QStringLiteral(": %1").arg(*m_room);
+        text = Localized(About(Phrase("ROOM_FOR", "Room for more"), *m_room));
     if (m_room && m_quality > 0)
         text += QStringLiteral(" (%1)").arg(Localized(Phrase("ROOM_QUALITY", "quality {}", m_quality)));
     label->SetDetail(text);

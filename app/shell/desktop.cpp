@@ -6,8 +6,16 @@
 #include <QDBusPendingReply>
 #include <QDBusUnixFileDescriptor>
 #include <QVariantMap>
+#include <utility>
 
 namespace lumato::app {
+namespace {
+
+constexpr const char* kNotifications = "org.freedesktop.Notifications";
+constexpr const char* kNotificationsPath = "/org/freedesktop/Notifications";
+constexpr const char* kDefaultAction = "default";  // a click on the whole
+
+}  // namespace
 
 // The service lets go when the descriptor that it handed out is closed, however that happens.
 class Desktop::Inhibition : public QObject {
@@ -31,7 +39,13 @@ class Desktop::Inhibition : public QObject {
     QDBusUnixFileDescriptor m_held;
 };
 
-Desktop::Desktop(QObject* parent) : QObject(parent) {}
+Desktop::Desktop(QObject* parent) : QObject(parent) {
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    bus.connect(QString(), kNotificationsPath, kNotifications, QStringLiteral("ActivationToken"), this,
+                SLOT(TakeToken(uint, QString)));
+    bus.connect(QString(), kNotificationsPath, kNotifications, QStringLiteral("ActionInvoked"), this,
+                SLOT(TakeClick(uint, QString)));
+}
 
 Desktop::~Desktop() = default;
 
@@ -50,18 +64,33 @@ void Desktop::ShowProgress(int percent) {
                                                      QStringLiteral("Update"));
     const QVariantMap entry{{QStringLiteral("progress"), percent / 100.0},
                             {QStringLiteral("progress-visible"), percent > 0}};
-    update << QStringLiteral("application://lumato.desktop") << entry;
+    update << QStringLiteral("application://%1.desktop").arg(QLatin1String(kApplicationId)) << entry;
     QDBusConnection::sessionBus().send(update);
 }
 
-void Desktop::Notify(const QString& title, const QString& text) {
-    QDBusMessage call = QDBusMessage::createMethodCall(
-        QStringLiteral("org.freedesktop.Notifications"), QStringLiteral("/org/freedesktop/Notifications"),
-        QStringLiteral("org.freedesktop.Notifications"), QStringLiteral("Notify"));
-    const QVariantMap hints{{QStringLiteral("desktop-entry"), QStringLiteral("lumato")}};
-    call << QStringLiteral("Lumato") << 0U << QStringLiteral("lumato") << title << text << QStringList()
-         << hints << -1;
-    QDBusConnection::sessionBus().send(call);
+void Desktop::Notify(const QString& title, const QString& text, const QString& show) {
+    QDBusMessage call = QDBusMessage::createMethodCall(kNotifications, kNotificationsPath, kNotifications,
+                                                       QStringLiteral("Notify"));
+    const QString id = QLatin1String(kApplicationId);
+    const QStringList actions{kDefaultAction, show};
+    call << QStringLiteral("Lumato") << m_told << id << title << text << actions
+         << QVariantMap{{QStringLiteral("desktop-entry"), id}} << -1;
+    auto* watcher = new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(call), this);
+    connect(watcher, &QDBusPendingCallWatcher::finished, this, [this](QDBusPendingCallWatcher* ended) {
+        const QDBusPendingReply<uint> reply = *ended;
+        m_told = reply.isValid() ? reply.value() : 0;
+        ended->deleteLater();
+    });
+}
+
+void Desktop::TakeToken(uint notification, const QString& token) {
+    if (notification == m_told)
+        m_token = token;
+}
+
+void Desktop::TakeClick(uint notification, const QString& action) {
+    if (m_told != 0 && notification == m_told && action == QLatin1String(kDefaultAction))
+        emit WindowWanted(std::exchange(m_token, QString()));
 }
 
 }  // namespace lumato::app

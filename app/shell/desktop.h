@@ -11,6 +11,9 @@
 
 namespace lumato::app {
 
+// The program's name on the desktop: of its entry, its icon and its address on the session's bus.
+inline constexpr const char* kApplicationId = "org.lumato.Lumato";
+
 class Desktop : public QObject {
     Q_OBJECT
 
@@ -25,11 +28,22 @@ class Desktop : public QObject {
     // On the program's entry of the task bar; 0: nothing is under way.
     void ShowProgress(int percent);
 
-    void Notify(const QString& title, const QString& text);
+    // `show`: the words of the button that brings the window back.
+    void Notify(const QString& title, const QString& text, const QString& show);
+
+  signals:
+    // What was told is clicked. `token`: the desktop's leave to come forward.
+    void WindowWanted(const QString& token);
+
+  private slots:
+    void TakeToken(uint notification, const QString& token);
+    void TakeClick(uint notification, const QString& action);
 
   private:
     class Inhibition;
     std::unique_ptr<Inhibition> m_inhibition;
+    uint m_told = 0;  // the number of the last notification
+    QString m_token;
 };
 
 }  // namespace lumato::app

@@ -92,10 +92,10 @@ void MainWindow::ShowReplacing() {
 }
 
 // One click; what gives way is made anew from its photograph.
-void MainWindow::OfferRoom(const std::vector<picture::Lowered>& plan, std::vector<Path> files,
-                           const picture::Pose& pose) {
+QMessageBox* MainWindow::OfferRoom(const std::vector<picture::Lowered>& plan, std::vector<Path> files,
+                                   const picture::Pose& pose) {
     if (plan.empty() || files.empty())
-        return;
+        return nullptr;
     auto* box =
         new QMessageBox(QMessageBox::Question, windowTitle(),
                         Localized("MAKE_ROOM_TIPS", "Make room by lowering the quality of other pictures?"),
@@ -109,6 +109,7 @@ void MainWindow::OfferRoom(const std::vector<picture::Lowered>& plan, std::vecto
             [this, files = std::move(files), pose] { AddFiles(files, pose, picture::Room::Make); });
     box->addButton(Localized("CANCLE_BUTTON", "Cancel"), QMessageBox::RejectRole);
     Ask(box);
+    return box;
 }
 
 }  // namespace lumato::app

@@ -1,4 +1,5 @@
 // How pictures come into the edit view and the preview, and what becomes of them when the frame changes.
+#include <QApplication>
 #include <algorithm>
 #include <utility>
 
@@ -128,6 +129,8 @@ void MainWindow::TakeFrameChange() {
 
 // What the window had of a frame that is no longer there, or of the one before this one.
 void MainWindow::ForgetFrame() {
+    m_steps.clear();
+    m_batchBefore.reset();
     EndEditAgain();
     ForgetEdits();
     picture::ReleaseSelection();
@@ -156,13 +159,15 @@ void MainWindow::TakeUpFiles() {
     TakeDrop(std::exchange(m_handedOver, {}));
 }
 
-void MainWindow::ComeForward(std::vector<Path> files) {
+void MainWindow::ComeForward(std::vector<Path> files, const QString& action) {
     setWindowState(windowState() & ~Qt::WindowMinimized);
     show();
     raise();
     activateWindow();
     m_handedOver.insert(m_handedOver.end(), files.begin(), files.end());
     TakeUpFiles();
+    if (QApplication::activeModalWidget() == nullptr)
+        m_frameMenu->Trigger(action);
 }
 
 void MainWindow::ShowNoFrameNotice(bool show) {

@@ -1,68 +1,108 @@
 #include "app/shell/first_window.h"
 
 #include <QCryptographicHash>
-#include <QLocalSocket>
-#include <QStandardPaths>
+#include <QDBusConnection>
+#include <QDBusError>
+#include <QDBusMessage>
+#include <QDeadlineTimer>
+#include <QThread>
+#include <QUrl>
 #include <utility>
 
-#include "app/parts/texts.h"
+#include "app/parts/file_urls.h"
+#include "app/shell/desktop.h"
+#include "platform/linux/folders.h"
 
 namespace lumato::app {
 namespace {
 
-constexpr int kPatience = 2000;                  // milliseconds
-constexpr qint64 kMostBytes = 16 * 1024 * 1024;  // of the files' names
+// A window that is just starting takes the folder first, and its name then.
+constexpr int kPatience = 2000;  // milliseconds
+constexpr int kPause = 50;
+constexpr const char* kToken = "activation-token";
 
-// A socket's name may be no longer than about 100 bytes, and a folder's may.
-QString SocketFor(const Path& home) {
+Path Whole(const Path& folder) {
     std::error_code error;
-    const Path whole = std::filesystem::weakly_canonical(home, error);
-    const QByteArray name = QByteArray::fromStdString((error ? home : whole).string());
-    return QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation) + QStringLiteral("/lumato-") +
-           QString::fromLatin1(QCryptographicHash::hash(name, QCryptographicHash::Sha256).toHex().left(16));
+    const Path whole = std::filesystem::weakly_canonical(folder, error);
+    return error ? folder : whole;
+}
+
+// The desktop knows the window of the usual folder; those of others have names below its own.
+QString NameFor(const Path& home) {
+    const QString id = QString::fromLatin1(kApplicationId);
+    const Path whole = Whole(home);
+    if (whole == Whole(platform::ResourcesFolder(std::nullopt)))
+        return id;
+    const QByteArray hash =
+        QCryptographicHash::hash(QByteArray::fromStdString(whole.string()), QCryptographicHash::Sha256);
+    return id + QStringLiteral(".Home") + QString::fromLatin1(hash.toHex().left(16));
+}
+
+QString ObjectPath() {
+    return QLatin1Char('/') + QString::fromLatin1(kApplicationId).replace(u'.', u'/');
 }
 
 }  // namespace
 
-FirstWindow::FirstWindow(const Path& home, ComeForward comeForward) : m_comeForward(std::move(comeForward)) {
-    QLocalServer::removeServer(SocketFor(home));  // one that was killed left it
-    m_server.setSocketOptions(QLocalServer::UserAccessOption);
-    connect(&m_server, &QLocalServer::newConnection, this, &FirstWindow::Take);
-    m_server.listen(SocketFor(home));  // without it a second program says that the folder is in use
+void UseActivationToken(const QString& token) {
+    if (!token.isEmpty())
+        qputenv("XDG_ACTIVATION_TOKEN", token.toUtf8());  // where Qt looks for it
 }
 
-void FirstWindow::Take() {
-    while (QLocalSocket* caller = m_server.nextPendingConnection()) {
-        const auto end = [this, caller] {
-            std::vector<Path> files;
-            for (const QByteArray& name : caller->readAll().split('\0')) {
-                if (!name.isEmpty())
-                    files.emplace_back(name.toStdString());
-            }
-            caller->deleteLater();
-            m_comeForward(std::move(files));
-        };
-        caller->setReadBufferSize(kMostBytes);
-        if (caller->state() == QLocalSocket::UnconnectedState)
-            end();
-        else
-            connect(caller, &QLocalSocket::disconnected, this, end);
-    }
+FirstWindow::FirstWindow(const Path& home, ComeForward comeForward)
+    : m_name(NameFor(home)), m_comeForward(std::move(comeForward)) {
+    // Without a bus or the name a second program says that the folder is in use.
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    bus.registerObject(ObjectPath(), this, QDBusConnection::ExportAllSlots);
+    bus.registerService(m_name);
 }
 
-bool FirstWindow::Call(const Path& home, const std::vector<Path>& files) {
-    QLocalSocket socket;
-    socket.connectToServer(SocketFor(home), QIODevice::WriteOnly);
-    if (!socket.waitForConnected(kPatience))
-        return false;
+FirstWindow::~FirstWindow() {
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    bus.unregisterService(m_name);
+    bus.unregisterObject(ObjectPath());
+}
+
+void FirstWindow::Activate(const QVariantMap& platform) {
+    Open({}, platform);
+}
+
+void FirstWindow::Open(const QStringList& addresses, const QVariantMap& platform) {
+    UseActivationToken(platform.value(QLatin1String(kToken)).toString());
+    QList<QUrl> urls;
+    for (const QString& address : addresses)
+        urls += QUrl::fromEncoded(address.toUtf8());
+    m_comeForward(PathsOf(urls), {});
+}
+
+void FirstWindow::ActivateAction(const QString& action, const QVariantList&, const QVariantMap& platform) {
+    UseActivationToken(platform.value(QLatin1String(kToken)).toString());
+    m_comeForward({}, action);
+}
+
+bool FirstWindow::Call(const Path& home, const std::vector<Path>& files, const QString& action) {
+    QDBusMessage call = QDBusMessage::createMethodCall(
+        NameFor(home), ObjectPath(), QStringLiteral("org.freedesktop.Application"),
+        action.isEmpty() ? QStringLiteral("Open") : QStringLiteral("ActivateAction"));
+    const QVariantMap platform{{QLatin1String(kToken), qEnvironmentVariable("XDG_ACTIVATION_TOKEN")}};
+    QStringList addresses;
     for (const Path& file : files)
-        socket.write(QByteArray::fromStdString(file.string() + '\0'));
-    while (socket.bytesToWrite() > 0) {
-        if (!socket.waitForBytesWritten(kPatience))
+        addresses += QString::fromStdString(FileAddress(file));
+    if (action.isEmpty())
+        call << addresses << platform;
+    else
+        call << action << QVariantList() << platform;
+    call.setAutoStartService(false);  // another program holds the folder, then
+    const QDeadlineTimer end(kPatience);
+    for (;;) {
+        const QDBusMessage reply = QDBusConnection::sessionBus().call(call, QDBus::Block, kPatience);
+        const QDBusError::ErrorType error = QDBusError(reply).type();
+        if (error == QDBusError::NoError || error == QDBusError::NoReply)
+            return true;  // a window that is busy takes them up later
+        if (error != QDBusError::ServiceUnknown || end.hasExpired())
             return false;
+        QThread::msleep(kPause);
     }
-    socket.disconnectFromServer();
-    return true;
 }
 
 }  // namespace lumato::app

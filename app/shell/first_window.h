@@ -1,10 +1,15 @@
-// One window for each home folder: a second program that finds the folder in use hands its files to the
-// window that is there, and has it come forward.
+// One window for each home folder, and its address on the session's bus: a second program that finds the
+// folder in use hands its files to the window that is there, and so does the desktop
+// (org.freedesktop.Application of the Desktop Entry Specification).
 //
 // Main thread only.
 #pragma once
 
-#include <QLocalServer>
+#include <QObject>
+#include <QString>
+#include <QStringList>
+#include <QVariantList>
+#include <QVariantMap>
 #include <functional>
 #include <vector>
 
@@ -14,21 +19,30 @@ namespace lumato::app {
 
 class FirstWindow : public QObject {
     Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Application")
 
   public:
-    using ComeForward = std::function<void(std::vector<Path> files)>;
+    // `action`: of the program's entry in menus; empty for none.
+    using ComeForward = std::function<void(std::vector<Path> files, const QString& action)>;
 
-    // Listens for others. Requires: this program holds the home folder.
+    // Answers to others. Requires: this program holds the home folder.
     FirstWindow(const Path& home, ComeForward comeForward);
+    ~FirstWindow() override;
 
     // The second program's part: false when no window answers, for another kind of program holds the folder.
-    [[nodiscard]] static bool Call(const Path& home, const std::vector<Path>& files);
+    [[nodiscard]] static bool Call(const Path& home, const std::vector<Path>& files, const QString& action);
+
+  public slots:
+    void Activate(const QVariantMap& platform);
+    void Open(const QStringList& addresses, const QVariantMap& platform);
+    void ActivateAction(const QString& action, const QVariantList& parameters, const QVariantMap& platform);
 
   private:
-    void Take();
-
+    QString m_name;
     ComeForward m_comeForward;
-    QLocalServer m_server;
 };
+
+// Lets the window come before those of other programs: the desktop handed `token` out for that.
+void UseActivationToken(const QString& token);
 
 }  // namespace lumato::app

@@ -54,13 +54,38 @@ void MainWindow::ShowListed(int item, bool touched) {
         m_preview->ShowListed(pictures[item - 1], touched);
 }
 
-// By so many places: all of them follow the first one up and the last one down. Keys come faster than moves
-// end: those of meanwhile make one move.
-void MainWindow::MoveSelected(int by) {
-    if (App().state == WindowState::Changing) {
-        m_placesLeft += by;
-        return;
+// Keys come faster than changes end: those of meanwhile wait for the end, and moves in a row make one.
+bool MainWindow::PutOff(Step step, int by) {
+    if (App().state != WindowState::Changing)
+        return false;
+    if (step == Step::Move && !m_steps.empty() && m_steps.back().first == step)
+        m_steps.back().second += by;
+    else
+        m_steps.emplace_back(step, by);
+    return true;
+}
+
+void MainWindow::TakeSteps() {
+    if (!IsReady())
+        m_steps.clear();
+    while (!m_steps.empty() && IsReady()) {
+        const auto [step, by] = m_steps.front();
+        m_steps.pop_front();
+        if (step == Step::Move)
+            MoveSelected(by);
+        else if (step == Step::Delete)
+            DeleteSelected();
+        else if (step == Step::Undo && m_edits.Undoable())
+            Undo();
+        else if (step == Step::Redo && m_edits.Redoable())
+            Redo();
     }
+}
+
+// By so many places: all of them follow the first one up and the last one down.
+void MainWindow::MoveSelected(int by) {
+    if (PutOff(Step::Move, by))
+        return;
     const std::vector<int> selected = m_list->Selected();
     if (selected.empty() || by == 0)
         return;
@@ -73,12 +98,6 @@ void MainWindow::MovePictures(const std::vector<int>& positions, int before) {
         m_edits.Do(store::Edit::Kind::Move, [&] { store::MovePictures(positions, before); });
         ShowListChange();
     });
-}
-
-// What was asked for while a move went on.
-void MainWindow::EndMove() {
-    if (const int left = std::exchange(m_placesLeft, 0); IsReady())
-        MoveSelected(left);
 }
 
 void MainWindow::MyDeleteAllCheckBoxHandler(bool on) {
@@ -98,6 +117,8 @@ void MainWindow::Delete(std::function<void()> work) {
 
 // The button beside the check box.
 void MainWindow::MyDelButtonHandler() {
+    if (!MainThreadOwns() && FindControlAs<QCheckBox>(this, kDeleteAllCheckBoxID)->isChecked())
+        return;  // all of another list than the one that is seen
     if (MainThreadOwns() && store::Store().gmyDeleteAll)
         Delete([] {
             store::DeletePictures();
@@ -108,6 +129,8 @@ void MainWindow::MyDelButtonHandler() {
 }
 
 void MainWindow::DeleteSelected() {
+    if (PutOff(Step::Delete))
+        return;
     std::vector<int> positions = m_list->Selected();
     if (positions.empty())
         positions.push_back(m_list->Model().rowCount());

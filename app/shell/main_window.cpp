@@ -19,6 +19,7 @@
 #include "app/parts/texts.h"
 #include "app/shell/accessible_views.h"
 #include "app/shell/appearance.h"
+#include "app/shell/first_window.h"
 #include "app/shell/transfer_bar.h"
 #include "picture/picture_state.h"
 #include "store/safekeeping.h"
@@ -29,7 +30,7 @@ MainWindow::MainWindow(WindowOptions options)
     : m_options(std::move(options)),
       m_settings(m_options.stateFolder),
       m_panel(new ControlPanel(*this)),
-      m_link(*m_panel, {m_options.hardware, m_options.volumes, m_options.stateFolder}),
+      m_link(*m_panel, {m_options.hardware, m_options.volumes, m_options.stateFolder, m_options.keepTrace}),
       m_loader([this](LoadedPicture loaded) { TakeLoaded(std::move(loaded)); }) {
     InstallAccessibleViews();
     store::Store().gmyResousepath = m_options.home;
@@ -44,7 +45,7 @@ MainWindow::MainWindow(WindowOptions options)
     picture::Pictures().port = m_editPanel.get();
     MakeMenus();
     m_noFrame = new NoFrameNotice(FindControl(this, myHIRectID), m_menus->Action("FRAME_NEW"),
-                                  m_menus->Action("FRAME_ATTACH"));
+                                  m_menus->Action("FRAME_ATTACH"), m_permitAction);
     InitViewLanguage();
     ConnectControls();
     ConnectLink();
@@ -90,6 +91,10 @@ void MainWindow::ConnectLink() {
     connect(m_panel, &ControlPanel::RefreshPosted, this, &MainWindow::InvalidWindow);
     connect(FindControlAs<TransferBar>(this, kDownLoadProcessID), &TransferBar::valueChanged, &m_desktop,
             &Desktop::ShowProgress);
+    connect(&m_desktop, &Desktop::WindowWanted, this, [this](const QString& token) {
+        UseActivationToken(token);
+        ComeForward({});
+    });
     connect(m_panel, &ControlPanel::RedrawPosted, this, [this] {
         m_editPanel->RedrawEditView();
         if (MainThreadOwns() && store::Store().gmyCurrentSelectItem == 0)
@@ -114,6 +119,7 @@ void MainWindow::MakeMenus() {
                                       [this] { StopWork(); });
     MakeCheckMenu(frame);
     MakeBackupMenu(frame);
+    MakeContactMenu(frame);
     frame->addSeparator();
     m_frameMenu = new FrameMenu(frame, *m_menus, m_link, m_settings, m_options.pace, this);
     QMenu* language = m_menus->AddMenu("MENU_LANGUAGE", "Language");
@@ -123,6 +129,8 @@ void MainWindow::MakeMenus() {
     QMenu* help = m_menus->AddMenu("MENU_HELP", "Help");
     m_menus->AddAction(help, "HELP_SHORTCUTS", "Keyboard Shortcuts", QKeySequence("Ctrl+?"), false,
                        [this] { ShowShortcuts(); });
+    m_menus->AddAction(help, "HELP_REPORT", "Copy Report", {}, false, [this] { CopyReport(); })
+        ->setObjectName(QStringLiteral("report"));
     m_menus->AddAction(help, "HELP_ABOUT", "About Lumato", {}, false, [this] { ShowAbout(); });
     const auto* openMenu = new QShortcut(QKeySequence(Qt::Key_F10), this);
     connect(openMenu, &QShortcut::activated, this,
@@ -138,6 +146,7 @@ void MainWindow::MakePictureMenu(QMenu* menu) {
     QAction* remove = add("Delete", "Delete", QKeySequence::Delete, true, [this] { DeleteSelected(); });
     // In a number's box the key deletes a digit.
     remove->setShortcutContext(Qt::WidgetShortcut);
+    remove->setAutoRepeat(false);  // a key held down would delete more than was seen to go
     m_list->addAction(remove);
     m_list->addAction(add("EDIT_AGAIN", "Edit Again", QKeySequence("F2"), true, [this] { EditAgain(); }));
     m_list->setContextMenuPolicy(Qt::ActionsContextMenu);
@@ -178,7 +187,7 @@ void MainWindow::InitViewLanguage() {
     if (m_previewWindow != nullptr)
         m_previewWindow->ShowTexts();
     ShowPrice();
-    if (MainThreadOwns())  // what is said of each picture
+    if (IsReady())  // what is said of each picture
         m_panel->ShowPictureList(store::Store().gmyTotalePictureNum, store::Store().gmyCurrentSelectItem);
     GiveLetters(*this, lettersOfMenus);
 }
@@ -239,7 +248,8 @@ void MainWindow::TakeEnd() {
         TakeLoaded(std::move(*waiting));
     m_addNext = m_addNext && m_loader.IsLoading();
     TakeUpFiles();
-    EndMove();
+    TakeSteps();
+    m_batchBefore.reset();
 }
 
 }  // namespace lumato::app

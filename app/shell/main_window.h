@@ -4,13 +4,16 @@
 // edit_selection.cpp brings pictures into the edit view, button_handlers.cpp has the buttons,
 // list_handlers.cpp the list and the preview, edit_again.cpp what is edited once more, undo_handlers.cpp the
 // steps back and forth, check_handlers.cpp the check of what is on the frame, backup_handlers.cpp the frame
-// in one file, quit_application.cpp the way out.
+// in one file, first_contact.cpp what a frame says of itself and the report, quit_application.cpp the way
+// out.
 #pragma once
 
 #include <QElapsedTimer>
 #include <QMainWindow>
 #include <QMessageBox>
 #include <QPointer>
+#include <deque>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -49,8 +52,9 @@ struct WindowOptions {
     platform::Bus* hardware = nullptr;     // borrowed; where real frames appear; null: none do
     platform::Volumes* volumes = nullptr;  // borrowed; null: there are none
     Path stateFolder;
-    double pace = 0;          // of virtual frames, as FrameOptions has it
-    std::vector<Path> files;  // taken up once a frame is online: one to edit, several to add
+    double pace = 0;                       // of virtual frames, as FrameOptions has it
+    std::function<void()> keepTrace = {};  // what the frame was sent, for a later report; any thread
+    std::vector<Path> files;               // taken up once a frame is online: one to edit, several to add
 };
 
 // While there is no frame.
@@ -89,7 +93,7 @@ class MainWindow : public QMainWindow {
     void InvalidWindow();
 
     // Another start of the program: this window is shown, and takes up its files.
-    void ComeForward(std::vector<Path> files);
+    void ComeForward(std::vector<Path> files, const QString& action = {});
 
     // Asks whether to quit, and does; refused while pictures are transferred.
     void QuitApplication();
@@ -105,7 +109,7 @@ class MainWindow : public QMainWindow {
     void SelectFile(const Path& file);
 
     // The list differs from what the frame holds.
-    [[nodiscard]] static bool HasUnsavedChanges() { return MainThreadOwns() && store::ListDiffers(); }
+    [[nodiscard]] static bool HasUnsavedChanges() { return IsReady() && store::ListDiffers(); }
     [[nodiscard]] bool IsLoading() const { return m_loader.IsLoading(); }
     [[nodiscard]] FrameLink& Link() { return m_link; }
     [[nodiscard]] ControlPanel& Panel() { return *m_panel; }
@@ -143,7 +147,9 @@ class MainWindow : public QMainWindow {
     void ConnectList();
     void ShowPreviewWindow();
     void MoveSelected(int by);
-    void EndMove();
+    enum class Step { Move, Undo, Redo, Delete };
+    [[nodiscard]] bool PutOff(Step step, int by = 0);
+    void TakeSteps();
     void SelPicInList(int item);
     void ShowListed(int item, bool touched);
     void Delete(std::function<void()> work);
@@ -153,6 +159,7 @@ class MainWindow : public QMainWindow {
     // ---- backup_handlers.cpp
     using BackupRead = std::shared_ptr<Result<backup::Backup>>;
     void MakeBackupMenu(QMenu* menu);
+    void MakeContactMenu(QMenu* frame);
     void ChooseBackup(bool restore);
     void BackUpTo(const Path& file);
     void ReadBackup(const Path& file);
@@ -166,8 +173,8 @@ class MainWindow : public QMainWindow {
     [[nodiscard]] int PositionEditedAgain() const;
     void EndEditAgain();
     void ShowReplacing();
-    void OfferRoom(const std::vector<picture::Lowered>& plan, std::vector<Path> files,
-                   const picture::Pose& pose);
+    QMessageBox* OfferRoom(const std::vector<picture::Lowered>& plan, std::vector<Path> files,
+                           const picture::Pose& pose);
 
     // ---- check_handlers.cpp
     void MakeCheckMenu(QMenu* menu);
@@ -185,7 +192,7 @@ class MainWindow : public QMainWindow {
 
     // ---- button_handlers.cpp
     // Has a task work with the store, then carry out `then` on the main thread and post the refresh event.
-    void RunTask(WindowState state, std::function<void()> work, std::function<void()> then = {});
+    bool RunTask(WindowState state, std::function<void()> work, std::function<void()> then = {});
     // Opens a question that a task has led to, as soon as the task has let go of the store: the answer may
     // begin another one. Nobody is asked about a frame that has gone.
     void Ask(QMessageBox* box);
@@ -195,7 +202,7 @@ class MainWindow : public QMainWindow {
     void AskToAddEmpty();
     void AddAsPosed();
     void ShowBatchRoom(std::size_t pictures);
-    void TakeBatch(const picture::BatchReport& report);
+    void TakeBatch(picture::BatchReport report, const std::optional<picture::BatchReport>& before);
     void ShowBatchReport();
     static Phrase PriceOfList();
     void ShowPrice();
@@ -207,6 +214,9 @@ class MainWindow : public QMainWindow {
     void ShowNote(const char* key, const char* defaultText, const Phrase& detail = {});
     void ShowShortcuts();
     void ShowAbout();
+    void ShowFrameFacts();
+    void PermitFrames();
+    void CopyReport();
     void ShowMessage(const QString& title, const QString& text);
 
     void Leave();
@@ -245,9 +255,13 @@ class MainWindow : public QMainWindow {
         bool shown = false;
     };
     std::optional<Again> m_again;
-    std::optional<picture::BatchReport> m_leftOut;  // by the last batch
-    QString m_leftOutNote;                          // with which it can be looked at
-    int m_placesLeft = 0;    // that pictures of the list are to move when the last move has ended
+    std::optional<picture::BatchReport> m_leftOut;      // by the last batch
+    std::optional<picture::BatchReport> m_batchBefore;  // with whose end the next one begins
+    QPointer<QMessageBox> m_roomQuestion;               // of a batch
+    std::vector<Path> m_roomWanted;                     // for these
+    QString m_leftOutNote;                              // with which it can be looked at
+    // What was asked of the list while a change of it went on; of moves the places, too.
+    std::deque<std::pair<Step, int>> m_steps;
     bool m_addNext = false;  // Add was pressed for a picture that is still on its way
     WindowState m_shownState = WindowState::NoFrame;
     bool m_leaving = false;  // with the end of the download
@@ -256,6 +270,9 @@ class MainWindow : public QMainWindow {
     QAction* m_undoAction = nullptr;
     QAction* m_redoAction = nullptr;
     QAction* m_stopAction = nullptr;
+    QAction* m_factsAction = nullptr;
+    QAction* m_permitAction = nullptr;  // shown while a frame must not be used
+    LooseThreads m_reports{1};
     QAction* m_checkAction = nullptr;  // checked: each download is read back
 };
 

@@ -1,6 +1,7 @@
 #include "app/shell/no_frame_notice.h"
 
 #include <QHBoxLayout>
+#include <utility>
 
 #include "app/parts/mnemonics.h"
 #include "app/parts/symbols.h"
@@ -14,13 +15,13 @@ constexpr double kHeadingSize = 1.5;
 
 }  // namespace
 
-NoFrameNotice::NoFrameNotice(QWidget* view, QAction* newFrame, QAction* attachFrame)
+NoFrameNotice::NoFrameNotice(QWidget* view, QAction* newFrame, QAction* attachFrame, QAction* permit)
     : QWidget(view), m_column(new QVBoxLayout(this)) {
     const int line = fontMetrics().height();
     m_column->setSpacing(line * 2 / 3);
     m_column->addStretch(2);
     m_picture = AddLabel(1);
-    m_picture->setPixmap(SymbolPixmap("frame", QSize(line, line) * 5, devicePixelRatioF(), kQuietOnDark));
+    m_picture->setMinimumHeight(line * 5);
     m_heading = AddLabel(kHeadingSize);
     m_text = AddLabel(1);
     m_column->addSpacing(line / 2);
@@ -31,6 +32,7 @@ NoFrameNotice::NoFrameNotice(QWidget* view, QAction* newFrame, QAction* attachFr
     setFocusProxy(first);
     buttons->addWidget(first);
     buttons->addWidget(MakeButton(attachFrame, "attach-frame"));
+    buttons->addWidget(MakeButton(permit, "frame"));
     buttons->addStretch();
     m_column->addLayout(buttons);
     m_column->addStretch(3);
@@ -63,11 +65,21 @@ QPushButton* NoFrameNotice::MakeButton(QAction* action, const char* symbol) {
         button->setText(WithLetterOf(WithoutLetter(action->text()), button->text()));
         button->setMinimumWidth(button->sizeHint().width() + button->fontMetrics().averageCharWidth() * 3);
         button->setEnabled(action->isEnabled());
+        button->setVisible(action->isVisible());
     };
     connect(action, &QAction::changed, button, follow);
     connect(button, &QPushButton::clicked, action, &QAction::trigger);
     follow();
     return button;
+}
+
+// The window may have come to a screen of another resolution.
+void NoFrameNotice::paintEvent(QPaintEvent* event) {
+    if (std::exchange(m_ratio, devicePixelRatioF()) != devicePixelRatioF()) {
+        const int line = fontMetrics().height();
+        m_picture->setPixmap(SymbolPixmap("frame", QSize(line, line) * 5, m_ratio, kQuietOnDark));
+    }
+    QWidget::paintEvent(event);
 }
 
 void NoFrameNotice::SetTexts(const QString& heading, const QString& text) {

@@ -1,4 +1,5 @@
-// What stands over the edit view while there is no frame: what to do, and the two ways to a virtual one.
+// What stands over the edit view while there is no frame: what to do, the two ways to a virtual one, and the
+// permission for a real one that must not be used yet.
 //
 // Main thread only.
 #pragma once
@@ -16,9 +17,12 @@ class NoFrameNotice : public QWidget {
 
   public:
     // In the middle of `view`. The buttons do what the actions do, under their names.
-    NoFrameNotice(QWidget* view, QAction* newFrame, QAction* attachFrame);
+    NoFrameNotice(QWidget* view, QAction* newFrame, QAction* attachFrame, QAction* permit);
 
     void SetTexts(const QString& heading, const QString& text);
+
+  protected:
+    void paintEvent(QPaintEvent* event) override;
 
   private:
     QLabel* AddLabel(double size);
@@ -26,6 +30,7 @@ class NoFrameNotice : public QWidget {
 
     QVBoxLayout* m_column;
     QLabel* m_picture = nullptr;
+    double m_ratio = 0;  // of the screen that it was drawn for
     QLabel* m_heading;
     QLabel* m_text;
 };

@@ -43,8 +43,9 @@ QString WhatIsAtStake() {
             Localized("QUIT_FORGOTTEN_TIPS",
                       "What was deleted, moved or restored is not yet on the frame, and would be forgotten.");
     if (!store.resuming && waiting.kept > 0)
-        lines += Localized("QUIT_KEPT_TIPS", "Not yet on the frame, but kept until it is connected again") +
-                 QStringLiteral(": %1").arg(waiting.kept);
+        lines += Localized(
+            About(Phrase("QUIT_KEPT_TIPS", "Not yet on the frame, but kept until it is connected again"),
+                  waiting.kept));
     return lines.join(QLatin1Char('\n'));
 }
 
@@ -130,7 +131,7 @@ void MainWindow::CloseResource() {
         return;
     if (m_browser != nullptr) {
         Remember();
-        m_browser->Items().Clear();
+        m_browser->ForgetAll();
     }
     m_loader.Forget();
     m_link.CloseResource();  // the task that runs is over then

@@ -83,8 +83,9 @@ void TransferBar::ShowSilence() {
         return;
     m_silent = silent;
     setTextVisible(silent || value() > 0);
-    const QString text = Localized("FRAME_SILENT", "No answer from the frame");
-    setFormat(silent ? QStringLiteral("%1: %2 s").arg(text).arg(silence.count()) : Words());
+    setFormat(silent ? Localized(About(Phrase("FRAME_SILENT", "No answer from the frame"),
+                                       std::to_string(silence.count()) + " s"))
+                     : Words());
 }
 
 void TransferBar::paintEvent(QPaintEvent* event) {

@@ -32,7 +32,7 @@ QString NameOf(const Edit& edit) {
 
 void ShowStep(QAction& action, const QString& verb, const std::optional<Edit>& edit) {
     action.setEnabled(edit.has_value());
-    const QString text = edit ? QStringLiteral("%1: %2").arg(verb, NameOf(*edit)) : verb;
+    const QString text = edit ? Localized(About(verb.toStdString(), NameOf(*edit).toStdString())) : verb;
     action.setText(WithLetterOf(text, action.text()));
 }
 
@@ -45,11 +45,13 @@ void MainWindow::MakeUndoEntries(QMenu* menu) {
 }
 
 void MainWindow::Undo() {
-    StepTo(&Edits::Undo);
+    if (!PutOff(Step::Undo))
+        StepTo(&Edits::Undo);
 }
 
 void MainWindow::Redo() {
-    StepTo(&Edits::Redo);
+    if (!PutOff(Step::Redo))
+        StepTo(&Edits::Redo);
 }
 
 void MainWindow::StepTo(Result<void> (Edits::*step)()) {
@@ -70,6 +72,11 @@ void MainWindow::ForgetEdits() {
 }
 
 void MainWindow::ShowUndo() {
+    if (App().state == WindowState::Changing) {  // over in a moment, in which a key counts all the same
+        m_undoAction->setEnabled(true);
+        m_redoAction->setEnabled(true);
+        return;
+    }
     const bool possible = IsReady();
     ShowStep(*m_undoAction, Localized("UNDO", "Undo"), possible ? m_edits.Undoable() : std::nullopt);
     ShowStep(*m_redoAction, Localized("REDO", "Redo"), possible ? m_edits.Redoable() : std::nullopt);

@@ -17,7 +17,6 @@ Look LookOf(WindowState state) {
     switch (state) {
         case WindowState::NoFrame:
         case WindowState::Refused:
-        case WindowState::Reading:
             return {};
         case WindowState::Idle:
         case WindowState::Loading:
@@ -26,6 +25,7 @@ Look LookOf(WindowState state) {
         case WindowState::Adding:
         case WindowState::Changing:
             return {.panel = true};
+        case WindowState::Reading:
         case WindowState::AddingFiles:
         case WindowState::Downloading:
         case WindowState::Saving:
@@ -57,6 +57,7 @@ void MainWindow::ShowState() {
     if (!IsMoment(std::exchange(m_shownState, state)) && !IsMoment(state))
         m_panel->ForgetNotes(NoteOf::Work);
     m_frameMenu->ShowState();
+    m_factsAction->setEnabled(look.panel);
     ShowNoFrameNotice(state == WindowState::NoFrame);
     if (state == WindowState::NoFrame)
         ForgetFrame();

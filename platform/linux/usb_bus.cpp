@@ -6,6 +6,7 @@
 #include <utility>
 
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -15,6 +16,8 @@
 
 namespace lumato::platform {
 namespace {
+
+using SteadyClock = std::chrono::steady_clock;
 
 constexpr const char* kSubsystem = "scsi_generic";
 // Where udevd listens while it runs. Without it nobody prepares devices, and the kernel's own events are all
@@ -52,13 +55,18 @@ Path DeviceFolderOf(const Path& genericFolder) {
 
 // The command that gives the computer's users access to frames, as it can be typed here.
 std::string PermitCommand() {
-    std::error_code error;
-    const Path beside = std::filesystem::read_symlink("/proc/self/exe", error).parent_path() / "lumatoctl";
-    const bool installed = beside.parent_path() == "/usr/bin" || !std::filesystem::exists(beside, error);
-    return "sudo " + (installed ? "lumatoctl" : Printable(beside.string())) + " permit";
+    const Path program = PermitProgram();
+    const bool installed = program.parent_path() == "/usr/bin";
+    return "sudo " + (installed ? "lumatoctl" : Printable(program.string())) + " permit";
 }
 
 }  // namespace
+
+Path PermitProgram() {
+    std::error_code error;
+    const Path beside = std::filesystem::read_symlink("/proc/self/exe", error).parent_path() / "lumatoctl";
+    return std::filesystem::exists(beside, error) ? beside : Path("/usr/bin/lumatoctl");
+}
 
 class UsbBus::Service : public BusService {
   public:
@@ -141,7 +149,11 @@ Result<void> UsbBus::Start(BusListener& listener) {
     if (m_options.watch)
         LUMATO_TRY_VOID(Watch());
     for (ScsiCandidate& candidate : FindCandidates(m_options.sysRoot)) {
-        if (IsPrepared(candidate))
+        if (!IsPrepared(candidate))
+            continue;
+        if (IsUnready(candidate))
+            m_late.push_back({std::move(candidate), SteadyClock::now() + m_options.patience});
+        else
             Announce(std::move(candidate));
     }
     return {};
@@ -181,7 +193,7 @@ void UsbBus::DeliverEvents() {
         const UdevLibrary& udev = UdevLibrary::Get();
         const UdevDevice device(udev.receiveDevice(m_monitor.get()));
         if (device == nullptr)
-            return;
+            break;
         const char* action = udev.actionOf(device.get());
         const Path folder = DeviceFolderOf(udev.sysPathOf(device.get()));
         if (action != nullptr && std::string_view(action) == "remove")
@@ -189,6 +201,7 @@ void UsbBus::DeliverEvents() {
         else
             DeviceAdded(folder);
     }
+    AnnounceLate();
 }
 
 bool UsbBus::HasCandidates() const {
@@ -218,11 +231,15 @@ void UsbBus::DeviceAdded(const Path& deviceFolder) {
     std::optional<ScsiCandidate> candidate = ReadCandidate(deviceFolder);
     if (known != nullptr && known->LacksNode() && candidate && !candidate->generic.empty())
         DeviceRemoved(deviceFolder);  // with its node it is another one, which can be opened
-    if (candidate)
+    std::erase_if(m_late, [&](const Late& late) { return late.candidate.sysPath == deviceFolder; });
+    if (candidate && Find(candidate->sysPath) == nullptr && IsUnready(*candidate))
+        m_late.push_back({std::move(*candidate), SteadyClock::now() + m_options.patience});
+    else if (candidate)
         Announce(std::move(*candidate));
 }
 
 void UsbBus::DeviceRemoved(const Path& deviceFolder) {
+    std::erase_if(m_late, [&](const Late& late) { return late.candidate.sysPath == deviceFolder; });
     Service* service = Find(deviceFolder);
     if (service == nullptr)
         return;
@@ -230,11 +247,41 @@ void UsbBus::DeviceRemoved(const Path& deviceFolder) {
     m_listener->ServiceDisappeared(*service);
 }
 
+Path UsbBus::NodeOf(const ScsiCandidate& candidate) const {
+    return candidate.generic.empty() ? candidate.sysPath : m_options.deviceRoot / candidate.generic;
+}
+
+// What has had its node for longer than that will get no other permissions by itself.
+bool UsbBus::IsUnready(const ScsiCandidate& candidate) const {
+    if (candidate.generic.empty() || !Contains(candidate.vendor, m_options.family) ||
+        m_options.patience == std::chrono::milliseconds(0))
+        return false;
+    const Path node = NodeOf(candidate);
+    struct stat status {};
+    if (::stat(node.c_str(), &status) != 0)
+        return true;
+    const auto age =
+        std::chrono::system_clock::now() - std::chrono::system_clock::from_time_t(status.st_ctime);
+    return ::access(node.c_str(), R_OK | W_OK) != 0 && age < m_options.patience;
+}
+
+void UsbBus::AnnounceLate() {
+    std::vector<Late> before;
+    before.swap(m_late);
+    for (Late& late : before) {
+        const bool ready = ::access(NodeOf(late.candidate).c_str(), R_OK | W_OK) == 0;
+        if (ready || SteadyClock::now() >= late.until)
+            Announce(std::move(late.candidate));
+        else
+            m_late.push_back(std::move(late));
+    }
+}
+
 void UsbBus::Announce(ScsiCandidate candidate) {
     const bool mayBeFrame = Contains(candidate.vendor, m_options.family);
     if (Find(candidate.sysPath) != nullptr || (candidate.generic.empty() && !mayBeFrame))
         return;
-    Path node = candidate.generic.empty() ? candidate.sysPath : m_options.deviceRoot / candidate.generic;
+    Path node = NodeOf(candidate);
     auto service = std::make_unique<Service>(std::move(candidate), std::move(node), mayBeFrame);
     if (!service->CanBeAsked())
         return;

@@ -5,6 +5,7 @@
 // blocks: wait on Descriptor() in the main loop and call DeliverEvents() when it is readable.
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <string>
 #include <vector>
@@ -18,6 +19,10 @@ struct udev_monitor;
 
 namespace lumato::platform {
 
+// The program that, run by root with the word "permit", lets the computer's users use frames: the one beside
+// this one, or the installed one.
+[[nodiscard]] Path PermitProgram();
+
 struct UsbBusOptions {
     // What the vendor of a frame contains, in small letters. A device whose vendor lacks it is opened for
     // reading alone, which lets an INQUIRY pass and nothing that could change it.
@@ -26,6 +31,8 @@ struct UsbBusOptions {
     Path sysRoot = "/sys";
     Path deviceRoot = "/dev";
     bool watch = true;  // false: nothing comes or goes by itself
+    // How long a frame that has just come may lack its node, or the permission to use it.
+    std::chrono::milliseconds patience{5000};
 };
 
 class UsbBus : public Bus {
@@ -40,8 +47,11 @@ class UsbBus : public Bus {
 
     // Readable when something has come or gone; -1 before Start().
     [[nodiscard]] int Descriptor() const;
-    // Tells the listener of it.
+    // Tells the listener of it, and of frames whose node is ready by now.
     void DeliverEvents();
+    // True while a frame lacks its node or the permission to use it: then DeliverEvents() is to be called now
+    // and then, too, as no event tells of either.
+    [[nodiscard]] bool AwaitsNode() const { return !m_late.empty(); }
 
     // True when there is anything to announce now. May be asked before Start().
     [[nodiscard]] bool HasCandidates() const;
@@ -65,10 +75,19 @@ class UsbBus : public Bus {
     // The announced device there, null when there is none.
     [[nodiscard]] Service* Find(const Path& sysPath) const;
     void Announce(ScsiCandidate candidate);
+    void AnnounceLate();
+    [[nodiscard]] Path NodeOf(const ScsiCandidate& candidate) const;
+    // Has just come, and cannot be opened yet.
+    [[nodiscard]] bool IsUnready(const ScsiCandidate& candidate) const;
 
     UsbBusOptions m_options;
     BusListener* m_listener = nullptr;
-    bool m_udevRuns = false;                           // when watching began
+    bool m_udevRuns = false;  // when watching began
+    struct Late {
+        ScsiCandidate candidate;
+        std::chrono::steady_clock::time_point until;
+    };
+    std::vector<Late> m_late;
     std::vector<std::unique_ptr<Service>> m_services;  // kept to the end, as a listener may hold on to one
     std::unique_ptr<udev, Releaser> m_udev;
     std::unique_ptr<udev_monitor, Releaser> m_monitor;

@@ -2,6 +2,7 @@
 // answer, paths that are typed.
 
 #include <QLineEdit>
+#include <atomic>
 #include <future>
 
 #include <fcntl.h>
@@ -20,6 +21,17 @@ namespace fs = std::filesystem;
 
 constexpr int kThumbnailSide = 128;
 constexpr std::int64_t kLongAgo = 1'600'000'000;
+
+// A stick that is there or not.
+class Stick : public platform::Volumes {
+  public:
+    [[nodiscard]] std::vector<platform::Volume> List() override {
+        return plugged ? std::vector<platform::Volume>{{.name = "STICK", .root = "/media/STICK"}}
+                       : std::vector<platform::Volume>();
+    }
+    [[nodiscard]] Result<void> Eject(const platform::Volume&) override { return {}; }
+    std::atomic<bool> plugged{false};
+};
 
 class BrowserTest : public WindowFixture {
     Q_OBJECT
@@ -51,6 +63,18 @@ class BrowserTest : public WindowFixture {
     }
 
   private slots:
+    void sticksComeAndGo() {
+        static Stick stick;  // outlives the threads that ask
+        Open(0, nullptr, &stick);
+        const FolderModel& root = m_window->Browser().findChildren<FolderColumn*>().first()->Model();
+        for (const bool plugged : {true, false}) {
+            stick.plugged = plugged;
+            m_window->Browser().Refresh();
+            QTRY_COMPARE_WITH_TIMEOUT(root.Ids().size(), plugged ? 3U : 2U, kPatience);
+            WaitForFolder(Pictures());
+        }
+    }
+
     void whatIsInTheStoreIsTakenOnlyWhole() {
         const ThumbnailStore store(Cache());
         const PhotoFile photo = Photo("a.png");

@@ -60,10 +60,17 @@ class NotificationService : public QObject {
 
   public slots:
     uint Notify(const QString& program, uint, const QString&, const QString& title, const QString& text,
-                const QStringList&, const QVariantMap&, int) {
-        told = {program, title, text};
-        return 1;
+                const QStringList& actions, const QVariantMap& hints, int) {
+        told = QStringList{program, title, text, hints["desktop-entry"].toString()} + actions;
+        return kNumber;
     }
+
+  signals:
+    void ActivationToken(uint notification, const QString& token);
+    void ActionInvoked(uint notification, const QString& action);
+
+  public:
+    static constexpr uint kNumber = 7;
 };
 
 class DesktopTest : public WindowFixture {
@@ -83,7 +90,8 @@ class DesktopTest : public WindowFixture {
         QVERIFY(desktop.registerObject(QStringLiteral("/org/freedesktop/login1"), m_login.get(),
                                        QDBusConnection::ExportAllSlots));
         QVERIFY(desktop.registerObject(QStringLiteral("/org/freedesktop/Notifications"),
-                                       m_notifications.get(), QDBusConnection::ExportAllSlots));
+                                       m_notifications.get(),
+                                       QDBusConnection::ExportAllSlots | QDBusConnection::ExportAllSignals));
     }
 
   private slots:
@@ -138,7 +146,13 @@ class DesktopTest : public WindowFixture {
         Click(kDownLoadButtonID);
         m_window->hide();
         QTRY_VERIFY_WITH_TIMEOUT(!m_notifications->told.isEmpty(), kPatience);
-        QCOMPARE(m_notifications->told, (QStringList{"Lumato", "MacLumato", "DownLoad Finished!"}));
+        QCOMPARE(m_notifications->told, (QStringList{"Lumato", "MacLumato", "DownLoad Finished!",
+                                                     "org.lumato.Lumato", "default", "Show the Window"}));
+        emit m_notifications->ActionInvoked(NotificationService::kNumber + 1, "default");  // another's
+        emit m_notifications->ActivationToken(NotificationService::kNumber, "leave");
+        emit m_notifications->ActionInvoked(NotificationService::kNumber, "default");
+        QTRY_VERIFY_WITH_TIMEOUT(m_window->isVisible(), kPatience);
+        QCOMPARE(qgetenv("XDG_ACTIVATION_TOKEN"), "leave");
     }
 };
 

@@ -159,7 +159,8 @@ class EditTest : public WindowFixture {
         Click(kAddButtonID);
         QTRY_COMPARE_WITH_TIMEOUT(Waiting(), 1, kPatience);
         Edit("a.png");
-        QVERIFY(m_window->findChild<QAbstractButton*>(QStringLiteral("fitFill"))->isChecked());
+        QTRY_VERIFY_WITH_TIMEOUT(
+            m_window->findChild<QAbstractButton*>(QStringLiteral("fitFill"))->isChecked(), kPatience);
         m_window->List().setCurrentIndex(m_window->List().model()->index(0, 0));
         QTRY_VERIFY_WITH_TIMEOUT(store::Store().gmyCurrentSelectItem == 1, kPatience);
         m_window->EditAgain();

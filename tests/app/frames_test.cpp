@@ -1,4 +1,5 @@
 // Real frames in the window: found, come and gone, beside virtual ones, and those that cannot be used.
+#include <QClipboard>
 #include <atomic>
 #include <thread>
 
@@ -10,10 +11,10 @@
 namespace lumato::app {
 namespace {
 
-// One volume, the frame's, which takes its time to be unmounted.
 // Longer than a busy machine keeps a window waiting that does not wait for it.
 constexpr std::chrono::milliseconds kUnmountTime{1500};
 
+// One volume, the frame's, which takes its time to be unmounted.
 class SlowVolumes : public platform::Volumes {
   public:
     explicit SlowVolumes(Path root) : m_root(std::move(root)) {
@@ -60,6 +61,17 @@ class FramesTest : public WindowFixture {
         const Path file = m_folder->Get() / name;
         std::filesystem::copy_file(Frame(), file, std::filesystem::copy_options::skip_existing);
         return **bus.Plug(file);
+    }
+
+    // By one that notes what it is asked, and refuses; then the command is said.
+    void PolkitIsAsked() {
+        QTRY_VERIFY_WITH_TIMEOUT(m_window->findChild<QAction*>("permit")->isVisible(), kPatience);
+        m_window->findChild<QAction*>("permit")->trigger();
+        QTRY_VERIFY_WITH_TIMEOUT(Question() != nullptr, kPatience);
+        QVERIFY(Question()->text().contains("lumatoctl permit"));
+        Question()->accept();
+        const std::vector<std::uint8_t> asked = test::TakeBytes(m_folder->Get() / "asked");
+        QVERIFY(std::string(asked.begin(), asked.end()).ends_with("lumatoctl permit\n"));
     }
 
   private slots:
@@ -147,6 +159,10 @@ class FramesTest : public WindowFixture {
     }
 
     void whatCannotBeUsedIsExplained() {
+        const std::string script = "#!/bin/sh\necho \"$@\" > \"${0%/*}/asked\"\nexit 126\n";
+        test::PutBytes(m_folder->Get() / "pkexec", {script.begin(), script.end()});
+        std::filesystem::permissions(m_folder->Get() / "pkexec", std::filesystem::perms(0700));
+        qputenv("PATH", QByteArray::fromStdString(m_folder->Get().string()) + ':' + qgetenv("PATH"));
         for (const auto& [kind, reason] : {std::pair{ErrorKind::Busy, "/dev/sg7: in use by cat (7)"},
                                            {ErrorKind::Refused, "/dev/sg7: no permission"}}) {
             ClosedBus usb({kind, reason});
@@ -154,9 +170,27 @@ class FramesTest : public WindowFixture {
             QTRY_COMPARE_WITH_TIMEOUT(Detail(), QString::fromLatin1(reason), kPatience);
             WaitForNote("Device Not Online!");
             QVERIFY(!m_window->Panel().IsEnabled());
+            if (kind == ErrorKind::Refused)
+                PolkitIsAsked();
             Attach();  // a virtual one is possible all the same
+            const auto* permit = m_window->findChild<QAction*>("permit");
+            QTRY_VERIFY_WITH_TIMEOUT(!permit->isVisible(), kPatience);
             m_window.reset();
         }
+    }
+
+    void aReportNamesNoFile() {
+        Open();
+        Attach();
+        m_window->findChild<QAction*>("report")->trigger();
+        QTRY_VERIFY_WITH_TIMEOUT(Question() != nullptr, kPatience);
+        const QString report = QGuiApplication::clipboard()->text();
+        QVERIFY(report.startsWith(QStringLiteral("Lumato report 1\n")) &&
+                report.contains(QStringLiteral("! attached\n")));
+        QVERIFY(report.contains(QStringLiteral("{\"lcd_width\":")));
+        QVERIFY(!report.contains(QString::fromStdString(m_folder->Get().string())));
+        Question()->accept();
+        m_window.reset();
     }
 
     // The kernel shows the frame, and has no node for it.

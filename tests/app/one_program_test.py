@@ -17,6 +17,16 @@ PATIENCE = 60
 
 
 class OneProgram(Story):
+    @classmethod
+    def setUpClass(cls):
+        super().setUpClass()
+        bus = subprocess.Popen(["dbus-daemon", "--session", "--nofork", "--print-address"], stdout=subprocess.PIPE,
+                               text=True)
+        cls.addClassCleanup(bus.stdout.close)
+        cls.addClassCleanup(bus.wait)
+        cls.addClassCleanup(bus.terminate)
+        cls.bus = bus.stdout.readline().strip()
+
     def setUp(self):
         super().setUp()
         os.rmdir(self.home)
@@ -25,7 +35,7 @@ class OneProgram(Story):
         self.pictures = self.sources(wave(64, 48, 1), wave(64, 48, 2))
 
     def environment(self):
-        return dict(super().environment(), XDG_RUNTIME_DIR=self.path("run"))
+        return dict(super().environment(), XDG_RUNTIME_DIR=self.path("run"), DBUS_SESSION_BUS_ADDRESS=self.bus)
 
     def started(self, process):
         self.addCleanup(process.wait)
@@ -55,7 +65,7 @@ class OneProgram(Story):
     def test_what_is_asked_of_the_command_line_needs_no_display(self):
         blind = {name: value for name, value in self.environment().items() if name not in ("DISPLAY", "WAYLAND_DISPLAY")}
         rows = [(["--version"], 0, "lumato "), (["--help", "-platform", "xcb"], 0, "--frame"), (["--nothing"], 2, ""),
-                (["--pace", "0"], 2, "")]
+                (["--pace", "0"], 2, ""), (["--action", "fly"], 2, "")]
         for arguments, status, said in rows:
             done = subprocess.run([LUMATO, *arguments], env=dict(blind, QT_QPA_PLATFORM="xcb"), capture_output=True,
                                   text=True)
@@ -86,10 +96,13 @@ class OneProgram(Story):
         self.assert_taken(home=self.path("other"))
         self.assert_taken(frame=self.write("other.frame", self.image()))
 
-        # A second window hands its files to the first, which puts them on the list.
-        second = self.window(*self.pictures)
+        # A second window hands its files to the first, which puts them on the list: not every name is a text.
+        odd = os.path.join(os.fsencode(self.path("")), b"m\xe4rz 1%#.png")
+        os.rename(self.pictures[1], odd)
+        second = self.window(self.pictures[0], odd)
         self.assertEqual(second.wait(PATIENCE), 0)
         self.wait_until(lambda: len(self.streams()) == 2, "the files did not get to the first window")
+        self.assertEqual(self.window("--action", "show-screen").wait(PATIENCE), 0)
         self.assertIsNone(first.poll())
         time.sleep(0.5)
         first.kill()

@@ -53,6 +53,10 @@ class StatesTest : public WindowFixture {
         if (state == QLatin1String("save dialog"))
             Click(kUpLoadButtnonID);
     }
+    void ListenTo(const QObject& listener, QStringList& notes) {
+        ControlPanel& panel = m_window->Panel();
+        connect(&panel, &ControlPanel::NoteShown, &listener, [&] { notes += panel.Note(); });
+    }
     void Rows() {
         QTest::addColumn<QString>("state");
         for (const char* state : kStates)
@@ -68,10 +72,13 @@ class StatesTest : public WindowFixture {
         QFETCH(QString, state);
         OpenWithPictures();
         Enter(state);
+        QStringList notes;  // of what ended just then another may follow
+        const QObject listener;
+        ListenTo(listener, notes);
         m_window->Link().DetachVirtualFrame();
         QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns() && !m_window->Panel().IsEnabled() && Listed() == 0,
                                  kPatience);
-        WaitForNote("Device Not Online!");
+        QTRY_VERIFY_WITH_TIMEOUT(notes.contains(QStringLiteral("Device Not Online!")), kPatience);
         QVERIFY(picture::Pictures().gmyCGimage == nullptr);
         for (QDialog* dialog : m_window->findChildren<QDialog*>())
             dialog->reject();
@@ -97,9 +104,8 @@ class StatesTest : public WindowFixture {
         OpenWithPictures();
         Enter(state);
         QStringList notes;  // the task's own last note may follow at once
-        ControlPanel& panel = m_window->Panel();
         const QObject listener;
-        connect(&panel, &ControlPanel::NoteShown, &listener, [&] { notes += panel.Note(); });
+        ListenTo(listener, notes);
         m_window->close();
         QVERIFY(m_window->isVisible());
         if (IsTransfer(state)) {
@@ -147,6 +153,22 @@ class StatesTest : public WindowFixture {
         }
         QTRY_VERIFY_WITH_TIMEOUT(device::Link().frame == nullptr, kPatience);
         QCOMPARE(ShownByTheFrame(), 3U);
+    }
+
+    void halfAReadListIsNothingToWorkWith() {
+        OpenWithPictures();
+        Enter(QStringLiteral("reading"));
+        QVERIFY(App().state == WindowState::Reading);
+        m_window->findChild<QPushButton*>(QLatin1String(kStopButton))->click();
+        WaitForNote("Reading stopped");
+        QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns(), kPatience);
+        QVERIFY(!IsReady() && !m_window->HasUnsavedChanges() && Listed() < 2);
+        m_window->MyDownLoadButtonHandler();
+        QVERIFY(MainThreadOwns());
+        m_window->Link().ReadAgain();
+        WaitForPanel();
+        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 3, kPatience);
+        QCOMPARE(ShownByTheFrame(), 2U);
     }
 
     void whatWasDeletedAndBroughtBackIsKept() {

@@ -101,7 +101,8 @@ void WindowFixture::Attach() {
 }
 
 void WindowFixture::WaitForPanel() {
-    QTRY_VERIFY_WITH_TIMEOUT(m_window->Panel().IsEnabled(), kPatience);
+    QTRY_VERIFY2_WITH_TIMEOUT(m_window->Panel().IsEnabled(), qPrintable(Text(kNotesID) + u' ' + Detail()),
+                              kPatience);
 }
 
 void WindowFixture::WaitForNote(const char* note) {

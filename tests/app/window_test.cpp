@@ -117,11 +117,14 @@ class WindowTest : public WindowFixture {
         Click(kAddButtonID);
         QTRY_COMPARE_WITH_TIMEOUT(Listed(), 1, kPatience);
         WaitForPanel();
-        m_window->AddFiles(std::vector<Path>(10, Pictures() / "b.png"));
+        std::vector<Path> files(10, Pictures() / "b.png");
+        files.push_back(Pictures() / "notes.txt");
+        m_window->AddFiles(files);
         QVERIFY(!MainThreadOwns());
         m_window->ComeForward({Pictures() / "a.png"});
         m_window->ComeForward({Pictures() / "c.png"});
         QTRY_COMPARE_WITH_TIMEOUT(Listed(), 13, kPatience);
+        WaitForNote("12 added, 1 refused");  // of both lots
         WaitForPanel();
     }
 
@@ -154,6 +157,16 @@ class WindowTest : public WindowFixture {
         QTRY_COMPARE_WITH_TIMEOUT(names(), QStringLiteral("231"), kPatience);
         QTRY_COMPARE_WITH_TIMEOUT(list.Selected(), (std::vector<int>{2, 3}), kPatience);
         QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns(), kPatience);
+        m_window->Undo();
+        QTRY_COMPARE_WITH_TIMEOUT(names(), QStringLiteral("312"), kPatience);
+        QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns(), kPatience);
+        // What is asked for while the list changes is done behind that.
+        emit list.ItemsMoved({1}, 4);
+        QVERIFY(!MainThreadOwns());
+        m_window->MyDelButtonHandler();
+        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 1, kPatience);
+        QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns(), kPatience);
+        m_window->Undo();
         m_window->Undo();
         QTRY_COMPARE_WITH_TIMEOUT(names(), QStringLiteral("312"), kPatience);
         QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns(), kPatience);

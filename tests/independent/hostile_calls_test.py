@@ -103,10 +103,11 @@ class Calls(Story):
         self.write("stream", stream_codec.encode(wave(48, 32), 48, 32, 90, 4))
         backup = self.write("backup.tar", b"")
         self.good("backup", backup, "--force")
+        self.run_bare("--home=home", "--frame=frame.img", "report", "a.report")
         return [("backup", "new"), ("restore", "backup.tar"), ("restore", "backup.tar", "--dry-run"), ("info",), ("list",), ("add", "one.bmp"), ("delete", "1"), ("move", "1", "1"), ("check",), ("save", "new"), ("text", "KEY", "default"),
                 ("compose", "one.bmp", "new", "--lcd", "48x32"), ("encode", "one.bmp", "new", "--size", "48x32"),
                 ("decode", "stream", "new"), ("frame", "render", "frame.img", "1", "new"), ("frames",), ("download",),
-                ("dump", "new"), ("verify", "frame.img"), ("recover",),
+                ("dump", "new"), ("verify", "frame.img"), ("recover",), ("report", "new"), ("replay", "a.report"),
                 ("frame", "new", "new", "--lcd", "48x32", "--flash", "256K"), ("dance",)]
 
     def test_closed_descriptors(self):
@@ -200,7 +201,8 @@ class Calls(Story):
             for name, mode in zip(reversed(closed), reversed(modes)):
                 os.chmod(name, mode)
         self.assertEqual(sorted(os.listdir(self.path("new"))), ["1.bmp", "2.bmp", "3.bmp"])
-        self.assertEqual({name: self.content()[name] for name in before}, before)
+        self.assertEqual({name: self.content()[name] for name in before if not name.endswith("/log")},
+                         {name: digest for name, digest in before.items() if not name.endswith("/log")})
         os.makedirs(self.path("shut/state"))
         os.chmod(self.path("shut/state"), 0o555)
         answers = [json.loads(self.run_bare("--home=shut", "--frame=frame.img", "--json", *call, prefix=mortal).stdout)

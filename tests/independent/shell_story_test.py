@@ -30,10 +30,54 @@ class Shell(Story):
     def kept(self):
         """What this computer keeps for the frame."""
         return {os.path.join(at, name): self.read(os.path.join(at, name))
-                for at, _, names in os.walk(self.home + "/state") for name in names if name != "album" and os.path.basename(at) != "known"}
+                for at, _, names in os.walk(self.home + "/state")
+                for name in names if name not in ("album", "log", "trace") and os.path.basename(at) != "known"}
 
     def on_frame(self):
         return flash_reader.streams_of(self.image())
+
+    # ------------------------------------------------------------------------------------ reports
+
+    def report(self):
+        """What a call leaves, without any name; and its replay."""
+        outcome = self.run_bare("report", "--json", "--home", self.home, "--frame", self.frame)
+        text = json.loads(outcome.stdout)["report"]
+        for private in (self.folder, os.path.basename(self.folder), "anna", "holiday", "frame.img", "/tmp"):
+            self.assertNotIn(private, text)
+        self.write("a.report", text.encode())
+        return text, json.loads(self.run_bare("replay", "--json", self.path("a.report")).stdout)
+
+    def test_reports_and_their_replay(self):
+        """What went wrong between program and frame shows where it did, and nothing else does; a log is no ballast."""
+        image, named = self.image(), self.write("anna on holiday.bmp", wave(*LCD, 7))
+        self.good("add", named, *self.wanted[:2])
+        text, plain = self.report()
+        self.assertRegex(text, r"\nkernel: Linux .*\n(.*\n)*== frame\n\{\"lcd_width\":160,.*\"pictures\":5,")
+        self.assertRegex(text, r"== log\n.*lumatoctl\[\d+\] lumatoctl [\d.]+ begins\n.* add, 3 files\n(.*\n)*.* status 0\n")
+        self.assertEqual((plain["differs_at"], plain["differences"]), (None, []))
+        self.assertGreater(plain["compared"], 10)
+        sent = self.read("trace.txt").decode().splitlines()
+        self.refused(1, "add", "anna is no picture.jpg")
+        self.assertIn("file 1: ", self.report()[0])
+        for kind in ("refuse", "lost", "half", "flip", "lie"):
+            # What was blank already is not less so when its erase did nothing.
+            changing = ("CB02",) if kind in ("flip", "lie") else ("CB02", "CBD8")
+            for at in [n for n, line in enumerate(sent, 1) if line[:2] + line[20:22] in changing or line[10:14] == "0505"][1::3]:
+                with self.subTest(kind=kind, at=at):
+                    self.put_frame(image)
+                    if self.run_program("--fault", "%d:%s" % (at, kind), "add", named, *self.wanted[:2]).status == 2:
+                        continue
+                    differs = self.report()[1]["differs_at"]
+                    self.assertIsNotNone(differs)
+        for damage in (b"", b"no report", text.encode()[:60], text.replace(" in 512 512 ", " in 512 999 ").encode()):
+            self.write("a.report", damage)
+            self.assertEqual(self.run_bare("replay", self.path("a.report")).returncode, 1)
+
+    def test_a_state_folder_that_takes_no_log(self):
+        os.makedirs(self.home + "/state/log")
+        os.symlink("/dev/full", self.home + "/state/trace.new")
+        self.good("add", *self.wanted[:1])
+        self.assertEqual(os.listdir(self.home + "/state/log"), [])
 
     # ------------------------------------------------------------------------------------ what waits
 

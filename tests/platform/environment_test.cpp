@@ -1,11 +1,18 @@
 // What the process's environment decides: folders and the time zone.
 #include <cstdlib>
 #include <ctime>
+#include <fstream>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "platform/linux/folders.h"
+#include "platform/linux/log_file.h"
 #include "platform/linux/system_clock.h"
+#include "tests/support/temporary_folder.h"
 
 namespace lumato::platform {
 namespace {
@@ -41,6 +48,77 @@ TEST(Folders, WithoutHomeTheUserDatabaseTellsIt) {
     SetVariable("HOME", nullptr);
     SetVariable("XDG_DATA_HOME", nullptr);
     EXPECT_TRUE(ResourcesFolder({}).is_absolute());
+}
+
+std::vector<std::string> LinesOfLogs(const Path& folder) {
+    std::vector<std::string> lines;
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        EXPECT_LE(entry.file_size(), kLogFileSize) << entry.path();
+        EXPECT_EQ(entry.status().permissions(), std::filesystem::perms(0600)) << entry.path();
+        std::ifstream file(entry.path());
+        for (std::string line; std::getline(file, line);)
+            lines.push_back(line);
+    }
+    return lines;
+}
+
+// Longer than the files that are kept, so that they are moved on again and again, by whoever comes to it.
+TEST(LogFile, LinesOfSeveralProcessesStayWholeInFiveFiles) {
+    const test::TemporaryFolder folder;
+    const Path state = folder / "deep/state";
+    const auto write = [&](char letter) {
+        LogFile log(state, LogFile::Folder::Make, "test");
+        log.Begin();
+        for (int batch = 0; batch < 300; ++batch) {
+            for (int i = 0; i < 50; ++i)
+                log.Write(std::string(100, letter));
+            log.Flush(std::chrono::seconds(10));
+        }
+    };
+    std::vector<pid_t> children;
+    for (const char letter : {'a', 'b', 'c'}) {
+        children.push_back(::fork());
+        if (children.back() == 0) {
+            write(letter);
+            ::_exit(0);
+        }
+    }
+    for (const pid_t child : children)
+        ::waitpid(child, nullptr, 0);
+    const std::vector<std::string> lines = LinesOfLogs(state);
+    EXPECT_GT(lines.size(), 25'000U) << "four full files at least";
+    for (const std::string& line : lines) {
+        const std::string text = line.substr(line.find("] ") + 2);
+        ASSERT_TRUE(text == std::string(100, text.front()) && line.starts_with("20")) << line;
+    }
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(state), {}), kLogFiles);
+    EXPECT_EQ(ReadLog(state, 1000).front(), '2') << "whole lines";
+}
+
+TEST(LogFile, WhatCannotBeWrittenCostsNothingButTheLog) {
+    const test::TemporaryFolder folder;
+    LogFile awaiting(folder / "state", LogFile::Folder::Await, "test");
+    awaiting.Write("early");
+    awaiting.Begin();
+    awaiting.Flush(std::chrono::seconds(10));
+    EXPECT_FALSE(std::filesystem::exists(folder / "state"));
+    std::filesystem::create_directory(folder / "state");
+    awaiting.Keep("trace", [] { return std::string("kept"); });
+    awaiting.Flush(std::chrono::seconds(10));
+    EXPECT_THAT(ReadLog(folder / "state", 1000), testing::EndsWith("early\n"));
+    EXPECT_EQ(std::filesystem::file_size(folder / "state/trace"), 4U);
+
+    // A pipe, whose writer would wait for a reader, and a link out of the folder.
+    std::filesystem::remove(folder / "state/log");
+    ASSERT_EQ(::mkfifo((folder / "state/log").c_str(), 0600), 0);
+    std::filesystem::remove(folder / "state/trace");
+    std::filesystem::create_symlink(folder / "other", folder / "state/trace.new");
+    awaiting.Write("to nobody");
+    awaiting.Keep("trace", [] { return std::string("kept"); });
+    awaiting.Flush(std::chrono::seconds(10));
+    EXPECT_FALSE(std::filesystem::exists(folder / "other"));
+    for (int i = 0; i < 10'000; ++i)
+        awaiting.Write("more than is held");
 }
 
 // Seconds since 1970 of the civil time, taken as UTC.

@@ -1,5 +1,7 @@
 #include "platform/linux/usb_bus.h"
 
+#include <thread>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -47,7 +49,8 @@ class FakeSystem {
         return {.family = "quorvane",
                 .sysRoot = m_folder / "sys",
                 .deviceRoot = m_folder / "dev",
-                .watch = false};
+                .watch = false,
+                .patience = std::chrono::milliseconds(0)};
     }
     Path Sys() const { return m_folder / "sys"; }
 
@@ -150,6 +153,37 @@ TEST(UsbBus, AFrameWhoseNodeIsStillToComeIsWaitedFor) {
     bus.DeviceAdded(device);
     EXPECT_THAT(recorder.appeared, ElementsAre("sg4"));
     EXPECT_FALSE(bus.IsSettling());
+}
+
+// udev tells of it before the node is there: it is found when it is, or explained when that takes too long.
+TEST(UsbBus, ANodeThatComesAfterItsEventIsLookedForAgain) {
+    for (const bool comes : {true, false}) {
+        FakeSystem system;
+        UsbBusOptions options = system.Options();
+        options.patience = std::chrono::milliseconds(comes ? 60'000 : 20);
+        UsbBus bus(options);
+        Recorder recorder;
+        ASSERT_TRUE(bus.Start(recorder));
+        const Path frame = system.Add("usb", "1:0:0:0", "QUORVANE", "0", "sg5");
+        const Path node = options.deviceRoot / "sg5", away = options.deviceRoot / "away";
+        std::filesystem::rename(node, away);
+        bus.DeviceAdded(frame);
+        bus.DeviceAdded(frame);
+        bus.DeliverEvents();
+        EXPECT_THAT(recorder.appeared, IsEmpty());
+        EXPECT_TRUE(bus.AwaitsNode());
+        EXPECT_TRUE(bus.IsSettling());
+        if (comes)
+            std::filesystem::rename(away, node);
+        else
+            std::this_thread::sleep_for(std::chrono::milliseconds(30));
+        bus.DeliverEvents();
+        bus.DeliverEvents();
+        EXPECT_THAT(recorder.appeared, ElementsAre("sg5"));
+        EXPECT_FALSE(bus.AwaitsNode());
+        bus.DeviceRemoved(frame);
+        EXPECT_THAT(recorder.disappeared, ElementsAre("sg5"));
+    }
 }
 
 TEST(UsbBus, AStorageInterfaceWithoutItsDeviceIsStillSettling) {

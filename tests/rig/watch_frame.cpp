@@ -4,8 +4,8 @@
 //
 //   12.34 online /dev/sg1          a frame is there, its task begins
 //   12.34 error TEXT               why one that may be a frame cannot be used
-//   13.57 lost                     a command of the task has failed, and the link knows that the frame is
-//   gone 13.58 offline                  the main loop has let go of it
+//   13.57 lost                     a command has failed, and the link knows that the frame is gone
+//   13.58 offline                  the main loop has let go of it
 //
 // Ends when its standard input does.
 #include <array>

@@ -1,0 +1,161 @@
+#include "base/private_text.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <mutex>
+#include <vector>
+
+#include <unistd.h>
+
+namespace lumato {
+namespace {
+
+constexpr std::size_t kMostNames = 4000;  // of a large folder; what comes later still has no path
+constexpr int kSystemErrors = 134;
+
+struct HiddenNames {
+    std::mutex mutex;
+    std::map<std::string, std::string, std::less<>> files;    // name -> "file 1"
+    std::vector<std::pair<std::string, std::string>> others;  // the user's
+    int count = 0;
+};
+
+HiddenNames& Hidden() {
+    static auto& hidden = *new HiddenNames;  // threads may outlive main()
+    return hidden;
+}
+
+bool IsWordByte(char c) {
+    return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_' || (c & 0x80) != 0;
+}
+
+// Each place where `name` stands by itself.
+void ReplaceWord(std::string& text, std::string_view name, std::string_view by) {
+    for (std::size_t at = text.find(name); at != std::string::npos; at = text.find(name, at)) {
+        const std::size_t end = at + name.size();
+        const bool alone = (at == 0 || !IsWordByte(text[at - 1]) || !IsWordByte(name.front())) &&
+                           (end == text.size() || !IsWordByte(text[end]) || !IsWordByte(name.back()));
+        if (alone)
+            text.replace(at, name.size(), by);
+        at += alone ? by.size() : 1;
+    }
+}
+
+bool IsNode(std::string_view path) {
+    return path.starts_with("/dev/") && path.find("..") == std::string_view::npos &&
+           path.find('/', 5) == std::string_view::npos;
+}
+
+// A path goes on to where a message does: names have blanks in them.
+std::size_t EndOfPath(std::string_view text, std::size_t begin) {
+    const char quote = begin > 0 ? text[begin - 1] : '\0';
+    for (std::size_t at = begin; at < text.size(); ++at) {
+        const std::string_view rest = text.substr(at);
+        const bool quoted = quote == '"' || quote == '\'' || quote == '`';
+        if (quoted ? text[at] == quote
+                   : (rest.starts_with(": ") || rest.starts_with("; ") || text[at] == '\n'))
+            return at;
+    }
+    return text.size();
+}
+
+std::string NumberOf(HiddenNames& hidden, const std::string& name) {
+    const auto known = hidden.files.find(name);
+    if (known != hidden.files.end())
+        return known->second;
+    const std::string number = "file " + std::to_string(++hidden.count);
+    if (hidden.files.size() < kMostNames)
+        hidden.files.emplace(name, number);
+    return number;
+}
+
+void ReplacePaths(std::string& text, HiddenNames& hidden) {
+    for (std::size_t at = text.find('/'); at != std::string::npos; at = text.find('/', at)) {
+        const bool begins =
+            at == 0 || std::strchr(" \"'`(=,<\n", text[at - 1]) != nullptr ||
+            (at >= 2 && text[at - 1] == '.' && std::strchr(" \"'`(", text[at - 2]) != nullptr);
+        const std::size_t end = begins ? EndOfPath(text, at) : at + 1;
+        const std::string path = text.substr(at, end - at);
+        const std::string_view node = std::string_view(path).substr(0, path.find_first_of(" ,)\"'`"));
+        if (!begins || path.size() < 2 || path[1] == ' ' || IsNode(node)) {
+            at += begins && IsNode(node) ? node.size() : 1;
+            continue;
+        }
+        const std::string number = NumberOf(hidden, path);
+        text.replace(at, path.size(), number);
+        at += number.size();
+    }
+}
+
+bool IsNumber(std::string_view text) {
+    return !text.empty() && text.find_first_not_of("0123456789.,-+%") == std::string_view::npos;
+}
+
+bool IsOfTheSystem(const std::string& text) {
+    for (int error = 1; error < kSystemErrors; ++error)
+        if (const char* said = ::strerrordesc_np(error); said != nullptr && text == said)
+            return true;
+    return false;
+}
+
+}  // namespace
+
+void HideFileName(std::string_view name) {
+    const std::size_t last = name.find_last_of('/');
+    HiddenNames& hidden = Hidden();
+    const std::lock_guard lock(hidden.mutex);
+    if (name.size() < 2 || hidden.files.contains(name) || hidden.files.size() >= kMostNames)
+        return;
+    const std::string number = NumberOf(hidden, std::string(name));
+    if (last != std::string_view::npos && name.size() - last > 2)
+        hidden.files.emplace(name.substr(last + 1), number);
+}
+
+void HideUser() {
+    HiddenNames& hidden = Hidden();
+    const std::lock_guard lock(hidden.mutex);
+    const auto hide = [&hidden](const char* name, const char* by) {
+        const std::string_view said = name != nullptr ? name : "";
+        if (said.size() > 1 && said != "root" && said != "/root" && said != "localhost")
+            hidden.others.emplace_back(said, by);
+    };
+    hidden.others.clear();
+    hide(std::getenv("HOME"), "HOME");
+    for (const char* variable : {"USER", "LOGNAME", "SUDO_USER"})
+        hide(std::getenv(variable), "USER");
+    char host[256] = "";
+    if (::gethostname(host, sizeof host - 1) == 0)
+        hide(host, "HOST");
+}
+
+std::string WithoutNames(std::string_view given) {
+    std::string text(given);
+    HiddenNames& hidden = Hidden();
+    const std::lock_guard lock(hidden.mutex);
+    // The longer names first: they may hold shorter ones.
+    std::vector<std::pair<std::string_view, std::string_view>> names(hidden.files.begin(),
+                                                                     hidden.files.end());
+    std::ranges::sort(names, [](const auto& a, const auto& b) { return a.first.size() > b.first.size(); });
+    for (const auto& [name, by] : names)
+        ReplaceWord(text, name, by);
+    ReplacePaths(text, hidden);
+    for (const auto& [name, by] : hidden.others)
+        ReplaceWord(text, name, by);
+    return text;
+}
+
+std::string WithoutNames(const Phrase& phrase) {
+    if (phrase.IsTheSame())
+        return WithoutNames(std::string_view(phrase.English()));
+    return WithoutNames(std::string_view(
+        phrase
+            .WithValues([](const std::string& value) {
+                return IsNumber(value) || IsOfTheSystem(value) || IsNode(value) ? value : "...";
+            })
+            .English()));
+}
+
+}  // namespace lumato
