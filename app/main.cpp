@@ -1,6 +1,7 @@
 // lumato: the picture manager's window. This is the order of its start.
 #include <QApplication>
 #include <QCommandLineParser>
+#include <QHash>
 #include <QIcon>
 #include <QMessageBox>
 #include <QRegularExpression>
@@ -73,14 +74,21 @@ QStringList OwnArguments(const QStringList& arguments) {
     return own;
 }
 
-// What is given as `argument`, byte for byte, for not every file's name is a text.
-Path GivenPath(int argc, char** argv, const QString& argument) {
-    for (int i = 1; i < argc; ++i) {
-        if (QString::fromLocal8Bit(argv[i]) == argument)
-            return argv[i];
+// What was given as an argument, byte for byte, for not every file's name is a text.
+class GivenPaths {
+  public:
+    GivenPaths(int argc, char** argv) {
+        for (int i = argc - 1; i > 0; --i)
+            m_paths.insert(QString::fromLocal8Bit(argv[i]), argv[i]);
     }
-    return PathOf(argument);
-}
+    [[nodiscard]] Path Of(const QString& argument) const {
+        const char* path = m_paths.value(argument, nullptr);
+        return path != nullptr ? Path(path) : PathOf(argument);
+    }
+
+  private:
+    QHash<QString, const char*> m_paths;
+};
 
 // Ends the program where the command line makes no sense, or only asks. There need be no display for that.
 Options ParseArguments(int argc, char** argv) {
@@ -117,14 +125,15 @@ Options ParseArguments(int argc, char** argv) {
     if (parser.isSet(QStringLiteral("help")) || parser.isSet(QStringLiteral("help-all")))
         parser.showHelp();
 
+    const GivenPaths given(argc, argv);
     Options options;
     std::optional<Path> homeFolder;
     if (parser.isSet(home))
-        homeFolder = GivenPath(argc, argv, parser.value(home));
+        homeFolder = given.Of(parser.value(home));
     options.window.home = platform::ResourcesFolder(homeFolder);
     options.window.stateFolder = platform::StateFolder(homeFolder);
     if (parser.isSet(frame))
-        options.frame = GivenPath(argc, argv, parser.value(frame));
+        options.frame = given.Of(parser.value(frame));
     options.action = parser.value(action);
     if (parser.isSet(action) && !actions.contains(options.action)) {
         std::fputs("lumato: --action: there is none of that name\n", stderr);
@@ -140,7 +149,7 @@ Options ParseArguments(int argc, char** argv) {
     }
     const QStringList files = parser.positionalArguments();
     for (const QString& file : files)
-        options.window.files.push_back(std::filesystem::absolute(GivenPath(argc, argv, file)));
+        options.window.files.push_back(std::filesystem::absolute(given.Of(file)));
     return options;
 }
 

@@ -44,15 +44,20 @@ bool ChangesFrame(const Arguments& arguments) {
             command == Command::Move || command == Command::Restore || command == Command::Check);
 }
 
-std::unique_ptr<report::ReportLog> MakeLog(const Arguments& arguments) {
-    if (!IsLogged(arguments.command))
-        return nullptr;
+// From the log, and from a report.
+void HideNames(const Arguments& arguments) {
     for (const auto* names : {&arguments.files, &arguments.inputs, &arguments.outputs})
         for (const Path& name : *names)
             HideFileName(name.native());
     for (const auto& name : {arguments.frame, arguments.home, arguments.trace, arguments.saveFolder})
         if (name && !name->native().starts_with("/dev/"))
             HideFileName(name->native());
+}
+
+std::unique_ptr<report::ReportLog> MakeLog(const Arguments& arguments) {
+    HideNames(arguments);
+    if (!IsLogged(arguments.command))
+        return nullptr;
     // A home of the user's choice gets its folders from whoever has something to keep there.
     using Folder = platform::LogFile::Folder;
     auto log = std::make_unique<report::ReportLog>("lumatoctl", platform::StateFolder(arguments.home),

@@ -74,6 +74,7 @@ void CommandTrace::Note(const platform::ScsiRequest& request, const platform::Sc
     const ByteSpan data = ByteSpan(request.data).first(moved);
     const bool same = moved > 0 && std::ranges::all_of(data, [&](std::uint8_t b) { return b == data[0]; });
     const std::lock_guard lock(m_mutex);
+    m_tells = m_tells || record.status != platform::kStatusGood || record.block.front() == kVendorOut;
     const std::size_t kept = same ? moved : BytesToKeep(request, moved);
     record.filled = same;
     record.data.assign(data.begin(), data.begin() + static_cast<std::ptrdiff_t>(same ? 1 : kept));
@@ -82,6 +83,11 @@ void CommandTrace::Note(const platform::ScsiRequest& request, const platform::Sc
         record.sum = Sum16(data);
     }
     Add(std::move(record));
+}
+
+bool CommandTrace::Tells() const {
+    const std::lock_guard lock(m_mutex);
+    return m_tells;
 }
 
 void CommandTrace::Add(CommandRecord record) {

@@ -49,6 +49,8 @@ class CommandTrace {
     void KeepWhole(std::uint32_t address, std::uint32_t length);
 
     [[nodiscard]] std::vector<CommandRecord> Copy() const;
+    // A command has changed a frame, or gone wrong.
+    [[nodiscard]] bool Tells() const;
 
   private:
     struct Range {
@@ -59,6 +61,7 @@ class CommandTrace {
     void Add(CommandRecord record);
 
     mutable std::mutex m_mutex;
+    bool m_tells = false;
     std::vector<Range> m_whole;
     std::vector<CommandRecord> m_first;  // since the frame came: what it says of itself, its table
     std::deque<CommandRecord> m_last;

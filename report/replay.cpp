@@ -25,7 +25,8 @@ constexpr std::uint8_t kWriteEnable = 0x06;
 constexpr std::uint8_t kReadStatus = 0x05;
 constexpr std::uint8_t kRead = 0x03;
 constexpr std::uint8_t kBusy = 0x01;
-constexpr int kMostTimes = 1000;  // in a row; nothing changes after that
+constexpr int kMostTimes = 1000;  // that it is asked in a row whether the flash is ready
+constexpr int kMostAttempts = 3;  // of anything else in a row; nothing changes after that
 constexpr std::size_t kMostDifferences = 1000;
 
 bool IsVendor(const CommandRecord& record, std::uint8_t opcode) {
@@ -162,7 +163,8 @@ class Part {
         const platform::ScsiRequest request{
             .block = record.block, .direction = record.direction, .data = data};
         ScsiOutcome outcome;
-        for (int i = 0; i < std::min(record.times, kMostTimes); ++i)
+        const int times = IsInstruction(record, kVendorIn, kReadStatus) ? kMostTimes : kMostAttempts;
+        for (int i = 0; i < std::min(record.times, times); ++i)
             outcome = m_frame->Execute(request);
         ++m_replayed.commands;
         const std::uint8_t status = outcome.executed ? outcome.status : platform::kStatusNone;

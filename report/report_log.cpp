@@ -63,7 +63,10 @@ void ReportLog::End() {
     m_file->Flush(std::chrono::milliseconds(500));
 }
 
+// One that only looked would take the place of the one that a report is made for.
 void ReportLog::KeepTrace() {
+    if (!device::Commands().Tells())
+        return;
     m_file->Keep(kTraceFile, [] { return TraceText(device::Commands().Copy()); });
 }
 

@@ -14,7 +14,7 @@ using platform::Direction;
 
 constexpr std::array<std::pair<Direction, std::string_view>, 3> kDirections{
     {{Direction::None, "none"}, {Direction::Out, "out"}, {Direction::In, "in"}}};
-constexpr std::size_t kLongestData = 1 << 24;
+constexpr std::size_t kLongestData = 1 << 16;  // no command moves more
 constexpr std::size_t kHashDigits = 32;
 constexpr std::size_t kSumDigits = 4;
 

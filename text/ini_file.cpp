@@ -65,8 +65,10 @@ struct CIniFile::Contents {
 CIniFile::Contents::Contents(const char* path, const Stamp& at)
     : stamp(at), settled(at.changed < FileClock()) {
     CUnicodeFile file;
-    if (end = file.Load(path); end != kSuccess)
+    if (end = file.Load(path); end != kSuccess) {
+        settled = false;  // no descriptor may have been free, say: the next look-up tries again
         return;
+    }
     file.Seek(2, CUnicodeFile::kSeekCurrent);
     Section above, again;  // what no look-up finds
     Section* section = &above;

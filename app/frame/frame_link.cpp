@@ -64,7 +64,7 @@ FrameLink::FrameLink(store::StatusPort& status, const Surroundings& surroundings
               [this, volumes = surroundings.volumes]() -> LooseThreads::Outcome {
                   return [this, errors = Eject(volumes)] {
                       for (const Error& error : errors)
-                          ShowLinkError(error);
+                          Tell(error);
                   };
               }) {
     platform::Services& services = platform::CurrentServices();
@@ -143,7 +143,7 @@ bool FrameLink::BeginDownload(std::function<void(bool written)> done, std::funct
         [this, hardware = UsesHardware(), done = std::move(done), prepare = std::move(prepare)] {
             if (hardware) {
                 for (const Error& error : Eject(m_volumes))
-                    ShowLinkError(error);
+                    Tell(error);
             }
             bool written = false;
             if (!prepare || prepare()) {
@@ -219,12 +219,16 @@ void FrameLink::SetFlashOffline() {
 }
 
 // A frame beside the one that is in use changes nothing.
-void FrameLink::ShowLinkError(const Error& error) {
-    if (device::Link().Attached() == nullptr) {
+void FrameLink::Tell(const Error& error) {
+    if (device::Link().Attached() == nullptr)
         store::ShowNote(store::kDeviceNotOnline);
-        m_calls.Post([this, missing = error.kind == ErrorKind::Refused] { emit PermissionMissing(missing); });
-    }
     m_status.SetNoteDetail(error.message);
+}
+
+void FrameLink::ShowLinkError(const Error& error) {
+    Tell(error);
+    if (device::Link().Attached() == nullptr)
+        m_calls.Post([this, missing = error.kind == ErrorKind::Refused] { emit PermissionMissing(missing); });
 }
 
 // First the flash object, then the pictures, then the link. Requires: no transfer runs, or the frame is to be

@@ -268,10 +268,19 @@ void ControlPanel::SetDownLoadPrcess(int percent) {
     });
 }
 
+// A batch can be faster than the window: what was not yet shown gives way.
 void ControlPanel::SetProgress(const store::Progress& progress) {
-    Post([this, progress] {
-        if (auto* bar = FindControlAs<TransferBar>(&m_window, kDownLoadProcessID))
-            bar->ShowProgress(progress);
+    const std::lock_guard lock(m_progressMutex);
+    if (std::exchange(m_progress, progress))
+        return;
+    Post([this] {
+        std::optional<store::Progress> last;
+        {
+            const std::lock_guard taking(m_progressMutex);
+            last = std::exchange(m_progress, std::nullopt);
+        }
+        if (auto* bar = FindControlAs<TransferBar>(&m_window, kDownLoadProcessID); bar != nullptr && last)
+            bar->ShowProgress(*last);
     });
 }
 

@@ -10,6 +10,7 @@
 #include <QTimer>
 #include <QWidget>
 #include <functional>
+#include <mutex>
 #include <optional>
 #include <utility>
 
@@ -98,6 +99,8 @@ class ControlPanel : public QObject, public store::StatusPort {
 
     QMainWindow& m_window;
     SpokenNote* m_spoken;
+    std::mutex m_progressMutex;
+    std::optional<store::Progress> m_progress;  // guarded by it: on its way to the bar
     MainThreadCalls m_calls;
     int m_quality = 0;  // of the next picture, about, where the frame shares its space out; 0: as it is set
     std::optional<int> m_room;  // for about so many more pictures; nothing: not known

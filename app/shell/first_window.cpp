@@ -2,9 +2,11 @@
 
 #include <QCryptographicHash>
 #include <QDBusConnection>
+#include <QDBusConnectionInterface>
 #include <QDBusError>
 #include <QDBusMessage>
 #include <QDeadlineTimer>
+#include <QGuiApplication>
 #include <QThread>
 #include <QUrl>
 #include <utility>
@@ -45,8 +47,9 @@ QString ObjectPath() {
 }  // namespace
 
 void UseActivationToken(const QString& token) {
-    if (!token.isEmpty())
-        qputenv("XDG_ACTIVATION_TOKEN", token.toUtf8());  // where Qt looks for it
+    // Where Qt looks for it, on Wayland alone.
+    if (!token.isEmpty() && !QGuiApplication::platformName().startsWith(QLatin1String("xcb")))
+        qputenv("XDG_ACTIVATION_TOKEN", token.toUtf8());
 }
 
 // Without a bus or the name a second program says that the folder is in use.
@@ -91,8 +94,10 @@ bool FirstWindow::Call(const Path& home, const std::vector<Path>& files, const Q
     for (;;) {
         const QDBusMessage reply = QDBusConnection::sessionBus().call(call, QDBus::Block, kPatience);
         const QDBusError::ErrorType error = QDBusError(reply).type();
-        if (error == QDBusError::NoError || error == QDBusError::NoReply)
-            return true;  // a window that is busy takes them up later
+        if (error == QDBusError::NoError)
+            return true;
+        if (error == QDBusError::NoReply)  // a window that is busy takes them up later, if it is not leaving
+            return QDBusConnection::sessionBus().interface()->isServiceRegistered(call.service());
         if (error != QDBusError::ServiceUnknown || end.hasExpired())
             return false;
         QThread::msleep(kPause);

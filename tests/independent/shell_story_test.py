@@ -61,6 +61,7 @@ class Shell(Story):
         for name in ("anna is no picture.jpg", os.fsdecode(b"anna \xeb.jpg"), "@" + listed):
             self.refused(1, "add", name)
         self.assertIn("file 1: ", self.report()[0])
+        self.assertNotIn("anna", self.run_bare("report", "--home", self.home, "--frame", "anna.img", text=True).stdout)
         self.write("some list", b"anna with holiday.jpg\n\xffholiday")
         self.refused(1, "add", "@some list")
         self.report()

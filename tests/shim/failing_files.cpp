@@ -31,7 +31,8 @@ const char* Setting(const char* name) {
 // The log's thread comes when it comes, and nothing depends on it.
 bool IsLog(const char* path) {
     const char* state = std::strstr(path, "/state/");
-    return state != nullptr && (std::strstr(state, "log") != nullptr || std::strstr(state, "trace") != nullptr);
+    return state != nullptr &&
+           (std::strstr(state, "log") != nullptr || std::strstr(state, "trace") != nullptr);
 }
 
 bool Below(const char* path) {

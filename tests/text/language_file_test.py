@@ -11,7 +11,7 @@ LANGUAGE_INI = pathlib.Path(sys.argv[1])
 SOURCES = pathlib.Path(sys.argv[2])
 # A key and its built-in English, wherever they stand together: Phrase("KEY", "text {0}"), Words kName{"KEY", "text"}.
 IN_SOURCE = re.compile(r'"([A-Z][A-Z_]{3,})",\s*((?:"(?:[^"\\]|\\.)*"\s*)+)')
-NO_KEYS = ["KEY", "EOF", "VIPS", "XDG_DATA_HOME", "XDG_STATE_HOME", "MISCOMPARE"]
+NO_KEYS = ["KEY", "HOME", "HOST", "LOGNAME", "SUDO_USER", "USER", "EOF", "VIPS", "XDG_DATA_HOME", "XDG_STATE_HOME", "MISCOMPARE"]
 # What a file offers must be readable as a list of languages to choose from.
 LANGUAGES = ["English", "German", "French", "Spanish", "Italian", "Portuguese", "Japanese", "Chinese"]
 # Pieces of text that go before ": 12".
