@@ -70,7 +70,7 @@ class AttachedFrame {
 
     const std::string m_name;
     const std::string m_individual;
-    const FrameModel m_model;
+    const FrameModel m_model{};
     std::atomic<Presence> DeviceStatus{Presence::Attached};
     std::atomic<Clock::rep> m_unansweredSince{0};  // 0: the last command was answered
     Clock::time_point m_ended;                     // of the last command
