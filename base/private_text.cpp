@@ -18,9 +18,17 @@ namespace {
 constexpr std::size_t kMostNames = 4000;  // of a large folder; what comes later still has no path
 constexpr int kSystemErrors = 134;
 
+// A longer name may hold a shorter one, and is replaced before.
+struct LongerFirst {
+    using is_transparent = void;
+    bool operator()(std::string_view a, std::string_view b) const {
+        return a.size() != b.size() ? a.size() > b.size() : a < b;
+    }
+};
+
 struct HiddenNames {
     std::mutex mutex;
-    std::map<std::string, std::string, std::less<>> files;    // name -> "file 1"
+    std::map<std::string, std::string, LongerFirst> files;    // name -> "file 1"
     std::vector<std::pair<std::string, std::string>> others;  // the user's
     int count = 0;
 };
@@ -140,11 +148,7 @@ std::string WithoutNames(std::string_view given) {
     std::string text(given);
     HiddenNames& hidden = Hidden();
     const std::lock_guard lock(hidden.mutex);
-    // The longer names first: they may hold shorter ones.
-    std::vector<std::pair<std::string_view, std::string_view>> names(hidden.files.begin(),
-                                                                     hidden.files.end());
-    std::ranges::sort(names, [](const auto& a, const auto& b) { return a.first.size() > b.first.size(); });
-    for (const auto& [name, by] : names)
+    for (const auto& [name, by] : hidden.files)
         ReplaceWord(text, name, by);
     ReplacePaths(text, hidden);
     for (const auto& [name, by] : hidden.others)

@@ -7,6 +7,7 @@
 #include <numeric>
 #include <optional>
 
+#include "flash/command_block.h"
 #include "report/make_report.h"
 #include "report/trace_text.h"
 #include "vframe/device_information.h"
@@ -19,11 +20,6 @@ using device::CommandRecord;
 using platform::Direction;
 using platform::ScsiOutcome;
 
-constexpr std::uint8_t kVendorOut = 0xCB;
-constexpr std::uint8_t kVendorIn = 0xCD;
-constexpr std::uint8_t kWriteEnable = 0x06;
-constexpr std::uint8_t kReadStatus = 0x05;
-constexpr std::uint8_t kRead = 0x03;
 constexpr std::uint8_t kBusy = 0x01;
 constexpr int kMostTimes = 1000;  // that it is asked in a row whether the flash is ready
 constexpr int kMostAttempts = 3;  // of anything else in a row; nothing changes after that
@@ -33,7 +29,7 @@ bool IsVendor(const CommandRecord& record, std::uint8_t opcode) {
     return record.block.size() == 16 && record.block[0] == opcode;
 }
 bool IsSum(const CommandRecord& record) {
-    return IsVendor(record, kVendorIn) && record.block[5] != 0;
+    return IsVendor(record, flash::kOpcodeIn) && record.block[5] != 0;
 }
 bool IsInstruction(const CommandRecord& record, std::uint8_t opcode, std::uint8_t instruction) {
     return IsVendor(record, opcode) && record.block[5] == 0 && record.block[10] == instruction;
@@ -53,9 +49,9 @@ std::string NameOf(const CommandRecord& record) {
     std::snprintf(at, sizeof at, " at 0x%06zX", record.block.size() == 16 ? AddressOf(record) : 0);
     if (IsSum(record))
         return std::string("sum") + at;
-    if (IsInstruction(record, kVendorIn, kRead))
+    if (IsInstruction(record, flash::kOpcodeIn, flash::kRead))
         return std::string("read") + at;
-    if (IsInstruction(record, kVendorIn, kReadStatus))
+    if (IsInstruction(record, flash::kOpcodeIn, flash::kReadStatus))
         return "read status";
     if (vframe::ErasedBytes(record.block) != 0)
         return std::string("erase") + at;
@@ -75,7 +71,7 @@ class KnownFlash {
             Mark(AddressOf(record) / unit * unit, unit, State::Written);
         if (vframe::IsProgram(record.block))
             Mark(AddressOf(record), record.length, State::Written);
-        if (!IsInstruction(record, kVendorIn, kRead) || !IsGood(record))
+        if (!IsInstruction(record, flash::kOpcodeIn, flash::kRead) || !IsGood(record))
             return;
         for (std::size_t i = 0, at = AddressOf(record); i < record.KnownBytes() && at < m_bytes.size();
              ++i, ++at) {
@@ -146,10 +142,10 @@ class Part {
             }
             ++m_number;
             // In the middle of what takes several commands nothing can be begun.
-            if (m_afterGap && IsVendor(record, kVendorOut) &&
-                !IsInstruction(record, kVendorOut, kWriteEnable))
+            if (m_afterGap && IsVendor(record, flash::kOpcodeOut) &&
+                !IsInstruction(record, flash::kOpcodeOut, flash::kWriteEnable))
                 continue;
-            m_afterGap = m_afterGap && !IsVendor(record, kVendorOut);
+            m_afterGap = m_afterGap && !IsVendor(record, flash::kOpcodeOut);
             Send(record);
         }
     }
@@ -163,7 +159,8 @@ class Part {
         const platform::ScsiRequest request{
             .block = record.block, .direction = record.direction, .data = data};
         ScsiOutcome outcome;
-        const int times = IsInstruction(record, kVendorIn, kReadStatus) ? kMostTimes : kMostAttempts;
+        const int times =
+            IsInstruction(record, flash::kOpcodeIn, flash::kReadStatus) ? kMostTimes : kMostAttempts;
         for (int i = 0; i < std::min(record.times, times); ++i)
             outcome = m_frame->Execute(request);
         ++m_replayed.commands;
@@ -173,8 +170,8 @@ class Part {
                                HexText(ByteSpan(&status, 1)));
         else if (IsGood(record) && record.direction == Direction::In)
             CompareAnswer(record, ByteSpan(data).first(outcome.transferred));
-        if (IsInstruction(record, kVendorIn, kReadStatus) && IsGood(record) && !record.data.empty() &&
-            (record.data[0] & kBusy) == 0)
+        if (IsInstruction(record, flash::kOpcodeIn, flash::kReadStatus) && IsGood(record) &&
+            !record.data.empty() && (record.data[0] & kBusy) == 0)
             WaitUntilReady(request);
         m_known.Follow(record, IsGood(record) && status == record.status);
         NoteMoved(record);
@@ -187,14 +184,14 @@ class Part {
     }
 
     void CompareAnswer(const CommandRecord& record, ByteSpan answer) {
-        if (!IsVendor(record, kVendorIn))
+        if (!IsVendor(record, flash::kOpcodeIn))
             return;  // who it is, is its own affair
         if (answer.size() != record.transferred) {
             Differ(record, std::to_string(record.transferred) + " bytes were recorded, here they are " +
                                std::to_string(answer.size()));
             return;
         }
-        if (IsInstruction(record, kVendorIn, kRead))
+        if (IsInstruction(record, flash::kOpcodeIn, flash::kRead))
             CompareBytes(record, answer);
         else if (IsSum(record))
             CompareSum(record, answer);
@@ -227,7 +224,7 @@ class Part {
                 return moved.first.first < end && begin < moved.first.first + moved.first.second;
             });
         }
-        const bool moves = programs || IsInstruction(record, kVendorIn, kRead);
+        const bool moves = programs || IsInstruction(record, flash::kOpcodeIn, flash::kRead);
         if (moves && IsGood(record) && !record.hash.empty())
             m_moved[{AddressOf(record), record.length}] = &record;
     }
@@ -292,8 +289,8 @@ class Part {
 // The flash's size as the frame's information block in these records has it; none without one.
 std::optional<std::size_t> FlashSize(std::span<const CommandRecord> records) {
     for (const CommandRecord& record : records) {
-        if (IsInstruction(record, kVendorIn, kRead) && IsGood(record) && AddressOf(record) == 0 &&
-            record.data.size() >= vframe::kInformationSize)
+        if (IsInstruction(record, flash::kOpcodeIn, flash::kRead) && IsGood(record) &&
+            AddressOf(record) == 0 && record.data.size() >= vframe::kInformationSize)
             return GetLe24(ByteSpan(record.data).subspan(vframe::kAtFlashSize));
     }
     return std::nullopt;

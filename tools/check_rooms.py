@@ -21,7 +21,7 @@ ROOMS = {
     "store": {"base", "platform", "device", "flash"},
     "picture": {"base", "store", "jpeg"},
     "backup": {"base", "store", "jpeg", "picture"},
-    "report": {"base", "platform", "device", "store", "vframe"},
+    "report": {"base", "platform", "device", "flash", "store", "vframe"},
 }
 ROOMS["cli"] = set(ROOMS)
 ROOMS["app"] = set(ROOMS) - {"cli"}

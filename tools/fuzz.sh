@@ -48,7 +48,10 @@ fuzz() {
 [ $# -ge 1 ] && [ $# -le 2 ] || usage
 case $1 in
     targets) echo "${targets[*]}" && exit 0 ;;
-    build) build_fuzzers && exit 0 ;;
+    build)
+        build_fuzzers
+        exit 0
+        ;;
     all) ;;
     *)
         [[ " ${targets[*]} " = *" $1 "* ]] || usage
