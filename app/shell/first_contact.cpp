@@ -21,7 +21,6 @@ namespace lumato::app {
 namespace {
 
 constexpr const char* kPolkit = "pkexec";
-constexpr const char* kSudo = "sudo ";
 
 QString Row(const QString& name, const QString& value) {
     return value.isEmpty() ? QString()
@@ -76,7 +75,7 @@ void MainWindow::ShowFrameFacts() {
 void MainWindow::PermitFrames() {
     const QString program = FromPath(platform::PermitProgram());
     auto* process = new QProcess(this);
-    const auto end = [this, process, program](bool done) {
+    const auto end = [this, process](bool done) {
         process->deleteLater();
         m_permitAction->setEnabled(true);
         m_permitAction->setVisible(!done);
@@ -84,8 +83,7 @@ void MainWindow::PermitFrames() {
             ShowMessage(
                 windowTitle(),
                 Localized(Phrase("PERMIT_FAILED", "The permission was not given. This command gives it: {}",
-                                 (QLatin1String(kSudo) + program + QLatin1String(" permit")).toStdString()))
-                    .toHtmlEscaped());
+                                 platform::PermitCommand())));
     };
     connect(process, &QProcess::finished, this, [end](int status, QProcess::ExitStatus exit) {
         end(exit == QProcess::NormalExit && status == 0);

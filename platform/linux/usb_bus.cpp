@@ -53,19 +53,18 @@ Path DeviceFolderOf(const Path& genericFolder) {
     return genericFolder.parent_path().parent_path();
 }
 
-// The command that gives the computer's users access to frames, as it can be typed here.
-std::string PermitCommand() {
-    const Path program = PermitProgram();
-    const bool installed = program.parent_path() == "/usr/bin";
-    return "sudo " + (installed ? "lumatoctl" : Printable(program.string())) + " permit";
-}
-
 }  // namespace
 
 Path PermitProgram() {
     std::error_code error;
     const Path beside = std::filesystem::read_symlink("/proc/self/exe", error).parent_path() / "lumatoctl";
     return std::filesystem::exists(beside, error) ? beside : Path("/usr/bin/lumatoctl");
+}
+
+std::string PermitCommand() {
+    const Path program = PermitProgram();
+    const bool installed = program.parent_path() == "/usr/bin";
+    return "sudo " + (installed ? "lumatoctl" : Printable(program.string())) + " permit";
 }
 
 class UsbBus::Service : public BusService {

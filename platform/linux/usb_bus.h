@@ -22,6 +22,8 @@ namespace lumato::platform {
 // The program that, run by root with the word "permit", lets the computer's users use frames: the one beside
 // this one, or the installed one.
 [[nodiscard]] Path PermitProgram();
+// The command for that, as it can be typed here.
+[[nodiscard]] std::string PermitCommand();
 
 struct UsbBusOptions {
     // What the vendor of a frame contains, in small letters. A device whose vendor lacks it is opened for
