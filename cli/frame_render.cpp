@@ -1,6 +1,6 @@
 // lumatoctl frame render: what a virtual frame would show, found in its flash by the frame's own reading.
 #include "cli/commands.h"
-#include "picture/import.h"
+#include "import/import.h"
 #include "vframe/display.h"
 #include "vframe/flash_image.h"
 

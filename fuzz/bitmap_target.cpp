@@ -3,8 +3,8 @@
 
 #include "fuzz/input.h"
 #include "fuzz/targets.h"
+#include "import/import.h"
 #include "picture/bitmap_file.h"
-#include "picture/import.h"
 
 namespace lumato::fuzz {
 namespace {

@@ -1,7 +1,7 @@
 #include "fuzz/input.h"
 #include "fuzz/targets.h"
-#include "picture/import.h"
-#include "picture/import_jpeg.h"
+#include "import/import.h"
+#include "import/import_jpeg.h"
 #include "tests/support/jpeg_writer.h"
 
 namespace lumato::fuzz {

@@ -1,10 +1,10 @@
 #include <optional>
 #include <string>
 
+#include "import/import.h"
 #include "picture/add_pictures.h"
 #include "picture/bitmap_file.h"
 #include "picture/draw_my_image.h"
-#include "picture/import.h"
 #include "picture/picture_placement.h"
 #include "picture/strip_painter.h"
 

@@ -3,7 +3,7 @@
 // No state; callable from any thread that may read the pose.
 #pragma once
 
-#include "picture/bitmap_info.h"
+#include "picture/my_image.h"
 #include "store/store_state.h"
 
 namespace lumato::picture {

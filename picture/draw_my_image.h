@@ -4,7 +4,7 @@
 // picture.
 #pragma once
 
-#include "picture/bitmap_info.h"
+#include "picture/my_image.h"
 #include "picture/surface.h"
 
 namespace lumato::picture {

@@ -6,7 +6,7 @@
 
 #include <functional>
 
-#include "picture/bitmap_info.h"
+#include "import/bitmap_info.h"
 #include "picture/fit.h"
 #include "store/store_state.h"
 

@@ -2,8 +2,8 @@
 #include <utility>
 
 #include "base/printable.h"
+#include "import/import.h"
 #include "picture/add_pictures.h"
-#include "picture/import.h"
 #include "picture/messages.h"
 #include "picture/picture_levels.h"
 #include "store/status_port.h"

@@ -1,6 +1,7 @@
 // The status notes of this room, and how they are shown.
 #pragma once
 
+#include "import/messages.h"
 #include "store/messages.h"
 
 namespace lumato::picture {
@@ -16,12 +17,7 @@ inline constexpr Words kBatchAdded{"BATCH_ADDED", "{} added"};
 inline constexpr Words kBatchRefused{"BATCH_REFUSED", "{} refused"};
 inline constexpr Words kBatchNotTried{"BATCH_NOT_TRIED", "{} not tried"};
 
-// Why a file is no picture.
-inline constexpr Words kCutOff{"CUT_OFF", "cut off: the file ends early"};
-inline constexpr Words kBroken{"BROKEN", "broken: {0}"};
-
 inline constexpr Words kStopped{"STOPPED", "stopped"};
-inline constexpr Words kBeyondMemory{"BEYOND_MEMORY", "too large for this computer's memory"};
 
 // The note with its reason; nothing where nobody listens.
 void ShowNote(const Phrase& note, const Phrase& reason);

@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "picture/axes_painter.h"
+#include "picture/my_image.h"
 #include "picture/picture_levels.h"
 #include "picture/pixel_view.h"
 #include "picture/surface.h"

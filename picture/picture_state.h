@@ -7,8 +7,8 @@
 #include <memory>
 
 #include "picture/album.h"
-#include "picture/bitmap_info.h"
 #include "picture/edit_controls.h"
+#include "picture/my_image.h"
 
 namespace lumato::picture {
 

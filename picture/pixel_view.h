@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "picture/bitmap_info.h"
+#include "import/bitmap_info.h"
 
 namespace lumato::picture {
 

@@ -5,8 +5,8 @@
 
 #include <optional>
 
-#include "picture/bitmap_info.h"
 #include "picture/fit.h"
+#include "picture/my_image.h"
 #include "store/store_state.h"
 
 namespace lumato::picture {

@@ -14,8 +14,8 @@
 
 #include "base/error.h"
 #include "jpeg/decoder.h"
-#include "picture/bitmap_info.h"
 #include "picture/encoding_plan.h"
+#include "picture/my_image.h"
 #include "store/store_state.h"
 
 namespace lumato::picture {

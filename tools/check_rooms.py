@@ -19,7 +19,8 @@ ROOMS = {
     "jpeg": {"base"},
     "vframe": {"base", "platform", "jpeg"},
     "store": {"base", "platform", "device", "flash"},
-    "picture": {"base", "store", "jpeg"},
+    "import": {"base", "jpeg"},
+    "picture": {"base", "store", "jpeg", "import"},
     "backup": {"base", "store", "jpeg", "picture"},
     "report": {"base", "platform", "device", "flash", "store", "vframe"},
 }
@@ -98,6 +99,7 @@ def check_itself():
         ("vframe/a.cpp", "platform/scsi.h", None, False),
         ("vframe/a.cpp", "device/b.h", None, True),
         ("picture/a.cpp", "flash/b.h", None, True),
+        ("import/a.cpp", "picture/b.h", None, True),
         ("app/a.cpp", "cli/b.h", None, True),
         ("cli/a.cpp", "app/b.h", None, True),
         ("app/list/a.cpp", "app/edit/b.h", None, True),

@@ -10,7 +10,7 @@
 
 #include "app/browser/file_items.h"
 #include "app/parts/screen_image.h"
-#include "picture/import.h"
+#include "import/import.h"
 
 namespace lumato::app {
 namespace {

@@ -13,7 +13,7 @@
 
 #include "app/edit/canvas.h"
 #include "base/file.h"
-#include "picture/bitmap_info.h"
+#include "picture/my_image.h"
 
 namespace lumato::app {
 

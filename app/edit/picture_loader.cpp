@@ -4,8 +4,8 @@
 #include <tuple>
 #include <utility>
 
+#include "import/import.h"
 #include "picture/add_pictures.h"
-#include "picture/import.h"
 #include "picture/picture_levels.h"
 #include "store/store_state.h"
 

@@ -12,7 +12,7 @@
 
 #include "app/browser/file_items.h"
 #include "app/parts/loose_threads.h"
-#include "picture/bitmap_info.h"
+#include "import/bitmap_info.h"
 
 namespace lumato::app {
 

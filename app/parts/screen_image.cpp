@@ -1,6 +1,6 @@
 #include "app/parts/screen_image.h"
 
-#include "picture/import.h"
+#include "import/import.h"
 
 namespace lumato::app {
 

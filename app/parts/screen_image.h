@@ -5,8 +5,8 @@
 
 #include <QImage>
 
+#include "import/bitmap_info.h"
 #include "jpeg/decoder.h"
-#include "picture/bitmap_info.h"
 
 namespace lumato::app {
 

@@ -12,7 +12,7 @@
 #include "jpeg/codec_form.h"
 #include "picture/draw_my_image.h"
 #include "picture/picture_levels.h"
-#include "tests/picture/import_support.h"
+#include "tests/support/picture_files.h"
 
 namespace lumato::picture {
 namespace {

@@ -10,7 +10,7 @@
 #include "picture/add_pictures.h"
 #include "picture/bitmap_file.h"
 #include "store/store.h"
-#include "tests/picture/import_support.h"
+#include "tests/support/picture_files.h"
 #include "tests/support/recording_status.h"
 
 namespace lumato::picture {

@@ -1,0 +1,39 @@
+// An imported picture.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <vector>
+
+#include "base/error.h"
+#include "base/file.h"
+
+namespace lumato::picture {
+
+// One imported picture and its pixels: 4 bytes per pixel (one ignored, red, green, blue), sRGB, top row first
+// unless the import was asked to flip the rows.
+//
+// `width` and `height` are the picture's own, after its orientation. The pixels may be held smaller (see
+// ScaleNeeded), then heldWidth x heldHeight is what the buffer has, covering the same picture.
+struct BitmapInfo {
+    std::uint32_t width = 0;
+    std::int32_t height = 0;
+    std::uint32_t bitsPerComponent = 8;
+    std::uint32_t bitsPerPixel = 32;
+    std::uint32_t bytesPerRow = 0;  // heldWidth * 4; rows carry no padding
+    std::uint32_t dataSize = 0;     // bytesPerRow * heldHeight
+    std::uint32_t alphaInfo = 6;    // the first byte of each pixel is ignored
+    std::vector<std::uint8_t> pixels;
+    std::int32_t heldWidth = 0;
+    std::int32_t heldHeight = 0;
+};
+
+// How many an import may keep busy: all of them when it is the only one.
+enum class Processors { One, All };
+
+// The largest scale at which poses will draw a picture of this own size (1 is pixel for pixel). The importer
+// holds at least twice that many pixels in each direction, and at most the picture's own.
+using ScaleNeeded = std::function<double(int width, int height)>;
+
+}  // namespace lumato::picture

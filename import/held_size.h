@@ -1,0 +1,41 @@
+// How large a picture may be, and how many of its pixels an import holds. Pure arithmetic.
+#pragma once
+
+#include <cstdint>
+
+#include "import/bitmap_info.h"
+
+namespace lumato::picture {
+
+struct Size {
+    int width = 0;
+    int height = 0;
+
+    bool operator==(const Size&) const = default;
+    [[nodiscard]] std::int64_t Pixels() const { return std::int64_t{width} * height; }
+    [[nodiscard]] Size Swapped() const { return {height, width}; }
+};
+
+// No single row may grow beyond a few megabytes, and no picture may keep its user waiting for more than some
+// seconds, whatever its header claims.
+inline constexpr std::int64_t kMaxSide = 1'000'000;
+inline constexpr std::int64_t kMaxPixels = 1'000'000'000;
+inline constexpr std::int64_t kMaxHeldPixels = 64'000'000;  // 256 MB
+
+// The size as a Size. Errors: Damaged (a side of nothing), TooLarge.
+[[nodiscard]] Result<Size> CheckedSize(std::int64_t width, std::int64_t height,
+                                       std::int64_t maxPixels = kMaxPixels);
+
+// The smallest size at which a picture of this own size may be held.
+[[nodiscard]] Size LeastHeld(Size own, const ScaleNeeded& scaleNeeded);
+
+// The smallest n of 1 to 8 with which a decoding to n/8 (each side rounded up) gives at least `least`, or
+// a smaller one where memory asks for it.
+[[nodiscard]] int EighthsFor(Size own, Size least);
+
+// What is held of a picture decoded as `decoded`: the whole divided by the largest integer that leaves
+// `least`, or by a larger one where memory asks for it. A picture decoded smaller than
+// `least` is held as it is.
+[[nodiscard]] Size HeldSize(Size decoded, Size least);
+
+}  // namespace lumato::picture

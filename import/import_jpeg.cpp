@@ -1,0 +1,63 @@
+#include "import/import_jpeg.h"
+
+#include <vector>
+
+#include "import/colour.h"
+#include "import/jpeg_decoder.h"
+
+namespace lumato::picture {
+namespace {
+
+Result<void> ReadHeldRows(JpegDecoder& decoder, PictureBuilder& builder) {
+    LUMATO_TRY_VOID(decoder.Start(true));
+    while (!builder.Complete())
+        LUMATO_TRY_VOID(decoder.ReadRow(builder.NextRow()));
+    return decoder.Finish();
+}
+
+Result<void> ReadRows(JpegDecoder& decoder, Size decoded, const ColourConverter& colours,
+                      PictureBuilder& builder) {
+    LUMATO_TRY_VOID(decoder.Start());
+    const auto width = static_cast<std::size_t>(decoded.width);
+    std::vector<std::uint8_t> row(width * static_cast<std::size_t>(BytesPerPixel(decoder.Layout())));
+    std::vector<std::uint8_t> rgb(colours.IsIdentity() ? 0 : width * 3);
+    while (!builder.Complete()) {
+        LUMATO_TRY_VOID(decoder.ReadRow(row.data()));
+        if (!colours.IsIdentity())
+            colours.Convert(row.data(), rgb.data(), decoded.width);
+        builder.AddRow(colours.IsIdentity() ? row.data() : rgb.data());
+    }
+    return decoder.Finish();
+}
+
+Result<void> Decode(JpegDecoder& decoder, PictureBuilder& builder) {
+    LUMATO_TRY_VOID(decoder.ReadHeader());
+    const Size own = decoder.OwnSize();
+    const Orientation orientation = ExifOrientation(decoder.Exif());
+    const ColourConverter colours(decoder.Layout(), decoder.Profile());
+    LUMATO_TRY(const Size decoded, decoder.Scale(EighthsFor(own, builder.Least(own, orientation))));
+    LUMATO_TRY_VOID(builder.Begin(own, decoded, orientation));
+    if (colours.IsIdentity() && builder.KeepsRows())
+        return ReadHeldRows(decoder, builder);
+    return ReadRows(decoder, decoded, colours, builder);
+}
+
+}  // namespace
+
+Result<void> ImportJpeg(const PictureFile& file, PictureBuilder& builder, Processors processors) {
+    {
+        using Reading = JpegDecoder::Reading;
+        JpegDecoder decoder(file, processors == Processors::All ? Reading::UsualAhead : Reading::Usual);
+        auto decoded = Decode(decoder, builder);
+        if (!decoder.IsUnusual())
+            return decoded;
+    }
+    return ImportJpegByLibjpeg(file, builder);
+}
+
+Result<void> ImportJpegByLibjpeg(const PictureFile& file, PictureBuilder& builder) {
+    JpegDecoder decoder(file, JpegDecoder::Reading::Any);
+    return Decode(decoder, builder);
+}
+
+}  // namespace lumato::picture

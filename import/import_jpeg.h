@@ -1,0 +1,17 @@
+// JPEG files, decoded at the smallest scale that serves.
+#pragma once
+
+#include "import/picture_builder.h"
+#include "import/picture_file.h"
+
+namespace lumato::picture {
+
+// Baseline and progressive, grey, YCbCr, RGB, CMYK and YCCK; orientation and profile as the file states
+// them. Errors: Damaged (also when the file ends early), TooLarge, Unsupported, Unreadable.
+[[nodiscard]] Result<void> ImportJpeg(const PictureFile& file, PictureBuilder& builder,
+                                      Processors processors);
+
+// The same by libjpeg alone, whose word on every file ImportJpeg() must give: for tests.
+[[nodiscard]] Result<void> ImportJpegByLibjpeg(const PictureFile& file, PictureBuilder& builder);
+
+}  // namespace lumato::picture

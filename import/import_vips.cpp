@@ -1,0 +1,155 @@
+#include "import/import_vips.h"
+
+#include <string>
+#include <system_error>
+
+#include <dlfcn.h>
+
+#include "base/diagnostics.h"
+#include "import/messages.h"
+
+namespace lumato::picture {
+namespace {
+
+// Beside the program, as in a build tree, or where the package puts it.
+std::vector<Path> ModuleFolders() {
+    std::error_code none;
+    const Path program = std::filesystem::read_symlink("/proc/self/exe", none);
+    return {program.parent_path(), LUMATO_MODULE_FOLDER};
+}
+
+Result<const VipsModule*> Module() {
+    static const Result<const VipsModule*> module = LoadVipsModule(ModuleFolders());
+    return module;
+}
+
+ErrorKind KindOf(VipsOutcome outcome) {
+    switch (outcome) {
+        case VipsOutcome::Damaged:
+            return ErrorKind::Damaged;
+        case VipsOutcome::TooLarge:
+            return ErrorKind::TooLarge;
+        default:
+            return ErrorKind::Unsupported;
+    }
+}
+
+// Receives a picture from the module on behalf of a builder.
+class Receiver {
+  public:
+    explicit Receiver(PictureBuilder& builder) : m_builder(builder) {}
+
+    VipsReceiver Table() {
+        return {this,
+                [](void* user, std::int64_t width, std::int64_t height, int orientation) {
+                    return static_cast<Receiver*>(user)->Begin(width, height, orientation);
+                },
+                [](void* user, int width, int height) {
+                    return static_cast<Receiver*>(user)->Decoded({width, height});
+                },
+                [](void* user, const std::uint8_t* rgb) {
+                    static_cast<Receiver*>(user)->m_builder.AddRow(rgb);
+                    return true;
+                },
+                [](void* user) { return static_cast<Receiver*>(user)->MostShrink(); }};
+    }
+
+    // What went wrong on this side.
+    [[nodiscard]] const Error& Failure() const { return m_failure; }
+
+  private:
+    bool Begin(std::int64_t width, std::int64_t height, int orientation) {
+        auto size = CheckedSize(width, height);
+        if (!size) {
+            m_failure = std::move(size).error();
+            return false;
+        }
+        m_stored = *size;
+        m_orientation = OrientationOf(orientation);
+        return true;
+    }
+
+    bool Decoded(Size size) {
+        auto begun = m_builder.Begin(m_stored, size, m_orientation);
+        if (!begun)
+            m_failure = std::move(begun).error();
+        return begun.has_value();
+    }
+
+    int MostShrink() const {
+        const Size least = m_builder.Least(m_stored, m_orientation);
+        return std::min(m_stored.width / least.width, m_stored.height / least.height);
+    }
+
+    PictureBuilder& m_builder;
+    Size m_stored;
+    Orientation m_orientation = Orientation::Upright;
+    Error m_failure{ErrorKind::Damaged, "broken"};
+};
+
+Result<const VipsModule*> OpenModule(const Path& path) {
+    void* const library = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
+    if (!library) {
+        const char* const reason = ::dlerror();
+        return Fail(ErrorKind::Unsupported,
+                    Phrase("READER_NOT_LOADED", "the picture reader for this format cannot be loaded: {0}",
+                           reason ? reason : path.c_str()));
+    }
+    const auto entry = reinterpret_cast<VipsModuleEntry>(::dlsym(library, kVipsModuleEntry));
+    const VipsModule* const module = entry ? entry() : nullptr;
+    if (!module || module->version != kVipsModuleVersion)
+        return Fail(
+            ErrorKind::Unsupported,
+            Phrase("READER_OF_ANOTHER_VERSION", "the picture reader for this format is of another version"));
+    module->setLog([](const char* line) { Diagnose(line); });
+    return module;
+}
+
+}  // namespace
+
+Result<const VipsModule*> LoadVipsModule(const std::vector<Path>& folders) {
+    for (const Path& folder : folders) {
+        const Path path = folder / kVipsModuleName;
+        std::error_code none;
+        if (std::filesystem::exists(path, none))
+            return OpenModule(path);
+    }
+    return Fail(ErrorKind::Unsupported,
+                Phrase("READER_NOT_INSTALLED", "the picture reader for this format is not installed ({0})",
+                       kVipsModuleName));
+}
+
+static Phrase PhraseOf(const VipsMessage& message) {
+    return Phrase(message.key, message.text, message.values[0], message.values[1]);
+}
+
+Result<void> ImportWithVips(const PictureFile& file, PictureBuilder& builder) {
+    LUMATO_TRY(const VipsModule* module, Module());
+    Receiver receiver(builder);
+    const VipsReceiver table = receiver.Table();
+    VipsMessage message{};
+    const VipsOutcome outcome = module->read(file.Descriptor(), file.Size(), &table, &message);
+    if (outcome == VipsOutcome::Stopped)
+        return tl::unexpected(receiver.Failure());
+    if (outcome != VipsOutcome::Done)
+        return Fail(KindOf(outcome), PhraseOf(message));
+    if (!builder.Complete())
+        return Fail(ErrorKind::Damaged, kCutOff);
+    return {};
+}
+
+Result<std::vector<std::uint8_t>> EncodePng(int width, int height, ByteSpan pixels) {
+    LUMATO_TRY(const VipsModule* module, Module());
+    VipsMessage message{};
+    void* data = nullptr;
+    std::size_t size = 0;
+    const VipsOutcome outcome = module->encodePng(pixels.data(), width, height, &data, &size, &message);
+    if (outcome != VipsOutcome::Done)
+        return Fail(KindOf(outcome), PhraseOf(message));
+    const auto* const bytes = static_cast<const std::uint8_t*>(data);
+    std::vector<std::uint8_t> png(bytes, bytes + size);
+    module->release(data);
+    return png;
+}
+
+}  // namespace lumato::picture

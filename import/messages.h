@@ -1,0 +1,12 @@
+// Why a file is no picture, where several readers say it.
+#pragma once
+
+#include "base/phrase.h"
+
+namespace lumato::picture {
+
+inline constexpr Words kCutOff{"CUT_OFF", "cut off: the file ends early"};
+inline constexpr Words kBroken{"BROKEN", "broken: {0}"};
+inline constexpr Words kBeyondMemory{"BEYOND_MEMORY", "too large for this computer's memory"};
+
+}  // namespace lumato::picture

@@ -1,0 +1,223 @@
+#include <cmath>
+#include <limits>
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "import/held_size.h"
+#include "import/import_vips.h"
+#include "import/picture_builder.h"
+#include "tests/support/picture_files.h"
+
+namespace lumato::picture {
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+using PictureImport = ImportTest;
+constexpr int kLossy = 25;
+
+TEST_F(PictureImport, EveryFormat) {
+    for (const char* name :
+         {"png", "webp", "tif", "gif", "heic", "avif", "jxl", "jpg", "palette.png", "interlaced.png"}) {
+        SCOPED_TRACE(name);
+        const Path file = SampleFile(std::string("quarters.") + name);
+        EXPECT_TRUE(IsPicture(file));
+        ASSERT_EQ(Outcome(Read(file)), "fine");
+        EXPECT_EQ(m_info.width, 96U);
+        EXPECT_EQ(m_info.height, 64);
+        EXPECT_EQ(m_info.dataSize, 96U * 64 * 4);
+        EXPECT_EQ(m_info.pixels.size(), 96U * 64 * 4);
+        ExpectQuarters(m_info, OrientedQuarters(1), kLossy);
+
+        ASSERT_EQ(Outcome(Read(file, 0.1)), "fine");
+        EXPECT_EQ(m_info.width, 96U);
+        EXPECT_GE(m_info.heldWidth, 20);
+        EXPECT_LE(m_info.heldWidth, 24);
+        ExpectQuarters(m_info, OrientedQuarters(1), kLossy);
+    }
+}
+
+TEST_F(PictureImport, AllOrientationsAtAnyScaleAndRowOrder) {
+    for (const std::string suffix : {"jpg", "webp", "tif"}) {
+        for (int orientation = 0; orientation <= 9; ++orientation) {
+            const Path file = m_folder / (std::to_string(orientation) + suffix);
+            const bool jpeg = suffix == "jpg";
+            const int shown = orientation % 9 == 0 ? 1 : orientation;
+            Put(file, jpeg ? MakeJpeg(Quarters(96, 64), {.orientation = orientation})
+                           : WithOrientation(Sample("quarters." + suffix), orientation));
+            for (const double scale : {1.0, 0.2, 0.1, 0.05}) {
+                if (!jpeg && scale < 0.1)
+                    continue;  // too small to tell quarters of lossy colours apart
+                SCOPED_TRACE(testing::Message() << file << " scale " << scale);
+                ASSERT_EQ(Outcome(Read(file, scale)), "fine");
+                EXPECT_EQ(m_info.width, shown >= 5 ? 64U : 96U);
+                EXPECT_EQ(m_info.height, shown >= 5 ? 96 : 64);
+                ExpectQuarters(m_info, OrientedQuarters(shown), jpeg ? 12 : kLossy);
+
+                ASSERT_EQ(Outcome(Read(file, scale, true)), "fine");
+                const auto [topLeft, topRight, bottomLeft, bottomRight] = OrientedQuarters(shown);
+                ExpectQuarters(m_info, {bottomLeft, bottomRight, topLeft, topRight}, jpeg ? 12 : kLossy);
+            }
+        }
+    }
+}
+
+TEST_F(PictureImport, WhatIsHeldFollowsTheSidesAsShown) {
+    const Path file = m_folder / "p.jpg";
+    Put(file, MakeJpeg(Quarters(800, 400), {.orientation = 6}));
+    const auto fiftyAcross = [](int width, int) { return 50.0 / width; };
+    ASSERT_EQ(Outcome(CreateMyImage(file, false, fiftyAcross, m_info)), "fine");
+    EXPECT_EQ(m_info.heldWidth, 100);
+    EXPECT_EQ(m_info.heldHeight, 200);
+}
+
+TEST_F(PictureImport, ProfilesDepthsAndTransparency) {
+    const struct {
+        const char* name;
+        Colour colour;
+        int tolerance;
+    } rows[] = {
+        // Red by a profile whose red is sRGB's blue, and by one that is none.
+        {"swapped.png", kBlue, 12},        {"swapped.tif", kBlue, 12},
+        {"swapped.webp", kBlue, 12},       {"swapped.heic", kBlue, 12},
+        {"broken.tif", kRed, 0},           {"deep.png", {200, 100, 50}, 1},  // 16 bits per sample
+        {"rgba.png", {40, 20, 10}, 1},                                       // a fifth of it, on black
+        {"greya.png", {100, 100, 100}, 1}, {"grey.png", {200, 200, 200}, 1},
+    };
+    for (const auto& row : rows) {
+        ASSERT_EQ(Outcome(Read(SampleFile(row.name))), "fine") << row.name;
+        EXPECT_TRUE(Near(At(m_info, 4, 4), row.colour, row.tolerance))
+            << row.name << testing::PrintToString(At(m_info, 4, 4));
+    }
+}
+
+TEST_F(PictureImport, OnlyTheFirstPictureOfAnAnimation) {
+    // Two pictures of 96 x 32 in one file: red and green first, blue and white second.
+    ASSERT_EQ(Outcome(Read(SampleFile("pages.gif"))), "fine");
+    EXPECT_EQ(m_info.width, 96U);
+    ASSERT_TRUE(m_info.height == 32 || m_info.height == 64);
+    EXPECT_TRUE(Near(At(m_info, 10, m_info.height - 1), m_info.height == 32 ? kRed : kBlue, 12));
+}
+
+TEST_F(PictureImport, TruncationIsNeverSilent) {
+    for (const char* name : {"png", "webp", "tif", "gif", "heic", "avif", "jxl"}) {
+        const Bytes sound = Sample(std::string("noise.") + name);
+        ASSERT_EQ(Outcome(Read(sound)), "fine") << name;
+        const Bytes whole = m_info.pixels;
+        for (std::size_t size = 40; size < sound.size(); size += sound.size() / 12) {
+            const auto result = Read(Bytes(sound.begin(), sound.begin() + static_cast<std::ptrdiff_t>(size)));
+            if (result)
+                EXPECT_EQ(m_info.pixels, whole) << name << " cut at " << size << " of " << sound.size();
+            else
+                EXPECT_THAT(Outcome(result), testing::MatchesRegex("(Damaged|Unsupported): .+")) << name;
+        }
+    }
+}
+
+TEST_F(PictureImport, NotAPicture) {
+    Put(m_folder / "text", Bytes{'B', 'M', ' ', 't', 'e', 'x', 't', '\n'});
+    Put(m_folder / "empty", {});
+    Put(m_folder / "bare.png", Bytes{0x89, 'P', 'N', 'G', 13, 10, 26, 10, 0, 0, 0, 13});
+    ASSERT_EQ(::mkfifo((m_folder / "pipe").c_str(), 0600), 0);
+    const struct {
+        Path file;
+        const char* outcome;
+    } rows[] = {
+        {m_folder / "text", "Unsupported: not a picture in any known format"},
+        {m_folder / "empty", "Unsupported: the file is empty"},
+        {m_folder / "pipe", "Unreadable: is a device or a pipe, not a file"},
+        {"/dev/zero", "Unreadable: is a device or a pipe, not a file"},
+        {m_folder / "", "Unreadable: is a folder"},
+        {m_folder / "missing", "NotFound: No such file or directory"},
+        {m_folder / "text" / "below", "NotFound: Not a directory"},
+    };
+    for (const auto& row : rows) {
+        m_info.pixels.resize(4);
+        EXPECT_EQ(Outcome(Read(row.file)), row.outcome);
+        EXPECT_TRUE(m_info.pixels.empty());
+        EXPECT_FALSE(IsPicture(row.file)) << row.file;
+    }
+    EXPECT_THAT(Outcome(Read(m_folder / "bare.png")), StartsWith("Damaged: "));
+    if (::geteuid() != 0) {
+        ::chmod((m_folder / "text").c_str(), 0);
+        EXPECT_EQ(Outcome(Read(m_folder / "text")), "Unreadable: Permission denied");
+    }
+}
+
+// Formats that libvips would read by readers not meant for files of unknown origin.
+TEST_F(PictureImport, UntrustedReadersAreOff) {
+    const std::string svg = "<svg xmlns='http://www.w3.org/2000/svg' width='9' height='9'/>";
+    const std::string ppm = "P6 1 1 255\nabc";
+    const std::string pdf = "%PDF-1.4\n";
+    for (const std::string& text : {svg, ppm, pdf}) {
+        Put(m_folder / "p", Bytes(text.begin(), text.end()));
+        EXPECT_THAT(Outcome(Read(m_folder / "p")), StartsWith("Unsupported: "));
+    }
+}
+
+TEST_F(PictureImport, AnyFileName) {
+    for (const char* name : {"a b\n.png", "\xFF\xFE.png", "p.png[page=7]", "\xC3\xA8\".png", "%s%n", "-o"}) {
+        std::filesystem::copy_file(SampleFile("quarters.png"), m_folder / name);
+        EXPECT_EQ(Outcome(Read(m_folder / name)), "fine") << name;
+        EXPECT_TRUE(IsPicture(m_folder / name));
+    }
+}
+
+TEST_F(PictureImport, MissingModuleIsNamed) {
+    const auto module = LoadVipsModule({m_folder / "a", m_folder / "b"});
+    ASSERT_FALSE(module);
+    EXPECT_EQ(module.error().kind, ErrorKind::Unsupported);
+    EXPECT_THAT(module.error().message.English(), HasSubstr("not installed"));
+    Put(m_folder / kVipsModuleName, Bytes{'x'});
+    EXPECT_EQ(LoadVipsModule({m_folder / ""}).error().kind, ErrorKind::Unsupported);
+}
+
+TEST(HeldSize, ArithmeticOfReduction) {
+    EXPECT_EQ(HeldSize({1000, 500}, {1000, 500}), (Size{1000, 500}));
+    EXPECT_EQ(HeldSize({1000, 500}, {501, 251}), (Size{1000, 500}));
+    EXPECT_EQ(HeldSize({1000, 500}, {333, 167}), (Size{500, 250}));
+    EXPECT_EQ(HeldSize({1001, 501}, {100, 51}), (Size{112, 56}));
+    EXPECT_EQ(HeldSize({1, 30'000}, {1, 600}), (Size{1, 30'000}));
+    // At most 64 million pixels, whatever is asked for.
+    EXPECT_EQ(HeldSize({16'000, 10'000}, {16'000, 10'000}), (Size{8'000, 5'000}));
+    EXPECT_EQ(HeldSize({8'000, 8'000}, {8'000, 8'000}), (Size{8'000, 8'000}));
+    EXPECT_EQ(HeldSize({1'000'000, 1'000}, {1'000'000, 1'000}), (Size{250'000, 250}));
+
+    // A decoder that scales comes closer to that bound than whole divisors do.
+    EXPECT_EQ(EighthsFor({13'339, 7'502}, {13'339, 7'502}), 6);
+    EXPECT_EQ(EighthsFor({13'339, 7'502}, {1'600, 960}), 2);
+    EXPECT_EQ(EighthsFor({40'000, 25'000}, {40'000, 25'000}), 2);
+    EXPECT_EQ(HeldSize({10'005, 5'627}, {13'339, 7'502}), (Size{10'005, 5'627}));
+
+    const double odd[] = {0.0, -1.0, std::numeric_limits<double>::quiet_NaN(),
+                          std::numeric_limits<double>::infinity()};
+    const int widths[] = {1, 1, 70, 70};
+    for (int i = 0; i < 4; ++i)
+        EXPECT_EQ(LeastHeld({70, 7}, [&](int, int) { return odd[i]; }).width, widths[i]);
+    EXPECT_EQ(LeastHeld({4000, 3000}, [](int, int) { return 0.1; }), (Size{800, 600}));
+}
+
+TEST(AreaReducer, MeansAreExactWhereSizesDoNotDivide) {
+    AreaReducer reducer({5, 3}, {2, 2});
+    const Bytes rows[] = {{10, 0, 0, 20, 0, 0, 30, 0, 0, 40, 0, 0, 50, 0, 0},
+                          {10, 0, 0, 20, 0, 0, 30, 0, 0, 40, 0, 0, 50, 0, 0},
+                          {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}};
+    EXPECT_FALSE(reducer.Add(rows[0].data()));
+    ASSERT_TRUE(reducer.Add(rows[1].data()));
+    // Two and a half pixels each: (10 + 20 + 15) / 2.5 and (15 + 40 + 50) / 2.5.
+    EXPECT_EQ(reducer.Row()[0], 18);
+    EXPECT_EQ(reducer.Row()[3], 42);
+    ASSERT_TRUE(reducer.Add(rows[2].data()));
+    // A third of the lower row is the upper half of row 1.
+    EXPECT_EQ(reducer.Row()[0], 6);
+    EXPECT_EQ(reducer.Row()[3], 14);
+}
+
+}  // namespace
+}  // namespace lumato::picture
