@@ -10,8 +10,7 @@
 // in the fastest tenth of its rounds. Of these pictures there are a thousand at least, and 30 rounds at
 // least.
 //
-// Usage: codec_bench [--rounds N] [--form NAME] [--pixels MILLIONS] [--search] [folder of photographs]
-// With --search, the search for the quality alone.
+// Usage: codec_bench [--rounds N] [--form NAME] [--pixels MILLIONS] [folder of photographs]
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -34,7 +33,6 @@
 #include "jpeg/codec_form.h"
 #include "jpeg/decoder.h"
 #include "jpeg/encoder.h"
-#include "jpeg/quality_search.h"
 
 namespace lumato::jpeg {
 namespace {
@@ -296,55 +294,6 @@ class Comparison {
     tjhandle m_decompressor = tjInitDecompress();
 };
 
-// ---- the search for the quality that fits
-
-// Beside one encoding at the quality that it finds. The budgets lie anywhere between that quality's size and
-// the next higher one's.
-void PrintSearch(const std::vector<Photograph>& photographs) {
-    constexpr int kWidth = 800;
-    constexpr int kHeight = 480;
-    constexpr int kMode = 3;
-    constexpr int kBudgets = 5;  // per picture: a guess that is off costs much, and luck would show
-    const std::vector<Bytes> pictures = Pieces(photographs, kWidth, kHeight);
-    Bytes out(MaximumStreamSize(kWidth, kHeight, kMode));
-    const auto encode = [&](std::size_t picture, int quality) {
-        int size = 0;
-        if (!CVaskJpegEncoder(quality).CompressImage(pictures[picture].data(), out.data(), kWidth, kHeight,
-                                                     size, kMode))
-            Stop("the encoder refused a picture");
-        return size;
-    };
-    std::printf(
-        "\n| search from 90 downwards, 800 x 480, 4:2:0 | ms | times one encoding |\n|---|---|---|\n");
-    std::mt19937 random(2);
-    for (int quality = 90; quality > 0; quality -= 10) {
-        struct Trial {
-            std::size_t picture;
-            int budget;
-        };
-        std::vector<Trial> trials;
-        for (std::size_t i = 0; i < pictures.size(); ++i) {
-            const int least = encode(i, quality);
-            const int above = quality == 90 ? least * 3 / 2 : encode(i, quality + 10);
-            // A smooth picture may take no more at the higher quality.
-            for (int n = 0; n < kBudgets && above > least; ++n)
-                trials.push_back(
-                    {i, least + static_cast<int>(random() % static_cast<unsigned>(above - least))});
-        }
-        std::shuffle(trials.begin(), trials.end(), random);
-        const Way search = [&](std::size_t i) {
-            const auto& [picture, budget] = trials[i];
-            QualitySearch trial(pictures[picture].data(), out.data(), kWidth, kHeight, kMode);
-            if (trial.Run(90, 10, budget)->quality != quality)
-                Stop("the search found another quality");
-        };
-        const Outcome outcome =
-            Compare(trials.size(), {search, [&](std::size_t i) { encode(trials[i].picture, quality); }});
-        std::printf("| ends at %d | %.3f | %.2f |\n", quality, outcome.ours, 1 / outcome.ratio);
-        std::fflush(stdout);
-    }
-}
-
 // ---- the table
 
 void PrintTable(const std::vector<Photograph>& photographs) {
@@ -392,7 +341,6 @@ void PrintTable(const std::vector<Photograph>& photographs) {
 
 int main(int argc, char** argv) {
     using namespace lumato::jpeg;
-    bool isSearchAlone = false;
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--rounds") == 0 && i + 1 < argc)
             rounds = std::max(1, std::atoi(argv[++i]));
@@ -401,8 +349,6 @@ int main(int argc, char** argv) {
         else if (std::strcmp(argv[i], "--form") == 0 && i + 1 < argc) {
             if (!UseCodecForm(argv[++i]))
                 Stop("no such form here");
-        } else if (std::strcmp(argv[i], "--search") == 0) {
-            isSearchAlone = true;
         } else {
             photographFolder = argv[i];
         }
@@ -412,9 +358,6 @@ int main(int argc, char** argv) {
         "at 128 x 128 its 9th decile.\n\n",
         UsesVectors() ? "with vectors" : "plain");
     const auto photographs = LoadPhotographs();
-    if (!isSearchAlone)
-        PrintTable(photographs);
-    if (UsesVectors())
-        PrintSearch(photographs);
+    PrintTable(photographs);
     return 0;
 }

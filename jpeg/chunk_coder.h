@@ -27,9 +27,6 @@ class ChunkCoder {
         m_position.mcuEntry = mcuTable;
     }
 
-    // From now on, bounds of what MCUs take at higher qualities go there (CodingPosition::leastBits).
-    void KeepBounds(std::uint16_t* leastBits) { m_position.leastBits = leastBits; }
-
     void Code(int mcus, const ChunkCoefficients& coefficients) {
         m_mcusLeft -= static_cast<std::size_t>(mcus);
         if (m_mcusLeft < kCodingOverrun)

@@ -11,7 +11,7 @@
 
 #include "jpeg/bitmap_header.h"
 #if HWY_TARGET != HWY_SCALAR
-#include "jpeg/vector_count.inl.h"
+#include "jpeg/vector_code.inl.h"
 #include "jpeg/vector_forward.inl.h"
 
 HWY_BEFORE_NAMESPACE();
@@ -93,12 +93,6 @@ namespace lumato::jpeg::HWY_NAMESPACE {
 void TransformChunkHere(const SourcePicture&, const McuGrid&, int, int, ChunkCoefficients&) {}
 void CodeChunkHere(const std::array<const FastCoding*, 2>&, const McuGrid&, int, const ChunkCoefficients&,
                    CodingPosition&) {}
-void CountChunkHere(const std::array<const FastCoding*, 2>&, const McuGrid&, int, const ChunkCoefficients&,
-                    SizeCount&) {}
-std::size_t BoundSizesHere(const std::array<FirstCoding, 2>&, const FirstCoefficients&, const std::uint16_t*,
-                           std::uint16_t*) {
-    return 0;
-}
 void QuantizeBlocksHere(const WordQuantizer&, std::size_t, std::int16_t*, std::uint64_t*) {}
 std::size_t BlocksPerGroupHere() {
     return 1;
@@ -111,24 +105,16 @@ namespace lumato::jpeg {
 
 HWY_EXPORT(TransformChunkHere);
 HWY_EXPORT(CodeChunkHere);
-HWY_EXPORT(CountChunkHere);
-HWY_EXPORT(BoundSizesHere);
 HWY_EXPORT(QuantizeBlocksHere);
 HWY_EXPORT(BlocksPerGroupHere);
 
-WordDivisor::WordDivisor(std::uint32_t divisor) {
-    const auto s = static_cast<int>(std::bit_width(divisor - 1)) + 1;
-    half4 = static_cast<std::uint16_t>(divisor / 2 * 4);
-    reciprocal = static_cast<std::uint16_t>((std::uint32_t{1} << (14 + s)) / divisor + 1);
-    shift = static_cast<std::uint16_t>(1U << (16 - s));
-}
-
 WordQuantizer::WordQuantizer(const QuantTable& table) {
     for (std::size_t k = 0; k < 64; ++k) {
-        const WordDivisor divisor(DivisorOf(table[k], aanscales[k]));
-        half4[k] = divisor.half4;
-        reciprocal[k] = divisor.reciprocal;
-        shift[k] = divisor.shift;
+        const std::uint32_t divisor = DivisorOf(table[k], aanscales[k]);
+        const auto s = static_cast<int>(std::bit_width(divisor - 1)) + 1;
+        half4[k] = static_cast<std::uint16_t>(divisor / 2 * 4);
+        reciprocal[k] = static_cast<std::uint16_t>((std::uint32_t{1} << (14 + s)) / divisor + 1);
+        shift[k] = static_cast<std::uint16_t>(1U << (16 - s));
         largest[k] = LargestMagnitude(k);
     }
 }
@@ -141,16 +127,6 @@ void TransformChunk(const SourcePicture& source, const McuGrid& grid, int chunk,
 void CodeChunk(const std::array<const FastCoding*, 2>& codings, const McuGrid& grid, int mcus,
                const ChunkCoefficients& coefficients, CodingPosition& position) {
     HWY_DYNAMIC_DISPATCH(CodeChunkHere)(codings, grid, mcus, coefficients, position);
-}
-
-void CountChunk(const std::array<const FastCoding*, 2>& codings, const McuGrid& grid, int mcus,
-                const ChunkCoefficients& coefficients, SizeCount& count) {
-    HWY_DYNAMIC_DISPATCH(CountChunkHere)(codings, grid, mcus, coefficients, count);
-}
-
-std::size_t BoundSizes(const std::array<FirstCoding, 2>& codings, const FirstCoefficients& firsts,
-                       const std::uint16_t* leastBits, std::uint16_t* bytes) {
-    return HWY_DYNAMIC_DISPATCH(BoundSizesHere)(codings, firsts, leastBits, bytes);
 }
 
 void QuantizeBlocks(const WordQuantizer& quantizer, std::size_t blocks, std::int16_t* coefficients,

@@ -7,9 +7,7 @@
 #include <cstdint>
 
 #include "jpeg/chunk.h"
-#include "jpeg/first_coefficients.h"
 #include "jpeg/forward_dct.h"
-#include "jpeg/size_codes.h"
 #include "jpeg/value_codes.h"
 
 namespace lumato::jpeg {
@@ -26,22 +24,13 @@ void TransformChunk(const SourcePicture& source, const McuGrid& grid, int chunk,
                     ChunkCoefficients& coefficients);
 
 // Division by multiplication in 16 bits, for dividends below 2^14 and divisors from 1 to 4096:
-// (4 * dividend * reciprocal >> 16) * shift >> 16.
-struct WordDivisor {
-    explicit WordDivisor(std::uint32_t divisor);
-
-    std::uint16_t half4;       // 4 times half the divisor, rounded down
-    std::uint16_t reciprocal;  // 2^(14 + s) / divisor, rounded down, plus 1 (s: see shift)
-    std::uint16_t shift;       // 2^(16 - s), where 2^(s - 1) is the divisor or the next above it
-};
-
-// Those of all coefficients.
+// ((4 * dividend + half4) * reciprocal >> 16) * shift >> 16.
 struct WordQuantizer {
     explicit WordQuantizer(const QuantTable& table);
 
-    alignas(16) std::uint16_t half4[64];
-    alignas(16) std::uint16_t reciprocal[64];
-    alignas(16) std::uint16_t shift[64];
+    alignas(16) std::uint16_t half4[64];       // 4 times half the divisor, rounded down
+    alignas(16) std::uint16_t reciprocal[64];  // 2^(14 + s) / divisor, rounded down, plus 1 (s: see shift)
+    alignas(16) std::uint16_t shift[64];    // 2^(16 - s), where 2^(s - 1) is the divisor or the next above it
     alignas(16) std::uint16_t largest[64];  // magnitude
 };
 
@@ -50,7 +39,6 @@ struct FastCoding {
     WordQuantizer quantizer;
     const ValueCodes* dc;
     const ValueCodes* ac;
-    const SizeCodes* sizes;
 };
 
 // Where coding stands between two chunks.
@@ -59,9 +47,6 @@ struct CodingPosition {
     std::uint8_t* out = nullptr;
     std::ptrdiff_t moved = 0;          // how much further on the coded data will stand than `out` says
     std::uint8_t* mcuEntry = nullptr;  // where the next entry of the MCU table goes; null without one
-    // Where the next MCU's bound goes, in bits: what its coefficients but the first of each block take at
-    // least at any quality from this one upwards. Null: nobody asks.
-    std::uint16_t* leastBits = nullptr;
 };
 
 // Quantizes the first `mcus` MCUs of a chunk and codes them. Up to kCodingOverrun bytes behind the
@@ -69,31 +54,6 @@ struct CodingPosition {
 inline constexpr std::size_t kCodingOverrun = 8;
 void CodeChunk(const std::array<const FastCoding*, 2>& codings, const McuGrid& grid, int mcus,
                const ChunkCoefficients& coefficients, CodingPosition& position);
-
-// Where counting stands between two chunks.
-struct SizeCount {
-    std::array<int, 3> predictors{};
-    std::size_t bytes = 0;               // of the MCUs so far
-    std::uint16_t* leastBits = nullptr;  // as CodingPosition's
-    // More than 1: pieces of so many MCUs lie side by side in the chunk. What a piece begins with is
-    // predicted from within it: what lies beside it is not its neighbour in the picture.
-    std::size_t tileMcus = 0;
-};
-
-// Counts what CodeChunk() would write.
-void CountChunk(const std::array<const FastCoding*, 2>& codings, const McuGrid& grid, int mcus,
-                const ChunkCoefficients& coefficients, SizeCount& count);
-
-// Bounds from below what all MCUs of a picture take, from the bounds of all but their first coefficients:
-// those are quantized again, and exact but for differences above 255. Writes the bytes of each MCU, and
-// returns their sum. `leastBits` and `bytes` have room for kFirstsPadding MCUs more.
-struct FirstCoding {
-    WordDivisor divisor;
-    const SizeCodes* sizes;
-};
-[[nodiscard]] std::size_t BoundSizes(const std::array<FirstCoding, 2>& codings,
-                                     const FirstCoefficients& firsts, const std::uint16_t* leastBits,
-                                     std::uint16_t* bytes);
 
 // The quantization alone, of `blocks` blocks, for tests; sets bit k of a block's mask where its coefficient k
 // (natural order) is not 0.

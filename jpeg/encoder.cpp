@@ -73,9 +73,9 @@ const CodeTables& Codes() {
 }
 struct FastCodeTables {
     ValueCodes luminanceDc{Codes().luminanceDc};
-    ValueCodes luminanceAc{Codes().luminanceAc, StandardSizes()[kLuminance]};
+    ValueCodes luminanceAc{Codes().luminanceAc};
     ValueCodes chrominanceDc{Codes().chrominanceDc};
-    ValueCodes chrominanceAc{Codes().chrominanceAc, StandardSizes()[kChrominance]};
+    ValueCodes chrominanceAc{Codes().chrominanceAc};
 };
 const FastCodeTables& FastCodes() {
     static const FastCodeTables tables;
@@ -98,36 +98,55 @@ CVaskJpegEncoder::CVaskJpegEncoder(int quality)
               ScaleTable(std_chrominance_quant_tbl, m_scaleFactor)},
       m_coding{BlockCoding{Quantizer(m_quant[kLuminance]), &Codes().luminanceDc, &Codes().luminanceAc},
                BlockCoding{Quantizer(m_quant[kChrominance]), &Codes().chrominanceDc, &Codes().chrominanceAc}},
-      m_fastCoding{FastCoding{WordQuantizer(m_quant[kLuminance]), &FastCodes().luminanceDc,
-                              &FastCodes().luminanceAc, &StandardSizes()[kLuminance]},
-                   FastCoding{WordQuantizer(m_quant[kChrominance]), &FastCodes().chrominanceDc,
-                              &FastCodes().chrominanceAc, &StandardSizes()[kChrominance]}} {}
+      m_fastCoding{
+          FastCoding{WordQuantizer(m_quant[kLuminance]), &FastCodes().luminanceDc, &FastCodes().luminanceAc},
+          FastCoding{WordQuantizer(m_quant[kChrominance]), &FastCodes().chrominanceDc,
+                     &FastCodes().chrominanceAc}} {}
 
 bool CVaskJpegEncoder::CompressImage(const unsigned char* source, unsigned char* destination, int width,
                                      int height, int& outputSize, int mode) const {
-    if (source == nullptr || destination == nullptr || !CanEncode(width, height))
-        return false;
-    const SourcePicture picture{source, width, height};
-    const McuGrid grid = GridOf(width, height, mode);
+    const auto size =
+        CompressWithin({source, width, height}, destination, mode, std::numeric_limits<int>::max());
+    outputSize = size.value_or(outputSize);
+    return size.has_value();
+}
+
+std::optional<int> CVaskJpegEncoder::CompressWithin(const SourcePicture& source, std::uint8_t* destination,
+                                                    int mode, int budget) const {
+    if (source.pixels == nullptr || destination == nullptr || !CanEncode(source.width, source.height))
+        return std::nullopt;
+    const McuGrid grid = GridOf(source.width, source.height, mode);
     std::uint8_t* const mcuTable = (mode & kOmitMcuTable) == 0 ? destination + G_TableMCUOffSet : nullptr;
-    std::uint8_t* const coded = WriteJpegHeader(destination, width, height, mode);
-    const std::uint8_t* const end = UsesVectors() ? CodeInVectors(picture, grid, mcuTable, coded)
-                                                  : CodePlainly(picture, grid, mcuTable, coded);
-    const std::ptrdiff_t size = end - destination;
-    if (size > std::numeric_limits<int>::max())
-        return false;
-    outputSize = static_cast<int>(size);
-    return true;
+    std::uint8_t* const coded = WriteJpegHeader(destination, source.width, source.height, mode);
+    const std::ptrdiff_t room = budget - (coded - destination);
+    const std::uint8_t* const end = UsesVectors() ? CodeInVectors(source, grid, mcuTable, coded, room)
+                                                  : CodePlainly(source, grid, mcuTable, coded, room);
+    if (end - coded > room)
+        return std::nullopt;
+    return static_cast<int>(end - destination);
+}
+
+// Encoding again and again takes little: where the budget ends early, so does coding.
+std::optional<int> EncodeWithin(const SourcePicture& source, std::uint8_t* destination, int mode,
+                                int& quality, int step, int budget) {
+    for (;; quality -= step) {
+        const bool isLast = quality - step <= 0;
+        const auto size = CVaskJpegEncoder(quality).CompressWithin(
+            source, destination, mode, isLast ? std::numeric_limits<int>::max() : budget);
+        if (size || isLast)
+            return size;
+    }
 }
 
 std::uint8_t* CVaskJpegEncoder::CodePlainly(const SourcePicture& source, const McuGrid& grid,
-                                            std::uint8_t* mcuTable, std::uint8_t* out) const {
+                                            std::uint8_t* mcuTable, std::uint8_t* out,
+                                            std::ptrdiff_t room) const {
     McuTable table(mcuTable);
     BitWriter bits(out);
     McuSampler sampler(source.pixels, source.width, source.height, grid);
     McuBlocks samples;
     std::array<int, 3> predictors{};
-    for (int mcuY = 0; mcuY < grid.mcusDown; ++mcuY) {
+    for (int mcuY = 0; mcuY < grid.mcusDown && bits.Position() - out <= room; ++mcuY) {
         for (int mcuX = 0; mcuX < grid.mcusAcross; ++mcuX) {
             sampler.Sample(mcuX, mcuY, samples);
             if (mcuTable != nullptr)
@@ -139,10 +158,11 @@ std::uint8_t* CVaskJpegEncoder::CodePlainly(const SourcePicture& source, const M
 }
 
 std::uint8_t* CVaskJpegEncoder::CodeInVectors(const SourcePicture& source, const McuGrid& grid,
-                                              std::uint8_t* mcuTable, std::uint8_t* out) const {
+                                              std::uint8_t* mcuTable, std::uint8_t* out,
+                                              std::ptrdiff_t room) const {
     ChunkCoder coder(FastCodings(), grid, mcuTable, out);
     ChunkCoefficients coefficients;
-    for (int mcuY = 0; mcuY < grid.mcusDown; ++mcuY) {
+    for (int mcuY = 0; mcuY < grid.mcusDown && coder.End() - out <= room; ++mcuY) {
         for (int chunk = 0; chunk < ChunksAcross(grid); ++chunk) {
             TransformChunk(source, grid, chunk, mcuY, coefficients);
             coder.Code(McusIn(grid, chunk), coefficients);

@@ -7,6 +7,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 
 #include "jpeg/encode_vectors.h"
 #include "jpeg/forward_dct.h"
@@ -29,11 +30,12 @@ class CVaskJpegEncoder {
     // int holds. Requires: the destination holds MaximumStreamSize() bytes.
     bool CompressImage(const unsigned char* source, unsigned char* destination, int width, int height,
                        int& outputSize, int mode) const;
+    // The same within `budget` bytes: the size, or nothing. A stream that takes more is given up where it
+    // does.
+    [[nodiscard]] std::optional<int> CompressWithin(const SourcePicture& source, std::uint8_t* destination,
+                                                    int mode, int budget) const;
 
   private:
-    friend class BoundedEncoding;  // these two code from the same tables
-    friend class QualitySearch;
-
     // What the blocks of one kind have in common in the plain form; [0] is luminance, [1] chrominance.
     struct BlockCoding {
         Quantizer quantizer;
@@ -50,17 +52,24 @@ class CVaskJpegEncoder {
     // Codes one MCU with its fill bits. `predictors`: the last DC values of Y, Cb and Cr.
     void CompressOneTile(const McuBlocks& samples, int lumaBlocks, std::array<int, 3>& predictors,
                          BitWriter& bits) const;
-    // Code all MCUs; they return the end of the coded data. `mcuTable`: null without one.
+    // Code MCUs from `out` on, until all are coded or there are more than `room` bytes; they return the end
+    // of the coded data. `mcuTable`: null without one.
     std::uint8_t* CodePlainly(const SourcePicture& source, const McuGrid& grid, std::uint8_t* mcuTable,
-                              std::uint8_t* out) const;
+                              std::uint8_t* out, std::ptrdiff_t room) const;
     std::uint8_t* CodeInVectors(const SourcePicture& source, const McuGrid& grid, std::uint8_t* mcuTable,
-                                std::uint8_t* out) const;
+                                std::uint8_t* out, std::ptrdiff_t room) const;
 
     std::uint16_t m_scaleFactor;
     std::array<QuantTable, 2> m_quant;
     std::array<BlockCoding, 2> m_coding;
     std::array<FastCoding, 2> m_fastCoding;
 };
+
+// Encodes at the first of the qualities `quality`, `quality` - `step`, ... above 0 whose stream has at most
+// `budget` bytes, else at the last one, and sets `quality` to it; `quality` itself counts whatever it is. The
+// size, or nothing when the picture cannot be encoded.
+[[nodiscard]] std::optional<int> EncodeWithin(const SourcePicture& source, std::uint8_t* destination,
+                                              int mode, int& quality, int step, int budget);
 
 // The largest stream that a picture of this size can become, in bytes; 0 for a size that cannot be encoded.
 [[nodiscard]] std::size_t MaximumStreamSize(int width, int height, int mode);

@@ -26,7 +26,7 @@ struct GroupMasks {
     std::uint8_t rows[8 * kGroup + 8];
 };
 
-// Division of a vector of coefficients; the vectors that belong to the divisors are those of WordDivisor.
+// Division of a vector of coefficients, by those of a WordQuantizer.
 HWY_INLINE UnsignedWords QuantizedMagnitude(Words value, UnsignedWords half4, UnsignedWords reciprocal,
                                             UnsignedWords shift) {
     const UnsignedWords magnitude = hn::BitCast(UnsignedWordTag(), hn::Abs(value));
@@ -93,33 +93,29 @@ class FastBitWriter {
 };
 
 // Appends the code of a value's category, whose symbol has `run` in its upper half, with the additional bits.
-// Returns the symbol's entry.
-HWY_INLINE std::uint64_t PutValue(const ValueCodes& codes, unsigned run, int value, FastBitWriter& bits) {
+HWY_INLINE void PutValue(const ValueCodes& codes, unsigned run, int value, FastBitWriter& bits) {
     const auto negative = static_cast<unsigned>(value >> 31);
     const auto category =
         static_cast<unsigned>(std::bit_width((static_cast<unsigned>(value) ^ negative) - negative));
-    const std::uint64_t entry = codes[run << 4 | category];
+    const std::uint32_t entry = codes[run << 4 | category];
     const unsigned additional = (static_cast<unsigned>(value) + negative) & ((1U << category) - 1);
-    bits.Put(static_cast<std::uint32_t>(entry) >> 5 | additional, entry & 31);
-    return entry;
+    bits.Put(entry >> 5 | additional, entry & 31);
 }
 
 // A symbol without additional bits.
 HWY_INLINE void PutSymbol(const ValueCodes& codes, std::size_t symbol, FastBitWriter& bits) {
-    const auto entry = static_cast<std::uint32_t>(codes[symbol]);
+    const std::uint32_t entry = codes[symbol];
     bits.Put(entry >> 5, entry & 31);
     bits.Flush();
 }
 
-// Codes a block from its mask of coefficients in the order of the scan. Returns the fewest bits that its
-// coefficients behind the first one take at any quality from this one upwards.
-HWY_INLINE std::uint32_t CodeBlock(const FastCoding& coding, const std::int16_t* block, std::uint64_t mask,
+// Codes a block from its mask of coefficients in the order of the scan.
+HWY_INLINE void CodeBlock(const FastCoding& coding, const std::int16_t* block, std::uint64_t mask,
                                    int& predictor, FastBitWriter& bits) {
     PutValue(*coding.dc, 0, block[0] - predictor, bits);
     predictor = block[0];
     bits.Flush();
     unsigned last = 0;
-    SizeBits sizes;
     for (mask &= ~std::uint64_t{1}; mask != 0; mask &= mask - 1) {
         const auto place = static_cast<unsigned>(std::countr_zero(mask));
         const unsigned zeros = place - last - 1;
@@ -127,14 +123,11 @@ HWY_INLINE std::uint32_t CodeBlock(const FastCoding& coding, const std::int16_t*
         last = place;
         for (unsigned run = zeros; run > 15; run -= 16)
             PutSymbol(*coding.ac, 0xF0, bits);
-        const std::uint64_t entry = PutValue(*coding.ac, zeros & 15, value, bits);
+        PutValue(*coding.ac, zeros & 15, value, bits);
         bits.Flush();
-        sizes += zeros < 16 ? ValueCodes::SizeIn(entry) : coding.sizes->Value(zeros, value);
     }
     if (last != 63)
         PutSymbol(*coding.ac, 0x00, bits);
-    sizes += coding.sizes->Tail(63 - last);
-    return sizes.Least();
 }
 
 // A row of blocks, quantized, with their masks.
@@ -146,10 +139,10 @@ struct CodedRow {
         for (std::size_t block = 0; block < blocks; block += kGroup)
             QuantizeGroup(quantizer, row + block * 64, coefficients + block * 64, masks[block / kGroup]);
     }
-    HWY_INLINE std::uint32_t Code(const FastCoding& coding, std::size_t block, int& predictor,
+    HWY_INLINE void Code(const FastCoding& coding, std::size_t block, int& predictor,
                                   FastBitWriter& bits) const {
         const std::uint8_t* const rows = masks[block / kGroup].rows + block % kGroup;
-        return CodeBlock(coding, coefficients + BlockStart(block, kGroup), ScanMask<kGroup>(rows), predictor,
+        CodeBlock(coding, coefficients + BlockStart(block, kGroup), ScanMask<kGroup>(rows), predictor,
                          bits);
     }
 };
@@ -182,14 +175,12 @@ void CodeChunkHere(const std::array<const FastCoding*, 2>& codings, const McuGri
     for (std::size_t mcu = 0; mcu < count; ++mcu) {
         if (position.mcuEntry != nullptr)
             AddMcuEntry(position, bits.Position());
-        std::uint32_t least = cb.Code(chrominance, mcu, predictors[1], bits);
-        least += cr.Code(chrominance, mcu, predictors[2], bits);
+        cb.Code(chrominance, mcu, predictors[1], bits);
+        cr.Code(chrominance, mcu, predictors[2], bits);
         for (std::size_t row = 0; row < down; ++row) {
             for (std::size_t column = 0; column < across; ++column)
-                least += luma[row].Code(luminance, mcu * across + column, predictors[0], bits);
+                luma[row].Code(luminance, mcu * across + column, predictors[0], bits);
         }
-        if (position.leastBits != nullptr)
-            *position.leastBits++ = static_cast<std::uint16_t>(least);
         bits.FillByte();
     }
     position.out = bits.Position();

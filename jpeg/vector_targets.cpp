@@ -24,13 +24,8 @@ std::int64_t Detect() {
                       __builtin_cpu_supports("bmi") && __builtin_cpu_supports("bmi2");
     const bool avx512 = avx2 && __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl") &&
                         __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512bw");
-    const bool avx512Bytes = avx512 && __builtin_cpu_supports("avx512vbmi") &&
-                             __builtin_cpu_supports("avx512vbmi2") && __builtin_cpu_supports("avx512vnni") &&
-                             __builtin_cpu_supports("avx512bitalg") &&
-                             __builtin_cpu_supports("avx512vpopcntdq") &&
-                             __builtin_cpu_supports("vpclmulqdq") && __builtin_cpu_supports("gfni");
-    targets |= (ssse3 ? HWY_SSSE3 : 0) | (sse4 ? HWY_SSE4 : 0) | (avx2 ? HWY_AVX2 : 0) |
-               (avx512 ? HWY_AVX3 : 0) | (avx512Bytes ? HWY_AVX3_DL : 0);
+    targets |=
+        (ssse3 ? HWY_SSSE3 : 0) | (sse4 ? HWY_SSE4 : 0) | (avx2 ? HWY_AVX2 : 0) | (avx512 ? HWY_AVX3 : 0);
 #endif
     return targets;
 }

@@ -1,12 +1,13 @@
 #include "picture/add_pictures.h"
 
 #include <ctime>
+#include <new>
 #include <system_error>
 
 #include "base/printable.h"
 #include "picture/bitmap_file.h"
 #include "picture/messages.h"
-#include "picture/rv512_encoder.h"
+#include "picture/pixel_encoder.h"
 #include "store/local_files.h"
 #include "store/replace_picture.h"
 #include "store/safekeeping.h"
@@ -32,11 +33,15 @@ class Addition {
 
     [[nodiscard]] Path Source() const { return store::BitmapPath(m_name); }
 
-    Result<AddedPicture> Encode() {
+    Result<AddedPicture> Encode(ByteSpan pixels) {
         const EncodingPlan plan = PlanEncoding(m_placing, m_store.gmyTotalePictureNum);
         if (!plan.whyNot.empty())
             return RefuseForRoom(kNoRoom, plan.whyNot);
-        return plan.shared ? EncodeWithinShare(plan) : EncodeOnce(plan);
+        try {
+            return EncodeAsPlanned(plan, pixels);
+        } catch (const std::bad_alloc&) {
+            return Refuse(kCannotEncode, CannotEncode(kNoMemoryToEncode));
+        }
     }
 
     // Gives the number back.
@@ -52,8 +57,7 @@ class Addition {
         record->fileRef = bmpPath;
         record->fileName = m_name;
         record->picSize = encoded.bytes;
-        if (const auto stream = ReadPlainFile(store::StreamPath(m_name)))
-            record->streamHash = Sha256(*stream);
+        record->streamHash = m_streamHash;
         if (m_placing.replaces == 0)
             Append(std::move(record));
         else if (auto done = store::ReplacePicture(m_placing.replaces, std::move(record)); !done)
@@ -91,37 +95,41 @@ class Addition {
         return 0;
     }
 
-    Result<AddedPicture> EncodeWithinShare(const EncodingPlan& plan) {
+    Result<AddedPicture> EncodeAsPlanned(const EncodingPlan& plan, ByteSpan pixels) {
+        PixelEncoder encoder(pixels);
         int quality = plan.quality;
-        const int size = m_encoder.EnCodeWithin(Source(), store::StreamPath(m_name), Width(), Height(),
-                                                quality, kQualityStep, plan.room, m_store.G_YValue);
-        Pictures().G_CurQuanlity = quality;
-        if (size <= 0)
-            return Refuse(kCannotEncode, m_encoder.LastError());
-        if (size <= plan.room)
-            return AddedPicture{m_name, size, quality};
-        return RefuseForRoom(
-            kNoQualityFits, Phrase("NO_ROOM_IN_SHARE",
-                                   "no room: even at the lowest quality it takes {0} bytes, and its share of "
-                                   "the frame is {1}",
-                                   size, plan.room));
+        const auto stream =
+            plan.shared ? encoder.Within(quality, kQualityStep, plan.room) : encoder.At(quality);
+        if (plan.shared)
+            Pictures().G_CurQuanlity = quality;
+        if (!stream)
+            return Refuse(kCannotEncode, CannotEncode(kBeyondFramePicture));
+        const auto size = static_cast<int>(stream->size());
+        if (size > plan.room)
+            return RefuseForSize(plan, size);
+        if (Result<void> written = WriteFile(store::StreamPath(m_name), *stream, Links::Replace); !written)
+            return Refuse(kCannotEncode, std::move(written).error());
+        m_streamHash = Sha256(*stream);
+        return AddedPicture{m_name, size, quality};
     }
 
-    Result<AddedPicture> EncodeOnce(const EncodingPlan& plan) {
-        const int size = m_encoder.EnCode(Source(), store::StreamPath(m_name), Width(), Height(),
-                                          plan.quality, m_store.G_YValue);
-        if (size <= 0)
-            return Refuse(kCannotEncode, m_encoder.LastError());
-        if (size <= plan.room)
-            return AddedPicture{m_name, size, plan.quality};
+    [[nodiscard]] Error CannotEncode(const Words& why) const {
+        return {ErrorKind::TooLarge, About(Printable(Source().string()), why)};
+    }
+
+    tl::unexpected<Error> RefuseForSize(const EncodingPlan& plan, int size) {
+        if (plan.shared)
+            return RefuseForRoom(
+                kNoQualityFits,
+                Phrase("NO_ROOM_IN_SHARE",
+                       "no room: even at the lowest quality it takes {0} bytes, and its share of "
+                       "the frame is {1}",
+                       size, plan.room));
         return RefuseForRoom(
             store::FrameOnline() ? kNoRoom : store::kDeviceNotOnline,
             Phrase("NO_ROOM_ON_FRAME", "no room: it takes {0} bytes, and {1} are free on the frame", size,
                    plan.room));
     }
-
-    [[nodiscard]] int Width() const { return static_cast<int>(m_store.gmyLcdWidth); }
-    [[nodiscard]] int Height() const { return static_cast<int>(m_store.gmyLcdHeight); }
 
     tl::unexpected<Error> RefuseForRoom(const Words& note, Phrase reason) {
         return RemoveAndRefuse(note, Error{ErrorKind::Refused, std::move(reason)});
@@ -137,7 +145,7 @@ class Addition {
     store::StoreState& m_store = store::Store();
     const Placing m_placing;
     std::string m_name;
-    CRv512Encoder m_encoder;
+    Digest m_streamHash{};
 };
 
 // Nothing may be encoded but what was written just now, so every step must succeed.
@@ -176,12 +184,13 @@ Result<AddedPicture> AddComposed(const Result<std::vector<std::uint8_t>>& pixels
     Result<void> written = WriteBitmap(pixels, addition.Source());
     if (!written)
         return addition.Refuse(kCannotEncode, std::move(written).error());
-    return MySelectButtonHandler(addition.Source(), !batch, placing);
+    return MySelectButtonHandler(addition.Source(), *pixels, !batch, placing);
 }
 
-Result<AddedPicture> MySelectButtonHandler(const Path& bmpPath, bool advance, const Placing& placing) {
+Result<AddedPicture> MySelectButtonHandler(const Path& bmpPath, ByteSpan pixels, bool advance,
+                                           const Placing& placing) {
     Addition addition(placing);
-    LUMATO_TRY(const AddedPicture encoded, addition.Encode());
+    LUMATO_TRY(const AddedPicture encoded, addition.Encode(pixels));
     LUMATO_TRY(AddedPicture added, addition.TakeIn(bmpPath, encoded));
     if (EditPort* port = Pictures().port; port != nullptr && advance && placing.replaces == 0)
         port->SelectNextPicture();

@@ -76,9 +76,11 @@ Result<AddedPicture> GetPicDataFromView(const store::Rect& rect, bool batch, con
 // The same with what RenderLcdBitmap() or ComposeFitted() returned.
 Result<AddedPicture> AddComposed(const Result<std::vector<std::uint8_t>>& pixels, bool batch,
                                  const Placing& placing = {});
-// Encodes the composed bitmap, lowering the quality where the frame sets a limit, and puts it into the list.
-// The counters already include it. `advance`: the disk browser moves on afterwards.
-Result<AddedPicture> MySelectButtonHandler(const Path& bmpPath, bool advance, const Placing& placing = {});
+// Encodes the pixels of the composed bitmap, which is written, lowering the quality where the frame sets a
+// limit, and puts it into the list. The counters already include it. `advance`: the disk browser moves on
+// afterwards.
+Result<AddedPicture> MySelectButtonHandler(const Path& bmpPath, ByteSpan pixels, bool advance,
+                                           const Placing& placing = {});
 // Notes in the album what the picture that was just added was made from, if that is a file, and in `added`
 // where the list had the same photograph in the same pose, whatever bytes it gave then.
 void RememberSource(AddedPicture& added, const Path& source, const Pose& pose);

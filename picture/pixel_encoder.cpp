@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "jpeg/encoder.h"
-#include "jpeg/quality_search.h"
 #include "picture/bitmap_file.h"
 #include "picture/rv512_encoder.h"
 #include "store/store.h"
@@ -45,12 +44,11 @@ std::optional<ByteSpan> PixelEncoder::At(int quality) {
 }
 
 std::optional<ByteSpan> PixelEncoder::Within(int& quality, int step, int budget) {
-    jpeg::QualitySearch search(m_rows.data(), m_stream.get(), m_width, m_height, m_mode);
-    const auto outcome = search.Run(quality, step, budget);
-    if (!outcome)
+    const auto size =
+        jpeg::EncodeWithin({m_rows.data(), m_width, m_height}, m_stream.get(), m_mode, quality, step, budget);
+    if (!size)
         return std::nullopt;
-    quality = outcome->quality;
-    return ByteSpan(m_stream.get(), static_cast<std::size_t>(outcome->size));
+    return ByteSpan(m_stream.get(), static_cast<std::size_t>(*size));
 }
 
 }  // namespace lumato::picture

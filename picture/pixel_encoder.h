@@ -21,7 +21,8 @@ class PixelEncoder {
 
     // Valid until the next call; nothing where it cannot be encoded.
     [[nodiscard]] std::optional<ByteSpan> At(int quality);
-    // As CRv512Encoder::EnCodeWithin(): sets `quality` to the one that fits, or to the lowest.
+    // At the first of the qualities `quality`, `quality` - `step`, ... above 0 whose stream has at most
+    // `budget` bytes, else at the last one; sets `quality` to it.
     [[nodiscard]] std::optional<ByteSpan> Within(int& quality, int step, int budget);
 
   private:

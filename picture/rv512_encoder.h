@@ -5,8 +5,6 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
-#include <optional>
 
 #include "base/error.h"
 #include "base/file.h"
@@ -30,13 +28,6 @@ class CRv512Encoder : public store::CodecPort {
     // written, or 0: then nothing stands under the destination's name that was not there before.
     int EnCode(const Path& source, const Path& destination, int width, int height, int quality, int yValue);
 
-    // Encodes at the first of the qualities `quality`, `quality` - `step`, ... above 0 whose stream has at
-    // most `budget` bytes; the same files as EnCode() at one after the other writes. Returns the size of what
-    // was written, which is the lowest quality's stream when none fits, or 0. Sets `quality` to the one
-    // written.
-    int EnCodeWithin(const Path& source, const Path& destination, int width, int height, int& quality,
-                     int step, int budget, int yValue);
-
     bool DeCode(const Path& source, const Path& destination, int width, int height) override;
     bool DeCodeStream(ByteSpan stream, const Path& destination, int width, int height) override;
 
@@ -47,13 +38,8 @@ class CRv512Encoder : public store::CodecPort {
     [[nodiscard]] int LastHeight() const { return m_decoder.LastHeight(); }
 
   private:
-    // How a picture's pixels become a stream: the bytes written to `out`, or nothing.
-    using Encoding = std::function<std::optional<int>(const std::uint8_t* pixels, std::uint8_t* out)>;
-
-    Result<int> EncodeFile(const Path& source, const Path& destination, int width, int height, int mode,
-                           const Encoding& encode) const;
-    int Guarded(const Path& source, const Path& destination, int width, int height, int mode,
-                const Encoding& encode);
+    Result<int> EncodeFile(const Path& source, const Path& destination, int width, int height, int quality,
+                           int mode) const;
 
     Links m_links;
     jpeg::JPGEncode m_decoder;

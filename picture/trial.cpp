@@ -24,7 +24,7 @@ Result<Trial::Outcome> Try(const Trial& trial, const Trial::IsWanted& isWanted) 
     const auto stream = trial.plan.shared ? encoder.Within(outcome.quality, kQualityStep, trial.plan.room)
                                           : encoder.At(outcome.quality);
     if (!stream)
-        return Fail(ErrorKind::TooLarge, Phrase("BEYOND_FRAME_PICTURE", "too large for a frame picture"));
+        return Fail(ErrorKind::TooLarge, kBeyondFramePicture);
     if (forgotten())
         return Fail(ErrorKind::Gone, {});
     outcome.bytes = static_cast<int>(stream->size());

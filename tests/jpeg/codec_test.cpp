@@ -1,10 +1,12 @@
 // What the codec refuses, and how far it goes. What it makes of pictures and of streams, sound and damaged
 // ones, is compared to the bit with a second implementation: tests/independent/.
+#include <algorithm>
 #include <cstdlib>
 
 #include <gtest/gtest.h>
 
 #include "base/sha256.h"
+#include "jpeg/codec_form.h"
 #include "jpeg/decoder.h"
 #include "jpeg/encoder.h"
 #include "jpeg/stream_format.h"
@@ -82,8 +84,48 @@ TEST(Codec, WhatCannotBeIsNotEncoded) {
         EXPECT_FALSE(encoder.CompressImage(pixels, out.data(), width, height, size, 0));
         EXPECT_EQ(MaximumStreamSize(width, height, 0), 0U);
     }
+    int quality = 90;
+    EXPECT_FALSE(EncodeWithin({pixels, 0, 8}, out.data(), 0, quality, 10, 1000));
     EXPECT_EQ(size, -7);
     EXPECT_EQ(out, untouched);
+}
+
+// Budgets just at and around the sizes at all qualities, and far from all; and beginnings out of the range.
+TEST(Codec, TheFirstQualityThatFitsIsFound) {
+    for (const std::string& form : {CodecForms().front(), std::string("plain")}) {
+        ASSERT_TRUE(UseCodecForm(form));
+        for (const int mode : {0, 3, 13}) {
+            for (const TestPicture& picture : {Scene(300, 170), Noise(140, 30, 2), Scene(20, 9)}) {
+                std::vector<Bytes> streams;  // at 90, 80, ...
+                for (int quality = 90; quality > 0; quality -= 10)
+                    streams.push_back(Encode(picture, quality, mode));
+                const auto expect = [&](int start, int budget, int quality, const Bytes& stream) {
+                    SCOPED_TRACE(form + ", mode " + std::to_string(mode) + ", budget " +
+                                 std::to_string(budget));
+                    Bytes out(MaximumStreamSize(picture.width, picture.height, mode));
+                    const auto size = EncodeWithin({picture.pixels.data(), picture.width, picture.height},
+                                                   out.data(), mode, start, 10, budget);
+                    out.resize(static_cast<std::size_t>(size.value_or(0)));
+                    EXPECT_EQ(start, quality);
+                    EXPECT_TRUE(out == stream);
+                };
+                for (const int budget : {-1, 0, 1})
+                    expect(90, budget, 10, streams.back());
+                for (std::size_t i = 0; i < streams.size(); ++i) {
+                    const auto size = static_cast<int>(streams[i].size());
+                    for (const int budget : {size - 1, size, size + 1}) {
+                        auto first = std::ranges::find_if(
+                            streams, [&](const Bytes& s) { return static_cast<int>(s.size()) <= budget; });
+                        first -= first == streams.end() ? 1 : 0;
+                        expect(90, budget, 90 - 10 * static_cast<int>(first - streams.begin()), *first);
+                    }
+                }
+                expect(255, 1 << 30, 255, Encode(picture, 100, mode));
+                expect(0, 0, 0, Encode(picture, 1, mode));
+            }
+        }
+    }
+    UseCodecForm("");
 }
 
 // Seventeen megabytes that ask for thirteen thousand.
