@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <vector>
 
 #include "base/error.h"
@@ -11,7 +12,34 @@
 
 namespace lumato::picture {
 
-// One imported picture and its pixels: 4 bytes per pixel (one ignored, red, green, blue), sRGB, top row first
+class ColourConverter;
+
+// The eight orientations of Exif (CIPA DC-008, tag 274). 1 is upright; the names say what was done to the
+// stored picture to make the shown one.
+enum class Orientation {
+    Upright = 1,
+    MirroredAcross = 2,
+    HalfTurn = 3,
+    MirroredDown = 4,
+    Transposed = 5,
+    QuarterTurnRight = 6,
+    Transversed = 7,
+    QuarterTurnLeft = 8,
+};
+
+// How an import leaves the pixels.
+enum class Held {
+    AsShown,   // upright, in sRGB
+    AsStored,  // in the file's order and colours: whoever draws turns and converts what is shown, which is
+               // less
+};
+
+// How far held pixels reach beyond the picture at each edge, in held pixels: decoders round reduced sizes up.
+struct Overhang {
+    double left = 0, top = 0, right = 0, bottom = 0;
+};
+
+// One imported picture and its pixels: 4 bytes per pixel (one ignored, red, green, blue), top row first
 // unless the import was asked to flip the rows.
 //
 // `width` and `height` are the picture's own, after its orientation. The pixels may be held smaller (see
@@ -27,6 +55,10 @@ struct BitmapInfo {
     std::vector<std::uint8_t> pixels;
     std::int32_t heldWidth = 0;
     std::int32_t heldHeight = 0;
+    Overhang overhang{};
+    // What drawing has still to do, of a picture that is held as it is stored.
+    Orientation orientation = Orientation::Upright;
+    std::shared_ptr<const ColourConverter> colours{};  // none: they are sRGB
 };
 
 // How many an import may keep busy: all of them when it is the only one.

@@ -100,6 +100,21 @@ ColourConverter::ColourConverter(PixelLayout layout, ByteSpan profile)
         m_transform.reset();
 }
 
+void ColourConverter::ConvertHeld(std::uint8_t* pixels, std::size_t count) const {
+    constexpr std::size_t kAtOnce = 256;
+    std::array<std::uint8_t, kAtOnce * 3> rgb;
+    while (count > 0) {
+        const std::size_t some = std::min(count, kAtOnce);
+        for (std::size_t i = 0; i < some; ++i)
+            std::copy_n(pixels + i * 4 + 1, 3, rgb.data() + i * 3);
+        Convert(rgb.data(), rgb.data(), static_cast<int>(some));
+        for (std::size_t i = 0; i < some; ++i)
+            std::copy_n(rgb.data() + i * 3, 3, pixels + i * 4 + 1);
+        pixels += some * 4;
+        count -= some;
+    }
+}
+
 void ColourConverter::Convert(const std::uint8_t* from, std::uint8_t* rgb, int count) const {
     if (m_transform)
         return cmsDoTransform(m_transform.get(), from, rgb, static_cast<cmsUInt32Number>(count));
@@ -107,7 +122,8 @@ void ColourConverter::Convert(const std::uint8_t* from, std::uint8_t* rgb, int c
         case PixelLayout::Grey:
             return GreyToRgb(from, rgb, count);
         case PixelLayout::Rgb:
-            std::copy_n(from, count * 3, rgb);
+            if (from != rgb)
+                std::copy_n(from, count * 3, rgb);
             return;
         case PixelLayout::Cmyk:
             return InksToRgb(from, rgb, count, 255);

@@ -30,6 +30,8 @@ class ColourConverter {
 
     // `count` pixels into red, green, blue.
     void Convert(const std::uint8_t* from, std::uint8_t* rgb, int count) const;
+    // In place, `count` pixels as BitmapInfo holds them; of the layout Rgb. Any thread.
+    void ConvertHeld(std::uint8_t* pixels, std::size_t count) const;
 
   private:
     PixelLayout m_layout;

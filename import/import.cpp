@@ -35,9 +35,9 @@ Result<void> Import(const Path& path, PictureBuilder& builder, Processors proces
 }  // namespace
 
 Result<void> CreateMyImage(const Path& file, bool flipRows, const ScaleNeeded& scaleNeeded, BitmapInfo& info,
-                           Processors processors, RowTaker* taker) {
+                           Processors processors, Held held, RowTaker* taker) {
     info = {};
-    PictureBuilder builder(info, flipRows, scaleNeeded, taker);
+    PictureBuilder builder(info, flipRows, scaleNeeded, held, taker);
     auto imported = Import(file, builder, processors);
     if (!imported)
         info = {};

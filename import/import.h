@@ -1,4 +1,4 @@
-// Picture files into pixels: any format, upright, in sRGB, with bounded memory.
+// Picture files into pixels: any format, with bounded memory.
 //
 // JPEG goes through libjpeg-turbo, bitmaps through our own reader, everything else through libvips, which is
 // a module loaded at its first use. Callable from any thread, one import at a time per BitmapInfo.
@@ -12,12 +12,12 @@
 namespace lumato::picture {
 
 // Imports `file` into `info`, whose earlier contents are replaced; bottom row first if `flipRows`. With a
-// `taker` it may be handed out row by row instead, and `info` has its sizes but no pixels. Errors, each with
+// `taker` it is handed out row by row instead, as it is stored, and `info` gets no pixels. Errors, each with
 // a message that names the reason but not the file: NotFound, Unreadable (folders, too), Unsupported (no
 // picture), Damaged (a picture, but broken or cut off), TooLarge. On failure `info` has no pixels.
 [[nodiscard]] Result<void> CreateMyImage(const Path& file, bool flipRows, const ScaleNeeded& scaleNeeded,
                                          BitmapInfo& info, Processors processors = Processors::All,
-                                         RowTaker* taker = nullptr);
+                                         Held held = Held::AsShown, RowTaker* taker = nullptr);
 
 // True when an importer accepts the file, by its contents: decides what counts as a picture. Reads only its
 // start.

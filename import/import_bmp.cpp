@@ -279,7 +279,7 @@ Result<void> ImportBmp(const PictureFile& file, PictureBuilder& builder) {
         header.pixelOffset + header.Stride() * (header.size.height - 1) >= file.Size())
         return tl::unexpected(CutOff());
     const Orientation rows = header.topDown ? Orientation::Upright : Orientation::MirroredDown;
-    LUMATO_TRY_VOID(builder.Begin(header.size, header.size, rows));
+    LUMATO_TRY_VOID(builder.Begin({header.size, header.size, rows}));
     if (header.coding == BmpCoding::Plain)
         return ReadPlain(file, header, builder);
     return RunLengthReader(file, header, builder).Read();

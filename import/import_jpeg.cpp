@@ -1,5 +1,7 @@
 #include "import/import_jpeg.h"
 
+#include <memory>
+#include <utility>
 #include <vector>
 
 #include "import/colour.h"
@@ -34,12 +36,16 @@ Result<void> Decode(JpegDecoder& decoder, PictureBuilder& builder) {
     LUMATO_TRY_VOID(decoder.ReadHeader());
     const Size own = decoder.OwnSize();
     const Orientation orientation = ExifOrientation(decoder.Exif());
-    const ColourConverter colours(decoder.Layout(), decoder.Profile());
-    LUMATO_TRY(const Size decoded, decoder.Scale(EighthsFor(own, builder.Least(own, orientation))));
-    LUMATO_TRY_VOID(builder.Begin(own, decoded, orientation));
-    if (colours.IsIdentity() && builder.KeepsRows())
+    auto colours = std::make_shared<const ColourConverter>(decoder.Layout(), decoder.Profile());
+    std::shared_ptr<const ColourConverter> left;
+    if (builder.LeavesColours() && decoder.Layout() == PixelLayout::Rgb && !colours->IsIdentity())
+        left = std::exchange(colours, std::make_shared<const ColourConverter>(PixelLayout::Rgb, ByteSpan()));
+    const int eighths = EighthsFor(own, builder.Least(own, orientation));
+    LUMATO_TRY(const Size decoded, decoder.Scale(eighths));
+    LUMATO_TRY_VOID(builder.Begin({own, decoded, orientation, eighths, std::move(left)}));
+    if (colours->IsIdentity() && builder.KeepsRows())
         return ReadHeldRows(decoder, builder);
-    return ReadRows(decoder, decoded, colours, builder);
+    return ReadRows(decoder, decoded, *colours, builder);
 }
 
 }  // namespace

@@ -70,7 +70,7 @@ class Receiver {
     }
 
     bool Decoded(Size size) {
-        auto begun = m_builder.Begin(m_stored, size, m_orientation);
+        auto begun = m_builder.Begin({m_stored, size, m_orientation});
         if (!begun)
             m_failure = std::move(begun).error();
         return begun.has_value();

@@ -5,14 +5,6 @@
 #include <libexif/exif-data.h>
 
 namespace lumato::picture {
-namespace {
-
-// An axis of the shown picture along which an axis of the stored one runs, forwards or backwards.
-struct Axes {
-    bool swapped;
-    bool backwardsX;  // the stored x axis runs backwards in the shown picture
-    bool backwardsY;
-};
 
 Axes AxesOf(Orientation orientation) {
     switch (orientation) {
@@ -35,8 +27,6 @@ Axes AxesOf(Orientation orientation) {
     }
     return {false, false, false};
 }
-
-}  // namespace
 
 Orientation OrientationOf(int value) {
     return value >= 1 && value <= 8 ? static_cast<Orientation>(value) : Orientation::Upright;

@@ -1,4 +1,4 @@
-// The eight orientations of Exif (CIPA DC-008, tag 274), applied while pixels are stored.
+// The eight orientations of Exif, and where they put stored pixels.
 #pragma once
 
 #include <cstddef>
@@ -8,18 +8,6 @@
 
 namespace lumato::picture {
 
-// 1 is upright; the names say what was done to the stored picture to make the shown one.
-enum class Orientation {
-    Upright = 1,
-    MirroredAcross = 2,
-    HalfTurn = 3,
-    MirroredDown = 4,
-    Transposed = 5,
-    QuarterTurnRight = 6,
-    Transversed = 7,
-    QuarterTurnLeft = 8,
-};
-
 // Upright for any number outside 1 to 8: cameras write 0, broken tags hold anything.
 [[nodiscard]] Orientation OrientationOf(int value);
 
@@ -27,6 +15,13 @@ enum class Orientation {
 // broken.
 [[nodiscard]] Orientation ExifOrientation(ByteSpan exif);
 
+// Along which axes of the shown picture those of the stored one run, forwards or backwards.
+struct Axes {
+    bool swapped;
+    bool backwardsX;  // the stored x axis runs backwards in the shown picture
+    bool backwardsY;
+};
+[[nodiscard]] Axes AxesOf(Orientation orientation);
 [[nodiscard]] bool SwapsSides(Orientation orientation);
 
 // Where the pixels of a stored picture go: pixel (x, y) belongs at index start + x * stepX + y * stepY of the

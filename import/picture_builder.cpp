@@ -88,34 +88,50 @@ Size PictureBuilder::Least(Size stored, Orientation orientation) const {
     return LeastHeld(stored, m_scaleNeeded);
 }
 
-Result<void> PictureBuilder::Begin(Size stored, Size decoded, Orientation orientation) {
+// That of what is held, from that of what is decoded: at its right and bottom edges.
+Overhang PictureBuilder::OverhangOf(const Coming& coming) const {
+    if (coming.eighths == 0)
+        return {};
+    const auto beyond = [&](int stored, int decoded, int held) {
+        return (decoded - stored * coming.eighths / 8.0) * held / decoded;
+    };
+    const double x = beyond(coming.stored.width, m_decoded.width, m_held.width);
+    const double y = beyond(coming.stored.height, m_decoded.height, m_held.height);
+    const Axes axes = AxesOf(m_asStored ? Orientation::Upright : coming.orientation);
+    const double across = axes.swapped ? y : x;
+    const double down = axes.swapped ? x : y;
+    const bool isAtLeft = axes.swapped ? axes.backwardsY : axes.backwardsX;
+    const bool isAtTop = (axes.swapped ? axes.backwardsX : axes.backwardsY) != m_flipRows;
+    return {isAtLeft ? across : 0, isAtTop ? down : 0, isAtLeft ? 0 : across, isAtTop ? 0 : down};
+}
+
+Result<void> PictureBuilder::Begin(const Coming& coming) {
+    const auto& [stored, decoded, orientation, eighths, colours] = coming;
     m_decoded = decoded;
     m_rowsTaken = 0;
     m_rowsPlaced = 0;
     m_reducer.clear();
     m_held = HeldSize(decoded, Least(stored, orientation));
-    m_placement = PlacementFor(orientation, m_held, m_flipRows);
+    m_placement = PlacementFor(m_asStored ? Orientation::Upright : orientation, m_held, m_flipRows);
     if (m_held != m_decoded)
         m_reducer.emplace_back(m_decoded, m_held);
 
     const Size own = SwapsSides(orientation) ? stored.Swapped() : stored;
-    const Size shown = SwapsSides(orientation) ? m_held.Swapped() : m_held;
+    const Size shown = SwapsSides(orientation) && !m_asStored ? m_held.Swapped() : m_held;
     m_info.width = static_cast<std::uint32_t>(own.width);
     m_info.height = own.height;
     m_info.heldWidth = shown.width;
     m_info.heldHeight = shown.height;
     m_info.bytesPerRow = static_cast<std::uint32_t>(shown.width) * 4;
     m_info.dataSize = static_cast<std::uint32_t>(shown.Pixels() * 4);
-    const bool isAsShown =
-        m_placement.start == 0 && m_placement.stepX == 1 && m_placement.stepY == shown.width;
-    m_rowsAreTaken = m_taker != nullptr && isAsShown;
+    m_info.overhang = OverhangOf(coming);
+    m_info.orientation = m_asStored ? orientation : Orientation::Upright;
+    m_info.colours = colours;
     try {
-        if (m_rowsAreTaken) {
-            m_info.pixels.clear();
+        if (m_taker != nullptr)
             m_taker->Begin(m_info);
-        } else {
+        else
             MakeRoom();
-        }
     } catch (const std::bad_alloc&) {
         return Fail(ErrorKind::TooLarge, kBeyondMemory);
     }
@@ -145,7 +161,7 @@ std::uint8_t* PictureBuilder::NextRow() {
 }
 
 std::uint8_t* PictureBuilder::RowToPlace() {
-    if (m_rowsAreTaken)
+    if (m_taker != nullptr)
         return m_taker->NextRow();
     return m_info.pixels.data() + (m_placement.start + m_rowsPlaced++ * m_placement.stepY) * 4;
 }

@@ -1,6 +1,6 @@
-// Takes the rows of a picture from a reader, reduces them to the size to be held and puts them where the
-// picture's orientation wants them, so that an import holds the kept pixels and a few rows, nothing else; or
-// hands them on to somebody who needs each row once.
+// Takes the rows of a picture from a reader, reduces them to the size to be held and puts them where they
+// belong, so that an import holds the kept pixels and a few rows, nothing else; or hands them on to somebody
+// who needs each row once.
 //
 // One picture per object, one thread at a time.
 #pragma once
@@ -41,17 +41,32 @@ class AreaReducer {
 
 class PictureBuilder {
   public:
-    // The rows of a picture that is stored as it is shown go to `taker`, if there is one, and `info` gets no
-    // pixels then. Requires: what is passed outlives the builder.
-    PictureBuilder(BitmapInfo& info, bool flipRows, const ScaleNeeded& scaleNeeded, RowTaker* taker = nullptr)
-        : m_info(info), m_flipRows(flipRows), m_scaleNeeded(scaleNeeded), m_taker(taker) {}
+    // The rows go to `taker`, if there is one, as they are stored, and `info` gets no pixels then. Requires:
+    // what is passed outlives the builder.
+    PictureBuilder(BitmapInfo& info, bool flipRows, const ScaleNeeded& scaleNeeded, Held held = Held::AsShown,
+                   RowTaker* taker = nullptr)
+        : m_info(info),
+          m_flipRows(flipRows),
+          m_scaleNeeded(scaleNeeded),
+          m_asStored(held == Held::AsStored || taker != nullptr),
+          m_taker(taker) {}
 
     // The smallest size in which a reader may decode a picture stored in the size `stored`.
     [[nodiscard]] Size Least(Size stored, Orientation orientation) const;
 
+    // Whether rows of red, green and blue may come in the file's own colours.
+    [[nodiscard]] bool LeavesColours() const { return m_asStored; }
+
     // The picture is stored in the size `stored`; its rows will come in the size `decoded`, between
     // Least() and `stored`. A reader that failed may begin anew. Errors: TooLarge (no memory).
-    [[nodiscard]] Result<void> Begin(Size stored, Size decoded, Orientation orientation);
+    struct Coming {
+        Size stored;
+        Size decoded;
+        Orientation orientation = Orientation::Upright;
+        int eighths = 0;  // of `stored`, of which `decoded` is the next whole size; 0: it is that exactly
+        std::shared_ptr<const ColourConverter> colours{};  // that are left to whoever draws
+    };
+    [[nodiscard]] Result<void> Begin(const Coming& coming);
 
     // Whether decoded rows are held as they come: then NextRow() is where the next one belongs, in the held
     // pixels' layout, and takes AddRow()'s place.
@@ -64,6 +79,7 @@ class PictureBuilder {
     [[nodiscard]] bool Complete() const { return m_rowsTaken == m_decoded.height; }
 
   private:
+    [[nodiscard]] Overhang OverhangOf(const Coming& coming) const;
     void Place(const std::uint8_t* rgb);
     [[nodiscard]] std::uint8_t* RowToPlace();
     void MakeRoom();
@@ -71,8 +87,8 @@ class PictureBuilder {
     BitmapInfo& m_info;
     bool m_flipRows;
     const ScaleNeeded& m_scaleNeeded;
+    const bool m_asStored;
     RowTaker* const m_taker;
-    bool m_rowsAreTaken = false;
     Size m_decoded;
     Size m_held;
     Placement m_placement;

@@ -49,8 +49,8 @@ void ReleaseSelection();
 [[nodiscard]] Result<std::vector<std::uint8_t>> RenderLcdBitmap(const store::Rect& rect, const MyImage* image,
                                                                 int lcdWidth, int lcdHeight);
 // The picture of a file, fitted to an LCD of that size, as RenderLcdBitmap() makes it after the selection of
-// the file; the picture is not held for it, but composed while it is imported, where it is stored as it is
-// shown. Touches no state; any thread. Errors: those of the import; TooLarge.
+// the file; the picture is not held for it, but composed while it is imported. Touches no state; any thread.
+// Errors: those of the import; TooLarge.
 [[nodiscard]] Result<std::vector<std::uint8_t>> ComposeFitted(const Path& file, int lcdWidth, int lcdHeight,
                                                               Processors processors = Processors::All);
 // Whether a bitmap can be made for an LCD of that size. Errors: TooLarge.

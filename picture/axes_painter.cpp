@@ -7,8 +7,13 @@
 
 namespace lumato::picture {
 
-AxesPainter::AxesPainter(const Surface& surface, AxisTaps across, AxisTaps down, bool turned)
-    : m_surface(surface), m_across(std::move(across)), m_down(std::move(down)), m_turned(turned) {
+AxesPainter::AxesPainter(const Surface& surface, AxisTaps across, AxisTaps down, bool turned,
+                         const ColourConverter* colours)
+    : m_surface(surface),
+      m_across(std::move(across)),
+      m_down(std::move(down)),
+      m_turned(turned),
+      m_converter(colours) {
     const auto firstColumn = static_cast<std::size_t>(m_across.FirstHeld());
     m_firstByte = firstColumn * kChannels;
     m_bytes = static_cast<std::size_t>(m_across.EndHeld()) * kChannels - m_firstByte;
@@ -25,6 +30,8 @@ AxesPainter::AxesPainter(const Surface& surface, AxisTaps across, AxisTaps down,
 void AxesPainter::PaintLine(int line, const std::uint8_t* row, std::size_t stride) {
     CombineRows(row + m_firstByte, stride, m_down.Weights(line), m_bytes, m_rows.data());
     CombineColumns(m_rows.data(), m_across, m_colours.data());
+    if (m_converter != nullptr)
+        m_converter->ConvertHeld(m_colours.data(), m_across.coverage.size());
 
     const int position = m_down.begin + line;
     std::uint8_t* const pixels =

@@ -6,6 +6,7 @@
 
 #include <vector>
 
+#include "import/colour.h"
 #include "picture/axis_taps.h"
 #include "picture/pixel_view.h"
 #include "picture/surface.h"
@@ -15,8 +16,10 @@ namespace lumato::picture {
 class AxesPainter {
   public:
     // `across` runs along the picture's rows, `down` along its columns; `turned` lays the picture's rows down
-    // the surface's columns. Requires: the surface's memory outlives the painter.
-    AxesPainter(const Surface& surface, AxisTaps across, AxisTaps down, bool turned);
+    // the surface's columns. `colours`: of the picture, null where they stay as they are. Requires: both and
+    // the surface's memory outlive the painter.
+    AxesPainter(const Surface& surface, AxisTaps across, AxisTaps down, bool turned,
+                const ColourConverter* colours = nullptr);
 
     // A line is a pixel of this axis: from 0 to Lines() - 1, in any order.
     [[nodiscard]] const AxisTaps& Down() const { return m_down; }
@@ -31,6 +34,7 @@ class AxesPainter {
     AxisTaps m_across;
     AxisTaps m_down;
     bool m_turned;
+    const ColourConverter* m_converter;
     std::size_t m_firstByte = 0;  // of a row, of those that are read at all
     std::size_t m_bytes = 0;      // of a row, so many are read
     std::size_t m_fullBegin = 0;  // the pixels of a line that the picture covers in their whole width

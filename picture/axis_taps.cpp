@@ -17,7 +17,7 @@ struct Interval {
 };
 
 Interval Overlap(const AxisPlacement& placement, int pixel) {
-    const double half = std::abs(placement.scale) * placement.held / 2;
+    const double half = placement.Half();
     return {std::max(placement.center - half, static_cast<double>(pixel)),
             std::min(placement.center + half, pixel + 1.0)};
 }
@@ -62,7 +62,8 @@ void AppendPixel(const AxisPlacement& placement, int pixel, bool speck, AxisTaps
                  std::vector<double>& weights) {
     const Interval overlap = Overlap(placement, pixel);
     // A pixel that lies partly outside shows the part that it covers.
-    const double position = (overlap.Middle() - placement.center) / placement.scale + placement.held / 2.0;
+    const double middle = placement.before + (placement.held - placement.before - placement.behind) / 2;
+    const double position = (overlap.Middle() - placement.center) / placement.scale + middle;
     int first = 0;
     if (speck) {
         std::fill(weights.begin(), weights.end(), 1.0 / placement.held);
@@ -117,7 +118,7 @@ int AxisTaps::EndHeld() const {
 
 AxisTaps PlaceAxis(const AxisPlacement& placement) {
     AxisTaps taps;
-    const double half = std::abs(placement.scale) * placement.held / 2;
+    const double half = placement.Half();
     const double low = std::max(0.0, std::floor(placement.center - half));
     const double high = std::min(static_cast<double>(placement.length), std::ceil(placement.center + half));
     if (!(half > 0) || !(high > low))

@@ -4,6 +4,7 @@
 // No state; callable from any thread.
 #pragma once
 
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -31,6 +32,10 @@ struct AxisPlacement {
     int held = 0;
     int length = 0;
     Filter filter = Filter::Cubic;
+    // So much of the first and of the last held pixel lies outside the picture (Overhang).
+    double before = 0, behind = 0;
+
+    [[nodiscard]] double Half() const { return std::abs(scale) * (held - before - behind) / 2; }
 };
 
 struct AxisTaps {

@@ -55,30 +55,21 @@ class FittedComposer : public RowTaker {
     void Begin(const BitmapInfo& info) override {
         m_lcd.Clear();
         const Surface surface = m_lcd.Get();
-        const auto placement =
-            PlacementOf(surface, m_rect.x, m_rect.y, m_rect.width, m_rect.height, Fitted(info), false);
+        const auto placement = PlacementOf(surface, m_rect.x, m_rect.y, m_rect.width, m_rect.height,
+                                           FittedImage(info, m_rect.width, m_rect.height), false);
         m_strip.emplace(
             StraightPainter(surface, info.heldWidth, info.heldHeight, placement.value_or(PicturePlacement())),
             info.heldHeight, info.bytesPerRow);
     }
     std::uint8_t* NextRow() override { return m_strip->NextRow(); }
 
-    // The picture is complete: all rows were taken, or `info` holds it.
-    [[nodiscard]] std::vector<std::uint8_t> Finish(const BitmapInfo& info) {
-        if (info.pixels.empty()) {
-            m_strip->Finish();
-        } else {
-            const MyImage image = Fitted(info);
-            DrawMyImage(m_lcd.Get(), m_rect.x, m_rect.y, m_rect.width, m_rect.height, &image, false);
-        }
+    // The picture is complete: all rows were taken.
+    [[nodiscard]] std::vector<std::uint8_t> Finish() {
+        m_strip->Finish();
         return m_lcd.BlueGreenRed();
     }
 
   private:
-    [[nodiscard]] MyImage Fitted(const BitmapInfo& info) const {
-        return FittedImage(info, m_rect.width, m_rect.height);
-    }
-
     store::Rect m_rect;
     LcdSurface m_lcd;
     std::optional<StripPainter> m_strip;
@@ -115,8 +106,8 @@ Result<std::vector<std::uint8_t>> ComposeFitted(const Path& file, int lcdWidth, 
     BitmapInfo info;
     LUMATO_TRY_VOID(CreateMyImage(file, false,
                                   LargestScale(static_cast<float>(lcdWidth), static_cast<float>(lcdHeight)),
-                                  info, processors, &composer));
-    return composer.Finish(info);
+                                  info, processors, Held::AsStored, &composer));
+    return composer.Finish();
 }
 
 Result<void> ComposeFile(const Path& picture, int lcdWidth, int lcdHeight, const Pose& pose,

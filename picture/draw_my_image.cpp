@@ -3,6 +3,7 @@
 #include <cmath>
 #include <numbers>
 
+#include "import/orientation.h"
 #include "picture/picture_placement.h"
 
 namespace lumato::picture {
@@ -14,6 +15,12 @@ constexpr double kUnseenShift = 0.01;
 
 struct Turn {
     double cosine = 1, sine = 0;
+};
+
+// What one pixel of a picture moves by on the surface.
+struct Vector {
+    double columns = 0, rows = 0;
+    [[nodiscard]] Vector Towards(bool backwards) const { return backwards ? Vector{-columns, -rows} : *this; }
 };
 
 // Exact at quarter turns, where the sine of a rounded multiple of pi would not be 0.
@@ -62,14 +69,28 @@ std::optional<PicturePlacement> PlacementOf(const Surface& surface, float x, flo
     const double reach = std::hypot(surface.width, surface.height) + std::hypot(centerX, centerY) * ratio;
     const Turn turn = TurnOf(std::fmod(static_cast<double>(image.rotation), 360.0), reach);
 
-    const double perU = ratio * image.scaleX * picture.width / picture.heldWidth;
-    const double perV = ratio * image.scaleY * picture.height / picture.heldHeight;
+    const Overhang& over = picture.overhang;
+    const double width = picture.heldWidth - over.left - over.right;
+    const double height = picture.heldHeight - over.top - over.bottom;
+    const Axes axes = AxesOf(picture.orientation);
+    const double perX = ratio * image.scaleX * picture.width / (axes.swapped ? height : width);
+    const double perY = ratio * image.scaleY * picture.height / (axes.swapped ? width : height);
+    // Along the picture as it is shown, then as it is held.
+    const Vector alongX{turn.cosine * perX, turn.sine * perX};
+    const Vector alongY{turn.sine * perY, -turn.cosine * perY};
+    const Vector alongU = (axes.swapped ? alongY : alongX).Towards(axes.backwardsX);
+    const Vector alongV = (axes.swapped ? alongX : alongY).Towards(axes.backwardsY);
     PicturePlacement placed{.centerColumn = centerX * ratio,
                             .centerRow = centerY * ratio,
-                            .columnPerU = turn.cosine * perU,
-                            .columnPerV = turn.sine * perV,
-                            .rowPerU = turn.sine * perU,
-                            .rowPerV = -turn.cosine * perV};
+                            .columnPerU = alongU.columns,
+                            .columnPerV = alongV.columns,
+                            .rowPerU = alongU.rows,
+                            .rowPerV = alongV.rows,
+                            .left = over.left,
+                            .top = over.top,
+                            .width = width,
+                            .height = height,
+                            .colours = picture.colours.get()};
     if (surface.rows == RowOrder::BottomFirst) {
         placed.centerRow = surface.height - placed.centerRow;
         placed.rowPerU = -placed.rowPerU;

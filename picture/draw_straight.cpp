@@ -5,12 +5,19 @@ namespace lumato::picture {
 AxesPainter StraightPainter(const Surface& surface, int heldWidth, int heldHeight,
                             const PicturePlacement& placement) {
     const bool turned = !placement.IsStraight();
-    const AxisPlacement columns{placement.centerColumn, turned ? placement.columnPerV : placement.columnPerU,
-                                turned ? heldHeight : heldWidth, surface.width};
-    const AxisPlacement rows{placement.centerRow, turned ? placement.rowPerU : placement.rowPerV,
-                             turned ? heldWidth : heldHeight, surface.height};
-    return AxesPainter(surface, PlaceAxis(turned ? rows : columns), PlaceAxis(turned ? columns : rows),
-                       turned);
+    AxisPlacement across{.center = turned ? placement.centerRow : placement.centerColumn,
+                         .scale = turned ? placement.rowPerU : placement.columnPerU,
+                         .held = heldWidth,
+                         .length = turned ? surface.height : surface.width,
+                         .before = placement.left,
+                         .behind = heldWidth - placement.left - placement.width};
+    AxisPlacement down{.center = turned ? placement.centerColumn : placement.centerRow,
+                       .scale = turned ? placement.columnPerV : placement.rowPerV,
+                       .held = heldHeight,
+                       .length = turned ? surface.width : surface.height,
+                       .before = placement.top,
+                       .behind = heldHeight - placement.top - placement.height};
+    return AxesPainter(surface, PlaceAxis(across), PlaceAxis(down), turned, placement.colours);
 }
 
 void PaintLines(AxesPainter& painter, const PixelView& picture, int begin, int end) {

@@ -22,12 +22,12 @@ struct Point {
 // From surface positions back to a picture's pixels, counted from its top left corner.
 class Inverse {
   public:
-    Inverse(const PicturePlacement& p, const PixelView& picture) {
+    explicit Inverse(const PicturePlacement& p) {
         const double determinant = p.columnPerU * p.rowPerV - p.columnPerV * p.rowPerU;
         m_perColumn = {p.rowPerV / determinant, -p.rowPerU / determinant};
         m_perRow = {-p.columnPerV / determinant, p.columnPerU / determinant};
-        m_origin = {picture.width / 2.0 - m_perColumn.u * p.centerColumn - m_perRow.u * p.centerRow,
-                    picture.height / 2.0 - m_perColumn.v * p.centerColumn - m_perRow.v * p.centerRow};
+        m_origin = {p.left + p.width / 2 - m_perColumn.u * p.centerColumn - m_perRow.u * p.centerRow,
+                    p.top + p.height / 2 - m_perColumn.v * p.centerColumn - m_perRow.v * p.centerRow};
     }
 
     // The middles of the surface's pixels from this one to the right.
@@ -56,6 +56,10 @@ PicturePlacement Recount(PicturePlacement placement, const PixelView& from, cons
     placement.rowPerU *= perU;
     placement.columnPerV *= perV;
     placement.rowPerV *= perV;
+    placement.left = placement.left * to.width / from.width;
+    placement.width = placement.width * to.width / from.width;
+    placement.top = placement.top * to.height / from.height;
+    placement.height = placement.height * to.height / from.height;
     return placement;
 }
 
@@ -87,10 +91,10 @@ void DrawTurned(const Surface& surface, PictureLevels& picture, const PicturePla
         return;
     const PixelView held = picture.At(0);
     const PixelView source = picture.At(LevelFor(std::max(scaleU, scaleV)));
-    const Inverse inverse(Recount(placement, held, source), source);
+    const Inverse inverse(Recount(placement, held, source));
     const BlockFilter filter(source, source.width / (scaleU * held.width),
                              source.height / (scaleV * held.height));
-    const PixelCoverage coverage(placement, held.width / 2.0, held.height / 2.0);
+    const PixelCoverage coverage(placement, placement.width / 2, placement.height / 2);
     DrawInBands(surface.height, [&](int begin, int end) {
         PixelBlockReader reader(source, filter);
         std::vector<std::uint8_t> colours(static_cast<std::size_t>(surface.width) * kChannels);
@@ -100,6 +104,9 @@ void DrawTurned(const Surface& surface, PictureLevels& picture, const PicturePla
                 continue;
             CombineBlocks(reader, inverse.From(part.begin, row),
                           static_cast<std::size_t>(part.end - part.begin), colours.data());
+            if (placement.colours != nullptr)
+                placement.colours->ConvertHeld(colours.data(),
+                                               static_cast<std::size_t>(part.end - part.begin));
             BlendRow(surface, row, part, coverage, colours.data());
         }
     });

@@ -83,7 +83,8 @@ void ShowNote(const Phrase& note, const Phrase& reason) {
 Result<std::unique_ptr<BitmapInfo>> ImportForEditView(const Path& file, float lcdWidth, float lcdHeight,
                                                       Processors processors) {
     auto info = std::make_unique<BitmapInfo>();
-    LUMATO_TRY_VOID(CreateMyImage(file, false, LargestScale(lcdWidth, lcdHeight), *info, processors));
+    LUMATO_TRY_VOID(
+        CreateMyImage(file, false, LargestScale(lcdWidth, lcdHeight), *info, processors, Held::AsStored));
     return info;
 }
 

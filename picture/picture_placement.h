@@ -5,6 +5,7 @@
 
 #include <optional>
 
+#include "import/colour.h"
 #include "picture/axes_painter.h"
 #include "picture/my_image.h"
 #include "picture/picture_levels.h"
@@ -13,12 +14,15 @@
 
 namespace lumato::picture {
 
-// A held point (u, v), counted from the picture's centre to the right and downwards, lies at column
-// centerColumn + columnPerU * u + columnPerV * v of the surface's memory, and likewise for the row.
+// A held point (u, v), counted from the picture's centre to the right and downwards as it is held, lies at
+// column centerColumn + columnPerU * u + columnPerV * v of the surface's memory, and likewise for the row.
 struct PicturePlacement {
     double centerColumn = 0, centerRow = 0;
     double columnPerU = 0, columnPerV = 0;
     double rowPerU = 0, rowPerV = 0;
+    // Of the held pixels, the picture itself.
+    double left = 0, top = 0, width = 0, height = 0;
+    const ColourConverter* colours = nullptr;  // null: they are sRGB
 
     [[nodiscard]] bool IsStraight() const { return rowPerU == 0 && columnPerV == 0; }
     [[nodiscard]] bool IsOnItsSide() const { return columnPerU == 0 && rowPerV == 0; }

@@ -230,6 +230,41 @@ TEST(DrawMyImage, HeldSmallerCoversTheSameArea) {
     }
 }
 
+// A slope across and one down, whose sides are no multiple of the reduced decoding: held reduced, turned and
+// converted while it is drawn or before, it is where the whole picture is, and as large.
+TEST(DrawMyImage, WhatIsHeldOfAFileShowsAsTheWholeFile) {
+    const TemporaryFolder folder;
+    Raw slopes{601, 402, 3, {}};
+    for (int y = 0; y < slopes.height; ++y)
+        for (int x = 0; x < slopes.width; ++x)
+            slopes.pixels.insert(slopes.pixels.end(), {static_cast<std::uint8_t>(x * 255 / 600),
+                                                       static_cast<std::uint8_t>(y * 255 / 401), 90});
+    const auto import = [&](double scale, Held held) {
+        BitmapInfo info;
+        EXPECT_TRUE(CreateMyImage(
+            folder / "slopes.jpg", false, [scale](int, int) { return scale; }, info, Processors::One, held));
+        return info;
+    };
+    for (const Bytes& profile : {Bytes(), Sample("swapped.icc")})
+        for (int orientation = 1; orientation <= 8; ++orientation) {
+            Put(folder / "slopes.jpg", MakeJpeg(slopes, {.orientation = orientation, .profile = profile}));
+            const BitmapInfo whole = import(1, Held::AsShown);
+            for (const Held held : {Held::AsShown, Held::AsStored}) {
+                const BitmapInfo reduced = import(0.05, held);
+                ASSERT_LT(reduced.heldWidth, 77);
+                for (const float degrees : {0.0F, 30.0F}) {
+                    const Canvas expected = EditView(Posed(whole, degrees, 0.09F));
+                    const Canvas drawn = EditView(Posed(reduced, degrees, 0.09F));
+                    int most = 0;
+                    for (std::size_t i = 0; i < drawn.pixels.size(); ++i)
+                        most = std::max(most, std::abs(drawn.pixels[i] - expected.pixels[i]));
+                    EXPECT_LE(most, degrees == 0 ? 2 : 3)
+                        << "orientation " << orientation << ", turned by " << degrees;
+                }
+            }
+        }
+}
+
 TEST(DrawMyImage, EnlargingRingsNoMoreThanACubic) {
     const BitmapInfo step = MakePicture(20, 20, [](int x, int) {
         return x < 10 ? Colour{50, 50, 50} : Colour{150, 150, 150};

@@ -68,6 +68,7 @@ class FittedBatchTest : public testing::Test {
             Jpeg("small.jpg", Noise(61, 47, 3)),
             Jpeg("grey.jpg", Noise(640, 480, 4, 1), {.progressive = true}),
             Odd("odd.jpg"),
+            Jpeg("colours.jpg", Noise(500, 301, 6), {.orientation = 6, .profile = Sample("swapped.icc")}),
             Sheet("sheet.bmp"),
         };
         for (int orientation = 2; orientation <= 8; ++orientation)
