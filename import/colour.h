@@ -1,10 +1,11 @@
 // Decoded pixels of any colour space into sRGB, by their embedded profile where there is a usable one.
 //
-// One converter per picture, one thread at a time.
+// One converter per picture; constant once it is made.
 #pragma once
 
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 #include "base/bytes.h"
 
@@ -15,6 +16,7 @@ enum class PixelLayout {
     Rgb,
     Cmyk,          // 0 is no ink
     CmykInverted,  // 255 is no ink, as Adobe's programs write it
+    Held,          // as BitmapInfo holds pixels
 };
 
 [[nodiscard]] int BytesPerPixel(PixelLayout layout);
@@ -24,14 +26,18 @@ class ColourConverter {
     // A profile that is broken, or for another colour space than the pixels', counts as none: the pixels are
     // then taken as sRGB, the inks as ideal ones. One that changes nothing is not applied.
     ColourConverter(PixelLayout layout, ByteSpan profile);
+    // The same, out of a store of one. Any thread.
+    using Bytes = std::vector<std::uint8_t>;
+    [[nodiscard]] static std::shared_ptr<const ColourConverter> For(PixelLayout layout, Bytes profile);
 
     // True when Convert would copy.
-    [[nodiscard]] bool IsIdentity() const { return m_layout == PixelLayout::Rgb && !m_transform; }
+    [[nodiscard]] bool IsIdentity() const {
+        return (m_layout == PixelLayout::Rgb || m_layout == PixelLayout::Held) && !m_transform;
+    }
 
-    // `count` pixels into red, green, blue.
-    void Convert(const std::uint8_t* from, std::uint8_t* rgb, int count) const;
-    // In place, `count` pixels as BitmapInfo holds them; of the layout Rgb. Any thread.
-    void ConvertHeld(std::uint8_t* pixels, std::size_t count) const;
+    // `count` pixels into red, green, blue; those that are held stay in that layout, and in place if `to` is
+    // `from`. Any thread.
+    void Convert(const std::uint8_t* from, std::uint8_t* to, std::size_t count) const;
 
   private:
     PixelLayout m_layout;

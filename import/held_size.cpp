@@ -52,7 +52,7 @@ int EighthsFor(Size own, Size least) {
     };
     int eighths = 1;
     while (eighths < 8 && (scaled(eighths).width < least.width || scaled(eighths).height < least.height))
-        ++eighths;
+        eighths *= 2;
     while (eighths > 1 && scaled(eighths).Pixels() > kMaxHeldPixels)
         --eighths;
     return eighths;

@@ -1,7 +1,6 @@
 #include "import/import_jpeg.h"
 
 #include <memory>
-#include <utility>
 #include <vector>
 
 #include "import/colour.h"
@@ -17,17 +16,18 @@ Result<void> ReadHeldRows(JpegDecoder& decoder, PictureBuilder& builder) {
     return decoder.Finish();
 }
 
-Result<void> ReadRows(JpegDecoder& decoder, Size decoded, const ColourConverter& colours,
+// `colours`: null where they stay as they are.
+Result<void> ReadRows(JpegDecoder& decoder, Size decoded, const ColourConverter* colours,
                       PictureBuilder& builder) {
     LUMATO_TRY_VOID(decoder.Start());
     const auto width = static_cast<std::size_t>(decoded.width);
     std::vector<std::uint8_t> row(width * static_cast<std::size_t>(BytesPerPixel(decoder.Layout())));
-    std::vector<std::uint8_t> rgb(colours.IsIdentity() ? 0 : width * 3);
+    std::vector<std::uint8_t> rgb(colours == nullptr ? 0 : width * 3);
     while (!builder.Complete()) {
         LUMATO_TRY_VOID(decoder.ReadRow(row.data()));
-        if (!colours.IsIdentity())
-            colours.Convert(row.data(), rgb.data(), decoded.width);
-        builder.AddRow(colours.IsIdentity() ? row.data() : rgb.data());
+        if (colours != nullptr)
+            colours->Convert(row.data(), rgb.data(), width);
+        builder.AddRow(colours == nullptr ? row.data() : rgb.data());
     }
     return decoder.Finish();
 }
@@ -36,16 +36,17 @@ Result<void> Decode(JpegDecoder& decoder, PictureBuilder& builder) {
     LUMATO_TRY_VOID(decoder.ReadHeader());
     const Size own = decoder.OwnSize();
     const Orientation orientation = ExifOrientation(decoder.Exif());
-    auto colours = std::make_shared<const ColourConverter>(decoder.Layout(), decoder.Profile());
-    std::shared_ptr<const ColourConverter> left;
-    if (builder.LeavesColours() && decoder.Layout() == PixelLayout::Rgb && !colours->IsIdentity())
-        left = std::exchange(colours, std::make_shared<const ColourConverter>(PixelLayout::Rgb, ByteSpan()));
+    const bool leave = builder.LeavesColours() && decoder.Layout() == PixelLayout::Rgb;
+    const auto colours =
+        ColourConverter::For(leave ? PixelLayout::Held : decoder.Layout(), decoder.Profile());
+    const bool convert = !leave && !colours->IsIdentity();
     const int eighths = EighthsFor(own, builder.Least(own, orientation));
     LUMATO_TRY(const Size decoded, decoder.Scale(eighths));
-    LUMATO_TRY_VOID(builder.Begin({own, decoded, orientation, eighths, std::move(left)}));
-    if (colours->IsIdentity() && builder.KeepsRows())
+    LUMATO_TRY_VOID(builder.Begin(
+        {own, decoded, orientation, eighths, leave && !colours->IsIdentity() ? colours : nullptr}));
+    if (!convert && builder.KeepsRows())
         return ReadHeldRows(decoder, builder);
-    return ReadRows(decoder, decoded, *colours, builder);
+    return ReadRows(decoder, decoded, convert ? colours.get() : nullptr, builder);
 }
 
 }  // namespace

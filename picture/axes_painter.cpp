@@ -31,7 +31,7 @@ void AxesPainter::PaintLine(int line, const std::uint8_t* row, std::size_t strid
     CombineRows(row + m_firstByte, stride, m_down.Weights(line), m_bytes, m_rows.data());
     CombineColumns(m_rows.data(), m_across, m_colours.data());
     if (m_converter != nullptr)
-        m_converter->ConvertHeld(m_colours.data(), m_across.coverage.size());
+        m_converter->Convert(m_colours.data(), m_colours.data(), m_across.coverage.size());
 
     const int position = m_down.begin + line;
     std::uint8_t* const pixels =

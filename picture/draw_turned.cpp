@@ -105,8 +105,8 @@ void DrawTurned(const Surface& surface, PictureLevels& picture, const PicturePla
             CombineBlocks(reader, inverse.From(part.begin, row),
                           static_cast<std::size_t>(part.end - part.begin), colours.data());
             if (placement.colours != nullptr)
-                placement.colours->ConvertHeld(colours.data(),
-                                               static_cast<std::size_t>(part.end - part.begin));
+                placement.colours->Convert(colours.data(), colours.data(),
+                                           static_cast<std::size_t>(part.end - part.begin));
             BlendRow(surface, row, part, coverage, colours.data());
         }
     });
