@@ -42,10 +42,12 @@ std::string Phrase::In(const std::function<std::string(const Words&)>& textOf) c
     return filled.append(rest);
 }
 
-Phrase Phrase::WithValues(const std::function<std::string(const std::string&)>& valueOf) const {
+Phrase Phrase::WithGiven(const std::function<std::string(const std::string&)>& textOf) const {
     Phrase other = *this;
+    if (m_given)
+        other.m_text = textOf(m_text);
     for (Phrase& value : other.m_values)
-        value = value.IsTheSame() ? Phrase(valueOf(value.m_text)) : value.WithValues(valueOf);
+        value = value.WithGiven(textOf);
     return other;
 }
 

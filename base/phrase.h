@@ -28,9 +28,10 @@ class Phrase {
     // Nothing to say.
     Phrase() = default;
 
-    // What is the same in every language: a name, a number, what the system or a library says.
-    Phrase(std::string same) : m_text(std::move(same)) {}
-    Phrase(const char* same) : m_text(same) {}
+    // What is the same in every language: a name, a number, what the system or a library says. Literals are
+    // ours; what comes as a string is given, and may be private.
+    Phrase(std::string given) : m_text(std::move(given)), m_given(true) {}
+    Phrase(const char* ours) : m_text(ours) {}
     template <std::integral Number>
     requires(!std::same_as<Number, bool>) Phrase(Number number) : m_text(std::to_string(number)) {}
 
@@ -48,16 +49,18 @@ class Phrase {
     // In the words that `textOf` gives for each text.
     [[nodiscard]] std::string In(const std::function<std::string(const Words&)>& textOf) const;
 
-    // The same in every language: no text of ours.
-    [[nodiscard]] bool IsTheSame() const { return m_key.empty() && m_values.empty(); }
-    // With what `valueOf` makes of each value, at any depth, that is the same in every language.
-    [[nodiscard]] Phrase WithValues(const std::function<std::string(const std::string&)>& valueOf) const;
+    // With what `textOf` makes of each text that is given, at any depth.
+    [[nodiscard]] Phrase WithGiven(const std::function<std::string(const std::string&)>& textOf) const;
 
-    bool operator==(const Phrase& other) const = default;
+    // They say the same.
+    bool operator==(const Phrase& other) const {
+        return m_key == other.m_key && m_text == other.m_text && m_values == other.m_values;
+    }
 
   private:
     std::string_view m_key;  // empty: the same in every language
     std::string m_text;      // the English
+    bool m_given = false;
     std::vector<Phrase> m_values;
 };
 

@@ -55,21 +55,9 @@ void ReplaceWord(std::string& text, std::string_view name, std::string_view by) 
 }
 
 bool IsNode(std::string_view path) {
-    return path.starts_with("/dev/") && path.find("..") == std::string_view::npos &&
-           path.find('/', 5) == std::string_view::npos;
-}
-
-// A path goes on to where a message does: names have blanks in them.
-std::size_t EndOfPath(std::string_view text, std::size_t begin) {
-    const char quote = begin > 0 ? text[begin - 1] : '\0';
-    for (std::size_t at = begin; at < text.size(); ++at) {
-        const std::string_view rest = text.substr(at);
-        const bool quoted = quote == '"' || quote == '\'' || quote == '`';
-        if (quoted ? text[at] == quote
-                   : (rest.starts_with(": ") || rest.starts_with("; ") || text[at] == '\n'))
-            return at;
-    }
-    return text.size();
+    constexpr std::string_view folder = "/dev/";
+    return path.starts_with(folder) && path.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789",
+                                                              folder.size()) == std::string_view::npos;
 }
 
 std::string NumberOf(HiddenNames& hidden, const std::string& name) {
@@ -87,9 +75,9 @@ void ReplacePaths(std::string& text, HiddenNames& hidden) {
         const bool begins =
             at == 0 || std::strchr(" \"'`(=,<\n", text[at - 1]) != nullptr ||
             (at >= 2 && text[at - 1] == '.' && std::strchr(" \"'`(", text[at - 2]) != nullptr);
-        const std::size_t end = begins ? EndOfPath(text, at) : at + 1;
-        const std::string path = text.substr(at, end - at);
-        const std::string_view node = std::string_view(path).substr(0, path.find_first_of(" ,)\"'`"));
+        // A name can have all that a message ends a path with.
+        const std::string path = text.substr(at, begins ? text.find('\n', at) - at : 1);
+        const std::string_view node = std::string_view(path).substr(0, path.find_first_of(" :,)\"'`"));
         if (!begins || path.size() < 2 || path[1] == ' ' || IsNode(node)) {
             at += begins && IsNode(node) ? node.size() : 1;
             continue;
@@ -98,10 +86,6 @@ void ReplacePaths(std::string& text, HiddenNames& hidden) {
         text.replace(at, path.size(), number);
         at += number.size();
     }
-}
-
-bool IsNumber(std::string_view text) {
-    return !text.empty() && text.find_first_not_of("0123456789.,-+%") == std::string_view::npos;
 }
 
 bool IsOfTheSystem(const std::string& text) {
@@ -157,12 +141,15 @@ std::string WithoutNames(std::string_view given) {
 }
 
 std::string WithoutNames(const Phrase& phrase) {
-    const auto hide = [](const std::string& value) {
-        return IsNumber(value) || IsOfTheSystem(value) || IsNode(value) ? value : "...";
+    const auto hide = [](const std::string& given) -> std::string {
+        if (IsOfTheSystem(given) || IsNode(given))
+            return given;
+        HiddenNames& hidden = Hidden();
+        const std::lock_guard lock(hidden.mutex);
+        const auto known = hidden.files.find(Printable(given));
+        return known != hidden.files.end() ? known->second : "...";
     };
-    if (phrase.IsTheSame())
-        return hide(phrase.English());
-    return WithoutNames(phrase.WithValues(hide).English());
+    return phrase.WithGiven(hide).English();
 }
 
 }  // namespace lumato

@@ -17,13 +17,14 @@ void HideFileName(std::string_view name);
 // Learns the user's name, the home folder and the computer's name. Looks nothing up that could wait.
 void HideUser();
 
-// Without all those names, and without what looks like a path, device nodes excepted.
+// Without all those names, and, from what looks like a path to the end of its line, without the rest; device
+// nodes excepted.
 [[nodiscard]] std::string WithoutNames(std::string_view text);
 [[nodiscard]] inline std::string WithoutNames(const std::string& text) {
     return WithoutNames(std::string_view(text));
 }
 
-// The same of a phrase: of its values only numbers and what the system says of an error stay.
+// The same of a phrase: of what is given in it only what the system says of an error stays.
 [[nodiscard]] std::string WithoutNames(const Phrase& phrase);
 
 }  // namespace lumato

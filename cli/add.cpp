@@ -24,7 +24,7 @@ using Added = std::vector<BatchReport::Added>;
 struct Outcome {
     Added added;    // they are on the frame
     Added waiting;  // kept on this computer, not yet on the frame
-    std::vector<std::pair<Path, std::string>> refused;
+    std::vector<std::pair<Path, Phrase>> refused;
     std::vector<picture::Lowered> lowered;  // to make room
     int replaced = 0;      // the position of the picture whose place the only one was to take
     bool stopped = false;  // by Ctrl-C, before all was done
@@ -63,7 +63,7 @@ nlohmann::ordered_json AsJson(const Outcome& outcome, const AddSources& sources)
             added.back()["copy_of"] = one.picture.copyOf;
     }
     for (const auto& [file, reason] : outcome.refused)
-        refused.push_back({{"file", sources.NameOf(file)}, {"reason", reason}});
+        refused.push_back({{"file", sources.NameOf(file)}, {"reason", reason.English()}});
     for (const BatchReport::Added& one : outcome.waiting)
         waiting.push_back(
             {{"file", sources.NameOf(one.file)}, {"name", one.picture.name}, {"bytes", one.picture.bytes}});
@@ -81,7 +81,7 @@ nlohmann::ordered_json AsJson(const Outcome& outcome, const AddSources& sources)
     if (outcome.work)
         AddTo(json, *outcome.work);
     if (outcome.failure)
-        json["error"] = outcome.failure->message;
+        json["error"] = outcome.failure->message.English();
     if (outcome.stopped)
         json["stopped"] = true;
     AddRetries(json);
@@ -192,7 +192,7 @@ Outcome AddAndDownload(Session& session, const Arguments& arguments) {
         outcome.freeBytes += batch.added[i].picture.bytes;
     }
     for (const Path& file : batch.notTried)
-        outcome.refused.emplace_back(file, "not tried: " + outcome.failure->message);
+        outcome.refused.emplace_back(file, About("not tried", outcome.failure->message));
     return outcome;
 }
 
@@ -202,7 +202,7 @@ int RunAdd(const Arguments& arguments, const Output& output) {
     const Result<AddSources> sources = AddSources::Read(arguments.files);
     if (!sources)
         return output.Failed(sources.error().kind == ErrorKind::Unsupported ? kWrongUsage : kRefused,
-                             sources.error().message.English());
+                             sources.error().message);
     if (arguments.replaceAt != 0 && sources->Files().size() != 1)
         return output.Failed(kWrongUsage, "--replace puts one picture in the place of one");
     Arguments expanded = arguments;
@@ -214,15 +214,13 @@ int RunAdd(const Arguments& arguments, const Output& output) {
     if (!session)
         return output.Failed(session.error());
     if (const int count = store::Store().gmyTotalePictureNum; arguments.replaceAt > count)
-        return output.Failed(kRefused, "there is no picture " + std::to_string(arguments.replaceAt) +
-                                           "; the frame has " + Count(count, "picture") +
-                                           ", and nothing was changed");
+        return output.Failed(NoSuchPicture(arguments.replaceAt, count, "nothing was changed"));
     const Outcome outcome = AddAndDownload(**session, expanded);
     for (const auto& [file, reason] : outcome.refused)
-        Output::Complain(Printable(sources->NameOf(file)) + ": " + reason);
+        Output::Complain(About(Printable(sources->NameOf(file)), reason));
     for (const BatchReport::Added& one : outcome.waiting)
-        Output::Complain(Printable(sources->NameOf(one.file)) +
-                         ": kept, not yet on the frame: " + outcome.failure->message);
+        Output::Complain(About(Printable(sources->NameOf(one.file)),
+                               About("kept, not yet on the frame", outcome.failure->message)));
     output.Result(AsJson(outcome, *sources), AsText(outcome, *sources));
     if (!outcome.refused.empty())
         return kRefused;

@@ -28,12 +28,12 @@ Result<void> ReadInput(std::size_t limit, Take take) {
         if (got < 0 && errno == EINTR)
             continue;
         if (got < 0)
-            return Fail(ErrorKind::Unreadable, std::string(kInputName) + ": " + SystemMessage(errno));
+            return Fail(ErrorKind::Unreadable, About(kInputName, SystemMessage(errno)));
         if (got == 0)
             return {};
         total += static_cast<std::size_t>(got);
         if (total > limit)
-            return Fail(ErrorKind::TooLarge, std::string(kInputName) + ": too large");
+            return Fail(ErrorKind::TooLarge, About(kInputName, "too large"));
         LUMATO_TRY_VOID(take(ByteSpan(piece).first(static_cast<std::size_t>(got))));
     }
 }
@@ -44,7 +44,7 @@ Result<void> WriteAllTo(int fd, ByteSpan bytes) {
         if (put < 0 && errno == EINTR)
             continue;
         if (put <= 0)
-            return Fail(ErrorKind::TooLarge, std::string(kInputName) + ": " + SystemMessage(errno));
+            return Fail(ErrorKind::TooLarge, About(kInputName, SystemMessage(errno)));
         bytes = bytes.subspan(static_cast<std::size_t>(put));
     }
     return {};
@@ -84,7 +84,7 @@ Result<AddSources> AddSources::Read(const std::vector<Path>& words) {
 Result<void> AddSources::TakeInput() {
     m_input = ::memfd_create("picture", MFD_CLOEXEC);
     if (m_input < 0)
-        return Fail(ErrorKind::Unreadable, std::string(kInputName) + ": " + SystemMessage(errno));
+        return Fail(ErrorKind::Unreadable, About(kInputName, SystemMessage(errno)));
     m_inputFile = "/proc/self/fd/" + std::to_string(m_input);
     m_files.push_back(m_inputFile);
     return ReadInput(kMostInput, [this](ByteSpan bytes) { return WriteAllTo(m_input, bytes); });
@@ -113,7 +113,7 @@ Result<void> AddSources::TakeList(const std::string& name) {
         at = end + 1;
     }
     if (m_files.size() == before)
-        return Fail(ErrorKind::NotFound, Printable(name) + ": the list names no picture");
+        return Fail(ErrorKind::NotFound, About(Printable(name), "the list names no picture"));
     return {};
 }
 

@@ -13,7 +13,7 @@ tl::expected<void, Failure> CheckFree(const Path& file, bool force) {
     if (!std::filesystem::exists(status) || (force && !std::filesystem::is_directory(status)))
         return {};
     return tl::unexpected<Failure>(
-        Failure{kRefused, Printable(file.native()) + " is there already; --force replaces it"});
+        Failure{kRefused, Phrase("", "{} is there already; --force replaces it", Printable(file.native()))});
 }
 
 std::string Described(const backup::FrameBackup& frame, const Path& file) {
@@ -37,12 +37,12 @@ int RunBackup(const Arguments& arguments, const Output& output) {
     Result<backup::FrameBackup> frame = lumato::Fail(ErrorKind::Busy, "the frame is busy");
     (*session)->Work([&] { frame = backup::BackUpFrame(); });
     if (!frame)
-        return output.Failed(kRefused, frame.error().message.English());
+        return output.Failed(kRefused, frame.error().message);
     // Reading took a while.
     if (const auto free = CheckFree(file, arguments.force); !free)
         return output.Failed(free.error());
     if (const auto written = backup::WriteBackup(file, frame->backup); !written)
-        return output.Failed(kRefused, written.error().message.English());
+        return output.Failed(kRefused, written.error().message);
     nlohmann::ordered_json json = {{"pictures", frame->backup.pictures.size()},
                                    {"unreadable", frame->unreadable}};
     AddRetries(json);

@@ -114,7 +114,7 @@ tl::expected<void, Failure> Mend(Session& session, CheckReport& report, const ba
 int RunCheck(const Arguments& arguments, const Output& output) {
     Result<backup::Backup> backup = arguments.from ? backup::ReadBackup(*arguments.from) : backup::Backup();
     if (!backup)
-        return output.Failed(kRefused, backup.error().message.English());
+        return output.Failed(kRefused, backup.error().message);
     const auto session =
         Session::Connect(arguments, arguments.mend ? Session::Purpose::Change : Session::Purpose::Look);
     if (!session)
@@ -123,7 +123,7 @@ int RunCheck(const Arguments& arguments, const Output& output) {
     (*session)->Work([&] { report = store::CheckPictures(); });
     (*session)->WarnOfLink();
     if (!report)
-        return output.Failed(kRefused, report.error().message.English());
+        return output.Failed(kRefused, report.error().message);
     if (report->stopped)
         return output.Failed(
             {kRefused, "stopped after " + Count(static_cast<long long>(report->pictures.size()), "picture"),

@@ -12,9 +12,8 @@ int RunCompose(const Arguments& arguments, const Output& output) {
                                                        PoseOf(arguments.pose), arguments.files[1]);
     if (!composed) {
         // Errors of writing name the bitmap themselves.
-        const std::string picture =
-            composed.error().cause.empty() ? "" : Printable(arguments.files[0].string()) + ": ";
-        return output.Failed(kRefused, picture + Described(composed.error()));
+        const Phrase picture = composed.error().cause.empty() ? "" : Printable(arguments.files[0].string());
+        return output.Failed(kRefused, Joined(picture, kColon, Described(composed.error())));
     }
     output.Result({{"width", lcd.width}, {"height", lcd.height}},
                   std::to_string(lcd.width) + " x " + std::to_string(lcd.height) + " pixels");

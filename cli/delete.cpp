@@ -41,9 +41,7 @@ int RunDelete(const Arguments& arguments, const Output& output) {
     const std::vector<int>& positions = arguments.positions;
     if (const auto highest = std::ranges::max_element(positions);
         highest != positions.end() && *highest > before)
-        return output.Failed(kRefused, "there is no picture " + std::to_string(*highest) +
-                                           "; the frame has " + Count(before, "picture") +
-                                           ", and nothing was deleted");
+        return output.Failed(NoSuchPicture(*highest, before, "nothing was deleted"));
     if (arguments.all && before > 0 &&
         !Confirmed(arguments, (*session)->Status(),
                    "Delete all " + Count(before, "picture") + " of the frame?"))

@@ -26,7 +26,7 @@ int SayWork(const Output& output, bool due, int waiting) {
     return kDone;
 }
 
-int SayStopped(const Output& output, int waitedBefore, const std::string& message) {
+int SayStopped(const Output& output, int waitedBefore, const Phrase& message) {
     Output::Complain(message);
     const int written = waitedBefore - CountWaiting();
     nlohmann::ordered_json json = AsJson(written);

@@ -13,7 +13,7 @@ void BeginDryRun() {
 tl::expected<DownloadWork, Failure> EstimateDownload() {
     const Result<DownloadWork> work = store::CostOfDownload();
     if (!work)
-        return tl::unexpected<Failure>(Failure{kRefused, work.error().message.English()});
+        return tl::unexpected<Failure>(Failure{kRefused, work.error().message});
     return *work;
 }
 

@@ -31,9 +31,9 @@ int RunDump(const Arguments& arguments, const Output& output) {
         return output.Failed(look.error());
     const auto flash = (*look)->ReadFlash();
     if (!flash)
-        return output.Failed(kRefused, flash.error().message.English());
+        return output.Failed(kRefused, flash.error().message);
     if (const Result<void> written = WriteFile(file, *flash); !written)
-        return output.Failed(kRefused, written.error().message.English());
+        return output.Failed(kRefused, written.error().message);
     const auto size = static_cast<long long>(flash->size());
     output.Result({{"bytes", size}}, Grouped(size) + " bytes of flash in " + Printable(file.native()));
     return kDone;
@@ -49,13 +49,13 @@ int RunVerify(const Arguments& arguments, const Output& output) {
     std::error_code unknown;
     const auto fileSize = static_cast<std::intmax_t>(std::filesystem::file_size(file, unknown));
     if (!expected && (expected.error().kind != ErrorKind::TooLarge || unknown))
-        return output.Failed(kRefused, expected.error().message.English());
+        return output.Failed(kRefused, expected.error().message);
     // Reading the flash takes its time, and would make no dump of another size this frame's.
     if (fileSize != flashSize)
         return SayDifference(output, file, std::min(fileSize, flashSize), flashSize, fileSize);
     const auto flash = (*look)->ReadFlash();
     if (!flash)
-        return output.Failed(kRefused, flash.error().message.English());
+        return output.Failed(kRefused, flash.error().message);
     if (*flash == *expected) {
         output.Result({{"equal", true}, {"differs_at", nullptr}},
                       "the flash is as " + Printable(file.native()) + " says");

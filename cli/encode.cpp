@@ -9,7 +9,7 @@ int RunEncode(const Arguments& arguments, const Output& output) {
     const int bytes = codec.EnCode(arguments.files[0], arguments.files[1], arguments.size->width,
                                    arguments.size->height, arguments.quality, arguments.sampling);
     if (bytes <= 0)
-        return output.Failed(kRefused, codec.LastError().message.English());
+        return output.Failed(kRefused, codec.LastError().message);
     output.Result({{"bytes", bytes}}, Grouped(bytes) + " bytes");
     return kDone;
 }

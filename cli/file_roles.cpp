@@ -1,6 +1,7 @@
 #include "cli/file_roles.h"
 
 #include <algorithm>
+#include <utility>
 
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
@@ -16,12 +17,12 @@ namespace fs = std::filesystem;
 
 struct Name {
     Path path;
-    std::string role;  // "the frame"
+    const char* role;  // "the frame"
     FileIdentity identity = IdentityOf(path);
 };
 
-tl::unexpected<Failure> Refuse(const Path& path, const std::string& why) {
-    return tl::unexpected<Failure>(Failure{kWrongUsage, Printable(path.native()) + ": " + why});
+tl::unexpected<Failure> Refuse(const Path& path, Phrase why) {
+    return tl::unexpected<Failure>(Failure{kWrongUsage, About(Printable(path.native()), std::move(why))});
 }
 
 // A terminal, a pipe or /dev/null: reading and writing one do not meet.
@@ -88,8 +89,8 @@ tl::expected<void, Failure> CheckPlace(const Path& output, const Path& state, co
     if (LiesIn(output, state))
         return Refuse(output, "Lumato keeps journals and notes there, nothing else is written there");
     if (const auto folder = EmptiedFolderOf(output, arguments))
-        return Refuse(output, Printable(folder->native()) +
-                                  " is emptied when a frame is connected; choose another place");
+        return Refuse(output, Phrase("", "{} is emptied when a frame is connected; choose another place",
+                                     Printable(folder->native())));
     return {};
 }
 
@@ -110,7 +111,8 @@ tl::expected<void, Failure> CheckOutputs(const Arguments& arguments) {
             const FileIdentity identity = IdentityOf(file);
             const auto same = std::ranges::find(taken, identity, &Name::identity);
             if (same != taken.end() && !IsStream(file))
-                return Refuse(file, "this is " + same->role + ", it cannot be written over in the same call");
+                return Refuse(
+                    file, Phrase("", "this is {}, it cannot be written over in the same call", same->role));
         }
         taken.push_back({output, "written already"});
     }
@@ -123,8 +125,9 @@ tl::expected<void, Failure> CheckInputsOfConnecting(const Arguments& arguments) 
         inputs.push_back(*arguments.frame);
     for (const Path& input : inputs)
         if (const auto folder = EmptiedFolderOf(input, arguments))
-            return Refuse(input, Printable(folder->native()) +
-                                     " is emptied when a frame is connected; move the file elsewhere");
+            return Refuse(input,
+                          Phrase("", "{} is emptied when a frame is connected; move the file elsewhere",
+                                 Printable(folder->native())));
     return {};
 }
 

@@ -37,15 +37,15 @@ int RunFrameNew(const Arguments& arguments, const Output& output) {
     if (const auto& dump = arguments.newFrame.from) {
         if (const Result<void> made = vframe::CreateFrame(file, *dump); !made)
             return output.Failed(made.error().kind == ErrorKind::Unsupported ? kNoFrame : kRefused,
-                                 made.error().message.English());
+                                 made.error().message);
         output.Result({{"file", file.string()}}, "made " + Printable(file.string()));
         return kDone;
     }
     const vframe::NewFrame frame = FrameWanted(arguments);
     if (const Result<void> possible = vframe::CheckNewFrame(frame); !possible)
-        return output.Failed(kWrongUsage, possible.error().message.English());
+        return output.Failed(kWrongUsage, possible.error().message);
     if (const Result<void> made = vframe::CreateFrame(file, frame); !made)
-        return output.Failed(kRefused, made.error().message.English());
+        return output.Failed(kRefused, made.error().message);
     output.Result({{"file", file.string()}}, "made " + Printable(file.string()));
     return kDone;
 }

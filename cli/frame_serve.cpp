@@ -54,13 +54,13 @@ int RunFrameServe(const Arguments& arguments, const Output& output) {
     AwaitSignals();
     tl::expected<vframe::UsbServerOptions, Error> options = OptionsFor(arguments);
     if (!options)
-        return output.Failed(kRefused, options.error().message.English());
+        return output.Failed(kRefused, options.error().message);
     const std::shared_ptr<vframe::TraceLog> trace = options->trace;
     Result<std::unique_ptr<vframe::UsbServer>> server = vframe::UsbServer::Create(std::move(*options));
     if (!server) {
         const ErrorKind kind = server.error().kind;
         const bool noFrame = kind == ErrorKind::NotFound || kind == ErrorKind::Unsupported;
-        return output.Failed(noFrame ? kNoFrame : kRefused, server.error().message.English());
+        return output.Failed(noFrame ? kNoFrame : kRefused, server.error().message);
     }
     if (!arguments.quiet)
         std::fprintf(stderr, "%s is on the bus at %s\n", Printable(arguments.files.front().native()).c_str(),

@@ -17,7 +17,7 @@
 namespace lumato::cli {
 namespace {
 
-tl::unexpected<Failure> NotThere(ExitStatus status, std::string message) {
+tl::unexpected<Failure> NotThere(ExitStatus status, Phrase message) {
     return tl::unexpected<Failure>(Failure{status, std::move(message)});
 }
 
@@ -72,7 +72,7 @@ tl::expected<std::unique_ptr<Look>, Failure> Look::Search(const Arguments& argum
     if (arguments.trace) {
         auto log = vframe::TraceLog::Create(*arguments.trace);
         if (!log)
-            return NotThere(kRefused, log.error().message.English());
+            return NotThere(kRefused, log.error().message);
         look->m_trace = std::move(*log);
     }
     tl::expected<void, Failure> done;
@@ -95,7 +95,7 @@ tl::expected<std::unique_ptr<Look>, Failure> Look::OpenOne(const Arguments& argu
     if (!look)
         return look;
     if (const auto& inUse = (*look)->VirtualFrameInUse())
-        return NotThere(kRefused, inUse->message.English());
+        return NotThere(kRefused, inUse->message);
     std::optional<Error> error;
     for (platform::BusService* service : (*look)->Found()) {
         const Result<bool> opened = (*look)->Open(*service);
@@ -105,10 +105,10 @@ tl::expected<std::unique_ptr<Look>, Failure> Look::OpenOne(const Arguments& argu
             error = opened.error();
     }
     if (error)
-        return NotThere(kRefused, error->message.English());
-    return NotThere(kNoFrame,
-                    "no frame found" + (arguments.frame ? " at " + Printable(arguments.frame->native())
-                                                        : std::string(" on the USB bus")));
+        return NotThere(kRefused, error->message);
+    return NotThere(kNoFrame, arguments.frame
+                                  ? Phrase("", "no frame found at {}", Printable(arguments.frame->native()))
+                                  : Phrase("no frame found on the USB bus"));
 }
 
 tl::expected<void, Failure> Look::Start(platform::Bus& bus) {
@@ -118,7 +118,7 @@ tl::expected<void, Failure> Look::Start(platform::Bus& bus) {
         started = m_wrappers.back().get();
     }
     if (const Result<void> done = started->Start(*this); !done)
-        return NotThere(kRefused, done.error().message.English());
+        return NotThere(kRefused, done.error().message);
     return {};
 }
 
@@ -146,7 +146,7 @@ tl::expected<void, Failure> Look::PlugVirtualFrame(const Arguments& arguments) {
         return {};
     }
     if (!flash)
-        return NotThere(kNoFrame, flash.error().message.English());
+        return NotThere(kNoFrame, flash.error().message);
     m_virtualBus->Plug(std::move(*flash), {.faults = arguments.faults, .pace = arguments.pace.value_or(0)});
     return Start(*m_virtualBus);
 }

@@ -151,7 +151,7 @@ int Run(const Arguments& arguments, const Output& output) {
         status = output.Failed(kRefused, ReasonOf(error));
     }
     if (const auto& error = *arguments.traceError) {
-        Output::Complain("the trace is not whole: " + error->message.English());
+        Output::Complain(About("the trace is not whole", error->message));
         return status == kDone ? kRefused : status;
     }
     return status;

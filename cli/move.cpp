@@ -29,9 +29,7 @@ int RunMove(const Arguments& arguments, const Output& output) {
     const int to = arguments.newPosition;
     const int count = store::Store().gmyTotalePictureNum;
     if (!store::MovePicture(from, to))
-        return output.Failed(kRefused, "there is no picture " + std::to_string(std::max(from, to)) +
-                                           "; the frame has " + Count(count, "picture") +
-                                           ", and nothing was moved");
+        return output.Failed(NoSuchPicture(std::max(from, to), count, "nothing was moved"));
     const std::string what = "picture " + std::to_string(from);
     const std::string place = " at position " + std::to_string(to);
     if (!store::ListDiffers())

@@ -16,14 +16,6 @@ std::string Serialized(const nlohmann::ordered_json& json) {
     return json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
 }
 
-// What stands before a colon may be a name out of a list or a backup, of which the log does not know.
-std::string ForLog(const std::string& message) {
-    const std::string text = WithoutNames(message);
-    const std::size_t colon = text.find(": ");
-    const bool known = text.starts_with("file ") || text.starts_with("/dev/");
-    return known || colon == std::string::npos ? text : "..." + text.substr(colon);
-}
-
 }  // namespace
 
 void Output::Result(const nlohmann::ordered_json& json, const std::string& text) const {
@@ -32,7 +24,7 @@ void Output::Result(const nlohmann::ordered_json& json, const std::string& text)
 
 int Output::Failed(const Failure& failure) const {
     Complain(failure.message);
-    nlohmann::ordered_json json = {{"error", failure.message}};
+    nlohmann::ordered_json json = {{"error", failure.message.English()}};
     if (failure.stopped)
         json["stopped"] = true;
     if (m_json)
@@ -40,23 +32,28 @@ int Output::Failed(const Failure& failure) const {
     return failure.status;
 }
 
-void Output::Complain(const std::string& message) {
-    Log("said: " + ForLog(message));
+void Output::Complain(const Phrase& message) {
+    Log("said: " + WithoutNames(message));
     // Whatever a name or a reader's text brought along stays one line that a terminal shows as it stands.
-    std::fprintf(stderr, "lumatoctl: %s\n", Printable(message).c_str());
+    std::fprintf(stderr, "lumatoctl: %s\n", Printable(message.English()).c_str());
+}
+
+Failure NoSuchPicture(int position, int count, const char* outcome) {
+    const Phrase pictures = count == 1 ? Phrase("1 picture") : Phrase("", "{} pictures", count);
+    return {kRefused,
+            Phrase("", "there is no picture {0}; the frame has {1}, and {2}", position, pictures, outcome)};
 }
 
 int FlushOutput(int status) {
     errno = 0;
     if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0)
         return status;
-    Output::Complain("standard output: " + SystemMessage(errno != 0 ? errno : EIO));
+    Output::Complain(About("standard output", SystemMessage(errno != 0 ? errno : EIO)));
     return status == kDone ? kRefused : status;
 }
 
-std::string Described(const Error& error) {
-    return error.cause.empty() ? error.message.English()
-                               : text::Localized(error.message) + ": " + error.cause.English();
+Phrase Described(const Error& error) {
+    return error.cause.empty() ? error.message : About(text::Localized(error.message), error.cause);
 }
 
 std::string Grouped(long long number) {

@@ -4,6 +4,7 @@
 
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include <nlohmann/json.hpp>
 
@@ -23,7 +24,7 @@ enum ExitStatus {
 // Why a command ends early.
 struct Failure {
     ExitStatus status = kRefused;
-    std::string message;
+    Phrase message;
     bool stopped = false;  // because that was asked for
 };
 
@@ -37,13 +38,16 @@ class Output {
     // "lumatoctl: message" on standard error; with --json an object with the member "error" on standard
     // output, too, so that a script always finds one. Returns `status`.
     int Failed(const Failure& failure) const;
-    int Failed(ExitStatus status, const std::string& message) const { return Failed({status, message}); }
+    int Failed(ExitStatus status, Phrase message) const { return Failed({status, std::move(message)}); }
     // The message alone, for a failure whose result follows.
-    static void Complain(const std::string& message);
+    static void Complain(const Phrase& message);
 
   private:
     const bool m_json;
 };
+
+// "there is no picture 7; the frame has 3 pictures, and nothing was moved"
+[[nodiscard]] Failure NoSuchPicture(int position, int count, const char* outcome);
 
 // Reports whether everything said so far reached standard output (which may be a full disk). kDone becomes
 // kRefused when it did not.
@@ -51,7 +55,7 @@ int FlushOutput(int status);
 
 // Message and cause as one text: "Couldn't Process!: the file is empty". The first is a note, and notes are
 // in the language of the resources folder.
-[[nodiscard]] std::string Described(const Error& error);
+[[nodiscard]] Phrase Described(const Error& error);
 
 // 1234567 as "1,234,567".
 [[nodiscard]] std::string Grouped(long long number);

@@ -48,8 +48,8 @@ int RunPermit(const Arguments&, const Output& output) {
     const ByteSpan bytes(reinterpret_cast<const std::uint8_t*>(rules.data()), rules.size());
     if (const Result<void> written = WriteFile(file, bytes); !written)
         return output.Failed(kRefused,
-                             written.error().message.English() +
-                                 (::geteuid() == 0 ? "" : "; this needs root: sudo lumatoctl permit"));
+                             Joined(written.error().message, kSemicolon,
+                                    ::geteuid() == 0 ? "" : "this needs root: sudo lumatoctl permit"));
     std::filesystem::permissions(file, std::filesystem::perms{0644}, error);
     const bool applied = ApplyRules();
     output.Result({{"file", kRulesFile}},

@@ -13,7 +13,7 @@ Result<PrivateFolder> PrivateFolder::Make() {
     std::string name = (std::filesystem::temp_directory_path(error) / "lumato-XXXXXX").string();
     if (error || ::mkdtemp(name.data()) == nullptr)
         return Fail(ErrorKind::Unwritable,
-                    Printable(name) + ": " + (error ? error.message() : SystemMessage(errno)));
+                    About(Printable(name), error ? error.message() : SystemMessage(errno)));
     return PrivateFolder(name);
 }
 

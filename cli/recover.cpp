@@ -47,9 +47,9 @@ int Save(const KeptJournal& journal, const Path& folder, const Output& output) {
     picture::CRv512Encoder codec;
     const Result<store::GivenOut> given = store::GiveOut(journal, folder, codec);
     if (!given)
-        return output.Failed(kRefused, given.error().message.English());
+        return output.Failed(kRefused, given.error().message);
     for (const Error& failed : given->failed)
-        Output::Complain(failed.message.English());
+        Output::Complain(failed.message);
     std::string text = Count(given->saved, "picture") + " saved in " + Printable(folder.string());
     if (given->onFrame > 0)
         text += "; " + Count(given->onFrame, "picture") +
@@ -63,9 +63,9 @@ int Save(const KeptJournal& journal, const Path& folder, const Output& output) {
 int Forget(const KeptJournal& journal, const Path& home, const Output& output) {
     const Result<platform::FolderLock> lock = platform::FolderLock::Take(home);
     if (!lock)
-        return output.Failed(kRefused, lock.error().message.English());
+        return output.Failed(kRefused, lock.error().message);
     if (const Result<void> done = store::SetAside(journal); !done)
-        return output.Failed(kRefused, done.error().message.English());
+        return output.Failed(kRefused, done.error().message);
     output.Result({{"forgotten", journal.number}},
                   "no frame is offered these pictures any more; their files are kept");
     return kDone;
@@ -77,13 +77,13 @@ int RunRecover(const Arguments& arguments, const Output& output) {
     const Path state = platform::StateFolder(arguments.home);
     const Result<std::vector<KeptJournal>> read = store::KeptJournals(state);
     if (!read)
-        return output.Failed(kRefused, read.error().message.English());
+        return output.Failed(kRefused, read.error().message);
     const std::vector<KeptJournal>& journals = *read;
     if (arguments.position == 0)
         return List(journals, output);
     const auto found = std::ranges::find(journals, arguments.position, &KeptJournal::number);
     if (found == journals.end())
-        return output.Failed(kRefused, "there is no recovery journal " + std::to_string(arguments.position));
+        return output.Failed(kRefused, Phrase("", "there is no recovery journal {}", arguments.position));
     return arguments.forget ? Forget(*found, platform::ResourcesFolder(arguments.home), output)
                             : Save(*found, *arguments.saveFolder, output);
 }

@@ -25,13 +25,13 @@ std::string AsText(const report::Replayed& replayed) {
 int RunReplay(const Arguments& arguments, const Output& output) {
     const auto bytes = ReadPlainFile(arguments.files.front(), report::kLongestReport);
     if (!bytes)
-        return output.Failed(kRefused, bytes.error().message.English());
+        return output.Failed(kRefused, bytes.error().message);
     const std::string_view text(reinterpret_cast<const char*>(bytes->data()), bytes->size());
     const auto trace = report::TraceOfReport(text);
     const auto replayed = trace ? report::Replay(*trace) : tl::unexpected(trace.error());
     if (!replayed)
-        return output.Failed(kRefused, Printable(arguments.files.front().native()) + ": " +
-                                           replayed.error().message.English());
+        return output.Failed(kRefused,
+                             About(Printable(arguments.files.front().native()), replayed.error().message));
     nlohmann::ordered_json differences = nlohmann::ordered_json::array();
     for (const report::Difference& difference : replayed->differences)
         differences.push_back({{"command", difference.command}, {"what", difference.what}});

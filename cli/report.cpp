@@ -1,5 +1,6 @@
 // lumatoctl report: what somebody who mends a fault needs to know, as one text.
 #include "base/printable.h"
+#include "base/private_text.h"
 #include "cli/commands.h"
 #include "cli/look.h"
 #include "device/command_trace.h"
@@ -17,7 +18,7 @@ namespace {
 std::string LookAtFrame(const Arguments& arguments) {
     const auto look = Look::OpenOne(arguments);
     if (!look)
-        return look.error().message;
+        return WithoutNames(look.error().message);
     nlohmann::ordered_json facts = report::FrameFacts();
     facts["pictures"] = store::CountStored(store::Store().G_PictureList);
     facts["bytes_stored"] = store::StoredBytes(store::Store().G_PictureList);
@@ -43,7 +44,7 @@ int RunReport(const Arguments& arguments, const Output& output) {
     const Path& file = arguments.files.front();
     const ByteSpan bytes(reinterpret_cast<const std::uint8_t*>(text.data()), text.size());
     if (const Result<void> written = WriteFile(file, bytes); !written)
-        return output.Failed(kRefused, written.error().message.English());
+        return output.Failed(kRefused, written.error().message);
     output.Result({{"file", file.string()}}, "the report is in " + Printable(file.native()) +
                                                  "; look through it before you give it away");
     return kDone;

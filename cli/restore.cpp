@@ -89,14 +89,14 @@ int Restore(Session& session, const Arguments& arguments, const Output& output, 
 int RunRestore(const Arguments& arguments, const Output& output) {
     const Result<backup::Backup> backup = backup::ReadBackup(arguments.files.front());
     if (!backup)
-        return output.Failed(kRefused, backup.error().message.English());
+        return output.Failed(kRefused, backup.error().message);
     const auto session = Session::Connect(arguments);
     if (!session)
         return output.Failed(session.error());
     Result<Restoration> restoration = lumato::Fail(ErrorKind::Busy, "the frame is busy");
     (*session)->Work([&] { restoration = backup::PrepareRestoration(*backup); });
     if (!restoration)
-        return output.Failed(kRefused, restoration.error().message.English());
+        return output.Failed(kRefused, restoration.error().message);
     return Restore(**session, arguments, output, std::move(*restoration));
 }
 

@@ -38,16 +38,15 @@ int RunSave(const Arguments& arguments, const Output& output) {
     const int pictures = store::Store().gmyTotalePictureNum;
     const auto highest = std::ranges::max_element(arguments.positions);
     if (highest != arguments.positions.end() && *highest > pictures)
-        return output.Failed(kRefused, "there is no picture " + std::to_string(*highest) +
-                                           "; the frame has " + Count(pictures, "picture"));
+        return output.Failed(NoSuchPicture(*highest, pictures, "nothing was saved"));
     const Path& folder = arguments.files.front();
     std::error_code error;
     std::filesystem::create_directories(folder, error);
     if (error)
-        return output.Failed(kRefused, Printable(folder.string()) + ": " + error.message());
+        return output.Failed(kRefused, About(Printable(folder.string()), error.message()));
     const store::SaveReport report = store::SavePictures(folder, NamesFor(arguments));
     for (const Error& failed : report.failed)
-        Output::Complain(failed.message.English());
+        Output::Complain(failed.message);
     const std::string replaced = store::ReplacedText(report).English();
     output.Result({{"saved", report.saved}, {"replaced", report.replaced.size()}},
                   Count(report.saved, "picture") + " saved in " + Printable(folder.string()) +

@@ -39,14 +39,15 @@ bool DownloadSeemsBrokenOff() {
 }
 
 // Of a download that has just ended, with what the frame shows now.
-Failure WhyNotDone(std::string message) {
+Failure WhyNotDone(Phrase message) {
     const store::StoreState& store = store::Store();
     if (store.downloadStopped)
         return {CountWaiting() > 0 ? kWaiting : kRefused, std::move(message), true};
     // Its table is made invalid first, and written last.
     if (!store.picturesShown)
-        return {kWaiting, message + "; the frame shows no picture until `lumatoctl download` has finished"};
-    return {kRefused, message + "; the frame shows what it showed before"};
+        return {kWaiting, Joined(message, kSemicolon,
+                                 "the frame shows no picture until `lumatoctl download` has finished")};
+    return {kRefused, Joined(message, kSemicolon, "the frame shows what it showed before")};
 }
 
 // The two folders of pictures can be filled, or made.
@@ -58,7 +59,7 @@ bool CanKeepPictures(const Path& home) {
     });
 }
 
-tl::unexpected<Failure> Fail(ExitStatus status, std::string message) {
+tl::unexpected<Failure> Fail(ExitStatus status, Phrase message) {
     return tl::unexpected<Failure>(Failure{status, std::move(message)});
 }
 
@@ -100,7 +101,7 @@ tl::expected<void, Failure> Session::FindBus(const Arguments& arguments) {
         return {};
     Result<std::shared_ptr<vframe::TraceLog>> log = vframe::TraceLog::Create(*arguments.trace);
     if (!log)
-        return Fail(kRefused, log.error().message.English());
+        return Fail(kRefused, log.error().message);
     m_traceLog = std::move(*log);
     m_tracedBus = std::make_unique<vframe::TracedBus>(Bus(), m_traceLog);
     services.bus = m_tracedBus.get();
@@ -123,7 +124,7 @@ tl::expected<void, Failure> Session::PlugVirtualFrame(const Arguments& arguments
         flash = vframe::FlashImage::Open(*arguments.frame, vframe::ImageUse::Read);
     if (!flash) {
         const bool busy = flash.error().kind == ErrorKind::Busy;
-        return Fail(busy ? kRefused : kNoFrame, flash.error().message.English());
+        return Fail(busy ? kRefused : kNoFrame, flash.error().message);
     }
     m_frameBus->Plug(std::move(*flash), options);
     return {};
@@ -154,17 +155,17 @@ tl::expected<Path, Failure> Session::TakeHome(const Path& home) {
     const Result<void> made = there ? Result<void>() : MakePrivateFolder((home / "").parent_path());
     const bool elsewhere = m_purpose == Purpose::Look && (!made || !CanKeepPictures(home));
     if (!made && !elsewhere)
-        return Fail(kRefused, made.error().message.English());
+        return Fail(kRefused, made.error().message);
     Result<platform::FolderLock> lock = platform::FolderLock::Take(home);
     if (lock)
         m_homeLock = std::move(*lock);
     else if (!elsewhere || lock.error().kind == ErrorKind::Busy)
-        return Fail(kRefused, lock.error().message.English());
+        return Fail(kRefused, lock.error().message);
     if (!elsewhere)
         return home;
     Result<PrivateFolder> folder = PrivateFolder::Make();
     if (!folder)
-        return Fail(kRefused, folder.error().message.English());
+        return Fail(kRefused, folder.error().message);
     m_localFiles = std::move(*folder);
     return m_localFiles->Get();
 }
@@ -191,7 +192,7 @@ tl::expected<void, Failure> Session::BringOnline() {
     if (m_usbBus != nullptr)
         WaitForUsb(*m_usbBus, [] { return device::Link().task.Joinable(); });
     if (!device::Link().task.Joinable() && m_linkNotes.FirstError())
-        return Fail(kRefused, m_linkNotes.FirstError()->message.English());
+        return Fail(kRefused, m_linkNotes.FirstError()->message);
     if (!device::Link().task.Joinable() && m_usbBus != nullptr)
         return Fail(kNoFrame, kNoneOnUsb);
     if (!device::Link().task.Joinable())
@@ -243,7 +244,7 @@ void Session::Work(const std::function<void()>& work) {
 }
 
 void Session::WarnOfLink() {
-    const std::string warning = store::LinkWarning().English();
+    const Phrase warning = store::LinkWarning();
     if (warning.empty())
         return;
     m_status.ClearBar();

@@ -115,7 +115,7 @@ TerminalStatus::~TerminalStatus() {
 void TerminalStatus::SetNotes(const Phrase& note) {
     const std::string text = text::FitForControl(text::Localized(note));
     const std::lock_guard lock(m_mutex);
-    m_detail.clear();
+    m_detail = {};
     if (m_note == text)
         return;
     // The first and the last of a count are enough: the bar counts, too.
@@ -123,7 +123,7 @@ void TerminalStatus::SetNotes(const Phrase& note) {
     if (!hold && std::exchange(m_heldBack, false))
         Print();
     // The log holds counts back itself.
-    Log("note: " + (note.IsTheSame() ? WithoutNames(note.English()) : WithoutNames(note)));
+    Log("note: " + WithoutNames(note));
     m_note = text;
     m_heldBack = hold;
     if (!hold)
@@ -139,7 +139,7 @@ void TerminalStatus::Print() {
 
 void TerminalStatus::SetNoteDetail(const Phrase& detail) {
     const std::lock_guard lock(m_mutex);
-    m_detail = detail.English();
+    m_detail = detail;
     if (!detail.empty())
         Log("note: " + WithoutNames(detail));
 }
@@ -220,9 +220,9 @@ void TerminalStatus::Watch(const std::stop_token& stop) {
     }
 }
 
-std::string TerminalStatus::LastMessage() const {
+Phrase TerminalStatus::LastMessage() const {
     const std::lock_guard lock(m_mutex);
-    return m_detail.empty() ? m_note : m_note + ": " + m_detail;
+    return Joined(m_note, kColon, m_detail);
 }
 
 void TerminalStatus::ClearBar() {

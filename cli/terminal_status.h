@@ -35,7 +35,7 @@ class TerminalStatus : public store::StatusPort {
     void ShowPictureList(int, int) override {}
 
     // The last note, with the reason that belongs to it: what to say when an operation failed.
-    [[nodiscard]] std::string LastMessage() const;
+    [[nodiscard]] Phrase LastMessage() const;
     // Takes the progress bar off the line, so that other output may follow.
     void ClearBar();
     // Before the store's state goes, which the watching thread reads.
@@ -60,7 +60,7 @@ class TerminalStatus : public store::StatusPort {
     std::optional<store::Progress> m_progress;
     std::chrono::steady_clock::time_point m_progressTime;  // when it was told
     std::string m_note;
-    std::string m_detail;
+    Phrase m_detail;
     std::condition_variable_any m_ending;
     std::jthread m_watcher;  // tells what goes on while the task tells nothing
 };

@@ -59,9 +59,8 @@ void DeleteBitmaps(const Path& folder) {
             continue;
         }
         const Result<Path> moved = platform::MoveToTrash(file);
-        Diagnose(
-            Printable(file.string()) + ": none of our pictures, " +
-            (moved ? "moved to " + Printable(moved->string()) : "left: " + moved.error().message.English()));
+        Diagnose("none of our pictures, " + (moved ? "moved to " + Printable(moved->string())
+                                                   : "left: " + moved.error().message.English()));
     }
 }
 

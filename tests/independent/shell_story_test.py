@@ -62,9 +62,17 @@ class Shell(Story):
             self.refused(1, "add", name)
         self.assertIn("file 1: ", self.report()[0])
         self.assertNotIn("anna", self.run_bare("report", "--home", self.home, "--frame", "anna.img", text=True).stdout)
-        self.write("some list", b"anna with holiday.jpg\n\xffholiday")
+        # Names like what a log says, more of them than are known by name, and what a folder has.
+        hostile = [b"file of anna: holiday", b"anna: holiday; anna", b"anna\nholiday: anna", b"/dev/anna: holiday", b"/dev/holiday.jpg",
+                   b"x/'anna' \xffholiday", b"19991231"]
+        self.write("some list", b"\0".join(hostile + [b"anna %d: holiday" % n for n in range(5000)]))
         self.refused(1, "add", "@some list")
-        self.report()
+        os.makedirs(self.path("out"))
+        os.link(self.frame, self.path("out/1999 anna: holiday.bmp"))
+        self.refused(2, "save", self.path("out"))
+        log = self.report()[0].partition("== log\n")[2]
+        self.assertNotIn("1999", log)
+        self.assertLess(len(log.splitlines()), 100)
         for kind in ("refuse", "lost", "half", "flip", "lie"):
             # What was blank already is not less so when its erase did nothing.
             changing = ("CB02",) if kind in ("flip", "lie") else ("CB02", "CBD8")
