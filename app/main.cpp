@@ -1,13 +1,15 @@
 // lumato: the picture manager's window. This is the order of its start.
 #include <QApplication>
 #include <QCommandLineParser>
-#include <QHash>
+#include <QDeadlineTimer>
 #include <QIcon>
 #include <QMessageBox>
 #include <QRegularExpression>
 #include <QSet>
 #include <QSocketNotifier>
+#include <QThread>
 #include <QTimer>
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -74,21 +76,10 @@ QStringList OwnArguments(const QStringList& arguments) {
     return own;
 }
 
-// What was given as an argument, byte for byte, for not every file's name is a text.
-class GivenPaths {
-  public:
-    GivenPaths(int argc, char** argv) {
-        for (int i = argc - 1; i > 0; --i)
-            m_paths.insert(QString::fromLocal8Bit(argv[i]), argv[i]);
-    }
-    [[nodiscard]] Path Of(const QString& argument) const {
-        const char* path = m_paths.value(argument, nullptr);
-        return path != nullptr ? Path(path) : PathOf(argument);
-    }
-
-  private:
-    QHash<QString, const char*> m_paths;
-};
+// Not every file's name is a text: the command line is read with a character for each byte.
+Path PathGiven(const QString& argument) {
+    return argument.toLatin1().toStdString();
+}
 
 // Ends the program where the command line makes no sense, or only asks. There need be no display for that.
 Options ParseArguments(int argc, char** argv) {
@@ -116,8 +107,11 @@ Options ParseArguments(int argc, char** argv) {
     parser.addPositionalArgument(QStringLiteral("FILES"),
                                  QStringLiteral("pictures: one to edit, several to add"),
                                  QStringLiteral("[FILES...]"));
-    if (!parser.parse(OwnArguments(QCoreApplication::arguments()))) {
-        std::fprintf(stderr, "lumato: %s\n", qPrintable(parser.errorText()));
+    QStringList arguments;
+    std::transform(argv, argv + argc, std::back_inserter(arguments),
+                   [](const char* given) { return QString::fromLatin1(given); });
+    if (!parser.parse(OwnArguments(arguments))) {
+        std::fprintf(stderr, "lumato: %s\n", Printable(parser.errorText().toLatin1().toStdString()).c_str());
         std::exit(2);
     }
     if (parser.isSet(QStringLiteral("version")))
@@ -125,15 +119,14 @@ Options ParseArguments(int argc, char** argv) {
     if (parser.isSet(QStringLiteral("help")) || parser.isSet(QStringLiteral("help-all")))
         parser.showHelp();
 
-    const GivenPaths given(argc, argv);
     Options options;
     std::optional<Path> homeFolder;
     if (parser.isSet(home))
-        homeFolder = given.Of(parser.value(home));
+        homeFolder = PathGiven(parser.value(home));
     options.window.home = platform::ResourcesFolder(homeFolder);
     options.window.stateFolder = platform::StateFolder(homeFolder);
     if (parser.isSet(frame))
-        options.frame = given.Of(parser.value(frame));
+        options.frame = PathGiven(parser.value(frame));
     options.action = parser.value(action);
     if (parser.isSet(action) && !actions.contains(options.action)) {
         std::fputs("lumato: --action: there is none of that name\n", stderr);
@@ -149,7 +142,7 @@ Options ParseArguments(int argc, char** argv) {
     }
     const QStringList files = parser.positionalArguments();
     for (const QString& file : files)
-        options.window.files.push_back(std::filesystem::absolute(given.Of(file)));
+        options.window.files.push_back(std::filesystem::absolute(PathGiven(file)));
     return options;
 }
 
@@ -206,11 +199,31 @@ std::unique_ptr<QSocketNotifier> LeaveAtSignals(std::function<void()> leave) {
     return notifier;
 }
 
+// Or hands what was asked for to the window that holds them. One that is just starting takes the folder
+// first, and its name then; one that is leaving lets go of them soon.
+std::optional<Result<platform::FolderLock>> TakeFoldersOrCall(const Options& options) {
+    constexpr int patience = 2000, pause = 50;  // milliseconds
+    QDeadlineTimer end(patience);
+    for (;;) {
+        auto lock = TakeFolders(options.window);
+        if (lock || lock.error().kind != ErrorKind::Busy)
+            return lock;
+        const auto answer = FirstWindow::Call(options.window.home, options.window.files, options.action);
+        if (answer == FirstWindow::Answer::Taken)
+            return std::nullopt;
+        if (answer == FirstWindow::Answer::Leaving)
+            end.setRemainingTime(patience);
+        else if (end.hasExpired())
+            return lock;
+        QThread::msleep(pause);
+    }
+}
+
 int Run(Options options) {
-    const Result<platform::FolderLock> lock = TakeFolders(options.window);
-    if (!lock && lock.error().kind == ErrorKind::Busy &&
-        FirstWindow::Call(options.window.home, options.window.files, options.action))
+    const auto taken = TakeFoldersOrCall(options);
+    if (!taken)
         return 0;
+    const Result<platform::FolderLock>& lock = *taken;
     const LanguageFile language(options.window.home / "Language.ini");
     if (lock)
         language.ProvideDefault();
@@ -234,7 +247,7 @@ int Run(Options options) {
         const Path home = options.window.home;
         gMainWindowRef = std::make_unique<MainWindow>(std::move(options.window));
         const FirstWindow first(home, [&](std::vector<Path> files, const QString& action) {
-            gMainWindowRef->ComeForward(std::move(files), action);
+            return gMainWindowRef->ComeForward(std::move(files), action);
         });
         const auto asked = LeaveAtSignals([&] { gMainWindowRef->LeaveUnasked(); });
         gMainWindowRef->show();

@@ -162,7 +162,9 @@ void MainWindow::TakeUpFiles() {
     TakeDrop(std::exchange(m_handedOver, {}));
 }
 
-void MainWindow::ComeForward(std::vector<Path> files, const QString& action) {
+bool MainWindow::ComeForward(std::vector<Path> files, const QString& action) {
+    if (m_leaving || m_closed)
+        return false;
     setWindowState(windowState() & ~Qt::WindowMinimized);
     show();
     raise();
@@ -171,6 +173,7 @@ void MainWindow::ComeForward(std::vector<Path> files, const QString& action) {
     TakeUpFiles();
     if (QApplication::activeModalWidget() == nullptr)
         m_frameMenu->Trigger(action);
+    return true;
 }
 
 void MainWindow::ShowNoFrameNotice(bool show) {

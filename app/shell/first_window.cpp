@@ -5,9 +5,7 @@
 #include <QDBusConnectionInterface>
 #include <QDBusError>
 #include <QDBusMessage>
-#include <QDeadlineTimer>
 #include <QGuiApplication>
-#include <QThread>
 #include <QUrl>
 #include <utility>
 
@@ -18,10 +16,10 @@
 namespace lumato::app {
 namespace {
 
-// A window that is just starting takes the folder first, and its name then.
-constexpr int kPatience = 2000;  // milliseconds
-constexpr int kPause = 50;
+// A window that is busy, with its leaving perhaps, answers late.
+constexpr int kPatience = 20000;  // milliseconds
 constexpr const char* kToken = "activation-token";
+constexpr const char* kLeaving = "org.lumato.Error.Leaving";
 
 Path Whole(const Path& folder) {
     std::error_code error;
@@ -69,15 +67,21 @@ void FirstWindow::Open(const QStringList& addresses, const QVariantMap& platform
     QList<QUrl> urls;
     for (const QString& address : addresses)
         urls += QUrl::fromEncoded(address.toUtf8());
-    m_comeForward(PathsOf(urls), {});
+    Take(PathsOf(urls), {});
 }
 
 void FirstWindow::ActivateAction(const QString& action, const QVariantList&, const QVariantMap& platform) {
     UseActivationToken(platform.value(QLatin1String(kToken)).toString());
-    m_comeForward({}, action);
+    Take({}, action);
 }
 
-bool FirstWindow::Call(const Path& home, const std::vector<Path>& files, const QString& action) {
+void FirstWindow::Take(const std::vector<Path>& files, const QString& action) {
+    if (!m_comeForward(files, action))
+        sendErrorReply(QLatin1String(kLeaving), QStringLiteral("the window is leaving"));
+}
+
+FirstWindow::Answer FirstWindow::Call(const Path& home, const std::vector<Path>& files,
+                                      const QString& action) {
     QDBusMessage call = QDBusMessage::createMethodCall(
         NameFor(home), ObjectPath(), QStringLiteral("org.freedesktop.Application"),
         action.isEmpty() ? QStringLiteral("Open") : QStringLiteral("ActivateAction"));
@@ -90,17 +94,17 @@ bool FirstWindow::Call(const Path& home, const std::vector<Path>& files, const Q
     else
         call << action << QVariantList() << platform;
     call.setAutoStartService(false);  // another program holds the folder, then
-    const QDeadlineTimer end(kPatience);
-    for (;;) {
-        const QDBusMessage reply = QDBusConnection::sessionBus().call(call, QDBus::Block, kPatience);
-        const QDBusError::ErrorType error = QDBusError(reply).type();
-        if (error == QDBusError::NoError)
-            return true;
-        if (error == QDBusError::NoReply)  // a window that is busy takes them up later, if it is not leaving
-            return QDBusConnection::sessionBus().interface()->isServiceRegistered(call.service());
-        if (error != QDBusError::ServiceUnknown || end.hasExpired())
-            return false;
-        QThread::msleep(kPause);
+    const QDBusConnection bus = QDBusConnection::sessionBus();
+    const QDBusMessage reply = bus.call(call, QDBus::Block, kPatience);
+    switch (QDBusError(reply).type()) {
+        case QDBusError::NoError:
+            return Answer::Taken;
+        case QDBusError::NoReply:  // one that has gone takes nothing up later
+            return bus.interface()->isServiceRegistered(call.service()) ? Answer::Taken : Answer::Leaving;
+        case QDBusError::UnknownObject:
+            return Answer::Leaving;
+        default:
+            return reply.errorName() == QLatin1String(kLeaving) ? Answer::Leaving : Answer::Nobody;
     }
 }
 

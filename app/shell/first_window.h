@@ -5,6 +5,7 @@
 // Main thread only.
 #pragma once
 
+#include <QDBusContext>
 #include <QObject>
 #include <QString>
 #include <QStringList>
@@ -18,19 +19,21 @@
 
 namespace lumato::app {
 
-class FirstWindow : public QObject {
+class FirstWindow : public QObject, protected QDBusContext {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Application")
 
   public:
-    // `action`: of the program's entry in menus; empty for none.
-    using ComeForward = std::function<void(std::vector<Path> files, const QString& action)>;
+    // `action`: of the program's entry in menus; empty for none. False: the window is leaving.
+    using ComeForward = std::function<bool(std::vector<Path> files, const QString& action)>;
 
     // Answers to others. Requires: this program holds the home folder.
     FirstWindow(const Path& home, ComeForward comeForward);
 
-    // The second program's part: false when no window answers, for another kind of program holds the folder.
-    [[nodiscard]] static bool Call(const Path& home, const std::vector<Path>& files, const QString& action);
+    // The second program's part. Nobody: a window that has no name yet, or another kind of program holds the
+    // folder.
+    enum class Answer { Taken, Leaving, Nobody };
+    [[nodiscard]] static Answer Call(const Path& home, const std::vector<Path>& files, const QString& action);
 
   public slots:
     void Activate(const QVariantMap& platform);
@@ -38,6 +41,8 @@ class FirstWindow : public QObject {
     void ActivateAction(const QString& action, const QVariantList& parameters, const QVariantMap& platform);
 
   private:
+    void Take(const std::vector<Path>& files, const QString& action);
+
     ComeForward m_comeForward;
     MessageBus m_bus;
 };

@@ -92,8 +92,8 @@ class MainWindow : public QMainWindow {
     // The refresh event: a worker task has ended.
     void InvalidWindow();
 
-    // Another start of the program: this window is shown, and takes up its files.
-    void ComeForward(std::vector<Path> files, const QString& action = {});
+    // Another start of the program: this window is shown, and takes up its files. False: it is leaving.
+    bool ComeForward(std::vector<Path> files, const QString& action = {});
 
     // Asks whether to quit, and does; refused while pictures are transferred.
     void QuitApplication();

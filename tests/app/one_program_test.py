@@ -3,6 +3,7 @@
     python3 one_program_test.py LUMATOCTL LUMATO
 """
 import os
+import signal
 import subprocess
 import sys
 import time
@@ -10,8 +11,8 @@ import unittest
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../independent"))
 import story
-from flash_reader import make_image
-from story import Story, wave
+from flash_reader import make_image, put_pictures
+from story import Story, noise, streams, wave
 
 PATIENCE = 60
 
@@ -32,7 +33,7 @@ class OneProgram(Story):
         os.rmdir(self.home)
         os.mkdir(self.path("run"), 0o700)
         self.put_frame(make_image((64, 48), 0x100000))
-        self.pictures = self.sources(wave(64, 48, 1), wave(64, 48, 2))
+        self.pictures = self.sources(*(wave(64, 48, n) for n in range(1, 4)))
 
     def environment(self):
         return dict(super().environment(), XDG_RUNTIME_DIR=self.path("run"), DBUS_SESSION_BUS_ADDRESS=self.bus)
@@ -96,18 +97,31 @@ class OneProgram(Story):
         self.assert_taken(home=self.path("other"))
         self.assert_taken(frame=self.write("other.frame", self.image()))
 
-        # A second window hands its files to the first, which puts them on the list: not every name is a text.
-        odd = os.path.join(os.fsencode(self.path("")), b"m\xe4rz 1%#.png")
-        os.rename(self.pictures[1], odd)
-        second = self.window(self.pictures[0], odd)
+        # A second window hands its files to the first, which puts them on the list: not every name is a text, and two
+        # may look alike.
+        odd = [os.path.join(os.fsencode(self.path("")), b"m%srz 1%%#.png" % byte) for byte in (b"\xe4", b"\xe5")]
+        for picture, name in zip(self.pictures[1:], odd):
+            os.rename(picture, name)
+        second = self.window(self.pictures[0], *odd)
         self.assertEqual(second.wait(PATIENCE), 0)
-        self.wait_until(lambda: len(self.streams()) == 2, "the files did not get to the first window")
+        self.wait_until(lambda: len(self.streams()) == 3, "the files did not get to the first window")
         self.assertEqual(self.window("--action", "show-screen").wait(PATIENCE), 0)
         self.assertIsNone(first.poll())
         time.sleep(0.5)
         first.kill()
         first.wait()
-        self.assertEqual([picture["address"] for picture in self.good("list")["pictures"]], [None, None])
+        self.assertEqual([picture["address"] for picture in self.good("list")["pictures"]], [None] * 3)
+
+    def test_what_is_handed_to_a_window_that_is_leaving_is_not_lost(self):
+        self.put_frame(put_pictures(make_image((64, 48), 0x100000), streams(2, (64, 48), noise)))
+        first = self.window("--frame", self.frame, "--pace", "0.002")
+        self.wait_until(lambda: os.path.isdir(self.path("home/data")), "the window does not take the frame")
+        first.terminate()  # in the middle of a command that takes its time
+        second = self.window("--frame", self.frame, *self.pictures[:2])
+        first.wait()
+        self.wait_until(lambda: len(self.streams()) == 2, "the files are with neither window")
+        second.kill()
+        second.wait()
 
     def test_a_window_that_finds_lumatoctl_changes_nothing(self):
         slow = self.started(self.begin("--pace", "0.0005", "list"))
