@@ -46,6 +46,7 @@ Result<bool> FrameSearch::Holds(std::int32_t address, std::int32_t length, const
         return false;
     auto found = m_found.find({address, length});
     if (found == m_found.end()) {
+        LUMATO_TRY_VOID(MayReadOn());
         LUMATO_TRY(const Bytes bytes, ReadPictureBytes(address, length));
         found = m_found.emplace(std::pair(address, length), Sha256(bytes)).first;
     }

@@ -137,8 +137,7 @@ Result<void> ReadBack::ReadSlot(int number) {
         ClearSlot(slot);
         return {};
     }
-    if (StopRequested())
-        return Fail(ErrorKind::Refused, kReadAgain);
+    LUMATO_TRY_VOID(MayReadOn());
     m_meter.Reach(m_read + 1, m_bytes);
     LUMATO_TRY(const Stream stream, ReadPictureBytes(SlotAddress(slot), SlotLength(slot)));
     m_bytes += SlotLength(slot);
@@ -186,6 +185,12 @@ Result<void> ReadBack::Run() {
 }
 
 }  // namespace
+
+Result<void> MayReadOn() {
+    if (StopRequested())
+        return Fail(ErrorKind::Refused, kReadAgain);
+    return {};
+}
 
 // The buffer has room for what the last read brings beyond them.
 Result<Stream> ReadPictureBytes(std::int32_t address, std::int32_t length) {

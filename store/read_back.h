@@ -17,6 +17,8 @@ using StreamCheck = std::function<bool(int slot, ByteSpan stream)>;
 
 // A picture's bytes on the frame. Requires: they lie inside the flash.
 [[nodiscard]] Result<std::vector<std::uint8_t>> ReadPictureBytes(std::int32_t address, std::int32_t length);
+// Fails when the task that reads is to end (transfer.h).
+[[nodiscard]] Result<void> MayReadOn();
 // The bytes of a listed picture, stored at `address`: of its local file or, where it has none, from its place
 // on the frame with the blocks at risk put back.
 [[nodiscard]] Result<std::vector<std::uint8_t>> StreamOf(const FileData& record, std::int32_t address);

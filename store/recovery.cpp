@@ -222,8 +222,10 @@ Result<void> Recovery::AddWaiting() {
          record = record->next)
         room.Take(*record);
     for (const Recovered& picture : m_pictures) {
-        if (!picture.stored)
-            LUMATO_TRY_VOID(AddWaiting(picture, room));
+        if (picture.stored)
+            continue;
+        LUMATO_TRY_VOID(MayReadOn());
+        LUMATO_TRY_VOID(AddWaiting(picture, room));
     }
     return {};
 }

@@ -176,6 +176,32 @@ TEST_F(RecoveryTest, ABlockDamagedByAFailureIsRestoredThoughNothingNewIsLeft) {
     }
 }
 
+// The search for whose pictures these are, too; and what is not taken up now is at the next connection.
+TEST_F(RecoveryTest, AConnectionThatIsStoppedReadsNoFurther) {
+    const Scenario scenario = MostPictures();
+    const Undisturbed undisturbed = RunUndisturbed(scenario);
+    const Bytes left = FirstCut(scenario, undisturbed, kKill, undisturbed.program);
+    const auto connect = [&](std::size_t stopAt) {
+        std::size_t seen = 0;
+        m_spy->Watch([&] {
+            if (++seen == stopAt)
+                RequestStop();
+        });
+        ConnectFrame(TestFlash::Of(left));
+        m_spy->Watch({});
+        return seen;
+    };
+    const std::size_t whole = connect(0);
+    for (std::size_t stopAt = 20; stopAt < whole; stopAt += whole / 20) {
+        Restart();
+        EXPECT_LE(connect(stopAt), stopAt + 2);
+        EXPECT_EQ(LastConnection(), Connection::ReadBackFailed) << stopAt;
+    }
+    Restart();
+    Tally tally;
+    Complete(scenario, undisturbed, left, tally, "stopped when it was connected");
+}
+
 // Bits, a page of a chip and whole blocks lost, a picture among them that nobody can show any more; with one
 // that waits. Each command of the mending is cut.
 TEST_F(RecoveryTest, MendingLosesNothing) {
