@@ -26,6 +26,7 @@ void RunJournal(ByteSpan input);   // the journal of a download that broke off
 void RunLanguage(ByteSpan input);  // the language file
 void RunBitmap(ByteSpan input);    // both readers of bitmap files
 void RunJpeg(ByteSpan input);      // the importer of JPEG files
+void RunReport(ByteSpan input);    // the trace of a report, and its replay
 
 std::vector<Bytes> StreamSeeds();
 std::vector<Bytes> FrameSeeds();
@@ -33,11 +34,13 @@ std::vector<Bytes> JournalSeeds();
 std::vector<Bytes> LanguageSeeds();
 std::vector<Bytes> BitmapSeeds();
 std::vector<Bytes> JpegSeeds();
+std::vector<Bytes> ReportSeeds();
 
 inline constexpr Target kTargets[] = {
     {"stream", RunStream, StreamSeeds},    {"frame", RunFrame, FrameSeeds},
     {"journal", RunJournal, JournalSeeds}, {"language", RunLanguage, LanguageSeeds},
     {"bitmap", RunBitmap, BitmapSeeds},    {"jpeg", RunJpeg, JpegSeeds},
+    {"report", RunReport, ReportSeeds},
 };
 
 }  // namespace lumato::fuzz

@@ -5,8 +5,7 @@
 // The block, the direction of its data phase, the length asked for and the length that moved, the status, how
 // many times in a row, and the data: "=" with their bytes, or the first of them, then "~" with a hash and the
 // sum of all where that is not all; "*NN" is one byte all through, "-" nothing. "! attached" stands where a
-// frame came,
-// "! missing" where commands are left out.
+// frame came, "! missing" where commands are left out.
 //
 // No state; callable from any thread.
 #pragma once

@@ -10,7 +10,7 @@
 set -euo pipefail
 top=$(cd "$(dirname "$0")/.." && pwd)
 build=$top/build-check/fuzz
-targets=(stream frame journal language bitmap jpeg)
+targets=(stream frame journal language bitmap jpeg report)
 
 usage() {
     sed -n '2,9s/^# \{0,1\}//p' "$0" >&2
