@@ -178,7 +178,7 @@ extern "C" void TakeSignal(int signal) {
     }
     const int before = errno;  // of whatever is interrupted
     const char one = 1;
-    static_cast<void>(write(signalPipe[1], &one, 1));
+    [[maybe_unused]] const ssize_t full = write(signalPipe[1], &one, 1);  // then somebody asks already
     errno = before;
 }
 
