@@ -32,7 +32,9 @@ done
 
 echo "The command line brings no Qt"
 inside sh -c 'apt-get install -y -qq --no-install-recommends /tmp/new/lumatoctl_*.deb /tmp/new/lumato-common_*.deb' >/dev/null
-! inside dpkg-query -W -f '${Package}\n' | grep -i '^libqt'
+if inside dpkg-query -W -f '${Package}\n' | grep -i '^libqt'; then
+    exit 1
+fi
 
 use() {
     inside sh -euc '
@@ -41,13 +43,14 @@ use() {
         lumatoctl --frame my.frame add /usr/share/icons/hicolor/256x256/apps/org.lumato.Lumato.png
         lumatoctl --frame my.frame list | grep -q org.lumato.Lumato
         lumatoctl frame render my.frame 1 shown.png
-        lumatoctl text Save_All wrong | grep -qv wrong'
+        lumatoctl --home /usr/share/lumato text Save_All wrong | grep -qv wrong' >/dev/null
 }
 use
 echo "The window"
 inside sh -c 'apt-get install -y -qq --no-install-recommends /tmp/new/*.deb' >/dev/null
 inside lumato --help >/dev/null
-inside sh -c 'QT_QPA_PLATFORM=offscreen XDG_RUNTIME_DIR=/tmp timeout 5 lumato --home /tmp/home; [ $? -eq 124 -o $? -eq 0 ]'
+inside sh -c 'QT_QPA_PLATFORM=offscreen XDG_RUNTIME_DIR=/tmp timeout 5 lumato --home /tmp/home; [ $? -eq 124 ]'
+[ -s "$root/tmp/home/Language.ini" ]
 echo "The next version"
 inside sh -c 'apt-get install -y -qq --no-install-recommends /tmp/newer/*.deb' >/dev/null
 inside dpkg-query -W -f '${Version}\n' lumato | grep -q '+1$'
