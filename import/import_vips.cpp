@@ -11,11 +11,11 @@
 namespace lumato::picture {
 namespace {
 
-// Beside the program, as in a build tree, or where the package puts it.
+// Beside the program, as in a build tree, or where both were installed.
 std::vector<Path> ModuleFolders() {
     std::error_code none;
     const Path program = std::filesystem::read_symlink("/proc/self/exe", none);
-    return {program.parent_path(), LUMATO_MODULE_FOLDER};
+    return {program.parent_path(), program.parent_path() / LUMATO_MODULE_FOLDER};
 }
 
 Result<const VipsModule*> Module() {
@@ -93,7 +93,7 @@ Result<const VipsModule*> OpenModule(const Path& path) {
         const char* const reason = ::dlerror();
         return Fail(ErrorKind::Unsupported,
                     Phrase("READER_NOT_LOADED", "the picture reader for this format cannot be loaded: {0}",
-                           reason ? reason : path.c_str()));
+                           std::string(reason ? reason : path.c_str())));
     }
     const auto entry = reinterpret_cast<VipsModuleEntry>(::dlsym(library, kVipsModuleEntry));
     const VipsModule* const module = entry ? entry() : nullptr;
@@ -120,7 +120,7 @@ Result<const VipsModule*> LoadVipsModule(const std::vector<Path>& folders) {
 }
 
 static Phrase PhraseOf(const VipsMessage& message) {
-    return Phrase(message.key, message.text, message.values[0], message.values[1]);
+    return Phrase(message.key, message.text, std::string(message.values[0]), std::string(message.values[1]));
 }
 
 Result<void> ImportWithVips(const PictureFile& file, PictureBuilder& builder) {
