@@ -61,9 +61,11 @@ void CCommUSB::ServiceAppeared(BusService& service) {
     if (!tested) {
         Log("a device that may be a frame: " + WithoutNames(tested.error().message));
         ShowLinkError(tested.error());
+        m_unusable.insert(service.Name());
     }
     if (!tested || *tested == nullptr)
         return;
+    m_unusable.erase(service.Name());
     Diagnose("Device appeared.");
     Log("attached: " + model.name + ", firmware " + model.firmware);
 
@@ -94,6 +96,8 @@ void CCommUSB::ServiceDisappeared(BusService& service) {
         Log(stillThere ? "the frame is there all the same" : "detached");
     if (ours && !stillThere)
         SetUSBDeviceStatus(false);
+    if (m_unusable.erase(service.Name()) > 0 && m_unusable.empty() && Link().frame != nullptr)
+        Link().frame->ForgetLinkErrors();
 }
 
 // What the last frame's task still does, it does on its own: the next one's task waits for it, nobody else.

@@ -6,6 +6,7 @@
 
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -36,6 +37,9 @@ class FramePort {
     // Why a device that may be a frame cannot be used: another program holds it, no permission, no bus.
     // Called on the thread that found out.
     virtual void ShowLinkError(const Error& error) { static_cast<void>(error); }
+
+    // All that could not be used have gone again; called on the main thread.
+    virtual void ForgetLinkErrors() {}
 };
 
 // What the vendor identification of a frame contains, in small letters.
@@ -89,6 +93,8 @@ class CCommUSB : private platform::BusListener {
   private:
     void ServiceAppeared(platform::BusService& service) override;
     void ServiceDisappeared(platform::BusService& service) override;
+
+    std::set<std::string> m_unusable;  // the names of those that were told of
 };
 
 }  // namespace lumato::device

@@ -298,8 +298,8 @@ void Recovery::ShowNotes() const {
         ShowNote(kWaitingBack);
     else if (!kept.empty())
         ShowNote(kJournalsKept);
-    const Phrase waiting =
-        m_store.resuming || m_waiting > 0 ? Phrase("COUNT_WAITING", "{0} waiting", m_waiting) : Phrase();
+    // None does where a download broke off that was to empty the frame.
+    const Phrase waiting = m_waiting > 0 ? Phrase("COUNT_WAITING", "{0} waiting", m_waiting) : Phrase();
     const Phrase detail = Joined(waiting, kSemicolon, kept);
     if (!detail.empty())
         m_store.status->SetNoteDetail(detail);

@@ -1,7 +1,6 @@
 #include "app/browser/folder_column.h"
 
 #include <QKeyEvent>
-#include <QPainter>
 #include <QScrollBar>
 #include <algorithm>
 #include <cmath>
@@ -9,7 +8,7 @@
 
 #include "app/browser/folder_watch.h"
 #include "app/browser/thumbnail_delegate.h"
-#include "app/parts/texts.h"
+#include "app/parts/hint.h"
 
 namespace lumato::app {
 namespace {
@@ -179,13 +178,7 @@ void FolderColumn::keyPressEvent(QKeyEvent* event) {
 
 void FolderColumn::paintEvent(QPaintEvent* event) {
     QListView::paintEvent(event);
-    if (m_model->rowCount() > 0 || m_hint.isEmpty())
-        return;
-    QPainter painter(viewport());
-    painter.setPen(QuietColor(palette()));
-    const int margin = fontMetrics().height();
-    painter.drawText(viewport()->rect().adjusted(margin, margin, -margin, -margin),
-                     Qt::AlignHCenter | Qt::AlignTop | Qt::TextWordWrap, m_hint);
+    DrawHint(*this, m_hint, Qt::AlignHCenter | Qt::AlignTop);
 }
 
 void FolderColumn::resizeEvent(QResizeEvent* event) {

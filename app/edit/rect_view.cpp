@@ -56,7 +56,7 @@ void RectView::paintEvent(QPaintEvent*) {
     if (m_shown.width == 0 || m_shown.height == 0)
         return;
     QPainter painter(this);
-    if (m_noticeShown) {
+    if (m_nothingShown) {
         painter.fillRect(rect(), kMask);
         return;
     }
@@ -112,8 +112,9 @@ void RectView::SetHint(const QString& hint) {
     update();
 }
 
-void RectView::MakeRoomForNotice(bool shown) {
-    m_noticeShown = shown;
+void RectView::ShowNothing(bool nothing) {
+    m_nothingShown = nothing;
+    setFocusPolicy(nothing ? Qt::NoFocus : Qt::StrongFocus);
     update();
 }
 

@@ -27,8 +27,8 @@ class RectView : public QWidget {
     // What stands over the canvas while there is no picture on it.
     void SetHint(const QString& hint);
     void ShowHint(bool show);
-    // While a notice stands over the view there is nothing else.
-    void MakeRoomForNotice(bool shown);
+    // While no picture can be fitted the view is dark, and does not ask for one.
+    void ShowNothing(bool nothing);
     // The part of the canvas that both views show, as large as they are.
     [[nodiscard]] const QRectF& Area() const { return m_area.Get(); }
     [[nodiscard]] Canvas Shown() const { return {QSizeF(size()), m_area.Get()}; }
@@ -70,7 +70,7 @@ class RectView : public QWidget {
 
     QString m_hint;
     bool m_hintShown = true;
-    bool m_noticeShown = false;
+    bool m_nothingShown = false;
     store::Rect m_shown;
     bool m_tracking = false;
     bool m_releaseDue = false;

@@ -231,6 +231,13 @@ void FrameLink::ShowLinkError(const Error& error) {
         m_calls.Post([this, missing = error.kind == ErrorKind::Refused] { emit PermissionMissing(missing); });
 }
 
+void FrameLink::ForgetLinkErrors() {
+    if (device::Link().Attached() != nullptr)
+        return;
+    store::ShowNote(store::kDeviceNotOnline);
+    emit PermissionMissing(false);
+}
+
 // First the flash object, then the pictures, then the link. Requires: no transfer runs, or the frame is to be
 // torn away from it.
 void FrameLink::CloseResource() {

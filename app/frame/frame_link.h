@@ -88,6 +88,7 @@ class FrameLink : public QObject, private store::StoreFramePort {
     void SetFlashOnline(std::shared_ptr<device::AttachedFrame> frame) override;
     void SetFlashOffline() override;
     void ShowLinkError(const Error& error) override;
+    void ForgetLinkErrors() override;
     void Tell(const Error& error);
 
     store::StatusPort& m_status;

@@ -2,7 +2,6 @@
 
 #include <QDragEnterEvent>
 #include <QMimeData>
-#include <QPainter>
 #include <algorithm>
 #include <array>
 #include <utility>
@@ -10,7 +9,7 @@
 #include "app/list/picture_delegate.h"
 #include "app/parts/app_state.h"
 #include "app/parts/file_urls.h"
-#include "app/parts/texts.h"
+#include "app/parts/hint.h"
 
 namespace lumato::app {
 namespace {
@@ -161,13 +160,7 @@ void PictureList::TellCurrent() {
 
 void PictureList::paintEvent(QPaintEvent* event) {
     QListView::paintEvent(event);
-    if (m_model->rowCount() > 0)
-        return;
-    QPainter painter(viewport());
-    painter.setPen(QuietColor(palette()));
-    const int margin = fontMetrics().height();
-    painter.drawText(viewport()->rect().adjusted(margin, margin, -margin, -margin),
-                     Qt::AlignCenter | Qt::TextWordWrap, m_hint);
+    DrawHint(*this, m_hint, Qt::AlignCenter);
 }
 
 void PictureList::changeEvent(QEvent* event) {
@@ -187,11 +180,13 @@ void PictureList::dragMoveEvent(QDragMoveEvent* event) {
 
 // Files from elsewhere are added; items of this list move.
 void PictureList::TakeDrag(QDragMoveEvent* event) {
-    const bool wanted = event->source() == this || event->mimeData()->hasUrls();
-    event->setAccepted(wanted && isEnabled() && MainThreadOwns());
+    const bool own = event->source() == this;
+    const bool wanted = own ? MainThreadOwns() || App().state == WindowState::Changing
+                            : MainThreadOwns() && event->mimeData()->hasUrls();
+    event->setAccepted(wanted && isEnabled());
     if (!event->isAccepted())
         return;
-    if (event->source() == this)
+    if (own)
         event->setDropAction(Qt::MoveAction);
     else
         TakeCopies(event);

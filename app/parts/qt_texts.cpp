@@ -17,12 +17,15 @@ QLocale LocaleOf(const QString& language) {
 
 void FollowLanguage(const QString& language) {
     static QTranslator translator;
+    // By the option of that name, before any language was followed.
+    static const bool kReversed = QGuiApplication::layoutDirection() == Qt::RightToLeft;
     const QLocale locale = LocaleOf(language);
     QCoreApplication::removeTranslator(&translator);
     if (translator.load(locale, QStringLiteral("qtbase"), QStringLiteral("_"),
                         QLibraryInfo::path(QLibraryInfo::TranslationsPath)))
         QCoreApplication::installTranslator(&translator);
-    QGuiApplication::setLayoutDirection(locale.textDirection());
+    const bool fromTheRight = kReversed || locale.textDirection() == Qt::RightToLeft;
+    QGuiApplication::setLayoutDirection(fromTheRight ? Qt::RightToLeft : Qt::LeftToRight);
 }
 
 }  // namespace lumato::app

@@ -87,6 +87,7 @@ void SetHeading(QMainWindow& window, const char* name, const QString& text) {
 }
 
 constexpr std::chrono::seconds kMoment{6};
+const QString kNoNumber = QStringLiteral("–");
 
 Path OriginOf(const store::FileData& record) {
     const picture::AlbumEntry* entry =
@@ -289,8 +290,10 @@ void ControlPanel::UpdateInfo() {
     const int selected = store.gmyTotalePictureNum == 0 ? 0 : store.gmyCurrentSelectItem;
     // Each picture gets its share of such a frame, and the next one's is about the last one's.
     const int quality = store.G_TotalPicNum != 0 ? picture::Pictures().G_CurQuanlity : 0;
-    Post([this, total = QString::fromStdString(store::SpaceText()), selected, room = store::RoomForMore(),
-          quality] {
+    // A frame that was not read to its end is none yet.
+    const bool known = store.geometry.flashSize > 0;
+    Post([this, total = known ? QString::fromStdString(store::SpaceText()) : kNoNumber, selected,
+          room = store::RoomForMore(), quality] {
         m_room = room;
         m_quality = quality;
         ShowRoom();
@@ -303,7 +306,7 @@ void ControlPanel::ClearInfo() {
     Post([this] {
         m_room.reset();
         ShowRoom();
-        SetPicNumInfo(QStringLiteral("0K/0K"), false);
+        SetPicNumInfo(kNoNumber, false);
         SetPicNumInfo(QStringLiteral("000"), true);
     });
 }

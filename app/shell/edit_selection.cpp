@@ -55,25 +55,34 @@ void MainWindow::SelectFile(const Path& file) {
 }
 
 // What is dropped onto the edit view: one file is to be edited, everything else to be added. Whether it is a
-// folder its disk knows, which may take its time.
+// folder its disk knows, which may take its time: by then something else may be in the edit view, or another
+// frame be here.
 void MainWindow::TakeDrop(const std::vector<Path>& files) {
     if (files.size() != 1) {
-        AddFiles(files);
+        AddDropped(files);
         return;
     }
     m_looks.Clear();
-    m_looks.Start([this, file = files.front()]() -> LooseThreads::Outcome {
+    m_looks.Start([this, file = files.front(), asked = ++m_againAsked,
+                   frame = std::weak_ptr(device::Link().Attached())]() -> LooseThreads::Outcome {
         std::error_code ignored;
         const bool isFolder = std::filesystem::is_directory(file, ignored);
-        return [this, file, isFolder] {
-            if (!isFolder)
-                SelectFile(file);
-            else if (IsReady())
-                AddFiles({file});
+        return [this, file, asked, frame, isFolder] {
+            if (frame.lock() != device::Link().Attached() || (!isFolder && asked != m_againAsked))
+                return;
+            if (isFolder)
+                AddDropped({file});
             else
-                m_handedOver.push_back(file);  // until the window is ready again
+                SelectFile(file);
         };
     });
+}
+
+void MainWindow::AddDropped(const std::vector<Path>& files) {
+    if (IsReady())
+        AddFiles(files);
+    else  // until the window is ready again
+        m_handedOver.insert(m_handedOver.end(), files.begin(), files.end());
 }
 
 void MainWindow::TakeLoaded(LoadedPicture loaded) {
@@ -146,13 +155,15 @@ void MainWindow::ForgetFrame() {
 // A frame of another size may have come: what was in the edit view is fitted anew.
 void MainWindow::TakeOnlineEnd() {
     ForgetFrame();
+    const int asked = m_againAsked;
     TakeEnd();
     if (!IsReady())
         return;
     m_panel->UpdateInfo();
-    if (const QWidget* focus = focusWidget(); focus == nullptr || m_noFrame->isAncestorOf(focus))
+    if (std::exchange(m_browserIsNext, false) || focusWidget() == nullptr)
         m_browser->TakeFocus();
-    TakeSelection();
+    if (asked == m_againAsked)  // nothing was handed over
+        TakeSelection();
 }
 
 // Several are added, one is for the user to fit.
@@ -177,11 +188,12 @@ bool MainWindow::ComeForward(std::vector<Path> files, const QString& action) {
 }
 
 void MainWindow::ShowNoFrameNotice(bool show) {
-    m_noFrame->setVisible(show);
     const QWidget* focus = focusWidget();
+    // What is hidden passes the focus on, by its place alone.
+    m_browserIsNext = !show && (m_browserIsNext || m_noFrame->isAncestorOf(focus));
+    m_noFrame->setVisible(show);
     if (show && (focus == nullptr || focus == FindControl(this, myHIRectID)))
         m_noFrame->setFocus();  // the rectangle has nothing to surround
-    FindControlAs<RectView>(this, myHIRectID)->MakeRoomForNotice(show);
 }
 
 void MainWindow::ShowWhatToDo() {

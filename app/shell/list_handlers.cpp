@@ -58,10 +58,21 @@ void MainWindow::ShowListed(int item, bool touched) {
 bool MainWindow::PutOff(Step step, int by) {
     if (App().state != WindowState::Changing)
         return false;
-    if (step == Step::Move && !m_steps.empty() && m_steps.back().first == step)
-        m_steps.back().second += by;
+    if (step == Step::Move && !m_steps.empty() && m_steps.back().step == step)
+        m_steps.back().by += by;
     else
-        m_steps.emplace_back(step, by);
+        m_steps.push_back({step, by});
+    return true;
+}
+
+bool MainWindow::PutOffDrag(const std::vector<int>& positions, int before) {
+    if (!PutOff(Step::Drag))
+        return false;
+    const QList<ListedPicture>& pictures = m_list->Model().Pictures();
+    for (const int position : positions)
+        m_steps.back().dragged.append(pictures[position - 1].Key());
+    if (before <= pictures.size())
+        m_steps.back().before = pictures[before - 1].Key();
     return true;
 }
 
@@ -69,17 +80,36 @@ void MainWindow::TakeSteps() {
     if (!IsReady())
         m_steps.clear();
     while (!m_steps.empty() && IsReady()) {
-        const auto [step, by] = m_steps.front();
+        const PutOffStep next = m_steps.front();
         m_steps.pop_front();
-        if (step == Step::Move)
-            MoveSelected(by);
-        else if (step == Step::Delete)
+        if (next.step == Step::Move)
+            MoveSelected(next.by);
+        else if (next.step == Step::Drag)
+            TakeDrag(next);
+        // What was selected has gone meanwhile, and the last picture was not meant.
+        else if (next.step == Step::Delete && (next.by == 0 || !m_list->Selected().empty()))
             DeleteSelected();
-        else if (step == Step::Undo && m_edits.Undoable())
+        else if (next.step == Step::Undo && m_edits.Undoable())
             Undo();
-        else if (step == Step::Redo && m_edits.Redoable())
+        else if (next.step == Step::Redo && m_edits.Redoable())
             Redo();
     }
+}
+
+// Nothing is left of one whose place, or pictures, have gone.
+void MainWindow::TakeDrag(const PutOffStep& drag) {
+    const QList<ListedPicture>& pictures = m_list->Model().Pictures();
+    std::vector<int> positions;
+    int before = drag.before.isEmpty() ? m_list->Model().rowCount() + 1 : 0;
+    for (int position = 1; position <= m_list->Model().rowCount(); ++position) {
+        const QByteArray key = pictures[position - 1].Key();
+        if (drag.dragged.contains(key))
+            positions.push_back(position);
+        if (drag.before == key)
+            before = position;
+    }
+    if (!positions.empty() && before > 0)
+        MovePictures(positions, before);
 }
 
 // By so many places: all of them follow the first one up and the last one down.
@@ -94,6 +124,8 @@ void MainWindow::MoveSelected(int by) {
 }
 
 void MainWindow::MovePictures(const std::vector<int>& positions, int before) {
+    if (PutOffDrag(positions, before))
+        return;
     RunTask(WindowState::Changing, [this, positions, before] {
         m_edits.Do(store::Edit::Kind::Move, [&] { store::MovePictures(positions, before); });
         ShowListChange();
@@ -129,9 +161,9 @@ void MainWindow::MyDelButtonHandler() {
 }
 
 void MainWindow::DeleteSelected() {
-    if (PutOff(Step::Delete))
-        return;
     std::vector<int> positions = m_list->Selected();
+    if (PutOff(Step::Delete, static_cast<int>(positions.size())))
+        return;
     if (positions.empty())
         positions.push_back(m_list->Model().rowCount());
     Delete([positions = std::move(positions)] {

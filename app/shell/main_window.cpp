@@ -78,7 +78,7 @@ void MainWindow::ConnectControls() {
             &MainWindow::StopWork);
     ConnectList();
     connect(m_list, &PictureList::FilesDropped, this,
-            [this](const std::vector<Path>& files) { AddFiles(files); });
+            [this](const std::vector<Path>& files) { AddDropped(files); });
     connect(FindControlAs<EditView>(this, myHIViewID), &EditView::FilesDropped, this, &MainWindow::TakeDrop);
 }
 
@@ -203,6 +203,8 @@ void MainWindow::Restore() {
     const QSize most = screen()->availableGeometry().size() - QSize(letter * 2, fontMetrics().height() * 3);
     resize(QSize(letter * 192, sizeHint().height() * 11 / 10).boundedTo(most));
     restoreGeometry(m_settings.Bytes(kGeometrySetting));
+    if (!isMaximized() && !isFullScreen())
+        resize(size().boundedTo(screen()->availableGeometry().size()));  // it may be a smaller one now
     panes->restoreState(m_settings.Bytes(kPanesSetting));
 }
 
@@ -243,6 +245,7 @@ void MainWindow::TakeEnd() {
         m_panel->ShowPictureList(store::Store().gmyTotalePictureNum, store::Store().gmyCurrentSelectItem);
     }
     ShowPrice();
+    AskAnew();
     m_editPanel->ShowAll();
     if (std::optional<LoadedPicture> waiting = std::exchange(m_waiting, std::nullopt); waiting && IsReady())
         TakeLoaded(std::move(*waiting));

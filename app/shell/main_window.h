@@ -136,6 +136,7 @@ class MainWindow : public QMainWindow {
     void TakeSelection();
     void TakeLoaded(LoadedPicture loaded);
     void TakeDrop(const std::vector<Path>& files);
+    void AddDropped(const std::vector<Path>& files);
     void SelectNextPicture();
     void TakeFrameChange();
     void ForgetFrame();
@@ -147,9 +148,17 @@ class MainWindow : public QMainWindow {
     void ConnectList();
     void ShowPreviewWindow();
     void MoveSelected(int by);
-    enum class Step { Move, Undo, Redo, Delete };
+    enum class Step { Move, Drag, Undo, Redo, Delete };
+    struct PutOffStep {
+        Step step;
+        int by = 0;                      // the places of a move; 0 of a deletion: nothing was selected
+        QList<QByteArray> dragged = {};  // keys, for the positions will be others
+        QByteArray before = {};          // likewise; empty: to the end
+    };
     [[nodiscard]] bool PutOff(Step step, int by = 0);
+    [[nodiscard]] bool PutOffDrag(const std::vector<int>& positions, int before);
     void TakeSteps();
+    void TakeDrag(const PutOffStep& drag);
     void SelPicInList(int item);
     void ShowListed(int item, bool touched);
     void Delete(std::function<void()> work);
@@ -219,6 +228,7 @@ class MainWindow : public QMainWindow {
     void CopyReport();
     void ShowMessage(const QString& title, const QString& text);
 
+    void AskAnew();
     void Leave();
     void TakeSessionEnd(QSessionManager& session);
 
@@ -239,7 +249,9 @@ class MainWindow : public QMainWindow {
     Preview* m_preview = nullptr;
     PreviewWindow* m_previewWindow = nullptr;  // once it was asked for
     NoFrameNotice* m_noFrame = nullptr;
+    bool m_browserIsNext = false;  // to have the focus, which the notice had
     QPointer<QMessageBox> m_quitQuestion;
+    QString m_atStake;  // as it says
 
     std::vector<ItemID> SelPicArrayRef;      // chosen for a batch, the last one first
     std::optional<LoadedPicture> m_waiting;  // arrived while a task owned the edit picture
@@ -261,8 +273,8 @@ class MainWindow : public QMainWindow {
     QPointer<QMessageBox> m_roomQuestion;               // of a batch
     std::vector<Path> m_roomWanted;                     // for these
     QString m_leftOutNote;                              // with which it can be looked at
-    // What was asked of the list while a change of it went on; of moves the places, too.
-    std::deque<std::pair<Step, int>> m_steps;
+    // What was asked of the list while a change of it went on.
+    std::deque<PutOffStep> m_steps;
     bool m_addNext = false;  // Add was pressed for a picture that is still on its way
     WindowState m_shownState = WindowState::NoFrame;
     bool m_leaving = false;  // with the end of the download

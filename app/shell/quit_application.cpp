@@ -75,8 +75,9 @@ void MainWindow::QuitApplication() {
     m_quitQuestion->setAttribute(Qt::WA_DeleteOnClose);
     QString question = QuitText("EXIT_APPLICATION_TIPS", "Really want to quit?");
     QPushButton* download = nullptr;
-    if (const QString stake = WhatIsAtStake(); !stake.isEmpty()) {
-        question.prepend(stake + QStringLiteral("\n\n"));
+    m_atStake = WhatIsAtStake();
+    if (!m_atStake.isEmpty()) {
+        question.prepend(m_atStake + QStringLiteral("\n\n"));
         download = m_quitQuestion->addButton(Localized("QUIT_DOWNLOAD_BUTTON", "Download First"),
                                              QMessageBox::ActionRole);
     }
@@ -84,6 +85,7 @@ void MainWindow::QuitApplication() {
     QPushButton* quit = m_quitQuestion->addButton(QuitText("OK_BUTTON", "OK"), QMessageBox::AcceptRole);
     m_quitQuestion->addButton(QuitText("CANCLE_BUTTON", "Canle"), QMessageBox::RejectRole);
     m_quitQuestion->setDefaultButton(quit);
+    GiveLetters(*m_quitQuestion);
     connect(m_quitQuestion, &QDialog::finished, this, [this, quit, download] {
         const QAbstractButton* answer = m_quitQuestion->clickedButton();
         if (answer == quit)
@@ -95,6 +97,15 @@ void MainWindow::QuitApplication() {
             });
     });
     m_quitQuestion->open();
+}
+
+// Files can be handed over while the question stands there: it is asked once more where it says too little.
+void MainWindow::AskAnew() {
+    if (m_quitQuestion == nullptr || m_atStake == WhatIsAtStake())
+        return;
+    m_quitQuestion->reject();
+    m_quitQuestion = nullptr;
+    QuitApplication();
 }
 
 // A frame may have come while the question stood there, and its pictures are being read.

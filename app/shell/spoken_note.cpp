@@ -5,7 +5,7 @@
 namespace lumato::app {
 namespace {
 
-constexpr std::chrono::milliseconds kPause(300);
+constexpr std::chrono::milliseconds kPauseBefore(300);
 
 }  // namespace
 
@@ -13,7 +13,7 @@ SpokenNote::SpokenNote(QWidget* window) : QWidget(window) {
     setFixedSize(1, 1);
     setAttribute(Qt::WA_TransparentForMouseEvents);
     m_pause.setSingleShot(true);
-    m_pause.setInterval(kPause);
+    m_pause.setInterval(kPauseBefore);
     connect(&m_pause, &QTimer::timeout, this, &SpokenNote::Speak);
 }
 

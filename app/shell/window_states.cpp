@@ -9,15 +9,16 @@ namespace lumato::app {
 namespace {
 
 struct Look {
-    bool panel = false;  // the controls that change the list
-    bool stop = false;   // the work can be ended early
+    bool panel = false;    // the controls that change the list
+    bool stop = false;     // the work can be ended early
+    bool nothing = false;  // is to be edited: no frame has said how large its display is
 };
 
 Look LookOf(WindowState state) {
     switch (state) {
         case WindowState::NoFrame:
         case WindowState::Refused:
-            return {};
+            return {.nothing = true};
         case WindowState::Idle:
         case WindowState::Loading:
             return {.panel = true};
@@ -26,6 +27,7 @@ Look LookOf(WindowState state) {
         case WindowState::Changing:
             return {.panel = true};
         case WindowState::Reading:
+            return {.stop = true, .nothing = true};
         case WindowState::AddingFiles:
         case WindowState::Downloading:
         case WindowState::Saving:
@@ -46,10 +48,12 @@ bool IsMoment(WindowState state) {
 void MainWindow::ShowState() {
     const WindowState state = App().state;
     const Look look = LookOf(state);
+    ShowNoFrameNotice(state == WindowState::NoFrame);  // before its buttons are disabled
     if (m_panel->IsEnabled() != look.panel)
         m_panel->Enable(look.panel);
     m_menus->EnablePanelActions(look.panel);
     FindControl(this, myHIViewID)->setAcceptDrops(look.panel);  // it looks the same, but takes nothing
+    FindControlAs<RectView>(this, myHIRectID)->ShowNothing(look.nothing);
     findChild<QPushButton*>(QLatin1String(kStopButton))->setVisible(look.stop);
     m_stopAction->setEnabled(look.stop || IsEditingAgain());
     m_editPanel->ShowLoading(state == WindowState::Loading);
@@ -58,7 +62,6 @@ void MainWindow::ShowState() {
         m_panel->ForgetNotes(NoteOf::Work);
     m_frameMenu->ShowState();
     m_factsAction->setEnabled(look.panel);
-    ShowNoFrameNotice(state == WindowState::NoFrame);
     if (state == WindowState::NoFrame)
         ForgetFrame();
     if (MainThreadOwns())

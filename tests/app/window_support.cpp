@@ -187,6 +187,9 @@ std::size_t WindowFixture::ShownByTheFrame() const {
 }  // namespace lumato::app
 
 int main(int argc, char** argv) {
+    // The platform's own screen is smaller than the window can be.
+    if (qgetenv("QT_QPA_PLATFORM") == "offscreen")
+        qputenv("QT_QPA_PLATFORM", "offscreen:configfile=" LUMATO_TEST_SCREEN);
     QApplication application(argc, argv);
     return lumato::app::WindowTests().at(argc > 1 ? argv[1] : "")(argc - 1, argv + 1);
 }

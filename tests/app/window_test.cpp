@@ -2,6 +2,7 @@
 #include <QClipboard>
 #include <QGuiApplication>
 #include <QPushButton>
+#include <QScreen>
 #include <QSplitter>
 #include <fstream>
 
@@ -35,6 +36,10 @@ class WindowTest : public WindowFixture {
             QCOMPARE(m_window->findChild<QSplitter*>()->sizes(), sizes);
             WaitForFolder(left);
         }
+        // The screen may be a smaller one than the last.
+        m_window->resize(3000, 2000);
+        OpenAsLeft();
+        QVERIFY(m_window->screen()->availableGeometry().contains(QRect(QPoint(), m_window->size())));
     }
 
     void whoTurnsOffOnTheWayToAFolderStaysThere() {
