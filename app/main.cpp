@@ -30,6 +30,7 @@
 #include "app/shell/carbon_app.h"
 #include "app/shell/desktop.h"
 #include "app/shell/first_window.h"
+#include "app/shell/fusion_style.h"
 #include "app/shell/main_window.h"
 #include "base/diagnostics.h"
 #include "base/printable.h"
@@ -161,6 +162,7 @@ void ConfigureApplication() {
     QGuiApplication::setDesktopFileName(QLatin1String(kApplicationId));
     QGuiApplication::setWindowIcon(QIcon(QStringLiteral(":/lumato.svg")));
     QIcon::setFallbackThemeName(QStringLiteral("Adwaita"));
+    FusionStyle::Install();
 }
 
 // Handed from the signal's handler to the event loop.

@@ -115,8 +115,9 @@ void FolderColumn::SizeTiles() {
     m_perRow = std::max({1, std::min(2, room / (kLeastTile + kTileGap)), room / (kGoodTile + kTileGap)});
     const int cell = room / m_perRow;
     const int side = std::min(cell - kTileGap - 2 * ThumbnailDelegate::kMargin, kMostThumbnail);
-    const QSize tile(cell - kTileGap, side * 3 / 4 + 3 * ThumbnailDelegate::kMargin + fontMetrics().height());
-    m_delegate->SetTile(tile, fontMetrics().height());
+    const int words = 2 * fontMetrics().height();
+    const QSize tile(cell - kTileGap, side * 3 / 4 + 3 * ThumbnailDelegate::kMargin + words);
+    m_delegate->SetTile(tile, words);
     verticalScrollBar()->setSingleStep(tile.height() / 3);
     setGridSize({cell, tile.height() + kTileGap});
 }

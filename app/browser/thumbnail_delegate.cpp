@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QPainter>
+#include <QTextLayout>
 #include <algorithm>
 
 #include "app/browser/folder_model.h"
@@ -25,6 +26,28 @@ void DrawMark(QPainter* painter, const QPalette& palette, const QRect& where) {
         QPen(palette.color(QPalette::HighlightedText), 2, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
     painter->drawPolyline(tick, 3);
     painter->restore();
+}
+
+// Over two lines where one is too short; what the second cannot hold either is cut in the middle, for the
+// ends tell most.
+void DrawName(QPainter* painter, QRect room, const QString& name) {
+    const QFontMetrics metrics = painter->fontMetrics();
+    qsizetype length = name.size();
+    if (metrics.horizontalAdvance(name) > room.width()) {
+        QTextLayout layout(name, painter->font());
+        QTextOption wrapped;
+        wrapped.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+        layout.setTextOption(wrapped);
+        layout.beginLayout();
+        QTextLine first = layout.createLine();
+        first.setLineWidth(room.width());
+        length = first.textLength();
+        layout.endLayout();
+    }
+    painter->drawText(room, Qt::AlignHCenter | Qt::AlignTop, name.first(length).trimmed());
+    room.setTop(room.top() + metrics.height());
+    painter->drawText(room, Qt::AlignHCenter | Qt::AlignTop,
+                      metrics.elidedText(name.sliced(length), Qt::ElideMiddle, room.width()));
 }
 
 QPalette::ColorGroup GroupOf(const QStyleOptionViewItem& item) {
@@ -81,9 +104,7 @@ QRect ThumbnailDelegate::DrawTile(QPainter* painter, const QStyleOptionViewItem&
     const bool selected = (item.state & QStyle::State_Selected) != 0;
     painter->setFont(item.font);
     painter->setPen(item.palette.color(GroupOf(item), selected ? QPalette::HighlightedText : QPalette::Text));
-    const QRect words(box.left(), box.bottom() + kMargin, box.width(), m_line);
-    painter->drawText(words, Qt::AlignCenter,
-                      item.fontMetrics.elidedText(item.text, Qt::ElideMiddle, words.width()));
+    DrawName(painter, QRect(box.left(), box.bottom() + kMargin, box.width(), m_words), item.text);
     painter->restore();
     if ((item.state & QStyle::State_HasFocus) != 0) {
         QStyleOptionFocusRect focus;
@@ -95,7 +116,7 @@ QRect ThumbnailDelegate::DrawTile(QPainter* painter, const QStyleOptionViewItem&
 }
 
 QSize ThumbnailDelegate::PictureBox() const {
-    return m_tile - QSize(2 * kMargin, 3 * kMargin + m_line);
+    return m_tile - QSize(2 * kMargin, 3 * kMargin + m_words);
 }
 
 QSize ThumbnailDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const {

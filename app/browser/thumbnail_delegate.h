@@ -18,9 +18,9 @@ class ThumbnailDelegate : public QStyledItemDelegate {
     static constexpr int kIconSide = 56;  // of what has no thumbnail
 
     // The size of the tiles, and the height of the name in it; an empty one: lines.
-    void SetTile(QSize tile, int line) {
+    void SetTile(QSize tile, int words) {
         m_tile = tile;
-        m_line = line;
+        m_words = words;
     }
     // Of a tile, what its picture may fill.
     [[nodiscard]] QSize PictureBox() const;
@@ -34,7 +34,7 @@ class ThumbnailDelegate : public QStyledItemDelegate {
     QRect DrawTile(QPainter* painter, const QStyleOptionViewItem& item, const QModelIndex& index) const;
 
     QSize m_tile;
-    int m_line = 0;
+    int m_words = 0;
 };
 
 }  // namespace lumato::app

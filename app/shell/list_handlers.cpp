@@ -86,8 +86,8 @@ void MainWindow::TakeSteps() {
             MoveSelected(next.by);
         else if (next.step == Step::Drag)
             TakeDrag(next);
-        // What was selected has gone meanwhile, and the last picture was not meant.
-        else if (next.step == Step::Delete && (next.by == 0 || !m_list->Selected().empty()))
+        // Without a selection the last picture was meant, which by now may be another one.
+        else if (next.step == Step::Delete && next.by > 0 && !m_list->Selected().empty())
             DeleteSelected();
         else if (next.step == Step::Undo && m_edits.Undoable())
             Undo();

@@ -151,7 +151,7 @@ class MainWindow : public QMainWindow {
     enum class Step { Move, Drag, Undo, Redo, Delete };
     struct PutOffStep {
         Step step;
-        int by = 0;                      // the places of a move; 0 of a deletion: nothing was selected
+        int by = 0;                      // the places of a move; how many a deletion was of
         QList<QByteArray> dragged = {};  // keys, for the positions will be others
         QByteArray before = {};          // likewise; empty: to the end
     };

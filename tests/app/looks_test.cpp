@@ -7,16 +7,21 @@
 #include <QFile>
 #include <QMenuBar>
 #include <QMimeData>
+#include <QPainter>
 #include <QPushButton>
 #include <QSet>
 #include <QSpinBox>
+#include <QStandardItemModel>
 #include <QStringConverter>
 #include <QToolButton>
 #include <QUrl>
 
+#include "app/browser/thumbnail_delegate.h"
 #include "app/frame/new_frame_dialog.h"
 #include "app/parts/detail_label.h"
 #include "app/parts/file_urls.h"
+#include "app/parts/symbols.h"
+#include "app/shell/fusion_style.h"
 #include "picture/picture_state.h"
 #include "tests/app/window_support.h"
 
@@ -117,6 +122,20 @@ class LooksTest : public WindowFixture {
         CheckLettersOf(*m_window->menuBar(), texts);
     }
 
+    // Those with another colour than the one near the left edge.
+    static QList<int> InkedColumns(const QImage& image) {
+        QList<int> columns;
+        for (int x = 10; x < image.width() - 10; ++x) {
+            for (int y = 4; y < image.height() - 4; ++y) {
+                if (std::abs(image.pixelColor(x, y).lightness() - image.pixelColor(4, y).lightness()) > 40) {
+                    columns.append(x);
+                    break;
+                }
+            }
+        }
+        return columns;
+    }
+
     // A drag from a file manager, to the widget that takes it.
     template <class Target>
     bool Drop(Target& target, const QList<Path>& files) {
@@ -213,8 +232,49 @@ class LooksTest : public WindowFixture {
         QTest::keyClick(QApplication::activePopupWidget(), Qt::Key_Escape);
     }
 
+    // On dark windows what can be ticked is seen; written from the right, a button's symbol stays with its
+    // words; a long name stands in two lines.
+    void whatTheStyleDrawsCanBeRead() {
+        FusionStyle style;
+        QPalette black(Qt::white, Qt::black, Qt::black, Qt::black, Qt::black, Qt::white, Qt::black);
+        QCheckBox box;
+        box.setStyle(&style);
+        box.setPalette(black);
+        const auto brightest = [](const QImage& image) {
+            int most = 0;
+            for (int y = 0; y < image.height(); ++y) {
+                for (int x = 0; x < image.width(); ++x)
+                    most = std::max(most, image.pixelColor(x, y).lightness());
+            }
+            return most;
+        };
+        QVERIFY(brightest(box.grab().toImage()) > 80);
+
+        QPushButton button(Symbol("add"), QStringLiteral("Add"));
+        button.setStyle(&style);
+        button.setLayoutDirection(Qt::RightToLeft);
+        button.setFixedWidth(300);
+        const QList<int> inked = InkedColumns(button.grab().toImage());
+        QVERIFY(!inked.isEmpty() && inked.last() - inked.first() < 100);
+
+        QStandardItemModel model;
+        model.appendRow(new QStandardItem(QStringLiteral("Urlaub am Meer 2024")));
+        ThumbnailDelegate delegate;
+        QStyleOptionViewItem option;
+        option.rect = QRect(0, 0, 90, 130);
+        const int line = option.fontMetrics.height();
+        delegate.SetTile(option.rect.size(), 2 * line);
+        QImage tile(option.rect.size(), QImage::Format_RGB32);
+        tile.fill(Qt::white);
+        QPainter painter(&tile);
+        delegate.paint(&painter, option, model.index(0, 0));
+        painter.end();
+        QVERIFY(InkedColumns(tile.copy(0, 130 - line, 90, line - 4)).size() > 20);
+    }
+
     void theTabKeyReachesEverything() {
         Attach();
+        QVERIFY(m_window->Browser().isAncestorOf(m_window->focusWidget()));
         QSet<QWidget*> reached;
         for (int step = 0; step < 100; ++step) {
             QTest::keyClick(m_window->focusWidget(), Qt::Key_Tab);

@@ -147,12 +147,17 @@ class StatesTest : public WindowFixture {
         m_window->MovePictures({1}, 3);
         QTRY_VERIFY_WITH_TIMEOUT(IsReady(), kPatience);
         QCOMPARE(asked(), std::pair(true, true));
+        // Files that are handed over meanwhile are at stake, too.
+        const QString before = Question()->informativeText();
+        m_window->ComeForward({Pictures() / "a.png", Pictures() / "b.png"});
+        QTRY_VERIFY_WITH_TIMEOUT(IsReady() && Listed() == 5, kPatience);
+        QTRY_VERIFY_WITH_TIMEOUT(Question() != nullptr && Question()->informativeText() != before, kPatience);
         for (QAbstractButton* button : Question()->buttons()) {
             if (button->text().remove(u'&') == QLatin1String("Download First"))
                 button->click();
         }
         QTRY_VERIFY_WITH_TIMEOUT(device::Link().frame == nullptr, kPatience);
-        QCOMPARE(ShownByTheFrame(), 3U);
+        QCOMPARE(ShownByTheFrame(), 5U);
     }
 
     void halfAReadListIsNothingToWorkWith() {
@@ -163,6 +168,8 @@ class StatesTest : public WindowFixture {
         WaitForNote("Reading stopped");
         QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns(), kPatience);
         QVERIFY(!IsReady() && !m_window->HasUnsavedChanges() && Listed() < 2);
+        QTRY_COMPARE_WITH_TIMEOUT(Text(kTotalPic), QStringLiteral("–"), kPatience);
+        QCOMPARE(Find<QWidget>(myHIRectID).focusPolicy(), Qt::NoFocus);
         m_window->MyDownLoadButtonHandler();
         QVERIFY(MainThreadOwns());
         m_window->Link().ReadAgain();

@@ -175,7 +175,12 @@ class WindowTest : public WindowFixture {
         m_window->Undo();
         QTRY_COMPARE_WITH_TIMEOUT(names(), QStringLiteral("312"), kPatience);
         QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns(), kPatience);
+        // So is dragging, of what was dragged, whatever its place is then.
         emit list.ItemsMoved({1}, 4);
+        emit list.ItemsMoved({1}, 3);
+        QTRY_COMPARE_WITH_TIMEOUT(names(), QStringLiteral("132"), kPatience);
+        QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns(), kPatience);
+        emit list.ItemsMoved({3}, 2);
         QTRY_COMPARE_WITH_TIMEOUT(names(), QStringLiteral("123"), kPatience);
         QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns() && !m_window->HasUnsavedChanges(), kPatience);
         emit list.ItemsMoved({2}, 1);
@@ -213,6 +218,22 @@ class WindowTest : public WindowFixture {
         QVERIFY(!all.isChecked() && !store::Store().gmyDeleteAll);
         m_window->Undo();
         QTRY_VERIFY_WITH_TIMEOUT(settled(4), kPatience);
+        // A key that waits for a change takes what is selected then; where nothing was, it takes nothing.
+        AddAndWait({"b.png"});
+        list.clearSelection();
+        QTRY_COMPARE_WITH_TIMEOUT(list.CurrentItem(), 0, kPatience);
+        m_window->Undo();
+        QVERIFY(!MainThreadOwns());
+        m_window->DeleteSelected();
+        QTRY_VERIFY_WITH_TIMEOUT(settled(4), kPatience);
+        list.setCurrentIndex(list.model()->index(0, 0));
+        m_window->MovePictures({2}, 1);
+        m_window->DeleteSelected();
+        QTRY_VERIFY_WITH_TIMEOUT(settled(3), kPatience);
+        m_window->Undo();
+        QTRY_VERIFY_WITH_TIMEOUT(settled(4), kPatience);
+        m_window->Undo();
+        QTRY_VERIFY_WITH_TIMEOUT(settled(4) && IsReady(), kPatience);
         QCOMPARE(list.Model().Pictures()[2].name, QStringLiteral("Picture3.bmp"));
         all.click();
         Click(kDelButtonID);

@@ -136,6 +136,26 @@ TEST_F(WaitingPicturesTest, ADownloadThatFailedGoesOnWithWhatWasAddedAndDeletedS
     EXPECT_THAT(Listed(), ElementsAre(1000, 3000, 500, 60));
 }
 
+TEST_F(WaitingPicturesTest, WhereNoneDoesNoNumberIsSaid) {
+    TestFlash flash;
+    flash.Pictures({1000});
+    bool brokeOff = false;
+    for (std::size_t command = 20; command < 40 && !brokeOff; ++command) {
+        Restart();
+        fs::remove_all(Journals());
+        Connect(flash, {{command, vframe::FaultKind::Unplug}});
+        Delete(1);
+        static_cast<void>(Download());
+        brokeOff = !IsTable(ByteSpan(FlashBytes()).subspan(kTable, 4096));
+    }
+    ASSERT_TRUE(brokeOff);
+    m_status.Details();
+    Crash(FlashBytes());
+    EXPECT_THAT(Listed(), testing::IsEmpty());
+    EXPECT_THAT(m_status.Notes(), Contains(kDownloadBrokenOff.english));
+    EXPECT_THAT(m_status.Details(), Not(Contains(HasSubstr("waiting"))));
+}
+
 TEST_F(WaitingPicturesTest, ADamagedStreamCostsNoOtherPicture) {
     TestFlash flash;
     Connect(flash);
