@@ -252,7 +252,7 @@ class LooksTest : public WindowFixture {
 
         QPushButton button(Symbol("add"), QStringLiteral("Add"));
         button.setStyle(&style);
-        button.setLayoutDirection(Qt::RightToLeft);
+        QGuiApplication::setLayoutDirection(Qt::RightToLeft);
         button.setFixedWidth(300);
         const QList<int> inked = InkedColumns(button.grab().toImage());
         QVERIFY(!inked.isEmpty() && inked.last() - inked.first() < 100);
