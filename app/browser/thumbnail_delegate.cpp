@@ -28,12 +28,16 @@ void DrawMark(QPainter* painter, const QPalette& palette, const QRect& where) {
     painter->restore();
 }
 
+constexpr QChar kMayBreak(0x200B);
+
 // Over two lines where one is too short; what the second cannot hold either is cut in the middle, for the
 // ends tell most.
-void DrawName(QPainter* painter, QRect room, const QString& name) {
+void DrawName(QPainter* painter, QRect room, QString name) {
     const QFontMetrics metrics = painter->fontMetrics();
     qsizetype length = name.size();
     if (metrics.horizontalAdvance(name) > room.width()) {
+        if (const qsizetype dot = name.lastIndexOf(u'.'); dot > 0)
+            name.insert(dot, kMayBreak);
         QTextLayout layout(name, painter->font());
         QTextOption wrapped;
         wrapped.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
