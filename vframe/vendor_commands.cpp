@@ -104,8 +104,6 @@ Reply VendorCommands::Execute(const ScsiRequest& request, Extent extent) {
 Reply VendorCommands::SetClock(const ScsiRequest& request) {
     if (!AllZero(request.block.subspan(1, 4)) || HasDataPhase(request))
         return Refuse(kInvalidField);
-    m_clock.emplace();
-    std::copy_n(request.block.begin() + 5, m_clock->size(), m_clock->begin());
     return 0;
 }
 

@@ -7,16 +7,10 @@
 // Any block that is not one of the known ones to the last byte is refused. One thread at a time.
 #pragma once
 
-#include <array>
-#include <optional>
-
 #include "platform/scsi.h"
 #include "vframe/nor_chip.h"
 
 namespace lumato::vframe {
-
-// What the clock command carried: its bytes 5 to 15.
-using ClockSetting = std::array<std::uint8_t, 11>;
 
 class VendorCommands {
   public:
@@ -28,17 +22,13 @@ class VendorCommands {
     // Requires: a vendor opcode. With FirstHalf an erase or a program does the first half of its work.
     [[nodiscard]] Reply Execute(const platform::ScsiRequest& request, Extent extent);
 
-    // The last clock command; none before the first.
-    [[nodiscard]] const std::optional<ClockSetting>& Clock() const { return m_clock; }
-
   private:
-    [[nodiscard]] Reply SetClock(const platform::ScsiRequest& request);
+    [[nodiscard]] static Reply SetClock(const platform::ScsiRequest& request);
     [[nodiscard]] Reply Checksum(const platform::ScsiRequest& request);
     [[nodiscard]] Reply RunInstruction(const platform::ScsiRequest& request, Extent extent);
     [[nodiscard]] Reply Program(const platform::ScsiRequest& request, Extent extent);
 
     NorChip& m_chip;
-    std::optional<ClockSetting> m_clock;
 };
 
 // Bytes that the vendor block `block` erases, or 0 when it is no erase.

@@ -65,11 +65,6 @@ std::vector<std::uint8_t> VirtualFrame::FlashBytes() const {
     return bytes;
 }
 
-std::optional<ClockSetting> VirtualFrame::Clock() const {
-    const std::lock_guard lock(m_mutex);
-    return m_vendor.Clock();
-}
-
 Reply VirtualFrame::Dispatch(const ScsiRequest& request) {
     if (request.block.empty())
         return Refuse(kInvalidField);

@@ -6,7 +6,6 @@
 
 #include <atomic>
 #include <mutex>
-#include <optional>
 #include <vector>
 
 #include "platform/scsi.h"
@@ -36,8 +35,6 @@ class VirtualFrame : public platform::ScsiDevice {
 
     // A copy of the flash as it stands; nothing when its image cannot be read.
     [[nodiscard]] std::vector<std::uint8_t> FlashBytes() const;
-    // What the clock was last set to; none before.
-    [[nodiscard]] std::optional<ClockSetting> Clock() const;
 
   private:
     [[nodiscard]] Reply Dispatch(const platform::ScsiRequest& request);
