@@ -70,15 +70,14 @@ Result<FrameBackup> BackUpFrame() {
     Collector collector;
     collector.m_backup.frame = PresentFrame();
     int position = 0, stored = 0;
-    for (const store::FileData* record = store.gmyPictureData->sentinel->next; record != nullptr;
-         record = record->next) {
+    for (const store::FileData& record : store::EachOf(store.gmyPictureData)) {
         if (store::StopRequested())
             return Fail(ErrorKind::Refused, Phrase("STOPPED_NO_BACKUP", "stopped; no backup was written"));
         ++position;
-        const bool inFrame = record->inFrame == 1;
+        const bool inFrame = record.inFrame == 1;
         stored += inFrame ? 1 : 0;
         LUMATO_TRY_VOID(collector.Take(
-            *record, inFrame ? store::SlotAddress(store::SlotOf(store.G_PictureList, position)) : 0));
+            record, inFrame ? store::SlotAddress(store::SlotOf(store.G_PictureList, position)) : 0));
         store.status->SetDownLoadPrcess(100 * position / store.gmyPictureData->count);
     }
     FrameBackup result{.backup = std::move(collector.m_backup)};

@@ -17,7 +17,7 @@ using Json = nlohmann::json;
 
 constexpr std::size_t kLargestText = 4 << 20;     // of manifest and sums
 constexpr std::size_t kLargestStream = 0xFFFFFF;  // as a picture table can tell
-constexpr std::size_t kMostPictures = 4096;       // that waited included
+constexpr std::size_t kMostListed = 4096;         // that waited included
 constexpr std::size_t kMostSearched = 512 << 20;  // behind damaged headers
 
 bool IsWanted(std::string_view name) {
@@ -137,7 +137,7 @@ Result<void> BackupReader::TakeManifest(const Json& json) {
     if (json.at("version").get<int>() > kBackupVersion)
         return Fail(ErrorKind::Unsupported,
                     Phrase("BACKUP_OF_LATER_VERSION", "a later version of this program made this backup"));
-    if (json.at("pictures").size() > kMostPictures)
+    if (json.at("pictures").size() > kMostListed)
         return Fail(ErrorKind::Unsupported,
                     Phrase("BACKUP_LISTS_TOO_MANY", "it lists more pictures than any frame holds"));
     const Json& frame = json.at("frame");

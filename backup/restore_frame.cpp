@@ -115,14 +115,13 @@ Result<Made> Restorer::FitAnew(const BackedUpPicture& picture, const store::File
 // Of a picture that the present list has, too; empty: it has none that is whole.
 Stream Restorer::StreamOfList(const Digest& hash) const {
     int position = 0;
-    for (const store::FileData* record = m_store.gmyPictureData->sentinel->next; record != nullptr;
-         record = record->next) {
+    for (const store::FileData& record : store::EachOf(m_store.gmyPictureData)) {
         ++position;
-        if (record->streamHash != hash)
+        if (record.streamHash != hash)
             continue;
-        const bool inFrame = record->inFrame == 1;
+        const bool inFrame = record.inFrame == 1;
         auto stream = store::StreamOf(
-            *record, inFrame ? store::SlotAddress(store::SlotOf(m_store.G_PictureList, position)) : 0);
+            record, inFrame ? store::SlotAddress(store::SlotOf(m_store.G_PictureList, position)) : 0);
         if (stream && Sha256(*stream) == hash)
             return std::move(*stream);
     }
@@ -207,9 +206,8 @@ int Restorer::CountLost() const {
             inBackup.insert(m_backup.pictures[i].hash);
     }
     int lost = 0;
-    for (const store::FileData* record = m_store.gmyPictureData->sentinel->next; record != nullptr;
-         record = record->next)
-        lost += record->streamHash && inBackup.contains(*record->streamHash) ? 0 : 1;
+    for (const store::FileData& record : store::EachOf(m_store.gmyPictureData))
+        lost += record.streamHash && inBackup.contains(*record.streamHash) ? 0 : 1;
     return lost;
 }
 

@@ -211,6 +211,11 @@ Result<void> WriteSyncedFile(const Path& path, ByteSpan bytes) {
     return WriteReplacing(path, bytes, Syncing::BeforeRename);
 }
 
+bool IsRealFolder(const Path& path) {
+    std::error_code ignored;
+    return std::filesystem::is_directory(std::filesystem::symlink_status(path, ignored));
+}
+
 Result<void> MakePrivateFolder(const Path& folder) {
     std::error_code error;
     const std::filesystem::file_status status = std::filesystem::symlink_status(folder, error);
@@ -229,7 +234,7 @@ Result<void> MakePrivateFolder(const Path& folder) {
         return {};
     // The log's thread, or another program, may have made it meanwhile.
     const int why = errno;
-    if (why == EEXIST && std::filesystem::is_directory(std::filesystem::symlink_status(folder, error)))
+    if (why == EEXIST && IsRealFolder(folder))
         return {};
     return tl::unexpected(FileError(folder, why, true));
 }

@@ -39,6 +39,8 @@ enum class Links {
 // name is there after SyncFolder().
 [[nodiscard]] Result<void> WriteSyncedFile(const Path& path, ByteSpan bytes);
 
+// Whether it is a folder, and no link to one.
+[[nodiscard]] bool IsRealFolder(const Path& path);
 // Makes the folder, and those above it, for the owner alone; one that is there is closed to others. Errors:
 // Unwritable, for something else in its place, too: a link is none of ours.
 [[nodiscard]] Result<void> MakePrivateFolder(const Path& folder);

@@ -258,9 +258,8 @@ void AddRetries(nlohmann::ordered_json& json) {
 
 int CountWaiting() {
     int waiting = 0;
-    for (const store::FileData* record = store::Store().gmyPictureData->sentinel->next; record != nullptr;
-         record = record->next)
-        waiting += record->inFrame != 1 ? 1 : 0;
+    for (const store::FileData& record : store::EachOf(store::Store().gmyPictureData))
+        waiting += record.inFrame != 1 ? 1 : 0;
     return waiting;
 }
 

@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <string_view>
 
-#include "device/ascii.h"
+#include "base/ascii.h"
 #include "device/comm_usb.h"
 #include "platform/services.h"
 

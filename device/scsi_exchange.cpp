@@ -4,9 +4,9 @@
 #include <array>
 #include <string>
 
+#include "base/ascii.h"
 #include "base/diagnostics.h"
 #include "base/printable.h"
-#include "device/ascii.h"
 #include "device/comm_usb.h"
 #include "device/command_trace.h"
 

@@ -11,16 +11,15 @@ bool AgreesWithLocalCopies(std::int32_t address, ByteSpan block) {
     StoreState& store = Store();
     const std::int64_t end = address + static_cast<std::int64_t>(block.size());
     int slot = 0;
-    for (const FileData* record = store.gmyPictureData->sentinel->next; record != nullptr;
-         record = record->next) {
+    for (const FileData& record : EachOf(store.gmyPictureData)) {
         const std::int64_t at = SlotAddress(SlotOf(store.G_PictureList, ++slot));
         const std::int64_t from = std::max<std::int64_t>(at, address);
-        const std::int64_t to = std::min(at + record->picSize, end);
-        if (record->inFrame != 1 || record->onlyOnFrame || from >= to)
+        const std::int64_t to = std::min(at + record.picSize, end);
+        if (record.inFrame != 1 || record.onlyOnFrame || from >= to)
             continue;
         const auto stream =
-            ReadPlainFile(StreamPath(record->fileName), static_cast<std::uintmax_t>(record->picSize));
-        if (!stream || stream->size() != static_cast<std::size_t>(record->picSize))
+            ReadPlainFile(StreamPath(record.fileName), static_cast<std::uintmax_t>(record.picSize));
+        if (!stream || stream->size() != static_cast<std::size_t>(record.picSize))
             continue;
         const auto part = [](std::int64_t offset) { return static_cast<std::size_t>(offset); };
         if (!std::ranges::equal(ByteSpan(*stream).subspan(part(from - at), part(to - from)),

@@ -37,10 +37,9 @@ class Check {
 
 std::string Check::NameAt(std::int32_t address) const {
     int position = 0;
-    for (const FileData* record = m_store.gmyPictureData->sentinel->next; record != nullptr;
-         record = record->next) {
-        if (SlotAddress(SlotOf(m_store.G_PictureList, ++position)) == address && record->inFrame == 1)
-            return record->fileName;
+    for (const FileData& record : EachOf(m_store.gmyPictureData)) {
+        if (SlotAddress(SlotOf(m_store.G_PictureList, ++position)) == address && record.inFrame == 1)
+            return record.fileName;
     }
     return {};
 }

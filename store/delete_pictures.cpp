@@ -75,9 +75,8 @@ void ShowRemaining() {
 void DeleteAll() {
     StoreState& store = Store();
     ForgetAdditions(store.gmyPictureData->sentinel->next, nullptr);
-    for (const FileData* record = store.gmyPictureData->sentinel->next; record != nullptr;
-         record = record->next)
-        DeleteBitmap(*record);
+    for (const FileData& record : EachOf(store.gmyPictureData))
+        DeleteBitmap(record);
     store.gmyPictureData.reset(CreateList());
     if (FrameConnected())
         CountFreeSpace();

@@ -123,11 +123,11 @@ Result<void> Download::ReadStreams() {
     const int filled = m_plan.whole.empty() ? 0 : m_plan.whole.back().length - m_plan.whole.back().fresh;
     m_streams.reserve(static_cast<std::size_t>(m_plan.total + filled));
     int position = 0;
-    for (FileData* record = m_list->sentinel->next; record != nullptr; record = record->next) {
+    for (FileData& record : EachOf(m_list)) {
         ++position;
-        if (!m_plan.Writes(*record))
+        if (!m_plan.Writes(record))
             continue;
-        const auto stream = ReadStream(*record, position);
+        const auto stream = ReadStream(record, position);
         if (!stream)
             return Fail(kDownloadFailed, stream.error().message);
         m_streams.insert(m_streams.end(), stream->begin(), stream->end());
@@ -181,10 +181,10 @@ void Download::RememberBlocks() {
         return;
     }
     m_store.blocksAtRisk.clear();
-    for (FileData* record = m_list->sentinel->next; record != nullptr; record = record->next) {
-        record->inFrame = 0;
+    for (FileData& record : EachOf(m_list)) {
+        record.inFrame = 0;
         if (m_plan.rewriteAll)
-            record->afterGap = 0;
+            record.afterGap = 0;
     }
 }
 
@@ -297,8 +297,8 @@ Result<void> Download::WriteWholeBlocks() {
 
 void Download::MarkStored() {
     m_store.status->SetDownLoadPrcess(99);
-    for (FileData* record = m_list->sentinel->next; record != nullptr; record = record->next)
-        record->inFrame = 1;
+    for (FileData& record : EachOf(m_list))
+        record.inFrame = 1;
 }
 
 Result<void> Download::WritePictures() {

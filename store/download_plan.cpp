@@ -25,14 +25,14 @@ struct NewPictures {
 NewPictures FindNew(const FileDataHead* list) {
     NewPictures found;
     int position = 0;
-    for (const FileData* record = list->sentinel->next; record != nullptr; record = record->next) {
+    for (const FileData& record : EachOf(list)) {
         ++position;
-        if (record->inFrame == 1)
+        if (record.inFrame == 1)
             continue;
         if (found.first == -1)
             found.first = position;
         ++found.count;
-        found.total += record->picSize;
+        found.total += record.picSize;
     }
     return found;
 }
@@ -40,9 +40,8 @@ NewPictures FindNew(const FileDataHead* list) {
 // Slots of a frame can overlap and claim more than its flash has.
 std::int64_t TotalSize(const FileDataHead* list) {
     std::int64_t total = 0;
-    for (const FileData* record = list != nullptr ? list->sentinel->next : nullptr; record != nullptr;
-         record = record->next)
-        total += record->picSize;
+    for (const FileData& record : EachOf(list))
+        total += record.picSize;
     return total;
 }
 
@@ -60,12 +59,12 @@ struct StoredPictures {
 StoredPictures FindStored(const FileDataHead* list) {
     StoredPictures stored;
     int position = 0;
-    for (const FileData* record = list->sentinel->next; record != nullptr; record = record->next) {
+    for (const FileData& record : EachOf(list)) {
         const ByteSpan slot = SlotOf(Store().G_PictureList, ++position);
-        if (record->inFrame != 1)
+        if (record.inFrame != 1)
             continue;
         stored.found &= slot[0] == kSlotStored;
-        stored.end = std::max(stored.end, std::int64_t{SlotAddress(slot)} + record->picSize);
+        stored.end = std::max(stored.end, std::int64_t{SlotAddress(slot)} + record.picSize);
         stored.overlapTable |= SlotAddress(slot) < Store().geometry.PictureAreaStart();
     }
     return stored;
@@ -78,13 +77,12 @@ int CountOnFrame() {
 void FillSlots(DownloadPlan& plan) {
     int address = plan.start;
     int position = 0;
-    for (const FileData* record = Store().gmyPictureData->sentinel->next; record != nullptr;
-         record = record->next) {
+    for (const FileData& record : EachOf(Store().gmyPictureData)) {
         ++position;
-        if (!plan.Writes(*record))
+        if (!plan.Writes(record))
             continue;
-        FillSlot(SlotOf(plan.tableAfter, position), address, record->picSize);
-        address += record->picSize;
+        FillSlot(SlotOf(plan.tableAfter, position), address, record.picSize);
+        address += record.picSize;
     }
 }
 
@@ -111,8 +109,8 @@ void PlanBlocks(DownloadPlan& plan) {
 
 int DownloadPlan::CountWritten(const FileDataHead& list) const {
     int count = 0;
-    for (const FileData* record = list.sentinel->next; record != nullptr; record = record->next)
-        count += Writes(*record) ? 1 : 0;
+    for (const FileData& record : EachOf(&list))
+        count += Writes(record) ? 1 : 0;
     return count;
 }
 

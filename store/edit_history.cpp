@@ -33,9 +33,9 @@ Path KeptBitmap(const Path& folder, int number) {
 
 // Ours alone: the folder goes with its last file.
 void EmptyFolder(const Path& folder) {
-    std::error_code ignored;
-    if (!fs::is_directory(fs::symlink_status(folder, ignored)))
+    if (!IsRealFolder(folder))
         return;
+    std::error_code ignored;
     std::vector<Path> kept;
     for (fs::directory_iterator entry(folder, ignored), end; !ignored && entry != end;
          entry.increment(ignored)) {
@@ -103,11 +103,6 @@ bool SamePicture(const FileData& a, const FileData& b) {
            a.inFrame == b.inFrame && a.afterGap == b.afterGap;
 }
 
-FileData* FirstRecord() {
-    const FileDataHead* list = Store().gmyPictureData.get();
-    return list != nullptr ? list->sentinel->next : nullptr;
-}
-
 int ChangedBy(std::size_t before, std::size_t after) {
     return std::max(1, std::abs(static_cast<int>(after) - static_cast<int>(before)));
 }
@@ -127,8 +122,8 @@ EditHistory::Standing EditHistory::Present() {
     standing.selected = store.gmyCurrentSelectItem;
     standing.orderResumed = store.orderResumed;
     standing.journal = store.journal;
-    for (const FileData* record = FirstRecord(); record != nullptr; record = record->next)
-        standing.records.push_back(*record);
+    for (const FileData& record : EachOf(store.gmyPictureData))
+        standing.records.push_back(record);
     return standing;
 }
 
@@ -138,14 +133,8 @@ bool EditHistory::IsPresent() const {
     if (m_standings.empty() || m_journal != store.journal)
         return false;
     const Standing& standing = m_standings[m_present];
-    const FileData* record = FirstRecord();
-    for (const FileData& kept : standing.records) {
-        if (record == nullptr || !SamePicture(*record, kept))
-            return false;
-        record = record->next;
-    }
-    return record == nullptr && store.G_PictureList == standing.table &&
-           store.tableOnFrame == standing.tableOnFrame;
+    return std::ranges::equal(EachOf(store.gmyPictureData), standing.records, SamePicture) &&
+           store.G_PictureList == standing.table && store.tableOnFrame == standing.tableOnFrame;
 }
 
 Result<void> EditHistory::KeepFiles(FileData& record) {
@@ -169,8 +158,8 @@ Result<void> EditHistory::KeepFiles() {
         EmptyFolder(m_folder);
     }
     LUMATO_TRY_VOID(MakePrivateFolder(m_folder));
-    for (FileData* record = FirstRecord(); record != nullptr; record = record->next)
-        LUMATO_TRY_VOID(KeepFiles(*record));
+    for (FileData& record : EachOf(Store().gmyPictureData))
+        LUMATO_TRY_VOID(KeepFiles(record));
     return {};
 }
 

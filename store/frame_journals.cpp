@@ -24,9 +24,8 @@ struct Match {
 // The digests of all listed pictures, sorted.
 std::vector<Digest> ListedHashes() {
     std::vector<Digest> hashes;
-    for (const FileData* record = Store().gmyPictureData->sentinel->next; record != nullptr;
-         record = record->next)
-        hashes.push_back(record->streamHash.value_or(Digest{}));
+    for (const FileData& record : EachOf(Store().gmyPictureData))
+        hashes.push_back(record.streamHash.value_or(Digest{}));
     std::ranges::sort(hashes);
     return hashes;
 }

@@ -47,9 +47,7 @@ void SyncFoldersAbove(const Path& folder) {
 }
 
 bool IsRealJournalFolder(const Path& folder) {
-    std::error_code ignored;
-    return fs::is_directory(fs::symlink_status(folder.parent_path(), ignored)) &&
-           fs::is_directory(fs::symlink_status(folder, ignored));
+    return IsRealFolder(folder.parent_path()) && IsRealFolder(folder);
 }
 
 Result<void> PrepareJournalFolder(const Path& folder) {

@@ -139,15 +139,13 @@ KnownPictures KnownAfter(const DownloadPlan& plan) {
     std::array<std::uint8_t, kTableSize> table = plan.tableAfter;
     KnownPictures known;
     int position = 0;
-    for (const FileData* record = store.gmyPictureData->sentinel->next; record != nullptr;
-         record = record->next) {
+    for (const FileData& record : EachOf(store.gmyPictureData)) {
         const std::int32_t address = SlotAddress(SlotOf(table, ++position));
-        const bool fromHere = record->seqIndex >= kAddedSequenceBase && record->journalPosition == 0;
-        if (record->streamHash && (fromHere || before.contains(*record->streamHash)))
-            known.push_back({address, record->picSize, *record->streamHash});
-        else if (const auto hash = KnownHash(onFrame, address, record->picSize);
-                 hash && !plan.Writes(*record))
-            known.push_back({address, record->picSize, *hash});
+        const bool fromHere = record.seqIndex >= kAddedSequenceBase && record.journalPosition == 0;
+        if (record.streamHash && (fromHere || before.contains(*record.streamHash)))
+            known.push_back({address, record.picSize, *record.streamHash});
+        else if (const auto hash = KnownHash(onFrame, address, record.picSize); hash && !plan.Writes(record))
+            known.push_back({address, record.picSize, *hash});
     }
     return known;
 }

@@ -24,9 +24,8 @@ struct Place {
 
 std::vector<Place> TakePlaces() {
     std::vector<Place> places;
-    for (FileData* record = Store().gmyPictureData->sentinel->next; record != nullptr;
-         record = record->next) {
-        Place place{record, {}};
+    for (FileData& record : EachOf(Store().gmyPictureData)) {
+        Place place{&record, {}};
         std::ranges::copy(SlotOf(Store().G_PictureList, static_cast<int>(places.size()) + 1),
                           place.slot.begin());
         places.push_back(place);
@@ -47,10 +46,9 @@ void PutPlaces(const std::vector<Place>& places) {
 std::vector<std::uint8_t> StoredSlots() {
     std::vector<std::uint8_t> slots;
     int position = 0;
-    for (const FileData* record = Store().gmyPictureData->sentinel->next; record != nullptr;
-         record = record->next) {
+    for (const FileData& record : EachOf(Store().gmyPictureData)) {
         const ByteSpan slot = SlotOf(Store().G_PictureList, ++position);
-        if (record->inFrame == 1)
+        if (record.inFrame == 1)
             slots.insert(slots.end(), slot.begin(), slot.end());
     }
     return slots;
@@ -125,12 +123,11 @@ Waiting CountWaiting() {
     if (Store().gmyPictureData == nullptr)
         return waiting;
     const Journal* journal = Store().journal.get();
-    for (const FileData* record = Store().gmyPictureData->sentinel->next; record != nullptr;
-         record = record->next) {
-        if (record->inFrame == 1)
+    for (const FileData& record : EachOf(Store().gmyPictureData)) {
+        if (record.inFrame == 1)
             continue;
-        const bool kept = journal != nullptr && record->streamHash &&
-                          std::ranges::find(journal->pictures, *record->streamHash, &JournalPicture::hash) !=
+        const bool kept = journal != nullptr && record.streamHash &&
+                          std::ranges::find(journal->pictures, *record.streamHash, &JournalPicture::hash) !=
                               journal->pictures.end();
         ++(kept ? waiting.kept : waiting.unkept);
     }

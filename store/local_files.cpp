@@ -4,6 +4,7 @@
 #include <string_view>
 #include <system_error>
 
+#include "base/ascii.h"
 #include "base/diagnostics.h"
 #include "base/printable.h"
 #include "base/temporary_name.h"
@@ -20,22 +21,10 @@ Path FolderPath(const char* name) {
     return Store().gmyResousepath.string() + "/" + name;
 }
 
-bool IsRealFolder(const Path& folder) {
-    std::error_code ignored;
-    return fs::is_directory(fs::symlink_status(folder, ignored));
-}
-
 bool IsBitmapName(const std::string& name) {
     constexpr std::string_view kEnding = ".bmp";
-    if (name.size() < kEnding.size())
-        return false;
-    const std::size_t from = name.size() - kEnding.size();
-    for (std::size_t i = 0; i < kEnding.size(); ++i) {
-        const char c = name[from + i];
-        if ((c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c) != kEnding[i])
-            return false;
-    }
-    return true;
+    return name.size() >= kEnding.size() &&
+           std::ranges::equal(name.substr(name.size() - kEnding.size()), kEnding, {}, LowerAscii);
 }
 
 // Bitmaps, and what a program that was killed in the middle of writing one has left. What does not bear a
@@ -106,12 +95,9 @@ void DelAllPicAtStart() {
 
 void ReleaseAllFiles() {
     StoreState& store = Store();
-    if (store.gmyPictureData != nullptr) {
-        for (const FileData* record = store.gmyPictureData->sentinel->next; record != nullptr;
-             record = record->next) {
-            std::error_code ignored;
-            fs::remove(StreamPath(record->fileName), ignored);
-        }
+    for (const FileData& record : EachOf(store.gmyPictureData)) {
+        std::error_code ignored;
+        fs::remove(StreamPath(record.fileName), ignored);
     }
     store.gmyPictureData.reset();
     store.gmyTotalePictureNum = 0;

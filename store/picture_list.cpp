@@ -38,11 +38,13 @@ FileData* GetNode(FileDataHead* list, int position) {
 }
 
 int PositionOf(const FileDataHead* list, const std::string& fileName) {
-    int position = 1;
-    const FileData* record = list != nullptr ? list->sentinel->next : nullptr;
-    for (; record != nullptr && record->fileName != fileName; record = record->next)
+    int position = 0;
+    for (const FileData& record : EachOf(list)) {
         ++position;
-    return record != nullptr ? position : 0;
+        if (record.fileName == fileName)
+            return position;
+    }
+    return 0;
 }
 
 void FreeList(FileDataHead* list) {

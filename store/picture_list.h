@@ -4,10 +4,12 @@
 // A singly linked list behind a header; the list owns its records. Used by the thread that owns the frame.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "base/file.h"
 #include "base/sha256.h"
@@ -52,5 +54,43 @@ struct ListDeleter {
     void operator()(FileDataHead* list) const { FreeList(list); }
 };
 using PictureList = std::unique_ptr<FileDataHead, ListDeleter>;
+
+// The pictures of a list, one after the other; null is an empty list. The list does not change meanwhile.
+class PictureRange {
+  public:
+    class Iterator {
+      public:
+        using value_type = FileData;
+        using difference_type = std::ptrdiff_t;
+
+        Iterator() = default;
+        explicit Iterator(FileData* record) : m_record(record) {}
+        FileData& operator*() const { return *m_record; }
+        Iterator& operator++() {
+            m_record = m_record->next;
+            return *this;
+        }
+        Iterator operator++(int) { return std::exchange(*this, Iterator(m_record->next)); }
+        bool operator==(const Iterator&) const = default;
+
+      private:
+        FileData* m_record = nullptr;
+    };
+
+    explicit PictureRange(const FileDataHead* list) : m_list(list) {}
+    [[nodiscard]] Iterator begin() const {
+        return m_list != nullptr ? Iterator(m_list->sentinel->next) : Iterator();
+    }
+    [[nodiscard]] static Iterator end() { return {}; }
+
+  private:
+    const FileDataHead* m_list;
+};
+[[nodiscard]] inline PictureRange EachOf(const FileDataHead* list) {
+    return PictureRange(list);
+}
+[[nodiscard]] inline PictureRange EachOf(const PictureList& list) {
+    return PictureRange(list.get());
+}
 
 }  // namespace lumato::store

@@ -76,9 +76,8 @@ void Recovery::Take(const FrameJournal& found) {
 // Each picture of the list is the copy of one picture of the journal at most.
 void Recovery::FindStored() {
     std::vector<Digest> onFrame;
-    for (const FileData* record = m_store.gmyPictureData->sentinel->next; record != nullptr;
-         record = record->next)
-        onFrame.push_back(record->streamHash.value_or(Digest{}));
+    for (const FileData& record : EachOf(m_store.gmyPictureData))
+        onFrame.push_back(record.streamHash.value_or(Digest{}));
     std::ranges::sort(onFrame);
     std::vector<bool> taken(onFrame.size());
     for (Recovered& picture : m_pictures) {
@@ -218,9 +217,8 @@ void Recovery::LinkStored() {
 
 Result<void> Recovery::AddWaiting() {
     LocalRoom room(m_store.geometry);
-    for (const FileData* record = m_store.gmyPictureData->sentinel->next; record != nullptr;
-         record = record->next)
-        room.Take(*record);
+    for (const FileData& record : EachOf(m_store.gmyPictureData))
+        room.Take(record);
     for (const Recovered& picture : m_pictures) {
         if (picture.stored)
             continue;

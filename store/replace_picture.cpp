@@ -33,9 +33,8 @@ std::int32_t FreeWithout(int position) {
     const StoreState& store = Store();
     std::int64_t listed = 0;
     int at = 0;
-    for (const FileData* record = store.gmyPictureData->sentinel->next; record != nullptr;
-         record = record->next)
-        listed += ++at == position ? 0 : record->picSize;
+    for (const FileData& record : EachOf(store.gmyPictureData))
+        listed += ++at == position ? 0 : record.picSize;
     return store.geometry.FreeBeside(listed);
 }
 

@@ -14,8 +14,8 @@ using Records = std::vector<FileData*>;
 
 Records TakeApart(FileDataHead& list) {
     Records records;
-    for (FileData* record = list.sentinel->next; record != nullptr; record = record->next)
-        records.push_back(record);
+    for (FileData& record : EachOf(&list))
+        records.push_back(&record);
     return records;
 }
 

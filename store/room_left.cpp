@@ -12,9 +12,8 @@ namespace {
 std::int64_t UsualBytes() {
     const FileDataHead* list = Store().gmyPictureData.get();
     std::int64_t total = 0;
-    for (const FileData* record = list != nullptr ? list->sentinel->next : nullptr; record != nullptr;
-         record = record->next)
-        total += record->picSize;
+    for (const FileData& record : EachOf(list))
+        total += record.picSize;
     return list != nullptr && list->count > 0 ? total / list->count : 0;
 }
 

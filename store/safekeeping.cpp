@@ -28,7 +28,6 @@ Result<std::vector<std::uint8_t>> LocalStream(const FileData& record, std::int32
     const bool same = !record.streamHash || Sha256(stream) == *record.streamHash;
     if (stream.size() != size || !same)
         return Fail(ErrorKind::Damaged, About(Printable(record.fileName), kLocalFileChanged));
-    ;
     return stream;
 }
 
@@ -47,15 +46,15 @@ Result<std::vector<JournalPicture>> KeepList(bool fromScratch) {
     StoreState& store = Store();
     std::vector<JournalPicture> pictures;
     int slot = 0;
-    for (FileData* record = store.gmyPictureData->sentinel->next; record != nullptr; record = record->next) {
+    for (FileData& record : EachOf(store.gmyPictureData)) {
         ++slot;
-        const bool stored = record->inFrame == 1 && slot <= kMostPictures;
+        const bool stored = record.inFrame == 1 && slot <= kMostPictures;
         const std::int32_t address = stored ? SlotAddress(SlotOf(store.G_PictureList, slot)) : 0;
-        if (stored && !fromScratch && record->streamHash) {
-            pictures.push_back({*record->streamHash, record->picSize, address});
+        if (stored && !fromScratch && record.streamHash) {
+            pictures.push_back({*record.streamHash, record.picSize, address});
             continue;
         }
-        LUMATO_TRY(const JournalPicture picture, KeepPicture(*record, address));
+        LUMATO_TRY(const JournalPicture picture, KeepPicture(record, address));
         pictures.push_back(picture);
         if (stored)
             store.status->SetDownLoadPrcess(kKeepingPercent * slot / store.gmyPictureData->count);
@@ -243,11 +242,10 @@ Result<void> KeepAsBefore(const std::shared_ptr<Journal>& journal) {
         return std::ranges::find(journal->pictures, record.streamHash, &JournalPicture::hash) !=
                journal->pictures.end();
     };
-    for (FileData* record = Store().gmyPictureData->sentinel->next; record != nullptr;
-         record = record->next) {
+    for (FileData& record : EachOf(Store().gmyPictureData)) {
         // What is only on the frame the journal's blocks bring back, and of a restoration it knows nothing.
-        if (record->inFrame != 1 && !record->onlyOnFrame && names(*record))
-            LUMATO_TRY_VOID(KeepPicture(*record, 0));
+        if (record.inFrame != 1 && !record.onlyOnFrame && names(record))
+            LUMATO_TRY_VOID(KeepPicture(record, 0));
     }
     return Save(*journal);
 }
@@ -256,10 +254,7 @@ bool DownloadIsDue() {
     const StoreState& store = Store();
     if (store.resuming || store.gmyPictureData == nullptr)
         return store.resuming;
-    const FileData* record = store.gmyPictureData->sentinel->next;
-    while (record != nullptr && record->inFrame == 1)
-        record = record->next;
-    return record != nullptr;
+    return std::ranges::any_of(EachOf(store.gmyPictureData), Waits);
 }
 
 }  // namespace lumato::store

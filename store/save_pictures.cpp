@@ -38,16 +38,15 @@ SaveReport SavePictures(const Path& folder, const SaveName& nameOf) {
     const FileDataHead* list = Store().gmyPictureData.get();
     int number = 0;
     ProgressMeter meter(Phase::Saving, list != nullptr ? list->count : 0, 0);
-    for (const FileData* record = list != nullptr ? list->sentinel->next : nullptr; record != nullptr;
-         record = record->next) {
+    for (const FileData& record : EachOf(list)) {
         report.stopped = StopRequested();
         if (report.stopped)
             break;
         meter.Reach(++number, 0);
-        const std::optional<std::string> name = nameOf(number, *record);
+        const std::optional<std::string> name = nameOf(number, record);
         if (!name)
             continue;
-        Result<void> copied = Copy(*record, folder / *name, copies);
+        Result<void> copied = Copy(record, folder / *name, copies);
         if (copied)
             ++report.saved;
         else

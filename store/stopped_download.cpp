@@ -12,10 +12,9 @@ namespace lumato::store {
 std::vector<std::int32_t> AddressesOfWhole(const DownloadPlan& plan, std::ptrdiff_t done) {
     std::vector<std::int32_t> addresses;
     int position = 0;
-    for (const FileData* record = Store().gmyPictureData->sentinel->next; record != nullptr;
-         record = record->next) {
+    for (const FileData& record : EachOf(Store().gmyPictureData)) {
         const std::int32_t address = SlotAddress(SlotOf(Store().G_PictureList, ++position));
-        const bool whole = !plan.Writes(*record) || address + record->picSize <= plan.start + done;
+        const bool whole = !plan.Writes(record) || address + record.picSize <= plan.start + done;
         addresses.push_back(whole ? address : 0);
     }
     return addresses;
@@ -36,10 +35,10 @@ void ListWhole(const std::vector<std::int32_t>& addresses, MutableByteSpan table
 void TakeStopped(const std::vector<std::int32_t>& addresses, ByteSpan table) {
     StoreState& store = Store();
     int position = 0;
-    for (FileData* record = store.gmyPictureData->sentinel->next; record != nullptr; record = record->next) {
-        record->inFrame = addresses[static_cast<std::size_t>(position++)] != 0 ? 1 : 0;
-        record->journalPosition = record->oldAddress = 0;
-        if (record->inFrame == 0)
+    for (FileData& record : EachOf(store.gmyPictureData)) {
+        record.inFrame = addresses[static_cast<std::size_t>(position++)] != 0 ? 1 : 0;
+        record.journalPosition = record.oldAddress = 0;
+        if (record.inFrame == 0)
             SlotOf(store.G_PictureList, position)[0] = kSlotFree;
     }
     ReserveSlots();

@@ -10,6 +10,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include "base/ascii.h"
 #include "base/printable.h"
 #include "platform/linux/sg_device.h"
 #include "platform/linux/udev_library.h"
@@ -43,8 +44,7 @@ bool UdevRuns() {
 }
 
 bool Contains(std::string text, std::string_view family) {
-    std::ranges::transform(text, text.begin(),
-                           [](char c) { return c >= 'A' && c <= 'Z' ? char(c + 32) : c; });
+    std::ranges::transform(text, text.begin(), LowerAscii);
     return text.find(family) != std::string::npos;
 }
 

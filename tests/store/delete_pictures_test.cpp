@@ -17,8 +17,8 @@ class DeletePicturesTest : public StoreTest {
     }
     std::vector<int> Gaps() {
         std::vector<int> gaps;
-        for (int i = 1; i <= Store().gmyPictureData->count; ++i)
-            gaps.push_back(GetNode(Store().gmyPictureData.get(), i)->afterGap);
+        for (const FileData& record : EachOf(Store().gmyPictureData))
+            gaps.push_back(record.afterGap);
         return gaps;
     }
 };

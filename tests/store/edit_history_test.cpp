@@ -29,12 +29,11 @@ class EditHistoryTest : public StoreTest {
     static Standing Stands() {
         const StoreState& store = Store();
         Standing now;
-        for (const FileData* record = store.gmyPictureData->sentinel->next; record != nullptr;
-             record = record->next) {
-            now.pictures.insert(now.pictures.end(), {record->picSize, record->inFrame, record->afterGap});
-            now.files.push_back(ReadPlainFile(StreamPath(record->fileName)).value_or(Bytes()));
-            now.files.push_back(ReadPlainFile(record->fileRef).value_or(Bytes()));
-            EXPECT_EQ(Sha256(now.files[now.files.size() - 2]), record->streamHash);
+        for (const FileData& record : EachOf(store.gmyPictureData)) {
+            now.pictures.insert(now.pictures.end(), {record.picSize, record.inFrame, record.afterGap});
+            now.files.push_back(ReadPlainFile(StreamPath(record.fileName)).value_or(Bytes()));
+            now.files.push_back(ReadPlainFile(record.fileRef).value_or(Bytes()));
+            EXPECT_EQ(Sha256(now.files[now.files.size() - 2]), record.streamHash);
             EXPECT_FALSE(now.files.back().empty());
         }
         now.counts = {store.TotolFlashSizeForPic, store.gmyTotalePicture, store.gmyTotalePictureNum,
@@ -45,10 +44,9 @@ class EditHistoryTest : public StoreTest {
 
     static std::vector<Bytes> Waiting() {
         std::vector<Bytes> streams;
-        for (const FileData* record = Store().gmyPictureData->sentinel->next; record != nullptr;
-             record = record->next) {
-            if (record->inFrame == 0)
-                streams.push_back(ReadPlainFile(StreamPath(record->fileName)).value_or(Bytes()));
+        for (const FileData& record : EachOf(Store().gmyPictureData)) {
+            if (record.inFrame == 0)
+                streams.push_back(ReadPlainFile(StreamPath(record.fileName)).value_or(Bytes()));
         }
         std::ranges::sort(streams);
         return streams;
@@ -198,9 +196,8 @@ TEST_F(EditHistoryTest, WhatCannotBeKeptOrBroughtBackChangesNothing) {
     EXPECT_TRUE(m_edits.Undo());
     EXPECT_TRUE(m_edits.Redo());
     EXPECT_EQ(Listed(), std::vector<int>({100, 101}));
-    for (const FileData* record = Store().gmyPictureData->sentinel->next; record != nullptr;
-         record = record->next)
-        EXPECT_FALSE(HasStream(Store().journalFolder, {*record->streamHash, record->picSize}));
+    for (const FileData& record : EachOf(Store().gmyPictureData))
+        EXPECT_FALSE(HasStream(Store().journalFolder, {*record.streamHash, record.picSize}));
 }
 
 }  // namespace

@@ -278,16 +278,15 @@ class StoreTest : public testing::Test {
     // Sizes of the listed pictures.
     std::vector<int> Listed() {
         std::vector<int> sizes;
-        for (int i = 1; i <= Store().gmyPictureData->count; ++i)
-            sizes.push_back(GetNode(Store().gmyPictureData.get(), i)->picSize);
+        for (const FileData& record : EachOf(Store().gmyPictureData))
+            sizes.push_back(record.picSize);
         return sizes;
     }
     // The bytes of their streams; none where there is no file.
     std::vector<Bytes> Streams() {
         std::vector<Bytes> streams;
-        for (int i = 1; i <= Store().gmyPictureData->count; ++i)
-            streams.push_back(
-                ReadFile(StreamPath(GetNode(Store().gmyPictureData.get(), i)->fileName)).value_or(Bytes()));
+        for (const FileData& record : EachOf(Store().gmyPictureData))
+            streams.push_back(ReadFile(StreamPath(record.fileName)).value_or(Bytes()));
         return streams;
     }
     Path Home() const { return m_folder.Get(); }

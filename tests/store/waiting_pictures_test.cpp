@@ -30,8 +30,8 @@ class WaitingPicturesTest : public StoreTest {
     }
     std::vector<std::string> Names() {
         std::vector<std::string> names;
-        for (int i = 1; i <= Store().gmyTotalePictureNum; ++i)
-            names.push_back(GetNode(Store().gmyPictureData.get(), i)->fileName);
+        for (const FileData& record : EachOf(Store().gmyPictureData))
+            names.push_back(record.fileName);
         return names;
     }
     Path Journals() const { return Home() / "state/recovery"; }
