@@ -19,6 +19,7 @@ from usb_machine import (ACKNOWLEDGED, CANCEL, CHECK, CONFIGURATION, CONNECT, DI
 SMALLEST = 0x20000
 PATTERN = bytes((i * 7 + i // 256) % 251 for i in range(SMALLEST))  # differs from byte to byte, and nothing is erased
 INQUIRY = "12 00000024 00"
+FLOOD, FLOOD_KILOBYTES = 8 << 20, 2 << 10  # that are sent, and that may be held
 
 
 class Bus(Story):
@@ -290,10 +291,11 @@ class Machines(Bus):
         self.assertIsNone(frame.give(13), "its data are still to come")
         self.assertEqual([frame.take(bytes(2)), frame.take(bytes(2)), frame.status()], [True, True, (GOOD, 0)])
         # The data fill the host's request, so that only a halt tells their end.
-        self.assertTrue(frame.take(wrapper(bytes.fromhex(INQUIRY), 64, True)))
-        self.assertEqual((len(frame.give(36)), frame.give(28), frame.give(13)), (36, HALT, HALT))
-        frame.clear_halt()
-        self.assertEqual(frame.status(), (GOOD, 28))
+        for go_on, status in ((frame.clear_halt, (GOOD, 28)), (frame.reset, None)):
+            self.assertTrue(frame.take(wrapper(bytes.fromhex(INQUIRY), 64, True)))
+            self.assertEqual((len(frame.give(36)), frame.give(28), frame.give(13)), (36, HALT, HALT))
+            go_on()
+            self.assertEqual(frame.status(), status)
 
     def test_wrappers_that_cannot_be_halt_the_device_until_it_is_reset(self):
         frame = self.serve()
@@ -323,6 +325,9 @@ class Machines(Bus):
             "100 1 800680000001000008001201000200000040", "100 2 80068004000600000000", "100 3 80fea10000000000010000",
             "101 5 01001f0000000000", "101 4 82000d000000000055534253785634120000000000", "101 6 8201000000000000",
             "101 7 01041f0000000000", "101 8 01001f0000000000"])
+        self.assertEqual(machine.status(), (GOOD, 0))
+        machine.socket.sendall(bulk_in(9, 13) + packet(RESET))  # whoever waited does so no more
+        self.assertEqual(machine.command("000000000000")[0], GOOD)
 
     def test_any_packet_in_any_order(self):
         """Every type there is, may come to be or is not, of every length that one of them has and of odd ones, from one
@@ -343,31 +348,27 @@ class Machines(Bus):
             return next(int(line.split()[1]) for line in file if line.startswith("VmRSS"))
 
     def test_clients_that_only_send_hold_nobody_up(self):
-        """Whoever asks and does not listen holds nobody up and takes no memory; the server ends with all still there."""
-        self.serve().socket.close()
-        flooders = []
-        self.addCleanup(lambda: [end.close() for end in flooders])
+        """Whoever asks and does not listen holds nobody up and takes no memory; the server ends while he is still there."""
         for path, first, again in (
                 (self.control, b"", b"dance\n"), (self.control, b"", b"fault short\nfault 1:loud\nfault 1:phase CG\n"),
                 (self.control, b"", b"x" * 4096),  # a line that never ends
                 (self.bus, hello(), control_packet(0, 0x80, 6, 0x100, length=18)), (self.bus, hello(), bulk_in(0, 36)),
                 (self.bus, hello(), packet(CONFIGURATION)), (self.bus, hello(), packet(ACKNOWLEDGED))):
             with self.subTest(again=again[:20]):
+                self.serve().socket.close()
                 before, sent = self.memory(), 0
-                flooders.append(connect(path))
-                flooders[-1].sendall(first)
-                flooders[-1].setblocking(False)
-                some = again * (65536 // len(again))
-                while sent < 8 << 20 and select.select([], flooders[-1:], [], 0.3)[1]:
-                    try:
-                        at = sent % len(again)
-                        sent += flooders[-1].send(some[at:])
-                    except OSError:  # turned away
-                        break
-                self.assertEqual(self.order("plug")[:6], "error:")
-                self.assertLess(self.memory() - before, 4 << 10)
-                if path == self.bus:  # the next one's turn
-                    flooders[-1].shutdown(socket.SHUT_RDWR)
+                with connect(path) as flooder:
+                    flooder.sendall(first)
+                    flooder.setblocking(False)
+                    some = again * (65536 // len(again))
+                    while sent < FLOOD and select.select([], [flooder], [], 0.3)[1]:
+                        try:
+                            sent += flooder.send(some[sent % len(again):])
+                        except OSError:  # turned away
+                            break
+                    self.assertEqual(self.order("plug")[:6], "error:")
+                    self.assertLess(self.memory() - before, FLOOD_KILOBYTES)
+                    self.stop()
 
     def test_sockets_in_use_are_left_alone(self):
         self.serve()
@@ -377,6 +378,12 @@ class Machines(Bus):
             self.assertEqual(done.returncode, status, done.stderr)
         for _ in range(20):  # who comes while a machine has it is turned away
             await_end(connect(self.bus))
+        self.assertEqual(self.machine.read(0, 4), (GOOD, PATTERN[:4]))
+        # A machine that goes in the middle of a command leaves nothing of it to the next one.
+        self.assertTrue(self.machine.take(wrapper(bytes.fromhex("CB000000000004000004020000000000"), 4)))
+        self.machine.socket.close()
+        self.order("wait no frame")
+        self.machine = Machine(self.bus)
         self.assertEqual(self.machine.read(0, 4), (GOOD, PATTERN[:4]))
 
 

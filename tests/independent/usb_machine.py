@@ -84,6 +84,7 @@ class Machine:
         if answer[1] == 2:
             self.ask(packet(CANCEL, number=1), 1)
             return None
+        assert answer[1] == 1, answer
         self.receive()
         return HALT if answer[2][1] else answer[2][8:]
 
