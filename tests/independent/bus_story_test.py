@@ -9,6 +9,7 @@ import select
 import signal
 import socket
 import subprocess
+import time
 import unittest
 
 import story
@@ -56,7 +57,7 @@ class Bus(Story):
         self.machine.socket.close()
         server.terminate()
         said = server.communicate(timeout=5)[1].decode()
-        self.assertEqual(server.returncode, 0, said)
+        self.assertEqual((server.returncode, os.path.exists(self.bus)), (0, False), said)
         return said
 
     def order(self, text):
@@ -369,6 +370,15 @@ class Machines(Bus):
                     self.assertEqual(self.order("plug")[:6], "error:")
                     self.assertLess(self.memory() - before, FLOOD_KILOBYTES)
                     self.stop()
+
+    def test_a_server_that_waits_for_its_traces_reader_ends_when_told(self):
+        os.mkfifo(self.trace_file)
+        self.put_frame(PATTERN)
+        with subprocess.Popen([story.PROGRAM, "--trace", self.trace_file, "frame", "serve", self.frame, "--socket", self.bus]
+                              ) as server:
+            time.sleep(0.5)
+            server.terminate()
+            self.assertEqual(server.wait(10), 0)
 
     def test_sockets_in_use_are_left_alone(self):
         self.serve()

@@ -271,3 +271,19 @@ class Story(unittest.TestCase):
         self.assertEqual([(p["position"], p["name"], p["address"], p["bytes"]) for p in listed],
                          [(n, "DPFPicture%d.bmp" % n, *slot[1:]) for n, slot in enumerate(slots, 1)])
         return model
+
+
+LCD = (160, 120)
+
+
+class StoredStory(Story):
+    """A frame with two pictures of somebody else's and room for ten more, and three photographs."""
+
+    def setUp(self):
+        super().setUp()
+        self.stored = streams(2, LCD)
+        self.put_frame(flash_reader.put_pictures(flash_reader.make_image(LCD, 0x80000, limit=12), self.stored))
+        self.wanted = self.sources(*(noise(*LCD, n) for n in (3, 4)), wave(*LCD, 5))
+
+    def on_frame(self):
+        return flash_reader.streams_of(self.image())
