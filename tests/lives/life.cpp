@@ -16,14 +16,12 @@ namespace lumato::lives {
 namespace {
 
 constexpr unsigned kFaultKinds = 6;
-constexpr std::size_t kArea = kTable + 4096;
 
 // A picture's stream of some hundred bytes.
 Bytes MakeStream(int side, std::mt19937& random) {
     constexpr int kMode = 3;
     Bytes pixels(static_cast<std::size_t>(side * side * 3));
-    for (std::uint8_t& byte : pixels)
-        byte = static_cast<std::uint8_t>(random());
+    std::ranges::generate(pixels, [&] { return static_cast<std::uint8_t>(random()); });
     Bytes stream(jpeg::MaximumStreamSize(side, side, kMode));
     int size = 0;
     jpeg::CVaskJpegEncoder(90).CompressImage(pixels.data(), stream.data(), side, side, size, kMode);
@@ -31,78 +29,61 @@ Bytes MakeStream(int side, std::mt19937& random) {
     return stream;
 }
 
-std::vector<const store::FileData*> Records() {
-    std::vector<const store::FileData*> records;
-    for (const auto* record = store::Store().gmyPictureData->sentinel->next; record != nullptr;
-         record = record->next)
-        records.push_back(record);
-    return records;
-}
-
 // The pictures of the list, as their files have them.
 Pictures Listed() {
     Pictures listed;
-    for (const store::FileData* record : Records())
-        listed.push_back(ReadFile(store::StreamPath(record->fileName)).value_or(Bytes()));
+    for (const store::FileData& record : store::EachOf(store::Store().gmyPictureData))
+        listed.push_back(ReadFile(store::StreamPath(record.fileName)).value_or(Bytes()));
     return listed;
-}
-
-// Back to back from `address` on, and the table that lists them.
-void PutPictures(Bytes& flash, const Pictures& pictures, std::size_t address) {
-    test::PutTable(flash, kTable);
-    for (std::size_t i = 0; i < pictures.size(); ++i)
-        address = test::PutPicture(flash, kTable, i + 1, pictures[i], address);
 }
 
 }  // namespace
 
 Life::Life(const Path& folder, unsigned seed, Tally& tally)
     : m_folder(folder / "life"), m_sources(folder), m_random(seed), m_tally(tally) {
-    std::error_code ignored;
-    std::filesystem::remove_all(m_folder, ignored);
-    for (std::size_t home = 0; home < kHomes; ++home) {
-        m_world.homes[home].folder = m_folder / ("home" + std::to_string(home));
-        std::filesystem::create_directories(m_world.homes[home].folder, ignored);
-    }
-    MakeFrames();
-    StartProgram(0);
+    std::filesystem::remove_all(m_folder);
+    std::filesystem::create_directories(m_folder / "home");
+    for (std::size_t i = 0; i < m_frames.size(); ++i)
+        m_frames[i] = MakeFrame(i);
+    Begin(true);
 }
 
 std::string Life::Run() {
-    constexpr void (Life::*kSteps[])() = {&Life::Attach,
-                                          &Life::Attach,
-                                          &Life::Attach,
-                                          &Life::Attach,
-                                          &Life::Detach,
-                                          &Life::Add,
-                                          &Life::Add,
-                                          &Life::Add,
-                                          &Life::Add,
-                                          &Life::Delete,
-                                          &Life::DeleteAll,
-                                          &Life::Download,
-                                          &Life::Download,
-                                          &Life::Download,
-                                          &Life::Clone,
-                                          &Life::Restart,
-                                          &Life::OtherHome,
-                                          &Life::OtherHome,
-                                          &Life::DownloadAndUnplug,
-                                          &Life::DownloadAndKill,
-                                          &Life::DownloadAndStop,
-                                          &Life::DownloadBrokenOff,
-                                          &Life::DownloadBrokenOff,
-                                          &Life::AttachAndUnplugAtOnce,
-                                          &Life::AddBatchAndUnplug};
-    ++m_tally.lives;
+    static constexpr std::pair<int, void (Life::*)()> kSteps[] = {
+        {4, &Life::Attach},
+        {1, &Life::Detach},
+        {4, &Life::Add},
+        {1, &Life::Delete},
+        {1, &Life::DeleteAll},
+        {3, &Life::Download},
+        {2, &Life::Restart},
+        {1, &Life::DownloadAndUnplug},
+        {1, &Life::DownloadAndKill},
+        {1, &Life::DownloadAndStop},
+        {2, &Life::DownloadBrokenOff},
+        {1, &Life::AttachAndUnplugAtOnce},
+        {1, &Life::AddBatchAndUnplug},
+    };
+    ++m_tally["lives"];
     for (unsigned left = 10 + Random(30); left > 0 && m_fault.empty(); --left) {
-        ++m_tally.steps;
-        (this->*kSteps[Random(std::size(kSteps))])();
+        ++m_tally["steps"];
+        int choice = static_cast<int>(Random(23));
+        const auto* step = std::begin(kSteps);
+        while (choice >= step->first)
+            choice -= (step++)->first;
+        (this->*step->second)();
         if (m_plugged && !Online())
             AfterUnplug();
         Check();
     }
-    m_tally.overwritten += m_world.overwritten;
+    // What is kept of a frame shows when it comes again.
+    for (std::size_t frame = 0; frame < m_frames.size() && m_fault.empty(); ++frame) {
+        Detach();
+        PlugIn(frame, {});
+        m_program->Settle();
+        ExpectList();
+        Demand(m_plugged.has_value(), "a frame without a fault comes online");
+    }
     return m_fault;
 }
 
@@ -111,11 +92,9 @@ void Life::MakeSources(const Path& folder) {
     for (unsigned number = 0; number < kSources; ++number) {
         const int side = number % 2 == 0 ? 8 : 16;
         Bytes pixels(static_cast<std::size_t>(side * side * 3));
-        for (std::uint8_t& byte : pixels)
-            byte = static_cast<std::uint8_t>(random() % (20 * number + 1));
-        const auto made =
-            picture::SaveBmpFile(pixels, side, side, folder / ("source" + std::to_string(number) + ".bmp"));
-        if (!made)
+        std::ranges::generate(pixels,
+                              [&] { return static_cast<std::uint8_t>(random() % (20 * number + 1)); });
+        if (!picture::SaveBmpFile(pixels, side, side, folder / ("source" + std::to_string(number) + ".bmp")))
             std::abort();
     }
 }
@@ -125,13 +104,8 @@ void Life::Demand(bool kept, const std::string& promise) {
         m_fault = promise + ", after:\n" + m_steps;
 }
 
-Path Life::NewImage(std::size_t number, const Bytes& flash) {
-    const Path image = m_folder / ("frame" + std::to_string(number));
-    test::PutBytes(image, flash);
-    return image;
-}
-
-Frame Life::MakeFrame(std::uint32_t flashSize) {
+// Often the next pictures share a block with stored ones, or the stored ones lie across two blocks.
+Frame Life::MakeFrame(std::size_t number) {
     constexpr std::array<std::uint32_t, 3> kErases{0x20, 0x52, 0xD8};
     Frame frame;
     vframe::NewFrame options;
@@ -139,39 +113,20 @@ Frame Life::MakeFrame(std::uint32_t flashSize) {
     frame.limit = Random(3) == 0 ? 3 : 0;
     options.lcdWidth = options.lcdHeight = static_cast<std::uint32_t>(frame.lcd);
     options.pictureLimit = static_cast<std::uint32_t>(frame.limit);
-    options.flashSize = flashSize + 0x8000 * Random(2);
+    options.flashSize = (number == 0 ? 0x28000 : 0x38000) + 0x8000 * Random(2);
     options.eraseInstruction = kErases[Random(3)];
     frame.flash = vframe::MakeFlash(options).value();
     for (std::size_t at = 1024; at < kTable; ++at)
         frame.flash[at] = static_cast<std::uint8_t>(at * at >> 4);
+    frame.firmware.assign(frame.flash.begin(), frame.flash.begin() + kTable);
+    test::PutTable(frame.flash, kTable);
+    std::size_t address = Random(3) == 0 ? kTable + test::kTableBytes : 0x20000 - Random(2000);
+    for (unsigned slot = 1, count = Random(4); slot <= count; ++slot)
+        address = test::PutPicture(frame.flash, kTable, slot, MakeStream(frame.lcd, m_random), address);
+    frame.reference.stored = OnFlash(frame.flash);
+    frame.image = m_folder / ("frame" + std::to_string(number));
+    test::PutBytes(frame.image, frame.flash);
     return frame;
-}
-
-// Two twins, as a rule, with the same pictures or each with its own, or as they left the factory.
-void Life::MakeFrames() {
-    m_world.frames = {MakeFrame(0x28000), MakeFrame(0x38000)};
-    if (Random(4) > 0)
-        m_world.frames[1] = m_world.frames[0];
-    else
-        m_world.frames[1].model = 1;
-    for (Frame& frame : m_world.frames) {
-        // Often the next pictures share a block with stored ones, or the stored ones lie across two
-        // blocks.
-        Pictures stored;
-        for (unsigned count = Random(4); count > 0; --count)
-            stored.push_back(MakeStream(frame.lcd, m_random));
-        PutPictures(frame.flash, stored, Random(3) == 0 ? kArea : 0x20000 - Random(2000));
-        Append(m_world.everyPicture, stored);
-    }
-    if (m_world.frames[1].model == 0 && Random(2) == 0)
-        m_world.frames[1] = m_world.frames[0];
-    m_lastHome.assign(m_world.frames.size(), 0);
-    for (std::size_t i = 0; i < m_world.frames.size(); ++i) {
-        Frame& frame = m_world.frames[i];
-        frame.firmware.assign(frame.flash.begin(), frame.flash.begin() + kTable);
-        frame.on.fill(m_world.Unknown(frame.flash));
-        frame.image = NewImage(i, frame.flash);
-    }
 }
 
 // None, single ones, which a second attempt mends, or a row of them, which outlasts all attempts. Of lies no
@@ -195,8 +150,6 @@ void Life::PlugIn(std::size_t frame, std::vector<vframe::Fault> faults) {
     Note("plug in frame " + std::to_string(frame));
     m_plugged = m_lastFrame = frame;
     m_service = m_program->Bus().Plug(Plugged().image, {.faults = std::move(faults), .pace = 0}).value();
-    m_tally.homeChanges += std::exchange(m_lastHome[frame], m_home) == m_home ? 0 : 1;
-    m_tally.twins += m_world.Foreign(frame, m_home).empty() ? 0 : 1;
 }
 
 // What follows a plug-in: the list is the one that this frame must show, or the frame was refused.
@@ -205,25 +158,20 @@ void Life::ExpectList() {
     Demand(PluggedFlash() == frame.flash, "connecting changes no byte");
     if (!Online())
         return AfterUnplug();
-    Reference& reference = PluggedReference();
-    const Pictures foreign = m_world.Foreign(*m_plugged, m_home);
+    Reference& reference = frame.reference;
     m_seen = Listed();
-    Demand(reference.Explains(m_seen, foreign), "a frame that comes online shows what is its own");
-    m_tally.recovered += reference.broken ? 1 : 0;
+    Demand(reference.Explains(m_seen), "a frame that comes online shows what is its own");
+    m_tally["connected after a failed download"] += reference.broken ? 1 : 0;
     m_fromFrame = InFrame();
-    m_tally.waitingBack += m_fromFrame < m_seen.size() ? 1 : 0;
-    Demand(reference.broken || reference.unknown || m_fromFrame == reference.stored.size() ||
-               OnFlash(frame.flash).empty(),
+    m_tally["connected while pictures wait"] += m_fromFrame < m_seen.size() ? 1 : 0;
+    Demand(reference.broken || m_fromFrame == reference.stored.size() || OnFlash(frame.flash).empty(),
            "what the table lists is in the frame");
-    reference.TakeOver(m_seen, m_fromFrame, foreign);
-    // What a download that was taken for failed has put under a whole table, the next journal may be without.
-    if (reference.broken)
-        Append(reference.onlyOnFrame, OnFlash(frame.flash));
+    reference.TakeOver(m_seen, m_fromFrame);
 }
 
 std::size_t Life::InFrame() const {
     return static_cast<std::size_t>(
-        std::ranges::count_if(Records(), [](const store::FileData* record) { return record->inFrame == 1; }));
+        std::ranges::count(store::EachOf(store::Store().gmyPictureData), 1, &store::FileData::inFrame));
 }
 
 // Vanished by a fault, refused, or pulled out: nothing of it is seen any more.
@@ -236,82 +184,71 @@ void Life::AfterUnplug() {
     Plugged().flash = PluggedFlash();
     m_plugged.reset();
     m_seen.clear();
-    ++m_tally.unplugged;
+    ++m_tally["unplugged"];
     Demand(!fuzz::IsOnline(), "an unplugged frame is not online");
 }
 
-// A download ended, well or not. `before`: the flash when it began.
-void Life::AfterDownload(std::size_t index, const Bytes& before, bool done) {
-    ++m_tally.downloads;
-    Frame& frame = m_world.frames[index];
-    Reference& reference = frame.on[m_home];
-    if (frame.flash != before)
-        m_world.AfterChange(index, m_home);
-    const bool wasBroken = reference.broken;
+// A download ended, well or not.
+void Life::AfterDownload(std::size_t index, bool done) {
+    ++m_tally["downloads"];
+    Frame& frame = m_frames[index];
+    const bool wasBroken = frame.reference.broken;
     if (done) {
         Pictures surplus = m_seen;
         const Pictures onFlash = OnFlash(frame.flash);
         Demand(onFlash.size() == m_seen.size() && TakeAll(surplus, onFlash),
                "a download that is done has put the list on the frame");
-        Demand(wasBroken || !reference.offered.empty() || onFlash == m_seen, "in the list's order");
+        Demand(wasBroken || onFlash == m_seen, "in the list's order");
         m_seen = onFlash;
         m_fromFrame = m_seen.size();
-        m_world.AfterDownload(index, m_home, onFlash);
+        frame.reference.AfterDownload(onFlash);
         return;
     }
-    ++m_tally.failedDownloads;
+    ++m_tally["failed downloads"];
     Note("  failed");
     if (Online() && index == *m_plugged) {
         const Pictures listed = Listed();
         Pictures surplus = listed;
         Demand(surplus.size() == m_seen.size() && TakeAll(surplus, m_seen), "a download loses no picture");
         // One that was to mend a broken-off one has put the list into its old order.
-        Demand(wasBroken || !reference.offered.empty() || listed == m_seen, "nor the order");
+        Demand(wasBroken || listed == m_seen, "nor the order");
         m_seen = listed;
     }
-    reference.AfterFailedDownload(m_seen, m_fromFrame, frame.flash != before);
+    frame.reference.AfterFailedDownload(m_seen);
 }
 
 void Life::Forget(std::size_t index) {
-    m_world.Deleted(m_seen[index]);
-    PluggedReference().Forget(m_seen, index, m_fromFrame);
+    Plugged().reference.Forget(m_seen, index, m_fromFrame);
     m_fromFrame -= index < m_fromFrame ? 1 : 0;
     m_seen.erase(m_seen.begin() + static_cast<std::ptrdiff_t>(index));
 }
 
 // The program ends, as it stands, and another one begins.
-void Life::StartProgram(std::size_t home) {
-    if (m_plugged)
+void Life::Begin(bool first) {
+    if (!first && m_plugged)
         Plugged().flash = PluggedFlash();
     m_plugged.reset();
     m_seen.clear();
-    m_home = home;
     m_program.reset();
-    m_program.emplace(m_world.homes[home].folder, m_world.homes[home].StateFolder());
+    m_program.emplace(m_folder / "home", m_folder / "home/state");
 }
 
 void Life::Check() {
     if (m_plugged)
         Plugged().flash = PluggedFlash();
-    for (const Frame& frame : m_world.frames)
+    for (const Frame& frame : m_frames)
         Demand(std::equal(frame.firmware.begin(), frame.firmware.end(), frame.flash.begin()),
                "firmware is never written");
-    Demand(m_world.Lost() == 0, "no picture is lost");
     if (!Online())
         return;
     const store::StoreState& store = store::Store();
-    Demand(store.gmyPictureData->count == static_cast<int>(m_seen.size()) &&
-               store.gmyTotalePictureNum == static_cast<int>(m_seen.size()),
-           "the list is as long as what is seen");
+    Demand(store.gmyPictureData->count == store.gmyTotalePictureNum && Listed() == m_seen,
+           "each picture that is seen is in the list, with its own bytes");
     std::int32_t used = 0;
-    for (std::size_t i = 0; i < m_seen.size() && m_fault.empty(); ++i) {
-        const auto* record = store::GetNode(store.gmyPictureData.get(), static_cast<int>(i) + 1);
-        Demand(ReadFile(store::StreamPath(record->fileName)).value_or(Bytes()) == m_seen[i],
-               "each picture has its own bytes");
-        used += record->picSize;
-    }
+    for (const Bytes& picture : m_seen)
+        used += static_cast<std::int32_t>(picture.size());
     Demand(store.TotolFlashSizeForPic ==
-               store.geometry.writableEnd - static_cast<std::int32_t>(kTable) - 4096 - used,
+               store.geometry.writableEnd - static_cast<std::int32_t>(kTable + test::kTableBytes) - used,
            "the free space is what no picture takes");
 }
 

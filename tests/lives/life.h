@@ -1,12 +1,12 @@
-// One random life of the program, as a seed decides: frames, many of them twins, come and go on two
-// computers, pictures are added, deleted and downloaded, and things go wrong. Each step is held against the
-// reference.
+// One random life of the program, as a seed decides: two frames come and go, pictures are added, deleted and
+// downloaded, things go wrong, and much happens at once. Each step is held against the reference.
 #pragma once
 
+#include <array>
+#include <map>
 #include <optional>
 #include <random>
 #include <string>
-#include <vector>
 
 #include "fuzz/store_program.h"
 #include "tests/lives/reference.h"
@@ -16,26 +16,21 @@ namespace lumato::lives {
 inline constexpr unsigned kSources = 12;
 
 // What the lives of a run have come to.
-struct Tally {
-    int lives = 0;
-    int steps = 0;
-    int downloads = 0;
-    int failedDownloads = 0;
-    int unplugged = 0;
-    int waitingBack = 0;  // connections at which pictures came back that no table listed
-    int recovered = 0;    // connections after a download that broke off
-    int twins = 0;        // connections of a frame while its twin's pictures wait on that computer
-    int homeChanges = 0;  // connections of a frame to another computer than the last time
-    int stopped = 0;      // downloads that their user ended early
-    int killed = 0;       // programs that ended in the middle of a download
-    int overwritten = 0;  // pictures lost by filling a frame anew elsewhere after its download broke off
+using Tally = std::map<std::string, int>;
+
+struct Frame {
+    Path image;
+    Bytes flash;     // while it is not plugged in
+    Bytes firmware;  // what must stay as it is
+    int lcd = 8;
+    int limit = 0;
+    Reference reference;
 };
 
 class Life {
   public:
     // Requires: `folder` holds MakeSources()'s files.
     Life(const Path& folder, unsigned seed, Tally& tally);
-
     // The first fault, with the steps that led to it; "" for none.
     std::string Run();
 
@@ -45,17 +40,16 @@ class Life {
     unsigned Random(unsigned below) { return static_cast<unsigned>(m_random() % below); }
     void Note(const std::string& what) { m_steps += what + "\n"; }
     void Demand(bool kept, const std::string& promise);
-
-    void MakeFrames();
-    Frame MakeFrame(std::uint32_t flashSize);
+    Frame MakeFrame(std::size_t number);
     std::vector<vframe::Fault> SomeFaults();
     void PlugIn(std::size_t frame, std::vector<vframe::Fault> faults);
     void ExpectList();
     [[nodiscard]] std::size_t InFrame() const;
     void AfterUnplug();
-    void AfterDownload(std::size_t frame, const Bytes& before, bool done);
+    void AfterDownload(std::size_t frame, bool done);
     void Forget(std::size_t index);
-    void StartProgram(std::size_t home);
+    void Begin(bool first);
+    void Check();
 
     // The steps. One that makes no sense at the moment does nothing.
     void Attach();
@@ -70,18 +64,11 @@ class Life {
     void DownloadAndUnplug();
     void DownloadAndKill();
     void DownloadAndStop();
-    void Clone();
     void Restart();
-    void OtherHome();
-
-    void Check();
 
     [[nodiscard]] bool Online() const { return m_plugged && fuzz::IsOnline(); }
-    Frame& Plugged() { return m_world.frames[*m_plugged]; }
-    Reference& PluggedReference() { return Plugged().on[m_home]; }
+    Frame& Plugged() { return m_frames[*m_plugged]; }
     [[nodiscard]] Bytes PluggedFlash() { return m_program->Bus().Frame(*m_service).FlashBytes(); }
-    [[nodiscard]] std::size_t SomeFrame();
-    [[nodiscard]] Path NewImage(std::size_t number, const Bytes& flash);
     [[nodiscard]] Path Source(unsigned number) const {
         return m_sources / ("source" + std::to_string(number) + ".bmp");
     }
@@ -92,12 +79,10 @@ class Life {
     Tally& m_tally;
     std::string m_steps;
     std::string m_fault;
-    World m_world;
-    std::size_t m_home = 0;
+    std::array<Frame, 2> m_frames;
     std::optional<fuzz::StoreProgram> m_program;
     platform::BusService* m_service = nullptr;
     std::optional<std::size_t> m_plugged;
-    std::vector<std::size_t> m_lastHome;  // of each frame
     std::size_t m_lastFrame = 0;
     Pictures m_seen;              // what the user sees while a frame is online
     std::size_t m_fromFrame = 0;  // so many of them, from the first on, the frame holds

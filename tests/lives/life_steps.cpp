@@ -12,27 +12,18 @@
 #include "tests/lives/life.h"
 
 namespace lumato::lives {
-namespace {
-
-constexpr std::size_t kMostFrames = 4;
-
-}  // namespace
 
 // As often as not the frame that was there last.
-std::size_t Life::SomeFrame() {
-    return Random(2) == 0 ? m_lastFrame : Random(static_cast<unsigned>(m_world.frames.size()));
-}
-
 void Life::Attach() {
     Detach();
-    PlugIn(SomeFrame(), SomeFaults());
+    PlugIn(Random(2) == 0 ? m_lastFrame : Random(2), SomeFaults());
     m_program->Settle();
     ExpectList();
 }
 
 void Life::AttachAndUnplugAtOnce() {
     Detach();
-    PlugIn(SomeFrame(), {});
+    PlugIn(Random(2), {});
     std::this_thread::sleep_for(std::chrono::microseconds(Random(3000)));
     Note("unplug it at once");
     const Frame& frame = Plugged();
@@ -55,18 +46,17 @@ void Life::Add() {
     Note("add " + source.filename().string());
     const int free = store::Store().TotolFlashSizeForPic;
     const picture::BatchReport report = picture::AddPictures({source}, {}, picture::AfterRefusal::GoOn);
-    if (!report.added.empty()) {
-        const Bytes stream = ReadFile(store::StreamPath(report.added[0].picture.name)).value_or(Bytes());
-        Demand(static_cast<int>(stream.size()) == report.added[0].picture.bytes && !stream.empty(),
-               "an added picture has its stream");
-        m_seen.push_back(stream);
-        m_world.everyPicture.push_back(stream);
-        PluggedReference().waiting.push_back(stream);
-    } else {
+    if (report.added.empty()) {
         const int limit = Plugged().limit;
         Demand((limit != 0 && static_cast<int>(m_seen.size()) >= limit) || free < 4096,
                "a picture that fits is taken");
+        return;
     }
+    const Bytes stream = ReadFile(store::StreamPath(report.added[0].picture.name)).value_or(Bytes());
+    Demand(static_cast<int>(stream.size()) == report.added[0].picture.bytes && !stream.empty(),
+           "an added picture has its stream");
+    m_seen.push_back(stream);
+    Plugged().reference.waiting.push_back(stream);
 }
 
 // The batch's own task, and the plug pulled meanwhile.
@@ -77,7 +67,7 @@ void Life::AddBatchAndUnplug() {
     std::vector<Path> files;
     for (unsigned count = 1 + Random(4); count > 0; --count)
         files.push_back(Source(Random(kSources)));
-    Reference& reference = PluggedReference();
+    Reference& reference = Plugged().reference;
     platform::Task task([&files] {
         store::TransferOwner owner;
         picture::ProcessMorePic(files);
@@ -86,8 +76,7 @@ void Life::AddBatchAndUnplug() {
     m_program->Bus().Unplug(*m_service);
     task.Join();
     AfterUnplug();
-    reference.perhaps = InJournals(m_world.homes[m_home].StateFolder());
-    Append(m_world.everyPicture, reference.perhaps);
+    reference.perhaps = InJournals(m_folder / "home/state");
 }
 
 void Life::Delete() {
@@ -115,10 +104,9 @@ void Life::Download() {
     if (!Online())
         return;
     Note("download");
-    const Bytes before = PluggedFlash();
     const bool done = fuzz::DownloadNow(m_program->Bus());
     Plugged().flash = PluggedFlash();
-    AfterDownload(*m_plugged, before, done);
+    AfterDownload(*m_plugged, done);
     if (!Online())
         AfterUnplug();
 }
@@ -141,7 +129,6 @@ void Life::DownloadAndUnplug() {
     if (!Online() || !store::BeginDownload())
         return;
     Note("download and unplug");
-    const Bytes before = PluggedFlash();
     bool done = false;
     platform::Task task([&done] { done = store::TranspotPic(); });
     std::this_thread::sleep_for(std::chrono::microseconds(Random(1200)));
@@ -149,14 +136,12 @@ void Life::DownloadAndUnplug() {
     const std::size_t firstFrame = *std::exchange(m_plugged, {});
     m_program->Bus().Unplug(first);
     if (Random(2) == 0)
-        PlugIn((firstFrame + 1) % m_world.frames.size(),
-               {});  // while the task of the first may still be ending
+        PlugIn(1 - firstFrame, {});  // while the task of the first may still be ending
     task.Join();
     m_program->Settle();
-
-    m_world.frames[firstFrame].flash = m_program->Bus().Frame(first).FlashBytes();
-    AfterDownload(firstFrame, before, done);
-    ++m_tally.unplugged;
+    m_frames[firstFrame].flash = m_program->Bus().Frame(first).FlashBytes();
+    AfterDownload(firstFrame, done);
+    ++m_tally["unplugged"];
     m_seen.clear();
     if (m_plugged)
         ExpectList();
@@ -167,7 +152,6 @@ void Life::DownloadAndKill() {
     if (!Online())
         return;
     Note("download and kill the program");
-    const Bytes before = PluggedFlash();
     const pid_t child = ::fork();
     if (child == 0)
         ::_exit(fuzz::DownloadNow(m_program->Bus()) ? 0 : 1);
@@ -176,12 +160,12 @@ void Life::DownloadAndKill() {
     int ended = 0;
     ::waitpid(child, &ended, 0);
     const bool done = WIFEXITED(ended) && WEXITSTATUS(ended) == 0;  // it came too late
-    ++m_tally.killed;
+    ++m_tally["killed"];
     const std::size_t frame = *m_plugged;
     const Pictures seen = m_seen;
-    StartProgram(m_home);  // what this one still has in its list, the other one may have moved
+    Begin(false);  // what this one still has in its list, the other one may have moved
     m_seen = seen;
-    AfterDownload(frame, before, done);
+    AfterDownload(frame, done);
     m_seen.clear();
 }
 
@@ -190,8 +174,7 @@ void Life::DownloadAndStop() {
     if (!Online() || !store::BeginDownload())
         return;
     Note("download and stop");
-    const Bytes before = PluggedFlash();
-    const std::size_t shown = OnFlash(before).size();
+    const std::size_t shown = OnFlash(PluggedFlash()).size();
     bool done = false;
     platform::Task task([&done] { done = store::TranspotPic(); });
     std::this_thread::sleep_for(std::chrono::microseconds(Random(1200)));
@@ -200,37 +183,20 @@ void Life::DownloadAndStop() {
     m_program->Settle();
     Plugged().flash = PluggedFlash();
     const bool stopped = Online() && store::Store().downloadStopped;
-    AfterDownload(*m_plugged, before, done);
+    AfterDownload(*m_plugged, done);
     if (!Online())
         return AfterUnplug();
     if (!stopped)
         return;
-    ++m_tally.stopped;
+    ++m_tally["stopped"];
     Demand(shown == 0 || m_seen.empty() || !OnFlash(Plugged().flash).empty(),
            "a stop leaves pictures to be shown");
     m_fromFrame = InFrame();
 }
 
-// The image is copied, as it stands.
-void Life::Clone() {
-    if (m_world.frames.size() >= kMostFrames)
-        return;
-    const std::size_t frame = SomeFrame();
-    const std::size_t number = m_world.frames.size();
-    Note("frame " + std::to_string(number) + " is made, as frame " + std::to_string(frame));
-    const Bytes flash = m_plugged == frame ? PluggedFlash() : m_world.frames[frame].flash;
-    m_world.Clone(frame, NewImage(number, flash), flash);
-    m_lastHome.push_back(m_home);
-}
-
 void Life::Restart() {
     Note("restart");
-    StartProgram(m_home);
-}
-
-void Life::OtherHome() {
-    Note("go to computer " + std::to_string(1 - m_home));
-    StartProgram(1 - m_home);
+    Begin(false);
 }
 
 }  // namespace lumato::lives

@@ -8,10 +8,6 @@
 namespace lumato::lives {
 namespace {
 
-bool StartsWith(const Pictures& pictures, const Pictures& first) {
-    return std::ranges::mismatch(first, pictures).in1 == first.end();
-}
-
 // How many of `pictures`, from `begin` on, stand in `order` one after the other.
 std::size_t Follow(const Pictures& pictures, std::size_t begin, const Pictures& order) {
     std::size_t at = begin;
@@ -31,6 +27,11 @@ bool IsShuffled(const Pictures& pictures, const Pictures& order) {
     return false;
 }
 
+void TakeSome(Pictures& pictures, const Pictures& some) {
+    for (const Bytes& picture : some)
+        TakeAll(pictures, {picture});
+}
+
 }  // namespace
 
 bool TakeAll(Pictures& pictures, const Pictures& wanted) {
@@ -41,15 +42,6 @@ bool TakeAll(Pictures& pictures, const Pictures& wanted) {
         pictures.erase(found);
         return true;
     });
-}
-
-void TakeSome(Pictures& pictures, const Pictures& wanted) {
-    for (const Bytes& picture : wanted)
-        TakeAll(pictures, {picture});
-}
-
-bool Has(const Pictures& pictures, const Bytes& picture) {
-    return std::ranges::find(pictures, picture) != pictures.end();
 }
 
 void Append(Pictures& pictures, const Pictures& more) {
@@ -86,40 +78,24 @@ Pictures InJournals(const Path& stateFolder) {
     return found;
 }
 
-Pictures Reference::Due() const {
+bool Reference::Explains(const Pictures& seen) const {
     Pictures due = stored;
     Append(due, waiting);
-    TakeSome(due, offered);
-    return due;
-}
-
-bool Reference::Explains(const Pictures& seen, const Pictures& foreign) const {
-    if (unknown)
-        return true;
     Pictures surplus = seen;
-    Pictures due = Due();
     if (!TakeAll(surplus, due))
         return false;
-    Pictures strangers = surplus;
-    TakeSome(strangers, offered);
-    std::erase_if(strangers, [&](const Bytes& picture) { return Has(foreign, picture); });
-    const bool anyForeign = strangers.size() < surplus.size();
-    std::erase_if(strangers, [&](const Bytes& picture) { return Has(perhaps, picture); });
     if (!broken)
-        return strangers.empty() && StartsWith(seen, stored) &&
-               (anyForeign || !offered.empty() || StartsWith(seen, due));
-    TakeSome(strangers, deleted);
+        return std::ranges::mismatch(due, seen).in1 == due.end() &&
+               std::ranges::all_of(surplus, [&](const Bytes& picture) {
+                   return std::ranges::find(perhaps, picture) != perhaps.end();
+               });
     Append(due, surplus);
-    return strangers.empty() &&
-           (anyForeign || !offered.empty() || anyOrder || !deleted.empty() || IsShuffled(seen, due));
+    TakeSome(surplus, perhaps);
+    TakeSome(surplus, deleted);
+    return surplus.empty() && (anyOrder || !deleted.empty() || IsShuffled(seen, due));
 }
 
-void Reference::TakeOver(const Pictures& seen, std::size_t inFrame, const Pictures& foreign) {
-    Pictures surplus = seen;
-    TakeSome(surplus, Due());
-    std::erase_if(surplus,
-                  [&](const Bytes& picture) { return !Has(foreign, picture) && !Has(offered, picture); });
-    offered = surplus;
+void Reference::TakeOver(const Pictures& seen, std::size_t inFrame) {
     const auto split = seen.begin() + static_cast<std::ptrdiff_t>(inFrame);
     waiting.assign(split, seen.end());
     if (broken)
@@ -136,9 +112,6 @@ void Reference::Forget(const Pictures& seen, std::size_t index, std::size_t inFr
         waiting.erase(waiting.begin() + static_cast<std::ptrdiff_t>(index - inFrame));
     if (broken || index < inFrame)
         deleted.push_back(seen[index]);
-    if (broken)
-        onlyOnFrame.push_back(seen[index]);
-    TakeAll(offered, {seen[index]});
 }
 
 void Reference::AfterDownload(const Pictures& onFlash) {
@@ -146,123 +119,11 @@ void Reference::AfterDownload(const Pictures& onFlash) {
     stored = onFlash;
 }
 
-void Reference::AfterFailedDownload(const Pictures& seen, std::size_t inFrame, bool frameChanged) {
-    if (!broken) {
-        onlyOnFrame.insert(onlyOnFrame.end(), seen.begin(),
-                           seen.begin() + static_cast<std::ptrdiff_t>(inFrame));
-        Append(onlyOnFrame, deleted);
-    }
+void Reference::AfterFailedDownload(const Pictures& seen) {
     stored = seen;
     waiting.clear();
     anyOrder = broken;
     broken = true;
-    if (frameChanged)
-        offered.clear();
-}
-
-Pictures Reference::Kept() const {
-    Pictures kept = broken ? Due() : waiting;
-    TakeSome(kept, broken ? onlyOnFrame : offered);
-    return kept;
-}
-
-Pictures Reference::MayBeOffered() const {
-    Pictures all = broken ? stored : Pictures();
-    Append(all, waiting);
-    Append(all, offered);
-    Append(all, deleted);
-    Append(all, perhaps);
-    return all;
-}
-
-Pictures World::Foreign(std::size_t frame, std::size_t home) const {
-    const auto model = static_cast<std::size_t>(frames[frame].model);
-    Pictures foreign = homes[home].mayBeOffered[model];
-    for (const Frame& other : frames) {
-        if (&other != &frames[frame] && other.model == frames[frame].model)
-            Append(foreign, other.on[home].MayBeOffered());
-    }
-    return foreign;
-}
-
-Reference World::Unknown(const Bytes& flash) const {
-    Reference reference;
-    reference.stored = OnFlash(flash);
-    reference.unknown = !std::ranges::all_of(
-        reference.stored, [&](const Bytes& picture) { return Has(everyPicture, picture); });
-    return reference;
-}
-
-Pictures World::OnFrames() const {
-    Pictures all;
-    for (const Frame& frame : frames)
-        Append(all, OnFlash(frame.flash));
-    return all;
-}
-
-void World::AfterChange(std::size_t frame, std::size_t home) {
-    const auto model = static_cast<std::size_t>(frames[frame].model);
-    for (std::size_t other = 0; other < kHomes; ++other) {
-        if (other == home)
-            continue;
-        Reference& reference = frames[frame].on[other];
-        Append(homes[other].kept, reference.Kept());
-        Append(homes[other].mayBeOffered[model], reference.MayBeOffered());
-        if (reference.broken) {
-            Pictures safe = OnFrames();
-            Append(safe, InJournals(homes[other].StateFolder()));
-            overwritten += static_cast<int>(
-                std::ranges::count_if(reference.onlyOnFrame, [&](const Bytes& p) { return !Has(safe, p); }));
-        }
-        const Pictures onlyOnFrame = reference.onlyOnFrame;
-        reference = Unknown(frames[frame].flash);
-        reference.onlyOnFrame = onlyOnFrame;
-    }
-}
-
-void World::AfterDownload(std::size_t frame, std::size_t home, const Pictures& onFlash) {
-    frames[frame].on[home].AfterDownload(onFlash);
-    for (Frame& twin : frames) {
-        Reference& reference = twin.on[home];
-        Pictures there = onFlash;
-        if (&twin != &frames[frame] && twin.model == frames[frame].model && !reference.broken &&
-            TakeAll(there, reference.waiting))
-            reference.offered = reference.waiting;
-    }
-    std::erase_if(homes[home].kept, [&](const Bytes& picture) { return Has(onFlash, picture); });
-}
-
-void World::Clone(std::size_t frame, const Path& image, const Bytes& flash) {
-    Frame clone = frames[frame];
-    clone.image = image;
-    clone.flash = flash;
-    for (Reference& reference : clone.on) {
-        const Pictures onlyOnFrame =
-            reference.onlyOnFrame;  // a journal that fits the clone, too, is without them
-        reference = Unknown(flash);
-        reference.onlyOnFrame = onlyOnFrame;
-    }
-    frames.push_back(clone);
-}
-
-void World::Deleted(const Bytes& picture) {
-    for (Home& home : homes)
-        std::erase(home.kept, picture);
-}
-
-std::size_t World::Lost() const {
-    std::size_t lost = 0;
-    const Pictures onFrames = OnFrames();
-    for (std::size_t home = 0; home < kHomes; ++home) {
-        Pictures kept = homes[home].kept;
-        for (const Frame& frame : frames)
-            Append(kept, frame.on[home].Kept());
-        Pictures safe = InJournals(homes[home].StateFolder());
-        Append(safe, onFrames);
-        lost += static_cast<std::size_t>(
-            std::ranges::count_if(kept, [&](const Bytes& picture) { return !Has(safe, picture); }));
-    }
-    return lost;
 }
 
 }  // namespace lumato::lives

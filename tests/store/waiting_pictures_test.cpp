@@ -36,10 +36,10 @@ class WaitingPicturesTest : public StoreTest {
     }
     Path Journals() const { return Home() / "state/recovery"; }
     // A download of one more picture breaks off behind the invalidated table. The flash afterwards.
-    Bytes BreakOff(const TestFlash& flash, const std::string& individual = {}) {
+    Bytes BreakOff(const TestFlash& flash, const std::string& individual = {}, std::uint64_t command = 30) {
         Restart();
         m_spy->Call(individual);
-        Connect(flash, {{30, vframe::FaultKind::Unplug}});
+        Connect(flash, {{command, vframe::FaultKind::Unplug}});
         Add(500, 9);
         EXPECT_FALSE(Download());
         const Bytes left = FlashBytes();
@@ -108,19 +108,42 @@ TEST_F(WaitingPicturesTest, AJournalWaitsForItsFrameWhateverItsTwinsHold) {
     }
 }
 
-TEST_F(WaitingPicturesTest, TheNewestJournalOfAFrameThatWasFilledAnewElsewhereCounts) {
+TEST_F(WaitingPicturesTest, OfTwoJournalsTheOneOfWhatAFilledAnewFrameHoldsCounts) {
     TestFlash flash;
     TestFlash anew;
     flash.Pictures({1000, 2000});
     anew.Slots({{1, kArea, 700}, {1, kArea + 800, 1600}});
     for (const char* const individual : {"", "its own"}) {
-        BreakOff(flash, individual);
-        const Bytes left = BreakOff(anew, individual);
-        Crash(left, individual);
-        EXPECT_THAT(Listed(), testing::UnorderedElementsAre(700, 1600, 500));
-        EXPECT_THAT(m_status.Details(), Contains(HasSubstr("1 recovery journal that does not fit")));
-        fs::remove_all(Journals());
+        for (const bool newest : {true, false}) {
+            Bytes left = newest ? Bytes() : BreakOff(anew, individual);
+            BreakOff(flash, individual);
+            if (newest)
+                left = BreakOff(anew, individual);
+            Crash(left, individual);
+            EXPECT_THAT(Listed(), testing::UnorderedElementsAre(700, 1600, 500));
+            EXPECT_THAT(m_status.Details(), Contains(HasSubstr("1 recovery journal that does not fit")));
+            fs::remove_all(Journals());
+        }
     }
+}
+
+TEST_F(WaitingPicturesTest, OfTwinsJournalsTheNewestCountsUnlessOneIsTheFramesOwn) {
+    const TestFlash flash = TestFlash().Pictures({1000});
+    Crash(flash.bytes, "one");
+    Add(300, 7);
+    Crash(flash.bytes, "two");
+    Add(400, 8);
+    Crash(flash.bytes, "three");
+    EXPECT_THAT(Listed(), ElementsAre(1000, 300, 400));
+    Crash(flash.bytes, "one");
+    EXPECT_THAT(Listed(), ElementsAre(1000, 300));
+}
+
+// The second picture lies in a block that the download does not touch.
+TEST_F(WaitingPicturesTest, AFrameWithoutWhatEveryCutLeavesIsAnother) {
+    BreakOff(TestFlash().Pictures({61440, 60000, 70000}), {}, 36);
+    Crash(TestFlash().bytes);
+    EXPECT_THAT(Listed(), testing::IsEmpty());
 }
 
 TEST_F(WaitingPicturesTest, ADownloadThatFailedGoesOnWithWhatWasAddedAndDeletedSince) {
