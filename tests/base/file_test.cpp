@@ -10,7 +10,6 @@
 #include <unistd.h>
 
 #include "tests/support/temporary_folder.h"
-#include "tests/support/write_limit.h"
 
 namespace lumato {
 namespace {
@@ -127,17 +126,6 @@ TEST_F(FileTest, WritesNewFilesUnderTheUmaskAndKeepsTheBitsOfOldOnes) {
     EXPECT_EQ(TakeBytes(m_path), Bytes{});
     EXPECT_EQ(m_folder.CountEntries(), 1U);
     ::umask(before);
-}
-
-TEST_F(FileTest, ADiskThatFillsUpLeavesTheOldFile) {
-    PutBytes(m_path, kOld);
-    const auto written = [this] {
-        const test::WriteLimit limit(2);
-        return WriteFile(m_path, kNew);
-    }();
-    ASSERT_FALSE(written);
-    EXPECT_EQ(TakeBytes(m_path), kOld);
-    EXPECT_EQ(m_folder.CountEntries(), 1U);
 }
 
 TEST_F(FileTest, DevicesAndPipesAreWrittenDirectly) {

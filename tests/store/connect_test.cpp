@@ -8,7 +8,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using testing::ElementsAre;
-using testing::HasSubstr;
 
 class ConnectTest : public StoreTest {};
 
@@ -29,22 +28,6 @@ TEST_F(ConnectTest, AFrameComesOnline) {
     EXPECT_THAT(m_status.Lists(), ElementsAre(std::pair(0, 0), std::pair(2, 0)));
     EXPECT_EQ(SpaceText(), "002/040");
     EXPECT_EQ(Streams(), (std::vector{MakeStream(1000, 1), MakeStream(65537, 3)}));
-}
-
-// What cannot be written here is no damage there: the picture would go with the next download.
-TEST_F(ConnectTest, AFolderInAFilesPlaceEndsTheReadBack) {
-    for (const char* name : {"data/DPFPicture2.bmp", "Edata/DPFPicture2.bmp"}) {
-        fs::create_directories(Home() / name / "x");
-        Connect(TestFlash().Pictures({100, 200, 300}));
-        EXPECT_EQ(LastConnection(), Connection::ReadBackFailed);
-        EXPECT_THAT(m_status.Details(), ElementsAre(HasSubstr("DPFPicture2.bmp")));
-        EXPECT_EQ(Store().G_PictureList[16 + 8], 1);
-        EXPECT_FALSE(Download());
-        fs::remove_all(Home() / name);
-        Restart();
-    }
-    Connect(TestFlash().Pictures({100, 200, 300}));
-    EXPECT_THAT(Listed(), ElementsAre(100, 200, 300));
 }
 
 TEST_F(ConnectTest, WhatCannotBeReadIsReported) {

@@ -125,16 +125,6 @@ TEST_F(DownloadTest, MorePicturesThanTheTableDescribesCanOnlyBecomeFewer) {
     EXPECT_EQ(Listed().size(), 508U);
 }
 
-TEST_F(DownloadTest, SlotsThatOverlapLeaveNoRoomAndNoLessThanNone) {
-    TestFlash flash;
-    ConnectQuietly(flash.Slots(std::vector<TestSlot>(8, {1, kArea, 60000})).Put(kArea, MakeStream(60000, 1)));
-    for (const int left : {7, 6, 5, 4, 3}) {
-        EXPECT_EQ(Store().TotolFlashSizeForPic, std::max(0, 0x50000 - kArea - (left + 1) * 60000));
-        Delete(1);
-    }
-    EXPECT_TRUE(Download());
-}
-
 TEST_F(DownloadTest, AMissingFileCostsNothing) {
     ConnectQuietly(TestFlash().Pictures({1000}));
     Add(100, 2);
