@@ -141,7 +141,7 @@ def batch(bench, photographs):
     compare("the same beside Qt's scaled reader in two processes", ours, lambda: [[bench.qt(half)] for half in halves],
             "0.87", rounds)
     compare("the same batch onto a frame with a limit, beside the frame without", lambda: [[bench.lumatoctl(
-        "--frame", bench.frame("limit.frame", "800x480", "--limit", "75", flash=1 << 20), "add", *links)]], ours, "1.15",
+        "--frame", bench.frame("limit.frame", "800x480", "--limit", "75", flash=2 << 20), "add", *links)]], ours, "1.15",
         rounds)
     frame = bench.frame("batch.frame", "800x480")
     measured = subprocess.run(["/usr/bin/env", "python3", "-c", "import resource, subprocess, sys\n"

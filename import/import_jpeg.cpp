@@ -40,8 +40,10 @@ Result<void> Decode(JpegDecoder& decoder, PictureBuilder& builder) {
     const auto colours =
         ColourConverter::For(leave ? PixelLayout::Held : decoder.Layout(), decoder.Profile());
     const bool convert = !leave && !colours->IsIdentity();
-    const int eighths = EighthsFor(own, builder.Least(own, orientation));
-    LUMATO_TRY(const Size decoded, decoder.Scale(eighths));
+    const Size least = builder.Least(own, orientation);
+    const int eighths = EighthsFor(own, least);
+    const bool rough = least.width * 8 < own.width * 7 && least.height * 8 < own.height * 7;
+    LUMATO_TRY(const Size decoded, decoder.Scale(eighths, rough));
     LUMATO_TRY_VOID(builder.Begin(
         {own, decoded, orientation, eighths, leave && !colours->IsIdentity() ? colours : nullptr}));
     if (!convert && builder.KeepsRows())

@@ -264,8 +264,10 @@ std::vector<std::uint8_t> JpegDecoder::Profile() {
     return owned ? std::vector<std::uint8_t>(data, data + size) : std::vector<std::uint8_t>();
 }
 
-Result<Size> JpegDecoder::Scale(int eighths) {
-    LUMATO_TRY_VOID(Guarded([this, eighths] {
+// Colours that have half the resolution are made smooth where it can be seen alone.
+Result<Size> JpegDecoder::Scale(int eighths, bool rough) {
+    LUMATO_TRY_VOID(Guarded([this, eighths, rough] {
+        m_jpeg.do_fancy_upsampling = rough ? FALSE : TRUE;
         m_jpeg.scale_num = static_cast<unsigned>(eighths);
         m_jpeg.scale_denom = 8;
         jpeg_calc_output_dimensions(&m_jpeg);

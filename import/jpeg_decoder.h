@@ -44,8 +44,9 @@ class JpegDecoder {
     [[nodiscard]] ByteSpan Exif() const;
     [[nodiscard]] std::vector<std::uint8_t> Profile();
 
-    // Decoding is to be to eighths/8 of the own size; returns the size that comes out.
-    [[nodiscard]] Result<Size> Scale(int eighths);
+    // Decoding is to be to eighths/8 of the own size, of which less than 7 eighths are needed if `rough`;
+    // returns the size that comes out.
+    [[nodiscard]] Result<Size> Scale(int eighths, bool rough = false);
     // After Scale(). `asHeld`: rows come as BitmapInfo holds them instead of in Layout(), which is Rgb.
     [[nodiscard]] Result<void> Start(bool asHeld = false);
     // The next row.
