@@ -10,6 +10,7 @@ import os
 import random
 import resource
 import statistics
+import struct
 import subprocess
 import sys
 import tempfile
@@ -43,7 +44,7 @@ class Bench:
         return [os.path.join(self.build, "qt_scaled_reader"), "800", "480", self.path("out"), *files]
 
     def vips(self, files):
-        return ["vipsthumbnail", *files, "-s", "800x480", "--smartcrop", "centre", "-o", self.path("out", "%s.jpg[Q=90]")]
+        return ["vipsthumbnail", *files, "-s", "800x480", "--smartcrop", "centre", "--export-profile", "srgb", "-o", self.path("out", "%s.jpg[Q=90]")]
 
     def frame(self, name, lcd, *options, flash=16711680):
         frame = self.path(name)
@@ -103,6 +104,37 @@ def large_photograph(path, columns, rows, index):
     return path + ".jpg"
 
 
+def display_p3():
+    """The colour profile of phones: matrix and curve, as ICC.1:2010 lays them out."""
+    def fixed(*values):
+        return b"".join(struct.pack(">i", round(value * 65536)) for value in values)
+    curve = b"para\0\0\0\0\0\3\0\0" + fixed(2.4, 1 / 1.055, 0.055 / 1.055, 1 / 12.92, 0.04045)
+    tags = {b"wtpt": (0.9642, 1, 0.8249), b"rXYZ": (0.51512, 0.2412, -0.00105), b"gXYZ": (0.29198, 0.69225, 0.04189),
+            b"bXYZ": (0.1571, 0.06657, 0.78407)}
+    data = {name: b"XYZ \0\0\0\0" + fixed(*values) for name, values in tags.items()}
+    data.update(dict.fromkeys((b"rTRC", b"gTRC", b"bTRC"), curve))
+    at = 128 + 4 + 12 * len(data)
+    table, body = struct.pack(">I", len(data)), b""
+    for name, content in data.items():
+        table += name + struct.pack(">II", at + len(body), len(content))
+        body += content
+    header = struct.pack(">I4xI12s24x4s24x", at + len(body), 0x04000000, b"mntrRGB XYZ ", b"acsp") + fixed(0.9642, 1, 0.8249)
+    return header.ljust(128, b"\0") + table + body
+
+
+def as_phone(path, photograph, orientation, profile):
+    """The same photograph with what phones write beside the pixels."""
+    def segment(marker, content):
+        return bytes((0xFF, marker)) + struct.pack(">H", len(content) + 2) + content
+    exif = b"Exif\0\0II*\0\x08\0\0\0\1\0\x12\1\3\0\1\0\0\0" + bytes((orientation, 0, 0, 0)) + bytes(4)
+    with open(photograph, "rb") as file:
+        jpeg = file.read()
+    with open(path, "wb") as file:
+        file.write(jpeg[:2] + segment(0xE1, exif) +
+                   (segment(0xE2, b"ICC_PROFILE\0\1\1" + profile) if profile else b"") + jpeg[2:])
+    return path
+
+
 def start_up(bench):
     frame = bench.frame("empty.frame", "480x234", flash=4 << 20)
     times = [(seconds([[bench.lumatoctl("--frame", frame, "info")]]), seconds([[["/bin/true"]]]))
@@ -123,32 +155,58 @@ def one_photograph(bench, name, photograph):
     compare(f"the same beside Qt's scaled reader", ours, lambda: [[bench.qt([photograph])]], "0.85")
 
 
-def batch(bench, photographs):
-    count = 60
-    files = (photographs * count)[:count]
-    links = []
-    for number, file in enumerate(files):
-        links.append(bench.path(f"batch{number}.jpg"))
-        os.symlink(file, links[-1])
+BATCH = 60
+
+
+def links_to(bench, photographs):
+    links = [tempfile.mktemp(suffix=".jpg", dir=bench.folder) for _ in range(BATCH)]
+    for number, link in enumerate(links):
+        os.symlink(photographs[number % len(photographs)], link)
+    return links
+
+
+def batch(bench, name, photographs, goal, megabytes):
+    """Returns what adds it, and its files."""
+    links = links_to(bench, photographs)
+    halves = links[::2], links[1::2]
 
     def ours():
         return [[bench.lumatoctl("--frame", bench.frame("batch.frame", "800x480"), "add", *links)]]
 
-    halves = links[::2], links[1::2]
+    compare(f"a batch of {BATCH} 12 MP {name}, beside vipsthumbnail in two processes", ours,
+            lambda: [[bench.vips(half)] for half in halves], goal, max(3, ROUNDS // 3))
+    measured = subprocess.run(["/usr/bin/env", "python3", "-c", "import resource, subprocess, sys\n"
+                               "subprocess.run(sys.argv[1:], check=True, stdout=subprocess.DEVNULL)\n"
+                               "print(resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss)", *ours()[0][0]],
+                              check=True, capture_output=True)
+    print(f"| peak memory of that batch, MiB | {int(measured.stdout) / 1024:.1f} | | | | | | {megabytes} |", flush=True)
+    return ours, links
+
+
+def other_batches(bench, ours, links):
     rounds = max(3, ROUNDS // 3)
-    compare(f"a batch of {count} 12 MP JPEGs, beside vipsthumbnail in two processes", ours,
-            lambda: [[bench.vips(half)] for half in halves], "0.50", rounds)
+    halves = links[::2], links[1::2]
     compare("the same beside Qt's scaled reader in two processes", ours, lambda: [[bench.qt(half)] for half in halves],
             "0.87", rounds)
     compare("the same batch onto a frame with a limit, beside the frame without", lambda: [[bench.lumatoctl(
         "--frame", bench.frame("limit.frame", "800x480", "--limit", "75", flash=2 << 20), "add", *links)]], ours, "1.15",
         rounds)
-    frame = bench.frame("batch.frame", "800x480")
-    measured = subprocess.run(["/usr/bin/env", "python3", "-c", "import resource, subprocess, sys\n"
-                               "subprocess.run(sys.argv[1:], check=True, stdout=subprocess.DEVNULL)\n"
-                               "print(resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss)",
-                               *bench.lumatoctl("--frame", frame, "add", *links)], check=True, capture_output=True)
-    print(f"| peak memory of that batch, MiB | {int(measured.stdout) / 1024:.1f} | | | | | | 32 |", flush=True)
+
+
+def phones(bench, photographs):
+    """What phones write, beside the same photographs upright in sRGB, and beside the peer."""
+    profile = display_p3()
+    kinds = {"turned": (6, None, "1.25"), "in Display P3": (1, profile, "1.25"), "turned, in Display P3": (6, profile, "1.50")}
+
+    def adding(links):
+        return lambda: [[bench.lumatoctl("--frame", bench.frame("phone.frame", "800x480"), "add", *links)]]
+
+    plain = adding(links_to(bench, photographs))
+    for name, (orientation, colours, goal) in kinds.items():
+        files = [as_phone(tempfile.mktemp(suffix=".jpg", dir=bench.folder), file, orientation, colours) for file in photographs]
+        compare(f"a batch of {BATCH} 12 MP JPEGs {name}, beside the same upright in sRGB", adding(links_to(bench, files)),
+                plain, goal, max(3, ROUNDS // 3))
+    batch(bench, "JPEGs of phones (turned, in Display P3)", files, "0.45", 48)
 
 
 def small_photographs(bench, count):
@@ -198,12 +256,13 @@ def main():
         print("|---|---|---|---|---|---|---|---|", flush=True)
         start_up(bench)
         photographs = [large_photograph(bench.path(f"large{i}"), 4, 3, i) for i in range(4 if QUICK else 12)]
+        phones(bench, photographs)
         for number in (0, 1):
             one_photograph(bench, "12 MP" + (" noisy" if number else ""), photographs[number])
         for number in (0, 1):
             one_photograph(bench, "24 MP" + (" noisy" if number else ""),
                            large_photograph(bench.path(f"larger{number}"), 6, 4, number))
-        batch(bench, photographs)
+        other_batches(bench, *batch(bench, "JPEGs", photographs, "0.50", 32))
         read_back(bench, small_photographs(bench, 509))
         subprocess.run([os.path.join(build, "edit_view_bench"), bench.path("larger1.jpg")], check=True,
                        env={**os.environ, "QT_QPA_PLATFORM": "offscreen"})
