@@ -118,7 +118,7 @@ def display_p3():
     for name, content in data.items():
         table += name + struct.pack(">II", at + len(body), len(content))
         body += content
-    header = struct.pack(">I4xI12s24x4s24x", at + len(body), 0x04000000, b"mntrRGB XYZ ", b"acsp") + fixed(0.9642, 1, 0.8249)
+    header = struct.pack(">I4xI12s12x4s28x", at + len(body), 0x04000000, b"mntrRGB XYZ ", b"acsp") + fixed(0.9642, 1, 0.8249)
     return header.ljust(128, b"\0") + table + body
 
 
