@@ -1,11 +1,14 @@
 #include "import/import_vips.h"
 
+#include <memory>
 #include <string>
 #include <system_error>
+#include <utility>
 
 #include <dlfcn.h>
 
 #include "base/diagnostics.h"
+#include "import/colour.h"
 #include "import/messages.h"
 
 namespace lumato::picture {
@@ -51,7 +54,11 @@ class Receiver {
                     static_cast<Receiver*>(user)->m_builder.AddRow(rgb);
                     return true;
                 },
-                [](void* user) { return static_cast<Receiver*>(user)->MostShrink(); }};
+                [](void* user) { return static_cast<Receiver*>(user)->MostShrink(); },
+                [](void* user, const void* profile, std::size_t size) {
+                    const auto* const bytes = static_cast<const std::uint8_t*>(profile);
+                    return static_cast<Receiver*>(user)->TakesProfile({bytes, bytes + size});
+                }};
     }
 
     // What went wrong on this side.
@@ -65,15 +72,25 @@ class Receiver {
             return false;
         }
         m_stored = *size;
+        m_colours = nullptr;
         m_orientation = OrientationOf(orientation);
         return true;
     }
 
     bool Decoded(Size size) {
-        auto begun = m_builder.Begin({m_stored, size, m_orientation});
+        auto begun = m_builder.Begin({m_stored, size, m_orientation, 0, m_colours});
         if (!begun)
             m_failure = std::move(begun).error();
         return begun.has_value();
+    }
+
+    bool TakesProfile(std::vector<std::uint8_t> profile) {
+        if (!m_builder.LeavesColours())
+            return false;
+        auto colours = ColourConverter::For(PixelLayout::Held, std::move(profile));
+        if (!colours->IsIdentity())
+            m_colours = std::move(colours);
+        return true;
     }
 
     int MostShrink() const {
@@ -84,6 +101,7 @@ class Receiver {
     PictureBuilder& m_builder;
     Size m_stored;
     Orientation m_orientation = Orientation::Upright;
+    std::shared_ptr<const ColourConverter> m_colours;
     Error m_failure{ErrorKind::Damaged, "broken"};
 };
 

@@ -9,6 +9,8 @@
 #include <cstring>
 #include <memory>
 #include <mutex>
+#include <semaphore>
+#include <shared_mutex>
 #include <string_view>
 #include <thread>
 
@@ -37,6 +39,10 @@ constexpr std::int64_t kMega = 1'000'000;
 constexpr Keeping kRows = {100, 256 * kMega, 1000 * kMega};  // costs time only
 constexpr Keeping kStrips = {30, 64 * kMega, 1000 * kMega};  // a strip may be the whole picture
 constexpr Keeping kWhole = {64, 64 * kMega, 256 * kMega};
+
+// What is larger is read alone, and so many others at once: some take ten bytes of memory for each pixel.
+constexpr std::int64_t kMostTogether = 32 * kMega;
+constexpr std::ptrdiff_t kTogether = 4;
 
 // The readers that may be used.
 struct Reader {
@@ -89,21 +95,29 @@ bool Start() {
     return true;
 }
 
-std::mutex s_onePicture;
+// Held by each picture that is read beside others, and alone for what may not be.
+std::shared_mutex s_pictures;
+std::counting_semaphore<kTogether> s_seats{kTogether};
 
 bool Started() {
     static const bool started = Start();
     return started;
 }
 
+// Null in place of a message: other pictures are being read, and why this one is not is told when it is
+// alone.
 VipsOutcome Say(VipsMessage* message, VipsOutcome outcome, const char* key, const char* text) {
-    message->key = key;
-    message->text = text;
+    if (message != nullptr) {
+        message->key = key;
+        message->text = text;
+    }
     return outcome;
 }
 
 // What libvips has to say, on one line; some of its reasons tell that the file is too short.
 VipsOutcome SayVipsError(VipsMessage* message) {
+    if (message == nullptr)
+        return VipsOutcome::Damaged;
     auto& detail = message->values[0];
     std::snprintf(detail, sizeof detail, "%s", vips_error_buffer());
     vips_error_clear();
@@ -166,8 +180,10 @@ std::int64_t CostOf(const VipsImage* image) {
 VipsOutcome CheckLimit(VipsImage* image, const Reader& reader, std::int64_t fileSize, VipsMessage* message) {
     const Keeping& keeping = IsInterlaced(image) ? kWhole : reader.keeping;
     const std::int64_t limit = std::clamp(fileSize * keeping.pixelsPerByte, keeping.always, keeping.never);
-    if (CostOf(image) <= limit)
+    if (CostOf(image) <= (message == nullptr ? std::min(limit, kMostTogether) : limit))
         return VipsOutcome::Done;
+    if (message == nullptr)
+        return VipsOutcome::TooLarge;
     std::snprintf(message->values[0], sizeof message->values[0], "%d x %d", vips_image_get_width(image),
                   vips_image_get_height(image));
     std::snprintf(message->values[1], sizeof message->values[1], "%lld",
@@ -176,8 +192,22 @@ VipsOutcome CheckLimit(VipsImage* image, const Reader& reader, std::int64_t file
                "too large: {0} pixels, the limit for such a file is {1} megapixels");
 }
 
+// Whether the receiver takes the colours as they are: they are of the usual kind, and it converts fewer
+// pixels.
+bool IsProfileTaken(VipsImage* image, const VipsReceiver& receiver) {
+    const void* profile = nullptr;
+    std::size_t size = 0;
+    return vips_image_get_interpretation(image) == VIPS_INTERPRETATION_sRGB &&
+           vips_image_get_format(image) == VIPS_FORMAT_UCHAR &&
+           vips_image_get_typeof(image, VIPS_META_ICC_NAME) != 0 &&
+           vips_image_get_blob(image, VIPS_META_ICC_NAME, &profile, &size) == 0 &&
+           receiver.takesProfile(receiver.user, profile, size);
+}
+
 // By the embedded profile where that works; a broken one counts as none.
-bool ToSrgb(Image& image) {
+bool ToSrgb(Image& image, const VipsReceiver& receiver) {
+    if (IsProfileTaken(image.get(), receiver))
+        return true;
     if (vips_image_get_typeof(image.get(), VIPS_META_ICC_NAME) != 0) {
         const bool done = Apply(image, [](VipsImage* in, VipsImage** out) {
             return vips_icc_transform(in, out, "srgb", "embedded", TRUE, "intent", VIPS_INTENT_RELATIVE,
@@ -208,11 +238,11 @@ bool ToThreeBytes(Image& image) {
 }
 
 // Transparency shows black, then sRGB, 8 bits, three of them.
-bool Prepare(Image& image) {
+bool Prepare(Image& image, const VipsReceiver& receiver) {
     if (vips_image_hasalpha(image.get()) &&
         !Apply(image, [](VipsImage* in, VipsImage** out) { return vips_flatten(in, out, nullptr); }))
         return false;
-    return ToSrgb(image) && ToThreeBytes(image);
+    return ToSrgb(image, receiver) && ToThreeBytes(image);
 }
 
 struct Delivery {
@@ -251,7 +281,7 @@ VipsOutcome ReadOpened(int descriptor, std::int64_t fileSize, const Reader& read
         if (!image)
             return SayVipsError(message);
     }
-    if (!Prepare(image))
+    if (!Prepare(image, *receiver))
         return SayVipsError(message);
     if (!receiver->decoded(receiver->user, vips_image_get_width(image.get()),
                            vips_image_get_height(image.get())))
@@ -262,8 +292,8 @@ VipsOutcome ReadOpened(int descriptor, std::int64_t fileSize, const Reader& read
     return VipsOutcome::Done;
 }
 
-VipsOutcome Read(int descriptor, std::int64_t fileSize, const VipsReceiver* receiver, VipsMessage* message) {
-    const std::lock_guard lock(s_onePicture);
+VipsOutcome ReadOne(int descriptor, std::int64_t fileSize, const VipsReceiver* receiver,
+                    VipsMessage* message) {
     if (!Started())
         return Say(message, VipsOutcome::Unsupported, "READER_CANNOT_START",
                    "the picture reader cannot start");
@@ -278,9 +308,22 @@ VipsOutcome Read(int descriptor, std::int64_t fileSize, const VipsReceiver* rece
     return ReadOpened(descriptor, fileSize, *reader, receiver, message);
 }
 
+VipsOutcome Read(int descriptor, std::int64_t fileSize, const VipsReceiver* receiver, VipsMessage* message) {
+    s_seats.acquire();
+    {
+        const std::shared_lock together(s_pictures);
+        const VipsOutcome outcome = ReadOne(descriptor, fileSize, receiver, nullptr);
+        s_seats.release();
+        if (outcome == VipsOutcome::Done || outcome == VipsOutcome::Stopped)
+            return outcome;
+    }
+    const std::lock_guard alone(s_pictures);
+    return ReadOne(descriptor, fileSize, receiver, message);
+}
+
 VipsOutcome EncodePng(const std::uint8_t* rgb, int width, int height, void** png, std::size_t* size,
                       VipsMessage* message) {
-    const std::lock_guard lock(s_onePicture);
+    const std::lock_guard lock(s_pictures);
     if (!Started())
         return Say(message, VipsOutcome::Unsupported, "", "the picture writer cannot start");
     const Image image(vips_image_new_from_memory(

@@ -1,7 +1,9 @@
 // The picture-reader module's one entry: what lies between this program and libvips, whose libraries take too
 // long to load to be part of every start.
 //
-// Only plain data crosses. Callable from any thread; the module lets one picture through at a time.
+// Only plain data crosses. Callable from any thread. Pictures are read at the same time, but for huge ones,
+// and for those that could not be read beside others: these are begun anew, alone, because libvips mixes what
+// goes wrong with them.
 #pragma once
 
 #include <cstddef>
@@ -9,7 +11,7 @@
 
 namespace lumato::picture {
 
-inline constexpr int kVipsModuleVersion = 2;
+inline constexpr int kVipsModuleVersion = 3;
 inline constexpr char kVipsModuleName[] = "lumato_vips.so";
 inline constexpr char kVipsModuleEntry[] = "LumatoVipsModule";
 
@@ -38,6 +40,8 @@ struct VipsReceiver {
     bool (*row)(void* user, const std::uint8_t* rgb);
     // How many times smaller than stored the rows may come, at the most. Asked after begin().
     int (*mostShrink)(void* user);
+    // Whether the rows may come in the colours of this profile. Asked after begin() of pictures with one.
+    bool (*takesProfile)(void* user, const void* profile, std::size_t size);
 };
 
 struct VipsModule {

@@ -1,5 +1,7 @@
+#include <atomic>
 #include <cmath>
 #include <limits>
+#include <thread>
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -118,6 +120,35 @@ TEST_F(PictureImport, TruncationIsNeverSilent) {
                 EXPECT_THAT(Outcome(result), testing::MatchesRegex("(Damaged|Unsupported): .+")) << name;
         }
     }
+}
+
+// Sound and broken ones beside each other: each comes to what it comes to alone, its reason included.
+TEST_F(PictureImport, ManyAtOnceAreAsOneByOne) {
+    std::vector<Path> files;
+    for (const std::string name : {"noise.heic", "noise.webp", "noise.png", "noise.tif", "noise.jxl"}) {
+        Bytes cut = Sample(name);
+        cut.resize(cut.size() / 2);
+        Put(m_folder / ("cut." + name), cut);
+        files.insert(files.end(), {SampleFile(name), m_folder / ("cut." + name)});
+    }
+    std::vector<BitmapInfo> expected(files.size());
+    std::vector<std::string> outcomes;
+    for (std::size_t i = 0; i < files.size(); ++i)
+        outcomes.push_back(Outcome(Import(files[i], expected[i])));
+    std::vector<std::thread> threads;
+    std::atomic<int> others = 0;
+    for (std::size_t first = 0; first < 6; ++first)
+        threads.emplace_back([&, first] {
+            for (std::size_t n = 0; n < 3 * files.size(); ++n) {
+                const std::size_t i = (first + n) % files.size();
+                BitmapInfo info;
+                if (Outcome(Import(files[i], info)) != outcomes[i] || info.pixels != expected[i].pixels)
+                    ++others;
+            }
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(others, 0);
 }
 
 TEST_F(PictureImport, NotAPicture) {

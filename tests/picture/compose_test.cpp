@@ -265,6 +265,21 @@ TEST(DrawMyImage, WhatIsHeldOfAFileShowsAsTheWholeFile) {
         }
 }
 
+TEST(DrawMyImage, ColoursOfOtherFormatsAreConvertedWhereTheyAreDrawn) {
+    for (const char* name : {"swapped.heic", "swapped.webp", "swapped.png", "swapped.tif"}) {
+        BitmapInfo shown, stored;
+        const auto import = [&](BitmapInfo& info, Held held) {
+            return CreateMyImage(SampleFile(name), false, nullptr, info, Processors::One, held).has_value();
+        };
+        ASSERT_TRUE(import(shown, Held::AsShown) && import(stored, Held::AsStored));
+        EXPECT_NE(stored.colours, nullptr) << name;
+        const Canvas expected = EditView(Posed(shown, 0, 1));
+        const Canvas drawn = EditView(Posed(stored, 0, 1));
+        for (std::size_t i = 0; i < drawn.pixels.size(); ++i)
+            ASSERT_NEAR(drawn.pixels[i], expected.pixels[i], 2) << name;
+    }
+}
+
 TEST(DrawMyImage, EnlargingRingsNoMoreThanACubic) {
     const BitmapInfo step = MakePicture(20, 20, [](int x, int) {
         return x < 10 ? Colour{50, 50, 50} : Colour{150, 150, 150};
