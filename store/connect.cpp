@@ -96,7 +96,7 @@ void ReleaseFrame() {
     StoreState& store = Store();
     store.gmyIsTransferData = false;
     store.lastConnection = Connection::None;
-    ReleaseAllFiles();
+    ReleaseAllFilesBeside();
     store.gmyTotalePicture = 0;
     LeaveJournal();
     ShowNumbers();

@@ -154,6 +154,7 @@ Result<void> EditHistory::KeepFiles(FileData& record) {
 // Of the list as it is.
 Result<void> EditHistory::KeepFiles() {
     if (m_kept.empty()) {
+        WaitForRemoval();
         m_folder = Store().gmyResousepath / "undo";
         EmptyFolder(m_folder);
     }
@@ -274,7 +275,7 @@ void EditHistory::Forget() {
     m_journal.reset();
     m_lastKept = 0;
     if (!std::exchange(m_kept, {}).empty())
-        EmptyFolder(m_folder);
+        m_emptying = platform::Task([folder = m_folder] { EmptyFolder(folder); });
 }
 
 }  // namespace lumato::store

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "base/error.h"
+#include "platform/task.h"
 #include "store/store_state.h"
 
 namespace lumato::store {
@@ -43,8 +44,9 @@ class EditHistory {
     Result<void> Undo();
     Result<void> Redo();
 
-    // All of it is for good: the list was downloaded, or the frame is gone.
+    // All of it is for good: the list was downloaded, or the frame is gone. The files go beside the caller.
     void Forget();
+    void WaitForRemoval() { m_emptying.Join(); }
 
   private:
     struct Standing {
@@ -71,6 +73,7 @@ class EditHistory {
     std::size_t m_present = 0;           // of m_standings
     std::shared_ptr<Journal> m_journal;  // as the last step left it: another one is not of these edits
     Path m_folder;                       // that the files are kept in
+    platform::Task m_emptying;           // of that folder: hundreds of files take their time
     std::map<Digest, int> m_kept;        // the number of the files that hold a stream and its bitmap
     int m_lastKept = 0;
 };

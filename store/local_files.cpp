@@ -53,6 +53,23 @@ void DeleteBitmaps(const Path& folder) {
     }
 }
 
+std::vector<Path> TakeFilesOfList() {
+    StoreState& store = Store();
+    std::vector<Path> files;
+    const PictureList list = std::move(store.gmyPictureData);
+    for (const FileData& record : EachOf(list))
+        files.push_back(StreamPath(record.fileName));
+    store.gmyTotalePictureNum = 0;
+    store.status->ShowPictureList(0, 0);
+    return files;
+}
+
+void RemoveFiles(const std::vector<Path>& files) {
+    std::error_code ignored;
+    for (const Path& file : files)
+        fs::remove(file, ignored);
+}
+
 }  // namespace
 
 bool IsOurName(const std::string& name) {
@@ -94,14 +111,12 @@ void DelAllPicAtStart() {
 }
 
 void ReleaseAllFiles() {
-    StoreState& store = Store();
-    for (const FileData& record : EachOf(store.gmyPictureData)) {
-        std::error_code ignored;
-        fs::remove(StreamPath(record.fileName), ignored);
-    }
-    store.gmyPictureData.reset();
-    store.gmyTotalePictureNum = 0;
-    store.status->ShowPictureList(0, 0);
+    RemoveFiles(TakeFilesOfList());
+}
+
+void ReleaseAllFilesBeside() {
+    if (std::vector<Path> files = TakeFilesOfList(); !files.empty())
+        Store().removal = platform::Task([files = std::move(files)] { RemoveFiles(files); });
 }
 
 }  // namespace lumato::store

@@ -81,6 +81,9 @@ void DeletePicturesAt(std::vector<int> positions);
 
 // Removes the listed pictures' streams and the list itself.
 void ReleaseAllFiles();
+// The same, but the files go beside the caller, for hundreds take longer than a window may be away: the
+// store's `removal`.
+void ReleaseAllFilesBeside();
 [[nodiscard]] Path StreamPath(const std::string& fileName);  // "%s/Edata/%s"
 [[nodiscard]] Path BitmapPath(const std::string& fileName);  // "%s/data/%s"
 

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "base/sha256.h"
+#include "platform/task.h"
 #include "store/codec_port.h"
 #include "store/frame_geometry.h"
 #include "store/picture_list.h"
@@ -87,6 +88,8 @@ struct StoreState {
     Path statePath;                // folder of the journals, set at start; empty: none are kept
     StatusPort* status = nullptr;  // set at start
     CodecPort* MyJPG = nullptr;    // set at start
+
+    platform::Task removal;  // of the local files of the frame that has gone; the reset waits for it, too
 };
 
 StoreState& Store();

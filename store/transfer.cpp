@@ -112,10 +112,10 @@ OnlineOwner::OnlineOwner() : TransferOwner(Waiting{}) {
         transfer.ended.wait(lock, [&] { return !transfer.running; });
         transfer.running = true;
         --transfer.announced;
-        if (flash::Flash().m_PtrPF == nullptr)
-            return;
     }
-    ReleaseFrame();
+    if (flash::Flash().m_PtrPF != nullptr)
+        ReleaseFrame();
+    Store().removal.Join();  // before files of the same names come
 }
 
 }  // namespace lumato::store

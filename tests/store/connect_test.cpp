@@ -88,5 +88,24 @@ TEST_F(ConnectTest, LocalFoldersAreEmptiedOfBitmaps) {
     EXPECT_EQ(fs::status(Home() / "data").permissions(), fs::perms::owner_all);
 }
 
+// They are removed beside whoever was told that it left.
+TEST_F(ConnectTest, WhatALeftFrameHadIsGoneBeforeTheNextOneComesAndAtTheEnd) {
+    constexpr int kMany = 150;
+    const TestFlash flash = TestFlash(0x90000).Pictures(std::vector<int>(kMany, 600));
+    const auto streams = [&] {
+        return std::distance(fs::directory_iterator(Home() / "Edata"), fs::directory_iterator());
+    };
+    Connect(flash);
+    for (int i = 0; i < 5; ++i) {
+        Unplug();
+        Connect(flash);
+        EXPECT_EQ(Listed().size(), kMany);
+        EXPECT_EQ(streams(), kMany);
+    }
+    Unplug();
+    Restart();
+    EXPECT_EQ(streams(), 0);
+}
+
 }  // namespace
 }  // namespace lumato::store

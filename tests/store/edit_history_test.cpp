@@ -26,6 +26,10 @@ class EditHistoryTest : public StoreTest {
         Connect(m_flash);
     }
 
+    void Forget() {
+        m_edits.Forget();
+        m_edits.WaitForRemoval();
+    }
     static Standing Stands() {
         const StoreState& store = Store();
         Standing now;
@@ -137,7 +141,7 @@ TEST_F(EditHistoryTest, EveryStepBackAndForthStandsAsItStood) {
             Step(true);
         // A program that is killed now finds what waits, and nothing that does not.
         const std::vector<Bytes> waiting = Waiting();
-        m_edits.Forget();
+        Forget();
         EXPECT_FALSE(std::filesystem::exists(Home() / "undo"));
         Restart();
         Connect(m_flash);
@@ -163,7 +167,7 @@ TEST_F(EditHistoryTest, WhatCannotBeKeptOrBroughtBackChangesNothing) {
 
     // Somebody's own file is never taken for one of ours, and no link is followed.
     test::PutBytes(kept / "letter.txt", {'x'});
-    m_edits.Forget();
+    Forget();
     EXPECT_TRUE(std::filesystem::remove(kept / "letter.txt"));
     EXPECT_TRUE(std::filesystem::remove(kept));
     std::filesystem::create_directory_symlink(Home() / "Edata", kept);
