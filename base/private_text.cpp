@@ -4,6 +4,7 @@
 #include <cctype>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <vector>
@@ -18,17 +19,11 @@ namespace {
 constexpr std::size_t kMostNames = 4000;  // of a large folder; what comes later still has no path
 constexpr int kSystemErrors = 134;
 
-// A longer name may hold a shorter one, and is replaced before.
-struct LongerFirst {
-    using is_transparent = void;
-    bool operator()(std::string_view a, std::string_view b) const {
-        return a.size() != b.size() ? a.size() > b.size() : a < b;
-    }
-};
+using Names = std::map<std::string, std::string, std::less<>>;
 
 struct HiddenNames {
     std::mutex mutex;
-    std::map<std::string, std::string, LongerFirst> files;    // name -> "file 1"
+    Names files;                                              // name -> "file 1"
     std::vector<std::pair<std::string, std::string>> others;  // the user's
     int count = 0;
 };
@@ -42,12 +37,58 @@ bool IsWordByte(char c) {
     return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_' || (c & 0x80) != 0;
 }
 
+// No word begins or ends there that goes on on the other side.
+bool IsBoundary(std::string_view text, std::size_t at) {
+    return at == 0 || at == text.size() || !IsWordByte(text[at - 1]) || !IsWordByte(text[at]);
+}
+
+struct Place {
+    std::size_t begin = 0;
+    Names::const_iterator name;
+    [[nodiscard]] std::size_t Size() const { return name->first.size(); }
+};
+
+// The names that begin there and stand by themselves. Of names in their order, those that `rest` begins with
+// are found from the last one down: what is not one of them says where the next can be.
+void FindNamesAt(std::string_view text, std::size_t begin, const Names& names, std::vector<Place>& found) {
+    std::string_view rest = text.substr(begin);
+    for (auto name = names.upper_bound(rest); name != names.begin() && !rest.empty();) {
+        --name;
+        const std::string_view said = name->first;
+        const auto same = static_cast<std::size_t>(std::ranges::mismatch(said, rest).in1 - said.begin());
+        if (same == said.size()) {
+            if (IsBoundary(text, begin + same))
+                found.push_back({begin, name});
+            continue;
+        }
+        rest = rest.substr(0, same);
+        name = names.upper_bound(rest);
+    }
+}
+
+// Each name that stands by itself; a longer one may hold a shorter one, and is replaced before.
+void ReplaceNames(std::string& text, const Names& names) {
+    std::vector<Place> found;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        if (IsBoundary(text, at))
+            FindNamesAt(text, at, names, found);
+    }
+    std::ranges::stable_sort(found, std::greater(), &Place::Size);
+    std::map<std::size_t, Place> taken;  // by their ends, which tell whether another one lies across
+    for (const Place& place : found) {
+        const auto behind = taken.upper_bound(place.begin);
+        if (behind == taken.end() || behind->second.begin >= place.begin + place.Size())
+            taken.emplace(place.begin + place.Size(), place);
+    }
+    for (auto place = taken.rbegin(); place != taken.rend(); ++place)
+        text.replace(place->second.begin, place->second.Size(), place->second.name->second);
+}
+
 // Each place where `name` stands by itself.
 void ReplaceWord(std::string& text, std::string_view name, std::string_view by) {
     for (std::size_t at = text.find(name); at != std::string::npos; at = text.find(name, at)) {
         const std::size_t end = at + name.size();
-        const bool alone = (at == 0 || !IsWordByte(text[at - 1]) || !IsWordByte(name.front())) &&
-                           (end == text.size() || !IsWordByte(text[end]) || !IsWordByte(name.back()));
+        const bool alone = IsBoundary(text, at) && IsBoundary(text, end);
         if (alone)
             text.replace(at, name.size(), by);
         at += alone ? by.size() : 1;
@@ -132,8 +173,7 @@ std::string WithoutNames(std::string_view given) {
     std::string text(given);
     HiddenNames& hidden = Hidden();
     const std::lock_guard lock(hidden.mutex);
-    for (const auto& [name, by] : hidden.files)
-        ReplaceWord(text, name, by);
+    ReplaceNames(text, hidden.files);
     ReplacePaths(text, hidden);
     for (const auto& [name, by] : hidden.others)
         ReplaceWord(text, name, by);

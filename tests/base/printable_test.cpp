@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "base/private_text.h"
 #include "base/utf8.h"
 
 namespace lumato {
@@ -28,6 +29,25 @@ TEST(Printable, ShowsTextAndWritesOutTheRest) {
     };
     for (const auto& row : rows)
         EXPECT_EQ(Printable(row.bytes), row.shown);
+}
+
+TEST(PrivateText, LongerNamesGoFirstAndWordsStayWhole) {
+    for (const char* name : {"/x/anna b.jpg", "/x/b.jpg c", "/x/anna", "/x/ann"})
+        HideFileName(name);
+    const struct {
+        std::string_view text;
+        std::string_view shown;
+    } rows[] = {
+        {"", ""},
+        {"anna b.jpg: no picture", "file 1: no picture"},
+        {"/x/anna b.jpg: no picture", "file 1: no picture"},
+        {"anna b.jpg c", "file 1 c"},  // the longest, though another one lies across
+        {"an anna b.jpg cannot", "an file 1 cannot"},
+        {"joanna (anna), anna b.jpgs, _ann", "joanna (file 3), file 3 b.jpgs, _ann"},
+        {"ann anna ann", "file 4 file 3 file 4"},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(WithoutNames(row.text), row.shown);
 }
 
 TEST(Utf8, EveryCharacterComesBackAndNothingElseIsOne) {
