@@ -17,6 +17,7 @@
 #include "picture/make_room.h"
 #include "picture/picture_state.h"
 #include "picture/pose.h"
+#include "picture/row_bands.h"
 
 namespace lumato::picture {
 
@@ -45,9 +46,11 @@ void ReleaseSelection();
 // The posed edit picture inside the LCD rectangle as a bitmap file's pixels: blue, green, red, bottom row
 // first, without padding; black without an edit picture. Errors: TooLarge.
 [[nodiscard]] Result<std::vector<std::uint8_t>> RenderLcdBitmap(const store::Rect& rect);
-// The same of any picture, for any LCD. Touches no state; any thread that may read the picture.
+// The same of any picture, for any LCD. Touches no state; any thread that may read the picture. Errors: Gone,
+// too, when it is not wanted any more.
 [[nodiscard]] Result<std::vector<std::uint8_t>> RenderLcdBitmap(const store::Rect& rect, const MyImage* image,
-                                                                int lcdWidth, int lcdHeight);
+                                                                int lcdWidth, int lcdHeight,
+                                                                const IsWanted& isWanted = {});
 // The picture of a file, fitted to an LCD of that size, as RenderLcdBitmap() makes it after the selection of
 // the file; the picture is not held for it, but composed while it is imported. Touches no state; any thread.
 // Errors: those of the import; TooLarge.

@@ -92,10 +92,12 @@ Result<std::vector<std::uint8_t>> RenderLcdBitmap(const store::Rect& rect) {
 }
 
 Result<std::vector<std::uint8_t>> RenderLcdBitmap(const store::Rect& rect, const MyImage* image, int lcdWidth,
-                                                  int lcdHeight) {
+                                                  int lcdHeight, const IsWanted& isWanted) {
     LUMATO_TRY_VOID(CheckLcdSize(lcdWidth, lcdHeight));
     LcdSurface lcd(lcdWidth, lcdHeight);
-    DrawMyImage(lcd.Get(), rect.x, rect.y, rect.width, rect.height, image, false);
+    DrawMyImage(lcd.Get(), rect.x, rect.y, rect.width, rect.height, image, false, isWanted);
+    if (isWanted && !isWanted())
+        return Fail(ErrorKind::Gone, {});
     return lcd.BlueGreenRed();
 }
 

@@ -102,19 +102,19 @@ std::optional<PicturePlacement> PlacementOf(const Surface& surface, float x, flo
 }
 
 void DrawMyImage(const Surface& surface, float x, float y, float w, float h, const MyImage* image,
-                 bool inView) {
+                 bool inView, const IsWanted& isWanted) {
     if (image == nullptr || image->image == nullptr || !HasPixels(*image->image))
         return;
     const auto placement = PlacementOf(surface, x, y, w, h, *image, inView);
     if (!placement)
         return;
     if (placement->IsStraight() || placement->IsOnItsSide()) {
-        DrawStraight(surface, HeldPixels(*image->image), *placement);
+        DrawStraight(surface, HeldPixels(*image->image), *placement, isWanted);
     } else if (image->levels != nullptr) {
-        DrawTurned(surface, *image->levels, *placement);
+        DrawTurned(surface, *image->levels, *placement, isWanted);
     } else {
         PictureLevels levels(*image->image);
-        DrawTurned(surface, levels, *placement);
+        DrawTurned(surface, levels, *placement, isWanted);
     }
 }
 

@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "picture/picture_placement.h"
 
 namespace lumato::picture {
@@ -26,9 +28,12 @@ void PaintLines(AxesPainter& painter, const PixelView& picture, int begin, int e
                           picture.Stride());
 }
 
-void DrawStraight(const Surface& surface, const PixelView& picture, const PicturePlacement& placement) {
+void DrawStraight(const Surface& surface, const PixelView& picture, const PicturePlacement& placement,
+                  const IsWanted& isWanted) {
+    constexpr int kLinesAtOnce = 32;
     AxesPainter painter = StraightPainter(surface, picture.width, picture.height, placement);
-    PaintLines(painter, picture, 0, painter.Lines());
+    for (int line = 0; line < painter.Lines() && (!isWanted || isWanted()); line += kLinesAtOnce)
+        PaintLines(painter, picture, line, std::min(line + kLinesAtOnce, painter.Lines()));
 }
 
 }  // namespace lumato::picture

@@ -5,7 +5,6 @@
 #include "picture/picture_placement.h"
 #include "picture/pixel_coverage.h"
 #include "picture/resample_kernels.h"
-#include "picture/row_bands.h"
 
 namespace lumato::picture {
 namespace {
@@ -84,7 +83,8 @@ void BlendRow(const Surface& surface, int row, const PixelCoverage::RowPart& par
 
 }  // namespace
 
-void DrawTurned(const Surface& surface, PictureLevels& picture, const PicturePlacement& placement) {
+void DrawTurned(const Surface& surface, PictureLevels& picture, const PicturePlacement& placement,
+                const IsWanted& isWanted) {
     const double scaleU = std::hypot(placement.columnPerU, placement.rowPerU);
     const double scaleV = std::hypot(placement.columnPerV, placement.rowPerV);
     if (scaleU <= 0 || scaleV <= 0)
@@ -95,7 +95,7 @@ void DrawTurned(const Surface& surface, PictureLevels& picture, const PicturePla
     const BlockFilter filter(source, source.width / (scaleU * held.width),
                              source.height / (scaleV * held.height));
     const PixelCoverage coverage(placement, placement.width / 2, placement.height / 2);
-    DrawInBands(surface.height, [&](int begin, int end) {
+    const auto draw = [&](int begin, int end) {
         PixelBlockReader reader(source, filter);
         std::vector<std::uint8_t> colours(static_cast<std::size_t>(surface.width) * kChannels);
         for (int row = begin; row < end; ++row) {
@@ -109,7 +109,8 @@ void DrawTurned(const Surface& surface, PictureLevels& picture, const PicturePla
                                            static_cast<std::size_t>(part.end - part.begin));
             BlendRow(surface, row, part, coverage, colours.data());
         }
-    });
+    };
+    DrawInBands(surface.height, draw, isWanted);
 }
 
 }  // namespace lumato::picture

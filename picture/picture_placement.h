@@ -10,6 +10,7 @@
 #include "picture/my_image.h"
 #include "picture/picture_levels.h"
 #include "picture/pixel_view.h"
+#include "picture/row_bands.h"
 #include "picture/surface.h"
 
 namespace lumato::picture {
@@ -36,10 +37,12 @@ struct PicturePlacement {
 // For pictures that lie straight or on their side.
 [[nodiscard]] AxesPainter StraightPainter(const Surface& surface, int heldWidth, int heldHeight,
                                           const PicturePlacement& placement);
-void DrawStraight(const Surface& surface, const PixelView& picture, const PicturePlacement& placement);
+void DrawStraight(const Surface& surface, const PixelView& picture, const PicturePlacement& placement,
+                  const IsWanted& isWanted);
 
 // For any other angle.
-void DrawTurned(const Surface& surface, PictureLevels& picture, const PicturePlacement& placement);
+void DrawTurned(const Surface& surface, PictureLevels& picture, const PicturePlacement& placement,
+                const IsWanted& isWanted);
 
 // Some of the lines, out of a picture that is held.
 void PaintLines(AxesPainter& painter, const PixelView& picture, int begin, int end);

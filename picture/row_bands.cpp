@@ -16,21 +16,25 @@ constexpr int kBandRows = 32;    // fewer would cost more than they shorten the 
 
 // Who is free takes the next band: a new thread may be kept waiting for a processor for longer than a whole
 // drawing takes, and then finds nothing left.
-void DrawInBands(int rows, const std::function<void(int, int)>& draw) {
+void DrawInBands(int rows, const std::function<void(int, int)>& draw, const IsWanted& isWanted) {
     const int processors = static_cast<int>(std::min(std::thread::hardware_concurrency(), 64U));
     const int most = std::min({processors, kMostThreads, rows / (2 * kBandRows)});
     std::atomic<int> next = 0;
-    const auto drawBands = [&] {
-        for (int begin = next.fetch_add(kBandRows); begin < rows; begin = next.fetch_add(kBandRows))
-            draw(begin, std::min(begin + kBandRows, rows));
+    const auto drawBands = [&](const IsWanted& goOn) {
+        for (int begin = next.fetch_add(kBandRows); begin < rows; begin = next.fetch_add(kBandRows)) {
+            if (goOn && !goOn())
+                next = rows;  // for the others, too
+            else
+                draw(begin, std::min(begin + kBandRows, rows));
+        }
     };
     std::vector<std::thread> threads;
     try {
         for (int i = 1; i < most; ++i)
-            threads.emplace_back(drawBands);
+            threads.emplace_back(drawBands, IsWanted());
     } catch (const std::system_error&) {  // no thread to be had: fewer will do
     }
-    drawBands();
+    drawBands(isWanted);
     for (std::thread& thread : threads)
         thread.join();
 }

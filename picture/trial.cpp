@@ -11,14 +11,13 @@
 namespace lumato::picture {
 namespace {
 
-Result<Trial::Outcome> Try(const Trial& trial, const Trial::IsWanted& isWanted) {
+Result<Trial::Outcome> Try(const Trial& trial, const IsWanted& isWanted) {
     const auto forgotten = [&] { return isWanted && !isWanted(); };
     Trial::Outcome outcome;
     if (forgotten())
         return Fail(ErrorKind::Gone, {});
-    LUMATO_TRY(outcome.composed, RenderLcdBitmap(trial.rect, &trial.image, trial.lcdWidth, trial.lcdHeight));
-    if (forgotten())
-        return Fail(ErrorKind::Gone, {});
+    LUMATO_TRY(outcome.composed,
+               RenderLcdBitmap(trial.rect, &trial.image, trial.lcdWidth, trial.lcdHeight, isWanted));
     PixelEncoder encoder(outcome.composed, trial.lcdWidth, trial.lcdHeight, trial.yValue);
     outcome.quality = trial.plan.quality;
     const auto stream = trial.plan.shared ? encoder.Within(outcome.quality, kQualityStep, trial.plan.room)

@@ -6,7 +6,6 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -16,6 +15,7 @@
 #include "jpeg/decoder.h"
 #include "picture/encoding_plan.h"
 #include "picture/my_image.h"
+#include "picture/row_bands.h"
 #include "store/store_state.h"
 
 namespace lumato::picture {
@@ -35,8 +35,6 @@ struct Trial {
         int bytes = 0;  // of the stream
         int quality = 0;
     };
-    // Asked between its steps, from the same thread, whether anybody still waits for the outcome.
-    using IsWanted = std::function<bool()>;
     // Errors: of the composition, the encoder or the decoder; Gone when it is not wanted any more.
     [[nodiscard]] Result<Outcome> Run(const IsWanted& isWanted = {}) const;
 

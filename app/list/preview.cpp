@@ -30,6 +30,7 @@ Preview::Preview(QWidget* parent) : QFrame(parent) {
 }
 
 Preview::~Preview() {
+    ++m_request;  // what is under way gives up
     m_reader.Clear();
     m_reader.Wait();
 }
@@ -99,7 +100,7 @@ bool Preview::IsNews(const picture::Trial& trial) const {
     return !trial.ShowsTheSame(last) || (m_showsEdit && !(trial.plan == last.plan));
 }
 
-void Preview::Ask(const QString& name, std::function<StreamImage(const picture::Trial::IsWanted&)> make) {
+void Preview::Ask(const QString& name, std::function<StreamImage(const picture::IsWanted&)> make) {
     const int request = ++m_request;
     m_reader.Clear();
     m_reader.Start([this, request, name, make = std::move(make), room = Room()] {

@@ -62,7 +62,7 @@ class Preview : public QFrame {
     void TakeEditPicture();
     void Remember(const picture::Trial& trial);
     [[nodiscard]] bool IsNews(const picture::Trial& trial) const;
-    void Ask(const QString& name, std::function<StreamImage(const picture::Trial::IsWanted&)> make);
+    void Ask(const QString& name, std::function<StreamImage(const picture::IsWanted&)> make);
     void Take(const StreamImage& shown, const QImage& scaled, const QString& name);
     [[nodiscard]] QSize Room() const;  // in the screen's pixels
     void MyPreviewEventHandler(QPainter& painter);

@@ -47,7 +47,7 @@ StreamImage ReadStream(const ListedPicture& picture, Wanted wanted) {
     return shown;
 }
 
-StreamImage TryOut(const picture::Trial& trial, const picture::Trial::IsWanted& isWanted) {
+StreamImage TryOut(const picture::Trial& trial, const picture::IsWanted& isWanted) {
     StreamImage shown;
     shown.room = trial.plan.room;
     shown.shared = trial.plan.shared;

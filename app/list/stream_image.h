@@ -25,7 +25,7 @@ enum class Wanted { Image, BothImages };
 // The stream of a listed picture, at its own size.
 [[nodiscard]] StreamImage ReadStream(const ListedPicture& picture, Wanted wanted = Wanted::BothImages);
 // What adding the edit picture would give.
-[[nodiscard]] StreamImage TryOut(const picture::Trial& trial, const picture::Trial::IsWanted& isWanted);
+[[nodiscard]] StreamImage TryOut(const picture::Trial& trial, const picture::IsWanted& isWanted);
 
 // "34 KB".
 [[nodiscard]] QString SizeText(qint64 bytes);

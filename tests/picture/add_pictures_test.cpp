@@ -86,6 +86,7 @@ class AddPicturesTest : public testing::Test {
     // The preview of the edit picture shows what adding it gives; its quality.
     int AddAsTried() {
         const auto tried = TakeTrial(0)->Run();
+        EXPECT_EQ(TakeTrial(0)->Run([] { return false; }).error().kind, ErrorKind::Gone);
         const auto added = AddEditPicture();
         const auto stream = ReadPlainFile(store::StreamPath(added->name));
         EXPECT_EQ(std::pair(tried->quality, tried->bytes), std::pair(added->quality, added->bytes));

@@ -367,6 +367,20 @@ TEST(DrawMyImage, OddPosesDrawNothingOrStayInside) {
             EditView(Posed(info, rotate, scale, 3, 4));  // sanitizers judge
 }
 
+TEST(DrawMyImage, GivesUpWhatIsNoLongerWanted) {
+    const BitmapInfo info = Corners(80, 40);
+    for (const float rotate : {0.0F, 90.0F, 33.0F}) {
+        const MyImage image = Posed(info, rotate, 20);
+        Canvas canvas(580, 100, RowOrder::TopFirst);  // too few rows for more than one thread
+        int asked = 0;
+        DrawMyImage(canvas.surface, 0, 0, 580, 400, &image, true, [&] { return ++asked < 3; });
+        EXPECT_EQ(asked, 3);
+        const std::vector<std::uint8_t>& pixels = canvas.pixels;
+        EXPECT_GT(std::ranges::count(pixels, 255), 0) << rotate;
+        EXPECT_GT(std::ranges::count(pixels, 0), 580 * 30 * 4) << rotate;
+    }
+}
+
 // A picture that is odd everywhere, in poses that are drawn from its pixels and from its levels.
 std::vector<MyImage> ManyPoses(const BitmapInfo& info) {
     std::vector<MyImage> poses;
