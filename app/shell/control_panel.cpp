@@ -203,8 +203,8 @@ void ControlPanel::Post(std::function<void()> call) {
     m_calls.Post(std::move(call));
 }
 
-NoteOf ControlPanel::Subject() const {
-    return QThread::currentThread() == thread() ? m_subject : NoteOf::Work;
+bool ControlPanel::IsOfTask() const {
+    return QThread::currentThread() != thread();
 }
 
 // What is said of the work is the last word on everything.
@@ -218,8 +218,12 @@ ControlPanel::Said& ControlPanel::SaidOf(NoteOf subject) {
 }
 
 void ControlPanel::SetNotes(const Phrase& note) {
+    if (IsOfTask()) {
+        Say(&note, {});
+        return;
+    }
     Log("note: " + WithoutNames(note));
-    Post([this, subject = Subject(), note] {
+    Post([this, subject = m_subject, note] {
         if (subject == NoteOf::Work)
             ForgetNotes(NoteOf::Work);
         SaidOf(subject) = {note, {}};
@@ -230,18 +234,54 @@ void ControlPanel::SetNotes(const Phrase& note) {
 }
 
 void ControlPanel::SetNoteDetail(const Phrase& detail) {
+    if (IsOfTask()) {
+        Say(nullptr, detail);
+        return;
+    }
     if (!detail.empty())
         Log("note: " + WithoutNames(detail));
-    Post([this, subject = Subject(), detail] {
+    Post([this, subject = m_subject, detail] {
         SaidOf(subject).detail = detail;
         ShowNotes();
     });
 }
 
+// A task says more than can be shown, of 20,000 files that are no pictures for example: what was not yet
+// shown gives way, and the log is told once of what comes again and again.
+void ControlPanel::Say(const Phrase* note, const Phrase& detail) {
+    const std::string logged = WithoutNames(note != nullptr ? *note : detail);
+    const std::lock_guard lock(m_mutex);
+    if (!logged.empty() && std::exchange(note != nullptr ? m_logged : m_loggedDetail, logged) != logged)
+        Log("note: " + logged);
+    if (note != nullptr)
+        m_coming.note = *note;
+    m_coming.detail = detail;
+    if (!std::exchange(m_coming.isTold, true))
+        Post([this] { TakeComing(); });
+}
+
+void ControlPanel::TakeComing() {
+    Coming coming;
+    {
+        const std::lock_guard lock(m_mutex);
+        coming = std::exchange(m_coming, {});
+    }
+    if (coming.note) {
+        m_ofPicture.reset();
+        m_ofMoment.reset();
+        m_said.note = *std::move(coming.note);
+    }
+    m_said.detail = std::move(coming.detail);
+    ShowNotes();
+}
+
 void ControlPanel::ForgetNotes(NoteOf subject) {
     m_ofPicture.reset();
-    if (subject == NoteOf::Work)
+    if (subject == NoteOf::Work) {
         m_ofMoment.reset();
+        const std::lock_guard lock(m_mutex);
+        m_logged = m_loggedDetail = {};
+    }
     ShowNotes();
 }
 
@@ -263,6 +303,8 @@ QString ControlPanel::Note() const {
 }
 
 void ControlPanel::SetDownLoadPrcess(int percent) {
+    if (m_percent.exchange(percent) == percent && percent != 0)
+        return;  // as is said of every file
     Post([this, percent] {
         if (auto* bar = FindControlAs<TransferBar>(&m_window, kDownLoadProcessID))
             bar->ShowPercent(percent);
@@ -271,13 +313,13 @@ void ControlPanel::SetDownLoadPrcess(int percent) {
 
 // A batch can be faster than the window: what was not yet shown gives way.
 void ControlPanel::SetProgress(const store::Progress& progress) {
-    const std::lock_guard lock(m_progressMutex);
+    const std::lock_guard lock(m_mutex);
     if (std::exchange(m_progress, progress))
         return;
     Post([this] {
         std::optional<store::Progress> last;
         {
-            const std::lock_guard taking(m_progressMutex);
+            const std::lock_guard taking(m_mutex);
             last = std::exchange(m_progress, std::nullopt);
         }
         if (auto* bar = FindControlAs<TransferBar>(&m_window, kDownLoadProcessID); bar != nullptr && last)

@@ -9,9 +9,11 @@
 #include <QPointer>
 #include <QTimer>
 #include <QWidget>
+#include <atomic>
 #include <functional>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <utility>
 
 #include "app/parts/control_id.h"
@@ -88,7 +90,15 @@ class ControlPanel : public QObject, public store::StatusPort {
     struct Said {
         Phrase note, detail;
     };
-    [[nodiscard]] NoteOf Subject() const;
+    // Of a task, on its way to be shown: a note, perhaps, and a detail of it or of the one before.
+    struct Coming {
+        bool isTold = false;
+        std::optional<Phrase> note;
+        Phrase detail;
+    };
+    void Say(const Phrase* note, const Phrase& detail);
+    void TakeComing();
+    [[nodiscard]] bool IsOfTask() const;
     [[nodiscard]] Said& SaidOf(NoteOf subject);
     void ShowNotes();
     void SetPicNumInfo(const QString& text, bool isCurrent);
@@ -99,8 +109,11 @@ class ControlPanel : public QObject, public store::StatusPort {
 
     QMainWindow& m_window;
     SpokenNote* m_spoken;
-    std::mutex m_progressMutex;
-    std::optional<store::Progress> m_progress;  // guarded by it: on its way to the bar
+    std::mutex m_mutex;
+    std::optional<store::Progress> m_progress;  // guarded by it, as are the next ones: on its way to the bar
+    Coming m_coming;                            // what a task has to say
+    std::atomic<int> m_percent = 0;             // told last
+    std::string m_logged, m_loggedDetail;       // of what tasks said, since this work began
     MainThreadCalls m_calls;
     int m_quality = 0;  // of the next picture, about, where the frame shares its space out; 0: as it is set
     std::optional<int> m_room;  // for about so many more pictures; nothing: not known
