@@ -23,7 +23,8 @@ DiskBrowser::DiskBrowser(QWidget* parent) : QWidget(parent), m_reader(kFoldersAt
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(4);
     MakeBar();
-    FolderModel::ReadIcons(*this, ThumbnailDelegate::kIconSide);
+    // Between the first painting and the first folder.
+    QTimer::singleShot(0, this, [this] { FolderModel::ReadIcons(*this, ThumbnailDelegate::kIconSide); });
     m_area = new QScrollArea(this);
     layout->addWidget(m_area, 1);
     auto* content = new QWidget;

@@ -1,5 +1,6 @@
 #include "app/list/batch_report_dialog.h"
 
+#include <QAbstractTableModel>
 #include <QClipboard>
 #include <QDialogButtonBox>
 #include <QGuiApplication>
@@ -8,6 +9,7 @@
 #include <QLabel>
 #include <QPushButton>
 #include <QVBoxLayout>
+#include <utility>
 
 #include "app/parts/mnemonics.h"
 #include "app/parts/texts.h"
@@ -22,10 +24,53 @@ QString Count(const char* key, const char* text, std::size_t number) {
     return LocalizedWith(key, text, QString::number(number));
 }
 
+// Texts are made of what is looked at: there may be 20,000 files.
+class LeftOutModel : public QAbstractTableModel {
+  public:
+    LeftOutModel(BatchReportDialog::Report report, QObject* parent)
+        : QAbstractTableModel(parent), m_report(std::move(report)) {}
+
+    int rowCount(const QModelIndex& parent = {}) const override {
+        return parent.isValid() ? 0 : static_cast<int>(m_report->refused.size() + m_report->notTried.size());
+    }
+    int columnCount(const QModelIndex& parent = {}) const override { return parent.isValid() ? 0 : 2; }
+    QVariant headerData(int column, Qt::Orientation orientation, int role) const override {
+        if (orientation != Qt::Horizontal || role != Qt::DisplayRole)
+            return {};
+        return column == 0 ? Localized("BATCH_FILE", "File") : Localized("BATCH_REASON", "Reason");
+    }
+    QVariant data(const QModelIndex& index, int role) const override {
+        if (role != Qt::DisplayRole && role != Qt::ToolTipRole)
+            return {};
+        const auto row = static_cast<std::size_t>(index.row());
+        const std::size_t refused = m_report->refused.size();
+        if (index.column() == 0) {
+            const Path& file =
+                row < refused ? m_report->refused[row].file : m_report->notTried[row - refused];
+            return role == Qt::ToolTipRole ? FromPath(file) : ShownName(file);
+        }
+        return row < refused ? Reason(m_report->refused[row].reason.cause)
+                             : Localized("BATCH_WAS_NOT_TRIED", "not tried");
+    }
+
+  private:
+    // Most have the one of the row before.
+    [[nodiscard]] QString Reason(const Phrase& reason) const {
+        if (std::exchange(m_reason, reason) != reason)
+            m_shown = Localized(reason);
+        return m_shown;
+    }
+
+    const BatchReportDialog::Report m_report;
+    mutable Phrase m_reason;
+    mutable QString m_shown;  // of it
+};
+
 }  // namespace
 
-BatchReportDialog::BatchReportDialog(const picture::BatchReport& report, QWidget* parent)
-    : QDialog(parent), m_rows(new QTreeWidget(this)) {
+BatchReportDialog::BatchReportDialog(const Report& left, QWidget* parent)
+    : QDialog(parent), m_rows(new QTreeView(this)) {
+    const picture::BatchReport& report = *left;
     setAttribute(Qt::WA_DeleteOnClose);
     setWindowTitle(Localized("BATCH_TITLE", "Pictures that were left out"));
     auto* numbers = new QLabel(QStringList{Count("BATCH_ADDED", "{} added", report.added.size()),
@@ -38,12 +83,8 @@ BatchReportDialog::BatchReportDialog(const picture::BatchReport& report, QWidget
     m_rows->setAlternatingRowColors(true);
     m_rows->setSelectionMode(QAbstractItemView::ExtendedSelection);
     m_rows->setTextElideMode(Qt::ElideMiddle);
-    m_rows->setHeaderLabels({Localized("BATCH_FILE", "File"), Localized("BATCH_REASON", "Reason")});
+    m_rows->setModel(new LeftOutModel(left, this));
     m_rows->setAccessibleName(windowTitle());
-    for (const picture::BatchReport::Refused& refused : report.refused)
-        Add(refused.file, Localized(refused.reason.cause));
-    for (const Path& file : report.notTried)
-        Add(file, Localized("BATCH_WAS_NOT_TRIED", "not tried"));
     m_rows->header()->resizeSection(0, fontMetrics().averageCharWidth() * kLetters / 3);
     auto* buttons = new QDialogButtonBox(this);
     QPushButton* copy = buttons->addButton(Localized("BATCH_COPY", "Copy"), QDialogButtonBox::ActionRole);
@@ -67,19 +108,14 @@ BatchReportDialog::BatchReportDialog(const picture::BatchReport& report, QWidget
     GiveLetters(*this);
 }
 
-void BatchReportDialog::Add(const Path& file, const QString& reason) {
-    auto* row = new QTreeWidgetItem(m_rows, {ShownName(file), reason});
-    row->setToolTip(0, FromPath(file));
-    row->setToolTip(1, reason);
-}
-
 void BatchReportDialog::Copy() const {
-    const bool all = m_rows->selectedItems().isEmpty();
+    const QItemSelectionModel& selection = *m_rows->selectionModel();
+    const QAbstractItemModel& model = *m_rows->model();
     QStringList lines;
-    for (int row = 0; row < m_rows->topLevelItemCount(); ++row) {
-        const QTreeWidgetItem* item = m_rows->topLevelItem(row);
-        if (all || item->isSelected())
-            lines += item->text(0) + QLatin1Char('\t') + item->text(1);
+    for (int row = 0; row < model.rowCount(); ++row) {
+        if (!selection.hasSelection() || selection.isRowSelected(row))
+            lines += model.index(row, 0).data().toString() + QLatin1Char('\t') +
+                     model.index(row, 1).data().toString();
     }
     QGuiApplication::clipboard()->setText(lines.join(QLatin1Char('\n')));
 }

@@ -4,7 +4,8 @@
 #pragma once
 
 #include <QDialog>
-#include <QTreeWidget>
+#include <QTreeView>
+#include <memory>
 #include <vector>
 
 #include "picture/add_pictures.h"
@@ -15,7 +16,8 @@ class BatchReportDialog : public QDialog {
     Q_OBJECT
 
   public:
-    BatchReportDialog(const picture::BatchReport& report, QWidget* parent);
+    using Report = std::shared_ptr<const picture::BatchReport>;
+    BatchReportDialog(const Report& report, QWidget* parent);
 
   signals:
     // The files that were not tried shall be.
@@ -25,11 +27,10 @@ class BatchReportDialog : public QDialog {
     void keyPressEvent(QKeyEvent* event) override;
 
   private:
-    void Add(const Path& file, const QString& reason);
     // The selected rows, or all of them when none is.
     void Copy() const;
 
-    QTreeWidget* m_rows;
+    QTreeView* m_rows;
 };
 
 }  // namespace lumato::app

@@ -214,7 +214,7 @@ void MainWindow::AddFiles(std::vector<Path> files, const picture::Pose& pose, pi
     };
     RunTask(
         WindowState::AddingFiles, [this, add] { m_edits.Do(store::Edit::Kind::Add, add); },
-        [this, report, before = std::exchange(m_batchBefore, std::nullopt)] { TakeBatch(*report, before); });
+        [this, report, before = std::exchange(m_batchBefore, nullptr)] { TakeBatch(report, before); });
 }
 
 void MainWindow::StopWork() {
@@ -251,11 +251,12 @@ void MainWindow::ShowListChange() {
 }
 
 // Lots that were handed over in a row are one to the user.
-void MainWindow::TakeBatch(picture::BatchReport report, const std::optional<picture::BatchReport>& before) {
+void MainWindow::TakeBatch(const std::shared_ptr<picture::BatchReport>& taken, const Batch& before) {
+    picture::BatchReport& report = *taken;
     std::vector<Path> wanted = report.notTried;
     if (!report.couldLower.empty())
         wanted.insert(wanted.begin(), report.refused.back().file);
-    if (before && !(before->refused.empty() && before->notTried.empty())) {
+    if (before != nullptr && !(before->refused.empty() && before->notTried.empty())) {
         const auto join = [](auto& all, const auto& first) {
             all.insert(all.begin(), first.begin(), first.end());
         };
@@ -281,14 +282,12 @@ void MainWindow::TakeBatch(picture::BatchReport report, const std::optional<pict
         }
     }
     SelPicArrayRef.clear();
-    m_batchBefore = report;
-    m_leftOut.reset();
-    if (!report.refused.empty() || !report.notTried.empty())
-        m_leftOut = report;
+    m_batchBefore = taken;
+    m_leftOut = report.refused.empty() && report.notTried.empty() ? nullptr : taken;
     // Behind the note, which is shown in its turn.
     m_calls.Post([this] {
         m_leftOutNote = m_panel->Note();
-        findChild<QPushButton*>(QLatin1String(kBatchReportButton))->setVisible(m_leftOut.has_value());
+        findChild<QPushButton*>(QLatin1String(kBatchReportButton))->setVisible(m_leftOut != nullptr);
     });
     if (report.couldLower.empty())
         return;
@@ -301,9 +300,9 @@ void MainWindow::TakeBatch(picture::BatchReport report, const std::optional<pict
 }
 
 void MainWindow::ShowBatchReport() {
-    if (!m_leftOut)
+    if (m_leftOut == nullptr)
         return;
-    auto* dialog = new BatchReportDialog(*m_leftOut, this);
+    auto* dialog = new BatchReportDialog(m_leftOut, this);
     dialog->setProperty(kAboutFrame, true);
     connect(dialog, &BatchReportDialog::Retried, this,
             [this](const std::vector<Path>& files) { AddFiles(files); });

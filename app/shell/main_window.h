@@ -211,7 +211,8 @@ class MainWindow : public QMainWindow {
     void AskToAddEmpty();
     void AddAsPosed();
     void ShowBatchRoom(std::size_t pictures);
-    void TakeBatch(picture::BatchReport report, const std::optional<picture::BatchReport>& before);
+    using Batch = std::shared_ptr<const picture::BatchReport>;  // shared: it may tell of 20,000 files
+    void TakeBatch(const std::shared_ptr<picture::BatchReport>& taken, const Batch& before);
     void ShowBatchReport();
     static Phrase PriceOfList();
     void ShowPrice();
@@ -268,11 +269,11 @@ class MainWindow : public QMainWindow {
     };
     std::optional<Again> m_again;
     int m_againAsked = 0;  // counts what was asked for in the edit view: the last one is wanted
-    std::optional<picture::BatchReport> m_leftOut;      // by the last batch
-    std::optional<picture::BatchReport> m_batchBefore;  // with whose end the next one begins
-    QPointer<QMessageBox> m_roomQuestion;               // of a batch
-    std::vector<Path> m_roomWanted;                     // for these
-    QString m_leftOutNote;                              // with which it can be looked at
+    Batch m_leftOut;                       // by the last batch; null: nothing
+    Batch m_batchBefore;                   // with whose end the next one begins
+    QPointer<QMessageBox> m_roomQuestion;  // of a batch
+    std::vector<Path> m_roomWanted;        // for these
+    QString m_leftOutNote;                 // with which it can be looked at
     // What was asked of the list while a change of it went on.
     std::deque<PutOffStep> m_steps;
     bool m_addNext = false;  // Add was pressed for a picture that is still on its way

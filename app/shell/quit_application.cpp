@@ -1,6 +1,9 @@
 // The way out, and the messages of the help menu.
 #include <QCloseEvent>
 #include <QCoreApplication>
+#include <QDialogButtonBox>
+#include <QFormLayout>
+#include <QLabel>
 #include <QProcess>
 #include <QPushButton>
 #include <QSessionManager>
@@ -153,20 +156,23 @@ void MainWindow::CloseResource() {
     m_edits.Forget();
 }
 
+// In labels: a table in one would be laid out a dozen times before it is seen.
 void MainWindow::ShowShortcuts() {
-    QString text;
+    auto* dialog = new QDialog(this);
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->setWindowTitle(Localized("HELP_SHORTCUTS", "Keyboard Shortcuts"));
+    auto* rows = new QFormLayout(dialog);
     for (const MenuBuilder::Entry& entry : m_menus->Entries()) {
-        const QString keys = entry.action->shortcut().toString(QKeySequence::NativeText);
-        if (!keys.isEmpty())
-            text += QStringLiteral("<tr><td>%1</td><td>&nbsp;&nbsp;&nbsp;</td><td>%2</td></tr>")
-                        .arg(keys.toHtmlEscaped(), WithoutLetter(entry.action->text()).toHtmlEscaped());
+        if (const QString keys = entry.action->shortcut().toString(QKeySequence::NativeText); !keys.isEmpty())
+            rows->addRow(keys, new QLabel(WithoutLetter(entry.action->text())));
     }
-    text +=
-        QStringLiteral("<tr><td>←↑→↓</td><td></td><td>%1</td></tr>")
-            .arg(
-                Localized("SHORTCUT_ARROWS", "Move the visible part; ten pixels with Shift").toHtmlEscaped());
-    ShowMessage(Localized("HELP_SHORTCUTS", "Keyboard Shortcuts"),
-                QStringLiteral("<table>") + text + QStringLiteral("</table>"));
+    rows->addRow(QStringLiteral("←↑→↓"),
+                 new QLabel(Localized("SHORTCUT_ARROWS", "Move the visible part; ten pixels with Shift")));
+    auto* buttons = new QDialogButtonBox(dialog);
+    buttons->addButton(Localized("OK_BUTTON", "OK"), QDialogButtonBox::AcceptRole);
+    connect(buttons, &QDialogButtonBox::accepted, dialog, &QDialog::accept);
+    rows->addRow(buttons);
+    dialog->open();
 }
 
 void MainWindow::ShowAbout() {
