@@ -66,7 +66,8 @@ class FramesTest : public WindowFixture {
         return **bus.Plug(file);
     }
 
-    // By one that notes what it is asked, and refuses; then the command is said.
+    // One that notes what it is asked, and refuses: then the command is said. Once it agrees nothing is left
+    // to do.
     void PolkitIsAsked() {
         QTRY_VERIFY_WITH_TIMEOUT(m_window->findChild<QAction*>("permit")->isVisible(), kPatience);
         m_window->findChild<QAction*>("permit")->trigger();
@@ -75,6 +76,10 @@ class FramesTest : public WindowFixture {
         Question()->accept();
         const std::vector<std::uint8_t> asked = test::TakeBytes(m_folder->Get() / "asked");
         QVERIFY(std::string(asked.begin(), asked.end()).ends_with("lumatoctl permit\n"));
+        test::PutBytes(m_folder->Get() / "agreed", {});
+        m_window->findChild<QAction*>("permit")->trigger();
+        QTRY_VERIFY_WITH_TIMEOUT(!m_window->findChild<QAction*>("permit")->isVisible(), kPatience);
+        QVERIFY(Question() == nullptr);
     }
 
   private slots:
@@ -162,7 +167,8 @@ class FramesTest : public WindowFixture {
     }
 
     void whatCannotBeUsedIsExplained() {
-        const std::string script = "#!/bin/sh\necho \"$@\" > \"${0%/*}/asked\"\nexit 126\n";
+        const std::string script =
+            "#!/bin/sh\necho \"$@\" > \"${0%/*}/asked\"\n[ -e \"${0%/*}/agreed\" ] || exit 126\n";
         test::PutBytes(m_folder->Get() / "pkexec", {script.begin(), script.end()});
         std::filesystem::permissions(m_folder->Get() / "pkexec", std::filesystem::perms(0700));
         qputenv("PATH", QByteArray::fromStdString(m_folder->Get().string()) + ':' + qgetenv("PATH"));
