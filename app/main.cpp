@@ -82,6 +82,20 @@ Path PathGiven(const QString& argument) {
     return argument.toLatin1().toStdString();
 }
 
+// `why`: with a character for each byte, as the command line.
+[[noreturn]] void Refuse(const QString& why) {
+    std::fprintf(stderr, "lumato: %s\n", Printable(why.toLatin1().toStdString()).c_str());
+    std::exit(2);
+}
+
+double PaceOf(const QString& text) {
+    bool valid = false;
+    const double pace = text.toDouble(&valid);
+    if (!valid || !(pace > 0))
+        Refuse(QStringLiteral("--pace: a number above 0 is wanted"));
+    return pace;
+}
+
 // Ends the program where the command line makes no sense, or only asks. There need be no display for that.
 Options ParseArguments(int argc, char** argv) {
     const QCoreApplication application(argc, argv);
@@ -111,10 +125,8 @@ Options ParseArguments(int argc, char** argv) {
     QStringList arguments;
     std::transform(argv, argv + argc, std::back_inserter(arguments),
                    [](const char* given) { return QString::fromLatin1(given); });
-    if (!parser.parse(OwnArguments(arguments))) {
-        std::fprintf(stderr, "lumato: %s\n", Printable(parser.errorText().toLatin1().toStdString()).c_str());
-        std::exit(2);
-    }
+    if (!parser.parse(OwnArguments(arguments)))
+        Refuse(parser.errorText());
     if (parser.isSet(QStringLiteral("version")))
         parser.showVersion();
     if (parser.isSet(QStringLiteral("help")) || parser.isSet(QStringLiteral("help-all")))
@@ -129,18 +141,10 @@ Options ParseArguments(int argc, char** argv) {
     if (parser.isSet(frame))
         options.frame = PathGiven(parser.value(frame));
     options.action = parser.value(action);
-    if (parser.isSet(action) && !actions.contains(options.action)) {
-        std::fputs("lumato: --action: there is none of that name\n", stderr);
-        std::exit(2);
-    }
-    if (parser.isSet(pace)) {
-        bool valid = false;
-        options.window.pace = parser.value(pace).toDouble(&valid);
-        if (!valid || !(options.window.pace > 0)) {
-            std::fputs("lumato: --pace: a number above 0 is wanted\n", stderr);
-            std::exit(2);
-        }
-    }
+    if (parser.isSet(action) && !actions.contains(options.action))
+        Refuse(QStringLiteral("--action: there is none of that name"));
+    if (parser.isSet(pace))
+        options.window.pace = PaceOf(parser.value(pace));
     const QStringList files = parser.positionalArguments();
     for (const QString& file : files)
         options.window.files.push_back(std::filesystem::absolute(PathGiven(file)));
