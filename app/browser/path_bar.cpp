@@ -89,6 +89,7 @@ void PathBar::SetWay(const QStringList& names, const Path& folder) {
         button->setCursor(Qt::ArrowCursor);
         connect(button, &QToolButton::clicked, this, [this, step] { emit StepChosen(step); });
         m_stepsLayout->insertWidget(m_stepsLayout->count() - 1, button);
+        setTabOrder(m_buttons.empty() ? m_more : m_buttons.back(), button);  // as they stand
         m_buttons.push_back(button);
     }
     LayOut();

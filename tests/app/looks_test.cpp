@@ -291,6 +291,13 @@ class LooksTest : public WindowFixture {
         m_window->Browser().TakeFocus();
         QTest::keyClick(m_window->focusWidget(), Qt::Key_Tab);
         QCOMPARE(m_window->focusWidget(), &Find<QWidget>(myHIRectID));
+        m_window->Browser().OpenPath(Pictures());
+        WaitForFolder(Pictures());
+        m_window->Browser().TakeFocus();
+        for (const char* name : {"View", "pictures"}) {
+            QTest::keyClick(m_window->focusWidget(), Qt::Key_Backtab);
+            QCOMPARE(m_window->focusWidget()->accessibleName(), QString::fromLatin1(name));
+        }
     }
 
     void columnsAreNeverCut() {
