@@ -5,6 +5,7 @@
 #include <QKeyEvent>
 #include <QScreen>
 #include <QVBoxLayout>
+#include <algorithm>
 #include <utility>
 
 #include "app/parts/texts.h"
@@ -86,6 +87,8 @@ void PreviewWindow::Magnify(int times) {
                      static_cast<double>(middle.y()) / m_view->height());
     m_view->SetTimes(times);
     m_view->resize(m_view->sizeHint());
+    if (isVisible())
+        Grow();
     const QPoint there = QPointF(at.x() * m_view->width(), at.y() * m_view->height()).toPoint();
     m_area->ensureVisible(there.x(), there.y(), m_area->viewport()->width() / 2,
                           m_area->viewport()->height() / 2);
@@ -96,15 +99,24 @@ void PreviewWindow::Compare(bool unencoded) {
         ShowImage();
 }
 
-// As large as its picture, as far as the screen has room for that; later on as the user made it.
+// As large as its picture, as far as the screen has room for that; later on as the user made it, or larger.
 void PreviewWindow::showEvent(QShowEvent* event) {
     QDialog::showEvent(event);
     Take();
     if (m_preview.Shown().image.isNull() || std::exchange(m_sized, true))
         return;
+    resize(minimumSizeHint());
+    Grow();
+}
+
+void PreviewWindow::Grow() {
     const QSize others = sizeHint() - m_area->sizeHint();
     const QSize wanted = m_view->size() + others.expandedTo(QSize(0, 0)) + QSize(2, 2);
-    resize(wanted.expandedTo(minimumSizeHint()).boundedTo(screen()->availableSize() * kOfScreen / 10));
+    resize(size().expandedTo(wanted.boundedTo(screen()->availableSize() * kOfScreen / 10)));
+    const QRect room = screen()->availableGeometry();
+    const QRect now = frameGeometry();
+    move(std::max(std::min(now.x(), room.right() - now.width()), room.x()),
+         std::max(std::min(now.y(), room.bottom() - now.height()), room.y()));
 }
 
 void PreviewWindow::keyPressEvent(QKeyEvent* event) {

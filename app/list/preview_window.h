@@ -36,6 +36,7 @@ class PreviewWindow : public QDialog {
     void Take();
     void ShowImage();
     void Magnify(int times);
+    void Grow();
     void Compare(bool unencoded);
 
     const Preview& m_preview;

@@ -3,6 +3,7 @@
 #include <QGuiApplication>
 #include <QPushButton>
 #include <QScreen>
+#include <QScrollArea>
 #include <QSplitter>
 #include <fstream>
 
@@ -257,6 +258,8 @@ class WindowTest : public WindowFixture {
         QVERIFY(window != nullptr && window->isVisible());
         QTest::keyClick(window, Qt::Key_3);
         QCOMPARE(window->View().Magnification(), 300);
+        const auto* area = window->findChild<QScrollArea*>();  // with room for all of it
+        QTRY_VERIFY_WITH_TIMEOUT(area->viewport()->rect().contains(QRect({}, QSize(384, 384))), kPatience);
         QTest::keyPress(window, Qt::Key_C);
         QVERIFY(window->View().Shown() == shown.unencoded);
         QTest::keyRelease(window, Qt::Key_C);
