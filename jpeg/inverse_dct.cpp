@@ -26,7 +26,8 @@ constexpr int MultiplyRounded(int x, int constant) {
     return (x * constant + 32) >> 6;
 }
 
-// What the last step of the butterfly adds and subtracts.
+// What the last step of the butterfly adds and subtracts. The last of them is subtracted first: the lowest
+// value of 16 bits has no opposite.
 struct Halves {
     int even0, even1, even2, even3;
     int odd0, odd1, odd2, odd3;
@@ -53,7 +54,7 @@ template <int Inputs, std::size_t Step>
     const int tmp6 = odd12 - tmp7;
     const int tmp5 = odd11 - tmp6;
     const int tmp4 = odd10 + tmp5;
-    return {even10 + even13, even11 + even12, even11 - even12, even10 - even13, tmp7, tmp6, tmp5, -tmp4};
+    return {even10 + even13, even11 + even12, even11 - even12, even10 - even13, tmp7, tmp6, tmp5, tmp4};
 }
 
 // What is 0 behind the first `Rows` rows is left out. The results are stored in 16 bits.
@@ -67,8 +68,8 @@ void ColumnPass(const Int16* block, std::size_t columns, Int16* workspace) {
         workspace[6 * 8] = static_cast<Int16>(w.even1 - w.odd1);
         workspace[2 * 8] = static_cast<Int16>(w.even2 + w.odd2);
         workspace[5 * 8] = static_cast<Int16>(w.even2 - w.odd2);
-        workspace[3 * 8] = static_cast<Int16>(w.even3 + w.odd3);
-        workspace[4 * 8] = static_cast<Int16>(w.even3 - w.odd3);
+        workspace[3 * 8] = static_cast<Int16>(w.even3 - w.odd3);
+        workspace[4 * 8] = static_cast<Int16>(w.even3 + w.odd3);
     }
 }
 
@@ -83,8 +84,8 @@ template <int Columns, class Store>
     store(6, sampleOf(Wrap(s.even1) - Wrap(s.odd1)));
     store(2, sampleOf(Wrap(s.even2) + Wrap(s.odd2)));
     store(5, sampleOf(Wrap(s.even2) - Wrap(s.odd2)));
-    store(3, sampleOf(Wrap(s.even3) + Wrap(s.odd3)));
-    store(4, sampleOf(Wrap(s.even3) - Wrap(s.odd3)));
+    store(3, sampleOf(Wrap(s.even3) - Wrap(s.odd3)));
+    store(4, sampleOf(Wrap(s.even3) + Wrap(s.odd3)));
 }
 
 // A row some of whose samples have to be bounded.
