@@ -5,6 +5,7 @@
 
 #include "base/diagnostics.h"
 #include "fuzz/targets.h"
+#include "tests/support/seed.h"
 
 namespace lumato::fuzz {
 namespace {
@@ -28,7 +29,7 @@ Bytes Varied(Bytes input, std::mt19937& random) {
 }
 
 TEST_P(Replay, SeedsAndTheirVariations) {
-    std::mt19937 random(1);
+    std::mt19937 random(test::Seed(1));
     for (const Bytes& seed : GetParam().seeds()) {
         GetParam().run(seed);
         for (int i = 0; i < 20; ++i)

@@ -55,6 +55,13 @@ def streams(count, size=(48, 32), make=wave):
     return [stream_codec.encode(make(*size, n), *size, 90, 4) for n in range(1, count + 1)]
 
 
+def seed(usual):
+    """Where a randomised test begins: with the number in LUMATO_SEED, or its own. It is printed, to be led again."""
+    chosen = int(os.environ.get("LUMATO_SEED", usual))
+    print("LUMATO_SEED=%d" % chosen)
+    return chosen
+
+
 def take_option(name):
     """Whether `name` stands in the command line, which is without it afterwards."""
     found = name in sys.argv
