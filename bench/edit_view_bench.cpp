@@ -88,7 +88,7 @@ void MeasureRefining(const char* what, app::EditView& view) {
 
 // As a hand moves the picture: a step every 16 ms, and each is drawn and looked at on its way.
 void MeasurePreview(const char* what, const std::function<void(int)>& pose, app::EditView& view) {
-    constexpr int kMoves = 30, kStepsEach = 5;
+    constexpr int kMoves = 60, kStepsEach = 5;
     app::Preview preview;
     preview.resize(300, 180);
     preview.show();
@@ -108,7 +108,7 @@ void MeasurePreview(const char* what, const std::function<void(int)>& pose, app:
         // What comes until this has been asked for is of earlier steps.
         QCoreApplication::processEvents();
         while (shown.isEmpty())
-            QCoreApplication::processEvents();
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);  // who waits takes no processor
         preview.repaint();
         times.push_back(WallMilliseconds() - last);
         QTest::qWait(200);

@@ -6,6 +6,7 @@
 #include <ctime>
 #include <map>
 
+#include "app/parts/app_state.h"
 #include "app/parts/detail_label.h"
 #include "picture/picture_state.h"
 #include "text/localized.h"
@@ -100,9 +101,10 @@ void WindowFixture::Attach() {
     WaitForPanel();
 }
 
+// Work of a moment leaves the panel enabled.
 void WindowFixture::WaitForPanel() {
-    QTRY_VERIFY2_WITH_TIMEOUT(m_window->Panel().IsEnabled(), qPrintable(Text(kNotesID) + u' ' + Detail()),
-                              kPatience);
+    QTRY_VERIFY2_WITH_TIMEOUT(m_window->Panel().IsEnabled() && MainThreadOwns(),
+                              qPrintable(Text(kNotesID) + u' ' + Detail()), kPatience);
 }
 
 void WindowFixture::WaitForNote(const char* note) {
