@@ -9,24 +9,29 @@ namespace lumato::app {
 namespace {
 
 constexpr int kDark = 96;           // of 255: a window's lightness
+constexpr int kSeen = 40;           // likewise: so much lighter is seen
 constexpr double kEdge = 0.4;       // of the way from the window's colour to that of its words
 constexpr int kStyleDarkens = 140;  // per cent, from the window's colour to its edges
 constexpr int kBetween = 4;         // pixels, from a symbol to its words
 
-bool IsDark(const QStyleOption& option) {
-    return option.palette.color(QPalette::Window).lightness() < kDark;
+bool IsDark(const QPalette& palette) {
+    return palette.color(QPalette::Window).lightness() < kDark;
+}
+
+// Seen on the window, and not as strong as its words.
+QColor Between(const QPalette& palette) {
+    const QColor window = palette.color(QPalette::Active, QPalette::Window);
+    const QColor words = palette.color(QPalette::Active, QPalette::WindowText);
+    const auto mixed = [](int from, int to) { return static_cast<int>(from + kEdge * (to - from)); };
+    return {mixed(window.red(), words.red()), mixed(window.green(), words.green()),
+            mixed(window.blue(), words.blue())};
 }
 
 // The style makes the edges from the window's colour.
 template <class Option>
 Option WithEdges(const Option& option) {
-    const QColor window = option.palette.color(QPalette::Window);
-    const QColor words = option.palette.color(QPalette::WindowText);
-    const auto mixed = [](int from, int to) { return static_cast<int>(from + kEdge * (to - from)); };
-    const QColor edge(mixed(window.red(), words.red()), mixed(window.green(), words.green()),
-                      mixed(window.blue(), words.blue()));
     Option seen(option);
-    seen.palette.setColor(QPalette::Window, edge.lighter(kStyleDarkens));
+    seen.palette.setColor(QPalette::Window, Between(option.palette).lighter(kStyleDarkens));
     return seen;
 }
 
@@ -37,15 +42,27 @@ void FusionStyle::Install() {
         QApplication::setStyle(new FusionStyle);
 }
 
+// What is disabled has the colour of the window on some dark desktops.
+void FusionStyle::polish(QPalette& palette) {
+    const int window = palette.color(QPalette::Window).lightness();
+    if (!IsDark(palette) ||
+        palette.color(QPalette::Disabled, QPalette::WindowText).lightness() > window + kSeen)
+        return;
+    for (const QPalette::ColorRole role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText})
+        palette.setColor(QPalette::Disabled, role, Between(palette));
+}
+
 void FusionStyle::drawPrimitive(PrimitiveElement element, const QStyleOption* option, QPainter* painter,
                                 const QWidget* widget) const {
     const auto* button = qstyleoption_cast<const QStyleOptionButton*>(option);
     const auto* frame = qstyleoption_cast<const QStyleOptionFrame*>(option);
-    if (button != nullptr && IsDark(*option) &&
-        (element == PE_IndicatorCheckBox || element == PE_IndicatorRadioButton)) {
+    if (button != nullptr && IsDark(option->palette) &&
+        (element == PE_IndicatorCheckBox || element == PE_IndicatorRadioButton ||
+         element == PE_PanelButtonCommand)) {
         const QStyleOptionButton seen = WithEdges(*button);
         QProxyStyle::drawPrimitive(element, &seen, painter, widget);
-    } else if (frame != nullptr && IsDark(*option) && (element == PE_Frame || element == PE_FrameLineEdit)) {
+    } else if (frame != nullptr && IsDark(option->palette) &&
+               (element == PE_Frame || element == PE_FrameLineEdit)) {
         const QStyleOptionFrame seen = WithEdges(*frame);
         QProxyStyle::drawPrimitive(element, &seen, painter, widget);
     } else {
@@ -56,7 +73,7 @@ void FusionStyle::drawPrimitive(PrimitiveElement element, const QStyleOption* op
 void FusionStyle::drawComplexControl(ComplexControl control, const QStyleOptionComplex* option,
                                      QPainter* painter, const QWidget* widget) const {
     const auto* box = qstyleoption_cast<const QStyleOptionSpinBox*>(option);
-    if (box != nullptr && control == CC_SpinBox && IsDark(*option)) {
+    if (box != nullptr && control == CC_SpinBox && IsDark(option->palette)) {
         const QStyleOptionSpinBox seen = WithEdges(*box);
         QProxyStyle::drawComplexControl(control, &seen, painter, widget);
     } else {

@@ -18,6 +18,8 @@ class FusionStyle : public QProxyStyle {
     // For the whole program, unless the desktop has another style.
     static void Install();
 
+    using QProxyStyle::polish;
+    void polish(QPalette& palette) override;
     void drawPrimitive(PrimitiveElement element, const QStyleOption* option, QPainter* painter,
                        const QWidget* widget) const override;
     void drawComplexControl(ComplexControl control, const QStyleOptionComplex* option, QPainter* painter,

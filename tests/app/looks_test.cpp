@@ -249,6 +249,9 @@ class LooksTest : public WindowFixture {
             return most;
         };
         QVERIFY(brightest(box.grab().toImage()) > 80);
+        black.setColor(QPalette::Disabled, QPalette::WindowText, Qt::black);
+        style.polish(black);
+        QVERIFY(black.color(QPalette::Disabled, QPalette::WindowText).lightness() > 80);
 
         QPushButton button(Symbol("add"), QStringLiteral("Add"));
         button.setStyle(&style);
