@@ -43,7 +43,7 @@ tl::expected<vframe::UsbServerOptions, Error> OptionsFor(const Arguments& argume
     options.connect = arguments.serve.connect;
     options.control = arguments.serve.control;
     if (arguments.trace) {
-        LUMATO_TRY(options.trace, vframe::TraceLog::Create(*arguments.trace));
+        LUMATO_TRY(options.trace, platform::TraceLog::Create(*arguments.trace));
     }
     return options;
 }
@@ -55,7 +55,7 @@ int RunFrameServe(const Arguments& arguments, const Output& output) {
     tl::expected<vframe::UsbServerOptions, Error> options = OptionsFor(arguments);
     if (!options)
         return output.Failed(kRefused, options.error().message);
-    const std::shared_ptr<vframe::TraceLog> trace = options->trace;
+    const std::shared_ptr<platform::TraceLog> trace = options->trace;
     Result<std::unique_ptr<vframe::UsbServer>> server = vframe::UsbServer::Create(std::move(*options));
     if (!server) {
         const ErrorKind kind = server.error().kind;

@@ -70,7 +70,7 @@ tl::expected<std::unique_ptr<Look>, Failure> Look::Search(const Arguments& argum
         return tl::unexpected<Failure>(isVirtual.error());
     std::unique_ptr<Look> look(new Look(arguments));
     if (arguments.trace) {
-        auto log = vframe::TraceLog::Create(*arguments.trace);
+        auto log = platform::TraceLog::Create(*arguments.trace);
         if (!log)
             return NotThere(kRefused, log.error().message);
         look->m_trace = std::move(*log);
@@ -114,7 +114,7 @@ tl::expected<std::unique_ptr<Look>, Failure> Look::OpenOne(const Arguments& argu
 tl::expected<void, Failure> Look::Start(platform::Bus& bus) {
     platform::Bus* started = &bus;
     if (m_trace != nullptr) {
-        m_wrappers.push_back(std::make_unique<vframe::TracedBus>(bus, m_trace));
+        m_wrappers.push_back(std::make_unique<platform::TracedBus>(bus, m_trace));
         started = m_wrappers.back().get();
     }
     if (const Result<void> done = started->Start(*this); !done)

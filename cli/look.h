@@ -17,7 +17,7 @@
 #include "device/comm_usb.h"
 #include "platform/bus.h"
 #include "platform/linux/usb_bus.h"
-#include "vframe/trace.h"
+#include "platform/trace.h"
 #include "vframe/virtual_bus.h"
 
 namespace lumato::cli {
@@ -63,7 +63,7 @@ class Look : private platform::BusListener {
     void ServiceDisappeared(platform::BusService& service) override;
 
     TerminalStatus m_status;
-    std::shared_ptr<vframe::TraceLog> m_trace;
+    std::shared_ptr<platform::TraceLog> m_trace;
     std::unique_ptr<platform::UsbBus> m_usbBus;
     std::unique_ptr<vframe::VirtualBus> m_virtualBus;
     std::vector<std::unique_ptr<platform::Bus>> m_wrappers;  // around the two

@@ -99,11 +99,11 @@ tl::expected<void, Failure> Session::FindBus(const Arguments& arguments) {
     services.bus = &Bus();
     if (!arguments.trace)
         return {};
-    Result<std::shared_ptr<vframe::TraceLog>> log = vframe::TraceLog::Create(*arguments.trace);
+    Result<std::shared_ptr<platform::TraceLog>> log = platform::TraceLog::Create(*arguments.trace);
     if (!log)
         return Fail(kRefused, log.error().message);
     m_traceLog = std::move(*log);
-    m_tracedBus = std::make_unique<vframe::TracedBus>(Bus(), m_traceLog);
+    m_tracedBus = std::make_unique<platform::TracedBus>(Bus(), m_traceLog);
     services.bus = m_tracedBus.get();
     return {};
 }

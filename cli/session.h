@@ -22,8 +22,8 @@
 #include "platform/linux/mounted_volumes.h"
 #include "platform/linux/system_clock.h"
 #include "platform/linux/usb_bus.h"
+#include "platform/trace.h"
 #include "store/store.h"
-#include "vframe/trace.h"
 #include "vframe/virtual_bus.h"
 
 namespace lumato::cli {
@@ -88,8 +88,8 @@ class Session {
     std::unique_ptr<platform::UsbBus> m_usbBus;
     std::unique_ptr<OneDeviceBus> m_oneDeviceBus;  // of the node that was asked for
     platform::MountedVolumes m_volumes;
-    std::shared_ptr<vframe::TraceLog> m_traceLog;
-    std::unique_ptr<vframe::TracedBus> m_tracedBus;
+    std::shared_ptr<platform::TraceLog> m_traceLog;
+    std::unique_ptr<platform::TracedBus> m_tracedBus;
     LinkNotes m_linkNotes;
     std::unique_ptr<device::CCommUSB> m_link;
 };

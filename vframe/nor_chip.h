@@ -14,7 +14,6 @@
 namespace lumato::vframe {
 
 // Bits of the status register.
-inline constexpr std::uint8_t kStatusBusy = 0x01;             // WIP
 inline constexpr std::uint8_t kStatusWriteEnabled = 0x02;     // WEL
 inline constexpr std::uint8_t kStatusBlockProtection = 0x1C;  // BP0 to BP2
 inline constexpr std::uint8_t kStatusRegisterLock = 0x80;     // SRWD; the chip's WP pin is not wired to it

@@ -64,11 +64,12 @@ class Borrowed : public platform::ScsiDevice {
     PluggedFrame& m_frame;
 };
 
-std::unique_ptr<platform::ScsiDevice> Traced(PluggedFrame& frame, const std::shared_ptr<TraceLog>& log) {
+std::unique_ptr<platform::ScsiDevice> Traced(PluggedFrame& frame,
+                                             const std::shared_ptr<platform::TraceLog>& log) {
     auto borrowed = std::make_unique<Borrowed>(frame);
     if (log == nullptr)
         return borrowed;
-    return std::make_unique<TracedDevice>(std::move(borrowed), log);
+    return std::make_unique<platform::TracedDevice>(std::move(borrowed), log);
 }
 
 }  // namespace

@@ -15,8 +15,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/trace.h"
 #include "vframe/plugged_frame.h"
-#include "vframe/trace.h"
 #include "vframe/usb_redirection.h"
 
 namespace lumato::vframe {
@@ -27,7 +27,8 @@ struct UsbServerOptions {
     Path socket;
     bool connect = false;  // false: listens on the socket; true: connects to one that somebody listens on
     std::optional<Path> control = {};
-    std::shared_ptr<TraceLog> trace = {};  // of everything that the frame is sent, the kernel's commands too
+    std::shared_ptr<platform::TraceLog> trace =
+        {};  // of everything that the frame is sent, the kernel's commands too
 };
 
 class UsbServer {

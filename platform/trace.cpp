@@ -1,4 +1,4 @@
-#include "vframe/trace.h"
+#include "platform/trace.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -7,12 +7,8 @@
 
 #include "base/printable.h"
 
-namespace lumato::vframe {
+namespace lumato::platform {
 namespace {
-
-using platform::Direction;
-using platform::ScsiOutcome;
-using platform::ScsiRequest;
 
 const char* Name(Direction direction) {
     switch (direction) {
@@ -71,7 +67,7 @@ void TraceLog::Write(const ScsiRequest& request, const ScsiOutcome& outcome) {
         m_whole = Fail(KindOfErrno(errno, true), Printable(m_name) + ": " + SystemMessage(errno));
 }
 
-TracedDevice::TracedDevice(std::unique_ptr<platform::ScsiDevice> device, std::shared_ptr<TraceLog> log)
+TracedDevice::TracedDevice(std::unique_ptr<ScsiDevice> device, std::shared_ptr<TraceLog> log)
     : m_device(std::move(device)), m_log(std::move(log)) {}
 
 ScsiOutcome TracedDevice::Execute(const ScsiRequest& request) {
@@ -80,9 +76,9 @@ ScsiOutcome TracedDevice::Execute(const ScsiRequest& request) {
     return outcome;
 }
 
-class TracedBus::Service : public platform::BusService {
+class TracedBus::Service : public BusService {
   public:
-    Service(platform::BusService& service, std::shared_ptr<TraceLog> log)
+    Service(BusService& service, std::shared_ptr<TraceLog> log)
         : m_service(&service),
           m_name(service.Name()),
           m_individual(service.Individual()),
@@ -90,38 +86,38 @@ class TracedBus::Service : public platform::BusService {
 
     [[nodiscard]] std::string Name() const override { return m_name; }
     [[nodiscard]] std::string Individual() const override { return m_individual; }
-    [[nodiscard]] Result<std::unique_ptr<platform::ScsiDevice>> Open() override {
+    [[nodiscard]] Result<std::unique_ptr<ScsiDevice>> Open() override {
         if (m_service == nullptr)
             return Fail(ErrorKind::Gone, Printable(m_name) + ": detached");
         LUMATO_TRY(auto device, m_service->Open());
         return std::make_unique<TracedDevice>(std::move(device), m_log);
     }
 
-    [[nodiscard]] bool Stands(const platform::BusService& service) const { return m_service == &service; }
+    [[nodiscard]] bool Stands(const BusService& service) const { return m_service == &service; }
     void Retire() { m_service = nullptr; }
 
   private:
-    platform::BusService* m_service;  // null once it is gone
+    BusService* m_service;  // null once it is gone
     std::string m_name;
     std::string m_individual;
     std::shared_ptr<TraceLog> m_log;
 };
 
-TracedBus::TracedBus(platform::Bus& bus, std::shared_ptr<TraceLog> log) : m_bus(bus), m_log(std::move(log)) {}
+TracedBus::TracedBus(Bus& bus, std::shared_ptr<TraceLog> log) : m_bus(bus), m_log(std::move(log)) {}
 
 TracedBus::~TracedBus() = default;
 
-Result<void> TracedBus::Start(platform::BusListener& listener) {
+Result<void> TracedBus::Start(BusListener& listener) {
     m_listener = &listener;
     return m_bus.Start(*this);
 }
 
-void TracedBus::ServiceAppeared(platform::BusService& service) {
+void TracedBus::ServiceAppeared(BusService& service) {
     m_services.push_back(std::make_unique<Service>(service, m_log));
     m_listener->ServiceAppeared(*m_services.back());
 }
 
-void TracedBus::ServiceDisappeared(platform::BusService& service) {
+void TracedBus::ServiceDisappeared(BusService& service) {
     const auto found = std::find_if(m_services.begin(), m_services.end(),
                                     [&](const auto& traced) { return traced->Stands(service); });
     if (found == m_services.end())
@@ -131,4 +127,4 @@ void TracedBus::ServiceDisappeared(platform::BusService& service) {
     m_listener->ServiceDisappeared(traced);
 }
 
-}  // namespace lumato::vframe
+}  // namespace lumato::platform

@@ -14,7 +14,7 @@
 #include "platform/bus.h"
 #include "platform/scsi.h"
 
-namespace lumato::vframe {
+namespace lumato::platform {
 
 // The file that the lines go to. Callable from any thread.
 class TraceLog {
@@ -29,7 +29,7 @@ class TraceLog {
     // Whether every line so far has been written; the first error otherwise.
     [[nodiscard]] Result<void> Whole();
 
-    void Write(const platform::ScsiRequest& request, const platform::ScsiOutcome& outcome);
+    void Write(const ScsiRequest& request, const ScsiOutcome& outcome);
 
   private:
     TraceLog(std::FILE* file, std::string name);
@@ -40,38 +40,38 @@ class TraceLog {
     Result<void> m_whole;
 };
 
-class TracedDevice : public platform::ScsiDevice {
+class TracedDevice : public ScsiDevice {
   public:
-    TracedDevice(std::unique_ptr<platform::ScsiDevice> device, std::shared_ptr<TraceLog> log);
+    TracedDevice(std::unique_ptr<ScsiDevice> device, std::shared_ptr<TraceLog> log);
 
-    [[nodiscard]] platform::ScsiOutcome Execute(const platform::ScsiRequest& request) override;
+    [[nodiscard]] ScsiOutcome Execute(const ScsiRequest& request) override;
     [[nodiscard]] bool IsGone() const override { return m_device->IsGone(); }
     [[nodiscard]] bool WantsIdentityConfirmed() const override { return m_device->WantsIdentityConfirmed(); }
 
   private:
-    std::unique_ptr<platform::ScsiDevice> m_device;
+    std::unique_ptr<ScsiDevice> m_device;
     std::shared_ptr<TraceLog> m_log;
 };
 
 // A bus whose devices are all traced. Main thread only, as every bus.
-class TracedBus : public platform::Bus, private platform::BusListener {
+class TracedBus : public Bus, private BusListener {
   public:
     // Requires: the bus outlives this object.
-    TracedBus(platform::Bus& bus, std::shared_ptr<TraceLog> log);
+    TracedBus(Bus& bus, std::shared_ptr<TraceLog> log);
     ~TracedBus() override;
 
-    [[nodiscard]] Result<void> Start(platform::BusListener& listener) override;
+    [[nodiscard]] Result<void> Start(BusListener& listener) override;
 
   private:
     class Service;
 
-    void ServiceAppeared(platform::BusService& service) override;
-    void ServiceDisappeared(platform::BusService& service) override;
+    void ServiceAppeared(BusService& service) override;
+    void ServiceDisappeared(BusService& service) override;
 
-    platform::Bus& m_bus;
+    Bus& m_bus;
     std::shared_ptr<TraceLog> m_log;
-    platform::BusListener* m_listener = nullptr;
+    BusListener* m_listener = nullptr;
     std::vector<std::unique_ptr<Service>> m_services;  // kept to the end, as a listener may hold on to one
 };
 
-}  // namespace lumato::vframe
+}  // namespace lumato::platform
