@@ -135,7 +135,10 @@ void AddFrameCommands(CLI::App& app, Arguments& arguments) {
     AddPosition(move, "TO", arguments.newPosition, "the position that it gets");
     AddDownloading(move, arguments);
     AddExamples(move, kMoveExamples);
+}
 
+// Of all pictures as they are.
+void AddCareCommands(CLI::App& app, Arguments& arguments) {
     CLI::App* check = AddCommand(&app, arguments, Command::Check, "check",
                                  "read every picture back; exit status 1 if one is damaged");
     AddFlag(check, "--mend", arguments.mend,
@@ -203,7 +206,10 @@ void AddFileCommands(CLI::App& app, Arguments& arguments) {
     AddInput(decode, "STREAM", arguments, "the stream file");
     AddOutput(decode, "BITMAP", arguments, "the bitmap file to write");
     AddSize(decode, "--size", arguments, "the size it must have (default: any)");
+}
 
+// When something is not as it should be.
+void AddHelpfulCommands(CLI::App& app, Arguments& arguments) {
     CLI::App* recover = AddCommand(
         &app, arguments, Command::Recover, "recover",
         "pictures of downloads that broke off and of additions that wait, as files; no frame needed");
@@ -281,8 +287,10 @@ void DefineCommandLine(CLI::App& app, Arguments& arguments) {
         "The options of `lumatoctl --help` (--frame, --home, --json ...) go with it, before or after.");
     AddGeneralOptions(app, arguments);
     AddFrameCommands(app, arguments);
+    AddCareCommands(app, arguments);
     AddFlashCommands(app, arguments);
     AddFileCommands(app, arguments);
+    AddHelpfulCommands(app, arguments);
     AddVirtualFrameCommands(app, arguments);
     app.footer(kGeneralFooter);  // the commands have taken over the other one
 }
