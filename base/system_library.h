@@ -7,6 +7,8 @@
 //     };
 //
 // The package names such libraries itself (packaging/CMakeLists.txt): the linker does not know of them.
+//
+// Loaded on one thread; what is looked up may be called from any that the library allows.
 #pragma once
 
 #include <string>

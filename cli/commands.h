@@ -1,4 +1,4 @@
-// The commands, one file each. Every function does its whole job and returns the exit status.
+// The commands, one file each. Every function does its whole job and returns the exit status. Main thread.
 #pragma once
 
 #include "cli/arguments.h"

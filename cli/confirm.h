@@ -1,4 +1,4 @@
-// A person at a terminal is asked once more; a script has said what it wants.
+// A person at a terminal is asked once more; a script has said what it wants. Main thread.
 #pragma once
 
 #include <string>

@@ -1,4 +1,5 @@
-// What attaches and detaches: the buses on which frames appear.
+// What attaches and detaches: the buses on which frames appear. Main thread only; devices go where they are
+// used.
 #pragma once
 
 #include <memory>

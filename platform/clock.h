@@ -1,4 +1,6 @@
 // The local wall clock and what the system's time zone says at this moment.
+//
+// Callable from any thread.
 #pragma once
 
 namespace lumato::platform {

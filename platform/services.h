@@ -1,4 +1,6 @@
 // The operating system as the program is given it at start: the real one, or stand-ins.
+//
+// Set on the main thread before there are others; then read from any.
 #pragma once
 
 #include "platform/bus.h"

@@ -1,5 +1,7 @@
 // Mounted volumes: the frame's own is recognised by a file in its root and must be unmounted before the frame
 // is driven.
+//
+// Callable from any thread; an unmounting waits.
 #pragma once
 
 #include <string>

@@ -1,5 +1,7 @@
 // Reads the frame's table, and every picture that it lists, back from the flash, and says whether it is what
 // it is known to be. The frame is only read.
+//
+// Used by the thread that owns the frame.
 #pragma once
 
 #include <cstdint>

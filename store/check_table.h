@@ -1,5 +1,7 @@
 // Reads the block of the frame's picture table back, and says whether it is the table that the store knows,
 // and one that can be right. The frame is only read.
+//
+// Used by the thread that owns the frame.
 #pragma once
 
 #include <string>

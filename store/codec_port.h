@@ -1,4 +1,4 @@
-// The decoder as read-back needs it; the picture room, which stands above, implements it.
+// The decoder as read-back needs it; the picture room, which stands above, implements it. One call at a time.
 #pragma once
 
 #include "base/bytes.h"

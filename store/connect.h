@@ -1,4 +1,6 @@
 // What connecting and the hand-over of the store share.
+//
+// Used by the thread that owns the store.
 #pragma once
 
 namespace lumato::store {

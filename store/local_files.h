@@ -1,4 +1,5 @@
-// The local working folders: "data" for bitmaps and "Edata" for streams, in the resources folder.
+// The local working folders: "data" for bitmaps and "Edata" for streams, in the resources folder. Used by the
+// thread that owns the store.
 #pragma once
 
 #include "base/error.h"

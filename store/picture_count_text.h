@@ -1,4 +1,5 @@
-// The total field's text: pictures against the frame's limit, or flash in use against its size.
+// The total field's text: pictures against the frame's limit, or flash in use against its size. For the
+// thread that owns the store.
 #pragma once
 
 #include <string>

@@ -1,4 +1,6 @@
 // Reading the pictures of the table back, for those who know more of them than the table says.
+//
+// Used by the thread that owns the frame and the store.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-// One program at a time in a folder.
+// One program at a time in a folder. Held by whoever took it, on one thread.
 #pragma once
 
 #include "base/error.h"

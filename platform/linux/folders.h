@@ -1,4 +1,4 @@
-// Where the program keeps its files, after the XDG base directory specification.
+// Where the program keeps its files, after the XDG base directory specification. No state; any thread.
 #pragma once
 
 #include <optional>

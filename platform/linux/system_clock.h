@@ -1,4 +1,4 @@
-// The computer's own clock, in the zone of TZ or /etc/localtime.
+// The computer's own clock, in the zone of TZ or /etc/localtime. Callable from any thread.
 #pragma once
 
 #include "platform/clock.h"
