@@ -23,31 +23,13 @@ class DeletePicturesTest : public StoreTest {
     }
 };
 
-TEST_F(DeletePicturesTest, TheSelectedOneGoesOrTheLastOrAll) {
-    Delete(3);
-    EXPECT_THAT(Listed(), ElementsAre(100, 200, 400, 500));
-    EXPECT_THAT(Gaps(), ElementsAre(0, 0, 1, 1));
-    EXPECT_EQ(Store().gmyCurrentSelectItem, 0);
-    EXPECT_FALSE(std::filesystem::exists(BitmapPath("DPFPicture3.bmp")));
-    EXPECT_THAT(m_status.Notes(), ElementsAre("The sequence number: 4"));
-    EXPECT_THAT(m_status.Lists(), ElementsAre(std::pair(4, 4)));
-    DeletePictures();
-    EXPECT_THAT(Listed(), ElementsAre(100, 200, 400));
-    Store().gmyDeleteAll = true;
-    DeletePictures();
-    EXPECT_THAT(Listed(), IsEmpty());
-    EXPECT_TRUE(std::filesystem::is_empty(Home() / "data"));
-    EXPECT_THAT(m_status.Notes(), ElementsAre("The sequence number: 3", "The sequence number: 0"));
-    DeletePictures();
-    EXPECT_THAT(m_status.Notes(), IsEmpty()) << "nothing is left";
-}
-
 TEST_F(DeletePicturesTest, SeveralGoAsOneByOne) {
     DeletePicturesAt({5, 2, 3, 2});
     EXPECT_THAT(Listed(), ElementsAre(100, 400));
     EXPECT_THAT(Gaps(), ElementsAre(0, 1));
     EXPECT_THAT(m_status.Lists(), ElementsAre(std::pair(2, 2))) << "the next one is selected";
     EXPECT_THAT(m_status.Notes(), ElementsAre("The sequence number: 2"));
+    EXPECT_FALSE(std::filesystem::exists(BitmapPath("DPFPicture3.bmp")));
     DeletePicturesAt({1, 3});
     EXPECT_THAT(m_status.Lists(), IsEmpty()) << "there is no third";
     const auto together = std::tuple(Store().G_PictureList, Store().TotolFlashSizeForPic);
@@ -56,6 +38,10 @@ TEST_F(DeletePicturesTest, SeveralGoAsOneByOne) {
     for (const int position : {5, 3, 2})
         Delete(position);
     EXPECT_TRUE(together == std::tuple(Store().G_PictureList, Store().TotolFlashSizeForPic));
+    Store().gmyDeleteAll = true;
+    DeletePictures();
+    EXPECT_THAT(Listed(), IsEmpty());
+    EXPECT_TRUE(std::filesystem::is_empty(Home() / "data"));
 }
 
 TEST_F(DeletePicturesTest, SavingTakesNothingFromAnybody) {

@@ -10,7 +10,7 @@ namespace {
 
 using platform::Direction;
 
-// A command of the chip with its data; the block is padded.
+// A command of the chip without data; the block is padded.
 platform::ScsiOutcome Send(platform::ScsiDevice& device, std::vector<std::uint8_t> block) {
     block.resize(16);
     return device.Execute({.block = block, .direction = Direction::None, .data = {}});
@@ -22,10 +22,9 @@ TEST(OnBus, OneAtATimeOpensAFrameAndUnpluggingCutsALongCommandShort) {
         bus.Plug(FlashImage::InMemory(std::vector<std::uint8_t>(kSmallestFlash)), {.pace = 0.001});
     const auto device = service.Open().value();
     EXPECT_EQ(service.Open().error().kind, ErrorKind::Busy);
-    for (const std::uint8_t instruction : {0x06, 0x01, 0x06}) {
-        const auto bytes = static_cast<std::uint8_t>(instruction == 0x06 ? 1 : 2);
-        EXPECT_TRUE(Send(*device, {0xCB, 0, 0, 0, 0, 0, bytes, 0, 0, 0, instruction}).executed);
-    }
+    const std::vector<std::uint8_t> enable = {0xCB, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0x06};
+    for (const auto& block : {enable, {0xCB, 0, 0, 0, 0, 0, 2, 0, 0, 0, 0x01}, enable})
+        EXPECT_TRUE(Send(*device, block).executed);
     platform::ScsiOutcome erased;
     std::thread worker([&] { erased = Send(*device, {0xCB, 0, 0, 0, 0, 0, 4, 0, 0, 0, 0xD8}); });  // 500 s
     while (bus.Frame(service).FlashBytes()[0] != 0xFF)
