@@ -5,5 +5,7 @@ if(LUMATO_SANITIZE)
     add_compile_options(-fsanitize=${LUMATO_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     add_link_options(-fsanitize=${LUMATO_SANITIZE})
     # gcc's sanitizer instrumentation makes this warning fire on sound code.
-    add_compile_options(-Wno-maybe-uninitialized)
+    if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+        add_compile_options(-Wno-maybe-uninitialized)
+    endif()
 endif()
