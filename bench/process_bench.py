@@ -143,7 +143,7 @@ def start_up(bench):
     print(f"| start of `lumatoctl info`, more than /bin/true | {wall:.1f} | | | {processor:.1f} | | | 10 ms |", flush=True)
 
 
-def one_photograph(bench, name, photograph):
+def one_photograph(bench, name, photograph, goals=("0.45", "0.85")):
     bitmap, stream = bench.path("composed.bmp"), bench.path("stream")
 
     def ours():
@@ -151,8 +151,8 @@ def one_photograph(bench, name, photograph):
                  bench.lumatoctl("encode", bitmap, stream, "--size", "800x480")]]
 
     compare(f"one {name} JPEG to an encoded 800 x 480, beside vipsthumbnail", ours,
-            lambda: [[bench.vips([photograph])]], "0.45")
-    compare(f"the same beside Qt's scaled reader", ours, lambda: [[bench.qt([photograph])]], "0.85")
+            lambda: [[bench.vips([photograph])]], goals[0])
+    compare(f"the same beside Qt's scaled reader", ours, lambda: [[bench.qt([photograph])]], goals[1])
 
 
 BATCH = 60
@@ -207,6 +207,20 @@ def phones(bench, photographs):
         compare(f"a batch of {BATCH} 12 MP JPEGs {name}, beside the same upright in sRGB", adding(links_to(bench, files)),
                 plain, goal, max(3, ROUNDS // 3))
     batch(bench, "JPEGs of phones (turned, in Display P3)", files, "0.45", 48)
+    heic = bench.path("phone.heic")
+    subprocess.run(["heif-enc", "-q", "60", "-o", heic, photographs[0]], check=True, stdout=subprocess.DEVNULL)
+    batch(bench, "HEIC photographs", [heic], "0.90", "")
+
+
+def cameras(bench, photograph):
+    """What cameras and programs write besides."""
+    progressive = bench.path("progressive.jpg")
+    subprocess.run(["convert", photograph, "-interlace", "JPEG", "-sampling-factor", "1x1", "-quality", "95", progressive],
+                   check=True)
+    one_photograph(bench, "12 MP progressive 4:4:4", progressive, ("", ""))
+    panorama = bench.path("panorama.jpg")
+    subprocess.run(["vips", "replicate", photograph, panorama + "[Q=92]", "8", "1"], check=True)
+    one_photograph(bench, "96 MP", panorama, ("", ""))
 
 
 def small_photographs(bench, count):
@@ -262,6 +276,7 @@ def main():
         for number in (0, 1):
             one_photograph(bench, "24 MP" + (" noisy" if number else ""),
                            large_photograph(bench.path(f"larger{number}"), 6, 4, number))
+        cameras(bench, photographs[0])
         other_batches(bench, *batch(bench, "JPEGs", photographs, "0.50", 32))
         read_back(bench, small_photographs(bench, 509))
         subprocess.run([os.path.join(build, "edit_view_bench"), bench.path("larger1.jpg")], check=True,
