@@ -25,16 +25,17 @@ void RunJpeg(ByteSpan input) {
     bytes.resize(std::max<std::size_t>(bytes.size(), 4));
     bytes[0] = 0xFF, bytes[1] = 0xD8, bytes[2] = 0xFF;  // other contents go to other readers
     const MemoryFile file(bytes);
+    const auto held = bytes.size() % 2 == 0 ? picture::Held::AsShown : picture::Held::AsStored;
     picture::BitmapInfo info;
     const auto imported = picture::CreateMyImage(
-        file.Name(), false, [](int, int) { return 0.125; }, info);
+        file.Name(), false, [](int, int) { return 0.125; }, info, picture::Processors::All, held);
     Demand(imported.has_value() == !info.pixels.empty(), "pixels come with success alone");
     Demand(imported || !imported.error().message.empty(), "a refusal has its reason");
 
     picture::BitmapInfo byLibjpeg;
     const auto path = picture::PictureFile::Open(file.Name());
     const picture::ScaleNeeded eighth = [](int, int) { return 0.125; };
-    picture::PictureBuilder builder(byLibjpeg, false, eighth);
+    picture::PictureBuilder builder(byLibjpeg, false, eighth, held);
     const auto sound = picture::ImportJpegByLibjpeg(*path, builder);
     Demand(sound.has_value() == imported.has_value(), "what libjpeg refuses is refused, and nothing else");
     Demand(sound || sound.error().message.English() == imported.error().message.English(),
