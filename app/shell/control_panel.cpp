@@ -3,7 +3,6 @@
 #include <QAbstractButton>
 #include <QLabel>
 #include <QMainWindow>
-#include <QThread>
 #include <algorithm>
 #include <array>
 #include <utility>
@@ -203,10 +202,6 @@ void ControlPanel::Post(std::function<void()> call) {
     m_calls.Post(std::move(call));
 }
 
-bool ControlPanel::IsOfTask() const {
-    return QThread::currentThread() != thread();
-}
-
 // What is said of the work is the last word on everything.
 ControlPanel::Said& ControlPanel::SaidOf(NoteOf subject) {
     if (subject == NoteOf::Work)
@@ -218,10 +213,8 @@ ControlPanel::Said& ControlPanel::SaidOf(NoteOf subject) {
 }
 
 void ControlPanel::SetNotes(const Phrase& note) {
-    if (IsOfTask()) {
-        Say(&note, {});
-        return;
-    }
+    if (IsOfTask())
+        return Say(&note, {});
     Log("note: " + WithoutNames(note));
     Post([this, subject = m_subject, note] {
         if (subject == NoteOf::Work)
@@ -234,10 +227,8 @@ void ControlPanel::SetNotes(const Phrase& note) {
 }
 
 void ControlPanel::SetNoteDetail(const Phrase& detail) {
-    if (IsOfTask()) {
-        Say(nullptr, detail);
-        return;
-    }
+    if (IsOfTask())
+        return Say(nullptr, detail);
     if (!detail.empty())
         Log("note: " + WithoutNames(detail));
     Post([this, subject = m_subject, detail] {

@@ -7,6 +7,7 @@
 
 #include <QObject>
 #include <QPointer>
+#include <QThread>
 #include <QTimer>
 #include <QWidget>
 #include <atomic>
@@ -98,7 +99,7 @@ class ControlPanel : public QObject, public store::StatusPort {
     };
     void Say(const Phrase* note, const Phrase& detail);
     void TakeComing();
-    [[nodiscard]] bool IsOfTask() const;
+    [[nodiscard]] bool IsOfTask() const { return QThread::currentThread() != thread(); }
     [[nodiscard]] Said& SaidOf(NoteOf subject);
     void ShowNotes();
     void SetPicNumInfo(const QString& text, bool isCurrent);
