@@ -1,8 +1,8 @@
 #include "app/parts/main_thread_calls.h"
 
 #include <QCoreApplication>
-#include <QElapsedTimer>
 #include <algorithm>
+#include <ctime>
 #include <deque>
 #include <mutex>
 #include <utility>
@@ -10,7 +10,15 @@
 namespace lumato::app {
 namespace {
 
-constexpr qint64 kSlice = 4;  // milliseconds, after which whatever else the loop has gets its turn
+// Milliseconds of work, after which whatever else the loop has gets its turn.
+constexpr double kSlice = 4;
+
+// Processor time of this thread: beside busy programs the calls would come one by one otherwise.
+double Worked() {
+    timespec time{};
+    ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_nsec) / 1e6;
+}
 
 struct Waiting {
     const MainThreadCalls* owner = nullptr;
@@ -40,9 +48,8 @@ void TellLoop(Queue& queue) {
 
 void CarryOut() {
     Queue& queue = Calls();
-    QElapsedTimer time;
-    time.start();
-    for (bool isFirst = true; isFirst || time.elapsed() < kSlice; isFirst = false) {
+    const double since = Worked();
+    for (bool isFirst = true; isFirst || Worked() - since < kSlice; isFirst = false) {
         Waiting next;
         {
             const std::lock_guard lock(queue.mutex);
