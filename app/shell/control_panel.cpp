@@ -125,6 +125,13 @@ ListValues TakePictures(int count) {
     return values;
 }
 
+void Show(QMainWindow& window, const ListValues& values, int selected) {
+    if (auto* list = FindControlAs<PictureList>(&window, dbControlID1))
+        list->ShowPictures(values.pictures, selected);
+    if (auto* browser = FindControlAs<DiskBrowser>(&window, kColumList))
+        browser->SetOnFrame(values.origins);
+}
+
 }  // namespace
 
 ControlPanel::ControlPanel(QMainWindow& window)
@@ -385,12 +392,12 @@ void ControlPanel::InvalidateMyWindow() {
 }
 
 void ControlPanel::ShowPictureList(int count, int selected) {
-    Post([this, values = TakePictures(count), selected] {
-        if (auto* list = FindControlAs<PictureList>(&m_window, dbControlID1))
-            list->ShowPictures(values.pictures, selected);
-        if (auto* browser = FindControlAs<DiskBrowser>(&m_window, kColumList))
-            browser->SetOnFrame(values.origins);
-    });
+    Post([this, values = TakePictures(count), selected] { Show(m_window, values, selected); });
+}
+
+void ControlPanel::ShowPictureList() {
+    const store::StoreState& store = store::Store();
+    Show(m_window, TakePictures(store.gmyTotalePictureNum), store.gmyCurrentSelectItem);
 }
 
 void ControlPanel::RedrawPictures() {

@@ -73,6 +73,9 @@ class ControlPanel : public QObject, public store::StatusPort {
     void ShowPictureList(int count, int selected) override;
     void RedrawPictures() override;
 
+    // The list of the store, at once: a click that comes before a list that was left for later would be
+    // undone by it. Requires: no task runs.
+    void ShowPictureList();
     [[nodiscard]] QString Note() const;
     // As SetControlPanlEnable(), at once.
     void Enable(bool enable);

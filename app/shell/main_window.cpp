@@ -188,7 +188,7 @@ void MainWindow::InitViewLanguage() {
         m_previewWindow->ShowTexts();
     ShowPrice();
     if (IsReady())  // what is said of each picture
-        m_panel->ShowPictureList(store::Store().gmyTotalePictureNum, store::Store().gmyCurrentSelectItem);
+        m_panel->ShowPictureList();
     GiveLetters(*this, lettersOfMenus);
 }
 
@@ -242,7 +242,7 @@ void MainWindow::TakeEnd() {
     m_link.ShowLoading(m_loader.IsLoading());
     if (IsReady()) {
         ShowListed(m_list->CurrentItem(), false);
-        m_panel->ShowPictureList(store::Store().gmyTotalePictureNum, store::Store().gmyCurrentSelectItem);
+        m_panel->ShowPictureList();
     }
     ShowPrice();
     AskAnew();
