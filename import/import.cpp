@@ -1,10 +1,12 @@
 #include "import/import.h"
 
+#include <new>
 #include <string>
 
 #include "import/import_bmp.h"
 #include "import/import_jpeg.h"
 #include "import/import_vips.h"
+#include "import/messages.h"
 #include "import/picture_file.h"
 
 namespace lumato::picture {
@@ -28,8 +30,12 @@ Result<void> ImportFrom(const PictureFile& file, PictureBuilder& builder, Proces
 }
 
 Result<void> Import(const Path& path, PictureBuilder& builder, Processors processors) {
-    LUMATO_TRY(const PictureFile file, PictureFile::Open(path));
-    return ImportFrom(file, builder, processors);
+    try {
+        LUMATO_TRY(const PictureFile file, PictureFile::Open(path));
+        return ImportFrom(file, builder, processors);
+    } catch (const std::bad_alloc&) {
+        return Fail(ErrorKind::TooLarge, kBeyondMemory);
+    }
 }
 
 }  // namespace

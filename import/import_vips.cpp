@@ -1,6 +1,7 @@
 #include "import/import_vips.h"
 
 #include <memory>
+#include <new>
 #include <string>
 #include <system_error>
 #include <utility>
@@ -17,8 +18,10 @@ namespace {
 // Beside the program, as in a build tree, or where both were installed.
 std::vector<Path> ModuleFolders() {
     std::error_code none;
-    const Path program = std::filesystem::read_symlink("/proc/self/exe", none);
-    return {program.parent_path(), program.parent_path() / LUMATO_MODULE_FOLDER};
+    const Path program = std::filesystem::read_symlink("/proc/self/exe", none).parent_path();
+    if (program.empty())
+        return {};  // what lies beside the current folder is anybody's
+    return {program, program / LUMATO_MODULE_FOLDER};
 }
 
 Result<const VipsModule*> Module() {
@@ -48,7 +51,8 @@ class Receiver {
                     return static_cast<Receiver*>(user)->Begin(width, height, orientation);
                 },
                 [](void* user, int width, int height) {
-                    return static_cast<Receiver*>(user)->Decoded({width, height});
+                    auto& receiver = *static_cast<Receiver*>(user);
+                    return receiver.WithinMemory([&] { return receiver.Decoded({width, height}); });
                 },
                 [](void* user, const std::uint8_t* rgb) {
                     static_cast<Receiver*>(user)->m_builder.AddRow(rgb);
@@ -57,7 +61,8 @@ class Receiver {
                 [](void* user) { return static_cast<Receiver*>(user)->MostShrink(); },
                 [](void* user, const void* profile, std::size_t size) {
                     const auto* const bytes = static_cast<const std::uint8_t*>(profile);
-                    return static_cast<Receiver*>(user)->TakesProfile({bytes, bytes + size});
+                    auto& receiver = *static_cast<Receiver*>(user);
+                    return receiver.WithinMemory([&] { return receiver.TakesProfile({bytes, size}); });
                 }};
     }
 
@@ -65,6 +70,17 @@ class Receiver {
     [[nodiscard]] const Error& Failure() const { return m_failure; }
 
   private:
+    // Only plain data crosses into the module, no exception.
+    template <class Step>
+    bool WithinMemory(Step step) {
+        try {
+            return step();
+        } catch (const std::bad_alloc&) {
+            m_failure = {ErrorKind::TooLarge, kBeyondMemory};
+            return false;
+        }
+    }
+
     bool Begin(std::int64_t width, std::int64_t height, int orientation) {
         auto size = CheckedSize(width, height);
         if (!size) {
@@ -84,10 +100,11 @@ class Receiver {
         return begun.has_value();
     }
 
-    bool TakesProfile(std::vector<std::uint8_t> profile) {
-        if (!m_builder.LeavesColours())
+    bool TakesProfile(ByteSpan profile) {
+        constexpr std::size_t kMostProfile = 1 << 24;  // one is kept: no more than a JPEG file can have
+        if (!m_builder.LeavesColours() || profile.size() > kMostProfile)
             return false;
-        auto colours = ColourConverter::For(PixelLayout::Held, std::move(profile));
+        auto colours = ColourConverter::For(PixelLayout::Held, {profile.begin(), profile.end()});
         if (!colours->IsIdentity())
             m_colours = std::move(colours);
         return true;

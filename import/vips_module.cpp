@@ -98,6 +98,16 @@ bool Start() {
 // Held by each picture that is read beside others, and alone for what may not be.
 std::shared_mutex s_pictures;
 std::counting_semaphore<kTogether> s_seats{kTogether};
+// Held by who waits to be alone: the others come behind, or they would keep it waiting for as long as any of
+// them reads.
+std::mutex s_door;
+
+struct Seat {
+    Seat() { s_seats.acquire(); }
+    ~Seat() { s_seats.release(); }
+    Seat(const Seat&) = delete;
+    Seat& operator=(const Seat&) = delete;
+};
 
 bool Started() {
     static const bool started = Start();
@@ -309,21 +319,24 @@ VipsOutcome ReadOne(int descriptor, std::int64_t fileSize, const VipsReceiver* r
 }
 
 VipsOutcome Read(int descriptor, std::int64_t fileSize, const VipsReceiver* receiver, VipsMessage* message) {
-    s_seats.acquire();
     {
+        const Seat seat;
+        std::unique_lock door(s_door);
         const std::shared_lock together(s_pictures);
+        door.unlock();
         const VipsOutcome outcome = ReadOne(descriptor, fileSize, receiver, nullptr);
-        s_seats.release();
         if (outcome == VipsOutcome::Done || outcome == VipsOutcome::Stopped)
             return outcome;
     }
+    const std::lock_guard door(s_door);
     const std::lock_guard alone(s_pictures);
     return ReadOne(descriptor, fileSize, receiver, message);
 }
 
 VipsOutcome EncodePng(const std::uint8_t* rgb, int width, int height, void** png, std::size_t* size,
                       VipsMessage* message) {
-    const std::lock_guard lock(s_pictures);
+    const std::lock_guard door(s_door);
+    const std::lock_guard alone(s_pictures);
     if (!Started())
         return Say(message, VipsOutcome::Unsupported, "", "the picture writer cannot start");
     const Image image(vips_image_new_from_memory(

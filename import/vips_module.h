@@ -31,7 +31,8 @@ struct VipsMessage {
 };
 
 // Takes a picture: its size as stored, its Exif orientation (1 to 8), then its rows as red, green, blue in
-// sRGB. Calls come from one thread at a time, not necessarily the caller's. False stops the reading.
+// sRGB, or in the colours of a profile that was taken. Calls come from one thread at a time, not necessarily
+// the caller's. False stops the reading.
 struct VipsReceiver {
     void* user;
     bool (*begin)(void* user, std::int64_t width, std::int64_t height, int orientation);
