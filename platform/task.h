@@ -12,6 +12,8 @@ class Task {
   public:
     Task() = default;
     explicit Task(std::function<void()> body);
+    // Or, where no thread is to be had, done when this returns.
+    [[nodiscard]] static Task OrAtOnce(const std::function<void()>& body);
 
     // True while there is a task that nobody has waited for.
     [[nodiscard]] bool Joinable() const { return m_thread.joinable(); }

@@ -275,7 +275,7 @@ void EditHistory::Forget() {
     m_journal.reset();
     m_lastKept = 0;
     if (!std::exchange(m_kept, {}).empty())
-        m_emptying = platform::Task([folder = m_folder] { EmptyFolder(folder); });
+        m_emptying = platform::Task::OrAtOnce([folder = m_folder] { EmptyFolder(folder); });
 }
 
 }  // namespace lumato::store

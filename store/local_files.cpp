@@ -116,7 +116,7 @@ void ReleaseAllFiles() {
 
 void ReleaseAllFilesBeside() {
     if (std::vector<Path> files = TakeFilesOfList(); !files.empty())
-        Store().removal = platform::Task([files = std::move(files)] { RemoveFiles(files); });
+        Store().removal = platform::Task::OrAtOnce([files = std::move(files)] { RemoveFiles(files); });
 }
 
 }  // namespace lumato::store
