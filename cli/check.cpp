@@ -126,7 +126,7 @@ int RunCheck(const Arguments& arguments, const Output& output) {
         return output.Failed(kRefused, report.error().message);
     if (report->stopped)
         return output.Failed(
-            {kRefused, "stopped after " + Count(static_cast<long long>(report->pictures.size()), "picture"),
+            {kRefused, Phrase("", "stopped after {}", PicturesOf(static_cast<int>(report->pictures.size()))),
              true});
     if (arguments.mend && IsDamaged(*report)) {
         if (const auto mended = Mend(**session, *report, *backup); !mended)

@@ -125,8 +125,10 @@ int RunCommand(const Arguments& arguments, const Output& output) {
     return kWrongUsage;
 }
 
-std::string ReasonOf(const std::exception& error) {
-    return dynamic_cast<const std::bad_alloc*>(&error) != nullptr ? "memory ran out" : error.what();
+Phrase ReasonOf(const std::exception& error) {
+    if (dynamic_cast<const std::bad_alloc*>(&error) != nullptr)
+        return "memory ran out";
+    return std::string(error.what());  // it may name files
 }
 
 // An error that nobody expected on a thread of its own. What the frame and the disk hold at any moment can be

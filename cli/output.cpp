@@ -38,10 +38,13 @@ void Output::Complain(const Phrase& message) {
     std::fprintf(stderr, "lumatoctl: %s\n", Printable(message.English()).c_str());
 }
 
+Phrase PicturesOf(int count) {
+    return count == 1 ? Phrase("1 picture") : Phrase("", "{} pictures", count);
+}
+
 Failure NoSuchPicture(int position, int count, const char* outcome) {
-    const Phrase pictures = count == 1 ? Phrase("1 picture") : Phrase("", "{} pictures", count);
-    return {kRefused,
-            Phrase("", "there is no picture {0}; the frame has {1}, and {2}", position, pictures, outcome)};
+    return {kRefused, Phrase("", "there is no picture {0}; the frame has {1}, and {2}", position,
+                             PicturesOf(count), outcome)};
 }
 
 int FlushOutput(int status) {

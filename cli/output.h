@@ -46,6 +46,8 @@ class Output {
     const bool m_json;
 };
 
+// "1 picture": for the log, which does not know a text made of pieces from a name.
+[[nodiscard]] Phrase PicturesOf(int count);
 // "there is no picture 7; the frame has 3 pictures, and nothing was moved"
 [[nodiscard]] Failure NoSuchPicture(int position, int count, const char* outcome);
 

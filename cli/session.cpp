@@ -267,8 +267,9 @@ void Session::NoteDownloadDue() {
     if (!store::DownloadIsDue())
         return;
     const int waiting = CountWaiting();  // none: it is a deletion that broke off
-    m_status.SetNotes("a download is due: `lumatoctl download` " +
-                      (waiting > 0 ? "writes " + Count(waiting, "picture") : "finishes it"));
+    m_status.SetNotes(
+        Phrase("", "a download is due: `lumatoctl download` {}",
+               waiting > 0 ? Phrase("", "writes {}", PicturesOf(waiting)) : Phrase("finishes it")));
 }
 
 // The order of a shutdown: first the flash object, then the pictures, then the link.

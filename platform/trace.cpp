@@ -43,7 +43,7 @@ std::string Line(const ScsiRequest& request, const ScsiOutcome& outcome) {
 Result<std::shared_ptr<TraceLog>> TraceLog::Create(const Path& path) {
     std::FILE* file = std::fopen(path.c_str(), "we");
     if (file == nullptr)
-        return Fail(KindOfErrno(errno, true), Printable(path.native()) + ": " + SystemMessage(errno));
+        return Fail(KindOfErrno(errno, true), About(Printable(path.native()), SystemMessage(errno)));
     return std::shared_ptr<TraceLog>(new TraceLog(file, path.string()));
 }
 
@@ -64,7 +64,7 @@ void TraceLog::Write(const ScsiRequest& request, const ScsiOutcome& outcome) {
     const bool written =
         std::fwrite(line.data(), 1, line.size(), m_file) == line.size() && std::fflush(m_file) == 0;
     if (!written && m_whole)
-        m_whole = Fail(KindOfErrno(errno, true), Printable(m_name) + ": " + SystemMessage(errno));
+        m_whole = Fail(KindOfErrno(errno, true), About(Printable(m_name), SystemMessage(errno)));
 }
 
 TracedDevice::TracedDevice(std::unique_ptr<ScsiDevice> device, std::shared_ptr<TraceLog> log)
@@ -88,7 +88,7 @@ class TracedBus::Service : public BusService {
     [[nodiscard]] std::string Individual() const override { return m_individual; }
     [[nodiscard]] Result<std::unique_ptr<ScsiDevice>> Open() override {
         if (m_service == nullptr)
-            return Fail(ErrorKind::Gone, Printable(m_name) + ": detached");
+            return Fail(ErrorKind::Gone, About(Printable(m_name), "detached"));
         LUMATO_TRY(auto device, m_service->Open());
         return std::make_unique<TracedDevice>(std::move(device), m_log);
     }

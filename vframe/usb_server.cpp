@@ -91,7 +91,7 @@ class UsbServer::Socket {
         auto socket = Make();
         if (::connect(socket->Get(), Generic(address), sizeof address) != 0)
             return Fail(errno == EAGAIN ? ErrorKind::Busy : ErrorKind::NotFound,
-                        Printable(path.native()) + ": " + SystemMessage(errno));
+                        About(Printable(path.native()), SystemMessage(errno)));
         return socket;
     }
 
@@ -101,15 +101,16 @@ class UsbServer::Socket {
         if (std::filesystem::is_socket(path, error)) {
             const auto other = Connect(path);
             if (other || other.error().kind == ErrorKind::Busy)
-                return Fail(ErrorKind::Busy, Printable(path.native()) + ": another program listens there");
+                return Fail(ErrorKind::Busy,
+                            About(Printable(path.native()), "another program listens there"));
             ::unlink(path.c_str());  // left over by a program that was killed
         }
         auto socket = Make();
         if (::bind(socket->Get(), Generic(address), sizeof address) != 0)
-            return Fail(ErrorKind::Unwritable, Printable(path.native()) + ": " + SystemMessage(errno));
+            return Fail(ErrorKind::Unwritable, About(Printable(path.native()), SystemMessage(errno)));
         socket->m_path = path;
         if (::listen(socket->Get(), 4) != 0)
-            return Fail(ErrorKind::Unwritable, Printable(path.native()) + ": " + SystemMessage(errno));
+            return Fail(ErrorKind::Unwritable, About(Printable(path.native()), SystemMessage(errno)));
         return socket;
     }
 

@@ -100,10 +100,10 @@ Result<void> UnmountByService(const std::string& device, std::chrono::millisecon
     sd_bus_message* raw = nullptr;
     if (systemd.newCall(bus.get(), &raw, "org.freedesktop.UDisks2", ObjectOf(device).c_str(),
                         "org.freedesktop.UDisks2.Filesystem", "Unmount") < 0)
-        return Fail(ErrorKind::NotFound, device + ": no name for the disk service");
+        return Fail(ErrorKind::NotFound, About(device, "no name for the disk service"));
     const std::unique_ptr<sd_bus_message, MessageCloser> call(raw);
     if (systemd.append(call.get(), "a{sv}", 0) < 0)
-        return Fail(ErrorKind::NotFound, device + ": no call to the disk service");
+        return Fail(ErrorKind::NotFound, About(device, "no call to the disk service"));
 
     ErrorHolder error;
     const int sent =
