@@ -146,8 +146,13 @@ Options ParseArguments(int argc, char** argv) {
     if (parser.isSet(pace))
         options.window.pace = PaceOf(parser.value(pace));
     const QStringList files = parser.positionalArguments();
-    for (const QString& file : files)
-        options.window.files.push_back(std::filesystem::absolute(PathGiven(file)));
+    for (const QString& file : files) {
+        std::error_code error;  // there is no name, or no folder that it is in
+        const Path whole = std::filesystem::absolute(PathGiven(file), error);
+        if (error)
+            Refuse(file + QStringLiteral(": ") + QString::fromLatin1(error.message().c_str()));
+        options.window.files.push_back(whole);
+    }
     return options;
 }
 

@@ -235,7 +235,7 @@ void FrameLink::ForgetLinkErrors() {
     if (device::Link().Attached() != nullptr)
         return;
     store::ShowNote(store::kDeviceNotOnline);
-    emit PermissionMissing(false);
+    m_calls.Post([this] { emit PermissionMissing(false); });  // behind what is still to be told of them
 }
 
 // First the flash object, then the pictures, then the link. Requires: no transfer runs, or the frame is to be
