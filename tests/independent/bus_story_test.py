@@ -15,7 +15,7 @@ import unittest
 import story
 from story import Story
 from usb_machine import (ACKNOWLEDGED, CANCEL, CHECK, CONFIGURATION, CONNECT, DISCONNECT, ENABLE, GOOD, HALT, PHASE_ERROR, RESET,
-                         Machine, await_end, bulk_in, bulk_out, connect, control_packet, hello, packet, wrapper)
+                         Machine, await_end, bulk_in, bulk_out, connect, control_packet, hello, of_process, packet, wrapper)
 
 SMALLEST = 0x20000
 PATTERN = bytes((i * 7 + i // 256) % 251 for i in range(SMALLEST))  # differs from byte to byte, and nothing is erased
@@ -344,10 +344,6 @@ class Machines(Bus):
                     await_end(end)
         self.machine = Machine(self.bus)
 
-    def memory(self):
-        with open("/proc/%d/status" % self.server.pid) as file:
-            return next(int(line.split()[1]) for line in file if line.startswith("VmRSS"))
-
     def test_clients_that_only_send_hold_nobody_up(self):
         """Whoever asks and does not listen holds nobody up and takes no memory; the server ends while he is still there."""
         for path, first, again in (
@@ -357,7 +353,7 @@ class Machines(Bus):
                 (self.bus, hello(), packet(CONFIGURATION)), (self.bus, hello(), packet(ACKNOWLEDGED))):
             with self.subTest(again=again[:20]):
                 self.serve().socket.close()
-                before, sent = self.memory(), 0
+                before, sent = int(of_process(self.server.pid, "VmRSS")), 0
                 with connect(path) as flooder:
                     flooder.sendall(first)
                     flooder.setblocking(False)
@@ -368,7 +364,7 @@ class Machines(Bus):
                         except OSError:  # turned away
                             break
                     self.assertEqual(self.order("plug")[:6], "error:")
-                    self.assertLess(self.memory() - before, FLOOD_KILOBYTES)
+                    self.assertLess(int(of_process(self.server.pid, "VmRSS")) - before, FLOOD_KILOBYTES)
                     self.stop()
 
     def test_a_server_that_waits_for_its_traces_reader_ends_when_told(self):
@@ -376,7 +372,8 @@ class Machines(Bus):
         self.put_frame(PATTERN)
         with subprocess.Popen([story.PROGRAM, "--trace", self.trace_file, "frame", "serve", self.frame, "--socket", self.bus]
                               ) as server:
-            time.sleep(0.5)
+            while server.poll() is None and not int(of_process(server.pid, "SigCgt"), 16) >> signal.SIGTERM - 1 & 1:
+                time.sleep(0.01)  # it cannot be told yet
             server.terminate()
             self.assertEqual(server.wait(10), 0)
 

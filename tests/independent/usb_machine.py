@@ -49,6 +49,12 @@ def await_end(end):
             pass
 
 
+def of_process(pid, what):
+    """The first word that the system says of it: "VmRSS", "SigCgt"."""
+    with open("/proc/%d/status" % pid) as file:
+        return next(line.split()[1] for line in file if line.startswith(what + ":"))
+
+
 class Machine:
     """One that has greeted, and drives the frame command by command."""
 
