@@ -111,7 +111,7 @@ HWY_INLINE void PutSymbol(const ValueCodes& codes, std::size_t symbol, FastBitWr
 
 // Codes a block from its mask of coefficients in the order of the scan.
 HWY_INLINE void CodeBlock(const FastCoding& coding, const std::int16_t* block, std::uint64_t mask,
-                                   int& predictor, FastBitWriter& bits) {
+                          int& predictor, FastBitWriter& bits) {
     PutValue(*coding.dc, 0, block[0] - predictor, bits);
     predictor = block[0];
     bits.Flush();
@@ -140,10 +140,9 @@ struct CodedRow {
             QuantizeGroup(quantizer, row + block * 64, coefficients + block * 64, masks[block / kGroup]);
     }
     HWY_INLINE void Code(const FastCoding& coding, std::size_t block, int& predictor,
-                                  FastBitWriter& bits) const {
+                         FastBitWriter& bits) const {
         const std::uint8_t* const rows = masks[block / kGroup].rows + block % kGroup;
-        CodeBlock(coding, coefficients + BlockStart(block, kGroup), ScanMask<kGroup>(rows), predictor,
-                         bits);
+        CodeBlock(coding, coefficients + BlockStart(block, kGroup), ScanMask<kGroup>(rows), predictor, bits);
     }
 };
 

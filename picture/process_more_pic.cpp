@@ -57,8 +57,7 @@ class Compositions {
     [[nodiscard]] virtual Result<Result<Pixels>> Next(const Path& file) = 0;
 };
 
-// Read and composed on all processors while those before are encoded and written. None is held
-// but those that their orientation turns.
+// Read and composed on all processors while those before are encoded and written. None is held.
 class FittedCompositions : public Compositions {
   public:
     FittedCompositions(const std::vector<Path>& files, int lcdWidth, int lcdHeight)
@@ -81,8 +80,8 @@ class FittedCompositions : public Compositions {
     WorkAhead<Result<Pixels>> m_composed;
 };
 
-// Read on all processors, and posed by the controls. As many are held as there are processors: some megabytes
-// each.
+// Read on all processors, and posed by the controls. As many are held as there are processors: tens of
+// megabytes each.
 class PosedCompositions : public Compositions {
   public:
     PosedCompositions(const std::vector<Path>& files, float lcdWidth, float lcdHeight, const Pose& pose)

@@ -1,5 +1,5 @@
-// Paints an upright picture onto a surface while its rows come, and holds no more of them than one line needs
-// and a few to come: the same bytes as painting it whole.
+// Paints a straight picture, or one on its side, onto a surface while its rows come, and holds no more of
+// them than one line needs and a few to come: the same bytes as painting it whole.
 //
 // One thread at a time.
 #pragma once
@@ -12,7 +12,8 @@ namespace lumato::picture {
 
 class StripPainter {
   public:
-    // `painter` lays rows along the surface's rows; the picture has `heldHeight` rows of `bytesPerRow`.
+    // `painter` lays rows along the surface's rows or columns; the picture has `heldHeight` rows of
+    // `bytesPerRow`.
     StripPainter(AxesPainter painter, int heldHeight, std::size_t bytesPerRow);
 
     // Where the next row is to be put; the one before is complete. Requires: fewer than all were asked for.

@@ -269,8 +269,8 @@ class MainWindow : public QMainWindow {
     };
     std::optional<Again> m_again;
     int m_againAsked = 0;  // counts what was asked for in the edit view: the last one is wanted
-    Batch m_leftOut;                       // by the last batch; null: nothing
-    Batch m_batchBefore;                   // with whose end the next one begins
+    Batch m_leftOut;       // by the last batch; null: nothing
+    Batch m_batchBefore;   // with whose end the next one begins
     QPointer<QMessageBox> m_roomQuestion;  // of a batch
     std::vector<Path> m_roomWanted;        // for these
     QString m_leftOutNote;                 // with which it can be looked at
