@@ -13,6 +13,7 @@
 #include "app/browser/file_items.h"
 #include "app/parts/loose_threads.h"
 #include "import/bitmap_info.h"
+#include "picture/picture_levels.h"
 
 namespace lumato::app {
 

@@ -7,18 +7,17 @@
 #include <array>
 #include <utility>
 
-#include "app/browser/disk_browser.h"
 #include "app/edit/rect_view.h"
 #include "app/list/picture_list.h"
 #include "app/list/preview.h"
 #include "app/parts/detail_label.h"
 #include "app/parts/texts.h"
+#include "app/shell/shown_list.h"
 #include "app/shell/spoken_note.h"
 #include "app/shell/transfer_bar.h"
 #include "base/diagnostics.h"
 #include "base/private_text.h"
 #include "picture/picture_state.h"
-#include "store/local_files.h"
 #include "store/picture_count_text.h"
 #include "store/room_left.h"
 #include "store/store.h"
@@ -87,50 +86,6 @@ void SetHeading(QMainWindow& window, const char* name, const QString& text) {
 
 constexpr std::chrono::seconds kMoment{6};
 const QString kNoNumber = QStringLiteral("–");
-
-Path OriginOf(const store::FileData& record) {
-    const picture::AlbumEntry* entry =
-        record.streamHash ? picture::Pictures().album.Known(*record.streamHash) : nullptr;
-    return entry != nullptr ? entry->source : Path();
-}
-
-// The list's values, taken by the thread that owns it.
-struct ListValues {
-    QList<ListedPicture> pictures;
-    std::set<Path> origins;
-};
-
-ListValues TakePictures(int count) {
-    ListValues values;
-    const store::FileDataHead* list = store::Store().gmyPictureData.get();
-    const store::FileData* record = list != nullptr ? list->sentinel->next : nullptr;
-    const store::FrameGeometry& geometry = store::Store().geometry;
-    picture::Pictures().album.Look();  // once for all of them
-    for (int i = 0; i < count && record != nullptr; ++i, record = record->next) {
-        const auto hash = record->streamHash.value_or(Digest{});
-        Path origin = OriginOf(*record);
-        values.pictures.append({.name = QString::fromStdString(record->fileName),
-                                .hash = QByteArray(reinterpret_cast<const char*>(hash.data()),
-                                                   static_cast<qsizetype>(hash.size())),
-                                .stream = store::StreamPath(record->fileName),
-                                .bitmap = store::BitmapPath(store::BitmapName(record->fileName)),
-                                .pixels = QSize(geometry.lcdWidth, geometry.lcdHeight),
-                                .bytes = record->picSize,
-                                .inFrame = record->inFrame == 1,
-                                .whyNoPicture = Localized(record->whyNoBitmap),
-                                .origin = FromPath(origin)});
-        if (!origin.empty())
-            values.origins.insert(std::move(origin));
-    }
-    return values;
-}
-
-void Show(QMainWindow& window, const ListValues& values, int selected) {
-    if (auto* list = FindControlAs<PictureList>(&window, dbControlID1))
-        list->ShowPictures(values.pictures, selected);
-    if (auto* browser = FindControlAs<DiskBrowser>(&window, kColumList))
-        browser->SetOnFrame(values.origins);
-}
 
 }  // namespace
 
@@ -392,12 +347,12 @@ void ControlPanel::InvalidateMyWindow() {
 }
 
 void ControlPanel::ShowPictureList(int count, int selected) {
-    Post([this, values = TakePictures(count), selected] { Show(m_window, values, selected); });
+    Post([this, list = TakeShownList(count), selected] { list.ShowIn(m_window, selected); });
 }
 
 void ControlPanel::ShowPictureList() {
     const store::StoreState& store = store::Store();
-    Show(m_window, TakePictures(store.gmyTotalePictureNum), store.gmyCurrentSelectItem);
+    TakeShownList(store.gmyTotalePictureNum).ShowIn(m_window, store.gmyCurrentSelectItem);
 }
 
 void ControlPanel::RedrawPictures() {
