@@ -66,7 +66,7 @@ TEST_F(FileTest, ATooLargeFileIsKnownBeforeItIsRead) {
 }
 
 // Sanitizers need address space without a limit, and end the program where memory does.
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#if !defined(LUMATO_SANITIZED)
 TEST_F(FileTest, AFileBeyondMemoryIsAnErrorToo) {
     PutBytes(m_path, {});
     std::filesystem::resize_file(m_path, 1ULL << 30);

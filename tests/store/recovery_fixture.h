@@ -31,7 +31,7 @@ inline constexpr Cut kCuts[] = {FaultKind::Refuse,
                                 kKill};
 
 // From one command that is cut to the next: under the sanitizers, which are many times slower, only some.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(LUMATO_SANITIZED)
 inline constexpr std::size_t kStride = 7;
 #else
 inline constexpr std::size_t kStride = 1;
