@@ -179,7 +179,10 @@ bool MainWindow::ComeForward(std::vector<Path> files, const QString& action) {
     setWindowState(windowState() & ~Qt::WindowMinimized);
     show();
     raise();
-    activateWindow();
+    // With a question open the window takes no keys. The desktop's own dialogs are no widgets to activate.
+    QWidget* question = QApplication::activeModalWidget();
+    const bool ours = question != nullptr && !question->testAttribute(Qt::WA_DontShowOnScreen);
+    (ours ? question : this)->activateWindow();
     m_handedOver.insert(m_handedOver.end(), files.begin(), files.end());
     TakeUpFiles();
     if (QApplication::activeModalWidget() == nullptr)

@@ -19,6 +19,7 @@ namespace {
 // A window that is busy, with its leaving perhaps, answers late.
 constexpr int kPatience = 20000;  // milliseconds
 constexpr const char* kToken = "activation-token";
+constexpr const char* kTokenBefore = "desktop-startup-id";  // GLib 2.74 hands a token out by this name alone
 constexpr const char* kLeaving = "org.lumato.Error.Leaving";
 
 Path Whole(const Path& folder) {
@@ -36,6 +37,10 @@ QString NameFor(const Path& home) {
     const QByteArray hash =
         QCryptographicHash::hash(QByteArray::fromStdString(whole.string()), QCryptographicHash::Sha256);
     return id + QStringLiteral(".Home") + QString::fromLatin1(hash.toHex().left(16));
+}
+
+QString TokenOf(const QVariantMap& platform) {
+    return platform.value(QLatin1String(kToken), platform.value(QLatin1String(kTokenBefore))).toString();
 }
 
 QString ObjectPath() {
@@ -63,7 +68,7 @@ void FirstWindow::Activate(const QVariantMap& platform) {
 }
 
 void FirstWindow::Open(const QStringList& addresses, const QVariantMap& platform) {
-    UseActivationToken(platform.value(QLatin1String(kToken)).toString());
+    UseActivationToken(TokenOf(platform));
     QList<QUrl> urls;
     for (const QString& address : addresses)
         urls += QUrl::fromEncoded(address.toUtf8());
@@ -71,7 +76,7 @@ void FirstWindow::Open(const QStringList& addresses, const QVariantMap& platform
 }
 
 void FirstWindow::ActivateAction(const QString& action, const QVariantList&, const QVariantMap& platform) {
-    UseActivationToken(platform.value(QLatin1String(kToken)).toString());
+    UseActivationToken(TokenOf(platform));
     Take({}, action);
 }
 
@@ -85,7 +90,9 @@ FirstWindow::Answer FirstWindow::Call(const Path& home, const std::vector<Path>&
     QDBusMessage call = QDBusMessage::createMethodCall(
         NameFor(home), ObjectPath(), QStringLiteral("org.freedesktop.Application"),
         action.isEmpty() ? QStringLiteral("Open") : QStringLiteral("ActivateAction"));
-    const QVariantMap platform{{QLatin1String(kToken), qEnvironmentVariable("XDG_ACTIVATION_TOKEN")}};
+    const QString token =
+        qEnvironmentVariable("XDG_ACTIVATION_TOKEN", qEnvironmentVariable("DESKTOP_STARTUP_ID"));
+    const QVariantMap platform{{QLatin1String(kToken), token}};
     QStringList addresses;
     for (const Path& file : files)
         addresses += QString::fromStdString(FileAddress(file));
