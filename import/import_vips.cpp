@@ -1,6 +1,7 @@
 #include "import/import_vips.h"
 
 #include <memory>
+#include <mutex>
 #include <new>
 #include <string>
 #include <system_error>
@@ -55,7 +56,7 @@ class Receiver {
                     return receiver.WithinMemory([&] { return receiver.Decoded({width, height}); });
                 },
                 [](void* user, const std::uint8_t* rgb) {
-                    static_cast<Receiver*>(user)->m_builder.AddRow(rgb);
+                    static_cast<Receiver*>(user)->TakeRow(rgb);
                     return true;
                 },
                 [](void* user) { return static_cast<Receiver*>(user)->MostShrink(); },
@@ -68,6 +69,12 @@ class Receiver {
 
     // What went wrong on this side.
     [[nodiscard]] const Error& Failure() const { return m_failure; }
+
+    // All rows were taken.
+    [[nodiscard]] bool IsComplete() const {
+        const std::lock_guard lock(m_rows);
+        return m_builder.Complete();
+    }
 
   private:
     // Only plain data crosses into the module, no exception.
@@ -93,7 +100,13 @@ class Receiver {
         return true;
     }
 
+    void TakeRow(const std::uint8_t* rgb) {
+        const std::lock_guard lock(m_rows);
+        m_builder.AddRow(rgb);
+    }
+
     bool Decoded(Size size) {
+        const std::lock_guard lock(m_rows);
         auto begun = m_builder.Begin({m_stored, size, m_orientation, 0, m_colours});
         if (!begun)
             m_failure = std::move(begun).error();
@@ -116,6 +129,9 @@ class Receiver {
     }
 
     PictureBuilder& m_builder;
+    // libvips hands rows from a thread of its own, one at a time; by a lock of ours the thread sanitizer can
+    // follow that, its own it does not see.
+    mutable std::mutex m_rows;
     Size m_stored;
     Orientation m_orientation = Orientation::Upright;
     std::shared_ptr<const ColourConverter> m_colours;
@@ -168,7 +184,7 @@ Result<void> ImportWithVips(const PictureFile& file, PictureBuilder& builder) {
         return tl::unexpected(receiver.Failure());
     if (outcome != VipsOutcome::Done)
         return Fail(KindOf(outcome), PhraseOf(message));
-    if (!builder.Complete())
+    if (!receiver.IsComplete())
         return Fail(ErrorKind::Damaged, kCutOff);
     return {};
 }

@@ -20,6 +20,7 @@ TSAN_OPTIONS="halt_on_error=1 ${TSAN_OPTIONS:-}" "$build/tests/import_test" --gt
     --gtest_filter='JpegImport.APictureReadAhead*'
 # Qt was not built for the sanitizer: what it does by itself is none of its business. Some tests start programs.
 for subject in "${windows[@]}"; do
-    TSAN_OPTIONS="halt_on_error=1 ignore_noninstrumented_modules=1 die_after_fork=0 ${TSAN_OPTIONS:-}" \
+    TSAN_OPTIONS="halt_on_error=1 ignore_noninstrumented_modules=1 die_after_fork=0 \
+        suppressions=$top/tools/thread_suppressions.txt ${TSAN_OPTIONS:-}" \
         QT_QPA_PLATFORM=offscreen "$build/tests/window_test" "${subject}Test" -nocrashhandler
 done
