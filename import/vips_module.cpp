@@ -129,7 +129,8 @@ VipsOutcome SayVipsError(VipsMessage* message) {
     if (message == nullptr)
         return VipsOutcome::Damaged;
     auto& detail = message->values[0];
-    std::snprintf(detail, sizeof detail, "%s", vips_error_buffer());
+    const char* const said = vips_error_buffer();
+    std::snprintf(detail, sizeof detail, "%s", *said ? said : "libvips says no more");
     vips_error_clear();
     for (char* at = detail; *at; ++at)
         if (*at == '\n')
