@@ -16,12 +16,13 @@
 namespace lumato::picture {
 namespace {
 
-// Beside the program, as in a build tree, or where both were installed.
+// Beside the program, as in a build tree, or where both were installed; without /proc, where they were to be.
+// What lies beside the current folder is anybody's.
 std::vector<Path> ModuleFolders() {
     std::error_code none;
     const Path program = std::filesystem::read_symlink("/proc/self/exe", none).parent_path();
     if (program.empty())
-        return {};  // what lies beside the current folder is anybody's
+        return {LUMATO_MODULE_FOLDER_CONFIGURED};
     return {program, program / LUMATO_MODULE_FOLDER};
 }
 
