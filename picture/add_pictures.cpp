@@ -3,6 +3,7 @@
 #include <ctime>
 #include <new>
 #include <system_error>
+#include <utility>
 
 #include "base/printable.h"
 #include "picture/bitmap_file.h"
@@ -44,10 +45,12 @@ class Addition {
         }
     }
 
-    // Gives the number back.
+    // Gives the number back, but once: memory may run out in here, too.
     tl::unexpected<Error> Refuse(const Words& note, Error reason) {
-        --m_store.gmyTotalePicture;
-        m_store.gmyTotalePictureNum -= m_placing.replaces == 0 ? 1 : 0;
+        if (std::exchange(m_isCounted, false)) {
+            --m_store.gmyTotalePicture;
+            m_store.gmyTotalePictureNum -= m_placing.replaces == 0 ? 1 : 0;
+        }
         ShowNote(note, reason.message);
         return tl::unexpected(Error{reason.kind, note, std::move(reason.message)});
     }
@@ -86,10 +89,9 @@ class Addition {
         const store::FileDataHead* list = m_store.gmyPictureData.get();
         const int position = store::PositionOf(list, m_name);
         const auto& hash = store::GetNode(m_store.gmyPictureData.get(), position)->streamHash;
-        int other = 1;
-        for (const store::FileData* record = list->sentinel->next; record != nullptr;
-             record = record->next, ++other) {
-            if (hash && other != position && record->streamHash == hash)
+        int other = 0;
+        for (const store::FileData& record : store::EachOf(list)) {
+            if (++other != position && hash && record.streamHash == hash)
                 return other;
         }
         return 0;
@@ -146,6 +148,7 @@ class Addition {
     const Placing m_placing;
     std::string m_name;
     Digest m_streamHash{};
+    bool m_isCounted = true;
 };
 
 // Nothing may be encoded but what was written just now, so every step must succeed.
@@ -161,10 +164,10 @@ Result<void> WriteBitmap(const Result<std::vector<std::uint8_t>>& pixels, const 
 // The position of another picture that was made from the same file in the same pose.
 int SamePhotograph(const store::FileDataHead& list, int position, const AlbumEntry& entry) {
     int other = 0;
-    for (const store::FileData* record = list.sentinel->next; record != nullptr; record = record->next) {
-        if (++other == position || !record->streamHash)
+    for (const store::FileData& record : store::EachOf(&list)) {
+        if (++other == position || !record.streamHash)
             continue;
-        const AlbumEntry* made = Pictures().album.Find(*record->streamHash);
+        const AlbumEntry* made = Pictures().album.Find(*record.streamHash);
         if (made != nullptr && made->source == entry.source && made->pose == entry.pose)
             return other;
     }

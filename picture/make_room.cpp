@@ -51,14 +51,13 @@ Need NeedOf(std::size_t size, int replaces) {
     const store::StoreState& store = store::Store();
     Need need{static_cast<std::int64_t>(size) - store.geometry.PictureAreaSize(), {}};
     int position = 0;
-    const store::FileData* record = store.gmyPictureData ? store.gmyPictureData->sentinel->next : nullptr;
-    for (; record != nullptr; record = record->next) {
+    for (const store::FileData& record : store::EachOf(store.gmyPictureData)) {
         if (++position == replaces)
             continue;
-        need.bytes += record->picSize;
-        const AlbumEntry* made = record->streamHash ? Pictures().album.Find(*record->streamHash) : nullptr;
+        need.bytes += record.picSize;
+        const AlbumEntry* made = record.streamHash ? Pictures().album.Find(*record.streamHash) : nullptr;
         if (made != nullptr && StateOf(*made) == Original::There)
-            need.candidates.push_back({position, record->fileName, *made, record->picSize, record->picSize,
+            need.candidates.push_back({position, record.fileName, *made, record.picSize, record.picSize,
                                        made->quality, made->quality});
     }
     return need;

@@ -22,11 +22,9 @@ std::vector<int> PossibleQualities() {
 }  // namespace
 
 WaitingCopies::WaitingCopies() {
-    const store::FileDataHead* list = store::Store().gmyPictureData.get();
-    for (const store::FileData* record = list != nullptr ? list->sentinel->next : nullptr; record != nullptr;
-         record = record->next) {
-        if (record->inFrame != 1 && record->streamHash)
-            m_copies.push_back({{record->fileName, record->picSize}, *record->streamHash});
+    for (const store::FileData& record : store::EachOf(store::Store().gmyPictureData)) {
+        if (record.inFrame != 1 && record.streamHash)
+            m_copies.push_back({{record.fileName, record.picSize}, *record.streamHash});
     }
 }
 

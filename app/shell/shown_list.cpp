@@ -25,22 +25,22 @@ Path OriginOf(const store::FileData& record) {
 
 ShownList TakeShownList(int count) {
     ShownList values;
-    const store::FileDataHead* list = store::Store().gmyPictureData.get();
-    const store::FileData* record = list != nullptr ? list->sentinel->next : nullptr;
     const store::FrameGeometry& geometry = store::Store().geometry;
     picture::Pictures().album.Look();  // once for all of them
-    for (int i = 0; i < count && record != nullptr; ++i, record = record->next) {
-        const auto hash = record->streamHash.value_or(Digest{});
-        Path origin = OriginOf(*record);
-        values.pictures.append({.name = QString::fromStdString(record->fileName),
+    for (const store::FileData& record : store::EachOf(store::Store().gmyPictureData)) {
+        if (values.pictures.size() == count)
+            break;
+        const auto hash = record.streamHash.value_or(Digest{});
+        Path origin = OriginOf(record);
+        values.pictures.append({.name = QString::fromStdString(record.fileName),
                                 .hash = QByteArray(reinterpret_cast<const char*>(hash.data()),
                                                    static_cast<qsizetype>(hash.size())),
-                                .stream = store::StreamPath(record->fileName),
-                                .bitmap = store::BitmapPath(store::BitmapName(record->fileName)),
+                                .stream = store::StreamPath(record.fileName),
+                                .bitmap = store::BitmapPath(store::BitmapName(record.fileName)),
                                 .pixels = QSize(geometry.lcdWidth, geometry.lcdHeight),
-                                .bytes = record->picSize,
-                                .inFrame = record->inFrame == 1,
-                                .whyNoPicture = Localized(record->whyNoBitmap),
+                                .bytes = record.picSize,
+                                .inFrame = record.inFrame == 1,
+                                .whyNoPicture = Localized(record.whyNoBitmap),
                                 .origin = FromPath(origin)});
         if (!origin.empty())
             values.origins.insert(std::move(origin));

@@ -10,36 +10,11 @@
 #include <gtest/gtest.h>
 
 #include "jpeg/codec_form.h"
-#include "picture/draw_my_image.h"
 #include "picture/picture_levels.h"
-#include "tests/support/picture_files.h"
+#include "tests/picture/canvas.h"
 
 namespace lumato::picture {
 namespace {
-
-BitmapInfo MakePicture(int width, int height, const std::function<Colour(int, int)>& colourAt) {
-    BitmapInfo info;
-    info.width = static_cast<std::uint32_t>(width);
-    info.height = info.heldHeight = height;
-    info.heldWidth = width;
-    info.bytesPerRow = info.width * 4;
-    info.dataSize = info.bytesPerRow * static_cast<std::uint32_t>(height);
-    for (int y = 0; y < height; ++y)
-        for (int x = 0; x < width; ++x) {
-            info.pixels.push_back(77);  // the ignored byte must not show
-            for (const int channel : colourAt(x, y))
-                info.pixels.push_back(static_cast<std::uint8_t>(channel));
-        }
-    return info;
-}
-
-// Red top left, green top right, blue bottom left, white bottom right.
-BitmapInfo Corners(int width, int height) {
-    return MakePicture(width, height, [=](int x, int y) {
-        const bool left = x < width / 2;
-        return y < height / 2 ? (left ? kRed : kGreen) : (left ? kBlue : kWhite);
-    });
-}
 
 BitmapInfo Grain(int width, int height) {
     return MakePicture(width, height, [](int x, int y) {
@@ -47,36 +22,6 @@ BitmapInfo Grain(int width, int height) {
         return Colour{static_cast<int>(mixed >> 8 & 255), static_cast<int>(mixed >> 16 & 255),
                       static_cast<int>(mixed >> 24)};
     });
-}
-
-// The pose that the controls give.
-MyImage Posed(const BitmapInfo& info, float rotate, float scale, float x = 0, float y = 0) {
-    return {rotate + 180, -scale, scale, x, -y, &info};
-}
-
-struct Canvas {
-    int width, height;
-    std::vector<std::uint8_t> pixels;
-    Surface surface;
-
-    Canvas(int w, int h, RowOrder rows, PixelOrder order = PixelOrder::AlphaFirst)
-        : width(w), height(h), pixels(static_cast<std::size_t>(w * h * 4), 0) {
-        surface = {pixels.data(), w, h, static_cast<std::size_t>(w) * 4, rows, order};
-    }
-    // As a person sees it, from the top left corner.
-    [[nodiscard]] Colour See(int column, int row) const {
-        const int line = surface.rows == RowOrder::TopFirst ? row : height - 1 - row;
-        const std::uint8_t* p = surface.At(column, line);
-        return surface.order == PixelOrder::AlphaFirst ? Colour{p[1], p[2], p[3]} : Colour{p[2], p[1], p[0]};
-    }
-    [[nodiscard]] int Alpha(int column, int row) const { return surface.At(column, row)[0]; }
-};
-
-Canvas EditView(const MyImage& image, double ratio = 1) {
-    Canvas canvas(static_cast<int>(580 * ratio), static_cast<int>(400 * ratio), RowOrder::TopFirst);
-    canvas.surface.pixelsPerCanvasPixel = ratio;
-    DrawMyImage(canvas.surface, 0, 0, 580, 400, &image, true);
-    return canvas;
 }
 
 Canvas LcdBitmap(const MyImage& image, float x, float y, float w, float h) {
@@ -213,71 +158,6 @@ TEST(DrawMyImage, FlatPicturesStayFlatAtEveryScale) {
             const Canvas canvas = EditView(Posed(info, rotate, scale, 1, 2));
             EXPECT_EQ(canvas.See(291, 198), (Colour{255, 128, 3})) << rotate << " " << scale;
         }
-}
-
-TEST(DrawMyImage, HeldSmallerCoversTheSameArea) {
-    const BitmapInfo own = Corners(1600, 1200);
-    BitmapInfo held = Corners(400, 300);
-    held.width = 1600;
-    held.height = 1200;
-    for (const float rotate : {0.0F, 90.0F, 25.0F}) {
-        const Canvas expected = EditView(Posed(own, rotate, 0.11F));
-        const Canvas canvas = EditView(Posed(held, rotate, 0.11F));
-        int different = 0;
-        for (std::size_t i = 0; i < canvas.pixels.size(); ++i)
-            different += std::abs(canvas.pixels[i] - expected.pixels[i]) > 20 ? 1 : 0;
-        EXPECT_LT(different, 60) << rotate;  // next to the lines between the colours only
-    }
-}
-
-// A slope across and one down, whose sides are no multiple of the reduced decoding: held reduced, turned and
-// converted while it is drawn or before, it is where the whole picture is, and as large.
-TEST(DrawMyImage, WhatIsHeldOfAFileShowsAsTheWholeFile) {
-    const TemporaryFolder folder;
-    Raw slopes{601, 402, 3, {}};
-    for (int y = 0; y < slopes.height; ++y)
-        for (int x = 0; x < slopes.width; ++x)
-            slopes.pixels.insert(slopes.pixels.end(), {static_cast<std::uint8_t>(x * 255 / 600),
-                                                       static_cast<std::uint8_t>(y * 255 / 401), 90});
-    const auto import = [&](double scale, Held held) {
-        BitmapInfo info;
-        EXPECT_TRUE(CreateMyImage(
-            folder / "slopes.jpg", false, [scale](int, int) { return scale; }, info, Processors::One, held));
-        return info;
-    };
-    for (const Bytes& profile : {Bytes(), Sample("swapped.icc")})
-        for (int orientation = 1; orientation <= 8; ++orientation) {
-            Put(folder / "slopes.jpg", MakeJpeg(slopes, {.orientation = orientation, .profile = profile}));
-            const BitmapInfo whole = import(1, Held::AsShown);
-            for (const Held held : {Held::AsShown, Held::AsStored}) {
-                const BitmapInfo reduced = import(0.05, held);
-                ASSERT_LT(reduced.heldWidth, 77);
-                for (const float degrees : {0.0F, 30.0F}) {
-                    const Canvas expected = EditView(Posed(whole, degrees, 0.09F));
-                    const Canvas drawn = EditView(Posed(reduced, degrees, 0.09F));
-                    int most = 0;
-                    for (std::size_t i = 0; i < drawn.pixels.size(); ++i)
-                        most = std::max(most, std::abs(drawn.pixels[i] - expected.pixels[i]));
-                    EXPECT_LE(most, degrees == 0 ? 2 : 3)
-                        << "orientation " << orientation << ", turned by " << degrees;
-                }
-            }
-        }
-}
-
-TEST(DrawMyImage, ColoursOfOtherFormatsAreConvertedWhereTheyAreDrawn) {
-    for (const char* name : {"swapped.heic", "swapped.webp", "swapped.png", "swapped.tif"}) {
-        BitmapInfo shown, stored;
-        const auto import = [&](BitmapInfo& info, Held held) {
-            return CreateMyImage(SampleFile(name), false, nullptr, info, Processors::One, held).has_value();
-        };
-        ASSERT_TRUE(import(shown, Held::AsShown) && import(stored, Held::AsStored));
-        EXPECT_NE(stored.colours, nullptr) << name;
-        const Canvas expected = EditView(Posed(shown, 0, 1));
-        const Canvas drawn = EditView(Posed(stored, 0, 1));
-        for (std::size_t i = 0; i < drawn.pixels.size(); ++i)
-            ASSERT_NEAR(drawn.pixels[i], expected.pixels[i], 2) << name;
-    }
 }
 
 TEST(DrawMyImage, EnlargingRingsNoMoreThanACubic) {

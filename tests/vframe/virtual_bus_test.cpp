@@ -1,6 +1,7 @@
 // What of a frame on the program's own bus cannot be seen from outside: tests/independent/ has the rest.
 #include "vframe/virtual_bus.h"
 
+#include <chrono>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -27,7 +28,8 @@ TEST(OnBus, OneAtATimeOpensAFrameAndUnpluggingCutsALongCommandShort) {
         EXPECT_TRUE(Send(*device, block).executed);
     platform::ScsiOutcome erased;
     std::thread worker([&] { erased = Send(*device, {0xCB, 0, 0, 0, 0, 0, 4, 0, 0, 0, 0xD8}); });  // 500 s
-    while (bus.Frame(service).FlashBytes()[0] != 0xFF)
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (bus.Frame(service).FlashBytes()[0] != 0xFF && std::chrono::steady_clock::now() < end)
         std::this_thread::yield();
     bus.Unplug(service);
     worker.join();
