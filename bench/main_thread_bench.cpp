@@ -3,7 +3,7 @@
 // the time that went by, waiting included. bench/main_thread.sh makes what it needs and runs it.
 // Usage: main_thread_bench WORK_FOLDER, with "full.frame" (as many pictures as it holds), "empty.frame", a
 // large photograph "large/photo.jpg", and folders of photographs "few" and "many" and of no photographs
-// "texts".
+// "texts". With a folder's name after it: how long until the first screenful of its thumbnails is shown.
 #include <QAction>
 #include <QApplication>
 #include <QDialog>
@@ -11,6 +11,7 @@
 #include <QFileDialog>
 #include <QScrollBar>
 #include <QTest>
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
@@ -68,6 +69,7 @@ class Story {
   public:
     explicit Story(Path work) : m_work(std::move(work)) {}
     void Run();
+    void FirstScreenful(const Path& folder);
 
   private:
     void Step(const char* what, const std::function<void()>& act, const std::function<bool()>& done);
@@ -75,6 +77,7 @@ class Story {
     void Scroll(const char* what, QAbstractItemView& view);
     void Dialog(const char* what, const std::function<void()>& act);
     void Trigger(const char* key);
+    void Start();
     void Begin();
     void Fit();
     void Dialogs();
@@ -166,7 +169,7 @@ void Story::Attach(const char* what, const char* frame) {
         what, [&] { m_window->Frames().Attach(m_work / frame); }, [] { return Idle(); });
 }
 
-void Story::Begin() {
+void Story::Start() {
     Step(
         "start: the window is made",
         [&] {
@@ -183,6 +186,32 @@ void Story::Begin() {
         [&] { return m_window->isVisible(); });
     Step(
         "start: the end of it", [&] { m_window->Start(std::nullopt); }, [] { return true; });
+}
+
+void Story::FirstScreenful(const Path& folder) {
+    Start();
+    DiskBrowser& browser = m_window->Browser();
+    const auto isShown = [&] {
+        if (browser.OpenFolder() != folder || browser.IsReading())
+            return false;
+        FolderColumn& column = Column();
+        const std::vector<ItemID> inView = column.InView();
+        return !inView.empty() && std::all_of(inView.begin(), inView.end(), [&](ItemID id) {
+            return !column.Model().IndexOf(id).data(kThumbnailRole).value<QPixmap>().isNull();
+        });
+    };
+    QElapsedTimer whole;
+    whole.start();
+    browser.OpenPath(folder);
+    while (!isShown() && whole.elapsed() < kPatience)
+        QTest::qWait(2);
+    std::printf("| first screenful: %zu of %d photographs | | %lld |%s\n", Column().InView().size(),
+                Column().Model().rowCount(), static_cast<long long>(whole.elapsed()),
+                isShown() ? "" : " NOT REACHED");
+}
+
+void Story::Begin() {
+    Start();
     Open("a folder of 20,000 files", m_work / "texts");
     Scroll("scrolling them", Column());
     Open("a folder of 5,000 photographs", m_work / "many");
@@ -338,7 +367,6 @@ void Story::Batches() {
 }
 
 void Story::Run() {
-    std::printf("| main thread, the longest turn | its work, ms | time, ms |\n|---|---|---|\n");
     Begin();
     Fit();
     Dialogs();
@@ -364,12 +392,17 @@ int ppoll(pollfd* files, nfds_t count, const timespec* timeout, const sigset_t* 
 
 int main(int argc, char** argv) {
     QApplication application(argc, argv);
-    if (argc != 2) {
-        std::fputs("usage: main_thread_bench WORK_FOLDER\n", stderr);
+    if (argc != 2 && argc != 3) {
+        std::fputs("usage: main_thread_bench WORK_FOLDER [FOLDER]\n", stderr);
         return 2;
     }
     const lumato::Path work = argv[1];
     lumato::app::listing = std::getenv("LUMATO_LIST_TURNS") != nullptr;
     lumato::text::SetLanguageFile(work / "home/Language.ini");
-    lumato::app::Story(work).Run();
+    std::printf("| main thread, the longest turn | its work, ms | time, ms |\n|---|---|---|\n");
+    lumato::app::Story story(work);
+    if (argc == 3)
+        story.FirstScreenful(work / argv[2]);
+    else
+        story.Run();
 }
