@@ -27,6 +27,7 @@
 #include "app/parts/language_file.h"
 #include "app/parts/loose_threads.h"
 #include "app/parts/texts.h"
+#include "app/shell/appearance.h"
 #include "app/shell/carbon_app.h"
 #include "app/shell/desktop.h"
 #include "app/shell/first_window.h"
@@ -282,6 +283,7 @@ int main(int argc, char** argv) {
     QCoreApplication::setApplicationName(QStringLiteral("lumato"));
     QCoreApplication::setApplicationVersion(QStringLiteral(LUMATO_VERSION));
     lumato::app::Options options = lumato::app::ParseArguments(argc, argv);
+    lumato::app::DrawWithoutOpenGl();
     const QApplication application(argc, argv);
     lumato::app::ConfigureApplication();
     lumato::report::ReportLog log("lumato", options.window.stateFolder,

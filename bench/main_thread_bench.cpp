@@ -27,6 +27,7 @@
 #include "app/list/preview.h"
 #include "app/parts/app_state.h"
 #include "app/parts/texts.h"
+#include "app/shell/appearance.h"
 #include "app/shell/main_window.h"
 #include "picture/picture_state.h"
 #include "text/localized.h"
@@ -391,6 +392,7 @@ int ppoll(pollfd* files, nfds_t count, const timespec* timeout, const sigset_t* 
 }
 
 int main(int argc, char** argv) {
+    lumato::app::DrawWithoutOpenGl();
     QApplication application(argc, argv);
     if (argc != 2 && argc != 3) {
         std::fputs("usage: main_thread_bench WORK_FOLDER [FOLDER]\n", stderr);

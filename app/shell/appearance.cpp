@@ -2,6 +2,7 @@
 
 #include <QAbstractButton>
 #include <QLabel>
+#include <QLoggingCategory>
 
 #include "app/parts/symbols.h"
 
@@ -22,6 +23,15 @@ constexpr ButtonSymbol kSymbols[] = {
 };
 
 }  // namespace
+
+void DrawWithoutOpenGl() {
+    constexpr const char* integration = "QT_WAYLAND_CLIENT_BUFFER_INTEGRATION";
+    if (qEnvironmentVariableIsSet(integration))
+        return;
+    qputenv(integration, "none");
+    // It warns that there is none of this name.
+    QLoggingCategory::setFilterRules(QStringLiteral("qt.qpa.wayland.warning=false"));
+}
 
 void DressWindow(const QWidget& window) {
     for (const char* name : {"browserHeading", "editHeading", "frameHeading"}) {
