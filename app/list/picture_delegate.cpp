@@ -9,10 +9,10 @@ namespace lumato::app {
 namespace {
 
 void DrawLine(QPainter& painter, const QStyleOptionViewItem& item, const QRect& where, const QString& text,
-              Qt::Alignment side = Qt::AlignLeft) {
+              Qt::Alignment side = Qt::AlignLeft, Qt::TextElideMode elided = Qt::ElideMiddle) {
     painter.drawText(where,
                      static_cast<int>(Qt::AlignVCenter | QStyle::visualAlignment(item.direction, side)),
-                     item.fontMetrics.elidedText(text, Qt::ElideMiddle, where.width()));
+                     item.fontMetrics.elidedText(text, elided, where.width()));
 }
 
 }  // namespace
@@ -48,7 +48,7 @@ void PictureDelegate::paint(QPainter* painter, const QStyleOptionViewItem& optio
              name);
     painter->setPen(quiet);
     DrawLine(*painter, item, where, size, Qt::AlignRight);
-    DrawLine(*painter, item, where.translated(0, line), remark);
+    DrawLine(*painter, item, where.translated(0, line), remark, Qt::AlignLeft, Qt::ElideRight);
     painter->restore();
 }
 

@@ -178,15 +178,16 @@ QVariant PictureListModel::data(const QModelIndex& index, int role) const {
     }
 }
 
-// The second line.
+// The second line. Where it is narrow its end is left out: that a picture waits can be seen from its name,
+// too.
 QStringList PictureListModel::Remark(const ListedPicture& picture) const {
     QStringList parts;
-    if (!picture.inFrame)
-        parts += m_waitingText;
-    else if (!picture.whyNoPicture.isEmpty())
+    if (picture.inFrame && !picture.whyNoPicture.isEmpty())
         parts += picture.whyNoPicture;
     if (!picture.origin.isEmpty())
         parts += picture.origin.section(u'/', -1);
+    if (!picture.inFrame)
+        parts += m_waitingText;
     return parts;
 }
 

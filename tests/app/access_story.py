@@ -213,7 +213,7 @@ def story(window, work):
         "list item", "one.bmp", window.get("list", "Pictures")).get_description() == "On the frame")
     wait("a thumbnail that the desktop takes for its own", lambda: thumbnail_of(work / "user/Pictures/one.bmp", work))
     wait("the added picture", lambda: [item.get_description() for item in window.items("On the frame")]
-         == ["not yet on the frame · one.bmp · 2 KB"])
+         == ["one.bmp · not yet on the frame · 2 KB"])
     window.act("push button", "Download")
     wait("the download", lambda: window.note() == "Download finished")
     wait("the note spoken", lambda: ("notification", "Download finished: you may unplug the frame now") in spoken)
@@ -241,7 +241,7 @@ def story(window, work):
     choose_file(window, work / "frame.tar", "Open")
     window.act("push button", "Restore")
     wait("the restored picture", lambda: window.note() == "The pictures of the backup are in the list")
-    assert [item.get_description() for item in window.items("On the frame")] == ["not yet on the frame · one.bmp · 2 KB"]
+    assert [item.get_description() for item in window.items("On the frame")] == ["one.bmp · not yet on the frame · 2 KB"]
     window.act("menu item", "Undo: Restore")
     wait("what was before", lambda: window.items("On the frame") == [])
     window.act("menu item", "Undo: Delete")
