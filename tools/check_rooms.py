@@ -19,6 +19,7 @@ ROOMS = {
     "jpeg": {"base"},
     "vframe": {"base", "platform", "jpeg"},
     "store": {"base", "platform", "device", "flash"},
+    "reader": {"base", "import"},
     "import": {"base", "jpeg"},
     "picture": {"base", "store", "jpeg", "import"},
     "backup": {"base", "store", "jpeg", "picture"},
