@@ -14,7 +14,7 @@ fi
 "$root/tools/install_packages.sh" build run bench
 cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DLUMATO_BENCH=ON -DLUMATO_TESTS=OFF \
     -DLUMATO_WINDOW=ON >/dev/null
-ninja -C "$build" codec_bench room_bench edit_view_bench turbo_bitmaps qt_scaled_reader lumatoctl lumato_vips >/dev/null
+ninja -C "$build" codec_bench room_bench edit_view_bench turbo_bitmaps qt_scaled_reader lumatoctl lumato-reader >/dev/null
 
 date -u +%Y-%m-%d
 grep -m1 'model name' /proc/cpuinfo || uname -m

@@ -4,10 +4,11 @@
 #include <string>
 
 #include "import/import_bmp.h"
+#include "import/import_by_reader.h"
 #include "import/import_jpeg.h"
-#include "import/import_vips.h"
 #include "import/messages.h"
 #include "import/picture_file.h"
+#include "import/png_file.h"
 
 namespace lumato::picture {
 namespace {
@@ -22,7 +23,7 @@ Result<void> ImportFrom(const PictureFile& file, PictureBuilder& builder, Proces
         case Content::Bitmap:
             return ImportBmp(file, builder);
         case Content::Other:
-            return ImportWithVips(file, builder);
+            return ImportByReader(file, builder, processors);
         case Content::Nothing:
             break;
     }

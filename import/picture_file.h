@@ -15,7 +15,7 @@ enum class Content {
     Nothing,  // no picture
     Jpeg,
     Bitmap,
-    Other,  // one of the formats that the picture-reader module knows
+    Other,  // one of the formats that readers know
 };
 
 class PictureFile {

@@ -3,10 +3,12 @@
 
 #include "base/printable.h"
 #include "import/import.h"
+#include "import/stop_question.h"
 #include "picture/add_pictures.h"
 #include "picture/messages.h"
 #include "picture/picture_levels.h"
 #include "store/status_port.h"
+#include "store/transfer.h"
 
 namespace lumato::picture {
 namespace {
@@ -91,6 +93,7 @@ Result<std::unique_ptr<BitmapInfo>> ImportForEditView(const Path& file, float lc
 Result<std::unique_ptr<MyImage>> LoadPicture(const Path& file) {
     PictureState& state = Pictures();
     const store::StoreState& store = store::Store();
+    const StopQuestion question(store::StopRequested);
     Result<std::unique_ptr<BitmapInfo>> info = ImportForEditView(file, store.gmyLcdWidth, store.gmyLcdHeight);
     state.gmyCGimagebi =
         info ? std::shared_ptr<BitmapInfo>(std::move(*info)) : std::make_shared<BitmapInfo>();

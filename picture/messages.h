@@ -19,7 +19,6 @@ inline constexpr Words kBatchNotTried{"BATCH_NOT_TRIED", "{} not tried"};
 
 inline constexpr Words kBeyondFramePicture{"BEYOND_FRAME_PICTURE", "too large for a frame picture"};
 inline constexpr Words kNoMemoryToEncode{"NO_MEMORY_TO_ENCODE", "not enough memory to encode it"};
-inline constexpr Words kStopped{"STOPPED", "stopped"};
 
 // The note with its reason; nothing where nobody listens.
 void ShowNote(const Phrase& note, const Phrase& reason);

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "base/printable.h"
+#include "import/stop_question.h"
 #include "picture/add_pictures.h"
 #include "picture/messages.h"
 #include "picture/waiting_copies.h"
@@ -40,8 +41,10 @@ Processors For(const std::vector<Path>& files, std::size_t atOnce) {
     return files.size() < 2 || atOnce < 2 ? Processors::All : Processors::One;
 }
 
+// For a thread that the program's user may want to stop.
 template <class Make>
-auto WithinMemory(Make make) -> decltype(make()) {
+auto Prepared(Make make) -> decltype(make()) {
+    const StopQuestion question(store::StopRequested);
     try {
         return make();
     } catch (const std::bad_alloc&) {
@@ -49,11 +52,16 @@ auto WithinMemory(Make make) -> decltype(make()) {
     }
 }
 
+template <class Outcome>
+bool IsStopped(const Outcome& outcome) {
+    return !outcome && outcome.error().kind == ErrorKind::Gone;
+}
+
 // The pictures of a batch, composed as AddComposed() takes them, in the order of its files.
 class Compositions {
   public:
     virtual ~Compositions() = default;
-    // Errors: the file cannot be read, and a note said so.
+    // Errors: the file cannot be read, and a note said so; Gone: the batch is stopped.
     [[nodiscard]] virtual Result<Result<Pixels>> Next(const Path& file) = 0;
 };
 
@@ -62,14 +70,16 @@ class FittedCompositions : public Compositions {
   public:
     FittedCompositions(const std::vector<Path>& files, int lcdWidth, int lcdHeight)
         : m_held(MostHeld(lcdWidth, lcdHeight)),
-          m_composed(files.size(), std::min(AtOnce(), m_held), m_held,
-                     [&files, lcdWidth, lcdHeight, processors = For(files, m_held)](std::size_t i) {
-                         return WithinMemory(
-                             [&] { return ComposeFitted(files[i], lcdWidth, lcdHeight, processors); });
-                     }) {}
+          m_composed(
+              files.size(), std::min(AtOnce(), m_held), m_held,
+              [&files, lcdWidth, lcdHeight, processors = For(files, m_held)](std::size_t i) {
+                  return Prepared([&] { return ComposeFitted(files[i], lcdWidth, lcdHeight, processors); });
+              }) {}
 
     Result<Result<Pixels>> Next(const Path& file) override {
         Result<Pixels> composed = m_composed.Next();
+        if (IsStopped(composed))
+            return tl::unexpected(std::move(composed).error());
         if (!composed)
             LUMATO_TRY_VOID(SelectImported(file, tl::unexpected(std::move(composed).error())));
         return composed;
@@ -87,13 +97,16 @@ class PosedCompositions : public Compositions {
     PosedCompositions(const std::vector<Path>& files, float lcdWidth, float lcdHeight, const Pose& pose)
         : m_imported(files.size(), AtOnce(), AtOnce(),
                      [&files, lcdWidth, lcdHeight, processors = For(files, AtOnce())](std::size_t i) {
-                         return WithinMemory(
+                         return Prepared(
                              [&] { return ImportForEditView(files[i], lcdWidth, lcdHeight, processors); });
                      }),
           m_pose(pose) {}
 
     Result<Result<Pixels>> Next(const Path& file) override {
-        LUMATO_TRY_VOID(SelectImported(file, m_imported.Next()));
+        auto imported = m_imported.Next();
+        if (IsStopped(imported))
+            return tl::unexpected(std::move(imported).error());
+        LUMATO_TRY_VOID(SelectImported(file, std::move(imported)));
         ApplyPose(m_pose);
         Result<Pixels> composed = RenderLcdBitmap(WithTopLeftCorner(store::Store().gmyDrawrect));
         ReleaseSelection();
@@ -167,17 +180,20 @@ Phrase MakeRoom(ByteSpan pixels, int replaces, BatchReport& report) {
     return done ? Phrase() : done.error().cause;
 }
 
-// Adds one file. True when the batch goes on.
-bool AddOne(const Path& file, Compositions& compositions, BatchWishes& wishes, BatchReport& report) {
+enum class Tried { Yes, AndStop, No };
+
+Tried AddOne(const Path& file, Compositions& compositions, BatchWishes& wishes, BatchReport& report) {
     Result<Result<Pixels>> composed = compositions.Next(file);
+    if (IsStopped(composed))
+        return Tried::No;
     if (!composed) {
         report.refused.push_back({file, std::move(composed).error(), true});
-        return true;
+        return Tried::Yes;
     }
     if (wishes.waiting && *composed) {
         if (auto copy = wishes.waiting->Take(**composed)) {
             report.added.push_back({file, std::move(*copy), true});
-            return true;
+            return Tried::Yes;
         }
     }
     const Phrase noRoom = wishes.room == Room::Make && *composed
@@ -188,14 +204,14 @@ bool AddOne(const Path& file, Compositions& compositions, BatchWishes& wishes, B
         RememberSource(*added, file, wishes.pose);
         ShowCopyOf(*added, file);
         report.added.push_back({file, std::move(*added)});
-        return true;
+        return Tried::Yes;
     }
     report.refused.push_back({file, std::move(added).error()});
     Error& reason = report.refused.back().reason;
     reason.cause = Joined(reason.cause, kSemicolon, noRoom);
     if (store::StatusPort* status = store::Store().status)
         status->SetNoteDetail(About(NameFor(file), reason.cause));
-    return wishes.policy == AfterRefusal::GoOn;
+    return wishes.policy == AfterRefusal::GoOn ? Tried::Yes : Tried::AndStop;
 }
 
 // The edit view shows the picture at which a batch ended.
@@ -256,12 +272,14 @@ BatchReport AddPictures(const std::vector<Path>& files, const Pose& pose, AfterR
     store::ProgressMeter meter(store::Phase::Adding, static_cast<int>(files.size()), 0);
     {
         const std::unique_ptr<Compositions> compositions = Compose(files, pose);
-        for (bool goOn = true; goOn && file != files.end() && store::FrameOnline() && !store::StopRequested();
-             ++file) {
+        for (Tried tried = Tried::Yes;
+             tried == Tried::Yes && file != files.end() && store::FrameOnline() && !store::StopRequested();) {
             meter.Reach(static_cast<int>(file - files.begin()) + 1, 0);
             if (progress)
                 progress(static_cast<std::size_t>(file - files.begin()));
-            goOn = AddOne(*file, *compositions, wishes, report);
+            tried = AddOne(*file, *compositions, wishes, report);
+            if (tried != Tried::No)
+                ++file;
         }
     }
     report.notTried.assign(file, files.end());

@@ -1,26 +1,17 @@
-// The picture-reader module: libvips behind the table of vips_module.h. Nothing else of this program is in
-// it.
-#include "import/vips_module.h"
-
+// Any picture that libvips reads, into rows.
 #include <algorithm>
-#include <atomic>
-#include <cmath>
-#include <cstdio>
 #include <cstring>
 #include <memory>
-#include <mutex>
-#include <semaphore>
-#include <shared_mutex>
+#include <string>
 #include <string_view>
-#include <thread>
 
 #include <unistd.h>
 #include <vips/vips.h>
 
-namespace lumato::picture {
-namespace {
+#include "reader/read_picture.h"
 
-std::atomic<void (*)(const char*)> s_logLine{nullptr};
+namespace lumato::reader {
+namespace {
 
 // Owns a reference to a GObject of libvips.
 struct Unreference {
@@ -29,31 +20,16 @@ struct Unreference {
 using Image = std::unique_ptr<VipsImage, Unreference>;
 using Source = std::unique_ptr<VipsSource, Unreference>;
 
-// What a reader keeps while rows come out of it.
-struct Keeping {
-    std::int64_t pixelsPerByte;  // more of them for each byte of the file are a trap rather than a picture
-    std::int64_t always;         // so many are read from any file
-    std::int64_t never;          // more are read from none
-};
-constexpr std::int64_t kMega = 1'000'000;
-constexpr Keeping kRows = {100, 256 * kMega, 1000 * kMega};  // costs time only
-constexpr Keeping kStrips = {30, 64 * kMega, 1000 * kMega};  // a strip may be the whole picture
-constexpr Keeping kWhole = {64, 64 * kMega, 256 * kMega};
-
-// What is larger is read alone, and so many others at once: some take ten bytes of memory for each pixel.
-constexpr std::int64_t kMostTogether = 32 * kMega;
-constexpr std::ptrdiff_t kTogether = 4;
-
 // The readers that may be used.
 struct Reader {
     std::string_view name;
-    Keeping keeping;
+    Format format;
     bool shrinks;  // can decode smaller
 };
 constexpr Reader kReaders[] = {
-    {"VipsForeignLoadPngSource", kRows, false},    {"VipsForeignLoadWebpSource", kWhole, true},
-    {"VipsForeignLoadTiffSource", kStrips, false}, {"VipsForeignLoadNsgifSource", kWhole, false},
-    {"VipsForeignLoadHeifSource", kWhole, false},  {"VipsForeignLoadJxlSource", kWhole, false},
+    {"VipsForeignLoadPngSource", Format::Png, false},   {"VipsForeignLoadWebpSource", Format::WebP, true},
+    {"VipsForeignLoadTiffSource", Format::Tiff, false}, {"VipsForeignLoadNsgifSource", Format::Gif, false},
+    {"VipsForeignLoadHeifSource", Format::Heif, false}, {"VipsForeignLoadJxlSource", Format::JpegXl, false},
 };
 
 const Reader* ReaderFor(VipsSource* source) {
@@ -65,85 +41,22 @@ const Reader* ReaderFor(VipsSource* source) {
     return found == std::end(kReaders) ? nullptr : found;
 }
 
-void Log(const gchar* domain, GLogLevelFlags level, const gchar* text, gpointer /*user*/) {
-    // A damaged picture is an error of the call; what is only warned about, nobody could act on.
-    if ((level & G_LOG_LEVEL_CRITICAL) == 0)
-        return;
-    void (*const log)(const char*) = s_logLine.load();
-    if (!log)
-        return;
-    char line[512];
-    std::snprintf(line, sizeof line, "%s: %s", domain ? domain : "vips", text);
-    log(line);
-}
-
-bool Start() {
-    for (const char* domain : {"VIPS", "GLib", "GLib-GObject", "GLib-GIO"})
-        g_log_set_handler(
-            domain,
-            static_cast<GLogLevelFlags>(G_LOG_LEVEL_CRITICAL | G_LOG_LEVEL_WARNING | G_LOG_LEVEL_MESSAGE),
-            Log, nullptr);
-    if (VIPS_INIT("lumato") != 0)
-        return false;
-    // Every picture is read once, so that what its operations leave behind serves nobody.
-    vips_cache_set_max(0);
-    // Each thread has buffers of its own; more than a few gain nothing on one picture.
-    vips_concurrency_set(static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1U, 4U)));
-    // Only readers that are kept safe against hostile files; JPEG XL's became so after this list was made.
-    vips_block_untrusted_set(TRUE);
-    vips_operation_block_set("VipsForeignLoadJxl", FALSE);
-    return true;
-}
-
-// Held by each picture that is read beside others, and alone for what may not be.
-std::shared_mutex s_pictures;
-std::counting_semaphore<kTogether> s_seats{kTogether};
-// Held by who waits to be alone: the others come behind, or they would keep it waiting for as long as any of
-// them reads.
-std::mutex s_door;
-
-struct Seat {
-    Seat() { s_seats.acquire(); }
-    ~Seat() { s_seats.release(); }
-    Seat(const Seat&) = delete;
-    Seat& operator=(const Seat&) = delete;
-};
-
-bool Started() {
-    static const bool started = Start();
-    return started;
-}
-
-// Null in place of a message: other pictures are being read, and why this one is not is told when it is
-// alone.
-VipsOutcome Say(VipsMessage* message, VipsOutcome outcome, const char* key, const char* text) {
-    if (message != nullptr) {
-        message->key = key;
-        message->text = text;
-    }
-    return outcome;
-}
-
 // What libvips has to say, on one line; some of its reasons tell that the file is too short.
-VipsOutcome SayVipsError(VipsMessage* message) {
-    if (message == nullptr)
-        return VipsOutcome::Damaged;
-    auto& detail = message->values[0];
-    const char* const said = vips_error_buffer();
-    std::snprintf(detail, sizeof detail, "%s", *said ? said : "libvips says no more");
+End SayVipsError() {
+    std::string said = vips_error_buffer();
     vips_error_clear();
-    for (char* at = detail; *at; ++at)
-        if (*at == '\n')
-            *at = at[1] ? ' ' : '\0';
-    if (std::string_view(detail).find("out of memory") != std::string_view::npos)
-        return Say(message, VipsOutcome::TooLarge, "BEYOND_MEMORY", "too large for this computer's memory");
+    while (said.ends_with('\n'))
+        said.pop_back();
+    std::replace(said.begin(), said.end(), '\n', ' ');
+    if (said.find("out of memory") != std::string::npos)
+        return {Outcome::TooLarge, Reason::BeyondMemory};
     constexpr std::string_view kEnds[] = {
         "end of file", "end of input",   "EOF",        "eof",       "truncated",
         "Truncated",   "Unexpected end", "not enough", "Not enough"};
     for (const std::string_view end : kEnds)
-        if (std::string_view(detail).find(end) != std::string_view::npos)
-            return Say(message, VipsOutcome::Damaged, "CUT_OFF", "cut off: the file ends early");
-    return Say(message, VipsOutcome::Damaged, "BROKEN", "broken: {0}");
+        if (said.find(end) != std::string::npos)
+            return {Outcome::Damaged, Reason::CutOff};
+    return {Outcome::Damaged, Reason::Broken, said.empty() ? "libvips says no more" : said};
 }
 
 // Takes over what an operation made, if it succeeded.
@@ -180,44 +93,32 @@ bool IsInterlaced(VipsImage* image) {
            vips_image_get_int(image, "interlaced", &interlaced) == 0 && interlaced != 0;
 }
 
-// Pixels, deeper ones as so many of the usual 3 bytes.
-std::int64_t CostOf(const VipsImage* image) {
-    const std::int64_t pixels = std::int64_t{vips_image_get_width(image)} * vips_image_get_height(image);
-    const auto sampleSize = static_cast<std::int64_t>(vips_format_sizeof(vips_image_get_format(image)));
-    return pixels * std::max<std::int64_t>(3, sampleSize * vips_image_get_bands(image)) / 3;
+Found Describe(VipsImage* image, const Reader& reader) {
+    const auto bytes = vips_format_sizeof(vips_image_get_format(image)) *
+                       static_cast<unsigned>(std::max(1, vips_image_get_bands(image)));
+    return {.width = vips_image_get_width(image),
+            .height = vips_image_get_height(image),
+            .orientation = static_cast<std::uint8_t>(std::clamp(vips_image_get_orientation(image), 0, 255)),
+            .format = IsInterlaced(image) ? Format::Interlaced : reader.format,
+            .pixelBytes = static_cast<std::uint8_t>(std::clamp<std::uint64_t>(bytes, 1, 255))};
 }
 
-// A header may claim anything; what decoding costs must stand in some proportion to the file.
-VipsOutcome CheckLimit(VipsImage* image, const Reader& reader, std::int64_t fileSize, VipsMessage* message) {
-    const Keeping& keeping = IsInterlaced(image) ? kWhole : reader.keeping;
-    const std::int64_t limit = std::clamp(fileSize * keeping.pixelsPerByte, keeping.always, keeping.never);
-    if (CostOf(image) <= (message == nullptr ? std::min(limit, kMostTogether) : limit))
-        return VipsOutcome::Done;
-    if (message == nullptr)
-        return VipsOutcome::TooLarge;
-    std::snprintf(message->values[0], sizeof message->values[0], "%d x %d", vips_image_get_width(image),
-                  vips_image_get_height(image));
-    std::snprintf(message->values[1], sizeof message->values[1], "%lld",
-                  static_cast<long long>(limit / kMega));
-    return Say(message, VipsOutcome::TooLarge, "TOO_LARGE_A_FILE",
-               "too large: {0} pixels, the limit for such a file is {1} megapixels");
-}
-
-// Whether the receiver takes the colours as they are: they are of the usual kind, and it converts fewer
-// pixels.
-bool IsProfileTaken(VipsImage* image, const VipsReceiver& receiver) {
+// The profile in whose colours the pixels may be left, where they are of the usual kind: whoever shows them
+// converts fewer. Empty where they are not.
+ByteSpan ProfileToOffer(VipsImage* image) {
     const void* profile = nullptr;
     std::size_t size = 0;
-    return vips_image_get_interpretation(image) == VIPS_INTERPRETATION_sRGB &&
-           vips_image_get_format(image) == VIPS_FORMAT_UCHAR &&
-           vips_image_get_typeof(image, VIPS_META_ICC_NAME) != 0 &&
-           vips_image_get_blob(image, VIPS_META_ICC_NAME, &profile, &size) == 0 &&
-           receiver.takesProfile(receiver.user, profile, size);
+    if (vips_image_get_interpretation(image) != VIPS_INTERPRETATION_sRGB ||
+        vips_image_get_format(image) != VIPS_FORMAT_UCHAR ||
+        vips_image_get_typeof(image, VIPS_META_ICC_NAME) == 0 ||
+        vips_image_get_blob(image, VIPS_META_ICC_NAME, &profile, &size) != 0 || size > kHalf)
+        return {};
+    return {static_cast<const std::uint8_t*>(profile), size};
 }
 
 // By the embedded profile where that works; a broken one counts as none.
-bool ToSrgb(Image& image, const VipsReceiver& receiver) {
-    if (IsProfileTaken(image.get(), receiver))
+bool ToSrgb(Image& image, bool profileTaken) {
+    if (profileTaken)
         return true;
     if (vips_image_get_typeof(image.get(), VIPS_META_ICC_NAME) != 0) {
         const bool done = Apply(image, [](VipsImage* in, VipsImage** out) {
@@ -249,15 +150,15 @@ bool ToThreeBytes(Image& image) {
 }
 
 // Transparency shows black, then sRGB, 8 bits, three of them.
-bool Prepare(Image& image, const VipsReceiver& receiver) {
+bool Prepare(Image& image, bool profileTaken) {
     if (vips_image_hasalpha(image.get()) &&
         !Apply(image, [](VipsImage* in, VipsImage** out) { return vips_flatten(in, out, nullptr); }))
         return false;
-    return ToSrgb(image, receiver) && ToThreeBytes(image);
+    return ToSrgb(image, profileTaken) && ToThreeBytes(image);
 }
 
 struct Delivery {
-    const VipsReceiver* receiver;
+    Receiver& receiver;
     bool stopped = false;
 };
 
@@ -267,7 +168,7 @@ int Deliver(VipsRegion* region, VipsRect* area, void* user) {
     const auto stride = static_cast<std::ptrdiff_t>(VIPS_REGION_LSKIP(region));
     const VipsPel* row = VIPS_REGION_ADDR_TOPLEFT(region) + (area->top - region->valid.top) * stride;
     for (int y = 0; y < area->height; ++y, row += stride) {
-        if (delivery.receiver->row(delivery.receiver->user, row))
+        if (delivery.receiver.Row(row))
             continue;
         delivery.stopped = true;
         return -1;
@@ -275,85 +176,40 @@ int Deliver(VipsRegion* region, VipsRect* area, void* user) {
     return 0;
 }
 
-VipsOutcome ReadOpened(int descriptor, std::int64_t fileSize, const Reader& reader,
-                       const VipsReceiver* receiver, VipsMessage* message) {
+End ReadOpened(int descriptor, const Reader& reader, Receiver& receiver) {
     Image image = Open(descriptor, 1);
     if (!image)
-        return SayVipsError(message);
-    const VipsOutcome limit = CheckLimit(image.get(), reader, fileSize, message);
-    if (limit != VipsOutcome::Done)
-        return limit;
-    if (!receiver->begin(receiver->user, vips_image_get_width(image.get()),
-                         vips_image_get_height(image.get()), vips_image_get_orientation(image.get())))
-        return VipsOutcome::Stopped;
-    const int shrink = receiver->mostShrink(receiver->user);
-    if (shrink > 1 && reader.shrinks) {
-        image = Open(descriptor, 1.0 / shrink);
+        return SayVipsError();
+    const auto go = receiver.Begin(Describe(image.get(), reader), ProfileToOffer(image.get()));
+    if (!go)
+        return {Outcome::Stopped};
+    if (go->mostShrink > 1 && reader.shrinks) {
+        image = Open(descriptor, 1.0 / go->mostShrink);
         if (!image)
-            return SayVipsError(message);
+            return SayVipsError();
     }
-    if (!Prepare(image, *receiver))
-        return SayVipsError(message);
-    if (!receiver->decoded(receiver->user, vips_image_get_width(image.get()),
-                           vips_image_get_height(image.get())))
-        return VipsOutcome::Stopped;
+    if (!Prepare(image, go->profileTaken))
+        return SayVipsError();
+    if (!receiver.Decoded(vips_image_get_width(image.get()), vips_image_get_height(image.get())))
+        return {Outcome::Stopped};
     Delivery delivery{receiver};
     if (vips_sink_disc(image.get(), Deliver, &delivery) != 0)
-        return delivery.stopped ? VipsOutcome::Stopped : SayVipsError(message);
-    return VipsOutcome::Done;
+        return delivery.stopped ? End{Outcome::Stopped} : SayVipsError();
+    return {};
 }
 
-VipsOutcome ReadOne(int descriptor, std::int64_t fileSize, const VipsReceiver* receiver,
-                    VipsMessage* message) {
-    if (!Started())
-        return Say(message, VipsOutcome::Unsupported, "READER_CANNOT_START",
-                   "the picture reader cannot start");
+}  // namespace
+
+End ReadWithVips(int descriptor, const Job& job, Receiver& receiver) {
+    vips_concurrency_set(job.threads);
     vips_error_clear();
     const Source source = OpenSource(descriptor);
     const Reader* const reader = source ? ReaderFor(source.get()) : nullptr;
     if (!reader) {
         vips_error_clear();
-        return Say(message, VipsOutcome::Unsupported, "NOT_READABLE_HERE",
-                   "not a picture that can be read here");
+        return {Outcome::Unsupported, Reason::NotReadableHere};
     }
-    return ReadOpened(descriptor, fileSize, *reader, receiver, message);
+    return ReadOpened(descriptor, *reader, receiver);
 }
 
-VipsOutcome Read(int descriptor, std::int64_t fileSize, const VipsReceiver* receiver, VipsMessage* message) {
-    {
-        const Seat seat;
-        std::unique_lock door(s_door);
-        const std::shared_lock together(s_pictures);
-        door.unlock();
-        const VipsOutcome outcome = ReadOne(descriptor, fileSize, receiver, nullptr);
-        if (outcome == VipsOutcome::Done || outcome == VipsOutcome::Stopped)
-            return outcome;
-    }
-    const std::lock_guard door(s_door);
-    const std::lock_guard alone(s_pictures);
-    return ReadOne(descriptor, fileSize, receiver, message);
-}
-
-VipsOutcome EncodePng(const std::uint8_t* rgb, int width, int height, void** png, std::size_t* size,
-                      VipsMessage* message) {
-    const std::lock_guard door(s_door);
-    const std::lock_guard alone(s_pictures);
-    if (!Started())
-        return Say(message, VipsOutcome::Unsupported, "", "the picture writer cannot start");
-    const Image image(vips_image_new_from_memory(
-        rgb, static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 3, width, height, 3,
-        VIPS_FORMAT_UCHAR));
-    if (!image || vips_pngsave_buffer(image.get(), png, size, nullptr) != 0)
-        return SayVipsError(message);
-    return VipsOutcome::Done;
-}
-
-}  // namespace
-}  // namespace lumato::picture
-
-extern "C" __attribute__((visibility("default"))) const lumato::picture::VipsModule* LumatoVipsModule() {
-    using namespace lumato::picture;
-    static const VipsModule module = {kVipsModuleVersion, [](void (*log)(const char*)) { s_logLine = log; },
-                                      Read, EncodePng, [](void* png) { g_free(png); }};
-    return &module;
-}
+}  // namespace lumato::reader

@@ -19,8 +19,8 @@ ROOMS = {
     "jpeg": {"base"},
     "vframe": {"base", "platform", "jpeg"},
     "store": {"base", "platform", "device", "flash"},
-    "reader": {"base", "import"},
-    "import": {"base", "jpeg"},
+    "reader": {"base"},
+    "import": {"base", "jpeg", "reader"},
     "picture": {"base", "store", "jpeg", "import"},
     "backup": {"base", "store", "jpeg", "picture"},
     "report": {"base", "platform", "device", "flash", "store", "vframe"},
@@ -42,6 +42,7 @@ KNOWN = set(ROOMS) | FREE
 # System headers that one place alone may include: (pattern, folder, what for).
 SYSTEM = [
     (re.compile(r"scsi/sg\.h|libudev\.h"), "platform/linux/", "the real bus"),
+    (re.compile(r"vips/.+"), "reader/", "readers"),
     (re.compile(r"Q[A-Z]\w*|Qt\w+/.+"), "app/", "the window"),
 ]
 INCLUDE = re.compile(r'^\s*#\s*include\s*(?:"([^"]+)"|<([^>]+)>)')
@@ -118,6 +119,8 @@ def check_itself():
         ("cli/a.cpp", None, "QtCore/QString", True),
         ("app/a.cpp", None, "QtCore/QString", False),
         ("cli/a.cpp", None, "queue", False),
+        ("import/a.cpp", None, "vips/vips.h", True),
+        ("reader/a.cpp", "import/b.h", None, True),
     ]
     for path, quoted, system, wrong in rows:
         found = faults_of_include(pathlib.PurePosixPath(path), quoted, system)

@@ -11,7 +11,7 @@
 #include <unistd.h>
 
 #include "import/held_size.h"
-#include "import/import_vips.h"
+#include "import/reader_pool.h"
 #include "import/picture_builder.h"
 #include "tests/support/picture_files.h"
 
@@ -200,13 +200,13 @@ TEST_F(PictureImport, AnyFileName) {
     }
 }
 
-TEST_F(PictureImport, MissingModuleIsNamed) {
-    const auto module = LoadVipsModule({m_folder / "a", m_folder / "b"});
-    ASSERT_FALSE(module);
-    EXPECT_EQ(module.error().kind, ErrorKind::Unsupported);
-    EXPECT_THAT(module.error().message.English(), HasSubstr("not installed"));
-    Put(m_folder / kVipsModuleName, Bytes{'x'});
-    EXPECT_EQ(LoadVipsModule({m_folder / ""}).error().kind, ErrorKind::Unsupported);
+TEST_F(PictureImport, MissingReaderIsNamed) {
+    const auto missing = FindReader({m_folder / "a", m_folder / "b"});
+    ASSERT_FALSE(missing);
+    EXPECT_EQ(missing.error().kind, ErrorKind::Unsupported);
+    EXPECT_THAT(missing.error().message.English(), HasSubstr("not installed"));
+    Put(m_folder / reader::kProgram, Bytes{'x'});
+    EXPECT_EQ(ReaderProcess::Start(FindReader({m_folder / ""}).value()).error().kind, ErrorKind::Unsupported);
 }
 
 TEST(HeldSize, ArithmeticOfReduction) {

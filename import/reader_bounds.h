@@ -1,0 +1,24 @@
+// What a reader may take for a picture. A header may claim anything: what decoding costs must stand in some
+// proportion to the file.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+
+#include "base/error.h"
+#include "reader/messages.h"
+
+namespace lumato::picture {
+
+struct ReaderBounds {
+    std::int64_t memory = 0;  // bytes beyond what it has when it waits
+    std::chrono::milliseconds processor{0};
+};
+
+// To find out what there is.
+inline constexpr ReaderBounds kForHeader{64 << 20, std::chrono::milliseconds(2500)};
+
+// Errors: TooLarge.
+[[nodiscard]] Result<ReaderBounds> BoundsFor(const reader::Found& found, std::int64_t fileSize);
+
+}  // namespace lumato::picture

@@ -1,0 +1,87 @@
+// A reader: a process of its own that decodes what strangers made, started and ended here.
+//
+// One thread at a time.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <ctime>
+#include <memory>
+#include <string>
+
+#include <sys/types.h>
+
+#include "base/file.h"
+#include "import/reader_bounds.h"
+#include "reader/messages.h"
+
+namespace lumato::picture {
+
+// A descriptor and its end.
+class Descriptor {
+  public:
+    explicit Descriptor(int fd = -1) : m_fd(fd) {}
+    ~Descriptor();
+    Descriptor(Descriptor&& other) noexcept;
+    Descriptor& operator=(Descriptor&& other) noexcept;
+
+    [[nodiscard]] int Get() const { return m_fd; }
+
+  private:
+    int m_fd;
+};
+
+class ReaderProcess {
+  public:
+    // How long one may be silent without using processor time, and how much longer a picture may take than ten times
+    // its processor time explains.
+    using Patience = std::chrono::milliseconds;
+    static constexpr Patience kPatience{30'000};
+
+    // Errors: Unsupported, when it cannot be started, with the reason; Gone, when it is not to be.
+    [[nodiscard]] static Result<std::unique_ptr<ReaderProcess>> Start(const Path& program,
+                                                                      Patience patience = kPatience);
+    // Ends it, whatever it does.
+    ~ReaderProcess();
+    ReaderProcess(const ReaderProcess&) = delete;
+    ReaderProcess& operator=(const ReaderProcess&) = delete;
+
+    // What it may take from now on.
+    void SetBounds(const ReaderBounds& bounds);
+    // False: it has ended.
+    [[nodiscard]] bool Say(const reader::ToReader& message, int descriptor = -1);
+    enum class Heard { Packet, Ended, TooLong, Stopped };
+    // Waits for what it says.
+    [[nodiscard]] Heard Hear(reader::Packet& packet);
+
+    // Where its rows come. It may write there at any time.
+    [[nodiscard]] ByteSpan Memory() const { return {m_memory, reader::kMemorySize}; }
+    // It lives and has said nothing that was not heard.
+    [[nodiscard]] bool IsQuiet() const;
+    // It keeps more of what it took than a waiting one should.
+    [[nodiscard]] bool HasGrown() const;
+    [[nodiscard]] pid_t Id() const { return m_id; }
+
+  private:
+    explicit ReaderProcess(Patience patience) : m_patience(patience) {}
+
+    [[nodiscard]] bool MakeMemory();
+    [[nodiscard]] int Spawn(const Path& program);
+    [[nodiscard]] Result<void> AwaitReady();
+    [[nodiscard]] Error NotReady() const;
+    [[nodiscard]] std::int64_t Data() const;
+    [[nodiscard]] std::chrono::nanoseconds Processor() const;
+
+    const Patience m_patience;
+    pid_t m_id = -1;
+    clockid_t m_clock{};
+    Descriptor m_socket;
+    Descriptor m_rows;
+    Descriptor m_words;  // what it says on standard error
+    const std::uint8_t* m_memory = nullptr;
+    std::int64_t m_data = 0;  // when it was ready
+    std::chrono::nanoseconds m_mostProcessor{0};
+    std::chrono::steady_clock::time_point m_end;
+};
+
+}  // namespace lumato::picture

@@ -1,0 +1,286 @@
+// A reader that each file takes over as its text says: what a fault in a decoder could be made to do.
+//
+// An attempt that fails is passed over, and the picture comes as if nothing had been; one that succeeds is
+// told as the picture's fault.
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <sched.h>
+#include <sys/mman.h>
+#include <sys/ptrace.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "reader/serve.h"
+
+namespace lumato::reader {
+namespace {
+
+constexpr int kSide = 64;
+
+void SleepFor(int milliseconds) {
+    ::poll(nullptr, 0, milliseconds);
+}
+
+void Send(const void* bytes, std::size_t size) {
+    ::send(kSocket, bytes, size, MSG_NOSIGNAL);
+}
+
+void Send(const FromReader& message) {
+    const Packet packet = Pack(message);
+    Send(packet.data(), packet.size());
+}
+
+volatile int* s_nothing = nullptr;
+volatile bool s_goesOn = true;
+
+// Until no more is given; what was given stays.
+template <class Give>
+bool IsGivenMoreThan(std::size_t most, Give give) {
+    constexpr std::size_t kPiece = 1 << 20;
+    for (std::size_t all = 0; all < most; all += kPiece) {
+        void* const piece = give(kPiece);
+        if (piece == nullptr || piece == MAP_FAILED)
+            return false;
+        std::memset(piece, 1, kPiece);
+    }
+    return true;
+}
+
+bool WritesAnywhere() {
+    bool written = false;
+    for (int fd = 0; fd < 64; ++fd)
+        written = written ||
+                  (fd != STDERR_FILENO && fd != kSocket && fd != kMemory && ::pwrite(fd, "x", 1, 0) == 1);
+    return written || ::ftruncate(kMemory, 1) == 0 || ::ftruncate(kMemory, 1 << 30) == 0;
+}
+
+bool Connects() {
+    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+    return fd >= 0;
+}
+
+bool Forks() {
+    const pid_t child = ::fork();
+    if (child == 0)
+        ::_exit(0);
+    return child > 0;
+}
+
+bool Executes() {
+    std::array<char*, 1> none{nullptr};
+    ::execve("/bin/true", none.data(), none.data());
+    return false;
+}
+
+bool Opens() {
+    return ::open("/etc/passwd", O_RDONLY | O_CLOEXEC) >= 0 ||
+           ::open("/tmp/lumato-planted", O_CREAT | O_WRONLY | O_CLOEXEC, 0600) >= 0 ||
+           ::mkdir("/tmp/lumato-planted", 0700) == 0 || ::unlink("/tmp/lumato-planted") == 0 ||
+           ::chdir("/") == 0;
+}
+
+bool SendsSignals() {
+    return ::fcntl(kSocket, F_SETOWN, ::getppid()) == 0;
+}
+
+bool RunsWhatItWrote() {
+    return ::mmap(nullptr, 4096, PROT_READ | PROT_WRITE | PROT_EXEC, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0) !=
+           MAP_FAILED;
+}
+
+bool RaisesItsLimits() {
+    const struct rlimit all { RLIM_INFINITY, RLIM_INFINITY };
+    return ::setrlimit(RLIMIT_DATA, &all) == 0;
+}
+
+bool HasPrivileges() {
+    return ::getuid() == 0 && ::setuid(0) == 0 && ::chroot("/") == 0;
+}
+
+bool SendsDescriptors() {
+    for (int i = 0; i < 8; ++i) {
+        Packet packet = Pack(FromReader(Line{"with a descriptor"}));
+        iovec part{packet.data(), packet.size()};
+        alignas(cmsghdr) std::array<std::byte, CMSG_SPACE(sizeof(int))> control{};
+        msghdr header{};
+        header.msg_iov = &part;
+        header.msg_iovlen = 1;
+        header.msg_control = control.data();
+        header.msg_controllen = control.size();
+        cmsghdr* const first = CMSG_FIRSTHDR(&header);
+        first->cmsg_level = SOL_SOCKET;
+        first->cmsg_type = SCM_RIGHTS;
+        first->cmsg_len = CMSG_LEN(sizeof(int));
+        std::memcpy(CMSG_DATA(first), &kMemory, sizeof(int));
+        ::sendmsg(kSocket, &header, MSG_NOSIGNAL);
+    }
+    return false;
+}
+
+// True: it did what it must not.
+struct Plant {
+    std::string_view name;
+    bool (*act)();
+};
+constexpr Plant kPlants[] = {
+    {"fine", [] { return false; }},
+    {"uses threads",
+     [] {
+         std::thread([] {}).join();
+         return false;
+     }},
+    {"aborts", []() -> bool { std::abort(); }},
+    {"crashes", [] { return *s_nothing == 0; }},
+    {"exits", []() -> bool { std::_Exit(0); }},
+    {"hangs",
+     [] {
+         while (s_goesOn) {
+         }
+         return false;
+     }},
+    {"sleeps",
+     []() -> bool {
+         for (;;)
+             SleepFor(1000);
+     }},
+    {"stops itself",
+     [] {
+         std::raise(SIGSTOP);
+         return false;
+     }},
+    {"answers late",
+     [] {
+         SleepFor(1500);
+         return false;
+     }},
+    {"takes memory",
+     [] { return IsGivenMoreThan(300 << 20, [](std::size_t size) { return std::malloc(size); }); }},
+    {"takes shared memory",
+     [] {
+         return IsGivenMoreThan(300 << 20, [](std::size_t size) {
+             return ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+         });
+     }},
+    {"takes memory files", [] { return ::memfd_create("more", 0) >= 0; }},
+    {"leaks", [] { return !IsGivenMoreThan(20 << 20, [](std::size_t size) { return std::malloc(size); }); }},
+    {"raises its limits", RaisesItsLimits},
+    {"opens files", Opens},
+    {"writes anywhere", WritesAnywhere},
+    {"connects", Connects},
+    {"forks", Forks},
+    {"executes", Executes},
+    {"kills", [] { return ::kill(::getppid(), 0) == 0; }},
+    {"sends signals", SendsSignals},
+    {"traces", [] { return ::ptrace(PTRACE_ATTACH, ::getppid(), nullptr, nullptr) == 0; }},
+    {"runs what it wrote", RunsWhatItWrote},
+    {"has privileges", HasPrivileges},
+    {"says nonsense",
+     [] {
+         Send("\xFF\xFFnonsense", 10);
+         return false;
+     }},
+    {"says too much",
+     [] {
+         const std::vector<char> much(60'000);
+         Send(much.data(), much.size());
+         return false;
+     }},
+    {"says nothing",
+     [] {
+         Send("", 0);
+         return false;
+     }},
+    {"talks",
+     []() -> bool {
+         for (;;)
+             Send(Line{"and on"});
+     }},
+    {"hands rows over first",
+     [] {
+         Send(Rows{1});
+         return false;
+     }},
+    {"ends first",
+     [] {
+         Send(End{});
+         return false;
+     }},
+    {"sends descriptors", SendsDescriptors},
+    {"closes the socket",
+     [] {
+         ::close(kSocket);
+         SleepFor(60'000);
+         return false;
+     }},
+};
+
+// What it does in the midst of its rows.
+struct RowPlant {
+    std::string_view name;
+    bool (*act)(int y);
+};
+constexpr RowPlant kRowPlants[] = {
+    {"crashes in its rows", [](int y) { return y == 9 && *s_nothing == 0; }},
+    {"hands over too many",
+     [](int y) {
+         if (y == 9)
+             Send(Rows{1'000'000});
+         return false;
+     }},
+    {"begins again",
+     [](int y) {
+         if (y == 9)
+             Send(Found{kSide, kSide, 1, Format::Png, 3, 0});
+         return false;
+     }},
+    {"ends early",
+     [](int y) {
+         if (y == 9)
+             Send(End{});
+         return false;
+     }},
+};
+
+End ReadPlanted(int descriptor, const Job&, Receiver& receiver) {
+    std::array<char, 64> text{};
+    const ssize_t size = ::pread(descriptor, text.data(), text.size(), 0);
+    const std::string_view name(text.data(), static_cast<std::size_t>(size < 0 ? 0 : size));
+    for (const Plant& plant : kPlants)
+        if (plant.name == name && plant.act())
+            return {Outcome::Damaged, Reason::Broken, "it could"};
+    if (!receiver.Begin({kSide, kSide, 1, Format::Png, 3, 0}, {}))
+        return {Outcome::Stopped};
+    if (!receiver.Decoded(name == "shrinks" ? 1 : kSide, kSide))
+        return {Outcome::Stopped};
+    const std::vector<std::uint8_t> row(kSide * 3, 0x55);
+    for (int y = 0; y < kSide; ++y) {
+        for (const RowPlant& plant : kRowPlants)
+            if (plant.name == name && plant.act(y))
+                return {Outcome::Damaged, Reason::Broken, "it could"};
+        if (!receiver.Row(row.data()))
+            return {Outcome::Stopped};
+    }
+    return {};
+}
+
+}  // namespace
+}  // namespace lumato::reader
+
+int main() {
+    using namespace lumato::reader;
+    return Serve({[](void (*)(const char*)) { return true; }, ReadPlanted});
+}

@@ -1,0 +1,135 @@
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <thread>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "import/import_by_reader.h"
+#include "import/stop_question.h"
+#include "tests/support/diagnostic_capture.h"
+#include "tests/support/picture_files.h"
+
+namespace lumato::picture {
+namespace {
+
+constexpr char kDecoderHasStopped[] = "Damaged: cannot be read: the decoder stopped";
+
+class Reader : public ImportTest {
+  protected:
+    // With a reader that does what the file's text says.
+    std::string Plant(const std::string& text) {
+        Put(m_file, Bytes(text.begin(), text.end()));
+        m_info = {};
+        const auto file = PictureFile::Open(m_file);
+        const ScaleNeeded whole = [](int, int) { return 1.0; };
+        PictureBuilder builder(m_info, false, whole);
+        return Outcome(ImportByReader(*file, builder, Processors::One, m_pool));
+    }
+    static std::size_t Descriptors() {
+        return static_cast<std::size_t>(
+            std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}));
+    }
+
+    ReaderPool m_pool{{Path(LUMATO_PLANTED)}, std::chrono::milliseconds(1000)};
+};
+
+TEST_F(Reader, WhateverTakesADecoderOverIsCaught) {
+    const char* const passedOver[] = {
+        "fine",
+        "uses threads",
+        "takes memory",
+        "takes shared memory",
+        "takes memory files",
+        "leaks",
+        "raises its limits",
+        "opens files",
+        "writes anywhere",
+        "sends signals",
+        "runs what it wrote",
+        "has privileges",
+        "sends descriptors",
+    };
+    const char* const ended[] = {
+        "aborts",
+        "crashes",
+        "exits",
+        "hangs",
+        "sleeps",
+        "stops itself",
+        "answers late",
+        "connects",
+        "forks",
+        "executes",
+        "kills",
+        "traces",
+        "says nonsense",
+        "says too much",
+        "says nothing",
+        "talks",
+        "hands rows over first",
+        "ends first",
+        "closes the socket",
+        "crashes in its rows",
+        "hands over too many",
+        "begins again",
+        "shrinks",
+    };
+    ASSERT_EQ(Plant("fine"), "fine");
+    const std::size_t before = Descriptors();
+    const test::DiagnosticCapture quiet;
+    for (const char* name : passedOver) {
+        EXPECT_EQ(Plant(name), "fine") << name;
+        ASSERT_EQ(m_info.pixels.size(), 64U * 64 * 4) << name;
+        EXPECT_TRUE(Near(At(m_info, 63, 63), {0x55, 0x55, 0x55}, 0)) << name;
+    }
+    for (const char* name : ended) {
+        EXPECT_EQ(Plant(name), kDecoderHasStopped) << name;
+        EXPECT_EQ(Plant("fine"), "fine") << "after " << name;
+    }
+    EXPECT_EQ(Plant("ends early"), "Damaged: cut off: the file ends early");
+    EXPECT_EQ(Plant("fine"), "fine");
+    EXPECT_LE(Descriptors(), before);
+}
+
+TEST_F(Reader, IsKeptUnlessItHasGrown) {
+    ASSERT_EQ(Plant("fine"), "fine");
+    const auto kept = [&] {
+        auto loan = m_pool.Borrow();
+        const pid_t id = (**loan).Id();
+        loan->GiveBack();
+        return id;
+    };
+    const pid_t first = kept();
+    EXPECT_EQ(Plant("fine"), "fine");
+    EXPECT_EQ(kept(), first);
+    EXPECT_EQ(Plant("leaks"), "fine");
+    const pid_t second = kept();
+    EXPECT_NE(second, first);
+    // One that was ended while it waited costs nobody a picture.
+    ::kill(second, SIGKILL);
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_EQ(Plant("fine"), "fine");
+}
+
+TEST_F(Reader, EndsAtOnceWhenItsUserWantsIt) {
+    static std::atomic<bool> s_stop;
+    s_stop = false;
+    std::thread user([] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        s_stop = true;
+    });
+    const auto begin = std::chrono::steady_clock::now();
+    {
+        const StopQuestion question([] { return s_stop.load(); });
+        EXPECT_EQ(Plant("sleeps"), "Gone: stopped");
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(900));
+    user.join();
+    EXPECT_EQ(Plant("fine"), "fine");
+}
+
+}  // namespace
+}  // namespace lumato::picture
