@@ -1,7 +1,8 @@
 // Picture files into pixels: any format, with bounded memory.
 //
 // JPEG goes through libjpeg-turbo, bitmaps through our own reader, everything else through a reader, a
-// process of its own that is started at its first use. Callable from any thread, one import at a time per BitmapInfo.
+// process of its own that is started at its first use. Callable from any thread, one import at a time per
+// BitmapInfo.
 #pragma once
 
 #include <memory>

@@ -28,6 +28,7 @@ class Conversation {
     [[nodiscard]] bool IsReaderSound() const { return m_sound; }
 
     Result<void> Lead(const reader::Job& job, int descriptor) {
+        m_process.Begin();
         m_process.SetBounds(kForHeader);
         if (!m_process.Say(job, descriptor))
             return Stopped();
@@ -41,7 +42,7 @@ class Conversation {
                 case Reception::Next::Wait:
                     continue;
                 case Reception::Next::Go:
-                    m_share.emplace(m_reception.Bounds().memory);
+                    m_share.emplace(m_reception.Bounds().usual);
                     if (!m_share->IsGranted())
                         return Fail(ErrorKind::Gone, kStopped);
                     m_process.SetBounds(m_reception.Bounds());

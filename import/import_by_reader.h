@@ -9,9 +9,9 @@
 
 namespace lumato::picture {
 
-// Errors: Damaged (also where the reader broke down over it), TooLarge, Unsupported (also when there is no reader),
-// Gone when it was stopped.
-[[nodiscard]] Result<void> ImportByReader(const PictureFile& file, PictureBuilder& builder, Processors processors,
-                                          ReaderPool& pool = Readers());
+// Errors: Damaged (also where the reader broke down over it), TooLarge, Unsupported (also when there is no
+// reader), Gone when it was stopped.
+[[nodiscard]] Result<void> ImportByReader(const PictureFile& file, PictureBuilder& builder,
+                                          Processors processors, ReaderPool& pool = Readers());
 
 }  // namespace lumato::picture

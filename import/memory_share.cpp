@@ -11,8 +11,8 @@
 namespace lumato::picture {
 namespace {
 
-// A program with four readers that wait takes half as much again.
-constexpr std::int64_t kAll = 128 << 20;
+// With four readers that wait, and what a program has beside its imports, 300 MB.
+constexpr std::int64_t kAll = 224'000'000;
 
 // Never destroyed: threads that nobody waits for may give back at the end.
 struct Stock {
@@ -33,9 +33,7 @@ MemoryShare::MemoryShare(std::int64_t bytes) : m_bytes(std::min(bytes, kAll)) {
     Stock& stock = TheStock();
     std::unique_lock lock(stock.mutex);
     const auto place = stock.waiting.insert(stock.waiting.end(), this);
-    const auto isFree = [&] {
-        return stock.waiting.front() == this && stock.taken + m_bytes <= kAll;
-    };
+    const auto isFree = [&] { return stock.waiting.front() == this && stock.taken + m_bytes <= kAll; };
     constexpr std::chrono::milliseconds kBetweenQuestions{50};
     while (!stock.changed.wait_for(lock, kBetweenQuestions, isFree) && !StopQuestion::IsStopped()) {
     }

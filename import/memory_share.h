@@ -5,9 +5,10 @@
 
 namespace lumato::picture {
 
-// So many bytes of what all imports of this process may take together: waits until they are free, and gives them
-// back. What is more than all of it has it for itself. Who comes first is first. On the thread of an import that is
-// to stop it waits no longer: IsGranted() tells. Any thread, one at a time on each: two could wait for each other.
+// So many bytes of what all imports of this process may take together: waits until they are free, and gives
+// them back. What is more than all of it has it for itself. Who comes first is first. On the thread of an
+// import that is to stop it waits no longer: IsGranted() tells. Any thread, one at a time on each: two could
+// wait for each other.
 class MemoryShare {
   public:
     explicit MemoryShare(std::int64_t bytes);

@@ -68,7 +68,8 @@ Result<Bytes> EncodePng(int width, int height, ByteSpan pixels) {
     Bytes header;
     AddNumber(header, static_cast<std::size_t>(width));
     AddNumber(header, static_cast<std::size_t>(height));
-    header.insert(header.end(), {8, 2, 0, 0, 0});  // bits, red-green-blue; the only compression and filters; no passes
+    header.insert(header.end(),
+                  {8, 2, 0, 0, 0});  // bits, red-green-blue; the only compression and filters; no passes
     Bytes file = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
     AddChunk(file, "IHDR", header);
     AddChunk(file, "IDAT", packed);

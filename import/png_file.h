@@ -9,7 +9,8 @@
 
 namespace lumato::picture {
 
-// Of `width` x `height` pixels of red, green and blue, top row first. Requires: there are so many. Errors: TooLarge.
+// Of `width` x `height` pixels of red, green and blue, top row first. Requires: there are so many. Errors:
+// TooLarge.
 [[nodiscard]] Result<std::vector<std::uint8_t>> EncodePng(int width, int height, ByteSpan pixels);
 
 }  // namespace lumato::picture

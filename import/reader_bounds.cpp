@@ -9,52 +9,66 @@ namespace {
 
 constexpr std::int64_t kMega = 1'000'000;
 
-// Measured (docs/performance.md), and rounded up.
+// Measured with pictures of 12 megapixels and rows of 4,000 and 40,000 pixels (docs/performance.md), and
+// rounded up: for what may be asked of the system by half, since libraries ask for more than they use.
 struct Cost {
-    double bytesPerPixel;     // of memory, with 3 bytes a pixel; deeper ones as so many more
-    double bytesAcross;       // the same for each pixel of a row: what is read row by row keeps some
-    double secondsPerMega;    // of processor time for a million pixels
-    std::int64_t pixelsPerByte;  // more of them for each byte of the file are a trap rather than a picture
-    std::int64_t most;           // pixels; more are read from no file
+    double mostPerPixel;   // bytes for a pixel of 3 bytes; deeper ones as so many more
+    double usualPerPixel;  // the same, used in fact
+    double perColumn;      // bytes for a pixel of a row: what is read row by row keeps some of them
+    double seconds;        // of processor time, for a million pixels; ten times what was measured
+    std::int64_t always;   // so many millions are read from any file: not more than kCeiling
+    std::int64_t perByte;  // more pixels for each byte of the file are a trap rather than a picture
+    std::int64_t never;    // more millions are read from none
 };
 using enum reader::Format;
 constexpr std::array<Cost, reader::kFormats> kCosts = {{
-    {0, 4096, 0.25, 100, 1000 * kMega},  // Png: row by row
-    {8, 64, 0.4, 64, 256 * kMega},       // Interlaced
-    {8, 64, 0.5, 64, 256 * kMega},       // WebP
-    {2, 4096, 0.4, 30, 1000 * kMega},    // Tiff: a strip may be the whole picture
-    {8, 64, 0.4, 64, 256 * kMega},       // Gif
-    {12, 64, 1.5, 64, 256 * kMega},      // Heif
-    {20, 64, 1.5, 64, 256 * kMega},      // JpegXl
+    {0, 0, 2500, 0.2, 256, 100, 1000},   // Png: costs time only
+    {4.5, 3.3, 2500, 0.3, 60, 64, 256},  // Interlaced
+    {22, 8, 100, 0.5, 12, 64, 256},      // WebP
+    {0.5, 0, 2500, 0.3, 64, 30, 1000},   // Tiff: a strip may be the whole picture
+    {7, 5, 100, 0.3, 36, 64, 256},       // Gif
+    {14, 7.6, 100, 1.0, 18, 64, 256},    // Heif
+    {20, 12, 100, 1.5, 13, 64, 256},     // JpegXl
 }};
 
-// What any file may cost, of its size or smaller; larger ones are given more in proportion.
-constexpr std::int64_t kAlwaysMemory = 160 * kMega;
-constexpr std::chrono::milliseconds kAlwaysProcessor{4000};
-constexpr std::int64_t kAround = 24 * kMega;  // what a decoder takes whatever the picture's size
+// Whatever the picture.
+constexpr std::int64_t kMostAround = 24 * kMega;
+constexpr std::int64_t kUsualAround = 14 * kMega;
 constexpr std::chrono::milliseconds kToBegin{2000};
+constexpr std::int64_t kCeiling = 300 * kMega;
+constexpr std::chrono::milliseconds kAlways{4000};
+constexpr std::int64_t kBytesPerMillisecond = 50;  // beyond that, so many of the file are worth one more
+
+constexpr bool IsBelowCeiling(const Cost& cost) {
+    return static_cast<double>(cost.always * kMega) * cost.mostPerPixel <= kCeiling - kMostAround;
+}
+static_assert(std::ranges::all_of(kCosts, IsBelowCeiling));
 
 }  // namespace
 
 Result<ReaderBounds> BoundsFor(const reader::Found& found, std::int64_t fileSize) {
     const Cost& cost = kCosts[static_cast<std::size_t>(found.format)];
     const double depth = std::max(3, int{found.pixelBytes}) / 3.0;
-    const double pixels = static_cast<double>(found.width) * static_cast<double>(found.height);
-    const auto memory = static_cast<std::int64_t>(
-        pixels * depth * cost.bytesPerPixel + static_cast<double>(found.width) * depth * cost.bytesAcross);
-    const auto supported = static_cast<double>(std::min(fileSize * cost.pixelsPerByte, cost.most));
-    if (pixels * depth > supported && memory + kAround > kAlwaysMemory) {
-        const double always = static_cast<double>(kAlwaysMemory - kAround) / std::max(1.0, cost.bytesPerPixel);
-        const auto limit = static_cast<std::int64_t>(std::max(supported, always));
-        return Fail(ErrorKind::TooLarge,
-                    Phrase("TOO_LARGE_A_FILE",
-                           "too large: {0} pixels, the limit for such a file is {1} megapixels",
-                           std::to_string(found.width) + " x " + std::to_string(found.height), limit / kMega));
-    }
-    const std::chrono::milliseconds byPixels(
-        static_cast<std::int64_t>(pixels * depth * cost.secondsPerMega / 1000));
-    const std::chrono::milliseconds byFile = kAlwaysProcessor + std::chrono::milliseconds(fileSize / 50);
-    return ReaderBounds{memory + kAround, std::min(kToBegin + byPixels, byFile)};
+    const double pixels = depth * static_cast<double>(found.width) * static_cast<double>(found.height);
+    const double columns = depth * static_cast<double>(found.width);
+    const std::int64_t limit = std::clamp(fileSize * cost.perByte, cost.always * kMega, cost.never * kMega);
+    if (pixels > static_cast<double>(limit))
+        return Fail(
+            ErrorKind::TooLarge,
+            Phrase("TOO_LARGE_A_FILE", "too large: {0} pixels, the limit for such a file is {1} megapixels",
+                   std::to_string(found.width) + " x " + std::to_string(found.height), limit / kMega));
+    const auto bytes = [&](double perPixel, std::int64_t around) {
+        const auto whole = static_cast<std::int64_t>(pixels * perPixel + columns * cost.perColumn);
+        // The strips of a TIFF file are read as they are packed.
+        const double packed = found.format == Tiff ? std::min(static_cast<double>(fileSize), pixels * 3) : 0;
+        return whole + around + static_cast<std::int64_t>(packed);
+    };
+    const std::chrono::milliseconds byPixels(static_cast<std::int64_t>(pixels * cost.seconds / 1000));
+    const std::chrono::milliseconds byFile(fileSize / kBytesPerMillisecond);
+    const std::int64_t most = bytes(cost.mostPerPixel, kMostAround);
+    const bool isSupported = pixels <= static_cast<double>(fileSize * cost.perByte);
+    return ReaderBounds{most, std::min(kToBegin + byPixels, kAlways + byFile),
+                        isSupported ? bytes(cost.usualPerPixel, kUsualAround) : most};
 }
 
 }  // namespace lumato::picture

@@ -11,12 +11,13 @@
 namespace lumato::picture {
 
 struct ReaderBounds {
-    std::int64_t memory = 0;  // bytes beyond what it has when it waits
+    std::int64_t memory = 0;  // bytes beyond those of one that waits
     std::chrono::milliseconds processor{0};
+    std::int64_t usual = 0;  // bytes that such pictures take in fact
 };
 
-// To find out what there is.
-inline constexpr ReaderBounds kForHeader{64 << 20, std::chrono::milliseconds(2500)};
+// Until it is known what is in the file.
+inline constexpr ReaderBounds kForHeader{64 << 20, std::chrono::milliseconds(2000)};
 
 // Errors: TooLarge.
 [[nodiscard]] Result<ReaderBounds> BoundsFor(const reader::Found& found, std::int64_t fileSize);

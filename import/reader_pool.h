@@ -1,4 +1,5 @@
-// The readers of this process: started when a picture needs one, kept for the next, ended when none comes for a while.
+// The readers of this process: started when a picture needs one, kept for the next, ended when none comes for
+// a while.
 //
 // Any thread.
 #pragma once
@@ -21,7 +22,8 @@ namespace lumato::picture {
 class ReaderPool {
   public:
     // The program is looked for when the first reader is wanted.
-    explicit ReaderPool(std::vector<Path> folders, ReaderProcess::Patience patience = ReaderProcess::kPatience)
+    explicit ReaderPool(std::vector<Path> folders,
+                        ReaderProcess::Patience patience = ReaderProcess::kPatience)
         : m_folders(std::move(folders)), m_patience(patience) {}
     // Requires: nobody has a reader or waits for one.
     ~ReaderPool();

@@ -78,7 +78,8 @@ class Beginning {
         const char* const folders = std::getenv("LD_LIBRARY_PATH");
         std::string libraries = std::string("LD_LIBRARY_PATH=") + (folders != nullptr ? folders : "");
         std::array<char*, 2> environment{folders != nullptr ? libraries.data() : nullptr, nullptr};
-        return ::posix_spawn(&id, name.c_str(), &m_actions, &m_attributes, arguments.data(), environment.data());
+        return ::posix_spawn(&id, name.c_str(), &m_actions, &m_attributes, arguments.data(),
+                             environment.data());
     }
 
   private:
@@ -222,7 +223,7 @@ void ReaderProcess::SetBounds(const ReaderBounds& bounds) {
         limit.rlim_cur = static_cast<rlim_t>(m_data + bounds.memory);
         ::prlimit(m_id, RLIMIT_DATA, &limit, nullptr);
     }
-    m_mostProcessor = Processor() + bounds.processor;
+    m_mostProcessor = m_before + bounds.processor;
     m_end = std::chrono::steady_clock::now() + m_patience + 10 * bounds.processor;
 }
 

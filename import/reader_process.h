@@ -33,8 +33,8 @@ class Descriptor {
 
 class ReaderProcess {
   public:
-    // How long one may be silent without using processor time, and how much longer a picture may take than ten times
-    // its processor time explains.
+    // How long one may be silent without using processor time, and how much longer a picture may take than
+    // ten times its processor time explains.
     using Patience = std::chrono::milliseconds;
     static constexpr Patience kPatience{30'000};
 
@@ -46,7 +46,9 @@ class ReaderProcess {
     ReaderProcess(const ReaderProcess&) = delete;
     ReaderProcess& operator=(const ReaderProcess&) = delete;
 
-    // What it may take from now on.
+    // A picture begins.
+    void Begin() { m_before = Processor(); }
+    // What it may take for the picture.
     void SetBounds(const ReaderBounds& bounds);
     // False: it has ended.
     [[nodiscard]] bool Say(const reader::ToReader& message, int descriptor = -1);
@@ -79,7 +81,8 @@ class ReaderProcess {
     Descriptor m_rows;
     Descriptor m_words;  // what it says on standard error
     const std::uint8_t* m_memory = nullptr;
-    std::int64_t m_data = 0;  // when it was ready
+    std::int64_t m_data = 0;               // when it was ready
+    std::chrono::nanoseconds m_before{0};  // of processor time, when the picture began
     std::chrono::nanoseconds m_mostProcessor{0};
     std::chrono::steady_clock::time_point m_end;
 };

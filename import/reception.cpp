@@ -79,8 +79,8 @@ Reception::Next Reception::TakeFound(const reader::Found& found) {
 bool Reception::TakesProfile(std::size_t size) {
     if (size == 0 || !m_builder.LeavesColours())
         return false;
-    auto colours =
-        ColourConverter::For(PixelLayout::Held, {m_memory.begin(), m_memory.begin() + static_cast<std::ptrdiff_t>(size)});
+    auto colours = ColourConverter::For(
+        PixelLayout::Held, {m_memory.begin(), m_memory.begin() + static_cast<std::ptrdiff_t>(size)});
     if (!colours->IsIdentity())
         m_colours = std::move(colours);
     return true;
@@ -116,10 +116,12 @@ Reception::Next Reception::TakeRows(std::int32_t count) {
 }
 
 Reception::Next Reception::TakeEnd(const reader::End& end) {
-    if (end.outcome == reader::Outcome::Stopped || (end.outcome == reader::Outcome::Done) != (end.reason == reader::Reason::None))
+    if (end.outcome == reader::Outcome::Stopped ||
+        (end.outcome == reader::Outcome::Done) != (end.reason == reader::Reason::None))
         return Next::Nonsense;
     if (end.outcome != reader::Outcome::Done)
-        m_outcome = Fail(KindOf(end.outcome), Phrase(reader::kReasons[static_cast<std::size_t>(end.reason)], end.value));
+        m_outcome = Fail(KindOf(end.outcome),
+                         Phrase(reader::kReasons[static_cast<std::size_t>(end.reason)], end.value));
     else if (m_state != State::Rows)
         return Next::Nonsense;
     else if (m_rowsLeft > 0)

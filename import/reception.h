@@ -1,5 +1,5 @@
-// Takes one picture from a reader, message by message, and holds each against what may come: a reader may have been
-// taken over by the file that it reads.
+// Takes one picture from a reader, message by message, and holds each against what may come: a reader may
+// have been taken over by the file that it reads.
 //
 // One picture per object, one thread at a time.
 #pragma once

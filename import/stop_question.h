@@ -3,8 +3,8 @@
 
 namespace lumato::picture {
 
-// While it lives, imports that this thread begins ask this and end soon after it is true, with ErrorKind::Gone;
-// nobody is told of those. One at a time on a thread.
+// While it lives, imports that this thread begins ask this and end soon after it is true, with
+// ErrorKind::Gone; nobody is told of those. One at a time on a thread.
 class StopQuestion {
   public:
     explicit StopQuestion(bool (*isStopped)());
