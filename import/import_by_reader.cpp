@@ -29,7 +29,7 @@ class Conversation {
 
     Result<void> Lead(const reader::Job& job, int descriptor) {
         m_process.Begin();
-        m_process.SetBounds(kForHeader);
+        m_process.SetBounds(BoundsForHeader(job.fileSize));
         if (!m_process.Say(job, descriptor))
             return Stopped();
         for (;;) {

@@ -5,6 +5,8 @@
 
 #include "import/colour.h"
 #include "import/jpeg_decoder.h"
+#include "import/memory_share.h"
+#include "import/messages.h"
 
 namespace lumato::picture {
 namespace {
@@ -44,6 +46,9 @@ Result<void> Decode(JpegDecoder& decoder, PictureBuilder& builder) {
     const int eighths = EighthsFor(own, least);
     const bool rough = least.width * 8 < own.width * 7 && least.height * 8 < own.height * 7;
     LUMATO_TRY(const Size decoded, decoder.Scale(eighths, rough));
+    const MemoryShare share(decoder.Memory());
+    if (!share.IsGranted())
+        return Fail(ErrorKind::Gone, kStopped);
     LUMATO_TRY_VOID(builder.Begin(
         {own, decoded, orientation, eighths, leave && !colours->IsIdentity() ? colours : nullptr}));
     if (!convert && builder.KeepsRows())

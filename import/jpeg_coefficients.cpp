@@ -72,6 +72,10 @@ JpegCoefficients::Array* JpegCoefficients::Request(std::int64_t blocksPerRow, st
     return m_arrays.back().get();
 }
 
+std::int64_t JpegCoefficients::InMemory(std::int64_t bytes) {
+    return bytes > kMostInMemory ? static_cast<std::int64_t>(kWindow) : bytes;
+}
+
 // Space in the file is claimed at once: a disk that fills up later would otherwise kill the program.
 bool JpegCoefficients::Map() {
     m_inFile = m_bytes > kMostInMemory;

@@ -33,6 +33,8 @@ class JpegCoefficients {
     void SetLimit(std::int64_t bytes) { m_limit = bytes; }
 
     [[nodiscard]] std::int64_t Bytes() const { return m_bytes; }
+    // How much of so many bytes lies in memory.
+    [[nodiscard]] static std::int64_t InMemory(std::int64_t bytes);
 
   private:
     struct Array;

@@ -275,6 +275,18 @@ Result<Size> JpegDecoder::Scale(int eighths, bool rough) {
     return Size{static_cast<int>(m_jpeg.output_width), static_cast<int>(m_jpeg.output_height)};
 }
 
+std::int64_t JpegDecoder::Memory() const {
+    constexpr std::int64_t kRows = 64;  // of coefficients and samples, measured
+    const std::int64_t rows = std::int64_t{m_jpeg.image_width} * m_jpeg.num_components * kRows;
+    if (jpeg_has_multiple_scans(const_cast<jpeg_decompress_struct*>(&m_jpeg)) == FALSE)
+        return rows;
+    std::int64_t coefficients = 0;
+    for (int i = 0; i < m_jpeg.num_components; ++i)
+        coefficients += std::int64_t{m_jpeg.comp_info[i].width_in_blocks} *
+                        m_jpeg.comp_info[i].height_in_blocks * std::int64_t{sizeof(JBLOCK)};
+    return rows + JpegCoefficients::InMemory(coefficients);
+}
+
 Result<void> JpegDecoder::Start(bool asHeld) {
     LUMATO_TRY_VOID(Guarded([this, asHeld] {
         if (asHeld)

@@ -47,6 +47,8 @@ class JpegDecoder {
     // Decoding is to be to eighths/8 of the own size, of which less than 7 eighths are needed if `rough`;
     // returns the size that comes out.
     [[nodiscard]] Result<Size> Scale(int eighths, bool rough = false);
+    // What it will keep, in bytes: the coefficients of several scans are there all at once. After Scale().
+    [[nodiscard]] std::int64_t Memory() const;
     // After Scale(). `asHeld`: rows come as BitmapInfo holds them instead of in Layout(), which is Rgb.
     [[nodiscard]] Result<void> Start(bool asHeld = false);
     // The next row.

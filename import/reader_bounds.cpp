@@ -27,13 +27,15 @@ constexpr std::array<Cost, reader::kFormats> kCosts = {{
     {22, 8, 100, 0.5, 12, 64, 256},      // WebP
     {0.5, 0, 2500, 0.3, 64, 30, 1000},   // Tiff: a strip may be the whole picture
     {7, 5, 100, 0.3, 36, 64, 256},       // Gif
-    {14, 7.6, 100, 1.0, 18, 64, 256},    // Heif
+    {14, 6.2, 100, 1.0, 18, 64, 256},    // Heif
     {20, 12, 100, 1.5, 13, 64, 256},     // JpegXl
 }};
 
+constexpr double kShrunkWebP = 5;  // usual, where not all pixels are needed
+
 // Whatever the picture.
 constexpr std::int64_t kMostAround = 24 * kMega;
-constexpr std::int64_t kUsualAround = 14 * kMega;
+constexpr std::int64_t kUsualAround = 10 * kMega;
 constexpr std::chrono::milliseconds kToBegin{2000};
 constexpr std::int64_t kCeiling = 300 * kMega;
 constexpr std::chrono::milliseconds kAlways{4000};
@@ -46,7 +48,15 @@ static_assert(std::ranges::all_of(kCosts, IsBelowCeiling));
 
 }  // namespace
 
-Result<ReaderBounds> BoundsFor(const reader::Found& found, std::int64_t fileSize) {
+ReaderBounds BoundsForHeader(std::int64_t fileSize) {
+    // WebP's reader asks for room for the whole picture then, and uses it later.
+    const Cost& webP = kCosts[static_cast<std::size_t>(WebP)];
+    constexpr std::int64_t kAsked = 5;  // bytes for a pixel
+    const std::int64_t pixels = std::clamp(fileSize * webP.perByte, webP.always * kMega, webP.never * kMega);
+    return {kMostAround + kAsked * pixels, kToBegin, 0};
+}
+
+Result<ReaderBounds> BoundsFor(const reader::Found& found, std::int64_t fileSize, int shrink) {
     const Cost& cost = kCosts[static_cast<std::size_t>(found.format)];
     const double depth = std::max(3, int{found.pixelBytes}) / 3.0;
     const double pixels = depth * static_cast<double>(found.width) * static_cast<double>(found.height);
@@ -66,9 +76,10 @@ Result<ReaderBounds> BoundsFor(const reader::Found& found, std::int64_t fileSize
     const std::chrono::milliseconds byPixels(static_cast<std::int64_t>(pixels * cost.seconds / 1000));
     const std::chrono::milliseconds byFile(fileSize / kBytesPerMillisecond);
     const std::int64_t most = bytes(cost.mostPerPixel, kMostAround);
+    const double usual = found.format == WebP && shrink > 1 ? kShrunkWebP : cost.usualPerPixel;
     const bool isSupported = pixels <= static_cast<double>(fileSize * cost.perByte);
     return ReaderBounds{most, std::min(kToBegin + byPixels, kAlways + byFile),
-                        isSupported ? bytes(cost.usualPerPixel, kUsualAround) : most};
+                        isSupported ? bytes(usual, kUsualAround) : most};
 }
 
 }  // namespace lumato::picture

@@ -17,9 +17,9 @@ struct ReaderBounds {
 };
 
 // Until it is known what is in the file.
-inline constexpr ReaderBounds kForHeader{64 << 20, std::chrono::milliseconds(2000)};
+[[nodiscard]] ReaderBounds BoundsForHeader(std::int64_t fileSize);
 
-// Errors: TooLarge.
-[[nodiscard]] Result<ReaderBounds> BoundsFor(const reader::Found& found, std::int64_t fileSize);
+// `shrink`: how many times smaller it may come, at the most. Errors: TooLarge.
+[[nodiscard]] Result<ReaderBounds> BoundsFor(const reader::Found& found, std::int64_t fileSize, int shrink);
 
 }  // namespace lumato::picture

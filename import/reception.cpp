@@ -63,14 +63,14 @@ Reception::Next Reception::TakeFound(const reader::Found& found) {
     auto size = CheckedSize(found.width, found.height);
     if (!size)
         return Leave(std::move(size).error());
-    auto bounds = BoundsFor(found, m_fileSize);
+    m_stored = *size;
+    m_orientation = OrientationOf(found.orientation);
+    m_mostShrink = MostShrink();
+    auto bounds = BoundsFor(found, m_fileSize, m_mostShrink);
     if (!bounds)
         return Leave(std::move(bounds).error());
     m_state = State::Found;
-    m_stored = *size;
     m_bounds = *bounds;
-    m_orientation = OrientationOf(found.orientation);
-    m_mostShrink = MostShrink();
     m_answer = reader::Go{m_mostShrink, TakesProfile(found.profileBytes)};
     return Next::Go;
 }

@@ -60,7 +60,7 @@ class Reception {
     std::size_t m_half = 0;
     int m_lines = 0;
     reader::ToReader m_answer;
-    ReaderBounds m_bounds = kForHeader;
+    ReaderBounds m_bounds;
     Result<void> m_outcome;
 };
 

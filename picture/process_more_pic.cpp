@@ -36,6 +36,14 @@ std::size_t MostHeld(int lcdWidth, int lcdHeight) {
     return std::clamp<std::size_t>(kMostPixels / pixels, 1, AtOnce() + kWaiting);
 }
 
+// The same of pictures that are held for a pose: twice as long as the longest scaled side, or up to twice
+// that again.
+std::size_t MostPosed(float lcdWidth, float lcdHeight) {
+    constexpr double kMostBytes = 64e6;
+    const double side = 2.0 * static_cast<double>(LargestScaledSide(lcdWidth, lcdHeight));
+    return std::clamp<std::size_t>(static_cast<std::size_t>(kMostBytes / (8 * side * side)), 1, AtOnce());
+}
+
 // A single file has all processors for itself.
 Processors For(const std::vector<Path>& files, std::size_t atOnce) {
     return files.size() < 2 || atOnce < 2 ? Processors::All : Processors::One;
@@ -90,13 +98,13 @@ class FittedCompositions : public Compositions {
     WorkAhead<Result<Pixels>> m_composed;
 };
 
-// Read on all processors, and posed by the controls. As many are held as there are processors: tens of
-// megabytes each.
+// Read on several processors, and posed by the controls. Each is held: tens of megabytes.
 class PosedCompositions : public Compositions {
   public:
     PosedCompositions(const std::vector<Path>& files, float lcdWidth, float lcdHeight, const Pose& pose)
-        : m_imported(files.size(), AtOnce(), AtOnce(),
-                     [&files, lcdWidth, lcdHeight, processors = For(files, AtOnce())](std::size_t i) {
+        : m_most(MostPosed(lcdWidth, lcdHeight)),
+          m_imported(files.size(), m_most, m_most,
+                     [&files, lcdWidth, lcdHeight, processors = For(files, m_most)](std::size_t i) {
                          return Prepared(
                              [&] { return ImportForEditView(files[i], lcdWidth, lcdHeight, processors); });
                      }),
@@ -115,6 +123,7 @@ class PosedCompositions : public Compositions {
     }
 
   private:
+    const std::size_t m_most;
     WorkAhead<Result<std::unique_ptr<BitmapInfo>>> m_imported;
     const Pose m_pose;
 };

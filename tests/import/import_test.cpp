@@ -11,8 +11,8 @@
 #include <unistd.h>
 
 #include "import/held_size.h"
-#include "import/reader_pool.h"
 #include "import/picture_builder.h"
+#include "import/reader_pool.h"
 #include "tests/support/picture_files.h"
 
 namespace lumato::picture {

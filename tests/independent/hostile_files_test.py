@@ -20,6 +20,10 @@ import story
 from flash_reader import make_image, make_table, put_picture, put_pictures, put_table
 from story import Story, streams, wave
 
+SAMPLES = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../data/pictures/hostile")
+# Whether they are served.
+HOSTILE = {"small.jxl": True, "small.avif": True, "small.heic": True, "small.webp": True,
+           "large.jxl": False, "large.avif": False, "large.webp": False}
 PATIENT = False
 SECONDS, MEGABYTES = 5, 300
 LCD = (48, 32)
@@ -50,14 +54,27 @@ def small_png(extra=b""):
     return png(24, 16, zlib.compress(rows), extra=extra)
 
 
-def tiff(width, height, strip, *more):
-    """One strip of uncompressed grey, whatever the size claims."""
-    entries = [(256, 4, 1, width), (257, 4, 1, height), (258, 3, 1, 8), (259, 3, 1, 1), (262, 3, 1, 1),
-               (273, 4, 1, 0), (277, 3, 1, 1), (278, 4, 1, height), (279, 4, 1, len(strip)), *more]
+def tiff(width, height, strip, *more, packed=False):
+    """One strip of grey, or the first of its tiles, whatever the size claims."""
+    where, size = (324, 325) if more else (273, 279)
+    entries = sorted([(256, 4, 1, width), (257, 4, 1, height), (258, 3, 1, 8), (259, 3, 1, 8 if packed else 1), (262, 3, 1, 1),
+                      (where, 4, 1, 0), (277, 3, 1, 1), (278, 4, 1, height), (size, 4, 1, len(strip)), *more])
     data = 8 + 2 + 12 * len(entries) + 4
-    entries[5] = (273, 4, 1, data)
+    entries = [(tag, kind, count, data if tag == where else value) for tag, kind, count, value in entries]
     return (b"II*\0" + struct.pack("<IH", 8, len(entries)) + b"".join(struct.pack("<HHII", *e) for e in entries)
             + struct.pack("<I", 0) + strip)
+
+
+def interlaced(side, data):
+    plain = struct.pack(">IIBBBBB", side, side, 8, 2, 0, 0, 0)
+    whole = plain[:-1] + b"\1"
+    return png(side, side, data).replace(plain + struct.pack(">I", zlib.crc32(b"IHDR" + plain)),
+                                         whole + struct.pack(">I", zlib.crc32(b"IHDR" + whole)))
+
+
+def sample(name):
+    with open(os.path.join(SAMPLES, name), "rb") as file:
+        return file.read()
 
 
 def gif(width, height, frames):
@@ -96,8 +113,7 @@ def bombs():
     yield "60000 x 60000.png", lambda: png(60000, 60000, zeros(60001 * 3000)), False
     yield "60000 x 60000 grey of 1 bit.png", lambda: png(60000, 60000, zeros(7501 * 60000), 1, 0), None
     yield "wide.png", lambda: png(0x7FFFFFFF, 1, zeros(100)), False
-    yield "interlaced.png", lambda: png(20000, 20000, zeros(1 << 24)).replace(
-        struct.pack(">IIBBBBB", 20000, 20000, 8, 2, 0, 0, 0), struct.pack(">IIBBBBB", 20000, 20000, 8, 2, 0, 0, 1)), None
+    yield "interlaced.png", lambda: interlaced(20000, zeros(1 << 24)), False
     yield "text.png", lambda: small_png(chunk(b"zTXt", b"comment\0\0" + zeros(1 << 30))), None
     yield "huge profile.png", lambda: small_png(profile(zeros(1 << 29))), None
     yield "random profile.png", lambda: small_png(profile(zlib.compress(random.Random(1).randbytes(4000)))), None
@@ -106,6 +122,16 @@ def bombs():
     yield "10 GB.tif", lambda: tiff(100000, 100000, bytes(1000)), False
     yield "4 billion.tif", lambda: tiff(0xFFFFFFFF, 0xFFFFFFFF, bytes(1000)), False
     yield "large strip.tif", lambda: tiff(16, 16, bytes(256))[:-4], None
+    yield "one strip.tif", lambda: tiff(8000, 8000, zeros(8000 * 8000), packed=True), None
+    yield "one large strip.tif", lambda: tiff(30000, 30000, zeros(30000 * 30000), packed=True), None
+    yield "one tile.tif", lambda: tiff(8000, 8000, zeros(8000 * 8000), (322, 4, 1, 8000), (323, 4, 1, 8000), packed=True), None
+    yield "large tiles.tif", lambda: tiff(60000, 60000, zeros(1 << 24), (322, 4, 1, 4096), (323, 4, 1, 4096), packed=True), None
+    # Nothing but black, and as large as the smallest file may be; and beyond that.
+    for name, served in HOSTILE.items():
+        yield name, lambda: sample(name), served
+    yield "large interlaced.png", lambda: interlaced(7700, zeros(7700 * 23101)), None
+    yield "large.gif", lambda: gif(6000, 6000, 20), None
+    yield "16000 x 16000.png", lambda: png(16000, 16000, zeros(48001 * 16000)), None
     yield "endless.gif", lambda: gif(200, 200, 100000), None
     yield "large endless.gif", lambda: gif(65535, 65535, 20), None
     yield "large.bmp", lambda: bmp(30000, 30000, body=bytes(3000)), False
@@ -129,7 +155,7 @@ class Hostile(Story):
         self.put_frame(put_pictures(make_image(LCD, 0x80000), self.old))
 
     def run_raw(self, *arguments, as_json=True):
-        """(status, out, err as bytes, seconds of computing, peak megabytes of all so far)"""
+        """(status, out, err as bytes, seconds of computing, peak megabytes of one process so far)"""
         before = resource.getrusage(resource.RUSAGE_CHILDREN)
         done = self.run_bare("--home", self.home, "--frame", self.frame, *(["--json"] if as_json else []), *arguments)
         after = resource.getrusage(resource.RUSAGE_CHILDREN)
