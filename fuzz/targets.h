@@ -26,6 +26,7 @@ void RunJournal(ByteSpan input);   // the journal of a download that broke off
 void RunLanguage(ByteSpan input);  // the language file
 void RunBitmap(ByteSpan input);    // both readers of bitmap files
 void RunJpeg(ByteSpan input);      // the importer of JPEG files
+void RunReader(ByteSpan input);    // what a reader says of a picture
 void RunReport(ByteSpan input);    // the trace of a report, and its replay
 
 std::vector<Bytes> StreamSeeds();
@@ -34,13 +35,14 @@ std::vector<Bytes> JournalSeeds();
 std::vector<Bytes> LanguageSeeds();
 std::vector<Bytes> BitmapSeeds();
 std::vector<Bytes> JpegSeeds();
+std::vector<Bytes> ReaderSeeds();
 std::vector<Bytes> ReportSeeds();
 
 inline constexpr Target kTargets[] = {
     {"stream", RunStream, StreamSeeds},    {"frame", RunFrame, FrameSeeds},
     {"journal", RunJournal, JournalSeeds}, {"language", RunLanguage, LanguageSeeds},
     {"bitmap", RunBitmap, BitmapSeeds},    {"jpeg", RunJpeg, JpegSeeds},
-    {"report", RunReport, ReportSeeds},
+    {"reader", RunReader, ReaderSeeds},    {"report", RunReport, ReportSeeds},
 };
 
 }  // namespace lumato::fuzz

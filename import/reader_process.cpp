@@ -282,7 +282,7 @@ bool ReaderProcess::IsQuiet() const {
 }
 
 bool ReaderProcess::HasGrown() const {
-    constexpr std::int64_t kMostKept = 16 << 20;
+    constexpr std::int64_t kMostKept = 32 << 20;
     return Data() > m_data + kMostKept;
 }
 

@@ -24,8 +24,8 @@ void Say(const FromReader& message) {
     }
 }
 
-// The next message, and the descriptor that came with it, or -1. Ends the process when the program is gone, or says
-// what nobody says.
+// The next message, and the descriptor that came with it, or -1. Ends the process when the program is gone,
+// or says what nobody says.
 ToReader Hear(int* descriptor = nullptr) {
     std::array<std::uint8_t, kMostMessage> packet{};
     alignas(cmsghdr) std::array<std::byte, CMSG_SPACE(sizeof(int))> control{};
@@ -79,7 +79,8 @@ class Sender : public Receiver {
         return true;
     }
     bool Row(const std::uint8_t* rgb) override {
-        std::memcpy(m_memory + m_half * kHalf + static_cast<std::size_t>(m_rows) * m_rowBytes, rgb, m_rowBytes);
+        std::memcpy(m_memory + m_half * kHalf + static_cast<std::size_t>(m_rows) * m_rowBytes, rgb,
+                    m_rowBytes);
         if (++m_rows == m_perHalf)
             HandOver();
         return true;
@@ -136,10 +137,18 @@ void KeepThreadsSmall() {
     ::pthread_attr_setstacksize(&attributes, kStack);
     ::pthread_setattr_default_np(&attributes);
     ::pthread_attr_destroy(&attributes);
-    // What was freed goes back, so that a reader that waits is small.
     ::mallopt(M_ARENA_MAX, 2);
-    ::mallopt(M_MMAP_THRESHOLD, 1 << 18);
-    ::mallopt(M_TRIM_THRESHOLD, 1 << 20);
+    // Rows' buffers stay for the next ones, whole pictures go back when they are freed.
+    ::mallopt(M_MMAP_THRESHOLD, 4 << 20);
+    ::mallopt(M_TRIM_THRESHOLD, 16 << 20);
+}
+
+// A reader that waits keeps no memory that it does not need.
+void AwaitJob() {
+    constexpr int kSoon = 1000;  // milliseconds
+    pollfd socket{kSocket, POLLIN, 0};
+    if (::poll(&socket, 1, kSoon) == 0)
+        ::malloc_trim(0);
 }
 
 void ReadOne(const Decoder& decoder, int descriptor, const Job& job, std::uint8_t* memory) {
@@ -148,7 +157,6 @@ void ReadOne(const Decoder& decoder, int descriptor, const Job& job, std::uint8_
     if (end.outcome == Outcome::Done)
         sender.Finish();
     ::close(descriptor);
-    ::malloc_trim(0);
     if (!sender.IsLeft())
         Say(end);
 }
@@ -156,8 +164,7 @@ void ReadOne(const Decoder& decoder, int descriptor, const Job& job, std::uint8_
 }  // namespace
 
 int Serve(const Decoder& decoder) {
-    void* const memory =
-        ::mmap(nullptr, kMemorySize, PROT_READ | PROT_WRITE, MAP_SHARED, kMemory, 0);
+    void* const memory = ::mmap(nullptr, kMemorySize, PROT_READ | PROT_WRITE, MAP_SHARED, kMemory, 0);
     if (memory == MAP_FAILED)
         return EXIT_FAILURE;
     KeepThreadsSmall();
@@ -170,6 +177,7 @@ int Serve(const Decoder& decoder) {
         return EXIT_FAILURE;
     Say(Ready{kVersion, lacking});
     for (;;) {
+        AwaitJob();
         int descriptor = -1;
         const ToReader message = Hear(&descriptor);
         if (const auto* job = std::get_if<Job>(&message); job != nullptr && descriptor >= 0)

@@ -9,7 +9,7 @@
 set -euo pipefail
 top=$(cd "$(dirname "$0")/.." && pwd)
 build=$top/build-check/sanitized
-targets=(stream frame journal language bitmap jpeg report)
+targets=(stream frame journal language bitmap jpeg reader report)
 
 usage() {
     sed -n '2,8s/^# \{0,1\}//p' "$0" >&2

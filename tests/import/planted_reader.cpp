@@ -176,7 +176,7 @@ constexpr Plant kPlants[] = {
          });
      }},
     {"takes memory files", [] { return ::memfd_create("more", 0) >= 0; }},
-    {"leaks", [] { return !IsGivenMoreThan(20 << 20, [](std::size_t size) { return std::malloc(size); }); }},
+    {"leaks", [] { return !IsGivenMoreThan(40 << 20, [](std::size_t size) { return std::malloc(size); }); }},
     {"raises its limits", RaisesItsLimits},
     {"opens files", Opens},
     {"writes anywhere", WritesAnywhere},

@@ -1,17 +1,21 @@
 """Pictures, names and home folders that mean harm, made with the standard library alone.
 
-    python3 hostile_files_test.py LUMATOCTL [--patient] [unittest arguments]
+    python3 hostile_files_test.py LUMATOCTL FAILING_FILES [--patient] [unittest arguments]
 
 Each picture is refused or served within 5 s of computing and 300 MB, and the rest of its batch goes on.
 --patient: for a program built with sanitizers, which is slower and larger: neither is held against it.
 """
+import contextlib
 import functools
+import glob
 import json
 import os
 import random
 import resource
 import shutil
 import struct
+import subprocess
+import time
 import unittest
 import zlib
 
@@ -148,6 +152,21 @@ NAMES = [b"line\nbreak.bmp", b"bell\a\x1b[31mred\x1b[0m.bmp", b"-dash.bmp", b"--
          "c1 \u009b31m.bmp".encode()]
 
 
+def children_of(process):
+    children = []
+    for name in glob.glob("/proc/%d/task/*/children" % process):
+        with contextlib.suppress(OSError), open(name) as file:
+            children += map(int, file.read().split())
+    return children
+
+
+def private_memory(process):
+    """Bytes that nobody else holds, and its part of what it shares."""
+    with contextlib.suppress(OSError), open("/proc/%d/smaps_rollup" % process) as file:
+        return sum(int(line.split()[1]) * 1024 for line in file if line.startswith("Pss:"))
+    return 0
+
+
 class Hostile(Story):
     def setUp(self):
         super().setUp()
@@ -191,6 +210,30 @@ class Pictures(Hostile):
                     self.assertLess(seconds, SECONDS)
                     self.assertLess(megabytes, MEGABYTES)
                 os.remove(bomb)
+
+
+    def test_a_batch_takes_no_more(self):
+        """Of all kinds, on as many processors as few have: the program and all of its readers together."""
+        make = dict((name, make) for name, make, _ in bombs())
+        kinds = [self.write(name, make[name]()) for name in make if name.startswith(("small.", "large interl", "one strip", "16000"))]
+        kinds.append(self.write("scans of grey.jpg", progressive_jpeg(8000, 8000, 3)))
+        files = [kinds[n % len(kinds)] for n in range(60)]
+        program = subprocess.Popen(
+            [story.PROGRAM, "--home", self.home, "--frame", self.frame, "--json", "add", *files], stdout=subprocess.PIPE,
+            stderr=subprocess.DEVNULL, env={**self.environment(), "LD_PRELOAD": SHIM, "FAKED_PROCESSORS": "16"})
+        most, readers = 0, 0
+        with program:
+            while program.poll() is None:
+                alive = [program.pid, *children_of(program.pid)]
+                most, readers = max(most, sum(map(private_memory, alive)) / 1e6), max(readers, len(alive) - 1)
+                time.sleep(0.01)
+            answer = json.loads(program.stdout.read())
+        print("a batch of %d on 16 processors: %.0f MB with %d readers, %d added" % (
+            len(files), most, readers, len(answer["added"])))
+        self.assertEqual(len(answer["added"]) + len(answer["refused"]), len(files))
+        self.assertGreater(readers, 1)
+        if not PATIENT:
+            self.assertLess(most, MEGABYTES)
 
 
 class Names(Hostile):
@@ -340,7 +383,7 @@ class Homes(Hostile):
 
 
 if __name__ == "__main__":
-    story.take_files(__doc__)
+    SHIM = story.take_files(__doc__, 2)[1]
     PATIENT = story.take_option("--patient")
     resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
     unittest.main()

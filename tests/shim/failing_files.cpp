@@ -122,6 +122,12 @@ int Sync(long call, int fd) {
 
 extern "C" {
 
+// FAKED_PROCESSORS: as many as a program is to think that there are.
+int get_nprocs() {
+    const int faked = std::atoi(Setting("FAKED_PROCESSORS"));
+    return faked > 0 ? faked : static_cast<int>(::sysconf(_SC_NPROCESSORS_ONLN));
+}
+
 int open(const char* path, int flags, ...) {
     va_list rest;
     va_start(rest, flags);
