@@ -142,8 +142,11 @@ TEST_F(PictureImport, ManyAtOnceAreAsOneByOne) {
             for (std::size_t n = 0; n < 3 * files.size(); ++n) {
                 const std::size_t i = (first + n) % files.size();
                 BitmapInfo info;
-                if (Outcome(Import(files[i], info)) != outcomes[i] || info.pixels != expected[i].pixels)
+                const std::string outcome = Outcome(Import(files[i], info));
+                if (outcome != outcomes[i] || info.pixels != expected[i].pixels) {
                     ++others;
+                    ADD_FAILURE() << files[i] << ": " << outcome << " in place of " << outcomes[i];
+                }
             }
         });
     for (std::thread& thread : threads)
