@@ -151,7 +151,7 @@ Result<std::unique_ptr<ReaderProcess>> ReaderProcess::Start(const Path& program,
     }
     ::clock_getcpuclockid(process->m_id, &process->m_clock);
     LUMATO_TRY_VOID(process->AwaitReady());
-    process->m_data = process->Data();
+    process->m_usedAtFirst = process->PrivateMemory().used;
     return process;
 }
 
@@ -202,13 +202,14 @@ Error ReaderProcess::NotReady() const {
     return {ErrorKind::Unsupported, Phrase(kReaderNotLoaded, Printable(words))};
 }
 
-// Its private memory that can be written, in bytes.
-std::int64_t ReaderProcess::Data() const {
+// In bytes.
+ReaderProcess::Private ReaderProcess::PrivateMemory() const {
     std::ifstream file("/proc/" + std::to_string(m_id) + "/statm");
     std::array<std::int64_t, 6> pages{};
     for (std::int64_t& number : pages)
         file >> number;
-    return file ? pages[5] * ::sysconf(_SC_PAGESIZE) : kUsualData;
+    const std::int64_t page = ::sysconf(_SC_PAGESIZE);
+    return file ? Private{pages[5] * page, (pages[1] - pages[2]) * page} : Private{kUsualData, 0};
 }
 
 std::chrono::nanoseconds ReaderProcess::Processor() const {
@@ -217,10 +218,15 @@ std::chrono::nanoseconds ReaderProcess::Processor() const {
     return std::chrono::seconds(used.tv_sec) + std::chrono::nanoseconds(used.tv_nsec);
 }
 
+void ReaderProcess::Begin() {
+    m_before = Processor();
+    m_askedBefore = PrivateMemory().asked;
+}
+
 void ReaderProcess::SetBounds(const ReaderBounds& bounds) {
     struct rlimit limit {};
     if (::prlimit(m_id, RLIMIT_DATA, nullptr, &limit) == 0) {
-        limit.rlim_cur = static_cast<rlim_t>(m_data + bounds.memory);
+        limit.rlim_cur = static_cast<rlim_t>(m_askedBefore + bounds.memory);
         ::prlimit(m_id, RLIMIT_DATA, &limit, nullptr);
     }
     m_mostProcessor = m_before + bounds.processor;
@@ -283,7 +289,7 @@ bool ReaderProcess::IsQuiet() const {
 
 bool ReaderProcess::HasGrown() const {
     constexpr std::int64_t kMostKept = 32 << 20;
-    return Data() > m_data + kMostKept;
+    return PrivateMemory().used > m_usedAtFirst + kMostKept;
 }
 
 }  // namespace lumato::picture

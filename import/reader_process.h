@@ -47,7 +47,7 @@ class ReaderProcess {
     ReaderProcess& operator=(const ReaderProcess&) = delete;
 
     // A picture begins.
-    void Begin() { m_before = Processor(); }
+    void Begin();
     // What it may take for the picture.
     void SetBounds(const ReaderBounds& bounds);
     // False: it has ended.
@@ -71,7 +71,11 @@ class ReaderProcess {
     [[nodiscard]] int Spawn(const Path& program);
     [[nodiscard]] Result<void> AwaitReady();
     [[nodiscard]] Error NotReady() const;
-    [[nodiscard]] std::int64_t Data() const;
+    struct Private {
+        std::int64_t asked = 0;  // of memory that it can write
+        std::int64_t used = 0;   // what is there of it
+    };
+    [[nodiscard]] Private PrivateMemory() const;
     [[nodiscard]] std::chrono::nanoseconds Processor() const;
 
     const Patience m_patience;
@@ -81,7 +85,8 @@ class ReaderProcess {
     Descriptor m_rows;
     Descriptor m_words;  // what it says on standard error
     const std::uint8_t* m_memory = nullptr;
-    std::int64_t m_data = 0;               // when it was ready
+    std::int64_t m_usedAtFirst = 0;        // when it was ready
+    std::int64_t m_askedBefore = 0;        // when the picture began
     std::chrono::nanoseconds m_before{0};  // of processor time, when the picture began
     std::chrono::nanoseconds m_mostProcessor{0};
     std::chrono::steady_clock::time_point m_end;
