@@ -61,6 +61,8 @@ nlohmann::ordered_json AsJson(const Outcome& outcome, const AddSources& sources)
             added.back()["waited"] = true;
         if (one.picture.copyOf != 0)
             added.back()["copy_of"] = one.picture.copyOf;
+        if (!one.note.empty())
+            added.back()["note"] = one.note.English();
     }
     for (const auto& [file, reason] : outcome.refused)
         refused.push_back({{"file", sources.NameOf(file)}, {"reason", reason.English()}});
@@ -99,8 +101,9 @@ std::string AsText(const Outcome& outcome, const AddSources& sources) {
             Grouped(one.picture.bytes) + " bytes at quality " + std::to_string(one.picture.quality) +
             (one.waited ? " (it waited since an earlier call)" : "") +
             (outcome.replaced != 0 ? " in the place of picture " + std::to_string(outcome.replaced) : "") +
-            (one.picture.copyOf != 0 ? " (the same as picture " + std::to_string(one.picture.copyOf) + ")\n"
-                                     : "\n");
+            (one.picture.copyOf != 0 ? " (the same as picture " + std::to_string(one.picture.copyOf) + ")"
+                                     : "") +
+            InBrackets(one.note) + "\n";
     const auto number = [](std::size_t count) { return static_cast<long long>(count); };
     const std::string refused = Grouped(number(outcome.refused.size())) + " refused; ";
     if (outcome.work)

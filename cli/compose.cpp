@@ -8,15 +8,18 @@ namespace lumato::cli {
 
 int RunCompose(const Arguments& arguments, const Output& output) {
     const Size lcd = *arguments.size;
-    const Result<void> composed = picture::ComposeFile(arguments.files[0], lcd.width, lcd.height,
-                                                       PoseOf(arguments.pose), arguments.files[1]);
+    const Result<Phrase> composed = picture::ComposeFile(arguments.files[0], lcd.width, lcd.height,
+                                                         PoseOf(arguments.pose), arguments.files[1]);
     if (!composed) {
         // Errors of writing name the bitmap themselves.
         const Phrase picture = composed.error().cause.empty() ? "" : Printable(arguments.files[0].string());
         return output.Failed(kRefused, Joined(picture, kColon, Described(composed.error())));
     }
-    output.Result({{"width", lcd.width}, {"height", lcd.height}},
-                  std::to_string(lcd.width) + " x " + std::to_string(lcd.height) + " pixels");
+    nlohmann::ordered_json json = {{"width", lcd.width}, {"height", lcd.height}};
+    if (!composed->empty())
+        json["note"] = composed->English();
+    output.Result(json, std::to_string(lcd.width) + " x " + std::to_string(lcd.height) + " pixels" +
+                            InBrackets(*composed));
     return kDone;
 }
 

@@ -59,6 +59,10 @@ Phrase Described(const Error& error) {
     return error.cause.empty() ? error.message : About(text::Localized(error.message), error.cause);
 }
 
+std::string InBrackets(const Phrase& note) {
+    return note.empty() ? "" : " (" + note.English() + ")";
+}
+
 std::string Grouped(long long number) {
     std::string digits = std::to_string(number);
     const std::size_t first = digits.front() == '-' ? 1 : 0;

@@ -59,6 +59,9 @@ int FlushOutput(int status);
 // in the language of the resources folder.
 [[nodiscard]] Phrase Described(const Error& error);
 
+// What else is to be known, behind what is said: " (its colour profile ...)"; empty without a note.
+[[nodiscard]] std::string InBrackets(const Phrase& note);
+
 // 1234567 as "1,234,567".
 [[nodiscard]] std::string Grouped(long long number);
 // "1 picture", "2 pictures".

@@ -9,6 +9,7 @@
 
 #include "base/error.h"
 #include "base/file.h"
+#include "base/phrase.h"
 
 namespace lumato::picture {
 
@@ -59,6 +60,8 @@ struct BitmapInfo {
     // What drawing has still to do, of a picture that is held as it is stored.
     Orientation orientation = Orientation::Upright;
     std::shared_ptr<const ColourConverter> colours{};  // none: they are sRGB
+    // What people should know of how the file was read; empty: all is as it was stored.
+    Phrase note{};
 };
 
 // How many an import may keep busy: all of them when it is the only one.

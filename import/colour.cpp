@@ -42,12 +42,15 @@ cmsUInt32Number FormatOf(PixelLayout layout) {
     }
 }
 
-Transform MakeTransform(PixelLayout layout, ByteSpan bytes) {
+Profile Open(ByteSpan bytes) {
+    return {bytes.empty() ? nullptr
+                          : cmsOpenProfileFromMem(bytes.data(), static_cast<cmsUInt32Number>(bytes.size())),
+            cmsCloseProfile};
+}
+
+// `from` may be none.
+Transform MakeTransform(PixelLayout layout, const Profile& from) {
     Transform none(nullptr, cmsDeleteTransform);
-    if (bytes.empty())
-        return none;
-    const Profile from(cmsOpenProfileFromMem(bytes.data(), static_cast<cmsUInt32Number>(bytes.size())),
-                       cmsCloseProfile);
     const Profile to(cmsCreate_sRGBProfile(), cmsCloseProfile);
     if (!from || !to || cmsGetColorSpace(from.get()) != SpaceOf(layout))
         return none;
@@ -106,7 +109,12 @@ int BytesPerPixel(PixelLayout layout) {
 }
 
 ColourConverter::ColourConverter(PixelLayout layout, ByteSpan profile)
-    : m_layout(layout), m_transform(MakeTransform(layout, profile)) {
+    : m_layout(layout), m_transform(nullptr, cmsDeleteTransform) {
+    const Profile from = Open(profile);
+    m_transform = MakeTransform(layout, from);
+    m_ignoresProfile =
+        !profile.empty() && !m_transform &&
+        !(layout == PixelLayout::Grey && from && cmsGetColorSpace(from.get()) == cmsSigRgbData);
     if (m_transform && SpaceOf(layout) == cmsSigRgbData &&
         ChangesNothing(m_transform.get(), static_cast<std::size_t>(BytesPerPixel(layout))))
         m_transform.reset();

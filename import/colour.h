@@ -30,6 +30,10 @@ class ColourConverter {
     using Bytes = std::vector<std::uint8_t>;
     [[nodiscard]] static std::shared_ptr<const ColourConverter> For(PixelLayout layout, Bytes profile);
 
+    // There was a profile, and it counts as none. Not so for one of red, green and blue with grey pixels,
+    // which are as grey without it.
+    [[nodiscard]] bool IgnoresProfile() const { return m_ignoresProfile; }
+
     // True when Convert would copy.
     [[nodiscard]] bool IsIdentity() const {
         return (m_layout == PixelLayout::Rgb || m_layout == PixelLayout::Held) && !m_transform;
@@ -41,6 +45,7 @@ class ColourConverter {
 
   private:
     PixelLayout m_layout;
+    bool m_ignoresProfile = false;
     std::unique_ptr<void, void (*)(void*)> m_transform;
 };
 

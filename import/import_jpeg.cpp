@@ -41,6 +41,8 @@ Result<void> Decode(JpegDecoder& decoder, PictureBuilder& builder) {
     const bool leave = builder.LeavesColours() && decoder.Layout() == PixelLayout::Rgb;
     const auto colours =
         ColourConverter::For(leave ? PixelLayout::Held : decoder.Layout(), decoder.Profile());
+    if (decoder.IsProfileBroken() || colours->IgnoresProfile())
+        builder.Note(kProfileUnusable);
     const bool convert = !leave && !colours->IsIdentity();
     const Size least = builder.Least(own, orientation);
     const int eighths = EighthsFor(own, least);

@@ -2,11 +2,14 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <new>
 #include <string>
 
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <unistd.h>
+
+#include "import/messages.h"
 
 namespace lumato::picture {
 namespace {
@@ -138,7 +141,15 @@ JpegCoefficients& Of(j_common_ptr jpeg) {
 jvirt_barray_ptr JpegCoefficients::RequestArray(j_common_ptr jpeg, int /*pool*/, boolean /*preZero*/,
                                                 JDIMENSION blocksPerRow, JDIMENSION rows,
                                                 JDIMENSION /*maxAccess*/) {
-    return reinterpret_cast<jvirt_barray_ptr>(Of(jpeg).Request(blocksPerRow, rows));
+    JpegCoefficients& own = Of(jpeg);
+    Array* array = nullptr;
+    try {
+        array = own.Request(blocksPerRow, rows);
+    } catch (const std::bad_alloc&) {  // raised outside: what is caught here would never be let go of
+    }
+    if (array == nullptr)
+        own.m_raise(ErrorKind::TooLarge, kBeyondMemory);
+    return reinterpret_cast<jvirt_barray_ptr>(array);
 }
 
 void JpegCoefficients::RealizeArrays(j_common_ptr jpeg) {

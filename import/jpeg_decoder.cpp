@@ -4,13 +4,13 @@
 #include <cstdlib>
 #include <exception>
 #include <memory>
+#include <new>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include <jerror.h>
 #include <jpegint.h>
-
-#include "import/messages.h"
 
 namespace lumato::picture {
 namespace {
@@ -112,11 +112,16 @@ void JpegDecoder::OnError() {
     char message[JMSG_LENGTH_MAX] = {};
     m_errors.format_message(reinterpret_cast<j_common_ptr>(&m_jpeg), message);
     const ErrorKind kind = KindOf(m_errors.msg_code);
-    m_error.kind = kind;
-    if (kind == ErrorKind::Damaged && m_ended)
-        m_error.message = kCutOff;
-    else
-        m_error.message = kind == ErrorKind::Damaged ? Phrase(kBroken, message) : Phrase(message);
+    // libjpeg, which this is called from, lets no exception through.
+    try {
+        m_error.kind = kind;
+        if (kind == ErrorKind::Damaged && m_ended)
+            m_error.message = kCutOff;
+        else
+            m_error.message = kind == ErrorKind::Damaged ? Phrase(kBroken, message) : Phrase(message);
+    } catch (const std::bad_alloc&) {
+        std::swap(m_error, m_noMemory);
+    }
     std::longjmp(m_jump, 1);
 }
 
@@ -125,6 +130,8 @@ void JpegDecoder::OnMessage(int level) {
         return;
     if (m_errors.msg_code == JWRN_EXTRANEOUS_DATA)
         m_discarded = true;
+    if (m_errors.msg_code == JWRN_BOGUS_ICC)
+        m_profileBroken = true;
     if (IsDamage(m_errors.msg_code))
         OnError();
 }

@@ -17,6 +17,7 @@
 #include "import/jpeg_coefficients.h"
 #include "import/jpeg_scan_ahead.h"
 #include "import/jpeg_scan_reader.h"
+#include "import/messages.h"
 #include "import/picture_file.h"
 
 namespace lumato::picture {
@@ -43,6 +44,8 @@ class JpegDecoder {
     // decoder lives.
     [[nodiscard]] ByteSpan Exif() const;
     [[nodiscard]] std::vector<std::uint8_t> Profile();
+    // After Profile(): parts of it are missing.
+    [[nodiscard]] bool IsProfileBroken() const { return m_profileBroken; }
 
     // Decoding is to be to eighths/8 of the own size, of which less than 7 eighths are needed if `rough`;
     // returns the size that comes out.
@@ -93,6 +96,7 @@ class JpegDecoder {
     jpeg_progress_mgr m_progress{};
     std::jmp_buf m_jump{};
     Error m_error;
+    Error m_noMemory{ErrorKind::TooLarge, kBeyondMemory};  // made while there is some
     JpegCoefficients m_coefficients;
     std::vector<std::uint8_t> m_buffer;
     std::int64_t m_offset = 0;
@@ -104,6 +108,7 @@ class JpegDecoder {
     const Reading m_reading;
     bool m_unusual = false;
     bool m_inHeader = true;
+    bool m_profileBroken = false;
     bool m_ended = false;      // the file's end was reached before the picture's
     bool m_discarded = false;  // bytes that belong to nothing were skipped
 };

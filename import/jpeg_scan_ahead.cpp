@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstring>
+#include <new>
 
 namespace lumato::picture {
 
@@ -32,7 +33,11 @@ void JpegScanAhead::Work() {
             return;
         Row& row = m_ring[m_read % kRowsAhead];
         lock.unlock();
-        goOn = row.sound = ReadRow(row);
+        try {
+            goOn = row.sound = ReadRow(row);
+        } catch (const std::bad_alloc&) {  // of a reason that nobody asks for
+            goOn = row.sound = false;
+        }
         lock.lock();
     }
 }

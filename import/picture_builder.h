@@ -68,6 +68,9 @@ class PictureBuilder {
     };
     [[nodiscard]] Result<void> Begin(const Coming& coming);
 
+    // What people should know of how the file is read.
+    void Note(const Words& words) { m_info.note = words; }
+
     // Whether decoded rows are held as they come: then NextRow() is where the next one belongs, in the held
     // pixels' layout, and takes AddRow()'s place.
     [[nodiscard]] bool KeepsRows() const { return m_reducer.empty() && m_placement.stepX == 1; }

@@ -81,6 +81,8 @@ bool Reception::TakesProfile(std::size_t size) {
         return false;
     auto colours = ColourConverter::For(
         PixelLayout::Held, {m_memory.begin(), m_memory.begin() + static_cast<std::ptrdiff_t>(size)});
+    if (colours->IgnoresProfile())
+        m_builder.Note(kProfileUnusable);
     if (!colours->IsIdentity())
         m_colours = std::move(colours);
     return true;
@@ -116,9 +118,11 @@ Reception::Next Reception::TakeRows(std::int32_t count) {
 }
 
 Reception::Next Reception::TakeEnd(const reader::End& end) {
-    if (end.outcome == reader::Outcome::Stopped ||
-        (end.outcome == reader::Outcome::Done) != (end.reason == reader::Reason::None))
+    const bool isWhyNot = end.reason != reader::Reason::None && !reader::IsNote(end.reason);
+    if (end.outcome == reader::Outcome::Stopped || (end.outcome == reader::Outcome::Done) == isWhyNot)
         return Next::Nonsense;
+    if (reader::IsNote(end.reason))
+        m_builder.Note(reader::kReasons[static_cast<std::size_t>(end.reason)]);
     if (end.outcome != reader::Outcome::Done)
         m_outcome = Fail(KindOf(end.outcome),
                          Phrase(reader::kReasons[static_cast<std::size_t>(end.reason)], end.value));

@@ -28,8 +28,12 @@ class Addition {
         store::StoreState& store = store::Store();
         ++store.gmyTotalePicture;
         store.gmyTotalePictureNum += placing.replaces == 0 ? 1 : 0;
-        if (store.status != nullptr)
-            store::ShowNote(kSequence, placing.replaces == 0 ? store.gmyTotalePictureNum : placing.replaces);
+    }
+
+    void ShowNumber() const {
+        if (m_store.status != nullptr)
+            store::ShowNote(kSequence,
+                            m_placing.replaces == 0 ? m_store.gmyTotalePictureNum : m_placing.replaces);
     }
 
     [[nodiscard]] Path Source() const { return store::BitmapPath(m_name); }
@@ -38,10 +42,16 @@ class Addition {
         const EncodingPlan plan = PlanEncoding(m_placing, m_store.gmyTotalePictureNum);
         if (!plan.whyNot.empty())
             return RefuseForRoom(kNoRoom, plan.whyNot);
+        return EncodeAsPlanned(plan, pixels);
+    }
+
+    // A step of it, which is refused where memory ends.
+    template <class Step>
+    auto WithinMemory(Step step) -> decltype(step()) {
         try {
-            return EncodeAsPlanned(plan, pixels);
+            return step();
         } catch (const std::bad_alloc&) {
-            return Refuse(kCannotEncode, CannotEncode(kNoMemoryToEncode));
+            return RemoveAndRefuse(kCannotEncode, CannotEncode(kNoMemoryToEncode));
         }
     }
 
@@ -55,7 +65,7 @@ class Addition {
         return tl::unexpected(Error{reason.kind, note, std::move(reason.message)});
     }
 
-    Result<AddedPicture> TakeIn(const Path& bmpPath, const AddedPicture& encoded) {
+    Result<AddedPicture> TakeIn(const Path& bmpPath, AddedPicture encoded) {
         auto record = std::make_unique<store::FileData>();
         record->fileRef = bmpPath;
         record->fileName = m_name;
@@ -66,9 +76,13 @@ class Addition {
         else if (auto done = store::ReplacePicture(m_placing.replaces, std::move(record)); !done)
             return RemoveAndRefuse(done.error().kind == ErrorKind::Refused ? kNoRoom : kCannotEncode,
                                    done.error());
-        if (m_store.status != nullptr)
-            m_store.status->UpdateInfo();
-        return AddedPicture{m_name, encoded.bytes, encoded.quality, CopyOf()};
+        try {  // it is in the list, whatever cannot be said of it
+            if (m_store.status != nullptr)
+                m_store.status->UpdateInfo();
+            encoded.copyOf = CopyOf();
+        } catch (const std::bad_alloc&) {
+        }
+        return encoded;
     }
 
   private:
@@ -80,8 +94,11 @@ class Addition {
         store::AddNode(m_store.gmyPictureData.get(), &record);
         store::CountFreeSpace();
         // It is in the list all the same; a download makes it safe once more, or says why it cannot.
-        if (const auto kept = store::KeepAddition(record); !kept && m_store.status != nullptr)
-            m_store.status->SetNoteDetail(kept.error().message);
+        try {
+            if (const auto kept = store::KeepAddition(record); !kept && m_store.status != nullptr)
+                m_store.status->SetNoteDetail(kept.error().message);
+        } catch (const std::bad_alloc&) {
+        }
     }
 
     // The position of another picture with the same bytes.
@@ -184,17 +201,26 @@ Result<AddedPicture> AddComposed(const Result<std::vector<std::uint8_t>>& pixels
                                  const Placing& placing) {
     Addition::Begin(placing);
     Addition addition(placing);
-    Result<void> written = WriteBitmap(pixels, addition.Source());
-    if (!written)
-        return addition.Refuse(kCannotEncode, std::move(written).error());
-    return MySelectButtonHandler(addition.Source(), *pixels, !batch, placing);
+    Path bitmap;
+    LUMATO_TRY_VOID(addition.WithinMemory([&]() -> Result<void> {
+        addition.ShowNumber();
+        bitmap = addition.Source();
+        Result<void> written = WriteBitmap(pixels, bitmap);
+        if (!written)
+            return addition.Refuse(kCannotEncode, std::move(written).error());
+        return {};
+    }));
+    return MySelectButtonHandler(bitmap, *pixels, !batch, placing);
 }
 
 Result<AddedPicture> MySelectButtonHandler(const Path& bmpPath, ByteSpan pixels, bool advance,
                                            const Placing& placing) {
     Addition addition(placing);
-    LUMATO_TRY(const AddedPicture encoded, addition.Encode(pixels));
-    LUMATO_TRY(AddedPicture added, addition.TakeIn(bmpPath, encoded));
+    const auto add = [&]() -> Result<AddedPicture> {
+        LUMATO_TRY(AddedPicture encoded, addition.Encode(pixels));
+        return addition.TakeIn(bmpPath, std::move(encoded));
+    };
+    LUMATO_TRY(AddedPicture added, addition.WithinMemory(add));
     if (EditPort* port = Pictures().port; port != nullptr && advance && placing.replaces == 0)
         port->SelectNextPicture();
     return added;

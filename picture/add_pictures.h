@@ -39,6 +39,8 @@ Result<void> SelectOnePicture(const Path& file, bool interactive);
                                                                     Processors processors = Processors::All);
 Result<void> SelectImported(const Path& file, Result<std::unique_ptr<BitmapInfo>> imported,
                             std::shared_ptr<PictureLevels> levels = nullptr);
+// Tells people what they should know of how the file was read, if anything.
+void ShowImportNote(const Phrase& note, const Path& file);
 // Leaves the edit view without a picture.
 void ReleaseSelection();
 
@@ -53,15 +55,16 @@ void ReleaseSelection();
                                                                 const IsWanted& isWanted = {});
 // The picture of a file, fitted to an LCD of that size, as RenderLcdBitmap() makes it after the selection of
 // the file; the picture is not held for it, but composed while it is imported. Touches no state; any thread.
-// Errors: those of the import; TooLarge.
+// `note`: gets that of the import. Errors: those of the import; TooLarge.
 [[nodiscard]] Result<std::vector<std::uint8_t>> ComposeFitted(const Path& file, int lcdWidth, int lcdHeight,
-                                                              Processors processors = Processors::All);
+                                                              Processors processors = Processors::All,
+                                                              Phrase* note = nullptr);
 // Whether a bitmap can be made for an LCD of that size. Errors: TooLarge.
 [[nodiscard]] Result<void> CheckLcdSize(int width, int height);
 // Renders one picture file for an LCD of that size into a bitmap file; needs no frame. A pose other than the
-// fitted one takes the edit picture and the LCD's size with it.
-[[nodiscard]] Result<void> ComposeFile(const Path& picture, int lcdWidth, int lcdHeight, const Pose& pose,
-                                       const Path& bitmap);
+// fitted one takes the edit picture and the LCD's size with it. Returns the note of the import.
+[[nodiscard]] Result<Phrase> ComposeFile(const Path& picture, int lcdWidth, int lcdHeight, const Pose& pose,
+                                         const Path& bitmap);
 
 // add_pictures.cpp
 struct AddedPicture {
@@ -105,6 +108,7 @@ struct BatchReport {
         Path file;
         AddedPicture picture;
         bool waited = false;  // it was in the list already, and waited for a download
+        Phrase note{};        // of its import: what people should know
     };
     struct Refused {
         Path file;
@@ -118,6 +122,8 @@ struct BatchReport {
     std::vector<Lowered> lowered;     // that gave way, some of them more than once
 };
 
+// Something was left out, or is to be known of what was added.
+[[nodiscard]] bool TellsMore(const BatchReport& report);
 // "12 added, 3 refused, 4 not tried"; what is 0 is left out, but for the first number.
 [[nodiscard]] Phrase NumbersOf(const BatchReport& report);
 

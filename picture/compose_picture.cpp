@@ -102,24 +102,29 @@ Result<std::vector<std::uint8_t>> RenderLcdBitmap(const store::Rect& rect, const
 }
 
 Result<std::vector<std::uint8_t>> ComposeFitted(const Path& file, int lcdWidth, int lcdHeight,
-                                                Processors processors) {
+                                                Processors processors, Phrase* note) {
     LUMATO_TRY_VOID(CheckLcdSize(lcdWidth, lcdHeight));
     FittedComposer composer(lcdWidth, lcdHeight);
     BitmapInfo info;
     LUMATO_TRY_VOID(CreateMyImage(file, false,
                                   LargestScale(static_cast<float>(lcdWidth), static_cast<float>(lcdHeight)),
                                   info, processors, Held::AsStored, &composer));
+    if (note != nullptr)
+        *note = std::move(info.note);
     return composer.Finish();
 }
 
-Result<void> ComposeFile(const Path& picture, int lcdWidth, int lcdHeight, const Pose& pose,
-                         const Path& bitmap) {
+Result<Phrase> ComposeFile(const Path& picture, int lcdWidth, int lcdHeight, const Pose& pose,
+                           const Path& bitmap) {
     LUMATO_TRY_VOID(CheckLcdSize(lcdWidth, lcdHeight));
     if (pose.IsFitted()) {
-        Result<std::vector<std::uint8_t>> pixels = ComposeFitted(picture, lcdWidth, lcdHeight);
+        Phrase note;
+        Result<std::vector<std::uint8_t>> pixels =
+            ComposeFitted(picture, lcdWidth, lcdHeight, Processors::All, &note);
         if (!pixels)
-            return SelectImported(picture, tl::unexpected(std::move(pixels).error()));
-        return SaveBmpFile(*pixels, lcdWidth, lcdHeight, bitmap, Links::Follow);
+            LUMATO_TRY_VOID(SelectImported(picture, tl::unexpected(std::move(pixels).error())));
+        LUMATO_TRY_VOID(SaveBmpFile(*pixels, lcdWidth, lcdHeight, bitmap, Links::Follow));
+        return note;
     }
     store::StoreState& store = store::Store();
     store.gmyLcdWidth = static_cast<float>(lcdWidth);
@@ -127,7 +132,8 @@ Result<void> ComposeFile(const Path& picture, int lcdWidth, int lcdHeight, const
     LUMATO_TRY_VOID(SelectOnePicture(picture, false));
     ApplyPose(pose);
     LUMATO_TRY(const auto pixels, RenderLcdBitmap(WithTopLeftCorner(store.gmyDrawrect)));
-    return SaveBmpFile(pixels, lcdWidth, lcdHeight, bitmap, Links::Follow);
+    LUMATO_TRY_VOID(SaveBmpFile(pixels, lcdWidth, lcdHeight, bitmap, Links::Follow));
+    return Pictures().gmyCGimagebi->note;
 }
 
 }  // namespace lumato::picture

@@ -63,6 +63,7 @@ Result<void> Show(const Path& file, Result<std::unique_ptr<MyImage>> loaded) {
         Pictures().gmyCGimage = std::move(*loaded);
         Pictures().editSource = file;
         FitToLcd();
+        ShowImportNote(Pictures().gmyCGimagebi->note, file);
     } else {
         ShowNote(kCannotRead, About(Printable(file.filename().string()), loaded.error().message));
     }
@@ -129,6 +130,11 @@ Result<void> SelectImported(const Path& file, Result<std::unique_ptr<BitmapInfo>
         return Show(file, tl::unexpected(std::move(imported).error()));
     Pictures().gmyCGimagebi = std::move(*imported);
     return Show(file, MakeHandle(std::move(levels)));
+}
+
+void ShowImportNote(const Phrase& note, const Path& file) {
+    if (store::StatusPort* status = store::Store().status; status != nullptr && !note.empty())
+        status->SetNoteDetail(About(Printable(file.filename().string()), note));
 }
 
 void ReleaseSelection() {

@@ -65,12 +65,18 @@ bool IsStopped(const Outcome& outcome) {
     return !outcome && outcome.error().kind == ErrorKind::Gone;
 }
 
-// The pictures of a batch, composed as AddComposed() takes them, in the order of its files.
+// As AddComposed() takes it, and the note of its import.
+struct Composed {
+    Result<Pixels> pixels{};
+    Phrase note{};
+};
+
+// The pictures of a batch in the order of its files.
 class Compositions {
   public:
     virtual ~Compositions() = default;
     // Errors: the file cannot be read, and a note said so; Gone: the batch is stopped.
-    [[nodiscard]] virtual Result<Result<Pixels>> Next(const Path& file) = 0;
+    [[nodiscard]] virtual Result<Composed> Next(const Path& file) = 0;
 };
 
 // Read and composed on all processors while those before are encoded and written. None is held.
@@ -78,24 +84,27 @@ class FittedCompositions : public Compositions {
   public:
     FittedCompositions(const std::vector<Path>& files, int lcdWidth, int lcdHeight)
         : m_held(MostHeld(lcdWidth, lcdHeight)),
-          m_composed(
-              files.size(), std::min(AtOnce(), m_held), m_held,
-              [&files, lcdWidth, lcdHeight, processors = For(files, m_held)](std::size_t i) {
-                  return Prepared([&] { return ComposeFitted(files[i], lcdWidth, lcdHeight, processors); });
-              }) {}
+          m_composed(files.size(), std::min(AtOnce(), m_held), m_held,
+                     [&files, lcdWidth, lcdHeight, processors = For(files, m_held)](std::size_t i) {
+                         Composed composed;
+                         composed.pixels = Prepared([&] {
+                             return ComposeFitted(files[i], lcdWidth, lcdHeight, processors, &composed.note);
+                         });
+                         return composed;
+                     }) {}
 
-    Result<Result<Pixels>> Next(const Path& file) override {
-        Result<Pixels> composed = m_composed.Next();
-        if (IsStopped(composed))
-            return tl::unexpected(std::move(composed).error());
-        if (!composed)
-            LUMATO_TRY_VOID(SelectImported(file, tl::unexpected(std::move(composed).error())));
+    Result<Composed> Next(const Path& file) override {
+        Composed composed = m_composed.Next();
+        if (IsStopped(composed.pixels))
+            return tl::unexpected(std::move(composed.pixels).error());
+        if (!composed.pixels)
+            LUMATO_TRY_VOID(SelectImported(file, tl::unexpected(std::move(composed.pixels).error())));
         return composed;
     }
 
   private:
     const std::size_t m_held;
-    WorkAhead<Result<Pixels>> m_composed;
+    WorkAhead<Composed> m_composed;
 };
 
 // Read on several processors, and posed by the controls. Each is held: tens of megabytes.
@@ -110,13 +119,14 @@ class PosedCompositions : public Compositions {
                      }),
           m_pose(pose) {}
 
-    Result<Result<Pixels>> Next(const Path& file) override {
+    Result<Composed> Next(const Path& file) override {
         auto imported = m_imported.Next();
         if (IsStopped(imported))
             return tl::unexpected(std::move(imported).error());
         LUMATO_TRY_VOID(SelectImported(file, std::move(imported)));
         ApplyPose(m_pose);
-        Result<Pixels> composed = RenderLcdBitmap(WithTopLeftCorner(store::Store().gmyDrawrect));
+        Composed composed{RenderLcdBitmap(WithTopLeftCorner(store::Store().gmyDrawrect)),
+                          Pictures().gmyCGimagebi->note};
         ReleaseSelection();
         m_imported.Release();
         return composed;
@@ -133,7 +143,7 @@ class NoCompositions : public Compositions {
   public:
     explicit NoCompositions(Error reason) : m_reason(std::move(reason)) {}
 
-    Result<Result<Pixels>> Next(const Path&) override { return Result<Pixels>(tl::unexpected(m_reason)); }
+    Result<Composed> Next(const Path&) override { return Composed{tl::unexpected(m_reason)}; }
 
   private:
     const Error m_reason;
@@ -189,30 +199,42 @@ Phrase MakeRoom(ByteSpan pixels, int replaces, BatchReport& report) {
     return done ? Phrase() : done.error().cause;
 }
 
+// Whether a file was, and the batch goes on then.
 enum class Tried { Yes, AndStop, No };
 
+// What is said of a picture that was added; it is none the worse where there is no memory for that.
+void TellOf(BatchReport::Added& added, const Pose& pose) {
+    try {
+        RememberSource(added.picture, added.file, pose);
+        ShowCopyOf(added.picture, added.file);
+        ShowImportNote(added.note, added.file);
+    } catch (const std::bad_alloc&) {
+    }
+}
+
 Tried AddOne(const Path& file, Compositions& compositions, BatchWishes& wishes, BatchReport& report) {
-    Result<Result<Pixels>> composed = compositions.Next(file);
+    Result<Composed> composed = compositions.Next(file);
     if (IsStopped(composed))
         return Tried::No;
     if (!composed) {
         report.refused.push_back({file, std::move(composed).error(), true});
         return Tried::Yes;
     }
-    if (wishes.waiting && *composed) {
-        if (auto copy = wishes.waiting->Take(**composed)) {
-            report.added.push_back({file, std::move(*copy), true});
+    const Result<Pixels>& pixels = composed->pixels;
+    if (wishes.waiting && pixels) {
+        if (auto copy = wishes.waiting->Take(*pixels)) {
+            report.added.push_back({file, std::move(*copy), true, std::move(composed->note)});
             return Tried::Yes;
         }
     }
-    const Phrase noRoom = wishes.room == Room::Make && *composed
-                              ? MakeRoom(**composed, wishes.placing.replaces, report)
-                              : Phrase();
-    Result<AddedPicture> added = AddComposed(*composed, true, wishes.placing);
+    const Phrase noRoom =
+        wishes.room == Room::Make && pixels ? MakeRoom(*pixels, wishes.placing.replaces, report) : Phrase();
+    BatchReport::Added taken{.file = file, .picture = {}, .note = std::move(composed->note)};
+    Result<AddedPicture> added = AddComposed(pixels, true, wishes.placing);
     if (added) {
-        RememberSource(*added, file, wishes.pose);
-        ShowCopyOf(*added, file);
-        report.added.push_back({file, std::move(*added)});
+        taken.picture = std::move(*added);
+        report.added.push_back(std::move(taken));  // takes no memory, nor may it: the picture is in the list
+        TellOf(report.added.back(), wishes.pose);
         return Tried::Yes;
     }
     report.refused.push_back({file, std::move(added).error()});
@@ -223,6 +245,17 @@ Tried AddOne(const Path& file, Compositions& compositions, BatchWishes& wishes, 
     return wishes.policy == AfterRefusal::GoOn ? Tried::Yes : Tried::AndStop;
 }
 
+// Adds one file; where memory ends, that one alone is refused.
+Tried AddWithinMemory(const Path& file, Compositions& compositions, BatchWishes& wishes,
+                      BatchReport& report) {
+    try {
+        return AddOne(file, compositions, wishes, report);
+    } catch (const std::bad_alloc&) {
+        report.refused.push_back({file, {ErrorKind::TooLarge, kCannotEncode, kBeyondMemory}});
+        return wishes.policy == AfterRefusal::GoOn ? Tried::Yes : Tried::AndStop;
+    }
+}
+
 // The edit view shows the picture at which a batch ended.
 void ShowLast(const Path& file, const Pose& pose, const BatchReport& report) {
     const bool readable =
@@ -231,14 +264,23 @@ void ShowLast(const Path& file, const Pose& pose, const BatchReport& report) {
         ApplyPose(pose);
 }
 
+bool HasNote(const BatchReport::Added& added) {
+    return !added.note.empty();
+}
+
 // What a batch that left something out says in the end: the numbers, and the reason that stopped it or the
-// first one. A file that was alone has its own note.
+// first one; otherwise the first note of an import. A file that was alone has its own note.
 void ShowOutcome(const BatchReport& report) {
-    if (report.refused.empty() && report.notTried.empty())
+    if (!TellsMore(report))
         return;
     store::StatusPort* status = store::Store().status;
     if (report.added.size() + report.refused.size() + report.notTried.size() > 1)
         status->SetNotes(NumbersOf(report));
+    if (report.refused.empty() && report.notTried.empty()) {
+        const auto noted = std::ranges::find_if(report.added, HasNote);
+        ShowImportNote(noted->note, noted->file);
+        return;
+    }
     if (report.refused.empty()) {
         status->SetNoteDetail(store::FrameOnline() ? kStopped : store::kFrameGone);
         return;
@@ -262,6 +304,10 @@ class StillView {
 
 }  // namespace
 
+bool TellsMore(const BatchReport& report) {
+    return !report.refused.empty() || !report.notTried.empty() || std::ranges::any_of(report.added, HasNote);
+}
+
 Phrase NumbersOf(const BatchReport& report) {
     Phrase text(kBatchAdded, report.added.size());
     if (!report.refused.empty())
@@ -274,6 +320,7 @@ Phrase NumbersOf(const BatchReport& report) {
 BatchReport AddPictures(const std::vector<Path>& files, const Pose& pose, AfterRefusal policy,
                         const BatchProgress& progress, Waiting waiting, Room room, int replaces) {
     BatchReport report;
+    report.added.reserve(files.size());
     BatchWishes wishes{pose, policy, room, {replaces}};
     if (waiting == Waiting::AddOnlyNew && replaces == 0)
         wishes.waiting.emplace();
@@ -286,7 +333,7 @@ BatchReport AddPictures(const std::vector<Path>& files, const Pose& pose, AfterR
             meter.Reach(static_cast<int>(file - files.begin()) + 1, 0);
             if (progress)
                 progress(static_cast<std::size_t>(file - files.begin()));
-            tried = AddOne(*file, *compositions, wishes, report);
+            tried = AddWithinMemory(*file, *compositions, wishes, report);
             if (tried != Tried::No)
                 ++file;
         }

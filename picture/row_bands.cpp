@@ -2,7 +2,8 @@
 
 #include <algorithm>
 #include <atomic>
-#include <system_error>
+#include <exception>
+#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -20,23 +21,33 @@ void DrawInBands(int rows, const std::function<void(int, int)>& draw, const IsWa
     const int processors = static_cast<int>(std::min(std::thread::hardware_concurrency(), 64U));
     const int most = std::min({processors, kMostThreads, rows / (2 * kBandRows)});
     std::atomic<int> next = 0;
+    std::mutex mutex;
+    std::exception_ptr failure;  // of any thread: it leaves through the caller's
     const auto drawBands = [&](const IsWanted& goOn) {
-        for (int begin = next.fetch_add(kBandRows); begin < rows; begin = next.fetch_add(kBandRows)) {
-            if (goOn && !goOn())
-                next = rows;  // for the others, too
-            else
-                draw(begin, std::min(begin + kBandRows, rows));
+        try {
+            for (int begin = next.fetch_add(kBandRows); begin < rows; begin = next.fetch_add(kBandRows)) {
+                if (goOn && !goOn())
+                    next = rows;  // for the others, too
+                else
+                    draw(begin, std::min(begin + kBandRows, rows));
+            }
+        } catch (...) {
+            next = rows;
+            const std::lock_guard lock(mutex);
+            failure = std::current_exception();
         }
     };
     std::vector<std::thread> threads;
     try {
         for (int i = 1; i < most; ++i)
             threads.emplace_back(drawBands, IsWanted());
-    } catch (const std::system_error&) {  // no thread to be had: fewer will do
+    } catch (const std::exception&) {  // no thread to be had, or no memory for one: fewer will do
     }
     drawBands(isWanted);
     for (std::thread& thread : threads)
         thread.join();
+    if (failure)
+        std::rethrow_exception(failure);
 }
 
 }  // namespace lumato::picture

@@ -7,10 +7,10 @@
 
 #include <algorithm>
 #include <condition_variable>
+#include <exception>
 #include <functional>
 #include <mutex>
 #include <optional>
-#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -34,7 +34,7 @@ class WorkAhead {
         try {
             for (std::size_t i = 0; i < threads; ++i)
                 m_threads.emplace_back([this] { WorkInOrder(); });
-        } catch (const std::system_error&) {  // fewer will do, or none
+        } catch (const std::exception&) {  // no thread, or no memory for one: fewer will do, or none
         }
     }
     // Starts no more parts and waits for those in work.

@@ -15,6 +15,9 @@ enum class Reason : std::uint8_t {
     BeyondMemory,
     CutOff,
     Broken,
+    TiffColours,
+    TiffSamples,
+    ProfileUnusable,  // the picture is read all the same
 };
 
 // By the numbers above.
@@ -25,7 +28,15 @@ inline constexpr Words kReasons[] = {
     {"BEYOND_MEMORY", "too large for this computer's memory"},
     {"CUT_OFF", "cut off: the file ends early"},
     {"BROKEN", "broken: {0}"},
+    {"TIFF_COLOURS", "a TIFF file of colours that are not supported (number {0})"},
+    {"TIFF_SAMPLES", "a TIFF file whose {0}-bit samples are of a kind that is not supported"},
+    {"PROFILE_UNUSABLE", "its colour profile cannot be used, and the usual colours are assumed"},
 };
-static_assert(std::size(kReasons) == std::size_t{static_cast<std::uint8_t>(Reason::Broken)} + 1);
+static_assert(std::size(kReasons) == std::size_t{static_cast<std::uint8_t>(Reason::ProfileUnusable)} + 1);
+
+// What is to be known of a picture that was read; the others say why it was not.
+[[nodiscard]] constexpr bool IsNote(Reason reason) {
+    return reason == Reason::ProfileUnusable;
+}
 
 }  // namespace lumato::reader

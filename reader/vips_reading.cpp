@@ -1,7 +1,7 @@
 // Any picture that libvips reads, into rows.
 #include <algorithm>
 #include <cstring>
-#include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -9,16 +9,12 @@
 #include <vips/vips.h>
 
 #include "reader/read_picture.h"
+#include "reader/tiff_kind.h"
+#include "reader/usual_colours.h"
+#include "reader/vips_image.h"
 
 namespace lumato::reader {
 namespace {
-
-// Owns a reference to a GObject of libvips.
-struct Unreference {
-    void operator()(gpointer object) const { g_object_unref(object); }
-};
-using Image = std::unique_ptr<VipsImage, Unreference>;
-using Source = std::unique_ptr<VipsSource, Unreference>;
 
 // The readers that may be used.
 struct Reader {
@@ -57,16 +53,6 @@ End SayVipsError() {
         if (said.find(end) != std::string::npos)
             return {Outcome::Damaged, Reason::CutOff};
     return {Outcome::Damaged, Reason::Broken, said.empty() ? "libvips says no more" : said};
-}
-
-// Takes over what an operation made, if it succeeded.
-template <class Operation>
-bool Apply(Image& image, Operation operation) {
-    VipsImage* out = nullptr;
-    if (operation(image.get(), &out) != 0)
-        return false;
-    image.reset(out);
-    return true;
 }
 
 Source OpenSource(int descriptor) {
@@ -116,45 +102,13 @@ ByteSpan ProfileToOffer(VipsImage* image) {
     return {static_cast<const std::uint8_t*>(profile), size};
 }
 
-// By the embedded profile where that works; a broken one counts as none.
-bool ToSrgb(Image& image, bool profileTaken) {
-    if (profileTaken)
-        return true;
-    if (vips_image_get_typeof(image.get(), VIPS_META_ICC_NAME) != 0) {
-        const bool done = Apply(image, [](VipsImage* in, VipsImage** out) {
-            return vips_icc_transform(in, out, "srgb", "embedded", TRUE, "intent", VIPS_INTENT_RELATIVE,
-                                      "black_point_compensation", TRUE, "depth", 8, nullptr);
-        });
-        if (done)
-            return true;
-        vips_error_clear();
-    }
-    return Apply(image, [](VipsImage* in, VipsImage** out) {
-        return vips_colourspace(in, out, VIPS_INTERPRETATION_sRGB, nullptr);
-    });
-}
-
-bool ToThreeBytes(Image& image) {
-    const int bands = vips_image_get_bands(image.get());
-    if (bands > 3 && !Apply(image, [](VipsImage* in, VipsImage** out) {
-            return vips_extract_band(in, out, 0, "n", 3, nullptr);
-        }))
+// sRGB, 8 bits, three of them, on black where it is transparent; or the colours of the profile that is taken.
+bool Prepare(Image& image, int descriptor, const TiffKind& kind, bool profileTaken, bool& isProfileUsable) {
+    if (kind.samples != 0 && !ToUsualSamples(image, kind, kind.IsFloating() ? Open(descriptor, 1) : nullptr))
         return false;
-    if (bands < 3 && !Apply(image, [](VipsImage* in, VipsImage** out) {
-            VipsImage* const grey[] = {in, in, in};
-            return vips_bandjoin(const_cast<VipsImage**>(grey), out, 3, nullptr);
-        }))
-        return false;
-    return vips_image_get_format(image.get()) == VIPS_FORMAT_UCHAR ||
-           Apply(image, [](VipsImage* in, VipsImage** out) { return vips_cast_uchar(in, out, nullptr); });
-}
-
-// Transparency shows black, then sRGB, 8 bits, three of them.
-bool Prepare(Image& image, bool profileTaken) {
-    if (vips_image_hasalpha(image.get()) &&
-        !Apply(image, [](VipsImage* in, VipsImage** out) { return vips_flatten(in, out, nullptr); }))
-        return false;
-    return ToSrgb(image, profileTaken) && ToThreeBytes(image);
+    isProfileUsable = !HidesProfile(image.get(), descriptor);
+    return Flatten(image, isProfileUsable) && (profileTaken || ToSrgb(image, isProfileUsable)) &&
+           ToThreeBytes(image);
 }
 
 struct Delivery {
@@ -177,6 +131,11 @@ int Deliver(VipsRegion* region, VipsRect* area, void* user) {
 }
 
 End ReadOpened(int descriptor, const Reader& reader, Receiver& receiver) {
+    TiffKind kind;
+    if (reader.format == Format::Tiff && ReadTiffKind(descriptor, kind)) {
+        if (const std::optional<End> refusal = WhyNotRead(kind))
+            return *refusal;
+    }
     Image image = Open(descriptor, 1);
     if (!image)
         return SayVipsError();
@@ -188,14 +147,15 @@ End ReadOpened(int descriptor, const Reader& reader, Receiver& receiver) {
         if (!image)
             return SayVipsError();
     }
-    if (!Prepare(image, go->profileTaken))
+    bool isProfileUsable = true;
+    if (!Prepare(image, descriptor, kind, go->profileTaken, isProfileUsable))
         return SayVipsError();
     if (!receiver.Decoded(vips_image_get_width(image.get()), vips_image_get_height(image.get())))
         return {Outcome::Stopped};
     Delivery delivery{receiver};
     if (vips_sink_disc(image.get(), Deliver, &delivery) != 0)
         return delivery.stopped ? End{Outcome::Stopped} : SayVipsError();
-    return {};
+    return {Outcome::Done, isProfileUsable ? Reason::None : Reason::ProfileUnusable};
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "app/browser/thumbnails.h"
 
 #include <algorithm>
+#include <new>
 #include <thread>
 
 #include "app/browser/thumbnail_maker.h"
@@ -38,9 +39,14 @@ void Thumbnails::Make(const PhotoFile& photo) {
     m_threads.Start(
         [this, photo, box = m_box, store = m_store]() -> LooseThreads::Outcome {
             const int side = ThumbnailStore::SideFor(std::max(box.width(), box.height()));
-            QImage image = MakeThumbnail(store, photo, side);
-            if (image.width() > box.width() || image.height() > box.height())
-                image = image.scaled(box, Qt::KeepAspectRatio, Qt::SmoothTransformation);
+            QImage image;
+            try {
+                image = MakeThumbnail(store, photo, side);
+                if (image.width() > box.width() || image.height() > box.height())
+                    image = image.scaled(box, Qt::KeepAspectRatio, Qt::SmoothTransformation);
+            } catch (const std::bad_alloc&) {  // it has none, as one that cannot be read
+                image = {};
+            }
             return [this, photo, box, image] { Take(photo, box, image); };
         },
         photo.path.native());

@@ -1,10 +1,12 @@
 #include "app/edit/picture_loader.h"
 
 #include <algorithm>
+#include <new>
 #include <tuple>
 #include <utility>
 
 #include "import/import.h"
+#include "import/messages.h"
 #include "picture/add_pictures.h"
 #include "picture/picture_levels.h"
 #include "store/store_state.h"
@@ -19,6 +21,16 @@ void MakeLevels(LoadedPicture& loaded) {
         return;
     loaded.levels = std::make_shared<picture::PictureLevels>(**loaded.picture);
     std::ignore = loaded.levels->At(kLevels);
+}
+
+void Read(LoadedPicture& loaded, float lcdWidth, float lcdHeight) {
+    try {
+        loaded.picture = picture::ImportForEditView(loaded.file, lcdWidth, lcdHeight);
+        MakeLevels(loaded);
+    } catch (const std::bad_alloc&) {
+        loaded.levels.reset();  // they borrow the picture
+        loaded.picture = Fail(ErrorKind::TooLarge, picture::kBeyondMemory);
+    }
 }
 
 // One, and the next one beside what is no longer wanted.
@@ -60,9 +72,8 @@ void PictureLoader::Start(std::vector<Candidate> candidates, bool passOverOthers
         });
         std::shared_ptr<LoadedPicture> loaded;
         if (wanted != candidates.end() && *current == request) {
-            loaded = std::make_shared<LoadedPicture>(LoadedPicture{
-                wanted->item, wanted->file, picture::ImportForEditView(wanted->file, lcdWidth, lcdHeight)});
-            MakeLevels(*loaded);
+            loaded = std::make_shared<LoadedPicture>(LoadedPicture{wanted->item, wanted->file, {}});
+            Read(*loaded, lcdWidth, lcdHeight);
         }
         return [this, request, loaded] { Deliver(request, loaded); };
     });

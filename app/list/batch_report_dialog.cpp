@@ -10,6 +10,7 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 #include <utility>
+#include <vector>
 
 #include "app/parts/mnemonics.h"
 #include "app/parts/texts.h"
@@ -24,36 +25,48 @@ QString Count(const char* key, const char* text, std::size_t number) {
     return LocalizedWith(key, text, QString::number(number));
 }
 
-// Texts are made of what is looked at: there may be 20,000 files.
+// What was refused, then what is to be known of others, then what was not tried. Texts are made of what is
+// looked at: there may be 20,000 files.
 class LeftOutModel : public QAbstractTableModel {
   public:
     LeftOutModel(BatchReportDialog::Report report, QObject* parent)
-        : QAbstractTableModel(parent), m_report(std::move(report)) {}
+        : QAbstractTableModel(parent), m_report(std::move(report)) {
+        for (const picture::BatchReport::Added& added : m_report->added) {
+            if (!added.note.empty())
+                m_noted.push_back(&added);
+        }
+    }
 
     int rowCount(const QModelIndex& parent = {}) const override {
-        return parent.isValid() ? 0 : static_cast<int>(m_report->refused.size() + m_report->notTried.size());
+        return parent.isValid() ? 0 : static_cast<int>(NotTried() + m_report->notTried.size());
     }
     int columnCount(const QModelIndex& parent = {}) const override { return parent.isValid() ? 0 : 2; }
     QVariant headerData(int column, Qt::Orientation orientation, int role) const override {
         if (orientation != Qt::Horizontal || role != Qt::DisplayRole)
             return {};
-        return column == 0 ? Localized("BATCH_FILE", "File") : Localized("BATCH_REASON", "Reason");
+        return column == 0 ? Localized("BATCH_FILE", "File") : Localized("BATCH_REASON", "Note");
     }
     QVariant data(const QModelIndex& index, int role) const override {
         if (role != Qt::DisplayRole && role != Qt::ToolTipRole)
             return {};
         const auto row = static_cast<std::size_t>(index.row());
-        const std::size_t refused = m_report->refused.size();
-        if (index.column() == 0) {
-            const Path& file =
-                row < refused ? m_report->refused[row].file : m_report->notTried[row - refused];
-            return role == Qt::ToolTipRole ? FromPath(file) : ShownName(file);
-        }
-        return row < refused ? Reason(m_report->refused[row].reason.cause)
-                             : Localized("BATCH_WAS_NOT_TRIED", "not tried");
+        if (index.column() == 0)
+            return role == Qt::ToolTipRole ? FromPath(File(row)) : ShownName(File(row));
+        if (row >= NotTried())
+            return Localized("BATCH_WAS_NOT_TRIED", "not tried");
+        return Reason(row < Noted() ? m_report->refused[row].reason.cause : m_noted[row - Noted()]->note);
     }
 
   private:
+    // The first row of each part.
+    [[nodiscard]] std::size_t Noted() const { return m_report->refused.size(); }
+    [[nodiscard]] std::size_t NotTried() const { return Noted() + m_noted.size(); }
+    [[nodiscard]] const Path& File(std::size_t row) const {
+        if (row < Noted())
+            return m_report->refused[row].file;
+        return row < NotTried() ? m_noted[row - Noted()]->file : m_report->notTried[row - NotTried()];
+    }
+
     // Most have the one of the row before.
     [[nodiscard]] QString Reason(const Phrase& reason) const {
         if (std::exchange(m_reason, reason) != reason)
@@ -62,6 +75,7 @@ class LeftOutModel : public QAbstractTableModel {
     }
 
     const BatchReportDialog::Report m_report;
+    std::vector<const picture::BatchReport::Added*> m_noted;
     mutable Phrase m_reason;
     mutable QString m_shown;  // of it
 };
@@ -72,7 +86,7 @@ BatchReportDialog::BatchReportDialog(const Report& left, QWidget* parent)
     : QDialog(parent), m_rows(new QTreeView(this)) {
     const picture::BatchReport& report = *left;
     setAttribute(Qt::WA_DeleteOnClose);
-    setWindowTitle(Localized("BATCH_TITLE", "Pictures that were left out"));
+    setWindowTitle(Localized("BATCH_TITLE", "Notes on the Pictures"));
     auto* numbers = new QLabel(QStringList{Count("BATCH_ADDED", "{} added", report.added.size()),
                                            Count("BATCH_REFUSED", "{} refused", report.refused.size()),
                                            Count("BATCH_NOT_TRIED", "{} not tried", report.notTried.size())}

@@ -1,4 +1,5 @@
-// What a batch left out: file names and reasons, to be read, copied, and in part tried once more.
+// What is to be known of a batch: the files that it left out with the reasons, and what importing others
+// took; to be read, copied, and in part tried once more.
 //
 // Main thread only.
 #pragma once

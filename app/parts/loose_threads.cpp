@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <new>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -81,7 +82,11 @@ void LooseThreads::Detach(std::function<void()> work) {
 }
 
 void LooseThreads::Run(const std::shared_ptr<Ties>& ties, int number, Job& job) {
-    Outcome outcome = job();
+    Outcome outcome;
+    try {
+        outcome = job();
+    } catch (const std::bad_alloc&) {  // as if there were nothing to say
+    }
     job = nullptr;
     {
         const std::lock_guard lock(ties->mutex);

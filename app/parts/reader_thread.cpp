@@ -1,5 +1,6 @@
 #include "app/parts/reader_thread.h"
 
+#include <new>
 #include <utility>
 
 namespace lumato::app {
@@ -46,7 +47,10 @@ void ReaderThread::Run() {
         m_jobs.pop_front();
         m_working = true;
         lock.unlock();
-        job();
+        try {
+            job();
+        } catch (const std::bad_alloc&) {  // what it was to show is not shown
+        }
         job = nullptr;
         lock.lock();
         m_working = false;

@@ -2,6 +2,7 @@
 #include <QApplication>
 #include <algorithm>
 #include <cmath>
+#include <new>
 #include <utility>
 
 #include "app/list/batch_report_dialog.h"
@@ -11,6 +12,7 @@
 #include "app/parts/texts.h"
 #include "app/shell/main_window.h"
 #include "base/printable.h"
+#include "import/messages.h"
 #include "picture/coverage.h"
 #include "picture/picture_state.h"
 #include "store/messages.h"
@@ -67,7 +69,11 @@ bool MainWindow::RunTask(WindowState state, std::function<void()> work, std::fun
     const bool begun = m_link.BeginWork(state, [this, work = std::move(work), then = std::move(then)] {
         store::TransferOwner owner;
         owner.PostRefresh();
-        work();
+        try {
+            work();
+        } catch (const std::bad_alloc&) {
+            store::ShowNote(picture::kBeyondMemory);
+        }
         if (then)
             m_calls.Post(then);
     });
@@ -256,7 +262,7 @@ void MainWindow::TakeBatch(const std::shared_ptr<picture::BatchReport>& taken, c
     std::vector<Path> wanted = report.notTried;
     if (!report.couldLower.empty())
         wanted.insert(wanted.begin(), report.refused.back().file);
-    if (before != nullptr && !(before->refused.empty() && before->notTried.empty())) {
+    if (before != nullptr && TellsMore(*before)) {
         const auto join = [](auto& all, const auto& first) {
             all.insert(all.begin(), first.begin(), first.end());
         };
@@ -283,7 +289,7 @@ void MainWindow::TakeBatch(const std::shared_ptr<picture::BatchReport>& taken, c
     }
     SelPicArrayRef.clear();
     m_batchBefore = taken;
-    m_leftOut = report.refused.empty() && report.notTried.empty() ? nullptr : taken;
+    m_leftOut = TellsMore(report) ? taken : nullptr;
     // Behind the note, which is shown in its turn.
     m_calls.Post([this] {
         m_leftOutNote = m_panel->Note();

@@ -12,6 +12,7 @@
 #include "app/parts/detail_label.h"
 #include "picture/picture_state.h"
 #include "tests/app/window_support.h"
+#include "tests/support/jpeg_writer.h"
 
 namespace lumato::app {
 namespace {
@@ -73,7 +74,12 @@ class WindowTest : public WindowFixture {
     }
 
     void severalAreAddedAndDownloaded() {
+        test::PutBytes(Pictures() / "c.png",
+                       test::MakeJpeg({128, 128, 3, std::vector<std::uint8_t>(128 * 128 * 3)},
+                                      {.profile = std::vector<std::uint8_t>(300)}));
         Attach();
+        Edit("c.png");
+        QVERIFY(Detail().startsWith(QStringLiteral("c.png: its colour profile")));
         m_window->MyUpLoadButtonHandler();
         QTRY_COMPARE_WITH_TIMEOUT(Text(kNotesID), QStringLiteral("No Pictures"), kPatience);
         SelectInBrowser("a.png");
@@ -87,7 +93,9 @@ class WindowTest : public WindowFixture {
         auto* report = m_window->findChild<BatchReportDialog*>();
         QVERIFY(report != nullptr);
         QTest::keyClick(report, Qt::Key_C, Qt::ControlModifier);
-        QVERIFY(QGuiApplication::clipboard()->text().startsWith(QStringLiteral("notes.txt\t")));
+        const QString copied = QGuiApplication::clipboard()->text();
+        QVERIFY(copied.startsWith(QStringLiteral("notes.txt\t")));
+        QVERIFY(copied.contains(QStringLiteral("\nc.png\tits colour profile")));
         report->reject();
         QCOMPARE(ShownByTheFrame(), 0U);
         Click(kDownLoadButtonID);

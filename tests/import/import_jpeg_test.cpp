@@ -14,6 +14,8 @@ using testing::StartsWith;
 
 using JpegImport = ImportTest;
 
+constexpr std::string_view kProfileMark("ICC_PROFILE\0", 12);
+
 TEST_F(JpegImport, EveryCodingGivesTheSamePicture) {
     const JpegOptions codings[] = {{},
                                    {.progressive = true},
@@ -57,12 +59,15 @@ TEST_F(JpegImport, ColoursByProfilesAndInksAndWithout) {
         JpegOptions options;
         Colour shown;
         int tolerance;
+        bool isTold = false;  // that its profile is none
     } rows[] = {
         {red, {.profile = swapped}, kBlue, 12},
         {red, {.profile = large}, kBlue, 12},
-        {red, {.profile = Bytes(300, 0x55)}, kRed, 12},
-        {red, {.profile = cut}, kRed, 12},
-        {red, {.profile = cmyk}, kRed, 12},
+        {red, {.profile = Bytes(300, 0x55)}, kRed, 12, true},
+        {red, {.profile = cut}, kRed, 12, true},
+        {red, {.profile = cmyk}, kRed, 12, true},
+        {{77}, {.profile = cmyk}, {77, 77, 77}, 2, true},
+        {{77}, {.profile = swapped}, {77, 77, 77}, 2},
         {{77}, {}, {77, 77, 77}, 2},
         {{127, 0, 0, 51}, {}, inks, 6},
         {{128, 255, 255, 204}, {.adobe = true}, inks, 6},
@@ -73,7 +78,13 @@ TEST_F(JpegImport, ColoursByProfilesAndInksAndWithout) {
         ASSERT_EQ(Outcome(Read(MakeJpeg(Plain(16, 16, row.pixel), row.options))), "fine");
         EXPECT_TRUE(Near(At(m_info, 8, 8), row.shown, row.tolerance))
             << &row - rows << testing::PrintToString(At(m_info, 8, 8));
+        EXPECT_EQ(m_info.note.empty(), !row.isTold) << &row - rows;
     }
+    // A part is missing.
+    Bytes jpeg = MakeJpeg(Plain(16, 16, red), {.profile = large});
+    *(std::search(jpeg.begin(), jpeg.end(), kProfileMark.begin(), kProfileMark.end()) + 12) = 9;
+    ASSERT_EQ(Outcome(Read(jpeg)), "fine");
+    EXPECT_FALSE(m_info.note.empty());
 }
 
 TEST_F(JpegImport, DecodesAtTheSmallestScaleThatServes) {

@@ -11,9 +11,11 @@
 #include <unistd.h>
 
 #include "import/held_size.h"
+#include "import/messages.h"
 #include "import/picture_builder.h"
 #include "import/reader_pool.h"
 #include "tests/support/picture_files.h"
+#include "tests/support/tiff_writer.h"
 
 namespace lumato::picture {
 namespace {
@@ -21,6 +23,7 @@ namespace {
 using testing::HasSubstr;
 using testing::StartsWith;
 
+using test::MakeTiff, test::TiffOptions;
 using PictureImport = ImportTest;
 constexpr int kLossy = 25;
 
@@ -96,6 +99,111 @@ TEST_F(PictureImport, ProfilesDepthsAndTransparency) {
         ASSERT_EQ(Outcome(Read(SampleFile(row.name))), "fine") << row.name;
         EXPECT_TRUE(Near(At(m_info, 4, 4), row.colour, row.tolerance))
             << row.name << testing::PrintToString(At(m_info, 4, 4));
+    }
+}
+
+// Kinds of TIFF files that others take for what they are not.
+TEST_F(PictureImport, TiffFilesOfEveryKind) {
+    const std::vector<double> orange{1, 0.5, 0.2}, grey{0.75}, inks{0, 0.5, 0.8, 0.2};
+    const auto with = [](std::vector<double> pixel, double more, double factor = 1) {
+        for (double& value : pixel)
+            value *= factor;
+        pixel.push_back(more);
+        return pixel;
+    };
+    const Colour shown{255, 128, 51}, half{128, 64, 26}, light{191, 191, 191}, dark{64, 64, 64};
+    const Colour printed{204, 102, 41}, faint{102, 51, 20};
+    const struct {
+        std::vector<double> pixel;
+        TiffOptions options;
+        Colour colour;
+    } rows[] = {
+        {orange, {}, shown},
+        {orange, {.bits = 16}, shown},
+        {orange, {.bits = 32}, shown},
+        {orange, {.bits = 8, .format = 2}, shown},
+        {orange, {.bits = 16, .format = 2}, shown},
+        {orange, {.bits = 32, .format = 2}, shown},
+        {orange, {.bits = 32, .format = 3}, shown},
+        {orange, {.bits = 32, .format = 3, .white = 255}, shown},
+        {orange, {.bits = 32, .format = 3, .white = 65535}, shown},
+        {grey, {.photometric = 1, .bits = 32}, light},
+        {grey, {.photometric = 1, .bits = 32, .format = 3}, light},
+        {grey, {.photometric = 0}, dark},
+        {grey, {.photometric = 0, .bits = 16, .format = 2}, dark},
+        {grey, {.photometric = 0, .bits = 32}, dark},
+        {grey, {.photometric = 0, .bits = 32, .format = 3}, dark},
+        {with(orange, 0.5), {.extra = {2}}, half},
+        {with(orange, 0.5), {.bits = 32, .extra = {2}}, half},
+        {with(orange, 0.5), {.bits = 16, .format = 2, .extra = {0}}, half},
+        {with(orange, 0.5), {.bits = 32, .format = 3, .extra = {2}}, half},
+        {with(orange, 0.5, 0.5), {.extra = {1}}, half},
+        {with(orange, 0.5, 0.5), {.bits = 32, .format = 3, .extra = {1}}, half},
+        {with(with(orange, 0.9), 0.5), {.extra = {0, 2}}, half},
+        {with(with(grey, 0.9), 0.3), {.photometric = 1, .extra = {0, 0}}, light},
+        {inks, {.photometric = 5}, printed},
+        {inks, {.photometric = 5, .bits = 16}, printed},
+        {inks, {.photometric = 5, .bits = 32, .format = 3}, printed},
+        {with(inks, 0.5), {.photometric = 5, .extra = {2}}, faint},
+        {with(inks, 0.5), {.photometric = 5, .bits = 16, .extra = {2}}, faint},
+        {with(inks, 0.5, 0.5), {.photometric = 5, .extra = {1}}, faint},
+        // L* of 67.6, a* of 46, b* of 62, as bytes.
+        {{172 / 255.0, 46 / 255.0, 62 / 255.0}, {.photometric = 8}, shown},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(&row - rows);
+        ASSERT_EQ(Outcome(Read(MakeTiff(row.pixel, row.options))), "fine");
+        EXPECT_TRUE(Near(At(m_info, 2, 2), row.colour, 2)) << testing::PrintToString(At(m_info, 2, 2));
+        EXPECT_TRUE(m_info.note.empty());
+    }
+    const std::pair<Bytes, const char*> refused[] = {
+        {MakeTiff(orange, {.bits = 16, .format = 3}), "a TIFF file whose 16-bit samples"},
+        {MakeTiff(orange, {.bits = 64, .format = 3}), "a TIFF file whose 64-bit samples"},
+        {MakeTiff(grey, {.photometric = 1, .bits = 64, .format = 6}), "a TIFF file whose 64-bit samples"},
+        {MakeTiff(with(orange, 0.5, 0.5), {.bits = 32, .extra = {1}}), "a TIFF file whose 32-bit samples"},
+        {MakeTiff(with(inks, 0.5, 0.5), {.photometric = 5, .bits = 16, .extra = {1}}),
+         "a TIFF file whose 16-bit samples"},
+        {MakeTiff(orange, {.photometric = 6}), "a TIFF file of colours that are not supported (number 6)"},
+        {MakeTiff(orange, {.photometric = 9}), "a TIFF file of colours that are not supported (number 9)"},
+        {MakeTiff(grey, {.photometric = 32803}), "a TIFF file of colours that"},
+        {MakeTiff(orange, {.photometric = 5}), "a TIFF file of colours that"},
+        {MakeTiff(inks, {.photometric = 5, .more = {{332, 2}}}), "a TIFF file of colours that"},
+    };
+    for (const auto& [tiff, reason] : refused)
+        EXPECT_THAT(Outcome(Read(tiff)), StartsWith("Unsupported: " + std::string(reason)));
+}
+
+// A file whose profile makes no sense any more.
+Bytes WithBrokenProfile(Bytes file) {
+    for (const std::string_view mark : {"acsp", "iCCP"}) {
+        const auto at = std::search(file.begin(), file.end(), mark.begin(), mark.end());
+        if (at == file.end())
+            continue;
+        std::fill_n(at + (mark == "acsp" ? 0 : 40), 4, 0x55);
+        return file;
+    }
+    ADD_FAILURE() << "has no profile";
+    return file;
+}
+
+TEST_F(PictureImport, BrokenProfilesAreToldOf) {
+    const Bytes cmyk = MakeTiff({0, 0.5, 0.8, 0.2}, {.photometric = 5, .profile = Bytes(300, 0x55)});
+    const std::pair<Bytes, Colour> rows[] = {{WithBrokenProfile(Sample("swapped.png")), kRed},
+                                             {WithBrokenProfile(Sample("swapped.tif")), kRed},
+                                             {WithBrokenProfile(Sample("swapped.webp")), kRed},
+                                             {WithBrokenProfile(Sample("swapped.heic")), kRed},
+                                             {Sample("broken.tif"), kRed},
+                                             {cmyk, {204, 102, 41}}};
+    for (const auto& [file, colour] : rows) {
+        SCOPED_TRACE(file.size());
+        for (const Held held : {Held::AsShown, Held::AsStored}) {
+            Put(m_file, file);
+            ASSERT_EQ(Outcome(CreateMyImage(
+                          m_file, false, [](int, int) { return 1.0; }, m_info, Processors::All, held)),
+                      "fine");
+            EXPECT_EQ(m_info.note, Phrase(kProfileUnusable));
+            EXPECT_TRUE(Near(At(m_info, 2, 2), colour, 2)) << testing::PrintToString(At(m_info, 2, 2));
+        }
     }
 }
 

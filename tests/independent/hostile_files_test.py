@@ -204,6 +204,8 @@ class Pictures(Hostile):
                 self.assertEqual([a["file"] for a in answer["added"]][-1:], [good], err)
                 if served is not None:
                     self.assertEqual(status == 0, served, err)
+                if name.endswith("profile.png") and status == 0:
+                    self.assertIn("profile", answer["added"][0]["note"])
                 self.assertEqual(flash_reader.streams_of(self.image())[:2], self.old)
                 self.printable(err, name)
                 if not PATIENT:

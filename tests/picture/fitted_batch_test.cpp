@@ -10,6 +10,7 @@
 #include "picture/add_pictures.h"
 #include "picture/bitmap_file.h"
 #include "store/store.h"
+#include "tests/support/failing_memory.h"
 #include "tests/support/picture_files.h"
 #include "tests/support/recording_status.h"
 
@@ -151,6 +152,41 @@ TEST_F(FittedBatchTest, ABatchThatMayStopLeavesItsLastPictureInTheEditView) {
     Put(m_folder / "last.jpg", Bytes{'n', 'o'});
     AddPictures({files[0], m_folder / "last.jpg"}, {}, AfterRefusal::Stop);
     EXPECT_FALSE(Pictures().gmyCGimage);
+}
+
+// Wherever memory ends, on whatever thread, one file is refused for it, and the others are added.
+TEST_F(FittedBatchTest, MemoryThatEndsRefusesOneFile) {
+    const Path photo = Jpeg("photo.jpg", Noise(903, 607, 1));
+    const Path turned =
+        Jpeg("turned.jpg", Noise(300, 200, 8), {.orientation = 6, .profile = Sample("swapped.icc")});
+    const std::vector<Path> lots[] = {{photo}, {photo, Sheet("sheet.bmp"), turned}};
+    int run = 0;
+    for (const auto threads : {test::FailingMemory::Of::OtherThreads, test::FailingMemory::Of::ThisThread})
+        for (const Pose& pose : {Pose{}, Pose{.rotate = 30}})
+            for (const std::vector<Path>& files : lots) {
+                bool failed = true;
+                for (int n = 1; failed; n += 1 + n / 16) {
+                    SCOPED_TRACE(testing::Message()
+                                 << n << " of " << files.size() << " files, posed " << !pose.IsFitted()
+                                 << ", threads " << static_cast<int>(threads));
+                    Begin(std::to_string(++run));
+                    BatchReport report;
+                    try {
+                        const test::FailingMemory failing(threads, n);
+                        report = AddPictures(files, pose, AfterRefusal::GoOn);
+                        failed = failing.HasFailed();
+                    } catch (const std::bad_alloc&) {  // before the first file was begun
+                        EXPECT_EQ(store::Store().gmyTotalePicture, 0);
+                        EXPECT_LT(n, 20);
+                        continue;
+                    }
+                    EXPECT_EQ(report.added.size() + report.refused.size(), files.size());
+                    ASSERT_LE(report.refused.size(), failed ? 1U : 0U);
+                    for (const BatchReport::Refused& refused : report.refused)
+                        EXPECT_EQ(refused.reason.kind, ErrorKind::TooLarge);
+                    EXPECT_EQ(store::Store().gmyTotalePictureNum, static_cast<int>(report.added.size()));
+                }
+            }
 }
 
 }  // namespace
