@@ -1,6 +1,7 @@
 #include "import/jpeg_decoder.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <exception>
 #include <memory>
@@ -11,6 +12,10 @@
 
 #include <jerror.h>
 #include <jpegint.h>
+
+#include "base/diagnostics.h"
+#include "import/libjpeg_built_for.h"
+#include "import/libjpeg_mark.h"
 
 namespace lumato::picture {
 namespace {
@@ -35,6 +40,16 @@ std::int64_t CoefficientLimit(std::int64_t fileSize) {
     constexpr std::int64_t kAlways = 384 * 1024 * 1024;
     constexpr std::int64_t kNever = 1536 * std::int64_t{1024} * 1024;
     return std::clamp(fileSize * 100, kAlways, kNever);
+}
+
+// What jpegint.h shows of it may be otherwise in another version.
+bool IsLibjpegKnown(const jpeg_error_mgr& errors) {
+    if (LibjpegMark(errors) == kLibjpegBuiltFor)
+        return true;
+    static std::atomic_flag told;
+    if (!told.test_and_set())
+        Diagnose("libjpeg is not the version that this program was built with: photographs take longer");
+    return false;
 }
 
 ErrorKind KindOf(int message) {
@@ -311,6 +326,8 @@ Result<void> JpegDecoder::Start(bool asHeld) {
 
 // libjpeg asks its entropy decoder for one MCU after the other. It has asked for none yet.
 void JpegDecoder::TakeOverScan() {
+    if (!IsLibjpegKnown(m_errors))
+        return;
     m_scan =
         JpegScanReader::For(m_jpeg, m_file, m_offset - static_cast<std::int64_t>(m_source.bytes_in_buffer));
     if (!m_scan)

@@ -1,11 +1,29 @@
 #include "import/import_jpeg.h"
 
+#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "import/held_size.h"
 #include "import/jpeg_decoder.h"
+#include "tests/support/diagnostic_capture.h"
 #include "tests/support/picture_files.h"
+
+namespace {
+
+bool s_otherLibjpeg = false;
+
+}  // namespace
+
+// In front of libjpeg's: one whose messages are others.
+extern "C" jpeg_error_mgr* jpeg_std_error(jpeg_error_mgr* errors) {
+    using StandardErrors = jpeg_error_mgr* (*)(jpeg_error_mgr*);
+    static const auto real = reinterpret_cast<StandardErrors>(::dlsym(RTLD_NEXT, "jpeg_std_error"));
+    real(errors);
+    if (s_otherLibjpeg)
+        --errors->last_jpeg_message;
+    return errors;
+}
 
 namespace lumato::picture {
 namespace {
@@ -200,6 +218,24 @@ TEST_F(JpegImport, OrdinaryPhotographsAreReadHereAndGiveTheSamePixels) {
                     ASSERT_TRUE(decoder.ReadRow(row.data()));
                 EXPECT_TRUE(decoder.Finish());
             }
+}
+
+// What it is inside only the one that this was built with is known to be.
+TEST_F(JpegImport, AnotherLibjpegReadsAlone) {
+    const test::DiagnosticCapture capture;
+    for (const bool other : {false, true}) {
+        s_otherLibjpeg = other;
+        ASSERT_EQ(Outcome(Read(MakeJpeg(Noise(83, 61, 3)))), "fine");
+        const Bytes pixels = m_info.pixels;
+        const auto file = PictureFile::Open(m_file);
+        JpegDecoder decoder(*file, JpegDecoder::Reading::Usual);
+        ASSERT_TRUE(decoder.ReadHeader() && decoder.Scale(8) && decoder.Start());
+        EXPECT_EQ(decoder.HasScanReader(), !other);
+        std::string outcome;
+        EXPECT_EQ(pixels, PixelsByLibjpeg(m_file, 1, outcome));
+        EXPECT_EQ(capture.Text().find("libjpeg is not the version") != std::string::npos, other);
+    }
+    s_otherLibjpeg = false;
 }
 
 // Large enough to be read on two threads.
