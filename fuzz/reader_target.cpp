@@ -46,7 +46,8 @@ void RunReader(ByteSpan input) {
         return 16.0 / std::max({width, height, 16});
     };
     picture::PictureBuilder builder(info, false, small, picture::Held::AsStored);
-    picture::Reception reception(builder, s_memory, static_cast<std::int64_t>(input.size()) * 64);
+    const std::int64_t fileSize = static_cast<std::int64_t>(input.size()) * 64;
+    picture::Reception reception(builder, s_memory, fileSize);
     while (!bytes.Empty()) {
         const ByteSpan packet = bytes.Take(bytes.Byte());
         DemandRoundTrip(packet);
@@ -65,6 +66,10 @@ void RunReader(ByteSpan input) {
             case Next::Left:
                 Demand(reception.Outcome().has_value() == builder.Complete() || !reception.Outcome(),
                        "only a whole picture is one");
+                Demand(!reception.Preview() ||
+                           (reception.Preview()->offset >= 0 && reception.Preview()->length > 0 &&
+                            reception.Preview()->offset + reception.Preview()->length <= fileSize),
+                       "a preview lies in the file");
                 Demand(reception.Outcome() || !reception.Outcome().error().message.empty(),
                        "a refusal has its reason");
                 return;
@@ -87,6 +92,9 @@ std::vector<Bytes> ReaderSeeds() {
         Seed({End{Outcome::Damaged, Reason::Broken, "no\n\x1B[31mtext"}}),
         Seed({End{}}),
         Seed({Ready{}, Rows{1}}),
+        Seed({Preview{100, 200, 6}, End{}}),
+        Seed({Preview{100, 1LL << 62, 6}, End{}}),
+        Seed({Preview{100, 200, 6}, End{Outcome::Done, Reason::PreviewUsed}}),
     };
 }
 

@@ -4,8 +4,10 @@
 #include <optional>
 #include <thread>
 
+#include "import/import_jpeg.h"
 #include "import/memory_share.h"
 #include "import/messages.h"
+#include "import/orientation.h"
 #include "import/reception.h"
 
 namespace lumato::picture {
@@ -26,6 +28,8 @@ class Conversation {
 
     // Whether the reader can have the next one.
     [[nodiscard]] bool IsReaderSound() const { return m_sound; }
+    // In place of the picture: where it lies.
+    [[nodiscard]] const std::optional<reader::Preview>& Preview() const { return m_reception.Preview(); }
 
     Result<void> Lead(const reader::Job& job, int descriptor) {
         m_process.Begin();
@@ -73,16 +77,31 @@ class Conversation {
     bool m_sound = false;
 };
 
+// The JPEG file inside of a raw one. What lies there is the user's own: the reader only says where.
+Result<void> ImportPreview(const PictureFile& file, const reader::Preview& preview, PictureBuilder& builder,
+                           Processors processors) {
+    LUMATO_TRY(const PictureFile part, file.Part(preview.offset, preview.length));
+    LUMATO_TRY_VOID(ImportJpeg(part, builder, processors, OrientationOf(preview.orientation)));
+    builder.Note(reader::kReasons[static_cast<std::size_t>(reader::Reason::PreviewUsed)]);
+    return {};
+}
+
 }  // namespace
 
 Result<void> ImportByReader(const PictureFile& file, PictureBuilder& builder, Processors processors,
                             ReaderPool& pool) {
-    LUMATO_TRY(ReaderPool::Loan loan, pool.Borrow());
-    Conversation conversation(*loan, builder, file.Size());
-    Result<void> outcome = conversation.Lead({file.Size(), ThreadsFor(processors)}, file.Descriptor());
-    if (conversation.IsReaderSound())
-        loan.GiveBack();
-    return outcome;
+    std::optional<reader::Preview> preview;
+    {
+        LUMATO_TRY(ReaderPool::Loan loan, pool.Borrow());
+        Conversation conversation(*loan, builder, file.Size());
+        Result<void> outcome = conversation.Lead({file.Size(), ThreadsFor(processors)}, file.Descriptor());
+        if (conversation.IsReaderSound())
+            loan.GiveBack();
+        if (!outcome)
+            return outcome;
+        preview = conversation.Preview();
+    }
+    return preview ? ImportPreview(file, *preview, builder, processors) : Result<void>();
 }
 
 }  // namespace lumato::picture

@@ -34,10 +34,10 @@ Result<void> ReadRows(JpegDecoder& decoder, Size decoded, const ColourConverter*
     return decoder.Finish();
 }
 
-Result<void> Decode(JpegDecoder& decoder, PictureBuilder& builder) {
+Result<void> Decode(JpegDecoder& decoder, PictureBuilder& builder, Orientation unsaid) {
     LUMATO_TRY_VOID(decoder.ReadHeader());
     const Size own = decoder.OwnSize();
-    const Orientation orientation = ExifOrientation(decoder.Exif());
+    const Orientation orientation = decoder.Exif().empty() ? unsaid : ExifOrientation(decoder.Exif());
     const bool leave = builder.LeavesColours() && decoder.Layout() == PixelLayout::Rgb;
     const auto colours =
         ColourConverter::For(leave ? PixelLayout::Held : decoder.Layout(), decoder.Profile());
@@ -60,20 +60,21 @@ Result<void> Decode(JpegDecoder& decoder, PictureBuilder& builder) {
 
 }  // namespace
 
-Result<void> ImportJpeg(const PictureFile& file, PictureBuilder& builder, Processors processors) {
+Result<void> ImportJpeg(const PictureFile& file, PictureBuilder& builder, Processors processors,
+                        Orientation unsaid) {
     {
         using Reading = JpegDecoder::Reading;
         JpegDecoder decoder(file, processors == Processors::All ? Reading::UsualAhead : Reading::Usual);
-        auto decoded = Decode(decoder, builder);
+        auto decoded = Decode(decoder, builder, unsaid);
         if (!decoder.IsUnusual())
             return decoded;
     }
-    return ImportJpegByLibjpeg(file, builder);
+    return ImportJpegByLibjpeg(file, builder, unsaid);
 }
 
-Result<void> ImportJpegByLibjpeg(const PictureFile& file, PictureBuilder& builder) {
+Result<void> ImportJpegByLibjpeg(const PictureFile& file, PictureBuilder& builder, Orientation unsaid) {
     JpegDecoder decoder(file, JpegDecoder::Reading::Any);
-    return Decode(decoder, builder);
+    return Decode(decoder, builder, unsaid);
 }
 
 }  // namespace lumato::picture

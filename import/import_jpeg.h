@@ -7,11 +7,13 @@
 namespace lumato::picture {
 
 // Baseline and progressive, grey, YCbCr, RGB, CMYK and YCCK; orientation and profile as the file states
-// them. Errors: Damaged (also when the file ends early), TooLarge, Unsupported, Unreadable.
-[[nodiscard]] Result<void> ImportJpeg(const PictureFile& file, PictureBuilder& builder,
-                                      Processors processors);
+// them. `unsaid`: the orientation of a file without Exif. Errors: Damaged (also when the file ends early),
+// TooLarge, Unsupported, Unreadable.
+[[nodiscard]] Result<void> ImportJpeg(const PictureFile& file, PictureBuilder& builder, Processors processors,
+                                      Orientation unsaid = Orientation::Upright);
 
 // The same by libjpeg alone, whose word on every file ImportJpeg() must give: for tests.
-[[nodiscard]] Result<void> ImportJpegByLibjpeg(const PictureFile& file, PictureBuilder& builder);
+[[nodiscard]] Result<void> ImportJpegByLibjpeg(const PictureFile& file, PictureBuilder& builder,
+                                               Orientation unsaid = Orientation::Upright);
 
 }  // namespace lumato::picture

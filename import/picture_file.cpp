@@ -1,7 +1,9 @@
 #include "import/picture_file.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
+#include <iterator>
 #include <string_view>
 #include <utility>
 
@@ -10,6 +12,7 @@
 #include <unistd.h>
 
 #include "import/import_bmp.h"
+#include "reader/raw_signatures.h"
 
 namespace lumato::picture {
 namespace {
@@ -67,7 +70,7 @@ bool IsOtherPicture(std::string_view start) {
             return true;
     if (start.starts_with("RIFF"sv) && start.size() >= 12 && start.substr(8, 4) == "WEBP"sv)
         return true;
-    return HasStillBrand(start);
+    return HasStillBrand(start) || reader::IsRawSignature(start);
 }
 
 }  // namespace
@@ -91,14 +94,25 @@ Result<PictureFile> PictureFile::Open(const Path& path) {
 }
 
 PictureFile::PictureFile(PictureFile&& other) noexcept
-    : m_fd(std::exchange(other.m_fd, -1)), m_size(other.m_size) {}
+    : m_fd(std::exchange(other.m_fd, -1)), m_start(other.m_start), m_size(other.m_size) {}
 
 PictureFile::~PictureFile() {
     if (m_fd >= 0)
         ::close(m_fd);
 }
 
+Result<PictureFile> PictureFile::Part(std::int64_t offset, std::int64_t length) const {
+    const int fd = ::fcntl(m_fd, F_DUPFD_CLOEXEC, 0);
+    if (fd < 0)
+        return tl::unexpected(FileError(errno));
+    return PictureFile(fd, length, m_start + offset);
+}
+
+// Nothing behind the end: a file that grows meanwhile is what it was, and so is a part.
 Result<std::size_t> PictureFile::ReadAt(std::int64_t offset, MutableByteSpan into) const {
+    const std::int64_t left = std::max<std::int64_t>(m_size - offset, 0);
+    into = into.first(static_cast<std::size_t>(std::min<std::int64_t>(left, std::ssize(into))));
+    offset += m_start;
     std::size_t have = 0;
     while (have < into.size()) {
         const ssize_t got =

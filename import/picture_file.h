@@ -28,6 +28,10 @@ class PictureFile {
     PictureFile& operator=(PictureFile&&) = delete;
     ~PictureFile();
 
+    // A file that lies in this one. Requires: it does. Errors: Unreadable.
+    [[nodiscard]] Result<PictureFile> Part(std::int64_t offset, std::int64_t length) const;
+
+    // Of the whole file, a part's too.
     [[nodiscard]] int Descriptor() const { return m_fd; }
     [[nodiscard]] std::int64_t Size() const { return m_size; }
 
@@ -35,9 +39,10 @@ class PictureFile {
     [[nodiscard]] Result<std::size_t> ReadAt(std::int64_t offset, MutableByteSpan into) const;
 
   private:
-    PictureFile(int fd, std::int64_t size) : m_fd(fd), m_size(size) {}
+    PictureFile(int fd, std::int64_t size, std::int64_t start = 0) : m_fd(fd), m_start(start), m_size(size) {}
 
     int m_fd;
+    std::int64_t m_start;  // in what is behind the descriptor
     std::int64_t m_size;
 };
 

@@ -29,6 +29,7 @@ constexpr std::array<Cost, reader::kFormats> kCosts = {{
     {7, 5, 100, 0.3, 36, 64, 256},       // Gif
     {14, 6.2, 100, 1.0, 18, 64, 256},    // Heif
     {20, 12, 100, 1.5, 13, 64, 256},     // JpegXl
+    {6, 3, 100, 0.3, 36, 64, 256},       // Raw: of its preview alone
 }};
 
 constexpr double kShrunkWebP = 5;  // usual, where not all pixels are needed

@@ -45,6 +45,8 @@ Reception::Next Reception::Take(ByteSpan packet) {
             return TakeEnd(*end);
         if (const auto* line = std::get_if<reader::Line>(&*message))
             return TakeLine(*line);
+        if (const auto* preview = std::get_if<reader::Preview>(&*message))
+            return TakePreview(*preview);
     } catch (const std::bad_alloc&) {
         m_outcome = Fail(ErrorKind::TooLarge, kBeyondMemory);
     }
@@ -117,6 +119,15 @@ Reception::Next Reception::TakeRows(std::int32_t count) {
     return Next::Taken;
 }
 
+Reception::Next Reception::TakePreview(const reader::Preview& preview) {
+    if (m_state != State::Begun || preview.offset < 0 || preview.length <= 0 || preview.length > m_fileSize ||
+        preview.offset > m_fileSize - preview.length)
+        return Next::Nonsense;
+    m_state = State::Preview;
+    m_preview = preview;
+    return Next::Wait;
+}
+
 Reception::Next Reception::TakeEnd(const reader::End& end) {
     const bool isWhyNot = end.reason != reader::Reason::None && !reader::IsNote(end.reason);
     if (end.outcome == reader::Outcome::Stopped || (end.outcome == reader::Outcome::Done) == isWhyNot)
@@ -126,7 +137,7 @@ Reception::Next Reception::TakeEnd(const reader::End& end) {
     if (end.outcome != reader::Outcome::Done)
         m_outcome = Fail(KindOf(end.outcome),
                          Phrase(reader::kReasons[static_cast<std::size_t>(end.reason)], end.value));
-    else if (m_state != State::Rows)
+    else if (m_state != State::Rows && m_state != State::Preview)
         return Next::Nonsense;
     else if (m_rowsLeft > 0)
         m_outcome = Fail(ErrorKind::Damaged, kCutOff);

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 
 #include "import/colour.h"
 #include "import/held_size.h"
@@ -34,6 +35,9 @@ class Reception {
     [[nodiscard]] const ReaderBounds& Bounds() const { return m_bounds; }
     // Errors: Damaged, TooLarge, Unsupported.
     [[nodiscard]] const Result<void>& Outcome() const { return m_outcome; }
+    // After that, without an error: where in the file the picture lies, none: it was taken. Inside of the
+    // file.
+    [[nodiscard]] const std::optional<reader::Preview>& Preview() const { return m_preview; }
 
   private:
     Next TakeFound(const reader::Found& found);
@@ -41,11 +45,12 @@ class Reception {
     Next TakeRows(std::int32_t count);
     Next TakeEnd(const reader::End& end);
     Next TakeLine(const reader::Line& line);
+    Next TakePreview(const reader::Preview& preview);
     Next Leave(Error error);
     [[nodiscard]] bool TakesProfile(std::size_t size);
     [[nodiscard]] int MostShrink() const;
 
-    enum class State { Begun, Found, Rows };
+    enum class State { Begun, Found, Rows, Preview };
 
     PictureBuilder& m_builder;
     const ByteSpan m_memory;
@@ -62,6 +67,7 @@ class Reception {
     reader::ToReader m_answer;
     ReaderBounds m_bounds;
     Result<void> m_outcome;
+    std::optional<reader::Preview> m_preview;
 };
 
 }  // namespace lumato::picture

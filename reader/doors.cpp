@@ -21,8 +21,8 @@
 namespace lumato::reader {
 namespace {
 
-// Root becomes nobody, unless the program could not bound and end another user's process then. Capabilities go in any
-// case.
+// Root becomes nobody, unless the program could not bound and end another user's process then. Capabilities
+// go in any case.
 void DropPrivileges() {
     constexpr unsigned kNobody = 65534;
     constexpr std::uint32_t kNeeded = 1U << CAP_SYS_RESOURCE | 1U << CAP_KILL;
@@ -37,7 +37,7 @@ void DropPrivileges() {
 }
 
 void Limit(__rlimit_resource what, rlim_t most) {
-    const struct rlimit limit{most, most};
+    const struct rlimit limit { most, most };
     ::setrlimit(what, &limit);
 }
 
@@ -79,24 +79,77 @@ bool ForbidFiles() {
 
 // What decoders do without harm, whatever they pass.
 constexpr int kAllowed[] = {
-    SCMP_SYS(read), SCMP_SYS(readv), SCMP_SYS(pread64), SCMP_SYS(write), SCMP_SYS(writev), SCMP_SYS(lseek),
-    SCMP_SYS(_llseek), SCMP_SYS(close), SCMP_SYS(dup), SCMP_SYS(fstat), SCMP_SYS(fstat64), SCMP_SYS(poll),
-    SCMP_SYS(ppoll), SCMP_SYS(munmap), SCMP_SYS(mremap), SCMP_SYS(madvise), SCMP_SYS(brk), SCMP_SYS(futex),
-    SCMP_SYS(futex_time64), SCMP_SYS(sched_yield), SCMP_SYS(sched_getaffinity), SCMP_SYS(getcpu),
-    SCMP_SYS(getpid), SCMP_SYS(gettid), SCMP_SYS(clock_gettime), SCMP_SYS(clock_getres),
-    SCMP_SYS(clock_nanosleep), SCMP_SYS(nanosleep), SCMP_SYS(gettimeofday), SCMP_SYS(time),
-    SCMP_SYS(rt_sigaction), SCMP_SYS(rt_sigprocmask), SCMP_SYS(rt_sigreturn), SCMP_SYS(sigaltstack),
-    SCMP_SYS(exit), SCMP_SYS(exit_group), SCMP_SYS(set_robust_list), SCMP_SYS(rseq), SCMP_SYS(getrandom),
-    SCMP_SYS(membarrier), SCMP_SYS(restart_syscall), SCMP_SYS(sysinfo), SCMP_SYS(uname),
+    SCMP_SYS(read),
+    SCMP_SYS(readv),
+    SCMP_SYS(pread64),
+    SCMP_SYS(write),
+    SCMP_SYS(writev),
+    SCMP_SYS(lseek),
+    SCMP_SYS(_llseek),
+    SCMP_SYS(close),
+    SCMP_SYS(dup),
+    SCMP_SYS(fstat),
+    SCMP_SYS(fstat64),
+    SCMP_SYS(poll),
+    SCMP_SYS(ppoll),
+    SCMP_SYS(munmap),
+    SCMP_SYS(mremap),
+    SCMP_SYS(madvise),
+    SCMP_SYS(brk),
+    SCMP_SYS(futex),
+    SCMP_SYS(futex_time64),
+    SCMP_SYS(sched_yield),
+    SCMP_SYS(sched_getaffinity),
+    SCMP_SYS(getcpu),
+    SCMP_SYS(getpid),
+    SCMP_SYS(gettid),
+    SCMP_SYS(clock_gettime),
+    SCMP_SYS(clock_getres),
+    SCMP_SYS(clock_nanosleep),
+    SCMP_SYS(nanosleep),
+    SCMP_SYS(gettimeofday),
+    SCMP_SYS(time),
+    SCMP_SYS(rt_sigaction),
+    SCMP_SYS(rt_sigprocmask),
+    SCMP_SYS(rt_sigreturn),
+    SCMP_SYS(sigaltstack),
+    SCMP_SYS(exit),
+    SCMP_SYS(exit_group),
+    SCMP_SYS(set_robust_list),
+    SCMP_SYS(rseq),
+    SCMP_SYS(getrandom),
+    SCMP_SYS(membarrier),
+    SCMP_SYS(restart_syscall),
+    SCMP_SYS(sysinfo),
+    SCMP_SYS(uname),
     SCMP_SYS(getrusage),
 };
 // What no decoder does: one that tries has been taken over, and ends. Whatever else is not allowed fails.
 constexpr int kEnding[] = {
-    SCMP_SYS(execve), SCMP_SYS(execveat), SCMP_SYS(fork), SCMP_SYS(vfork), SCMP_SYS(ptrace), SCMP_SYS(socket),
-    SCMP_SYS(socketpair), SCMP_SYS(connect), SCMP_SYS(bind), SCMP_SYS(listen), SCMP_SYS(accept4),
-    SCMP_SYS(kill), SCMP_SYS(tkill), SCMP_SYS(pidfd_open), SCMP_SYS(pidfd_send_signal),
-    SCMP_SYS(process_vm_readv), SCMP_SYS(process_vm_writev), SCMP_SYS(io_uring_setup), SCMP_SYS(bpf),
-    SCMP_SYS(perf_event_open), SCMP_SYS(userfaultfd), SCMP_SYS(mount), SCMP_SYS(unshare), SCMP_SYS(setns),
+    SCMP_SYS(execve),
+    SCMP_SYS(execveat),
+    SCMP_SYS(fork),
+    SCMP_SYS(vfork),
+    SCMP_SYS(ptrace),
+    SCMP_SYS(socket),
+    SCMP_SYS(socketpair),
+    SCMP_SYS(connect),
+    SCMP_SYS(bind),
+    SCMP_SYS(listen),
+    SCMP_SYS(accept4),
+    SCMP_SYS(kill),
+    SCMP_SYS(tkill),
+    SCMP_SYS(pidfd_open),
+    SCMP_SYS(pidfd_send_signal),
+    SCMP_SYS(process_vm_readv),
+    SCMP_SYS(process_vm_writev),
+    SCMP_SYS(io_uring_setup),
+    SCMP_SYS(bpf),
+    SCMP_SYS(perf_event_open),
+    SCMP_SYS(userfaultfd),
+    SCMP_SYS(mount),
+    SCMP_SYS(unshare),
+    SCMP_SYS(setns),
 };
 
 class Filter {
@@ -113,8 +166,8 @@ class Filter {
     void Add(std::uint32_t action, int call, std::initializer_list<scmp_arg_cmp> arguments = {}) {
         if (!m_sound || call < 0)
             return;
-        const int error = ::seccomp_rule_add_array(m_filter, action, call,
-                                                   static_cast<unsigned>(arguments.size()), arguments.begin());
+        const int error = ::seccomp_rule_add_array(
+            m_filter, action, call, static_cast<unsigned>(arguments.size()), arguments.begin());
         m_sound = error == 0 || error == -EDOM;
     }
     bool Load() {
@@ -134,8 +187,8 @@ scmp_arg_cmp HasBits(unsigned argument, std::uint64_t mask, std::uint64_t bits) 
     return {argument, SCMP_CMP_MASKED_EQ, mask, bits};
 }
 
-// Threads may be made, processes not. The newer call hands its flags over in memory, where no filter sees them; the
-// C library takes the older one then.
+// Threads may be made, processes not. The newer call hands its flags over in memory, where no filter sees
+// them; the C library takes the older one then.
 void AddThreads(Filter& filter) {
     filter.Add(SCMP_ACT_ALLOW, SCMP_SYS(clone), {HasBits(0, CLONE_THREAD, CLONE_THREAD)});
     filter.Add(SCMP_ACT_KILL_PROCESS, SCMP_SYS(clone), {HasBits(0, CLONE_THREAD, 0)});

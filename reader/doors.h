@@ -1,5 +1,5 @@
-// Closes a reader off from everything but what it was started with: whatever a stranger's file makes of a decoder
-// can then compute, and say wrong things through the socket, and nothing else.
+// Closes a reader off from everything but what it was started with: whatever a stranger's file makes of a
+// decoder can then compute, and say wrong things through the socket, and nothing else.
 #pragma once
 
 #include <cstdint>
@@ -7,8 +7,9 @@
 namespace lumato::reader {
 
 // For the whole process, for good: no files by name, no network, no new processes and programs, no signals to
-// others, no privileges, no memory shared with others, no code but what is loaded. Returns what this kernel lacks
-// (Lacking); the rest holds. Requires: this thread is the only one, or others were started by nobody but it.
+// others, no privileges, no memory shared with others, no code but what is loaded. Returns what this kernel
+// lacks (Lacking); the rest holds. Requires: this thread is the only one, or others were started by nobody
+// but it.
 [[nodiscard]] std::uint8_t CloseDoors();
 
 }  // namespace lumato::reader

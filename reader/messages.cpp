@@ -63,8 +63,8 @@ class Taker {
         const std::uint64_t low = Number();
         return static_cast<std::int64_t>(std::uint64_t{Number()} << 32 | low);
     }
-    // What is left; control characters and what is not ASCII are shown as question marks: reasons of libraries are
-    // English.
+    // What is left; control characters and what is not ASCII are shown as question marks: reasons of
+    // libraries are English.
     std::string Text() {
         std::string text(m_rest.begin(), m_rest.end());
         Require(text.size() <= kMostText);
@@ -119,8 +119,13 @@ FromReader TakeFromReader(std::uint8_t kind, Taker& taker) {
             const auto reason = static_cast<Reason>(taker.Byte(0, std::size(kReasons) - 1));
             return End{outcome, reason, taker.Text()};
         }
-        default:
+        case 5:
             return Line{taker.Text()};
+        default: {
+            const std::int64_t offset = taker.Wide();
+            const std::int64_t length = taker.Wide();
+            return Preview{offset, length, taker.Byte(0, 255)};
+        }
     }
 }
 
@@ -173,6 +178,8 @@ Packet Pack(const FromReader& message) {
             .Text(end->value);
     else if (const auto* line = std::get_if<Line>(&message))
         writer.Text(line->text);
+    else if (const auto* preview = std::get_if<Preview>(&message))
+        writer.Wide(preview->offset).Wide(preview->length).Byte(preview->orientation);
     return writer.Finish();
 }
 

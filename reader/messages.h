@@ -1,4 +1,5 @@
-// What a reader and the program that started it say to each other: one message a packet, numbers little-endian.
+// What a reader and the program that started it say to each other: one message a packet, numbers
+// little-endian.
 //
 // The program takes whatever a reader says as if a stranger had written it, for one may have taken the reader
 // over: what comes out of Parse() keeps the ranges that are given here, and nothing else.
@@ -32,8 +33,8 @@ inline constexpr std::uint32_t kVersion = 1;
 inline constexpr int kSocket = 3;
 inline constexpr int kMemory = 4;
 
-// The memory that both see has two halves, in which rows come by turns; a profile comes in the first. No row is
-// longer.
+// The memory that both see has two halves, in which rows come by turns; a profile comes in the first. No row
+// is longer.
 inline constexpr std::size_t kHalf = 3'000'000;
 inline constexpr std::size_t kMemorySize = 2 * kHalf;
 // Rows are handed over when so many bytes of them are there: half of it stays in a processor's cache.
@@ -72,9 +73,10 @@ struct Ready {
     std::uint8_t lacking = 0;
 };
 
-enum class Format : std::uint8_t { Png, Interlaced, WebP, Tiff, Gif, Heif, JpegXl };
-inline constexpr int kFormats = 7;
-// Sizes as stored, above 0 or not; the Exif orientation; bytes of each pixel as the format's library holds them.
+enum class Format : std::uint8_t { Png, Interlaced, WebP, Tiff, Gif, Heif, JpegXl, Raw };
+inline constexpr int kFormats = 8;
+// Sizes as stored, above 0 or not; the Exif orientation; bytes of each pixel as the format's library holds
+// them.
 struct Found {
     std::int64_t width = 0;
     std::int64_t height = 0;
@@ -103,7 +105,14 @@ struct End {
 struct Line {
     std::string text;
 };
-using FromReader = std::variant<Ready, Found, Coming, Rows, End, Line>;
+// In place of Found and the rest, but for End: the picture is a JPEG file that lies in this one, and is the
+// program's to read. Inside of no file in particular; the orientation is as Exif's.
+struct Preview {
+    std::int64_t offset = 0;
+    std::int64_t length = 0;
+    std::uint8_t orientation = 1;
+};
+using FromReader = std::variant<Ready, Found, Coming, Rows, End, Line, Preview>;
 
 using Packet = std::vector<std::uint8_t>;
 [[nodiscard]] Packet Pack(const ToReader& message);

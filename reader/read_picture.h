@@ -17,6 +17,10 @@ class Receiver {
     [[nodiscard]] virtual std::optional<Go> Begin(const Found& found, ByteSpan profile) = 0;
     // The size in which the rows will come. False, as of the next: no more is wanted.
     [[nodiscard]] virtual bool Decoded(std::int32_t width, std::int32_t height) = 0;
+    // In place of all that: the picture is the JPEG file that lies in the file there, to be turned so if it
+    // does not say how itself.
+    [[nodiscard]] virtual bool Preview(std::int64_t offset, std::int64_t length,
+                                       std::uint8_t orientation) = 0;
     // Red, green, blue, in sRGB or in the colours of the profile that was taken.
     [[nodiscard]] virtual bool Row(const std::uint8_t* rgb) = 0;
 };

@@ -17,7 +17,10 @@ enum class Reason : std::uint8_t {
     Broken,
     TiffColours,
     TiffSamples,
-    ProfileUnusable,  // the picture is read all the same
+    NoPreview,
+    // The picture is read all the same.
+    ProfileUnusable,
+    PreviewUsed,
 };
 
 // By the numbers above.
@@ -30,13 +33,15 @@ inline constexpr Words kReasons[] = {
     {"BROKEN", "broken: {0}"},
     {"TIFF_COLOURS", "a TIFF file of colours that are not supported (number {0})"},
     {"TIFF_SAMPLES", "a TIFF file whose {0}-bit samples are of a kind that is not supported"},
+    {"RAW_NO_PREVIEW", "a raw photograph in which no preview was found"},
     {"PROFILE_UNUSABLE", "its colour profile cannot be used, and the usual colours are assumed"},
+    {"RAW_PREVIEW_USED", "the camera's preview of this photograph is used"},
 };
-static_assert(std::size(kReasons) == std::size_t{static_cast<std::uint8_t>(Reason::ProfileUnusable)} + 1);
+static_assert(std::size(kReasons) == std::size_t{static_cast<std::uint8_t>(Reason::PreviewUsed)} + 1);
 
 // What is to be known of a picture that was read; the others say why it was not.
 [[nodiscard]] constexpr bool IsNote(Reason reason) {
-    return reason == Reason::ProfileUnusable;
+    return reason == Reason::ProfileUnusable || reason == Reason::PreviewUsed;
 }
 
 }  // namespace lumato::reader

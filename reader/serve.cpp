@@ -68,6 +68,10 @@ class Sender : public Receiver {
         m_left = go == nullptr;
         return go != nullptr ? std::optional(*go) : std::nullopt;
     }
+    bool Preview(std::int64_t offset, std::int64_t length, std::uint8_t orientation) override {
+        Say(reader::Preview{offset, length, orientation});
+        return true;
+    }
     // The program waits for nothing more of it.
     [[nodiscard]] bool IsLeft() const { return m_left; }
     bool Decoded(std::int32_t width, std::int32_t height) override {

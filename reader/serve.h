@@ -1,5 +1,5 @@
-// A reader's life: it loads what it needs, closes its doors, and reads picture after picture until the program that
-// started it is gone.
+// A reader's life: it loads what it needs, closes its doors, and reads picture after picture until the
+// program that started it is gone.
 #pragma once
 
 #include "reader/read_picture.h"

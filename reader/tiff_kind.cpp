@@ -7,8 +7,9 @@
 #include <utility>
 #include <vector>
 
-#include <tiffio.h>
 #include <unistd.h>
+
+#include "reader/tiff_file.h"
 
 namespace lumato::reader {
 namespace {
@@ -170,17 +171,23 @@ int TiffKind::Colours() const {
     }
 }
 
-bool ReadTiffKind(int descriptor, TiffKind& kind) {
+TiffFile OpenTiff(int descriptor) {
+    TiffFile tiff(nullptr, TIFFClose);
     const int own = ::dup(descriptor);
     if (own < 0)
-        return false;
+        return tiff;
     ::lseek(own, 0, SEEK_SET);
     // Not mapped: who cuts the file off meanwhile would end the program.
-    const std::unique_ptr<TIFF, void (*)(TIFF*)> tiff(TIFFFdOpen(own, "", "rm"), TIFFClose);
-    if (!tiff) {
+    tiff.reset(TIFFFdOpen(own, "", "rm"));
+    if (!tiff)
         ::close(own);
+    return tiff;
+}
+
+bool ReadTiffKind(int descriptor, TiffKind& kind) {
+    const TiffFile tiff = OpenTiff(descriptor);
+    if (!tiff)
         return false;
-    }
     std::uint16_t photometric = 0, bits = 1, format = 1, samples = 1, compression = 1, inks = INKSET_CMYK,
                   extras = 0;
     std::uint16_t* types = nullptr;

@@ -23,7 +23,7 @@ namespace {
 using testing::HasSubstr;
 using testing::StartsWith;
 
-using test::MakeTiff, test::TiffOptions;
+using test::MakeRaw, test::MakeTiff, test::TiffOptions;
 using PictureImport = ImportTest;
 constexpr int kLossy = 25;
 
@@ -165,7 +165,7 @@ TEST_F(PictureImport, TiffFilesOfEveryKind) {
          "a TIFF file whose 16-bit samples"},
         {MakeTiff(orange, {.photometric = 6}), "a TIFF file of colours that are not supported (number 6)"},
         {MakeTiff(orange, {.photometric = 9}), "a TIFF file of colours that are not supported (number 9)"},
-        {MakeTiff(grey, {.photometric = 32803}), "a TIFF file of colours that"},
+        {MakeTiff(orange, {.photometric = 32845}), "a TIFF file of colours that"},
         {MakeTiff(orange, {.photometric = 5}), "a TIFF file of colours that"},
         {MakeTiff(inks, {.photometric = 5, .more = {{332, 2}}}), "a TIFF file of colours that"},
     };
@@ -205,6 +205,42 @@ TEST_F(PictureImport, BrokenProfilesAreToldOf) {
             EXPECT_TRUE(Near(At(m_info, 2, 2), colour, 2)) << testing::PrintToString(At(m_info, 2, 2));
         }
     }
+}
+
+// What a camera made of its raw file is shown, turned as the file says, unless the preview does itself.
+TEST_F(PictureImport, RawFilesShowTheCamerasPreview) {
+    const Bytes plain = MakeJpeg(Quarters(96, 64)), turned = MakeJpeg(Quarters(96, 64), {.orientation = 3});
+    const struct {
+        Bytes preview;
+        test::RawOptions options;
+        int shown;
+    } rows[] = {
+        {plain, {true, 1, 96, 64}, 1}, {plain, {true, 6, 96, 64}, 6},  {plain, {true, 8, 96, 64}, 8},
+        {plain, {true, 3, 96, 64}, 3}, {turned, {true, 1, 96, 64}, 3}, {plain, {false, 6, 96, 64}, 6},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(&row - rows);
+        for (const double scale : {1.0, 0.2}) {
+            ASSERT_EQ(Outcome(Read(MakeRaw(row.preview, row.options), scale)), "fine");
+            EXPECT_EQ(m_info.width, row.shown >= 5 ? 64U : 96U);
+            ExpectQuarters(m_info, OrientedQuarters(row.shown), 12);
+            EXPECT_EQ(m_info.note.English(), "the camera's preview of this photograph is used");
+        }
+        EXPECT_TRUE(IsPicture(m_file));
+    }
+    // Pixels without a coding are a preview, too.
+    ASSERT_EQ(Outcome(Read(MakeRaw({}, {.orientation = 6}))), "fine");
+    EXPECT_EQ(m_info.width, 12U);
+    EXPECT_TRUE(Near(At(m_info, 2, 2), kRed, 0));
+    EXPECT_FALSE(m_info.note.empty());
+
+    Bytes cut = MakeJpeg(Noise(96, 64, 1));
+    std::fill(cut.begin() + static_cast<std::ptrdiff_t>(cut.size() / 2), cut.end(), 0);
+    EXPECT_THAT(Outcome(Read(MakeRaw(cut, {true, 1, 96, 64}))), StartsWith("Damaged: "));
+    EXPECT_TRUE(m_info.note.empty());
+    const std::string start = "FUJIFILMCCD-RAW 0201FF129502";
+    EXPECT_EQ(Outcome(Read(Bytes(start.begin(), start.end()))),
+              "Unsupported: a raw photograph in which no preview was found");
 }
 
 TEST_F(PictureImport, OnlyTheFirstPictureOfAnAnimation) {

@@ -219,6 +219,16 @@ constexpr Plant kPlants[] = {
          Send(End{});
          return false;
      }},
+    {"points beyond the file",
+     [] {
+         Send(Preview{1, 1LL << 40, 1});
+         return false;
+     }},
+    {"points at both",
+     [] {
+         Send(Preview{0, 1, 1});
+         return false;
+     }},
     {"sends descriptors", SendsDescriptors},
     {"closes the socket",
      [] {

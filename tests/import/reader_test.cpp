@@ -71,6 +71,8 @@ TEST_F(Reader, WhateverTakesADecoderOverIsCaught) {
         "talks",
         "hands rows over first",
         "ends first",
+        "points beyond the file",
+        "points at both",
         "closes the socket",
         "crashes in its rows",
         "hands over too many",
