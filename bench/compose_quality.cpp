@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
 #include <filesystem>
+#include <fstream>
 #include <numbers>
 #include <string>
 #include <vector>
@@ -189,8 +191,15 @@ Rgb ZonePlate(int size) {
     return plate;
 }
 
-// What is left of the rings finer than `from` cycles per pixel of the reduced picture, against the rings.
-double Aliasing(const Rgb& out, double reduction, double from) {
+// What is left of the rings finer than this many cycles per pixel of the reduced picture, against the rings:
+// a little more than the half that its grid can carry, for no filter ends there at once.
+constexpr double kTooFine = 0.6;
+
+// Along its rows or its columns, which is what the grid cannot carry; or in whatever direction, some of which
+// it can.
+enum class Finer { AlongTheGrid, InAnyDirection };
+
+double Aliasing(const Rgb& out, double reduction, Finer finer) {
     double left = 0;
     int count = 0;
     for (int i = 0; i < out.width * out.height; ++i) {
@@ -198,7 +207,9 @@ double Aliasing(const Rgb& out, double reduction, double from) {
         const double y = i / out.width + 0.5 - out.height / 2.0;
         // Beyond the circle, a turned plate has ended.
         const double radius = std::hypot(x, y);
-        if (radius / out.width * reduction <= from || radius > out.width / 2.0 - 1)
+        // The rings get finer from the middle outwards.
+        const double place = finer == Finer::AlongTheGrid ? std::max(std::abs(x), std::abs(y)) : radius;
+        if (place / out.width * reduction <= kTooFine || radius > out.width / 2.0 - 1)
             continue;
         const double value = out.bytes[static_cast<std::size_t>(i) * 3] - 127.5;
         left += value * value;
@@ -281,22 +292,64 @@ void MeasureFiles(char** names, const std::vector<Rgb>& photographs) {
     std::filesystem::remove(bitmap);
 }
 
+// The middle of the plate reduced by libvips, and turned afterwards, as programs do.
+Rgb VipsTurned(const Rgb& plate, Size lcd, double degrees) {
+    const Rgb reduced = VipsLanczos(plate, lcd);
+    if (degrees == 0)
+        return reduced;
+    VipsImage* in = vips_image_new_from_memory(reduced.bytes.data(), reduced.bytes.size(), reduced.width,
+                                               reduced.height, 3, VIPS_FORMAT_UCHAR);
+    VipsInterpolate* bicubic = vips_interpolate_new("bicubic");
+    VipsImage *turned = nullptr, *out = nullptr;
+    vips_similarity(in, &turned, "angle", degrees, "interpolate", bicubic, nullptr);
+    vips_extract_area(turned, &out, (vips_image_get_width(turned) - lcd.width) / 2,
+                      (vips_image_get_height(turned) - lcd.height) / 2, lcd.width, lcd.height, nullptr);
+    Rgb result = FromVips(out);
+    for (GObject* object : {G_OBJECT(out), G_OBJECT(turned), G_OBJECT(bicubic), G_OBJECT(in)})
+        g_object_unref(object);
+    return result;
+}
+
+// The same by ImageMagick's convert; nothing where it is not installed.
+Rgb MagickTurned(const Rgb& plate, Size lcd, double degrees) {
+    const std::string in = std::filesystem::temp_directory_path() / "compose_quality.ppm";
+    const std::string out = std::filesystem::temp_directory_path() / "compose_quality.out.ppm";
+    std::ofstream(in, std::ios::binary) << "P6 " << plate.width << " " << plate.height << " 255\n"
+                                        << std::string(plate.bytes.begin(), plate.bytes.end());
+    const std::string size = std::to_string(lcd.width) + "x" + std::to_string(lcd.height) + "!";
+    const std::string turn = degrees == 0 ? "" : " -distort SRT " + std::to_string(degrees);
+    Rgb result;
+    if (std::system(("convert " + in + " -resize " + size + turn + " " + out).c_str()) == 0)
+        LoadPhotograph(out.c_str(), result);
+    std::filesystem::remove(in);
+    std::filesystem::remove(out);
+    return result;
+}
+
 void MeasureZonePlates() {
-    std::printf("zone plates, what is left of rings above 1/2 (above 1) cycle per pixel, dB\n");
-    for (const int reduction : {5, 7, 10, 14, 20}) {
+    std::printf(
+        "zone plates, what is left of rings finer than %.1f cycles per pixel along the LCD's rows or "
+        "columns (in any direction), dB\n",
+        kTooFine);
+    // Where the level of a turned picture has just enough pixels, too: 5.25 and 10.5.
+    for (const double reduction : {5.0, 5.25, 7.0, 10.0, 10.5, 14.0, 20.0}) {
         const Size lcd{96, 96};
-        const Rgb plate = ZonePlate(96 * reduction);
+        const Rgb plate = ZonePlate(static_cast<int>(96 * reduction));
         const BitmapInfo info = AsBitmap(plate);
-        const Rgb results[] = {Compose(info, lcd, 1.0 / reduction, 1.0 / reduction, 0),
-                               Compose(info, lcd, 1.0 / reduction, 1.0 / reduction, 30),
-                               VipsLanczos(plate, lcd), AreaFilter(plate, lcd)};
-        std::printf("  1/%d:", reduction);
-        const char* names[] = {"composer", "turned 30", "vips lanczos3", "area"};
-        for (int i = 0; i < 4; ++i) {
-            std::printf("  %s %.1f (%.1f)", names[i], Aliasing(results[i], reduction, 0.5),
-                        Aliasing(results[i], reduction, 1.0));
+        const auto print = [&](const char* name, const Rgb& rgb) {
+            if (!rgb.bytes.empty())
+                std::printf("  %s %.1f (%.1f)", name, Aliasing(rgb, reduction, Finer::AlongTheGrid),
+                            Aliasing(rgb, reduction, Finer::InAnyDirection));
+        };
+        for (const float degrees : {0.0F, 10.0F, 30.0F, 45.0F}) {
+            std::printf("  1/%.2f turned by %.0f:", reduction, static_cast<double>(degrees));
+            print("composer", Compose(info, lcd, 1 / reduction, 1 / reduction, degrees));
+            print("vips", VipsTurned(plate, lcd, static_cast<double>(degrees)));
+            print("ImageMagick", MagickTurned(plate, lcd, static_cast<double>(degrees)));
+            if (degrees == 0)
+                print("area", AreaFilter(plate, lcd));
+            std::printf("\n");
         }
-        std::printf("\n");
     }
 }
 
@@ -326,6 +379,7 @@ void MeasureTimes() {
 int main(int argc, char** argv) {
     if (VIPS_INIT(argv[0]) != 0)
         return 1;
+    vips_cache_set_max(0);  // files of one name are different pictures here
     std::vector<Rgb> photographs;
     for (int i = 1; i < argc; ++i) {
         Rgb rgb;

@@ -206,6 +206,8 @@ def phones(bench, photographs):
         files = [as_phone(tempfile.mktemp(suffix=".jpg", dir=bench.folder), file, orientation, colours) for file in photographs]
         compare(f"a batch of {BATCH} 12 MP JPEGs {name}, beside the same upright in sRGB", adding(links_to(bench, files)),
                 plain, goal, max(3, ROUNDS // 3))
+    coloured = as_phone(bench.path("coloured.jpg"), photographs[0], 1, profile)
+    compare("one 12 MP JPEG in Display P3, beside the same in sRGB", adding([coloured]), adding(photographs[:1]), "1.25")
     batch(bench, "JPEGs of phones (turned, in Display P3)", files, "0.45", 48)
     heic = bench.path("phone.heic")
     subprocess.run(["heif-enc", "-q", "60", "-o", heic, photographs[0]], check=True, stdout=subprocess.DEVNULL)

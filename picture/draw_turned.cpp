@@ -14,6 +14,11 @@ namespace {
 // needs few of them.
 constexpr double kLeastOversize = 1.3;
 
+// The filter lies along the picture's sides, and lets through most at the corners of what it passes. Turned,
+// these come to lie where the surface's rows and columns cannot tell fine from coarse: there it is made
+// wider, by this share of what a square of the picture grows in width when it is turned.
+constexpr double kWiderWhereTurned = 0.1;
+
 struct Point {
     double u = 0, v = 0;
 };
@@ -92,8 +97,10 @@ void DrawTurned(const Surface& surface, PictureLevels& picture, const PicturePla
     const PixelView held = picture.At(0);
     const PixelView source = picture.At(LevelFor(std::max(scaleU, scaleV)));
     const Inverse inverse(Recount(placement, held, source));
-    const BlockFilter filter(source, source.width / (scaleU * held.width),
-                             source.height / (scaleV * held.height));
+    const double box = (std::abs(placement.columnPerU) + std::abs(placement.rowPerU)) / scaleU;
+    const double wider = 1 + kWiderWhereTurned * (box - 1);
+    const BlockFilter filter(source, wider * source.width / (scaleU * held.width),
+                             wider * source.height / (scaleV * held.height));
     const PixelCoverage coverage(placement, placement.width / 2, placement.height / 2);
     const auto draw = [&](int begin, int end) {
         PixelBlockReader reader(source, filter);

@@ -179,17 +179,17 @@ TEST(DrawMyImage, EnlargingRingsNoMoreThanACubic) {
     EXPECT_LE(high, 150 + 8);
 }
 
-// Waves along x, `cycles` per pixel of the picture reduced to 1/`reduction`; how much of their amplitude is
-// left.
-double AmplitudeLeft(int reduction, double cycles, float rotate) {
+// Waves along x, or from corner to corner, `cycles` per pixel of the picture reduced to 1/`reduction`; how
+// much of their amplitude is left.
+double AmplitudeLeft(int reduction, double cycles, float rotate, bool diagonal = false) {
     constexpr double kPi = 3.14159265358979;
     const int side = 128 * reduction;
+    const double step = 2 * kPi * cycles / reduction / (diagonal ? std::sqrt(2) : 1);
     std::vector<int> wave;
-    for (int x = 0; x < side; ++x)
-        wave.push_back(
-            static_cast<int>(std::lround(127.5 + 100 * std::sin(2 * kPi * cycles / reduction * x))));
-    const BitmapInfo info = MakePicture(side, side, [&](int x, int) {
-        const int value = wave[static_cast<std::size_t>(x)];
+    for (int x = 0; x < 2 * side; ++x)
+        wave.push_back(static_cast<int>(std::lround(127.5 + 100 * std::sin(step * x))));
+    const BitmapInfo info = MakePicture(side, side, [&](int x, int y) {
+        const int value = wave[static_cast<std::size_t>(diagonal ? x + y : x)];
         return Colour{value, value, value};
     });
     const Canvas lcd = LcdBitmap(Posed(info, rotate, 1.0F / static_cast<float>(reduction)), 250, 160, 80, 80);
@@ -209,6 +209,9 @@ TEST(DrawMyImage, ReducingKeepsWhatFitsAndDropsWhatDoesNot) {
                           0.032)  // the largest side lobe; an area filter leaves 0.2
                     << reduction << " " << cycles << " " << rotate;
         }
+    // Along the rows of what is shown, which do not carry it.
+    EXPECT_LT(AmplitudeLeft(5, 0.7, 45, true), 0.23);
+    EXPECT_GT(AmplitudeLeft(5, 0.25, 45, true), 0.93);
 }
 
 TEST(DrawMyImage, DenseScreensShowTheSamePictureFiner) {
