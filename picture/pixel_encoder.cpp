@@ -16,8 +16,7 @@ std::vector<std::uint8_t> WithPaddedRows(ByteSpan pixels, int width, int height)
     const std::size_t stride = BitmapStride(width);
     std::vector<std::uint8_t> padded(stride * static_cast<std::size_t>(height));
     for (std::size_t y = 0; y < static_cast<std::size_t>(height); ++y)
-        std::ranges::copy(pixels.subspan(y * row, row),
-                          padded.begin() + static_cast<std::ptrdiff_t>(y * stride));
+        std::copy_n(pixels.data() + y * row, row, padded.data() + y * stride);
     return padded;
 }
 
