@@ -174,7 +174,7 @@ def thumbnail_of(photo, work):
     return path.exists() and path.stat().st_mode & 0o777 == 0o600 and path.parent.stat().st_mode & 0o777 == 0o700
 
 
-def story(window, work):
+def puts_a_picture_on_the_frame(window, work):
     wait("the note of the start", lambda: window.note() == "Device not online")
     assert not is_in(window.get("push button", "Add"), "ENABLED")
     spoken = []
@@ -219,6 +219,8 @@ def story(window, work):
     wait("the note spoken", lambda: ("notification", "Download finished: you may unplug the frame now") in spoken)
     wait("the remark's end", lambda: [item.get_description() for item in window.items("On the frame")] == ["one.bmp · 2 KB"])
 
+
+def saves_deletes_and_backs_up(window, work):
     window.act("push button", "Save All")
     choose_file(window, work / "saved", "Choose")
     wait("the saved picture", lambda: window.note() == "Pictures saved: 1")
@@ -262,6 +264,11 @@ def story(window, work):
 
     window.act("menu item", "Quit")
     window.act("push button", "OK")
+
+
+def story(window, work):
+    puts_a_picture_on_the_frame(window, work)
+    saves_deletes_and_backs_up(window, work)
 
 
 def main():

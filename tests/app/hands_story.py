@@ -6,7 +6,6 @@ Usage: hands_story.py LUMATO LUMATOCTL x11|wayland [LONG_WORK_LIBRARY]
 
 Ends with 77 where the packages for that are missing.
 """
-import os
 import pathlib
 import shutil
 import subprocess

@@ -3,7 +3,6 @@
     python3 one_program_test.py LUMATOCTL LUMATO
 """
 import os
-import signal
 import subprocess
 import sys
 import time

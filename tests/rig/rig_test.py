@@ -23,31 +23,18 @@ import traceback
 sys.path.append(os.path.join(os.path.dirname(os.path.abspath(__file__)), "../independent"))
 import kernel
 import machine
+from calls import VENDOR_OPCODES, Calls, said, same
 from pulls import Pulls, check
 from story import noise
 from watch import Watch
 
 SKIPPED = 77
 WIDTH, HEIGHT = 160, 128
-VENDOR_OPCODES = ("CA", "CB", "CD")
 INQUIRY = "120000004000"
 USER = 65534
 
 
-def same(have, want, what):
-    check(have == want, "%s: %r, not %r" % (what, have, want))
-
-
-def said(answer):
-    """Of the frame: what is known of a photograph depends on the computer."""
-    answer = json.loads(answer)
-    for picture in answer["pictures"] if isinstance(answer.get("pictures"), list) else ():
-        picture.pop("source", None)
-        picture.pop("added", None)
-    return answer
-
-
-class Story:
+class Story(Calls):
     def __init__(self, options, folder):
         self.folder = folder
         self.program = os.path.abspath(options.program)
@@ -97,51 +84,6 @@ class Story:
             self.machine.close()
         for frame in (self.frame, self.other, self.second):
             frame.close()
-
-    # ------------------------------------------------------------------------------------ calls
-
-    def there(self, *arguments, seconds=90, prefix=""):
-        """lumatoctl in the machine."""
-        return self.machine.run("cd /mnt/share; %s /tmp/lumatoctl --home /tmp/home --json --trace /mnt/share/trace %s"
-                                % (prefix, " ".join(arguments)), seconds)
-
-    def here(self, *arguments):
-        """The same on the image file."""
-        done = subprocess.run([self.program, "--home", os.path.join(self.folder, "home"), "--json", "--frame", self.local,
-                               "--trace", os.path.join(self.folder, "local.trace"), *arguments],
-                              cwd=self.machine.share, capture_output=True, text=True, timeout=60)
-        return done.returncode, done.stdout, done.stderr
-
-    def local_call(self, image, home, *arguments):
-        """Another image, which must work out."""
-        subprocess.run([self.program, "--home", os.path.join(self.folder, home), "--quiet", "--frame", image, *arguments],
-                       check=True, stdout=subprocess.DEVNULL, timeout=60)
-
-    def both(self, *arguments):
-        """Both, with the same result, flash and vendor commands."""
-        have, want = self.there(*arguments), self.here(*arguments)
-        same(have[0], want[0], "exit status of %s (%s)" % (arguments, have[2]))
-        same(said(have[1]), said(want[1]), "result of %s" % (arguments,))
-        check(filecmp.cmp(self.frame.image, self.local, shallow=False), "%s: the flashes differ" % (arguments,))
-        same(self.trace(os.path.join(self.machine.share, "trace")), self.trace(os.path.join(self.folder, "local.trace")),
-             "commands of %s" % (arguments,))
-        return json.loads(have[1])
-
-    @staticmethod
-    def trace(path):
-        """The vendor commands of a trace, without the time of day."""
-        with open(path) as file:
-            return ["clock" if line.startswith("CA") else line for line in file if line.startswith(VENDOR_OPCODES)]
-
-    def settle(self, nodes):
-        """Waits until there are so many SCSI generic nodes and udev has looked at them."""
-        status, out, err = self.machine.run(
-            "export SYSTEMD_IGNORE_CHROOT=1; for i in $(seq 500); do set -- /dev/sg*; [ $# = %d ] && break; "
-            "sleep 0.02; done; udevadm settle -t 20; set -- /dev/sg*; echo $#" % nodes)
-        same(out.strip(), str(nodes), "SCSI generic nodes " + err)
-
-    def node(self, vendor="QUORVANE"):
-        return self.machine.run("grep -l %s /sys/class/scsi_generic/*/device/vendor | cut -d/ -f5" % vendor)[1].split()[0]
 
     # ------------------------------------------------------------------------------------ the steps
 

@@ -202,36 +202,38 @@ TEST_F(RecoveryTest, AConnectionThatIsStoppedReadsNoFurther) {
     Complete(scenario, undisturbed, left, tally, "stopped when it was connected");
 }
 
+// Whatever of these pictures is damaged is to be written anew, as it was made.
+void Mend(const std::vector<int>& sizes) {
+    CheckReport report;
+    int address = kArea;
+    for (const int size : sizes) {
+        CheckedPicture picture;
+        picture.position = static_cast<int>(report.pictures.size()) + 1;
+        picture.address = address;
+        picture.length = size;
+        const Bytes stream = MakeStream(size, static_cast<unsigned>(picture.position));
+        picture.wanted = Sha256(stream);
+        const auto read = ReadPictureBytes(address, size);
+        picture.health = read && *read == stream ? PictureHealth::Good : PictureHealth::Damaged;
+        report.pictures.push_back(picture);
+        address += size;
+    }
+    const auto source = [&](const Digest& hash, int length) -> std::optional<Bytes> {
+        for (const CheckedPicture& picture : report.pictures) {
+            if (picture.wanted == hash)
+                return MakeStream(length, static_cast<unsigned>(picture.position));
+        }
+        return std::nullopt;
+    };
+    static_cast<void>(PrepareMending(report, source));
+    Store().checkWritten = true;
+}
+
 // Bits, a page of a chip and whole blocks lost, a picture among them that nobody can show any more; with one
 // that waits. Each command of the mending is cut.
 TEST_F(RecoveryTest, MendingLosesNothing) {
     const std::vector<int> sizes = {500, 30000, 60000, 90000, 700};
     const TestFlash whole = TestFlash().Pictures(sizes);
-    const auto mend = [&](RecoveryTest&) {
-        CheckReport report;
-        int address = kArea;
-        for (const int size : sizes) {
-            CheckedPicture picture;
-            picture.position = static_cast<int>(report.pictures.size()) + 1;
-            picture.address = address;
-            picture.length = size;
-            const Bytes stream = MakeStream(size, static_cast<unsigned>(picture.position));
-            picture.wanted = Sha256(stream);
-            const auto read = ReadPictureBytes(address, size);
-            picture.health = read && *read == stream ? PictureHealth::Good : PictureHealth::Damaged;
-            report.pictures.push_back(picture);
-            address += size;
-        }
-        const auto source = [&](const Digest& hash, int length) -> std::optional<Bytes> {
-            for (const CheckedPicture& picture : report.pictures) {
-                if (picture.wanted == hash)
-                    return MakeStream(length, static_cast<unsigned>(picture.position));
-            }
-            return std::nullopt;
-        };
-        static_cast<void>(PrepareMending(report, source));
-        Store().checkWritten = true;
-    };
     const struct {
         const char* name;
         std::map<int, Bytes> damage;
@@ -247,7 +249,7 @@ TEST_F(RecoveryTest, MendingLosesNothing) {
         const Scenario scenario{row.name, damaged, [&](RecoveryTest& test) {
                                     if (row.adds && !DownloadIsDue())
                                         test.Add(300, 9);
-                                    mend(test);
+                                    Mend(sizes);
                                 }};
         EachCut(scenario, "", true, [&](const auto& undisturbed, Cut cut, std::size_t n, Tally& tally) {
             const std::string where = Where(scenario, cut, n);
