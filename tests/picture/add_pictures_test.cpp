@@ -1,9 +1,10 @@
-// Adding pictures: fitting, budgets and qualities, refusals that leave nothing behind, batches.
+// Adding pictures: fitting, budgets and qualities, refusals that leave nothing behind. A batch, which
+// composes several at a time while they are imported, gives every byte and every word as if they were added
+// one by one.
 #include "picture/add_pictures.h"
 
 #include <algorithm>
 #include <filesystem>
-#include <random>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -14,8 +15,9 @@
 #include "picture/rv512_encoder.h"
 #include "picture/trial.h"
 #include "store/store.h"
+#include "tests/support/failing_memory.h"
+#include "tests/support/picture_files.h"
 #include "tests/support/recording_status.h"
-#include "tests/support/temporary_folder.h"
 
 namespace lumato::picture {
 namespace {
@@ -33,34 +35,63 @@ class PortRecorder : public EditPort {
 
 class AddPicturesTest : public testing::Test {
   protected:
-    AddPicturesTest() : m_store(store::Store()) {
-        store::ResetStore();
-        ResetPictures();
-        flash::Flash().m_PtrPF = std::make_shared<flash::CProcessFlash>(m_frame);
-        fs::create_directories(m_folder / "data");
-        fs::create_directories(m_folder / "Edata");
-        m_store.gmyResousepath = m_folder.Get();
-        m_store.status = &m_status;
-        UseSpace(4'000'000);
-        Pictures().port = &m_port;
-    }
+    AddPicturesTest() { Begin({}); }
     ~AddPicturesTest() override {
         flash::ResetFlash();
         ResetPictures();
         store::ResetStore();
     }
 
-    // A picture file; noise of `amplitude` makes it hard to compress.
-    Path MakeFile(const std::string& name, int width, int height, int amplitude = 0) {
-        std::vector<std::uint8_t> pixels;
-        std::minstd_rand random(1);
-        for (int i = 0; i < width * height * 3; ++i)
-            pixels.push_back(static_cast<std::uint8_t>(
-                100 + (amplitude ? random() % static_cast<unsigned>(amplitude) : 0)));
-        EXPECT_TRUE(SaveBmpFile(pixels, width, height, m_folder / name));
+    // An empty list, in a folder of its own.
+    void Begin(const std::string& folder) {
+        store::ResetStore();
+        ResetPictures();
+        flash::Flash().m_PtrPF = std::make_shared<flash::CProcessFlash>(m_frame);
+        m_store.gmyResousepath = m_folder / folder;
+        fs::create_directories(m_store.gmyResousepath / "data");
+        fs::create_directories(m_store.gmyResousepath / "Edata");
+        m_store.status = &m_status;
+        UseSpace(4'000'000);
+        Pictures().port = &m_port;
+    }
+    Path MakeFile(const std::string& name, const Raw& raw) {
+        EXPECT_TRUE(SaveBmpFile(raw.pixels, raw.width, raw.height, m_folder / name));
         return m_folder / name;
     }
+    Path MakeFile(const std::string& name, int width, int height) {
+        return MakeFile(name, Plain(width, height, {100, 100, 100}));
+    }
     Path MakeText(const std::string& name) { return m_folder.Put(name, {'n', 'o'}); }
+    Path Jpeg(const std::string& name, const Raw& raw, const JpegOptions& options = {}) {
+        Put(m_folder / name, MakeJpeg(raw, options));
+        return m_folder / name;
+    }
+    // Ordinary until the middle: read anew by libjpeg alone, which forgives bytes in front of a restart
+    // marker.
+    Path Odd(const std::string& name) {
+        Bytes jpeg = MakeJpeg(Noise(900, 700, 5), {.restartRows = 1});
+        const Bytes marker{0xFF, 0xD3};
+        const auto middle = jpeg.begin() + static_cast<std::ptrdiff_t>(jpeg.size() / 2);
+        jpeg.insert(std::search(middle, jpeg.end(), marker.begin(), marker.end()), {1, 2, 3});
+        Put(m_folder / name, jpeg);
+        return m_folder / name;
+    }
+    std::vector<Path> Photographs() {
+        std::vector<Path> files{
+            Jpeg("photo.jpg", Noise(1203, 907, 1)),
+            Jpeg("tall.jpg", Noise(140, 1999, 2)),
+            Jpeg("wide.jpg", Noise(1999, 33, 2)),
+            Jpeg("small.jpg", Noise(61, 47, 3)),
+            Jpeg("grey.jpg", Noise(640, 480, 4, 1), {.progressive = true}),
+            Odd("odd.jpg"),
+            Jpeg("colours.jpg", Noise(500, 301, 6), {.orientation = 6, .profile = Sample("swapped.icc")}),
+            MakeFile("sheet.bmp", Noise(300, 211, 7)),
+        };
+        for (int orientation = 2; orientation <= 8; ++orientation)
+            files.push_back(Jpeg("turned" + std::to_string(orientation) + ".jpg", Noise(700, 500, 8),
+                                 {.orientation = orientation}));
+        return files;
+    }
     void UseLcd(float width, float height) {
         m_store.gmyLcdWidth = width;
         m_store.gmyLcdHeight = height;
@@ -105,11 +136,11 @@ class AddPicturesTest : public testing::Test {
         EXPECT_EQ(m_store.gmyPictureData->count, 0);
     }
 
-    store::StoreState& m_store;
+    store::StoreState& m_store = store::Store();
     std::shared_ptr<device::AttachedFrame> m_frame = std::make_shared<device::AttachedFrame>();
     store::RecordingStatus m_status;
     PortRecorder m_port;
-    const test::TemporaryFolder m_folder;
+    const TemporaryFolder m_folder;
 };
 
 TEST_F(AddPicturesTest, SelectingFitsThePictureToTheLcd) {
@@ -138,16 +169,8 @@ TEST_F(AddPicturesTest, SelectingFitsThePictureToTheLcd) {
     EXPECT_EQ(m_store.gmyTotalePicture, 0);
 }
 
-TEST_F(AddPicturesTest, FitPercentIsTakenFromThe32BitFit) {
-    EXPECT_EQ(FitPercent(FitScale(1600, 1200, 128, 128)), 11);
-    EXPECT_EQ(FitPercent(0.29F), 29);  // 0.29 in 32 bits lies below 0.29
-    EXPECT_EQ(FitPercent(FitScale(128, 128, 128, 128)), 101);
-    EXPECT_EQ(FitPercent(FitScale(12, 400, 128, 128)), 1000);
-    EXPECT_EQ(FitPercent(FitScale(1, 1, 65535, 65535)), 1000);
-}
-
 TEST_F(AddPicturesTest, FramesTakeWhatFitsToTheByte) {
-    ASSERT_TRUE(SelectOnePicture(MakeFile("a.bmp", 128, 128, 150), true));
+    ASSERT_TRUE(SelectOnePicture(MakeFile("a.bmp", Noise(128, 128, 1)), true));
     Pictures().G_CurQuanlity = 70;
     UseSpace(SizeAt(70) - 1);
     ExpectRefused(AddEditPicture(), 0, "Can't add anymore pictures!", "free on the frame");
@@ -240,6 +263,137 @@ TEST_F(AddPicturesTest, ComposedFilesShowThePosedArea) {
     EXPECT_EQ(moved, compose({.scale = 100, .rect = store::Rect{290, 170, 1, 1}}));
     EXPECT_FALSE(ComposeFile(m_folder / "none.bmp", 40, 30, {}, m_folder / "out.bmp"));
     EXPECT_FALSE(ComposeFile(m_folder / "halves.bmp", 0, 30, {}, m_folder / "out.bmp"));
+}
+
+TEST_F(AddPicturesTest, EveryPictureIsComposedAsItsSelectionShowsIt) {
+    std::vector<Path> files = Photographs();
+    files.push_back(SampleFile("noise.png"));
+    files.push_back(Jpeg("speck.jpg", Quarters(2, 2)));
+    for (const Path& file : files)
+        for (const auto& [width, height] : {std::pair{480, 234}, {128, 128}, {37, 301}, {1, 1}}) {
+            SCOPED_TRACE(testing::Message() << file << " for " << width << " x " << height);
+            UseLcd(static_cast<float>(width), static_cast<float>(height));
+            ASSERT_TRUE(SelectOnePicture(file, true));
+            const auto selected = RenderLcdBitmap(WithTopLeftCorner(m_store.gmyDrawrect));
+            for (const Processors processors : {Processors::One, Processors::All}) {
+                const auto composed = ComposeFitted(file, width, height, processors);
+                ASSERT_TRUE(composed);
+                EXPECT_EQ(*composed, *selected);
+            }
+        }
+}
+
+TEST_F(AddPicturesTest, StreamsOrderAndRefusalsAreThoseOfOneByOne) {
+    std::vector<Path> files = Photographs();
+    files.insert(files.begin() + 1, MakeText("notes.txt"));
+    files.insert(files.begin() + 5, m_folder / "missing.jpg");
+    std::vector<std::string> refused;
+    for (const Path& file : files) {
+        if (SelectOnePicture(file, true))
+            EXPECT_TRUE(AddEditPicture());
+        else
+            refused.push_back(file.filename());
+    }
+    const std::vector<std::string> notes = m_status.Notes();
+    const std::vector<std::string> details = m_status.Details();
+
+    Begin("batch");
+    const BatchReport report = AddPictures(files, {}, AfterRefusal::GoOn);
+    ASSERT_EQ(report.added.size(), files.size() - refused.size());
+    EXPECT_EQ(m_status.Notes(), notes);
+    EXPECT_EQ(m_status.Details(), details);
+    ASSERT_EQ(report.refused.size(), refused.size());
+    for (std::size_t i = 0; i < refused.size(); ++i) {
+        EXPECT_EQ(report.refused[i].file.filename(), refused[i]);
+        EXPECT_TRUE(report.refused[i].unreadable);
+    }
+    for (std::size_t i = 0; i < report.added.size(); ++i) {
+        const Path name = store::StreamPath(report.added[i].picture.name).filename();
+        EXPECT_EQ(Get(m_folder / "batch" / "Edata" / name), Get(m_folder / "Edata" / name)) << i;
+    }
+    EXPECT_FALSE(Pictures().gmyCGimage);
+}
+
+TEST_F(AddPicturesTest, ABatchThatMayStopLeavesItsLastPictureInTheEditView) {
+    const std::vector<Path> files{Jpeg("a.jpg", Noise(300, 200, 1)), Jpeg("b.jpg", Noise(200, 400, 2)),
+                                  Jpeg("c.jpg", Noise(100, 100, 3))};
+    m_store.G_TotalPicNum = m_store.geometry.mostPictures = 1;
+    AddPictures(files, {}, AfterRefusal::Stop);
+    ASSERT_TRUE(Pictures().gmyCGimage);
+    EXPECT_EQ(Pictures().gmyCGimagebi->height, 400);
+    const int scale = Pictures().controls.scale.Value();
+
+    Begin("posed");
+    AddPictures({files[0], files[1]}, {.rotate = 30, .scale = scale + 10}, AfterRefusal::Stop);
+    ASSERT_TRUE(Pictures().gmyCGimage);
+    EXPECT_EQ(Pictures().gmyCGimagebi->height, 400);
+    EXPECT_EQ(Pictures().controls.rotate.Value(), 30);
+
+    Begin("unreadable");
+    AddPictures({files[0], MakeText("last.jpg")}, {}, AfterRefusal::Stop);
+    EXPECT_FALSE(Pictures().gmyCGimage);
+}
+
+// Wherever memory ends, on whatever thread, one file is refused for it, and the others are added.
+TEST_F(AddPicturesTest, MemoryThatEndsRefusesOneFile) {
+    using test::FailingMemory;
+    const std::vector<Path> all = Photographs();
+    const std::vector<Path> lots[] = {{all[0]}, {all[0], all[7], all[6]}};
+    const auto failed = [&](auto threads, int request, const auto& files, const Pose& pose) {
+        Begin("memory");
+        BatchReport report;
+        bool was = true;
+        try {
+            const FailingMemory failing(threads, request);
+            report = AddPictures(files, pose, AfterRefusal::GoOn);
+            EXPECT_EQ(report.added.size() + report.refused.size(), files.size());
+            was = failing.HasFailed();
+        } catch (const std::bad_alloc&) {  // before the first file was begun
+            EXPECT_LT(request, 20);
+        }
+        EXPECT_LE(report.refused.size(), was ? 1U : 0U);
+        for (const BatchReport::Refused& refused : report.refused)
+            EXPECT_EQ(refused.reason.kind, ErrorKind::TooLarge);
+        EXPECT_EQ(m_store.gmyTotalePictureNum, static_cast<int>(report.added.size()));
+        return was;
+    };
+    for (const auto threads : {FailingMemory::Of::OtherThreads, FailingMemory::Of::ThisThread})
+        for (const Pose& pose : {Pose{}, Pose{.rotate = 30}})
+            for (const std::vector<Path>& files : lots)
+                for (int n = 1; failed(threads, n, files, pose); n += 1 + n / 16) {
+                }
+}
+
+TEST(BitmapFile, OnlyABitmapOfTheSizeAskedForIsEncoded) {
+    const TemporaryFolder folder;
+    const Path sound = folder / "sound", wide = folder / "wide";
+    ASSERT_TRUE(SaveBmpFile(Bytes(768), 16, 16, sound));
+    ASSERT_TRUE(SaveBmpFile(Bytes(196608), 65536, 1, wide));
+    const struct {
+        Path source;
+        int width, height;
+        ErrorKind kind;
+    } rows[] = {
+        {folder / "none", 16, 16, ErrorKind::NotFound},
+        {folder.Get(), 16, 16, ErrorKind::Unreadable},
+        {folder.Put("short", Bytes(53, 'B')), 16, 16, ErrorKind::Unsupported},
+        {folder.Put("other", Bytes(200, 'M')), 16, 16, ErrorKind::Unsupported},
+        {sound, 16, 17, ErrorKind::Refused},
+        {sound, 15, 16, ErrorKind::Refused},
+        {sound, 16, -16, ErrorKind::Refused},
+        {wide, 65536, 1, ErrorKind::TooLarge},
+    };
+    const Path stream = folder.Put("stream", {1, 2, 3});
+    CRv512Encoder codec;
+    for (const auto& row : rows) {
+        EXPECT_EQ(codec.EnCode(row.source, stream, row.width, row.height, 90, 4), 0);
+        EXPECT_EQ(codec.LastError().kind, row.kind) << row.source << codec.LastError().message.English();
+    }
+    EXPECT_EQ(Get(stream), (Bytes{1, 2, 3}));
+    EXPECT_FALSE(codec.DeCode(folder / "none", folder / "b.bmp", 0, 0));
+    EXPECT_EQ(codec.LastError().kind, ErrorKind::NotFound);
+    EXPECT_EQ(SaveBmpFile(Bytes(3), 1, 1, folder.Get()).error().kind, ErrorKind::Unwritable);
+    EXPECT_EQ(SaveBmpFile({}, 0, 1, folder / "b.bmp").error().kind, ErrorKind::TooLarge);
 }
 
 }  // namespace

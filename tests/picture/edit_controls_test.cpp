@@ -55,34 +55,48 @@ class EditControlsTest : public testing::Test {
     EditControls& m_controls = Pictures().controls;
 };
 
-TEST_F(EditControlsTest, ScaleIsKeptBetweenFitAndItsLimits) {
-    const MyImage& image = Select(1600, 1200);
-    EXPECT_EQ(m_controls.scale.Value(), 11);
-    EXPECT_FLOAT_EQ(image.scaleX, -0.11F);
-    EXPECT_FLOAT_EQ(image.scaleY, 0.11F);
-    EXPECT_EQ(m_controls.translateX.Minimum(), -170);
-    EXPECT_EQ(m_controls.translateX.Maximum(), 170);
-    EXPECT_EQ(m_controls.translateY.Minimum(), -128);
-    EXPECT_EQ(m_controls.translateY.Maximum(), 128);
-
-    struct Step {
-        int set, kept;
-    };
-    for (const Step step : {Step{10, 11}, Step{1000, 11}, Step{50, 50}, Step{51, 50}, Step{5000, 50},
-                            Step{-7, 11}, Step{30, 30}}) {
-        m_controls.scale.SetValue(step.set);
-        EXPECT_EQ(m_controls.scale.Value(), step.kept) << step.set;
-        EXPECT_FLOAT_EQ(image.scaleY, static_cast<float>(step.kept) / 100) << step.set;
-        EXPECT_FLOAT_EQ(image.scaleX, static_cast<float>(step.kept) / -100) << step.set;
-        EXPECT_EQ(Pictures().OldValue, step.kept) << step.set;
-    }
-    EXPECT_EQ(m_controls.translateX.Maximum(), 480);
-    EXPECT_EQ(m_controls.translateY.Maximum(), 360);
+TEST_F(EditControlsTest, LimitsAreKeptAndThePoseFollows) {
     using Refused = std::pair<ScaleLimit, int>;
+    constexpr int kLook = 10000;                                // sets nothing
+    constexpr ArrowsControl EditControls::*kPicture = nullptr;  // selects a picture of this size
+    constexpr auto kRotate = &EditControls::rotate, kScale = &EditControls::scale,
+                   kX = &EditControls::translateX, kY = &EditControls::translateY;
+    const struct {
+        ArrowsControl EditControls::*control;
+        int set, kept;
+    } steps[] = {{kPicture, 1600, 1200}, {kScale, kLook, 11}, {kX, -999, -170},     {kX, 999, 170},
+                 {kY, -999, -128},       {kY, 999, 128},      {kScale, 10, 11},     {kScale, 1000, 11},
+                 {kScale, 50, 50},       {kScale, 51, 50},    {kScale, 5000, 50},   {kScale, -7, 11},
+                 {kScale, 30, 30},       {kX, 999, 480},      {kY, -999, -360},     {kScale, 20, 20},
+                 {kX, kLook, 320},       {kY, kLook, -240},   {kPicture, 64, 64},   {kScale, 999, 999},
+                 {kScale, 1000, 999},    {kPicture, 10, 400}, {kScale, 1000, 1000}, {kScale, 500, 1000},
+                 {kPicture, 400, 400},   {kRotate, -90, -90}, {kX, 20, 20},         {kY, 20, 20},
+                 {kRotate, 4000, 3600}};
+    const MyImage* image = nullptr;
+    for (const auto& step : steps) {
+        if (step.control == kPicture) {
+            image = &Select(step.set, step.kept);
+            for (const auto other : {kRotate, kX, kY})
+                (m_controls.*other).SetValue(0);
+            continue;
+        }
+        SCOPED_TRACE(testing::Message() << image->image->width << ", " << step.set);
+        ArrowsControl& control = m_controls.*step.control;
+        if (step.set != kLook)
+            control.SetValue(step.set);
+        EXPECT_EQ(control.Value(), step.kept);
+        EXPECT_FLOAT_EQ(image->scaleY, static_cast<float>(m_controls.scale.Value()) / 100);
+        EXPECT_FLOAT_EQ(image->scaleX, -image->scaleY);
+        EXPECT_EQ(image->rotation, static_cast<float>(m_controls.rotate.Value() + 180));
+        EXPECT_EQ(image->translateX, static_cast<float>(m_controls.translateX.Value()));
+        EXPECT_EQ(image->translateY, static_cast<float>(-m_controls.translateY.Value()));
+    }
+    // The last one is brought back to above the largest percentage, too.
     EXPECT_EQ(m_recorder.refused,
               (std::vector{Refused{ScaleLimit::FillsLcd, 11}, Refused{ScaleLimit::Percent, 999},
                            Refused{ScaleLimit::Side, 800}, Refused{ScaleLimit::Percent, 999},
-                           Refused{ScaleLimit::FillsLcd, 11}}));
+                           Refused{ScaleLimit::FillsLcd, 11}, Refused{ScaleLimit::Percent, 999},
+                           Refused{ScaleLimit::Percent, 999}, Refused{ScaleLimit::FillsLcd, 1000}}));
 }
 
 TEST_F(EditControlsTest, TheLongestSideFollowsAnLcdThatIsLargerThanTheCanvas) {
@@ -204,64 +218,24 @@ TEST_F(EditControlsTest, ScalingAroundAPointKeepsItsPlaceAndBaresNothing) {
     EXPECT_EQ(m_recorder.refused, (std::vector{std::pair(ScaleLimit::Side, 800)}));
 }
 
-TEST_F(EditControlsTest, SmallPicturesStopAt999AndNarrowOnesFitAtTenTimes) {
-    Select(64, 64);
-    for (const int scale : {999, 1000}) {
-        m_controls.scale.SetValue(scale);
-        EXPECT_EQ(m_controls.scale.Value(), 999);
-    }
-    const MyImage& image = Select(10, 400);
-    for (const int scale : {1000, 500}) {
-        m_controls.scale.SetValue(scale);
-        EXPECT_EQ(m_controls.scale.Value(), 1000);
-        EXPECT_FLOAT_EQ(image.scaleY, 10.0F);
-    }
-}
-
-TEST_F(EditControlsTest, ShrinkingBringsTheOffsetsIn) {
-    const MyImage& image = Select(1600, 1200);
-    m_controls.scale.SetValue(50);
-    m_controls.translateX.SetValue(700);
-    m_controls.translateY.SetValue(-999);
-    EXPECT_FLOAT_EQ(image.translateX, 700);
-    EXPECT_FLOAT_EQ(image.translateY, 600);
-    m_controls.scale.SetValue(20);
-    EXPECT_FLOAT_EQ(image.translateX, 320);
-    EXPECT_FLOAT_EQ(image.translateY, 240);
-}
-
-TEST_F(EditControlsTest, TurnsAndShiftsReachThePose) {
-    const MyImage& image = Select(400, 400);
-    m_controls.rotate.SetValue(-90);
-    m_controls.translateX.SetValue(20);
-    m_controls.translateY.SetValue(20);
-    EXPECT_FLOAT_EQ(image.rotation, 90);
-    EXPECT_FLOAT_EQ(image.translateX, 20);
-    EXPECT_FLOAT_EQ(image.translateY, -20);
-    m_controls.rotate.SetValue(4000);
-    EXPECT_EQ(m_controls.rotate.Value(), 3600);
-
-    const int redraws = m_recorder.redraws;
-    m_recorder.changed.clear();
-    m_controls.rotate.SetValue(3600);  // no change: nobody hears of it
-    EXPECT_EQ(m_recorder.redraws, redraws);
-    EXPECT_TRUE(m_recorder.changed.empty());
-    m_controls.rotate.SetValue(5);
-    EXPECT_EQ(m_recorder.redraws, redraws + 1);
-    EXPECT_EQ(m_recorder.changed, std::vector{EditControl::Rotate});
-}
-
-TEST_F(EditControlsTest, WithoutAPictureTheControlsChangeNothing) {
+TEST_F(EditControlsTest, NobodyHearsOfWhatChangesNothing) {
     store::Store().gmyDrawrect = {1, 2, 3, 4};
     m_controls.scale.SetValue(40);
     m_controls.rotate.SetValue(40);
-    MySuitableSizeCheckBoxHandler(false);
+    MySuitableSizeCheckBoxHandler(false);  // there is no picture yet
     EXPECT_EQ(m_controls.scale.Value(), 40);
     EXPECT_FALSE(Pictures().gmySuitableSize);
     EXPECT_EQ(store::Store().gmyDrawrect, (store::Rect{1, 2, 3, 4}));
     EXPECT_EQ(m_recorder.redraws, 0);
+    Select(400, 400);
+    for (const bool changes : {false, true}) {
+        m_recorder.changed.clear();
+        const int redraws = m_recorder.redraws;
+        m_controls.rotate.SetValue(changes ? 5 : 40);
+        EXPECT_EQ(m_recorder.redraws - redraws, changes ? 1 : 0);
+        EXPECT_EQ(m_recorder.changed, std::vector(changes ? 1 : 0, EditControl::Rotate));
+    }
 }
-
 TEST_F(EditControlsTest, UntickedBoxFillsTheCanvasWidth) {
     struct Row {
         int width, height, percent;
@@ -305,23 +279,18 @@ TEST_F(EditControlsTest, NoPoseIsLargerThanThePixelsThatAreHeld) {
 
 TEST_F(EditControlsTest, ArrowsRunOnAtTheOtherEnd) {
     ArrowsControl& rotate = m_controls.rotate;
-    LittleArrowsControlAction(rotate, kUpArrowPart);
-    EXPECT_EQ(rotate.Value(), 1);
-    LittleArrowsControlAction(rotate, 22);
-    EXPECT_EQ(rotate.Value(), 1);
-    rotate.SetValue(rotate.Maximum());
-    LittleArrowsControlAction(rotate, kUpArrowPart);
-    EXPECT_EQ(rotate.Value(), rotate.Minimum());
-    LittleArrowsControlAction(rotate, kDownArrowPart);
-    EXPECT_EQ(rotate.Value(), rotate.Maximum());
-    rotate.increment = 90;
-    LittleArrowsControlAction(rotate, kDownArrowPart);
-    EXPECT_EQ(rotate.Value(), rotate.Maximum() - 90);
-    rotate.increment = 0;
-    LittleArrowsControlAction(rotate, kDownArrowPart);
-    EXPECT_EQ(rotate.Value(), rotate.Maximum() - 91);
+    const struct {
+        int part, increment, from, to;
+    } rows[] = {{kUpArrowPart, 1, 0, 1},          {22, 1, 1, 1},
+                {kUpArrowPart, 1, 3600, -3600},   {kDownArrowPart, 1, -3600, 3600},
+                {kDownArrowPart, 90, 3600, 3510}, {kDownArrowPart, 0, 3510, 3509}};
+    for (const auto& row : rows) {
+        rotate.SetValue(row.from);
+        rotate.increment = row.increment;
+        LittleArrowsControlAction(rotate, row.part);
+        EXPECT_EQ(rotate.Value(), row.to);
+    }
 }
-
 TEST_F(EditControlsTest, PosesGoThroughTheControls) {
     Select(1600, 1200);
     ApplyPose({.rotate = 90, .scale = 40, .x = 5000, .y = -20, .rect = store::Rect{-500, 30, -7, 9}});
@@ -334,30 +303,21 @@ TEST_F(EditControlsTest, PosesGoThroughTheControls) {
     EXPECT_EQ(m_controls.scale.Value(), 40);
 }
 
-TEST(LcdRect, IsMovedFromInsideAndPlacedFromOutside) {
+// What the mouse cannot hit, or not exactly: the rest is in tests/app/.
+TEST(LcdRect, ReachesNoFurtherThanItsWidthToTheLeftAndIsEnteredWithinItsBorder) {
     store::Rect rect{100, 100, 128, 96};
-    RectGesture gesture = PressRect(rect, {110, 120}, 128, 96);
-    EXPECT_TRUE(gesture.gNeedRefreshRect);
-    TrackRect(rect, gesture, {60, 500}, 128);
-    EXPECT_EQ(rect, (store::Rect{50, 480, 128, 96}));
+    const RectGesture gesture = PressRect(rect, {110, 120}, 128, 96);
     TrackRect(rect, gesture, {-900, -900}, 128);
     EXPECT_EQ(rect, (store::Rect{-128, -920, 128, 96}));
-    ReleaseRect(rect, gesture, 128, 96);
-    EXPECT_FALSE(gesture.gNeedRefreshRect);
-
-    gesture = PressRect(rect, {300, 200}, 128, 96);
-    EXPECT_FALSE(gesture.gNeedRefreshRect);
-    EXPECT_EQ(rect, (store::Rect{300, 200, 128, 96}));
-    TrackRect(rect, gesture, {290, 150}, 128);
-    EXPECT_EQ(rect, (store::Rect{300, 200, -10, -50}));
-    ReleaseRect(rect, gesture, 128, 96);
-    EXPECT_EQ(rect, (store::Rect{300, 200, -128, -96}));
+    rect = {300, 200, -128, -96};
     EXPECT_EQ(WithTopLeftCorner(rect), (store::Rect{172, 104, -128, -96}));
-
-    // The area above and left of the corner is inside now; the border is not.
-    EXPECT_TRUE(PressRect(rect, {180, 110}, 128, 96).gNeedRefreshRect);
-    EXPECT_FALSE(PressRect(rect, {172, 110}, 128, 96).gNeedRefreshRect);
-    EXPECT_EQ(rect.x, 172);
+    for (const CanvasPoint inside : {CanvasPoint{173, 105}, {299, 199}})
+        EXPECT_TRUE(PressRect(rect, inside, 128, 96).gNeedRefreshRect);
+    for (const CanvasPoint border : {CanvasPoint{172, 110}, {300, 110}, {180, 104}, {180, 200}}) {
+        store::Rect other = rect;
+        EXPECT_FALSE(PressRect(other, border, 128, 96).gNeedRefreshRect);
+        EXPECT_EQ(other, (store::Rect{border.x, border.y, 128, 96}));
+    }
 }
 
 }  // namespace
