@@ -70,7 +70,7 @@ class BrowserTest : public WindowFixture {
         for (const bool plugged : {true, false}) {
             stick.plugged = plugged;
             m_window->Browser().Refresh();
-            QTRY_COMPARE_WITH_TIMEOUT(root.Ids().size(), plugged ? 3U : 2U, kPatience);
+            AWAIT_EQUAL(root.Ids().size(), plugged ? 3U : 2U);
             WaitForFolder(Pictures());
         }
     }
@@ -134,31 +134,29 @@ class BrowserTest : public WindowFixture {
         const auto dateOf = [&](const char* name) {
             return m_window->Browser().Items().Find(IdOf(name))->modified;
         };
-        QTRY_VERIFY_WITH_TIMEOUT(dateOf("notes.txt") == kLongAgo && dateOf("b.png") == kLongAgo + 3,
-                                 kPatience);
+        AWAIT(dateOf("notes.txt") == kLongAgo && dateOf("b.png") == kLongAgo + 3);
         Edit("b.png");
         SelectInBrowser("notes.txt", Qt::ControlModifier);
-        QTRY_VERIFY_WITH_TIMEOUT(!m_window->IsLoading(), kPatience);
+        AWAIT(!m_window->IsLoading());
         const ItemID b = IdOf("b.png"), notes = IdOf("notes.txt");
         QCOMPARE(m_window->Browser().Items().Find(notes)->pictureCandidate, 0);
         fs::rename(Pictures() / "a.png", Pictures() / "aa.png");
         fs::create_directory(Pictures() / "new");
-        QTRY_COMPARE_WITH_TIMEOUT(Names().join(u' '), QStringLiteral("new aa.png b.png c.png notes.txt"),
-                                  kPatience);
+        AWAIT_EQUAL(Names().join(u' '), QStringLiteral("new aa.png b.png c.png notes.txt"));
         QCOMPARE(IdOf("b.png"), b);
         QCOMPARE(LastColumn().Selected(), (std::vector<ItemID>{b, notes}));
         QCOMPARE(m_window->Browser().Items().Find(notes)->pictureCandidate, 0);
         m_window->Browser().SetOrder(SortOrder::NewestFirst);
-        QTRY_COMPARE_WITH_TIMEOUT(Names().join(u' '), QStringLiteral("new b.png c.png aa.png notes.txt"),
-                                  kPatience);
+        AWAIT_EQUAL(Names().join(u' '), QStringLiteral("new b.png c.png aa.png notes.txt"));
         // The next one is the next that is seen.
         SelectInBrowser("b.png");
-        QTRY_VERIFY_WITH_TIMEOUT(!m_window->IsLoading() && m_window->Browser().G_CurSelItem == b, kPatience);
+        AWAIT(!m_window->IsLoading() && m_window->Browser().G_CurSelItem == b);
         Click(kAddButtonID);
-        QTRY_COMPARE_WITH_TIMEOUT(m_window->Browser().G_CurSelItem, IdOf("c.png"), kPatience);
+        AWAIT_EQUAL(m_window->Browser().G_CurSelItem, IdOf("c.png"));
+        QCOMPARE(LastColumn().Selected(), std::vector<ItemID>{IdOf("c.png")});
+        AWAIT(m_window->HasUnsavedChanges());
         // Back out of a folder that goes.
-        m_window->Browser().OpenPath(Pictures() / "new");
-        WaitForFolder(Pictures() / "new");
+        OpenFolder(Pictures() / "new");
         fs::remove(Pictures() / "new");
         WaitForFolder(Pictures());
     }
@@ -173,8 +171,8 @@ class BrowserTest : public WindowFixture {
         QVERIFY(line->isVisible() && line->text() == QStringLiteral("/"));
         QTest::keyClicks(line, QStringLiteral("no-such-folder"));
         QTest::keyClick(line, Qt::Key_Return);
-        QTRY_COMPARE_WITH_TIMEOUT(line->accessibleDescription(),
-                                  QStringLiteral("There is no such folder: /no-such-folder"), kPatience);
+        AWAIT_EQUAL(line->accessibleDescription(),
+                    QStringLiteral("There is no such folder: /no-such-folder"));
         line->setText(FromPath(hidden) + u'/');
         QTest::keyClick(line, Qt::Key_Return);
         WaitForFolder(hidden);
@@ -193,11 +191,11 @@ class BrowserTest : public WindowFixture {
             return [&told] { told += 100; };
         });
         threads->Start([&told]() -> LooseThreads::Outcome { return [&told] { ++told; }; });
-        QTRY_COMPARE_WITH_TIMEOUT(told, 1, kPatience);
+        AWAIT_EQUAL(told, 1);
         QVERIFY(LooseThreads::AnyRun());
         threads.reset();
         answer.set_value();
-        QTRY_VERIFY_WITH_TIMEOUT(!LooseThreads::AnyRun(), kPatience);
+        AWAIT(!LooseThreads::AnyRun());
         QCoreApplication::processEvents();
         QCOMPARE(told, 1);
     }

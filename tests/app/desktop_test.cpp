@@ -4,12 +4,16 @@
 #include <QDBusContext>
 #include <QDBusUnixFileDescriptor>
 #include <QProcess>
+#include <fstream>
+#include <future>
 
 #include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
 
 #include "app/parts/app_state.h"
+#include "platform/linux/mounted_volumes.h"
+#include "platform/linux/udisks.h"
 #include "tests/app/window_support.h"
 
 namespace lumato::app {
@@ -73,12 +77,40 @@ class NotificationService : public QObject {
     static constexpr uint kNumber = 7;
 };
 
+// Knows one device, and answers for it with the error of that name, with success when it is empty, or not at
+// all when it is "silent".
+class DiskService : public QObject, protected QDBusContext {
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.UDisks2.Filesystem")
+
+  public:
+    static constexpr const char* kDevice = "/dev/disk_with-odd_name";
+    QString error;
+
+  public slots:
+    void Unmount(const QVariantMap&) {
+        if (error == QLatin1String("silent"))
+            setDelayedReply(true);
+        else if (!error.isEmpty())
+            sendErrorReply(error, QStringLiteral("what the service says"));
+    }
+};
+
 class DesktopTest : public WindowFixture {
     Q_OBJECT
 
     QProcess m_daemon;
     std::unique_ptr<LoginService> m_login;
     std::unique_ptr<NotificationService> m_notifications;
+    DiskService m_disks;
+
+    // Done on another thread, as the window has it done: the service answers on this one.
+    template <class Work>
+    static auto Meanwhile(const Work& work) {
+        auto done = std::async(std::launch::async, work);
+        [&] { AWAIT(done.wait_for(std::chrono::seconds(0)) == std::future_status::ready); }();
+        return done.get();
+    }
 
     void Serve() {
         QDBusConnection desktop = QDBusConnection::connectToBus(
@@ -87,6 +119,10 @@ class DesktopTest : public WindowFixture {
         m_notifications = std::make_unique<NotificationService>();
         QVERIFY(desktop.registerService(QStringLiteral("org.freedesktop.login1")));
         QVERIFY(desktop.registerService(QStringLiteral("org.freedesktop.Notifications")));
+        QVERIFY(desktop.registerService(QStringLiteral("org.freedesktop.UDisks2")));
+        QVERIFY(desktop.registerObject(
+            QStringLiteral("/org/freedesktop/UDisks2/block_devices/disk_5fwith_2dodd_5fname"), &m_disks,
+            QDBusConnection::ExportAllSlots));
         QVERIFY(desktop.registerObject(QStringLiteral("/org/freedesktop/login1"), m_login.get(),
                                        QDBusConnection::ExportAllSlots));
         QVERIFY(desktop.registerObject(QStringLiteral("/org/freedesktop/Notifications"),
@@ -126,16 +162,15 @@ class DesktopTest : public WindowFixture {
         m_login->asked.clear();
         QVERIFY(!m_login->IsHeld());
         Click(kDownLoadButtonID);
-        QTRY_COMPARE_WITH_TIMEOUT(
-            m_login->asked, (QStringList{"sleep:shutdown:idle", "Lumato", "Download Pictures(s)", "block"}),
-            kPatience);
+        AWAIT_EQUAL(m_login->asked,
+                    (QStringList{"sleep:shutdown:idle", "Lumato", "Download Pictures(s)", "block"}));
         if (unplugged) {
-            QTRY_VERIFY_WITH_TIMEOUT(m_login->IsHeld(), kPatience);
+            AWAIT(m_login->IsHeld());
             QVERIFY(!MainThreadOwns());
             m_window->Link().DetachVirtualFrame();
         }
-        QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns(), kPatience);
-        QTRY_VERIFY_WITH_TIMEOUT(!m_login->IsHeld(), kPatience);
+        AWAIT(MainThreadOwns());
+        AWAIT(!m_login->IsHeld());
         QVERIFY(m_notifications->told.isEmpty());  // it was looked at, and short
     }
 
@@ -145,14 +180,65 @@ class DesktopTest : public WindowFixture {
         AddAndWait({"a.png", "b.png"});
         Click(kDownLoadButtonID);
         m_window->hide();
-        QTRY_VERIFY_WITH_TIMEOUT(!m_notifications->told.isEmpty(), kPatience);
+        AWAIT(!m_notifications->told.isEmpty());
         QCOMPARE(m_notifications->told, (QStringList{"Lumato", "MacLumato", "DownLoad Finished!",
                                                      "org.lumato.Lumato", "default", "Show the Window"}));
         emit m_notifications->ActionInvoked(NotificationService::kNumber + 1, "default");  // another's
         emit m_notifications->ActivationToken(NotificationService::kNumber, "leave");
         emit m_notifications->ActionInvoked(NotificationService::kNumber, "default");
-        QTRY_VERIFY_WITH_TIMEOUT(m_window->isVisible(), kPatience);
+        AWAIT(m_window->isVisible());
         QCOMPARE(qgetenv("XDG_ACTIVATION_TOKEN"), "leave");
+    }
+
+    void volumesAreUnmountedByTheDiskService() {
+        const std::string errors = "org.freedesktop.UDisks2.Error.";
+        const struct {
+            const char* device;
+            std::string error;
+            std::optional<ErrorKind> kind;
+            const char* said;
+        } rows[] = {
+            {DiskService::kDevice, "", {}, ""},
+            {DiskService::kDevice, errors + "NotMounted", {}, ""},  // somebody was quicker
+            {DiskService::kDevice, errors + "DeviceBusy", ErrorKind::Busy, ""},
+            {DiskService::kDevice, errors + "NotAuthorizedCanObtain", ErrorKind::Refused,
+             "what the service says"},
+            {DiskService::kDevice, "silent", ErrorKind::Refused, "does not answer"},
+            {"/dev/unknown", "", ErrorKind::Gone, ""},
+        };
+        for (const auto& row : rows) {
+            m_disks.error = QString::fromStdString(row.error);
+            const auto limit = std::chrono::milliseconds(row.error == "silent" ? 200 : 30000);
+            const auto done = Meanwhile([&] { return platform::UnmountByService(row.device, limit); });
+            QVERIFY2(done.has_value() == !row.kind, row.error.c_str());
+            if (row.kind) {
+                QCOMPARE(done.error().kind, *row.kind);
+                QVERIFY(QString::fromStdString(done.error().message.English()).contains(row.said));
+            }
+        }
+        // Whoever holds a busy one is named.
+        m_disks.error = QString::fromStdString(errors + "DeviceBusy");
+        std::ofstream(m_folder->Get() / "mountinfo")
+            << "26 21 8:17 / " << Pictures().native() << " rw shared:5 - vfat " << DiskService::kDevice
+            << " rw\n";
+        const std::ofstream held(Pictures() / "held");
+        platform::MountedVolumes volumes(
+            m_folder->Get() / "mountinfo", "/home/user",
+            [](const std::string& device, const Path&) { return platform::UnmountByService(device); });
+        const auto ejected = Meanwhile([&] { return volumes.Eject({.name = "FRAME", .root = Pictures()}); });
+        QCOMPARE(ejected.error().kind, ErrorKind::Busy);
+        const QString said = QString::fromStdString(ejected.error().message.English());
+        QVERIFY2(said.contains(QStringLiteral("(process %1)").arg(::getpid())), qPrintable(said));
+        // Without the service, or the bus, there is none.
+        QDBusConnection(QStringLiteral("desktop"))
+            .unregisterService(QStringLiteral("org.freedesktop.UDisks2"));
+        for (const QByteArray& address :
+             {qgetenv("DBUS_SYSTEM_BUS_ADDRESS"), QByteArray("unix:path=/nowhere")}) {
+            qputenv("DBUS_SYSTEM_BUS_ADDRESS", address);
+            QCOMPARE(Meanwhile([] { return platform::UnmountByService("/dev/sdb1"); }).error().kind,
+                     ErrorKind::NotFound);
+        }
+        qputenv("DBUS_SYSTEM_BUS_ADDRESS", qgetenv("DBUS_SESSION_BUS_ADDRESS"));
     }
 };
 

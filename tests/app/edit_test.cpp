@@ -9,7 +9,6 @@
 #include "picture/picture_state.h"
 #include "store/store.h"
 #include "tests/app/window_support.h"
-#include "vframe/new_frame.h"
 
 namespace lumato::app {
 namespace {
@@ -18,8 +17,7 @@ class EditTest : public WindowFixture {
     Q_OBJECT
 
     void AttachLcd(std::uint32_t width, std::uint32_t height) {
-        std::filesystem::remove(Frame());
-        QVERIFY(vframe::CreateFrame(Frame(), {.lcdWidth = width, .lcdHeight = height, .flashSize = 4 << 20}));
+        MakeFrame(width, height);
         Attach();
     }
     RectView& View() { return Find<RectView>(myHIRectID); }
@@ -36,7 +34,7 @@ class EditTest : public WindowFixture {
     // What lies away from an edge has the colour that the frame will show there.
     void CheckColours() {
         auto& view = Find<EditView>(myHIViewID);
-        QTRY_VERIFY_WITH_TIMEOUT(view.IsFine() && view.ShowsPicture(), kPatience);
+        AWAIT(view.IsFine() && view.ShowsPicture());
         const QRectF rect = OnCanvas(Rect());
         const int width = static_cast<int>(rect.width()), height = static_cast<int>(rect.height());
         const auto sent = picture::RenderLcdBitmap(picture::WithTopLeftCorner(Rect()));
@@ -150,22 +148,20 @@ class EditTest : public WindowFixture {
         AttachLcd(320, 240);
         MakePicture(Pictures() / "wide.png", 4321, 1234);
         m_window->SelectFile(Pictures() / "wide.png");
-        QTRY_VERIFY_WITH_TIMEOUT(picture::Pictures().gmyCGimage != nullptr, kPatience);
+        AWAIT(picture::Pictures().gmyCGimage != nullptr);
         Press("fitWhole");
         Press("turnLeft");
         const picture::MyImage made = *picture::Pictures().gmyCGimage;
         QVERIFY(std::abs(4321 * made.scaleY - 240) < 0.1F);
-        QTRY_VERIFY_WITH_TIMEOUT(Remark().contains(QStringLiteral("black")), kPatience);
+        AWAIT(Remark().contains(QStringLiteral("black")));
         Click(kAddButtonID);
-        QTRY_COMPARE_WITH_TIMEOUT(Waiting(), 1, kPatience);
+        AWAIT_EQUAL(Waiting(), 1);
         Edit("a.png");
-        QTRY_VERIFY_WITH_TIMEOUT(
-            m_window->findChild<QAbstractButton*>(QStringLiteral("fitFill"))->isChecked(), kPatience);
-        m_window->List().setCurrentIndex(m_window->List().model()->index(0, 0));
-        QTRY_VERIFY_WITH_TIMEOUT(store::Store().gmyCurrentSelectItem == 1, kPatience);
+        AWAIT(m_window->findChild<QAbstractButton*>(QStringLiteral("fitFill"))->isChecked());
+        SelectListed(0);
+        AWAIT(store::Store().gmyCurrentSelectItem == 1);
         m_window->EditAgain();
-        QTRY_COMPARE_WITH_TIMEOUT(WithoutLetter(Find<QPushButton>(kAddButtonID).text()),
-                                  QStringLiteral("Replace"), kPatience);
+        AWAIT_EQUAL(WithoutLetter(Find<QPushButton>(kAddButtonID).text()), QStringLiteral("Replace"));
         const picture::MyImage& again = *picture::Pictures().gmyCGimage;
         QCOMPARE(again.scaleY, made.scaleY);
         QCOMPARE(again.rotation, made.rotation);
@@ -176,18 +172,18 @@ class EditTest : public WindowFixture {
         Attach();
         MakePicture(Pictures() / "a.png", 40, 30);
         Edit("a.png");
-        QTRY_VERIFY_WITH_TIMEOUT(Remark().contains(QStringLiteral("40 × 30")), kPatience);
+        AWAIT(Remark().contains(QStringLiteral("40 × 30")));
         Drag(OnCanvas(520, 380), OnCanvas(560, 399));
         QVERIFY(Remark().contains(QStringLiteral("nothing")));
         for (const bool add : {false, true}) {
             Click(kAddButtonID);
-            QTRY_VERIFY_WITH_TIMEOUT(Question() != nullptr, kPatience);
+            AWAIT(Question() != nullptr);
             QCOMPARE(Listed(), 0);
             const QPointer<QMessageBox> question = Question();
             question->buttons().at(add ? 0 : 1)->click();
-            QTRY_VERIFY_WITH_TIMEOUT(question == nullptr, kPatience);
+            AWAIT(question == nullptr);
         }
-        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 1, kPatience);
+        AWAIT_EQUAL(Listed(), 1);
     }
 };
 

@@ -6,6 +6,7 @@
 #include "app/frame/usb_watch.h"
 #include "app/parts/loose_threads.h"
 #include "tests/app/window_support.h"
+#include "tests/support/fake_system.h"
 #include "vframe/virtual_bus.h"
 
 namespace lumato::app {
@@ -69,16 +70,16 @@ class FramesTest : public WindowFixture {
     // One that notes what it is asked, and refuses: then the command is said. Once it agrees nothing is left
     // to do.
     void PolkitIsAsked() {
-        QTRY_VERIFY_WITH_TIMEOUT(m_window->findChild<QAction*>("permit")->isVisible(), kPatience);
+        AWAIT(m_window->findChild<QAction*>("permit")->isVisible());
         m_window->findChild<QAction*>("permit")->trigger();
-        QTRY_VERIFY_WITH_TIMEOUT(Question() != nullptr, kPatience);
+        AWAIT(Question() != nullptr);
         QVERIFY(Question()->text().contains("lumatoctl permit"));
         Question()->accept();
         const std::vector<std::uint8_t> asked = test::TakeBytes(m_folder->Get() / "asked");
         QVERIFY(std::string(asked.begin(), asked.end()).ends_with("lumatoctl permit\n"));
         test::PutBytes(m_folder->Get() / "agreed", {});
         m_window->findChild<QAction*>("permit")->trigger();
-        QTRY_VERIFY_WITH_TIMEOUT(!m_window->findChild<QAction*>("permit")->isVisible(), kPatience);
+        AWAIT(!m_window->findChild<QAction*>("permit")->isVisible());
         QVERIFY(Question() == nullptr);
     }
 
@@ -91,14 +92,13 @@ class FramesTest : public WindowFixture {
             WaitForPanel();
             QVERIFY(m_window->Link().UsesHardware());
             usb.Unplug(*frame);
-            QTRY_VERIFY_WITH_TIMEOUT(!m_window->Panel().IsEnabled(), kPatience);
+            AWAIT(!m_window->Panel().IsEnabled());
             WaitForNote("Device Not Online!");
             frame = &Plug(usb, "real.frame");
         }
         WaitForPanel();
         AddAndWait({"a.png", "b.png"});
-        Click(kDownLoadButtonID);
-        WaitForNote("DownLoad Finished!");
+        DownloadAndWait();
         m_window.reset();
     }
 
@@ -113,8 +113,7 @@ class FramesTest : public WindowFixture {
         QVERIFY(volumes.m_unmounted);
         volumes.m_unmounted = false;  // the desktop mounts it again
         AddAndWait({"a.png"});
-        Click(kDownLoadButtonID);
-        WaitForNote("DownLoad Finished!");
+        DownloadAndWait();
         QVERIFY(volumes.m_unmounted);
         m_window.reset();
     }
@@ -124,7 +123,7 @@ class FramesTest : public WindowFixture {
         SlowVolumes volumes(m_folder->Get() / "volume");
         Open(0, &usb, &volumes);
         platform::BusService& first = Plug(usb, "first.frame");
-        QTRY_VERIFY_WITH_TIMEOUT(volumes.m_begun, kPatience);
+        AWAIT(volumes.m_begun);
         usb.Unplug(first);
         Plug(usb, "second.frame");
         usb.Unplug(Plug(usb, "third.frame"));
@@ -132,10 +131,10 @@ class FramesTest : public WindowFixture {
         QVERIFY(device::Link().Attached()->Name().ends_with("second.frame"));
         volumes.m_begun = volumes.m_unmounted = false;
         Plug(usb, "fourth.frame");  // and the window closes meanwhile, without waiting
-        QTRY_VERIFY_WITH_TIMEOUT(volumes.m_begun, kPatience);
+        AWAIT(volumes.m_begun);
         m_window.reset();
         QVERIFY(LooseThreads::AnyRun());
-        QTRY_VERIFY_WITH_TIMEOUT(!LooseThreads::AnyRun(), kPatience);
+        AWAIT(!LooseThreads::AnyRun());
     }
 
     void aSecondFrameIsNamedAndLeftAlone() {
@@ -143,25 +142,20 @@ class FramesTest : public WindowFixture {
         Open(0, &usb);
         Attach();
         platform::BusService& real = Plug(usb, "real.frame");
-        QTRY_VERIFY_WITH_TIMEOUT(Detail().contains(QStringLiteral("real.frame: a second frame")), kPatience);
+        AWAIT(Detail().contains(QStringLiteral("real.frame: a second frame")));
         QCOMPARE(Text(kNotesID), QStringLiteral("No Picture"));
         QVERIFY(m_window->Panel().IsEnabled());
         QVERIFY(!m_window->Link().UsesHardware());
         usb.Unplug(real);
         AddAndWait({"a.png"});
         m_window->Link().DetachVirtualFrame();
-        QTRY_VERIFY_WITH_TIMEOUT(!m_window->Panel().IsEnabled(), kPatience);
+        AWAIT(!m_window->Panel().IsEnabled());
 
         Plug(usb, "other.frame");
         WaitForPanel();
-        const auto attach = m_window->findChildren<QAction*>();
-        const auto found = std::ranges::find_if(attach, [](const QAction* action) {
-            return WithoutLetter(action->text()).startsWith("Attach Virtual");
-        });
-        QVERIFY(found != attach.end() && !(*found)->isEnabled());
+        QVERIFY(!Entry("Attach Virtual")->isEnabled());
         m_window->Frames().Attach(Frame());
-        QTRY_VERIFY_WITH_TIMEOUT(Question() != nullptr && Question()->text().contains("connected already"),
-                                 kPatience);
+        AWAIT(Question() != nullptr && Question()->text().contains("connected already"));
         QVERIFY(m_window->Link().UsesHardware());
         m_window.reset();
     }
@@ -176,14 +170,14 @@ class FramesTest : public WindowFixture {
                                            {ErrorKind::Refused, "/dev/sg7: no permission"}}) {
             ClosedBus usb({kind, reason});
             Open(0, &usb);
-            QTRY_COMPARE_WITH_TIMEOUT(Detail(), QString::fromLatin1(reason), kPatience);
+            AWAIT_EQUAL(Detail(), QString::fromLatin1(reason));
             WaitForNote("Device Not Online!");
             QVERIFY(!m_window->Panel().IsEnabled());
             if (kind == ErrorKind::Refused)
                 PolkitIsAsked();
             usb.Unplug();
             const auto* permit = m_window->findChild<QAction*>("permit");
-            QTRY_VERIFY_WITH_TIMEOUT(Detail().isEmpty() && !permit->isVisible(), kPatience);
+            AWAIT(Detail().isEmpty() && !permit->isVisible());
             m_window.reset();
         }
     }
@@ -192,7 +186,7 @@ class FramesTest : public WindowFixture {
         Open();
         Attach();
         m_window->findChild<QAction*>("report")->trigger();
-        QTRY_VERIFY_WITH_TIMEOUT(Question() != nullptr, kPatience);
+        AWAIT(Question() != nullptr);
         const QString report = QGuiApplication::clipboard()->text();
         QVERIFY(report.startsWith(QStringLiteral("Lumato report 1\n")) &&
                 report.contains(QStringLiteral("! attached\n")));
@@ -204,23 +198,11 @@ class FramesTest : public WindowFixture {
 
     // The kernel shows the frame, and has no node for it.
     void theUsbBusItselfIsAsked() {
-        const Path sys = m_folder->Get() / "sys";
-        const Path device = sys / "devices/usb1/host1/1:0:0:0";
-        std::filesystem::create_directories(device);
-        for (const char* bus : {"usb", "scsi/devices"})
-            std::filesystem::create_directories(sys / "bus" / bus);
-        std::filesystem::create_symlink(sys / "bus/usb", sys / "devices/usb1/subsystem");
-        std::filesystem::create_symlink(sys / "bus/scsi", device / "subsystem");
-        std::filesystem::create_symlink(device, sys / "bus/scsi/devices/1:0:0:0");
-        const auto put = [&](const char* name, const std::string& text) {
-            test::PutBytes(device / name, {text.begin(), text.end()});
-        };
-        put("type", "0\n");
-        put("vendor", "QUORVANE\n");
-        put("model", "Photo Frame\n");
-        UsbWatch usb({.family = "quorvane", .sysRoot = sys, .deviceRoot = sys / "dev", .watch = false});
+        test::FakeSystem system;
+        system.Add("usb", "1:0:0:0", "QUORVANE", "0", "");
+        UsbWatch usb(system.Options());
         Open(0, &usb);
-        QTRY_VERIFY_WITH_TIMEOUT(Detail().contains(QStringLiteral("modprobe sg")), kPatience);
+        AWAIT(Detail().contains(QStringLiteral("modprobe sg")));
         m_window.reset();
     }
 };

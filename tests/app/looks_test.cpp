@@ -84,9 +84,7 @@ class LooksTest : public WindowFixture {
         return {};
     }
     // A busy machine lays out later: a text that stays cut is the fault.
-    static void CheckRoom(const QWidget& window) {
-        QTRY_COMPARE_WITH_TIMEOUT(WithoutRoom(window), QString(), kPatience);
-    }
+    static void CheckRoom(const QWidget& window) { AWAIT_EQUAL(WithoutRoom(window), QString()); }
 
     // No two texts have the same letter, and `all` have one.
     static void CheckLetters(const QStringList& texts, bool all) {
@@ -212,8 +210,7 @@ class LooksTest : public WindowFixture {
     // What stands beside a note is put into other words with it, whoever said it; so are the places.
     void whatIsSaidFollowsTheLanguage() {
         Attach();
-        m_window->Browser().OpenPath(Pictures());
-        WaitForFolder(Pictures());
+        OpenFolder(Pictures());
         SelectInBrowser("notes.txt");
         WaitForNote("Couldn’t read this picture");
         QCOMPARE(Detail(), QStringLiteral("notes.txt: not a picture in any known format"));
@@ -294,8 +291,7 @@ class LooksTest : public WindowFixture {
         m_window->Browser().TakeFocus();
         QTest::keyClick(m_window->focusWidget(), Qt::Key_Tab);
         QCOMPARE(m_window->focusWidget(), &Find<QWidget>(myHIRectID));
-        m_window->Browser().OpenPath(Pictures());
-        WaitForFolder(Pictures());
+        OpenFolder(Pictures());
         m_window->Browser().TakeFocus();
         for (const char* name : {"View", "pictures"}) {
             QTest::keyClick(m_window->focusWidget(), Qt::Key_Backtab);
@@ -310,8 +306,7 @@ class LooksTest : public WindowFixture {
         DiskBrowser& browser = m_window->Browser();
         browser.SetView(BrowserView::Columns);
         const auto* area = browser.findChild<QScrollArea*>();
-        browser.OpenPath(deep);
-        WaitForFolder(deep);
+        OpenFolder(deep);
         const auto cut = [&] {
             QStringList found;
             for (const FolderColumn* column : browser.findChildren<FolderColumn*>()) {
@@ -324,7 +319,7 @@ class LooksTest : public WindowFixture {
         };
         for (const int width : {1100, 1301, 1700}) {
             m_window->resize(width, 700);
-            QTRY_COMPARE_WITH_TIMEOUT(cut(), QStringList(), kPatience);
+            AWAIT_EQUAL(cut(), QStringList());
         }
     }
 
@@ -332,11 +327,10 @@ class LooksTest : public WindowFixture {
         Attach();
         std::filesystem::remove(Pictures() / "notes.txt");
         DiskBrowser& browser = m_window->Browser();
-        browser.OpenPath(Pictures());
-        WaitForFolder(Pictures());
+        OpenFolder(Pictures());
         browser.TakeFocus();
         QTest::keyClick(m_window->focusWidget(), Qt::Key_A, Qt::ControlModifier);
-        QTRY_VERIFY_WITH_TIMEOUT(Find<EditView>(myHIViewID).ShowsPicture(), kPatience);
+        AWAIT(Find<EditView>(myHIViewID).ShowsPicture());
         QCOMPARE(browser.findChildren<FolderColumn*>().last()->Selected().size(), 3U);
     }
 
@@ -347,10 +341,10 @@ class LooksTest : public WindowFixture {
         QVERIFY(!Drop(*m_window->List().viewport(), {a, b}));
         Attach();
         QVERIFY(Drop(view, {a}));
-        QTRY_VERIFY_WITH_TIMEOUT(view.ShowsPicture(), kPatience);
+        AWAIT(view.ShowsPicture());
         QVERIFY(view.accessibleDescription().startsWith(QStringLiteral("a.png, ")));
         QVERIFY(Drop(*m_window->List().viewport(), {a, b}));
-        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 2, kPatience);
+        AWAIT_EQUAL(Listed(), 2);
         WaitForPanel();
         // A folder stands for its pictures, or for those of its folders; not every name is a text.
         const Path folder = m_folder->Get() / "M\xe4rz%";
@@ -361,10 +355,10 @@ class LooksTest : public WindowFixture {
         WaitForPanel();
         std::filesystem::copy_file(a, folder / "\xe4" / "#\xe4.png");
         QVERIFY(Drop(view, {folder}));
-        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 3, kPatience);
+        AWAIT_EQUAL(Listed(), 3);
         WaitForPanel();
         QVERIFY(Drop(*m_window->List().viewport(), {folder / "\xe4" / "#\xe4.png"}));
-        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 4, kPatience);
+        AWAIT_EQUAL(Listed(), 4);
     }
 };
 

@@ -9,7 +9,6 @@
 #include "store/store.h"
 #include "tests/app/window_support.h"
 #include "vframe/flash_image.h"
-#include "vframe/new_frame.h"
 
 namespace lumato::app {
 namespace {
@@ -35,11 +34,6 @@ void MakePhotograph(const Path& file, int width, int height) {
 class PicturesTest : public WindowFixture {
     Q_OBJECT
 
-    void MakeFrame(std::uint32_t width, std::uint32_t height, std::uint32_t flashSize) {
-        std::filesystem::remove(Frame());
-        QVERIFY(
-            vframe::CreateFrame(Frame(), {.lcdWidth = width, .lcdHeight = height, .flashSize = flashSize}));
-    }
     // Runs the loop until the task that was begun has ended; says how long it took.
     void Measure(const char* what, const std::function<bool()>& done) {
         QElapsedTimer whole;
@@ -62,7 +56,7 @@ class PicturesTest : public WindowFixture {
 
   private slots:
     void aPhotographOf24Megapixels() {
-        MakeFrame(800, 480, 4 << 20);
+        MakeFrame(800, 480);
         MakePhotograph(Pictures() / "photo1.jpg", 6000, 4000);
         std::filesystem::copy_file(Pictures() / "photo1.jpg", Pictures() / "photo2.jpg");
         Open();
@@ -71,24 +65,24 @@ class PicturesTest : public WindowFixture {
         Measure("selecting a photograph of 24 megapixels",
                 [] { return picture::Pictures().gmyCGimage != nullptr; });
         const auto& preview = Find<Preview>(myHIPreviewID);
-        QTRY_VERIFY_WITH_TIMEOUT(preview.Shown().quality == 90, kPatience);
+        AWAIT(preview.Shown().quality == 90);
         for (int turn = 0; turn < 3; ++turn) {
             QSignalSpy shown(&preview, &Preview::Changed);
             QTest::keyClick(&Arrows(kRotateArrowID), Qt::Key_Up);
             Measure("turning it by a degree, to the preview", [&] { return shown.count() > 0; });
         }
         const auto now = picture::TakeTrial(0)->Run();  // the last change may still be on its way
-        QTRY_VERIFY_WITH_TIMEOUT(preview.Shown().bytes == now->bytes, kPatience);
+        AWAIT(preview.Shown().bytes == now->bytes);
         const StreamImage tried = preview.Shown();
         QElapsedTimer whole;
         whole.start();
         Click(kAddButtonID);
         QVERIFY(whole.elapsed() < kLongestGap);
         Measure("adding it", [this] { return Listed() == 1 && Idle(); });
-        QTRY_VERIFY_WITH_TIMEOUT(!m_window->IsLoading(), kPatience);
+        AWAIT(!m_window->IsLoading());
         // What was shown is what the list now has, and the photograph is not.
-        Find<PictureList>(dbControlID1).setCurrentIndex(m_window->List().model()->index(0, 0));
-        QTRY_VERIFY_WITH_TIMEOUT(preview.Shown().room == -1 && !preview.Shown().image.isNull(), kPatience);
+        SelectListed(0);
+        AWAIT(preview.Shown().room == -1 && !preview.Shown().image.isNull());
         QVERIFY(preview.Shown().image == tried.image && preview.Shown().bytes == tried.bytes);
         QVERIFY(preview.Shown().unencoded == tried.unencoded && tried.unencoded != tried.image);
         Click(kAddButtonID);
@@ -113,8 +107,7 @@ class PicturesTest : public WindowFixture {
         Click(kDownLoadButtonID);
         Measure("downloading 509", [this] { return Idle() && !m_window->HasUnsavedChanges(); });
         QCOMPARE(ShownByTheFrame(), std::size_t{kMany});
-        m_window->Link().DetachVirtualFrame();
-        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 0, kPatience);
+        Detach();
         m_window->Frames().Attach(Frame());
         Measure("reading 509 back", [this] { return Listed() == kMany && Idle(); });
 
@@ -123,8 +116,7 @@ class PicturesTest : public WindowFixture {
             list.scrollTo(list.model()->index(row, 0));
             QTest::mouseClick(list.viewport(), Qt::LeftButton, {},
                               list.visualRect(list.model()->index(row, 0)).center());
-            QTRY_COMPARE_WITH_TIMEOUT(Text(kCurPic),
-                                      QStringLiteral("%1").arg(row + 1, 3, 10, QLatin1Char('0')), kPatience);
+            AWAIT_EQUAL(Text(kCurPic), QStringLiteral("%1").arg(row + 1, 3, 10, QLatin1Char('0')));
         }
         const auto top = [&] { return list.indexAt(QPoint(1, 1)).row(); };
         const int before = top();
@@ -143,7 +135,7 @@ class PicturesTest : public WindowFixture {
         m_window->MovePictures({kMany}, 1);
         Measure("moving the last to the front", [this] { return Idle() && m_window->HasUnsavedChanges(); });
         m_window->Undo();
-        QTRY_VERIFY_WITH_TIMEOUT(Idle() && !m_window->HasUnsavedChanges(), kPatience);
+        AWAIT(Idle() && !m_window->HasUnsavedChanges());
         const Path saved = m_folder->Get() / "saved";
         std::filesystem::create_directory(saved);
         m_window->SavePicturesTo(saved);
@@ -154,7 +146,7 @@ class PicturesTest : public WindowFixture {
 
     // The window's poses come from its controls and its mouse, those of lumatoctl from options.
     void theFlashEqualsWhatLumatoctlWrites() {
-        MakeFrame(480, 234, 4 << 20);
+        MakeFrame(480, 234);
         MakePhotograph(Pictures() / "photo.jpg", 3000, 2000);
         const Path other = m_folder->Get() / "other.frame";
         std::filesystem::copy_file(Frame(), other);
@@ -169,8 +161,8 @@ class PicturesTest : public WindowFixture {
         Type(kTranlateArrowXID, 25);
         Type(kTranlateArrowYID, -13);
         Click(kAddButtonID);
-        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 1, kPatience);
-        QTRY_VERIFY_WITH_TIMEOUT(Idle(), kPatience);
+        AWAIT_EQUAL(Listed(), 1);
+        AWAIT(Idle());
         Control(call + QStringList{FromPath(Pictures() / "photo.jpg"), "--rotate", "30", "--scale", "40",
                                    "--x", "25", "--y", "-13"});
 
@@ -179,8 +171,8 @@ class PicturesTest : public WindowFixture {
         const store::Rect rect = store::Store().gmyDrawrect;
         QVERIFY(rect.width < 0);
         Click(kAddButtonID);
-        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 2, kPatience);
-        QTRY_VERIFY_WITH_TIMEOUT(Idle(), kPatience);
+        AWAIT_EQUAL(Listed(), 2);
+        AWAIT(Idle());
         Control(call + QStringList{FromPath(Pictures() / "a.png"), QStringLiteral("--rect=%1,%2,%3,%4")
                                                                        .arg(double{rect.x}, 0, 'g', 9)
                                                                        .arg(double{rect.y}, 0, 'g', 9)
@@ -189,30 +181,28 @@ class PicturesTest : public WindowFixture {
 
         AddAndWait({"b.png", "photo.jpg"});
         Control(call + QStringList{FromPath(Pictures() / "b.png"), FromPath(Pictures() / "photo.jpg")});
-        Click(kDownLoadButtonID);
-        WaitForNote("DownLoad Finished!");
-        QTRY_VERIFY_WITH_TIMEOUT(Idle(), kPatience);
+        DownloadAndWait();
         QCOMPARE(ShownByTheFrame(), 4U);
         QVERIFY(*vframe::ReadFlashImage(Frame()) == *vframe::ReadFlashImage(other));
 
         // Edited again from its photograph, in the pose that it had, and replaced where it stands.
         PictureList& list = m_window->List();
-        list.setCurrentIndex(list.model()->index(0, 0));
-        QTRY_VERIFY_WITH_TIMEOUT(Idle(), kPatience);
+        SelectListed(0);
+        AWAIT(Idle());
         m_window->EditAgain();
         auto& add = Find<QPushButton>(kAddButtonID);
-        QTRY_COMPARE_WITH_TIMEOUT(add.text().remove(u'&'), QStringLiteral("Replace"), kPatience);
+        AWAIT_EQUAL(add.text().remove(u'&'), QStringLiteral("Replace"));
         QCOMPARE(Arrows(kRotateArrowID).value(), 30);
         QCOMPARE(Arrows(kTranlateArrowYID).value(), -13);
         Type(kRotateArrowID, 50);
         Click(kAddButtonID);
-        QTRY_COMPARE_WITH_TIMEOUT(add.text().remove(u'&'), QStringLiteral("Add"), kPatience);
-        QTRY_VERIFY_WITH_TIMEOUT(Idle() && Waiting() == 1, kPatience);
+        AWAIT_EQUAL(add.text().remove(u'&'), QStringLiteral("Add"));
+        AWAIT(Idle() && Waiting() == 1);
         QVERIFY(Listed() == 4 && !list.Model().Pictures()[0].inFrame);
         Control(call + QStringList{FromPath(Pictures() / "photo.jpg"), "--rotate", "50", "--scale", "40",
                                    "--x", "25", "--y", "-13", "--replace", "1"});
         Click(kDownLoadButtonID);
-        QTRY_VERIFY_WITH_TIMEOUT(Idle() && Waiting() == 0, kPatience);
+        AWAIT(Idle() && Waiting() == 0);
         QVERIFY(*vframe::ReadFlashImage(Frame()) == *vframe::ReadFlashImage(other));
     }
 
@@ -226,14 +216,14 @@ class PicturesTest : public WindowFixture {
         Open();
         Attach();
         m_window->AddFiles(files);
-        QTRY_VERIFY_WITH_TIMEOUT(Question() != nullptr && Question()->isVisible(), kPatience);
+        AWAIT(Question() != nullptr && Question()->isVisible());
         QCOMPARE(Listed(), 4);
         qDebug("%s", qPrintable(Question()->informativeText()));
         QTest::mouseClick(Question()->buttons().front(), Qt::LeftButton);
-        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 5, kPatience);
-        QTRY_VERIFY_WITH_TIMEOUT(Idle(), kPatience);
+        AWAIT_EQUAL(Listed(), 5);
+        AWAIT(Idle());
         Click(kDownLoadButtonID);
-        QTRY_VERIFY_WITH_TIMEOUT(Idle() && Waiting() == 0, kPatience);
+        AWAIT(Idle() && Waiting() == 0);
         QCOMPARE(ShownByTheFrame(), 5U);
     }
 };

@@ -20,9 +20,7 @@ class StatesTest : public WindowFixture {
         Open(kHundredTimesAsFast);
         Attach();
         AddAndWait({"a.png", "b.png"});
-        Click(kDownLoadButtonID);
-        WaitForNote("DownLoad Finished!");
-        WaitForPanel();
+        DownloadAndWait();
         AddAndWait({"c.png"});
     }
     // Three pictures are on the list then, the third not yet on the frame, and this begins.
@@ -42,8 +40,7 @@ class StatesTest : public WindowFixture {
         if (state == QLatin1String("download"))
             Click(kDownLoadButtonID);
         if (state == QLatin1String("reading")) {
-            m_window->Link().DetachVirtualFrame();
-            QTRY_COMPARE_WITH_TIMEOUT(Listed(), 0, kPatience);
+            Detach();
             m_window->Frames().Attach(Frame());
         }
         if (state == QLatin1String("saving"))
@@ -76,25 +73,22 @@ class StatesTest : public WindowFixture {
         const QObject listener;
         ListenTo(listener, notes);
         m_window->Link().DetachVirtualFrame();
-        QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns() && !m_window->Panel().IsEnabled() && Listed() == 0,
-                                 kPatience);
-        QTRY_VERIFY_WITH_TIMEOUT(notes.contains(QStringLiteral("Device Not Online!")), kPatience);
+        AWAIT(MainThreadOwns() && !m_window->Panel().IsEnabled() && Listed() == 0);
+        AWAIT(notes.contains(QStringLiteral("Device Not Online!")));
         QVERIFY(picture::Pictures().gmyCGimage == nullptr);
         for (QDialog* dialog : m_window->findChildren<QDialog*>())
             dialog->reject();
         // Back again, with what had been added: all of it, but for what the unplugging came before.
         Attach();
         const int least = state == QLatin1String("deleting") ? 2 : 3;
-        QTRY_VERIFY_WITH_TIMEOUT(Listed() >= least, kPatience);
+        AWAIT(Listed() >= least);
         QCOMPARE(m_window->HasUnsavedChanges(), Waiting() > 0);
-        QTRY_VERIFY_WITH_TIMEOUT(m_window->Panel().IsEnabled(), kPatience);
+        AWAIT(m_window->Panel().IsEnabled());
         const int listed = Listed();
         Edit("b.png");
         Click(kAddButtonID);
-        QTRY_COMPARE_WITH_TIMEOUT(Listed(), listed + 1, kPatience);
-        QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns(), kPatience);
-        Click(kDownLoadButtonID);
-        WaitForNote("DownLoad Finished!");
+        AWAIT(Listed() == listed + 1 && MainThreadOwns());
+        DownloadAndWait();
         QCOMPARE(ShownByTheFrame(), static_cast<std::size_t>(listed) + 1);
     }
 
@@ -110,22 +104,20 @@ class StatesTest : public WindowFixture {
         QVERIFY(m_window->isVisible());
         if (IsTransfer(state)) {
             QVERIFY(m_window->findChild<QMessageBox*>() == nullptr);
-            QTRY_VERIFY_WITH_TIMEOUT(
-                notes.contains(QStringLiteral("Can not quit application,during transfering data!")),
-                kPatience);
+            AWAIT(notes.contains(QStringLiteral("Can not quit application,during transfering data!")));
         }
-        QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns() && m_window->Panel().IsEnabled(), kPatience);
+        AWAIT(MainThreadOwns() && m_window->Panel().IsEnabled());
         m_window->close();
-        QTRY_COMPARE_WITH_TIMEOUT(m_window->findChildren<QMessageBox*>().size(), 1, kPatience);
+        AWAIT_EQUAL(m_window->findChildren<QMessageBox*>().size(), 1);
         QCOMPARE(Question()->informativeText().contains(QStringLiteral("kept")),
                  state != QLatin1String("download") && state != QLatin1String("deleting"));
         QTest::keyClick(Question(), Qt::Key_Escape);
-        QTRY_VERIFY_WITH_TIMEOUT(Question() == nullptr, kPatience);
+        AWAIT(Question() == nullptr);
         QVERIFY(m_window->isVisible());
         m_window->close();
-        QTRY_VERIFY_WITH_TIMEOUT(Question() != nullptr, kPatience);
+        AWAIT(Question() != nullptr);
         QTest::keyClick(Question(), Qt::Key_Return);
-        QTRY_VERIFY_WITH_TIMEOUT(device::Link().frame == nullptr, kPatience);
+        AWAIT(device::Link().frame == nullptr);
         for (QDialog* dialog : m_window->findChildren<QDialog*>())
             dialog->reject();
         if (state == QLatin1String("download"))
@@ -136,27 +128,27 @@ class StatesTest : public WindowFixture {
         OpenWithPictures();  // one waits
         const auto asked = [this] {
             m_window->close();
-            [&] { QTRY_VERIFY_WITH_TIMEOUT(Question() != nullptr, kPatience); }();
+            [&] { AWAIT(Question() != nullptr); }();
             const QString text = Question() != nullptr ? Question()->informativeText() : QString();
             return std::pair(text.contains(QStringLiteral("kept")),
                              text.contains(QStringLiteral("forgotten")));
         };
         QCOMPARE(asked(), std::pair(true, false));
         QTest::keyClick(Question(), Qt::Key_Escape);
-        QTRY_VERIFY_WITH_TIMEOUT(Question() == nullptr, kPatience);
+        AWAIT(Question() == nullptr);
         m_window->MovePictures({1}, 3);
-        QTRY_VERIFY_WITH_TIMEOUT(IsReady(), kPatience);
+        AWAIT(IsReady());
         QCOMPARE(asked(), std::pair(true, true));
         // Files that are handed over meanwhile are at stake, too.
         const QString before = Question()->informativeText();
         m_window->ComeForward({Pictures() / "a.png", Pictures() / "b.png"});
-        QTRY_VERIFY_WITH_TIMEOUT(IsReady() && Listed() == 5, kPatience);
-        QTRY_VERIFY_WITH_TIMEOUT(Question() != nullptr && Question()->informativeText() != before, kPatience);
+        AWAIT(IsReady() && Listed() == 5);
+        AWAIT(Question() != nullptr && Question()->informativeText() != before);
         for (QAbstractButton* button : Question()->buttons()) {
             if (button->text().remove(u'&') == QLatin1String("Download First"))
                 button->click();
         }
-        QTRY_VERIFY_WITH_TIMEOUT(device::Link().frame == nullptr, kPatience);
+        AWAIT(device::Link().frame == nullptr);
         QCOMPARE(ShownByTheFrame(), 5U);
     }
 
@@ -166,15 +158,15 @@ class StatesTest : public WindowFixture {
         QVERIFY(App().state == WindowState::Reading);
         m_window->findChild<QPushButton*>(QLatin1String(kStopButton))->click();
         WaitForNote("Reading stopped");
-        QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns(), kPatience);
+        AWAIT(MainThreadOwns());
         QVERIFY(!IsReady() && !m_window->HasUnsavedChanges() && Listed() < 2);
-        QTRY_COMPARE_WITH_TIMEOUT(Text(kTotalPic), QStringLiteral("–"), kPatience);
+        AWAIT_EQUAL(Text(kTotalPic), QStringLiteral("–"));
         QCOMPARE(Find<QWidget>(myHIRectID).focusPolicy(), Qt::NoFocus);
         m_window->MyDownLoadButtonHandler();
         QVERIFY(MainThreadOwns());
         m_window->Link().ReadAgain();
         WaitForPanel();
-        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 3, kPatience);
+        AWAIT_EQUAL(Listed(), 3);
         QCOMPARE(ShownByTheFrame(), 2U);
     }
 
@@ -182,15 +174,12 @@ class StatesTest : public WindowFixture {
         OpenWithPictures();
         m_window->MyDeleteAllCheckBoxHandler(true);
         m_window->MyDelButtonHandler();
-        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 0, kPatience);
-        QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns(), kPatience);
+        AWAIT(Listed() == 0 && MainThreadOwns());
         m_window->Undo();
-        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 3, kPatience);
-        QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns(), kPatience);
-        m_window->Link().DetachVirtualFrame();
-        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 0, kPatience);
+        AWAIT(Listed() == 3 && MainThreadOwns());
+        Detach();
         Attach();
-        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 3, kPatience);
+        AWAIT_EQUAL(Listed(), 3);
         QCOMPARE(Waiting(), 1);
         WaitForNote("Pictures not yet on the frame are back in the list");
     }

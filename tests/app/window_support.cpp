@@ -55,7 +55,7 @@ void WindowFixture::SetUp() {
     for (const char* name : {"b.png", "c.png"})
         std::filesystem::copy_file(Pictures() / "a.png", Pictures() / name);
     test::PutBytes(Pictures() / "notes.txt", {'h', 'i'});
-    QVERIFY(vframe::CreateFrame(Frame(), {.lcdWidth = 128, .lcdHeight = 128, .flashSize = 1 << 20}));
+    MakeFrame(128, 128, 1 << 20);
     Open();
 }
 
@@ -74,8 +74,7 @@ void WindowFixture::MakePicture(const Path& file, int width, int height) {
 void WindowFixture::Open(double pace, platform::Bus* hardware, platform::Volumes* volumes) {
     OpenAsLeft(pace, hardware, volumes);
     m_window->resize(1200, 760);
-    m_window->Browser().OpenPath(Pictures());
-    WaitForFolder(Pictures());
+    OpenFolder(Pictures());
 }
 
 void WindowFixture::OpenAsLeft(double pace, platform::Bus* hardware, platform::Volumes* volumes) {
@@ -93,12 +92,27 @@ void WindowFixture::OpenAsLeft(double pace, platform::Bus* hardware, platform::V
 
 void WindowFixture::WaitForFolder(const Path& folder) {
     DiskBrowser& browser = m_window->Browser();
-    QTRY_VERIFY_WITH_TIMEOUT(browser.OpenFolder() == folder && !browser.IsReading(), kPatience);
+    AWAIT(browser.OpenFolder() == folder && !browser.IsReading());
+}
+
+void WindowFixture::OpenFolder(const Path& folder) {
+    m_window->Browser().OpenPath(folder);
+    WaitForFolder(folder);
 }
 
 void WindowFixture::Attach() {
     m_window->Frames().Attach(Frame());
     WaitForPanel();
+}
+
+void WindowFixture::Detach() {
+    m_window->Link().DetachVirtualFrame();
+    AWAIT_EQUAL(Listed(), 0);
+}
+
+void WindowFixture::MakeFrame(std::uint32_t width, std::uint32_t height, std::uint32_t flashSize) {
+    std::filesystem::remove(Frame());
+    QVERIFY(vframe::CreateFrame(Frame(), {.lcdWidth = width, .lcdHeight = height, .flashSize = flashSize}));
 }
 
 // Work of a moment leaves the panel enabled.
@@ -108,7 +122,7 @@ void WindowFixture::WaitForPanel() {
 }
 
 void WindowFixture::WaitForNote(const char* note) {
-    QTRY_COMPARE_WITH_TIMEOUT(Text(kNotesID), QString::fromUtf8(note), kPatience);
+    AWAIT_EQUAL(Text(kNotesID), QString::fromUtf8(note));
 }
 
 void WindowFixture::AddAndWait(const std::vector<const char*>& names) {
@@ -117,7 +131,7 @@ void WindowFixture::AddAndWait(const std::vector<const char*>& names) {
     for (const char* name : names)
         files.push_back(Pictures() / name);
     m_window->AddFiles(files);
-    QTRY_COMPARE_WITH_TIMEOUT(Listed(), before + static_cast<int>(files.size()), kPatience);
+    AWAIT_EQUAL(Listed(), before + static_cast<int>(files.size()));
     WaitForPanel();
 }
 
@@ -141,7 +155,13 @@ void WindowFixture::SelectInBrowser(const char* name, Qt::KeyboardModifiers modi
 
 void WindowFixture::Edit(const char* name) {
     SelectInBrowser(name);
-    QTRY_VERIFY_WITH_TIMEOUT(!m_window->IsLoading() && picture::Pictures().gmyCGimage != nullptr, kPatience);
+    AWAIT(!m_window->IsLoading() && picture::Pictures().gmyCGimage != nullptr);
+}
+
+void WindowFixture::DownloadAndWait() {
+    Click(kDownLoadButtonID);
+    WaitForNote("DownLoad Finished!");
+    WaitForPanel();
 }
 
 int WindowFixture::Waiting() {
@@ -152,6 +172,13 @@ int WindowFixture::Waiting() {
 
 QString WindowFixture::Detail() {
     return m_window->findChild<DetailLabel*>()->text();
+}
+
+QAction* WindowFixture::Entry(const char* text) {
+    for (QAction* action : m_window->findChildren<QAction*>())
+        if (WithoutLetter(action->text()).startsWith(QString::fromUtf8(text)))
+            return action;
+    return nullptr;
 }
 
 QPoint WindowFixture::OnCanvas(double x, double y) {

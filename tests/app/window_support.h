@@ -27,6 +27,10 @@ inline constexpr qint64 kLongestWork = 500;
 inline constexpr qint64 kLongestGap = 3000;
 inline constexpr double kHundredTimesAsFast = 100;
 
+// Waits for what is to come about, as long as it takes.
+#define AWAIT(condition) QTRY_VERIFY_WITH_TIMEOUT(condition, kPatience)
+#define AWAIT_EQUAL(actual, expected) QTRY_COMPARE_WITH_TIMEOUT(actual, expected, kPatience)
+
 class WindowFixture : public QObject {
     Q_OBJECT
 
@@ -47,11 +51,16 @@ class WindowFixture : public QObject {
     void OpenAsLeft(double pace = 0, platform::Bus* hardware = nullptr, platform::Volumes* volumes = nullptr);
     // The folder is open and its items are listed.
     void WaitForFolder(const Path& folder);
+    void OpenFolder(const Path& folder);
     void Attach();
+    void Detach();
+    // An empty frame in the place of Frame().
+    void MakeFrame(std::uint32_t width, std::uint32_t height, std::uint32_t flashSize = 4 << 20);
     void WaitForPanel();
     void WaitForNote(const char* note);
     // Puts the files on the list and waits.
     void AddAndWait(const std::vector<const char*>& names);
+    void DownloadAndWait();
 
     template <class Control>
     Control& Find(ControlId id) {
@@ -64,10 +73,13 @@ class WindowFixture : public QObject {
     void SelectInBrowser(const char* name, Qt::KeyboardModifiers modifiers = Qt::NoModifier);
     void Edit(const char* name);
     int Listed() { return m_window->List().Model().rowCount(); }
+    void SelectListed(int row) { m_window->List().setCurrentIndex(m_window->List().model()->index(row, 0)); }
     int Waiting();  // of those, not yet on the frame
     QString Text(ControlId id) { return Find<QLabel>(id).text(); }
     QString Detail();
     QMessageBox* Question() { return m_window->findChild<QMessageBox*>(); }
+    // The menu entry whose text begins with this.
+    QAction* Entry(const char* text);
 
     QPoint OnCanvas(double x, double y);
     void Drag(QPoint from, QPoint to);

@@ -53,26 +53,6 @@ class WindowTest : public WindowFixture {
         WaitForFolder(m_folder->Get());
     }
 
-    void aFileThatIsNoPictureClearsTheView() {
-        Attach();
-        Edit("a.png");
-        SelectInBrowser("notes.txt");
-        QTRY_VERIFY_WITH_TIMEOUT(picture::Pictures().gmyCGimage == nullptr, kPatience);
-        QTRY_COMPARE_WITH_TIMEOUT(Text(kNotesID), QStringLiteral("Couldn't Process!"), kPatience);
-        Edit("a.png");
-    }
-
-    void oneIsAddedAndTheNextSelected() {
-        Attach();
-        Edit("a.png");
-        Click(kAddButtonID);
-        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 1, kPatience);
-        QTRY_COMPARE_WITH_TIMEOUT(m_window->Browser().Items().Find(m_window->Browser().G_CurSelItem)->name,
-                                  QStringLiteral("b.png"), kPatience);
-        QCOMPARE(LastColumn().Selected(), std::vector<ItemID>{m_window->Browser().G_CurSelItem});
-        QVERIFY(m_window->HasUnsavedChanges());
-    }
-
     void severalAreAddedAndDownloaded() {
         test::PutBytes(Pictures() / "c.png",
                        test::MakeJpeg({128, 128, 3, std::vector<std::uint8_t>(128 * 128 * 3)},
@@ -81,14 +61,13 @@ class WindowTest : public WindowFixture {
         Edit("c.png");
         QVERIFY(Detail().startsWith(QStringLiteral("c.png: its colour profile")));
         m_window->MyUpLoadButtonHandler();
-        QTRY_COMPARE_WITH_TIMEOUT(Text(kNotesID), QStringLiteral("No Pictures"), kPatience);
+        AWAIT_EQUAL(Text(kNotesID), QStringLiteral("No Pictures"));
         SelectInBrowser("a.png");
         SelectInBrowser("notes.txt", Qt::ShiftModifier);
         Click(kAddButtonID);
-        QTRY_VERIFY_WITH_TIMEOUT(!m_window->Panel().IsEnabled(), kPatience);
-        WaitForPanel();
-        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 3, kPatience);
+        AWAIT(!m_window->Panel().IsEnabled());
         WaitForNote("3 added, 1 refused");  // the text file
+        WaitForPanel();
         QTest::mouseClick(m_window->findChild<QPushButton*>(kBatchReportButton), Qt::LeftButton);
         auto* report = m_window->findChild<BatchReportDialog*>();
         QVERIFY(report != nullptr);
@@ -98,11 +77,9 @@ class WindowTest : public WindowFixture {
         QVERIFY(copied.contains(QStringLiteral("\nc.png\tits colour profile")));
         report->reject();
         QCOMPARE(ShownByTheFrame(), 0U);
-        Click(kDownLoadButtonID);
-        WaitForPanel();
-        QTRY_COMPARE_WITH_TIMEOUT(Text(kNotesID), QStringLiteral("DownLoad Finished!"), kPatience);
+        DownloadAndWait();
         QCOMPARE(ShownByTheFrame(), 3U);
-        QTRY_VERIFY_WITH_TIMEOUT(!m_window->HasUnsavedChanges(), kPatience);
+        AWAIT(!m_window->HasUnsavedChanges());
     }
 
     void notesGoWithTheirCause() {
@@ -111,10 +88,11 @@ class WindowTest : public WindowFixture {
         const QString before = Text(kNotesID);
         for (int time = 0; time < 2; ++time) {  // the second time it is known
             SelectInBrowser("notes.txt");
-            QTRY_COMPARE_WITH_TIMEOUT(Text(kNotesID), bad, kPatience);
+            AWAIT(picture::Pictures().gmyCGimage == nullptr);
+            AWAIT_EQUAL(Text(kNotesID), bad);
             QVERIFY(Detail().startsWith(QStringLiteral("notes.txt: ")));
             Edit("a.png");
-            QTRY_COMPARE_WITH_TIMEOUT(Text(kNotesID), before, kPatience);
+            AWAIT_EQUAL(Text(kNotesID), before);
             QVERIFY(Detail().isEmpty());
         }
     }
@@ -126,10 +104,9 @@ class WindowTest : public WindowFixture {
         SelectInBrowser("b.png");
         SelectInBrowser("c.png", Qt::ShiftModifier);
         m_window->ComeForward({Pictures() / "a.png"});
-        QTRY_VERIFY_WITH_TIMEOUT(Find<EditView>(myHIViewID).accessibleDescription().startsWith("a.png"),
-                                 kPatience);
+        AWAIT(Find<EditView>(myHIViewID).accessibleDescription().startsWith("a.png"));
         Click(kAddButtonID);
-        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 1, kPatience);
+        AWAIT_EQUAL(Listed(), 1);
         WaitForPanel();
         std::vector<Path> files(10, Pictures() / "b.png");
         files.push_back(Pictures() / "notes.txt");
@@ -137,7 +114,7 @@ class WindowTest : public WindowFixture {
         QVERIFY(!MainThreadOwns());
         m_window->ComeForward({Pictures() / "a.png"});
         m_window->ComeForward({Pictures() / "c.png"});
-        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 13, kPatience);
+        AWAIT_EQUAL(Listed(), 13);
         WaitForNote("12 added, 1 refused");  // of both lots
         WaitForPanel();
     }
@@ -146,61 +123,48 @@ class WindowTest : public WindowFixture {
     void picturesAreMoved() {
         Attach();
         AddAndWait({"a.png", "b.png", "c.png"});
-        Click(kDownLoadButtonID);
-        WaitForNote("DownLoad Finished!");
-        WaitForPanel();
-        const auto names = [this] {
-            QStringList listed;
+        DownloadAndWait();
+        const auto standAs = [this](const char* order, bool due = true) {
+            QString listed;
             for (const ListedPicture& picture : m_window->List().Model().Pictures())
                 listed += picture.name.mid(7, 1);
-            return listed.join(QString());
+            return MainThreadOwns() && listed == QLatin1String(order) && m_window->HasUnsavedChanges() == due;
         };
-        QTRY_VERIFY_WITH_TIMEOUT(!m_window->HasUnsavedChanges(), kPatience);
+        AWAIT(standAs("123", false));
         PictureList& list = m_window->List();
-        list.setCurrentIndex(list.model()->index(2, 0));
-        QTest::keyClick(m_window.get(), Qt::Key_Up, Qt::AltModifier);
-        QTest::keyClick(m_window.get(), Qt::Key_Up, Qt::AltModifier);
-        QTest::keyClick(m_window.get(), Qt::Key_Up, Qt::AltModifier);  // it is the first
-        QTRY_COMPARE_WITH_TIMEOUT(names(), QStringLiteral("312"), kPatience);
-        QTRY_COMPARE_WITH_TIMEOUT(list.currentIndex().row(), 0, kPatience);
-        QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns() && m_window->HasUnsavedChanges(), kPatience);
+        SelectListed(2);
+        for (int times = 0; times < 3; ++times)  // at last it is the first
+            QTest::keyClick(m_window.get(), Qt::Key_Up, Qt::AltModifier);
+        AWAIT(standAs("312"));
+        AWAIT_EQUAL(list.currentIndex().row(), 0);
         QVERIFY(Detail().startsWith(QStringLiteral("2 blocks")));
         // Several at once are one step.
         QTest::keyClick(&list, Qt::Key_Down, Qt::ShiftModifier);
         QTest::keyClick(m_window.get(), Qt::Key_Down, Qt::AltModifier);
-        QTRY_COMPARE_WITH_TIMEOUT(names(), QStringLiteral("231"), kPatience);
-        QTRY_COMPARE_WITH_TIMEOUT(list.Selected(), (std::vector<int>{2, 3}), kPatience);
-        QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns(), kPatience);
+        AWAIT(standAs("231"));
+        AWAIT_EQUAL(list.Selected(), (std::vector<int>{2, 3}));
         m_window->Undo();
-        QTRY_COMPARE_WITH_TIMEOUT(names(), QStringLiteral("312"), kPatience);
-        QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns(), kPatience);
+        AWAIT(standAs("312"));
         // What is asked for while the list changes is done behind that.
         emit list.ItemsMoved({1}, 4);
         QVERIFY(!MainThreadOwns());
         m_window->MyDelButtonHandler();
-        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 1, kPatience);
-        QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns(), kPatience);
+        AWAIT(Listed() == 1 && MainThreadOwns());
         m_window->Undo();
         m_window->Undo();
-        QTRY_COMPARE_WITH_TIMEOUT(names(), QStringLiteral("312"), kPatience);
-        QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns(), kPatience);
+        AWAIT(standAs("312"));
         // So is dragging, of what was dragged, whatever its place is then.
         emit list.ItemsMoved({1}, 4);
         emit list.ItemsMoved({1}, 3);
-        QTRY_COMPARE_WITH_TIMEOUT(names(), QStringLiteral("132"), kPatience);
-        QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns(), kPatience);
+        AWAIT(standAs("132"));
         emit list.ItemsMoved({3}, 2);
-        QTRY_COMPARE_WITH_TIMEOUT(names(), QStringLiteral("123"), kPatience);
-        QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns() && !m_window->HasUnsavedChanges(), kPatience);
+        AWAIT(standAs("123", false));
         emit list.ItemsMoved({2}, 1);
-        QTRY_VERIFY_WITH_TIMEOUT(MainThreadOwns() && m_window->HasUnsavedChanges(), kPatience);
-        Click(kDownLoadButtonID);
-        WaitForNote("DownLoad Finished!");
-        WaitForPanel();
-        m_window->Link().DetachVirtualFrame();
-        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 0, kPatience);
+        AWAIT(standAs("213"));
+        DownloadAndWait();
+        Detach();
         Attach();
-        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 3, kPatience);
+        AWAIT_EQUAL(Listed(), 3);
     }
 
     // Several at once, never all unawares; the neighbour is selected then, and undo is one step.
@@ -220,45 +184,43 @@ class WindowTest : public WindowFixture {
         select(1, QItemSelectionModel::ClearAndSelect);
         select(2, QItemSelectionModel::Select);
         QTest::keyClick(&list, Qt::Key_Delete);
-        QTRY_VERIFY_WITH_TIMEOUT(settled(2), kPatience);
-        QTRY_COMPARE_WITH_TIMEOUT(list.Selected(), std::vector<int>{2}, kPatience);
-        QTRY_COMPARE_WITH_TIMEOUT(Find<Preview>(myHIPreviewID).Name(), QStringLiteral("Picture4.bmp"),
-                                  kPatience);
+        AWAIT(settled(2));
+        AWAIT_EQUAL(list.Selected(), std::vector<int>{2});
+        AWAIT_EQUAL(Find<Preview>(myHIPreviewID).Name(), QStringLiteral("Picture4.bmp"));
         QVERIFY(!all.isChecked() && !store::Store().gmyDeleteAll);
         m_window->Undo();
-        QTRY_VERIFY_WITH_TIMEOUT(settled(4), kPatience);
+        AWAIT(settled(4));
         // A key that waits for a change takes what is selected then; where nothing was, it takes nothing.
         AddAndWait({"b.png"});
         list.clearSelection();
-        QTRY_COMPARE_WITH_TIMEOUT(list.CurrentItem(), 0, kPatience);
+        AWAIT_EQUAL(list.CurrentItem(), 0);
         m_window->Undo();
         QVERIFY(!MainThreadOwns());
         m_window->DeleteSelected();
-        QTRY_VERIFY_WITH_TIMEOUT(settled(4), kPatience);
-        list.setCurrentIndex(list.model()->index(0, 0));
+        AWAIT(settled(4));
+        SelectListed(0);
         m_window->MovePictures({2}, 1);
         m_window->DeleteSelected();
-        QTRY_VERIFY_WITH_TIMEOUT(settled(3), kPatience);
+        AWAIT(settled(3));
         m_window->Undo();
-        QTRY_VERIFY_WITH_TIMEOUT(settled(4), kPatience);
+        AWAIT(settled(4));
         m_window->Undo();
-        QTRY_VERIFY_WITH_TIMEOUT(settled(4) && IsReady(), kPatience);
+        AWAIT(settled(4) && IsReady());
         QCOMPARE(list.Model().Pictures()[2].name, QStringLiteral("Picture3.bmp"));
         all.click();
         Click(kDelButtonID);
-        QTRY_VERIFY_WITH_TIMEOUT(settled(0) && !all.isChecked(), kPatience);
+        AWAIT(settled(0) && !all.isChecked());
     }
 
     // What the frame could not show is not shown here; the large view compares with what was encoded.
     void thePreviewIsTheStream() {
         Attach();
         AddAndWait({"a.png", "b.png"});
-        PictureList& list = m_window->List();
         const auto& preview = Find<Preview>(myHIPreviewID);
         // The last of the batch is still on its way.
-        QTRY_VERIFY_WITH_TIMEOUT(IsReady() && preview.Name() == QLatin1String("b.png"), kPatience);
-        list.setCurrentIndex(list.model()->index(0, 0));
-        QTRY_COMPARE_WITH_TIMEOUT(preview.Name(), QStringLiteral("Picture1.bmp"), kPatience);
+        AWAIT(IsReady() && preview.Name() == QLatin1String("b.png"));
+        SelectListed(0);
+        AWAIT_EQUAL(preview.Name(), QStringLiteral("Picture1.bmp"));
         const StreamImage shown = preview.Shown();
         QVERIFY(shown.unencoded.size() == shown.image.size() && shown.unencoded != shown.image);
         QTest::keyClick(&Find<Preview>(myHIPreviewID), Qt::Key_Space);
@@ -267,41 +229,31 @@ class WindowTest : public WindowFixture {
         QTest::keyClick(window, Qt::Key_3);
         QCOMPARE(window->View().Magnification(), 300);
         const auto* area = window->findChild<QScrollArea*>();  // with room for all of it
-        QTRY_VERIFY_WITH_TIMEOUT(area->viewport()->rect().contains(QRect({}, QSize(384, 384))), kPatience);
+        AWAIT(area->viewport()->rect().contains(QRect({}, QSize(384, 384))));
         QTest::keyPress(window, Qt::Key_C);
         QVERIFY(window->View().Shown() == shown.unencoded);
         QTest::keyRelease(window, Qt::Key_C);
         QVERIFY(window->View().Shown() == shown.image);
         std::ofstream(store::StreamPath("Picture2.bmp")) << "no stream";
-        list.setCurrentIndex(list.model()->index(1, 0));
-        QTRY_COMPARE_WITH_TIMEOUT(preview.Name(), QStringLiteral("Picture2.bmp"), kPatience);
+        SelectListed(1);
+        AWAIT_EQUAL(preview.Name(), QStringLiteral("Picture2.bmp"));
         QVERIFY(preview.Shown().image.isNull());
         QCOMPARE(preview.Shown().whyNot, QStringLiteral("not a sound frame picture: it ends in its header"));
         // The picture being fitted is shown once it is touched, and not before.
         Edit("c.png");
-        QTRY_VERIFY_WITH_TIMEOUT(preview.Name() == QLatin1String("c.png") && preview.Shown().room > 0,
-                                 kPatience);
+        AWAIT(preview.Name() == QLatin1String("c.png") && preview.Shown().room > 0);
         window->close();
     }
 
     // A bit that the frame has lost is named, and comes back from the photograph.
     void damageIsFoundAndMended() {
-        const auto choose = [this](const char* text) {
-            for (QAction* action : m_window->findChildren<QAction*>()) {
-                if (WithoutLetter(action->text()) == QString::fromUtf8(text))
-                    action->trigger();
-            }
-        };
         Attach();
-        choose("Check after Each Download");
+        Entry("Check after Each Download")->trigger();
         AddAndWait({"a.png", "b.png"});
-        Click(kDownLoadButtonID);
-        WaitForNote("DownLoad Finished!");
-        WaitForPanel();
+        DownloadAndWait();
         const auto whole = ReadFile(Frame()).value();
         for (const bool damaged : {false, true}) {
-            m_window->Link().DetachVirtualFrame();
-            QTRY_COMPARE_WITH_TIMEOUT(Listed(), 0, kPatience);
+            Detach();
             auto image = whole;
             *(std::find_if(image.rbegin(), image.rend(), [](auto byte) { return byte != 0xFF; }) + 9) ^=
                 damaged ? 1 : 0;
@@ -310,12 +262,12 @@ class WindowTest : public WindowFixture {
                 .write(reinterpret_cast<const char*>(image.data()),
                        static_cast<std::streamsize>(image.size()));
             Attach();
-            QTRY_COMPARE_WITH_TIMEOUT(Listed(), 2, kPatience);
-            choose("Check the Pictures…");
+            AWAIT_EQUAL(Listed(), 2);
+            Entry("Check the Pictures…")->trigger();
             WaitForNote(damaged ? "Pictures are damaged" : "No damaged pictures");
             WaitForPanel();
         }
-        QTRY_VERIFY_WITH_TIMEOUT(Question() != nullptr, kPatience);
+        AWAIT(Question() != nullptr);
         QVERIFY(Question()->informativeText().startsWith(QStringLiteral("2: ")));
         Question()->buttons().first()->click();
         WaitForNote("The damaged pictures are whole again");
@@ -333,12 +285,12 @@ class WindowTest : public WindowFixture {
         const Path file = m_folder->Get() / "noise.png";
         QVERIFY(noise.save(FromPath(file)));
         m_window->AddFiles(std::vector<Path>(40, file));
-        QTRY_COMPARE_WITH_TIMEOUT(Listed(), 40, kPatience);
+        AWAIT_EQUAL(Listed(), 40);
         WaitForPanel();
         auto* stop = m_window->findChild<QPushButton*>(QLatin1String(kStopButton));
         QVERIFY(!stop->isVisible());
         Click(kDownLoadButtonID);
-        QTRY_VERIFY_WITH_TIMEOUT(Find<QProgressBar>(kDownLoadProcessID).value() >= 30, kPatience);
+        AWAIT(Find<QProgressBar>(kDownLoadProcessID).value() >= 30);
         QVERIFY(stop->isVisible());
         QTest::keyClick(m_window.get(), Qt::Key_Escape);
         WaitForNote("Download stopped");
@@ -346,9 +298,8 @@ class WindowTest : public WindowFixture {
         QVERIFY(!stop->isVisible() && m_window->HasUnsavedChanges());
         const auto shown = static_cast<int>(ShownByTheFrame());
         QVERIFY(shown > 0);
-        QTRY_COMPARE_WITH_TIMEOUT(shown + Waiting(), 40, kPatience);  // the list follows the panel
-        Click(kDownLoadButtonID);
-        WaitForNote("DownLoad Finished!");
+        AWAIT_EQUAL(shown + Waiting(), 40);  // the list follows the panel
+        DownloadAndWait();
         QCOMPARE(ShownByTheFrame(), 40U);
     }
 

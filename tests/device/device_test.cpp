@@ -21,23 +21,14 @@ using platform::ScsiOutcome;
 using platform::ScsiRequest;
 using platform::Volume;
 
-// Records what the link reports. The online work sends commands until its frame refuses one, when `m_lingers`
-// is set.
+// Records what the link reports.
 class RecordingPort : public FramePort {
   public:
-    void BeginOnline() override { EXPECT_EQ(std::this_thread::get_id(), m_mainThread); }
-    void SetFlashOnline(std::shared_ptr<AttachedFrame> frame) override {
-        EXPECT_FALSE(m_working.exchange(true)) << "one online task at a time";
-        ++m_online;
-        std::array<char, 16> block{};
-        while (m_lingers && frame->SendCmdToDPF(block.data(), nullptr, 0, 0))
-            std::this_thread::yield();
-        m_working = false;
-    }
+    void BeginOnline() override {}
+    void SetFlashOnline(std::shared_ptr<AttachedFrame>) override { ++m_online; }
     void SetFlashOffline() override {
         ++m_offline;
         EXPECT_EQ(Link().Attached(), nullptr);
-        EXPECT_EQ(std::this_thread::get_id(), m_mainThread);
     }
     void ShowLinkError(const Error& error) override {
         m_errors.push_back(error.kind);
@@ -46,13 +37,8 @@ class RecordingPort : public FramePort {
 
     std::atomic<int> m_online{0};
     int m_offline = 0;
-    std::atomic<bool> m_lingers{false};
-    std::atomic<bool> m_working{false};
     std::vector<ErrorKind> m_errors;
     std::vector<std::string> m_messages;
-
-  private:
-    std::thread::id m_mainThread = std::this_thread::get_id();
 };
 
 class Discovery : public testing::Test {
@@ -79,23 +65,9 @@ class Discovery : public testing::Test {
     test::DeviceScript m_script;
     test::DeviceScript m_secondScript;
     test::ScriptedService m_frame{"first", m_script};
-    test::ScriptedService m_second{"second", m_secondScript};
     test::ScriptedBus m_bus;
     CCommUSB m_link;
 };
-
-TEST_F(Discovery, PresentFrameIsAskedForItsNameAndComesOnline) {
-    m_bus.present = {&m_frame};
-    Start();
-    EXPECT_TRUE(m_link.GetUSBDeviceStatus());
-    EXPECT_EQ(m_port.m_online, 1);
-    EXPECT_EQ(m_printed.Text(), "Device appeared.\n");
-    ASSERT_EQ(m_script.sent.size(), 1U);
-    EXPECT_EQ(m_script.sent[0].block, "12 00 00 00 40 00");
-    EXPECT_EQ(m_script.sent[0].direction, Direction::In);
-    EXPECT_EQ(m_script.sent[0].length, 36U);
-    EXPECT_EQ(m_script.sent[0].timeout, std::chrono::milliseconds(200));
-}
 
 TEST_F(Discovery, OnlyTheFamilyOfVendorsQualifies) {
     const std::vector<std::uint8_t> whole = test::InquiryData("quorvane");
@@ -122,56 +94,6 @@ TEST_F(Discovery, OnlyTheFamilyOfVendorsQualifies) {
         EXPECT_EQ(m_script.opened, m_script.closed);
     }
     EXPECT_TRUE(m_port.m_errors.empty());
-}
-
-TEST_F(Discovery, SecondFrameIsReleasedAndItsGoingChangesNothing) {
-    m_bus.present = {&m_frame, &m_second};
-    Start();
-    EXPECT_EQ(m_printed.Text(), "Device appeared.\nDevice appeared.\n");
-    EXPECT_EQ(m_port.m_online, 1);
-    EXPECT_EQ(m_secondScript.opened, 1);
-    EXPECT_EQ(m_secondScript.closed, 1);
-
-    m_bus.Unplug(m_second);
-    EXPECT_TRUE(m_link.GetUSBDeviceStatus());
-    EXPECT_EQ(m_port.m_offline, 0);
-    EXPECT_TRUE(SendSomething());
-    EXPECT_EQ(m_script.sent.size(), 2U);
-
-    m_bus.Unplug(m_frame);
-    EXPECT_FALSE(m_link.GetUSBDeviceStatus());
-    EXPECT_EQ(m_port.m_offline, 1);
-    EXPECT_EQ(m_script.closed, 1);
-    EXPECT_FALSE(SendSomething());
-}
-
-// The first frame answers nothing for a while: the main thread goes on, and the next frame's task waits.
-TEST_F(Discovery, FrameThatGoesDuringItsOnlineTaskIsNotWaitedFor) {
-    std::atomic<bool> stuck{false}, proceed{false};
-    m_script.answer = [&](const ScsiRequest&) {
-        stuck = true;
-        while (!proceed)
-            std::this_thread::yield();
-        return test::Good();
-    };
-    m_port.m_lingers = true;
-    m_bus.present = {&m_frame};
-    m_link.IniUSBDevice();
-    while (!stuck)
-        std::this_thread::yield();
-    m_bus.Unplug(m_frame);
-    EXPECT_EQ(m_port.m_offline, 1);
-    m_bus.Plug(m_second);
-    EXPECT_TRUE(m_link.GetUSBDeviceStatus());
-    EXPECT_EQ(m_port.m_online, 1);
-    EXPECT_EQ(m_script.closed, 0) << "a command uses it";
-    proceed = true;
-    while (m_port.m_online < 2)
-        std::this_thread::yield();
-    EXPECT_EQ(m_script.closed, 1);
-    m_link.DevClose();
-    EXPECT_EQ(m_port.m_online, 2);
-    EXPECT_EQ(m_script.sent.size(), 2U) << "the second command went to nobody";
 }
 
 // The kernel may give the node's name away again before the detachment has been handled, and a command may
@@ -202,45 +124,26 @@ TEST_F(Discovery, ReplacedFrameIsNoticedWithoutItsDetachment) {
     ResetLink();
 }
 
-TEST_F(Discovery, DeviceThatCannotBeOpenedIsReportedAndLeftAlone) {
+TEST_F(Discovery, WhatCannotBeReachedIsReportedAndLeftAlone) {
+    m_bus.startError = ErrorKind::Refused;
+    Start();
+    m_bus.startError.reset();
     Start();
     m_frame.openError = ErrorKind::Busy;
     m_bus.Announce(m_frame);
     m_frame.openError = ErrorKind::Gone;
     m_bus.Announce(m_frame);
-    EXPECT_EQ(m_printed.Text(),
-              "ObtainExclusiveAccess returned 8\n\nIOCreatePlugInInterfaceForService returned 7\n\n");
-    EXPECT_THAT(m_port.m_errors, testing::ElementsAre(ErrorKind::Busy, ErrorKind::Gone));
-    EXPECT_FALSE(m_link.GetUSBDeviceStatus());
-    EXPECT_EQ(m_script.opened, 0);
-}
-
-TEST_F(Discovery, OnlyHardwareIsAskedOnceMoreWhoItIs) {
-    m_bus.present = {&m_frame};
-    Start();
-    EXPECT_TRUE(Link().Attached()->ConfirmIdentity());
-    EXPECT_EQ(m_script.sent.size(), 1U);
-
-    m_script.hardware = true;
-    EXPECT_TRUE(Link().Attached()->ConfirmIdentity());
-    ASSERT_EQ(m_script.sent.size(), 2U);
-    EXPECT_EQ(m_script.sent[1].block, m_script.sent[0].block);
-    m_script.inquiry = test::InquiryData("OTHER");
-    EXPECT_FALSE(Link().Attached()->ConfirmIdentity());
-    EXPECT_TRUE(m_link.GetUSBDeviceStatus());
-    m_script.gone = true;
-    EXPECT_FALSE(Link().Attached()->ConfirmIdentity());
-    EXPECT_FALSE(m_link.GetUSBDeviceStatus());
-    EXPECT_EQ(m_script.sent.size(), 3U) << "a device that is gone is sent nothing";
-}
-
-TEST_F(Discovery, BusThatCannotBeSearchedIsReported) {
-    m_bus.startError = ErrorKind::Refused;
-    Start();
-    EXPECT_EQ(m_printed.Text(), "ERR: Couldn't create a master IOKit Port(00000006)\n\n");
     platform::CurrentServices().bus = nullptr;
     Start();
-    EXPECT_THAT(m_port.m_errors, testing::ElementsAre(ErrorKind::Refused, ErrorKind::NotFound));
+    EXPECT_EQ(m_printed.Text(),
+              "ERR: Couldn't create a master IOKit Port(00000006)\n\n"
+              "ObtainExclusiveAccess returned 8\n\n"
+              "IOCreatePlugInInterfaceForService returned 7\n\n"
+              "ERR: Couldn't create a master IOKit Port(00000000)\n\n");
+    EXPECT_THAT(m_port.m_errors, testing::ElementsAre(ErrorKind::Refused, ErrorKind::Busy, ErrorKind::Gone,
+                                                      ErrorKind::NotFound));
+    EXPECT_FALSE(m_link.GetUSBDeviceStatus());
+    EXPECT_EQ(m_script.opened, 0);
 }
 
 class FakeVolumes : public platform::Volumes {
@@ -262,6 +165,11 @@ class CommandChannel : public Discovery {
     CommandChannel() {
         m_bus.present = {&m_frame};
         Start();
+        const auto& inquiry = m_script.sent.at(0);
+        EXPECT_EQ(inquiry.block, "12 00 00 00 40 00");
+        EXPECT_EQ(std::tuple(inquiry.direction, inquiry.length, inquiry.timeout),
+                  std::tuple(Direction::In, 36U, std::chrono::milliseconds(200)));
+        EXPECT_EQ(m_printed.Text(), "Device appeared.\n");
         m_script.sent.clear();
     }
     bool Send(int length, int direction) {
@@ -319,23 +227,16 @@ TEST_F(CommandChannel, WhatIsNotExecutedOrNotSentFails) {
     EXPECT_EQ(printed.Text(), std::string(kExecutionError) +
                                   "*********** ERROR Setting SG Entries ***********\n\n"
                                   "*********** ERROR Setting SG Entries ***********\n\n");
-    m_link.DevClose();
-    EXPECT_FALSE(Send(8, 2));
-    EXPECT_EQ(m_script.sent.size(), 2U);
-    EXPECT_EQ(m_data[0], 'a');
-}
-
-TEST_F(CommandChannel, DeviceThatVanishesEndsAllFlashWorkAtOnce) {
+    // A device that vanishes with a command is gone at once.
     m_script.answer = [this](const ScsiRequest&) {
         m_script.gone = true;
         return ScsiOutcome{};
     };
-    const test::DiagnosticCapture printed;
     EXPECT_FALSE(Send(8, 1));
     EXPECT_FALSE(m_link.GetUSBDeviceStatus());
-    EXPECT_FALSE(Send(8, 1));
-    EXPECT_EQ(m_script.sent.size(), 1U);
-    EXPECT_EQ(printed.Text(), kExecutionError);
+    EXPECT_FALSE(Send(8, 2));
+    EXPECT_EQ(m_script.sent.size(), 3U);
+    EXPECT_EQ(m_data[0], 'a');
 }
 
 class FrameVolume : public testing::Test {
@@ -373,11 +274,6 @@ TEST_F(FrameVolume, OnlyVolumesWithTheMarkerFileInTheirRootAreEjected) {
     m_link.EjectMyDPF();
     EXPECT_THAT(m_volumes.m_ejected, testing::ElementsAre("frame", "fat", "last"));
     EXPECT_THAT(errors.m_messages, testing::ElementsAre("frame is held", "fat is held", "last is held"));
-}
-
-TEST_F(FrameVolume, NoVolumesAtAllIsFine) {
-    platform::CurrentServices().volumes = nullptr;
-    m_link.EjectMyDPF();
 }
 
 }  // namespace

@@ -2,9 +2,11 @@
 
     python3 shell_story_test.py LUMATOCTL [unittest arguments]
 """
+import calendar
 import json
 import os
 import pty
+import shutil
 import signal
 import subprocess
 import time
@@ -81,6 +83,31 @@ class Shell(StoredStory):
         os.symlink("/dev/full", self.home + "/state/trace.new")
         self.good("add", *self.wanted[:1])
         self.assertEqual(os.listdir(self.home + "/state/log"), [])
+
+    def test_the_users_folders(self):
+        """Those that the environment names; what is relative or empty counts for nothing."""
+        data, state, home = map(self.path, ("the data", "the state", "user"))
+        own = home + "/.local/share", home + "/.local/state"
+        for settings, folders in (({"XDG_DATA_HOME": data, "XDG_STATE_HOME": state}, (data, state)),
+                                  ({"XDG_DATA_HOME": "relative", "XDG_STATE_HOME": ""}, own), ({}, own)):
+            with self.subTest(settings=settings):
+                environment = ["-u", "XDG_DATA_HOME", "-u", "XDG_STATE_HOME", "HOME=" + home, *map("=".join, settings.items())]
+                self.run_bare("--frame", self.frame, "list", prefix=["env", *environment], check=True)
+                for folder, name in zip(folders, ("data", "log")):
+                    self.assertTrue(os.path.exists(os.path.join(folder, "lumato", name)), folder)
+                    shutil.rmtree(folder)
+
+    def test_the_frames_clock(self):
+        """Is told the time on the wall, whether it is summer time, and the whole hours from Greenwich."""
+        for zone, east, summer in (("UTC0", 0, 0), ("CET-1", 3600, 0), ("IST-5:30", 19800, 0), ("NST3:30", -12600, 0),
+                                   ("WWW0:30", -1800, 0), ("LINT-14", 50400, 0), ("AAA-1BBB,J1/0,J365/25", 7200, 1)):
+            with self.subTest(zone=zone):
+                before = int(time.time())
+                self.run_program("list", settings={"TZ": zone})
+                block = bytes.fromhex(next(line[:32] for line in self.read("trace.txt").decode().split("\n") if line[:2] == "CA"))
+                told = calendar.timegm((100 * block[6] + block[5], *block[7:12])) - east
+                self.assertTrue(before <= told <= time.time(), block.hex())
+                self.assertEqual(block[12:], bytes([0, 0, summer, int(east / 3600) + 12]))
 
     # ------------------------------------------------------------------------------------ what waits
 

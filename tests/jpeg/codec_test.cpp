@@ -17,26 +17,6 @@
 namespace lumato::jpeg {
 namespace {
 
-// Each MCU, of the largest size there is, has a grey of its own.
-TEST(Codec, LongThinPicturesGoThereAndBack) {
-    for (int mode = 0; mode < 4; ++mode) {
-        for (const auto& [width, height] : {std::pair{65535, 1}, {1, 65535}}) {
-            TestPicture picture = Grey(width, height, 0);
-            for (int i = 0; i < 65535; ++i)
-                std::fill_n(picture.At(std::min(i, width - 1), std::min(i, height - 1)), 3, i / 16 % 256);
-            const auto decoded = DecodeStream(Encode(picture, 100, mode), width, height);
-            ASSERT_TRUE(decoded.has_value());
-            const int stride = decoded->stride;
-            EXPECT_EQ(stride, (width + 7) / 8 * 8);
-            for (int i = 0; i < 65535; ++i) {
-                const int at = width == 1 ? i * stride : i;
-                ASSERT_NEAR(decoded->pixels[static_cast<std::size_t>(at) * 3], i / 16 % 256, 2)
-                    << i << " of " << width << " x " << height << ", mode " << mode;
-            }
-        }
-    }
-}
-
 // Counted out by hand: whatever another reader may share with this one.
 TEST(Codec, GreyPicturesAreTheKnownBytes) {
     for (const auto& [side, mode, coded] : {std::tuple{16, 3, "0028a28a"}, {8, 0, "002b"}}) {
@@ -60,34 +40,6 @@ TEST(Codec, QualityIsBoundedIn16Bits) {
             EXPECT_EQ(QualityOf(Encode(picture, quality, mode)), quality) << mode;
     }
     EXPECT_FALSE(QualityOf({}));
-}
-
-TEST(Codec, NothingExceedsTheBound) {
-    for (int mode = 0; mode < 16; ++mode) {
-        for (const int side : {1, 2, 9, 33}) {
-            for (const int quality : {1, 100})
-                (void)Encode(Noise(side, side, 11), quality, mode);  // Encode() checks the bound
-        }
-    }
-}
-
-TEST(Codec, WhatCannotBeIsNotEncoded) {
-    TestPicture picture = Grey(8, 8, 0);
-    Bytes out(MaximumStreamSize(8, 8, 0), 0xA5);
-    const Bytes untouched = out;
-    const CVaskJpegEncoder encoder(90);
-    int size = -7;
-    std::uint8_t* const pixels = picture.pixels.data();
-    EXPECT_FALSE(encoder.CompressImage(nullptr, out.data(), 8, 8, size, 0));
-    EXPECT_FALSE(encoder.CompressImage(pixels, nullptr, 8, 8, size, 0));
-    for (const auto& [width, height] : {std::pair{0, 8}, {8, 0}, {-1, 8}, {8, -1}, {65536, 1}, {1, 65537}}) {
-        EXPECT_FALSE(encoder.CompressImage(pixels, out.data(), width, height, size, 0));
-        EXPECT_EQ(MaximumStreamSize(width, height, 0), 0U);
-    }
-    int quality = 90;
-    EXPECT_FALSE(EncodeWithin({pixels, 0, 8}, out.data(), 0, quality, 10, 1000));
-    EXPECT_EQ(size, -7);
-    EXPECT_EQ(out, untouched);
 }
 
 // Budgets just at and around the sizes at all qualities, and far from all; and beginnings out of the range.

@@ -75,18 +75,6 @@ TEST_F(WaitingPicturesTest, ComeBackInTheirOrderUnderNamesOfTheirOwn) {
     EXPECT_FALSE(DownloadIsDue());
 }
 
-TEST_F(WaitingPicturesTest, OfTwoCopiesTheOneThatStaysKeepsItsPlace) {
-    TestFlash flash;
-    flash.Pictures({1000});
-    Connect(flash);
-    Add(300, 7);
-    Add(400, 8);
-    Add(300, 7);
-    Delete(4);
-    Crash(flash.bytes);
-    EXPECT_THAT(Listed(), ElementsAre(1000, 300, 400));
-}
-
 // Frames of one model are told apart by what they hold, whether the system knows them by more or not.
 TEST_F(WaitingPicturesTest, AJournalWaitsForItsFrameWhateverItsTwinsHold) {
     TestFlash flash;
@@ -159,58 +147,6 @@ TEST_F(WaitingPicturesTest, ADownloadThatFailedGoesOnWithWhatWasAddedAndDeletedS
     EXPECT_THAT(Listed(), ElementsAre(1000, 3000, 500, 60));
 }
 
-TEST_F(WaitingPicturesTest, WhereNoneDoesNoNumberIsSaid) {
-    TestFlash flash;
-    flash.Pictures({1000});
-    bool brokeOff = false;
-    for (std::size_t command = 20; command < 40 && !brokeOff; ++command) {
-        Restart();
-        fs::remove_all(Journals());
-        Connect(flash, {{command, vframe::FaultKind::Unplug}});
-        Delete(1);
-        static_cast<void>(Download());
-        brokeOff = !IsTable(ByteSpan(FlashBytes()).subspan(kTable, 4096));
-    }
-    ASSERT_TRUE(brokeOff);
-    m_status.Details();
-    Crash(FlashBytes());
-    EXPECT_THAT(Listed(), testing::IsEmpty());
-    EXPECT_THAT(m_status.Notes(), Contains(kDownloadBrokenOff.english));
-    EXPECT_THAT(m_status.Details(), Not(Contains(HasSubstr("waiting"))));
-}
-
-TEST_F(WaitingPicturesTest, ADamagedStreamCostsNoOtherPicture) {
-    TestFlash flash;
-    Connect(flash);
-    Add(300, 7);
-    Add(400, 8);
-    const Path folder = fs::directory_iterator(Journals())->path();
-    const KeptJournal kept = KeptJournals(Store().statePath).value().at(0);
-    EXPECT_FALSE(GiveOut(kept, folder / "mine", m_codec)) << "would go with the journal";
-    const std::string name = HexText(Sha256(MakeStream(300, 7))) + ".stream";
-    ASSERT_TRUE(WriteFile(folder / name, Bytes(300)));
-    Crash(flash.bytes);
-    EXPECT_THAT(Listed(), ElementsAre(400));
-    EXPECT_THAT(m_status.Details(), Contains(HasSubstr("could not be recovered")));
-    EXPECT_TRUE(Download());
-    EXPECT_EQ(ReadFile(folder / (name + ".damaged")).value(), Bytes(300));
-}
-
-TEST_F(WaitingPicturesTest, WithoutAJournalNothingOnTheFrameIsChanged) {
-    TestFlash flash;
-    flash.Pictures({1000});
-    Connect(flash);
-    Add(300, 7);
-    fs::remove_all(Journals());
-    ASSERT_TRUE(WriteFile(Journals(), Bytes{1}));  // a file stands in the folder's place
-    m_spy->Take();
-    EXPECT_FALSE(Download());
-    EXPECT_EQ(m_spy->Take(), "R?=");
-    EXPECT_EQ(Difference(FlashBytes(), flash.bytes), "");
-    fs::remove(Journals());
-    EXPECT_TRUE(Download());
-}
-
 TEST_F(WaitingPicturesTest, AJournalThatCannotBeReadKeepsTheFrameFromBeingTakenForEmpty) {
     TestFlash flash;
     flash.Pictures({1000});
@@ -234,8 +170,26 @@ TEST_F(WaitingPicturesTest, AJournalThatCannotBeReadKeepsTheFrameFromBeingTakenF
     EXPECT_THAT(Listed(), testing::UnorderedElementsAre(1000, 500));
 }
 
+TEST_F(WaitingPicturesTest, ADamagedStreamCostsNoOtherPicture) {
+    TestFlash flash;
+    Connect(flash);
+    Add(300, 7);
+    Add(400, 8);
+    const Path folder = fs::directory_iterator(Journals())->path();
+    const KeptJournal kept = KeptJournals(Store().statePath).value().at(0);
+    EXPECT_FALSE(GiveOut(kept, folder / "mine", m_codec)) << "would go with the journal";
+    const std::string name = HexText(Sha256(MakeStream(300, 7))) + ".stream";
+    ASSERT_TRUE(WriteFile(folder / name, Bytes(300)));
+    Crash(flash.bytes);
+    EXPECT_THAT(Listed(), ElementsAre(400));
+    EXPECT_THAT(m_status.Details(), Contains(HasSubstr("could not be recovered")));
+    EXPECT_TRUE(Download());
+    EXPECT_EQ(ReadFile(folder / (name + ".damaged")).value(), Bytes(300));
+}
+
 TEST(JournalTest, IsNotTrustedWithAnyByteChangedNorCutShort) {
     Journal journal;
+    EXPECT_EQ(DecodeJournal(EncodeJournal(journal)).value(), journal) << "of no pictures";
     journal.phase = Journal::Phase::Download;
     journal.fromScratch = true;
     journal.frame.fill(7);
@@ -256,16 +210,6 @@ TEST(JournalTest, IsNotTrustedWithAnyByteChangedNorCutShort) {
         ASSERT_FALSE(DecodeJournal(damaged)) << i;
         ASSERT_FALSE(DecodeJournal(ByteSpan(whole).first(i))) << i;
     }
-}
-
-// A program that is killed in the middle of writing leaves a temporary file; it goes with the journal.
-TEST(JournalTest, NothingOfItStays) {
-    const test::TemporaryFolder home;
-    const Path folder = home.Get() / "frame";
-    std::filesystem::create_directory(folder);
-    ASSERT_TRUE(WriteFile(folder / ".lumato-0123.tmp", {}));
-    DropJournal(folder);
-    EXPECT_FALSE(std::filesystem::exists(folder));
 }
 
 }  // namespace

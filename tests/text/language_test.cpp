@@ -142,13 +142,6 @@ class LocalizedTest : public LanguageFixture {
     void TearDown() override { SetLanguageFile(""); }
 };
 
-TEST_F(LocalizedTest, WithoutAChoiceTheQuitConfirmationKeepsItsDefaults) {
-    WriteText(u"[English]\r\nk=en\r\n[]\r\n");
-    EXPECT_EQ(Localized("k", "default", ""), "default");
-    WriteText(u"[language]\r\nlanguage_1=English\r\n[English]\r\nk=en\r\n");
-    EXPECT_EQ(Localized("k", "default", ""), "en");
-}
-
 TEST_F(LocalizedTest, AnOlderFileOfOursIsCompletedFromTheOneThatCameWithTheProgram) {
     const std::string own = m_folder / "own.ini";
     test::PutBytes(own, Marked(u"[German]\r\nLANGUAGE_NAME=Deutsch\r\nk=neu\r\nl=auch neu\r\n"));
