@@ -106,7 +106,7 @@ bool JPGEncode::DecodeMyStream(ByteSpan stream, const char* destination, int exp
     if (result)
         result = Save(destination);
     if (!result)
-        m_lastError = std::move(result).error();
+        m_lastError = result.error();
     return result.has_value();
 }
 
@@ -120,7 +120,7 @@ bool JPGEncode::DecodeMyPicture(const char* source, const char* destination, int
                                 int expectedHeight) {
     Result<void> result = DecodeFile(source, destination, expectedWidth, expectedHeight);
     if (!result)
-        m_lastError = std::move(result).error();
+        m_lastError = result.error();
     return result.has_value();
 }
 
