@@ -15,7 +15,7 @@ for test in lives store device vframe; do
 done
 # A batch, pictures read ahead, and turned ones; without libvips.
 TSAN_OPTIONS="halt_on_error=1 ${TSAN_OPTIONS:-}" "$build/tests/picture_test" --gtest_brief=1 \
-    --gtest_filter='FittedBatch*:AddPictures*:DrawMyImage*:HeldPicture*-*.EveryPicture*:*.ColoursOfOther*'
+    --gtest_filter='AddPictures*:DrawMyImage*:HeldPicture*-*.EveryPicture*:*.ColoursOfOther*'
 TSAN_OPTIONS="halt_on_error=1 ${TSAN_OPTIONS:-}" "$build/tests/import_test" --gtest_brief=1 \
     --gtest_filter='JpegImport.APictureReadAhead*'
 # Qt was not built for the sanitizer: what it does by itself is none of its business. Some tests start programs.
