@@ -161,6 +161,9 @@ void ReadOne(const Decoder& decoder, int descriptor, const Job& job, std::uint8_
     if (end.outcome == Outcome::Done)
         sender.Finish();
     ::close(descriptor);
+    constexpr std::size_t kMostKept = 12 << 20;
+    if (::mallinfo2().fordblks > kMostKept)
+        ::malloc_trim(0);
     if (!sender.IsLeft())
         Say(end);
 }
