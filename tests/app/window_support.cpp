@@ -17,13 +17,8 @@
 namespace lumato::app {
 namespace {
 
-// Whatever a file is called, what it is counts. The thread sanitizer cannot follow the threads that libvips
-// starts for the formats it reads; bitmaps we read ourselves.
-#ifdef __SANITIZE_THREAD__
-constexpr const char* kFormat = "BMP";
-#else
+// Whatever a file is called, what it is counts.
 constexpr const char* kFormat = "PNG";
-#endif
 
 // Processor time of this thread.
 qint64 ThreadMilliseconds() {
