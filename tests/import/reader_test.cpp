@@ -80,12 +80,12 @@ TEST_F(Reader, WhateverTakesADecoderOverIsCaught) {
         "shrinks",
     };
     ASSERT_EQ(Plant("fine"), "fine");
+    const Bytes whole = m_info.pixels;
     const std::size_t before = Descriptors();
     const test::DiagnosticCapture quiet;
     for (const char* name : passedOver) {
         EXPECT_EQ(Plant(name), "fine") << name;
-        ASSERT_EQ(m_info.pixels.size(), 64U * 64 * 4) << name;
-        EXPECT_TRUE(Near(At(m_info, 63, 63), {0x55, 0x55, 0x55}, 0)) << name;
+        EXPECT_TRUE(m_info.pixels == whole) << name;
     }
     for (const char* name : ended) {
         EXPECT_EQ(Plant(name), kDecoderHasStopped) << name;
