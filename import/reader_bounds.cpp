@@ -39,6 +39,7 @@ constexpr std::int64_t kMostAround = 64 * kMega;
 constexpr std::int64_t kUsualAround = 10 * kMega;
 constexpr std::chrono::milliseconds kToBegin{2000};
 constexpr std::int64_t kCeiling = 340 * kMega;  // asked for; used are 300 at most
+constexpr std::int64_t kBytesPerByte = 100;     // beyond that, so many for each of the file
 constexpr std::chrono::milliseconds kAlways{4000};
 constexpr std::int64_t kBytesPerMillisecond = 50;  // beyond that, so many of the file are worth one more
 
@@ -76,11 +77,13 @@ Result<ReaderBounds> BoundsFor(const reader::Found& found, std::int64_t fileSize
     };
     const std::chrono::milliseconds byPixels(static_cast<std::int64_t>(pixels * cost.seconds / 1000));
     const std::chrono::milliseconds byFile(fileSize / kBytesPerMillisecond);
-    const std::int64_t most = bytes(cost.mostPerPixel, kMostAround);
+    // Rows can be so wide that some of them are more than a small file's picture may take.
+    const std::int64_t most =
+        std::min(bytes(cost.mostPerPixel, kMostAround), kCeiling + fileSize * kBytesPerByte);
     const double usual = found.format == WebP && shrink > 1 ? kShrunkWebP : cost.usualPerPixel;
     const bool isSupported = pixels <= static_cast<double>(fileSize * cost.perByte);
     return ReaderBounds{most, std::min(kToBegin + byPixels, kAlways + byFile),
-                        isSupported ? bytes(usual, kUsualAround) : most};
+                        isSupported ? std::min(bytes(usual, kUsualAround), most) : most};
 }
 
 }  // namespace lumato::picture
