@@ -37,7 +37,7 @@ Result<void> ReadRows(JpegDecoder& decoder, Size decoded, const ColourConverter*
 Result<void> Decode(JpegDecoder& decoder, PictureBuilder& builder, Orientation unsaid) {
     LUMATO_TRY_VOID(decoder.ReadHeader());
     const Size own = decoder.OwnSize();
-    const Orientation orientation = decoder.Exif().empty() ? unsaid : ExifOrientation(decoder.Exif());
+    const Orientation orientation = ExifOrientation(decoder.Exif(), unsaid);
     const bool leave = builder.LeavesColours() && decoder.Layout() == PixelLayout::Rgb;
     const auto colours =
         ColourConverter::For(leave ? PixelLayout::Held : decoder.Layout(), decoder.Profile());

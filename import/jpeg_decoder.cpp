@@ -118,8 +118,13 @@ Result<void> JpegDecoder::Guarded(Step step) {
     return {};
 }
 
+// libjpeg, which this and the next are called from, lets no exception through.
 void JpegDecoder::Raise(ErrorKind kind, const Words& reason) {
-    m_error = {kind, reason};
+    try {
+        m_error = {kind, reason};
+    } catch (const std::bad_alloc&) {
+        std::swap(m_error, m_noMemory);
+    }
     std::longjmp(m_jump, 1);
 }
 
@@ -127,7 +132,6 @@ void JpegDecoder::OnError() {
     char message[JMSG_LENGTH_MAX] = {};
     m_errors.format_message(reinterpret_cast<j_common_ptr>(&m_jpeg), message);
     const ErrorKind kind = KindOf(m_errors.msg_code);
-    // libjpeg, which this is called from, lets no exception through.
     try {
         m_error.kind = kind;
         if (kind == ErrorKind::Damaged && m_ended)

@@ -32,14 +32,14 @@ Orientation OrientationOf(int value) {
     return value >= 1 && value <= 8 ? static_cast<Orientation>(value) : Orientation::Upright;
 }
 
-Orientation ExifOrientation(ByteSpan exif) {
+Orientation ExifOrientation(ByteSpan exif, Orientation unsaid) {
     const std::unique_ptr<ExifData, void (*)(ExifData*)> data(
         exif_data_new_from_data(exif.data(), static_cast<unsigned>(exif.size())), exif_data_unref);
     if (!data)
-        return Orientation::Upright;
+        return unsaid;
     const ExifEntry* entry = exif_content_get_entry(data->ifd[EXIF_IFD_0], EXIF_TAG_ORIENTATION);
     if (!entry || entry->format != EXIF_FORMAT_SHORT || entry->size < 2)
-        return Orientation::Upright;
+        return unsaid;
     return OrientationOf(exif_get_short(entry->data, exif_data_get_byte_order(data.get())));
 }
 

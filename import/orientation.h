@@ -11,9 +11,9 @@ namespace lumato::picture {
 // Upright for any number outside 1 to 8: cameras write 0, broken tags hold anything.
 [[nodiscard]] Orientation OrientationOf(int value);
 
-// The orientation in an Exif block ("Exif", two zeros, TIFF structure), Upright when it has none or is
-// broken.
-[[nodiscard]] Orientation ExifOrientation(ByteSpan exif);
+// The orientation in an Exif block ("Exif", two zeros, TIFF structure), `unsaid` when it has none, is broken
+// or empty.
+[[nodiscard]] Orientation ExifOrientation(ByteSpan exif, Orientation unsaid);
 
 // Along which axes of the shown picture those of the stored one run, forwards or backwards.
 struct Axes {

@@ -20,7 +20,9 @@ namespace {
 using namespace std::string_view_literals;
 
 Error FileError(int errorNumber) {
-    return {KindOfErrno(errorNumber, false), SystemMessage(errorNumber)};
+    const ErrorKind kind = KindOfErrno(errorNumber, false);
+    // What is gone here is the file's disk; Gone is for imports that were stopped, and ends a whole batch.
+    return {kind == ErrorKind::Gone ? ErrorKind::Unreadable : kind, SystemMessage(errorNumber)};
 }
 
 Result<void> RequireRegular(const struct stat& status) {

@@ -92,7 +92,8 @@ Result<ReaderPool::Loan> ReaderPool::Borrow() {
     Loan loan(*this);
     do {
         loan.m_process = TakeIdle();
-        if (loan.m_process != nullptr && loan.m_process->IsQuiet())
+        // One that was taken over may have grown while it waited.
+        if (loan.m_process != nullptr && loan.m_process->IsQuiet() && !loan.m_process->HasGrown())
             return loan;
     } while (loan.m_process != nullptr);
     LUMATO_TRY(const Path program, FindReader(m_folders));

@@ -60,7 +60,8 @@ class ReaderProcess {
     [[nodiscard]] ByteSpan Memory() const { return {m_memory, reader::kMemorySize}; }
     // It lives and has said nothing that was not heard.
     [[nodiscard]] bool IsQuiet() const;
-    // It keeps more of what it took than a waiting one should.
+    // It keeps more of what it took than a waiting one should: what it took when it was left, or took since,
+    // must not be the next picture's to add to.
     [[nodiscard]] bool HasGrown() const;
     [[nodiscard]] pid_t Id() const { return m_id; }
 
@@ -85,7 +86,7 @@ class ReaderProcess {
     Descriptor m_rows;
     Descriptor m_words;  // what it says on standard error
     const std::uint8_t* m_memory = nullptr;
-    std::int64_t m_usedAtFirst = 0;        // when it was ready
+    Private m_atFirst;                     // when it was ready
     std::int64_t m_askedBefore = 0;        // when the picture began
     std::chrono::nanoseconds m_before{0};  // of processor time, when the picture began
     std::chrono::nanoseconds m_mostProcessor{0};

@@ -17,7 +17,7 @@ constexpr double kLeastOversize = 1.3;
 // The filter lies along the picture's sides, and lets through most at the corners of what it passes. Turned,
 // these come to lie where the surface's rows and columns cannot tell fine from coarse: there it is made
 // wider, by this share of what a square of the picture grows in width when it is turned.
-constexpr double kWiderWhereTurned = 0.1;
+constexpr double kWiderWhereTurned = 0.32;
 
 struct Point {
     double u = 0, v = 0;

@@ -211,6 +211,7 @@ void AddDescriptors(Filter& filter) {
     filter.Add(SCMP_ACT_ALLOW, SCMP_SYS(recvmsg), {Is(0, kSocket)});
     filter.Add(SCMP_ACT_ALLOW, SCMP_SYS(sendmsg), {Is(0, kSocket)});
     filter.Add(SCMP_ACT_ALLOW, SCMP_SYS(sendto), {Is(0, kSocket)});
+    // The C library's fstat(). Its name, which is to be empty, no filter sees.
     filter.Add(SCMP_ACT_ALLOW, SCMP_SYS(newfstatat), {HasBits(3, AT_EMPTY_PATH, AT_EMPTY_PATH)});
     // Of the other commands, some have signals sent to whom one likes.
     for (const int command : {F_GETFD, F_SETFD, F_GETFL, F_DUPFD, F_DUPFD_CLOEXEC})

@@ -6,9 +6,10 @@
 
 namespace lumato::reader {
 
-// For the whole process, for good: no files by name, no network, no new processes and programs, no signals to
-// others, no privileges, no memory shared with others, no code but what is loaded. Returns what this kernel
-// lacks (Lacking); the rest holds. Requires: this thread is the only one, or others were started by nobody
+// For the whole process, for good: no files opened by name, no network, no new processes and programs, no
+// signals to others, no privileges, no memory shared with others, no code but what is loaded. What is left is
+// to ask whether there is a file of some name, its size and its times. Returns what this kernel lacks
+// (Lacking); the rest holds. Requires: this thread is the only one, or others were started by nobody
 // but it.
 [[nodiscard]] std::uint8_t CloseDoors();
 

@@ -177,6 +177,14 @@ constexpr Plant kPlants[] = {
      }},
     {"takes memory files", [] { return ::memfd_create("more", 0) >= 0; }},
     {"leaks", [] { return !IsGivenMoreThan(40 << 20, [](std::size_t size) { return std::malloc(size); }); }},
+    {"grows while it waits",
+     [] {
+         std::thread([] {
+             SleepFor(100);
+             s_goesOn = IsGivenMoreThan(40 << 20, [](std::size_t size) { return std::malloc(size); });
+         }).detach();
+         return false;
+     }},
     {"raises its limits", RaisesItsLimits},
     {"opens files", Opens},
     {"writes anywhere", WritesAnywhere},

@@ -110,8 +110,12 @@ TEST_F(Reader, IsKeptUnlessItHasGrown) {
     EXPECT_EQ(Plant("leaks"), "fine");
     const pid_t second = kept();
     EXPECT_NE(second, first);
+    EXPECT_EQ(Plant("grows while it waits"), "fine");
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    const pid_t third = kept();
+    EXPECT_NE(third, second);
     // One that was ended while it waited costs nobody a picture.
-    ::kill(second, SIGKILL);
+    ::kill(third, SIGKILL);
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     EXPECT_EQ(Plant("fine"), "fine");
 }
