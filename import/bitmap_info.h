@@ -68,8 +68,7 @@ struct BitmapInfo {
 enum class Processors { One, All };
 
 // The largest scale at which poses will draw a picture of this own size (1 is pixel for pixel). The importer
-// holds at least twice that many pixels in each direction (of a JPEG file 1.85 times), and at most the
-// picture's own.
+// holds at least twice that many pixels in each direction, and at most the picture's own.
 using ScaleNeeded = std::function<double(int width, int height)>;
 
 }  // namespace lumato::picture

@@ -17,10 +17,6 @@ int LeastSide(int side, double scale) {
     return std::max(1, static_cast<int>(least));
 }
 
-bool IsEnough(int side, int least) {
-    return std::int64_t{side} * 40 >= std::int64_t{least} * 37;
-}
-
 int DividedUp(int side, int divisor) {
     return side / divisor + (side % divisor != 0 ? 1 : 0);
 }
@@ -55,8 +51,7 @@ int EighthsFor(Size own, Size least) {
         return Size{side(own.width), side(own.height)};
     };
     int eighths = 1;
-    while (eighths < 8 &&
-           !(IsEnough(scaled(eighths).width, least.width) && IsEnough(scaled(eighths).height, least.height)))
+    while (eighths < 8 && (scaled(eighths).width < least.width || scaled(eighths).height < least.height))
         eighths *= 2;
     while (eighths > 1 && scaled(eighths).Pixels() > kMaxHeldPixels)
         --eighths;

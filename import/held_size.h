@@ -29,10 +29,9 @@ inline constexpr std::int64_t kMaxHeldPixels = 64'000'000;  // 256 MB
 // The smallest size at which a picture of this own size may be held.
 [[nodiscard]] Size LeastHeld(Size own, const ScaleNeeded& scaleNeeded);
 
-// The smallest n of 1, 2, 4 and 8 with which a decoding to n/8 (each side rounded up) gives at least 37/40 of
-// `least`, or the largest of 1 to 7 that memory allows. libjpeg has vectors for those alone: even a whole
-// picture takes less time than five eighths of it. With 1.85 pixels for each one shown, instead of 2, half of
-// a portrait of 12 megapixels, as phones take them, does for a width of 800.
+// The smallest n of 1, 2, 4 and 8 with which a decoding to n/8 (each side rounded up) gives at least `least`,
+// or the largest of 1 to 7 that memory allows. libjpeg has vectors for those alone: even a whole picture
+// takes less time than five eighths of it.
 [[nodiscard]] int EighthsFor(Size own, Size least);
 
 // What is held of a picture decoded as `decoded`: the whole divided by the largest integer that leaves

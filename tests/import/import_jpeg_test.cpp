@@ -110,8 +110,8 @@ TEST_F(JpegImport, DecodesAtTheSmallestScaleThatServes) {
     const struct {
         double scale;
         int width, height;
-    } rows[] = {{1.0, 800, 400},  {0.5, 800, 400}, {0.4, 800, 400}, {0.28, 800, 400},
-                {0.27, 400, 200}, {0.2, 400, 200}, {0.1, 200, 100}, {0.01, 100 / 6 + 1, 50 / 6 + 1}};
+    } rows[] = {{1.0, 800, 400},  {0.5, 800, 400}, {0.45, 800, 400}, {0.4, 800, 400},
+                {0.25, 400, 200}, {0.2, 400, 200}, {0.1, 200, 100},  {0.01, 100 / 6 + 1, 50 / 6 + 1}};
     for (const auto& row : rows) {
         ASSERT_EQ(Outcome(Read(jpeg, row.scale)), "fine");
         EXPECT_EQ(m_info.width, 800U);
