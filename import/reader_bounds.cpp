@@ -8,6 +8,7 @@ namespace lumato::picture {
 namespace {
 
 constexpr std::int64_t kMega = 1'000'000;
+constexpr std::int64_t kLargestFile = kMega * kMega;  // a sparse one may say more than can be counted with
 
 // Measured with pictures of 12 megapixels and rows of 4,000 and 40,000 pixels (docs/performance.md), and
 // rounded up: for what may be asked of the system by half, since libraries ask for more than they use.
@@ -54,11 +55,13 @@ ReaderBounds BoundsForHeader(std::int64_t fileSize) {
     // WebP's reader asks for room for the whole picture then, and uses it later.
     const Cost& webP = kCosts[static_cast<std::size_t>(WebP)];
     constexpr std::int64_t kAsked = 5;  // bytes for a pixel
-    const std::int64_t pixels = std::clamp(fileSize * webP.perByte, webP.always * kMega, webP.never * kMega);
+    const std::int64_t pixels =
+        std::clamp(std::min(fileSize, kLargestFile) * webP.perByte, webP.always * kMega, webP.never * kMega);
     return {kMostAround + kAsked * pixels, kToBegin, 0};
 }
 
 Result<ReaderBounds> BoundsFor(const reader::Found& found, std::int64_t fileSize, int shrink) {
+    fileSize = std::min(fileSize, kLargestFile);
     const Cost& cost = kCosts[static_cast<std::size_t>(found.format)];
     const double depth = std::max(3, int{found.pixelBytes}) / 3.0;
     const double pixels = depth * static_cast<double>(found.width) * static_cast<double>(found.height);

@@ -36,7 +36,7 @@ constexpr std::int64_t kMostAskedKept = 96 << 20;
 // Memory as a file that keeps its size, whoever holds it.
 Descriptor MemoryFile(const char* name, std::size_t size) {
     Descriptor memory(::memfd_create(name, MFD_CLOEXEC | MFD_ALLOW_SEALING));
-    if (::ftruncate(memory.Get(), static_cast<off_t>(size)) != 0 ||
+    if (memory.Get() < 0 || ::ftruncate(memory.Get(), static_cast<off_t>(size)) != 0 ||
         ::fcntl(memory.Get(), F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_SEAL) != 0)
         return Descriptor();
     return memory;
@@ -68,10 +68,15 @@ class Beginning {
     void Give(int descriptor, int number) {
         constexpr int kBeyond = 10;
         m_kept.emplace_back(::fcntl(descriptor, F_DUPFD_CLOEXEC, kBeyond));
-        m_sound = m_sound && m_kept.back().Get() >= 0 &&
-                  ::posix_spawn_file_actions_adddup2(&m_actions, m_kept.back().Get(), number) == 0;
+        if (m_kept.back().Get() < 0)
+            m_mayOpen = false;
+        else
+            m_sound =
+                m_sound && ::posix_spawn_file_actions_adddup2(&m_actions, m_kept.back().Get(), number) == 0;
     }
     [[nodiscard]] int Spawn(const Path& program, int firstClosed, pid_t& id) {
+        if (!m_mayOpen)
+            return EMFILE;
         if (!m_sound || ::posix_spawn_file_actions_addclosefrom_np(&m_actions, firstClosed) != 0)
             return ENOMEM;
         std::string name = program.native();
@@ -89,6 +94,7 @@ class Beginning {
     posix_spawnattr_t m_attributes{};
     std::vector<Descriptor> m_kept;
     bool m_sound = false;
+    bool m_mayOpen = true;  // so many files
 };
 
 void TellWhatIsLacking(std::uint8_t lacking) {
@@ -131,7 +137,7 @@ bool ReaderProcess::MakeMemory() {
 int ReaderProcess::Spawn(const Path& program) {
     std::array<int, 2> ends{};
     if (!MakeMemory() || ::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) != 0)
-        return ENOMEM;
+        return errno;
     m_socket = Descriptor(ends[0]);
     const Descriptor itsSocket(ends[1]);
     // A file that nothing can be read from and written to, as those of standard input and output.

@@ -123,8 +123,14 @@ bool IsRaw(int descriptor) {
     const std::string_view bytes(start.data(), start.size());
     if (!bytes.starts_with("II*\0"sv) && !bytes.starts_with("MM\0*"sv))
         return IsRawSignature(bytes);
-    const TiffFile tiff = OpenTiff(descriptor);
-    return bytes.substr(8, 3) == "CR\x02"sv || (tiff && HasRawDirectory(tiff.get()));
+    if (bytes.substr(8, 3) == "CR\x02"sv)
+        return true;
+    try {
+        const TiffFile tiff = OpenTiff(descriptor);
+        return tiff && HasRawDirectory(tiff.get());
+    } catch (const std::bad_alloc&) {  // for more directories than any camera writes
+        return false;
+    }
 }
 
 End ReadRaw(int descriptor, const Job& job, Receiver& receiver) {
