@@ -2,7 +2,7 @@
 //
 //   FAILING_FILES_BELOW    path prefixes, separated by ':'; only operations on files below them count
 //   FAILING_FILES_AT       n, from 1; without it nothing fails
-//   FAILING_FILES_HOW      ENOSPC, EACCES, EIO, or KILL: the program ends there, without a word
+//   FAILING_FILES_HOW      ENOSPC, ENXIO, EACCES, EIO, or KILL: the program ends there, without a word
 //   FAILING_FILES_REPORT   a file that gets a line for the operation that went wrong: its number, class
 //                          (open, write, rename, unlink, sync, mkdir, close) and path
 //
@@ -66,6 +66,8 @@ void Report(long number, const char* kind, const char* path) {
 int ErrorNumber(const char* how) {
     if (std::strcmp(how, "ENOSPC") == 0)
         return ENOSPC;
+    if (std::strcmp(how, "ENXIO") == 0)
+        return ENXIO;
     return std::strcmp(how, "EACCES") == 0 ? EACCES : EIO;
 }
 
