@@ -1,3 +1,6 @@
+#include <filesystem>
+#include <system_error>
+
 #include "base/printable.h"
 #include "store/local_files.h"
 #include "store/progress_meter.h"
@@ -7,13 +10,22 @@
 namespace lumato::store {
 namespace {
 
-// A bitmap that is missing leaves an empty file, so that the numbers stay the pictures' own.
+Result<std::vector<std::uint8_t>> BitmapOf(const FileData& record) {
+    if (!record.whyNoBitmap.empty())
+        return Fail(ErrorKind::TooLarge, About(record.fileName, record.whyNoBitmap));
+    return ReadPlainFile(BitmapPath(BitmapName(record.fileName)));
+}
+
+// A bitmap that is missing leaves an empty file, so that the numbers stay the pictures' own; but nothing is
+// no newer copy of what is there.
 Result<void> Copy(const FileData& record, const Path& target, SavedCopies& copies) {
-    const Result<std::vector<std::uint8_t>> bitmap =
-        record.whyNoBitmap.empty() ? ReadPlainFile(BitmapPath(BitmapName(record.fileName)))
-                                   : Fail(ErrorKind::TooLarge, About(record.fileName, record.whyNoBitmap));
-    LUMATO_TRY_VOID(copies.Put(target, bitmap ? ByteSpan(*bitmap) : ByteSpan()));
-    return bitmap ? Result<void>() : tl::unexpected(bitmap.error());
+    const auto bitmap = BitmapOf(record);
+    std::error_code error;
+    if (bitmap)
+        return copies.Put(target, *bitmap);
+    if (std::filesystem::symlink_status(target, error).type() == std::filesystem::file_type::not_found)
+        LUMATO_TRY_VOID(copies.Put(target, {}));
+    return tl::unexpected(bitmap.error());
 }
 
 }  // namespace

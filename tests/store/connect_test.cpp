@@ -181,9 +181,16 @@ TEST_F(DeletePicturesTest, SavingTakesNothingFromAnybody) {
     report = SavePictures(to);
     EXPECT_THAT(report.replaced, IsEmpty()) << "all of them are copies of ours";
     EXPECT_EQ(ReadFile(to / "2.bmp"), ReadFile(BitmapPath("DPFPicture4.bmp")));
-    fs::copy_file(to / "2.bmp", to / "1.bmp", fs::copy_options::overwrite_existing);
+    fs::permissions(to / "3.bmp", fs::perms{0644});
+    fs::copy_file(to / "2.bmp", to / "3.bmp", fs::copy_options::overwrite_existing);
     EXPECT_EQ(SavePictures(to).replaced.size(), 1U) << "a copy that somebody put there";
     EXPECT_EQ(SavePictures(Home() / "nowhere").failed.size(), 3U);
+
+    fs::remove(BitmapPath("DPFPicture4.bmp"));
+    const Bytes earlier = test::TakeBytes(to / "2.bmp");
+    report = SavePictures(to);
+    EXPECT_THAT(report.failed, testing::SizeIs(2)) << "with the one that was missing before";
+    EXPECT_EQ(test::TakeBytes(to / "2.bmp"), earlier) << "nothing is no newer copy";
 }
 
 }  // namespace
