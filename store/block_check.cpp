@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "flash/checked_transfer.h"
+#include "store/messages.h"
 #include "store/picture_table.h"
 #include "store/store.h"
 
@@ -27,6 +29,15 @@ bool AgreesWithLocalCopies(std::int32_t address, ByteSpan block) {
             return false;
     }
     return true;
+}
+
+Result<std::vector<std::uint8_t>> ReadAgreeing(std::int32_t address, std::int32_t length) {
+    std::vector<std::uint8_t> block(static_cast<std::size_t>(length));
+    if (!flash::ReadFlashData(block.data(), length, address))
+        return Fail(ErrorKind::Refused, kFrameUnreadable);
+    if (!AgreesWithLocalCopies(address, block))
+        return Fail(ErrorKind::Refused, kOtherBytes);
+    return block;
 }
 
 }  // namespace lumato::store

@@ -4,8 +4,10 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include "base/bytes.h"
+#include "base/error.h"
 
 namespace lumato::store {
 
@@ -13,5 +15,7 @@ namespace lumato::store {
 // there. A frame that answers zeros for a block and zero for their sum passes every check of a transfer; what
 // is written back then would destroy the pictures. Those without a local copy are not looked at.
 [[nodiscard]] bool AgreesWithLocalCopies(std::int32_t address, ByteSpan block);
+// The bytes there. Errors: Refused, where they cannot be read or do not agree.
+[[nodiscard]] Result<std::vector<std::uint8_t>> ReadAgreeing(std::int32_t address, std::int32_t length);
 
 }  // namespace lumato::store

@@ -1,7 +1,9 @@
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "device/comm_usb.h"
@@ -27,7 +29,6 @@ using Bytes = std::vector<std::uint8_t>;
 using flash::kBlockSize;
 
 constexpr Words kNotWritten{"FRAME_NOT_WRITTEN", "the frame could not be written"};
-constexpr Words kOtherBytes{"FRAME_GAVE_OTHER_BYTES", "the frame gave other bytes than its pictures have"};
 constexpr std::uint8_t kErased = 0xFF;
 // The table is invalid without these bytes: its slots, the header byte before them and half the end mark.
 constexpr int kInvalidBegin = 15;
@@ -50,15 +51,15 @@ class Download {
     Result<void> Write();
     Result<void> MakePlan();
     Result<void> ReadStreams();
-    Result<Bytes> ReadStream(FileData& record, int position);
     Result<void> InvalidateTable();
     Result<void> ReadTableBlock(const Words& onFailure);
-    Result<void> KeepJournal();
+    Result<void> MakeSafe();
     void RememberBlocks();
     Result<void> RestoreBlocks();
     Result<void> WriteTableOnly();
     Result<void> WritePictures();
     Result<void> PrepareTableBlock();
+    void TakeBack();
     Result<void> WriteUpToBoundary(const PlannedBlock& boundary);
     Result<void> WriteWholeBlocks();
     Result<void> WriteTableBlock();
@@ -81,6 +82,8 @@ class Download {
     std::ptrdiff_t m_done = 0;  // bytes of m_streams already written
     std::optional<ProgressMeter> m_meter;
     Bytes m_tableBlock;
+    std::array<std::uint8_t, kTableSize> m_listBefore{};  // of slots, and what the frame showed then;
+    std::optional<int> m_shownBefore;                     // nothing: it was in arrears
     WrittenBlocks m_written;
     KnownPictures m_known;
     Words m_note = kDownloadFailed;  // of the step that failed
@@ -127,26 +130,13 @@ Result<void> Download::ReadStreams() {
         ++position;
         if (!m_plan.Writes(record))
             continue;
-        const auto stream = ReadStream(record, position);
+        const auto stream = StreamToWrite(record, SlotAddress(SlotOf(m_store.G_PictureList, position)));
         if (!stream)
             return Fail(kDownloadFailed, stream.error().message);
         m_streams.insert(m_streams.end(), stream->begin(), stream->end());
     }
     m_streams.resize(m_streams.size() + static_cast<std::size_t>(filled), kErased);
     return {};
-}
-
-Result<Bytes> Download::ReadStream(FileData& record, int position) {
-    LUMATO_TRY(Bytes stream, StreamOf(record, SlotAddress(SlotOf(m_store.G_PictureList, position))));
-    if (stream.size() != static_cast<std::size_t>(record.picSize))
-        return Fail(kDownloadFailed, About(record.fileName, Phrase("LOCAL_FILE_SHORT",
-                                                                   "the picture's local file is too short")));
-    // It leaves its place on the frame. All that a download writes is less than the flash.
-    if (record.onlyOnFrame) {
-        LUMATO_TRY_VOID(WriteFile(StreamPath(record.fileName), stream, Links::Replace));
-        record.onlyOnFrame = false;
-    }
-    return stream;
 }
 
 Result<void> Download::ReadTableBlock(const Words& onFailure) {
@@ -165,14 +155,6 @@ Result<void> Download::ReadTableBlock(const Words& onFailure) {
     return {};
 }
 
-// The last moment at which the frame is whole: whatever happens from here on, even to this program or to the
-// computer, the pictures are on the disk.
-Result<void> Download::KeepJournal() {
-    if (const auto kept = KeepDownload(m_plan, m_tableBlock); !kept)
-        return Fail(kDownloadFailed, NotSafe(kept.error()));
-    return {};
-}
-
 // From here on a failure leaves changed blocks on the frame. Pictures that stay where they are must survive
 // that; when everything is written anew, no picture is on the frame until that has succeeded.
 void Download::RememberBlocks() {
@@ -188,18 +170,28 @@ void Download::RememberBlocks() {
     }
 }
 
+// The last moment at which the frame is whole: whatever happens from here on, even to this program or to the
+// computer, the pictures are on the disk.
+Result<void> Download::MakeSafe() {
+    if (const auto kept = KeepDownload(m_plan, m_tableBlock); !kept)
+        return Fail(kDownloadFailed, NotSafe(kept.error()));
+    SaveKnown(m_plan.tableAfter, m_known);
+    if (!m_frame->Frame().ConfirmIdentity())
+        return Fail(kDownloadFailed,
+                    Phrase("NO_FRAME_ANY_MORE",
+                           "the device does not say any more that it is a frame; nothing was changed"));
+    return {};
+}
+
 // A frame whose download breaks off now starts with an empty table, not with slots that lead to other bytes.
 // A command that fails here is no reason to stop: the block is in arrears already, and going on is what mends
 // it. The check of what is written in the end decides.
 Result<void> Download::InvalidateTable() {
     LUMATO_TRY_VOID(ReadTableBlock(kDownloadFailed));
     m_known = KnownAfter(m_plan);  // by the journal of a download that broke off, too
-    LUMATO_TRY_VOID(KeepJournal());
-    SaveKnown(m_plan.tableAfter, m_known);
-    if (!m_frame->Frame().ConfirmIdentity())
-        return Fail(kDownloadFailed,
-                    Phrase("NO_FRAME_ANY_MORE",
-                           "the device does not say any more that it is a frame; nothing was changed"));
+    LUMATO_TRY_VOID(MakeSafe());
+    if (m_store.blocksAtRisk.empty() && !m_store.resuming)
+        m_shownBefore = m_store.picturesShown;
     RememberBlocks();
     m_store.picturesShown.reset();
     std::fill(m_tableBlock.begin() + kInvalidBegin, m_tableBlock.begin() + kInvalidEnd, std::uint8_t{0});
@@ -258,16 +250,26 @@ void Download::Confirm() {
     m_meter->Reach(CountWhole(AddressesOfWhole(m_plan, m_done)) - stayed + 1, m_done - m_plan.besideTable);
 }
 
+// Nothing but the table was changed: with that the frame is as it was. One in arrears before stays so.
+void Download::TakeBack() {
+    if (!m_shownBefore)
+        return;
+    Bytes& before = m_store.blocksAtRisk.at(m_geometry.tableAddress);
+    if (!flash::WriteDataToFlash(before.data(), kBlockSize, m_geometry.tableAddress))
+        return;
+    m_store.blocksAtRisk.clear();
+    m_store.G_PictureList = m_listBefore;
+    m_store.picturesShown = m_shownBefore;
+}
+
 // The block in which the stored pictures end is read, completed and written whole.
 Result<void> Download::WriteUpToBoundary(const PlannedBlock& boundary) {
-    Bytes block(static_cast<std::size_t>(boundary.length));
-    if (!flash::ReadFlashData(block.data(), boundary.length, boundary.address))
-        return Fail(kDownloadFailed, kFrameUnreadable);
-    if (!AgreesWithLocalCopies(boundary.address, block))
-        return Fail(kDownloadFailed, kOtherBytes);
+    LUMATO_TRY(Bytes block, ReadAgreeing(boundary.address, boundary.length));
     m_store.blocksAtRisk.try_emplace(boundary.address, block);
-    if (const auto kept = KeepBlocks(); !kept)
+    if (const auto kept = KeepBlocks(); !kept) {
+        TakeBack();
         return Fail(kDownloadFailed, NotSafe(kept.error()));
+    }
     std::copy_n(m_streams.begin() + m_done, boundary.fresh,
                 block.begin() + (m_plan.start + m_done - boundary.address));
     LUMATO_TRY_VOID(WriteBlock(block, boundary.length, boundary.address, kDownloadFailed));
@@ -302,7 +304,7 @@ void Download::MarkStored() {
 }
 
 Result<void> Download::WritePictures() {
-    m_store.G_PictureList = m_plan.tableAfter;
+    m_listBefore = std::exchange(m_store.G_PictureList, m_plan.tableAfter);
     m_store.status->SetDownLoadPrcess(10);
     LUMATO_TRY_VOID(PrepareTableBlock());
     if (m_plan.total > m_plan.besideTable) {

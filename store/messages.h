@@ -43,6 +43,8 @@ inline constexpr Words kReadingStopped{"READING_STOPPED_TIPS", "Reading stopped"
 inline constexpr Words kNoFrame{"NO_FRAME_CONNECTED", "no frame is connected"};
 inline constexpr Words kFrameGone{"FRAME_GONE", "the frame is no longer connected"};
 inline constexpr Words kFrameUnreadable{"FRAME_NOT_READ", "the frame could not be read"};
+inline constexpr Words kOtherBytes{"FRAME_GAVE_OTHER_BYTES",
+                                   "the frame gave other bytes than its pictures have"};
 inline constexpr Words kTableUnreadable{"TABLE_NOT_READ", "the frame's picture table could not be read"};
 inline constexpr Words kPictureUnreadable{"PICTURE_NOT_READ", "a picture could not be read from the frame"};
 inline constexpr Words kJournalIsDamaged{"JOURNAL_DAMAGED", "the recovery journal is damaged"};

@@ -217,6 +217,20 @@ Result<Stream> StreamOf(const FileData& record, std::int32_t address) {
     return ReadPlainFile(StreamPath(record.fileName), static_cast<std::uintmax_t>(record.picSize));
 }
 
+Result<Stream> StreamToWrite(FileData& record, std::int32_t address) {
+    LUMATO_TRY(Stream stream, StreamOf(record, address));
+    if (stream.size() != static_cast<std::size_t>(record.picSize))
+        return Fail(
+            ErrorKind::Refused,
+            About(record.fileName, Phrase("LOCAL_FILE_SHORT", "the picture's local file is too short")));
+    // All that a download writes is less than the flash.
+    if (record.onlyOnFrame) {
+        LUMATO_TRY_VOID(WriteFile(StreamPath(record.fileName), stream, Links::Replace));
+        record.onlyOnFrame = false;
+    }
+    return stream;
+}
+
 Result<void> ReadPictures(const StreamCheck& check) {
     return ReadBack(check).Run();
 }

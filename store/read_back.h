@@ -24,6 +24,9 @@ using StreamCheck = std::function<bool(int slot, ByteSpan stream)>;
 // The bytes of a listed picture, stored at `address`: of its local file or, where it has none, from its place
 // on the frame with the blocks at risk put back.
 [[nodiscard]] Result<std::vector<std::uint8_t>> StreamOf(const FileData& record, std::int32_t address);
+// The same for a download that moves it away from there: it has a local file then. Errors: Refused, too, for
+// one that is shorter than the picture.
+[[nodiscard]] Result<std::vector<std::uint8_t>> StreamToWrite(FileData& record, std::int32_t address);
 
 // ReadPicFromFlash() (store.h), which takes any bytes that decode. What is beyond LocalRoom's bounds is
 // listed all the same, with the reason, and keeps its slot.

@@ -2,8 +2,11 @@
 // they leave on the flash, is compared with a model of the whole: tests/independent/; how it breaks off:
 // recovery_test.cpp.
 #include <chrono>
+#include <csignal>
 #include <semaphore>
 #include <thread>
+
+#include <sys/resource.h>
 
 #include "store/edit_history.h"
 #include "store/safekeeping.h"
@@ -145,6 +148,33 @@ TEST_F(DownloadTest, AMissingFileCostsNothing) {
     }
     ASSERT_TRUE(WriteFile(stream, MakeStream(100, 3)));
     EXPECT_TRUE(Download());
+}
+
+TEST_F(DownloadTest, ADiskThatFillsUpLeavesNoFrameWithoutItsTable) {
+    KeepJournals();
+    ConnectQuietly(TestFlash().Pictures({62440, 1000}));
+    Add(1500, 3);
+    rlimit usual{};
+    ::getrlimit(RLIMIT_FSIZE, &usual);
+    rlimit low = usual;
+    ::signal(SIGXFSZ, SIG_IGN);
+    for (const rlim_t blocks : {0, 1}) {  // so many fit into a journal; the second is that at the boundary
+        low.rlim_cur = blocks * kBlock + 16384;
+        ::setrlimit(RLIMIT_FSIZE, &low);
+        EXPECT_FALSE(Download());
+        ::setrlimit(RLIMIT_FSIZE, &usual);
+        EXPECT_TRUE(Store().blocksAtRisk.empty());
+        EXPECT_EQ(Store().picturesShown, 2);
+        ExpectUnchanged();
+    }
+    for (int connections = 0; connections < 2; ++connections) {
+        EXPECT_THAT(Listed(), ElementsAre(62440, 1000, 1500));
+        EXPECT_TRUE(DownloadIsDue());
+        Restart();
+        ConnectQuietly(TestFlash::Of(m_before));
+    }
+    EXPECT_TRUE(Download());
+    EXPECT_FALSE(DownloadIsDue());
 }
 
 // The table block is on the frame in pieces by then: to stop would lose the pictures in it.
