@@ -223,6 +223,8 @@ Result<void> MakePrivateFolder(const Path& folder) {
         ClosePath(folder);
         return {};
     }
+    if (status.type() == std::filesystem::file_type::none)
+        return tl::unexpected(FileError(folder, error.value(), true));
     if (status.type() != std::filesystem::file_type::not_found)
         return Fail(ErrorKind::Unwritable,
                     About(Printable(folder.native()),
@@ -230,8 +232,11 @@ Result<void> MakePrivateFolder(const Path& folder) {
                                  "a folder belongs here, and something else stands in its place")));
     if (folder.has_parent_path() && !std::filesystem::exists(folder.parent_path(), error))
         LUMATO_TRY_VOID(MakePrivateFolder(folder.parent_path()));
-    if (::mkdir(folder.c_str(), 0700) == 0)
+    if (::mkdir(folder.c_str(), 0700) == 0) {
+        // Whatever the umask: one that its owner cannot enter is of no use to anybody.
+        static_cast<void>(::chmod(folder.c_str(), 0700));
         return {};
+    }
     // The log's thread, or another program, may have made it meanwhile.
     const int why = errno;
     if (why == EEXIST && IsRealFolder(folder))

@@ -118,6 +118,14 @@ TEST_F(FileTest, WritesNewFilesUnderTheUmaskAndKeepsTheBitsOfOldOnes) {
     for (const char* made : {"a", "a/b"})
         EXPECT_EQ(Mode(m_folder / made), 0700U) << made;
     std::filesystem::remove_all(m_folder / "a");
+    ::umask(0777);
+    ASSERT_TRUE(MakePrivateFolder(m_folder / "a"));
+    EXPECT_EQ(Mode(m_folder / "a"), 0700U);
+    std::filesystem::remove_all(m_folder / "a");
+    ::umask(027);
+    const auto tooLong = MakePrivateFolder(m_folder / std::string(300, 'a'));
+    ASSERT_FALSE(tooLong);
+    EXPECT_NE(tooLong.error().message.English().find(SystemMessage(ENAMETOOLONG)), std::string::npos);
     ASSERT_TRUE(WriteFile(m_path, {}));
     EXPECT_EQ(TakeBytes(m_path), Bytes{});
     EXPECT_EQ(m_folder.CountEntries(), 1U);
