@@ -165,6 +165,7 @@ Result<std::unique_ptr<ReaderProcess>> ReaderProcess::Start(const Path& program,
 
 ReaderProcess::~ReaderProcess() {
     if (m_id > 0) {
+        m_socket = Descriptor();  // ends one that may not be killed, too
         ::kill(m_id, SIGKILL);
         while (::waitpid(m_id, nullptr, 0) < 0 && errno == EINTR) {
         }

@@ -199,11 +199,13 @@ void AddThreads(Filter& filter) {
 }
 
 // What is mapped is the reader's own, or a file that it was given; and nothing that was written is run.
+// What grows like a stack the kernel does not count as data, which is what is bounded.
 void AddMemory(Filter& filter) {
-    for (const int call : {SCMP_SYS(mmap), SCMP_SYS(mmap2)}) {
-        filter.Add(SCMP_ACT_ALLOW, call, {HasBits(2, PROT_EXEC, 0), HasBits(3, MAP_ANONYMOUS, 0)});
-        filter.Add(SCMP_ACT_ALLOW, call, {HasBits(2, PROT_EXEC, 0), HasBits(3, MAP_SHARED, 0)});
-    }
+    for (const int call : {SCMP_SYS(mmap), SCMP_SYS(mmap2)})
+        for (const int without : {MAP_ANONYMOUS, MAP_SHARED}) {
+            const auto flags = static_cast<unsigned>(without | MAP_GROWSDOWN);
+            filter.Add(SCMP_ACT_ALLOW, call, {HasBits(2, PROT_EXEC, 0), HasBits(3, flags, 0)});
+        }
     filter.Add(SCMP_ACT_ALLOW, SCMP_SYS(mprotect), {HasBits(2, PROT_EXEC, 0)});
 }
 

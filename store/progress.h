@@ -25,8 +25,9 @@ struct Progress {
 
     // Of the whole, by bytes where they are known: they tell more than pictures, which differ in size.
     [[nodiscard]] double Done() const {
-        return totalBytes > 0 ? static_cast<double>(bytes) / static_cast<double>(totalBytes)
-                              : static_cast<double>(picture - 1) / (pictures > 0 ? pictures : 1);
+        return totalBytes > 0
+                   ? static_cast<double>(bytes) / static_cast<double>(totalBytes)
+                   : static_cast<double>(picture > 0 ? picture - 1 : 0) / (pictures > 0 ? pictures : 1);
     }
 };
 

@@ -158,7 +158,7 @@ TEST_F(DownloadTest, ADiskThatFillsUpLeavesNoFrameWithoutItsTable) {
     ::getrlimit(RLIMIT_FSIZE, &usual);
     rlimit low = usual;
     ::signal(SIGXFSZ, SIG_IGN);
-    for (const rlim_t blocks : {0, 1}) {  // so many fit into a journal; the second is that at the boundary
+    for (const rlim_t blocks : {0U, 1U}) {  // so many fit into a journal; the second is that at the boundary
         low.rlim_cur = blocks * kBlock + 16384;
         ::setrlimit(RLIMIT_FSIZE, &low);
         EXPECT_FALSE(Download());
