@@ -1,5 +1,6 @@
 #include "import/import_jpeg.h"
 
+#include <cstddef>
 #include <memory>
 #include <vector>
 
@@ -13,8 +14,9 @@ namespace {
 
 Result<void> ReadHeldRows(JpegDecoder& decoder, PictureBuilder& builder) {
     LUMATO_TRY_VOID(decoder.Start(true));
+    LUMATO_TRY(const int first, decoder.LeaveOut(builder.Needed()));
     while (!builder.Complete())
-        LUMATO_TRY_VOID(decoder.ReadRow(builder.NextRow()));
+        LUMATO_TRY_VOID(decoder.ReadRow(builder.NextRow() + std::ptrdiff_t{first} * 4));
     return decoder.Finish();
 }
 

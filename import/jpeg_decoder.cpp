@@ -72,16 +72,9 @@ ErrorKind KindOf(int message) {
 
 // Warnings after which part of the picture is not what was stored.
 bool IsDamage(int message) {
-    switch (message) {
-        case JWRN_HIT_MARKER:
-        case JWRN_HUFF_BAD_CODE:
-        case JWRN_MUST_RESYNC:
-        case JWRN_ARITH_BAD_CODE:
-        case JWRN_JPEG_EOF:
-            return true;
-        default:
-            return false;
-    }
+    constexpr int kDamage[] = {JWRN_HIT_MARKER, JWRN_HUFF_BAD_CODE, JWRN_MUST_RESYNC, JWRN_ARITH_BAD_CODE,
+                               JWRN_JPEG_EOF};
+    return std::ranges::find(kDamage, message) != std::end(kDamage);
 }
 
 }  // namespace
@@ -326,6 +319,18 @@ Result<void> JpegDecoder::Start(bool asHeld) {
     if (m_reading != Reading::Any)
         TakeOverScan();
     return {};
+}
+
+// Where libjpeg makes colours smooth of which it reduced some less than others it takes too narrow a part.
+Result<int> JpegDecoder::LeaveOut(Columns needed) {
+    constexpr int kMargin = 4;  // as they are made smooth: two samples of half the resolution
+    if (needed.begin >= needed.end ||
+        (m_jpeg.do_fancy_upsampling != FALSE && m_jpeg.scale_num != m_jpeg.scale_denom))
+        return 0;
+    auto first = static_cast<JDIMENSION>(std::max(needed.begin - kMargin, 0));
+    auto width = std::min(static_cast<JDIMENSION>(needed.end + kMargin), m_jpeg.output_width) - first;
+    LUMATO_TRY_VOID(Guarded([&] { jpeg_crop_scanline(&m_jpeg, &first, &width); }));
+    return static_cast<int>(first);
 }
 
 // libjpeg asks its entropy decoder for one MCU after the other. It has asked for none yet.

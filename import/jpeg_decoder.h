@@ -19,6 +19,7 @@
 #include "import/jpeg_scan_reader.h"
 #include "import/messages.h"
 #include "import/picture_file.h"
+#include "import/row_taker.h"
 
 namespace lumato::picture {
 
@@ -54,6 +55,9 @@ class JpegDecoder {
     [[nodiscard]] std::int64_t Memory() const;
     // After Scale(). `asHeld`: rows come as BitmapInfo holds them instead of in Layout(), which is Rgb.
     [[nodiscard]] Result<void> Start(bool asHeld = false);
+    // After Start(), before the first row: others than `needed` may be left out of all rows. Returns the
+    // column with which they begin from now on. What is not left out is as it would be without this.
+    [[nodiscard]] Result<int> LeaveOut(Columns needed);
     // The next row.
     [[nodiscard]] Result<void> ReadRow(std::uint8_t* row);
     // After the last row: what follows must end the picture properly.

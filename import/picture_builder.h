@@ -74,6 +74,10 @@ class PictureBuilder {
     // Whether decoded rows are held as they come: then NextRow() is where the next one belongs, in the held
     // pixels' layout, and takes AddRow()'s place.
     [[nodiscard]] bool KeepsRows() const { return m_reducer.empty() && m_placement.stepX == 1; }
+    // Requires: KeepsRows(). Those of the next rows that are looked at.
+    [[nodiscard]] Columns Needed() const {
+        return m_taker != nullptr ? m_taker->Needed() : Columns{0, m_decoded.width};
+    }
     [[nodiscard]] std::uint8_t* NextRow();
 
     // The next decoded row, in the order of storage: red, green, blue. Rows beyond the last are ignored.

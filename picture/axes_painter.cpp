@@ -14,9 +14,9 @@ AxesPainter::AxesPainter(const Surface& surface, AxisTaps across, AxisTaps down,
       m_down(std::move(down)),
       m_turned(turned),
       m_converter(colours) {
-    const auto firstColumn = static_cast<std::size_t>(m_across.FirstHeld());
-    m_firstByte = firstColumn * kChannels;
-    m_bytes = static_cast<std::size_t>(m_across.EndHeld()) * kChannels - m_firstByte;
+    const auto [firstColumn, endColumn] = Needed();
+    m_firstByte = static_cast<std::size_t>(firstColumn) * kChannels;
+    m_bytes = static_cast<std::size_t>(endColumn) * kChannels - m_firstByte;
     m_rows.resize(m_bytes + kTapGroup * kChannels, 0);
     m_colours.resize(static_cast<std::size_t>(m_across.count) * kChannels);
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "import/colour.h"
+#include "import/row_taker.h"
 #include "picture/axis_taps.h"
 #include "picture/pixel_view.h"
 #include "picture/surface.h"
@@ -23,6 +24,8 @@ class AxesPainter {
 
     // A line is a pixel of this axis: from 0 to Lines() - 1, in any order.
     [[nodiscard]] const AxisTaps& Down() const { return m_down; }
+    // The pixels of a picture's row that are read.
+    [[nodiscard]] Columns Needed() const { return {m_across.FirstHeld(), m_across.EndHeld()}; }
     [[nodiscard]] int Lines() const { return m_across.count == 0 ? 0 : m_down.count; }
 
     // Lays a line, with its coverage, over what is there. `row` is the start of the picture's row

@@ -61,6 +61,7 @@ class FittedComposer : public RowTaker {
             StraightPainter(surface, info.heldWidth, info.heldHeight, placement.value_or(PicturePlacement())),
             info.heldHeight, info.bytesPerRow);
     }
+    [[nodiscard]] Columns Needed() const override { return m_strip->Needed(); }
     std::uint8_t* NextRow() override { return m_strip->NextRow(); }
 
     // The picture is complete: all rows were taken.

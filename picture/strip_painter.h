@@ -16,6 +16,8 @@ class StripPainter {
     // `bytesPerRow`.
     StripPainter(AxesPainter painter, int heldHeight, std::size_t bytesPerRow);
 
+    // Of each row, those that are painted.
+    [[nodiscard]] Columns Needed() const { return m_painter.Needed(); }
     // Where the next row is to be put; the one before is complete. Requires: fewer than all were asked for.
     [[nodiscard]] std::uint8_t* NextRow();
     // All rows are complete.

@@ -196,9 +196,36 @@ Bytes PixelsByLibjpeg(const Path& path, double scale, std::string& outcome) {
     return imported ? info.pixels : Bytes();
 }
 
+// Those in the columns, of which only these are decoded if `alone`.
+Bytes PixelsReadHere(const Path& path, int eighths, bool rough, Columns columns, bool alone) {
+    const auto file = PictureFile::Open(path);
+    JpegDecoder decoder(*file, JpegDecoder::Reading::Usual);
+    EXPECT_TRUE(decoder.ReadHeader());
+    const auto size = decoder.Scale(eighths, rough);
+    EXPECT_TRUE(size && decoder.Start() && decoder.HasScanReader());
+    const int bytes = BytesPerPixel(decoder.Layout());
+    const int first = alone ? decoder.LeaveOut(columns).value() : 0;
+    Bytes row(static_cast<std::size_t>(size->width * bytes)), pixels;
+    for (int y = 0; y < size->height; ++y) {
+        EXPECT_TRUE(decoder.ReadRow(row.data() + std::ptrdiff_t{first} * bytes));
+        pixels.insert(pixels.end(), row.begin() + std::ptrdiff_t{columns.begin} * bytes,
+                      row.begin() + std::ptrdiff_t{columns.end} * bytes);
+    }
+    EXPECT_TRUE(decoder.Finish());
+    return pixels;
+}
+
 TEST_F(JpegImport, OrdinaryPhotographsAreReadHereAndGiveTheSamePixels) {
-    const JpegOptions codings[] = {
-        {}, {.quality = 100}, {.quality = 20}, {.restartRows = 1}, {.optimized = true}};
+    const JpegOptions codings[] = {{},
+                                   {.quality = 100},
+                                   {.quality = 20},
+                                   {.across = 4},
+                                   {.down = 1},
+                                   {.across = 1, .down = 1},
+                                   {.across = 4, .down = 1},
+                                   {.across = 1},
+                                   {.restartRows = 1},
+                                   {.optimized = true}};
     for (const JpegOptions& coding : codings)
         for (const int bands : {1, 3, 4})
             for (const Raw& raw : {Noise(83, 61, 3, bands),
@@ -208,15 +235,10 @@ TEST_F(JpegImport, OrdinaryPhotographsAreReadHereAndGiveTheSamePixels) {
                 std::string outcome;
                 EXPECT_EQ(m_info.pixels, PixelsByLibjpeg(m_file, 0.3, outcome));
 
-                const auto file = PictureFile::Open(m_file);
-                JpegDecoder decoder(*file, JpegDecoder::Reading::Usual);
-                ASSERT_TRUE(decoder.ReadHeader());
-                const auto size = decoder.Scale(8);
-                ASSERT_TRUE(size && decoder.Start() && decoder.HasScanReader());
-                Bytes row(static_cast<std::size_t>(size->width) * 4);
-                for (int y = 0; y < size->height; ++y)
-                    ASSERT_TRUE(decoder.ReadRow(row.data()));
-                EXPECT_TRUE(decoder.Finish());
+                for (const auto& [eighths, rough] : {std::pair{8, false}, {8, true}, {4, false}, {4, true}}) {
+                    const Bytes whole = PixelsReadHere(m_file, eighths, rough, {17, 34}, false);
+                    EXPECT_EQ(whole, PixelsReadHere(m_file, eighths, rough, {17, 34}, true)) << eighths;
+                }
             }
 }
 

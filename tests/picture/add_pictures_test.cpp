@@ -89,7 +89,9 @@ class AddPicturesTest : public testing::Test {
         };
         for (int orientation = 2; orientation <= 8; ++orientation)
             files.push_back(Jpeg("turned" + std::to_string(orientation) + ".jpg", Noise(700, 500, 8),
-                                 {.orientation = orientation}));
+                                 {.orientation = orientation,
+                                  .progressive = orientation == 8,
+                                  .separateScans = orientation == 6}));
         return files;
     }
     void UseLcd(float width, float height) {

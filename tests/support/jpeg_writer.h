@@ -27,6 +27,7 @@ struct JpegOptions {
     bool separateScans = false;  // sequential, a scan per component
     bool adobe = false;          // four bands: YCCK with Adobe's marker instead of bare inks
     bool optimized = false;      // Huffman tables of its own
+    int across = 2, down = 2;    // samples of brightness to one of colour, of three bands
     int restartRows = 0;
     int quality = 97;
     Bytes profile = {};
@@ -50,6 +51,10 @@ inline void SetColours(jpeg_compress_struct& jpeg, const Raw& raw, const JpegOpt
         jpeg_set_colorspace(&jpeg, options.adobe ? JCS_YCCK : JCS_CMYK);
     if (raw.bands == 4 && !options.adobe)
         jpeg.write_Adobe_marker = FALSE;
+    if (raw.bands == 3) {
+        jpeg.comp_info[0].h_samp_factor = options.across;
+        jpeg.comp_info[0].v_samp_factor = options.down;
+    }
     jpeg_set_quality(&jpeg, options.quality, TRUE);
     jpeg.restart_in_rows = options.restartRows;
     jpeg.optimize_coding = options.optimized ? TRUE : FALSE;
