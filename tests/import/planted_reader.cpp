@@ -164,7 +164,7 @@ constexpr Plant kPlants[] = {
      }},
     {"answers late",
      [] {
-         SleepFor(1500);
+         SleepFor(4500);
          return false;
      }},
     {"takes memory",
@@ -173,6 +173,13 @@ constexpr Plant kPlants[] = {
      [] {
          return IsGivenMoreThan(300 << 20, [](std::size_t size) {
              return ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+         });
+     }},
+    {"takes a stack",
+     [] {
+         return IsGivenMoreThan(300 << 20, [](std::size_t size) {
+             constexpr int kFlags = MAP_PRIVATE | MAP_ANONYMOUS | MAP_GROWSDOWN;
+             return ::mmap(nullptr, size, PROT_READ | PROT_WRITE, kFlags, -1, 0);
          });
      }},
     {"takes memory files", [] { return ::memfd_create("more", 0) >= 0; }},

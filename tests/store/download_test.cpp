@@ -9,6 +9,7 @@
 #include <sys/resource.h>
 
 #include "store/edit_history.h"
+#include "store/progress.h"
 #include "store/safekeeping.h"
 #include "tests/store/store_fixture.h"
 
@@ -72,6 +73,11 @@ TEST_F(DownloadTest, ProgressGoesBySteps) {
         EXPECT_EQ(Streams(), streams);
         Restart();
     }
+}
+
+TEST(Progress, BeginsAtNothing) {
+    EXPECT_EQ((Progress{.picture = 0, .pictures = 1}).Done(), 0.0);
+    EXPECT_EQ((Progress{.picture = 2, .pictures = 4}).Done(), 0.25);
 }
 
 TEST_F(DownloadTest, HardwareIsAskedOnceMoreWhoItIsBeforeTheFirstErase) {
