@@ -4,6 +4,8 @@
 #include <array>
 #include <string>
 
+#include "import/messages.h"
+
 namespace lumato::picture {
 namespace {
 
@@ -72,6 +74,9 @@ Result<ReaderBounds> BoundsFor(const reader::Found& found, std::int64_t fileSize
             ErrorKind::TooLarge,
             Phrase("TOO_LARGE_A_FILE", "too large: {0} pixels, the limit for such a file is {1} megapixels",
                    std::to_string(found.width) + " x " + std::to_string(found.height), limit / kMega));
+    // Rows can be so wide that the few that are kept are more than any picture's share.
+    if (columns * cost.perColumn > kCeiling - kMostAround)
+        return Fail(ErrorKind::TooLarge, kBeyondMemory);
     const auto bytes = [&](double perPixel, std::int64_t around) {
         const auto whole = static_cast<std::int64_t>(pixels * perPixel + columns * cost.perColumn);
         // The strips of a TIFF file are read as they are packed.
@@ -80,7 +85,7 @@ Result<ReaderBounds> BoundsFor(const reader::Found& found, std::int64_t fileSize
     };
     const std::chrono::milliseconds byPixels(static_cast<std::int64_t>(pixels * cost.seconds / 1000));
     const std::chrono::milliseconds byFile(fileSize / kBytesPerMillisecond);
-    // Rows can be so wide that some of them are more than a small file's picture may take.
+    // Wide rows on top of many pixels are more than a small file's picture may take.
     const std::int64_t most =
         std::min(bytes(cost.mostPerPixel, kMostAround), kCeiling + fileSize * kBytesPerByte);
     const double usual = found.format == WebP && shrink > 1 ? kShrunkWebP : cost.usualPerPixel;

@@ -116,6 +116,7 @@ def bombs():
     yield "60000 x 60000.png", lambda: png(60000, 60000, zeros(60001 * 3000)), False
     yield "60000 x 60000 grey of 1 bit.png", lambda: png(60000, 60000, zeros(7501 * 60000), 1, 0), None
     yield "wide.png", lambda: png(0x7FFFFFFF, 1, zeros(100)), False
+    yield "wide rows.png", lambda: png(900000, 200, zeros(2700001 * 200)), False
     yield "interlaced.png", lambda: interlaced(20000, zeros(1 << 24)), False
     yield "text.png", lambda: small_png(chunk(b"zTXt", b"comment\0\0" + zeros(1 << 30))), None
     yield "huge profile.png", lambda: small_png(profile(zeros(1 << 29))), None
@@ -130,8 +131,7 @@ def bombs():
     yield "one tile.tif", lambda: tiff(8000, 8000, zeros(8000 * 8000), (322, 4, 1, 8000), (323, 4, 1, 8000), packed=True), None
     yield "large tiles.tif", lambda: tiff(60000, 60000, zeros(1 << 24), (322, 4, 1, 4096), (323, 4, 1, 4096), packed=True), None
     # Nothing but black, and as large as the smallest file may be; and beyond that.
-    for name, served in HOSTILE.items():
-        yield name, functools.partial(sample, name), served
+    yield from ((name, functools.partial(sample, name), served) for name, served in HOSTILE.items())
     yield "large interlaced.png", lambda: interlaced(7000, zeros(7000 * 21004)), None
     yield "large.gif", lambda: gif(6000, 6000, 20), None
     yield "16000 x 16000.png", lambda: png(16000, 16000, zeros(48001 * 16000)), None
