@@ -1,6 +1,7 @@
 // Readers and writers of multi-byte numbers in byte buffers, and the 16-bit sum that guards flash transfers.
 //
 // Every function works on the first bytes of the given span. Requires: the span is long enough.
+// No state; callable from any thread.
 #pragma once
 
 #include <cstddef>

@@ -1,7 +1,7 @@
 // The error value of every operation whose result is not a plain yes or no.
 //
 // An operation returns Result<T>: its value, or an Error. Tests and callers look at the kind; people read
-// the message. Each layer may add what it was doing in front with Context().
+// the message. Each layer may add what it was doing in front with Context(). Values; any thread.
 #pragma once
 
 #include <string>

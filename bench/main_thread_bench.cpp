@@ -14,12 +14,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 #include <functional>
-
-#include <dlfcn.h>
-#include <poll.h>
-#include <unistd.h>
 
 #include "app/edit/edit_view.h"
 #include "app/edit/little_arrows.h"
@@ -29,6 +24,7 @@
 #include "app/parts/texts.h"
 #include "app/shell/appearance.h"
 #include "app/shell/main_window.h"
+#include "bench/turns.h"
 #include "picture/picture_state.h"
 #include "text/localized.h"
 
@@ -37,34 +33,6 @@ namespace {
 
 constexpr int kPatience = 40'000;  // milliseconds
 constexpr int kQuiet = 400;        // of what follows a step
-
-double Milliseconds(clockid_t clock) {
-    timespec now = {};
-    clock_gettime(clock, &now);
-    return static_cast<double>(now.tv_sec) * 1e3 + static_cast<double>(now.tv_nsec) / 1e6;
-}
-
-// Between two of the main thread's waits for events.
-struct Turn {
-    double work = 0, away = 0;
-};
-Turn longest, began;  // that of each, and when the present one began
-bool listing = false;
-
-template <class Wait>
-int Measured(const Wait& wait) {
-    if (gettid() != getpid())
-        return wait();
-    const double now = Milliseconds(CLOCK_MONOTONIC);
-    const double work = Milliseconds(CLOCK_THREAD_CPUTIME_ID) - began.work;
-    const double away = now - began.away;
-    longest = {std::max(longest.work, work), std::max(longest.away, away)};
-    if (listing && work > 12)
-        std::fprintf(stderr, "turn %.6f %.6f %.1f\n", (now - away) / 1e3, now / 1e3, work);
-    const int outcome = wait();
-    began = {Milliseconds(CLOCK_THREAD_CPUTIME_ID), Milliseconds(CLOCK_MONOTONIC)};
-    return outcome;
-}
 
 class Story {
   public:
@@ -103,8 +71,8 @@ class Story {
 };
 
 void Story::Step(const char* what, const std::function<void()>& act, const std::function<bool()>& done) {
-    longest = {};
-    if (listing)
+    bench::g_longest = {};
+    if (bench::g_listsTurns)
         std::fprintf(stderr, "step %s\n", what);
     QTimer::singleShot(0, qApp, act);
     QElapsedTimer whole;
@@ -114,7 +82,8 @@ void Story::Step(const char* what, const std::function<void()>& act, const std::
         QTest::qWait(5);
     const bool there = done();
     QTest::qWait(kQuiet);
-    std::printf("| %s | %.1f | %.1f |%s\n", what, longest.work, longest.away, there ? "" : " NOT REACHED");
+    std::printf("| %s | %.1f | %.1f |%s\n", what, bench::g_longest.work, bench::g_longest.away,
+                there ? "" : " NOT REACHED");
     std::fflush(stdout);
 }
 
@@ -378,19 +347,6 @@ void Story::Run() {
 }  // namespace
 }  // namespace lumato::app
 
-extern "C" {
-
-int poll(pollfd* files, nfds_t count, int timeout) {
-    static auto* const next = reinterpret_cast<decltype(poll)*>(dlsym(RTLD_NEXT, "poll"));
-    return lumato::app::Measured([&] { return next(files, count, timeout); });
-}
-
-int ppoll(pollfd* files, nfds_t count, const timespec* timeout, const sigset_t* mask) {
-    static auto* const next = reinterpret_cast<decltype(ppoll)*>(dlsym(RTLD_NEXT, "ppoll"));
-    return lumato::app::Measured([&] { return next(files, count, timeout, mask); });
-}
-}
-
 int main(int argc, char** argv) {
     lumato::app::DrawWithoutOpenGl();
     QApplication application(argc, argv);
@@ -399,7 +355,7 @@ int main(int argc, char** argv) {
         return 2;
     }
     const lumato::Path work = argv[1];
-    lumato::app::listing = std::getenv("LUMATO_LIST_TURNS") != nullptr;
+    lumato::bench::g_listsTurns = std::getenv("LUMATO_LIST_TURNS") != nullptr;
     lumato::text::SetLanguageFile(work / "home/Language.ini");
     std::printf("| main thread, the longest turn | its work, ms | time, ms |\n|---|---|---|\n");
     lumato::app::Story story(work);

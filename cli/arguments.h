@@ -1,4 +1,4 @@
-// What the command line asks for, as values. Parsing touches no file and no frame.
+// What the command line asks for, as values. Parsing touches no file and no frame. Main thread only.
 #pragma once
 
 #include <cstdint>

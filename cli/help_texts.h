@@ -1,4 +1,6 @@
 // The longer texts of the help: what FILE can be, and the examples at its end.
+//
+// Constants; any thread.
 #pragma once
 
 namespace lumato::cli {

@@ -1,5 +1,7 @@
 // What a command says at its end: a result for people or as JSON on standard output, errors on standard
 // error.
+//
+// Main thread only, but for the texts, which any thread may have made.
 #pragma once
 
 #include <string>

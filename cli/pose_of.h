@@ -1,4 +1,6 @@
 // The pose that the arguments ask for.
+//
+// No state; callable from any thread.
 #pragma once
 
 #include "cli/arguments.h"

@@ -6,6 +6,8 @@
 //   10     SPI instruction
 //   11-13  flash address, big-endian; byte 11 alone is the value of a status register write
 //   15     option bits
+//
+// No state; callable from any thread.
 #pragma once
 
 #include <array>

@@ -2,7 +2,7 @@
 // broken; everything else the sanitizers see.
 //
 // libFuzzer drives them (main.cpp), and an ordinary test replays the seeds, among which is every input that
-// ever found a fault. One call at a time.
+// ever found a fault. One call at a time, on one thread.
 #pragma once
 
 #include <string_view>

@@ -1,4 +1,6 @@
 // An imported picture.
+//
+// Plain data: one thread at a time while it changes.
 #pragma once
 
 #include <cstddef>

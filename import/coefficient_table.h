@@ -2,7 +2,7 @@
 // tells the codes of up to two coefficients, and whether the block ends behind them; their values are taken
 // from the bits, for photographs have many that no short look would tell.
 //
-// Constant after construction.
+// Constant after construction; any thread then.
 #pragma once
 
 #include <array>

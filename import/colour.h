@@ -1,6 +1,6 @@
 // Decoded pixels of any colour space into sRGB, by their embedded profile where there is a usable one.
 //
-// Constant once it is made; pictures with the same profile may share one.
+// Constant once it is made, for any thread; pictures with the same profile may share one.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,6 @@
 // How large a picture may be, and how many of its pixels an import holds. Pure arithmetic.
+//
+// No state; callable from any thread.
 #pragma once
 
 #include <cstdint>

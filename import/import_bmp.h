@@ -1,5 +1,7 @@
 // Our own reader of bitmap files: the layout that this system writes and the common variants, with 1, 2, 4,
 // 8, 16, 24 and 32 bits per pixel, palettes, bit masks, run lengths, either row order and the OS/2 headers.
+//
+// Any thread; a file and a builder belong to one call.
 #pragma once
 
 #include "import/picture_builder.h"

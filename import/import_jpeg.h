@@ -1,4 +1,6 @@
 // JPEG files, decoded at the smallest scale that serves.
+//
+// Any thread; a file and a builder belong to one call.
 #pragma once
 
 #include "import/picture_builder.h"

@@ -1,6 +1,8 @@
 // The coefficients of a picture that comes in several scans, which libjpeg keeps whole: 2 bytes per sample, a
 // progressive picture of 100 megapixels takes 300 MB. Here they lie in memory up to a bound and beyond it in
 // a temporary file, of which only a window is mapped at any time.
+//
+// One thread at a time.
 #pragma once
 
 #include <cstddef>

@@ -1,5 +1,7 @@
 // Tells libjpeg's versions apart: it has no number for that, but each one's messages, the copyright's years
 // among them, are its own.
+//
+// No state; callable from any thread.
 #pragma once
 
 #include <cstdint>

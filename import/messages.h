@@ -1,4 +1,6 @@
 // Why a file is no picture, where several readers say it.
+//
+// Constants; any thread.
 #pragma once
 
 #include <cstddef>

@@ -1,4 +1,6 @@
 // The eight orientations of Exif, and where they put stored pixels.
+//
+// No state; callable from any thread.
 #pragma once
 
 #include <cstddef>

@@ -1,5 +1,7 @@
 // What a reader may take for a picture. A header may claim anything: what decoding costs must stand in some
 // proportion to the file.
+//
+// No state; callable from any thread.
 #pragma once
 
 #include <chrono>

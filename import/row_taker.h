@@ -1,4 +1,6 @@
 // Takes the rows of a picture while it is imported, in place of memory for all of them.
+//
+// Called by the thread that imports, or by one at a time for it.
 #pragma once
 
 #include <cstdint>

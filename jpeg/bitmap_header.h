@@ -1,6 +1,6 @@
 // The header of the one bitmap file layout of the system.
 //
-// No state.
+// No state; callable from any thread.
 #pragma once
 
 #include <cstddef>

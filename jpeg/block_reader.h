@@ -1,7 +1,7 @@
 // The decoder's entropy decoding, with one look for one or two coefficients.
 //
 // Everything is inlined into the form of the decoder that uses it (bit_reader.h). No state outside the
-// objects.
+// objects; separate ones may be used on different threads.
 #pragma once
 
 #include "jpeg/decode_loops.h"

@@ -3,6 +3,8 @@
 //
 // Blocks lie in groups of as many as a vector of 16-bit lanes holds rows of: the first rows of all blocks of
 // the group, then all second rows, and so on. `Group` says how many.
+//
+// Values; any thread.
 #pragma once
 
 #include <bit>

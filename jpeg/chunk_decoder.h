@@ -1,6 +1,6 @@
 // Decodes the chunks of one picture, one after another, with the loops of the form that is in use.
 //
-// No state.
+// No state; callable from any thread.
 #pragma once
 
 #include <cstddef>

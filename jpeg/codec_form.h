@@ -1,8 +1,8 @@
 // Which form of the codec's inner loops runs: the plain one, or one of the vector forms of which all but the
 // plainest need a certain processor.
 //
-// All forms give the same bytes. The choice is process-wide; it may be changed while nobody encodes or
-// decodes.
+// All forms give the same bytes. The choice is process-wide; it may be read by any thread, and changed
+// while none encodes or decodes.
 #pragma once
 
 #include <string>

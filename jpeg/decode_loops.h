@@ -1,6 +1,6 @@
 // The decoder's inner loops, which work on the chunks of a picture: one set of them per form (codec_form.h).
 //
-// No state.
+// No state; callable from any thread.
 #pragma once
 
 #include <array>

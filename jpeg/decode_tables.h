@@ -1,6 +1,6 @@
 // A stream's tables as the decoder looks them up.
 //
-// Constant after construction; borrow from the stream.
+// Constant after construction, when any number of threads may read them; borrow from the stream.
 #pragma once
 
 #include <array>

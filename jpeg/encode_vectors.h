@@ -1,6 +1,7 @@
 // The encoder's inner loops in vectors, behind the choice of the form that the processor can run.
 //
-// No state. The plain twins are in encoder.cpp, mcu_samples.cpp and forward_dct.cpp.
+// No state; callable from any thread. The plain twins are in encoder.cpp, mcu_samples.cpp and
+// forward_dct.cpp.
 #pragma once
 
 #include <array>

@@ -1,6 +1,7 @@
 // The forward transform of the encoder: samples of an 8 x 8 block into quantized coefficients.
 //
-// Integers only. Everything is in natural order. No state outside the objects.
+// Integers only. Everything is in natural order. No state outside the
+// objects; separate ones may be used on different threads.
 #pragma once
 
 #include <array>

@@ -1,6 +1,6 @@
 // Symbols to codes: a Huffman table in the form in which the encoder looks it up.
 //
-// Constant after it was computed.
+// Constant after it was computed, when any number of threads may read it.
 #pragma once
 
 #include <array>

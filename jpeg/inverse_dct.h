@@ -1,6 +1,6 @@
 // The inverse transform of the decoder: coefficients of an 8 x 8 block into samples.
 //
-// Integers only. No state.
+// Integers only. No state; callable from any thread.
 #pragma once
 
 #include <array>

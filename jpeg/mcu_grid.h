@@ -1,6 +1,6 @@
 // How a picture is divided into MCUs (minimum coded units), which both directions of the codec must agree on.
 //
-// No state.
+// No state; callable from any thread.
 #pragma once
 
 #include <cstddef>

@@ -1,6 +1,6 @@
 // The zig-zag scan in the forms in which the vector forms of the codec look it up.
 //
-// Read-only; no state.
+// Read-only; any thread.
 #pragma once
 
 #include <array>

@@ -4,6 +4,8 @@
 //   MCU table, 8 bytes per MCU, little-endian fields      (absent with kOmitMcuTable)
 //   table block, 550 bytes: DQT body, then DHT body       (absent with kOmitTables)
 //   coded MCUs: Cb, Cr, then the luminance blocks; each MCU filled up to a byte with 1 bits, no byte stuffing
+//
+// Values; any thread.
 #pragma once
 
 #include <cstdint>

@@ -1,6 +1,6 @@
 // The part of a frame picture stream in front of the coded MCUs: its header and its table block, both ways.
 //
-// No state. stream_format.h shows the whole layout.
+// No state; callable from any thread. stream_format.h shows the whole layout.
 #pragma once
 
 #include <array>

@@ -1,6 +1,6 @@
 // Codes to symbols: a Huffman table in the form in which the decoder looks it up.
 //
-// Constant after it was defined; borrowed by the decoding loops.
+// Constant after it was defined, when any number of threads may read it; borrowed by the decoding loops.
 #pragma once
 
 #include <array>

@@ -1,7 +1,7 @@
 // The constant tables of the codec: the example tables of ITU-T T.81 Annex K, the zig-zag scan, the scales of
 // the fast DCTs, and the quality rule that scales the quantization tables.
 //
-// Natural order means row-major: entry 8 * vertical + horizontal frequency. Read-only; no state.
+// Natural order means row-major: entry 8 * vertical + horizontal frequency. Read-only; any thread.
 #pragma once
 
 #include <array>

@@ -1,6 +1,6 @@
 // Symbols to codes for the fast encoder: each with the room for its additional bits already in it.
 //
-// Constant after construction.
+// Constant after construction, when any number of threads may read it.
 #pragma once
 
 #include <array>

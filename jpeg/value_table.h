@@ -1,7 +1,7 @@
 // Bits to values: Huffman tables in the forms in which the fast decoder looks them up. One look finds codes
 // and the values of their additional bits, as far as a few bits tell them.
 //
-// Constant after construction.
+// Constant after construction, when any number of threads may read it.
 #pragma once
 
 #include <array>

@@ -1,7 +1,7 @@
 // What both directions of the vector forms share: vectors of 16-bit lanes and of bytes, and the transposition
 // of blocks.
 //
-// Included once per vector width.
+// Included once per vector width. No state; callable from any thread.
 #if defined(LUMATO_JPEG_VECTOR_BLOCKS) == defined(HWY_TARGET_TOGGLE)
 #ifdef LUMATO_JPEG_VECTOR_BLOCKS
 #undef LUMATO_JPEG_VECTOR_BLOCKS

@@ -1,7 +1,8 @@
 // The encoder's way from coefficients to coded bits: quantization in vectors, and entropy coding that goes
 // from one coefficient that is not 0 to the next. The plain twins are Quantizer and encoder.cpp.
 //
-// Included once per vector width.
+// Included once per vector width. No state outside the objects; separate ones may be used on different
+// threads.
 #if defined(LUMATO_JPEG_VECTOR_CODE) == defined(HWY_TARGET_TOGGLE)
 #ifdef LUMATO_JPEG_VECTOR_CODE
 #undef LUMATO_JPEG_VECTOR_CODE

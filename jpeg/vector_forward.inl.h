@@ -1,7 +1,7 @@
 // The encoder's way from pixels to coefficients in vectors: colours and forward transform of a chunk. The
 // plain twins are mcu_samples.cpp and forward_dct.cpp; every integer comes out the same.
 //
-// Included once per vector width.
+// Included once per vector width. No state; callable from any thread.
 #if defined(LUMATO_JPEG_VECTOR_FORWARD) == defined(HWY_TARGET_TOGGLE)
 #ifdef LUMATO_JPEG_VECTOR_FORWARD
 #undef LUMATO_JPEG_VECTOR_FORWARD

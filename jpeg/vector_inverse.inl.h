@@ -1,7 +1,7 @@
 // The decoder's way from coefficients to samples in vectors. The plain twin is inverse_dct.cpp; every sample
 // comes out the same.
 //
-// Included once per vector width.
+// Included once per vector width. No state; callable from any thread.
 #if defined(LUMATO_JPEG_VECTOR_INVERSE) == defined(HWY_TARGET_TOGGLE)
 #ifdef LUMATO_JPEG_VECTOR_INVERSE
 #undef LUMATO_JPEG_VECTOR_INVERSE

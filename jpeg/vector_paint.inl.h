@@ -1,6 +1,6 @@
 // The decoder's way from samples to pixels in vectors. The plain twin is in decode_plainly.cpp.
 //
-// Included once per vector width.
+// Included once per vector width. No state; callable from any thread.
 #if defined(LUMATO_JPEG_VECTOR_PAINT) == defined(HWY_TARGET_TOGGLE)
 #ifdef LUMATO_JPEG_VECTOR_PAINT
 #undef LUMATO_JPEG_VECTOR_PAINT

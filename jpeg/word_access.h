@@ -1,6 +1,6 @@
 // Eight bytes at a time, at any address.
 //
-// No state.
+// No state; callable from any thread.
 #pragma once
 
 #include <bit>

@@ -1,5 +1,7 @@
 // The one bitmap file layout of the system: 54-byte header, 24 bits per pixel, bottom row first, rows padded
 // to 4 bytes.
+//
+// Any thread; no two write the same file.
 #pragma once
 
 #include <cstddef>

@@ -1,4 +1,6 @@
 // The status notes of this room, and how they are shown.
+//
+// Any thread.
 #pragma once
 
 #include "import/messages.h"

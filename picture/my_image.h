@@ -1,4 +1,6 @@
 // A picture with its pose on the edit canvas.
+//
+// Plain data: one thread at a time while it changes.
 #pragma once
 
 #include <memory>

@@ -1,4 +1,6 @@
 // The status notes of this room: their keys in the language file and their built-in English texts.
+//
+// Constants; any thread.
 #pragma once
 
 #include "base/phrase.h"

@@ -3,6 +3,8 @@
 //   0     signature "ABFS"; the rest of the 16-byte header is not ours and is kept as read
 //   16    510 slots of 8 bytes: status, 24-bit address, 0, 24-bit length, little-endian
 //   4094  end mark 55h AAh, inside the last slot
+//
+// Used by the thread that owns the table.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,6 @@
 // How far long work is: values, which each program says in its own way.
+//
+// Values; any thread.
 #pragma once
 
 #include <cstdint>

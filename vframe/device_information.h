@@ -2,6 +2,8 @@
 // leads to hold their fields. Little-endian.
 //
 // The virtual frame's own copy of the layout: shared with the host side, an error in it would cancel out.
+//
+// Constants; any thread.
 #pragma once
 
 #include <cstddef>

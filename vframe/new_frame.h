@@ -1,6 +1,6 @@
 // Makes the flash of a fresh virtual frame: its device information block, everything else erased.
 //
-// No state.
+// No state; callable from any thread.
 #pragma once
 
 #include <cstdint>

@@ -1,6 +1,6 @@
 // Why the virtual frame refuses a command, as SCSI sense data (SPC-2, 7.20.2), and the answer of its parts.
 //
-// Plain values, no state.
+// Plain values, no state; any thread.
 #pragma once
 
 #include <cstddef>

@@ -1,7 +1,7 @@
 // What the frame says of itself on a USB bus (USB 2.0, 9.6): a high-speed device with one mass-storage
 // interface and its two bulk endpoints.
 //
-// No state.
+// No state; callable from any thread.
 #pragma once
 
 #include <cstdint>

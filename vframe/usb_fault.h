@@ -1,7 +1,7 @@
 // Faults on order of a frame on a USB bus: those of its commands, and those of the transport that carries
 // them.
 //
-// Plain values, no state.
+// Plain values, no state; any thread.
 #pragma once
 
 #include <cstdint>

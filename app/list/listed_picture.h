@@ -1,6 +1,6 @@
 // A picture of the list as the window shows it: values, so that a worker may change the list meanwhile.
 //
-// No state.
+// No state; callable from any thread.
 #pragma once
 
 #include <QByteArray>

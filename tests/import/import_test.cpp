@@ -23,7 +23,7 @@ namespace {
 using testing::HasSubstr;
 using testing::StartsWith;
 
-using test::MakeRaw, test::MakeTiff, test::TiffOptions;
+using test::MakeTiff;
 using PictureImport = ImportTest;
 constexpr int kLossy = 25;
 
@@ -102,77 +102,6 @@ TEST_F(PictureImport, ProfilesDepthsAndTransparency) {
     }
 }
 
-// Kinds of TIFF files that others take for what they are not.
-TEST_F(PictureImport, TiffFilesOfEveryKind) {
-    const std::vector<double> orange{1, 0.5, 0.2}, grey{0.75}, inks{0, 0.5, 0.8, 0.2};
-    const auto with = [](std::vector<double> pixel, double more, double factor = 1) {
-        for (double& value : pixel)
-            value *= factor;
-        pixel.push_back(more);
-        return pixel;
-    };
-    const Colour shown{255, 128, 51}, half{128, 64, 26}, light{191, 191, 191}, dark{64, 64, 64};
-    const Colour printed{204, 102, 41}, faint{102, 51, 20};
-    const struct {
-        std::vector<double> pixel;
-        TiffOptions options;
-        Colour colour;
-    } rows[] = {
-        {orange, {}, shown},
-        {orange, {.bits = 16}, shown},
-        {orange, {.bits = 32}, shown},
-        {orange, {.bits = 8, .format = 2}, shown},
-        {orange, {.bits = 16, .format = 2}, shown},
-        {orange, {.bits = 32, .format = 2}, shown},
-        {orange, {.bits = 32, .format = 3}, shown},
-        {orange, {.bits = 32, .format = 3, .white = 255}, shown},
-        {orange, {.bits = 32, .format = 3, .white = 65535}, shown},
-        {grey, {.photometric = 1, .bits = 32}, light},
-        {grey, {.photometric = 1, .bits = 32, .format = 3}, light},
-        {grey, {.photometric = 0}, dark},
-        {grey, {.photometric = 0, .bits = 16, .format = 2}, dark},
-        {grey, {.photometric = 0, .bits = 32}, dark},
-        {grey, {.photometric = 0, .bits = 32, .format = 3}, dark},
-        {with(orange, 0.5), {.extra = {2}}, half},
-        {with(orange, 0.5), {.bits = 32, .extra = {2}}, half},
-        {with(orange, 0.5), {.bits = 16, .format = 2, .extra = {0}}, half},
-        {with(orange, 0.5), {.bits = 32, .format = 3, .extra = {2}}, half},
-        {with(orange, 0.5, 0.5), {.extra = {1}}, half},
-        {with(orange, 0.5, 0.5), {.bits = 32, .format = 3, .extra = {1}}, half},
-        {with(with(orange, 0.9), 0.5), {.extra = {0, 2}}, half},
-        {with(with(grey, 0.9), 0.3), {.photometric = 1, .extra = {0, 0}}, light},
-        {inks, {.photometric = 5}, printed},
-        {inks, {.photometric = 5, .bits = 16}, printed},
-        {inks, {.photometric = 5, .bits = 32, .format = 3}, printed},
-        {with(inks, 0.5), {.photometric = 5, .extra = {2}}, faint},
-        {with(inks, 0.5), {.photometric = 5, .bits = 16, .extra = {2}}, faint},
-        {with(inks, 0.5, 0.5), {.photometric = 5, .extra = {1}}, faint},
-        // L* of 67.6, a* of 46, b* of 62, as bytes.
-        {{172 / 255.0, 46 / 255.0, 62 / 255.0}, {.photometric = 8}, shown},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(&row - rows);
-        ASSERT_EQ(Outcome(Read(MakeTiff(row.pixel, row.options))), "fine");
-        EXPECT_TRUE(Near(At(m_info, 2, 2), row.colour, 2)) << testing::PrintToString(At(m_info, 2, 2));
-        EXPECT_TRUE(m_info.note.empty());
-    }
-    const std::pair<Bytes, const char*> refused[] = {
-        {MakeTiff(orange, {.bits = 16, .format = 3}), "a TIFF file whose 16-bit samples"},
-        {MakeTiff(orange, {.bits = 64, .format = 3}), "a TIFF file whose 64-bit samples"},
-        {MakeTiff(grey, {.photometric = 1, .bits = 64, .format = 6}), "a TIFF file whose 64-bit samples"},
-        {MakeTiff(with(orange, 0.5, 0.5), {.bits = 32, .extra = {1}}), "a TIFF file whose 32-bit samples"},
-        {MakeTiff(with(inks, 0.5, 0.5), {.photometric = 5, .bits = 16, .extra = {1}}),
-         "a TIFF file whose 16-bit samples"},
-        {MakeTiff(orange, {.photometric = 6}), "a TIFF file of colours that are not supported (number 6)"},
-        {MakeTiff(orange, {.photometric = 9}), "a TIFF file of colours that are not supported (number 9)"},
-        {MakeTiff(orange, {.photometric = 32845}), "a TIFF file of colours that"},
-        {MakeTiff(orange, {.photometric = 5}), "a TIFF file of colours that"},
-        {MakeTiff(inks, {.photometric = 5, .more = {{332, 2}}}), "a TIFF file of colours that"},
-    };
-    for (const auto& [tiff, reason] : refused)
-        EXPECT_THAT(Outcome(Read(tiff)), StartsWith("Unsupported: " + std::string(reason)));
-}
-
 // A file whose profile makes no sense any more.
 Bytes WithBrokenProfile(Bytes file) {
     for (const std::string_view mark : {"acsp", "iCCP"}) {
@@ -205,42 +134,6 @@ TEST_F(PictureImport, BrokenProfilesAreToldOf) {
             EXPECT_TRUE(Near(At(m_info, 2, 2), colour, 2)) << testing::PrintToString(At(m_info, 2, 2));
         }
     }
-}
-
-// What a camera made of its raw file is shown, turned as the file says, unless the preview does itself.
-TEST_F(PictureImport, RawFilesShowTheCamerasPreview) {
-    const Bytes plain = MakeJpeg(Quarters(96, 64)), turned = MakeJpeg(Quarters(96, 64), {.orientation = 3});
-    const struct {
-        Bytes preview;
-        test::RawOptions options;
-        int shown;
-    } rows[] = {
-        {plain, {true, 1, 96, 64}, 1}, {plain, {true, 6, 96, 64}, 6},  {plain, {true, 8, 96, 64}, 8},
-        {plain, {true, 3, 96, 64}, 3}, {turned, {true, 1, 96, 64}, 3}, {plain, {false, 6, 96, 64}, 6},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(&row - rows);
-        for (const double scale : {1.0, 0.2}) {
-            ASSERT_EQ(Outcome(Read(MakeRaw(row.preview, row.options), scale)), "fine");
-            EXPECT_EQ(m_info.width, row.shown >= 5 ? 64U : 96U);
-            ExpectQuarters(m_info, OrientedQuarters(row.shown), 12);
-            EXPECT_EQ(m_info.note.English(), "the camera's preview of this photograph is used");
-        }
-        EXPECT_TRUE(IsPicture(m_file));
-    }
-    // Pixels without a coding are a preview, too.
-    ASSERT_EQ(Outcome(Read(MakeRaw({}, {.orientation = 6}))), "fine");
-    EXPECT_EQ(m_info.width, 12U);
-    EXPECT_TRUE(Near(At(m_info, 2, 2), kRed, 0));
-    EXPECT_FALSE(m_info.note.empty());
-
-    Bytes cut = MakeJpeg(Noise(96, 64, 1));
-    std::fill(cut.begin() + static_cast<std::ptrdiff_t>(cut.size() / 2), cut.end(), 0);
-    EXPECT_THAT(Outcome(Read(MakeRaw(cut, {true, 1, 96, 64}))), StartsWith("Damaged: "));
-    EXPECT_TRUE(m_info.note.empty());
-    const std::string start = "FUJIFILMCCD-RAW 0201FF129502";
-    EXPECT_EQ(Outcome(Read(Bytes(start.begin(), start.end()))),
-              "Unsupported: a raw photograph in which no preview was found");
 }
 
 TEST_F(PictureImport, OnlyTheFirstPictureOfAnAnimation) {

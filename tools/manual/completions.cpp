@@ -43,9 +43,8 @@ void FishOptions(const CLI::App& app, const std::string& condition) {
     }
 }
 
-}  // namespace
-
-void Bash(const CLI::App& app) {
+// What stands before the current word: an option whose value it is, and the command.
+void BashWords(const CLI::App& app) {
     const std::vector<const CLI::Option*> every = EveryOption(app);
     const auto file = [](const CLI::Option& option) {
         return TakesValue(option) && NamesFile(option.get_type_name());
@@ -78,8 +77,12 @@ void Bash(const CLI::App& app) {
            "            -*) ;;\n"
            "            *) case $command in '') command=$word ;; frame) command=\"frame $word\" ;; esac ;;\n"
            "        esac\n"
-           "    done\n"
-           "    case $command in\n";
+           "    done\n";
+}
+
+// What each command takes.
+void BashCommands(const CLI::App& app) {
+    std::cout << "    case $command in\n";
     std::string top;
     for (const CLI::App* command : CommandsOf(app))
         top += (top.empty() ? "" : " ") + command->get_name();
@@ -95,8 +98,15 @@ void Bash(const CLI::App& app) {
         std::cout << "        " << Quoted(command.name) << ") options='"
                   << Joined(OptionsOf(*command.app, false), " ", Any) << "'"
                   << (TakesFiles(*command.app) ? " files=1" : "") << " ;;\n";
-    std::cout << "    esac\n"
-                 "    if [[ $current == -* || -z $files ]]; then\n"
+    std::cout << "    esac\n";
+}
+
+}  // namespace
+
+void Bash(const CLI::App& app) {
+    BashWords(app);
+    BashCommands(app);
+    std::cout << "    if [[ $current == -* || -z $files ]]; then\n"
                  "        [[ $current != -* ]] || options+=' "
               << Joined(OptionsOf(app, false), " ", Any)
               << "'\n"
