@@ -123,7 +123,7 @@ Result<Phrase> ComposeFile(const Path& picture, int lcdWidth, int lcdHeight, con
         Result<std::vector<std::uint8_t>> pixels =
             ComposeFitted(picture, lcdWidth, lcdHeight, Processors::All, &note);
         if (!pixels)
-            LUMATO_TRY_VOID(SelectImported(picture, tl::unexpected(std::move(pixels).error())));
+            LUMATO_TRY_VOID(SelectImported(picture, tl::unexpected(pixels.error())));
         LUMATO_TRY_VOID(SaveBmpFile(*pixels, lcdWidth, lcdHeight, bitmap, Links::Follow));
         return note;
     }
