@@ -11,35 +11,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "base/descriptor.h"
 #include "base/file_identity.h"
 #include "base/printable.h"
 #include "base/temporary_name.h"
 
 namespace lumato {
 namespace {
-
-// Owns a file descriptor.
-class Descriptor {
-  public:
-    explicit Descriptor(int fd) : m_fd(fd) {}
-    ~Descriptor() {
-        if (m_fd >= 0)
-            ::close(m_fd);
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    int Get() const { return m_fd; }
-    // Closing reports what a write could not: a full disk behind a network or a quota.
-    bool Close() {
-        const int fd = m_fd;
-        m_fd = -1;
-        return ::close(fd) == 0;
-    }
-
-  private:
-    int m_fd;
-};
 
 Error FileError(const Path& path, int errorNumber, bool writing) {
     return Error{KindOfErrno(errorNumber, writing),

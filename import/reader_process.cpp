@@ -8,7 +8,6 @@
 #include <cstring>
 #include <fstream>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include <fcntl.h>
@@ -109,18 +108,6 @@ Error Gone() {
 }
 
 }  // namespace
-
-Descriptor::~Descriptor() {
-    if (m_fd >= 0)
-        ::close(m_fd);
-}
-
-Descriptor::Descriptor(Descriptor&& other) noexcept : m_fd(std::exchange(other.m_fd, -1)) {}
-
-Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
-    std::swap(m_fd, other.m_fd);
-    return *this;
-}
 
 bool ReaderProcess::MakeMemory() {
     m_rows = MemoryFile("lumato-rows", reader::kMemorySize);

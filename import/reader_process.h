@@ -11,25 +11,12 @@
 
 #include <sys/types.h>
 
+#include "base/descriptor.h"
 #include "base/file.h"
 #include "import/reader_bounds.h"
 #include "reader/messages.h"
 
 namespace lumato::picture {
-
-// A descriptor and its end.
-class Descriptor {
-  public:
-    explicit Descriptor(int fd = -1) : m_fd(fd) {}
-    ~Descriptor();
-    Descriptor(Descriptor&& other) noexcept;
-    Descriptor& operator=(Descriptor&& other) noexcept;
-
-    [[nodiscard]] int Get() const { return m_fd; }
-
-  private:
-    int m_fd;
-};
 
 class ReaderProcess {
   public:
