@@ -137,10 +137,8 @@ Reception::Next Reception::TakeEnd(const reader::End& end) {
     if (end.outcome != reader::Outcome::Done)
         m_outcome = Fail(KindOf(end.outcome),
                          Phrase(reader::kReasons[static_cast<std::size_t>(end.reason)], end.value));
-    else if (m_state != State::Rows && m_state != State::Preview)
+    else if (m_rowsLeft > 0 || (m_state != State::Rows && m_state != State::Preview))
         return Next::Nonsense;
-    else if (m_rowsLeft > 0)
-        m_outcome = Fail(ErrorKind::Damaged, kCutOff);
     return Next::Ended;
 }
 

@@ -72,6 +72,7 @@ TEST_F(Reader, WhateverTakesADecoderOverIsCaught) {
         "talks",
         "hands rows over first",
         "ends first",
+        "ends early",
         "points beyond the file",
         "points at both",
         "closes the socket",
@@ -92,8 +93,6 @@ TEST_F(Reader, WhateverTakesADecoderOverIsCaught) {
         EXPECT_EQ(Plant(name), kDecoderHasStopped) << name;
         EXPECT_EQ(Plant("fine"), "fine") << "after " << name;
     }
-    EXPECT_EQ(Plant("ends early"), "Damaged: cut off: the file ends early");
-    EXPECT_EQ(Plant("fine"), "fine");
     EXPECT_LE(Descriptors(), before);
 }
 
