@@ -20,8 +20,9 @@ struct Cost {
     double perColumn;      // bytes for a pixel of a row: what is read row by row keeps some of them
     double seconds;        // of processor time, for a million pixels; ten times what was measured
     std::int64_t always;   // so many millions are read from any file: not more than kCeiling
-    std::int64_t perByte;  // more pixels for each byte of the file are a trap rather than a picture
-    std::int64_t never;    // more millions are read from none
+    std::int64_t
+        perByte;  // more pixels, of any depth, for each byte of the file are a trap rather than a picture
+    std::int64_t never;  // more millions are read from none
 };
 using enum reader::Format;
 constexpr std::array<Cost, reader::kFormats> kCosts = {{
@@ -31,6 +32,7 @@ constexpr std::array<Cost, reader::kFormats> kCosts = {{
     {0.5, 0, 2500, 0.3, 64, 30, 1000},   // Tiff: a strip may be the whole picture
     {7, 5, 100, 0.3, 36, 64, 256},       // Gif
     {14, 6.2, 100, 1.0, 18, 64, 256},    // Heif
+    {20, 14, 100, 1.0, 18, 64, 256},     // Avif: in 4:4:4; in 4:2:0 two thirds
     {20, 12, 100, 1.5, 13, 64, 256},     // JpegXl
     {6, 3, 100, 0.3, 36, 64, 256},       // Raw: of its preview alone
 }};
@@ -46,8 +48,9 @@ constexpr std::int64_t kBytesPerByte = 100;     // beyond that, so many for each
 constexpr std::chrono::milliseconds kAlways{4000};
 constexpr std::int64_t kBytesPerMillisecond = 50;  // beyond that, so many of the file are worth one more
 
+// Those of the costliest kind may then be refused while they are decoded.
 constexpr bool IsBelowCeiling(const Cost& cost) {
-    return static_cast<double>(cost.always * kMega) * cost.mostPerPixel <= kCeiling - kMostAround;
+    return static_cast<double>(cost.always * kMega) * cost.usualPerPixel <= kCeiling - kMostAround;
 }
 static_assert(std::ranges::all_of(kCosts, IsBelowCeiling));
 
@@ -66,10 +69,11 @@ Result<ReaderBounds> BoundsFor(const reader::Found& found, std::int64_t fileSize
     fileSize = std::min(fileSize, kLargestFile);
     const Cost& cost = kCosts[static_cast<std::size_t>(found.format)];
     const double depth = std::max(3, int{found.pixelBytes}) / 3.0;
-    const double pixels = depth * static_cast<double>(found.width) * static_cast<double>(found.height);
+    const double area = static_cast<double>(found.width) * static_cast<double>(found.height);
+    const double pixels = depth * area;
     const double columns = depth * static_cast<double>(found.width);
     const std::int64_t limit = std::clamp(fileSize * cost.perByte, cost.always * kMega, cost.never * kMega);
-    if (pixels > static_cast<double>(limit))
+    if (area > static_cast<double>(limit))
         return Fail(
             ErrorKind::TooLarge,
             Phrase("TOO_LARGE_A_FILE", "too large: {0} pixels, the limit for such a file is {1} megapixels",
@@ -89,7 +93,7 @@ Result<ReaderBounds> BoundsFor(const reader::Found& found, std::int64_t fileSize
     const std::int64_t most =
         std::min(bytes(cost.mostPerPixel, kMostAround), kCeiling + fileSize * kBytesPerByte);
     const double usual = found.format == WebP && shrink > 1 ? kShrunkWebP : cost.usualPerPixel;
-    const bool isSupported = pixels <= static_cast<double>(fileSize * cost.perByte);
+    const bool isSupported = area <= static_cast<double>(fileSize * cost.perByte);
     return ReaderBounds{most, std::min(kToBegin + byPixels, kAlways + byFile),
                         isSupported ? std::min(bytes(usual, kUsualAround), most) : most};
 }

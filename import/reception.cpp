@@ -28,6 +28,10 @@ bool IsShrunk(int stored, int decoded, int most) {
     return decoded <= stored && decoded >= stored / most;
 }
 
+int NextWhole(int side, int eighths) {
+    return (side * eighths + 7) / 8;
+}
+
 }  // namespace
 
 Reception::Next Reception::Take(ByteSpan packet) {
@@ -38,7 +42,7 @@ Reception::Next Reception::Take(ByteSpan packet) {
         if (const auto* found = std::get_if<reader::Found>(&*message))
             return TakeFound(*found);
         if (const auto* coming = std::get_if<reader::Coming>(&*message))
-            return TakeComing({coming->width, coming->height});
+            return TakeComing(*coming);
         if (const auto* rows = std::get_if<reader::Rows>(&*message))
             return TakeRows(rows->count);
         if (const auto* end = std::get_if<reader::End>(&*message))
@@ -95,14 +99,17 @@ int Reception::MostShrink() const {
     return std::max(1, std::min(m_stored.width / least.width, m_stored.height / least.height));
 }
 
-Reception::Next Reception::TakeComing(Size decoded) {
+Reception::Next Reception::TakeComing(const reader::Coming& coming) {
+    const Size decoded{coming.width, coming.height};
     if (m_state != State::Found || !IsShrunk(m_stored.width, decoded.width, m_mostShrink) ||
-        !IsShrunk(m_stored.height, decoded.height, m_mostShrink))
+        !IsShrunk(m_stored.height, decoded.height, m_mostShrink) ||
+        (coming.eighths != 0 && (decoded.width != NextWhole(m_stored.width, coming.eighths) ||
+                                 decoded.height != NextWhole(m_stored.height, coming.eighths))))
         return Next::Nonsense;
     m_state = State::Rows;
     m_decoded = decoded;
     m_rowsLeft = decoded.height;
-    m_outcome = m_builder.Begin({m_stored, decoded, m_orientation, 0, m_colours});
+    m_outcome = m_builder.Begin({m_stored, decoded, m_orientation, coming.eighths, m_colours});
     return m_outcome ? Next::Wait : Next::Nonsense;
 }
 

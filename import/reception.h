@@ -41,7 +41,7 @@ class Reception {
 
   private:
     Next TakeFound(const reader::Found& found);
-    Next TakeComing(Size decoded);
+    Next TakeComing(const reader::Coming& coming);
     Next TakeRows(std::int32_t count);
     Next TakeEnd(const reader::End& end);
     Next TakeLine(const reader::Line& line);

@@ -110,7 +110,8 @@ FromReader TakeFromReader(std::uint8_t kind, Taker& taker) {
             return TakeFound(taker);
         case 2: {
             const std::int32_t width = taker.Side();
-            return Coming{width, taker.Side()};
+            const std::int32_t height = taker.Side();
+            return Coming{width, height, taker.Byte(0, 4)};
         }
         case 3:
             return Rows{taker.Side()};
@@ -169,7 +170,7 @@ Packet Pack(const FromReader& message) {
             .Byte(found->pixelBytes)
             .Number(found->profileBytes);
     else if (const auto* coming = std::get_if<Coming>(&message))
-        writer.Side(coming->width).Side(coming->height);
+        writer.Side(coming->width).Side(coming->height).Byte(coming->eighths);
     else if (const auto* rows = std::get_if<Rows>(&message))
         writer.Side(rows->count);
     else if (const auto* end = std::get_if<End>(&message))

@@ -27,7 +27,7 @@
 namespace lumato::reader {
 
 inline constexpr char kProgram[] = "lumato-reader";
-inline constexpr std::uint32_t kVersion = 1;
+inline constexpr std::uint32_t kVersion = 2;
 
 // What a reader is started with, beside standard input, output and error.
 inline constexpr int kSocket = 3;
@@ -73,8 +73,8 @@ struct Ready {
     std::uint8_t lacking = 0;
 };
 
-enum class Format : std::uint8_t { Png, Interlaced, WebP, Tiff, Gif, Heif, JpegXl, Raw };
-inline constexpr int kFormats = 8;
+enum class Format : std::uint8_t { Png, Interlaced, WebP, Tiff, Gif, Heif, Avif, JpegXl, Raw };
+inline constexpr int kFormats = 9;
 // Sizes as stored, above 0 or not; the Exif orientation; bytes of each pixel as the format's library holds
 // them.
 struct Found {
@@ -85,10 +85,12 @@ struct Found {
     std::uint8_t pixelBytes = 3;     // 1 to 255
     std::uint32_t profileBytes = 0;  // at most kHalf
 };
-// The size in which rows will come; sides are above 0.
+// The size in which rows will come; sides are above 0. `eighths`: of the stored sides, of which these are the
+// next whole size (1, 2 or 4); 0: these are the picture's sides exactly.
 struct Coming {
     std::int32_t width = 0;
     std::int32_t height = 0;
+    std::uint8_t eighths = 0;
 };
 // So many rows are in the next half, above 0: red, green, blue.
 struct Rows {

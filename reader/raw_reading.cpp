@@ -9,9 +9,9 @@
 #include <vector>
 
 #include <libraw/libraw.h>
-#include <sys/mman.h>
 #include <unistd.h>
 
+#include "reader/mapped_file.h"
 #include "reader/raw_signatures.h"
 #include "reader/tiff_file.h"
 
@@ -55,27 +55,6 @@ bool HasRawDirectory(TIFF* tiff) {
     });
 }
 
-// The whole file, for as long as this lives. Who cuts it off meanwhile ends this process, and no other.
-class Mapping {
-  public:
-    Mapping(int descriptor, std::int64_t size)
-        : m_size(static_cast<std::size_t>(size)),
-          m_data(::mmap(nullptr, m_size, PROT_READ, MAP_PRIVATE, descriptor, 0)) {}
-    ~Mapping() {
-        if (m_data != MAP_FAILED)
-            ::munmap(m_data, m_size);
-    }
-    Mapping(const Mapping&) = delete;
-    Mapping& operator=(const Mapping&) = delete;
-
-    [[nodiscard]] void* Data() const { return m_data == MAP_FAILED ? nullptr : m_data; }
-    [[nodiscard]] std::size_t Size() const { return m_size; }
-
-  private:
-    const std::size_t m_size;
-    void* const m_data;
-};
-
 // libraw counts quarter turns in a way of its own.
 std::uint8_t OrientationOf(int flip) {
     return flip == 3 ? 3 : flip == 5 ? 8 : flip == 6 ? 6 : 1;
@@ -90,7 +69,7 @@ End HandOver(const libraw_thumbnail_t& preview, std::uint8_t orientation, Receiv
                          .orientation = orientation,
                          .format = Format::Raw},
                         {}) ||
-        !receiver.Decoded(preview.twidth, preview.theight))
+        !receiver.Decoded({preview.twidth, preview.theight}))
         return {Outcome::Stopped};
     const auto* row = reinterpret_cast<const std::uint8_t*>(preview.thumb);
     for (int y = 0; y < preview.theight; ++y, row += preview.twidth * 3)
@@ -99,7 +78,7 @@ End HandOver(const libraw_thumbnail_t& preview, std::uint8_t orientation, Receiv
     return {Outcome::Done, Reason::PreviewUsed};
 }
 
-End ReadPreview(LibRaw& raw, const Mapping& file, Receiver& receiver) {
+End ReadPreview(LibRaw& raw, const MappedFile& file, Receiver& receiver) {
     if (raw.open_buffer(file.Data(), file.Size()) != LIBRAW_SUCCESS || raw.unpack_thumb() != LIBRAW_SUCCESS)
         return {Outcome::Unsupported, Reason::NoPreview};
     const libraw_thumbnail_t& preview = raw.imgdata.thumbnail;
@@ -134,7 +113,7 @@ bool IsRaw(int descriptor) {
 }
 
 End ReadRaw(int descriptor, const Job& job, Receiver& receiver) {
-    const Mapping file(descriptor, job.fileSize);
+    const MappedFile file(descriptor, job.fileSize);
     if (file.Data() == nullptr)
         return {Outcome::TooLarge, Reason::BeyondMemory};
     try {

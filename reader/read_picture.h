@@ -16,7 +16,7 @@ class Receiver {
     // What was found, its profile too where the pixels could be left in its colours. None: leave it.
     [[nodiscard]] virtual std::optional<Go> Begin(const Found& found, ByteSpan profile) = 0;
     // The size in which the rows will come. False, as of the next: no more is wanted.
-    [[nodiscard]] virtual bool Decoded(std::int32_t width, std::int32_t height) = 0;
+    [[nodiscard]] virtual bool Decoded(const Coming& size) = 0;
     // In place of all that: the picture is the JPEG file that lies in the file there, to be turned so if it
     // does not say how itself.
     [[nodiscard]] virtual bool Preview(std::int64_t offset, std::int64_t length,

@@ -74,12 +74,12 @@ class Sender : public Receiver {
     }
     // The program waits for nothing more of it.
     [[nodiscard]] bool IsLeft() const { return m_left; }
-    bool Decoded(std::int32_t width, std::int32_t height) override {
-        m_rowBytes = static_cast<std::size_t>(width) * 3;
-        m_perHalf = RowsPerHalf(width);
+    bool Decoded(const Coming& size) override {
+        m_rowBytes = static_cast<std::size_t>(size.width) * 3;
+        m_perHalf = RowsPerHalf(size.width);
         if (m_rowBytes > kHalf)
             return false;
-        Say(Coming{width, height});
+        Say(size);
         return true;
     }
     bool Row(const std::uint8_t* rgb) override {

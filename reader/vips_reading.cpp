@@ -1,5 +1,6 @@
 // Any picture that libvips reads, into rows.
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <optional>
 #include <string>
@@ -8,6 +9,7 @@
 #include <unistd.h>
 #include <vips/vips.h>
 
+#include "reader/heif_reduced.h"
 #include "reader/read_picture.h"
 #include "reader/tiff_kind.h"
 #include "reader/usual_colours.h"
@@ -79,13 +81,27 @@ bool IsInterlaced(VipsImage* image) {
            vips_image_get_int(image, "interlaced", &interlaced) == 0 && interlaced != 0;
 }
 
-Found Describe(VipsImage* image, const Reader& reader) {
+// Its brands stand in the first box (ISO/IEC 14496-12, 4.3).
+bool HasAvifBrand(int descriptor) {
+    std::array<char, 64> start{};
+    const ssize_t size = ::pread(descriptor, start.data(), start.size(), 0);
+    return size > 0 && std::string_view(start.data(), static_cast<std::size_t>(size)).find("avif") !=
+                           std::string_view::npos;
+}
+
+Format FormatOf(VipsImage* image, int descriptor, const Reader& reader) {
+    if (IsInterlaced(image))
+        return Format::Interlaced;
+    return reader.format == Format::Heif && HasAvifBrand(descriptor) ? Format::Avif : reader.format;
+}
+
+Found Describe(VipsImage* image, int descriptor, const Reader& reader) {
     const auto bytes = vips_format_sizeof(vips_image_get_format(image)) *
                        static_cast<unsigned>(std::max(1, vips_image_get_bands(image)));
     return {.width = vips_image_get_width(image),
             .height = vips_image_get_height(image),
             .orientation = static_cast<std::uint8_t>(std::clamp(vips_image_get_orientation(image), 0, 255)),
-            .format = IsInterlaced(image) ? Format::Interlaced : reader.format,
+            .format = FormatOf(image, descriptor, reader),
             .pixelBytes = static_cast<std::uint8_t>(std::clamp<std::uint64_t>(bytes, 1, 255))};
 }
 
@@ -130,7 +146,21 @@ int Deliver(VipsRegion* region, VipsRect* area, void* user) {
     return 0;
 }
 
-End ReadOpened(int descriptor, const Reader& reader, Receiver& receiver) {
+// Decoded smaller where the format's library can, or we. The part that is left of the sides, as in Coming;
+// none: an error.
+std::optional<std::uint8_t> Shrink(Image& image, int descriptor, const Job& job, const Reader& reader,
+                                   int most) {
+    if (reader.format == Format::Heif)
+        return ReduceHeif(image, descriptor, job, most);
+    if (reader.shrinks && most > 1) {
+        image = Open(descriptor, 1.0 / most);
+        if (!image)
+            return std::nullopt;
+    }
+    return 0;
+}
+
+End ReadOpened(int descriptor, const Job& job, const Reader& reader, Receiver& receiver) {
     TiffKind kind;
     if (reader.format == Format::Tiff && ReadTiffKind(descriptor, kind)) {
         if (const std::optional<End> refusal = WhyNotRead(kind))
@@ -139,18 +169,16 @@ End ReadOpened(int descriptor, const Reader& reader, Receiver& receiver) {
     Image image = Open(descriptor, 1);
     if (!image)
         return SayVipsError();
-    const auto go = receiver.Begin(Describe(image.get(), reader), ProfileToOffer(image.get()));
+    const auto go = receiver.Begin(Describe(image.get(), descriptor, reader), ProfileToOffer(image.get()));
     if (!go)
         return {Outcome::Stopped};
-    if (go->mostShrink > 1 && reader.shrinks) {
-        image = Open(descriptor, 1.0 / go->mostShrink);
-        if (!image)
-            return SayVipsError();
-    }
+    const auto eighths = Shrink(image, descriptor, job, reader, go->mostShrink);
+    if (!eighths)
+        return SayVipsError();
     bool isProfileUsable = true;
     if (!Prepare(image, descriptor, kind, go->profileTaken, isProfileUsable))
         return SayVipsError();
-    if (!receiver.Decoded(vips_image_get_width(image.get()), vips_image_get_height(image.get())))
+    if (!receiver.Decoded({vips_image_get_width(image.get()), vips_image_get_height(image.get()), *eighths}))
         return {Outcome::Stopped};
     Delivery delivery{receiver};
     if (vips_sink_disc(image.get(), Deliver, &delivery) != 0)
@@ -169,7 +197,7 @@ End ReadWithVips(int descriptor, const Job& job, Receiver& receiver) {
         vips_error_clear();
         return {Outcome::Unsupported, Reason::NotReadableHere};
     }
-    return ReadOpened(descriptor, *reader, receiver);
+    return ReadOpened(descriptor, job, *reader, receiver);
 }
 
 }  // namespace lumato::reader

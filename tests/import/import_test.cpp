@@ -144,6 +144,32 @@ TEST_F(PictureImport, OnlyTheFirstPictureOfAnAnimation) {
     EXPECT_TRUE(Near(At(m_info, 10, m_info.height - 1), m_info.height == 32 ? kRed : kBlue, 12));
 }
 
+// 120 x 90 in quarters of its sides: the last row is half a row more than there is.
+TEST_F(PictureImport, SmallerOnesAreMeansOfTheWhole) {
+    for (const char* name : {"noise.heic", "noise.avif"}) {
+        BitmapInfo whole;
+        ASSERT_EQ(Outcome(Import(SampleFile(name), whole)), "fine");
+        ASSERT_EQ(Outcome(Import(SampleFile(name), m_info, 0.1)), "fine");
+        ASSERT_EQ(m_info.heldWidth, 30);
+        ASSERT_EQ(m_info.heldHeight, 23);
+        EXPECT_EQ(m_info.overhang.bottom, 0.5);
+        int others = 0;
+        for (int y = 0; y < m_info.heldHeight; ++y) {
+            for (int x = 0; x < m_info.heldWidth; ++x) {
+                Colour mean{};
+                const int rows = std::min(4, whole.heldHeight - 4 * y);
+                for (int i = 0; i < 4 * rows; ++i)
+                    for (std::size_t band = 0; band < mean.size(); ++band)
+                        mean[band] += At(whole, 4 * x + i % 4, 4 * y + i / 4)[band];
+                for (int& band : mean)
+                    band /= 4 * rows;
+                others += Near(At(m_info, x, y), mean, 1) ? 0 : 1;
+            }
+        }
+        EXPECT_EQ(others, 0) << name;
+    }
+}
+
 TEST_F(PictureImport, TruncationIsNeverSilent) {
     for (const char* name : {"png", "webp", "tif", "gif", "heic", "avif", "jxl"}) {
         const Bytes sound = Sample(std::string("noise.") + name);

@@ -289,7 +289,7 @@ End ReadPlanted(int descriptor, const Job&, Receiver& receiver) {
             return {Outcome::Damaged, Reason::Broken, "it could"};
     if (!receiver.Begin({kSide, kSide, 1, Format::Png, 3, 0}, {}))
         return {Outcome::Stopped};
-    if (!receiver.Decoded(name == "shrinks" ? 1 : kSide, kSide))
+    if (!receiver.Decoded({name == "shrinks" ? 1 : kSide, kSide}))
         return {Outcome::Stopped};
     const std::vector<std::uint8_t> row(kSide * 3, 0x55);
     for (int y = 0; y < kSide; ++y) {
