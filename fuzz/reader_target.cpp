@@ -92,7 +92,7 @@ std::vector<Bytes> ReaderSeeds() {
         Seed({Found{1'000'000, 1000, 1, Format::Png, 3, 3'000'000}, Coming{1'000'000, 1000}, Rows{1},
               Rows{1}}),
         // Bounds for rows of so many and such deep pixels were beyond any memory.
-        Seed({Found{1'000'000, 3, 1, Format::Interlaced, 255, 0}}),
+        Seed({Found{1'000'000, 3, 1, Format::Whole, 255, 0}}),
         Seed({Found{-1, 1LL << 40, 0, Format::JpegXl, 255, 0}}),
         Seed({End{Outcome::Damaged, Reason::Broken, "no\n\x1B[31mtext"}}),
         Seed({End{}}),

@@ -32,7 +32,7 @@ class Conversation {
     [[nodiscard]] const std::optional<reader::Preview>& Preview() const { return m_reception.Preview(); }
 
     Result<void> Lead(const reader::Job& job, int descriptor) {
-        m_process.Begin();
+        m_process.Begin(job.fileSize);
         m_process.SetBounds(BoundsForHeader(job.fileSize));
         if (!m_process.Say(job, descriptor))
             return Stopped();

@@ -27,7 +27,7 @@ struct Cost {
 using enum reader::Format;
 constexpr std::array<Cost, reader::kFormats> kCosts = {{
     {0, 0, 2500, 0.2, 256, 100, 1000},   // Png: costs time only
-    {4.5, 3.3, 2500, 0.3, 50, 64, 256},  // Interlaced
+    {4.5, 3.3, 2500, 0.3, 50, 64, 256},  // Whole
     {22, 8, 100, 0.5, 12, 64, 256},      // WebP
     {0.5, 0, 2500, 0.3, 64, 30, 1000},   // Tiff: a strip may be the whole picture
     {7, 5, 100, 0.3, 36, 64, 256},       // Gif

@@ -31,6 +31,9 @@ constexpr std::size_t kMostWords = 4096;
 constexpr std::int64_t kUsualData = 64 << 20;  // where the system does not tell
 // What one that has read all formats keeps asked for: 78 MB of threads and heaps, measured.
 constexpr std::int64_t kMostAskedKept = 96 << 20;
+// Addresses that heaps and stacks of threads keep for themselves without asking for memory. The kernel's
+// tables of whatever is mapped are memory, too, and nobody else bounds them.
+constexpr std::int64_t kMostReserved = 1 << 30;
 
 // Memory as a file that keeps its size, whoever holds it.
 Descriptor MemoryFile(const char* name, std::size_t size) {
@@ -205,7 +208,8 @@ ReaderProcess::Private ReaderProcess::PrivateMemory() const {
     for (std::int64_t& number : pages)
         file >> number;
     const std::int64_t page = ::sysconf(_SC_PAGESIZE);
-    return file ? Private{pages[5] * page, (pages[1] - pages[2]) * page} : Private{kUsualData, 0};
+    return file ? Private{pages[5] * page, (pages[1] - pages[2]) * page, pages[0] * page}
+                : Private{kUsualData, 0, 0};
 }
 
 std::chrono::nanoseconds ReaderProcess::Processor() const {
@@ -214,18 +218,26 @@ std::chrono::nanoseconds ReaderProcess::Processor() const {
     return std::chrono::seconds(used.tv_sec) + std::chrono::nanoseconds(used.tv_nsec);
 }
 
-void ReaderProcess::Begin() {
+void ReaderProcess::Begin(std::int64_t fileSize) {
     m_before = Processor();
     // One that was taken over may have asked for all that the last picture allowed.
     m_askedBefore = std::min(PrivateMemory().asked, m_atFirst.asked + kMostAskedKept);
+    // Libraries map the file, some of them twice.
+    m_mostMapped = m_atFirst.mapped + kMostReserved + 2 * fileSize;
+}
+
+void ReaderProcess::Limit(int what, std::int64_t bytes) {
+    const auto resource = static_cast<__rlimit_resource>(what);
+    struct rlimit limit {};
+    if (::prlimit(m_id, resource, nullptr, &limit) == 0) {
+        limit.rlim_cur = static_cast<rlim_t>(bytes);
+        ::prlimit(m_id, resource, &limit, nullptr);
+    }
 }
 
 void ReaderProcess::SetBounds(const ReaderBounds& bounds) {
-    struct rlimit limit {};
-    if (::prlimit(m_id, RLIMIT_DATA, nullptr, &limit) == 0) {
-        limit.rlim_cur = static_cast<rlim_t>(m_askedBefore + bounds.memory);
-        ::prlimit(m_id, RLIMIT_DATA, &limit, nullptr);
-    }
+    Limit(RLIMIT_DATA, m_askedBefore + bounds.memory);
+    Limit(RLIMIT_AS, m_mostMapped + bounds.memory);
     m_mostProcessor = m_before + bounds.processor;
     m_end = std::chrono::steady_clock::now() + m_patience + 10 * bounds.processor;
 }

@@ -33,8 +33,8 @@ class ReaderProcess {
     ReaderProcess(const ReaderProcess&) = delete;
     ReaderProcess& operator=(const ReaderProcess&) = delete;
 
-    // A picture begins.
-    void Begin();
+    // A picture begins, in a file of so many bytes.
+    void Begin(std::int64_t fileSize);
     // What it may take for the picture.
     void SetBounds(const ReaderBounds& bounds);
     // False: it has ended.
@@ -60,11 +60,13 @@ class ReaderProcess {
     [[nodiscard]] Result<void> AwaitReady();
     [[nodiscard]] Error NotReady() const;
     struct Private {
-        std::int64_t asked = 0;  // of memory that it can write
-        std::int64_t used = 0;   // what is there of it
+        std::int64_t asked = 0;   // of memory that it can write
+        std::int64_t used = 0;    // what is there of it
+        std::int64_t mapped = 0;  // of addresses, whatever is there
     };
     [[nodiscard]] Private PrivateMemory() const;
     [[nodiscard]] std::chrono::nanoseconds Processor() const;
+    void Limit(int what, std::int64_t bytes);
 
     const Patience m_patience;
     pid_t m_id = -1;
@@ -75,6 +77,7 @@ class ReaderProcess {
     const std::uint8_t* m_memory = nullptr;
     Private m_atFirst;                     // when it was ready
     std::int64_t m_askedBefore = 0;        // when the picture began
+    std::int64_t m_mostMapped = 0;         // beside what the picture is allowed
     std::chrono::nanoseconds m_before{0};  // of processor time, when the picture began
     std::chrono::nanoseconds m_mostProcessor{0};
     std::chrono::steady_clock::time_point m_end;

@@ -73,7 +73,8 @@ struct Ready {
     std::uint8_t lacking = 0;
 };
 
-enum class Format : std::uint8_t { Png, Interlaced, WebP, Tiff, Gif, Heif, Avif, JpegXl, Raw };
+// Whole: PNG or TIFF, of which all rows, or many, are held before the first can be told.
+enum class Format : std::uint8_t { Png, Whole, WebP, Tiff, Gif, Heif, Avif, JpegXl, Raw };
 inline constexpr int kFormats = 9;
 // Sizes as stored, above 0 or not; the Exif orientation; bytes of each pixel as the format's library holds
 // them.

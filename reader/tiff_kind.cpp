@@ -156,6 +156,16 @@ bool Scale(Image& image, const TiffKind& kind, const std::vector<Range>& ranges)
            });
 }
 
+std::int64_t TileRow(TIFF* tiff) {
+    constexpr std::uint64_t kBeyondAll = 1ULL << 40;
+    std::uint32_t width = 0, across = 0;
+    if (TIFFIsTiled(tiff) == 0 || TIFFGetField(tiff, TIFFTAG_IMAGEWIDTH, &width) == 0 ||
+        TIFFGetField(tiff, TIFFTAG_TILEWIDTH, &across) == 0 || across == 0)
+        return 0;
+    const std::uint64_t tiles = width / across + 1;
+    return static_cast<std::int64_t>(tiles * std::min(TIFFTileSize64(tiff), kBeyondAll / tiles));
+}
+
 }  // namespace
 
 int TiffKind::Colours() const {
@@ -199,7 +209,8 @@ bool ReadTiffKind(int descriptor, TiffKind& kind) {
     TIFFGetFieldDefaulted(tiff.get(), TIFFTAG_COMPRESSION, &compression);
     TIFFGetFieldDefaulted(tiff.get(), TIFFTAG_INKSET, &inks);
     TIFFGetFieldDefaulted(tiff.get(), TIFFTAG_EXTRASAMPLES, &extras, &types);
-    kind = {photometric, bits, format, samples, compression, inks == INKSET_CMYK, -1, false};
+    kind = {photometric,        bits, format, samples, compression, inks == INKSET_CMYK, -1, false,
+            TileRow(tiff.get())};
     // Whoever has a single one without saying what it is means alpha, too.
     const auto* const alpha = std::find_if(types, types + extras, [](std::uint16_t type) {
         return type == EXTRASAMPLE_ASSOCALPHA || type == EXTRASAMPLE_UNASSALPHA;

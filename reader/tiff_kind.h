@@ -20,6 +20,7 @@ struct TiffKind {
     bool isCmyk = false;  // if these are inks
     int alpha = -1;       // the sample that is, -1: none
     bool isAssociated = false;
+    std::int64_t tileRow = 0;  // bytes of those tiles that lie beside each other
 
     // Without alpha and other samples.
     [[nodiscard]] int Colours() const;

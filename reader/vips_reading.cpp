@@ -89,19 +89,20 @@ bool HasAvifBrand(int descriptor) {
                            std::string_view::npos;
 }
 
-Format FormatOf(VipsImage* image, int descriptor, const Reader& reader) {
-    if (IsInterlaced(image))
-        return Format::Interlaced;
+Format FormatOf(VipsImage* image, int descriptor, const Reader& reader, const TiffKind& kind) {
+    constexpr std::int64_t kLargeRow = 8 << 20;
+    if (IsInterlaced(image) || kind.tileRow > kLargeRow)
+        return Format::Whole;
     return reader.format == Format::Heif && HasAvifBrand(descriptor) ? Format::Avif : reader.format;
 }
 
-Found Describe(VipsImage* image, int descriptor, const Reader& reader) {
+Found Describe(VipsImage* image, int descriptor, const Reader& reader, const TiffKind& kind) {
     const auto bytes = vips_format_sizeof(vips_image_get_format(image)) *
                        static_cast<unsigned>(std::max(1, vips_image_get_bands(image)));
     return {.width = vips_image_get_width(image),
             .height = vips_image_get_height(image),
             .orientation = static_cast<std::uint8_t>(std::clamp(vips_image_get_orientation(image), 0, 255)),
-            .format = FormatOf(image, descriptor, reader),
+            .format = FormatOf(image, descriptor, reader, kind),
             .pixelBytes = static_cast<std::uint8_t>(std::clamp<std::uint64_t>(bytes, 1, 255))};
 }
 
@@ -169,7 +170,8 @@ End ReadOpened(int descriptor, const Job& job, const Reader& reader, Receiver& r
     Image image = Open(descriptor, 1);
     if (!image)
         return SayVipsError();
-    const auto go = receiver.Begin(Describe(image.get(), descriptor, reader), ProfileToOffer(image.get()));
+    const auto go =
+        receiver.Begin(Describe(image.get(), descriptor, reader, kind), ProfileToOffer(image.get()));
     if (!go)
         return {Outcome::Stopped};
     const auto eighths = Shrink(image, descriptor, job, reader, go->mostShrink);

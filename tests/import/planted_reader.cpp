@@ -2,9 +2,11 @@
 //
 // An attempt that fails is passed over, and the picture comes as if nothing had been; one that succeeds is
 // told as the picture's fault.
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
@@ -46,6 +48,7 @@ void Send(const FromReader& message) {
 
 volatile int* s_nothing = nullptr;
 volatile bool s_goesOn = true;
+volatile char s_read = 0;
 
 // Until no more is given; what was given stays.
 template <class Give>
@@ -182,6 +185,29 @@ constexpr Plant kPlants[] = {
              return ::mmap(nullptr, size, PROT_READ | PROT_WRITE, kFlags, -1, 0);
          });
      }},
+    // Nothing is there, but for the kernel's tables of it.
+    {"takes addresses",
+     [] {
+         constexpr std::size_t kAll = std::size_t{1} << 34, kTable = 2 << 20;
+         void* const all =
+             ::mmap(nullptr, kAll, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+         for (std::size_t at = 0; all != MAP_FAILED && at < kAll; at += kTable)
+             s_read = static_cast<const volatile char*>(all)[at];
+         return all != MAP_FAILED;
+     }},
+    {"makes other calls",
+     [] {
+         constexpr int kCalls[] = {SYS_openat2,      SYS_name_to_handle_at,
+                                   SYS_memfd_create, SYS_linkat,
+                                   SYS_statx,        SYS_keyctl,
+                                   SYS_msgget,       SYS_shmget,
+                                   SYS_setsid,       SYS_prlimit64,
+                                   SYS_pidfd_getfd,  SYS_splice,
+                                   SYS_sendmmsg,     SYS_rt_sigqueueinfo};
+         return std::any_of(std::begin(kCalls), std::end(kCalls), [](int call) {
+             return ::syscall(call, 0, 0, 0, 0, 0, 0) != -1 || errno != EPERM;
+         });
+     }},
     {"takes memory files", [] { return ::memfd_create("more", 0) >= 0; }},
     {"leaks", [] { return !IsGivenMoreThan(40 << 20, [](std::size_t size) { return std::malloc(size); }); }},
     {"grows while it waits",
@@ -283,6 +309,11 @@ constexpr RowPlant kRowPlants[] = {
 End ReadPlanted(int descriptor, const Job&, Receiver& receiver) {
     std::array<char, 64> text{};
     const ssize_t size = ::pread(descriptor, text.data(), text.size(), 0);
+    // One of those that end it.
+    if (int call = 0; std::sscanf(text.data(), "calls %d", &call) == 1) {
+        ::syscall(call, 0, 0, 0, 0, 0, 0);
+        return {Outcome::Damaged, Reason::Broken, "it could"};
+    }
     const std::string_view name(text.data(), static_cast<std::size_t>(size < 0 ? 0 : size));
     for (const Plant& plant : kPlants)
         if (plant.name == name && plant.act())

@@ -5,6 +5,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include "import/import_by_reader.h"
@@ -16,6 +17,53 @@ namespace lumato::picture {
 namespace {
 
 constexpr char kDecoderHasStopped[] = "Damaged: cannot be read: the decoder stopped";
+
+constexpr const char* kPassedOver[] = {
+    "fine",
+    "uses threads",
+    "takes memory",
+    "takes a stack",
+    "takes addresses",
+    "makes other calls",
+    "takes shared memory",
+    "takes memory files",
+    "leaks",
+    "raises its limits",
+    "opens files",
+    "writes anywhere",
+    "sends signals",
+    "runs what it wrote",
+    "has privileges",
+    "sends descriptors",
+};
+constexpr const char* kEnded[] = {
+    "aborts",
+    "crashes",
+    "exits",
+    "hangs",
+    "sleeps",
+    "stops itself",
+    "answers late",
+    "connects",
+    "forks",
+    "executes",
+    "kills",
+    "traces",
+    "says nonsense",
+    "says too much",
+    "says nothing",
+    "talks",
+    "hands rows over first",
+    "ends first",
+    "ends early",
+    "points beyond the file",
+    "points at both",
+    "closes the socket",
+    "crashes in its rows",
+    "hands over too many",
+    "begins again",
+    "shrinks",
+};
 
 class Reader : public ImportTest {
   protected:
@@ -37,62 +85,21 @@ class Reader : public ImportTest {
 };
 
 TEST_F(Reader, WhateverTakesADecoderOverIsCaught) {
-    const char* const passedOver[] = {
-        "fine",
-        "uses threads",
-        "takes memory",
-        "takes a stack",
-        "takes shared memory",
-        "takes memory files",
-        "leaks",
-        "raises its limits",
-        "opens files",
-        "writes anywhere",
-        "sends signals",
-        "runs what it wrote",
-        "has privileges",
-        "sends descriptors",
-    };
-    const char* const ended[] = {
-        "aborts",
-        "crashes",
-        "exits",
-        "hangs",
-        "sleeps",
-        "stops itself",
-        "answers late",
-        "connects",
-        "forks",
-        "executes",
-        "kills",
-        "traces",
-        "says nonsense",
-        "says too much",
-        "says nothing",
-        "talks",
-        "hands rows over first",
-        "ends first",
-        "ends early",
-        "points beyond the file",
-        "points at both",
-        "closes the socket",
-        "crashes in its rows",
-        "hands over too many",
-        "begins again",
-        "shrinks",
-    };
     ASSERT_EQ(Plant("fine"), "fine");
     const Bytes whole = m_info.pixels;
     const std::size_t before = Descriptors();
     const test::DiagnosticCapture quiet;
-    for (const char* name : passedOver) {
+    for (const char* name : kPassedOver) {
         EXPECT_EQ(Plant(name), "fine") << name;
         EXPECT_TRUE(m_info.pixels == whole) << name;
     }
-    for (const char* name : ended) {
+    for (const char* name : kEnded) {
         EXPECT_EQ(Plant(name), kDecoderHasStopped) << name;
         EXPECT_EQ(Plant("fine"), "fine") << "after " << name;
     }
+    for (const int call : {SYS_io_uring_setup, SYS_process_vm_readv, SYS_process_vm_writev, SYS_pidfd_open,
+                           SYS_bpf, SYS_perf_event_open, SYS_userfaultfd, SYS_mount, SYS_unshare, SYS_setns})
+        EXPECT_EQ(Plant("calls " + std::to_string(call)), kDecoderHasStopped) << call;
     EXPECT_LE(Descriptors(), before);
 }
 

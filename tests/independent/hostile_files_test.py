@@ -29,8 +29,7 @@ SAMPLES = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../data/pict
 HOSTILE = {"small.jxl": True, "small.avif": True, "small.heic": True, "small.webp": True,
            "large.jxl": False, "large.avif": False, "large.webp": False}
 PATIENT = False
-SECONDS, MEGABYTES = 5, 300
-LCD = (48, 32)
+SECONDS, MEGABYTES, LCD = 5, 300, (48, 32)
 
 # ------------------------------------------------------------------------------------------ pictures
 
@@ -41,9 +40,8 @@ def chunk(kind, data):
 @functools.lru_cache()
 def zeros(size):
     """A zlib stream of that many zero bytes, made piece by piece."""
-    packer, pieces, block = zlib.compressobj(1), [], bytes(1 << 20)
-    for at in range(0, size, len(block)):
-        pieces.append(packer.compress(block[:size - at]))
+    packer, block = zlib.compressobj(1), bytes(1 << 20)
+    pieces = [packer.compress(block[:size - at]) for at in range(0, size, len(block))]
     return b"".join(pieces) + packer.flush()
 
 
@@ -123,12 +121,14 @@ def bombs():
     yield "random profile.png", lambda: small_png(profile(zlib.compress(random.Random(1).randbytes(4000)))), None
     yield "broken profile.png", lambda: small_png(profile(b"\xFF" * 40)), None
     yield "empty profile.png", lambda: small_png(profile(zlib.compress(b""))), None
-    yield "10 GB.tif", lambda: tiff(100000, 100000, bytes(1000)), False
-    yield "4 billion.tif", lambda: tiff(0xFFFFFFFF, 0xFFFFFFFF, bytes(1000)), False
+    for name, side in ("10 GB", 100000), ("4 billion", 0xFFFFFFFF):
+        yield name + ".tif", functools.partial(tiff, side, side, bytes(1000)), False
     yield "large strip.tif", lambda: tiff(16, 16, bytes(256))[:-4], None
     yield "one strip.tif", lambda: tiff(8000, 8000, zeros(8000 * 8000), packed=True), None
     yield "one large strip.tif", lambda: tiff(30000, 30000, zeros(30000 * 30000), packed=True), None
-    yield "one tile.tif", lambda: tiff(8000, 8000, zeros(8000 * 8000), (322, 4, 1, 8000), (323, 4, 1, 8000), packed=True), None
+    for side, served in (4096, True), (8000, None):
+        make = functools.partial(tiff, side, side, zeros(side**2), (322, 4, 1, side), (323, 4, 1, side), packed=True)
+        yield "one tile of %d.tif" % side, make, served
     yield "large tiles.tif", lambda: tiff(60000, 60000, zeros(1 << 24), (322, 4, 1, 4096), (323, 4, 1, 4096), packed=True), None
     # Nothing but black, and as large as the smallest file may be; and beyond that.
     yield from ((name, functools.partial(sample, name), served) for name, served in HOSTILE.items())
