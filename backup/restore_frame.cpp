@@ -76,8 +76,7 @@ Result<Made> Restorer::KeepStream(const BackedUpPicture& picture, const store::F
 }
 
 Result<std::vector<std::uint8_t>> Restorer::PixelsOfPicture(const BackedUpPicture& picture) {
-    const Path bitmap =
-        store::BitmapPath(std::string(kTemporaryStart) + "restored" + std::string(kTemporaryEnd));
+    const Path bitmap = store::BitmapPath(TemporaryName("restored"));
     if (!m_codec.DeCodeStream(picture.stream, bitmap, m_backup.frame->lcdWidth, m_backup.frame->lcdHeight))
         return tl::unexpected(m_codec.LastError());
     auto pixels = picture::ComposeFitted(bitmap, m_store.geometry.lcdWidth, m_store.geometry.lcdHeight);

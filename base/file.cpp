@@ -52,7 +52,7 @@ Path TemporaryBeside(const Path& path) {
     static thread_local std::mt19937_64 random{std::random_device{}()};
     char number[20];
     std::snprintf(number, sizeof number, "%016llx", static_cast<unsigned long long>(random()));
-    return path.parent_path() / (std::string(kTemporaryStart) + number + std::string(kTemporaryEnd));
+    return path.parent_path() / TemporaryName(number);
 }
 
 // A synced file is for its owner alone.

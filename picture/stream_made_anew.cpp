@@ -44,7 +44,7 @@ std::optional<std::vector<std::uint8_t>> StreamMadeAnew(const Digest& hash, std:
     const AlbumEntry* entry = Pictures().album.Find(hash);
     if (entry == nullptr)
         return std::nullopt;
-    const std::string name = std::string(kTemporaryStart) + "anew" + std::string(kTemporaryEnd);
+    const std::string name = TemporaryName("anew");
     const Path bitmap = store::BitmapPath(name);
     const Path streamFile = store::StreamPath(name);
     Result<std::vector<std::uint8_t>> stream = MakeStreamOf(AlbumEntry(*entry), bitmap, streamFile);

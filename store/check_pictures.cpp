@@ -48,7 +48,7 @@ void Check::JudgeByDecoding(const CheckedBytes& stream, CheckedPicture& picture)
     picture.reason = m_room.WhyNoBitmap(static_cast<std::int64_t>(stream.size()));
     if (!picture.reason.empty())
         return;
-    const Path bitmap = BitmapPath(std::string(kTemporaryStart) + "check" + std::string(kTemporaryEnd));
+    const Path bitmap = BitmapPath(TemporaryName("check"));
     const bool decoded =
         m_store.MyJPG->DeCodeStream(stream, bitmap, m_store.geometry.lcdWidth, m_store.geometry.lcdHeight);
     std::error_code ignored;

@@ -77,8 +77,7 @@ class StagedFiles {
         std::error_code ignored;
         if (!fs::exists(kept, ignored) || fs::equivalent(kept, name, ignored))
             return {};
-        std::string staged(kTemporaryStart);
-        staged.append("undo").append(std::to_string(m_files.size())).append(kTemporaryEnd);
+        const std::string staged = TemporaryName("undo" + std::to_string(m_files.size()));
         m_files.emplace_back(name.parent_path() / staged, name);
         fs::remove(m_files.back().first, ignored);
         return Link(kept, m_files.back().first);

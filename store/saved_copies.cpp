@@ -78,8 +78,7 @@ Result<void> SavedCopies::Put(const Path& target, ByteSpan bytes) {
         return Fail(ErrorKind::Unwritable, About(Printable(target.string()), SystemMessage(EACCES)));
     if (isThere && (isLink || !IsOurs(target, bytes))) {
         // Whole before anything moves, so that a full disk leaves everything as it is.
-        const Path fresh =
-            target.parent_path() / (std::string(kTemporaryStart) + "save" + std::string(kTemporaryEnd));
+        const Path fresh = target.parent_path() / TemporaryName("save");
         std::error_code error;
         std::filesystem::remove(fresh, error);
         LUMATO_TRY_VOID(WriteFile(fresh, bytes));
