@@ -229,7 +229,7 @@ class Pictures(Hostile):
         make = dict((name, make) for name, make, _ in bombs())
         kinds = [self.write(name, make[name]()) for name in make if name.startswith(("small.", "large interl", "one strip", "16000"))]
         kinds += [self.write("scans of grey.jpg", progressive_jpeg(8000, 8000, 3))]
-        files = (kinds * 60)[:60]
+        files = (kinds * 60)[:2 * len(kinds) if PATIENT else 60]
         program = self.begin_add(files, FAKED_PROCESSORS="16")
         most, readers = [], 0
         with program:

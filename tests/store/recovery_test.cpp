@@ -3,6 +3,7 @@
 
 #include "store/mend_pictures.h"
 #include "tests/store/recovery_fixture.h"
+#include "tests/support/seed.h"
 
 namespace lumato::store {
 namespace {
@@ -67,7 +68,8 @@ bool Thorough() {
 
 TEST_F(RecoveryTest, OneCutLosesNothing) {
     std::vector<Scenario> scenarios = Scenarios();
-    scenarios.push_back(MostPictures());
+    if (kStride == 1)
+        scenarios.push_back(MostPictures());
     for (const Scenario& scenario : scenarios) {
         EachCut(scenario, "", true, [&](const auto& undisturbed, Cut cut, std::size_t n, Tally& tally) {
             Complete(scenario, undisturbed, FirstCut(scenario, undisturbed, cut, n), tally,
@@ -85,7 +87,7 @@ TEST_F(RecoveryTest, StoppedDownloadsLoseNothing) {
         Tally stops;
         Tally cuts;
         int early = 0;
-        for (m_stopAt = 1; m_stopAt < undisturbed.commands; ++m_stopAt) {
+        for (m_stopAt = 1; m_stopAt < undisturbed.commands; m_stopAt += (kStride + 1) / 2) {
             const std::string where = std::string(scenario.name) + ", stopped at " + std::to_string(m_stopAt);
             ConnectFrame(scenario.flash);
             scenario.change(*this);
@@ -105,16 +107,19 @@ TEST_F(RecoveryTest, StoppedDownloadsLoseNothing) {
         stops.Print((scenario.name + std::string(", stopped")).c_str());
         cuts.Print((scenario.name + std::string(", stopped and cut")).c_str());
         EXPECT_EQ(stops.losses + cuts.losses + cuts.differences, 0);
-        EXPECT_GT(early, 3) << "hardly one stopped";
+        EXPECT_GT(early, 3 / kStride) << "hardly one stopped";
     }
 }
 
+// Of the second cuts a third, which one the seed says.
 TEST_F(RecoveryTest, TwoCutsInARowLoseNothing) {
+    const std::size_t step = Thorough() ? 1 : 3 * kStride;
+    std::size_t cuts = Thorough() ? 0 : test::Seed(1);
     for (const std::size_t i : {1U, 4U, 10U}) {
         const Scenario scenario = Scenarios()[i];
         const auto again = [&](const auto& undisturbed, Cut cut, std::size_t n, Tally& tally) {
-            for (std::size_t m = 1; CutTwice(scenario, undisturbed, cut, n, m, tally);)
-                m += kStride;
+            for (std::size_t m = 1 + cuts++ % step; CutTwice(scenario, undisturbed, cut, n, m, tally);)
+                m += step;
         };
         EachCut(scenario, ", twice", Thorough(), again);
     }
