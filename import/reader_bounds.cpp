@@ -31,7 +31,7 @@ constexpr std::array<Cost, reader::kFormats> kCosts = {{
     {22, 8, 100, 0.5, 12, 64, 256},      // WebP
     {0.5, 0, 2500, 0.3, 64, 30, 1000},   // Tiff: a strip may be the whole picture
     {7, 5, 100, 0.3, 36, 64, 256},       // Gif
-    {14, 6.2, 100, 1.0, 18, 64, 256},    // Heif
+    {14, 6.7, 100, 1.0, 18, 64, 256},    // Heif
     {20, 14, 100, 1.0, 18, 64, 256},     // Avif: in 4:4:4; in 4:2:0 two thirds
     {20, 12, 100, 1.5, 13, 64, 256},     // JpegXl
     {6, 3, 100, 0.3, 36, 64, 256},       // Raw: of its preview alone

@@ -144,8 +144,14 @@ TEST_F(PictureImport, OnlyTheFirstPictureOfAnAnimation) {
     EXPECT_TRUE(Near(At(m_info, 10, m_info.height - 1), m_info.height == 32 ? kRed : kBlue, 12));
 }
 
-// 120 x 90 in quarters of its sides: the last row is half a row more than there is.
+// 120 x 90 in quarters of its sides: the last row is half a row more than there is. And tiles that are more
+// than the picture, turned by the container and, once more, by its Exif data.
 TEST_F(PictureImport, SmallerOnesAreMeansOfTheWhole) {
+    for (const double scale : {1.0, 0.2}) {
+        ASSERT_EQ(Outcome(Import(SampleFile("turned.heic"), m_info, scale)), "fine");
+        ASSERT_EQ(std::pair(m_info.width, m_info.height), std::pair(66U, 94));
+        ExpectQuarters(m_info, OrientedQuarters(6));
+    }
     for (const char* name : {"noise.heic", "noise.avif"}) {
         BitmapInfo whole;
         ASSERT_EQ(Outcome(Import(SampleFile(name), whole)), "fine");
