@@ -110,6 +110,7 @@ void ReaderPool::Return() {
 }
 
 void ReaderPool::Keep(std::unique_ptr<ReaderProcess> process) {
+    process->Rest();
     const std::lock_guard lock(m_mutex);
     m_idle.push_front({std::move(process), std::chrono::steady_clock::now()});
     if (std::exchange(m_isWatched, true))
@@ -131,14 +132,20 @@ void ReaderPool::EndIdle() {
     m_changed.notify_all();
 }
 
-// On a thread of its own, as long as any waits.
+// On a thread of its own, as long as any waits: the old ones, and those that a file has taken over and that
+// do not wait.
 void ReaderPool::EndOldOnes() {
+    constexpr std::chrono::milliseconds kBetweenLooks{200};
     std::unique_lock lock(m_mutex);
     while (!m_idle.empty()) {
-        m_changed.wait_until(lock, m_idle.back().since + kIdle);
+        m_changed.wait_for(lock, kBetweenLooks);
         std::list<Idle> old;
-        while (!m_idle.empty() && m_idle.back().since + kIdle <= std::chrono::steady_clock::now())
-            old.splice(old.end(), m_idle, std::prev(m_idle.end()));
+        const auto now = std::chrono::steady_clock::now();
+        for (auto idle = m_idle.begin(); idle != m_idle.end();)
+            if (const auto next = std::next(idle); idle->since + kIdle <= now || idle->process->HasGrown())
+                old.splice(old.end(), m_idle, std::exchange(idle, next));
+            else
+                idle = next;
         lock.unlock();
         old.clear();
         lock.lock();

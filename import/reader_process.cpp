@@ -34,6 +34,7 @@ constexpr std::int64_t kMostAskedKept = 96 << 20;
 // Addresses that heaps and stacks of threads keep for themselves without asking for memory. The kernel's
 // tables of whatever is mapped are memory, too, and nobody else bounds them.
 constexpr std::int64_t kMostReserved = 1 << 30;
+constexpr std::chrono::milliseconds kAwake{100};  // of processor time: who uses less sleeps
 
 // Memory as a file that keeps its size, whoever holds it.
 Descriptor MemoryFile(const char* name, std::size_t size) {
@@ -212,6 +213,20 @@ ReaderProcess::Private ReaderProcess::PrivateMemory() const {
                 : Private{kUsualData, 0, 0};
 }
 
+bool ReaderProcess::BurdensKernel() const {
+    constexpr std::int64_t kMostTables = 16
+                                         << 10;  // kilobytes: for eight times the addresses that it may have
+    constexpr std::int64_t kMostThreads = 1000;  // some decoders make one for each processor
+    std::ifstream file("/proc/" + std::to_string(m_id) + "/status");
+    const auto isMore = [&](std::string_view name, const std::string& line, std::int64_t most) {
+        return line.starts_with(name) && std::strtoll(line.c_str() + name.size(), nullptr, 10) > most;
+    };
+    for (std::string line; std::getline(file, line);)
+        if (isMore("VmPTE:", line, kMostTables) || isMore("Threads:", line, kMostThreads))
+            return true;
+    return false;
+}
+
 std::chrono::nanoseconds ReaderProcess::Processor() const {
     timespec used{};
     ::clock_gettime(m_clock, &used);
@@ -265,7 +280,6 @@ bool ReaderProcess::Say(const reader::ToReader& message, int descriptor) {
 
 ReaderProcess::Heard ReaderProcess::Hear(reader::Packet& packet) {
     constexpr int kBetweenQuestions = 50;  // milliseconds
-    constexpr std::chrono::milliseconds kAwake{100};
     const auto begin = std::chrono::steady_clock::now();
     const auto before = Processor();
     for (;;) {
@@ -284,11 +298,20 @@ ReaderProcess::Heard ReaderProcess::Hear(reader::Packet& packet) {
         const auto now = std::chrono::steady_clock::now();
         const auto used = Processor();
         const bool sleeps = now > begin + m_patience && used < before + kAwake;
+        if (now >= m_nextLook) {
+            m_nextLook = now + std::chrono::milliseconds(kBetweenQuestions);
+            if (BurdensKernel())
+                return Heard::Beyond;
+        }
         if (sleeps || used > m_mostProcessor || now > m_end)
-            return Heard::TooLong;
+            return Heard::Beyond;
         if (ready > 0)
             return Heard::Packet;
     }
+}
+
+void ReaderProcess::Rest() {
+    m_mostProcessor = Processor() + kAwake;
 }
 
 bool ReaderProcess::IsQuiet() const {
@@ -299,7 +322,8 @@ bool ReaderProcess::IsQuiet() const {
 bool ReaderProcess::HasGrown() const {
     constexpr std::int64_t kMostKept = 32 << 20;
     const Private now = PrivateMemory();
-    return now.used > m_atFirst.used + kMostKept || now.asked > m_atFirst.asked + kMostAskedKept;
+    return now.used > m_atFirst.used + kMostKept || now.asked > m_atFirst.asked + kMostAskedKept ||
+           Processor() > m_mostProcessor || BurdensKernel();
 }
 
 }  // namespace lumato::picture

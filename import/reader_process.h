@@ -39,7 +39,8 @@ class ReaderProcess {
     void SetBounds(const ReaderBounds& bounds);
     // False: it has ended.
     [[nodiscard]] bool Say(const reader::ToReader& message, int descriptor = -1);
-    enum class Heard { Packet, Ended, TooLong, Stopped };
+    // Beyond: it took more time, or more of the kernel's memory, than it may.
+    enum class Heard { Packet, Ended, Beyond, Stopped };
     // Waits for what it says.
     [[nodiscard]] Heard Hear(reader::Packet& packet);
 
@@ -47,8 +48,10 @@ class ReaderProcess {
     [[nodiscard]] ByteSpan Memory() const { return {m_memory, reader::kMemorySize}; }
     // It lives and has said nothing that was not heard.
     [[nodiscard]] bool IsQuiet() const;
-    // It keeps more of what it took than a waiting one should: what it took when it was left, or took since,
-    // must not be the next picture's to add to.
+    // It is to wait from now on.
+    void Rest();
+    // It keeps more of what it took than a waiting one should, or works: what it took when it was left, or
+    // took since, must not be the next picture's to add to.
     [[nodiscard]] bool HasGrown() const;
     [[nodiscard]] pid_t Id() const { return m_id; }
 
@@ -65,6 +68,9 @@ class ReaderProcess {
         std::int64_t mapped = 0;  // of addresses, whatever is there
     };
     [[nodiscard]] Private PrivateMemory() const;
+    // More threads, or tables of what is mapped, than decoders need. Both are memory of the kernel's, which
+    // no limit counts.
+    [[nodiscard]] bool BurdensKernel() const;
     [[nodiscard]] std::chrono::nanoseconds Processor() const;
     void Limit(int what, std::int64_t bytes);
 
@@ -81,6 +87,7 @@ class ReaderProcess {
     std::chrono::nanoseconds m_before{0};  // of processor time, when the picture began
     std::chrono::nanoseconds m_mostProcessor{0};
     std::chrono::steady_clock::time_point m_end;
+    std::chrono::steady_clock::time_point m_nextLook;  // at what it takes of the kernel's
 };
 
 }  // namespace lumato::picture

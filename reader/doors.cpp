@@ -171,8 +171,9 @@ class Filter {
         m_sound = error == 0 || error == -EDOM;
     }
     bool Load() {
-        return m_sound && ::seccomp_attr_set(m_filter, SCMP_FLTATR_CTL_TSYNC, 1) == 0 &&
-               ::seccomp_load(m_filter) == 0;
+        // Calls by another processor's numbers end it as a whole: a thread alone would leave it hanging.
+        return m_sound && ::seccomp_attr_set(m_filter, SCMP_FLTATR_ACT_BADARCH, SCMP_ACT_KILL_PROCESS) == 0 &&
+               ::seccomp_attr_set(m_filter, SCMP_FLTATR_CTL_TSYNC, 1) == 0 && ::seccomp_load(m_filter) == 0;
     }
 
   private:
@@ -211,8 +212,8 @@ void AddMemory(Filter& filter) {
 
 void AddDescriptors(Filter& filter) {
     filter.Add(SCMP_ACT_ALLOW, SCMP_SYS(recvmsg), {Is(0, kSocket)});
-    filter.Add(SCMP_ACT_ALLOW, SCMP_SYS(sendmsg), {Is(0, kSocket)});
-    filter.Add(SCMP_ACT_ALLOW, SCMP_SYS(sendto), {Is(0, kSocket)});
+    // To the program alone, and without descriptors.
+    filter.Add(SCMP_ACT_ALLOW, SCMP_SYS(sendto), {Is(0, kSocket), Is(4, 0)});
     // The C library's fstat(). Its name, which is to be empty, no filter sees.
     filter.Add(SCMP_ACT_ALLOW, SCMP_SYS(newfstatat), {HasBits(3, AT_EMPTY_PATH, AT_EMPTY_PATH)});
     // Of the other commands, some have signals sent to whom one likes.

@@ -2,7 +2,6 @@
 //
 // An attempt that fails is passed over, and the picture comes as if nothing had been; one that succeeds is
 // told as the picture's fault.
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
@@ -13,17 +12,14 @@
 #include <thread>
 #include <vector>
 
-#include <arpa/inet.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <sched.h>
 #include <sys/mman.h>
-#include <sys/ptrace.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include "reader/serve.h"
@@ -71,33 +67,11 @@ bool WritesAnywhere() {
     return written || ::ftruncate(kMemory, 1) == 0 || ::ftruncate(kMemory, 1 << 30) == 0;
 }
 
-bool Connects() {
-    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
-    return fd >= 0;
-}
-
-bool Forks() {
-    const pid_t child = ::fork();
-    if (child == 0)
-        ::_exit(0);
-    return child > 0;
-}
-
-bool Executes() {
-    std::array<char*, 1> none{nullptr};
-    ::execve("/bin/true", none.data(), none.data());
-    return false;
-}
-
 bool Opens() {
     return ::open("/etc/passwd", O_RDONLY | O_CLOEXEC) >= 0 ||
            ::open("/tmp/lumato-planted", O_CREAT | O_WRONLY | O_CLOEXEC, 0600) >= 0 ||
            ::mkdir("/tmp/lumato-planted", 0700) == 0 || ::unlink("/tmp/lumato-planted") == 0 ||
            ::chdir("/") == 0;
-}
-
-bool SendsSignals() {
-    return ::fcntl(kSocket, F_SETOWN, ::getppid()) == 0;
 }
 
 bool RunsWhatItWrote() {
@@ -114,24 +88,40 @@ bool HasPrivileges() {
     return ::getuid() == 0 && ::setuid(0) == 0 && ::chroot("/") == 0;
 }
 
-bool SendsDescriptors() {
-    for (int i = 0; i < 8; ++i) {
-        Packet packet = Pack(FromReader(Line{"with a descriptor"}));
-        iovec part{packet.data(), packet.size()};
-        alignas(cmsghdr) std::array<std::byte, CMSG_SPACE(sizeof(int))> control{};
-        msghdr header{};
-        header.msg_iov = &part;
-        header.msg_iovlen = 1;
-        header.msg_control = control.data();
-        header.msg_controllen = control.size();
-        cmsghdr* const first = CMSG_FIRSTHDR(&header);
-        first->cmsg_level = SOL_SOCKET;
-        first->cmsg_type = SCM_RIGHTS;
-        first->cmsg_len = CMSG_LEN(sizeof(int));
-        std::memcpy(CMSG_DATA(first), &kMemory, sizeof(int));
-        ::sendmsg(kSocket, &header, MSG_NOSIGNAL);
+// Of one page each, so far from each other that every one has tables of its own.
+bool TakesTables() {
+    constexpr std::size_t kApart = 1 << 30, kPages = 30'000;
+    char* const first = reinterpret_cast<char*>(kApart);
+    for (std::size_t i = 0; i < kPages; ++i) {
+        void* const page = ::mmap(first + i * kApart, 4096, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (page == MAP_FAILED)
+            return false;
+        s_read = *static_cast<const volatile char*>(page);
     }
-    return false;
+    SleepFor(200);
+    return true;
+}
+
+// Which share a stack as far as they can.
+bool StartsThreads() {
+    constexpr int kFlags = CLONE_VM | CLONE_FS | CLONE_FILES | CLONE_SIGHAND | CLONE_THREAD | CLONE_SYSVSEM;
+    constexpr std::size_t kStack = 1024, kThreads = 5000;
+    static std::array<char, kStack*(kThreads + 1)> s_stacks;
+    for (std::size_t i = 1; i <= kThreads; ++i)
+        if (::clone([](void*) { return ::poll(nullptr, 0, -1); }, s_stacks.data() + i * kStack, kFlags,
+                    nullptr) < 0)
+            return false;
+    SleepFor(200);
+    return true;
+}
+
+// One of the system's calls, by its number and what is handed over; of those that end nobody.
+bool Calls(const char* text) {
+    std::array<long, 7> parts{};
+    std::sscanf(text, "calls %ld %ld %ld %ld %ld %ld %ld", &parts[0], &parts[1], &parts[2], &parts[3],
+                &parts[4], &parts[5], &parts[6]);
+    const auto [call, a, b, c, d, e, f] = parts;
+    return ::syscall(call, a, b, c, d, e, f) != -1 || (errno != EPERM && errno != ENOSYS);
 }
 
 // True: it did what it must not.
@@ -195,20 +185,8 @@ constexpr Plant kPlants[] = {
              s_read = static_cast<const volatile char*>(all)[at];
          return all != MAP_FAILED;
      }},
-    {"makes other calls",
-     [] {
-         constexpr int kCalls[] = {SYS_openat2,      SYS_name_to_handle_at,
-                                   SYS_memfd_create, SYS_linkat,
-                                   SYS_statx,        SYS_keyctl,
-                                   SYS_msgget,       SYS_shmget,
-                                   SYS_setsid,       SYS_prlimit64,
-                                   SYS_pidfd_getfd,  SYS_splice,
-                                   SYS_sendmmsg,     SYS_rt_sigqueueinfo};
-         return std::any_of(std::begin(kCalls), std::end(kCalls), [](int call) {
-             return ::syscall(call, 0, 0, 0, 0, 0, 0) != -1 || errno != EPERM;
-         });
-     }},
-    {"takes memory files", [] { return ::memfd_create("more", 0) >= 0; }},
+    {"takes tables", TakesTables},
+    {"starts threads", StartsThreads},
     {"leaks", [] { return !IsGivenMoreThan(40 << 20, [](std::size_t size) { return std::malloc(size); }); }},
     {"grows while it waits",
      [] {
@@ -218,15 +196,26 @@ constexpr Plant kPlants[] = {
          }).detach();
          return false;
      }},
+    {"works while it waits",
+     [] {
+         std::thread([] {
+             SleepFor(100);
+             while (s_goesOn) {
+             }
+         }).detach();
+         return false;
+     }},
     {"raises its limits", RaisesItsLimits},
     {"opens files", Opens},
     {"writes anywhere", WritesAnywhere},
-    {"connects", Connects},
-    {"forks", Forks},
-    {"executes", Executes},
-    {"kills", [] { return ::kill(::getppid(), 0) == 0; }},
-    {"sends signals", SendsSignals},
-    {"traces", [] { return ::ptrace(PTRACE_ATTACH, ::getppid(), nullptr, nullptr) == 0; }},
+#ifdef __x86_64__
+    {"enters as 32 bits do",
+     [] {
+         long answer = 20;  // theirs for the process
+         asm volatile("int $0x80" : "+a"(answer) : : "memory");
+         return true;
+     }},
+#endif
     {"runs what it wrote", RunsWhatItWrote},
     {"has privileges", HasPrivileges},
     {"says nonsense",
@@ -270,7 +259,6 @@ constexpr Plant kPlants[] = {
          Send(Preview{0, 1, 1});
          return false;
      }},
-    {"sends descriptors", SendsDescriptors},
     {"closes the socket",
      [] {
          ::close(kSocket);
@@ -307,13 +295,10 @@ constexpr RowPlant kRowPlants[] = {
 };
 
 End ReadPlanted(int descriptor, const Job&, Receiver& receiver) {
-    std::array<char, 64> text{};
-    const ssize_t size = ::pread(descriptor, text.data(), text.size(), 0);
-    // One of those that end it.
-    if (int call = 0; std::sscanf(text.data(), "calls %d", &call) == 1) {
-        ::syscall(call, 0, 0, 0, 0, 0, 0);
+    std::array<char, 128> text{};
+    const ssize_t size = ::pread(descriptor, text.data(), text.size() - 1, 0);
+    if (std::strncmp(text.data(), "calls", 5) == 0 && Calls(text.data()))
         return {Outcome::Damaged, Reason::Broken, "it could"};
-    }
     const std::string_view name(text.data(), static_cast<std::size_t>(size < 0 ? 0 : size));
     for (const Plant& plant : kPlants)
         if (plant.name == name && plant.act())
