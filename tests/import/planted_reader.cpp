@@ -42,7 +42,7 @@ void Send(const FromReader& message) {
     Send(packet.data(), packet.size());
 }
 
-volatile int* s_nothing = nullptr;
+volatile char* s_nothing = nullptr;
 volatile bool s_goesOn = true;
 volatile char s_read = 0;
 
@@ -124,42 +124,23 @@ bool Calls(const char* text) {
     return ::syscall(call, a, b, c, d, e, f) != -1 || (errno != EPERM && errno != ENOSYS);
 }
 
+void Work() {
+    SleepFor(100);
+    while (s_goesOn) {
+    }
+}
+
+void Grow() {
+    SleepFor(100);
+    s_goesOn = IsGivenMoreThan(40 << 20, [](std::size_t size) { return std::malloc(size); });
+}
+
 // True: it did what it must not.
-struct Plant {
+struct Attempt {
     std::string_view name;
     bool (*act)();
 };
-constexpr Plant kPlants[] = {
-    {"fine", [] { return false; }},
-    {"uses threads",
-     [] {
-         std::thread([] {}).join();
-         return false;
-     }},
-    {"aborts", []() -> bool { std::abort(); }},
-    {"crashes", [] { return *s_nothing == 0; }},
-    {"exits", []() -> bool { std::_Exit(0); }},
-    {"hangs",
-     [] {
-         while (s_goesOn) {
-         }
-         return false;
-     }},
-    {"sleeps",
-     []() -> bool {
-         for (;;)
-             SleepFor(1000);
-     }},
-    {"stops itself",
-     [] {
-         std::raise(SIGSTOP);
-         return false;
-     }},
-    {"answers late",
-     [] {
-         SleepFor(4500);
-         return false;
-     }},
+constexpr Attempt kAttempts[] = {
     {"takes memory",
      [] { return IsGivenMoreThan(300 << 20, [](std::size_t size) { return std::malloc(size); }); }},
     {"takes shared memory",
@@ -188,23 +169,6 @@ constexpr Plant kPlants[] = {
     {"takes tables", TakesTables},
     {"starts threads", StartsThreads},
     {"leaks", [] { return !IsGivenMoreThan(40 << 20, [](std::size_t size) { return std::malloc(size); }); }},
-    {"grows while it waits",
-     [] {
-         std::thread([] {
-             SleepFor(100);
-             s_goesOn = IsGivenMoreThan(40 << 20, [](std::size_t size) { return std::malloc(size); });
-         }).detach();
-         return false;
-     }},
-    {"works while it waits",
-     [] {
-         std::thread([] {
-             SleepFor(100);
-             while (s_goesOn) {
-             }
-         }).detach();
-         return false;
-     }},
     {"raises its limits", RaisesItsLimits},
     {"opens files", Opens},
     {"writes anywhere", WritesAnywhere},
@@ -218,81 +182,64 @@ constexpr Plant kPlants[] = {
 #endif
     {"runs what it wrote", RunsWhatItWrote},
     {"has privileges", HasPrivileges},
-    {"says nonsense",
-     [] {
-         Send("\xFF\xFFnonsense", 10);
-         return false;
-     }},
-    {"says too much",
-     [] {
-         const std::vector<char> much(60'000);
-         Send(much.data(), much.size());
-         return false;
-     }},
-    {"says nothing",
-     [] {
-         Send("", 0);
-         return false;
-     }},
+};
+
+struct Plant {
+    std::string_view name;
+    void (*act)();
+};
+constexpr Plant kPlants[] = {
+    {"uses threads", [] { std::thread([] {}).join(); }},
+    {"aborts", [] { std::abort(); }},
+    {"crashes", [] { s_read = *s_nothing; }},
+    {"exits", [] { std::_Exit(0); }},
+    {"hangs", Work},
+    {"sleeps", [] { SleepFor(-1); }},
+    {"stops itself", [] { std::raise(SIGSTOP); }},
+    {"answers late", [] { SleepFor(4500); }},
+    {"grows while it waits", [] { std::thread(Grow).detach(); }},
+    {"works while it waits", [] { std::thread(Work).detach(); }},
+    {"says nonsense", [] { Send("\xFF\xFFnonsense", 10); }},
+    {"says too much", [] { Send(std::array<char, 60'000>().data(), 60'000); }},
+    {"says nothing", [] { Send("", 0); }},
     {"talks",
-     []() -> bool {
-         for (;;)
+     [] {
+         while (s_goesOn)
              Send(Line{"and on"});
      }},
-    {"hands rows over first",
-     [] {
-         Send(Rows{1});
-         return false;
-     }},
-    {"ends first",
-     [] {
-         Send(End{});
-         return false;
-     }},
+    {"hands rows over first", [] { Send(Rows{1}); }},
+    {"ends first", [] { Send(End{}); }},
     {"points beyond the file",
      [] {
          Send(Preview{1, 1LL << 40, 1});
-         return false;
      }},
     {"points at both",
      [] {
          Send(Preview{0, 1, 1});
-         return false;
      }},
     {"closes the socket",
      [] {
          ::close(kSocket);
-         SleepFor(60'000);
-         return false;
+         SleepFor(-1);
      }},
+};
+// In the midst of its rows.
+constexpr Plant kRowPlants[] = {
+    {"crashes in its rows", [] { s_read = *s_nothing; }},
+    {"hands over too many", [] { Send(Rows{1'000'000}); }},
+    {"begins again",
+     [] {
+         Send(Found{kSide, kSide, 1, Format::Png, 3, 0});
+     }},
+    {"ends early", [] { Send(End{}); }},
 };
 
-// What it does in the midst of its rows.
-struct RowPlant {
-    std::string_view name;
-    bool (*act)(int y);
-};
-constexpr RowPlant kRowPlants[] = {
-    {"crashes in its rows", [](int y) { return y == 9 && *s_nothing == 0; }},
-    {"hands over too many",
-     [](int y) {
-         if (y == 9)
-             Send(Rows{1'000'000});
-         return false;
-     }},
-    {"begins again",
-     [](int y) {
-         if (y == 9)
-             Send(Found{kSide, kSide, 1, Format::Png, 3, 0});
-         return false;
-     }},
-    {"ends early",
-     [](int y) {
-         if (y == 9)
-             Send(End{});
-         return false;
-     }},
-};
+template <std::size_t kCount>
+void Act(const Plant (&plants)[kCount], std::string_view name) {
+    for (const Plant& plant : plants)
+        if (plant.name == name)
+            plant.act();
+}
 
 End ReadPlanted(int descriptor, const Job&, Receiver& receiver) {
     std::array<char, 128> text{};
@@ -300,18 +247,18 @@ End ReadPlanted(int descriptor, const Job&, Receiver& receiver) {
     if (std::strncmp(text.data(), "calls", 5) == 0 && Calls(text.data()))
         return {Outcome::Damaged, Reason::Broken, "it could"};
     const std::string_view name(text.data(), static_cast<std::size_t>(size < 0 ? 0 : size));
-    for (const Plant& plant : kPlants)
-        if (plant.name == name && plant.act())
+    for (const Attempt& attempt : kAttempts)
+        if (attempt.name == name && attempt.act())
             return {Outcome::Damaged, Reason::Broken, "it could"};
+    Act(kPlants, name);
     if (!receiver.Begin({kSide, kSide, 1, Format::Png, 3, 0}, {}))
         return {Outcome::Stopped};
     if (!receiver.Decoded({name == "shrinks" ? 1 : kSide, kSide}))
         return {Outcome::Stopped};
     const std::vector<std::uint8_t> row(kSide * 3, 0x55);
     for (int y = 0; y < kSide; ++y) {
-        for (const RowPlant& plant : kRowPlants)
-            if (plant.name == name && plant.act(y))
-                return {Outcome::Damaged, Reason::Broken, "it could"};
+        if (y == 9)
+            Act(kRowPlants, name);
         if (!receiver.Row(row.data()))
             return {Outcome::Stopped};
     }

@@ -26,48 +26,21 @@ namespace {
 constexpr std::chrono::milliseconds kPatience{3000};  // machines are busy
 constexpr char kDecoderHasStopped[] = "Damaged: cannot be read: the decoder stopped";
 
+// clang-format off
 constexpr const char* kPassedOver[] = {
-    "fine",
-    "uses threads",
-    "takes memory",
-    "takes a stack",
-    "takes addresses",
-    "takes shared memory",
-    "leaks",
-    "raises its limits",
-    "opens files",
-    "writes anywhere",
-    "runs what it wrote",
-    "has privileges",
+    "fine", "uses threads", "takes memory", "takes a stack", "takes addresses", "takes shared memory",
+    "leaks", "raises its limits", "opens files", "writes anywhere", "runs what it wrote", "has privileges",
 };
 constexpr const char* kEnded[] = {
-    "aborts",
-    "crashes",
-    "exits",
-    "hangs",
-    "sleeps",
-    "stops itself",
-    "answers late",
-    "takes tables",
-    "starts threads",
+    "aborts", "crashes", "exits", "hangs", "sleeps", "stops itself", "answers late", "takes tables",
+    "starts threads", "says nonsense", "says too much", "says nothing", "talks", "hands rows over first",
+    "ends first", "ends early", "points beyond the file", "points at both", "closes the socket",
+    "crashes in its rows", "hands over too many", "begins again", "shrinks",
 #ifdef __x86_64__
     "enters as 32 bits do",
 #endif
-    "says nonsense",
-    "says too much",
-    "says nothing",
-    "talks",
-    "hands rows over first",
-    "ends first",
-    "ends early",
-    "points beyond the file",
-    "points at both",
-    "closes the socket",
-    "crashes in its rows",
-    "hands over too many",
-    "begins again",
-    "shrinks",
 };
+// clang-format on
 
 // By their numbers and what is handed over.
 const struct {
