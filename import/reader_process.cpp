@@ -4,9 +4,9 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <string_view>
 #include <vector>
 
@@ -98,6 +98,22 @@ class Beginning {
     std::vector<Descriptor> m_kept;
     bool m_sound = false;
     bool m_mayOpen = true;  // so many files
+};
+
+// What the system tells of a process. Asks for no memory: whoever looks after those that wait may get none.
+class SystemsWords {
+  public:
+    SystemsWords(pid_t id, const char* what) {
+        std::array<char, 64> name{};
+        std::snprintf(name.data(), name.size(), "/proc/%d/%s", static_cast<int>(id), what);
+        const Descriptor file(::open(name.data(), O_RDONLY | O_CLOEXEC));
+        if (file.Get() >= 0 && ::read(file.Get(), m_text.data(), m_text.size() - 1) < 0)
+            m_text[0] = '\0';
+    }
+    [[nodiscard]] const char* Text() const { return m_text.data(); }
+
+  private:
+    std::array<char, 4096> m_text{};
 };
 
 void TellWhatIsLacking(std::uint8_t lacking) {
@@ -204,27 +220,25 @@ Error ReaderProcess::NotReady() const {
 
 // In bytes.
 ReaderProcess::Private ReaderProcess::PrivateMemory() const {
-    std::ifstream file("/proc/" + std::to_string(m_id) + "/statm");
-    std::array<std::int64_t, 6> pages{};
-    for (std::int64_t& number : pages)
-        file >> number;
+    const SystemsWords words(m_id, "statm");
+    std::array<long long, 6> pages{};
+    const int read = std::sscanf(words.Text(), "%lld %lld %lld %lld %lld %lld", &pages[0], &pages[1],
+                                 &pages[2], &pages[3], &pages[4], &pages[5]);
     const std::int64_t page = ::sysconf(_SC_PAGESIZE);
-    return file ? Private{pages[5] * page, (pages[1] - pages[2]) * page, pages[0] * page}
-                : Private{kUsualData, 0, 0};
+    return read == static_cast<int>(pages.size())
+               ? Private{pages[5] * page, (pages[1] - pages[2]) * page, pages[0] * page}
+               : Private{kUsualData, 0, 0};
 }
 
 bool ReaderProcess::BurdensKernel() const {
-    constexpr std::int64_t kMostTables = 16
-                                         << 10;  // kilobytes: for eight times the addresses that it may have
-    constexpr std::int64_t kMostThreads = 1000;  // some decoders make one for each processor
-    std::ifstream file("/proc/" + std::to_string(m_id) + "/status");
-    const auto isMore = [&](std::string_view name, const std::string& line, std::int64_t most) {
-        return line.starts_with(name) && std::strtoll(line.c_str() + name.size(), nullptr, 10) > most;
+    constexpr long long kMostTables = 16 << 10;  // kilobytes: for eight times the addresses that it may have
+    constexpr long long kMostThreads = 1000;     // some decoders make one for each processor
+    const SystemsWords words(m_id, "status");
+    const auto isMore = [&](const char* name, long long most) {
+        const char* const found = std::strstr(words.Text(), name);
+        return found != nullptr && std::strtoll(found + std::strlen(name), nullptr, 10) > most;
     };
-    for (std::string line; std::getline(file, line);)
-        if (isMore("VmPTE:", line, kMostTables) || isMore("Threads:", line, kMostThreads))
-            return true;
-    return false;
+    return isMore("\nVmPTE:", kMostTables) || isMore("\nThreads:", kMostThreads);
 }
 
 std::chrono::nanoseconds ReaderProcess::Processor() const {
