@@ -1,6 +1,5 @@
 // The input is a list of patches (address, length, bytes) to the flash of a sound frame with three pictures,
 // so that the fuzzer reaches every field and still meets whole pictures.
-#include <optional>
 
 #include "fuzz/input.h"
 #include "fuzz/store_program.h"

@@ -2,7 +2,6 @@
 #include <array>
 #include <atomic>
 #include <string>
-#include <thread>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

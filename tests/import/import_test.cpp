@@ -1,5 +1,4 @@
 #include <atomic>
-#include <cmath>
 #include <limits>
 #include <thread>
 

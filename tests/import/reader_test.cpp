@@ -97,14 +97,14 @@ TEST_F(Reader, WhateverTakesADecoderOverIsCaught) {
         EXPECT_EQ(Plant(name), kDecoderHasStopped) << name;
         EXPECT_EQ(Plant("fine"), "fine") << "after " << name;
     }
-    for (const auto& [outcome, calls] : kCalls)
-        for (const auto& call : calls) {
+    for (const auto& row : kCalls)
+        for (const auto& call : row.calls) {
             std::string text = "calls";
             for (const long number : call)
                 text += ' ' + std::to_string(number);
             const auto isQuick = [&] {  // all of it was ended, not a thread
                 const auto begin = std::chrono::steady_clock::now();
-                EXPECT_EQ(Plant(text), outcome) << text;
+                EXPECT_EQ(Plant(text), row.outcome) << text;
                 return std::chrono::steady_clock::now() - begin < kPatience;
             };
             EXPECT_TRUE(isQuick() || isQuick()) << text;

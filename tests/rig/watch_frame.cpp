@@ -9,7 +9,6 @@
 //
 // Ends when its standard input does.
 #include <array>
-#include <chrono>
 #include <cstdio>
 #include <ctime>
 #include <mutex>
