@@ -59,7 +59,8 @@ class Conversation {
                     m_sound = m_process.Say(m_reception.Answer());
                     return m_reception.Outcome();
                 case Reception::Next::Ended:
-                    m_sound = true;
+                    // Libraries that give up leave descriptors and threads behind, until one has too many.
+                    m_sound = m_reception.Outcome().has_value();
                     return m_reception.Outcome();
                 case Reception::Next::Nonsense:
                     return m_reception.Outcome() ? Stopped() : m_reception.Outcome();

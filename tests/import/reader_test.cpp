@@ -126,6 +126,8 @@ TEST_F(Reader, IsKeptUnlessItHasGrown) {
     EXPECT_EQ(Plant("leaks"), "fine");
     const pid_t second = kept();
     EXPECT_NE(second, first);
+    EXPECT_EQ(Plant("calls " + std::to_string(SYS_getpid)), "Damaged: broken: it could");
+    EXPECT_NE(kept(), second);
     for (const char* name : {"grows while it waits", "works while it waits"}) {
         EXPECT_EQ(Plant(name), "fine");
         const pid_t old = kept();
