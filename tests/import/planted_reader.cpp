@@ -98,7 +98,7 @@ bool TakesTables() {
             return false;
         s_read = *static_cast<const volatile char*>(page);
     }
-    SleepFor(200);
+    SleepFor(2000);
     return true;
 }
 
@@ -111,7 +111,7 @@ bool StartsThreads() {
         if (::clone([](void*) { return ::poll(nullptr, 0, -1); }, s_stacks.data() + i * kStack, kFlags,
                     nullptr) < 0)
             break;  // the system may have a limit of its own
-    SleepFor(200);
+    SleepFor(2000);
     return true;
 }
 
