@@ -11,9 +11,6 @@
 namespace lumato::picture {
 namespace {
 
-// With four readers that wait, and what a program has beside its imports, 300 MB.
-constexpr std::int64_t kAll = 170'000'000;
-
 // Never destroyed: threads that nobody waits for may give back at the end.
 struct Stock {
     std::mutex mutex;

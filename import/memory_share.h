@@ -11,6 +11,9 @@ namespace lumato::picture {
 // wait for each other.
 class MemoryShare {
   public:
+    // With four readers that wait, and what a program has beside its imports, 300 MB.
+    static constexpr std::int64_t kAll = 170'000'000;
+
     explicit MemoryShare(std::int64_t bytes);
     ~MemoryShare();
     MemoryShare(const MemoryShare&) = delete;
