@@ -61,7 +61,7 @@ void RunReader(ByteSpan input) {
                        "a small file's bounds are small");
                 Demand(reception.Bounds().processor.count() <= 4000 + fileSize / 50, "and its time is short");
                 continue;
-            case Next::Taken:
+            case Next::Say:
                 continue;
             case Next::Ended:
             case Next::Left:
@@ -86,8 +86,9 @@ std::vector<Bytes> ReaderSeeds() {
         Seed({found, Coming{24, 16}, Rows{9}, Line{"a word"}, Rows{7}, End{}}),
         Seed({found, Coming{24, 16}, Rows{16}, Rows{1}}),
         Seed({found, Coming{1, 1}, Rows{1}, End{}}),
-        Seed({found, Coming{12, 8, 4}, Rows{8}, End{}}),
-        Seed({found, Coming{12, 7, 4}, Rows{7}, End{}}),
+        Seed({found, Coming{12, 8, 2}, Rows{8}, End{}}),
+        Seed({found, Coming{12, 7, 2}, Rows{7}, End{}}),
+        Seed({Found{64, 48, 6}, Coming{64, 48}, Rows{24}, End{}}),
         Seed({found, found}),
         Seed({Found{1'000'000, 1000, 1, Format::Png, 3, 3'000'000}, Coming{1'000'000, 1000}, Rows{1},
               Rows{1}}),

@@ -17,14 +17,6 @@ int LeastSide(int side, double scale) {
     return std::max(1, static_cast<int>(least));
 }
 
-int DividedUp(int side, int divisor) {
-    return side / divisor + (side % divisor != 0 ? 1 : 0);
-}
-
-Size DividedUp(Size size, int divisor) {
-    return {DividedUp(size.width, divisor), DividedUp(size.height, divisor)};
-}
-
 }  // namespace
 
 Result<Size> CheckedSize(std::int64_t width, std::int64_t height, std::int64_t maxPixels) {
@@ -58,11 +50,11 @@ int EighthsFor(Size own, Size least) {
     return eighths;
 }
 
-Size HeldSize(Size decoded, Size least) {
+int HeldDivisor(Size decoded, Size least) {
     int divisor = std::max(1, std::min(decoded.width / least.width, decoded.height / least.height));
     while (DividedUp(decoded, divisor).Pixels() > kMaxHeldPixels)
         ++divisor;
-    return DividedUp(decoded, divisor);
+    return divisor;
 }
 
 }  // namespace lumato::picture

@@ -5,18 +5,10 @@
 
 #include <cstdint>
 
+#include "base/size.h"
 #include "import/bitmap_info.h"
 
 namespace lumato::picture {
-
-struct Size {
-    int width = 0;
-    int height = 0;
-
-    bool operator==(const Size&) const = default;
-    [[nodiscard]] std::int64_t Pixels() const { return std::int64_t{width} * height; }
-    [[nodiscard]] Size Swapped() const { return {height, width}; }
-};
 
 // No single row may grow beyond a few megabytes, and no picture may keep its user waiting for more than some
 // seconds, whatever its header claims.
@@ -36,9 +28,8 @@ inline constexpr std::int64_t kMaxHeldPixels = 64'000'000;  // 256 MB
 // takes less time than five eighths of it.
 [[nodiscard]] int EighthsFor(Size own, Size least);
 
-// What is held of a picture decoded as `decoded`: the whole divided by the largest integer that leaves
-// `least`, or by a larger one where memory asks for it. A picture decoded smaller than
-// `least` is held as it is.
-[[nodiscard]] Size HeldSize(Size decoded, Size least);
+// What a picture decoded as `decoded` is divided by to be held: the largest integer that leaves `least`, or a
+// larger one where memory asks for it. A picture decoded smaller than `least` is held as it is.
+[[nodiscard]] int HeldDivisor(Size decoded, Size least);
 
 }  // namespace lumato::picture

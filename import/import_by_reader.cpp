@@ -51,7 +51,7 @@ class Conversation {
                         return Fail(ErrorKind::Gone, kStopped);
                     m_process.SetBounds(m_reception.Bounds());
                     [[fallthrough]];
-                case Reception::Next::Taken:
+                case Reception::Next::Say:
                     if (!m_process.Say(m_reception.Answer()))
                         return Stopped();
                     continue;
@@ -83,7 +83,7 @@ Result<void> ImportPreview(const PictureFile& file, const reader::Preview& previ
                            Processors processors) {
     LUMATO_TRY(const PictureFile part, file.Part(preview.offset, preview.length));
     LUMATO_TRY_VOID(ImportJpeg(part, builder, processors, OrientationOf(preview.orientation)));
-    builder.Note(reader::kReasons[static_cast<std::size_t>(reader::Reason::PreviewUsed)]);
+    builder.Note(kPreviewUsed);
     return {};
 }
 

@@ -54,7 +54,7 @@ Result<void> Decode(JpegDecoder& decoder, PictureBuilder& builder, Orientation u
     if (!share.IsGranted())
         return Fail(ErrorKind::Gone, kStopped);
     LUMATO_TRY_VOID(builder.Begin(
-        {own, decoded, orientation, eighths, leave && !colours->IsIdentity() ? colours : nullptr}));
+        {own, decoded, orientation, 8.0 / eighths, leave && !colours->IsIdentity() ? colours : nullptr}));
     if (!convert && builder.KeepsRows())
         return ReadHeldRows(decoder, builder);
     return ReadRows(decoder, decoded, convert ? colours.get() : nullptr, builder);

@@ -18,6 +18,7 @@ inline constexpr Words kReaderNotLoaded{"READER_NOT_LOADED",
 inline constexpr Words kStopped{"STOPPED", "stopped"};
 inline constexpr Words kProfileUnusable =
     reader::kReasons[static_cast<std::size_t>(reader::Reason::ProfileUnusable)];
+inline constexpr Words kPreviewUsed = reader::kReasons[static_cast<std::size_t>(reader::Reason::PreviewUsed)];
 inline constexpr Words kBeyondMemory{"BEYOND_MEMORY", "too large for this computer's memory"};
 
 }  // namespace lumato::picture

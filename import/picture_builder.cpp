@@ -23,73 +23,6 @@ void AskForLargePages(std::uint8_t* memory, std::size_t size) {
 
 }  // namespace
 
-AreaReducer::AreaReducer(Size full, Size kept)
-    : m_full(full),
-      m_kept(kept),
-      m_across(static_cast<std::size_t>(kept.width) * 3),
-      m_sums(m_across.size()),
-      m_row(m_across.size()) {}
-
-// Lengths across are counted in units of 1/kept.width of a full pixel: a full pixel is kept.width long, a
-// kept one full.width. The sums stay below 255 * full.width, which fits for any side that we accept.
-void AreaReducer::SumAcross(const std::uint8_t* rgb) {
-    const auto pixelLength = static_cast<std::uint32_t>(m_kept.width);
-    const auto keptLength = static_cast<std::uint32_t>(m_full.width);
-    std::uint32_t* sum = m_across.data();
-    std::uint32_t red = 0, green = 0, blue = 0, covered = 0;
-    for (int x = 0; x < m_full.width; ++x, rgb += 3) {
-        const std::uint32_t inside = std::min(pixelLength, keptLength - covered);
-        red += rgb[0] * inside;
-        green += rgb[1] * inside;
-        blue += rgb[2] * inside;
-        covered += inside;
-        if (covered < keptLength)
-            continue;
-        sum[0] = red;
-        sum[1] = green;
-        sum[2] = blue;
-        sum += 3;
-        covered = pixelLength - inside;
-        red = rgb[0] * covered;
-        green = rgb[1] * covered;
-        blue = rgb[2] * covered;
-    }
-}
-
-void AreaReducer::Accumulate(std::int64_t weight) {
-    const auto factor = static_cast<std::uint64_t>(weight);
-    std::uint64_t* const sums = m_sums.data();
-    const std::uint32_t* const across = m_across.data();
-    const std::size_t size = m_sums.size();
-#pragma GCC unroll 8
-    for (std::size_t i = 0; i < size; ++i)
-        sums[i] += across[i] * factor;
-    m_covered += weight;
-}
-
-void AreaReducer::Emit() {
-    // Whole numbers are divided slowly. With the half between two of them added no quotient is closer to a
-    // whole one than half a part, a 2^31st at the least, and doubles of up to 255 are exact to a 2^44th.
-    const auto area = m_full.Pixels();
-    const double half = static_cast<double>(area / 2) + 0.5, part = 1.0 / static_cast<double>(area);
-    for (std::size_t i = 0; i < m_sums.size(); ++i)
-        m_row[i] = static_cast<std::uint8_t>(
-            static_cast<int>((static_cast<double>(static_cast<std::int64_t>(m_sums[i])) + half) * part));
-    std::fill(m_sums.begin(), m_sums.end(), 0);
-    m_covered = 0;
-}
-
-bool AreaReducer::Add(const std::uint8_t* rgb) {
-    SumAcross(rgb);
-    const std::int64_t inside = std::min<std::int64_t>(m_kept.height, m_full.height - m_covered);
-    Accumulate(inside);
-    if (m_covered < m_full.height)
-        return false;
-    Emit();
-    Accumulate(m_kept.height - inside);
-    return true;
-}
-
 Size PictureBuilder::Least(Size stored, Orientation orientation) const {
     if (SwapsSides(orientation))
         return LeastHeld(stored.Swapped(), m_scaleNeeded).Swapped();
@@ -98,13 +31,11 @@ Size PictureBuilder::Least(Size stored, Orientation orientation) const {
 
 // That of what is held, from that of what is decoded: at its right and bottom edges.
 Overhang PictureBuilder::OverhangOf(const Coming& coming) const {
-    if (coming.eighths == 0)
-        return {};
     const auto beyond = [&](int stored, int decoded, int held) {
-        return (decoded - stored * coming.eighths / 8.0) * held / decoded;
+        return held - (coming.step > 0 ? stored / coming.step : decoded) / m_divisor;
     };
-    const double x = beyond(coming.stored.width, m_decoded.width, m_held.width);
-    const double y = beyond(coming.stored.height, m_decoded.height, m_held.height);
+    const double x = beyond(coming.stored.width, coming.decoded.width, m_held.width);
+    const double y = beyond(coming.stored.height, coming.decoded.height, m_held.height);
     const Axes axes = AxesOf(m_asStored ? Orientation::Upright : coming.orientation);
     const double across = axes.swapped ? y : x;
     const double down = axes.swapped ? x : y;
@@ -114,15 +45,16 @@ Overhang PictureBuilder::OverhangOf(const Coming& coming) const {
 }
 
 Result<void> PictureBuilder::Begin(const Coming& coming) {
-    const auto& [stored, decoded, orientation, eighths, colours] = coming;
-    m_decoded = decoded;
+    const auto& [stored, decoded, orientation, step, colours, keptOnly] = coming;
     m_rowsTaken = 0;
     m_rowsPlaced = 0;
-    m_reducer.clear();
-    m_held = HeldSize(decoded, Least(stored, orientation));
+    m_reducer.reset();
+    m_divisor = HeldDivisor(decoded, Least(stored, orientation));
+    m_held = DividedUp(decoded, m_divisor);
+    m_coming = keptOnly ? m_held : decoded;
     m_placement = PlacementFor(m_asStored ? Orientation::Upright : orientation, m_held, m_flipRows);
-    if (m_held != m_decoded)
-        m_reducer.emplace_back(m_decoded, m_held);
+    if (m_held != m_coming)
+        m_reducer.emplace(m_coming, m_divisor);
 
     const Size own = SwapsSides(orientation) ? stored.Swapped() : stored;
     const Size shown = SwapsSides(orientation) && !m_asStored ? m_held.Swapped() : m_held;
@@ -157,10 +89,10 @@ void PictureBuilder::AddRow(const std::uint8_t* rgb) {
     if (Complete())
         return;
     ++m_rowsTaken;
-    if (m_reducer.empty())
+    if (!m_reducer)
         Place(rgb);
-    else if (m_reducer.front().Add(rgb))
-        Place(m_reducer.front().Row());
+    else if (m_reducer->Add(rgb))
+        Place(m_reducer->Row());
 }
 
 std::uint8_t* PictureBuilder::NextRow() {

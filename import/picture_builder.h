@@ -6,38 +6,17 @@
 #pragma once
 
 #include <cstdint>
-#include <vector>
+#include <memory>
+#include <optional>
+#include <utility>
 
 #include "import/bitmap_info.h"
 #include "import/held_size.h"
 #include "import/orientation.h"
 #include "import/row_taker.h"
+#include "reader/box_reducer.h"
 
 namespace lumato::picture {
-
-// Averages rows over areas. Every kept pixel is the exact mean of the part of the picture that it covers, so
-// that the kept picture neither shifts nor stretches where the sizes do not divide.
-class AreaReducer {
-  public:
-    // Requires: 1 <= kept <= full in each direction.
-    AreaReducer(Size full, Size kept);
-
-    // Takes the next full row of red, green, blue. True when it completed a kept row, which is then in Row().
-    bool Add(const std::uint8_t* rgb);
-    [[nodiscard]] const std::uint8_t* Row() const { return m_row.data(); }
-
-  private:
-    void SumAcross(const std::uint8_t* rgb);
-    void Accumulate(std::int64_t weight);
-    void Emit();
-
-    Size m_full;
-    Size m_kept;
-    std::int64_t m_covered = 0;  // of the kept row in work, in units of 1/kept.height of a full row
-    std::vector<std::uint32_t> m_across;
-    std::vector<std::uint64_t> m_sums;
-    std::vector<std::uint8_t> m_row;
-};
 
 class PictureBuilder {
   public:
@@ -63,27 +42,36 @@ class PictureBuilder {
         Size stored;
         Size decoded;
         Orientation orientation = Orientation::Upright;
-        int eighths = 0;  // of `stored`, of which `decoded` is the next whole size; 0: it is that exactly
+        // Stored pixels to a decoded one along both sides, which were rounded up; 0: `decoded` is the picture
+        // exactly.
+        double step = 0;
         std::shared_ptr<const ColourConverter> colours{};  // that are left to whoever draws
+        bool keptOnly = false;                             // rows come as they are to be held
     };
     [[nodiscard]] Result<void> Begin(const Coming& coming);
+    // Since then: what is held, in the order of storage, and what `decoded` is divided by for it.
+    [[nodiscard]] Size Held() const { return m_held; }
+    [[nodiscard]] int Divisor() const { return m_divisor; }
 
     // What people should know of how the file is read.
-    void Note(const Words& words) { m_info.note = words; }
+    void Note(const Words& words) {
+        if (m_info.note != Phrase(words))
+            m_info.note = Joined(std::move(m_info.note), kSemicolon, words);
+    }
 
     // Whether decoded rows are held as they come: then NextRow() is where the next one belongs, in the held
     // pixels' layout, and takes AddRow()'s place.
-    [[nodiscard]] bool KeepsRows() const { return m_reducer.empty() && m_placement.stepX == 1; }
+    [[nodiscard]] bool KeepsRows() const { return !m_reducer && m_placement.stepX == 1; }
     // Requires: KeepsRows(). Those of the next rows that are looked at.
     [[nodiscard]] Columns Needed() const {
-        return m_taker != nullptr ? m_taker->Needed() : Columns{0, m_decoded.width};
+        return m_taker != nullptr ? m_taker->Needed() : Columns{0, m_coming.width};
     }
     [[nodiscard]] std::uint8_t* NextRow();
 
     // The next decoded row, in the order of storage: red, green, blue. Rows beyond the last are ignored.
     void AddRow(const std::uint8_t* rgb);
 
-    [[nodiscard]] bool Complete() const { return m_rowsTaken == m_decoded.height; }
+    [[nodiscard]] bool Complete() const { return m_rowsTaken == m_coming.height; }
 
   private:
     [[nodiscard]] Overhang OverhangOf(const Coming& coming) const;
@@ -96,10 +84,11 @@ class PictureBuilder {
     const ScaleNeeded& m_scaleNeeded;
     const bool m_asStored;
     RowTaker* const m_taker;
-    Size m_decoded;
+    Size m_coming;
     Size m_held;
+    int m_divisor = 1;
     Placement m_placement;
-    std::vector<AreaReducer> m_reducer;  // one, or none when rows are kept as they come
+    std::optional<BoxReducer> m_reducer;  // none: rows are kept as they come
     int m_rowsTaken = 0;
     int m_rowsPlaced = 0;
 };

@@ -28,10 +28,6 @@ bool IsShrunk(int stored, int decoded, int most) {
     return decoded <= stored && decoded >= stored / most;
 }
 
-int NextWhole(int side, int eighths) {
-    return (side * eighths + 7) / 8;
-}
-
 }  // namespace
 
 Reception::Next Reception::Take(ByteSpan packet) {
@@ -101,29 +97,34 @@ int Reception::MostShrink() const {
 
 Reception::Next Reception::TakeComing(const reader::Coming& coming) {
     const Size decoded{coming.width, coming.height};
-    if (m_state != State::Found || !IsShrunk(m_stored.width, decoded.width, m_mostShrink) ||
-        !IsShrunk(m_stored.height, decoded.height, m_mostShrink) ||
-        (coming.eighths != 0 && (decoded.width != NextWhole(m_stored.width, coming.eighths) ||
-                                 decoded.height != NextWhole(m_stored.height, coming.eighths))))
+    const bool isPossible =
+        coming.divisor > 0 ? coming.divisor <= m_mostShrink && decoded == DividedUp(m_stored, coming.divisor)
+                           : IsShrunk(m_stored.width, decoded.width, m_mostShrink) &&
+                                 IsShrunk(m_stored.height, decoded.height, m_mostShrink);
+    if (m_state != State::Found || !isPossible)
         return Next::Nonsense;
     m_state = State::Rows;
-    m_decoded = decoded;
-    m_rowsLeft = decoded.height;
-    m_outcome = m_builder.Begin({m_stored, decoded, m_orientation, coming.eighths, m_colours});
-    return m_outcome ? Next::Wait : Next::Nonsense;
+    m_outcome = m_builder.Begin(
+        {m_stored, decoded, m_orientation, static_cast<double>(coming.divisor), m_colours, true});
+    if (!m_outcome)
+        return Next::Nonsense;
+    m_kept = m_builder.Held();
+    m_rowsLeft = m_kept.height;
+    m_answer = reader::Keep{m_builder.Divisor()};
+    return Next::Say;
 }
 
 Reception::Next Reception::TakeRows(std::int32_t count) {
-    if (m_state != State::Rows || count > m_rowsLeft || count > reader::RowsPerHalf(m_decoded.width))
+    if (m_state != State::Rows || count > m_rowsLeft || count > reader::RowsPerHalf(m_kept.width))
         return Next::Nonsense;
-    const auto rowBytes = static_cast<std::size_t>(m_decoded.width) * 3;
+    const auto rowBytes = static_cast<std::size_t>(m_kept.width) * 3;
     const std::uint8_t* row = m_memory.data() + m_half * reader::kHalf;
     for (std::int32_t i = 0; i < count; ++i, row += rowBytes)
         m_builder.AddRow(row);
     m_rowsLeft -= count;
     m_half = 1 - m_half;
     m_answer = reader::Taken{};
-    return Next::Taken;
+    return Next::Say;
 }
 
 Reception::Next Reception::TakePreview(const reader::Preview& preview) {

@@ -24,7 +24,7 @@ class Reception {
     enum class Next {
         Wait,      // for more
         Go,        // after Bounds() were set, say Answer(), and wait for more
-        Taken,     // say Answer(), and wait for more
+        Say,       // Answer(), and wait for more
         Ended,     // Outcome() is the picture's
         Left,      // the same, and Answer() is to be said
         Nonsense,  // no reader says that: it is to be ended
@@ -57,7 +57,7 @@ class Reception {
     const std::int64_t m_fileSize;
     State m_state = State::Begun;
     Size m_stored;
-    Size m_decoded;
+    Size m_kept;
     Orientation m_orientation = Orientation::Upright;
     std::shared_ptr<const ColourConverter> m_colours;
     int m_mostShrink = 1;

@@ -1,15 +1,15 @@
 #include "reader/heif_reduced.h"
 
 #include <algorithm>
-#include <cstddef>
+#include <cstdint>
 #include <iterator>
 #include <memory>
 #include <new>
 #include <utility>
-#include <vector>
 
 #include <libheif/heif.h>
 
+#include "reader/box_reducer.h"
 #include "reader/mapped_file.h"
 
 namespace lumato::reader {
@@ -25,35 +25,25 @@ using Held = std::unique_ptr<Object, Release>;
 
 constexpr heif_channel kChannels[] = {heif_channel_R, heif_channel_G, heif_channel_B};
 
-bool HasPlanes(const heif_image* image, int width, int height) {
+bool HasPlanes(const heif_image* image, Size size) {
     return std::ranges::all_of(kChannels, [=](heif_channel channel) {
-        return heif_image_get_width(image, channel) == width &&
-               heif_image_get_height(image, channel) == height &&
+        return heif_image_get_width(image, channel) == size.width &&
+               heif_image_get_height(image, channel) == size.height &&
                heif_image_get_bits_per_pixel(image, channel) == 8;
     });
 }
 
-// Of `times` x `times` samples (a power of two up to 8) the means, and of what is left of them at the far
-// edges; every third byte from `mean` on.
-void ReducePlane(const heif_image* image, heif_channel channel, int width, int height, int times,
-                 std::uint8_t* mean) {
+// Into every third byte from `mean` on.
+void ReducePlane(const heif_image* image, heif_channel channel, Size full, int divisor, std::uint8_t* mean) {
+    BoxReducer reducer(full, divisor, 1);
     int stride = 0;
     const std::uint8_t* row = heif_image_get_plane_readonly(image, channel, &stride);
-    std::vector<std::uint16_t> columns(static_cast<std::size_t>(width));
-    for (int y = 0; y < height; y += times) {
-        const int rows = std::min(times, height - y);
-        std::fill(columns.begin(), columns.end(), std::uint16_t{0});
-        for (int i = 0; i < rows; ++i, row += stride)
-            for (std::size_t x = 0; x < columns.size(); ++x)
-                columns[x] = static_cast<std::uint16_t>(columns[x] + row[x]);
-        const std::uint16_t* column = columns.data();
-        for (int x = 0; x < width; x += times, mean += std::size(kChannels)) {
-            const int count = std::min(times, width - x);
-            int sum = rows * count / 2;
-            for (int i = 0; i < count; ++i)
-                sum += *column++;
-            *mean = static_cast<std::uint8_t>(sum / (rows * count));
-        }
+    const int width = DividedUp(full, divisor).width;
+    for (int y = 0; y < full.height; ++y, row += stride) {
+        if (!reducer.Add(row))
+            continue;
+        for (int x = 0; x < width; ++x, mean += std::size(kChannels))
+            *mean = reducer.Row()[x];
     }
 }
 
@@ -74,15 +64,16 @@ Held<heif_image> Decode(const MappedFile& file, int threads) {
     return Held<heif_image>(image);
 }
 
-Image Reduced(const heif_image* image, int width, int height, int times) {
+Image Reduced(const heif_image* image, Size full, int divisor) {
     Image rgb(vips_image_new_memory());
-    vips_image_init_fields(rgb.get(), (width + times - 1) / times, (height + times - 1) / times, 3,
-                           VIPS_FORMAT_UCHAR, VIPS_CODING_NONE, VIPS_INTERPRETATION_sRGB, 1, 1);
+    const Size kept = DividedUp(full, divisor);
+    vips_image_init_fields(rgb.get(), kept.width, kept.height, 3, VIPS_FORMAT_UCHAR, VIPS_CODING_NONE,
+                           VIPS_INTERPRETATION_sRGB, 1, 1);
     if (vips_image_write_prepare(rgb.get()) != 0)
         return nullptr;
     VipsPel* band = rgb->data;
     for (const heif_channel channel : kChannels)
-        ReducePlane(image, channel, width, height, times, band++);
+        ReducePlane(image, channel, full, divisor, band++);
     return rgb;
 }
 
@@ -96,26 +87,23 @@ void CopyProfile(VipsImage* from, VipsImage* to) {
 
 }  // namespace
 
-std::uint8_t ReduceHeif(Image& image, int descriptor, const Job& job, int most) {
-    if (most < 2)
-        return 0;
-    const int times = most < 4 ? 2 : most < 8 ? 4 : 8;
-    const int width = vips_image_get_width(image.get()), height = vips_image_get_height(image.get());
+bool ReduceHeif(Image& image, int descriptor, const Job& job, int divisor) {
+    const Size full{vips_image_get_width(image.get()), vips_image_get_height(image.get())};
     const MappedFile file(descriptor, job.fileSize);
-    if (file.Data() == nullptr)
-        return 0;
+    if (divisor < 2 || file.Data() == nullptr)
+        return false;
     try {
         const Held<heif_image> decoded = Decode(file, job.threads);
-        if (!decoded || !HasPlanes(decoded.get(), width, height))
-            return 0;
-        Image reduced = Reduced(decoded.get(), width, height, times);
+        if (!decoded || !HasPlanes(decoded.get(), full))
+            return false;
+        Image reduced = Reduced(decoded.get(), full, divisor);
         if (!reduced)
-            return 0;
+            return false;
         CopyProfile(image.get(), reduced.get());
         image = std::move(reduced);
-        return static_cast<std::uint8_t>(8 / times);
+        return true;
     } catch (const std::bad_alloc&) {
-        return 0;
+        return false;
     }
 }
 

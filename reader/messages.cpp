@@ -54,8 +54,13 @@ class Taker {
         Skip(4);
         return value;
     }
-    std::int32_t Side() {
+    std::int32_t SideOrNone() {
         const auto value = static_cast<std::int32_t>(Number());
+        Require(value >= 0);
+        return value;
+    }
+    std::int32_t Side() {
+        const std::int32_t value = SideOrNone();
         Require(value > 0);
         return value;
     }
@@ -111,7 +116,7 @@ FromReader TakeFromReader(std::uint8_t kind, Taker& taker) {
         case 2: {
             const std::int32_t width = taker.Side();
             const std::int32_t height = taker.Side();
-            return Coming{width, height, taker.Byte(0, 4)};
+            return Coming{width, height, taker.SideOrNone()};
         }
         case 3:
             return Rows{taker.Side()};
@@ -142,6 +147,8 @@ ToReader TakeToReader(std::uint8_t kind, Taker& taker) {
         }
         case 2:
             return Leave{};
+        case 3:
+            return Keep{taker.Side()};
         default:
             return Taken{};
     }
@@ -155,6 +162,8 @@ Packet Pack(const ToReader& message) {
         writer.Wide(job->fileSize).Byte(job->threads);
     else if (const auto* go = std::get_if<Go>(&message))
         writer.Side(go->mostShrink).Byte(go->profileTaken ? 1 : 0);
+    else if (const auto* keep = std::get_if<Keep>(&message))
+        writer.Side(keep->divisor);
     return writer.Finish();
 }
 
@@ -170,7 +179,7 @@ Packet Pack(const FromReader& message) {
             .Byte(found->pixelBytes)
             .Number(found->profileBytes);
     else if (const auto* coming = std::get_if<Coming>(&message))
-        writer.Side(coming->width).Side(coming->height).Byte(coming->eighths);
+        writer.Side(coming->width).Side(coming->height).Side(coming->divisor);
     else if (const auto* rows = std::get_if<Rows>(&message))
         writer.Side(rows->count);
     else if (const auto* end = std::get_if<End>(&message))

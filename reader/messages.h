@@ -8,7 +8,9 @@
 //     program   Job, with the file's descriptor
 //     reader    Found
 //     program   Go; or Leave, and nothing more of this picture is said
-//     reader    Coming, Rows, Rows ...; the program: Taken for each Rows
+//     reader    Coming
+//     program   Keep
+//     reader    Rows, Rows ...; the program: Taken for each
 //     reader    End, at any point after the Job; a Line at any time
 //
 // No state; callable from any thread.
@@ -27,7 +29,7 @@
 namespace lumato::reader {
 
 inline constexpr char kProgram[] = "lumato-reader";
-inline constexpr std::uint32_t kVersion = 2;
+inline constexpr std::uint32_t kVersion = 3;
 
 // What a reader is started with, beside standard input, output and error.
 inline constexpr int kSocket = 3;
@@ -60,9 +62,13 @@ struct Go {
     bool profileTaken = false;
 };
 struct Leave {};
+// Of what is coming squares of so many pixels a side, above 0, are handed over as one (BoxReducer).
+struct Keep {
+    std::int32_t divisor = 1;
+};
 // The older half with rows was taken, and may be written again.
 struct Taken {};
-using ToReader = std::variant<Job, Go, Leave, Taken>;
+using ToReader = std::variant<Job, Go, Leave, Keep, Taken>;
 
 // ---------------------------------------------------------------------------------- from the reader
 
@@ -86,12 +92,12 @@ struct Found {
     std::uint8_t pixelBytes = 3;     // 1 to 255
     std::uint32_t profileBytes = 0;  // at most kHalf
 };
-// The size in which rows will come; sides are above 0. `eighths`: of the stored sides, of which these are the
-// next whole size (1, 2 or 4); 0: these are the picture's sides exactly.
+// The size in which it is decoded; sides are above 0. Each pixel is a square of so many of the stored ones a
+// side, at the far edges of what is left; 0: the whole is the picture exactly.
 struct Coming {
     std::int32_t width = 0;
     std::int32_t height = 0;
-    std::uint8_t eighths = 0;
+    std::int32_t divisor = 0;
 };
 // So many rows are in the next half, above 0: red, green, blue.
 struct Rows {

@@ -116,13 +116,9 @@ End ReadRaw(int descriptor, const Job& job, Receiver& receiver) {
     const MappedFile file(descriptor, job.fileSize);
     if (file.Data() == nullptr)
         return {Outcome::TooLarge, Reason::BeyondMemory};
-    try {
-        const auto raw =
-            std::make_unique<LibRaw>(LIBRAW_OPIONS_NO_DATAERR_CALLBACK | LIBRAW_OPIONS_NO_MEMERR_CALLBACK);
-        return ReadPreview(*raw, file, receiver);
-    } catch (const std::bad_alloc&) {
-        return {Outcome::TooLarge, Reason::BeyondMemory};
-    }
+    const auto raw =
+        std::make_unique<LibRaw>(LIBRAW_OPIONS_NO_DATAERR_CALLBACK | LIBRAW_OPIONS_NO_MEMERR_CALLBACK);
+    return ReadPreview(*raw, file, receiver);
 }
 
 }  // namespace lumato::reader

@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <new>
+#include <optional>
 
 #include <malloc.h>
 #include <poll.h>
@@ -13,6 +15,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "reader/box_reducer.h"
 #include "reader/doors.h"
 
 namespace lumato::reader {
@@ -75,14 +78,25 @@ class Sender : public Receiver {
     // The program waits for nothing more of it.
     [[nodiscard]] bool IsLeft() const { return m_left; }
     bool Decoded(const Coming& size) override {
-        m_rowBytes = static_cast<std::size_t>(size.width) * 3;
-        m_perHalf = RowsPerHalf(size.width);
-        if (m_rowBytes > kHalf)
-            return false;
         Say(size);
-        return true;
+        const ToReader answer = Hear();
+        const auto* keep = std::get_if<Keep>(&answer);
+        if (keep == nullptr)
+            return false;
+        const Size decoded{size.width, size.height};
+        const int width = DividedUp(decoded, keep->divisor).width;
+        m_rowBytes = static_cast<std::size_t>(width) * 3;
+        m_perHalf = RowsPerHalf(width);
+        if (keep->divisor > 1)
+            m_reducer.emplace(decoded, keep->divisor);
+        return m_rowBytes <= kHalf;
     }
     bool Row(const std::uint8_t* rgb) override {
+        if (m_reducer) {
+            if (!m_reducer->Add(rgb))
+                return true;
+            rgb = m_reducer->Row();
+        }
         std::memcpy(m_memory + m_half * kHalf + static_cast<std::size_t>(m_rows) * m_rowBytes, rgb,
                     m_rowBytes);
         if (++m_rows == m_perHalf)
@@ -112,6 +126,7 @@ class Sender : public Receiver {
     }
 
     std::uint8_t* const m_memory;
+    std::optional<BoxReducer> m_reducer;
     std::size_t m_rowBytes = 0;
     std::int64_t m_perHalf = 1;
     std::int64_t m_rows = 0;  // in the half begun
@@ -157,7 +172,12 @@ void AwaitJob() {
 
 void ReadOne(const Decoder& decoder, int descriptor, const Job& job, std::uint8_t* memory) {
     Sender sender(memory);
-    const End end = decoder.read(descriptor, job, sender);
+    End end;
+    try {
+        end = decoder.read(descriptor, job, sender);
+    } catch (const std::bad_alloc&) {
+        end = {Outcome::TooLarge, Reason::BeyondMemory};
+    }
     if (end.outcome == Outcome::Done)
         sender.Finish();
     ::close(descriptor);

@@ -147,12 +147,11 @@ int Deliver(VipsRegion* region, VipsRect* area, void* user) {
     return 0;
 }
 
-// Decoded smaller where the format's library can, or we. The part that is left of the sides, as in Coming;
-// none: an error.
-std::optional<std::uint8_t> Shrink(Image& image, int descriptor, const Job& job, const Reader& reader,
-                                   int most) {
+// Decoded smaller where the format's library can, or we. The divisor as in Coming; none: an error.
+std::optional<std::int32_t> Shrink(Image& image, int descriptor, const Job& job, const Reader& reader,
+                                   std::int32_t most) {
     if (reader.format == Format::Heif)
-        return ReduceHeif(image, descriptor, job, most);
+        return ReduceHeif(image, descriptor, job, most) ? most : 0;
     if (reader.shrinks && most > 1) {
         image = Open(descriptor, 1.0 / most);
         if (!image)
@@ -174,13 +173,13 @@ End ReadOpened(int descriptor, const Job& job, const Reader& reader, Receiver& r
         receiver.Begin(Describe(image.get(), descriptor, reader, kind), ProfileToOffer(image.get()));
     if (!go)
         return {Outcome::Stopped};
-    const auto eighths = Shrink(image, descriptor, job, reader, go->mostShrink);
-    if (!eighths)
+    const auto divisor = Shrink(image, descriptor, job, reader, go->mostShrink);
+    if (!divisor)
         return SayVipsError();
     bool isProfileUsable = true;
     if (!Prepare(image, descriptor, kind, go->profileTaken, isProfileUsable))
         return SayVipsError();
-    if (!receiver.Decoded({vips_image_get_width(image.get()), vips_image_get_height(image.get()), *eighths}))
+    if (!receiver.Decoded({vips_image_get_width(image.get()), vips_image_get_height(image.get()), *divisor}))
         return {Outcome::Stopped};
     Delivery delivery{receiver};
     if (vips_sink_disc(image.get(), Deliver, &delivery) != 0)

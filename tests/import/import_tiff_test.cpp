@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "import/messages.h"
 #include "tests/support/picture_files.h"
 #include "tests/support/tiff_writer.h"
 
@@ -106,10 +107,13 @@ TEST_F(TiffImport, RawFilesShowTheCamerasPreview) {
             ASSERT_EQ(Outcome(Read(MakeRaw(row.preview, row.options), scale)), "fine");
             EXPECT_EQ(m_info.width, row.shown >= 5 ? 64U : 96U);
             ExpectQuarters(m_info, OrientedQuarters(row.shown), 12);
-            EXPECT_EQ(m_info.note.English(), "the camera's preview of this photograph is used");
+            EXPECT_EQ(m_info.note, Phrase(kPreviewUsed));
         }
         EXPECT_TRUE(IsPicture(m_file));
     }
+    const Bytes broken = MakeJpeg(Quarters(96, 64), {.profile = Bytes(300, 0x55)});
+    ASSERT_EQ(Outcome(Read(MakeRaw(broken, {true, 1, 96, 64}))), "fine");
+    EXPECT_EQ(m_info.note, Phrase(kSemicolon, kProfileUnusable, kPreviewUsed));
     // Pixels without a coding are a preview, too.
     ASSERT_EQ(Outcome(Read(MakeRaw({}, {.orientation = 6}))), "fine");
     EXPECT_EQ(m_info.width, 12U);
