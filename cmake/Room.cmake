@@ -8,32 +8,13 @@ if(LUMATO_MERGE AND CMAKE_CXX_COMPILER_ID STREQUAL GNU)
     add_compile_options(-Wno-subobject-linkage)
 endif()
 
-# Headers of the standard library and of others are read once a target instead of by every source, which saves a sixth of
-# the time to build. That one of them was forgotten goes unnoticed then; one of ours does not.
-option(LUMATO_PRECOMPILE "Precompile the headers of libraries" OFF)
-# gcc 12 sees its own std::string written beyond its end then (its bug 105329).
-if(LUMATO_PRECOMPILE AND CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
-    add_compile_options(-Wno-array-bounds -Wno-stringop-overflow)
-endif()
-
-# lumato_precompile(TARGET [header...])
-# What most sources include, and HEADERs.
-function(lumato_precompile target)
-    if(LUMATO_PRECOMPILE)
-        target_precompile_headers(${target} PRIVATE
-            <algorithm> <chrono> <filesystem> <functional> <map> <memory> <mutex> <optional> <string> <thread> <variant>
-            <vector> <tl/expected.hpp> ${ARGN})
-    endif()
-endfunction()
-
-# lumato_room(NAME SOURCES file... [USES library...] [HEADERS header...])
+# lumato_room(NAME SOURCES file... [USES library...])
 # One static library per room, named lumato_NAME. Includes are written "room/header.h".
 function(lumato_room name)
-    cmake_parse_arguments(ROOM "" "" "SOURCES;USES;HEADERS" ${ARGN})
+    cmake_parse_arguments(ROOM "" "" "SOURCES;USES" ${ARGN})
     add_library(lumato_${name} STATIC ${ROOM_SOURCES})
     target_include_directories(lumato_${name} PUBLIC ${CMAKE_SOURCE_DIR})
     target_link_libraries(lumato_${name} PUBLIC ${ROOM_USES})
-    lumato_precompile(lumato_${name} ${ROOM_HEADERS})
 endfunction()
 
 # lumato_test(NAME SOURCES file... [USES library...])
@@ -44,6 +25,5 @@ function(lumato_test name)
     set_target_properties(${name}_test PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
     target_include_directories(${name}_test PRIVATE ${CMAKE_SOURCE_DIR})
     target_link_libraries(${name}_test PRIVATE ${TEST_USES} GTest::gmock GTest::gtest_main)
-    lumato_precompile(${name}_test <gmock/gmock.h> <gtest/gtest.h>)
     gtest_discover_tests(${name}_test TEST_PREFIX "${name}." DISCOVERY_TIMEOUT 60)
 endfunction()

@@ -10,9 +10,13 @@ if(LUMATO_SANITIZE)
     endif()
 endif()
 
-# For folders whose code computes little: optimizing what the sanitizers add takes half of their time to build.
+# For folders whose code computes little, and that no fuzzer reaches: optimizing what the sanitizers add takes half of
+# their time to build, what fuzzers are led by a sixth, and line numbers as much.
 macro(lumato_quick_to_build)
     if(LUMATO_SANITIZE)
-        add_compile_options(-O0)
+        add_compile_options(-O0 -g0)
+    endif()
+    if(LUMATO_FUZZ)
+        add_compile_options(-fno-sanitize=fuzzer-no-link)
     endif()
 endmacro()

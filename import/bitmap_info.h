@@ -37,7 +37,8 @@ enum class Held {
                // less
 };
 
-// How far held pixels reach beyond the picture at each edge, in held pixels: decoders round reduced sizes up.
+// How far held pixels reach beyond the picture at each edge, in held pixels: reduced sizes are rounded
+// up.
 struct Overhang {
     double left = 0, top = 0, right = 0, bottom = 0;
 };

@@ -38,6 +38,7 @@ constexpr std::array<Cost, reader::kFormats> kCosts = {{
 }};
 
 constexpr double kShrunkWebP = 5;  // usual, where not all pixels are needed
+constexpr double kDeepHeif = 7.2;  // usual, of more than 8 bits or transparent
 
 // Whatever the picture: threads, and what readers keep of the picture before.
 constexpr std::int64_t kMostAround = 64 * kMega;
@@ -97,7 +98,9 @@ Result<ReaderBounds> BoundsFor(const reader::Found& found, std::int64_t fileSize
     // Wide rows on top of many pixels are more than a small file's picture may take.
     const std::int64_t most =
         std::min(bytes(cost.mostPerPixel, kMostAround), kCeiling + fileSize * kBytesPerByte);
-    const double usual = found.format == WebP && shrink > 1 ? kShrunkWebP : cost.usualPerPixel;
+    const double usual = found.format == WebP && shrink > 1             ? kShrunkWebP
+                         : found.format == Heif && found.pixelBytes > 3 ? kDeepHeif
+                                                                        : cost.usualPerPixel;
     const bool isSupported = area <= static_cast<double>(fileSize * cost.perByte);
     return ReaderBounds{most, std::min(kToBegin + byPixels, kAlways + byFile),
                         isSupported ? std::min(bytes(usual, kUsualAround), most) : most};

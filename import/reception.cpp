@@ -23,7 +23,7 @@ ErrorKind KindOf(reader::Outcome outcome) {
     }
 }
 
-// Decoders round to either side.
+// Decoders that shrink by themselves round to either side.
 bool IsShrunk(int stored, int decoded, int most) {
     return decoded <= stored && decoded >= stored / most;
 }

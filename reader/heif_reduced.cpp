@@ -89,8 +89,10 @@ void CopyProfile(VipsImage* from, VipsImage* to) {
 
 bool ReduceHeif(Image& image, int descriptor, const Job& job, int divisor) {
     const Size full{vips_image_get_width(image.get()), vips_image_get_height(image.get())};
+    if (divisor < 2)
+        return false;
     const MappedFile file(descriptor, job.fileSize);
-    if (divisor < 2 || file.Data() == nullptr)
+    if (file.Data() == nullptr)
         return false;
     try {
         const Held<heif_image> decoded = Decode(file, job.threads);

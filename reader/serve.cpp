@@ -86,12 +86,14 @@ class Sender : public Receiver {
         const Size decoded{size.width, size.height};
         const int width = DividedUp(decoded, keep->divisor).width;
         m_rowBytes = static_cast<std::size_t>(width) * 3;
+        m_decodedBytes = static_cast<std::size_t>(size.width) * 3;
         m_perHalf = RowsPerHalf(width);
         if (keep->divisor > 1)
             m_reducer.emplace(decoded, keep->divisor);
         return m_rowBytes <= kHalf;
     }
     bool Row(const std::uint8_t* rgb) override {
+        m_unheard += m_decodedBytes;
         if (m_reducer) {
             if (!m_reducer->Add(rgb))
                 return true;
@@ -99,7 +101,7 @@ class Sender : public Receiver {
         }
         std::memcpy(m_memory + m_half * kHalf + static_cast<std::size_t>(m_rows) * m_rowBytes, rgb,
                     m_rowBytes);
-        if (++m_rows == m_perHalf)
+        if (++m_rows == m_perHalf || m_unheard > kMostUnheard)
             HandOver();
         return true;
     }
@@ -115,6 +117,7 @@ class Sender : public Receiver {
     void HandOver() {
         Say(Rows{static_cast<std::int32_t>(m_rows)});
         m_rows = 0;
+        m_unheard = 0;
         m_half = 1 - m_half;
         if (++m_untaken == 2)
             WaitUntilTaken();
@@ -127,6 +130,10 @@ class Sender : public Receiver {
 
     std::uint8_t* const m_memory;
     std::optional<BoxReducer> m_reducer;
+    // A file that comes slowly is one that is read, as long as something is heard of it.
+    static constexpr std::size_t kMostUnheard = 2 * kUsualBytes;
+    std::size_t m_unheard = 0;       // bytes of what was decoded since
+    std::size_t m_decodedBytes = 0;  // of a row
     std::size_t m_rowBytes = 0;
     std::int64_t m_perHalf = 1;
     std::int64_t m_rows = 0;  // in the half begun

@@ -253,10 +253,14 @@ End ReadPlanted(int descriptor, const Job&, Receiver& receiver) {
     Act(kPlants, name);
     if (!receiver.Begin({kSide, kSide, 1, Format::Png, 3, 0}, {}))
         return {Outcome::Stopped};
-    if (!receiver.Decoded({name == "shrinks" ? 1 : kSide, kSide}))
+    const Coming coming = name == "shrinks"            ? Coming{1, kSide}
+                          : name == "divides too much" ? Coming{kSide / 2, kSide / 2, 2}
+                          : name == "divides wrongly"  ? Coming{kSide - 1, kSide, 1}
+                                                       : Coming{kSide, kSide};
+    if (!receiver.Decoded(coming))
         return {Outcome::Stopped};
     const std::vector<std::uint8_t> row(kSide * 3, 0x55);
-    for (int y = 0; y < kSide; ++y) {
+    for (int y = 0; y < coming.height; ++y) {
         if (y == 9)
             Act(kRowPlants, name);
         if (!receiver.Row(row.data()))

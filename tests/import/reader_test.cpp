@@ -36,6 +36,7 @@ constexpr const char* kEnded[] = {
     "starts threads", "says nonsense", "says too much", "says nothing", "talks", "hands rows over first",
     "ends first", "ends early", "points beyond the file", "points at both", "closes the socket",
     "crashes in its rows", "hands over too many", "begins again", "shrinks",
+    "divides too much", "divides wrongly",
 #ifdef __x86_64__
     "enters as 32 bits do",
 #endif

@@ -338,6 +338,11 @@ TEST_F(AddPicturesTest, ABatchThatMayStopLeavesItsLastPictureInTheEditView) {
 
 // Wherever memory ends, on whatever thread, one file is refused for it, and the others are added.
 TEST_F(AddPicturesTest, MemoryThatEndsRefusesOneFile) {
+#ifdef LUMATO_SANITIZED
+    constexpr int kEvery = 4;
+#else
+    constexpr int kEvery = 16;
+#endif
     using test::FailingMemory;
     const std::vector<Path> all = Photographs();
     const std::vector<Path> lots[] = {{all[0]}, {all[0], all[7], all[6]}};
@@ -362,7 +367,7 @@ TEST_F(AddPicturesTest, MemoryThatEndsRefusesOneFile) {
     for (const auto threads : {FailingMemory::Of::OtherThreads, FailingMemory::Of::ThisThread})
         for (const Pose& pose : {Pose{}, Pose{.rotate = 30}})
             for (const std::vector<Path>& files : lots)
-                for (int n = 1; failed(threads, n, files, pose); n += 1 + n / 16) {
+                for (int n = 1; failed(threads, n, files, pose); n += 1 + n / kEvery) {
                 }
 }
 

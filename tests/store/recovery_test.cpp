@@ -67,15 +67,18 @@ bool Thorough() {
 }
 
 TEST_F(RecoveryTest, OneCutLosesNothing) {
-    std::vector<Scenario> scenarios = Scenarios();
-    if (kStride == 1)
-        scenarios.push_back(MostPictures());
-    for (const Scenario& scenario : scenarios) {
+    const auto cutEach = [this](const Scenario& scenario, std::size_t step, std::size_t cuts) {
         EachCut(scenario, "", true, [&](const auto& undisturbed, Cut cut, std::size_t n, Tally& tally) {
-            Complete(scenario, undisturbed, FirstCut(scenario, undisturbed, cut, n), tally,
-                     Where(scenario, cut, n));
+            if (cuts++ % step == 0)
+                Complete(scenario, undisturbed, FirstCut(scenario, undisturbed, cut, n), tally,
+                         Where(scenario, cut, n));
         });
-    }
+    };
+    for (const Scenario& scenario : Scenarios())
+        cutEach(scenario, 1, 0);
+    // Reading back 509 pictures takes as long as ten other cuts: a fifth, which one the seed says.
+    if (kStride == 1)
+        cutEach(MostPictures(), Thorough() ? 1 : 5, Thorough() ? 0 : test::Seed(1));
 }
 
 // At every command the user may ask to stop; the frame then has what is whole, and the rest waits. At every
