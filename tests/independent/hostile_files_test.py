@@ -4,7 +4,7 @@
 
 Each picture is refused or served within 5 s of computing and 300 MB, and the rest of its batch goes on.
 --patient: for a program built with sanitizers, which is slower and larger: neither is held against it.
---sparse: without what is decoded in another process, or only measured.
+--sparse: what the program's own memory may be harmed by alone.
 """
 import contextlib
 import glob
@@ -59,9 +59,9 @@ class Hostile(Story):
         seconds = after.ru_utime + after.ru_stime - before.ru_utime - before.ru_stime
         return done.returncode, done.stdout, done.stderr, seconds, after.ru_maxrss / 1024
 
-    def measures_only(self):
+    def once(self):
         if SPARSE:
-            self.skipTest("nothing is measured")
+            self.skipTest("another build holds it")
 
     def printable(self, data, what):
         text = data.decode()  # valid UTF-8
@@ -111,7 +111,7 @@ class Pictures(Hostile):
 
     def test_a_batch_takes_no_more(self):
         """Of all kinds, on as many processors as few have: the program and all of its readers together."""
-        self.measures_only()
+        self.once()
         make = dict((name, make) for name, make, _ in bombs())
         kinds = [self.write(name, make[name]()) for name in make if name.startswith(("small.", "large interl", "one strip", "16000"))]
         kinds += [self.write("scans of grey.jpg", progressive_jpeg(8000, 8000, 3))]
@@ -134,6 +134,10 @@ class Pictures(Hostile):
 
 
 class Names(Hostile):
+    def setUp(self):
+        super().setUp()
+        self.once()
+
     def put(self, name, data):
         path = os.path.join(self.folder.encode(), name)
         with open(path, "wb") as file:
@@ -202,7 +206,7 @@ class Frames(Hostile):
 
     def test_a_cut_costs_no_more(self):
         """Slots that share the bytes of a block which the cut download had erased: each comes back from the journal."""
-        self.measures_only()
+        self.once()
         slots, image = [(1, 0x11000, 5_000_000)] * 40, make_image(LCD, 0x600000)
         put_picture(image, 0x11000, self.old[0])
         put_table(image, make_table(slots))
@@ -221,6 +225,7 @@ class Homes(Hostile):
 
     def setUp(self):
         super().setUp()
+        self.once()
         self.outside = self.path("outside")
         os.mkdir(self.outside)
         for name in ("Picture1.bmp", "DPFPicture1.bmp", "victim"):

@@ -302,7 +302,8 @@ class Story(Calls):
     OF_THE_PROGRAM = [a_busy_volume_names_the_program_that_holds_it, polling_in_between_changes_nothing,
                       identity_is_asked_before_the_first_erase, other_disks_get_an_inquiry_and_nothing_else,
                       a_second_frame_is_named_and_left_alone, a_frame_that_somebody_holds_is_busy,
-                      a_program_that_was_stopped_goes_on, just_plugged_in_it_is_waited_for, users_need_the_rule]
+                      a_program_that_was_stopped_goes_on, just_plugged_in_it_is_waited_for, users_need_the_rule,
+                      pulled_at_a_random_moment_no_picture_is_lost]
 
 
 def tell(story, options, image, initrd):

@@ -32,7 +32,7 @@ inline constexpr Cut kCuts[] = {FaultKind::Refuse,
 
 // From one command that is cut to the next: under the sanitizers, which are many times slower, only some.
 #if defined(LUMATO_SANITIZED)
-inline constexpr std::size_t kStride = 11;
+inline constexpr std::size_t kStride = 17;
 #else
 inline constexpr std::size_t kStride = 1;
 #endif
