@@ -3,6 +3,7 @@
 # namespaces; sources with compile options of their own stay apart.
 option(LUMATO_MERGE "Compile several sources at a time")
 set(CMAKE_UNITY_BUILD ${LUMATO_MERGE})
+set(CMAKE_UNITY_BUILD_BATCH_SIZE 24)
 # To gcc, what is included is a header.
 if(LUMATO_MERGE AND CMAKE_CXX_COMPILER_ID STREQUAL GNU)
     add_compile_options(-Wno-subobject-linkage)

@@ -14,15 +14,15 @@ namespace {
 struct Corner {
     double x = 0, y = 0;
 };
-using Polygon = std::vector<Corner>;
+using Outline = std::vector<Corner>;
 
 // The picture's outline on the canvas.
-Polygon OutlineOf(const MyImage& image) {
+Outline OutlineOf(const MyImage& image) {
     const double angle = std::fmod(static_cast<double>(image.rotation), 360.0) * std::numbers::pi / 180;
     const double cosine = std::cos(angle), sine = std::sin(angle);
     const double halfWidth = image.scaleX * static_cast<double>(image.image->width) / 2;
     const double halfHeight = image.scaleY * static_cast<double>(image.image->height) / 2;
-    Polygon outline;
+    Outline outline;
     for (const Corner at : {Corner{-1, -1}, Corner{1, -1}, Corner{1, 1}, Corner{-1, 1}}) {
         const double u = at.x * halfWidth, v = at.y * halfHeight;
         outline.push_back(
@@ -34,8 +34,8 @@ Polygon OutlineOf(const MyImage& image) {
 
 // What of `polygon` lies where `depth`, a linear function, is not negative.
 template <class Depth>
-Polygon Cut(const Polygon& polygon, Depth depth) {
-    Polygon kept;
+Outline Cut(const Outline& polygon, Depth depth) {
+    Outline kept;
     for (std::size_t i = 0; i < polygon.size(); ++i) {
         const Corner& from = polygon[i];
         const Corner& to = polygon[(i + 1) % polygon.size()];
@@ -50,7 +50,7 @@ Polygon Cut(const Polygon& polygon, Depth depth) {
     return kept;
 }
 
-double AreaOf(const Polygon& polygon) {
+double AreaOf(const Outline& polygon) {
     double twice = 0;
     for (std::size_t i = 0; i < polygon.size(); ++i) {
         const Corner& from = polygon[i];
@@ -68,7 +68,7 @@ double CoverageOf(const MyImage& image, const store::Rect& rect) {
     const double top = area.y, bottom = top + std::abs(static_cast<double>(area.height));
     if (right <= left || bottom <= top)
         return 0;
-    Polygon seen = OutlineOf(image);
+    Outline seen = OutlineOf(image);
     seen = Cut(seen, [=](const Corner& at) { return at.x - left; });
     seen = Cut(seen, [=](const Corner& at) { return right - at.x; });
     seen = Cut(seen, [=](const Corner& at) { return at.y - top; });

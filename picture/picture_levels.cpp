@@ -11,7 +11,7 @@ int Half(int length) {
 }
 
 // The whole of the picture on the whole of the surface.
-AxisTaps Fitted(int held, int length) {
+AxisTaps FittedTaps(int held, int length) {
     return PlaceAxis({length / 2.0, static_cast<double>(length) / held, held, length, Filter::Lanczos});
 }
 
@@ -35,8 +35,8 @@ PixelView PictureLevels::At(int level) {
                            kChannels);
         const Surface surface{made.pixels.data(), made.width, made.height,
                               static_cast<std::size_t>(made.width) * kChannels};
-        const AxesPainter painter(surface, Fitted(from.width, made.width), Fitted(from.height, made.height),
-                                  false);
+        const AxesPainter painter(surface, FittedTaps(from.width, made.width),
+                                  FittedTaps(from.height, made.height), false);
         DrawInBands(painter.Lines(), [&](int begin, int end) {
             AxesPainter own = painter;
             PaintLines(own, from, begin, end);

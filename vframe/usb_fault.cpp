@@ -8,7 +8,7 @@
 namespace lumato::vframe {
 namespace {
 
-constexpr std::pair<std::string_view, TransportFault> kKinds[] = {
+constexpr std::pair<std::string_view, TransportFault> kTransportKinds[] = {
     {"silent", TransportFault::Silent},    {"short", TransportFault::Short},
     {"residue", TransportFault::Residue},  {"phase", TransportFault::Phase},
     {"unplug-in", TransportFault::PullIn}, {"unplug-after", TransportFault::PullAfter},
@@ -31,8 +31,9 @@ std::vector<std::uint8_t> ParseHex(std::string_view text) {
 Result<UsbFault> ParseNumberAndKind(std::string_view text) {
     const std::size_t colon = std::min(text.find(':'), text.size());
     const std::string_view kind = text.substr(std::min(colon + 1, text.size()));
-    const auto* found = std::ranges::find(kKinds, kind, [](const auto& known) { return known.first; });
-    const bool ofTransport = found != std::end(kKinds);
+    const auto* found =
+        std::ranges::find(kTransportKinds, kind, [](const auto& known) { return known.first; });
+    const bool ofTransport = found != std::end(kTransportKinds);
     // The number is read with any kind that the other parser knows.
     const std::string readable =
         ofTransport ? std::string(text.substr(0, colon)) + ":refuse" : std::string(text);

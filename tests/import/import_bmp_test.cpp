@@ -83,18 +83,26 @@ TEST_F(BmpImport, RunLengthEscapes) {
     EXPECT_EQ(At(m_info, 3, 0), kRed);
 }
 
+// In ninths, from the lowest row on: of the uppermost five rows are left.
 TEST_F(BmpImport, HeldSmallerAsNeeded) {
-    Bytes bmp = Zeros(400, 200, 24, 0, 0);
-    for (int y = 0; y < 200; ++y)
+    Bytes bmp = Zeros(400, 203, 24, 0, 0);
+    for (int y = 0; y < 203; ++y)
         for (int x = 0; x < 400; ++x)
-            bmp.insert(bmp.end(), 3, x < 200 ? 0 : y < 100 ? 100 : 200);
-    ASSERT_EQ(Outcome(Read(bmp, 0.05)), "fine");
-    EXPECT_EQ(m_info.width, 400U);
-    EXPECT_EQ(m_info.heldWidth, 40);
-    EXPECT_EQ(m_info.heldHeight, 20);
-    EXPECT_EQ(At(m_info, 19, 0), kBlack);
-    EXPECT_EQ(At(m_info, 20, 9), (Colour{200, 200, 200}));
-    EXPECT_EQ(At(m_info, 20, 10), (Colour{100, 100, 100}));
+            bmp.insert(bmp.end(), 3, x < 200 ? 0 : y < 99 ? 100 : y < 198 ? 200 : 50);
+    Put(m_file, bmp);
+    constexpr int kLastRow = 22;
+    for (const bool flipRows : {false, true}) {
+        ASSERT_EQ(Outcome(Import(m_file, m_info, 0.05, flipRows)), "fine");
+        ASSERT_EQ(std::pair(m_info.heldWidth, m_info.heldHeight), std::pair(45, kLastRow + 1));
+        const auto row = [=](int y) { return flipRows ? kLastRow - y : y; };
+        EXPECT_EQ(At(m_info, 21, 0), kBlack);
+        EXPECT_EQ(At(m_info, 23, row(0)), (Colour{50, 50, 50}));
+        EXPECT_EQ(At(m_info, 23, row(11)), (Colour{200, 200, 200}));
+        EXPECT_EQ(At(m_info, 23, row(12)), (Colour{100, 100, 100}));
+        EXPECT_NEAR(m_info.overhang.right, 5.0 / 9, 1e-9);
+        EXPECT_NEAR(flipRows ? m_info.overhang.bottom : m_info.overhang.top, 4.0 / 9, 1e-9);
+        EXPECT_EQ(m_info.overhang.left + (flipRows ? m_info.overhang.top : m_info.overhang.bottom), 0);
+    }
 }
 
 TEST_F(BmpImport, EveryCutIsTold) {
