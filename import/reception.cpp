@@ -104,8 +104,12 @@ Reception::Next Reception::TakeComing(const reader::Coming& coming) {
     if (m_state != State::Found || !isPossible)
         return Next::Nonsense;
     m_state = State::Rows;
-    m_outcome = m_builder.Begin(
-        {m_stored, decoded, m_orientation, static_cast<double>(coming.divisor), m_colours, true});
+    m_outcome = m_builder.Begin({.stored = m_stored,
+                                 .decoded = decoded,
+                                 .orientation = m_orientation,
+                                 .step = static_cast<double>(coming.divisor),
+                                 .colours = m_colours,
+                                 .keptOnly = true});
     if (!m_outcome)
         return Next::Nonsense;
     m_kept = m_builder.Held();
