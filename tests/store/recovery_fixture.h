@@ -6,12 +6,12 @@
 #include <cstdlib>
 #include <map>
 #include <optional>
+#include <set>
 
 #include "store/list_order.h"
-#include "store/picture_table.h"
 #include "store/read_back.h"
 #include "store/safekeeping.h"
-#include "tests/store/store_fixture.h"
+#include "tests/store/left_over.h"
 
 namespace lumato::store {
 
@@ -58,20 +58,14 @@ inline constexpr Meanwhile kMeanwhile[] = {
     {"twin as after, written", true, true, true},
 };
 
-// A picture as the frame has it.
-struct Stored {
-    int address;
-    Bytes bytes;
-    bool operator==(const Stored&) const = default;
-};
-
 struct Tally {
-    int cuts = 0;
-    int losses = 0;       // cuts after which a picture was missing or changed
-    int differences = 0;  // cuts after which the flash is not, to the last byte, that of an undisturbed run
+    int completed = 0;
+    int losses = 0;       // of them, those before which a picture was missing or changed
+    int differences = 0;  // those after which the flash is not, to the last byte, that of an undisturbed run
 
-    void Print(const char* what) const {
-        std::printf("%s: %d cuts, %d losses, %d flashes differ\n", what, cuts, losses, differences);
+    void Print(const std::string& what) const {
+        std::printf("%s: %d completed, %d losses, %d flashes differ\n", what.c_str(), completed, losses,
+                    differences);
         std::fflush(stdout);
     }
 };
@@ -97,19 +91,6 @@ class RecoveryTest : public StoreTest {
         Bytes flash;
         std::vector<Bytes> pictures;
     };
-
-    static std::vector<Stored> StoredIn(Bytes flash) {
-        const MutableByteSpan table = MutableByteSpan(flash).subspan(kTable, 4096);
-        std::vector<Stored> stored;
-        for (int slot = 1; IsTable(table) && slot <= kMostPictures; ++slot) {
-            const ByteSpan bytes = SlotOf(table, slot);
-            if (bytes[0] != kSlotStored)
-                continue;
-            const auto at = flash.begin() + SlotAddress(bytes);
-            stored.push_back({SlotAddress(bytes), Bytes(at, at + SlotLength(bytes))});
-        }
-        return stored;
-    }
 
     void ConnectFrame(const TestFlash& flash, std::vector<vframe::Fault> faults = {}) {
         m_spy->Call("the frame");
@@ -139,37 +120,35 @@ class RecoveryTest : public StoreTest {
         return run;
     }
 
-    // The disk as the program left it when it was killed.
-    void TakeSnapshot(Bytes& flash) {
-        flash = FlashBytes();
-        fs::remove_all(m_aside / "home");
-        fs::copy(Home(), m_aside / "home", fs::copy_options::recursive);
+    Left Now() { return Left::Of(FlashBytes(), Home()); }
+    // A new program, and the disk as it was then.
+    void Restore(const Left& left) {
+        Forget();
+        left.PutBack(Home());
     }
 
-    // Downloads, and breaks off at command `at` of everything since the connection. The flash afterwards.
-    Bytes BreakOff(Cut cut, std::size_t at) {
-        Bytes left;
+    // Downloads, and breaks off at command `at` of everything since the connection.
+    Left BreakOff(Cut cut, std::size_t at) {
+        Left left;
         std::size_t seen = 0;
         m_spy->Watch([&] {
             if (++seen == m_stopAt)
                 RequestStop();
             if (cut == kKill && seen == at)
-                TakeSnapshot(left);
+                left = Now();
         });
         static_cast<void>(Download());
         m_spy->Watch({});
-        if (cut == kKill && seen < at)  // a stopped download has fewer
-            TakeSnapshot(left);
-        if (cut != kKill) {
-            left = FlashBytes();
-            m_bus->DeliverEvents();  // the frame vanishes
-            Restart();
+        if (cut == kKill) {
+            if (seen < at)  // a stopped download has fewer
+                left = Now();
+            Restore(left);
             return left;
         }
+        Bytes flash = FlashBytes();
+        m_bus->DeliverEvents();  // the frame vanishes
         Restart();
-        fs::remove_all(Home());
-        fs::copy(m_aside / "home", Home(), fs::copy_options::recursive);
-        return left;
+        return Left::Of(std::move(flash), Home());
     }
 
     static std::vector<vframe::Fault> FaultsOf(Cut cut, std::size_t command) {
@@ -247,35 +226,56 @@ class RecoveryTest : public StoreTest {
     }
 
     // Reconnects, recovers, and completes the download. False when something was lost.
-    bool Recover(const Bytes& left, const Undisturbed& undisturbed, const std::string& where,
+    bool Recover(const Left& left, const Undisturbed& undisturbed, const std::string& where,
                  std::vector<vframe::Fault> faults = {}) {
-        ConnectFrame(TestFlash::Of(left), std::move(faults));
+        ConnectFrame(TestFlash::Of(left.flash), std::move(faults));
         EXPECT_EQ(LastConnection(), Connection::Online) << where;
         const bool whole = LastConnection() == Connection::Online && NothingLost(undisturbed);
         EXPECT_TRUE(whole) << where;
-        EXPECT_EQ(Difference(FlashBytes(), left), "") << "connecting writes: " << where;
+        EXPECT_EQ(Difference(FlashBytes(), left.flash), "") << "connecting writes: " << where;
         if (whole)
             DeleteAgain(undisturbed);
         return whole;
     }
 
-    // The flash after a download that breaks off at its command `n`.
-    Bytes FirstCut(const Scenario& scenario, const Undisturbed& undisturbed, Cut cut, std::size_t n) {
-        std::vector<vframe::Fault> faults = FaultsOf(cut, undisturbed.before + n);
+    // The frame with what is to be downloaded.
+    void Prepare(const Scenario& scenario, const Undisturbed& undisturbed,
+                 std::vector<vframe::Fault> faults) {
         if (m_tableStays) {
             faults.push_back({undisturbed.before + undisturbed.erase, FaultKind::Lie});
             faults.push_back({undisturbed.before + undisturbed.program, FaultKind::Lie});
         }
         ConnectFrame(scenario.flash, faults);
         scenario.change(*this);
+    }
+
+    // What a download leaves that breaks off at its command `n`.
+    Left FirstCut(const Scenario& scenario, const Undisturbed& undisturbed, Cut cut, std::size_t n) {
+        Prepare(scenario, undisturbed, FaultsOf(cut, undisturbed.before + n));
         return BreakOff(cut, n);
     }
 
+    // The same for a program that ends after command n, by these n: one download is enough for all that it
+    // reaches.
+    std::map<std::size_t, Left> KilledEach(const Scenario& scenario, const Undisturbed& undisturbed) {
+        std::map<std::size_t, Left> killed;
+        Prepare(scenario, undisturbed, {});
+        std::size_t seen = 0;
+        m_spy->Watch([&] {
+            if (seen++ % kStride == 0)
+                killed[seen] = Now();
+        });
+        EXPECT_TRUE(Download());
+        m_spy->Watch({});
+        Forget();
+        return killed;
+    }
+
     // The last connection, which is to make everything good; `whole`: nothing was lost until then.
-    void Complete(const Scenario& scenario, const Undisturbed& undisturbed, const Bytes& left, Tally& tally,
+    void Complete(const Scenario& scenario, const Undisturbed& undisturbed, const Left& left, Tally& tally,
                   const std::string& where, bool whole = true) {
         whole = Recover(left, undisturbed, where) && whole;
-        ++tally.cuts;
+        ++tally.completed;
         tally.losses += whole ? 0 : 1;
         if (whole) {
             EXPECT_TRUE(!IsDue(undisturbed) || Download()) << where;
@@ -304,12 +304,12 @@ class RecoveryTest : public StoreTest {
 
     // Nothing of it may show on the frame, nor may anything of the frame's go.
     void Spend(const Meanwhile& meanwhile, const Scenario& scenario, const Undisturbed& undisturbed,
-               const Bytes& left, const std::string& where) {
+               const Left& left, const std::string& where) {
         if (!meanwhile.twin) {
             Store().gmyResousepath = m_aside / "elsewhere";
             Store().statePath = Store().gmyResousepath / "state";
             fs::create_directories(Store().statePath);
-            ConnectFrame(TestFlash::Of(left));
+            ConnectFrame(TestFlash::Of(left.flash));
         } else {
             m_spy->Call("its twin");
             Connect(meanwhile.after ? TestFlash::Of(undisturbed.flash) : scenario.flash);
@@ -325,45 +325,60 @@ class RecoveryTest : public StoreTest {
                (cut == kKill ? "killed" : "kind " + std::to_string(static_cast<int>(*cut)));
     }
 
-    // `body` for each command of the download and each way to break off there; for those two that leave most
-    // behind unless `all`, or the environment, says otherwise.
+    // `body` for each state that a download leaves which breaks off at one of its commands in one of these
+    // ways; in those two that leave most behind unless `all`, or the environment, says otherwise. From the
+    // same flash and the same files comes the same: once is enough. Of the cuts each `step`-th.
     template <typename Body>
-    void EachCut(const Scenario& scenario, const char* what, bool all, Body body) {
+    void EachCut(const Scenario& scenario, const char* what, bool all, Body body, std::size_t step = 1,
+                 std::size_t count = 0) {
         Tally tally;
+        int cuts = 0;
+        std::set<Digest> known;
         const Undisturbed undisturbed = RunUndisturbed(scenario);
         for (const bool stays : {false, true}) {
             m_tableStays = stays;
+            const std::map<std::size_t, Left> killed = KilledEach(scenario, undisturbed);
             for (std::size_t n = stays ? undisturbed.program + 1 : 1; n <= undisturbed.commands;
                  n += kStride) {
                 for (const Cut cut : kCuts) {
-                    if (all || (!stays && (cut == FaultKind::Half || cut == kKill)))
-                        body(undisturbed, cut, n, tally);
+                    if ((!all && (stays || (cut != FaultKind::Half && cut != kKill))) || count++ % step != 0)
+                        continue;
+                    ++cuts;
+                    const auto kill = cut == kKill ? killed.find(n) : killed.end();
+                    const Left left =
+                        kill != killed.end() ? kill->second : FirstCut(scenario, undisturbed, cut, n);
+                    if (known.insert(left.Hash()).second)
+                        Restore(left), body(undisturbed, left, tally, Where(scenario, cut, n));
+                    else
+                        Forget();
                 }
             }
         }
         m_tableStays = false;
-        tally.Print((scenario.name + std::string(what)).c_str());
+        tally.Print(scenario.name + std::string(what) + ", " + std::to_string(cuts) + " cuts");
         EXPECT_EQ(tally.losses + tally.differences, 0);
     }
 
-    // Command `n` of the download is the first cut, command `m` of the one that completes it the second.
-    // False when there is no such command any more.
-    bool CutTwice(const Scenario& scenario, const Undisturbed& undisturbed, Cut cut, std::size_t n,
-                  std::size_t m, Tally& tally) {
-        const std::string where = Where(scenario, cut, n) + ", again at " + std::to_string(m);
-        Bytes left = FirstCut(scenario, undisturbed, cut, n);
-        // How many commands this connection has is known when it is over.
+    // After the first cut, each `step`-th command of the download that completes it is the second one.
+    void CutAgain(const Scenario& scenario, const Undisturbed& undisturbed, const Left& first,
+                  std::size_t begin, std::size_t step, Tally& tally, const std::string& where) {
+        Restore(first);
+        // How many commands the connection and the download have is known when they are over.
         m_spy->Take();
-        bool whole = Recover(left, undisturbed, where);
+        const bool whole = Recover(first, undisturbed, where);
         const std::size_t connecting = m_spy->Take().size();
-        const bool cutTwice = IsDue(undisturbed) && (!Download() || m_spy->Take().size() >= m);
-        Forget();
-        if (!cutTwice)
-            return false;
-        left = FirstCut(scenario, undisturbed, cut, n);
-        whole = whole && Recover(left, undisturbed, where, FaultsOf(cut, connecting + m));
-        Complete(scenario, undisturbed, BreakOff(cut, m), tally, where, whole);
-        return true;
+        const bool due = IsDue(undisturbed);
+        EXPECT_TRUE(!due || Download());
+        const std::size_t commands = m_spy->Take().size();
+        for (std::size_t m = begin; due && m <= commands; m += step) {
+            for (const Cut cut : {Cut(FaultKind::Half), kKill}) {
+                const std::string again =
+                    where + ", again at " + std::to_string(m) + ", " + (cut == kKill ? "killed" : "half");
+                Restore(first);
+                const bool still = Recover(first, undisturbed, again, FaultsOf(cut, connecting + m));
+                Complete(scenario, undisturbed, BreakOff(cut, m), tally, again, whole && still);
+            }
+        }
     }
 
     // `count` commands from the n-th on go wrong, and then it is tried again, on the same connection.
@@ -376,7 +391,7 @@ class RecoveryTest : public StoreTest {
         scenario.change(*this);
         for (int tries = 0; tries < 30 && !Download(); ++tries) {
         }
-        ++tally.cuts;
+        ++tally.completed;
         Judge(scenario, undisturbed, tally, Where(scenario, kind, n) + ", times " + std::to_string(count));
         Forget();
     }

@@ -67,12 +67,10 @@ bool Thorough() {
 }
 
 TEST_F(RecoveryTest, OneCutLosesNothing) {
-    const auto cutEach = [this](const Scenario& scenario, std::size_t step, std::size_t cuts) {
-        EachCut(scenario, "", true, [&](const auto& undisturbed, Cut cut, std::size_t n, Tally& tally) {
-            if (cuts++ % step == 0)
-                Complete(scenario, undisturbed, FirstCut(scenario, undisturbed, cut, n), tally,
-                         Where(scenario, cut, n));
-        });
+    const auto cutEach = [this](const Scenario& scenario, std::size_t step, std::size_t first) {
+        const auto complete = [&](const auto& undisturbed, const Left& left, Tally& tally,
+                                  const auto& where) { Complete(scenario, undisturbed, left, tally, where); };
+        EachCut(scenario, "", true, complete, step, first);
     };
     for (const Scenario& scenario : Scenarios())
         cutEach(scenario, 1, 0);
@@ -90,26 +88,31 @@ TEST_F(RecoveryTest, StoppedDownloadsLoseNothing) {
         const Undisturbed undisturbed = RunUndisturbed(scenario);
         Tally stops;
         Tally cuts;
+        std::set<Digest> known;
         int early = 0;
         for (m_stopAt = 1; m_stopAt < undisturbed.commands; m_stopAt += (kStride + 1) / 2) {
             const std::string where = std::string(scenario.name) + ", stopped at " + std::to_string(m_stopAt);
             ConnectFrame(scenario.flash);
             scenario.change(*this);
             m_spy->Take();
-            const Bytes left = BreakOff(FaultKind::Unplug, 0);
-            EXPECT_FALSE(StoredIn(left).empty()) << where;
-            early += StoredIn(left).size() < undisturbed.pictures.size() ? 1 : 0;
+            const Left left = BreakOff(FaultKind::Unplug, 0);
+            EXPECT_FALSE(StoredIn(left.flash).empty()) << where;
+            early += StoredIn(left.flash).size() < undisturbed.pictures.size() ? 1 : 0;
             Complete(scenario, undisturbed, left, stops, where);
             DownloadAgain(scenario, undisturbed, stops, where);
             for (std::size_t n = m_stopAt + m_stopAt % step; n <= undisturbed.commands; n += step) {
-                for (const Cut cut : {Cut(FaultKind::Half), kKill})
-                    Complete(scenario, undisturbed, FirstCut(scenario, undisturbed, cut, n), cuts,
-                             where + ", " + Where(scenario, cut, n));
+                for (const Cut cut : {Cut(FaultKind::Half), kKill}) {
+                    const Left cutOff = FirstCut(scenario, undisturbed, cut, n);
+                    if (known.insert(cutOff.Hash()).second)
+                        Complete(scenario, undisturbed, cutOff, cuts, where + ", " + Where(scenario, cut, n));
+                    else
+                        Forget();
+                }
             }
         }
         m_stopAt = 0;
-        stops.Print((scenario.name + std::string(", stopped")).c_str());
-        cuts.Print((scenario.name + std::string(", stopped and cut")).c_str());
+        stops.Print(scenario.name + std::string(", stopped"));
+        cuts.Print(scenario.name + std::string(", stopped and cut"));
         EXPECT_EQ(stops.losses + cuts.losses + cuts.differences, 0);
         EXPECT_GT(early, 3 / kStride) << "hardly one stopped";
     }
@@ -121,9 +124,8 @@ TEST_F(RecoveryTest, TwoCutsInARowLoseNothing) {
     std::size_t cuts = Thorough() ? 0 : test::Seed(1);
     for (const std::size_t i : {1U, 4U, 10U}) {
         const Scenario scenario = Scenarios()[i];
-        const auto again = [&](const auto& undisturbed, Cut cut, std::size_t n, Tally& tally) {
-            for (std::size_t m = 1 + cuts++ % step; CutTwice(scenario, undisturbed, cut, n, m, tally);)
-                m += step;
+        const auto again = [&](const auto& undisturbed, const Left& left, Tally& tally, const auto& where) {
+            CutAgain(scenario, undisturbed, left, 1 + cuts++ % step, step, tally, where);
         };
         EachCut(scenario, ", twice", Thorough(), again);
     }
@@ -132,15 +134,13 @@ TEST_F(RecoveryTest, TwoCutsInARowLoseNothing) {
 TEST_F(RecoveryTest, NeitherATwinNorAnotherComputerChangesWhatComesBack) {
     for (const std::size_t i : {1U, 3U, 6U, 10U}) {
         const Scenario scenario = Scenarios()[i];
-        const auto spend = [&](const auto& undisturbed, Cut cut, std::size_t n, Tally& tally) {
+        const auto spend = [&](const auto& undisturbed, const Left& left, Tally& tally, const auto& cut) {
             for (const Meanwhile& meanwhile : kMeanwhile) {
-                const std::string where = Where(scenario, cut, n) + ", meanwhile " + meanwhile.name;
-                const Bytes left = FirstCut(scenario, undisturbed, cut, n);
                 // What waits for a frame that nothing has changed yet may go to its twin instead.
-                if (meanwhile.downloaded && !meanwhile.after && left == scenario.flash.bytes) {
-                    Forget();
+                if (meanwhile.downloaded && !meanwhile.after && left.flash == scenario.flash.bytes)
                     continue;
-                }
+                const std::string where = cut + ", meanwhile " + meanwhile.name;
+                Restore(left);
                 Spend(meanwhile, scenario, undisturbed, left, where);
                 Complete(scenario, undisturbed, left, tally, where);
             }
@@ -189,14 +189,14 @@ TEST_F(RecoveryTest, ABlockDamagedByAFailureIsRestoredThoughNothingNewIsLeft) {
 TEST_F(RecoveryTest, AConnectionThatIsStoppedReadsNoFurther) {
     const Scenario scenario = MostPictures();
     const Undisturbed undisturbed = RunUndisturbed(scenario);
-    const Bytes left = FirstCut(scenario, undisturbed, kKill, undisturbed.program);
+    const Left left = FirstCut(scenario, undisturbed, kKill, undisturbed.program);
     const auto connect = [&](std::size_t stopAt) {
         std::size_t seen = 0;
         m_spy->Watch([&] {
             if (++seen == stopAt)
                 RequestStop();
         });
-        ConnectFrame(TestFlash::Of(left));
+        ConnectFrame(TestFlash::Of(left.flash));
         m_spy->Watch({});
         return seen;
     };
@@ -260,18 +260,19 @@ TEST_F(RecoveryTest, MendingLosesNothing) {
                                         test.Add(300, 9);
                                     Mend(sizes);
                                 }};
-        EachCut(scenario, "", true, [&](const auto& undisturbed, Cut cut, std::size_t n, Tally& tally) {
-            const std::string where = Where(scenario, cut, n);
-            ConnectFrame(TestFlash::Of(FirstCut(scenario, undisturbed, cut, n)));
-            if (!Store().resuming && FlashBytes() != undisturbed.flash)  // it had not begun
-                scenario.change(*this);
-            ++tally.cuts;
-            tally.losses += NothingLost(undisturbed) || !Store().blocksAtRisk.empty() ? 0 : 1;
-            EXPECT_TRUE(!IsDue(undisturbed) || Download()) << where;
-            EXPECT_EQ(Streams(), undisturbed.pictures) << where;
-            Judge(scenario, undisturbed, tally, where);
-            Forget();
-        });
+        EachCut(scenario, "", true,
+                [&](const auto& undisturbed, const Left& left, Tally& tally, const auto& where) {
+                    Restore(left);
+                    ConnectFrame(TestFlash::Of(left.flash));
+                    if (!Store().resuming && FlashBytes() != undisturbed.flash)  // it had not begun
+                        scenario.change(*this);
+                    ++tally.completed;
+                    tally.losses += NothingLost(undisturbed) || !Store().blocksAtRisk.empty() ? 0 : 1;
+                    EXPECT_TRUE(!IsDue(undisturbed) || Download()) << where;
+                    EXPECT_EQ(Streams(), undisturbed.pictures) << where;
+                    Judge(scenario, undisturbed, tally, where);
+                    Forget();
+                });
         const Bytes mended = RunUndisturbed(scenario).flash;
         EXPECT_TRUE(std::equal(whole.bytes.begin() + kArea, whole.bytes.begin() + kArea + 181200,
                                mended.begin() + kArea))

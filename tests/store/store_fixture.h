@@ -67,11 +67,7 @@ class TestFlash {
         bytes = vframe::MakeFlash(frame).value();
         Put(1024, MakeStream(kTable - 1024, 99));  // firmware, which nothing may ever touch
     }
-    static TestFlash Of(const Bytes& bytes) {
-        TestFlash flash;
-        flash.bytes = bytes;
-        return flash;
-    }
+    static TestFlash Of(Bytes bytes) { return TestFlash(std::move(bytes)); }
 
     // A table with these slots, from slot 1 on. Slots of status 1 get a stream of that length at
     // their address, seeded with the slot's number, if it lies on the flash.
@@ -103,6 +99,9 @@ class TestFlash {
     }
 
     Bytes bytes;
+
+  private:
+    explicit TestFlash(Bytes held) : bytes(std::move(held)) {}
 };
 
 // A bitmap is "BM" and the stream; only streams of MakeStream() are pictures.
