@@ -117,6 +117,7 @@ class EditTest : public WindowFixture {
 
     // A corner dragged outwards and inwards, from outside of the border; from inside it moves the rectangle.
     void handlesScaleThePictureUnderTheRectangle() {
+        MakePicture(Pictures() / "a.png", 1600, 1200);
         AttachLcd(800, 480);
         Edit("a.png");
         Type(kScaleArrowXID, 80);

@@ -35,15 +35,15 @@ class WindowFixture : public QObject {
     Q_OBJECT
 
   protected:
-    // The window stands open, without a frame, over a folder with the pictures a.png, b.png and c.png (1600 x
-    // 1200, the left half red) and notes.txt; Frame() is an empty virtual frame, 128 x 128, 1 MB.
+    // The window stands open, without a frame, over a folder with the pictures a.png, b.png and c.png (800 x
+    // 600, the left half red) and notes.txt; Frame() is an empty virtual frame, 128 x 128, 1 MB.
     void SetUp();
     void TearDown();
 
     [[nodiscard]] Path Pictures() const { return m_folder->Get() / "pictures"; }
     [[nodiscard]] Path Frame() const { return m_folder->Get() / "test.frame"; }
     [[nodiscard]] Path State() const { return m_folder->Get() / "state"; }
-    static void MakePicture(const Path& file, int width = 1600, int height = 1200);
+    static void MakePicture(const Path& file, int width = 800, int height = 600);
 
     // A new window in the place of the last; real frames appear on `hardware`. OpenAsLeft() leaves to the
     // window how large it is and which folder it shows.
