@@ -14,7 +14,6 @@
 #include "import/picture_builder.h"
 #include "import/reader_pool.h"
 #include "tests/support/picture_files.h"
-#include "tests/support/tiff_writer.h"
 
 namespace lumato::picture {
 namespace {
@@ -22,7 +21,6 @@ namespace {
 using testing::HasSubstr;
 using testing::StartsWith;
 
-using test::MakeTiff;
 using PictureImport = ImportTest;
 constexpr int kLossy = 25;
 
@@ -115,13 +113,12 @@ Bytes WithBrokenProfile(Bytes file) {
 }
 
 TEST_F(PictureImport, BrokenProfilesAreToldOf) {
-    const Bytes cmyk = MakeTiff({0, 0.5, 0.8, 0.2}, {.photometric = 5, .profile = Bytes(300, 0x55)});
     const std::pair<Bytes, Colour> rows[] = {{WithBrokenProfile(Sample("swapped.png")), kRed},
                                              {WithBrokenProfile(Sample("swapped.tif")), kRed},
                                              {WithBrokenProfile(Sample("swapped.webp")), kRed},
                                              {WithBrokenProfile(Sample("swapped.heic")), kRed},
                                              {Sample("broken.tif"), kRed},
-                                             {cmyk, {204, 102, 41}}};
+                                             {Sample("tiff/inks-with-a-broken-profile.tif"), {204, 102, 41}}};
     for (const auto& [file, colour] : rows) {
         SCOPED_TRACE(file.size());
         for (const Held held : {Held::AsShown, Held::AsStored}) {
