@@ -8,13 +8,6 @@
 
 namespace lumato::fuzz {
 
-platform::LocalTime FixedClock::Now() const {
-    platform::LocalTime time;
-    time.year = 2026;
-    time.month = time.day = 1;
-    return time;
-}
-
 StoreProgram::StoreProgram(const Path& home, const Path& stateFolder) {
     SetDiagnosticStream(nullptr);
     text::SetLanguageFile(home / "Language.ini");

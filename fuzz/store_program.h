@@ -9,26 +9,12 @@
 #include "base/file.h"
 #include "device/comm_usb.h"
 #include "picture/rv512_encoder.h"
-#include "platform/clock.h"
+#include "platform/linux/system_clock.h"
 #include "store/store.h"
+#include "tests/support/recording_status.h"
 #include "vframe/virtual_bus.h"
 
 namespace lumato::fuzz {
-
-class QuietStatus : public store::StatusPort {
-  public:
-    void SetNotes(const Phrase&) override {}
-    void SetDownLoadPrcess(int) override {}
-    void UpdateInfo() override {}
-    void SetControlPanlEnable(bool) override {}
-    void InvalidateMyWindow() override {}
-    void ShowPictureList(int, int) override {}
-};
-
-class FixedClock : public platform::Clock {
-  public:
-    [[nodiscard]] platform::LocalTime Now() const override;
-};
 
 // From the program's start to its end; the home folder, which exists, stays. One at a time.
 class StoreProgram {
@@ -44,8 +30,8 @@ class StoreProgram {
     void Settle();
 
   private:
-    QuietStatus m_status;
-    FixedClock m_clock;
+    store::RecordingStatus m_status;
+    platform::SystemClock m_clock;
     picture::CRv512Encoder m_codec;
     vframe::VirtualBus m_bus;
     store::StoreFramePort m_port;

@@ -15,6 +15,7 @@ import tempfile
 import time
 
 SKIPPED = 77
+RED, BLUE = b"\x00\x00\xff", b"\xff\x00\x00"
 PATIENCE = 60  # seconds; far more than anything takes
 LAUNCHER = "/usr/libexec/at-spi-bus-launcher"
 
@@ -271,28 +272,38 @@ def story(window, work):
     saves_deletes_and_backs_up(window, work)
 
 
-def main():
-    lumato, lumatoctl = sys.argv[1:3]
-    work = pathlib.Path(tempfile.mkdtemp(prefix="access_story_"))
+def prepare(lumatoctl, lcd, *pictures):
+    """A folder for the story, with a new frame and the (name, width, height, left and right colour) of a user."""
+    work = pathlib.Path(tempfile.mkdtemp(prefix="window_story_"))
     for folder in ("user/Pictures", "run", "config", "home", "saved"):
         (work / folder).mkdir(parents=True)
     (work / "run").chmod(0o700)
-    row = b"\x00\x00\xff" * 200 + b"\xff\x00\x00" * 200  # the left half is red
-    photo = work / "user/Pictures/one.bmp"
-    photo.write_bytes(make_bitmap(400, 300, [row] * 300))
-    os.utime(photo, (1700000000, 1700000000))
-    frame = str(work / "a.frame")
-    control = [lumatoctl, "--quiet", "--home", str(work / "control")]
-    subprocess.run([lumatoctl, "frame", "new", frame, "--lcd", "160x120", "--flash", "1M"], check=True,
+    for name, width, height, left, right in pictures:
+        (work / "user/Pictures" / name).write_bytes(
+            make_bitmap(width, height, [left * (width // 2) + right * (width // 2)] * height))
+    subprocess.run([lumatoctl, "frame", "new", str(work / "a.frame"), "--lcd", lcd, "--flash", "2M"], check=True,
                    stdout=subprocess.DEVNULL)
-    desk = Desk(work, lumato)
+    return work
+
+
+def lead(story, work, lumato, **options):
+    """The story in the window, to the end of the program."""
+    desk = Desk(work, lumato, **options)
     try:
         story(Window(desk.program), work)
         if desk.program.wait(PATIENCE) != 0:
             raise SystemExit(f"The program ended with {desk.program.returncode}")
     finally:
         desk.close()
-    listed = subprocess.run([*control, "--json", "--frame", frame, "list"], check=True, capture_output=True, text=True)
+
+
+def main():
+    lumato, lumatoctl = sys.argv[1:3]
+    work = prepare(lumatoctl, "160x120", ("one.bmp", 400, 300, RED, BLUE))
+    os.utime(work / "user/Pictures/one.bmp", (1700000000, 1700000000))
+    lead(story, work, lumato)
+    listed = subprocess.run([lumatoctl, "--quiet", "--home", work / "control", "--json", "--frame", work / "a.frame", "list"],
+                            check=True, capture_output=True, text=True)
     if '"pictures":[]' not in listed.stdout:
         raise SystemExit("The frame still holds: " + listed.stdout)
     shutil.rmtree(work)

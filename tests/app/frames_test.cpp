@@ -7,6 +7,7 @@
 #include "app/parts/loose_threads.h"
 #include "tests/app/window_support.h"
 #include "tests/support/fake_system.h"
+#include "tests/support/scripted_device.h"
 #include "vframe/virtual_bus.h"
 
 namespace lumato::app {
@@ -36,26 +37,6 @@ class SlowVolumes : public platform::Volumes {
 
     Path m_root;
     std::atomic<bool> m_begun{false}, m_unmounted{false};
-};
-
-// A device that cannot be opened.
-class ClosedBus : public platform::Bus, platform::BusService {
-  public:
-    explicit ClosedBus(Error error) : m_error(std::move(error)) {}
-    [[nodiscard]] Result<void> Start(platform::BusListener& listener) override {
-        m_listener = &listener;
-        listener.ServiceAppeared(*this);
-        return {};
-    }
-    void Unplug() { m_listener->ServiceDisappeared(*this); }
-    [[nodiscard]] std::string Name() const override { return "/dev/sg7"; }
-    [[nodiscard]] Result<std::unique_ptr<platform::ScsiDevice>> Open() override {
-        return tl::unexpected(m_error);
-    }
-
-  private:
-    Error m_error;
-    platform::BusListener* m_listener = nullptr;
 };
 
 class FramesTest : public WindowFixture {
@@ -161,21 +142,25 @@ class FramesTest : public WindowFixture {
     }
 
     void whatCannotBeUsedIsExplained() {
-        const std::string script =
+        const std::string polkit =
             "#!/bin/sh\necho \"$@\" > \"${0%/*}/asked\"\n[ -e \"${0%/*}/agreed\" ] || exit 126\n";
-        test::PutBytes(m_folder->Get() / "pkexec", {script.begin(), script.end()});
+        test::PutBytes(m_folder->Get() / "pkexec", {polkit.begin(), polkit.end()});
         std::filesystem::permissions(m_folder->Get() / "pkexec", std::filesystem::perms(0700));
         qputenv("PATH", QByteArray::fromStdString(m_folder->Get().string()) + ':' + qgetenv("PATH"));
         for (const auto& [kind, reason] : {std::pair{ErrorKind::Busy, "/dev/sg7: in use by cat (7)"},
                                            {ErrorKind::Refused, "/dev/sg7: no permission"}}) {
-            ClosedBus usb({kind, reason});
+            test::DeviceScript unused;
+            test::ScriptedService closed(reason, unused);  // its name is all that its refusal says
+            closed.openError = kind;
+            test::ScriptedBus usb;
+            usb.present = {&closed};
             Open(0, &usb);
             AWAIT_EQUAL(Detail(), QString::fromLatin1(reason));
             WaitForNote("Device Not Online!");
             QVERIFY(!m_window->Panel().IsEnabled());
             if (kind == ErrorKind::Refused)
                 PolkitIsAsked();
-            usb.Unplug();
+            usb.Unplug(closed);
             const auto* permit = m_window->findChild<QAction*>("permit");
             AWAIT(Detail().isEmpty() && !permit->isVisible());
             m_window.reset();

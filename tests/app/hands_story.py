@@ -6,15 +6,12 @@ Usage: hands_story.py LUMATO LUMATOCTL x11|wayland [LONG_WORK_LIBRARY]
 
 Ends with 77 where the packages for that are missing.
 """
-import pathlib
 import shutil
 import subprocess
 import sys
-import tempfile
 import time
 
-from access_story import Atspi, Desk, PATIENCE, SKIPPED, Window, is_in, wait
-from stream_codec import make_bitmap
+from access_story import Atspi, BLUE, RED, SKIPPED, is_in, lead, prepare, wait
 
 LONGEST_WORK = 500  # milliseconds: of a window that freezes; the aim is 16 once it is there, and is printed by step
 
@@ -117,25 +114,11 @@ def main():
     wayland = platform == "wayland"
     if not shutil.which("xdotool") or (wayland and not shutil.which("weston")):
         sys.exit(SKIPPED)
-    work = pathlib.Path(tempfile.mkdtemp(prefix="hands_story_"))
-    for folder in ("user/Pictures", "run", "config", "home"):
-        (work / folder).mkdir(parents=True)
-    (work / "run").chmod(0o700)
-    red, blue = b"\x00\x00\xff" * 2000, b"\xff\x00\x00" * 2000
-    for name, row in (("one.bmp", red + blue), ("two.bmp", blue + red)):
-        (work / "user/Pictures" / name).write_bytes(make_bitmap(4000, 3000, [row] * 3000))
-    subprocess.run([lumatoctl, "frame", "new", str(work / "a.frame"), "--lcd", "800x480", "--flash", "2M"], check=True,
-                   stdout=subprocess.DEVNULL)
+    work = prepare(lumatoctl, "800x480", ("one.bmp", 4000, 3000, RED, BLUE), ("two.bmp", 4000, 3000, BLUE, RED))
     more = {}
     if len(sys.argv) > 4:
         more = {"LD_PRELOAD": sys.argv[4], "LUMATO_LONG_WORK": str(work / "long")}
-    desk = Desk(work, lumato, wayland=wayland, **more)
-    try:
-        story(Window(desk.program), work)
-        if desk.program.wait(PATIENCE) != 0:
-            raise SystemExit(f"The program ended with {desk.program.returncode}")
-    finally:
-        desk.close()
+    lead(story, work, lumato, wayland=wayland, **more)
     works = [line.split() for line in (work / "long").read_text().splitlines()] if more else []
     for at, milliseconds in works:
         step = next((what for end, what in STEPS if end > float(at)), "the end")

@@ -39,12 +39,10 @@ class Care(StoredStory):
         # What another photograph has become is no source.
         original = self.read(self.wanted[1])
         self.put_frame(image)
-        with open(self.wanted[1], "wb") as file:
-            file.write(self.read(self.wanted[0]))
+        self.write(self.wanted[1], self.read(self.wanted[0]))
         self.assertIn("no whole copy", self.run_program("check", "--mend", statuses=(1,)).json["pictures"][3]["reason"])
         self.assert_same_bytes(self.image(), image)
-        with open(self.wanted[1], "wb") as file:
-            file.write(original)
+        self.write(self.wanted[1], original)
         # It stays damaged when pictures come, go and move beside it.
         self.put_frame(whole[:at + 997] + bytes([whole[at + 997] ^ 1]) + whole[at + 998:])
         for good, *change in ((3, "add", self.wanted[0]), (3, "move", 5, 1), (2, "delete", 6)):
@@ -88,9 +86,7 @@ class Care(StoredStory):
 
     def test_origins(self):
         """A picture's photograph is known by its stream, on any frame, whatever became of its name."""
-        odd = os.path.join(self.folder, "100% ü\udcff .bmp")
-        with open(os.fsencode(odd), "wb") as file:
-            file.write(wave(*LCD, 40))
+        odd = self.write("100% ü\udcff .bmp", wave(*LCD, 40))
         added = self.good("add", odd, self.wanted[0])["added"]
         self.assertEqual(["copy_of" in a for a in added], [False] * 2)
         again = self.good("add", self.wanted[0], self.wanted[1], "--rotate", 90)["added"]

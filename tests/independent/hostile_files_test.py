@@ -71,9 +71,7 @@ class Hostile(Story):
 
 class Pictures(Hostile):
     def begin_add(self, files, **shim):
-        return subprocess.Popen(
-            [story.PROGRAM, "--home", self.home, "--frame", self.frame, "--json", "add", *files], stdout=subprocess.PIPE,
-            stderr=subprocess.DEVNULL, env={**self.environment(), "LD_PRELOAD": SHIM, **shim})
+        return self.begin("--json", "add", *files, stdout=subprocess.PIPE, settings={"LD_PRELOAD": SHIM, **shim})
 
     def test_bombs(self):
         before = self.image()
@@ -138,17 +136,11 @@ class Names(Hostile):
         super().setUp()
         self.once()
 
-    def put(self, name, data):
-        path = os.path.join(self.folder.encode(), name)
-        with open(path, "wb") as file:
-            file.write(data)
-        return path
-
     def test_names_of_pictures(self):
         for name in NAMES:
             for data in (wave(*LCD, 3), b"no picture"):
                 with self.subTest(name=name, size=len(data)):
-                    self.put(name, data)
+                    self.write(os.fsdecode(name), data)
                     # As the shell hands it over from the folder itself, behind "--" like any careful caller.
                     for as_json in (True, False):
                         status, out, err, _, _ = self.run_raw("add", "--", name, as_json=as_json)

@@ -149,18 +149,14 @@ class Journals(Story):
     def test_what_is_no_journal_of_this_version_stays(self):
         self.cut_adding(self.source())
         file, = self.kept("*/journal")
-        with open(file, "rb") as journal:
-            whole = journal.read()
+        whole = self.read(file)
         for kind, changed in (("unknown", b"LUMATOJ9" + whole[8:-32]), ("damaged", b"LUMATOJ9" + whole[8:-33])):
             with self.subTest(kind=kind):
                 changed += hashlib.sha256(changed).digest() if kind == "unknown" else bytes(32)
-                with open(file, "wb") as journal:
-                    journal.write(changed)
+                self.write(file, changed)
                 self.lists()
                 self.assertEqual(self.recover()["journals"][0]["kind"], kind)
-                left, = self.kept("*/journal")
-                with open(left, "rb") as journal:
-                    self.assertEqual(journal.read(), changed)
+                self.assertEqual([self.read(left) for left in self.kept("*/journal")], [changed])
                 self.assertEqual(self.recover(1, "--save", self.path(kind))["saved"], 1)
 
 

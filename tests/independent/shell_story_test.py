@@ -152,10 +152,8 @@ class Shell(StoredStory):
                 self.put_frame(image)
                 if command[0] == "move":  # what waits goes with it
                     self.cut("add", *files)
-                program = subprocess.Popen(
-                    [story.PROGRAM, "--home", self.home, "--frame", self.frame, "--json", "--quiet", "--pace", "5",
-                     *command], env=self.environment(), stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
-                    preexec_fn=None if times else lambda: signal.signal(signal.SIGINT, signal.SIG_IGN))
+                program = self.begin("--json", "--quiet", "--pace", "5", *command, stdout=subprocess.PIPE,
+                                     preexec_fn=None if times else lambda: signal.signal(signal.SIGINT, signal.SIG_IGN))
                 while flash_reader.table_is_valid(flash_reader.table_of(self.image())):
                     time.sleep(0.01)
                 for _ in range(times or 1):  # 0: by its starter's wish it hears none
@@ -186,8 +184,7 @@ class Shell(StoredStory):
                                     ("1", ["add", *self.wanted * 2], ["writing picture", "stopping"])):
             with self.subTest(pace=pace):
                 ours, theirs = pty.openpty()
-                program = subprocess.Popen([story.PROGRAM, "--home", self.home, "--frame", self.frame, "--pace", pace, *command],
-                                           env=self.environment(), stdin=theirs, stdout=subprocess.DEVNULL, stderr=theirs)
+                program = self.begin("--pace", pace, *command, stdin=theirs, stderr=theirs)
                 os.close(theirs)
                 seen = b""
                 for text in told:

@@ -144,12 +144,12 @@ class Story(unittest.TestCase):
         self.assertIn(outcome.status, statuses, outcome.err)
         return outcome
 
-    def begin(self, *arguments):
+    def begin(self, *arguments, settings=None, **options):
         """Starts the program and does not wait for it."""
         command = [PROGRAM, "--home", self.home, "--frame", self.frame, *map(str, arguments)]
         self.commands.append(shlex.join(command) + " &")
-        return subprocess.Popen(command, env=self.environment(), cwd=self.folder, stdout=subprocess.DEVNULL,
-                                stderr=subprocess.DEVNULL)
+        return subprocess.Popen(command, env=dict(self.environment(), **settings or {}), cwd=self.folder,
+                                **{"stdout": subprocess.DEVNULL, "stderr": subprocess.DEVNULL, **options})
 
     def run_bare(self, *arguments, prefix=(), **options):
         """Without the options that every other call gets."""

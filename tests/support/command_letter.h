@@ -1,6 +1,8 @@
 // The commands that a frame is sent, one letter each, so that a test can show their order in a word.
 #pragma once
 
+#include <string_view>
+
 #include "base/bytes.h"
 
 namespace lumato::test {
@@ -14,24 +16,9 @@ inline char LetterOf(ByteSpan block) {
         return 'C';
     if (block[0] == 0xCD && block[5] == 5)
         return '=';
-    switch (block[10]) {
-        case 0x06:
-            return 'n';
-        case 0x01:
-            return 's';
-        case 0x02:
-            return 'P';
-        case 0x05:
-            return '?';
-        case 0x03:
-            return 'R';
-        case 0x20:
-        case 0x52:
-        case 0xD8:
-            return 'E';
-        default:
-            return '!';
-    }
+    constexpr std::string_view kInstructions("\x06\x01\x02\x05\x03\x20\x52\xD8"), kLetters("nsP?REEE");
+    const std::size_t at = kInstructions.find(static_cast<char>(block[10]));
+    return at < kLetters.size() ? kLetters[at] : '!';
 }
 
 }  // namespace lumato::test

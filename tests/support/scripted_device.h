@@ -117,7 +117,7 @@ class ScriptedBus : public platform::Bus {
             return Fail(*startError, "bus");
         m_listener = &listener;
         for (ScriptedService* service : present)
-            Plug(*service);
+            Announce(*service);
         return {};
     }
     void Plug(ScriptedService& service) {
