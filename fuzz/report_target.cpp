@@ -8,6 +8,7 @@
 #include "report/replay.h"
 #include "report/trace_text.h"
 #include "vframe/device_information.h"
+#include "vframe/flash_image.h"
 #include "vframe/new_frame.h"
 
 namespace lumato::fuzz {

@@ -39,10 +39,7 @@ class FlashFrame {
     // What happens to the `number`-th command of the kind from now on, counted from 1.
     void FailAt(char kind, int number, FaultKind fault) { m_faults[{kind, m_counts[kind] + number}] = fault; }
 
-    // The block of the `index`-th command, in hex.
-    std::string Sent(std::size_t index) const { return m_script.sent.at(index).block; }
     std::size_t SentCount() const { return m_script.sent.size(); }
-    void ForgetSent() { m_script.sent.clear(); }
     // The commands that were sent, as command_letter.h has them.
     std::string Order() const { return m_order; }
 
@@ -186,7 +183,7 @@ TEST_F(ProcessFlash, PollsAreBoundedByTimeAndByTheFrame) {
 
     m_flash.SetReadyLimit(std::chrono::hours(1));
     m_frame.FailAt('?', 5, FaultKind::Unplug);
-    m_frame.ForgetSent();
+    m_frame.m_script.sent.clear();
     EXPECT_FALSE(m_flash.WaitFlashReady());
     EXPECT_EQ(m_frame.SentCount(), 5U);
 }
@@ -261,7 +258,7 @@ TEST(FlashClock, ALeapSecondIsTheLastOfItsMinuteAndYearsHaveTheirCentury) {
           {{1999, 12, 1, 0, 0, 0, false, 0}, "CA 00 00 00 00 63 13 0C 01 00 00 00 00 00 00 0C"}}) {
         clock.time = time;
         EXPECT_TRUE(flash.SynchronizeDPFtime());
-        EXPECT_EQ(frame.Sent(frame.SentCount() - 1), block);
+        EXPECT_EQ(frame.m_script.sent.back().block, block);
     }
 }
 

@@ -59,6 +59,17 @@ bool IsGivenMoreThan(std::size_t most, Give give) {
     return true;
 }
 
+bool TakesMemory(std::size_t most) {
+    return IsGivenMoreThan(most, [](std::size_t size) { return std::malloc(size); });
+}
+
+template <int kFlags>
+bool TakesPages() {
+    return IsGivenMoreThan(300 << 20, [](std::size_t size) {
+        return ::mmap(nullptr, size, PROT_READ | PROT_WRITE, kFlags | MAP_ANONYMOUS, -1, 0);
+    });
+}
+
 bool WritesAnywhere() {
     bool written = false;
     for (int fd = 0; fd < 64; ++fd)
@@ -132,7 +143,7 @@ void Work() {
 
 void Grow() {
     SleepFor(100);
-    s_goesOn = IsGivenMoreThan(40 << 20, [](std::size_t size) { return std::malloc(size); });
+    s_goesOn = TakesMemory(40 << 20);
 }
 
 // True: it did what it must not.
@@ -141,21 +152,9 @@ struct Attempt {
     bool (*act)();
 };
 constexpr Attempt kAttempts[] = {
-    {"takes memory",
-     [] { return IsGivenMoreThan(300 << 20, [](std::size_t size) { return std::malloc(size); }); }},
-    {"takes shared memory",
-     [] {
-         return IsGivenMoreThan(300 << 20, [](std::size_t size) {
-             return ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-         });
-     }},
-    {"takes a stack",
-     [] {
-         return IsGivenMoreThan(300 << 20, [](std::size_t size) {
-             constexpr int kFlags = MAP_PRIVATE | MAP_ANONYMOUS | MAP_GROWSDOWN;
-             return ::mmap(nullptr, size, PROT_READ | PROT_WRITE, kFlags, -1, 0);
-         });
-     }},
+    {"takes memory", [] { return TakesMemory(300 << 20); }},
+    {"takes shared memory", TakesPages<MAP_SHARED>},
+    {"takes a stack", TakesPages<MAP_PRIVATE | MAP_GROWSDOWN>},
     // Nothing is there, but for the kernel's tables of it.
     {"takes addresses",
      [] {
@@ -168,7 +167,7 @@ constexpr Attempt kAttempts[] = {
      }},
     {"takes tables", TakesTables},
     {"starts threads", StartsThreads},
-    {"leaks", [] { return !IsGivenMoreThan(40 << 20, [](std::size_t size) { return std::malloc(size); }); }},
+    {"leaks", [] { return !TakesMemory(40 << 20); }},
     {"raises its limits", RaisesItsLimits},
     {"opens files", Opens},
     {"writes anywhere", WritesAnywhere},

@@ -34,8 +34,7 @@ TEST_F(ConnectTest, AFrameComesOnline) {
 }
 
 TEST_F(ConnectTest, WhatCannotBeReadIsReported) {
-    TestFlash flash;
-    flash.Pictures({100});
+    const TestFlash flash = TestFlash().Pictures({100});
     TestFlash withHeader = flash;
     withHeader.Put(256, {0x44, 0x50, 0x46, 0x48, 0xDE, 0x00, 0x0C, 0x00});
     // Command 1 is the INQUIRY; a checked read is three commands, of which a refused one ends an attempt.

@@ -95,9 +95,10 @@ TEST_F(DownloadTest, HardwareIsAskedOnceMoreWhoItIsBeforeTheFirstErase) {
 
 TEST_F(DownloadTest, APictureInTheTablesPlaceIsMoved) {
     for (const bool add : {false, true}) {
-        TestFlash flash;
-        flash.Slots({{1, kArea + 5000, 300}, {1, kTable + 4000, 400}});
-        flash.Put(kTable + 4000, MakeStream(400, 2)).Put(kTable + 4094, {0x55, 0xAA});
+        const TestFlash flash = TestFlash()
+                                    .Slots({{1, kArea + 5000, 300}, {1, kTable + 4000, 400}})
+                                    .Put(kTable + 4000, MakeStream(400, 2))
+                                    .Put(kTable + 4094, {0x55, 0xAA});
         ConnectQuietly(flash);
         if (add)
             Add(100, 3);

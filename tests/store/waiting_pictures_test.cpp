@@ -49,8 +49,7 @@ class WaitingPicturesTest : public StoreTest {
 };
 
 TEST_F(WaitingPicturesTest, ComeBackInTheirOrderUnderNamesOfTheirOwn) {
-    TestFlash flash;
-    flash.Pictures({1000, 2000});
+    const TestFlash flash = TestFlash().Pictures({1000, 2000});
     Connect(flash);
     const int free = Store().TotolFlashSizeForPic;
     Add(300, 7);
@@ -77,10 +76,9 @@ TEST_F(WaitingPicturesTest, ComeBackInTheirOrderUnderNamesOfTheirOwn) {
 
 // Frames of one model are told apart by what they hold, whether the system knows them by more or not.
 TEST_F(WaitingPicturesTest, AJournalWaitsForItsFrameWhateverItsTwinsHold) {
-    TestFlash flash;
-    flash.Pictures({1000, 2000});
-    TestFlash other;
-    other.Slots({{1, kArea + 5000, 700}}).Put(kArea + 5000, MakeStream(700, 55));
+    const TestFlash flash = TestFlash().Pictures({1000, 2000});
+    const TestFlash other =
+        TestFlash().Slots({{1, kArea + 5000, 700}}).Put(kArea + 5000, MakeStream(700, 55));
     for (const char* const individual : {"", "its own"}) {
         for (const TestFlash& twin : {other, flash, TestFlash()}) {
             const Bytes left = BreakOff(flash, individual);
@@ -97,10 +95,8 @@ TEST_F(WaitingPicturesTest, AJournalWaitsForItsFrameWhateverItsTwinsHold) {
 }
 
 TEST_F(WaitingPicturesTest, OfTwoJournalsTheOneOfWhatAFilledAnewFrameHoldsCounts) {
-    TestFlash flash;
-    TestFlash anew;
-    flash.Pictures({1000, 2000});
-    anew.Slots({{1, kArea, 700}, {1, kArea + 800, 1600}});
+    const TestFlash flash = TestFlash().Pictures({1000, 2000});
+    const TestFlash anew = TestFlash().Slots({{1, kArea, 700}, {1, kArea + 800, 1600}});
     for (const char* const individual : {"", "its own"}) {
         for (const bool newest : {true, false}) {
             Bytes left = newest ? Bytes() : BreakOff(anew, individual);
@@ -135,8 +131,7 @@ TEST_F(WaitingPicturesTest, AFrameWithoutWhatEveryCutLeavesIsAnother) {
 }
 
 TEST_F(WaitingPicturesTest, ADownloadThatFailedGoesOnWithWhatWasAddedAndDeletedSince) {
-    TestFlash flash;
-    flash.Pictures({1000, 2000, 3000});
+    const TestFlash flash = TestFlash().Pictures({1000, 2000, 3000});
     Crash(BreakOff(flash));
     EXPECT_THAT(m_status.Notes(), Contains(kDownloadBrokenOff.english));
     std::vector<int> listed = Listed();
@@ -148,8 +143,7 @@ TEST_F(WaitingPicturesTest, ADownloadThatFailedGoesOnWithWhatWasAddedAndDeletedS
 }
 
 TEST_F(WaitingPicturesTest, AJournalThatCannotBeReadKeepsTheFrameFromBeingTakenForEmpty) {
-    TestFlash flash;
-    flash.Pictures({1000});
+    const TestFlash flash = TestFlash().Pictures({1000});
     const Bytes left = BreakOff(flash);
     Restart();
     const Path journal = fs::directory_iterator(Journals())->path() / "journal";
