@@ -13,10 +13,12 @@ if(LUMATO_SANITIZE)
 endif()
 
 # For folders whose code computes little, and that no fuzzer reaches: optimizing what the sanitizers add takes half of
-# their time to build, what fuzzers are led by a sixth, and line numbers as much.
+# their time to build, what fuzzers are led by a sixth, and line numbers as much. In `./check`'s other build a fifth.
 macro(lumato_quick_to_build)
     if(LUMATO_SANITIZE)
         add_compile_options(-O0 -g0)
+    elseif(LUMATO_FEW_TESTS)
+        add_compile_options(-O1)
     endif()
     if(LUMATO_FUZZ)
         add_compile_options(-fno-sanitize=fuzzer-no-link)

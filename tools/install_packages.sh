@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs the Debian packages of the named groups ("build", "run", "check", "long", "bench"); those already there cost nothing.
+# Installs the Debian packages of the named groups ("build", "run", "check", "bench"); those already there cost nothing.
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 

@@ -113,14 +113,14 @@ class Pictures(Hostile):
         make = dict((name, make) for name, make, _ in bombs())
         kinds = [self.write(name, make[name]()) for name in make if name.startswith(("small.", "large interl", "one strip", "16000"))]
         kinds += [self.write("scans of grey.jpg", progressive_jpeg(8000, 8000, 3))]
-        files = (kinds * 60)[:60]
+        files = (kinds * 30)[:30]
         program = self.begin_add(files, FAKED_PROCESSORS="16")
         most, readers = [], 0
         with program:
             while program.poll() is None:
                 parts = [private_memory(process) / 1e6 for process in (program.pid, *children_of(program.pid))]
                 most, readers = max(most, parts, key=sum), max(readers, len(parts) - 1)
-                time.sleep(0.01)
+                time.sleep(0.02)
             answer = json.loads(program.stdout.read())
         print("a batch of %d on 16 processors: %.0f MB (%s) with %d readers, %d added" % (
             len(files), sum(most), " ".join("%.0f" % part for part in most), readers, len(answer["added"])))
