@@ -26,6 +26,8 @@ constexpr std::uintmax_t kFullAt = kLogFileSize - 100'000;
 constexpr std::size_t kMostAtOnce = 16'000;
 constexpr std::size_t kMostWaiting = 2000;  // lines that a disk which does not answer may pile up
 constexpr std::chrono::milliseconds kTryAgain{500};
+constexpr std::chrono::milliseconds kMoveOnAgain{1};
+constexpr int kMostTries = 100;
 constexpr mode_t kOwnerOnly = 0600;
 
 // In universal time: a log travels.
@@ -82,9 +84,15 @@ class Opened {
     std::uintmax_t m_size = 0;
 };
 
-// Who holds the lock of the file that is full moves the files on; who comes second finds another one.
+// Who holds the lock of the file that is full moves the files on; who comes second waits for that, and finds
+// another one. Not for ever: the first may have been stopped.
 void MoveOn(const Path& folder, const Opened& full) {
-    if (::flock(full.Get(), LOCK_EX | LOCK_NB) != 0 || !full.IsAt(NumberedLog(folder, 0)))
+    for (int tries = 0; ::flock(full.Get(), LOCK_EX | LOCK_NB) != 0; ++tries) {
+        if (tries == kMostTries)
+            return;
+        std::this_thread::sleep_for(kMoveOnAgain);
+    }
+    if (!full.IsAt(NumberedLog(folder, 0)))
         return;
     for (int number = kLogFiles - 1; number > 0; --number)
         static_cast<void>(
