@@ -1,4 +1,4 @@
-// The sides of pictures.
+// The sides of pictures. No state.
 #pragma once
 
 #include <cstdint>

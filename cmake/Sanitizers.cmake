@@ -5,7 +5,9 @@ if(LUMATO_SANITIZE)
     add_compile_options(-fsanitize=${LUMATO_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     add_link_options(-fsanitize=${LUMATO_SANITIZE})
     # Stories start lumatoctl a thousand times: a seventh of that went into relocating it.
-    string(APPEND CMAKE_EXE_LINKER_FLAGS " -no-pie")
+    if(LUMATO_SANITIZE MATCHES address)
+        string(APPEND CMAKE_EXE_LINKER_FLAGS " -no-pie")
+    endif()
     # gcc's sanitizer instrumentation makes this warning fire on sound code.
     if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
         add_compile_options(-Wno-maybe-uninitialized)

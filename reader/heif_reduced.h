@@ -1,4 +1,5 @@
 // HEIF files (HEVC and AV1 pictures) smaller than they are stored, for a photograph's usual kind of them.
+// On the thread that reads.
 #pragma once
 
 #include "reader/messages.h"

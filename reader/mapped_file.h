@@ -1,4 +1,4 @@
-// Files for libraries that read from memory.
+// Files for libraries that read from memory. An object belongs to one thread.
 #pragma once
 
 #include <cstddef>

@@ -1,4 +1,5 @@
 // The preview in a camera's raw file, by libraw: the picture that the camera itself has made of it.
+// On the thread that reads.
 #pragma once
 
 #include "reader/read_picture.h"

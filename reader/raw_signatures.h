@@ -1,4 +1,4 @@
-// How cameras' raw files begin, where they are no ordinary TIFF files on the outside.
+// How cameras' raw files begin, where they are no ordinary TIFF files on the outside. No state.
 #pragma once
 
 #include <algorithm>

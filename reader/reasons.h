@@ -1,4 +1,5 @@
 // Why a reader could not read a picture. Across the border go numbers; the words are the program's own.
+// No state.
 #pragma once
 
 #include <cstdint>

@@ -1,5 +1,5 @@
 // A reader's life: it loads what it needs, closes its doors, and reads picture after picture until the
-// program that started it is gone.
+// program that started it is gone. On the main thread, which is the one that reads.
 #pragma once
 
 #include "reader/read_picture.h"

@@ -1,4 +1,4 @@
-// TIFF files for libtiff, of which libvips does not tell enough.
+// TIFF files for libtiff, of which libvips does not tell enough. An object belongs to one thread.
 #pragma once
 
 #include <memory>

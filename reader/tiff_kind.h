@@ -1,7 +1,7 @@
 // TIFF files of other kinds than libvips reads right: it takes signed samples and those of 32 bits for 8-bit
 // ones out of their range, floating-point ones for linear light, other inks for these and extra samples for
 // colours, without a word. Here such a file is told from the usual ones, and brought to 16 bits or refused by
-// name.
+// name. On the thread that reads.
 #pragma once
 
 #include <optional>

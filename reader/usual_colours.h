@@ -1,4 +1,4 @@
-// Pictures as libvips decodes them into sRGB of three bytes.
+// Pictures as libvips decodes them into sRGB of three bytes. On the thread that reads.
 #pragma once
 
 #include "reader/vips_image.h"

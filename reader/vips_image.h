@@ -1,4 +1,5 @@
 // Pictures of libvips, owned; and its operations, one behind the other.
+// An object belongs to one thread; libvips may compute in its own.
 #pragma once
 
 #include <memory>

@@ -5,7 +5,7 @@ set -euo pipefail
 top=$(cd "$(dirname "$0")/.." && pwd)
 build=$top/build-check/thread
 
-cmake -S "$top" -B "$build" -G Ninja -DLUMATO_MERGE=ON -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=Debug \
+cmake -S "$top" -B "$build" -G Ninja -DLUMATO_MERGE=ON -DCMAKE_BUILD_TYPE=Debug \
     -DLUMATO_SANITIZE=thread -DCMAKE_CXX_FLAGS_DEBUG="-O1 -g1" >/dev/null
 # The other tests of the window measure times.
 windows=(Window Frames States Desktop)
