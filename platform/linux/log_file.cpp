@@ -88,7 +88,7 @@ class Opened {
 // another one. Not for ever: the first may have been stopped.
 void MoveOn(const Path& folder, const Opened& full) {
     for (int tries = 0; ::flock(full.Get(), LOCK_EX | LOCK_NB) != 0; ++tries) {
-        if (tries == kMostTries)
+        if (errno != EWOULDBLOCK || tries == kMostTries)
             return;
         std::this_thread::sleep_for(kMoveOnAgain);
     }

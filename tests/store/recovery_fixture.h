@@ -15,7 +15,6 @@
 
 namespace lumato::store {
 
-namespace fs = std::filesystem;
 using vframe::FaultKind;
 
 // How a download breaks off at its n-th command: that command goes wrong, and the frame is gone with the next
@@ -77,7 +76,7 @@ class RecoveryTest : public StoreTest {
     using StoreTest::Replace;
 
   protected:
-    const test::TemporaryFolder m_aside{Home().parent_path()};  // for the disk as a killed program left it
+    const test::TemporaryFolder m_aside{Home().parent_path()};  // for the home of another computer
     std::size_t m_stopAt = 0;   // the user asks at this command of the download; 0: never
     bool m_tableStays = false;  // the frame lies when the first download makes its table invalid
 
@@ -325,9 +324,10 @@ class RecoveryTest : public StoreTest {
                (cut == kKill ? "killed" : "kind " + std::to_string(static_cast<int>(*cut)));
     }
 
-    // `body` for each state that a download leaves which breaks off at one of its commands in one of these
-    // ways; in those two that leave most behind unless `all`, or the environment, says otherwise. From the
-    // same flash and the same files comes the same: once is enough. Of the cuts each `step`-th.
+    // `body`, with its files in place, for each state that a download leaves which breaks off at one of its
+    // commands in one of these ways; in those two that leave most behind unless `all`, or the environment,
+    // says otherwise. From the same flash and the same files comes the same: once is enough. Of the cuts each
+    // `step`-th.
     template <typename Body>
     void EachCut(const Scenario& scenario, const char* what, bool all, Body body, std::size_t step = 1,
                  std::size_t count = 0) {
@@ -362,7 +362,6 @@ class RecoveryTest : public StoreTest {
     // After the first cut, each `step`-th command of the download that completes it is the second one.
     void CutAgain(const Scenario& scenario, const Undisturbed& undisturbed, const Left& first,
                   std::size_t begin, std::size_t step, Tally& tally, const std::string& where) {
-        Restore(first);
         // How many commands the connection and the download have is known when they are over.
         m_spy->Take();
         const bool whole = Recover(first, undisturbed, where);

@@ -262,7 +262,6 @@ TEST_F(RecoveryTest, MendingLosesNothing) {
                                 }};
         EachCut(scenario, "", true,
                 [&](const auto& undisturbed, const Left& left, Tally& tally, const auto& where) {
-                    Restore(left);
                     ConnectFrame(TestFlash::Of(left.flash));
                     if (!Store().resuming && FlashBytes() != undisturbed.flash)  // it had not begun
                         scenario.change(*this);
