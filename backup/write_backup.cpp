@@ -15,7 +15,7 @@
 namespace lumato::backup {
 namespace {
 
-using Json = nlohmann::ordered_json;
+using OrderedJson = nlohmann::ordered_json;
 
 // Of what people look at; beyond it the streams alone are kept.
 constexpr std::size_t kMostPreviewBytes = 64 << 20;
@@ -51,7 +51,7 @@ class BackupWriter {
     std::vector<ArchivedFile> m_previews;
     std::vector<Stream> m_previewFiles;
     std::size_t m_previewBytes = 0;
-    Json m_pictures = Json::array();
+    OrderedJson m_pictures = OrderedJson::array();
 };
 
 // What cannot be shown has none.
@@ -77,11 +77,11 @@ void BackupWriter::Add(const BackedUpPicture& picture) {
         m_files.push_back({name->second, picture.stream});
         AddPreview(picture, PreviewName(number, shown));
     }
-    Json json = {{"file", name->second},
-                 {"name", Printable(picture.name)},
-                 {"bytes", picture.stream.size()},
-                 {"sha256", HexText(picture.hash)},
-                 {"address", nullptr}};
+    OrderedJson json = {{"file", name->second},
+                        {"name", Printable(picture.name)},
+                        {"bytes", picture.stream.size()},
+                        {"sha256", HexText(picture.hash)},
+                        {"address", nullptr}};
     if (picture.address != 0)
         json["address"] = picture.address;
     if (picture.origin)
@@ -91,18 +91,18 @@ void BackupWriter::Add(const BackedUpPicture& picture) {
 
 std::string BackupWriter::Manifest() const {
     const BackedUpFrame& frame = *m_backup.frame;
-    const Json json = {{"format", kBackupFormat},
-                       {"version", kBackupVersion},
-                       {"program", "Lumato " LUMATO_VERSION},
-                       {"created", UtcText(std::time(nullptr))},
-                       {"frame",
-                        {{"name", Printable(frame.name)},
-                         {"lcd_width", frame.lcdWidth},
-                         {"lcd_height", frame.lcdHeight},
-                         {"sampling", frame.sampling},
-                         {"table_address", frame.tableAddress},
-                         {"flash_size", frame.flashSize}}},
-                       {"pictures", m_pictures}};
+    const OrderedJson json = {{"format", kBackupFormat},
+                              {"version", kBackupVersion},
+                              {"program", "Lumato " LUMATO_VERSION},
+                              {"created", UtcText(std::time(nullptr))},
+                              {"frame",
+                               {{"name", Printable(frame.name)},
+                                {"lcd_width", frame.lcdWidth},
+                                {"lcd_height", frame.lcdHeight},
+                                {"sampling", frame.sampling},
+                                {"table_address", frame.tableAddress},
+                                {"flash_size", frame.flashSize}}},
+                              {"pictures", m_pictures}};
     return json.dump(1) + "\n";
 }
 

@@ -9,6 +9,31 @@ if(LUMATO_MERGE AND CMAKE_CXX_COMPILER_ID STREQUAL GNU)
     add_compile_options(-Wno-subobject-linkage)
 endif()
 
+# What nearly every source reads of the standard library, and the window's of Qt, is read once for all targets that
+# are compiled alike.
+set(LUMATO_STANDARD_HEADERS <algorithm> <array> <atomic> <chrono> <cmath> <condition_variable> <filesystem> <functional>
+    <map> <memory> <mutex> <optional> <set> <string> <string_view> <thread> <utility> <vector>)
+# Programs are compiled as libraries are, and all as libvips wants its users to be, or each would need a reading of its
+# own.
+set(CMAKE_CXX_COMPILE_OPTIONS_PIE ${CMAKE_CXX_COMPILE_OPTIONS_PIC})
+add_compile_options(-pthread)
+
+# lumato_precompile(TARGET KIND [HEADER...]): the standard headers and these; the same ones for each KIND.
+function(lumato_precompile target kind)
+    if(NOT LUMATO_MERGE)
+        return()
+    endif()
+    get_directory_property(options COMPILE_OPTIONS)
+    string(MD5 likes "${kind} ${options}")
+    get_property(first GLOBAL PROPERTY LUMATO_PRECOMPILED_${likes})
+    if(first)
+        target_precompile_headers(${target} REUSE_FROM ${first})
+    else()
+        target_precompile_headers(${target} PRIVATE ${LUMATO_STANDARD_HEADERS} ${ARGN})
+        set_property(GLOBAL PROPERTY LUMATO_PRECOMPILED_${likes} ${target})
+    endif()
+endfunction()
+
 # lumato_room(NAME SOURCES file... [USES library...])
 # One static library per room, named lumato_NAME. Includes are written "room/header.h".
 function(lumato_room name)
@@ -16,6 +41,12 @@ function(lumato_room name)
     add_library(lumato_${name} STATIC ${ROOM_SOURCES})
     target_include_directories(lumato_${name} PUBLIC ${CMAKE_SOURCE_DIR})
     target_link_libraries(lumato_${name} PUBLIC ${ROOM_USES})
+    if(Qt6::Widgets IN_LIST ROOM_USES)
+        lumato_precompile(lumato_${name} window <QApplication> <QDBusConnection> <QFileDialog> <QLabel> <QPainter>
+            <QPushButton> <QTimer> <QVBoxLayout>)
+    else()
+        lumato_precompile(lumato_${name} room)
+    endif()
 endfunction()
 
 # lumato_test(NAME SOURCES file... [USES library...])
@@ -26,5 +57,6 @@ function(lumato_test name)
     set_target_properties(${name}_test PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
     target_include_directories(${name}_test PRIVATE ${CMAKE_SOURCE_DIR})
     target_link_libraries(${name}_test PRIVATE ${TEST_USES} GTest::gmock GTest::gtest_main)
+    lumato_precompile(${name}_test test <gmock/gmock.h> <gtest/gtest.h>)
     gtest_discover_tests(${name}_test TEST_PREFIX "${name}." DISCOVERY_TIMEOUT 60)
 endfunction()

@@ -19,7 +19,7 @@ constexpr double kLeastOversize = 1.3;
 // wider, by this share of what a square of the picture grows in width when it is turned.
 constexpr double kWiderWhereTurned = 0.32;
 
-struct Point {
+struct SourcePoint {
     double u = 0, v = 0;
 };
 
@@ -36,8 +36,8 @@ class Inverse {
 
     // The middles of the surface's pixels from this one to the right.
     [[nodiscard]] PositionRun From(int column, int row) const {
-        const Point first = {m_origin.u + m_perColumn.u * (column + 0.5) + m_perRow.u * (row + 0.5),
-                             m_origin.v + m_perColumn.v * (column + 0.5) + m_perRow.v * (row + 0.5)};
+        const SourcePoint first = {m_origin.u + m_perColumn.u * (column + 0.5) + m_perRow.u * (row + 0.5),
+                                   m_origin.v + m_perColumn.v * (column + 0.5) + m_perRow.v * (row + 0.5)};
         return {Fixed(first.u), Fixed(first.v), Fixed(m_perColumn.u), Fixed(m_perColumn.v)};
     }
 
@@ -49,7 +49,7 @@ class Inverse {
         return std::llround(std::ldexp(std::clamp(position, -kFarthest, kFarthest), kPositionBits));
     }
 
-    Point m_perColumn, m_perRow, m_origin;
+    SourcePoint m_perColumn, m_perRow, m_origin;
 };
 
 // The same placement, counted in pixels of a view of another size.

@@ -13,7 +13,7 @@ namespace {
 namespace fs = std::filesystem;
 using Bytes = std::vector<std::uint8_t>;
 
-constexpr std::int32_t kMostBytes = 0xFFFFFF;  // that a table's slot can state
+constexpr std::int32_t kMostPictureBytes = 0xFFFFFF;  // that a table's slot can state
 constexpr const char* kAsideEnding = ".forgotten";
 
 // "480 x 234, 4096 KB, my.frame"
@@ -50,7 +50,7 @@ std::vector<Bytes> WholeStreams(const Path& folder) {
 Result<Bytes> StreamIn(const KeptJournal& kept, const Journal& journal, const JournalPicture& picture) {
     Result<Bytes> stream = ReadStream(kept.folder, picture);
     if (stream || stream.error().kind != ErrorKind::NotFound || journal.blocks.empty() ||
-        picture.length > kMostBytes)
+        picture.length > kMostPictureBytes)
         return stream;
     Bytes restored(static_cast<std::size_t>(picture.length));
     PutBlocksBack(journal.blocks, picture.address, restored);

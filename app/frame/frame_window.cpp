@@ -21,7 +21,7 @@ struct Slide {
     std::size_t count = 0;
 };
 
-QImage ImageOf(const vframe::Screen& screen) {
+QImage ScreenImage(const vframe::Screen& screen) {
     const QImage view(screen.pixels.data(), screen.width, screen.height, screen.width * 3,
                       QImage::Format_RGB888);
     return view.convertToFormat(QImage::Format_RGB32);
@@ -37,7 +37,7 @@ Slide SlideOf(const std::vector<std::uint8_t>& flash, std::size_t position) {
     slide.count = display->Count();
     slide.position = position < 1 ? slide.count : position > slide.count ? 1 : position;
     if (const Result<vframe::Screen> screen = display->Show(slide.position))
-        slide.screen = ImageOf(*screen);
+        slide.screen = ScreenImage(*screen);
     return slide;
 }
 

@@ -84,7 +84,7 @@ void SetHeading(QMainWindow& window, const char* name, const QString& text) {
         label->setText(text);
 }
 
-constexpr std::chrono::seconds kMoment{6};
+constexpr std::chrono::seconds kNoteStays{6};
 const QString kNoNumber = QStringLiteral("–");
 
 }  // namespace
@@ -183,7 +183,7 @@ void ControlPanel::SetNotes(const Phrase& note) {
             ForgetNotes(NoteOf::Work);
         SaidOf(subject) = {note, {}};
         if (subject == NoteOf::Moment)
-            m_moment.start(kMoment);
+            m_moment.start(kNoteStays);
         ShowNotes();
     });
 }

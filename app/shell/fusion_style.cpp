@@ -12,7 +12,7 @@ constexpr int kDark = 96;           // of 255: a window's lightness
 constexpr int kSeen = 40;           // likewise: so much lighter is seen
 constexpr double kEdge = 0.4;       // of the way from the window's colour to that of its words
 constexpr int kStyleDarkens = 140;  // per cent, from the window's colour to its edges
-constexpr int kBetween = 4;         // pixels, from a symbol to its words
+constexpr int kSymbolGap = 4;       // pixels, from a symbol to its words
 
 bool IsDark(const QPalette& palette) {
     return palette.color(QPalette::Window).lightness() < kDark;
@@ -91,14 +91,15 @@ void FusionStyle::drawControl(ControlElement element, const QStyleOption* option
     }
     const int words = button->fontMetrics.size(Qt::TextShowMnemonic, button->text).width();
     const QRect& room = button->rect;
-    const int left = room.x() + std::max((room.width() - words - kBetween - button->iconSize.width()) / 2, 0);
+    const int left =
+        room.x() + std::max((room.width() - words - kSymbolGap - button->iconSize.width()) / 2, 0);
     const bool enabled = (button->state & State_Enabled) != 0;
     proxy()->drawItemText(painter, QRect(left, room.y(), words, room.height()),
                           Qt::AlignCenter | Qt::TextShowMnemonic, button->palette, enabled, button->text,
                           QPalette::ButtonText);
     button->icon.paint(
         painter,
-        QRect(QPoint(left + words + kBetween, room.y() + (room.height() - button->iconSize.height()) / 2),
+        QRect(QPoint(left + words + kSymbolGap, room.y() + (room.height() - button->iconSize.height()) / 2),
               button->iconSize),
         Qt::AlignCenter, enabled ? QIcon::Normal : QIcon::Disabled);
 }
