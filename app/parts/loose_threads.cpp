@@ -13,7 +13,31 @@ namespace {
 // What takes longer is not slow, but does not answer.
 constexpr std::chrono::milliseconds kSeemsToHang{10'000};
 
-std::atomic<int> looseThreadsRunning = 0;
+// Those that nobody has joined yet. Never destroyed: one that hangs is left alone at the program's end.
+struct Threads {
+    struct One {
+        std::thread thread;
+        std::shared_ptr<std::atomic<bool>> ended;
+    };
+
+    // Also waits for what a thread that has ended leaves to be destroyed.
+    void JoinEnded() {
+        std::erase_if(all, [](One& one) {
+            if (!*one.ended)
+                return false;
+            one.thread.join();
+            return true;
+        });
+    }
+
+    std::mutex mutex;
+    std::vector<One> all;  // guarded by it
+};
+
+Threads& Loose() {
+    static auto& threads = *new Threads;
+    return threads;
+}
 
 }  // namespace
 
@@ -30,7 +54,9 @@ LooseThreads::~LooseThreads() {
 }
 
 bool LooseThreads::AnyRun() {
-    return looseThreadsRunning > 0;
+    const std::lock_guard lock(Loose().mutex);
+    Loose().JoinEnded();
+    return !Loose().all.empty();
 }
 
 void LooseThreads::Start(Job job, std::string name) {
@@ -69,15 +95,18 @@ void LooseThreads::Begin(Waiting next) {
 }
 
 void LooseThreads::Detach(std::function<void()> work) {
-    ++looseThreadsRunning;
+    const std::lock_guard lock(Loose().mutex);
+    Loose().JoinEnded();
+    Loose().all.reserve(Loose().all.size() + 1);  // a thread that runs must be kept
+    const auto ended = std::make_shared<std::atomic<bool>>(false);
     try {
-        std::thread([work = std::move(work)]() mutable {
+        std::thread thread([work = std::move(work), ended]() mutable {
             work();
             work = nullptr;
-            --looseThreadsRunning;
-        }).detach();
+            *ended = true;
+        });
+        Loose().all.push_back({std::move(thread), ended});
     } catch (const std::system_error&) {  // none to be had: it is as one that is never answered
-        --looseThreadsRunning;
     }
 }
 

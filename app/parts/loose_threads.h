@@ -1,8 +1,8 @@
 // Reading that may never come back: from a disk that has gone, or a server that does not answer. Each job has
 // a thread of its own, which nobody waits for: neither the next job, nor the window when it closes.
 //
-// Main thread only. Jobs hold values alone and touch nothing of the window; what a job returns is carried out
-// on the main thread, unless the owner has gone meanwhile.
+// Main thread only, but for Detach and AnyRun. Jobs hold values alone and touch nothing of the window; what a
+// job returns is carried out on the main thread, unless the owner has gone meanwhile.
 #pragma once
 
 #include <QElapsedTimer>

@@ -4,6 +4,7 @@
 #include <QLineEdit>
 #include <atomic>
 #include <future>
+#include <thread>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -185,8 +186,17 @@ class BrowserTest : public WindowFixture {
         std::promise<void> answer;
         const std::shared_future<void> answered = answer.get_future().share();
         int told = 0;
+        static std::atomic<bool> allGone = false;
         auto threads = std::make_unique<LooseThreads>(1, std::chrono::milliseconds(50));
         threads->Start([&told, answered]() -> LooseThreads::Outcome {
+            struct Last {
+                ~Last() {
+                    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+                    allGone = true;
+                }
+            };
+            thread_local const Last last;
+            static_cast<void>(&last);  // it is made
             answered.wait();
             return [&told] { told += 100; };
         });
@@ -196,6 +206,7 @@ class BrowserTest : public WindowFixture {
         threads.reset();
         answer.set_value();
         AWAIT(!LooseThreads::AnyRun());
+        QVERIFY(allGone);  // what the thread leaves goes before the program's statics do
         QCoreApplication::processEvents();
         QCOMPARE(told, 1);
     }

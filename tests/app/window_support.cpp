@@ -8,6 +8,7 @@
 
 #include "app/parts/app_state.h"
 #include "app/parts/detail_label.h"
+#include "app/parts/loose_threads.h"
 #include "picture/picture_state.h"
 #include "text/localized.h"
 #include "vframe/display.h"
@@ -215,5 +216,7 @@ int main(int argc, char** argv) {
     if (qgetenv("QT_QPA_PLATFORM") == "offscreen")
         qputenv("QT_QPA_PLATFORM", "offscreen:configfile=" LUMATO_TEST_SCREEN);
     QApplication application(argc, argv);
-    return lumato::app::WindowTests().at(argc > 1 ? argv[1] : "")(argc - 1, argv + 1);
+    const int status = lumato::app::WindowTests().at(argc > 1 ? argv[1] : "")(argc - 1, argv + 1);
+    // What a thread still holds is no leak.
+    return QTest::qWaitFor([] { return !lumato::app::LooseThreads::AnyRun(); }, 20'000) ? status : 1;
 }
