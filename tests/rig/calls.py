@@ -25,14 +25,14 @@ def said(answer):
 class Calls:
     def there(self, *arguments, seconds=90, prefix=""):
         """lumatoctl in the machine."""
-        return self.machine.run("cd /mnt/share; %s /tmp/lumatoctl --home /tmp/home --json --trace /mnt/share/trace %s"
-                                % (prefix, " ".join(arguments)), seconds)
+        return self.machine.run("%s /tmp/lumatoctl --home /tmp/home --json --trace trace %s" % (prefix, " ".join(arguments)),
+                                seconds)
 
     def here(self, *arguments):
         """The same on the image file."""
         done = subprocess.run([self.program, "--home", os.path.join(self.folder, "home"), "--json", "--frame", self.local,
                                "--trace", os.path.join(self.folder, "local.trace"), *arguments],
-                              cwd=self.machine.share, capture_output=True, text=True, timeout=60)
+                              cwd=self.share, capture_output=True, text=True, timeout=60)
         return done.returncode, done.stdout, done.stderr
 
     def local_call(self, image, home, *arguments):
@@ -46,7 +46,7 @@ class Calls:
         same(have[0], want[0], "exit status of %s (%s)" % (arguments, have[2]))
         same(said(have[1]), said(want[1]), "result of %s" % (arguments,))
         check(filecmp.cmp(self.frame.image, self.local, shallow=False), "%s: the flashes differ" % (arguments,))
-        same(self.trace(os.path.join(self.machine.share, "trace")), self.trace(os.path.join(self.folder, "local.trace")),
+        same(self.trace(os.path.join(self.share, "trace")), self.trace(os.path.join(self.folder, "local.trace")),
              "commands of %s" % (arguments,))
         return json.loads(have[1])
 
@@ -58,10 +58,12 @@ class Calls:
 
     def settle(self, nodes):
         """Waits until there are so many SCSI generic nodes and udev has looked at them."""
-        status, out, err = self.machine.run(
-            "export SYSTEMD_IGNORE_CHROOT=1; for i in $(seq 500); do set -- /dev/sg*; [ $# = %d ] && break; "
-            "sleep 0.02; done; udevadm settle -t 20; set -- /dev/sg*; echo $#" % nodes)
-        same(out.strip(), str(nodes), "SCSI generic nodes " + err)
+        status, _, err = self.machine.run("await nodes %d; udev settle -t 20; nodes %d" % (nodes, nodes))
+        same(status, 0, "%d SCSI generic nodes: %s" % (nodes, err))
 
     def node(self, vendor="QUORVANE"):
-        return self.machine.run("grep -l %s /sys/class/scsi_generic/*/device/vendor | cut -d/ -f5" % vendor)[1].split()[0]
+        return self.machine.run("for device in /sys/class/scsi_generic/*; do read vendor <$device/device/vendor; "
+                                "[ $vendor = %s ] && echo ${device##*/}; done" % vendor)[1].split()[0]
+
+    def disk(self):
+        return self.machine.run("cd /sys/class/scsi_generic/%s/device/block; echo *" % self.node())[1].strip()

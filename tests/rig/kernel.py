@@ -6,6 +6,7 @@ Raises Missing with the reason where a part cannot be had.
 import fcntl
 import glob
 import hashlib
+import lzma
 import os
 import shutil
 import subprocess
@@ -20,12 +21,13 @@ MODULES = """
 FOLDERS = ["drivers/usb", "drivers/scsi", "drivers/virtio", "block", "crypto", "lib", "fs", "net/9p",
            "arch/x86/crypto"]
 
-# The guest: mounts this machine's file system read-only with a writable layer above it, starts udevd there, and
-# runs what it is told over its second serial port: "run N" runs the script N.sh of the shared folder.
+# The guest: mounts this machine's file system read-only with a writable layer above it, and runs what it is told over
+# its second serial port: "run N" runs the script N.sh of the shared folder. Starting a program is what is slow there, so
+# one shell reads all scripts, and what busybox has is part of it: /usr/bin/PROGRAM where the system's own is meant. It is
+# not the first process, to which all children without a parent fall: when one ends, read forgets half a line.
 INIT = r"""#!/bin/busybox sh
-/bin/busybox --install -s /bin
-export PATH=/bin
-mount -t proc proc /proc; mount -t sysfs sys /sys; mount -t devtmpfs dev /dev
+/bin/busybox mount -t proc proc /proc
+mount -t sysfs sys /sys; mount -t devtmpfs dev /dev
 while read -r module; do insmod /modules/$module || echo "RIG: no module $module"; done </modules/order
 mount -t 9p -o trans=virtio,version=9p2000.L,ro,msize=262144,cache=loose host /lower || echo "RIG: no host"
 mount -t tmpfs tmpfs /layer; mkdir /layer/up /layer/work
@@ -33,17 +35,33 @@ mount -t overlay -o lowerdir=/lower,upperdir=/layer/up,workdir=/layer/work overl
 for folder in proc sys dev; do mount --bind /$folder /root/$folder; done
 mount -t tmpfs tmpfs /root/run; mount -t tmpfs tmpfs /root/tmp; mkdir -p /root/run/udev /root/mnt/share
 mount -t 9p -o trans=virtio,version=9p2000.L,msize=262144,cache=none share /root/mnt/share || echo "RIG: no share"
+cp /bin/busybox /listen /root/run
 stty -F /dev/ttyS1 raw -echo
-exec 3<>/dev/ttyS1
-echo ready >&3
-while read -r word number <&3; do
-    [ "$word" = run ] || continue
-    chroot /root /bin/sh /mnt/share/$number.sh >/root/mnt/share/$number.out 2>/root/mnt/share/$number.err 3>&-
-    echo $? >/root/mnt/share/$number.rc
-    echo "done $number" >&3
-done
+chroot /root /run/busybox sh /run/listen
 poweroff -f
 """
+LISTEN = r"""
+export HOME=/root PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 TZ=UTC
+cd /mnt/share
+mkfifo /run/silence
+exec 3<>/dev/ttyS1 4<>/run/silence
+nap() { read -t 0.02 nothing <&4; }
+# Waits until a command works out, and ends the script if it does not.
+await() {
+    turns=0
+    until "$@"; do turns=$((turns + 1)); [ $turns -gt 1000 ] && echo "not in time: $*" >&2 && exit 99; nap; done
+}
+# So many SCSI generic nodes there are.
+nodes() { want=$1; set -- /dev/sg*; [ -e $1 ] || shift; [ $# = $want ]; }
+udev() { SYSTEMD_IGNORE_CHROOT=1 udevadm "$@"; }
+echo ready >&3
+while read -r word number folder <&3; do
+    [ "$word" = run ] || continue
+    ( cd /mnt/share/$folder && . /mnt/share/$number.sh ) >$number.out 2>$number.err 3>&-
+    echo "done $number $?" >&3
+done
+"""
+SIGNED = b"~Module signature appended~\n"
 
 
 class Missing(Exception):
@@ -125,6 +143,36 @@ def _module_files(kernel):
     return order
 
 
+def _unpacked(packed, unpacked):
+    """What is packed in a kernel image: qemu starts that at once, and unpacking is slow in the machine."""
+    if os.path.exists(unpacked):
+        return unpacked
+    with open(packed, "rb") as file:
+        data = file.read()
+    try:
+        data = lzma.LZMADecompressor().decompress(data[data.index(b"\xfd7zXZ\0"):])
+    except (ValueError, lzma.LZMAError):  # packed in another way
+        return packed
+    return _written(unpacked, data) if data.startswith(b"\x7fELF") else packed
+
+
+def _unsigned(module):
+    """A module without its signature, which the kernel need not check then."""
+    with open(module, "rb") as file:
+        data = file.read()
+    if not data.endswith(SIGNED):
+        return data
+    length = int.from_bytes(data[-len(SIGNED) - 4:-len(SIGNED)], "big")
+    return data[:-len(SIGNED) - 12 - length]
+
+
+def _written(path, data):
+    with open(path + ".new", "wb") as file:
+        file.write(data)
+    os.rename(path + ".new", path)
+    return path
+
+
 def build(cache):
     """(kernel image, initrd) in the cache folder, which several rigs may share."""
     with open(os.path.join(cache, "lock"), "w") as lock:
@@ -134,8 +182,9 @@ def build(cache):
 
 def _build(cache):
     kernel = fetch(cache)
-    image, = glob.glob(os.path.join(kernel, "boot/vmlinuz-*"))
-    key = hashlib.sha256("\n".join([kernel, INIT, *MODULES]).encode()).hexdigest()[:16]
+    packed, = glob.glob(os.path.join(kernel, "boot/vmlinuz-*"))
+    key = hashlib.sha256("\n".join([kernel, INIT, LISTEN, *MODULES]).encode()).hexdigest()[:16]
+    image = _unpacked(packed, os.path.join(kernel, "vmlinux"))
     initrd = os.path.join(cache, "initrd-%s.img" % key)
     if os.path.exists(initrd):
         return image, initrd
@@ -146,16 +195,10 @@ def _build(cache):
     shutil.copy(shutil.which("busybox"), os.path.join(root, "bin/busybox"))
     names = []
     for path in _module_files(kernel):
-        shutil.copy(path, os.path.join(root, "modules"))
         names.append(os.path.basename(path))
-    with open(os.path.join(root, "modules/order"), "w") as file:
-        file.write("".join(name + "\n" for name in names))
-    with open(os.path.join(root, "init"), "w") as file:
-        file.write(INIT)
+        _written(os.path.join(root, "modules", names[-1]), _unsigned(path))
+    for name, text in (("modules/order", "".join(name + "\n" for name in names)), ("listen", LISTEN), ("init", INIT)):
+        _written(os.path.join(root, name), text.encode())
     os.chmod(os.path.join(root, "init"), 0o755)
     listing = _run(["find", "."], cwd=root)
-    archive = _run(["cpio", "-o", "-H", "newc", "--quiet"], cwd=root, input=listing)
-    with open(initrd + ".new", "wb") as file:
-        file.write(archive)
-    os.rename(initrd + ".new", initrd)
-    return image, initrd
+    return image, _written(initrd, _run(["cpio", "-o", "-H", "newc", "--quiet"], cwd=root, input=listing))

@@ -28,13 +28,14 @@ class Pulls:
     def __init__(self, story, frame, local):
         """`local` runs the program here: local(image, home, arguments...)."""
         self.machine, self.frame, self.local = story.machine, frame, local
+        self.share = story.share
         self.folder = os.path.join(story.folder, "pulls-" + os.path.basename(frame.image))
         os.makedirs(self.folder)
         self.base = os.path.join(self.folder, "base.img")
         self.expected = os.path.join(self.folder, "expected")
         self.noted, self.changed, self.taken_back, self.begun = [], 0, 0, 0
         shutil.copyfile(story.fresh, self.base)
-        sources = [os.path.join(self.machine.share, "source%d.bmp" % n) for n in range(1, STORED + 2)]
+        sources = [os.path.join(self.share, "source%d.bmp" % n) for n in range(1, STORED + 2)]
         self.local(self.base, "home", "add", *sources[:STORED])
         whole = os.path.join(self.folder, "whole.img")
         shutil.copyfile(self.base, whole)
@@ -57,9 +58,8 @@ class Pulls:
             return file.read()
 
     def script(self, text, plugged=True):
-        """`text` once the frame is there, or gone. Waiting starts no program: that is slow in the machine."""
-        return "turns=0; while set -- /dev/sg*; [ $# != %d ]; do turns=$((turns + 1)); [ $turns -gt 1000 ] && exit 99; " \
-            "sleep 0.02; done; cd /mnt/share; %s" % (1 + plugged, text)
+        """`text` once the frame is there, or gone."""
+        return "await nodes %d; %s" % (1 + plugged, text)
 
     def run(self, text, plugged=True):
         return self.machine.run(self.script(text, plugged))
@@ -108,7 +108,7 @@ class Pulls:
         self.begun = len(self.frame.commands())
         if fault:
             self.frame.order("fault " + fault)
-        number = self.machine.begin("cd /mnt/share; exec /tmp/lumatoctl --home /tmp/pulled " + call)
+        number = self.machine.begin("/tmp/lumatoctl --home /tmp/pulled " + call)
         if pull:
             pull()
         status, _, err = self.machine.finish(number)
@@ -129,7 +129,7 @@ class Pulls:
         status, _, err = self.run("/tmp/lumatoctl --home /tmp/pulled save saved; status=$?; %s; exit $status"
                                   % ("true" if touched else "rm -rf /tmp/pulled"))
         check(status == 0, "%s: at the next plug: %s" % (what, err))
-        numbers = self.pictures(os.path.join(self.machine.share, "saved"), what)
+        numbers = self.pictures(os.path.join(self.share, "saved"), what)
         self.taken_back += len(numbers) > STORED
         if touched:
             self.complete(what, numbers)

@@ -4,6 +4,8 @@
 Usage: rig_test.py LUMATOCTL --watcher WATCH_FRAME [--controller xhci|ehci] [--cache FOLDER] [--all] [--pulls N]
                    [--seed N] [--only TEXT] [--keep]
 
+One machine has both host controllers; the first does everything, the second what it makes a difference to.
+
 Every call in the machine is made on an image file here, too: results, files and flash must be the same to the
 byte. Exit status 77: the machine cannot be had here (no qemu, no kernel package), nothing was tested.
 """
@@ -14,83 +16,28 @@ import json
 import os
 import random
 import shutil
-import subprocess
 import sys
 import tempfile
 import time
 import traceback
 
-sys.path.append(os.path.join(os.path.dirname(os.path.abspath(__file__)), "../independent"))
 import kernel
 import machine
 from calls import VENDOR_OPCODES, Calls, said, same
+from frames import Frames
 from pulls import Pulls, check
-from story import noise
 from watch import Watch
 
 SKIPPED = 77
-WIDTH, HEIGHT = 160, 128
 INQUIRY = "120000004000"
 USER = 65534
 
 
-class Story(Calls):
-    def __init__(self, options, folder):
-        self.folder = folder
-        self.program = os.path.abspath(options.program)
-        self.local = os.path.join(folder, "local.img")
-        subprocess.run([self.program, "frame", "new", self.local, "--lcd", "%dx%d" % (WIDTH, HEIGHT), "--flash", "1M"],
-                       check=True, stdout=subprocess.DEVNULL)
-        self.fresh = os.path.join(folder, "fresh.img")
-        shutil.copyfile(self.local, self.fresh)
-        self.watcher, self.seed = options.watcher, options.seed
-        self.thorough, self.random_pulls = options.all, options.pulls
-        self.frame = self._frame("frame")
-        self.other = self._frame("other", "--vendor", "SOMEBODY")
-        # Slow enough for random moments to lie in its commands.
-        self.second = self._frame("second", "--type", "5", "--pace", "8")
-        self.second.order("unplug")
-        self.machine = None
-
-    def _frame(self, name, *options):
-        image = os.path.join(self.folder, name + ".img")
-        shutil.copyfile(self.local, image)
-        return machine.Frame(self.program, self.folder, name, image, *options)
-
-    def boot(self, controller, image, initrd):
-        self.machine = machine.Machine(image, initrd, controller, (self.frame, self.other, self.second), self.folder)
-        share = self.machine.share
-        shutil.copy(self.program, share)
-        shutil.copy(self.watcher, os.path.join(share, "watch_frame"))
-        for module in glob.glob(os.path.join(os.path.dirname(self.program), "*.so")):
-            shutil.copy(module, share)
-        for number in range(1, 5):
-            with open(os.path.join(share, "source%d.bmp" % number), "wb") as file:
-                file.write(noise(WIDTH, HEIGHT, number))
-        status, out, err = self.machine.run(
-            "cp /mnt/share/lumatoctl /mnt/share/watch_frame /tmp; "
-            "export SYSTEMD_IGNORE_CHROOT=1; /lib/systemd/systemd-udevd --daemon && udevadm trigger --action=add && "
-            "udevadm settle -t 30")
-        same(status, 0, "udevd in the machine: " + out + err)
-        self.settle(2)
-        self.wait_before_probing(0)
-
-    def wait_before_probing(self, seconds):
-        """How long the kernel lets a storage device rest after its plug. One second is its own choice."""
-        self.machine.run("echo %d >/sys/module/usb_storage/parameters/delay_use" % seconds)
-
-    def close(self):
-        if self.machine:
-            self.machine.close()
-        for frame in (self.frame, self.other, self.second):
-            frame.close()
-
-    # ------------------------------------------------------------------------------------ the steps
-
+class Story(Calls, Frames):
     def found_and_identified_with_its_volume_unmounted(self):
-        disk = self.machine.run("ls /sys/class/scsi_generic/%s/device/block" % self.node())[1].strip()
+        disk = self.disk()
         status, out, err = self.machine.run(
-            "mkdir -p /media/FRAME; for i in $(seq 50); do [ -e /dev/%s1 ] && break; sleep 0.1; done; "
+            "mkdir -p /media/FRAME; await [ -e /dev/%s1 ]; "
             "mount -t vfat -o ro /dev/%s1 /media/FRAME && ls /media/FRAME" % (disk, disk))
         same(out.lower().split(), ["languageunicode.ini"], "the frame's volume " + err)
         self.both("info")
@@ -101,12 +48,12 @@ class Story(Calls):
         same(len(self.both("list")["pictures"]), 3, "pictures")
         self.both("delete", "2")
         for place, call in (("saved-there", self.there), ("saved-here", self.here)):
-            folder = os.path.join(self.machine.share, place)
+            folder = os.path.join(self.share, place)
             same(call("save", place if call == self.there else folder)[0], 0, "save")
-        names = sorted(os.listdir(os.path.join(self.machine.share, "saved-here")))
+        names = sorted(os.listdir(os.path.join(self.share, "saved-here")))
         same(names, ["1.bmp", "2.bmp"], "saved files")
-        _, differ, failed = filecmp.cmpfiles(os.path.join(self.machine.share, "saved-here"),
-                                             os.path.join(self.machine.share, "saved-there"), names, shallow=False)
+        _, differ, failed = filecmp.cmpfiles(os.path.join(self.share, "saved-here"),
+                                             os.path.join(self.share, "saved-there"), names, shallow=False)
         same(differ + failed, [], "saved files that differ")
 
     def whole_blocks_travel_in_one_command(self):
@@ -152,8 +99,8 @@ class Story(Calls):
     def a_frame_that_somebody_holds_is_busy(self):
         before = len(self.frame.commands())
         status, out, err = self.machine.run(
-            "node=/dev/%s; python3 -c 'import os, sys, time; os.open(sys.argv[1], os.O_RDWR | os.O_EXCL); "
-            "open(\"/tmp/held\", \"w\"); time.sleep(60)' $node & while [ ! -e /tmp/held ]; do sleep 0.1; done; "
+            "node=/dev/%s; python3 -IS -c 'import posix, sys, time; posix.open(sys.argv[1], posix.O_RDWR | posix.O_EXCL); "
+            "open(\"/tmp/held\", \"w\"); time.sleep(60)' $node & await [ -e /tmp/held ]; "
             "read begin rest </proc/uptime; /tmp/lumatoctl --home /tmp/home info; status=$?; read end rest </proc/uptime; "
             "kill $!; echo $begin $end; exit $status" % self.node())
         same(status, 1, err)
@@ -164,16 +111,16 @@ class Story(Calls):
         same([c for c in self.frame.commands()[before:] if c[0][:2] != kernels_own], [], "commands to a busy frame")
 
     def a_busy_volume_names_the_program_that_holds_it(self):
-        disk = self.machine.run("ls /sys/class/scsi_generic/%s/device/block" % self.node())[1].strip()
+        disk = self.disk()
         status, _, err = self.machine.run(
-            "mount -t vfat -o ro /dev/%s1 /media/FRAME && { sleep 60 <\"$(ls -d /media/FRAME/*)\" & sleep 0.2; "
+            "mount -t vfat -o ro /dev/%s1 /media/FRAME && { /bin/sleep 60 <\"$(ls -d /media/FRAME/*)\" & sleep 0.2; "
             "/tmp/lumatoctl --home /tmp/home info; status=$?; kill $!; sleep 0.1; umount /media/FRAME; exit $status; }" % disk)
         same(status, 0, err)
         check("FRAME: in use by sleep (process " in err, "the holder is not named: " + err)
 
     def a_main_loop_is_told_what_comes_and_goes(self):
         """The window's way: the bus's descriptor in the loop, a task that uses the frame."""
-        watch = Watch(self.machine)
+        watch = Watch(self)
         watch.said("online /dev/" + self.node())
         for frame in (self.frame, self.second):
             if frame == self.second:
@@ -215,8 +162,7 @@ class Story(Calls):
         self.both("delete", "--all")
 
     def polling_in_between_changes_nothing(self):
-        self.machine.run("echo 20 >/sys/block/$(ls /sys/class/scsi_generic/%s/device/block)/events_poll_msecs"
-                         % self.node())
+        self.machine.run("echo 20 >/sys/block/%s/events_poll_msecs" % self.disk())
         before = len(self.frame.commands())
         self.both("add", "source1.bmp")
         kinds = "".join("v" if c[0].startswith(VENDOR_OPCODES) else "p" for c in self.frame.commands()[before:])
@@ -224,18 +170,23 @@ class Story(Calls):
         self.both("delete", "1")
 
     def a_program_that_was_stopped_goes_on(self):
-        """Stopping interrupts the call under way, which the kernel then makes anew: the command is sent twice."""
+        """Stopping interrupts the call under way, which the kernel then makes anew: the command is sent twice. So that it
+        can end it goes on for longer than a command takes, and longer each time, for a busy machine's sake."""
         self.frame.order("unplug")
         self.second.order("plug")
         self.settle(2)
+        before = len(self.second.commands())
         status, out, err = self.machine.run(
-            "cd /mnt/share; /tmp/lumatoctl --home /tmp/home --quiet add source1.bmp source2.bmp source3.bmp & sleep 0.4; "
-            "for i in 1 2 3 4 5 6; do kill -STOP $!; sleep 0.05; kill -CONT $!; sleep 0.05; done; wait $!")
+            "/tmp/lumatoctl --home /tmp/home --quiet add source1.bmp source2.bmp source3.bmp & "
+            "stops=0; while [ -e /proc/$!/exe ]; do kill -STOP $!; nap; kill -CONT $!; "
+            "stops=$((stops + 1)); for rest in $(seq $((2 + stops / 10))); do nap; done; done; wait $!")
         same(status, 0, "stopped and continued: " + out + err)
+        sent = [block for block, *_ in self.second.commands()[before:]]
+        check(any(block == then and block.startswith("CB") for block, then in zip(sent, sent[1:])), "nothing was sent twice")
         self.second.order("unplug")
         want = os.path.join(self.folder, "never-stopped.img")
         shutil.copyfile(self.fresh, want)
-        self.local_call(want, "home", "add", *[os.path.join(self.machine.share, "source%d.bmp" % n) for n in (1, 2, 3)])
+        self.local_call(want, "home", "add", *[os.path.join(self.share, "source%d.bmp" % n) for n in (1, 2, 3)])
         check(filecmp.cmp(self.second.image, want, shallow=False), "the flashes differ")
         self.frame.order("plug")
         self.settle(2)
@@ -243,22 +194,22 @@ class Story(Calls):
     def just_plugged_in_it_is_waited_for(self):
         self.wait_before_probing(1)
         self.frame.order("unplug")
-        status, _, err = self.there("list", prefix="while set -- /dev/sg*; [ $# != 1 ]; do sleep 0.02; done; ")
+        status, _, err = self.there("list", prefix="await nodes 1; ")
         same(status, 3, "without a frame: " + err)
         self.frame.order("plug")
-        status, _, err = self.there("list", prefix="for i in $(seq 200); do [ $(grep -l 08 "
-                                    "/sys/bus/usb/devices/*/bInterfaceClass | wc -l) = 2 ] && break; sleep 0.02; done; ")
+        status, _, err = self.there("list", prefix="disks() { n=0; for class in /sys/bus/usb/devices/*/bInterfaceClass; do "
+                                    "read class <$class; [ $class = 08 ] && n=$((n + 1)); done; [ $n = 2 ]; }; await disks; ")
         same(status, 0, "just plugged in: " + err)
         self.wait_before_probing(0)
 
     def users_need_the_rule(self):
-        user = "setpriv --reuid=%d --regid=%d --clear-groups env HOME=/tmp/user" % (USER, USER)
+        user = "/usr/bin/setpriv --reuid=%d --regid=%d --clear-groups env HOME=/tmp/user" % (USER, USER)
         self.settle(2)
         command = "mkdir -p /tmp/user; chown %d /tmp/user; cd /tmp/user; %s /tmp/lumatoctl info" % (USER, user)
         status, _, err = self.machine.run("chmod 755 /tmp/lumatoctl; " + command)
         same(status, 1, "without the rule: " + err)
         check("/dev/" + self.node() in err and "lumatoctl permit" in err, "node and remedy are not named: " + err)
-        watch = Watch(self.machine, user)
+        watch = Watch(self, user)
         watch.said("lumatoctl permit")
         status, out, err = self.machine.run(
             "export SYSTEMD_IGNORE_CHROOT=1; mkdir -p /run/systemd/seats; "
@@ -273,7 +224,7 @@ class Story(Calls):
     def without_udevd(self):
         """What is left needs no permissions, and udevd is slow in the machine. The kernel's own events are enough.
         Its socket stays behind."""
-        self.machine.run("export SYSTEMD_IGNORE_CHROOT=1; udevadm control --exit")
+        self.machine.run("udev control --exit")
 
     def pulled_in_any_command_no_picture_is_lost(self):
         self.without_udevd()
@@ -306,13 +257,24 @@ class Story(Calls):
                       pulled_at_a_random_moment_no_picture_is_lost]
 
 
-def tell(story, options, image, initrd):
+def boot(options, stories, folder):
+    image, initrd = kernel.build(options.cache)
     begin = time.monotonic()
-    story.boot(options.controller, image, initrd)
-    print("booted on %s after %.1f s" % (options.controller, time.monotonic() - begin), flush=True)
+    booted = machine.Machine(image, initrd, {story.controller: story.frames for story in stories}, folder)
+    shutil.copy(options.program, booted.share)
+    shutil.copy(options.watcher, os.path.join(booted.share, "watch_frame"))
+    for module in glob.glob(os.path.join(os.path.dirname(os.path.abspath(options.program)), "*.so")):
+        shutil.copy(module, booted.share)
+    print("booted after %.1f s" % (time.monotonic() - begin), flush=True)
+    return booted
+
+
+def tell(story, booted, steps, thorough):
+    """How many steps failed."""
+    begin = time.monotonic()
+    story.begin(booted, thorough)
+    print("begun on %s after %.1f s" % (story.controller, time.monotonic() - begin), flush=True)
     failed = 0
-    steps = [step for step in Story.STEPS
-             if options.only in step.__name__ and (options.all or step not in Story.OF_THE_PROGRAM)]
     for step in steps:
         begin = time.monotonic()
         try:
@@ -323,16 +285,26 @@ def tell(story, options, image, initrd):
         except Exception:
             failed += 1
             print("FAIL  %s\n%s" % (step.__name__, traceback.format_exc()), flush=True)
-    print("%d of %d steps failed" % (failed, len(steps)))
+    story.end()
+    print("%d of %d steps failed on %s" % (failed, len(steps), story.controller), flush=True)
+    return failed
+
+
+def tell_all(options, stories, booted):
+    failed = 0
+    for story in stories:
+        thorough = options.all or story is stories[0]
+        failed += tell(story, booted, [step for step in Story.STEPS if options.only in step.__name__
+                                       and (thorough or step not in Story.OF_THE_PROGRAM)], thorough)
     return 1 if failed else 0
 
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("program")
-    parser.add_argument("--controller", choices=sorted(machine.HOST_CONTROLLERS), default="xhci")
+    parser.add_argument("--controller", choices=list(machine.HOST_CONTROLLERS), help="only this one")
     parser.add_argument("--cache", default=os.path.expanduser("~/.cache/lumato-rig"))
-    parser.add_argument("--all", action="store_true", help="also what the controller makes no difference to")
+    parser.add_argument("--all", action="store_true", help="on each controller also what it makes no difference to")
     parser.add_argument("--pulls", type=int, help="how many at random moments; in each command at three instead of one, too")
     parser.add_argument("--seed", type=int, help="of the random moments")
     parser.add_argument("--watcher", required=True, help="the program watch_frame")
@@ -340,13 +312,14 @@ def main():
     parser.add_argument("--keep", action="store_true", help="keep the folder with logs and images")
     options = parser.parse_args()
     folder = tempfile.mkdtemp(prefix="lumato-rig-")
-    story = None
+    stories, booted = [], None
     try:
         kernel.need_programs()
         os.makedirs(options.cache, exist_ok=True)
-        image, initrd = kernel.build(options.cache)
-        story = Story(options, folder)
-        status = tell(story, options, image, initrd)
+        for controller in [options.controller] if options.controller else machine.HOST_CONTROLLERS:
+            stories.append(Story(options, controller, folder))
+        booted = boot(options, stories, folder)
+        status = tell_all(options, stories, booted)
     except kernel.Missing as reason:
         print("SKIPPED, NOTHING WAS TESTED ON A REAL KERNEL: %s" % reason)
         status = SKIPPED
@@ -354,8 +327,8 @@ def main():
         print("the rig failed: %s" % error)
         status = 1
     finally:
-        if story:
-            story.close()
+        for part in [booted, *stories] if booted else stories:
+            part.close()
     if options.keep or status == 1:
         print("logs and images: " + folder)
     else:

@@ -6,12 +6,12 @@ SECONDS = 20
 
 
 class Watch:
-    def __init__(self, machine, user=""):
+    def __init__(self, story, user=""):
         """`user`: the command that makes another user run it."""
-        self.machine, self.seen = machine, 0
-        self.log = os.path.join(machine.share, "watch.out")
+        self.machine, self.seen = story.machine, 0
+        self.log = os.path.join(story.share, "watch.out")
         self.machine.run("rm -f /tmp/end; mkfifo /tmp/end; chmod 666 /tmp/end; sleep 300 >/tmp/end & echo $! >/tmp/end.pid; "
-                         "cd /mnt/share; { %s /tmp/watch_frame </tmp/end >watch.out 2>watch.err; echo ended $? >>watch.out; } &"
+                         "{ %s /tmp/watch_frame </tmp/end >watch.out 2>watch.err; echo ended $? >>watch.out; } &"
                          % user)
 
     def said(self, *wanted):
