@@ -113,8 +113,10 @@ class Story(Calls, Frames):
     def a_busy_volume_names_the_program_that_holds_it(self):
         disk = self.disk()
         status, _, err = self.machine.run(
+            "mkdir -p /media/FRAME; await [ -e /dev/%s1 ]; "
             "mount -t vfat -o ro /dev/%s1 /media/FRAME && { /bin/sleep 60 <\"$(ls -d /media/FRAME/*)\" & sleep 0.2; "
-            "/tmp/lumatoctl --home /tmp/home info; status=$?; kill $!; sleep 0.1; umount /media/FRAME; exit $status; }" % disk)
+            "/tmp/lumatoctl --home /tmp/home info; status=$?; kill $!; sleep 0.1; umount /media/FRAME; exit $status; }"
+            % (disk, disk))
         same(status, 0, err)
         check("FRAME: in use by sleep (process " in err, "the holder is not named: " + err)
 
