@@ -49,7 +49,7 @@ class FailingFiles(Story):
         if os.path.exists(self.report):
             os.remove(self.report)
         # The address sanitizer wants to be first, and is told that it need not.
-        sanitizer = os.environ.get("ASAN_OPTIONS", "") + ":verify_asan_link_order=0"
+        sanitizer = self.environment()["ASAN_OPTIONS"] + ":verify_asan_link_order=0"
         settings = dict(LD_PRELOAD=SHIM, FAILING_FILES_BELOW=":".join((self.home, self.frame, self.out)),
                         FAILING_FILES_AT=str(n), FAILING_FILES_HOW=kind, FAILING_FILES_REPORT=self.report,
                         ASAN_OPTIONS=sanitizer)

@@ -74,12 +74,16 @@ def streams_of(image):
 
 # ------------------------------------------------------------------------------------------ crafting
 
+@functools.lru_cache()
+def firmware(size):
+    return bytes(i * 7 + (i >> 8) & 0xFF for i in range(size))
+
+
 def make_image(lcd=(48, 32), flash_size=0x40000, table=0x10000, limit=0, sampling=4, quality=90, erase=0xD8,
                page_option=0, firmware_end=None, pointer=0x3000, told_size=None):
     """A fresh frame: firmware area of changing bytes, everything from the table on erased."""
     image = bytearray(b"\xFF" * flash_size)
-    firmware = min(table, flash_size)
-    image[:firmware] = bytes(i * 7 + (i >> 8) & 0xFF for i in range(firmware))
+    image[:min(table, flash_size)] = firmware(min(table, flash_size))
     image[0:512] = bytes(512)
     image[32:35] = table.to_bytes(3, "little")
     struct.pack_into("<HHBB", image, 35, *lcd, erase, page_option)

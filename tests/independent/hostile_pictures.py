@@ -17,10 +17,13 @@ def chunk(kind, data):
 
 @functools.lru_cache()
 def zeros(size):
-    """A zlib stream of that many zero bytes, made piece by piece."""
-    packer, block = zlib.compressobj(1), bytes(1 << 20)
-    pieces = [packer.compress(block[:size - at]) for at in range(0, size, len(block))]
-    return b"".join(pieces) + packer.flush()
+    """A zlib stream of that many zero bytes: one that ends at a byte, again and again, and a last one."""
+    def deflated(length, ending):
+        packer = zlib.compressobj(1, zlib.DEFLATED, -15)
+        return packer.compress(bytes(length)) + packer.flush(ending)
+    count, rest = divmod(size, 1 << 20)
+    return (b"\x78\x01" + deflated(1 << 20, zlib.Z_FULL_FLUSH) * count + deflated(rest, zlib.Z_FINISH)
+            + struct.pack(">HH", size % 65521, 1))
 
 
 def png(width, height, data, depth=8, colour=2, extra=b""):
