@@ -72,8 +72,9 @@ def bitmap_rows(bitmap, width, height):
 # ------------------------------------------------------------------------------------------ encoding
 
 def _forward_pass(d):
-    t0, t7, t1, t6 = d[0] + d[7], d[0] - d[7], d[1] + d[6], d[1] - d[6]
-    t2, t5, t3, t4 = d[2] + d[5], d[2] - d[5], d[3] + d[4], d[3] - d[4]
+    d0, d1, d2, d3, d4, d5, d6, d7 = d
+    t0, t7, t1, t6 = d0 + d7, d0 - d7, d1 + d6, d1 - d6
+    t2, t5, t3, t4 = d2 + d5, d2 - d5, d3 + d4, d3 - d4
     a, b, c, e = t0 + t3, t0 - t3, t1 + t2, t1 - t2
     z1 = (e + b) * 181 >> 8
     p, q, r = t4 + t5, t5 + t6, t6 + t7
@@ -83,52 +84,50 @@ def _forward_pass(d):
     return a + c, z11 + z4, b + z1, z13 - z2, a - c, z13 + z2, b - z1, z11 - z4
 
 
-def _quantized(samples, divisors):
+def _coefficients(samples):
     rows = [_forward_pass(samples[8 * r:8 * r + 8]) for r in range(8)]
-    columns = [_forward_pass([row[c] for row in rows]) for c in range(8)]
-    result = []
-    for k, q in enumerate(divisors):
-        c = columns[k & 7][k >> 3]
-        size = min((abs(c) + (q >> 1)) // q, 1023 if k else 0xFFFF)
-        result.append(-size if c < 0 else size)
-    return result
+    return [c for row in zip(*map(_forward_pass, zip(*rows))) for c in row]
+
+
+def _quantized(coefficients, divisors):
+    sizes = [(abs(c) + (q >> 1)) // q for c, q in zip(coefficients, divisors)]
+    sizes[1:] = [size if size < 1023 else 1023 for size in sizes[1:]]
+    return [-size if c < 0 else size for c, size in zip(coefficients, sizes)]
 
 
 def codes_of(table):
-    """symbol -> (code, length), canonical as in T.81 Annex C."""
+    """symbol -> its code as a string of 0 and 1, canonical as in T.81 Annex C."""
     codes, code, symbols = {}, 0, iter(table[1])
     for length, count in enumerate(table[0], 1):
         for _ in range(count):
-            codes[next(symbols)] = (code, length)
+            codes[next(symbols)] = format(code, "0%db" % length)
             code += 1
         code <<= 1
     return codes
 
 
+@functools.lru_cache(4096)
+def _size_and_bits(value):
+    """How many bits follow the code of a value, and which."""
+    size = abs(value).bit_length()
+    return size, format((value if value > 0 else value - 1) & (1 << size) - 1, "0%db" % size) if size else ""
+
+
 def coded_block(block, predictor, dc, ac):
     """The block's bits as a string of 0 and 1."""
-    bits = []
-
-    def emit(codes, symbol, value):
-        code, length = codes[symbol]
-        bits.append(format(code, "0%db" % length))
-        if size := symbol & 15:
-            bits.append(format((value if value > 0 else value - 1) & (1 << size) - 1, "0%db" % size))
-
-    difference = block[0] - predictor
-    emit(dc, abs(difference).bit_length(), difference)
-    run = 0
+    size, following = _size_and_bits(block[0] - predictor)
+    bits, run = [dc[size], following], 0
     for position in ZIGZAG[1:]:
         value = block[position]
         if not value:
             run += 1
             continue
-        for _ in range(run >> 4):
-            emit(ac, 0xF0, 0)
-        emit(ac, (run & 15) << 4 | abs(value).bit_length(), value)
+        bits += [ac[0xF0]] * (run >> 4)
+        size, following = _size_and_bits(value)
+        bits += ac[(run & 15) << 4 | size], following
         run = 0
     if run:
-        emit(ac, 0x00, 0)
+        bits.append(ac[0x00])
     return "".join(bits)
 
 
@@ -147,7 +146,17 @@ def _component_planes(rows, wide, tall, across, down):
 
 
 def _block_at(plane, x, y, step_x=1, step_y=1):
-    return [plane[y + r * step_y][x + c * step_x] for r in range(8) for c in range(8)]
+    return [sample for row in plane[y:y + 8 * step_y:step_y] for sample in row[x:x + 8 * step_x:step_x]]
+
+
+@functools.lru_cache(16)
+def _mcus(bitmap, width, height, sampling):
+    """The coefficients of every MCU, not divided yet: those of Cb, of Cr, and those of every block of Y."""
+    wide, tall, across, down = mcu_grid(width, height, sampling)
+    luma, *chroma = _component_planes(bitmap_rows(bitmap, width, height), wide, tall, across, down)
+    return [[*(_coefficients(_block_at(plane, x0, y0, wide // 8, tall // 8)) for plane in chroma),
+             *(_coefficients(_block_at(luma, x, y)) for y in range(y0, y0 + tall, 8) for x in range(x0, x0 + wide, 8))]
+            for y0 in range(0, down * tall, tall) for x0 in range(0, across * wide, wide)]
 
 
 @functools.lru_cache(64)
@@ -157,31 +166,28 @@ def encode(bitmap, width, height, quality, y_value):
     quant_y, quant_c = scaled(LUMINANCE, factor), scaled(CHROMINANCE, factor)
     divisors_y = [q * s + 1024 >> 11 for q, s in zip(quant_y, FORWARD_SCALE)]
     divisors_c = [q * s + 1024 >> 11 for q, s in zip(quant_c, FORWARD_SCALE)]
-    wide, tall, across, down = mcu_grid(width, height, mode)
-    y_plane, cb_plane, cr_plane = _component_planes(bitmap_rows(bitmap, width, height), wide, tall, across, down)
+    mcus = _mcus(bitmap, width, height, mode & 3)
     dc_y, ac_y, dc_c, ac_c = map(codes_of, (DC_Y, AC_Y, DC_C, AC_C))
     tables = b"" if mode & OMIT_TABLES else table_block(quant_y, quant_c)
 
     entries, data = bytearray(), bytearray()
-    entry_bytes = 0 if mode & OMIT_MCU_TABLE else 8 * across * down
+    entry_bytes = 0 if mode & OMIT_MCU_TABLE else 8 * len(mcus)
     predictors = [0, 0, 0]  # Y, Cb, Cr
-    for y0 in range(0, down * tall, tall):
-        for x0 in range(0, across * wide, wide):
-            offset = entry_bytes - len(entries) + len(tables) + len(data)
-            if entry_bytes:
-                entries += struct.pack("<4H", *(p & 0xFFFF for p in predictors), offset & 0xFFFF)
-            bits = ""
-            for component, plane in ((1, cb_plane), (2, cr_plane)):
-                block = _quantized(_block_at(plane, x0, y0, wide // 8, tall // 8), divisors_c)
-                bits += coded_block(block, predictors[component], dc_c, ac_c)
-                predictors[component] = block[0]
-            for y in range(y0, y0 + tall, 8):
-                for x in range(x0, x0 + wide, 8):
-                    block = _quantized(_block_at(y_plane, x, y), divisors_y)
-                    bits += coded_block(block, predictors[0], dc_y, ac_y)
-                    predictors[0] = block[0]
-            bits += "1" * (-len(bits) % 8)
-            data += int(bits, 2).to_bytes(len(bits) // 8, "big")
+    for cb, cr, *luma in mcus:
+        offset = entry_bytes - len(entries) + len(tables) + len(data)
+        if entry_bytes:
+            entries += struct.pack("<4H", *(p & 0xFFFF for p in predictors), offset & 0xFFFF)
+        bits = ""
+        for component, coefficients in (1, cb), (2, cr):
+            block = _quantized(coefficients, divisors_c)
+            bits += coded_block(block, predictors[component], dc_c, ac_c)
+            predictors[component] = block[0]
+        for coefficients in luma:
+            block = _quantized(coefficients, divisors_y)
+            bits += coded_block(block, predictors[0], dc_y, ac_y)
+            predictors[0] = block[0]
+        bits += "1" * (-len(bits) % 8)
+        data += int(bits, 2).to_bytes(len(bits) // 8, "big")
 
     selectors = bytearray([0, 1, 1] * 3)
     if mode & OMIT_TABLES:
@@ -215,24 +221,24 @@ def _inverse_pass(d0, d1, d2, d3, d4, d5, d6, d7):
     return t0 + t7, t1 + t6, t2 + t5, t3 - t4, t3 + t4, t2 - t5, t1 - t6, t0 - t7
 
 
+@functools.lru_cache(4096)
 def _samples(block, quant):
     """64 samples, row by row, from 64 coefficients in natural order."""
     columns = []
     for c in range(8):
-        d = []
-        for k in range(c, 64, 8):
-            product = block[k] * quant[k] + 32
-            d.append(_short(product // 64 if product >= 0 else -(-product // 64)))
+        d = [_short(product // 64 if product >= 0 else -(-product // 64))
+             for product in (value * q + 32 for value, q in zip(block[c::8], quant[c::8]))]
         columns.append([_short(w) for w in _inverse_pass(*d)] if any(d[1:]) else [d[0]] * 8)
-    return [min(max((x + 4 >> 3) + 128, 0), 255)
-            for r in range(8) for x in _inverse_pass(*(column[r] for column in columns))]
+    samples = [(x + 4 >> 3) + 128 for row in zip(*columns) for x in _inverse_pass(*row)]
+    return [sample if 0 <= sample <= 255 else 255 * (sample > 0) for sample in samples]
 
 
-class _Table:
-    """One Huffman table as the reader uses it: the next 16 bits give a symbol and its length."""
+class _Table(dict):
+    """One Huffman table as the reader uses it: the next 16 bits give a symbol and its length, once worked out."""
 
     def __init__(self, counts, symbols):
-        self.first, self.shorter, self.symbols, self.known = [], [], symbols, {}
+        super().__init__()
+        self.first, self.shorter, self.symbols = [], [], symbols
         code = total = 0
         for i, count in enumerate(counts):
             self.first.append(code & 0xFFFF)  # a complete code wraps to 0, and what begins at 0 is passed over
@@ -242,12 +248,11 @@ class _Table:
         if code > 0x10000:
             raise Refused("more codes than a Huffman tree holds")
 
-    def look_up(self, window):
-        if window not in self.known:
-            length = next((i for i in range(1, 16) if self.first[i] and window < self.first[i]), 16)
-            index = self.shorter[length - 1] + ((window - self.first[length - 1] & 0xFFFF) >> 16 - length)
-            self.known[window] = (self.symbols[index] if index < len(self.symbols) else 0, length)
-        return self.known[window]
+    def __missing__(self, window):
+        length = next((i for i in range(1, 16) if self.first[i] and window < self.first[i]), 16)
+        index = self.shorter[length - 1] + ((window - self.first[length - 1] & 0xFFFF) >> 16 - length)
+        self[window] = self.symbols[index] if index < len(self.symbols) else 0, length
+        return self[window]
 
 
 class _Bits:
@@ -257,18 +262,18 @@ class _Bits:
         self.data, self.position = data + bytes(8), 0
         self.end = 8 * len(data)
 
-    def peek16(self):
-        byte = min(self.position >> 3, len(self.data) - 4)
-        return int.from_bytes(self.data[byte:byte + 3], "big") >> 8 - (self.position & 7) & 0xFFFF
+    def peek32(self):
+        byte = min(self.position >> 3, len(self.data) - 5)
+        return int.from_bytes(self.data[byte:byte + 5], "big") >> 8 - (self.position & 7) & 0xFFFFFFFF
 
     def symbol(self, table):
-        symbol, length = table.look_up(self.peek16())
-        self.position += length
+        window = self.peek32()
+        symbol, length = table[window >> 16]
         size = symbol & 15
+        self.position += length + size
         if not size:
             return symbol, 0
-        value = self.peek16() >> 16 - size
-        self.position += size
+        value = window >> 32 - length - size & (1 << size) - 1
         return symbol, value if value >> size - 1 else value - (1 << size) + 1
 
 
@@ -343,7 +348,7 @@ def decode(stream, expected=(0, 0)):
     if len(stream) - at < across * down:
         raise Refused("fewer bytes than MCUs")
     try:
-        tables = [([q * f for q, f in zip(quant[selectors[c]], INVERSE_SCALE)], huffman[selectors[3 + c]],
+        tables = [(tuple(q * f for q, f in zip(quant[selectors[c]], INVERSE_SCALE)), huffman[selectors[3 + c]],
                    huffman[0x10 + selectors[6 + c]]) for c in range(3)]
     except KeyError:
         raise Refused("a table that is not there") from None
@@ -356,7 +361,7 @@ def decode(stream, expected=(0, 0)):
         quant_table, dc, ac = tables[component]
         block = _read_block(bits, dc, ac, predictors[component])
         predictors[component] = block[0]
-        return block, quant_table
+        return tuple(block), quant_table
 
     for y0 in range(0, down * tall, tall):
         for x0 in range(0, across * wide, wide):
@@ -368,14 +373,21 @@ def decode(stream, expected=(0, 0)):
     return make_bitmap(width, height, rows, height * ((3 * width + 3) // 4 * 4))
 
 
+# By a value from -384 to 639; the negative ones are found from behind.
+CLAMPED = bytes(range(256)) + b"\xFF" * 384 + bytes(384)
+
+
 def _place(rows, x0, y0, wide, tall, stride, blocks):
     cb, cr, luma = blocks[0], blocks[1], blocks[2:]
     for y in range(min(tall, len(rows) - y0)):
         row, chroma_row = rows[y0 + y], 8 * (y * 8 // tall)
+        luma_row = [sample for block in luma[(y >> 3) * (wide >> 3):][:wide >> 3]
+                    for sample in block[8 * (y & 7):][:8]]
         for x in range(min(wide, stride - x0)):
-            light = 1024 * luma[(x >> 3) + (y >> 3) * (wide >> 3)][8 * (y & 7) + (x & 7)] + 512
+            light = 1024 * luma_row[x] + 512
             chroma = chroma_row + x * 8 // wide
             u, v = cb[chroma] - 128, cr[chroma] - 128
             at = 3 * (x0 + x)
-            row[at:at + 3] = bytes(min(max(value >> 10, 0), 255) for value in (
-                light + 1815 * u, light - 352 * u - 731 * v, light + 1436 * v))
+            row[at] = CLAMPED[light + 1815 * u >> 10]
+            row[at + 1] = CLAMPED[light - 352 * u - 731 * v >> 10]
+            row[at + 2] = CLAMPED[light + 1436 * v >> 10]
