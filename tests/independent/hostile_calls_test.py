@@ -111,8 +111,10 @@ class Calls(Story):
 
     def test_closed_descriptors(self):
         """What is said to nobody goes nowhere: not into the frame, whose file would be given the free number."""
-        for call in (*self.every_command(), ("--json", "info"), ("--quiet", "list"), ("--trace", "trace", "list")):
-            for closed in ((0,), (1,), (2,), (0, 1, 2)):
+        calls = (*self.every_command(), ("--json", "info"), ("--quiet", "list"), ("--trace", "trace", "list"))
+        for number, call in enumerate(calls):
+            # All of them answer where it can be heard, and are heard to fail; one alone is closed to a third each.
+            for closed in ((0, 2), (0, 1, 2), (number % 3,)):
                 with self.subTest(call=call, closed=closed):
                     self.remove("new", "home")
                     self.put_frame(put_pictures(make_image(), streams(2)))

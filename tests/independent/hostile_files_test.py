@@ -76,9 +76,7 @@ class Pictures(Hostile):
     def test_bombs(self):
         before = self.image()
         good = self.write("good.bmp", wave(*LCD, 5))
-        for name, make, served in bombs():
-            if SPARSE and not name.endswith((".jpg", ".bmp")):
-                continue  # decoded in readers, without sanitizers
+        for name, make, served in bombs(SPARSE):  # others are decoded in readers, without sanitizers
             with self.subTest(picture=name):
                 self.put_frame(before)
                 bomb = self.write(name, make())
@@ -113,20 +111,20 @@ class Pictures(Hostile):
         make = dict((name, make) for name, make, _ in bombs())
         kinds = [self.write(name, make[name]()) for name in make if name.startswith(("small.", "large interl", "one strip", "16000"))]
         kinds += [self.write("scans of grey.jpg", progressive_jpeg(8000, 8000, 3))]
-        files = (kinds * 30)[:30]
+        files = kinds * 2
         program = self.begin_add(files, FAKED_PROCESSORS="16")
         most, readers = [], 0
         with program:
             while program.poll() is None:
                 parts = [private_memory(process) / 1e6 for process in (program.pid, *children_of(program.pid))]
                 most, readers = max(most, parts, key=sum), max(readers, len(parts) - 1)
-                time.sleep(0.02)
+                time.sleep(0.05)
             answer = json.loads(program.stdout.read())
         print("a batch of %d on 16 processors: %.0f MB (%s) with %d readers, %d added" % (
             len(files), sum(most), " ".join("%.0f" % part for part in most), readers, len(answer["added"])))
         self.assertEqual(len(answer["added"]) + len(answer["refused"]), len(files))
         self.assertNotRegex(str(answer["refused"]), "stopped|too large")
-        self.assertGreater(readers, 1)
+        self.assertIn(readers, range(2, 8))  # four, whatever processors there are
         if not PATIENT:
             self.assertLess(sum(most), MEGABYTES)
 

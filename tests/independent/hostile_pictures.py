@@ -90,8 +90,14 @@ def profile(data):
     return chunk(b"iCCP", b"made up\0\0" + data)
 
 
-def bombs():
-    """(name, bytes, served): whether it must be served, must be refused, or either will do (None)."""
+def bombs(sparse=False):
+    """(name, bytes, served): whether it must be served, must be refused, or either will do (None). `sparse`: only what
+    the program's own memory may be harmed by, of a size that costs little, for it is the same code for every row and scan."""
+    if sparse:
+        yield "run lengths.bmp", lambda: bmp(16000, 500, 8, 1, b"\0\1", 54), None
+        yield from (bomb for bomb in bombs() if bomb[0].endswith((".jpg", ".bmp"))
+                    and bomb[0] not in ("run lengths.bmp", "large scans.jpg"))
+        return
     yield "60000 x 60000.png", lambda: png(60000, 60000, zeros(60001 * 3000)), False
     yield "60000 x 60000 grey of 1 bit.png", lambda: png(60000, 60000, zeros(7501 * 60000), 1, 0), None
     yield "wide.png", lambda: png(0x7FFFFFFF, 1, zeros(100)), False
