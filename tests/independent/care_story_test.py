@@ -22,19 +22,30 @@ class Care(StoredStory):
         self.good("add", "--check", *self.wanted)
         whole = self.image()
         self.assertEqual(self.states(), ["unknown"] * 2 + ["good"] * 3)  # the first two are somebody else's
-        _, at, length = flash_reader.slot(flash_reader.table_of(whole), 4)
+        slots = [flash_reader.slot(flash_reader.table_of(whole), position)[1:] for position in (3, 4, 5)]
+        at, length = slots[1]
+
+        def flipped(which, offset):
+            place = slots[which][0] + offset
+            return which, place, bytes([whole[place] ^ 1 << offset % 8])
+        # A bit in each of the three at once, at places of its own; in one of them alone; more than a bit.
+        damages = [[flipped(n, offset + 997 * n) for n, (_, size) in enumerate(slots) if offset + 997 * n < size]
+                   for offset in range(0, max(size for _, size in slots), 3 * 997)]
+        damages += [[flipped(1, offset)] for offset in (0, length // 997 * 997)]
         block = at // 65536 * 65536 + 65536  # in the middle of it, or behind it
-        damages = [(at + offset, bytes([whole[at + offset] ^ 1 << offset % 8])) for offset in range(0, length, 997)]
-        damages += [(at + 512, b"\xff" * 256), (at + 512, bytes(256)), (at, bytes(min(length, block - at)))]
-        for place, damage in damages:
-            with self.subTest(place=place - at, length=len(damage)):
-                image = bytearray(whole)
-                image[place:place + len(damage)] = damage
+        damages += [[(1, *damage)] for damage in ((at + 512, b"\xff" * 256), (at + 512, bytes(256)),
+                                                  (at, bytes(min(length, block - at))))]
+        for damage in damages:
+            with self.subTest(damage=[(which, place - slots[which][0], len(data)) for which, place, data in damage]):
+                image, hurt = bytearray(whole), {which for which, _, _ in damage}
+                for _, place, data in damage:
+                    image[place:place + len(data)] = data
                 self.put_frame(image)
-                self.assertEqual(self.states(), ["unknown"] * 2 + ["good", "damaged", "good"])
+                self.assertEqual(self.states(), ["unknown"] * 2 + ["damaged" if n in hurt else "good" for n in range(3)])
                 self.assert_same_bytes(self.image(), image)
                 mended = self.good("check", "--mend")["pictures"]
-                self.assertEqual([p["state"] for p in mended], ["unknown"] * 2 + ["good", "mended", "good"])
+                self.assertEqual([p["state"] for p in mended],
+                                 ["unknown"] * 2 + ["mended" if n in hurt else "good" for n in range(3)])
                 self.assert_same_bytes(self.image(), whole)
         # What another photograph has become is no source.
         original = self.read(self.wanted[1])
