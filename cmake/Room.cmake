@@ -11,28 +11,42 @@ endif()
 
 # What nearly every source reads of the standard library, and the window's of Qt, is read once for all targets that
 # are compiled alike.
-set(LUMATO_STANDARD_HEADERS <algorithm> <array> <atomic> <chrono> <cmath> <condition_variable> <filesystem> <functional>
-    <map> <memory> <mutex> <optional> <set> <string> <string_view> <thread> <utility> <vector>)
+set(LUMATO_HEADERS <algorithm> <array> <atomic> <chrono> <cmath> <condition_variable> <filesystem> <functional> <map>
+    <memory> <mutex> <optional> <set> <string> <string_view> <thread> <utility> <vector>)
+set(LUMATO_HEADERS_test <gmock/gmock.h> <gtest/gtest.h>)
+set(LUMATO_HEADERS_window <QApplication> <QDBusConnection> <QFileDialog> <QLabel> <QPainter> <QPushButton> <QTimer>
+    <QVBoxLayout>)
+# Sources that are optimized as far as -O3 can use what was read with -O2, but not what was read without or for size.
+set(LUMATO_PRECOMPILE ${LUMATO_MERGE})
+if(NOT CMAKE_BUILD_TYPE STREQUAL Debug AND NOT "${CMAKE_CXX_FLAGS} ${CMAKE_CXX_FLAGS_${CMAKE_BUILD_TYPE}}" MATCHES "-O[123]"
+        AND NOT CMAKE_BUILD_TYPE MATCHES "^Rel")
+    set(LUMATO_PRECOMPILE OFF)
+endif()
 # Programs are compiled as libraries are, and all as libvips wants its users to be, or each would need a reading of its
 # own.
-set(CMAKE_CXX_COMPILE_OPTIONS_PIE ${CMAKE_CXX_COMPILE_OPTIONS_PIC})
-add_compile_options(-pthread)
+if(LUMATO_PRECOMPILE)
+    set(CMAKE_CXX_COMPILE_OPTIONS_PIE ${CMAKE_CXX_COMPILE_OPTIONS_PIC})
+    add_compile_options(-pthread)
+endif()
 
-# lumato_precompile(TARGET KIND [HEADER...]): the standard headers and these; the same ones for each KIND.
+# lumato_precompile(TARGET room|test|window): what that kind of target reads.
 function(lumato_precompile target kind)
-    if(NOT LUMATO_MERGE)
+    if(NOT LUMATO_PRECOMPILE)
         return()
     endif()
     get_directory_property(options COMPILE_OPTIONS)
     string(MD5 alike "${kind} ${options}")
     string(SUBSTRING ${alike} 0 8 alike)
     if(NOT TARGET headers_${alike})
-        file(TOUCH ${CMAKE_BINARY_DIR}/headers.cpp)
-        add_library(headers_${alike} OBJECT ${CMAKE_BINARY_DIR}/headers.cpp)
+        set(nothing ${CMAKE_BINARY_DIR}/headers.cpp)
+        if(NOT EXISTS ${nothing})
+            file(TOUCH ${nothing})
+        endif()
+        add_library(headers_${alike} OBJECT ${nothing})
         set_target_properties(headers_${alike} PROPERTIES AUTOMOC OFF)
         get_target_property(libraries ${target} LINK_LIBRARIES)
         target_link_libraries(headers_${alike} PRIVATE ${libraries})
-        target_precompile_headers(headers_${alike} PRIVATE ${LUMATO_STANDARD_HEADERS} ${ARGN})
+        target_precompile_headers(headers_${alike} PRIVATE ${LUMATO_HEADERS} ${LUMATO_HEADERS_${kind}})
     endif()
     target_precompile_headers(${target} REUSE_FROM headers_${alike})
 endfunction()
@@ -45,8 +59,7 @@ function(lumato_room name)
     target_include_directories(lumato_${name} PUBLIC ${CMAKE_SOURCE_DIR})
     target_link_libraries(lumato_${name} PUBLIC ${ROOM_USES})
     if(Qt6::Widgets IN_LIST ROOM_USES)
-        lumato_precompile(lumato_${name} window <QApplication> <QDBusConnection> <QFileDialog> <QLabel> <QPainter>
-            <QPushButton> <QTimer> <QVBoxLayout>)
+        lumato_precompile(lumato_${name} window)
     else()
         lumato_precompile(lumato_${name} room)
     endif()
@@ -60,6 +73,6 @@ function(lumato_test name)
     set_target_properties(${name}_test PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
     target_include_directories(${name}_test PRIVATE ${CMAKE_SOURCE_DIR})
     target_link_libraries(${name}_test PRIVATE ${TEST_USES} GTest::gmock GTest::gtest_main)
-    lumato_precompile(${name}_test test <gmock/gmock.h> <gtest/gtest.h>)
+    lumato_precompile(${name}_test test)
     gtest_discover_tests(${name}_test TEST_PREFIX "${name}." DISCOVERY_TIMEOUT 60)
 endfunction()

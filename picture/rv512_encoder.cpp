@@ -33,9 +33,10 @@ int CRv512Encoder::EnCode(const Path& source, const Path& destination, int width
     } catch (const std::bad_alloc&) {
         size = Fail(ErrorKind::TooLarge, About(Printable(source.string()), kNoMemoryToEncode));
     }
-    if (!size)
-        m_lastError = std::move(size).error();
-    return size.value_or(0);
+    if (size)
+        return *size;
+    m_lastError = std::move(size).error();
+    return 0;
 }
 
 bool CRv512Encoder::DeCode(const Path& source, const Path& destination, int width, int height) {

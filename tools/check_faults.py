@@ -9,6 +9,7 @@ status 77: there is no clang-tidy.
 import json
 import os
 import re
+import shlex
 import shutil
 import subprocess
 import sys
@@ -30,7 +31,7 @@ def rooms(build):
     with open(os.path.join(build, "compile_commands.json")) as file:
         for unit in json.load(file):
             # clang-tidy is slower with what was precompiled, and does not optimize.
-            words = re.sub(r" -O\d| -Winvalid-pch|( -Xclang \S+)+", "", unit["command"]).replace("-isystem ", "-isystem").split()
+            words = shlex.split(re.sub(r" -O\d| -Winvalid-pch|( -Xclang \S+)+", "", unit["command"]).replace("-isystem ", "-isystem"))
             object_file = words[words.index("-o") + 1]
             if ELSEWHERE.search(object_file):
                 continue
@@ -41,7 +42,7 @@ def rooms(build):
                 how.update(dict.fromkeys(words[:words.index("-o")]))
                 sources[source] = True
     for (room, _), (how, sources) in found.items():
-        yield room, " ".join(how), list(sources)
+        yield room, shlex.join(how), list(sources)
 
 
 def main():
@@ -56,7 +57,7 @@ def main():
         path = os.path.join(folder, "%s_%d.cpp" % (room, len(units)))
         with open(path, "w") as file:
             file.writelines('#include "%s"\n' % source for source in sources)
-        units.append({"directory": build, "file": path, "command": "%s -c %s" % (how, path)})
+        units.append({"directory": build, "file": path, "command": "%s -c %s" % (how, shlex.quote(path))})
     if not units:
         print(build + " compiles nothing")
         return 1

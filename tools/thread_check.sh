@@ -9,21 +9,21 @@ set -euo pipefail
 top=$(cd "$(dirname "$0")/.." && pwd)
 export TSAN_OPTIONS="halt_on_error=1 ${TSAN_OPTIONS:-}"
 
-# build FOLDER COMPILER FLAGS TARGET...
+# build FOLDER WINDOW COMPILER FLAGS OPTION... (WINDOW: ON or OFF)
 build() {
     build=$top/build-check/$1
     cmake -S "$top" -B "$build" -G Ninja -DLUMATO_MERGE=ON -DCMAKE_BUILD_TYPE=Debug -DLUMATO_SANITIZE=thread \
-        -DCMAKE_CXX_COMPILER="$2" -DCMAKE_CXX_FLAGS_DEBUG="$3" -DLUMATO_WINDOW="${WINDOW:-ON}" >/dev/null
-    cmake --build "$build" "${@:4}"
+        -DLUMATO_WINDOW="$2" -DCMAKE_CXX_COMPILER="$3" -DCMAKE_CXX_FLAGS_DEBUG="$4" >/dev/null
+    cmake --build "$build" "${@:5}"
 }
 
 if [ "${1:-}" = --lives ]; then
     # What is the same in every width of the vectors is compiled for one. As one job: other tests run beside it.
-    WINDOW=OFF build thread-lives clang++ "-O0 -g0 -DHWY_COMPILE_ONLY_STATIC" -j 1 --target lives_test
+    build threads-lives OFF clang++ "-O0 -g0 -DHWY_COMPILE_ONLY_STATIC" -j 1 --target lives_test
     LUMATO_LIVES=${LUMATO_LIVES:-100} exec "$build/tests/lives_test" --gtest_brief=1
 fi
 
-build thread g++ "-O1 -g1" \
+build threads ON g++ "-O1 -g1" \
     --target lives_test store_test device_test vframe_test import_test picture_test window_test
 for test in lives store device vframe; do
     "$build/tests/${test}_test" --gtest_brief=1

@@ -3,6 +3,7 @@
 #include <QElapsedTimer>
 #include <QPainter>
 #include <algorithm>
+#include <cstdio>
 #include <ctime>
 #include <map>
 
@@ -218,5 +219,8 @@ int main(int argc, char** argv) {
     QApplication application(argc, argv);
     const int status = lumato::app::WindowTests().at(argc > 1 ? argv[1] : "")(argc - 1, argv + 1);
     // What a thread still holds is no leak.
-    return QTest::qWaitFor([] { return !lumato::app::LooseThreads::AnyRun(); }, 20'000) ? status : 1;
+    if (QTest::qWaitFor([] { return !lumato::app::LooseThreads::AnyRun(); }, 20'000))
+        return status;
+    std::fputs("a thread of the window does not end\n", stderr);
+    return 1;
 }

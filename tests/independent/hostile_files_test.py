@@ -124,7 +124,7 @@ class Pictures(Hostile):
             len(files), sum(most), " ".join("%.0f" % part for part in most), readers, len(answer["added"])))
         self.assertEqual(len(answer["added"]) + len(answer["refused"]), len(files))
         self.assertNotRegex(str(answer["refused"]), "stopped|too large")
-        self.assertIn(readers, range(2, 8))  # four, whatever processors there are
+        self.assertIn(readers, range(2, 8))  # four at a time, whatever processors there are, and those that are just ending
         if not PATIENT:
             self.assertLess(sum(most), MEGABYTES)
 

@@ -126,7 +126,7 @@ class Story(unittest.TestCase):
     # ------------------------------------------------------------------------------------ the program
 
     def environment(self):
-        # Who asked for memory is told in two steps instead of thirty: a start under the sanitizers takes a fifth less,
+        # Who asked for memory is told in two steps instead of thirty: a start under the sanitizers takes an eighth less,
         # they find the same, and a command that is walked again by hand tells all.
         sanitizer = "malloc_context_size=2:" + os.environ.get("ASAN_OPTIONS", "")
         return dict(os.environ, HOME=self.folder, LC_ALL="C.UTF-8", TZ="UTC", XDG_DATA_HOME=self.path("xdg"),
