@@ -4,7 +4,7 @@
 #
 #   tools/thread_check.sh [--lives]
 #
-# --lives: these alone, and 100 of them, by a compiler and with options that build them in a sixth of the time.
+# --lives: these alone, and 100 of them, not optimized and by clang, which is quicker to build.
 set -euo pipefail
 top=$(cd "$(dirname "$0")/.." && pwd)
 export TSAN_OPTIONS="halt_on_error=1 ${TSAN_OPTIONS:-}"
