@@ -17,10 +17,10 @@ set(LUMATO_HEADERS_test <gmock/gmock.h> <gtest/gtest.h>)
 set(LUMATO_HEADERS_window <QApplication> <QDBusConnection> <QFileDialog> <QLabel> <QPainter> <QPushButton> <QTimer>
     <QVBoxLayout>)
 # Sources that are optimized as far as -O3 can use what was read with -O2, but not what was read without or for size.
-set(LUMATO_PRECOMPILE ${LUMATO_MERGE})
-if(NOT CMAKE_BUILD_TYPE STREQUAL Debug AND NOT "${CMAKE_CXX_FLAGS} ${CMAKE_CXX_FLAGS_${CMAKE_BUILD_TYPE}}" MATCHES "-O[123]"
-        AND NOT CMAKE_BUILD_TYPE MATCHES "^Rel")
-    set(LUMATO_PRECOMPILE OFF)
+set(LUMATO_PRECOMPILE OFF)
+if(LUMATO_MERGE AND (CMAKE_BUILD_TYPE MATCHES "^(Debug|Release|RelWithDebInfo)$" OR
+        (CMAKE_BUILD_TYPE STREQUAL None AND CMAKE_CXX_FLAGS MATCHES "-O[123]")))
+    set(LUMATO_PRECOMPILE ON)
 endif()
 # Programs are compiled as libraries are, and all as libvips wants its users to be, or each would need a reading of its
 # own.
